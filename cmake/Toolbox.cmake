@@ -1,0 +1,22 @@
+# What every target of ours has in common: warnings as errors, sanitizers, a fast linker.
+add_library(quorvia_warnings INTERFACE)
+target_compile_options(quorvia_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror)
+target_include_directories(quorvia_warnings INTERFACE ${CMAKE_SOURCE_DIR}/src)
+
+if(QUORVIA_SANITIZE)
+  add_compile_options(-fsanitize=${QUORVIA_SANITIZE})
+  add_link_options(-fsanitize=${QUORVIA_SANITIZE})
+endif()
+
+find_program(MOLD mold)
+if(MOLD)
+  add_link_options(-fuse-ld=mold)
+endif()
+
+# A library of ours: quorvia_library(NAME PUBLIC a b PRIVATE c). Its files come from the rooms' own lists.
+function(quorvia_library name)
+  add_library(${name} STATIC ${CMAKE_SOURCE_DIR}/cmake/empty.cpp)
+  target_link_libraries(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE quorvia_warnings)
+  target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
+endfunction()

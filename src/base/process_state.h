@@ -1,0 +1,71 @@
+#pragma once
+// The process-wide values: made in main, passed by reference, alive until the process ends.
+// User-interface thread only. A test may hold several.
+
+#include <QString>
+#include <memory>
+
+#include "contract/messenger_service.h"
+#include "platform/machine.h"
+
+class RegistryFile;
+class MeetingScreens;
+class WBHistory;
+class CameraPort;
+class WindowsPort;
+class CompanionPort;
+class ClipboardPort;
+
+/// The machine, borrowed. Null where a test has no use for it.
+struct Ports {
+    RegistryFile* registry = nullptr;
+    Clock* clock = nullptr;
+    Waits* waits = nullptr;
+    EventLog* eventLog = nullptr;
+    Trace* trace = nullptr;
+    Folders* folders = nullptr;
+    ScreenPointer* pointer = nullptr;
+    EndProcess* endProcess = nullptr;
+    Prompts* prompts = nullptr;
+    CameraPort* camera = nullptr;
+    WindowsPort* windows = nullptr;
+    CompanionPort* companion = nullptr;
+    ClipboardPort* clipboard = nullptr;
+};
+
+struct ProcessState {
+    std::unique_ptr<MessengerService> gMessenger;   // set by Main, gone after EndProgram
+    std::shared_ptr<UsersCollection> gUsers;        // handed out at meeting entry; null before
+    MeetingScreens* gMeetingForm = nullptr;         // what rules need of the window; null without one
+
+    QString gConfigName;                            // "" until one is chosen
+    QString gMeetingCode;
+    bool gCreateMeeting = false;
+    QString gPassword;                              // enciphered, as stored
+    QString gHostname;
+    bool gLoginDialogClosed = false;
+    bool gLoginCancelled = false;
+
+    QString gServerKey;
+    QString gLocalKey;
+    bool gEncryptMessages = false;
+    bool gUseLocalKey = false;
+
+    bool gWBApplyingRemote = false;                 // a received record is applied, or the window loads
+    std::shared_ptr<WBHistory> gWBBuffer;           // whiteboard/history.h; outlives "New Meeting..."
+
+    std::unique_ptr<FrameEncoder> gFrameEncoder;    // holds the JPEG quality; null before InitDIB
+    bool gCameraReady = false;
+    bool gCaptureIsYUV = false;
+    bool gVideoOn = false;
+    qint16 gVideoX = 0, gVideoY = 0;                // board pixels
+    quint64 gShareWindow = 0;                       // 0: none
+    bool gAppShareOn = false;
+    qint16 gAppX = 0, gAppY = 0;
+    int gVoktalPort = 2074;
+
+    Ports ports;
+};
+
+/// The application title, in captions, boxes and the settings store.
+inline constexpr char kAppTitle[] = "Quorvia";

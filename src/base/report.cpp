@@ -1,0 +1,28 @@
+#include "base/report.h"
+
+using namespace Qt::StringLiterals;
+
+void ReportCriticalError(ProcessState& state, const QString& message, EventType type, bool show, Cause cause)
+{
+    LogEvent(state, type, message);
+    if (!show || !state.ports.prompts) return;
+    if (state.gWBApplyingRemote) cause = Cause::Remote;
+    const QString title = QLatin1String(kAppTitle);
+    try {
+        state.ports.prompts->CriticalBox(title + u" Error"_s, title + u" Critical Error: "_s + message, cause);
+    } catch (const ProcessEnded&) {
+        throw;
+    } catch (...) {
+        LogEvent(state, EventType::Error, u"the error box could not be shown"_s);
+    }
+}
+
+void TraceEvent(ProcessState& state, const char* event, const QJsonObject& fields)
+{
+    if (state.ports.trace) state.ports.trace->Line(event, fields);
+}
+
+void LogEvent(ProcessState& state, EventType type, const QString& message)
+{
+    if (state.ports.eventLog) state.ports.eventLog->Write(type, message);
+}

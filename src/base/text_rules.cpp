@@ -1,0 +1,116 @@
+#include "base/text_rules.h"
+
+#include <QLocale>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace {
+
+constexpr QChar kBlank = u' ';
+
+bool IsDigit(QChar c) { return c >= u'0' && c <= u'9'; }
+
+/// How many characters from the start of `text` form a decimal number; 0 when there is none.
+qsizetype NumberLength(QStringView text)
+{
+    qsizetype at = 0, digits = 0;
+    if (at < text.size() && (text[at] == u'+' || text[at] == u'-')) ++at;
+    while (at < text.size() && IsDigit(text[at])) ++at, ++digits;
+    if (at < text.size() && text[at] == u'.') {
+        ++at;
+        while (at < text.size() && IsDigit(text[at])) ++at, ++digits;
+    }
+    if (digits == 0) return 0;
+    if (at < text.size() && (text[at] == u'e' || text[at] == u'E')) {
+        qsizetype exponent = at + 1;
+        if (exponent < text.size() && (text[exponent] == u'+' || text[exponent] == u'-')) ++exponent;
+        const qsizetype first = exponent;
+        while (exponent < text.size() && IsDigit(text[exponent])) ++exponent;
+        if (exponent > first) at = exponent;
+    }
+    return at;
+}
+
+/// `number` must be what NumberLength accepted. Out of range gives infinity or zero, as the sign says.
+double Value(QStringView number)
+{
+    if (!number.isEmpty() && number.front() == u'+') number = number.sliced(1);
+    std::array<char, 64> shortText;
+    QByteArray longText;
+    const char* first = shortText.data();
+    if (std::size_t(number.size()) <= shortText.size()) {
+        for (qsizetype i = 0; i < number.size(); ++i) shortText[std::size_t(i)] = char(number[i].unicode());
+    } else {
+        longText = number.toLatin1();
+        first = longText.constData();
+    }
+    double value = 0;
+    const auto read = std::from_chars(first, first + number.size(), value);
+    if (read.ec == std::errc::result_out_of_range) return number.front() == u'-' ? -HUGE_VAL : HUGE_VAL;
+    return value;
+}
+
+QStringView SkipBlanks(QStringView text)
+{
+    while (!text.isEmpty() && text.front() == kBlank) text = text.sliced(1);
+    return text;
+}
+
+}  // namespace
+
+QString Trim(const QString& text)
+{
+    qsizetype first = 0, last = text.size();
+    while (first < last && text[first] == kBlank) ++first;
+    while (last > first && text[last - 1] == kBlank) --last;
+    return text.mid(first, last - first);
+}
+
+QString TrimAtNull(const QString& text)
+{
+    const qsizetype at = text.indexOf(QChar(u'\0'));
+    return at < 0 ? text : text.left(at);
+}
+
+double RoundHalfEven(double value) { return std::nearbyint(value); }   // the default rounding mode
+
+std::optional<double> WholeNumber(QStringView text)
+{
+    text = SkipBlanks(text);
+    while (!text.isEmpty() && text.back() == kBlank) text.chop(1);
+    const qsizetype length = NumberLength(text);
+    if (length == 0 || length != text.size()) return std::nullopt;
+    return Value(text);
+}
+
+double LeadingNumber(QStringView text)
+{
+    text = SkipBlanks(text);
+    const qsizetype length = NumberLength(text);
+    return length == 0 ? 0 : Value(text.first(length));
+}
+
+std::optional<bool> BooleanText(QStringView text)
+{
+    if (text.compare(QLatin1String("True"), Qt::CaseInsensitive) == 0) return true;
+    if (text.compare(QLatin1String("False"), Qt::CaseInsensitive) == 0) return false;
+    const auto number = WholeNumber(text);
+    return number ? std::optional(*number != 0) : std::nullopt;
+}
+
+QString SingleText(float value)
+{
+    std::array<char, 64> text;
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+    return QString::fromLatin1(text.data(), end.ptr - text.data());
+}
+
+QString BooleanText(bool value) { return value ? QStringLiteral("True") : QStringLiteral("False"); }
+
+QString GeneralDate(const QDateTime& when)
+{
+    const QLocale locale;
+    return locale.toString(when.date(), QLocale::ShortFormat) + u' ' +
+           locale.toString(when.time(), QLocale::LongFormat).section(u' ', 0, -1);
+}

@@ -1,0 +1,29 @@
+#pragma once
+// The JPEG encoder that the messaging service supplies.
+
+#include <QByteArray>
+
+#include "contract/picture.h"
+
+/// Encodes lazily: EncodePicture and EncodeFrame take the image, GetBytes encodes it with the quality
+/// of that moment and keeps the bytes until image or quality change. User-interface thread only.
+/// Every failing call throws std::runtime_error.
+class FrameEncoder {
+public:
+    virtual ~FrameEncoder() = default;
+
+    /// JPEG quality, 1..100; a fresh encoder has 65. Values outside are refused.
+    virtual void SetQuality(qint16 quality) = 0;
+    virtual qint16 Quality() const = 0;
+
+    /// Size of the raw frames that EncodeFrame will be given, in pixels.
+    virtual void PrepareFrameFormat(int width, int height) = 0;
+    /// Releases the held image. GetBytes throws until another one is given.
+    virtual void Clear() = 0;
+    virtual void EncodePicture(const Pixels& picture) = 0;
+    /// JPEG bytes of the last image given. The array is shared, not copied.
+    virtual QByteArray GetBytes() = 0;
+    /// `frame`: one I420 frame of the prepared size when `isYUV`, else 24-bit BGR rows from the top.
+    /// Returns the quality it is encoded with, which callers pass on as SendVideoFrame's Quality.
+    virtual qint32 EncodeFrame(const QByteArray& frame, bool isYUV) = 0;
+};

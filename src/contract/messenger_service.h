@@ -1,0 +1,113 @@
+#pragma once
+// What the client needs of the Zephyl messaging service. The link implements it over the network,
+// tests/support in memory. Everything here is called from the user-interface thread only, and events
+// arrive on that thread, in order, between the client's own calls. A failing call throws
+// std::runtime_error; refusals are results.
+
+#include <QString>
+#include <QStringList>
+#include <memory>
+#include <vector>
+
+#include "contract/frame_encoder.h"
+#include "contract/picture.h"
+
+/// StatusChanged's codes that mean something; every other is ignored.
+inline constexpr qint32 kStatusLeft = 0;
+inline constexpr qint32 kStatusPresent = 5;
+
+/// VideoFrame's types.
+inline constexpr qint32 kFrameVideo = 0;
+inline constexpr qint32 kFrameApplication = 1;
+inline constexpr qint32 kFrameWhiteboard = 2;
+
+/// One attendee, as somebody to send to. Made by MessengerService::MakeUserItem, then Init.
+class UserItem {
+public:
+    virtual ~UserItem() = default;
+    virtual void Init(const QString& handle, bool flag) = 0;
+    /// Hands one text to this attendee, never enciphered. `fromHandle` must be the session's own handle.
+    virtual void Deliver(const QString& fromHandle, const QString& tag, const QString& message,
+                         qint32 flags) = 0;
+    virtual QString Handle() const = 0;
+    /// Host name or address for the voice companion; "" when unknown.
+    virtual QString Address() const = 0;
+    /// Hands one JPEG picture to this attendee. `handle`: the own handle, at most once behind the
+    /// whiteboard prefix. x, y in board pixels; values beyond 16 bits are refused.
+    virtual void SendVideoFrame(const QByteArray& data, const QString& handle, int x, int y, qint32 frameType,
+                                qint32 quality) = 0;
+};
+
+/// The attendees of one meeting entry, in order of joining, the own one first. The service hands it out
+/// filled, and Logout empties it; afterwards only the client adds and removes.
+class UsersCollection {
+public:
+    virtual ~UsersCollection() = default;
+    virtual void Add(std::shared_ptr<UserItem> item, qint32 flags = 0) = 0;
+    /// Throws when there is no such handle (exact spelling).
+    virtual std::shared_ptr<UserItem> Item(const QString& handle) const = 0;
+    virtual void Remove(const QString& handle) = 0;
+    /// All items at this moment; safe to walk while the collection changes.
+    virtual std::vector<std::shared_ptr<UserItem>> Items() const = 0;
+};
+
+/// What is known of the connection; for the last status panel.
+struct LinkState {
+    enum class Phase { Offline, Connected, Cut, Ended };
+    Phase phase = Phase::Offline;
+    QString text;      // one short sentence for people; "" when there is nothing to say
+    QString details;   // protocol, round-trip time, bytes; for the tooltip
+};
+
+/// Receives the service's events.
+class MessengerEvents {
+public:
+    virtual ~MessengerEvents() = default;
+    virtual void NewMessage(const QString& fromHandle, const QString& message) = 0;
+    virtual void StatusChanged(const QString& userHandle, qint32 newStatus) = 0;
+    virtual void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
+                            qint32 frameType) = 0;
+    /// Ours, beside the three: the connection changed, or something could not be delivered.
+    virtual void LinkChanged(const LinkState&) {}
+};
+
+class MessengerService {
+public:
+    virtual ~MessengerService() = default;
+
+    virtual bool HasMeetingPermission() = 0;
+    virtual QString ServerKey() const = 0;
+    virtual QString SendTag() const = 0;
+    virtual bool LoggedIn() const = 0;
+    /// The own handle in the account's spelling; "" without a session.
+    virtual QString Handle() const = 0;
+    virtual void Send(const QString& to, const QString& message, qint32 flags = 0) = 0;
+    virtual void Logout() = 0;
+    /// `password` in the enciphered form that the settings hold. False: refused or unreachable, no session.
+    virtual bool Login(const QString& handle, const QString& password, const QString& hostname) = 0;
+    virtual void LoadConfig() = 0;
+    virtual void Close() = 0;
+    /// The collection of the meeting entered last; an empty one when in none.
+    virtual std::shared_ptr<UsersCollection> Users() = 0;
+    virtual bool JoinMeeting(const QString& meetingCode) = 0;
+    virtual void LeaveMeeting() = 0;
+    virtual bool CreateMeeting(const QString& meetingCode, const QString& second) = 0;
+    /// The (masked) address that the password went to; "" for an unknown handle.
+    virtual QString SendPassword(const QString& handle) = 0;
+    virtual void SetConfig(const QString& configName) = 0;
+
+    // --- of ours -----------------------------------------------------------------------------------
+    /// A user item that belongs to this service; Init names it.
+    virtual std::shared_ptr<UserItem> MakeUserItem() = 0;
+    virtual std::unique_ptr<FrameEncoder> MakeFrameEncoder() = 0;
+    /// Who receives the events from now on; null: nobody, events wait. The sink must outlive its stay.
+    virtual void SetEvents(MessengerEvents* sink) = 0;
+    /// Where the next Login and SendPassword go instead of the stored service ("" = this computer), for
+    /// an address that is typed and not saved yet; nullptr: as stored.
+    virtual void UseServiceAddress(const QString* typed) = 0;
+    /// Board records and whiteboard pictures that were drawn while nobody else was present.
+    virtual void Keep(const QString& record) = 0;
+    virtual void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) = 0;
+    /// Why the last Login was refused, in one sentence for people; "" when it was not.
+    virtual QString LastRefusal() const = 0;
+};

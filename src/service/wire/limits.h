@@ -1,0 +1,51 @@
+#pragma once
+// Every bound of the wire, once. Sizes in bytes. Client and relay include it; the relay repeats
+// the first five in Welcome so that a client of another version can follow them.
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace zephyl {
+
+inline constexpr std::uint32_t kProtocolVersion = 1;
+inline constexpr std::uint16_t kDefaultPort = 7420;
+inline constexpr char kAlpn[] = "zephyl/1";
+
+// One frame: 32-bit length | 16-bit header length | header | body.
+inline constexpr std::size_t kBodyBytes = 16 * 1024;
+inline constexpr std::size_t kHeaderBytesUp = 4 * 1024;
+inline constexpr std::size_t kHeaderBytesDown = 64 * 1024;
+inline constexpr std::size_t kRecipientListBytes = 3 * 1024;   // a longer list becomes several posts
+
+// Items.
+inline constexpr std::size_t kTypedTextBytes = 16'384;
+inline constexpr std::size_t kTextBytes = 40'960;              // enciphering doubles a text
+inline constexpr std::size_t kRecordBytes = 8 * 1024 * 1024;
+inline constexpr std::size_t kPictureBytes = 4 * 1024 * 1024;
+inline constexpr std::size_t kLiveFrameBytes = 512 * 1024;
+inline constexpr std::size_t kApplicationImageBytes = 4 * 1024 * 1024;
+
+// Queues.
+inline constexpr std::size_t kOutboxBytes = 32 * 1024 * 1024;
+inline constexpr std::size_t kBatchBytes = 64 * 1024;
+inline constexpr std::size_t kTalkWindowBytes = 1024 * 1024;
+inline constexpr std::size_t kBoardWindowBytes = 4 * 1024 * 1024;
+inline constexpr std::size_t kTalkKeptBytes = 16 * 1024 * 1024;
+inline constexpr std::size_t kBoardKeptBytes = 256 * 1024 * 1024;
+inline constexpr std::size_t kBeforeLoginBytes = 8 * 1024;
+
+inline constexpr int kSeatsPerMeeting = 200;
+inline constexpr int kStreamsPerHandle = 8;
+
+// When a receiver says how far it has read.
+inline constexpr int kReadEveryItems = 256;
+inline constexpr std::size_t kReadEveryBytes = 1024 * 1024;
+inline constexpr std::chrono::seconds kReadEvery{1};
+
+inline constexpr std::chrono::seconds kPingAfterSilence{5};
+inline constexpr std::chrono::seconds kLostAfterSilence{15};
+inline constexpr std::chrono::seconds kBeforeLogin{10};
+inline constexpr std::chrono::seconds kCallTime{10};
+
+}  // namespace zephyl

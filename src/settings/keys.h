@@ -1,0 +1,80 @@
+#pragma once
+// Every key of the settings store: section, default, scope and application. The one table.
+
+enum class Scoped { No, Yes };   // Yes: below the configuration in use
+
+struct SettingKey {
+    const char* section;
+    const char* key;
+    const char* fallback;   // null: none, a missing value reads as ""
+    Scoped scoped = Scoped::Yes;
+    const char* application = "Zephyl";
+};
+
+namespace keys {
+
+inline constexpr char kZephyl[] = "Zephyl";
+inline constexpr char kQuorvia[] = "Quorvia";
+inline constexpr char kSystemDefault[] = "(System Default)";
+inline constexpr char kMeetingCodesSection[] = "Meeting Codes";   // one value per code; application "Quorvia"
+
+// who and where
+inline constexpr SettingKey kHandle{"Data", "Handle", nullptr};
+inline constexpr SettingKey kPassword{"Data", "Password", nullptr};
+inline constexpr SettingKey kHostname{"Data", "Hostname", nullptr};
+inline constexpr SettingKey kJoinMeetingDefault{"Data", "Join Meeting Default", "0"};
+inline constexpr SettingKey kUseHttp{"Data", "Use HTTP", "0"};
+inline constexpr SettingKey kUseTcpPort{"Data", "Use TCP Port", "0"};
+inline constexpr SettingKey kHttpPollingInterval{"Data", "HTTP Polling Interval", nullptr};
+inline constexpr SettingKey kServiceAddress{"Data", "Service Address", nullptr};
+
+// encryption
+inline constexpr SettingKey kLocalEncryptionKey{"Data", "Local Encryption Key",
+                                                "KEM0181LSB8GBC6NCHCR60SD3909960308"};
+inline constexpr SettingKey kEncryptMessages{"Data", "Encrypt Messages", "0"};
+inline constexpr SettingKey kUseLocalKey{"Data", "Use Local Key", "False"};
+
+// voice
+inline constexpr SettingKey kEnableVoktal{"Data", "Enable Voktal", "1"};
+inline constexpr SettingKey kHideVoktal{"Data", "Hide Voktal", "1"};
+inline constexpr SettingKey kVoktalPort{"Data", "Voktal Port", "2074"};
+
+// pictures
+inline constexpr SettingKey kDisableVideo{"Data", "Disable Video", "0"};
+inline constexpr SettingKey kVideoDevice{"Data", "Video Device", ""};   // "": cameras; file:PATH; pattern
+inline constexpr SettingKey kVideoWidth{"Data", "Video Width", "240"};
+inline constexpr SettingKey kVideoHeight{"Data", "Video Height", "180"};
+inline constexpr SettingKey kFrameRate{"Data", "Frame Rate", "5"};
+inline constexpr SettingKey kMinimumFrameRate{"Data", "Minimum Frame Rate", "2000"};   // milliseconds
+inline constexpr SettingKey kImageQuality{"Data", "Image Quality", "65"};
+inline constexpr SettingKey kAppShareInterval{"Data", "AppShare Interval", "3000"};    // milliseconds
+
+// chat log
+inline constexpr SettingKey kEnableLogging{"Data", "Enable Logging", "0"};
+inline constexpr SettingKey kLogFileLocation{"Data", "Log File Location", nullptr};    // default: documents
+inline constexpr SettingKey kMaximumLogSize{"Data", "Maximum Log Size", "129072"};     // bytes
+
+// what others may do to this window: resize, scroll, frame rate
+inline constexpr SettingKey kAllowRemoteView{"Data", "Allow Remote View Control", "1"};
+
+// whiteboard
+inline constexpr SettingKey kSelectedTool{"Whiteboard", "Selected Tool", "Draw"};
+inline constexpr SettingKey kSelectedDrawTool{"Whiteboard", "Selected Draw Tool", "Pen"};
+inline constexpr SettingKey kSelectedShapeTool{"Whiteboard", "Selected Shape Tool", "Box"};
+inline constexpr SettingKey kSelectedColor{"Whiteboard", "Selected Color", "1"};
+inline constexpr SettingKey kSelectedWidth{"Whiteboard", "Selected Width", "0"};
+inline constexpr SettingKey kFontName{"Whiteboard", "Font Name", "Arial"};
+inline constexpr SettingKey kFontSize{"Whiteboard", "Font Size", "10"};
+inline constexpr SettingKey kFontBold{"Whiteboard", "Font Bold", "False"};
+inline constexpr SettingKey kFontItalic{"Whiteboard", "Font Italic", "False"};
+inline constexpr SettingKey kFontStrikethrough{"Whiteboard", "Font Strikethrough", "False"};
+inline constexpr SettingKey kFontUnderline{"Whiteboard", "Font Underline", "False"};
+
+// not below a configuration
+inline constexpr SettingKey kDefaultConfig{"Configs", "Default Config", kSystemDefault, Scoped::No};
+inline constexpr SettingKey kXPos{"Data", "XPos", nullptr, Scoped::No, kQuorvia};   // twips
+inline constexpr SettingKey kYPos{"Data", "YPos", nullptr, Scoped::No, kQuorvia};
+inline constexpr SettingKey kWidth{"Data", "Width", nullptr, Scoped::No, kQuorvia};
+inline constexpr SettingKey kHeight{"Data", "Height", nullptr, Scoped::No, kQuorvia};
+
+}  // namespace keys

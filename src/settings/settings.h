@@ -1,0 +1,28 @@
+#pragma once
+// Reading and writing the settings store by section and key.
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+#include <vector>
+
+#include "base/process_state.h"
+#include "settings/keys.h"
+
+/// The stored text, or `fallback` when it is missing or empty. Looks under the legacy location once when the
+/// value does not exist. Never throws.
+QString GetSetting(ProcessState& state, const QString& section, const QString& key,
+                   const std::optional<QString>& fallback, Scoped scoped, const QString& application);
+/// Stores a text value. A failure is reported: "SaveSetting: Section/Key=Value(description)".
+void SaveSetting(ProcessState& state, const QString& section, const QString& key, const QString& value,
+                 Scoped scoped, const QString& application);
+
+/// The same by the key table, which knows section, scope, application and default.
+QString GetSetting(ProcessState& state, const SettingKey& key);
+void SaveSetting(ProcessState& state, const SettingKey& key, const QString& value);
+
+/// A number setting: text that is no number gives the leading number, as everywhere; missing gives the default.
+double NumberSetting(ProcessState& state, const SettingKey& key);
+
+/// Path of a shell special folder, "" on failure.
+QString GetSpecialFolderPath(ProcessState& state, int folderId);

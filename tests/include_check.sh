@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Nobody includes upwards: what each room's files may include, beside the link lines that say the same.
+# usage: include_check.sh SOURCE_DIR
+set -u
+cd "$1/src" || exit 2
+failed=0
+
+# deny ROOMS PATTERN REASON: no file of these rooms may include what matches.
+deny() {
+    local hits
+    hits=$(grep -rnE "^\s*#include\s*[<\"]($2)" $1 --include=*.h --include=*.cpp 2>/dev/null)
+    [ -z "$hits" ] && return
+    printf '%s:\n%s\n' "$3" "$hits"
+    failed=1
+}
+
+qt='Q[A-Z][A-Za-z]*[>"]|Qt[A-Z]'
+widgets='QApplication|QWidget|QDialog|QMainWindow|QMessageBox|QLabel|QPushButton|QTextEdit|QToolBar|QtWidgets|QMenu|QListWidget|QComboBox|QSlider|QStatusBar'
+gui='QImage|QPainter|QColor|QFont|QPixmap|QCursor|QClipboard|QGuiApplication|QtGui'
+floors='app/|ui/|media/|whiteboard/|session/|messaging/'
+
+deny 'service/wire service/net service/codec service/relay service/zephyld' "$qt" 'the service knows no Qt'
+deny 'service/wire service/net service/codec service/relay service/zephyld' "$floors|settings/|base/|contract/|cipher/|platform/" 'the service knows nothing of the client'
+deny 'service/wire' 'boost/|openssl/|sys/socket' 'the wire knows no sockets'
+deny 'service/link cli' "$gui|$widgets" 'link and command line have no screen'
+deny 'service/link' "$floors|settings/|platform/|service/relay" 'the link knows contract, cipher and base only'
+deny 'base contract cipher platform' "$floors|settings/|service/" 'the ground floor includes nothing above it'
+deny 'settings' "$floors|service/" 'settings include nothing above them'
+deny 'session messaging' 'app/|ui/|media/|whiteboard/|service/' 'session and messaging know neither board nor media'
+deny 'whiteboard' 'app/|ui/|media/|session/|service/' 'the whiteboard knows nothing of media'
+deny 'media' 'app/|ui/|session/|service/' 'media includes nothing above it'
+deny 'ui' 'app/|service/' 'the windows know the service by its contract'
+deny 'base contract cipher settings' "$gui|$widgets" 'core knows values only'
+exit $failed
