@@ -21,6 +21,7 @@ struct Ports {
     RegistryFile* registry = nullptr;
     Clock* clock = nullptr;
     Waits* waits = nullptr;
+    Gate* gate = nullptr;
     EventLog* eventLog = nullptr;
     Trace* trace = nullptr;
     Folders* folders = nullptr;

@@ -26,6 +26,35 @@ public:
     virtual void LetEventsRun() = 0;
 };
 
+/// Holds service events, our timers and camera frames back while it is closed: until the meeting window is
+/// whole, during short waits, between the slices of a long drawing. Closings nest; whatever waited is served
+/// in order once the last one has been opened again.
+class Gate {
+public:
+    virtual ~Gate() = default;
+    virtual void Close() = 0;
+    virtual void Open() = 0;
+    virtual bool IsOpen() const = 0;
+};
+
+/// Closes the gate for a scope. A null gate is none.
+class GateHold {
+public:
+    explicit GateHold(Gate* gate) : mGate(gate)
+    {
+        if (mGate) mGate->Close();
+    }
+    ~GateHold()
+    {
+        if (mGate) mGate->Open();
+    }
+    GateHold(const GateHold&) = delete;
+    GateHold& operator=(const GateHold&) = delete;
+
+private:
+    Gate* mGate;
+};
+
 enum class EventType { Error = 1, Warning = 2, Information = 4 };
 
 /// The system's event log. Any thread; never throws.
