@@ -1,0 +1,424 @@
+#include "scenarios/stage.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <chrono>
+#include <stdexcept>
+
+extern char** environ;
+using namespace Qt::StringLiterals;
+
+namespace stage {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+[[noreturn]] void Fail(const QString& what) { throw std::runtime_error(what.toStdString()); }
+
+/// Waits until `fd` can be read; false when `until` passed first.
+bool Readable(int fd, Clock::time_point until)
+{
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now()).count();
+    pollfd entry{fd, POLLIN, 0};
+    return poll(&entry, 1, int(std::max<long long>(left, 0))) > 0;
+}
+
+QJsonObject Parse(const QByteArray& line) { return QJsonDocument::fromJson(line).object(); }
+
+QByteArray Compact(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
+
+}  // namespace
+
+QString Programs()
+{
+    static const QString path = QFileInfo(QFile::symLinkTarget(u"/proc/self/exe"_s)).path();
+    return path;
+}
+
+Match Is(const char* field, const QJsonValue& value)
+{
+    return [name = QLatin1String(field), value](const QJsonObject& line) { return line.value(name) == value; };
+}
+
+Match Both(Match a, Match b)
+{
+    return [a = std::move(a), b = std::move(b)](const QJsonObject& line) { return a(line) && b(line); };
+}
+
+Child::Child(const QString& program, const QStringList& arguments,
+             const std::map<QString, QString>& environment, const QString& logFile)
+{
+    int in[2], out[2];
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) Fail(u"no pipe for "_s + program);
+    std::vector<QByteArray> words{QFile::encodeName(program)};
+    for (const QString& argument : arguments) words.push_back(argument.toUtf8());
+    std::vector<char*> argv;
+    for (QByteArray& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+
+    std::map<QByteArray, QByteArray> merged;
+    for (char** entry = environ; *entry; ++entry) {
+        const QByteArray text(*entry);
+        merged[text.left(text.indexOf('='))] = text;
+    }
+    for (const auto& [name, value] : environment) merged[name.toUtf8()] = (name + u'=' + value).toUtf8();
+    std::vector<char*> envp;
+    for (auto& [name, text] : merged) envp.push_back(text.data());
+    envp.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+    posix_spawn_file_actions_addopen(&actions, 2, QFile::encodeName(logFile).constData(),
+                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int result = posix_spawnp(&mPid, argv[0], &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    close(in[0]);
+    close(out[1]);
+    mIn = in[1];
+    mOut = out[0];
+    if (result != 0) {
+        mPid = -1;
+        Fail(program + u" cannot be started"_s);
+    }
+}
+
+Child::~Child()
+{
+    close(mIn);
+    if (Running()) {
+        kill(mPid, SIGTERM);
+        const auto until = Clock::now() + std::chrono::seconds(5);
+        // The closed output tells the end without polling for time.
+        char rest[4096];
+        while (Readable(mOut, until) && read(mOut, rest, sizeof rest) > 0) continue;
+        if (Running()) kill(mPid, SIGKILL);
+        if (mStatus < 0) waitpid(mPid, nullptr, 0);
+    }
+    close(mOut);
+}
+
+void Child::Write(const QByteArray& line)
+{
+    const QByteArray whole = line + '\n';
+    if (write(mIn, whole.constData(), std::size_t(whole.size())) != whole.size()) Fail(u"a program does not read"_s);
+}
+
+QByteArray Child::ReadLine(int seconds)
+{
+    const auto until = Clock::now() + std::chrono::seconds(seconds);
+    for (;;) {
+        const qsizetype end = mPending.indexOf('\n');
+        if (end >= 0) {
+            const QByteArray line = mPending.left(end);
+            mPending.remove(0, end + 1);
+            return line;
+        }
+        if (!Readable(mOut, until)) Fail(u"no line within %1 s"_s.arg(seconds));
+        char bytes[65536];
+        const ssize_t count = read(mOut, bytes, sizeof bytes);
+        if (count <= 0) Fail(u"the program has ended"_s);
+        mPending.append(bytes, count);
+    }
+}
+
+void Child::Signal(int number) { kill(mPid, number); }
+
+bool Child::Running()
+{
+    if (mPid < 0 || mStatus >= 0) return false;
+    int status = 0;
+    if (waitpid(mPid, &status, WNOHANG) != mPid) return true;
+    mStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return false;
+}
+
+int Child::WaitForEnd(int seconds)
+{
+    const auto until = Clock::now() + std::chrono::seconds(seconds);
+    char rest[4096];
+    while (Running()) {
+        if (!Readable(mOut, until)) Fail(u"the program does not end"_s);
+        if (read(mOut, rest, sizeof rest) <= 0 && mStatus < 0) {
+            int status = 0;
+            waitpid(mPid, &status, 0);
+            mStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+    }
+    return mStatus;
+}
+
+Folder::Folder(QString keep) : mPath(std::move(keep)), mTemporary(mPath.isEmpty())
+{
+    if (mTemporary) {
+        QTemporaryDir made;
+        made.setAutoRemove(false);
+        mPath = made.path();
+    }
+    QDir().mkpath(mPath);
+    mPath = QDir(mPath).absolutePath();
+}
+
+Folder::~Folder()
+{
+    if (mTemporary) QDir(mPath).removeRecursively();
+}
+
+Service::Service(const Folder& folder, const std::map<QString, QString>& accounts)
+    : mData(folder / "service"), mLog(folder / "zephyld.log")
+{
+    for (const auto& [handle, password] : accounts) {
+        QFile file(folder / "password");
+        if (!file.open(QIODevice::WriteOnly)) Fail(u"no password file"_s);
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+        file.write(password.toUtf8() + '\n');
+        file.close();
+        Zephyld({u"user"_s, u"add"_s, handle, u"--password-file"_s, file.fileName(), u"--data"_s, mData});
+        file.remove();
+    }
+    Start();
+}
+
+void Service::Zephyld(const QStringList& arguments)
+{
+    Child command(Programs() + u"/zephyld"_s, arguments, {}, mLog);
+    if (command.WaitForEnd() != 0) Fail(u"zephyld "_s + arguments.join(u' ') + u" failed"_s);
+}
+
+void Service::Start()
+{
+    const QString listen = mAddress.isEmpty() ? u"127.0.0.1:0"_s : mAddress;   // again on the same port
+    mDaemon = std::make_unique<Child>(Programs() + u"/zephyld"_s,
+                                      QStringList{u"serve"_s, u"--listen"_s, listen, u"--data"_s, mData},
+                                      std::map<QString, QString>{}, mLog);
+    const QList<QByteArray> ready = mDaemon->ReadLine().split(' ');
+    if (ready.size() != 4 || ready[1] != "ready") Fail(u"zephyld did not get ready"_s);
+    mAddress = QString::fromLatin1(ready[2]);
+    mFingerprint = QString::fromLatin1(ready[3]);
+}
+
+void Service::Stop(int signal)
+{
+    mDaemon->Signal(signal);
+    mDaemon->WaitForEnd();
+}
+
+Script::Script(const Service& service, const Folder& folder, const char* name, QStringList options)
+    : mChild(std::make_unique<Child>(
+          Programs() + u"/zephyl"_s,
+          QStringList{u"run"_s, u"--service"_s, service.Address(), u"--trust"_s, service.Fingerprint()} + options,
+          std::map<QString, QString>{{u"XDG_CONFIG_HOME"_s, folder / name}}, folder / name + u".log"_s))
+{
+}
+
+QJsonObject Script::NextLine(int seconds) { return Parse(mChild->ReadLine(seconds)); }
+
+QJsonObject Script::Ask(const QJsonObject& command)
+{
+    mChild->Write(Compact(command));
+    for (;;) {
+        const QJsonObject line = NextLine(30);
+        if (!line.contains(u"event"_s)) return line;
+        mEvents.push_back(line);
+    }
+}
+
+QJsonObject Script::Event(const Match& match, int seconds)
+{
+    for (;;) {
+        while (!mEvents.empty()) {
+            const QJsonObject line = mEvents.front();
+            mEvents.pop_front();
+            if (match(line)) return line;
+        }
+        mEvents.push_back(NextLine(seconds));
+    }
+}
+
+bool Script::Has(const Match& match)
+{
+    return std::any_of(mEvents.begin(), mEvents.end(), match);
+}
+
+Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale)
+    : mName(name), mHome(folder.Path() + u'/' + name), mLogs(mHome + u".log"_s)
+{
+    QDir().mkpath(mHome + u"/quorvia"_s);
+    QDir().mkpath(mHome + u"/run"_s);
+    QFile::setPermissions(mHome + u"/run"_s, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QString size = u"%1x%2x24"_s.arg(screen.width()).arg(screen.height());
+    mServer = std::make_unique<Child>(
+        u"Xvfb"_s, QStringList{u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, size, u"-nolisten"_s, u"tcp"_s},
+        std::map<QString, QString>{}, mLogs);
+    mDisplay = u":"_s + QString::fromLatin1(mServer->ReadLine().trimmed());
+    mEnvironment = {{u"DISPLAY"_s, mDisplay},
+                    {u"WAYLAND_DISPLAY"_s, u""_s},
+                    {u"XDG_CONFIG_HOME"_s, mHome},
+                    {u"XDG_DATA_HOME"_s, mHome + u"/data"_s},
+                    {u"XDG_RUNTIME_DIR"_s, mHome + u"/run"_s},
+                    {u"HOME"_s, mHome},
+                    {u"QT_QPA_PLATFORM"_s, u"xcb"_s},
+                    {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
+                    {u"LC_ALL"_s, u"C.UTF-8"_s}};
+    // openbox says that it is there by running this.
+    mManager = std::make_unique<Child>(u"openbox"_s, QStringList{u"--startup"_s, u"echo managed"_s}, mEnvironment,
+                                       mLogs);
+    mManager->ReadLine();
+    mTracePipe = mHome + u"/trace"_s;
+    mkfifo(QFile::encodeName(mTracePipe).constData(), 0600);
+    mTrace = open(QFile::encodeName(mTracePipe).constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+}
+
+Desk::~Desk()
+{
+    mClient.reset();
+    mManager.reset();
+    mServer.reset();
+    close(mTrace);
+}
+
+void Desk::Setting(const QString& path, const QString& key, const QString& text)
+{
+    const auto quoted = [](QString value) {
+        return u'"' + value.replace(u'\\', u"\\\\"_s).replace(u'"', u"\\\""_s) + u'"';
+    };
+    mRegistry += u"\n[HKEY_CURRENT_USER\\Software\\Velnor\\"_s + path + u"]\n"_s + quoted(key) + u'=' +
+                 quoted(text) + u'\n';
+}
+
+void Desk::StartClient(QStringList options)
+{
+    if (!mRegistry.isEmpty()) {
+        QFile file(mHome + u"/quorvia/registry.reg"_s);
+        if (!file.open(QIODevice::WriteOnly)) Fail(u"no settings file"_s);
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+        file.write("Windows Registry Editor Version 5.00\n" + mRegistry.toUtf8());
+        mRegistry.clear();
+    }
+    mClient = std::make_unique<Child>(Programs() + u"/quorvia"_s, options << u"--trace"_s << mTracePipe,
+                                      mEnvironment, mLogs);
+}
+
+void Desk::ReadTrace(int milliseconds)
+{
+    if (!Readable(mTrace, Clock::now() + std::chrono::milliseconds(milliseconds))) return;
+    char bytes[65536];
+    const ssize_t count = read(mTrace, bytes, sizeof bytes);
+    if (count > 0) mPartial.append(bytes, count);
+    for (qsizetype end = mPartial.indexOf('\n'); end >= 0; end = mPartial.indexOf('\n')) {
+        const QByteArray text = mPartial.left(end);
+        mPartial.remove(0, end + 1);
+        QFile log(mLogs);
+        if (log.open(QIODevice::Append)) log.write(text + '\n');
+        const QJsonObject line = Parse(text);
+        const QJsonObject controls = line.value(u"controls"_s).toObject();
+        for (auto control = controls.begin(); control != controls.end(); ++control) {
+            const QJsonArray box = control.value().toArray();
+            mControls[control.key()] = QRect(box[0].toInt(), box[1].toInt(), box[2].toInt(), box[3].toInt());
+        }
+        mLines.push_back(line);
+    }
+}
+
+const std::vector<QJsonObject>& Desk::Lines()
+{
+    ReadTrace(0);
+    return mLines;
+}
+
+QJsonObject Desk::Wait(const char* event, const Match& match, int seconds)
+{
+    const auto until = Clock::now() + std::chrono::seconds(seconds);
+    for (;;) {
+        for (; mNext < mLines.size(); ++mNext) {
+            const QJsonObject& line = mLines[mNext];
+            if (line.value(u"event"_s) == QLatin1String(event) && (!match || match(line))) {
+                ++mNext;
+                return line;
+            }
+        }
+        if (Clock::now() >= until) {
+            const QString last = mLines.empty() ? u"(none)"_s : QString::fromUtf8(Compact(mLines.back()));
+            Fail(mName + u": no trace line \""_s + QLatin1String(event) + u"\" within %1 s; the last one: "_s.arg(seconds) +
+                 last);
+        }
+        ReadTrace(200);
+    }
+}
+
+void Desk::Run(const QString& program, const QStringList& arguments)
+{
+    if (Start(program, arguments)->WaitForEnd() != 0) Fail(program + u' ' + arguments.join(u' ') + u" failed"_s);
+}
+
+std::unique_ptr<Child> Desk::Start(const QString& program, const QStringList& arguments)
+{
+    return std::make_unique<Child>(program, arguments, mEnvironment, mLogs);
+}
+
+void Desk::Xdotool(const QStringList& arguments) { Run(u"xdotool"_s, arguments); }
+
+void Desk::Type(const QString& text) { Xdotool({u"type"_s, u"--delay"_s, u"6"_s, u"--"_s, text}); }
+
+void Desk::Key(const QString& key) { Xdotool({u"key"_s, u"--"_s, key}); }
+
+void Desk::Click(const QPoint& at, int button)
+{
+    Xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s, QString::number(button)});
+}
+
+void Desk::DoubleClick(const QPoint& at)
+{
+    Xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s, u"--repeat"_s, u"2"_s,
+             u"--delay"_s, u"40"_s, u"1"_s});
+}
+
+void Desk::Drag(const std::vector<QPoint>& way, int button)
+{
+    QStringList words;
+    for (std::size_t i = 0; i < way.size(); ++i) {
+        words << u"mousemove"_s << u"--sync"_s << QString::number(way[i].x()) << QString::number(way[i].y());
+        if (i == 0) words << u"mousedown"_s << QString::number(button);
+    }
+    words << u"mouseup"_s << QString::number(button);
+    Xdotool(words);
+}
+
+QRect Desk::Control(const QString& name)
+{
+    ReadTrace(0);
+    const auto found = mControls.find(name);
+    if (found == mControls.end()) Fail(mName + u": where is "_s + name + u"?"_s);
+    return found->second;
+}
+
+QPoint Desk::Board(int x, int y) { return Control(u"picDraw"_s).topLeft() + QPoint(x, y); }
+
+void Desk::Login(const QString& handle, const QString& password, const QString& code, bool join)
+{
+    Key(u"ctrl+a"_s);
+    Type(handle);
+    Key(u"Tab"_s);
+    Key(u"ctrl+a"_s);
+    Type(password);
+    ClickControl(u"cmbMeetingCode"_s);
+    Key(u"ctrl+a"_s);
+    Type(code);
+    ClickControl(join ? u"optJoinMeeting"_s : u"optNewMeeting"_s);
+    ClickControl(u"cmdOK"_s);
+}
+
+void Desk::Screenshot(const QString& file) { Run(u"import"_s, {u"-window"_s, u"root"_s, file}); }
+
+}  // namespace stage

@@ -1,0 +1,153 @@
+#pragma once
+// The programs as a person or a script meets them: a virtual display with a window manager, real key strokes and
+// mouse moves, the real service. Everything waits for a trace line, an event or an answer, never for time; the
+// limits only end a run that has gone wrong. What a stage started, it ends, by process id.
+
+#include <sys/types.h>
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QRect>
+#include <QString>
+#include <QStringList>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace stage {
+
+using Match = std::function<bool(const QJsonObject&)>;
+
+/// A child process whose output is read line by line.
+class Child {
+public:
+    /// Throws std::runtime_error when the program cannot be started.
+    Child(const QString& program, const QStringList& arguments, const std::map<QString, QString>& environment,
+          const QString& logFile);
+    ~Child();   // ends it: SIGTERM, then SIGKILL
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    void Write(const QByteArray& line);
+    /// The next line of standard output; throws after `seconds` or when the program has ended.
+    QByteArray ReadLine(int seconds = 30);
+    void Signal(int number);
+    /// Exit status (128 + signal when killed); throws when it still runs after `seconds`.
+    int WaitForEnd(int seconds = 30);
+    bool Running();
+    pid_t Pid() const { return mPid; }
+
+private:
+    pid_t mPid = -1;
+    int mIn = -1, mOut = -1;
+    QByteArray mPending;
+    int mStatus = -1;
+};
+
+/// A folder of its own, gone with the object unless `keep`.
+class Folder {
+public:
+    explicit Folder(QString keep = {});
+    ~Folder();
+    QString operator/(const char* name) const { return mPath + u'/' + QLatin1String(name); }
+    const QString& Path() const { return mPath; }
+
+private:
+    QString mPath;
+    bool mTemporary;
+};
+
+/// zephyld on a free loopback port with the accounts that the scenario needs.
+class Service {
+public:
+    /// `accounts`: handle -> password.
+    Service(const Folder& folder, const std::map<QString, QString>& accounts);
+    void Start();
+    void Stop(int signal);
+    QString Address() const { return mAddress; }         // HOST:PORT
+    QString Fingerprint() const { return mFingerprint; }
+    void Zephyld(const QStringList& arguments);           // a management command; throws when it fails
+
+private:
+    QString mData, mLog, mAddress, mFingerprint;
+    std::unique_ptr<Child> mDaemon;
+};
+
+/// `zephyl run`: a script as an attendee.
+class Script {
+public:
+    Script(const Service& service, const Folder& folder, const char* name, QStringList options = {});
+    /// Sends one command and returns its answer; events that came in between are kept.
+    QJsonObject Ask(const QJsonObject& command);
+    /// The next event that matches; what does not match is dropped.
+    QJsonObject Event(const Match& match, int seconds = 30);
+    /// Whether an event that matches has come so far.
+    bool Has(const Match& match);
+    Child& Process() { return *mChild; }
+
+private:
+    QJsonObject NextLine(int seconds);
+    std::unique_ptr<Child> mChild;
+    std::deque<QJsonObject> mEvents;
+};
+
+/// A virtual display with a window manager and one quorvia in it.
+class Desk {
+public:
+    Desk(const Folder& folder, const QString& name, QSize screen = {1100, 760}, double scale = 1);
+    ~Desk();
+
+    /// Settings before the start: one "key"="text" each, below HKEY_CURRENT_USER\Software\Velnor\.
+    void Setting(const QString& path, const QString& key, const QString& text);
+    void StartClient(QStringList options = {});
+    Child& Client() { return *mClient; }
+
+    /// The next trace line of that event which matches; earlier ones are dropped. Throws after `seconds`.
+    QJsonObject Wait(const char* event, const Match& match = {}, int seconds = 30);
+    /// Everything traced so far, for questions afterwards.
+    const std::vector<QJsonObject>& Lines();
+
+    // the person
+    void Type(const QString& text);
+    void Key(const QString& key);              // as xdotool names it: "Return", "alt+j"
+    void Click(const QPoint& at, int button = 1);
+    void DoubleClick(const QPoint& at);
+    void Drag(const std::vector<QPoint>& way, int button = 1);
+    /// Where a control was when the window or dialog was traced last; throws when it is unknown.
+    QRect Control(const QString& name);
+    void ClickControl(const QString& name) { Click(Control(name).center()); }
+    /// A board pixel on the screen.
+    QPoint Board(int x, int y);
+
+    /// Fills in the login dialog, which must be open, and presses Enter.
+    void Login(const QString& handle, const QString& password, const QString& code, bool join);
+    void Screenshot(const QString& file);
+    void Run(const QString& program, const QStringList& arguments);   // on this display; waits for its end
+    QString Display() const { return mDisplay; }
+    QString ConfigHome() const { return mHome; }
+    std::unique_ptr<Child> Start(const QString& program, const QStringList& arguments);
+
+private:
+    void ReadTrace(int milliseconds);
+    void Xdotool(const QStringList& arguments);
+
+    QString mName, mHome, mDisplay, mTracePipe, mLogs;
+    std::map<QString, QString> mEnvironment;
+    QString mRegistry;
+    std::unique_ptr<Child> mServer, mManager, mClient;
+    int mTrace = -1;
+    QByteArray mPartial;
+    std::vector<QJsonObject> mLines;
+    std::size_t mNext = 0;
+    std::map<QString, QRect> mControls;
+};
+
+/// The folder with quorvia, zephyld and zephyl: that of the running program.
+QString Programs();
+/// Matches lines whose field has this value.
+Match Is(const char* field, const QJsonValue& value);
+Match Both(Match a, Match b);
+
+}  // namespace stage
