@@ -3,8 +3,10 @@
 // User-interface thread only. A test may hold several.
 
 #include <QString>
+#include <map>
 #include <memory>
 
+#include "base/crect.h"
 #include "contract/messenger_service.h"
 #include "platform/machine.h"
 
@@ -15,6 +17,7 @@ class CameraPort;
 class WindowsPort;
 class CompanionPort;
 class ClipboardPort;
+struct ShareKept;
 
 /// The machine, borrowed. Null where a test has no use for it.
 struct Ports {
@@ -63,6 +66,8 @@ struct ProcessState {
     quint64 gShareWindow = 0;                       // 0: none
     bool gAppShareOn = false;
     qint16 gAppX = 0, gAppY = 0;
+    std::shared_ptr<ShareKept> gShareKept;          // media/app_sharing.cpp; the last picture shared
+    std::map<QString, CRect> gVideoRects, gAppRects;   // by sender; never emptied
     int gVoktalPort = 2074;
 
     Ports ports;

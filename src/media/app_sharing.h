@@ -1,0 +1,22 @@
+#pragma once
+// Sharing the picture of a window, or of the whole screen, on the board. User-interface thread only.
+
+#include <QString>
+#include <vector>
+
+#include "base/process_state.h"
+#include "platform/windows.h"
+
+/// frmShareApp, modal: leaves its choice in gShareWindow. For the App command.
+void ShowShareApp(ProcessState& state);
+/// A click on the board with the App tool: sharing goes there, the window comes to the front, the timer runs.
+void StartSharingAt(ProcessState& state, qint16 x, qint16 y);
+/// The App command's stop: nothing is sent.
+void StopSharing(ProcessState& state);
+/// tmrShareApp's tick: one capture, one encoding, sent to each item of gUsers.
+void ShareAppTick(ProcessState& state);
+
+/// The dialog's entries: "(Desktop)" first, then the windows in their order without "Program Manager",
+/// untitled ones and the one captioned `ownCaption`.
+std::vector<WindowInfo> ShareableWindows(WindowId desktop, const std::vector<WindowInfo>& topLevel,
+                                         const QString& ownCaption);
