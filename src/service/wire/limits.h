@@ -16,11 +16,11 @@ inline constexpr char kAlpn[] = "zephyl/1";
 inline constexpr std::size_t kBodyBytes = 16 * 1024;
 inline constexpr std::size_t kHeaderBytesUp = 4 * 1024;
 inline constexpr std::size_t kHeaderBytesDown = 64 * 1024;
-inline constexpr std::size_t kRecipientListBytes = 3 * 1024;   // a longer list becomes several posts
+inline constexpr std::size_t kRecipientListBytes = 3 * 1024;  // a longer list becomes several posts
 
 // Items.
 inline constexpr std::size_t kTypedTextBytes = 16'384;
-inline constexpr std::size_t kTextBytes = 40'960;              // enciphering doubles a text
+inline constexpr std::size_t kTextBytes = 40'960;  // enciphering doubles a text
 inline constexpr std::size_t kRecordBytes = 8 * 1024 * 1024;
 inline constexpr std::size_t kPictureBytes = 4 * 1024 * 1024;
 inline constexpr std::size_t kLiveFrameBytes = 512 * 1024;

@@ -1,0 +1,148 @@
+#include "service/net/tls_context.h"
+
+#include <openssl/err.h>
+#include <openssl/sha.h>
+#include <openssl/ssl.h>
+#include <openssl/x509.h>
+
+#include <array>
+#include <cstring>
+
+#include "service/net/tls_stream.h"
+#include "service/wire/limits.h"
+
+namespace zephyl {
+namespace {
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+// "\x08zephyl/1": the one protocol that both ends speak.
+std::string AlpnList()
+{
+    const std::string name = kAlpn;
+    return static_cast<char>(name.size()) + name;
+}
+
+int ChooseProtocol(SSL*, const unsigned char** out, unsigned char* outBytes, const unsigned char* offered,
+                   unsigned int offeredBytes, void*)
+{
+    constexpr std::size_t nameBytes = sizeof kAlpn - 1;
+    for (unsigned int at = 0; at < offeredBytes; at += 1u + offered[at]) {
+        if (offered[at] != nameBytes || std::memcmp(offered + at + 1, kAlpn, nameBytes) != 0) continue;
+        *out = offered + at + 1;
+        *outBytes = nameBytes;
+        return SSL_TLSEXT_ERR_OK;
+    }
+    return SSL_TLSEXT_ERR_ALERT_FATAL;
+}
+
+int MemoryRead(BIO* bio, char* to, int bytes)
+{
+    BIO_clear_retry_flags(bio);
+    const int got = static_cast<TlsStream*>(BIO_get_data(bio))->GiveToTls(to, bytes);
+    if (got == 0) BIO_set_retry_read(bio);
+    return got == 0 ? -1 : got;
+}
+
+int MemoryWrite(BIO* bio, const char* from, int bytes)
+{
+    static_cast<TlsStream*>(BIO_get_data(bio))->TakeFromTls(from, bytes);
+    return bytes;
+}
+
+long MemoryControl(BIO*, int command, long, void*)
+{
+    return command == BIO_CTRL_FLUSH ? 1 : 0;
+}
+
+int MemoryCreate(BIO* bio)
+{
+    BIO_set_init(bio, 1);
+    return 1;
+}
+
+}  // namespace
+
+TlsError LastTlsError(const std::string& what)
+{
+    const unsigned long code = ERR_get_error();
+    ERR_clear_error();
+    if (code == 0) return TlsError(what);
+    std::array<char, 256> text{};
+    ERR_error_string_n(code, text.data(), text.size());
+    return TlsError(what + ": " + text.data());
+}
+
+std::string KeyFingerprint(const X509* certificate)
+{
+    unsigned char* der = nullptr;
+    const int bytes = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &der);
+    if (bytes <= 0) throw LastTlsError("a certificate without a key");
+    std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
+    SHA256(der, static_cast<std::size_t>(bytes), digest.data());
+    OPENSSL_free(der);
+    std::string text = "sha256:";
+    for (const unsigned char byte : digest) text.append({kHexDigits[byte >> 4], kHexDigits[byte & 15]});
+    return text;
+}
+
+TlsContext::TlsContext(bool server)
+    : mContext(SSL_CTX_new(server ? TLS_server_method() : TLS_client_method())),
+      mMemory(BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "stream memory")),
+      mServer(server)
+{
+    if (!mContext || !mMemory) throw LastTlsError("no TLS");
+    BIO_meth_set_read(mMemory, MemoryRead);
+    BIO_meth_set_write(mMemory, MemoryWrite);
+    BIO_meth_set_ctrl(mMemory, MemoryControl);
+    BIO_meth_set_create(mMemory, MemoryCreate);
+    SSL_CTX_set_min_proto_version(mContext, TLS1_3_VERSION);
+    SSL_CTX_set_mode(mContext, SSL_MODE_RELEASE_BUFFERS);
+    SSL_CTX_set_options(mContext,
+                        SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_NO_TICKET | SSL_OP_NO_RENEGOTIATION);
+    SSL_CTX_set_session_cache_mode(mContext, SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_ciphersuites(mContext,
+                             "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384");
+}
+
+TlsContext::~TlsContext()
+{
+    SSL_CTX_free(mContext);
+    BIO_meth_free(mMemory);
+}
+
+std::shared_ptr<TlsContext> TlsContext::Server(const std::filesystem::path& key,
+                                               const std::filesystem::path& certificate)
+{
+    std::shared_ptr<TlsContext> made(new TlsContext(true));
+    SSL_CTX* context = made->mContext;
+    if (SSL_CTX_use_certificate_chain_file(context, certificate.c_str()) != 1)
+        throw LastTlsError("cannot use the certificate " + certificate.string());
+    if (SSL_CTX_use_PrivateKey_file(context, key.c_str(), SSL_FILETYPE_PEM) != 1)
+        throw LastTlsError("cannot use the key " + key.string());
+    if (SSL_CTX_check_private_key(context) != 1)
+        throw LastTlsError("key and certificate do not belong together");
+    SSL_CTX_set_num_tickets(context, 0);
+    SSL_CTX_set_alpn_select_cb(context, ChooseProtocol, nullptr);
+    made->mFingerprint = KeyFingerprint(SSL_CTX_get0_certificate(context));
+    return made;
+}
+
+std::shared_ptr<TlsContext> TlsContext::Client()
+{
+    std::shared_ptr<TlsContext> made(new TlsContext(false));
+    SSL_CTX_set_default_verify_paths(made->mContext);
+    const std::string list = AlpnList();
+    SSL_CTX_set_alpn_protos(made->mContext, reinterpret_cast<const unsigned char*>(list.data()),
+                            static_cast<unsigned int>(list.size()));
+    return made;
+}
+
+SSL* TlsContext::NewSsl() const
+{
+    SSL* ssl = SSL_new(mContext);
+    if (!ssl) throw LastTlsError("no TLS state");
+    return ssl;
+}
+
+}  // namespace zephyl

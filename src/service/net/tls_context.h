@@ -1,0 +1,56 @@
+#pragma once
+// TLS 1.3 settings of one end, and keys as fingerprints. OpenSSL types stay out of this header but for
+// forward declarations. A context is immutable once made: any thread.
+
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+using SSL_CTX = struct ssl_ctx_st;
+using SSL = struct ssl_st;
+using BIO_METHOD = struct bio_method_st;
+using X509 = struct x509_st;
+
+namespace zephyl {
+
+/// TLS itself failed: no agreement, a damaged record, a key that cannot be read.
+struct TlsError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// `what` and the oldest error of OpenSSL's queue of this thread, which is emptied.
+TlsError LastTlsError(const std::string& what);
+
+/// "sha256:" and the SHA-256 of the certificate's SubjectPublicKeyInfo in lower-case hex.
+std::string KeyFingerprint(const X509* certificate);
+
+class TlsContext {
+public:
+    /// Key and certificate as PEM files. Throws TlsError.
+    static std::shared_ptr<TlsContext> Server(const std::filesystem::path& key,
+                                              const std::filesystem::path& certificate);
+    /// For connecting. The chain is checked against the machine's authorities, but a failed check does
+    /// not end the handshake: the caller looks at TlsStream::Peer before it sends anything.
+    static std::shared_ptr<TlsContext> Client();
+    ~TlsContext();
+    TlsContext(const TlsContext&) = delete;
+    TlsContext& operator=(const TlsContext&) = delete;
+
+    /// A new connection's TLS state. Throws TlsError.
+    SSL* NewSsl() const;
+    /// How a stream's bytes reach OpenSSL: through the stream's memory, never through a socket.
+    const BIO_METHOD* Memory() const { return mMemory; }
+    bool IsServer() const { return mServer; }
+    /// Of the own certificate; "" for a client.
+    const std::string& Fingerprint() const { return mFingerprint; }
+
+private:
+    explicit TlsContext(bool server);
+    SSL_CTX* mContext;
+    BIO_METHOD* mMemory;
+    bool mServer;
+    std::string mFingerprint;
+};
+
+}  // namespace zephyl

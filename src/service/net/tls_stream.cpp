@@ -1,0 +1,228 @@
+#include "service/net/tls_stream.h"
+
+#include <netinet/tcp.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <boost/asio/error.hpp>
+#include <boost/asio/ip/address.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/system/system_error.hpp>
+#include <cerrno>
+#include <cstring>
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+constexpr std::size_t kReceiveBytes = 64 * 1024;
+constexpr int kClearBytes = 16 * 1024;             // one TLS record
+constexpr std::size_t kHandshakeBytes = 4 * 1024;  // a ClientHello; more comes in the next turn
+constexpr int kUnsentBytes = 16 * 1024;            // in the kernel, before a socket counts as busy
+
+[[noreturn]] void Lost(int error)
+{
+    throw boost::system::system_error(boost::system::error_code(error, boost::system::system_category()));
+}
+
+[[noreturn]] void Ended()
+{
+    throw boost::system::system_error(asio::error::eof);
+}
+
+void NamePeer(SSL* ssl, const std::string& name)
+{
+    boost::system::error_code notAnAddress;
+    asio::ip::make_address(name, notAnAddress);
+    if (!notAnAddress) {
+        X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), name.c_str());
+    } else {
+        SSL_set_tlsext_host_name(ssl, name.c_str());
+        SSL_set1_host(ssl, name.c_str());
+    }
+}
+
+}  // namespace
+
+void PrepareSocket(asio::ip::tcp::socket& socket)
+{
+    const int on = 1;
+    ::setsockopt(socket.native_handle(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    ::setsockopt(socket.native_handle(), IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kUnsentBytes, sizeof kUnsentBytes);
+}
+
+TlsStream::TlsStream(Socket socket, std::shared_ptr<const TlsContext> context, const std::string& serverName)
+    : mSocket(std::move(socket)), mContext(std::move(context)), mSsl(mContext->NewSsl())
+{
+    boost::system::error_code ignored;
+    mSocket.non_blocking(true, ignored);
+    PrepareSocket(mSocket);
+    BIO* memory = BIO_new(mContext->Memory());
+    if (!memory) {
+        SSL_free(mSsl);
+        throw LastTlsError("no TLS memory");
+    }
+    BIO_set_data(memory, this);
+    SSL_set_bio(mSsl, memory, memory);
+    if (mContext->IsServer()) {
+        SSL_set_accept_state(mSsl);
+    } else {
+        SSL_set_connect_state(mSsl);
+        if (!serverName.empty()) NamePeer(mSsl, serverName);
+    }
+}
+
+TlsStream::~TlsStream()
+{
+    SSL_free(mSsl);
+}
+
+int TlsStream::GiveToTls(char* to, int bytes)
+{
+    const std::size_t count = std::min(mIn.size(), static_cast<std::size_t>(bytes));
+    std::memcpy(to, mIn.data(), count);
+    mIn.remove_prefix(count);
+    return static_cast<int>(count);
+}
+
+void TlsStream::KeepInput()
+{
+    mKeptIn = std::string(mIn);
+    mIn = {};
+}
+
+asio::awaitable<void> TlsStream::Handshake()
+{
+    for (;;) {
+        ERR_clear_error();
+        mIn = mKeptIn;
+        const int result = SSL_do_handshake(mSsl);
+        const int reason = SSL_get_error(mSsl, result);
+        KeepInput();
+        Flush();
+        if (result != 1 && reason != SSL_ERROR_WANT_READ) throw LastTlsError("TLS handshake");
+        co_await Drain();
+        if (result == 1) co_return;
+        co_await mSocket.async_wait(Socket::wait_read, asio::use_awaitable);
+        char raw[kHandshakeBytes];
+        const ssize_t got = ::recv(mSocket.native_handle(), raw, sizeof raw, 0);
+        if (got == 0) Ended();
+        if (got < 0 && errno != EAGAIN) Lost(errno);
+        if (got > 0) mKeptIn.append(raw, static_cast<std::size_t>(got));
+    }
+}
+
+TlsPeer TlsStream::Peer() const
+{
+    X509* certificate = SSL_get0_peer_certificate(mSsl);
+    if (!certificate) return {};
+    return {KeyFingerprint(certificate), SSL_get_verify_result(mSsl) == X509_V_OK};
+}
+
+bool TlsStream::Decrypt(std::string& into)
+{
+    const std::size_t before = into.size();
+    char clear[kClearBytes];
+    for (;;) {
+        ERR_clear_error();
+        const int got = SSL_read(mSsl, clear, kClearBytes);
+        if (got > 0) {
+            into.append(clear, static_cast<std::size_t>(got));
+            continue;
+        }
+        const int reason = SSL_get_error(mSsl, got);
+        if (reason == SSL_ERROR_WANT_READ) return into.size() > before;
+        if (into.size() > before) return true;  // what came before the end counts; the end is met again
+        if (reason == SSL_ERROR_ZERO_RETURN) Ended();
+        throw LastTlsError("TLS");
+    }
+}
+
+bool TlsStream::Receive(std::string& into)
+{
+    char raw[kReceiveBytes];
+    const ssize_t got = ::recv(mSocket.native_handle(), raw, sizeof raw, 0);
+    if (got == 0) Ended();
+    if (got < 0 && (errno == EAGAIN || errno == EINTR)) return false;
+    if (got < 0) Lost(errno);
+    mIn = std::string_view(raw, static_cast<std::size_t>(got));
+    const bool any = Decrypt(into);
+    KeepInput();
+    return any;
+}
+
+bool TlsStream::TakeReady(std::string& into)
+{
+    if (!mKeptIn.empty()) {
+        const std::string kept = std::move(mKeptIn);
+        mIn = kept;
+        const bool any = Decrypt(into);
+        KeepInput();
+        if (any) return true;
+    }
+    const bool any = Receive(into);
+    if (Backlog() > 0) Flush();  // TLS may answer for itself
+    return any;
+}
+
+asio::awaitable<void> TlsStream::Read(std::string& into)
+{
+    while (!TakeReady(into)) co_await mSocket.async_wait(Socket::wait_read, asio::use_awaitable);
+}
+
+bool TlsStream::Put(std::string_view bytes)
+{
+    if (!bytes.empty()) {
+        ERR_clear_error();
+        const int count = static_cast<int>(bytes.size());
+        if (SSL_write(mSsl, bytes.data(), count) != count) throw LastTlsError("TLS");
+    }
+    return Flush();
+}
+
+bool TlsStream::Flush()
+{
+    while (mOutAt < mOut.size()) {
+        const ssize_t sent =
+            ::send(mSocket.native_handle(), mOut.data() + mOutAt, mOut.size() - mOutAt, MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0 && errno == EAGAIN) return false;
+        if (sent < 0) Lost(errno);
+        mOutAt += static_cast<std::size_t>(sent);
+    }
+    mOut = std::string();
+    mOutAt = 0;
+    return true;
+}
+
+asio::awaitable<void> TlsStream::Drain()
+{
+    while (!Flush()) co_await mSocket.async_wait(Socket::wait_write, asio::use_awaitable);
+}
+
+asio::awaitable<void> TlsStream::Write(std::string_view bytes)
+{
+    Put(bytes);
+    co_await Drain();
+}
+
+void TlsStream::Close() noexcept
+{
+    try {
+        if (SSL_is_init_finished(mSsl) && Backlog() == 0) {
+            SSL_shutdown(mSsl);
+            Flush();
+        }
+    } catch (const std::exception&) {
+        // the connection is gone already, which is what was wanted
+    }
+    ERR_clear_error();
+    boost::system::error_code ignored;
+    mSocket.shutdown(Socket::shutdown_both, ignored);
+    mSocket.close(ignored);
+}
+
+}  // namespace zephyl

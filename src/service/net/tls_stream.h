@@ -1,0 +1,83 @@
+#pragma once
+// One TLS connection over TCP, thin: what is ready leaves in one send, a silent connection holds no
+// buffers. OpenSSL reads and writes this object's memory, so a batch of any size is one TLS write and one
+// system call. Not thread-safe: all calls from one strand, or from one thread.
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "service/net/tls_context.h"
+
+namespace zephyl {
+
+/// No delay, and little unsent data in the kernel, so that what is urgent does not queue behind it.
+/// A socket that refuses (already closed) is left as it is.
+void PrepareSocket(boost::asio::ip::tcp::socket& socket);
+
+/// Who answered, known after Handshake.
+struct TlsPeer {
+    std::string fingerprint;  // "" when the peer showed no certificate
+    bool vouched = false;     // an authority of this machine vouches for it under the name that was asked for
+};
+
+class TlsStream {
+public:
+    using Socket = boost::asio::ip::tcp::socket;
+
+    /// Takes a connected socket and makes it non-blocking. `serverName`: the name or address that a client
+    /// asked for; "" at a server.
+    TlsStream(Socket socket, std::shared_ptr<const TlsContext> context, const std::string& serverName = {});
+    ~TlsStream();
+    TlsStream(const TlsStream&) = delete;
+    TlsStream& operator=(const TlsStream&) = delete;
+
+    /// Throws TlsError, or boost::system::system_error when the connection is lost.
+    boost::asio::awaitable<void> Handshake();
+    TlsPeer Peer() const;
+
+    /// Waits until there are bytes, then appends what has arrived to `into` (up to 64 KiB of them).
+    /// Throws system_error (eof at an end of any kind) or TlsError. Nothing is held while waiting.
+    boost::asio::awaitable<void> Read(std::string& into);
+    /// Writes everything. At most one Write at a time.
+    boost::asio::awaitable<void> Write(std::string_view bytes);
+
+    // The same without waiting, for a caller with its own turns.
+
+    /// Appends what has arrived, if anything. Throws as Read.
+    bool TakeReady(std::string& into);
+    /// Encrypts `bytes` and sends what the socket takes; the rest is kept. Precondition: no Backlog.
+    /// Returns true when everything has left. Throws as Read.
+    bool Put(std::string_view bytes);
+    /// Sends on what was kept.
+    bool Flush();
+    std::size_t Backlog() const { return mOut.size() - mOutAt; }
+
+    /// Says goodbye if the socket takes it at once, and closes. Waiting calls end with operation_aborted.
+    void Close() noexcept;
+
+    Socket& Tcp() { return mSocket; }
+
+    /// For OpenSSL's side only.
+    int GiveToTls(char* to, int bytes);
+    void TakeFromTls(const char* from, int bytes) { mOut.append(from, static_cast<std::size_t>(bytes)); }
+
+private:
+    bool Receive(std::string& into);
+    bool Decrypt(std::string& into);
+    void KeepInput();
+    boost::asio::awaitable<void> Drain();
+
+    Socket mSocket;
+    std::shared_ptr<const TlsContext> mContext;
+    SSL* mSsl;
+    std::string_view mIn;  // bytes from the socket that TLS has not taken; inside one call only
+    std::string mKeptIn;   // what is left of them between calls: hardly ever anything
+    std::string mOut;      // encrypted, waiting for the socket
+    std::size_t mOutAt = 0;
+};
+
+}  // namespace zephyl

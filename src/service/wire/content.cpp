@@ -1,0 +1,52 @@
+#include "service/wire/content.h"
+
+#include <array>
+
+namespace zephyl {
+namespace {
+
+struct BoardTag {
+    std::string_view tag;
+    BoardEffect effect;
+};
+constexpr std::array kBoardTags{
+    BoardTag{"[[ZUM_WB_HSCROLL]]", BoardEffect::None}, BoardTag{"[[ZUM_WB_VSCROLL]]", BoardEffect::None},
+    BoardTag{"[[ZUM_WB_RESIZE]]", BoardEffect::None},  BoardTag{"[[ZUM_WB_POINTER]]", BoardEffect::None},
+    BoardTag{"[[ZUM_WB_TEXT]]", BoardEffect::Change},  BoardTag{"[[ZUM_WB_PEN]]", BoardEffect::Change},
+    BoardTag{"[[ZUM_WB_BOX]]", BoardEffect::Change},   BoardTag{"[[ZUM_WB_CIRCLE]]", BoardEffect::Change},
+    BoardTag{"[[ZUM_WB_UNDO]]", BoardEffect::Undo},    BoardTag{"[[ZUM_WB_REDO]]", BoardEffect::Redo},
+    BoardTag{"[[ZUM_WB_CLEAR]]", BoardEffect::Clear},
+};
+
+const BoardTag* TagOf(std::string_view text)
+{
+    if (!text.starts_with("[[ZUM_WB_")) return nullptr;
+    for (const BoardTag& known : kBoardTags)
+        if (text.starts_with(known.tag)) return &known;
+    return nullptr;
+}
+
+}  // namespace
+
+bool IsBoardText(std::string_view text)
+{
+    return TagOf(text) != nullptr;
+}
+
+BoardEffect EffectOf(std::string_view text)
+{
+    const BoardTag* tag = TagOf(text);
+    return tag ? tag->effect : BoardEffect::None;
+}
+
+Channel ChannelOfText(std::string_view text)
+{
+    return IsBoardText(text) ? CHANNEL_BOARD : CHANNEL_TALK;
+}
+
+Channel ChannelOfPicture(int type)
+{
+    return type == kWhiteboardPicture ? CHANNEL_BOARD : CHANNEL_UNSPECIFIED;
+}
+
+}  // namespace zephyl

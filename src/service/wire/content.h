@@ -1,0 +1,31 @@
+#pragma once
+// What the wire has to know of content, and nothing more: what belongs to the board, and what changes
+// its picture for everybody.
+
+#include <string_view>
+
+#include "service/wire/zephyl.pb.h"
+
+namespace zephyl {
+
+/// Picture types on the wire.
+inline constexpr int kVideoFrame = 0;
+inline constexpr int kApplicationImage = 1;
+inline constexpr int kWhiteboardPicture = 2;
+
+/// In front of a handle: a picture for the whiteboard. The wire carries only a flag for it.
+inline constexpr std::string_view kWhiteboardHandle = "[[ZUM_RESERVED_HANDLE_WHITEBOARD]]";
+
+/// What a board item does, as far as the kept history needs to know.
+enum class BoardEffect { None, Change, Clear, Undo, Redo };
+
+/// True when the text starts with a whiteboard tag: it goes by the board's channel.
+bool IsBoardText(std::string_view text);
+/// None for texts that change no picture (scroll, size, pointer) and for those that are no records.
+BoardEffect EffectOf(std::string_view text);
+
+/// The channel that a text, or a picture of this type, must take. Live pictures have none.
+Channel ChannelOfText(std::string_view text);
+Channel ChannelOfPicture(int type);
+
+}  // namespace zephyl
