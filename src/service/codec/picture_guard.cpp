@@ -1,0 +1,141 @@
+#include "service/codec/picture_guard.h"
+
+#include <array>
+#include <bit>
+#include <csetjmp>
+#include <cstdio>
+#include <string_view>
+
+#include <jerror.h>
+#include <jpeglib.h>
+
+namespace zephyl {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr J_COLOR_SPACE kColours = std::endian::native == std::endian::little ? JCS_EXT_BGRA : JCS_EXT_ARGB;
+constexpr long kDecoderBytes = 64L * 1024 * 1024;  // coefficients of progressive pictures, and the rest
+
+/// Everything one decoding needs. The library's error handlers leave it by longjmp, so no object with a
+/// destructor may live in the functions between setjmp and the library.
+struct Decoding {
+    jpeg_decompress_struct codec{};
+    jpeg_error_mgr errors{};
+    jpeg_progress_mgr progress{};
+    std::jmp_buf leave{};
+    std::array<char, JMSG_LENGTH_MAX> reason{};
+    SteadyClock::time_point deadline{};
+    int scans = 0;
+
+    ~Decoding() { jpeg_destroy_decompress(&codec); }
+};
+
+Decoding& Of(j_common_ptr codec)
+{
+    return *static_cast<Decoding*>(codec->client_data);
+}
+
+[[noreturn]] void Refuse(Decoding& decoding, std::string_view reason)
+{
+    std::snprintf(decoding.reason.data(), decoding.reason.size(), "%.*s", int(reason.size()), reason.data());
+    std::longjmp(decoding.leave, 1);
+}
+
+[[noreturn]] void OnError(j_common_ptr codec)
+{
+    Decoding& decoding = Of(codec);
+    codec->err->format_message(codec, decoding.reason.data());
+    std::longjmp(decoding.leave, 1);
+}
+
+/// Damage that the library would paint over in grey is a refusal; mere oddities are not.
+void OnMessage(j_common_ptr codec, int level)
+{
+    if (level >= 0) return;
+    switch (codec->err->msg_code) {
+        case JWRN_JPEG_EOF:
+        case JWRN_HIT_MARKER:
+        case JWRN_HUFF_BAD_CODE:
+        case JWRN_BOGUS_PROGRESSION:
+        case JWRN_MUST_RESYNC: OnError(codec);
+        default: ++codec->err->num_warnings;
+    }
+}
+
+void OnProgress(j_common_ptr codec)
+{
+    Decoding& decoding = Of(codec);
+    if (decoding.codec.input_scan_number > decoding.scans) Refuse(decoding, "too many scans");
+    if (SteadyClock::now() >= decoding.deadline) Refuse(decoding, "takes too long to decode");
+}
+
+void CheckHeader(Decoding& decoding, const PictureLimits& limits)
+{
+    const jpeg_decompress_struct& codec = decoding.codec;
+    if (codec.data_precision != 8) Refuse(decoding, "not 8 bits a sample");
+    if (codec.num_components != 1 && codec.num_components != 3)
+        Refuse(decoding, "neither grey nor three colours");
+    const std::uint64_t width = codec.image_width, height = codec.image_height;
+    const std::uint64_t side = std::uint64_t(limits.side);
+    if (width == 0 || height == 0 || width > side || height > side || width * height > limits.pixels)
+        Refuse(decoding, "too large");
+}
+
+/// True when the header is good; the decoder then stands in front of the picture.
+bool Open(Decoding& decoding, std::span<const std::uint8_t> jpeg, const PictureLimits& limits)
+{
+    if (setjmp(decoding.leave)) return false;
+    jpeg_create_decompress(&decoding.codec);
+    decoding.codec.client_data = &decoding;
+    decoding.codec.mem->max_memory_to_use = kDecoderBytes;
+    jpeg_mem_src(&decoding.codec, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
+    jpeg_read_header(&decoding.codec, TRUE);
+    CheckHeader(decoding, limits);
+    decoding.codec.progress = &decoding.progress;
+    decoding.codec.out_color_space = kColours;
+    return true;
+}
+
+bool ReadPixels(Decoding& decoding, std::uint32_t* pixels)
+{
+    if (setjmp(decoding.leave)) return false;
+    jpeg_start_decompress(&decoding.codec);
+    while (decoding.codec.output_scanline < decoding.codec.output_height) {
+        auto row = reinterpret_cast<JSAMPROW>(pixels + std::size_t(decoding.codec.output_scanline) *
+                                                           decoding.codec.output_width);
+        jpeg_read_scanlines(&decoding.codec, &row, 1);
+    }
+    jpeg_finish_decompress(&decoding.codec);
+    return true;
+}
+
+}  // namespace
+
+DecodedPicture DecodeGuarded(std::span<const std::uint8_t> jpeg, const PictureLimits& limits)
+{
+    if (jpeg.empty()) return {0, 0, nullptr, "empty"};
+    Decoding decoding;
+    decoding.codec.err = jpeg_std_error(&decoding.errors);
+    decoding.codec.client_data = &decoding;
+    decoding.errors.error_exit = OnError;
+    decoding.errors.emit_message = OnMessage;
+    decoding.progress.progress_monitor = OnProgress;
+    decoding.deadline = SteadyClock::now() + limits.time;
+    decoding.scans = limits.scans;
+
+    DecodedPicture picture;
+    if (!Open(decoding, jpeg, limits)) return {0, 0, nullptr, decoding.reason.data()};
+    picture.width = int(decoding.codec.image_width);
+    picture.height = int(decoding.codec.image_height);
+    const auto pixels = std::make_shared_for_overwrite<std::uint32_t[]>(std::size_t(picture.width) *
+                                                                        std::size_t(picture.height));
+    if (ReadPixels(decoding, pixels.get()))
+        picture.pixels = pixels;
+    else
+        picture.refusal = decoding.reason.data();
+    return picture;
+}
+
+}  // namespace zephyl

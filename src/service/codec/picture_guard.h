@@ -1,0 +1,32 @@
+#pragma once
+// Decodes JPEG pictures that strangers sent. Nothing is allocated before the frame header was found good, and
+// decoding ends at a number of scans and at a time. [A progressive file of 966 KB and 2048 x 1536 pixels took
+// 11.9 s without these two.] Any thread; several at once.
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace zephyl {
+
+struct PictureLimits {
+    int side = 8192;  // pixels
+    std::uint64_t pixels = 16 * 1024 * 1024;
+    int scans = 64;
+    std::chrono::milliseconds time{500};
+};
+
+/// Pixels are 0xffRRGGBB in the machine's byte order, rows from the top, no padding.
+struct DecodedPicture {
+    int width = 0;
+    int height = 0;
+    std::shared_ptr<const std::uint32_t[]> pixels;  // null: refused
+    std::string refusal;                            // why, in a few words
+};
+
+/// 8 bits, one or three components, within the limits, whole; else a refusal. Never throws but bad_alloc.
+DecodedPicture DecodeGuarded(std::span<const std::uint8_t> jpeg, const PictureLimits& limits = {});
+
+}  // namespace zephyl
