@@ -5,7 +5,7 @@ namespace tags {
 
 inline constexpr char16_t kLocalEncrypt[] = u"[[ZUM_LOCAL_ENCRYPT]]";
 inline constexpr char16_t kServerEncrypt[] = u"[[ZUM_SERVER_ENCRYPT]]";
-inline constexpr char16_t kMessageReceived[] = u"[[ZUM_MESSAGE_RECEIVIED]]";   // spelt so
+inline constexpr char16_t kMessageReceived[] = u"[[ZUM_MESSAGE_RECEIVIED]]";  // spelt so
 inline constexpr char16_t kInvitation[] = u"[[ZUM_INVITATION]]";
 inline constexpr char16_t kAppShareOff[] = u"[[ZUM_APP_SHARE_OFF]]";
 inline constexpr char16_t kVideoOn[] = u"[[ZUM_VIDEO_ON]]";
