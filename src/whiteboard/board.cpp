@@ -1,0 +1,257 @@
+#include "whiteboard/board.h"
+
+#include <QFontMetricsF>
+#include <QPainter>
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+
+#include "base/text_rules.h"
+#include "whiteboard/board_fonts.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kDiagonal = 2560;      // of 2048 x 1536
+constexpr float kFar = 16384;        // well outside the board and every pen on it
+constexpr int kDotsPerMeter = 3780;  // 96 dots an inch
+constexpr int kMarkStep = 2 * kTileSide;
+
+QPen BoardPen(quint32 colour, int width)
+{
+    return QPen(QColor(ToRgb(colour)), width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+}
+
+/// Moves an end (a, b) along the line to its other end (c, d) until a is within the limits. Counts from the
+/// other end, which keeps the way exact when that one is near. False: the line stays outside.
+bool CutEnd(double& a, double& b, double c, double d)
+{
+    if (std::abs(a) <= kFar) return true;
+    const double limit = std::copysign(double(kFar), a);
+    if (a > 0 ? c >= limit : c <= limit) return false;
+    b = d + (limit - c) / (a - c) * (b - d);
+    a = limit;
+    return true;
+}
+
+/// Brings a line with ends far outside the board into the range the painter can count in, on the same way.
+/// Returns false when no part of it comes near the board.
+bool BringNear(Segment& s)
+{
+    const auto near = [](float v) { return v > -kFar && v < kFar; };
+    if (near(s.x1) && near(s.y1) && near(s.x2) && near(s.y2)) return true;
+    double x1 = s.x1, y1 = s.y1, x2 = s.x2, y2 = s.y2;
+    if (!CutEnd(x1, y1, x2, y2) || !CutEnd(y1, x1, y2, x2) || !CutEnd(x2, y2, x1, y1) ||
+        !CutEnd(y2, x2, y1, x1))
+        return false;
+    s = {float(x1), float(y1), float(x2), float(y2), s.colour};
+    return true;
+}
+
+float Near(float value)
+{
+    return std::clamp(value, -kFar, kFar);
+}
+int Near(int value)
+{
+    return std::clamp(value, int(-4 * kFar), int(4 * kFar));
+}
+
+QString OneLine(const QString& text)
+{
+    QString line = text.left(Board::kLongestLine);
+    for (QChar& c : line)
+        if (c.category() == QChar::Other_Control) c = u' ';
+    return line;
+}
+
+}  // namespace
+
+QRgb ToRgb(quint32 colour)
+{
+    return qRgb(int(colour & 0xff), int((colour >> 8) & 0xff), int((colour >> 16) & 0xff));
+}
+
+int DrawnWidth(int width)
+{
+    return std::clamp(width, 1, kDiagonal);
+}
+
+QRect TileRect(int tile)
+{
+    return QRect(tile % kTilesAcross * kTileSide, tile / kTilesAcross * kTileSide, kTileSide, kTileSide);
+}
+
+Board::Board() : mImage(kBoardWidth, kBoardHeight, QImage::Format_RGB32), mFontName(TextLook().fontName)
+{
+    mImage.setDotsPerMeterX(kDotsPerMeter);
+    mImage.setDotsPerMeterY(kDotsPerMeter);
+    Clear();
+}
+
+QString Board::Checksum() const
+{
+    constexpr quint64 kStart = 0xcbf29ce484222325u, kPrime = 0x100000001b3u;
+    const auto* pixel = reinterpret_cast<const QRgb*>(mImage.constBits());
+    quint64 sum = kStart;
+    for (const QRgb* end = pixel + mImage.sizeInBytes() / qsizetype(sizeof(QRgb)); pixel != end; ++pixel)
+        sum = std::rotl((sum ^ *pixel) * kPrime, 23);
+    return u"%1"_s.arg(sum, 16, 16, QChar(u'0'));
+}
+
+void Board::Draw(std::span<const Segment> segments, int width)
+{
+    if (segments.empty()) return;
+    const int drawn = DrawnWidth(width);
+    QPainter painter(&mImage);
+    quint32 colour = segments.front().colour;
+    painter.setPen(BoardPen(colour, drawn));
+    for (Segment s : segments) {
+        if (!BringNear(s)) continue;
+        if (s.colour != colour) painter.setPen(BoardPen(colour = s.colour, drawn));
+        if (s.x1 == s.x2 && s.y1 == s.y2)
+            painter.drawPoint(QPointF(s.x1, s.y1));
+        else
+            painter.drawLine(QPointF(s.x1, s.y1), QPointF(s.x2, s.y2));
+        MarkSegment(s, drawn / 2 + 2);
+    }
+}
+
+void Board::Draw(const BoxRecord& box)
+{
+    const QPointF a(Near(box.x1), Near(box.y1)), b(Near(box.x2), Near(box.y2));
+    const int width = DrawnWidth(box.width);
+    const QRectF outline = QRectF(a, b).normalized();
+    QPainter painter(&mImage);
+    painter.setPen(BoardPen(box.colour, width));
+    if (a == b)
+        painter.drawPoint(a);
+    else if (outline.width() == 0 || outline.height() == 0)
+        painter.drawLine(a, b);
+    else
+        painter.drawRect(outline);
+    for (const Segment& side : {Segment{float(a.x()), float(a.y()), float(b.x()), float(a.y()), 0},
+                                Segment{float(b.x()), float(a.y()), float(b.x()), float(b.y()), 0},
+                                Segment{float(b.x()), float(b.y()), float(a.x()), float(b.y()), 0},
+                                Segment{float(a.x()), float(b.y()), float(a.x()), float(a.y()), 0}})
+        MarkSegment(side, width / 2 + 2);
+}
+
+void Board::Draw(const CircleRecord& circle)
+{
+    const int left = Near(std::min(circle.left, circle.right)),
+              right = Near(std::max(circle.left, circle.right));
+    const int top = Near(std::min(circle.top, circle.bottom)),
+              bottom = Near(std::max(circle.top, circle.bottom));
+    const int width = DrawnWidth(circle.width);
+    const QRectF outline(left, top, std::max(0, right - left - 1), std::max(0, bottom - top - 1));
+    QPainter painter(&mImage);
+    painter.setPen(BoardPen(circle.colour, width));
+    if (outline.width() == 0 && outline.height() == 0)
+        painter.drawPoint(outline.topLeft());
+    else if (outline.width() == 0 || outline.height() == 0)
+        painter.drawLine(outline.topLeft(), outline.bottomRight());
+    else
+        painter.drawEllipse(outline);
+    const int margin = width / 2 + 2;
+    Mark(outline.toAlignedRect().adjusted(-margin, -margin, margin, margin));
+}
+
+void Board::Draw(const TextRecord& text)
+{
+    const QString line = OneLine(text.text);
+    QPainter painter(&mImage);
+    painter.setRenderHint(QPainter::TextAntialiasing);
+    painter.setFont(BoardFont(text.look));
+    painter.setPen(QColor(ToRgb(text.colour)));
+    mFontName = text.look.fontName;
+    const QFontMetricsF metrics = painter.fontMetrics();
+    const QPointF base(Near(text.x), Near(text.y) + metrics.ascent());
+    painter.drawText(base, line);
+    const double slack = metrics.height();  // slanted and stacked characters reach beyond their cells
+    Mark(metrics.boundingRect(line).translated(base).adjusted(-slack, -slack, slack, slack).toAlignedRect());
+}
+
+void Board::Clear()
+{
+    mImage.fill(ToRgb(kWhite));
+    mUnsaved.set();
+    mUnshown.set();
+}
+
+void Board::Fill(const QRect& rect, quint32 colour)
+{
+    const QRect area = rect & mImage.rect();
+    QPainter(&mImage).fillRect(area, QColor(ToRgb(colour)));
+    Mark(area);
+}
+
+void Board::Paint(const QImage& picture, QPoint at)
+{
+    if (picture.isNull()) throw std::runtime_error("there is no picture to paint");
+    QPainter(&mImage).drawImage(QRect(at, picture.size()), picture);  // a rectangle: own size at any scale
+    Mark(QRect(at, picture.size()));
+}
+
+void Board::PutTile(int tile, const QRgb* pixels)
+{
+    const QRect place = TileRect(tile);
+    for (int row = 0; row < kTileSide; ++row) {
+        uchar* to = mImage.scanLine(place.top() + row) + std::size_t(place.left()) * sizeof(QRgb);
+        std::memcpy(to, pixels + row * kTileSide, kTileSide * sizeof(QRgb));
+    }
+    mUnshown.set(std::size_t(tile));
+}
+
+int Board::LineHeight(const TextLook& look) const
+{
+    return int(RoundHalfEven(QFontMetricsF(BoardFont(look), &mImage).height()));
+}
+
+TileSet Board::TakeUnsaved()
+{
+    return std::exchange(mUnsaved, {});
+}
+
+QRegion Board::TakeUnshown()
+{
+    QRegion region;
+    for (int row = 0; row < kTilesDown; ++row) {
+        for (int column = 0; column < kTilesAcross; ++column) {
+            int end = column;
+            while (end < kTilesAcross && mUnshown[std::size_t(row * kTilesAcross + end)]) ++end;
+            if (end == column) continue;
+            region += QRect(column * kTileSide, row * kTileSide, (end - column) * kTileSide, kTileSide);
+            column = end;
+        }
+    }
+    mUnshown.reset();
+    return region;
+}
+
+void Board::Mark(const QRect& rect)
+{
+    const QRect area = rect & mImage.rect();
+    if (area.isEmpty()) return;
+    for (int row = area.top() / kTileSide; row <= area.bottom() / kTileSide; ++row) {
+        for (int column = area.left() / kTileSide; column <= area.right() / kTileSide; ++column) {
+            mUnsaved.set(std::size_t(row * kTilesAcross + column));
+            mUnshown.set(std::size_t(row * kTilesAcross + column));
+        }
+    }
+}
+
+void Board::MarkSegment(const Segment& s, int margin)
+{
+    const float reach = std::max(std::abs(s.x2 - s.x1), std::abs(s.y2 - s.y1));
+    const int pieces = 1 + int(reach) / kMarkStep;  // a long diagonal touches few tiles of its bounding box
+    for (int i = 0; i < pieces; ++i) {
+        const float from = float(i) / float(pieces), to = float(i + 1) / float(pieces);
+        const QPointF a(s.x1 + from * (s.x2 - s.x1), s.y1 + from * (s.y2 - s.y1));
+        const QPointF b(s.x1 + to * (s.x2 - s.x1), s.y1 + to * (s.y2 - s.y1));
+        Mark(QRectF(a, b).normalized().toAlignedRect().adjusted(-margin, -margin, margin, margin));
+    }
+}

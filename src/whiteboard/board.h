@@ -1,0 +1,76 @@
+#pragma once
+// The board: one image of 2048 x 1536 pixels, white where nothing was drawn, and the few ways to draw on it.
+// The same call gives the same pixels on every machine: shapes have no antialiasing, round caps and joins;
+// text is greyscale, without hinting, at 96 dots an inch. User-interface thread only.
+
+#include <QImage>
+#include <QRegion>
+#include <bitset>
+#include <span>
+
+#include "whiteboard/records.h"
+
+inline constexpr int kBoardWidth = 2048;
+inline constexpr int kBoardHeight = 1536;
+inline constexpr int kTileSide = 64;
+inline constexpr int kTilesAcross = kBoardWidth / kTileSide;
+inline constexpr int kTilesDown = kBoardHeight / kTileSide;
+inline constexpr int kTileCount = kTilesAcross * kTilesDown;
+inline constexpr quint32 kWhite = 0xffffff;  // 0x00BBGGRR
+
+/// One bit a tile, row by row.
+using TileSet = std::bitset<kTileCount>;
+
+class Board {
+public:
+    Board();
+
+    const QImage& Image() const { return mImage; }
+    QRgb Pixel(int x, int y) const { return mImage.pixel(x, y); }
+    /// Of all pixels, as 16 hexadecimal digits; equal boards have equal sums.
+    QString Checksum() const;
+
+    /// Segment by segment, each with round ends; one of no length is a dot. Widths below 1 draw as 1, those
+    /// above the board's diagonal as the diagonal.
+    void Draw(std::span<const Segment> segments, int width);
+    void Draw(const BoxRecord& box);
+    void Draw(const CircleRecord& circle);
+    /// One line of text, at most kLongestLine characters of it; control characters show as blanks. The font
+    /// is the one named (or its stand-in), and becomes FontName().
+    void Draw(const TextRecord& text);
+    /// Every pixel the background's.
+    void Clear();
+    /// `rect` in one colour, 0x00BBGGRR.
+    void Fill(const QRect& rect, quint32 colour);
+    /// `picture` at its own size with its top left corner at `at`. A null one throws.
+    void Paint(const QImage& picture, QPoint at);
+    /// `pixels` of one tile, row by row. Counts as shown later, not as unsaved: for the history alone.
+    void PutTile(int tile, const QRgb* pixels);
+
+    /// Board pixels from the top of a line in that look to the top of the next.
+    int LineHeight(const TextLook& look) const;
+    /// The font that a record keeps when it names one that is not installed.
+    const QString& FontName() const { return mFontName; }
+    void SetFontName(const QString& name) { mFontName = name; }
+
+    /// Tiles drawn on since the last call; all of them at first.
+    TileSet TakeUnsaved();
+    /// The same for showing, as a region of board pixels.
+    QRegion TakeUnshown();
+
+    static constexpr qsizetype kLongestLine = 16384;
+
+private:
+    void Mark(const QRect& rect);
+    void MarkSegment(const Segment& segment, int margin);
+
+    QImage mImage;
+    TileSet mUnsaved, mUnshown;
+    QString mFontName;
+};
+
+QRect TileRect(int tile);
+/// The toolkit's colour of 0x00BBGGRR.
+QRgb ToRgb(quint32 colour);
+/// A drawing width as the board takes it: 1 to its diagonal.
+int DrawnWidth(int width);

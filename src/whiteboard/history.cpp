@@ -1,0 +1,181 @@
+#include "whiteboard/history.h"
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "base/text_rules.h"
+#include "whiteboard/board_screen.h"
+#include "whiteboard/toolbar_screen.h"
+#include "whiteboard/whiteboard_tools.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr std::size_t kPlainKept = 8;
+
+void CopyTile(const QImage& image, int tile, QRgb* to)
+{
+    const QRect place = TileRect(tile);
+    for (int row = 0; row < kTileSide; ++row) {
+        const uchar* line = image.constScanLine(place.top() + row) + std::size_t(place.left()) * sizeof(QRgb);
+        std::memcpy(to + row * kTileSide, line, kTileSide * sizeof(QRgb));
+    }
+}
+
+/// True when all pixels of the tile are equal; most tiles with ink answer after a few rows.
+bool OneColour(const QImage& image, int tile)
+{
+    const QRect place = TileRect(tile);
+    const QRgb first = reinterpret_cast<const QRgb*>(image.constScanLine(place.top()))[place.left()];
+    for (int row = 0; row < kTileSide; ++row) {
+        const QRgb* line =
+            reinterpret_cast<const QRgb*>(image.constScanLine(place.top() + row)) + place.left();
+        QRgb differing = 0;
+        for (int x = 0; x < kTileSide; ++x) differing |= line[x] ^ first;
+        if (differing) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+const WBBufferEntry& WBHistory::At(int index) const
+{
+    if (index < 1 || index > Count())
+        throw std::out_of_range("history entry " + std::to_string(index) + " is outside 1.." +
+                                std::to_string(Count()));
+    return mEntries[std::size_t(index - 1)];
+}
+
+void WBHistory::Save(Board* board, qint16 x, qint16 y, const QString& userHandle, const QDateTime& when)
+{
+    if (mIndex == kMostEntries) {
+        std::rotate(mEntries.begin(), mEntries.begin() + 1, mEntries.end());
+    } else {
+        ++mIndex;
+        mEntries.resize(std::size_t(mIndex));
+    }
+    WBBufferEntry& entry = mEntries[std::size_t(mIndex - 1)];
+    if (board) {
+        const TileSet unsaved = board->TakeUnsaved();
+        for (int tile = 0; tile < kTileCount; ++tile)
+            if (unsaved[std::size_t(tile)]) mShown[std::size_t(tile)] = Keep(board->Image(), tile);
+        entry.Picture = mShown;
+    }
+    entry.X = x;
+    entry.Y = y;
+    entry.UserHandle = userHandle;
+    entry.ModifiedAt = when;
+}
+
+void WBHistory::Show(int index, Board& board)
+{
+    const TileGrid& picture = At(index).Picture;
+    if (!picture.front())
+        throw std::runtime_error("history entry " + std::to_string(index) + " has no picture");
+    const TileSet unsaved = board.TakeUnsaved();
+    for (std::size_t tile = 0; tile < kTileCount; ++tile)
+        if (unsaved[tile] || picture[tile] != mShown[tile])
+            board.PutTile(int(tile), picture[tile]->pixels.data());
+    mShown = picture;
+}
+
+void WBHistory::StepBack()
+{
+    if (mIndex > 1) --mIndex;
+}
+
+void WBHistory::StepForward()
+{
+    if (mIndex < Count()) ++mIndex;
+}
+
+QImage WBHistory::PictureOf(int index) const
+{
+    Board board;
+    const TileGrid& picture = At(index).Picture;
+    for (std::size_t tile = 0; tile < kTileCount; ++tile)
+        if (picture[tile]) board.PutTile(int(tile), picture[tile]->pixels.data());
+    return board.Image();
+}
+
+int WBHistory::DistinctTiles() const
+{
+    std::set<const Tile*> tiles;
+    for (const WBBufferEntry& entry : mEntries)
+        for (const auto& tile : entry.Picture)
+            if (tile) tiles.insert(tile.get());
+    return int(tiles.size());
+}
+
+std::shared_ptr<const Tile> WBHistory::Keep(const QImage& image, int tile)
+{
+    const bool plain = OneColour(image, tile);
+    if (plain) {
+        const QPoint corner = TileRect(tile).topLeft();
+        const QRgb colour = reinterpret_cast<const QRgb*>(image.constScanLine(corner.y()))[corner.x()];
+        for (const auto& kept : mPlain)
+            if (kept->pixels.front() == colour) return kept;
+    }
+    auto fresh = std::make_shared<Tile>();
+    CopyTile(image, tile, fresh->pixels.data());
+    if (plain) {
+        if (mPlain.size() == kPlainKept) mPlain.erase(mPlain.begin());
+        mPlain.push_back(fresh);
+    }
+    return fresh;
+}
+
+QString LastModifiedText(const QString& userHandle, const QDateTime& when)
+{
+    return u"Last Modified: "_s + userHandle + u' ' + GeneralDate(when) + u' ';
+}
+
+void ShowLastModified(ProcessState& state, const QString& userHandle)
+{
+    if (!state.gMeetingForm) return;
+    state.gMeetingForm->Panels().SetPanel(Panel::WBStatus,
+                                          LastModifiedText(userHandle, state.ports.clock->Now()));
+}
+
+void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,
+                  const QDateTime& modifiedAt)
+{
+    Trapped(state, "SaveWBBuffer", [&] {
+        if (!state.gWBBuffer) state.gWBBuffer = std::make_shared<WBHistory>();
+        WBHistory& history = *state.gWBBuffer;
+        history.Save(board, x, y, userHandle, modifiedAt);
+        if (!state.gMeetingForm) return;
+        ToolbarScreen& toolbar = state.gMeetingForm->Toolbar();
+        toolbar.Tools().undoEnabled = history.Index() >= 2;
+        toolbar.Tools().redoEnabled = history.Index() < history.Count();
+        toolbar.ShowTools();
+    });
+}
+
+void SaveWBBuffer(ProcessState& state, const QString& userHandle)
+{
+    SaveWBBuffer(state, &state.gMeetingForm->Board().Image(), 0, 0, userHandle, state.ports.clock->Now());
+}
+
+void LoadWBBuffer(ProcessState& state, qint16 index)
+{
+    Trapped(state, "LoadWBBuffer", [&] {
+        if (!state.gWBBuffer) throw std::out_of_range("the history is empty");
+        WBHistory& history = *state.gWBBuffer;
+        const WBBufferEntry& entry = history.At(index);
+        MeetingScreens& form = *state.gMeetingForm;
+        history.Show(index, form.Board().Image());
+        form.Board().Refresh();
+        form.Panels().SetPanel(Panel::WBStatus, LastModifiedText(entry.UserHandle, entry.ModifiedAt));
+        form.Toolbar().Tools().undoEnabled = index > 1;
+        form.Toolbar().Tools().redoEnabled = index < history.Count();
+        form.Toolbar().ShowTools();
+    });
+}

@@ -1,0 +1,72 @@
+#pragma once
+// The whiteboard's history: at most 11 boards, one after each change, and undo and redo between them.
+// Boards share the tiles that do not differ, so an entry costs what was drawn. User-interface thread only.
+
+#include <QDateTime>
+#include <QImage>
+#include <QString>
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "whiteboard/board.h"
+
+struct ProcessState;
+
+struct Tile {
+    std::array<QRgb, kTileSide * kTileSide> pixels;
+};
+using TileGrid = std::array<std::shared_ptr<const Tile>, kTileCount>;
+
+struct WBBufferEntry {
+    QString UserHandle;
+    QDateTime ModifiedAt;
+    qint16 X = 0, Y = 0;  // stored as given; every caller gives 0
+    TileGrid Picture;
+};
+
+/// gWBBuffer and gWBBufferIndex. Entries count from 1; entries above the index are those redo can reach.
+class WBHistory {
+public:
+    static constexpr int kMostEntries = 11;
+
+    int Index() const { return mIndex; }  // 0 while empty
+    int Count() const { return int(mEntries.size()); }
+    /// Throws std::out_of_range outside 1..Count().
+    const WBBufferEntry& At(int index) const;
+
+    /// Adds what the board shows now. Entries above the index go; of a full history the oldest.
+    void Save(Board* board, qint16 x, qint16 y, const QString& userHandle, const QDateTime& when);
+    /// Puts entry `index` on the board, touching only what differs. Throws std::out_of_range. The index
+    /// stays.
+    void Show(int index, Board& board);
+    /// Moves the index one back or forward; it stays at the ends.
+    void StepBack();
+    void StepForward();
+
+    /// The whole board of an entry.
+    QImage PictureOf(int index) const;
+    /// Tiles in memory, each counted once.
+    int DistinctTiles() const;
+
+private:
+    std::shared_ptr<const Tile> Keep(const QImage& image, int tile);
+
+    std::vector<WBBufferEntry> mEntries;
+    int mIndex = 0;
+    TileGrid mShown;                                  // what the board held when it was last saved or shown
+    std::vector<std::shared_ptr<const Tile>> mPlain;  // tiles of one colour, a few of the latest
+};
+
+/// Adds a snapshot of `board` and sets the Undo and Redo buttons. Trapped: "SaveWBBuffer: ".
+void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,
+                  const QDateTime& modifiedAt);
+/// The same for the meeting window's board, now.
+void SaveWBBuffer(ProcessState& state, const QString& userHandle);
+/// Shows entry `index`: board, status text of that entry, Undo and Redo buttons. Trapped: "LoadWBBuffer: ".
+void LoadWBBuffer(ProcessState& state, qint16 index);
+
+/// "Last Modified: ", the handle and the time, with a blank behind each.
+QString LastModifiedText(const QString& userHandle, const QDateTime& when);
+/// Puts that text into the panel "WBStatus", for now.
+void ShowLastModified(ProcessState& state, const QString& userHandle);

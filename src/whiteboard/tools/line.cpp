@@ -1,0 +1,36 @@
+#include "whiteboard/tools/line.h"
+
+#include "whiteboard/board.h"
+#include "whiteboard/board_screen.h"
+
+void LineTool::Press(BoardScreen& screen, BoardPoint at, Ink ink)
+{
+    mFrom = mTo = at;
+    mBandInk = ink;
+    Move(screen, at, ink);
+}
+
+void LineTool::Move(BoardScreen& screen, BoardPoint at, Ink)
+{
+    mTo = at;
+    screen.ShowBand(
+        {RubberBand::Kind::Line, mFrom.x, mFrom.y, mTo.x, mTo.y, mBandInk.width, mBandInk.colour});
+}
+
+void LineTool::Release(BoardScreen& screen, BoardPoint, Ink ink)
+{
+    Cancel(screen);
+    const Segment line{mFrom.x, mFrom.y, mTo.x, mTo.y, ink.colour};
+    screen.Image().Draw({&line, 1}, ink.width);
+    screen.Refresh();
+}
+
+void LineTool::Cancel(BoardScreen& screen)
+{
+    screen.ShowBand({});
+}
+
+QString LineTool::Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink)
+{
+    return WritePen({ink.width, {{float(x1), float(y1), float(x2), float(y2), ink.colour}}});
+}

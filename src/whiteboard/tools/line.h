@@ -1,0 +1,17 @@
+#pragma once
+// A straight line from press to release, with a rubber band meanwhile.
+
+#include "whiteboard/tools/tool.h"
+
+class LineTool final : public Tool {
+public:
+    void Press(BoardScreen& screen, BoardPoint at, Ink ink) override;
+    void Move(BoardScreen& screen, BoardPoint at, Ink ink) override;
+    void Release(BoardScreen& screen, BoardPoint at, Ink ink) override;
+    void Cancel(BoardScreen& screen) override;
+    QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink) override;
+
+private:
+    BoardPoint mFrom, mTo;
+    Ink mBandInk;  // of the press
+};

@@ -1,0 +1,44 @@
+#include "whiteboard/tools/pen.h"
+
+#include "whiteboard/board.h"
+#include "whiteboard/board_screen.h"
+
+void PenTool::Press(BoardScreen& screen, BoardPoint at, Ink ink)
+{
+    mStroke.width = Drawn(ink).width;
+    const Segment dot{at.x, at.y, at.x, at.y, Drawn(ink).colour};
+    mStroke.segments.push_back(dot);
+    Draw(screen, dot);
+    mLast = {float(ToPixel(at.x)), float(ToPixel(at.y))};
+}
+
+void PenTool::Move(BoardScreen& screen, BoardPoint at, Ink ink)
+{
+    const Segment piece{mLast.x, mLast.y, at.x, at.y, Drawn(ink).colour};
+    mStroke.segments.push_back(piece);
+    Draw(screen, piece);
+    mLast = {float(ToPixel(at.x)), float(ToPixel(at.y))};
+}
+
+void PenTool::Release(BoardScreen& screen, BoardPoint at, Ink ink)
+{
+    // The receivers draw this piece too, so the boards agree to the pixel.
+    Draw(screen, {mLast.x, mLast.y, float(ToPixel(at.x)), float(ToPixel(at.y)), Drawn(ink).colour});
+}
+
+QString PenTool::Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink)
+{
+    mStroke.segments.push_back({float(x1), float(y1), float(x2), float(y2), Drawn(ink).colour});
+    return WritePen(mStroke);
+}
+
+void PenTool::Draw(BoardScreen& screen, const Segment& segment)
+{
+    screen.Image().Draw({&segment, 1}, mStroke.width);
+    screen.Refresh();
+}
+
+Ink EraseTool::Drawn(Ink) const
+{
+    return {kWhite, kEraseWidth};
+}

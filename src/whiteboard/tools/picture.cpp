@@ -1,0 +1,53 @@
+#include "whiteboard/tools/picture.h"
+
+#include <QImageReader>
+#include <QPainter>
+#include <stdexcept>
+
+#include "whiteboard/board.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qint64 kMostPixels = 16'000'000;
+
+[[noreturn]] void Refuse(const QString& file, const QString& why)
+{
+    throw std::runtime_error(u"%1: %2"_s.arg(file, why).toStdString());
+}
+
+}  // namespace
+
+QImage LoadBoardPicture(const QString& file)
+{
+    QImageReader reader(file);
+    reader.setDecideFormatFromContent(true);
+    reader.setAutoTransform(true);  // photographs stand upright
+    const QByteArray format = reader.format();
+    if (format != "jpeg" && format != "bmp") Refuse(file, u"no JPEG or BMP picture"_s);
+    const QSize size = reader.size();
+    if (qint64(size.width()) * size.height() > kMostPixels)
+        Refuse(file, u"%1 x %2 pixels are more than 16 million"_s.arg(size.width()).arg(size.height()));
+    const QImage picture = reader.read();
+    if (picture.isNull()) Refuse(file, reader.errorString());
+    return picture;
+}
+
+QImage CutToBoard(const QImage& picture, QPoint at)
+{
+    const QRect seen = QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight);
+    return seen.isEmpty() ? QImage() : picture.copy(seen.translated(-at));
+}
+
+Pixels PixelsOf(const QImage& image)
+{
+    QImage opaque = image;
+    if (image.hasAlphaChannel()) {  // what shines through is the board's white
+        opaque = QImage(image.size(), QImage::Format_RGB32);
+        opaque.fill(Qt::white);
+        QPainter(&opaque).drawImage(opaque.rect(), image);
+    }
+    const auto kept = std::make_shared<const QImage>(opaque.convertToFormat(QImage::Format_RGB32));
+    return {kept->width(), kept->height(), kept->bytesPerLine(), kept->constBits(), kept};
+}

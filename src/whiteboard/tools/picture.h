@@ -1,0 +1,15 @@
+#pragma once
+// Pictures for the board, from files and from the clipboard.
+
+#include <QImage>
+#include <QString>
+
+#include "contract/picture.h"
+
+/// Reads a JPEG or BMP file, whatever its name ends in; at most 16 million pixels. Throws std::runtime_error
+/// that names the file and what is wrong.
+QImage LoadBoardPicture(const QString& file);
+/// What the board shows of `picture` with its top left corner at `at`; null when that is nothing.
+QImage CutToBoard(const QImage& picture, QPoint at);
+/// The same pixels as plain data, kept alive by it.
+Pixels PixelsOf(const QImage& image);

@@ -1,0 +1,175 @@
+#include "whiteboard/board.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <functional>
+#include <limits>
+#include <stdexcept>
+
+#include "whiteboard/board_fonts.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr quint32 kRed = 0x0000ff;
+
+/// The smallest rectangle around everything that is not white.
+QRect Ink(const Board& board)
+{
+    QRect ink;
+    for (int y = 0; y < kBoardHeight; ++y) {
+        const QRgb* line = reinterpret_cast<const QRgb*>(board.Image().constScanLine(y));
+        for (int x = 0; x < kBoardWidth; ++x)
+            if ((line[x] & 0xffffff) != 0xffffff) ink |= QRect(x, y, 1, 1);
+    }
+    return ink;
+}
+
+Segment Line(float x1, float y1, float x2, float y2)
+{
+    return {x1, y1, x2, y2, kRed};
+}
+
+}  // namespace
+
+TEST(Board, ShapesCoverExactlyTheirExtent)
+{
+    const auto segment = [](Board& b, int w, Segment s) { b.Draw({&s, 1}, w); };
+    const struct {
+        const char* what;
+        std::function<void(Board&)> draw;
+        QRect ink;
+    } rows[] = {
+        {"dot of 1", [&](Board& b) { segment(b, 1, Line(10, 10, 10, 10)); }, {10, 10, 1, 1}},
+        {"no width is 1", [&](Board& b) { segment(b, 0, Line(10, 10, 10, 10)); }, {10, 10, 1, 1}},
+        {"below 1 is 1", [&](Board& b) { segment(b, -32768, Line(10, 10, 10, 10)); }, {10, 10, 1, 1}},
+        {"dot of 32", [&](Board& b) { segment(b, 32, Line(100, 100, 100, 100)); }, {84, 84, 32, 32}},
+        {"line, both ends", [&](Board& b) { segment(b, 1, Line(10, 20, 30, 20)); }, {10, 20, 21, 1}},
+        {"line from far away", [&](Board& b) { segment(b, 1, Line(-1e30f, 20, 30, 20)); }, {0, 20, 31, 1}},
+        {"line far away", [&](Board& b) { segment(b, 1, Line(1e9f, 20, 2e9f, 20)); }, {}},
+        {"box, corners in",
+         [](Board& b) {
+             b.Draw(BoxRecord{1, 10, 20, 30, 50, kRed});
+         },
+         {10, 20, 21, 31}},
+        {"box, swapped",
+         [](Board& b) {
+             b.Draw(BoxRecord{1, 30, 50, 10, 20, kRed});
+         },
+         {10, 20, 21, 31}},
+        {"box, a click",
+         [](Board& b) {
+             b.Draw(BoxRecord{1, 30, 50, 30, 50, kRed});
+         },
+         {30, 50, 1, 1}},
+        {"box, flat",
+         [](Board& b) {
+             b.Draw(BoxRecord{1, 30, 50, 40, 50, kRed});
+         },
+         {30, 50, 11, 1}},
+        {"circle, right out",
+         [](Board& b) {
+             b.Draw(CircleRecord{1, 10, 20, 30, 50, kRed});
+         },
+         {10, 20, 20, 30}},
+        {"circle, swapped",
+         [](Board& b) {
+             b.Draw(CircleRecord{1, 30, 50, 10, 20, kRed});
+         },
+         {10, 20, 20, 30}},
+        {"circle, a click",
+         [](Board& b) {
+             b.Draw(CircleRecord{1, 30, 50, 30, 50, kRed});
+         },
+         {30, 50, 1, 1}},
+        {"fill, cut",
+         [](Board& b) {
+             b.Fill({-5, -5, 10, 10}, kRed);
+         },
+         {0, 0, 5, 5}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Board board;
+        row.draw(board);
+        EXPECT_EQ(Ink(board), row.ink);
+        if (!row.ink.isEmpty() && row.ink.width() == 1) {
+            EXPECT_EQ(board.Pixel(row.ink.x(), row.ink.y()) & 0xffffff, 0xff0000u);  // red is the low byte
+        }
+    }
+}
+
+TEST(Board, SegmentsAreMarkedWhereverTheyLeaveInk)
+{
+    Board board, fresh;
+    board.TakeUnsaved();
+    board.TakeUnshown();
+    const Segment strokes[] = {Line(3, 3, 2040, 1500), Line(700, 20, 701, 20), Line(-50, 900, 20, 800)};
+    board.Draw(strokes, 9);
+    board.Draw(BoxRecord{5, 1000, 100, 1300, 300, kRed});
+    board.Draw(CircleRecord{40, 1500, 200, 1900, 700, kRed});
+    board.Draw(TextRecord{200, 1200, {u"Liberation Serif"_s, 60, false, true}, kRed, u"fÅj slanted"_s});
+    const TileSet touched = board.TakeUnsaved();
+    const QRegion shown = board.TakeUnshown();
+    for (int tile = 0; tile < kTileCount; ++tile) {
+        const bool same = board.Image().copy(TileRect(tile)) == fresh.Image().copy(TileRect(tile));
+        EXPECT_TRUE(same || touched[std::size_t(tile)]) << tile;
+        EXPECT_EQ(shown.contains(TileRect(tile)), touched[std::size_t(tile)]) << tile;
+    }
+    EXPECT_LT(touched.count(), 300u);  // of 768: the diagonal has not marked all of its bounding box
+    EXPECT_TRUE(board.TakeUnsaved().none());
+}
+
+TEST(Board, SurvivesAbsurdNumbers)
+{
+    Board board;
+    constexpr float kHuge = std::numeric_limits<float>::max();
+    const Segment wild[] = {Line(kHuge, -kHuge, -kHuge, kHuge), Line(0, 0, kHuge, 1),
+                            Line(-kHuge, 5, -kHuge, 6)};
+    board.Draw(wild, 32767);
+    board.Draw(BoxRecord{32767, -kHuge, -kHuge, kHuge, kHuge, 0});
+    board.Draw(CircleRecord{1, INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0});
+    board.Draw(TextRecord{kHuge, kHuge, {u"No Such Font"_s, 1e30f}, 0, QString(2'000'000, u'x')});
+    board.Draw(TextRecord{0, 0, {u""_s, -5}, 0, u"a\nb\u0000c\u202Ed"_s});
+    board.Fill({INT_MIN / 2, 0, INT_MAX, 5}, 0);
+    EXPECT_THROW(board.Paint(QImage(), {0, 0}), std::runtime_error);
+    EXPECT_EQ(board.Image().size(), QSize(kBoardWidth, kBoardHeight));
+}
+
+TEST(Board, TextHangsFromItsTopAndHasNoColouredFringes)
+{
+    Board board;
+    const TextLook look{u"Arial"_s, 24};
+    board.Draw(TextRecord{100, 50, look, 0, u"HHHH"_s});
+    const QRect ink = Ink(board);
+    EXPECT_GE(ink.top(), 50);
+    EXPECT_LE(ink.bottom(), 50 + board.LineHeight(look));
+    EXPECT_NEAR(ink.left(), 100, 4);
+    EXPECT_NEAR(board.LineHeight(look), 24 * 96 / 72 * 1.15, 3);  // 96 dots an inch
+    for (int x = ink.left(); x <= ink.right(); ++x) {
+        const QRgb pixel = board.Pixel(x, ink.center().y());
+        EXPECT_TRUE(qRed(pixel) == qGreen(pixel) && qGreen(pixel) == qBlue(pixel));
+    }
+    EXPECT_TRUE(FontExists(u"Arial"_s));  // by its stand-in
+    EXPECT_TRUE(FontExists(u"Liberation Sans"_s));
+    EXPECT_FALSE(FontExists(u"liberation sans"_s));
+    EXPECT_FALSE(FontExists(u"No Such Font"_s));
+    EXPECT_FALSE(FontExists(u""_s));
+}
+
+TEST(Board, DrawsAStrokeAlikeWholeOrPieceByPiece)
+{
+    for (const int width : {1, 2, 8, 32}) {
+        std::vector<Segment> stroke;
+        for (int i = 0; i < 60; ++i)
+            stroke.push_back(Line(float(100 + i * 7), float(200 + (i * 37) % 90), float(107 + i * 7),
+                                  float(200 + ((i + 1) * 37) % 90)));
+        stroke.push_back(Line(stroke.back().x2, stroke.back().y2, stroke.back().x2, stroke.back().y2));
+        Board whole, pieces;
+        whole.Draw(stroke, width);
+        for (const Segment& s : stroke) pieces.Draw({&s, 1}, width);
+        EXPECT_EQ(whole.Checksum(), pieces.Checksum()) << width;
+    }
+}

@@ -1,0 +1,110 @@
+#include "whiteboard/history.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A history as people think of it: whole boards in a list.
+struct Model {
+    std::vector<QString> boards;
+    int index = 0;
+
+    void Save(const QString& board)
+    {
+        if (index == 11)
+            boards.erase(boards.begin());
+        else
+            boards.resize(std::size_t(index++));
+        boards.push_back(board);
+    }
+    void Undo() { index = std::max(1, index - 1); }
+    void Redo() { index = std::min(int(boards.size()), index + 1); }
+};
+
+void Scribble(Board& board, std::mt19937& random)
+{
+    const auto upTo = [&](int most) { return float(std::uniform_int_distribution(0, most)(random)); };
+    const Segment s{upTo(2100), upTo(1600), upTo(2100), upTo(1600), quint32(random()) & 0xffffff};
+    switch (random() % 6) {
+        case 0: board.Clear(); break;
+        case 1: board.Draw(BoxRecord{3, s.x1, s.y1, s.x2, s.y2, s.colour}); break;
+        case 2: board.Draw(CircleRecord{3, int(s.x1), int(s.y1), int(s.x2), int(s.y2), s.colour}); break;
+        case 3: board.Draw(TextRecord{s.x1, s.y1, {}, s.colour, u"some text"_s}); break;
+        case 4: board.Fill({int(s.x1), int(s.y1), 160, 120}, s.colour); break;
+        default: board.Draw({&s, 1}, 1 + int(random() % 40));
+    }
+}
+
+}  // namespace
+
+TEST(History, AgreesWithAListOfWholeBoards)
+{
+    const unsigned seed = std::random_device{}();
+    RecordProperty("seed", std::to_string(seed));
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    Board board;
+    WBHistory history;
+    Model model;
+    const auto save = [&] {
+        history.Save(&board, 0, 0, u"ann"_s, {});
+        model.Save(board.Checksum());
+    };
+    save();
+    for (int step = 0; step < 80; ++step) {
+        switch (random() % 5) {
+            case 0: history.StepBack(), model.Undo(); break;
+            case 1: history.StepForward(), model.Redo(); break;
+            case 2: Scribble(board, random); [[fallthrough]];  // something live, never saved by itself
+            default: Scribble(board, random), save(); continue;
+        }
+        if (random() % 3 == 0) Scribble(board, random);  // undo and redo take live pictures away
+        history.Show(history.Index(), board);
+        ASSERT_EQ(history.Index(), model.index);
+        ASSERT_EQ(history.Count(), int(model.boards.size()));
+        ASSERT_EQ(board.Checksum(), model.boards[std::size_t(model.index - 1)]) << "step " << step;
+    }
+}
+
+TEST(History, KeepsElevenBoardsAndWhoChangedThem)
+{
+    Board board;
+    WBHistory history;
+    EXPECT_THROW(history.Show(1, board), std::out_of_range);
+    history.Save(&board, 0, 0, u"ann"_s, {});
+    for (int change = 1; change <= 12; ++change) {
+        board.Fill({change * 100, 0, 50, 50}, 0);
+        history.Save(&board, 0, 0, QString::number(change), {});
+    }
+    EXPECT_EQ(history.Index(), 11);
+    EXPECT_EQ(history.Count(), 11);
+    for (int undo = 0; undo < 11; ++undo) history.StepBack();
+    EXPECT_EQ(history.Index(), 1);
+    EXPECT_EQ(history.At(1).UserHandle, u"2"_s);
+    history.Show(1, board);
+    EXPECT_NE(board.Pixel(210, 10), 0xffffffffu);
+    EXPECT_EQ(board.Pixel(310, 10), 0xffffffffu);
+    EXPECT_EQ(history.PictureOf(11).pixel(1210, 10), 0xff000000u);
+    for (const int bad : {0, 12, -1}) EXPECT_THROW(history.Show(bad, board), std::out_of_range);
+}
+
+TEST(History, CostsWhatWasDrawn)
+{
+    Board board;
+    WBHistory history;
+    history.Save(&board, 0, 0, u"ann"_s, {});
+    EXPECT_EQ(history.DistinctTiles(), 1);  // a white board is one tile
+    for (int change = 0; change < 20; ++change) {
+        board.Draw(BoxRecord{1, 300, 300, 330, 330.0f + float(change), 255});
+        history.Save(&board, 0, 0, u"ann"_s, {});
+    }
+    EXPECT_LE(history.DistinctTiles(), 1 + 11 * 4);
+    board.Clear();
+    history.Save(&board, 0, 0, u"ann"_s, {});
+    EXPECT_EQ(history.At(11).Picture[0], history.At(10).Picture[0]);  // white stays shared
+}
