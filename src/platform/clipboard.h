@@ -1,0 +1,13 @@
+#pragma once
+// The desktop's clipboard, as far as pictures go. User-interface thread only.
+
+class QImage;
+
+class ClipboardPort {
+public:
+    virtual ~ClipboardPort() = default;
+    virtual void Clear() = 0;
+    /// The picture that is there, whatever image type it was put as; a null image when there is none.
+    virtual QImage Picture() = 0;
+    virtual void SetPicture(const QImage& picture) = 0;
+};

@@ -1,0 +1,153 @@
+#pragma once
+// The machine as tests arrange it: nothing takes time, nothing leaves the process, what happened is kept.
+
+#include <QImage>
+#include <QJsonObject>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <functional>
+#include <map>
+#include <set>
+
+#include "platform/clipboard.h"
+#include "platform/machine.h"
+#include "platform/registry_file.h"
+
+class FakeClock final : public Clock {
+public:
+    QDateTime now = QDateTime(QDate(2026, 3, 4), QTime(15, 6, 7));
+    QDateTime Now() const override { return now; }
+};
+
+class FakeWaits final : public Waits {
+public:
+    std::vector<std::chrono::milliseconds> pauses;
+    int eventRuns = 0;
+    std::function<void()> during;  // runs inside each of both
+    void Pause(std::chrono::milliseconds time) override
+    {
+        pauses.push_back(time);
+        if (during) during();
+    }
+    void LetEventsRun() override
+    {
+        ++eventRuns;
+        if (during) during();
+    }
+};
+
+class FakeGate final : public Gate {
+public:
+    int closings = 0;
+    void Close() override { ++closings; }
+    void Open() override { --closings; }
+    bool IsOpen() const override { return closings == 0; }
+};
+
+class FakeEventLog final : public EventLog {
+public:
+    struct Entry {
+        EventType type;
+        QString message;
+    };
+    std::vector<Entry> entries;
+    void Write(EventType type, const QString& message) override { entries.push_back({type, message}); }
+};
+
+class FakeTrace final : public Trace {
+public:
+    std::vector<std::pair<QString, QJsonObject>> lines;
+    void Line(const char* event, const QJsonObject& fields) override
+    {
+        lines.emplace_back(QLatin1String(event), fields);
+    }
+    /// The last line of this event; an empty object when there was none.
+    QJsonObject Last(const char* event) const;
+};
+
+class FakeFolders final : public Folders {
+public:
+    QTemporaryDir dir;
+    bool documents = true;  // false: the look-up fails
+    QString Special(int folderId) const override;
+    QString Program() const override { return dir.path(); }
+};
+
+class FakePointer final : public ScreenPointer {
+public:
+    PointerShape shape = PointerShape::Default;
+    void Set(PointerShape wanted) override { shape = wanted; }
+    PointerShape Get() const override { return shape; }
+};
+
+class FakeEndProcess final : public EndProcess {
+public:
+    explicit FakeEndProcess(QStringList& journal) : mJournal(journal) {}
+    [[noreturn]] void Now() override;
+
+private:
+    QStringList& mJournal;
+};
+
+/// Boxes as "icon|title|text"; dialogs answer what was arranged.
+class FakePrompts final : public Prompts {
+public:
+    explicit FakePrompts(QStringList& journal) : mJournal(journal) {}
+
+    QStringList boxes;
+    std::vector<Cause> criticalCauses;
+    int beeps = 0;
+    bool trust = false;
+    QString openFile, saveFile;  // "": cancelled
+    FontChoice font;
+    std::function<void()> during;  // runs while a box or dialog is open
+
+    void Beep() override { ++beeps; }
+    void Box(BoxIcon icon, const QString& title, const QString& text) override;
+    void CriticalBox(const QString& title, const QString& text, Cause cause) override;
+    bool AskTrust(const QString& service, const QString& fingerprint) override;
+    QString OpenFile(const QString&, const QString&, const QStringList&) override { return Open(openFile); }
+    QString SaveFile(const QString&, const QString&, const QStringList&, const QString&) override
+    {
+        return Open(saveFile);
+    }
+    FontChoice SelectFont(const QString&, const FontChoice&) override { return Open(font); }
+
+private:
+    template <class T>
+    T Open(const T& answer)
+    {
+        if (during) during();
+        return answer;
+    }
+    QStringList& mJournal;
+};
+
+/// Text values by full path, compared without case, in the order of writing.
+class FakeRegistry final : public RegistryFile {
+public:
+    QString readFailure, writeFailure;  // "": none
+    std::optional<RegValue> Read(const QString& keyPath, const QString& name) override;
+    void WriteText(const QString& keyPath, const QString& name, const QString& text) override;
+    QStringList Subkeys(const QString& keyPath) override;
+    std::vector<RegValue> Values(const QString& keyPath) override;
+    /// Text of a value below "HKEY_CURRENT_USER\Software\Velnor\"; a null string when it is missing.
+    QString Text(const QString& shortPath, const QString& name);
+    void Put(const QString& shortPath, const QString& name, const QString& text);
+
+private:
+    struct Entry {
+        QString key;
+        RegValue value;
+    };
+    std::vector<Entry> mEntries;
+};
+
+class FakeClipboard final : public ClipboardPort {
+public:
+    QImage picture;
+    int cleared = 0;
+    void Clear() override { picture = QImage(), ++cleared; }
+    QImage Picture() override { return picture; }
+    void SetPicture(const QImage& put) override { picture = put; }
+};
