@@ -23,7 +23,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-[[noreturn]] void Fail(const QString& what) { throw std::runtime_error(what.toStdString()); }
+[[noreturn]] void Fail(const QString& what)
+{
+    throw std::runtime_error(what.toStdString());
+}
 
 /// Waits until `fd` can be read; false when `until` passed first.
 bool Readable(int fd, Clock::time_point until)
@@ -33,9 +36,15 @@ bool Readable(int fd, Clock::time_point until)
     return poll(&entry, 1, int(std::max<long long>(left, 0))) > 0;
 }
 
-QJsonObject Parse(const QByteArray& line) { return QJsonDocument::fromJson(line).object(); }
+QJsonObject Parse(const QByteArray& line)
+{
+    return QJsonDocument::fromJson(line).object();
+}
 
-QByteArray Compact(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
+QByteArray Compact(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
 
 }  // namespace
 
@@ -47,7 +56,8 @@ QString Programs()
 
 Match Is(const char* field, const QJsonValue& value)
 {
-    return [name = QLatin1String(field), value](const QJsonObject& line) { return line.value(name) == value; };
+    return
+        [name = QLatin1String(field), value](const QJsonObject& line) { return line.value(name) == value; };
 }
 
 Match Both(Match a, Match b)
@@ -112,7 +122,8 @@ Child::~Child()
 void Child::Write(const QByteArray& line)
 {
     const QByteArray whole = line + '\n';
-    if (write(mIn, whole.constData(), std::size_t(whole.size())) != whole.size()) Fail(u"a program does not read"_s);
+    if (write(mIn, whole.constData(), std::size_t(whole.size())) != whole.size())
+        Fail(u"a program does not read"_s);
 }
 
 QByteArray Child::ReadLine(int seconds)
@@ -133,7 +144,10 @@ QByteArray Child::ReadLine(int seconds)
     }
 }
 
-void Child::Signal(int number) { kill(mPid, number); }
+void Child::Signal(int number)
+{
+    kill(mPid, number);
+}
 
 bool Child::Running()
 {
@@ -198,7 +212,7 @@ void Service::Zephyld(const QStringList& arguments)
 
 void Service::Start()
 {
-    const QString listen = mAddress.isEmpty() ? u"127.0.0.1:0"_s : mAddress;   // again on the same port
+    const QString listen = mAddress.isEmpty() ? u"127.0.0.1:0"_s : mAddress;  // again on the same port
     mDaemon = std::make_unique<Child>(Programs() + u"/zephyld"_s,
                                       QStringList{u"serve"_s, u"--listen"_s, listen, u"--data"_s, mData},
                                       std::map<QString, QString>{}, mLog);
@@ -217,12 +231,16 @@ void Service::Stop(int signal)
 Script::Script(const Service& service, const Folder& folder, const char* name, QStringList options)
     : mChild(std::make_unique<Child>(
           Programs() + u"/zephyl"_s,
-          QStringList{u"run"_s, u"--service"_s, service.Address(), u"--trust"_s, service.Fingerprint()} + options,
+          QStringList{u"run"_s, u"--service"_s, service.Address(), u"--trust"_s, service.Fingerprint()} +
+              options,
           std::map<QString, QString>{{u"XDG_CONFIG_HOME"_s, folder / name}}, folder / name + u".log"_s))
 {
 }
 
-QJsonObject Script::NextLine(int seconds) { return Parse(mChild->ReadLine(seconds)); }
+QJsonObject Script::NextLine(int seconds)
+{
+    return Parse(mChild->ReadLine(seconds));
+}
 
 QJsonObject Script::Ask(const QJsonObject& command)
 {
@@ -272,8 +290,8 @@ Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale
                     {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
                     {u"LC_ALL"_s, u"C.UTF-8"_s}};
     // openbox says that it is there by running this.
-    mManager = std::make_unique<Child>(u"openbox"_s, QStringList{u"--startup"_s, u"echo managed"_s}, mEnvironment,
-                                       mLogs);
+    mManager = std::make_unique<Child>(u"openbox"_s, QStringList{u"--startup"_s, u"echo managed"_s},
+                                       mEnvironment, mLogs);
     mManager->ReadLine();
     mTracePipe = mHome + u"/trace"_s;
     mkfifo(QFile::encodeName(mTracePipe).constData(), 0600);
@@ -350,8 +368,8 @@ QJsonObject Desk::Wait(const char* event, const Match& match, int seconds)
         }
         if (Clock::now() >= until) {
             const QString last = mLines.empty() ? u"(none)"_s : QString::fromUtf8(Compact(mLines.back()));
-            Fail(mName + u": no trace line \""_s + QLatin1String(event) + u"\" within %1 s; the last one: "_s.arg(seconds) +
-                 last);
+            Fail(mName + u": no trace line \""_s + QLatin1String(event) +
+                 u"\" within %1 s; the last one: "_s.arg(seconds) + last);
         }
         ReadTrace(200);
     }
@@ -359,7 +377,8 @@ QJsonObject Desk::Wait(const char* event, const Match& match, int seconds)
 
 void Desk::Run(const QString& program, const QStringList& arguments)
 {
-    if (Start(program, arguments)->WaitForEnd() != 0) Fail(program + u' ' + arguments.join(u' ') + u" failed"_s);
+    if (Start(program, arguments)->WaitForEnd() != 0)
+        Fail(program + u' ' + arguments.join(u' ') + u" failed"_s);
 }
 
 std::unique_ptr<Child> Desk::Start(const QString& program, const QStringList& arguments)
@@ -367,21 +386,31 @@ std::unique_ptr<Child> Desk::Start(const QString& program, const QStringList& ar
     return std::make_unique<Child>(program, arguments, mEnvironment, mLogs);
 }
 
-void Desk::Xdotool(const QStringList& arguments) { Run(u"xdotool"_s, arguments); }
+void Desk::Xdotool(const QStringList& arguments)
+{
+    Run(u"xdotool"_s, arguments);
+}
 
-void Desk::Type(const QString& text) { Xdotool({u"type"_s, u"--delay"_s, u"6"_s, u"--"_s, text}); }
+void Desk::Type(const QString& text)
+{
+    Xdotool({u"type"_s, u"--delay"_s, u"6"_s, u"--"_s, text});
+}
 
-void Desk::Key(const QString& key) { Xdotool({u"key"_s, u"--"_s, key}); }
+void Desk::Key(const QString& key)
+{
+    Xdotool({u"key"_s, u"--"_s, key});
+}
 
 void Desk::Click(const QPoint& at, int button)
 {
-    Xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s, QString::number(button)});
+    Xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s,
+             QString::number(button)});
 }
 
 void Desk::DoubleClick(const QPoint& at)
 {
-    Xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s, u"--repeat"_s, u"2"_s,
-             u"--delay"_s, u"40"_s, u"1"_s});
+    Xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s, u"--repeat"_s,
+             u"2"_s, u"--delay"_s, u"40"_s, u"1"_s});
 }
 
 void Desk::Drag(const std::vector<QPoint>& way, int button)
@@ -403,7 +432,10 @@ QRect Desk::Control(const QString& name)
     return found->second;
 }
 
-QPoint Desk::Board(int x, int y) { return Control(u"picDraw"_s).topLeft() + QPoint(x, y); }
+QPoint Desk::Board(int x, int y)
+{
+    return Control(u"picDraw"_s).topLeft() + QPoint(x, y);
+}
 
 void Desk::Login(const QString& handle, const QString& password, const QString& code, bool join)
 {
@@ -419,6 +451,9 @@ void Desk::Login(const QString& handle, const QString& password, const QString& 
     ClickControl(u"cmdOK"_s);
 }
 
-void Desk::Screenshot(const QString& file) { Run(u"import"_s, {u"-window"_s, u"root"_s, file}); }
+void Desk::Screenshot(const QString& file)
+{
+    Run(u"import"_s, {u"-window"_s, u"root"_s, file});
+}
 
 }  // namespace stage

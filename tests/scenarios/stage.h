@@ -1,7 +1,7 @@
 #pragma once
-// The programs as a person or a script meets them: a virtual display with a window manager, real key strokes and
-// mouse moves, the real service. Everything waits for a trace line, an event or an answer, never for time; the
-// limits only end a run that has gone wrong. What a stage started, it ends, by process id.
+// The programs as a person or a script meets them: a virtual display with a window manager, real key strokes
+// and mouse moves, the real service. Everything waits for a trace line, an event or an answer, never for
+// time; the limits only end a run that has gone wrong. What a stage started, it ends, by process id.
 
 #include <sys/types.h>
 
@@ -26,7 +26,7 @@ public:
     /// Throws std::runtime_error when the program cannot be started.
     Child(const QString& program, const QStringList& arguments, const std::map<QString, QString>& environment,
           const QString& logFile);
-    ~Child();   // ends it: SIGTERM, then SIGKILL
+    ~Child();  // ends it: SIGTERM, then SIGKILL
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
@@ -66,9 +66,9 @@ public:
     Service(const Folder& folder, const std::map<QString, QString>& accounts);
     void Start();
     void Stop(int signal);
-    QString Address() const { return mAddress; }         // HOST:PORT
+    QString Address() const { return mAddress; }  // HOST:PORT
     QString Fingerprint() const { return mFingerprint; }
-    void Zephyld(const QStringList& arguments);           // a management command; throws when it fails
+    void Zephyld(const QStringList& arguments);  // a management command; throws when it fails
 
 private:
     QString mData, mLog, mAddress, mFingerprint;
@@ -111,7 +111,7 @@ public:
 
     // the person
     void Type(const QString& text);
-    void Key(const QString& key);              // as xdotool names it: "Return", "alt+j"
+    void Key(const QString& key);  // as xdotool names it: "Return", "alt+j"
     void Click(const QPoint& at, int button = 1);
     void DoubleClick(const QPoint& at);
     void Drag(const std::vector<QPoint>& way, int button = 1);
@@ -124,7 +124,7 @@ public:
     /// Fills in the login dialog, which must be open, and presses Enter.
     void Login(const QString& handle, const QString& password, const QString& code, bool join);
     void Screenshot(const QString& file);
-    void Run(const QString& program, const QStringList& arguments);   // on this display; waits for its end
+    void Run(const QString& program, const QStringList& arguments);  // on this display; waits for its end
     QString Display() const { return mDisplay; }
     QString ConfigHome() const { return mHome; }
     std::unique_ptr<Child> Start(const QString& program, const QStringList& arguments);

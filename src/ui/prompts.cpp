@@ -1,0 +1,194 @@
+#include "ui/prompts.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QFontDialog>
+#include <QMessageBox>
+#include <QPushButton>
+
+#include "base/report.h"
+#include "ui/control_map.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kMarkMilliseconds = 1000;  // an activation later than this is the user's own
+
+/// What a new dialog stands in front of.
+QWidget* DialogParent()
+{
+    if (QWidget* modal = QApplication::activeModalWidget()) return modal;
+    if (QWidget* active = QApplication::activeWindow()) return active->window();
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->isVisible() && window->objectName().startsWith(u"frm"_s)) return window;
+    }
+    return nullptr;
+}
+
+QMessageBox::Icon ToolkitIcon(BoxIcon icon)
+{
+    switch (icon) {
+        case BoxIcon::Information: return QMessageBox::Information;
+        case BoxIcon::Exclamation: return QMessageBox::Warning;
+        case BoxIcon::Critical: return QMessageBox::Critical;
+        case BoxIcon::None: break;
+    }
+    return QMessageBox::NoIcon;
+}
+
+const char* IconName(BoxIcon icon)
+{
+    switch (icon) {
+        case BoxIcon::Information: return "information";
+        case BoxIcon::Exclamation: return "exclamation";
+        case BoxIcon::Critical: return "critical";
+        case BoxIcon::None: break;
+    }
+    return "none";
+}
+
+void Prepare(QMessageBox& box, BoxIcon icon, const QString& title, const QString& text)
+{
+    box.setObjectName(u"box"_s);
+    box.setTextFormat(Qt::PlainText);
+    box.setIcon(ToolkitIcon(icon));
+    box.setWindowTitle(title);
+    box.setText(text);
+    box.addButton(QMessageBox::Ok)->setObjectName(u"cmdOK"_s);
+}
+
+void TraceBox(ProcessState& state, BoxIcon icon, const QString& title, const QString& text)
+{
+    TraceEvent(state, "box",
+               {{u"title"_s, title}, {u"text"_s, text}, {u"icon"_s, QLatin1String(IconName(icon))}});
+}
+
+/// Upper-case endings are matched as well; the toolkit's own dialog compares exactly.
+QString Filter(const QString& name, const QStringList& patterns)
+{
+    QStringList all = patterns;
+    for (const QString& pattern : patterns) all << pattern.toUpper();
+    return name.section(u" ("_s, 0, 0) + u" ("_s + all.join(u' ') + u')';
+}
+
+}  // namespace
+
+QtPrompts::QtPrompts(ProcessState& state, QtWaits& waits) : mState(state), mWaits(waits) {}
+
+void QtPrompts::Beep()
+{
+    TraceEvent(mState, "beep");
+    QApplication::beep();
+}
+
+void QtPrompts::Box(BoxIcon icon, const QString& title, const QString& text)
+{
+    QMessageBox box(DialogParent());
+    Prepare(box, icon, title, text);
+    TraceBox(mState, icon, title, text);
+    RunDialog(box);
+}
+
+void QtPrompts::CriticalBox(const QString& title, const QString& text, Cause cause)
+{
+    if (mCritical) {
+        ++mMoreErrors;
+        mCritical->setInformativeText(
+            u"%1 more since then; all of them stand in the event log."_s.arg(mMoreErrors));
+        return;
+    }
+    mMoreErrors = 0;
+    auto* box = new QMessageBox(DialogParent());
+    mCritical = box;
+    Prepare(*box, BoxIcon::Critical, title, text);
+    TraceBox(mState, BoxIcon::Critical, title, text);
+    if (cause == Cause::Local) {
+        RunDialog(*box);
+        delete box;
+        return;
+    }
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setAttribute(Qt::WA_ShowWithoutActivating);
+    box->setModal(false);
+    QObject::connect(box, &QDialog::finished, box, [this] { mSinceClosed.start(); });
+    TraceWindow(mState, box);
+    box->show();
+}
+
+bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint)
+{
+    QMessageBox box(DialogParent());
+    box.setObjectName(u"trust"_s);
+    box.setTextFormat(Qt::PlainText);
+    box.setIcon(QMessageBox::Warning);
+    box.setWindowTitle(QLatin1String(kAppTitle));
+    box.setText(u"Nobody vouches for the service at %1."_s.arg(service));
+    box.setInformativeText(
+        u"Its key has this fingerprint:\n\n%1\n\nTrust it only if the service's operator gave you the same "
+        u"one. "
+        "It is then remembered."_s.arg(fingerprint));
+    QPushButton* trust = box.addButton(u"&Trust this key"_s, QMessageBox::AcceptRole);
+    trust->setObjectName(u"cmdTrust"_s);
+    QPushButton* refuse = box.addButton(u"&Do not connect"_s, QMessageBox::RejectRole);
+    refuse->setObjectName(u"cmdRefuse"_s);
+    box.setDefaultButton(refuse);
+    box.setEscapeButton(refuse);
+    TraceEvent(mState, "trust", {{u"service"_s, service}, {u"fingerprint"_s, fingerprint}});
+    RunDialog(box);
+    return box.clickedButton() == trust;
+}
+
+QString QtPrompts::OpenFile(const QString& title, const QString& filterName, const QStringList& patterns)
+{
+    QFileDialog dialog(DialogParent(), title, QString(), Filter(filterName, patterns));
+    dialog.setObjectName(u"openFile"_s);
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+}
+
+QString QtPrompts::SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
+                            const QString& defaultExtension)
+{
+    QFileDialog dialog(DialogParent(), title, QString(), Filter(filterName, patterns));
+    dialog.setObjectName(u"saveFile"_s);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);  // asks before it overwrites
+    dialog.setDefaultSuffix(defaultExtension);
+    return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+}
+
+FontChoice QtPrompts::SelectFont(const QString& title, const FontChoice& current)
+{
+    QFont font(current.name);
+    font.setPointSizeF(current.size);
+    font.setBold(current.bold);
+    font.setItalic(current.italic);
+    font.setStrikeOut(current.strikethrough);
+    font.setUnderline(current.underline);
+    QFontDialog dialog(font, DialogParent());
+    dialog.setObjectName(u"selectFont"_s);
+    dialog.setWindowTitle(title);
+    if (RunDialog(dialog) != QDialog::Accepted) return current;
+    const QFont chosen = dialog.selectedFont();
+    return {chosen.family(), chosen.pointSizeF(), chosen.bold(),
+            chosen.italic(), chosen.strikeOut(),  chosen.underline()};
+}
+
+int QtPrompts::RunDialog(QDialog& dialog)
+{
+    const QtWaits::Lift lifted(mWaits);  // a wait must not keep the user from answering
+    TraceWindow(mState, &dialog);
+    ++mOpen;
+    const int result = dialog.exec();
+    --mOpen;
+    mSinceClosed.start();
+    return result;
+}
+
+bool QtPrompts::ActivationIsOurs()
+{
+    if (mOpen > 0) return true;
+    const bool ours = mSinceClosed.isValid() && mSinceClosed.elapsed() < kMarkMilliseconds;
+    mSinceClosed.invalidate();
+    return ours;
+}

@@ -1,0 +1,42 @@
+#pragma once
+// All dialogs of the program run through here. Texts are plain text, never markup.
+
+#include <QElapsedTimer>
+#include <QPointer>
+
+#include "platform/machine.h"
+#include "ui/waits.h"
+
+class QDialog;
+class QMessageBox;
+struct ProcessState;
+
+/// User-interface thread only. Boxes and dialogs belong to the active window of ours, else to none.
+class QtPrompts final : public Prompts {
+public:
+    QtPrompts(ProcessState& state, QtWaits& waits);
+
+    void Beep() override;
+    void Box(BoxIcon icon, const QString& title, const QString& text) override;
+    void CriticalBox(const QString& title, const QString& text, Cause cause) override;
+    bool AskTrust(const QString& service, const QString& fingerprint) override;
+    QString OpenFile(const QString& title, const QString& filterName, const QStringList& patterns) override;
+    QString SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
+                     const QString& defaultExtension) override;
+    FontChoice SelectFont(const QString& title, const FontChoice& current) override;
+
+    /// Runs a form of ours modally and returns its result. Leaves the mark that ActivationIsOurs reads.
+    int RunDialog(QDialog& dialog);
+
+    /// Whether an activation of the meeting window that comes now follows from a dialog of ours that is open
+    /// or has just closed: then the user does not return from another program. Takes the mark away.
+    bool ActivationIsOurs();
+
+private:
+    ProcessState& mState;
+    QtWaits& mWaits;
+    int mOpen = 0;                    // modal ones
+    QElapsedTimer mSinceClosed;       // invalid: no mark
+    QPointer<QMessageBox> mCritical;  // the one that is open
+    int mMoreErrors = 0;
+};

@@ -1,0 +1,130 @@
+#include "ui/waits.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QTimer>
+#include <QWindow>
+
+namespace {
+
+bool IsUserInput(QEvent::Type type)
+{
+    switch (type) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::MouseMove:
+        case QEvent::Wheel:
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::ShortcutOverride:
+        case QEvent::Shortcut:
+        case QEvent::ContextMenu:
+        case QEvent::InputMethod:
+        case QEvent::TouchBegin:
+        case QEvent::TouchUpdate:
+        case QEvent::TouchEnd:
+        case QEvent::TabletPress:
+        case QEvent::TabletMove:
+        case QEvent::TabletRelease:
+        case QEvent::NativeGesture:
+        case QEvent::DragEnter:
+        case QEvent::Drop: return true;
+        default: return false;
+    }
+}
+
+}  // namespace
+
+QtWaits::QtWaits(Gate& gate) : mGate(gate) {}
+
+QtWaits::~QtWaits() = default;
+
+void QtWaits::Pause(std::chrono::milliseconds time)
+{
+    QEventLoop loop;
+    Run(loop, time);
+}
+
+void QtWaits::LetEventsRun()
+{
+    QCoreApplication::processEvents();
+}
+
+bool QtWaits::Wait(PendingAnswer& answer, std::chrono::milliseconds limit)
+{
+    // Shared with the waking thread, which may come after the wait has given up.
+    auto loop = std::make_shared<QEventLoop>();
+    answer.WhenDone([weak = std::weak_ptr(loop)] {
+        if (const auto waiting = weak.lock())
+            QMetaObject::invokeMethod(waiting.get(), &QEventLoop::quit, Qt::QueuedConnection);
+    });
+    if (!answer.Done()) Run(*loop, limit);
+    return answer.Done();
+}
+
+bool QtWaits::Run(QEventLoop& loop, std::chrono::milliseconds limit)
+{
+    QTimer clock;
+    clock.setSingleShot(true);
+    clock.setTimerType(Qt::PreciseTimer);
+    connect(&clock, &QTimer::timeout, &loop, [&loop] { loop.exit(1); });
+
+    if (mRunning.empty()) QCoreApplication::instance()->installEventFilter(this);
+    mRunning.push_back({&loop, &clock, 0});
+    mGate.Close();
+    const int lifted = std::exchange(mLifted, 0);  // a wait inside a lifted dialog holds again
+    clock.start(limit);
+    const bool ended = loop.exec() == 0;
+    mLifted = lifted;
+    mRunning.pop_back();
+    mGate.Open();
+    if (mRunning.empty()) {
+        QCoreApplication::instance()->removeEventFilter(this);
+        SendAgain();
+    }
+    return ended;
+}
+
+bool QtWaits::eventFilter(QObject* target, QEvent* event)
+{
+    // Input arrives at windows first; what widgets send each other is left alone.
+    if (mLifted > 0 || !target->isWindowType() || !IsUserInput(event->type())) return false;
+    event->accept();  // a ShortcutOverride so taken comes again as a key press, which is then set aside
+    if (event->type() == QEvent::ShortcutOverride) return true;
+    mAside.push_back({target, std::unique_ptr<QEvent>(event->clone())});
+    return true;
+}
+
+void QtWaits::SendAgain()
+{
+    // Later, from the event loop: the procedure that waited goes on first.
+    if (mAside.empty()) return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            while (!mAside.empty() && mRunning.empty()) {
+                SetAside next = std::move(mAside.front());
+                mAside.pop_front();
+                if (next.target) QCoreApplication::sendEvent(next.target, next.event.get());
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+QtWaits::Lift::Lift(QtWaits& waits) : mWaits(waits), mHeld(waits.mRunning.size())
+{
+    for (Running& running : mWaits.mRunning) {
+        running.remaining = running.clock->remainingTime();
+        running.clock->stop();
+    }
+    for (std::size_t i = 0; i < mHeld; ++i) mWaits.mGate.Open();
+    ++mWaits.mLifted;
+}
+
+QtWaits::Lift::~Lift()
+{
+    --mWaits.mLifted;
+    for (std::size_t i = 0; i < mHeld; ++i) mWaits.mGate.Close();
+    for (Running& running : mWaits.mRunning) running.clock->start(std::max(running.remaining, 0));
+}
