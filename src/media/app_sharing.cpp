@@ -1,0 +1,130 @@
+#include "media/app_sharing.h"
+
+#include <cstring>
+#include <stdexcept>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "media/capture_rules.h"
+#include "media/media_screen.h"
+#include "messaging/tags.h"
+#include "settings/settings.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+/// What one tick leaves for the next: the encoder, so that its buffers are made once, and the last picture
+/// with its JPEG bytes. An unchanged picture is found in a tenth of a millisecond, its encoding would cost
+/// more than two; it is sent all the same, since receivers repaint.
+struct ShareKept {
+    std::unique_ptr<FrameEncoder> encoder;
+    Pixels picture;
+    qint16 quality = 0;
+    QByteArray jpeg;
+};
+
+namespace {
+
+WindowsPort& Windows(ProcessState& state)
+{
+    if (!state.ports.windows) throw std::runtime_error("windows cannot be reached");
+    return *state.ports.windows;
+}
+
+bool SamePicture(const Pixels& a, const Pixels& b)
+{
+    if (a.IsNull() || b.IsNull() || a.width != b.width || a.height != b.height) return false;
+    for (int row = 0; row < a.height; ++row)
+        if (std::memcmp(a.data + row * a.bytesPerLine, b.data + row * b.bytesPerLine, size_t(a.width) * 4))
+            return false;
+    return true;
+}
+
+/// Null bytes: there is no picture this time.
+QByteArray CapturedJpeg(ProcessState& state, qint16 quality)
+{
+    WindowsPort& windows = Windows(state);
+    const WindowId shared = state.gShareWindow;
+    if (shared != windows.Desktop() && shared != windows.Foreground()) return {};
+    Pixels picture = windows.Capture(shared);
+    if (picture.IsNull()) return {};
+
+    if (!state.gShareKept) state.gShareKept = std::make_shared<ShareKept>();
+    ShareKept& kept = *state.gShareKept;
+    if (kept.quality == quality && SamePicture(kept.picture, picture)) return kept.jpeg;
+    kept.picture = {};  // lets the capture's memory be used again, should the encoding fail
+    if (!kept.encoder) kept.encoder = state.gMessenger->MakeFrameEncoder();
+    kept.encoder->SetQuality(quality);
+    kept.encoder->Clear();
+    kept.encoder->EncodePicture(picture);
+    kept.jpeg = kept.encoder->GetBytes();
+    kept.encoder->Clear();
+    kept.picture = std::move(picture);
+    kept.quality = quality;
+    return kept.jpeg;
+}
+
+void TellThatItHasGone(ProcessState& state)
+{
+    for (const auto& item : state.gUsers->Items()) {
+        item->Deliver(state.gMessenger->Handle(), state.gMessenger->SendTag(),
+                      QString::fromUtf16(tags::kAppShareOff), 0);
+        state.gShareWindow = 0;
+    }
+    state.gShareKept.reset();
+    if (state.gMeetingForm) state.gMeetingForm->Panels().Note(u"The shared window has been closed."_s);
+}
+
+void SendToAll(ProcessState& state, const QByteArray& jpeg, qint16 quality)
+{
+    for (const auto& item : state.gUsers->Items())
+        item->SendVideoFrame(jpeg, state.gMessenger->Handle(), state.gAppX, state.gAppY, kFrameApplication,
+                             quality);
+}
+
+}  // namespace
+
+void ShowShareApp(ProcessState& state)
+{
+    state.gMeetingForm->Media().RunShareApp();
+}
+
+void StartSharingAt(ProcessState& state, qint16 x, qint16 y)
+{
+    state.gAppShareOn = true;
+    state.gAppX = x;
+    state.gAppY = y;
+    Windows(state).RaiseNormal(state.gShareWindow);
+    state.ports.waits->Pause(100ms);
+    state.gMeetingForm->SetShareTimer(
+        RoundedNumber(NumberSetting(state, keys::kAppShareInterval), keys::kAppShareInterval.key));
+}
+
+void StopSharing(ProcessState& state)
+{
+    state.gAppShareOn = false;
+    state.gShareWindow = 0;
+    state.gShareKept.reset();
+    state.gMeetingForm->SetShareTimer(0);
+}
+
+void ShareAppTick(ProcessState& state)
+{
+    if (state.gShareWindow == 0 || !state.gAppShareOn || !state.gUsers) return;
+    Trapped(state, "ShareAppTick", [&] {
+        const qint16 quality = state.gFrameEncoder ? state.gFrameEncoder->Quality() : kImageQualityDefault;
+        if (!Windows(state).Exists(state.gShareWindow)) return TellThatItHasGone(state);
+        const QByteArray jpeg = CapturedJpeg(state, quality);
+        if (!jpeg.isNull()) SendToAll(state, jpeg, quality);
+    });
+}
+
+std::vector<WindowInfo> ShareableWindows(WindowId desktop, const std::vector<WindowInfo>& topLevel,
+                                         const QString& ownCaption)
+{
+    std::vector<WindowInfo> entries{{desktop, u"(Desktop)"_s}};
+    for (const WindowInfo& window : topLevel)
+        if (!window.title.isEmpty() && window.title != u"Program Manager"_s && window.title != ownCaption)
+            entries.push_back(window);
+    return entries;
+}

@@ -1,0 +1,236 @@
+#include "media/capture.h"
+
+#include <stdexcept>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "base/text_rules.h"
+#include "media/capture_rules.h"
+#include "media/media_screen.h"
+#include "media/preview.h"
+#include "settings/settings.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+CameraPort& Camera(ProcessState& state)
+{
+    if (!state.ports.camera) throw std::runtime_error("there is no camera driver");
+    return *state.ports.camera;
+}
+
+MediaScreen* Screen(ProcessState& state)
+{
+    return state.gMeetingForm ? &state.gMeetingForm->Media() : nullptr;
+}
+
+qint32 Number(ProcessState& state, const SettingKey& key)
+{
+    return RoundedNumber(NumberSetting(state, key), key.key);
+}
+
+/// A setting that a control or the encoder shows: outside its range the default stands, and the log says so.
+qint32 NumberWithin(ProcessState& state, const SettingKey& key, qint32 low, qint32 high, qint32 fallback)
+{
+    const qint32 value = Number(state, key);
+    if (value >= low && value <= high) return value;
+    LogEvent(state, EventType::Warning,
+             u"\"%1\" is %2, outside %3 to %4; %5 is used"_s.arg(QLatin1String(key.key))
+                 .arg(value)
+                 .arg(low)
+                 .arg(high)
+                 .arg(fallback));
+    return fallback;
+}
+
+std::chrono::milliseconds IntervalOf(ProcessState& state, qint32 rate)
+{
+    return FrameInterval(rate, rate == 0 ? Number(state, keys::kMinimumFrameRate) : 0);
+}
+
+bool Connect(ProcessState& state, CameraPort& camera)
+{
+    camera.Choose(GetSetting(state, keys::kVideoDevice));
+    for (const int index : {1, 0}) {
+        if (camera.Open(index)) return true;
+        if (!camera.Trouble().isEmpty()) LogEvent(state, EventType::Information, camera.Trouble());
+    }
+    return false;
+}
+
+void ApplyConfiguredSize(ProcessState& state, CameraPort& camera)
+{
+    const CameraFormat wanted =
+        WithSize(camera.Format(), Number(state, keys::kVideoWidth), Number(state, keys::kVideoHeight));
+    if (!camera.SetFormat(wanted)) LogEvent(state, EventType::Information, camera.Trouble());
+}
+
+void ShowNoVideo(ProcessState& state)
+{
+    if (MediaScreen* screen = Screen(state)) screen->SetFormatCaption(u"(No Video)"_s);
+}
+
+void OnFrame(ProcessState& state, const CameraFrame& frame)
+{
+    Silently(state, "preview", [&] {
+        if (MediaScreen* screen = Screen(state)) screen->SetPreview(PreviewPicture(frame));
+    });
+    MyFrameCallback(state, frame);
+}
+
+void OnLost(ProcessState& state, const QString& reason)
+{
+    LogEvent(state, EventType::Warning, reason);
+    state.gCameraReady = false;
+    ShowNoVideo(state);
+    if (!state.gMeetingForm) return;
+    state.gMeetingForm->Media().SetPreview({});
+    state.gMeetingForm->Panels().Note(reason);
+}
+
+void StartPreview(ProcessState& state, CameraPort& camera)
+{
+    camera.SetPreviewRate(IntervalOf(state, Number(state, keys::kFrameRate)));
+    camera.SetPreview(true);
+    camera.SetLostCallback([&state](const QString& reason) { OnLost(state, reason); });
+    camera.SetFrameCallback([&state](const CameraFrame& frame) { OnFrame(state, frame); });
+}
+
+void SettleEncoder(ProcessState& state)
+{
+    if (!state.gFrameEncoder) state.gFrameEncoder = state.gMessenger->MakeFrameEncoder();
+    state.gFrameEncoder->SetQuality(
+        qint16(NumberWithin(state, keys::kImageQuality, 1, 100, kImageQualityDefault)));
+}
+
+bool HttpChosen(ProcessState& state)
+{
+    return WholeNumber(GetSetting(state, keys::kUseHttp)) == 1.0;
+}
+
+void ReportNoCamera(ProcessState& state)
+{
+    const QString title = QLatin1String(kAppTitle);
+    state.ports.prompts->Box(BoxIcon::Critical, title + u" - Video Settings"_s,
+                             title + u" cannot locate your video camera or software."_s);
+    ShowNoVideo(state);
+}
+
+void TakeFormat(ProcessState& state, CameraPort& camera)
+{
+    InitDIB(state);
+    const CameraFormat format = camera.Format();
+    SaveSetting(state, keys::kVideoHeight, QString::number(format.height));
+    SaveSetting(state, keys::kVideoWidth, QString::number(format.width));
+    if (MediaScreen* screen = Screen(state)) screen->SetFormatCaption(ResolutionCaption(format));
+}
+
+}  // namespace
+
+bool InitCamera(ProcessState& state)
+{
+    return Trapped(state, "InitCamera", [&] {
+        if (GetSetting(state, keys::kDisableVideo) != u"0"_s) return false;
+        CameraPort& camera = Camera(state);
+        if (camera.IsOpen()) CloseCamera(state);
+        if (!Connect(state, camera)) return false;
+        ApplyConfiguredSize(state, camera);
+        StartPreview(state, camera);
+        return true;
+    });
+}
+
+bool InitDIB(ProcessState& state)
+{
+    return Trapped(state, "InitDIB", [&] {
+        SettleEncoder(state);
+        if (!state.gCameraReady) {
+            if (MediaScreen* screen = Screen(state)) screen->SetFormatEnabled(false);
+            ShowNoVideo(state);
+            return false;
+        }
+        CameraPort& camera = Camera(state);
+        camera.SetFormat(AsYuv(camera.Format()));
+        const CameraFormat format = camera.Format();
+        state.gCaptureIsYUV = true;
+        state.gFrameEncoder->PrepareFrameFormat(format.width, format.height);
+        if (MediaScreen* screen = Screen(state)) {
+            screen->SetFrameRateSlider(
+                NumberWithin(state, keys::kFrameRate, 0, kFrameRateTop, kFrameRateDefault));
+            screen->SetFormatCaption(ResolutionCaption(format));
+        }
+        return true;
+    });
+}
+
+void MyFrameCallback(ProcessState& state, const CameraFrame& frame)
+{
+    if (!state.gVideoOn || !state.gUsers || !state.gFrameEncoder) return;
+    Trapped(state, "MyFrameCallback", [&] {
+        const qint32 quality = state.gFrameEncoder->EncodeFrame(frame.bytes, state.gCaptureIsYUV);
+        for (const auto& item : state.gUsers->Items())
+            item->SendVideoFrame(state.gFrameEncoder->GetBytes(), state.gMessenger->Handle(), state.gVideoX,
+                                 state.gVideoY, kFrameVideo, quality);
+    });
+}
+
+void CloseCamera(ProcessState& state)
+{
+    CameraPort* camera = state.ports.camera;
+    if (!camera) return;
+    Silently(state, "CloseCamera", [&] { camera->SetFrameCallback(nullptr); });
+    Silently(state, "CloseCamera", [&] { camera->SetPreview(false); });
+    Silently(state, "CloseCamera", [&] { camera->Close(); });
+}
+
+void cmdFormat_Click(ProcessState& state)
+{
+    Trapped(state, "cmdFormat_Click", [&] {
+        CameraPort& camera = Camera(state);
+        const std::vector<CameraFormat> offered =
+            camera.IsOpen() ? camera.Offered() : std::vector<CameraFormat>{};
+        if (offered.empty()) return ReportNoCamera(state);
+        const auto chosen = Screen(state)->ChooseFormat(camera.Format(), offered);
+        if (!chosen) return;
+        if (!camera.IsOpen() || !camera.SetFormat(*chosen)) return ReportNoCamera(state);
+        TakeFormat(state, camera);
+    });
+}
+
+void sldFPS_Scroll(ProcessState& state, Cause cause)
+{
+    Trapped(state, "sldFPS_Scroll", [&] {
+        MediaScreen& screen = state.gMeetingForm->Media();
+        if (HttpChosen(state) && screen.FrameRateSlider() > kHttpFrameRateTop) {
+            const QString text = u"The maximum Frame Rate in HTTP mode is 5 fps."_s;
+            if (cause == Cause::Local)
+                state.ports.prompts->Box(BoxIcon::Information, QLatin1String(kAppTitle), text);
+            else
+                state.gMeetingForm->Panels().Note(text);
+            screen.SetFrameRateSlider(kHttpFrameRateTop);
+        }
+        const int rate = screen.FrameRateSlider();
+        const std::chrono::milliseconds interval = IntervalOf(state, rate);
+        if (state.gAppShareOn) state.gMeetingForm->SetShareTimer(int(interval.count()));
+        if (state.ports.camera) state.ports.camera->SetPreviewRate(interval);
+        SaveSetting(state, keys::kFrameRate, QString::number(rate));
+    });
+}
+
+void sldJPEG_Scroll(ProcessState& state)
+{
+    Trapped(state, "sldJPEG_Scroll", [&] {
+        if (!state.gFrameEncoder) throw std::runtime_error("there is no frame encoder");
+        const int quality = state.gMeetingForm->Media().QualitySlider();
+        state.gFrameEncoder->SetQuality(qint16(quality));
+        SaveSetting(state, keys::kImageQuality, QString::number(quality));
+    });
+}
+
+void StartVideoAt(ProcessState& state, qint16 x, qint16 y)
+{
+    state.gVideoOn = true;
+    state.gVideoX = x;
+    state.gVideoY = y;
+}

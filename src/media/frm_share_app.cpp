@@ -1,0 +1,95 @@
+#include "media/frm_share_app.h"
+
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "base/error_trap.h"
+#include "media/app_sharing.h"
+
+using namespace Qt::StringLiterals;
+
+frmShareApp::frmShareApp(ProcessState& state, const QString& ownCaption, QWidget* parent)
+    : QDialog(parent),
+      mState(state),
+      lstApps(new QListWidget(this)),
+      cmdOK(new QPushButton(u"OK"_s, this)),
+      cmdCancel(new QPushButton(u"Cancel"_s, this))
+{
+    setObjectName(u"frmShareApp"_s);
+    lstApps->setObjectName(u"lstApps"_s);
+    cmdOK->setObjectName(u"cmdOK"_s);
+    cmdCancel->setObjectName(u"cmdCancel"_s);
+    setWindowTitle(u"Share Application"_s);
+    cmdOK->setDefault(true);
+    lstApps->setAccessibleName(u"Running applications"_s);
+    Arrange(mState.ports.windows ? mState.ports.windows->WhyNot()
+                                 : u"Windows cannot be shared on this computer."_s);
+    BuildList(ownCaption);
+
+    connect(cmdOK, &QPushButton::clicked, this, &frmShareApp::cmdOK_Click);
+    connect(cmdCancel, &QPushButton::clicked, this, &frmShareApp::cmdCancel_Click);
+    connect(lstApps, &QListWidget::itemDoubleClicked, cmdOK, &QPushButton::click);
+}
+
+void frmShareApp::Arrange(const QString& whyNot)
+{
+    auto* label = new QLabel(whyNot.isEmpty() ? u"Which window shall the others see?"_s : whyNot, this);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setBuddy(lstApps);
+    lstApps->setVisible(whyNot.isEmpty());
+    cmdOK->setEnabled(whyNot.isEmpty());
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(cmdOK);
+    buttons->addWidget(cmdCancel);
+    auto* column = new QVBoxLayout(this);
+    column->addWidget(label);
+    column->addWidget(lstApps, 1);
+    column->addLayout(buttons);
+    resize(380, whyNot.isEmpty() ? 300 : 120);
+}
+
+void frmShareApp::BuildList(const QString& ownCaption)
+{
+    Trapped(mState, "frmShareApp_Load", [&] {
+        WindowsPort* windows = mState.ports.windows;
+        if (!windows || !windows->WhyNot().isEmpty()) return;
+        for (const WindowInfo& window :
+             ShareableWindows(windows->Desktop(), windows->TopLevel(), ownCaption)) {
+            auto* entry = new QListWidgetItem(window.title, lstApps);
+            entry->setData(Qt::UserRole, window.id);
+            entry->setToolTip(window.title.toHtmlEscaped());
+        }
+    });
+}
+
+void frmShareApp::cmdOK_Click()
+{
+    Trapped(mState, "cmdOK_Click", [&] {
+        hide();
+        mState.ports.waits->LetEventsRun();
+        const QList<QListWidgetItem*> selected = lstApps->selectedItems();
+        if (selected.isEmpty()) return mState.ports.prompts->Beep();
+        mState.gShareWindow = selected.first()->data(Qt::UserRole).toULongLong();
+        mUnloaded = true;
+    });
+}
+
+void frmShareApp::cmdCancel_Click()
+{
+    mUnloaded = true;
+    hide();
+}
+
+void frmShareApp::reject()
+{
+    cmdCancel_Click();
+}
+
+void frmShareApp::accept()
+{
+    cmdOK_Click();
+}

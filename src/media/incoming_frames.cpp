@@ -1,0 +1,87 @@
+#include "media/incoming_frames.h"
+
+#include <QImage>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "messaging/tags.h"
+#include "whiteboard/board.h"
+#include "whiteboard/board_screen.h"
+#include "whiteboard/history.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+std::map<QString, CRect>* RectsFor(ProcessState& state, qint32 frameType)
+{
+    if (frameType == kFrameVideo) return &state.gVideoRects;
+    if (frameType == kFrameApplication) return &state.gAppRects;
+    return nullptr;
+}
+
+QRect ToQRect(const CRect& rect)
+{
+    return {rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top};
+}
+
+void WipeAndNote(Board& board, std::map<QString, CRect>& rects, const QString& handle, const CRect& now)
+{
+    const auto [entry, isNew] = rects.try_emplace(handle);
+    if (!isNew) board.Fill(ToQRect(entry->second), kWhite);
+    entry->second = now;
+}
+
+void Paint(Board& board, const Pixels& pixels, int x, int y)
+{
+    board.Paint(QImage(pixels.data, pixels.width, pixels.height, pixels.bytesPerLine, QImage::Format_RGB32),
+                {x, y});
+}
+
+void TraceFrame(ProcessState& state, const QString& handle, const CRect& rect, qint32 frameType)
+{
+    if (!state.ports.trace) return;
+    TraceEvent(state, "frame",
+               {{u"from"_s, handle},
+                {u"type"_s, frameType},
+                {u"x"_s, rect.left},
+                {u"y"_s, rect.top},
+                {u"width"_s, rect.right - rect.left},
+                {u"height"_s, rect.bottom - rect.top}});
+}
+
+void ShowFrame(ProcessState& state, const QString& handle, const Pixels& pixels, int x, int y,
+               qint32 frameType)
+{
+    BoardScreen& screen = state.gMeetingForm->Board();
+    Board& board = screen.Image();
+    const CRect rect{x, x + pixels.width, y, y + pixels.height};
+    if (auto* rects = RectsFor(state, frameType)) WipeAndNote(board, *rects, handle, rect);
+    Paint(board, pixels, x, y);
+    screen.Refresh();
+    if (frameType == kFrameWhiteboard) {
+        ShowLastModified(state, handle);
+        SaveWBBuffer(state, handle);
+    }
+    TraceFrame(state, handle, rect, frameType);
+}
+
+}  // namespace
+
+QString WithoutWhiteboardPrefix(const QString& fromHandle)
+{
+    const QStringView prefix(tags::kWhiteboardHandle);
+    return fromHandle.startsWith(prefix) ? fromHandle.sliced(prefix.size()) : fromHandle;
+}
+
+void mZUM_VideoFrame(ProcessState& state, const QString& fromHandle, const PicturePtr& frame, int x, int y,
+                     qint32 frameType)
+{
+    if (!frame || frame->pixels.IsNull() || !state.gMeetingForm) return;
+    try {
+        ShowFrame(state, WithoutWhiteboardPrefix(fromHandle), frame->pixels, x, y, frameType);
+    } catch (const std::exception& e) {  // not the user's act: the box must not hold the window
+        ReportCriticalError(state, u"mZUM_VideoFrame: "_s + QString::fromUtf8(e.what()), EventType::Error,
+                            true, Cause::Remote);
+    }
+}

@@ -1,0 +1,104 @@
+#include "media/voice.h"
+
+#include <limits>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "base/text_rules.h"
+#include "cipher/code_page.h"
+#include "media/media_screen.h"
+#include "platform/companion.h"
+#include "settings/settings.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kVoktalDefaultPort = 2074;
+
+QByteArray CompanionText(const QString& address, const QString& handle)
+{
+    return ToCodePage(address + u'|' + handle);
+}
+
+void StartCompanion(ProcessState& state)
+{
+    const bool hidden = GetSetting(state, keys::kHideVoktal) == u"1"_s;
+    state.ports.companion->Start(hidden ? CompanionShow::Hidden : CompanionShow::Shown);
+}
+
+/// Runs `body` where voice is available. Voice never shows an error.
+template <class Body>
+void WithVoktal(ProcessState& state, const char* name, Body&& body)
+{
+    Silently(state, name, [&] {
+        if (VoktalEnabled(state) && state.ports.companion) body(*state.ports.companion);
+    });
+}
+
+void TellOf(ProcessState& state, const char* name, int number, const QString& address, const QString& handle)
+{
+    WithVoktal(state, name, [&](CompanionPort& companion) {
+        if (companion.Running()) companion.Send(number, CompanionText(address, handle));
+    });
+}
+
+}  // namespace
+
+bool VoktalEnabled(ProcessState& state)
+{
+    return GetSetting(state, keys::kEnableVoktal) == u"1"_s;
+}
+
+void LoadVoktalPort(ProcessState& state)
+{
+    const double port = RoundHalfEven(NumberSetting(state, keys::kVoktalPort));
+    const bool usable = port >= 1 && port <= std::numeric_limits<qint16>::max();
+    state.gVoktalPort = usable ? int(port) : kVoktalDefaultPort;
+}
+
+void StartVoktal(ProcessState& state)
+{
+    WithVoktal(state, "StartVoktal", [&](CompanionPort& companion) {
+        if (!companion.Running()) StartCompanion(state);
+    });
+}
+
+void VoiceAddParticipant(ProcessState& state, const QString& address, const QString& handle)
+{
+    WithVoktal(state, "VoiceAddParticipant", [&](CompanionPort& companion) {
+        if (!companion.Running()) return StartCompanion(state);
+        const QString place = address + u':' + QString::number(state.gVoktalPort);
+        companion.Send(kVoktalStart, CompanionText(place, handle));
+    });
+}
+
+void VoiceStopParticipant(ProcessState& state, const QString& address, const QString& handle)
+{
+    TellOf(state, "VoiceStopParticipant", kVoktalStop, address, handle);
+}
+
+void VoiceRemoveParticipant(ProcessState& state, const QString& address, const QString& handle)
+{
+    TellOf(state, "VoiceRemoveParticipant", kVoktalLeft, address, handle);
+}
+
+void chkTalk_Click(ProcessState& state)
+{
+    Silently(state, "chkTalk_Click", [&] {
+        if (!state.gUsers) return;
+        const bool talk = state.gMeetingForm->Media().TalkChecked();
+        const QString own = state.gMessenger->Handle();
+        for (const auto& item : state.gUsers->Items()) {
+            if (item->Handle() == own) continue;
+            (talk ? VoiceAddParticipant : VoiceStopParticipant)(state, item->Address(), item->Handle());
+        }
+    });
+}
+
+void CloseVoktal(ProcessState& state)
+{
+    Silently(state, "CloseVoktal", [&] {
+        if (state.ports.companion) state.ports.companion->Send(kVoktalClose, {});
+    });
+}

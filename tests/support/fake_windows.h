@@ -1,0 +1,33 @@
+#pragma once
+// The desktop's windows as a test arranges them.
+
+#include <QImage>
+#include <map>
+#include <memory>
+
+#include "platform/windows.h"
+
+class FakeWindows final : public WindowsPort {
+public:
+    static constexpr WindowId kDesktop = 1;
+    QString whyNot;
+    std::vector<WindowInfo> topLevel;
+    std::map<WindowId, QImage> pictures{{kDesktop, QImage(64, 48, QImage::Format_RGB32)}};   // what exists
+    WindowId foreground = 0;
+    std::vector<WindowId> raised;
+    int captures = 0;
+
+    QString WhyNot() const override { return whyNot; }
+    WindowId Desktop() const override { return kDesktop; }
+    std::vector<WindowInfo> TopLevel() override { return topLevel; }
+    bool Exists(WindowId id) override { return pictures.contains(id); }
+    WindowId Foreground() override { return foreground; }
+    void RaiseNormal(WindowId id) override { raised.push_back(id); }
+    Pixels Capture(WindowId id) override
+    {
+        ++captures;
+        if (!pictures.contains(id) || pictures.at(id).isNull()) return {};
+        const auto copy = std::make_shared<const QImage>(pictures.at(id).copy());
+        return {copy->width(), copy->height(), copy->bytesPerLine(), copy->constBits(), copy};
+    }
+};
