@@ -1,0 +1,270 @@
+#include "platform/linux/v4l2_driver.h"
+
+#include <fcntl.h>
+#include <libv4l2.h>
+#include <linux/videodev2.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <set>
+
+#include "platform/linux/i420.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr unsigned kBufferCount = 4;
+
+/// ioctl that goes on after a signal.
+template <class T>
+int Control(int descriptor, unsigned long request, T* argument)
+{
+    int result;
+    do {
+        result = v4l2_ioctl(descriptor, request, argument);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+QString OpenTrouble(const QString& path, int error)
+{
+    if (error == ENOENT || error == ENODEV || error == ENXIO) return u"There is no camera %1."_s.arg(path);
+    if (error == EBUSY) return u"The camera %1 is used by another program."_s.arg(path);
+    if (error == EACCES || error == EPERM)
+        return u"The camera %1 may not be used by this account."_s.arg(path);
+    return u"The camera %1 cannot be opened: %2."_s.arg(path, QString::fromLocal8Bit(std::strerror(error)));
+}
+
+bool CanStream(int descriptor)
+{
+    v4l2_capability capability{};
+    if (Control(descriptor, VIDIOC_QUERYCAP, &capability) < 0) return false;
+    const quint32 able =
+        capability.capabilities & V4L2_CAP_DEVICE_CAPS ? capability.device_caps : capability.capabilities;
+    return (able & V4L2_CAP_VIDEO_CAPTURE) && (able & V4L2_CAP_STREAMING);
+}
+
+quint32 ToPixelFormat(quint32 compression)
+{
+    if (compression == kI420 || compression == kIYUV) return V4L2_PIX_FMT_YUV420;
+    return compression == 0 ? quint32(V4L2_PIX_FMT_BGR24) : compression;
+}
+
+int BitsOf(const v4l2_pix_format& pixels)
+{
+    switch (pixels.pixelformat) {
+        case V4L2_PIX_FMT_YUV420: return 12;
+        case V4L2_PIX_FMT_YUYV:
+        case V4L2_PIX_FMT_UYVY: return 16;
+        default: return 24;
+    }
+}
+
+v4l2_buffer MappedBuffer(unsigned index)
+{
+    v4l2_buffer buffer{};
+    buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    buffer.memory = V4L2_MEMORY_MMAP;
+    buffer.index = index;
+    return buffer;
+}
+
+}  // namespace
+
+std::unique_ptr<V4l2Driver> V4l2Driver::Open(const QString& path, QString& trouble)
+{
+    const int descriptor = v4l2_open(path.toLocal8Bit().constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC, 0);
+    if (descriptor < 0) {
+        trouble = OpenTrouble(path, errno);
+        return nullptr;
+    }
+    std::unique_ptr<V4l2Driver> driver(new V4l2Driver(descriptor, path));
+    if (CanStream(descriptor) && driver->ReadFormat()) return driver;
+    trouble = u"%1 delivers no video."_s.arg(path);
+    return nullptr;
+}
+
+V4l2Driver::V4l2Driver(int descriptor, const QString& path) : mDescriptor(descriptor), mPath(path) {}
+
+V4l2Driver::~V4l2Driver()
+{
+    StopStream();
+    v4l2_close(mDescriptor);
+}
+
+bool V4l2Driver::ReadFormat()
+{
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    if (Control(mDescriptor, VIDIOC_G_FMT, &format) < 0) return false;
+    const v4l2_pix_format& pixels = format.fmt.pix;
+    const bool yuv = pixels.pixelformat == V4L2_PIX_FMT_YUV420;
+    const bool rgb = pixels.pixelformat == V4L2_PIX_FMT_BGR24;
+    mFormat = {int(pixels.width), int(pixels.height),
+               yuv   ? kI420
+               : rgb ? 0
+                     : pixels.pixelformat,
+               BitsOf(pixels), qint32(pixels.sizeimage)};
+    mRowBytes = int(pixels.bytesperline ? pixels.bytesperline : pixels.width);
+    return true;
+}
+
+std::vector<CameraFormat> V4l2Driver::Offered()
+{
+    std::set<std::pair<int, int>> sizes;
+    v4l2_frmsizeenum size{};
+    size.pixel_format = V4L2_PIX_FMT_YUV420;
+    for (; Control(mDescriptor, VIDIOC_ENUM_FRAMESIZES, &size) == 0; ++size.index) {
+        if (size.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
+            sizes.emplace(size.discrete.width, size.discrete.height);
+            continue;
+        }
+        for (const CameraFormat& usual : ScaledFormats(mFormat))  // any size between two ends
+            if (usual.width >= int(size.stepwise.min_width) && usual.width <= int(size.stepwise.max_width) &&
+                usual.height >= int(size.stepwise.min_height) &&
+                usual.height <= int(size.stepwise.max_height))
+                sizes.emplace(usual.width, usual.height);
+        break;
+    }
+    if (sizes.empty()) sizes.emplace(mFormat.width, mFormat.height);
+    std::vector<CameraFormat> formats;
+    for (const auto& [width, height] : sizes) formats.push_back(I420Format(width, height));
+    return formats;
+}
+
+bool V4l2Driver::SetFormat(const CameraFormat& wanted)
+{
+    const bool wasStreaming = mStreaming;
+    StopStream();
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    format.fmt.pix.width = quint32(std::max(wanted.width, 0));
+    format.fmt.pix.height = quint32(std::max(wanted.height, 0));
+    format.fmt.pix.pixelformat = ToPixelFormat(wanted.compression);
+    format.fmt.pix.field = V4L2_FIELD_ANY;
+    const bool taken = Control(mDescriptor, VIDIOC_S_FMT, &format) == 0 && ReadFormat();
+    mTrouble = taken ? QString() : OpenTrouble(mPath, errno);
+    if (taken && wanted.compression == kIYUV && mFormat.compression == kI420) mFormat.compression = kIYUV;
+    if (wasStreaming) StartStream();
+    return taken;
+}
+
+void V4l2Driver::Run(bool on, std::chrono::milliseconds interval)
+{
+    StopStream();
+    if (!on) return;
+    AskForRate(interval);
+    StartStream();
+}
+
+/// A wish only: what the camera delivers beyond it is dropped here.
+void V4l2Driver::AskForRate(std::chrono::milliseconds interval)
+{
+    v4l2_streamparm parameters{};
+    parameters.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    parameters.parm.capture.timeperframe = {quint32(std::max<qint64>(interval.count(), 1)), 1000};
+    Control(mDescriptor, VIDIOC_S_PARM, &parameters);
+}
+
+void V4l2Driver::StartStream()
+{
+    v4l2_requestbuffers request{};
+    request.count = kBufferCount;
+    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    request.memory = V4L2_MEMORY_MMAP;
+    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    if (Control(mDescriptor, VIDIOC_REQBUFS, &request) < 0 || !MapBuffers(request.count) ||
+        Control(mDescriptor, VIDIOC_STREAMON, &type) < 0)
+        return Fail(OpenTrouble(mPath, errno));
+    mStreaming = true;
+    mNotifier = std::make_unique<QSocketNotifier>(mDescriptor, QSocketNotifier::Read);
+    QObject::connect(mNotifier.get(), &QSocketNotifier::activated, mNotifier.get(), [this] { TakeReady(); });
+}
+
+bool V4l2Driver::MapBuffers(unsigned count)
+{
+    for (unsigned i = 0; i < count; ++i) {
+        v4l2_buffer buffer = MappedBuffer(i);
+        if (Control(mDescriptor, VIDIOC_QUERYBUF, &buffer) < 0) return false;
+        void* data = v4l2_mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, mDescriptor,
+                               buffer.m.offset);
+        if (data == MAP_FAILED) return false;
+        mBuffers.push_back({data, buffer.length});
+        if (!GiveBack(i)) return false;
+    }
+    return !mBuffers.empty();
+}
+
+void V4l2Driver::StopStream()
+{
+    mNotifier.reset();
+    mReady = -1;
+    mFresh = false;
+    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    if (mStreaming) Control(mDescriptor, VIDIOC_STREAMOFF, &type);
+    mStreaming = false;
+    for (const Buffer& buffer : mBuffers) v4l2_munmap(buffer.data, buffer.size);
+    if (mBuffers.empty()) return;
+    mBuffers.clear();
+    v4l2_requestbuffers none{};
+    none.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    none.memory = V4L2_MEMORY_MMAP;
+    Control(mDescriptor, VIDIOC_REQBUFS, &none);
+}
+
+void V4l2Driver::TakeReady()
+{
+    for (;;) {
+        v4l2_buffer buffer = MappedBuffer(0);
+        if (Control(mDescriptor, VIDIOC_DQBUF, &buffer) < 0) {
+            if (errno != EAGAIN) Fail(u"The camera %1 has been unplugged."_s.arg(mPath));
+            return;
+        }
+        if (buffer.index >= mBuffers.size()) return Fail(u"The camera %1 stopped working."_s.arg(mPath));
+        if (mReady >= 0) GiveBack(unsigned(mReady));
+        mReady = int(buffer.index);
+        mReadyBytes = std::min<size_t>(buffer.bytesused, mBuffers[buffer.index].size);
+        mFresh = !(buffer.flags & V4L2_BUF_FLAG_ERROR);
+    }
+}
+
+bool V4l2Driver::GiveBack(unsigned index)
+{
+    v4l2_buffer buffer = MappedBuffer(index);
+    return Control(mDescriptor, VIDIOC_QBUF, &buffer) == 0;
+}
+
+QByteArray V4l2Driver::Newest()
+{
+    if (!mFresh) return {};
+    mFresh = false;
+    return Packed(static_cast<const uchar*>(mBuffers[size_t(mReady)].data), mReadyBytes);
+}
+
+/// Rows of a camera may be padded; those of a frame are not.
+QByteArray V4l2Driver::Packed(const uchar* data, size_t used) const
+{
+    const bool yuv = mFormat.compression == kI420 || mFormat.compression == kIYUV;
+    if (!yuv || mRowBytes <= mFormat.width) return {reinterpret_cast<const char*>(data), qsizetype(used)};
+    const int chromaRows = (mFormat.height + 1) / 2, chromaWidth = (mFormat.width + 1) / 2;
+    if (used < size_t(mRowBytes) * size_t(mFormat.height) + size_t(mRowBytes / 2) * size_t(chromaRows) * 2)
+        return {};
+    QByteArray packed;
+    packed.reserve(I420Size(mFormat.width, mFormat.height));
+    const auto append = [&](int rows, int stride, int width) {
+        for (int row = 0; row < rows; ++row, data += stride)
+            packed.append(reinterpret_cast<const char*>(data), width);
+    };
+    append(mFormat.height, mRowBytes, mFormat.width);
+    append(2 * chromaRows, mRowBytes / 2, chromaWidth);
+    return packed;
+}
+
+void V4l2Driver::Fail(const QString& what)
+{
+    mGone = what;
+    if (mNotifier) mNotifier->setEnabled(false);
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/linux/frame_file.h"
+
+/// What the first line of a Y4M file says. `trouble`: one sentence when it cannot be used.
+struct Y4mHeader {
+    int width = 0;
+    int height = 0;
+    QString trouble;
+};
+Y4mHeader ReadY4mHeader(const QByteArray& line);
+
+class Y4mFile final : public FrameFile {
+public:
+    /// `file` stands behind the first line.
+    Y4mFile(std::unique_ptr<QFile> file, const Y4mHeader& header);
+    I420Picture Next() override;
+
+private:
+    I420Picture ReadOne();
+
+    std::unique_ptr<QFile> mFile;
+    int mWidth, mHeight;
+    qint64 mFirstFrame;
+};
