@@ -1,0 +1,172 @@
+#include "service/link/incoming.h"
+
+#include <algorithm>
+
+#include "service/wire/content.h"
+
+namespace zephyl::link {
+
+namespace {
+
+QString Text(std::string_view utf8)
+{
+    return QString::fromUtf8(utf8.data(), qsizetype(utf8.size()));
+}
+
+void SetPicture(LinkEvent& event, const PictureInfo& picture, const std::string& from, std::string_view body)
+{
+    event.kind = LinkEvent::Kind::Frame;
+    event.from = (picture.prefixed() ? Text(kWhiteboardHandle) : QString()) + Text(from);
+    event.jpeg = QByteArray(body.data(), qsizetype(body.size()));
+    event.x = std::clamp(picture.x(), -32768, 32767);
+    event.y = std::clamp(picture.y(), -32768, 32767);
+    event.type = picture.type();
+}
+
+}  // namespace
+
+void Incoming::Begin(quint64 entry, const std::string& ownHandle, std::uint64_t ownStream, const Place& place,
+                     bool clearFirst)
+{
+    mEntry = entry;
+    mOwnHandle = ownHandle;
+    mOwnStream = ownStream;
+    mMuted = false;
+    mFilter.Reset();
+    mPresent.clear();
+    for (const Attendee& attendee : place.attendees()) mPresent.push_back(attendee.handle());
+    mTalk = place.position().talk();
+    mBoard = place.position().board();
+    mQueue.BeginEntry(entry, mTalk, mBoard);
+    if (!clearFirst) return;
+    LinkEvent clear;
+    clear.kind = LinkEvent::Kind::Message;
+    clear.line = Line::Board;
+    clear.entry = entry;
+    clear.from = Text(ownHandle + kEarlierSuffix);
+    clear.text = QStringLiteral("[[ZUM_WB_CLEAR]]");
+    mQueue.Push(std::move(clear));
+}
+
+void Incoming::Return(const Place& place)
+{
+    Compare(place.attendees());
+}
+
+void Incoming::OnSkipped(const Skipped& skipped)
+{
+    Compare(skipped.attendees());
+    LinkEvent event;
+    event.line = skipped.channel() == CHANNEL_BOARD ? Line::Board : Line::Talk;
+    event.entry = mEntry;
+    event.sequence = skipped.up_to();
+    std::uint64_t& highest = skipped.channel() == CHANNEL_BOARD ? mBoard : mTalk;
+    highest = std::max(highest, skipped.up_to());
+    mQueue.Push(std::move(event));
+}
+
+void Incoming::Compare(const google::protobuf::RepeatedPtrField<Attendee>& attendees)
+{
+    const std::vector<std::string> held = mPresent;
+    for (const std::string& handle : held) {
+        const bool there = std::any_of(attendees.begin(), attendees.end(),
+                                       [&](const Attendee& one) { return one.handle() == handle; });
+        if (!there && handle != mOwnHandle) RaisePresence(handle, kStatusLeft, {}, {});
+    }
+    for (const Attendee& one : attendees)
+        if (!Holds(one.handle())) RaisePresence(one.handle(), kStatusPresent, one.address(), {});
+}
+
+bool Incoming::Holds(const std::string& handle) const
+{
+    return std::find(mPresent.begin(), mPresent.end(), handle) != mPresent.end();
+}
+
+void Incoming::RaisePresence(const std::string& handle, int status, const std::string& address,
+                             LinkEvent event)
+{
+    event.kind = LinkEvent::Kind::Status;
+    event.line = Line::Talk;
+    event.entry = mEntry;
+    event.from = Text(handle);
+    event.text = Text(address);
+    event.status = status;
+    const bool news = status == kStatusPresent ? !Holds(handle) : status != kStatusLeft || Holds(handle);
+    if (!news || handle == mOwnHandle) event.kind = LinkEvent::Kind::Nothing;
+    if (news && status == kStatusPresent) mPresent.push_back(handle);
+    if (news && status == kStatusLeft && handle != mOwnHandle) {
+        std::erase(mPresent, handle);
+        mFilter.ForgetLive(handle);
+    }
+    mQueue.Push(std::move(event));
+}
+
+void Incoming::OnItem(const ItemView& view)
+{
+    const Item& item = view.header.item();
+    const bool board = item.channel() == CHANNEL_BOARD;
+    std::uint64_t& highest = board ? mBoard : mTalk;
+    const bool fresh = !view.tooLarge && mFilter.Take(item) && !mMuted;
+    const bool again = item.sequence() <= highest;  // its cursor stands behind it already, or in the queue
+    highest = std::max(highest, item.sequence());
+    if (!fresh && again) return;
+
+    LinkEvent event;
+    event.line = board ? Line::Board : Line::Talk;
+    event.entry = mEntry;
+    event.sequence = item.sequence();
+    event.bytes = view.body.size();
+    if (fresh && item.has_presence())
+        RaisePresence(item.presence().handle(), item.presence().status(), item.presence().address(),
+                      std::move(event));
+    else if (fresh)
+        RaiseContent(view, std::move(event));
+    else
+        mQueue.Push(std::move(event));
+}
+
+void Incoming::RaiseContent(const ItemView& view, LinkEvent event)
+{
+    const Item& item = view.header.item();
+    std::string from = item.from();
+    const bool own = from == mOwnHandle;
+    if (own && event.line == Line::Board && item.stream() != mOwnStream) from += kEarlierSuffix;
+    const bool dropped = (own && from == mOwnHandle) || item.has_notice();
+    if (!dropped && item.has_picture()) {
+        SetPicture(event, item.picture(), from, view.body);
+    } else if (!dropped && item.has_text()) {
+        event.kind = LinkEvent::Kind::Message;
+        event.from = Text(from);
+        event.text = Text(view.body);
+    }
+    mQueue.Push(std::move(event));
+}
+
+void Incoming::OnLive(const ItemView& view)
+{
+    const Live& live = view.header.live();
+    mLiveBytes += view.tooLarge ? live.total() : view.body.size();
+    if (mMuted || view.tooLarge || !Holds(live.from()) || live.from() == mOwnHandle) return;
+    if (!mFilter.TakeLive(live.from(), live.picture().type(), live.frame())) return;
+    LinkEvent event;
+    event.line = Line::Live;
+    event.entry = mEntry;
+    SetPicture(event, live.picture(), live.from(), view.body);
+    mQueue.Push(std::move(event));
+}
+
+void Incoming::End(quint64 entry)
+{
+    for (const std::string& handle : mPresent) {
+        LinkEvent event;
+        event.kind = LinkEvent::Kind::Status;
+        event.entry = entry;
+        event.from = Text(handle);
+        event.status = kStatusLeft;
+        mQueue.Push(std::move(event));
+    }
+    mPresent.clear();
+    mMuted = true;
+}
+
+}  // namespace zephyl::link

@@ -1,0 +1,58 @@
+#pragma once
+// What arrives in a meeting, made into events: duplicates are dropped, presence is compared with what is
+// held, the sender's own earlier work comes under a name of its own. Network thread.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "service/link/event_queue.h"
+#include "service/link/number_filter.h"
+#include "service/wire/framing.h"
+
+namespace zephyl::link {
+
+/// Board items that the own handle drew before this entry; a client ignores what comes under its own handle.
+inline constexpr char kEarlierSuffix[] = " (earlier)";
+
+class Incoming {
+public:
+    explicit Incoming(EventQueue& queue) : mQueue(queue) {}
+
+    /// The user entered. `clearFirst`: the window still shows another meeting's board.
+    void Begin(quint64 entry, const std::string& ownHandle, std::uint64_t ownStream, const Place& place,
+               bool clearFirst);
+    /// The link came back to the same meeting.
+    void Return(const Place& place);
+    void OnItem(const ItemView& item);
+    void OnLive(const ItemView& item);
+    void OnSkipped(const Skipped& skipped);
+    /// The entry is over: everybody still held leaves, as the last events of `entry`.
+    void End(quint64 entry);
+    /// From now on nothing is raised and everything counts as read.
+    void Mute() { mMuted = true; }
+
+    std::uint64_t LiveBytes() const { return mLiveBytes; }
+    void NewConnection() { mLiveBytes = 0; }
+    quint64 Entry() const { return mEntry; }
+    std::uint64_t ReceivedTalk() const { return mTalk; }
+    std::uint64_t ReceivedBoard() const { return mBoard; }
+
+private:
+    void Compare(const google::protobuf::RepeatedPtrField<Attendee>& attendees);
+    void RaisePresence(const std::string& handle, int status, const std::string& address, LinkEvent event);
+    void RaiseContent(const ItemView& item, LinkEvent event);
+    bool Holds(const std::string& handle) const;
+
+    EventQueue& mQueue;
+    NumberFilter mFilter;
+    quint64 mEntry = 0;
+    std::string mOwnHandle;
+    std::uint64_t mOwnStream = 0;
+    std::vector<std::string> mPresent;    // in order of joining, the own one too
+    std::uint64_t mTalk = 0, mBoard = 0;  // highest sequences received
+    std::uint64_t mLiveBytes = 0;         // on this connection
+    bool mMuted = false;
+};
+
+}  // namespace zephyl::link

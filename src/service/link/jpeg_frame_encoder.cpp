@@ -1,0 +1,90 @@
+#include "service/link/jpeg_frame_encoder.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace zephyl::link {
+
+namespace {
+
+JpegBytes BytesOf(const QByteArray& array)
+{
+    return {reinterpret_cast<const std::uint8_t*>(array.constData()), std::size_t(array.size())};
+}
+
+}  // namespace
+
+void JpegFrameEncoder::SetQuality(qint16 quality)
+{
+    if (quality < 1 || quality > 100)
+        throw std::runtime_error("JPEG quality " + std::to_string(quality) + " is outside 1..100");
+    if (quality != mQuality) mBytes.clear();
+    mQuality = quality;
+}
+
+void JpegFrameEncoder::PrepareFrameFormat(int width, int height)
+{
+    if (width < 1 || height < 1)
+        throw std::runtime_error("a frame of " + std::to_string(width) + " x " + std::to_string(height));
+    mWidth = width;
+    mHeight = height;
+}
+
+void JpegFrameEncoder::Clear()
+{
+    Hold(Held::Nothing);
+    mPicture = {};
+    mFrame.clear();
+    mEncoder.Clear();
+}
+
+void JpegFrameEncoder::Hold(Held what)
+{
+    mHeld = what;
+    mBytes.clear();
+}
+
+void JpegFrameEncoder::EncodePicture(const Pixels& picture)
+{
+    if (picture.IsNull()) throw std::runtime_error("there is no picture to encode");
+    Hold(Held::Picture);
+    mFrame.clear();
+    mPicture = picture;
+}
+
+qint32 JpegFrameEncoder::EncodeFrame(const QByteArray& frame, bool isYUV)
+{
+    if (mWidth == 0) throw std::runtime_error("the size of the frames is not prepared");
+    const std::uint64_t expected = isYUV ? I420Bytes(mWidth, mHeight) : Bgr24Bytes(mWidth, mHeight);
+    if (std::uint64_t(frame.size()) != expected)
+        throw std::runtime_error("a frame has " + std::to_string(frame.size()) + " bytes instead of " +
+                                 std::to_string(expected));
+    Hold(isYUV ? Held::Yuv : Held::Bgr);
+    mPicture = {};
+    mFrame = frame;
+    return mQuality;
+}
+
+JpegBytes JpegFrameEncoder::Encode()
+{
+    switch (mHeld) {
+        case Held::Picture:
+            return mEncoder.EncodeRgb32(mPicture.data, mPicture.width, mPicture.height,
+                                        std::size_t(mPicture.bytesPerLine), mQuality);
+        case Held::Yuv: return mEncoder.EncodeI420(BytesOf(mFrame), mWidth, mHeight, mQuality);
+        case Held::Bgr: return mEncoder.EncodeBgr24(BytesOf(mFrame), mWidth, mHeight, mQuality);
+        case Held::Nothing: break;
+    }
+    throw std::runtime_error("the encoder holds no image");
+}
+
+QByteArray JpegFrameEncoder::GetBytes()
+{
+    if (mBytes.isEmpty()) {
+        const JpegBytes jpeg = Encode();
+        mBytes = QByteArray(reinterpret_cast<const char*>(jpeg.data()), qsizetype(jpeg.size()));
+    }
+    return mBytes;
+}
+
+}  // namespace zephyl::link

@@ -1,0 +1,46 @@
+#pragma once
+// What leaves next: talk, then board, one item at a time in each, and the newest live picture of each type,
+// which gets a fifth of a batch when it waits. Pure. Network thread.
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "service/link/outbox.h"
+#include "service/wire/framing.h"
+
+namespace zephyl::link {
+
+class Lanes {
+public:
+    explicit Lanes(Outbox& outbox) : mOutbox(outbox) {}
+
+    /// Takes the place of the one of its type that waits.
+    void SetLive(Outgoing picture);
+    /// Appends frames up to about a batch.
+    void Fill(std::string& batch);
+    /// A new connection: whatever was half sent begins anew, live pictures are forgotten.
+    void Reset();
+    /// Posts leave only between Enter and Leave.
+    void SetOpen(bool open) { mOpen = open; }
+
+private:
+    struct Going {
+        OutboxEntryPtr entry;
+        std::optional<ItemCutter> cutter;
+    };
+    bool Step(Going& lane, Channel channel, std::string& batch);
+    bool StepLive(std::string& batch);
+    void BeginLive();
+
+    Outbox& mOutbox;
+    Going mTalk, mBoard;
+    std::map<int, std::vector<Outgoing>> mLiveWaiting;  // by type; parts of one audience
+    std::vector<Outgoing> mLiveGoing;                   // the last one is being cut
+    std::optional<ItemCutter> mLiveCutter;
+    std::uint64_t mLiveFrames = 0;
+    bool mOpen = false;
+};
+
+}  // namespace zephyl::link

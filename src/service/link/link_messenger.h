@@ -1,0 +1,15 @@
+#pragma once
+// The messaging service over the network: the client's side of the wire behind the contract.
+
+#include <memory>
+
+#include "contract/link_needs.h"
+#include "contract/messenger_service.h"
+#include "service/link/link_stats.h"
+
+/// Starts its own threads; nothing is connected before Login or SendPassword. Everything borrowed in `needs`
+/// must outlive it. The destructor ends the session as Close does.
+std::unique_ptr<MessengerService> MakeLinkMessenger(LinkNeeds needs);
+
+/// The figures of a link made by MakeLinkMessenger; zeros for any other service. User-interface thread.
+LinkStats StatsOf(MessengerService& service);

@@ -1,0 +1,14 @@
+#pragma once
+// Figures of a link, for people and scripts. Plain data.
+
+#include <cstdint>
+
+struct LinkStats {
+    std::uint64_t outbox = 0;                           // entries not yet safe
+    std::uint64_t numberTalk = 0, numberBoard = 0;      // highest own numbers
+    std::uint64_t acceptedTalk = 0, acceptedBoard = 0;  // own numbers that the log has safely
+    std::uint64_t cursorTalk = 0, cursorBoard = 0;      // sequences taken
+    std::uint64_t reconnects = 0;
+    std::uint64_t bytesIn = 0, bytesOut = 0;
+    std::uint64_t roundTripMicroseconds = 0;  // 0: not measured yet
+};

@@ -1,0 +1,123 @@
+#pragma once
+// MessengerService on the user-interface thread: checks, folds and hands over; waits where the contract
+// waits.
+
+#include <QHash>
+#include <atomic>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <thread>
+
+#include "service/link/answer.h"
+#include "service/link/event_queue.h"
+#include "service/link/link_messenger.h"
+#include "service/link/post_folder.h"
+#include "service/link/session.h"
+#include "service/link/user_items.h"
+
+namespace zephyl::link {
+
+class LinkMessenger final : public MessengerService, private Outlet {
+public:
+    explicit LinkMessenger(LinkNeeds needs);
+    ~LinkMessenger() override;
+
+    bool HasMeetingPermission() override;
+    QString ServerKey() const override { return mAccount.serverKey; }
+    QString SendTag() const override { return mAccount.sendTag; }
+    bool LoggedIn() const override;
+    QString Handle() const override { return mAccount.handle; }
+    void Send(const QString& to, const QString& message, qint32 flags) override;
+    void Logout() override;
+    bool Login(const QString& handle, const QString& password, const QString& hostname) override;
+    void LoadConfig() override;
+    void Close() override;
+    std::shared_ptr<UsersCollection> Users() override { return mUsers; }
+    bool JoinMeeting(const QString& meetingCode) override;
+    void LeaveMeeting() override;
+    bool CreateMeeting(const QString& meetingCode, const QString& second) override;
+    QString SendPassword(const QString& handle) override;
+    void SetConfig(const QString& configName) override;
+
+    std::shared_ptr<UserItem> MakeUserItem() override;
+    std::unique_ptr<FrameEncoder> MakeFrameEncoder() override;
+    void SetEvents(MessengerEvents* sink) override;
+    void UseServiceAddress(const QString* typed) override;
+    void Keep(const QString& record) override;
+    void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
+    QString LastRefusal() const override { return mRefusal; }
+
+    LinkStats Stats();
+
+private:
+    struct Account {
+        QString handle, serverKey, sendTag;
+        bool permitted = false;
+    };
+    using Limit = std::chrono::milliseconds;
+
+    void DeliverTo(const QString& handle, const QString& fromHandle, const QString& message) override;
+    void SendFrameTo(const QString& handle, const QByteArray& data, const QString& fromHandle, int x, int y,
+                     qint32 frameType, qint32 quality) override;
+    QString AddressOf(const QString& handle) const override { return mAddresses.value(handle); }
+
+    // sending
+    void AddCopy(Copy copy);
+    void OpenPost(const Copy& copy);
+    void CloseFold();
+    void HandOver(Outgoing what);
+    void RaiseOwn(const Copy& copy);
+    void PostEveryone(Copy copy);
+    PictureShape ShapeOf(const QString& fromHandle, int x, int y, qint32 frameType, qint32 quality) const;
+    void RequireOwnHandle(const QString& fromHandle) const;
+    void RequireMeeting() const;
+    std::shared_ptr<const void> TakeRoom(std::size_t bytes);
+    QStringList Others() const;
+
+    // calls
+    template <class Result, class Make>
+    std::optional<Result> Ask(const std::shared_ptr<Session>& session, Make make, Limit limit);
+    std::shared_ptr<Session> NewSession();
+    void Release(std::shared_ptr<Session> session);
+    Target ReadTarget() const;
+    std::shared_ptr<Session> ConnectTrusted(Deadline& deadline);
+    bool SettleTrust(const Target& target, const ConnectOutcome& outcome, Deadline& deadline);
+    QString PasswordOf(const QString& stored) const;
+    bool Enter(const QString& code, bool create);
+    void FillUsers(const std::vector<Attendee>& attendees);
+    void EndSession(Limit limit);
+    void ForgetMeeting();
+
+    // events
+    void Wake();
+    void Drain();
+    bool DeliverOne();
+    void Deliver(const ReadyEvent& ready);
+
+    LinkNeeds mNeeds;
+    std::shared_ptr<Outlet> mAlive;  // gives out weak pointers to this; owns nothing
+    std::atomic<bool> mDrainPosted{false};
+    std::shared_ptr<std::atomic<std::size_t>> mRoomTaken = std::make_shared<std::atomic<std::size_t>>(0);
+
+    boost::asio::io_context mIo;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> mWork{mIo.get_executor()};
+    std::shared_ptr<const TlsContext> mContext;
+    EventQueue mQueue;
+    std::shared_ptr<Session> mSession;  // null: none; touched here, run on the network thread
+    std::thread mNetwork;
+
+    QString mConfig;
+    std::optional<QString> mTypedAddress;
+    QString mRefusal;
+    Account mAccount;
+    bool mInMeeting = false;
+    bool mMetBefore = false;  // a meeting was entered earlier: its board is still on the window
+    quint64 mLastEntry = 0;
+    quint64 mEntry = 0;  // whose events are delivered
+    std::shared_ptr<LinkUsers> mUsers = std::make_shared<LinkUsers>();
+    QHash<QString, QString> mAddresses;
+    PostFolder mFolder;
+    MessengerEvents* mSink = nullptr;
+};
+
+}  // namespace zephyl::link

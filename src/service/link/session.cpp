@@ -1,0 +1,313 @@
+#include "service/link/session.h"
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "service/link/session_parts.h"
+
+namespace zephyl::link {
+
+namespace asio = boost::asio;
+
+Session::Session(asio::io_context& io, std::shared_ptr<const TlsContext> context, EventQueue& queue,
+                 SessionNeeds needs)
+    : mIo(io),
+      mContext(std::move(context)),
+      mQueue(queue),
+      mNeeds(std::move(needs)),
+      mChanged(io, Deadline::max()),
+      mTick(io),
+      mIncoming(queue)
+{
+}
+
+// --- calls ---------------------------------------------------------------------------------------------
+
+asio::awaitable<ConnectOutcome> Session::Connect(Target target)
+{
+    const auto self = shared_from_this();
+    mTarget = std::move(target);
+    ConnectOutcome outcome;
+    try {
+        mConnection = co_await OpenTarget();
+        mTrusted = mConnection->Peer();
+        outcome.peer = mTrusted;
+        outcome.known = mTarget.personal && mTrusted.fingerprint == mExpectedKey;
+    } catch (const std::exception& e) {
+        outcome.problem = e.what();
+        if (outcome.problem.empty()) outcome.problem = "no answer";
+    }
+    co_return outcome;
+}
+
+void Session::Greet()
+{
+    mReader = ItemReader();
+    mIncoming.NewConnection();
+    mReportedLive = 0;
+    mConnection->Run(*this);
+    Header header;
+    Hello& hello = *header.mutable_hello();
+    hello.set_version(kProtocolVersion);
+    hello.set_door(mDoor);
+    hello.set_program(mNeeds.program);
+    mConnection->Control(header);
+}
+
+asio::awaitable<LoggedIn> Session::AskLogin(bool again, Deadline deadline)
+{
+    Header header;
+    zephyl::Login& login = *header.mutable_login();
+    login.set_call(++mLastCall);
+    login.set_handle(mWords.handle);
+    login.set_password(mWords.password);
+    login.set_host_name(mWords.hostName);
+    login.set_stream(mStream);
+    login.set_again(again);
+    const Header answer = co_await Call(header, mLastCall, deadline);
+    co_return answer.logged_in();
+}
+
+asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline)
+{
+    const auto self = shared_from_this();
+    mWords = std::move(words);
+    do mStream = mRandom();
+    while (mStream == 0);  // 0 is the relay's own
+    mOutbox.Restart();
+    LoginOutcome outcome;
+    try {
+        Greet();
+        const LoggedIn answer = co_await AskLogin(false, deadline);
+        outcome.refusal = RefusalText(answer.result());
+        if (!outcome.refusal.empty()) co_return outcome;
+        mHandle = outcome.handle = answer.handle();
+        outcome.permitted = answer.permitted();
+        outcome.serverKey = answer.server_key();
+        outcome.sendTag = answer.send_tag();
+        mPhase = Phase::LoggedIn;
+        mReady = true;
+        asio::co_spawn(
+            mIo, [self] { return self->Tick(); }, asio::detached);
+        State(LinkState::Phase::Connected, {});
+    } catch (const std::exception& e) {
+        outcome.refusal = e.what();
+    }
+    co_return outcome;
+}
+
+asio::awaitable<PasswordOutcome> Session::SendPassword(std::string handle, Deadline deadline)
+{
+    const auto self = shared_from_this();
+    PasswordOutcome outcome;
+    try {
+        Greet();
+        Header header;
+        header.mutable_send_password()->set_call(++mLastCall);
+        header.mutable_send_password()->set_handle(handle);
+        const Header answer = co_await Call(header, mLastCall, deadline);
+        outcome.problem = RefusalText(answer.password_sent().result());
+        outcome.address = answer.password_sent().address();
+    } catch (const std::exception& e) {
+        outcome.problem = e.what();
+    }
+    co_return outcome;
+}
+
+asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quint64 entry, bool clearFirst,
+                                             Deadline deadline)
+{
+    const auto self = shared_from_this();
+    EnterOutcome outcome;
+    for (;;) try {
+            co_await WaitReady(deadline);
+            Header header;
+            zephyl::Enter& enter = *header.mutable_enter();
+            enter.set_call(++mLastCall);
+            enter.set_code(code);
+            enter.set_create(create);
+            const Header answer = co_await Call(header, mLastCall, deadline);
+            const Entered& entered = answer.entered();
+            outcome.reason = RefusalText(entered.result());
+            outcome.kind = outcome.reason.empty() ? EnterOutcome::Kind::Entered : EnterOutcome::Kind::Refused;
+            if (!outcome.reason.empty()) co_return outcome;
+            const auto& place = entered.place();
+            outcome.attendees.assign(place.attendees().begin(), place.attendees().end());
+            mSeat = Seat{code, place.meeting(), {}, 0};
+            mLeaving = false;
+            mPhase = Phase::Seated;
+            mIncoming.Begin(entry, mHandle, mStream, place, clearFirst);
+            TakePlace(place);
+            co_return outcome;
+        } catch (const ConnectionLost&) {
+            // asked again on the next connection
+        } catch (const std::exception& e) {
+            outcome.reason = e.what();
+            co_return outcome;
+        }
+}
+
+asio::awaitable<QString> Session::Leave(quint64 entry, Deadline deadline)
+{
+    const auto self = shared_from_this();
+    if (mPhase != Phase::Seated) co_return QString();
+    mLeaving = true;
+    mIncoming.Mute();
+    ReportRead();
+    while (!mOutbox.Empty() && mPhase == Phase::Seated && std::chrono::steady_clock::now() < deadline)
+        co_await Changed(deadline);
+    const QString undelivered = TakeUndelivered();
+    const bool seated = mPhase == Phase::Seated;
+    mPhase = seated ? Phase::LoggedIn : mPhase;
+    mSeat.reset();
+    mLanes.SetOpen(false);
+    if (seated) mIncoming.End(entry);
+    try {
+        if (!mReady) co_return undelivered;
+        Header header;
+        header.mutable_leave()->set_call(++mLastCall);
+        co_await Call(header, mLastCall, std::max(deadline, std::chrono::steady_clock::now() + kLastWord));
+    } catch (const std::exception& e) {
+        Say(QStringLiteral("The service did not hear that the meeting was left: %1")
+                .arg(QString::fromUtf8(e.what())));
+    }
+    co_return undelivered;
+}
+
+asio::awaitable<QString> Session::Logout(Deadline deadline)
+{
+    const auto self = shared_from_this();
+    const QString undelivered = co_await Leave(mIncoming.Entry(), deadline);
+    mLeaving = true;
+    try {
+        if (mReady && mConnection) {
+            Header header;
+            header.mutable_logout()->set_call(++mLastCall);
+            co_await Call(header, mLastCall,
+                          std::max(deadline, std::chrono::steady_clock::now() + kLastWord));
+        }
+    } catch (const std::exception&) {
+        // whoever logs out is gone either way: the relay sees the connection end
+    }
+    Drop();
+    co_return undelivered;
+}
+
+void Session::Drop()
+{
+    mPhase = Phase::Idle;
+    mReady = false;
+    mSeat.reset();
+    mWords = {};
+    CloseConnection("closed");
+    mTick.cancel();
+    NotifyChanged();
+}
+
+// --- what calls stand on -----------------------------------------------------------------------------------
+
+asio::awaitable<Header> Session::Call(Header header, std::uint32_t call, Deadline deadline)
+{
+    if (!mConnection) throw ConnectionLost("the connection to the service is lost");
+    const auto pending = std::make_shared<PendingCall>(mIo, deadline);
+    mPending[call] = pending;
+    mConnection->Control(header);
+    co_await pending->timer.async_wait(asio::as_tuple(asio::use_awaitable));
+    mPending.erase(call);
+    if (pending->answer) co_return *pending->answer;
+    if (!pending->lost.empty()) throw ConnectionLost(pending->lost);
+    throw std::runtime_error("the service does not answer");
+}
+
+void Session::OnAnswer(std::uint32_t call, const Header& header)
+{
+    const auto found = mPending.find(call);
+    if (found == mPending.end()) return;
+    found->second->answer = header;
+    found->second->timer.cancel();
+}
+
+asio::awaitable<void> Session::Changed(Deadline until)
+{
+    mChanged.expires_at(until);
+    co_await mChanged.async_wait(asio::as_tuple(asio::use_awaitable));
+}
+
+void Session::NotifyChanged()
+{
+    mChanged.cancel();
+}
+
+asio::awaitable<void> Session::WaitReady(Deadline deadline)
+{
+    while (!mReady) {
+        const QString ended = EndReason();
+        if (!ended.isEmpty()) throw std::runtime_error(ended.toStdString());
+        if (mPhase == Phase::Idle) throw std::runtime_error("not logged in");
+        if (std::chrono::steady_clock::now() >= deadline)
+            throw std::runtime_error("the service does not answer");
+        co_await Changed(deadline);
+    }
+}
+
+void Session::CloseConnection(const std::string& reason)
+{
+    if (mConnection) {
+        mEarlier.bytesIn += mConnection->Counts().bytesIn;
+        mEarlier.bytesOut += mConnection->Counts().bytesOut;
+        mConnection->Close();
+        mConnection.reset();
+    }
+    mReady = false;
+    mLanes.SetOpen(false);
+    mLanes.Reset();
+    const auto pending = std::exchange(mPending, {});
+    for (const auto& [call, waiting] : pending) {
+        waiting->lost = reason.empty() ? "the connection is lost" : reason;
+        waiting->timer.cancel();
+    }
+}
+
+// --- sending -------------------------------------------------------------------------------------------
+
+void Session::Post(Outgoing what)
+{
+    if (mPhase != Phase::Seated) return;
+    mOutbox.Add(std::move(what));
+    if (mConnection) mConnection->Wake();
+}
+
+void Session::SetLive(Outgoing picture)
+{
+    if (mPhase != Phase::Seated || !mReady) return;
+    mLanes.SetLive(std::move(picture));
+    mConnection->Wake();
+}
+
+void Session::Fill(std::string& batch)
+{
+    mLanes.Fill(batch);
+}
+
+void Session::ReportRead()
+{
+    if (mPhase != Phase::Seated || !mReady) return;
+    ReadMarks marks = mQueue.Marks(true);
+    if (mLeaving) {
+        marks.talk = mIncoming.ReceivedTalk();
+        marks.board = mIncoming.ReceivedBoard();
+    }
+    const std::uint64_t live = mIncoming.LiveBytes();
+    if (marks.talk == mReported.talk && marks.board == mReported.board && live == mReportedLive) return;
+    mReported = marks;
+    mReportedLive = live;
+    Header header;
+    header.mutable_read()->set_talk(marks.talk);
+    header.mutable_read()->set_board(marks.board);
+    header.mutable_read()->set_live_bytes(live);
+    mConnection->Control(header);
+}
+
+}  // namespace zephyl::link

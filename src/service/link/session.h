@@ -1,0 +1,175 @@
+#pragma once
+// One login at the service, on the network thread: greeting, calls, the meeting, and the way back after a
+// cut. Calls are coroutines of that thread; they end at their deadline at the latest. What they could not do
+// is in their result; they do not throw.
+
+#include <atomic>
+#include <boost/asio/io_context.hpp>
+#include <map>
+#include <optional>
+#include <random>
+
+#include "service/link/connection.h"
+#include "service/link/incoming.h"
+#include "service/link/lanes.h"
+#include "service/link/link_stats.h"
+#include "service/link/outbox.h"
+
+namespace zephyl::link {
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+struct Target {
+    std::string name;  // as the user knows it; "" for the personal service
+    std::string host;
+    std::uint16_t port = 0;
+    bool personal = false;  // behind the door file of this computer
+};
+
+/// `problem` "": the connection stands and nothing of ours has been sent.
+struct ConnectOutcome {
+    std::string problem;
+    TlsPeer peer;
+    bool known = false;  // personal, and the key is the one in the door file
+};
+
+struct LoginWords {
+    std::string handle, password, hostName;
+};
+struct LoginOutcome {
+    std::string refusal;  // "": logged in
+    std::string handle;   // the account's spelling
+    bool permitted = false;
+    std::string serverKey, sendTag;
+};
+
+struct EnterOutcome {
+    enum class Kind { Entered, Refused, Failed } kind = Kind::Failed;
+    std::string reason;
+    std::vector<Attendee> attendees;  // in order of joining, the own one too
+};
+
+struct PasswordOutcome {
+    std::string problem;  // "": asked
+    std::string address;  // "": no such handle
+};
+
+struct SessionNeeds {
+    std::string program;  // for Hello
+    std::string zephyldPath;
+    std::function<void(QString)> log;
+};
+
+class Session final : public ConnectionOwner, public std::enable_shared_from_this<Session> {
+public:
+    Session(boost::asio::io_context& io, std::shared_ptr<const TlsContext> context, EventQueue& queue,
+            SessionNeeds needs);
+
+    template <class T>
+    using Task = boost::asio::awaitable<T>;
+
+    Task<ConnectOutcome> Connect(Target target);
+    /// Sends the first bytes: only after whoever answered is trusted.
+    Task<LoginOutcome> Login(LoginWords words, Deadline deadline);
+    Task<PasswordOutcome> SendPassword(std::string handle, Deadline deadline);
+    /// `entry` names the events of this meeting; `clearFirst` as in Incoming.
+    Task<EnterOutcome> Enter(std::string code, bool create, quint64 entry, bool clearFirst,
+                             Deadline deadline);
+    /// Waits for what is under way to be safe, then leaves. Everybody held is raised as gone under `entry`.
+    /// The result names what was not delivered.
+    Task<QString> Leave(quint64 entry, Deadline deadline);
+    /// Leaves, says goodbye and closes.
+    Task<QString> Logout(Deadline deadline);
+    /// Closes without a word.
+    void Drop();
+
+    void Post(Outgoing what);
+    void SetLive(Outgoing picture);
+    /// Tells the relay how far the user-interface thread is.
+    void ReportRead();
+
+    LinkStats Stats() const;
+    /// Any thread: why there is no session any more; "" while there is one.
+    QString EndReason() const;
+
+    void OnFrame(const FrameView& frame) override;
+    void Fill(std::string& batch) override;
+    void OnLost(const std::string& reason) override;
+
+private:
+    struct PendingCall;
+    struct Seat {
+        std::string code, meeting, token;
+        std::uint32_t number = 0;
+    };
+    enum class Phase { Idle, LoggedIn, Seated };
+
+    Task<std::shared_ptr<Connection>> OpenTarget();
+    Task<std::shared_ptr<Connection>> OpenPersonal();
+    void Greet();
+    Task<Header> Call(Header header, std::uint32_t call, Deadline deadline);
+    Task<LoggedIn> AskLogin(bool again, Deadline deadline);
+    Task<void> WaitReady(Deadline deadline);
+    Task<void> Changed(Deadline until);
+    void NotifyChanged();
+
+    void TakePlace(const Place& place);
+    void OnAnswer(std::uint32_t call, const Header& header);
+    void OnRefused(const Refused& refused);
+    void OnBye(const Bye& bye);
+    void OnItem(const FrameView& frame);
+    void CloseConnection(const std::string& reason);
+
+    Task<void> Return();
+    Task<bool> ReturnOnce();
+    Task<bool> TryResume(Deadline deadline);
+    Task<bool> LoginAgain(Deadline deadline);
+    Task<bool> EnterAgain(Deadline deadline);
+    Cursor TakenCursor() const;
+    void End(const QString& reason);
+
+    Task<void> Tick();
+    void State(LinkState::Phase phase, const QString& text);
+    QString Details() const;
+    QString TakeUndelivered();
+    void Say(const QString& text);
+
+    boost::asio::io_context& mIo;
+    const std::shared_ptr<const TlsContext> mContext;
+    EventQueue& mQueue;
+    const SessionNeeds mNeeds;
+
+    Target mTarget;
+    std::string mDoor;                        // of the personal service; goes into Hello
+    std::string mExpectedKey;                 // personal: the key in the door file
+    TlsPeer mTrusted;                         // who answered when the user logged in
+    std::shared_ptr<Connection> mConnection;  // null: none stands
+    ItemReader mReader;
+    std::uint32_t mLastCall = 0;
+    std::map<std::uint32_t, std::shared_ptr<PendingCall>> mPending;
+    boost::asio::steady_timer mChanged, mTick;
+
+    LoginWords mWords;
+    std::string mHandle;
+    std::uint64_t mStream = 0;
+    Phase mPhase = Phase::Idle;
+    bool mLeaving = false;  // Leave or Logout is under way
+    bool mReturning = false;
+    bool mReady = false;  // the connection stands, logged in, and seated if there is a seat
+    std::chrono::milliseconds mAskedWait{0};  // the service asked for this pause
+    std::optional<Seat> mSeat;
+
+    Outbox mOutbox;
+    Lanes mLanes{mOutbox};
+    Incoming mIncoming;
+    ReadMarks mReported;
+    std::uint64_t mReportedLive = 0;
+    std::uint64_t mReconnects = 0;
+    Traffic mEarlier;  // of the connections before
+    std::mt19937_64 mRandom{std::random_device{}()};
+
+    mutable std::mutex mEndMutex;
+    QString mEndReason;
+};
+
+}  // namespace zephyl::link

@@ -1,0 +1,211 @@
+// What the relay says, and what people are told of it.
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "service/link/session_parts.h"
+
+namespace zephyl::link {
+
+namespace asio = boost::asio;
+
+std::string RefusalText(Result result)
+{
+    switch (result) {
+        case RESULT_OK: return {};
+        case RESULT_WRONG: return "The handle or the password is wrong.";
+        case RESULT_LATER: return "The service is busy. Try again in a moment.";
+        case RESULT_TAKEN_OVER: return "This handle is logged in from another place.";
+        case RESULT_IN_USE: return "The meeting code is in use.";
+        case RESULT_NOT_FOUND: return "No meeting has this code.";
+        case RESULT_NOT_PERMITTED: return "This handle may not enter the meeting.";
+        case RESULT_ENDED: return "The meeting has ended.";
+        case RESULT_FULL: return "The meeting is full.";
+        case RESULT_NO_MAIL: return "This service has no mail.";
+        default: return "The service refused.";
+    }
+}
+
+void Session::OnFrame(const FrameView& frame)
+{
+    const Header& header = frame.header;
+    switch (header.message_case()) {
+        case Header::kLoggedIn: return OnAnswer(header.logged_in().call(), header);
+        case Header::kEntered: return OnAnswer(header.entered().call(), header);
+        case Header::kResumed: return OnAnswer(header.resumed().call(), header);
+        case Header::kLeft: return OnAnswer(header.left().call(), header);
+        case Header::kLoggedOut: return OnAnswer(header.logged_out().call(), header);
+        case Header::kPasswordSent: return OnAnswer(header.password_sent().call(), header);
+        case Header::kAccepted:
+            mOutbox.Accepted(header.accepted().talk(), header.accepted().board());
+            return NotifyChanged();
+        case Header::kRefused: return OnRefused(header.refused());
+        case Header::kSkipped:
+            mIncoming.OnSkipped(header.skipped());
+            return Say(
+                QStringLiteral("Something is missing: it was too long ago for the service to keep it."));
+        case Header::kBye: return OnBye(header.bye());
+        case Header::kItem:
+        case Header::kLive:
+        case Header::kMore: return OnItem(frame);
+        default: return;  // newer peers may say more
+    }
+}
+
+void Session::OnItem(const FrameView& frame)
+{
+    const auto item = mReader.Take(frame);
+    if (!item) return;
+    if (item->header.has_live()) {
+        mIncoming.OnLive(*item);
+        return ReportRead();
+    }
+    if (item->header.item().has_notice()) Say(QString::fromStdString(item->header.item().notice().text()));
+    mIncoming.OnItem(*item);
+    if (mLeaving) ReportRead();
+}
+
+void Session::OnRefused(const Refused& refused)
+{
+    const OutboxEntryPtr entry = mOutbox.Refused(refused.channel(), refused.number());
+    if (entry)
+        Say(UndeliveredText({entry}) + QStringLiteral(" (%1)").arg(QString::fromStdString(refused.reason())));
+    NotifyChanged();
+}
+
+void Session::OnBye(const Bye& bye)
+{
+    const QString text = QString::fromStdString(bye.text());
+    switch (bye.reason()) {
+        case BYE_VERSION: return End(QStringLiteral("The service speaks another version."));
+        case BYE_TAKEN_OVER: return End(QStringLiteral("This handle has logged in from another place."));
+        case BYE_KICKED:
+            return End(text.isEmpty() ? QStringLiteral("You were removed from the meeting.") : text);
+        case BYE_ENDED: return End(text.isEmpty() ? QStringLiteral("The service ended the session.") : text);
+        default: break;
+    }
+    mAskedWait = std::chrono::milliseconds(bye.wait_ms());
+    const std::string reason = bye.text().empty() ? "the service closed the connection" : bye.text();
+    CloseConnection(reason);
+    OnLost(reason);
+}
+
+void Session::TakePlace(const Place& place)
+{
+    mSeat->meeting = place.meeting();
+    mSeat->number = place.seat();
+    mSeat->token = place.token();
+    mReported = {};
+    mOutbox.Resume(place.have().talk(), place.have().board());
+    mLanes.SetOpen(true);
+    mReady = true;
+    NotifyChanged();
+    mConnection->Wake();
+}
+
+void Session::End(const QString& reason)
+{
+    if (!EndReason().isEmpty() || mPhase == Phase::Idle) return;
+    {
+        const std::lock_guard lock(mEndMutex);
+        mEndReason = reason;
+    }
+    const QString undelivered = TakeUndelivered();
+    if (mPhase == Phase::Seated && !mLeaving) mIncoming.End(mIncoming.Entry());
+    Drop();
+    State(LinkState::Phase::Ended, undelivered.isEmpty() ? reason : reason + u' ' + undelivered);
+}
+
+QString Session::EndReason() const
+{
+    const std::lock_guard lock(mEndMutex);
+    return mEndReason;
+}
+
+// --- telling people ------------------------------------------------------------------------------------
+
+void Session::Say(const QString& text)
+{
+    mNeeds.log(text);
+    State(mReady ? LinkState::Phase::Connected : LinkState::Phase::Cut, text);
+}
+
+void Session::State(LinkState::Phase phase, const QString& text)
+{
+    mQueue.PushState(LinkState{phase, text, Details()});
+}
+
+QString Session::Details() const
+{
+    const LinkStats stats = Stats();
+    QString details = QStringLiteral("TLS over TCP");
+    if (stats.roundTripMicroseconds > 0)
+        details +=
+            QStringLiteral(", round trip %1 ms").arg(double(stats.roundTripMicroseconds) / 1000, 0, 'f', 1);
+    return details +
+           QStringLiteral(", %1 bytes sent, %2 bytes received").arg(stats.bytesOut).arg(stats.bytesIn);
+}
+
+LinkStats Session::Stats() const
+{
+    const ReadMarks marks = mQueue.Marks(false);
+    LinkStats stats;
+    stats.outbox = mOutbox.Count();
+    stats.numberTalk = mOutbox.Highest(CHANNEL_TALK);
+    stats.numberBoard = mOutbox.Highest(CHANNEL_BOARD);
+    stats.acceptedTalk = mOutbox.AcceptedUpTo(CHANNEL_TALK);
+    stats.acceptedBoard = mOutbox.AcceptedUpTo(CHANNEL_BOARD);
+    stats.cursorTalk = marks.talk;
+    stats.cursorBoard = marks.board;
+    stats.reconnects = mReconnects;
+    const Traffic now = mConnection ? mConnection->Counts() : Traffic{};
+    stats.bytesIn = mEarlier.bytesIn + now.bytesIn;
+    stats.bytesOut = mEarlier.bytesOut + now.bytesOut;
+    stats.roundTripMicroseconds = std::uint64_t(now.roundTrip.count());
+    return stats;
+}
+
+/// Once a second: what was taken meanwhile is reported, and the figures for the tooltip now and then.
+asio::awaitable<void> Session::Tick()
+{
+    const auto self = shared_from_this();
+    for (int seconds = 1; mPhase != Phase::Idle; ++seconds) {
+        mTick.expires_after(kReadEvery);
+        co_await mTick.async_wait(asio::as_tuple(asio::use_awaitable));
+        if (mPhase == Phase::Idle) co_return;
+        ReportRead();
+        if (mReady && seconds % kDetailsEverySeconds == 0) State(LinkState::Phase::Connected, {});
+    }
+}
+
+QString Session::TakeUndelivered()
+{
+    const QString text = UndeliveredText(mOutbox.TakeAll());
+    if (!text.isEmpty()) mNeeds.log(text);
+    return text;
+}
+
+QString UndeliveredText(const std::vector<OutboxEntryPtr>& entries)
+{
+    std::map<std::pair<QString, bool>, int> counts;
+    for (const OutboxEntryPtr& entry : entries) {
+        QStringList to;
+        for (const std::string& handle : entry->what.audience.handles) to += QString::fromStdString(handle);
+        const QString whom =
+            entry->what.audience.everyone ? QStringLiteral("everyone") : to.join(QStringLiteral(", "));
+        ++counts[{whom, entry->channel == CHANNEL_BOARD}];
+    }
+    QStringList parts;
+    for (const auto& [what, count] : counts) {
+        const QString noun = what.second ? QStringLiteral("drawing") : QStringLiteral("line");
+        parts += QStringLiteral("%1 %2%3 to %4")
+                     .arg(count)
+                     .arg(noun, count == 1 ? QString() : QStringLiteral("s"), what.first);
+    }
+    return parts.isEmpty() ? QString()
+                           : QStringLiteral("Not delivered: %1.").arg(parts.join(QStringLiteral("; ")));
+}
+
+}  // namespace zephyl::link

@@ -1,0 +1,157 @@
+// The way back after a cut: resume, else log in again and enter the same meeting, until it works or the
+// service says that there is nothing to come back to.
+
+#include <algorithm>
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "service/link/session_parts.h"
+
+namespace zephyl::link {
+
+namespace asio = boost::asio;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::chrono::milliseconds kFirstPause = 250ms;
+constexpr std::chrono::milliseconds kLongestPause = 15s;
+
+/// There is nothing to come back to.
+struct EndedForGood : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+Deadline CallTime()
+{
+    return std::chrono::steady_clock::now() + kCallTime;
+}
+
+}  // namespace
+
+void Session::OnLost(const std::string& reason)
+{
+    CloseConnection(reason);
+    if (mPhase == Phase::Idle || mReturning) return;
+    mNeeds.log(
+        QStringLiteral("The connection to the service is lost: %1").arg(QString::fromStdString(reason)));
+    State(LinkState::Phase::Cut, QStringLiteral("The connection is interrupted; trying again."));
+    NotifyChanged();
+    mReturning = true;
+    const auto self = shared_from_this();
+    asio::co_spawn(
+        mIo, [self] { return self->Return(); }, asio::detached);
+}
+
+asio::awaitable<void> Session::Return()
+{
+    const auto self = shared_from_this();
+    std::chrono::milliseconds pause = kFirstPause;
+    while (mPhase != Phase::Idle) {
+        std::uniform_real_distribution<double> jitter(0.75, 1.25);
+        const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(pause * jitter(mRandom));
+        asio::steady_timer timer(mIo, std::max(wait, std::exchange(mAskedWait, 0ms)));
+        co_await timer.async_wait(asio::as_tuple(asio::use_awaitable));
+        if (mPhase == Phase::Idle) break;
+        pause = std::min(pause * 2, kLongestPause);
+        try {
+            if (co_await ReturnOnce()) break;
+        } catch (const EndedForGood& e) {
+            End(QString::fromUtf8(e.what()));
+        } catch (const std::exception& e) {
+            CloseConnection(e.what());
+        }
+    }
+    mReturning = false;
+    NotifyChanged();
+}
+
+/// False: not yet. Throws EndedForGood, or whatever the connection throws.
+asio::awaitable<bool> Session::ReturnOnce()
+{
+    std::shared_ptr<Connection> connection = co_await OpenTarget();
+    if (mPhase == Phase::Idle) co_return true;
+    const TlsPeer& peer = connection->Peer();
+    const bool same = mTarget.personal
+                          ? peer.fingerprint == mExpectedKey
+                          : peer.fingerprint == mTrusted.fingerprint || (mTrusted.vouched && peer.vouched);
+    if (!same) throw EndedForGood("The key of the service has changed.");
+    mConnection = std::move(connection);
+    Greet();
+    const bool resumed = mSeat && co_await TryResume(CallTime());
+    bool back = resumed;
+    if (!back) back = co_await LoginAgain(CallTime()) && (!mSeat || co_await EnterAgain(CallTime()));
+    if (!back || !mConnection) {
+        CloseConnection("not yet");
+        co_return false;
+    }
+    ++mReconnects;
+    mReady = true;
+    State(LinkState::Phase::Connected,
+          resumed ? QStringLiteral("The connection is back.") : QStringLiteral("Back in the meeting."));
+    NotifyChanged();
+    co_return true;
+}
+
+Cursor Session::TakenCursor() const
+{
+    const ReadMarks marks = mQueue.Marks(false);
+    Cursor cursor;
+    cursor.set_talk(marks.talk);
+    cursor.set_board(marks.board);
+    return cursor;
+}
+
+asio::awaitable<bool> Session::TryResume(Deadline deadline)
+{
+    Header header;
+    Resume& resume = *header.mutable_resume();
+    resume.set_call(++mLastCall);
+    resume.set_meeting(mSeat->meeting);
+    resume.set_seat(mSeat->number);
+    resume.set_token(mSeat->token);
+    *resume.mutable_cursor() = TakenCursor();
+    const Header answer = co_await Call(header, mLastCall, deadline);
+    if (!mSeat || answer.resumed().result() != RESULT_OK) co_return false;
+    TakePlace(answer.resumed().place());
+    mIncoming.Return(answer.resumed().place());
+    co_return true;
+}
+
+asio::awaitable<bool> Session::LoginAgain(Deadline deadline)
+{
+    const LoggedIn answer = co_await AskLogin(true, deadline);
+    switch (answer.result()) {
+        case RESULT_OK: co_return true;
+        case RESULT_WRONG:
+        case RESULT_TAKEN_OVER: throw EndedForGood(RefusalText(answer.result()));
+        default: mAskedWait = std::chrono::milliseconds(answer.wait_ms()); co_return false;
+    }
+}
+
+asio::awaitable<bool> Session::EnterAgain(Deadline deadline)
+{
+    Header header;
+    zephyl::Enter& enter = *header.mutable_enter();
+    enter.set_call(++mLastCall);
+    enter.set_code(mSeat->code);
+    enter.set_rejoin(mSeat->meeting);
+    *enter.mutable_cursor() = TakenCursor();
+    const Header answer = co_await Call(header, mLastCall, deadline);
+    const Entered& entered = answer.entered();
+    switch (entered.result()) {
+        case RESULT_OK: break;
+        case RESULT_ENDED:
+        case RESULT_NOT_FOUND:
+        case RESULT_NOT_PERMITTED: throw EndedForGood(RefusalText(entered.result()));
+        default: mAskedWait = std::chrono::milliseconds(entered.wait_ms()); co_return false;
+    }
+    if (!mSeat) co_return true;
+    TakePlace(entered.place());
+    mIncoming.Return(entered.place());
+    co_return true;
+}
+
+}  // namespace zephyl::link

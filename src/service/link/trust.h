@@ -1,0 +1,24 @@
+#pragma once
+// Whom the link talks to. Pure.
+
+#include <optional>
+#include <string>
+
+namespace zephyl::link {
+
+enum class Trust { Yes, Ask, Changed };
+
+/// `vouched`: an authority of this machine vouches for the key under the name that was asked for. `pinned`:
+/// the key that the user accepted before. A pinned key that changed is refused unless an authority vouches
+/// for the new one; without both the user is asked.
+Trust Judge(const std::string& fingerprint, bool vouched, const std::optional<std::string>& pinned);
+
+struct ServiceAddress {
+    std::string host;
+    unsigned short port = 0;
+};
+/// "HOST", "HOST:PORT", "[V6]:PORT" or a bare V6 address, blanks at the ends ignored; the default port where
+/// none is named. None: not an address.
+std::optional<ServiceAddress> ReadServiceAddress(std::string text);
+
+}  // namespace zephyl::link
