@@ -9,7 +9,10 @@ namespace {
 
 constexpr QChar kBlank = u' ';
 
-bool IsDigit(QChar c) { return c >= u'0' && c <= u'9'; }
+bool IsDigit(QChar c)
+{
+    return c >= u'0' && c <= u'9';
+}
 
 /// How many characters from the start of `text` form a decimal number; 0 when there is none.
 qsizetype NumberLength(QStringView text)
@@ -57,6 +60,18 @@ QStringView SkipBlanks(QStringView text)
     return text;
 }
 
+/// A time format without its time-zone letters ("t" outside quotes), their brackets and blanks.
+QString WithoutZone(const QString& format)
+{
+    QString kept;
+    bool quoted = false;
+    for (const QChar c : format) {
+        if (c == u'\'') quoted = !quoted;
+        if (quoted || (c != u't' && c != u'(' && c != u')')) kept += c;
+    }
+    return kept.trimmed();
+}
+
 }  // namespace
 
 QString Trim(const QString& text)
@@ -73,7 +88,10 @@ QString TrimAtNull(const QString& text)
     return at < 0 ? text : text.left(at);
 }
 
-double RoundHalfEven(double value) { return std::nearbyint(value); }   // the default rounding mode
+double RoundHalfEven(double value)
+{
+    return std::nearbyint(value);
+}  // the default rounding mode
 
 std::optional<double> WholeNumber(QStringView text)
 {
@@ -106,11 +124,14 @@ QString SingleText(float value)
     return QString::fromLatin1(text.data(), end.ptr - text.data());
 }
 
-QString BooleanText(bool value) { return value ? QStringLiteral("True") : QStringLiteral("False"); }
+QString BooleanText(bool value)
+{
+    return value ? QStringLiteral("True") : QStringLiteral("False");
+}
 
 QString GeneralDate(const QDateTime& when)
 {
     const QLocale locale;
-    return locale.toString(when.date(), QLocale::ShortFormat) + u' ' +
-           locale.toString(when.time(), QLocale::LongFormat).section(u' ', 0, -1);
+    return locale.toString(when.date(), QLocale::ShortFormat) + kBlank +
+           locale.toString(when.time(), WithoutZone(locale.timeFormat(QLocale::LongFormat)));
 }

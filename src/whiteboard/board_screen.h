@@ -1,6 +1,7 @@
 #pragma once
 // What records, sending and tools need of the board's view. User-interface thread only.
 
+#include <QImage>
 #include <QSize>
 #include <QString>
 
@@ -52,4 +53,9 @@ public:
     /// Sets a scroll bar's value and thereby moves the board. Throws std::out_of_range, which names the
     /// range, when the value is outside the bar's range; nothing moves then.
     virtual void SetScroll(Bar bar, int value) = 0;
+
+    /// The Tools menu at the mouse position.
+    virtual void ShowToolsMenu() = 0;
+    /// The visible part of the window's interior below the toolbar, as it stands on the screen.
+    virtual QImage GrabVisible() = 0;
 };

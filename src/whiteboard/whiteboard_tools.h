@@ -38,9 +38,10 @@ inline constexpr int kNoBox = -1;
 /// What the whiteboard asks of the rest of the program; filled by whoever makes the window. An empty one does
 /// nothing.
 struct WhiteboardHooks {
-    std::function<void()> endProgram;        // toolbar's Exit
-    std::function<void()> showShareApp;      // shows frmShareApp and returns once it has closed
-    std::function<void()> raiseShareWindow;  // gShareWindow: normal state, on top, not moved or sized
+    std::function<void()> endProgram;                        // toolbar's Exit
+    std::function<void()> showShareApp;                      // modal; leaves its choice in gShareWindow
+    std::function<void(qint16 x, qint16 y)> startSharingAt;  // a click with the App tool
+    std::function<void()> stopSharing;                       // the App button while sharing runs
 };
 
 struct WhiteboardTools {
@@ -58,6 +59,7 @@ struct WhiteboardTools {
     int colourBox = 1, widthBox = 0;  // the bordered boxes; kNoBox: none
 
     std::unique_ptr<Tool> action;  // between press and release; null otherwise
+    BoardPoint actionAt;           // its last point
     int remoteSteps = 0;           // undo and redo records in a row
     std::chrono::steady_clock::time_point remoteStepEnd{};
     bool catchingUp = false;  // records of before the user entered: no waits

@@ -8,7 +8,7 @@
 
 class FakeCamera final : public CameraPort {
 public:
-    std::map<int, CameraFormat> plugged;   // by index: what can be connected, in the format it starts with
+    std::map<int, CameraFormat> plugged;  // by index: what can be connected, in the format it starts with
     std::vector<CameraFormat> offered;
     bool refuseFormats = false;
     QStringList calls;
@@ -40,13 +40,19 @@ public:
         return true;
     }
     void SetPreviewRate(std::chrono::milliseconds wanted) override { rate = wanted; }
-    void SetPreview(bool on) override { calls += on ? QStringLiteral("preview on") : QStringLiteral("preview off"); }
+    void SetPreview(bool on) override
+    {
+        calls += on ? QStringLiteral("preview on") : QStringLiteral("preview off");
+    }
     void SetFrameCallback(std::function<void(const CameraFrame&)> callback) override
     {
         calls += callback ? QStringLiteral("callback on") : QStringLiteral("callback off");
         mOnFrame = std::move(callback);
     }
-    void SetLostCallback(std::function<void(const QString&)> callback) override { mOnLost = std::move(callback); }
+    void SetLostCallback(std::function<void(const QString&)> callback) override
+    {
+        mOnLost = std::move(callback);
+    }
 
     /// The driver has a frame in its format, all of one grey.
     void Frame(char grey = 100)

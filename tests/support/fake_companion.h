@@ -8,12 +8,13 @@
 class FakeCompanion final : public CompanionPort {
 public:
     bool running = false;
-    QStringList journal;   // "start hidden", "1225 text", ...
+    QStringList journal;  // "start hidden", "1225 text", ...
 
     bool Running() override { return running; }
     void Start(CompanionShow show) override
     {
-        journal += show == CompanionShow::Hidden ? QStringLiteral("start hidden") : QStringLiteral("start shown");
+        journal +=
+            show == CompanionShow::Hidden ? QStringLiteral("start hidden") : QStringLiteral("start shown");
     }
     bool Send(int number, const QByteArray& text) override
     {

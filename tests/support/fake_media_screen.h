@@ -12,7 +12,7 @@ public:
     int fps = -1, quality = 65;
     QImage preview;
     int previews = 0, shareDialogs = 0;
-    std::optional<CameraFormat> choice;   // ChooseFormat's answer
+    std::optional<CameraFormat> choice;  // ChooseFormat's answer
 
     void SetFormatCaption(const QString& text) override { caption = text; }
     void SetFormatEnabled(bool enabled) override { formatEnabled = enabled; }

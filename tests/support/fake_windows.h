@@ -12,7 +12,7 @@ public:
     static constexpr WindowId kDesktop = 1;
     QString whyNot;
     std::vector<WindowInfo> topLevel;
-    std::map<WindowId, QImage> pictures{{kDesktop, QImage(64, 48, QImage::Format_RGB32)}};   // what exists
+    std::map<WindowId, QImage> pictures{{kDesktop, QImage(64, 48, QImage::Format_RGB32)}};  // what exists
     WindowId foreground = 0;
     std::vector<WindowId> raised;
     int captures = 0;

@@ -1,0 +1,82 @@
+#include "platform/linux/x11_companion.h"
+
+#include <signal.h>
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr qsizetype kLongestAtom = 255;  // bytes
+}
+
+X11Companion::X11Companion(const QString& folder, const QByteArray& display)
+    : mFolder(folder), mDisplay(display)
+{
+}
+
+X11Companion::~X11Companion() = default;
+
+bool X11Companion::Ready()
+{
+    if (!mConnection || !mConnection->Alive()) mConnection = X11Connection::Open(mDisplay);
+    if (mConnection) mConnection->Begin();
+    return mConnection != nullptr;
+}
+
+bool X11Companion::Running()
+{
+    return Ready() && Find() != 0;
+}
+
+/// A hidden companion is in no list of the window manager, so the tree itself is searched: the screen's
+/// children and theirs, because a shown one has a frame.
+xcb_window_t X11Companion::Find()
+{
+    const auto children = mConnection->Children(mConnection->Screen().root);
+    for (const xcb_window_t window : children)
+        if (IsCompanion(window)) return window;
+    for (const xcb_window_t frame : children)
+        for (const xcb_window_t window : mConnection->Children(frame))
+            if (IsCompanion(window)) return window;
+    return 0;
+}
+
+bool X11Companion::IsCompanion(xcb_window_t window)
+{
+    const QList<QByteArray> names = mConnection->Bytes(window, "WM_CLASS").split('\0');
+    if (!names.contains("VoktalClass")) return false;
+    return mConnection->Bytes(window, "_NET_WM_NAME") == "Voktal" ||
+           mConnection->Bytes(window, "WM_NAME") == "Voktal";
+}
+
+void X11Companion::Start(CompanionShow show)
+{
+    if (mStarted > 0 && kill(pid_t(mStarted), 0) == 0) return;  // on its way; its window will come
+    QProcess companion;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"VOKTAL_SHOW"_s, show == CompanionShow::Hidden ? u"0"_s : u"5"_s);
+    companion.setProcessEnvironment(environment);
+    companion.setProgram(mFolder + u"/Voktal"_s);
+    companion.setStandardInputFile(QProcess::nullDevice());
+    if (!companion.startDetached(&mStarted)) mStarted = 0;
+}
+
+bool X11Companion::Send(int number, const QByteArray& text)
+{
+    if (text.size() > kLongestAtom || !Ready()) return false;
+    const xcb_window_t window = Find();
+    if (window == 0) return false;
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = mConnection->Atom("VOKTAL_MESSAGE");
+    event.data.data32[0] = quint32(number);
+    event.data.data32[2] = text.isEmpty() ? quint32(XCB_ATOM_NONE) : mConnection->Atom(text);
+    xcb_send_event(mConnection->Raw(), 0, window, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char*>(&event));
+    return mConnection->Settle();
+}

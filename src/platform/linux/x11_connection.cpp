@@ -1,0 +1,133 @@
+#include "platform/linux/x11_connection.h"
+
+#include <poll.h>
+#include <xcb/xcbext.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(1);
+constexpr unsigned kLongestProperty = 64 * 1024;  // bytes; a window's own, so anything may stand there
+
+xcb_screen_t* ScreenOf(xcb_connection_t* connection, int number)
+{
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
+    for (; screens.rem > 1 && number > 0; --number) xcb_screen_next(&screens);
+    return screens.rem > 0 ? screens.data : nullptr;
+}
+
+}  // namespace
+
+std::shared_ptr<X11Connection> X11Connection::Open(const QByteArray& display)
+{
+    int number = 0;
+    xcb_connection_t* connection = xcb_connect(display.isEmpty() ? nullptr : display.constData(), &number);
+    xcb_screen_t* screen = xcb_connection_has_error(connection) ? nullptr : ScreenOf(connection, number);
+    if (screen) return std::shared_ptr<X11Connection>(new X11Connection(connection, screen));
+    xcb_disconnect(connection);
+    return nullptr;
+}
+
+X11Connection::X11Connection(xcb_connection_t* connection, xcb_screen_t* screen)
+    : mConnection(connection), mScreen(screen)
+{
+    Begin();
+}
+
+X11Connection::~X11Connection()
+{
+    xcb_disconnect(mConnection);
+}
+
+void X11Connection::Begin()
+{
+    mDeadline = std::chrono::steady_clock::now() + kPatience;
+    SawError();
+}
+
+void* X11Connection::Wait(unsigned sequence)
+{
+    xcb_flush(mConnection);
+    for (;;) {
+        void* reply = nullptr;
+        xcb_generic_error_t* error = nullptr;
+        if (xcb_poll_for_reply(mConnection, sequence, &reply, &error)) {
+            std::free(error);
+            return reply;
+        }
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(mDeadline - std::chrono::steady_clock::now());
+        pollfd server{xcb_get_file_descriptor(mConnection), POLLIN, 0};
+        if (left.count() <= 0 || !Alive() || poll(&server, 1, int(left.count())) == 0) break;
+    }
+    xcb_discard_reply(mConnection, sequence);
+    return nullptr;
+}
+
+/// Empties the queue. Nothing in it is for us but errors: we listen to no events.
+bool X11Connection::SawError()
+{
+    bool saw = false;
+    while (xcb_generic_event_t* event = xcb_poll_for_event(mConnection)) {
+        saw |= event->response_type == 0;
+        std::free(event);
+    }
+    return saw;
+}
+
+bool X11Connection::Settle()
+{
+    const auto done = Answer<xcb_get_input_focus_reply_t>(xcb_get_input_focus(mConnection));
+    return done && !SawError();
+}
+
+xcb_atom_t X11Connection::Atom(const QByteArray& name)
+{
+    if (const auto known = mAtoms.find(name); known != mAtoms.end()) return known->second;
+    const auto made = Answer<xcb_intern_atom_reply_t>(
+        xcb_intern_atom(mConnection, 0, uint16_t(name.size()), name.constData()));
+    return made ? mAtoms[name] = made->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+
+QByteArray X11Connection::Bytes(xcb_window_t window, const char* property)
+{
+    const auto reply = Answer<xcb_get_property_reply_t>(
+        xcb_get_property(mConnection, 0, window, Atom(property), XCB_ATOM_ANY, 0, kLongestProperty / 4));
+    if (!reply || reply->format != 8) return {};
+    return {static_cast<const char*>(xcb_get_property_value(reply.get())),
+            xcb_get_property_value_length(reply.get())};
+}
+
+std::vector<quint32> X11Connection::Numbers(xcb_window_t window, const char* property)
+{
+    const auto reply = Answer<xcb_get_property_reply_t>(
+        xcb_get_property(mConnection, 0, window, Atom(property), XCB_ATOM_ANY, 0, kLongestProperty / 4));
+    if (!reply || reply->format != 32) return {};
+    std::vector<quint32> numbers(size_t(xcb_get_property_value_length(reply.get())) / 4);
+    if (!numbers.empty())
+        std::memcpy(numbers.data(), xcb_get_property_value(reply.get()), numbers.size() * 4);
+    return numbers;
+}
+
+std::vector<xcb_window_t> X11Connection::Children(xcb_window_t window)
+{
+    const auto reply = Answer<xcb_query_tree_reply_t>(xcb_query_tree(mConnection, window));
+    if (!reply) return {};
+    const xcb_window_t* first = xcb_query_tree_children(reply.get());
+    return {first, first + xcb_query_tree_children_length(reply.get())};
+}
+
+void X11Connection::TellRoot(xcb_window_t window, const char* type, const std::array<quint32, 5>& data)
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = Atom(type);
+    std::ranges::copy(data, event.data.data32);
+    xcb_send_event(mConnection, 0, mScreen->root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&event));
+}

@@ -1,0 +1,64 @@
+#pragma once
+// A connection to the X server of our own, beside the toolkit's: what vanishes under our hands is an answer
+// here, never an error in somebody else's handler. User-interface thread only.
+
+#include <xcb/xcb.h>
+
+#include <QByteArray>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <vector>
+
+struct FreeReply {
+    void operator()(void* reply) const { std::free(reply); }
+};
+template <class T>
+using XReply = std::unique_ptr<T, FreeReply>;
+
+class X11Connection {
+public:
+    /// `display` as in DISPLAY; "": that one. Null when the server cannot be reached.
+    static std::shared_ptr<X11Connection> Open(const QByteArray& display);
+    ~X11Connection();
+    X11Connection(const X11Connection&) = delete;
+    X11Connection& operator=(const X11Connection&) = delete;
+
+    xcb_connection_t* Raw() const { return mConnection; }
+    const xcb_screen_t& Screen() const { return *mScreen; }
+    bool Alive() const { return xcb_connection_has_error(mConnection) == 0; }
+
+    /// Begins one call of a port: together its answers may take one second; after that every Answer is null
+    /// at once. Forgets errors of earlier calls.
+    void Begin();
+    /// The answer to a request; null when the server refused it or the time is over.
+    template <class T, class Cookie>
+    XReply<T> Answer(Cookie cookie)
+    {
+        return XReply<T>(static_cast<T*>(Wait(cookie.sequence)));
+    }
+    /// Waits until the server has done everything asked so far. False: it refused something since Begin, or
+    /// the time is over.
+    bool Settle();
+
+    xcb_atom_t Atom(const QByteArray& name);
+    /// A property as 32-bit numbers or as bytes; empty when there is none of that kind.
+    std::vector<quint32> Numbers(xcb_window_t window, const char* property);
+    QByteArray Bytes(xcb_window_t window, const char* property);
+    /// Children, the topmost last.
+    std::vector<xcb_window_t> Children(xcb_window_t window);
+    /// Tells the root (and so the window manager) about `window`.
+    void TellRoot(xcb_window_t window, const char* type, const std::array<quint32, 5>& data);
+
+private:
+    explicit X11Connection(xcb_connection_t* connection, xcb_screen_t* screen);
+    void* Wait(unsigned sequence);
+    bool SawError();
+
+    xcb_connection_t* mConnection;
+    xcb_screen_t* mScreen;
+    std::map<QByteArray, xcb_atom_t> mAtoms;
+    std::chrono::steady_clock::time_point mDeadline;
+};

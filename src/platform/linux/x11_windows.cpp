@@ -1,0 +1,191 @@
+#include "platform/linux/x11_windows.h"
+
+#include <unistd.h>
+#include <xcb/res.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype kLongestTitle = 1024;
+constexpr int kDeepestNesting = 64;  // windows above a window; a bound for a tree that changes meanwhile
+constexpr quint32 kFromUser = 2;     // the source that window managers obey at once
+
+}  // namespace
+
+QString WhyWindowsAreHidden(const QString& sessionType, const QString& waylandDisplay)
+{
+    if (sessionType != u"wayland"_s && waylandDisplay.isEmpty()) return {};
+    return u"This desktop session runs on Wayland, where programs cannot see each other's windows. "
+           "To share a window or the screen, log in with an X11 session."_s;
+}
+
+X11Windows::X11Windows(const QString& hidden, const QByteArray& display) : mHidden(hidden), mDisplay(display)
+{
+}
+
+X11Windows::~X11Windows() = default;
+
+bool X11Windows::Ready() const
+{
+    if (!mHidden.isEmpty()) return false;
+    if (!mConnection || !mConnection->Alive()) {
+        mCapture.reset();
+        mConnection = X11Connection::Open(mDisplay);
+        if (mConnection) mCapture = std::make_unique<X11Capture>(mConnection);
+    }
+    if (mConnection) mConnection->Begin();
+    return mConnection != nullptr;
+}
+
+QString X11Windows::WhyNot() const
+{
+    if (!mHidden.isEmpty()) return mHidden;
+    if (!Ready()) return u"Windows cannot be shared, because there is no X11 display."_s;
+    if (!mCapture->Possible()) return u"Windows cannot be shared from a display without 24-bit colours."_s;
+    return {};
+}
+
+WindowId X11Windows::Desktop() const
+{
+    return Ready() ? mConnection->Screen().root : 0;
+}
+
+std::vector<WindowInfo> X11Windows::TopLevel()
+{
+    if (!Ready()) return {};
+    std::vector<WindowInfo> windows;
+    for (const xcb_window_t window : TopmostFirst())
+        if (CanBeShared(window)) windows.push_back({window, Title(window)});
+    return windows;
+}
+
+std::vector<xcb_window_t> X11Windows::TopmostFirst()
+{
+    const xcb_window_t root = mConnection->Screen().root;
+    std::vector<xcb_window_t> windows = mConnection->Numbers(root, "_NET_CLIENT_LIST_STACKING");
+    if (windows.empty()) windows = mConnection->Children(root);
+    std::ranges::reverse(windows);
+    return windows;
+}
+
+bool X11Windows::CanBeShared(xcb_window_t window)
+{
+    return IsViewable(window) && !HasAtom(window, "_NET_WM_STATE", "_NET_WM_STATE_HIDDEN") &&
+           !HasAtom(window, "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_DESKTOP") &&
+           !HasAtom(window, "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_DOCK") && !IsOwnProcessWindow(window);
+}
+
+bool X11Windows::IsViewable(xcb_window_t window)
+{
+    const auto attributes = mConnection->Answer<xcb_get_window_attributes_reply_t>(
+        xcb_get_window_attributes(mConnection->Raw(), window));
+    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+           attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
+}
+
+bool X11Windows::HasAtom(xcb_window_t window, const char* property, const char* value)
+{
+    const std::vector<quint32> atoms = mConnection->Numbers(window, property);
+    return std::ranges::find(atoms, mConnection->Atom(value)) != atoms.end();
+}
+
+/// The server knows the process of each local client; what windows say of themselves may be missing.
+bool X11Windows::IsOwnProcessWindow(xcb_window_t window)
+{
+    const std::vector<quint32> said = mConnection->Numbers(window, "_NET_WM_PID");
+    if (!said.empty()) return pid_t(said[0]) == getpid();
+    const xcb_res_client_id_spec_t whose{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    const auto reply = mConnection->Answer<xcb_res_query_client_ids_reply_t>(
+        xcb_res_query_client_ids(mConnection->Raw(), 1, &whose));
+    if (!reply) return false;
+    const auto ids = xcb_res_query_client_ids_ids_iterator(reply.get());
+    return ids.rem > 0 && xcb_res_client_id_value_value_length(ids.data) > 0 &&
+           pid_t(*xcb_res_client_id_value_value(ids.data)) == getpid();
+}
+
+QString X11Windows::Title(xcb_window_t window)
+{
+    QString title = QString::fromUtf8(mConnection->Bytes(window, "_NET_WM_NAME"));
+    if (title.isEmpty()) title = QString::fromLatin1(mConnection->Bytes(window, "WM_NAME"));
+    title.truncate(kLongestTitle);
+    const qsizetype end = title.indexOf(QChar(0));
+    return end < 0 ? title : title.left(end);
+}
+
+bool X11Windows::Exists(WindowId id)
+{
+    if (id == 0 || !Ready()) return false;
+    return mConnection->Answer<xcb_get_window_attributes_reply_t>(
+               xcb_get_window_attributes(mConnection->Raw(), xcb_window_t(id))) != nullptr;
+}
+
+WindowId X11Windows::Foreground()
+{
+    if (!Ready()) return 0;
+    const std::vector<quint32> active =
+        mConnection->Numbers(mConnection->Screen().root, "_NET_ACTIVE_WINDOW");
+    if (!active.empty()) return active[0];
+    const auto focus =
+        mConnection->Answer<xcb_get_input_focus_reply_t>(xcb_get_input_focus(mConnection->Raw()));
+    return focus && focus->focus > XCB_INPUT_FOCUS_POINTER_ROOT ? OutermostParent(focus->focus) : 0;
+}
+
+xcb_window_t X11Windows::OutermostParent(xcb_window_t window)
+{
+    for (int depth = 0; depth < kDeepestNesting; ++depth) {
+        const auto tree =
+            mConnection->Answer<xcb_query_tree_reply_t>(xcb_query_tree(mConnection->Raw(), window));
+        if (!tree) return 0;
+        if (tree->parent == tree->root || tree->parent == XCB_NONE) return window;
+        window = tree->parent;
+    }
+    return 0;
+}
+
+bool X11Windows::ManagerKnows(const char* request)
+{
+    return HasAtom(mConnection->Screen().root, "_NET_SUPPORTED", request);
+}
+
+/// The window manager restores, raises and activates; the window is in front only as long as the user leaves
+/// it there, nothing keeps it on top.
+void X11Windows::RaiseNormal(WindowId id)
+{
+    if (!Ready() || id == 0 || id == mConnection->Screen().root) return;
+    const auto window = xcb_window_t(id);
+    if (ManagerKnows("_NET_ACTIVE_WINDOW")) {
+        mConnection->TellRoot(window, "_NET_ACTIVE_WINDOW", {kFromUser, XCB_CURRENT_TIME, 0, 0, 0});
+    } else {
+        const quint32 above = XCB_STACK_MODE_ABOVE;
+        xcb_map_window(mConnection->Raw(), window);
+        xcb_configure_window(mConnection->Raw(), OutermostParent(window), XCB_CONFIG_WINDOW_STACK_MODE,
+                             &above);
+        xcb_set_input_focus(mConnection->Raw(), XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+    }
+    mConnection->Settle();
+}
+
+/// Where the window with its frame lies on the screen; empty when it has gone or lies outside.
+QRect X11Windows::OnScreen(xcb_window_t window)
+{
+    const auto root = mConnection->Answer<xcb_get_geometry_reply_t>(xcb_get_geometry(
+        mConnection->Raw(), mConnection->Screen().root));  // the screen may have been resized
+    if (!root) return {};
+    const QRect screen(0, 0, root->width, root->height);
+    if (window == mConnection->Screen().root) return screen;
+    const auto frame = mConnection->Answer<xcb_get_geometry_reply_t>(
+        xcb_get_geometry(mConnection->Raw(), OutermostParent(window)));
+    if (!frame) return {};
+    const int borders = 2 * frame->border_width;
+    return QRect(frame->x, frame->y, frame->width + borders, frame->height + borders) & screen;
+}
+
+Pixels X11Windows::Capture(WindowId id)
+{
+    if (!Ready() || !mCapture->Possible() || !IsViewable(xcb_window_t(id))) return {};
+    const QRect area = OnScreen(xcb_window_t(id));
+    return area.isEmpty() ? Pixels{} : mCapture->Grab(area);
+}

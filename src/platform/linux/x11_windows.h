@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QRect>
+#include <QString>
+#include <memory>
+
+#include "platform/linux/x11_capture.h"
+#include "platform/linux/x11_connection.h"
+#include "platform/windows.h"
+
+/// What to tell users of a session whose windows are hidden from programs; "" for one of X11. The arguments
+/// are the environment's XDG_SESSION_TYPE and WAYLAND_DISPLAY.
+QString WhyWindowsAreHidden(const QString& sessionType, const QString& waylandDisplay);
+
+/// Windows of an X11 desktop, as its window manager announces them; without one, what lies on the screen.
+class X11Windows final : public WindowsPort {
+public:
+    /// Connects at the first call. `hidden`: see WhyWindowsAreHidden. `display` as in DISPLAY, "": that one.
+    explicit X11Windows(const QString& hidden, const QByteArray& display = {});
+    ~X11Windows() override;
+
+    QString WhyNot() const override;
+    WindowId Desktop() const override;
+    std::vector<WindowInfo> TopLevel() override;
+    bool Exists(WindowId id) override;
+    WindowId Foreground() override;
+    void RaiseNormal(WindowId id) override;
+    Pixels Capture(WindowId id) override;
+
+private:
+    bool Ready() const;
+    std::vector<xcb_window_t> TopmostFirst();
+    bool CanBeShared(xcb_window_t window);
+    bool IsViewable(xcb_window_t window);
+    bool HasAtom(xcb_window_t window, const char* property, const char* value);
+    bool IsOwnProcessWindow(xcb_window_t window);
+    QString Title(xcb_window_t window);
+    xcb_window_t OutermostParent(xcb_window_t window);
+    QRect OnScreen(xcb_window_t window);
+    bool ManagerKnows(const char* request);
+
+    QString mHidden;
+    QByteArray mDisplay;
+    mutable std::shared_ptr<X11Connection> mConnection;  // made when first needed, made anew when it broke
+    mutable std::unique_ptr<X11Capture> mCapture;
+};

@@ -1,0 +1,59 @@
+#pragma once
+// The small controls on the board: the Line tool's rubber band, the pointer image, the text box.
+
+#include <QPlainTextEdit>
+#include <QWidget>
+#include <functional>
+
+#include "whiteboard/board_screen.h"
+
+struct ProcessState;
+
+/// lineTool: a line between two board points. Takes no mouse.
+class LineControl final : public QWidget {
+public:
+    explicit LineControl(QWidget* board);
+    void Show(const RubberBand& line);
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+
+private:
+    RubberBand mLine;
+};
+
+/// imgSelPointer.
+class PointerControl final : public QWidget {
+public:
+    PointerControl(ProcessState& state, QWidget* board);
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+
+private:
+    ProcessState& mState;
+};
+
+/// txtText: grows with what is typed. Enter sends, Shift+Enter breaks the line, Escape gives up.
+class TextBox final : public QPlainTextEdit {
+public:
+    TextBox(ProcessState& state, QWidget* board);
+
+    void SetLook(const TextLook& look);
+    void SetColour(quint32 colour);
+    /// Width and height of the text, and 5 pixels each.
+    void FitText();
+
+    std::function<void(bool)> focused;
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    ProcessState& mState;
+};

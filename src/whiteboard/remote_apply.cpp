@@ -1,0 +1,212 @@
+#include "whiteboard/remote_apply.h"
+
+#include <QElapsedTimer>
+#include <algorithm>
+#include <stdexcept>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "settings/settings.h"
+#include "whiteboard/board.h"
+#include "whiteboard/board_fonts.h"
+#include "whiteboard/board_screen.h"
+#include "whiteboard/history.h"
+#include "whiteboard/sending.h"
+#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/toolbar_screen.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int kSliceMilliseconds = 8;
+constexpr std::size_t kMostPointerSteps = 1200;  // a minute at 50 ms each
+constexpr float kLargestTwips = 32767 * 15;
+
+/// Who draws, and on what.
+struct Apply {
+    ProcessState& state;
+    const QString& from;
+
+    MeetingScreens& Form() const { return *state.gMeetingForm; }
+    Board& Image() const { return Form().Board().Image(); }
+    bool Earlier() const { return from.endsWith(u" (earlier)"_s); }
+    void Pause(std::chrono::milliseconds time) const
+    {
+        if (state.ports.waits && !Earlier()) state.ports.waits->Pause(time);
+    }
+};
+
+void RefuseDamaged(const std::optional<FieldError>& error)
+{
+    if (error) throw std::runtime_error(Describe(*error).toStdString());
+}
+
+/// Status text and snapshot of a record that drew.
+void Note(const Apply& apply)
+{
+    apply.Form().Board().Refresh();
+    SaveWBBuffer(apply.state, apply.from);
+    ShowLastModified(apply.state, apply.from);
+}
+
+/// How many segments to draw before looking at the clock again.
+std::size_t FirstBatch(int width)
+{
+    return std::size_t(std::clamp(4096 / DrawnWidth(width), 1, 256));
+}
+
+void DrawInSlices(const Apply& apply, const PenRecord& pen)
+{
+    const GateHold hold(apply.state.ports.gate);
+    std::span<const Segment> rest(pen.segments);
+    const std::size_t batch = FirstBatch(pen.width);
+    QElapsedTimer slice;
+    slice.start();
+    while (!rest.empty()) {
+        const std::size_t count = std::min(batch, rest.size());
+        apply.Image().Draw(rest.first(count), pen.width);
+        rest = rest.subspan(count);
+        if (rest.empty() || slice.elapsed() < kSliceMilliseconds) continue;
+        apply.Form().Board().Refresh();
+        if (apply.state.ports.waits) apply.state.ports.waits->Pause(0ms);
+        slice.restart();
+    }
+}
+
+void ApplyPen(const Apply& apply, QStringView payload)
+{
+    const auto read = ReadPen(payload);
+    DrawInSlices(apply, read.value);
+    RefuseDamaged(read.error);
+    Note(apply);
+}
+
+void ApplyBox(const Apply& apply, QStringView payload)
+{
+    const auto read = ReadBox(payload);
+    RefuseDamaged(read.error);
+    apply.Image().Draw(read.value);
+    Note(apply);
+}
+
+void ApplyCircle(const Apply& apply, QStringView payload)
+{
+    const auto read = ReadCircle(payload);
+    RefuseDamaged(read.error);
+    apply.Image().Draw(read.value);
+    Note(apply);
+}
+
+void ApplyText(const Apply& apply, QStringView payload)
+{
+    constexpr int kFontNameField = 4;
+    auto read = ReadText(payload);
+    const bool named = !read.error || read.error->field > kFontNameField;
+    if (named && FontExists(read.value.look.fontName))
+        apply.Image().SetFontName(
+            read.value.look.fontName);  // attributes stay, also when the rest is damaged
+    RefuseDamaged(read.error);
+    read.value.look.fontName = apply.Image().FontName();
+    apply.Image().Draw(read.value);
+    Note(apply);
+}
+
+void ApplyPointer(const Apply& apply, QStringView payload)
+{
+    const auto read = ReadPointer(payload);
+    const auto& points = read.value.points;
+    BoardScreen& screen = apply.Form().Board();
+    if (read.value.first) {
+        screen.MovePointer(*read.value.first);
+        screen.ShowPointer(true);
+    }
+    const std::size_t steps = std::min(points.size(), kMostPointerSteps);
+    for (std::size_t step = 1; step <= steps; ++step) {
+        const BoardPoint16 to = points[step * points.size() / steps - 1];  // the last one exactly
+        screen.MovePointer({float(to.x), float(to.y)});
+        apply.Pause(50ms);
+    }
+    RefuseDamaged(read.error);
+    ShowLastModified(apply.state, apply.from);
+}
+
+/// Whether others may resize and scroll this window.
+bool MayControlView(ProcessState& state)
+{
+    if (GetSetting(state, keys::kAllowRemoteView) != u"0"_s) return true;
+    LogEvent(state, EventType::Information, u"a record that controls the view was not applied"_s);
+    return false;
+}
+
+void ApplyScroll(const Apply& apply, QStringView payload, Bar bar)
+{
+    const auto read = ReadScroll(payload);
+    RefuseDamaged(read.error);
+    if (MayControlView(apply.state)) apply.Form().Board().SetScroll(bar, read.value);
+}
+
+void ApplyResize(const Apply& apply, QStringView payload)
+{
+    const auto read = ReadResize(payload);
+    if (read.error && read.error->field == 0) RefuseDamaged(read.error);
+    const int state = read.value.state;
+    if (state < 0 || state > 2)
+        throw std::runtime_error("window state " + std::to_string(state) + " is outside 0..2");
+    if (!MayControlView(apply.state)) return;
+    apply.Form().SetState(WindowState(state));
+    if (apply.Form().State() != WindowState::Normal) return;
+    RefuseDamaged(read.error);
+    apply.Form().Resize(std::clamp(read.value.width, 0.0f, kLargestTwips),
+                        std::clamp(read.value.height, 0.0f, kLargestTwips));
+}
+
+void ApplyStep(const Apply& apply, ToolKey key)
+{
+    const Restore catchingUp(apply.Form().Toolbar().Tools().catchingUp, apply.Earlier());
+    tool_ButtonClick(apply.state, key);
+    ShowLastModified(apply.state, apply.from);
+}
+
+void ApplyClear(const Apply& apply)
+{
+    apply.Image().Clear();
+    Note(apply);
+}
+
+void ApplyRecord(const Apply& apply, const TaggedPayload& record)
+{
+    switch (record.type) {
+        case RecordType::HScroll: ApplyScroll(apply, record.payload, Bar::HScroll); break;
+        case RecordType::VScroll: ApplyScroll(apply, record.payload, Bar::VScroll); break;
+        case RecordType::Resize: ApplyResize(apply, record.payload); break;
+        case RecordType::Pointer: ApplyPointer(apply, record.payload); break;
+        case RecordType::Text: ApplyText(apply, record.payload); break;
+        case RecordType::Pen: ApplyPen(apply, record.payload); break;
+        case RecordType::Box: ApplyBox(apply, record.payload); break;
+        case RecordType::Circle: ApplyCircle(apply, record.payload); break;
+        case RecordType::Undo: ApplyStep(apply, ToolKey::Undo); break;
+        case RecordType::Redo: ApplyStep(apply, ToolKey::Redo); break;
+        case RecordType::Clear: ApplyClear(apply); break;
+    }
+    TraceRecord(apply.state, RecordName(record.type), apply.from);
+}
+
+}  // namespace
+
+void HandleWBMessage(ProcessState& state, const QString& fromHandle, const QString& message)
+{
+    // Not Trapped: the box for what others sent must not hold the window, and the flag is down when it opens.
+    try {
+        if (fromHandle == state.gMessenger->Handle()) return;
+        const Restore applying(state.gWBApplyingRemote, true);
+        if (const auto record = FindRecord(message)) ApplyRecord({state, fromHandle}, *record);
+    } catch (const ProcessEnded&) {
+        throw;
+    } catch (const std::exception& e) {
+        state.gMeetingForm->Board().Refresh();
+        ReportCriticalError(state, u"HandleWBMessage: "_s + QString::fromUtf8(e.what()), EventType::Error,
+                            true, Cause::Remote);
+    }
+}

@@ -1,0 +1,117 @@
+#include "whiteboard/sending.h"
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "messaging/tags.h"
+#include "whiteboard/board.h"
+#include "whiteboard/board_screen.h"
+#include "whiteboard/history.h"
+#include "whiteboard/toolbar_screen.h"
+#include "whiteboard/tools/picture.h"
+#include "whiteboard/tools/text.h"
+#include "whiteboard/whiteboard_tools.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qint16 kUsualQuality = 65;
+
+std::vector<std::shared_ptr<UserItem>> Others(ProcessState& state)
+{
+    std::vector<std::shared_ptr<UserItem>> others;
+    if (!state.gUsers) return others;
+    const QString own = state.gMessenger->Handle();
+    for (auto& item : state.gUsers->Items())
+        if (item->Handle() != own) others.push_back(item);
+    return others;
+}
+
+/// One record for each line, each below the one before.
+void SendText(ProcessState& state, qint16 x, qint16 y)
+{
+    BoardScreen& screen = state.gMeetingForm->Board();
+    WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
+    screen.Image().SetFontName(tools.TextFont().fontName);
+    for (const TextRecord& line :
+         TextLines(screen.Image(), screen.TypedText(), {x, y}, tools.TextFont(), CurrentColor(tools))) {
+        screen.Image().Draw(line);
+        SendWBMessage(state, WriteText(line));
+    }
+}
+
+void SendPicture(ProcessState& state, qint16 x, qint16 y)
+{
+    const QImage& picture = state.gMeetingForm->Toolbar().Tools().mInsertPicture;
+    const QPoint at(x, y);
+    state.gMeetingForm->Board().Image().Paint(picture, at);
+    const QRect seen = QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight);
+    SendWBPic(state, CutToBoard(picture, at), qint16(seen.x()), qint16(seen.y()));
+}
+
+/// Sends what the selected tool made. Returns the name for the trace, "" when there was nothing to send.
+QString SendAction(ProcessState& state, qint16 x1, qint16 y1, qint16 x2, qint16 y2)
+{
+    WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
+    switch (tools.mSelectedTool) {
+        case ToolKey::Text: SendText(state, x1, y1); return u"TEXT"_s;
+        case ToolKey::File:
+        case ToolKey::Paste: SendPicture(state, x1, y1); return u"PICTURE"_s;
+        default: break;
+    }
+    if (!tools.action) return {};
+    const QString record =
+        tools.action->Record(x1, y1, x2, y2, {CurrentColor(tools), CurrentLineWidth(tools)});
+    if (record.isEmpty()) return {};
+    SendWBMessage(state, record);
+    return RecordName(FindRecord(record)->type);
+}
+
+}  // namespace
+
+void SendWhiteboard(ProcessState& state, qint16 x1, qint16 y1, qint16 x2, qint16 y2)
+{
+    Trapped(state, "SendWhiteboard", [&] {
+        const WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
+        const bool draws = !tools.action || tools.action->Draws();
+        const QString own = state.gMessenger->Handle();
+        const QString sent = SendAction(state, x1, y1, x2, y2);
+        ShowLastModified(state, own);
+        state.gMeetingForm->Board().Refresh();
+        if (draws) SaveWBBuffer(state, own);
+        if (!sent.isEmpty()) TraceRecord(state, sent, own);
+    });
+}
+
+void SendWBMessage(ProcessState& state, const QString& message)
+{
+    Trapped(state, "SendWBMessage", [&] {
+        const QString own = state.gMessenger->Handle();
+        const auto others = Others(state);
+        if (others.empty()) state.gMessenger->Keep(message);
+        for (const auto& item : others) item->Deliver(own, QString(), message, 0);
+    });
+}
+
+void SendWBPic(ProcessState& state, const QImage& picture, qint16 x, qint16 y)
+{
+    if (picture.isNull()) return;
+    Trapped(state, "SendWBPic", [&] {
+        const auto encoder = state.gMessenger->MakeFrameEncoder();
+        encoder->EncodePicture(PixelsOf(picture));
+        encoder->SetQuality(state.gFrameEncoder ? state.gFrameEncoder->Quality() : kUsualQuality);
+        const QString handle = QString::fromUtf16(tags::kWhiteboardHandle) + state.gMessenger->Handle();
+        const auto others = Others(state);
+        if (others.empty()) state.gMessenger->KeepPicture(encoder->GetBytes(), x, y, encoder->Quality());
+        for (const auto& item : others)
+            item->SendVideoFrame(encoder->GetBytes(), handle, x, y, kFrameWhiteboard, encoder->Quality());
+    });
+}
+
+void TraceRecord(ProcessState& state, const QString& tag, const QString& from)
+{
+    if (!state.ports.trace) return;  // the checksum reads the whole board
+    TraceEvent(
+        state, "record",
+        {{u"tag"_s, tag}, {u"from"_s, from}, {u"board"_s, state.gMeetingForm->Board().Image().Checksum()}});
+}

@@ -1,0 +1,270 @@
+// The procedures of toolbar_rules.h: what happens when a button or entry is chosen.
+#include <QBuffer>
+#include <QSaveFile>
+#include <stdexcept>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "messaging/tags.h"
+#include "platform/clipboard.h"
+#include "whiteboard/board.h"
+#include "whiteboard/history.h"
+#include "whiteboard/sending.h"
+#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/toolbar_screen.h"
+#include "whiteboard/tools/picture.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+WhiteboardTools& ToolsOf(ProcessState& state)
+{
+    return state.gMeetingForm->Toolbar().Tools();
+}
+
+void SetCursor(ProcessState& state, const CursorChoice& choice)
+{
+    state.gMeetingForm->Board().SetCursor(choice.cursor, choice.icon);
+}
+
+void Clear(ProcessState& state)
+{
+    BoardScreen& screen = state.gMeetingForm->Board();
+    const QString own = state.gMessenger->Handle();
+    screen.Image().Clear();
+    screen.Refresh();
+    SendWBMessage(state, QString::fromUtf16(tags::kWBClear));
+    ShowLastModified(state, own);
+    SaveWBBuffer(state, own);
+    TraceRecord(state, u"CLEAR"_s, own);
+}
+
+/// Toolbar off and hourglass on for a scope.
+class Busy {
+public:
+    explicit Busy(ProcessState& state) : mState(state) { Set(false, PointerShape::Busy); }
+    ~Busy() { Set(true, PointerShape::Default); }
+    Busy(const Busy&) = delete;
+    Busy& operator=(const Busy&) = delete;
+
+private:
+    void Set(bool enabled, PointerShape shape)
+    {
+        ToolsOf(mState).toolbarEnabled = enabled;
+        mState.gMeetingForm->Toolbar().ShowTools();
+        if (mState.ports.pointer) mState.ports.pointer->Set(shape);
+    }
+    ProcessState& mState;
+};
+
+/// Undo and Redo.
+void Step(ProcessState& state, ToolKey key)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    const bool undo = key == ToolKey::Undo;
+    const bool wait = !state.gWBApplyingRemote || RemoteStepWaits(tools, std::chrono::steady_clock::now());
+    {
+        const Busy busy(state);
+        WBHistory& history = *state.gWBBuffer;
+        undo ? history.StepBack() : history.StepForward();
+        LoadWBBuffer(state, qint16(history.Index()));
+        if (!state.gWBApplyingRemote)
+            SendWBMessage(state, QString::fromUtf16(undo ? tags::kWBUndo : tags::kWBRedo));
+        if (undo && history.Index() >= 2) tools.undoEnabled = true;
+        if (history.Index() < history.Count()) tools.redoEnabled = true;
+        TraceEvent(state, undo ? "undo" : "redo", {{u"index"_s, history.Index()}});
+        if (!state.gWBApplyingRemote)
+            TraceRecord(state, undo ? u"UNDO"_s : u"REDO"_s, state.gMessenger->Handle());
+        if (wait && state.ports.waits) state.ports.waits->Pause(1000ms);
+    }
+    if (state.gWBApplyingRemote) tools.remoteStepEnd = std::chrono::steady_clock::now();
+}
+
+void StopMode(ProcessState& state, ToolKey mode)
+{
+    if (DropMode(ToolsOf(state), mode)) SetCursor(state, {});
+}
+
+void App(ProcessState& state)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    if (state.gAppShareOn) {
+        state.gAppShareOn = false;
+        state.gShareWindow = 0;
+        if (tools.hooks.stopSharing) tools.hooks.stopSharing();
+        StopMode(state, ToolKey::App);
+        return;
+    }
+    ReleasePlainButtons(tools);
+    state.gMeetingForm->Toolbar().ShowTools();
+    if (tools.hooks.showShareApp) tools.hooks.showShareApp();
+    if (state.gShareWindow == 0) {
+        const bool marked = tools.IsChecked(ToolKey::App);
+        StopMode(state, ToolKey::App);
+        tools.Check(ToolKey::App, marked);  // a cancelled list leaves the entry's mark
+        return;
+    }
+    FinishTool(tools, ToolKey::App);
+    SetCursor(state, CursorFor(ToolKey::App, {}));
+    TraceEvent(state, "tool", {{u"key"_s, ToolName(ToolKey::App)}});
+}
+
+void Video(ProcessState& state)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    if (state.gVideoOn) {
+        state.gVideoOn = false;
+        StopMode(state, ToolKey::Video);
+        return;
+    }
+    ReleasePlainButtons(tools);
+    FinishTool(tools, ToolKey::Video);
+    SetCursor(state, CursorFor(ToolKey::Video, {}));
+    TraceEvent(state, "tool", {{u"key"_s, ToolName(ToolKey::Video)}});
+}
+
+/// The picture of a file that the user chooses. Throws when the dialog is cancelled or the file is no
+/// picture.
+QImage ChosenPicture(ProcessState& state)
+{
+    const QString file = state.ports.prompts->OpenFile(u"Insert Picture (Select File)"_s, u"Pictures"_s,
+                                                       {u"*.jpg"_s, u"*.bmp"_s});
+    if (file.isEmpty()) throw std::runtime_error("no picture was chosen");
+    return LoadBoardPicture(file);
+}
+
+/// What must be there before the tool is selected. False: it is not.
+bool Prepare(ProcessState& state, ToolKey key)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    BoardScreen& screen = state.gMeetingForm->Board();
+    switch (key) {
+        case ToolKey::File: tools.mInsertPicture = ChosenPicture(state); return true;
+        case ToolKey::Paste: {
+            const QImage pasted = state.ports.clipboard ? state.ports.clipboard->Picture() : QImage();
+            if (pasted.isNull()) {
+                state.ports.prompts->Box(BoxIcon::Information, QLatin1String(kAppTitle),
+                                         u"There is no image on the clipboard."_s);
+                if (tools.mSelectedTool != ToolKey::None) tools.Press(tools.mSelectedTool);
+                return false;
+            }
+            tools.mInsertPicture = pasted;
+            return true;
+        }
+        case ToolKey::Text:
+            screen.ClearText();
+            screen.SetTextLook(tools.TextFont());
+            return true;
+        default: return true;
+    }
+}
+
+void Plain(ProcessState& state, ToolKey key)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    BeginPlainTool(tools, state.gVideoOn, state.gAppShareOn);
+    state.gMeetingForm->Toolbar().ShowTools();
+    if (!Prepare(state, key)) return;
+    SetCursor(state, CursorFor(key, tools.mDrawTool));
+    FinishTool(tools, key);
+    TraceEvent(state, "tool", {{u"key"_s, ToolName(key)}});
+}
+
+void Dispatch(ProcessState& state, ToolKey key)
+{
+    switch (key) {
+        case ToolKey::Clear: return Clear(state);
+        case ToolKey::Undo:
+        case ToolKey::Redo: return Step(state, key);
+        case ToolKey::App: return App(state);
+        case ToolKey::Video: return Video(state);
+        case ToolKey::Exit:
+            if (const auto& end = ToolsOf(state).hooks.endProgram) end();
+            return;
+        case ToolKey::None: throw std::runtime_error("there is no such tool");
+        default: return Plain(state, key);
+    }
+}
+
+void PressParent(ProcessState& state, ToolKey parent)
+{
+    tool_ButtonClick(state, parent);
+    ToolsOf(state).Press(parent);
+    state.gMeetingForm->Toolbar().ShowTools();
+}
+
+QByteArray AsBitmap(const QImage& image)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    if (!image.save(&buffer, "BMP")) throw std::runtime_error("the picture cannot be written as a bitmap");
+    return bytes;
+}
+
+}  // namespace
+
+void tool_ButtonClick(ProcessState& state, ToolKey key)
+{
+    Silently(state, "tool_ButtonClick", [&] {
+        state.gMeetingForm->Board().HideText();
+        Dispatch(state, key);
+    });
+    Silently(state, "tool_ButtonClick", [&] {
+        state.gMeetingForm->Toolbar().ShowTools();  // a clicked button has toggled itself
+        state.gMeetingForm->Toolbar().Refresh();
+    });
+}
+
+void SelectTextFont(ProcessState& state)
+{
+    TextLook& look = ToolsOf(state).TextFont();
+    const FontChoice now{look.fontName, double(look.points), look.bold,
+                         look.italic,   look.strikethrough,  look.underline};
+    const FontChoice chosen = state.ports.prompts->SelectFont(u"Select Font"_s, now);
+    look = {chosen.name,   float(chosen.size),   chosen.bold,
+            chosen.italic, chosen.strikethrough, chosen.underline};
+    PressParent(state, ToolKey::Text);
+}
+
+void tool_ButtonMenuClick(ProcessState& state, ToolKey parent, const QString& key)
+{
+    Trapped(state, "tool_ButtonMenuClick", [&] {
+        if (key == u"Font"_s) return SelectTextFont(state);
+        if (parent == ToolKey::Draw) ToolsOf(state).mDrawTool = key;
+        if (parent == ToolKey::Shape) ToolsOf(state).mShapeTool = key;
+        PressParent(state, parent);
+    });
+}
+
+void mnuSaveFile_Click(ProcessState& state)
+{
+    Trapped(state, "mnuSaveFile_Click", [&] {
+        const QString name = state.ports.prompts->SaveFile(u"Save Meeting Image"_s, u"Meeting Images"_s,
+                                                           {u"*.jpg"_s}, u"jpg"_s);
+        if (name.isEmpty()) return;
+        if (state.ports.waits) state.ports.waits->LetEventsRun();
+        const QByteArray bitmap = AsBitmap(state.gWBBuffer->PictureOf(state.gWBBuffer->Index()));
+        QSaveFile file(name);  // the old file stays whole until the new one is
+        if (!file.open(QIODevice::WriteOnly) || file.write(bitmap) != bitmap.size() || !file.commit())
+            throw std::runtime_error(u"%1: %2"_s.arg(name, file.errorString()).toStdString());
+        TraceEvent(state, "saved", {{u"file"_s, name}});
+    });
+}
+
+void mnuCopy_Click(ProcessState& state)
+{
+    Trapped(state, "mnuCopy_Click", [&] {
+        if (!state.ports.clipboard) throw std::runtime_error("there is no clipboard");
+        state.ports.clipboard->Clear();
+        state.gMeetingForm->Board().Refresh();
+        if (state.ports.waits) {
+            state.ports.waits->LetEventsRun();
+            state.ports.waits->Pause(100ms);
+        }
+        state.ports.clipboard->SetPicture(state.gMeetingForm->Board().GrabVisible());
+        TraceEvent(state, "copied");
+    });
+}

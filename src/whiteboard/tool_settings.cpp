@@ -1,0 +1,155 @@
+#include "whiteboard/tool_settings.h"
+
+#include <QStringList>
+#include <cmath>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "base/text_rules.h"
+#include "settings/settings.h"
+#include "whiteboard/board_input.h"
+#include "whiteboard/history.h"
+#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/toolbar_screen.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+WhiteboardTools& ToolsOf(ProcessState& state)
+{
+    return state.gMeetingForm->Toolbar().Tools();
+}
+
+void LogStrange(ProcessState& state, const SettingKey& key, const QString& value)
+{
+    LogEvent(state, EventType::Warning,
+             u"setting \"%1\" is \"%2\", which means nothing; \"%3\" is used"_s.arg(
+                 QLatin1String(key.key), value, QLatin1String(key.fallback)));
+}
+
+/// The stored text when it is one of `allowed`, else the default.
+QString OneOf(ProcessState& state, const SettingKey& key, const QStringList& allowed)
+{
+    const QString value = GetSetting(state, key);
+    if (allowed.contains(value)) return value;
+    LogStrange(state, key, value);
+    return QLatin1String(key.fallback);
+}
+
+/// The stored number when it is within 0..highest, else the default.
+int Index(ProcessState& state, const SettingKey& key, int highest)
+{
+    const QString value = GetSetting(state, key);
+    const auto number = WholeNumber(value);
+    const double whole = number ? RoundHalfEven(*number) : -1;
+    if (whole >= 0 && whole <= highest) return int(whole);
+    LogStrange(state, key, value);
+    return QString::fromLatin1(key.fallback).toInt();
+}
+
+bool Flag(ProcessState& state, const SettingKey& key)
+{
+    const QString value = GetSetting(state, key);
+    const auto flag = BooleanText(value);
+    if (!flag) LogStrange(state, key, value);
+    return flag.value_or(false);
+}
+
+float FontSize(ProcessState& state)
+{
+    const QString value = GetSetting(state, keys::kFontSize);
+    const auto size = WholeNumber(value);
+    if (size && *size >= 1 && *size <= 1024) return float(*size);
+    LogStrange(state, keys::kFontSize, value);
+    return TextLook().points;
+}
+
+void LoadFont(ProcessState& state)
+{
+    TextLook& look = ToolsOf(state).TextFont();
+    look.fontName = GetSetting(state, keys::kFontName);
+    look.points = FontSize(state);
+    look.bold = Flag(state, keys::kFontBold);
+    look.italic = Flag(state, keys::kFontItalic);
+    look.strikethrough = Flag(state, keys::kFontStrikethrough);
+    look.underline = Flag(state, keys::kFontUnderline);
+    state.gMeetingForm->Board().SetTextLook(look);
+}
+
+/// What of the store may be chosen at an activation: the tools without those that need preparing.
+bool IsStored(ToolKey key)
+{
+    return key != ToolKey::File && key != ToolKey::App && key != ToolKey::Paste;
+}
+
+}  // namespace
+
+void LoadTools(ProcessState& state)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    tools.mDrawTool = OneOf(state, keys::kSelectedDrawTool, {u"Pen"_s, u"Line"_s, u"Point"_s});
+    tool_ButtonMenuClick(state, ToolKey::Draw, tools.mDrawTool);
+    tools.mShapeTool = OneOf(state, keys::kSelectedShapeTool, {u"Box"_s, u"Circle"_s});
+    tool_ButtonMenuClick(state, ToolKey::Shape, tools.mShapeTool);
+    tools.mColorIndex = Index(state, keys::kSelectedColor, int(kPalette.size()) - 1);
+    picSelColor_Click(state, tools.mColorIndex);
+    tools.mWidthIndex = Index(state, keys::kSelectedWidth, int(kLineWidths.size()) - 1);
+    picLineWidth_Click(state, tools.mWidthIndex);
+    LoadFont(state);
+    SaveWBBuffer(state, state.gMessenger->Handle());
+}
+
+void ActivateTools(ProcessState& state)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    const auto step = [&](auto&& body) { Silently(state, "Form_Activate", body); };
+    step([&] {
+        const WBHistory* history = state.gWBBuffer.get();
+        SetSteps(tools, history ? history->Index() : 0, history ? history->Count() : 0);
+        state.gMeetingForm->Toolbar().ShowTools();
+    });
+    ToolKey key = ToolKey::None;
+    step([&] {
+        const QString stored = GetSetting(state, keys::kSelectedTool);
+        key = ToolFromName(stored);
+        if (IsTool(key) || stored.isEmpty()) return;
+        LogStrange(state, keys::kSelectedTool, stored);
+        key = ToolFromName(QLatin1String(keys::kSelectedTool.fallback));
+    });
+    tools.mSelectedTool = IsStored(key) ? key : ToolKey::None;
+    if (tools.mSelectedTool == ToolKey::None) return;
+    step([&] { tool_ButtonClick(state, key); });
+    step([&] { state.gMeetingForm->Show(); });
+    step([&] {
+        state.ports.waits->Pause(100ms);
+        state.ports.waits->LetEventsRun();
+    });
+    step([&] {
+        tools.Press(key);
+        state.gMeetingForm->Toolbar().ShowTools();
+        state.gMeetingForm->Toolbar().Refresh();
+    });
+    step([&] { state.ports.waits->Pause(100ms); });
+}
+
+void SaveTools(ProcessState& state)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    const TextLook& look = tools.TextFont();
+    const auto save = [&](const SettingKey& key, const QString& value) {
+        Silently(state, "Form_QueryUnload", [&] { SaveSetting(state, key, value); });
+    };
+    if (IsStored(tools.mSelectedTool)) save(keys::kSelectedTool, ToolName(tools.mSelectedTool));
+    save(keys::kSelectedDrawTool, tools.mDrawTool);
+    save(keys::kSelectedShapeTool, tools.mShapeTool);
+    save(keys::kSelectedColor, QString::number(tools.mColorIndex));
+    save(keys::kSelectedWidth, QString::number(tools.mWidthIndex));
+    save(keys::kFontName, look.fontName);
+    save(keys::kFontSize, SingleText(look.points));
+    save(keys::kFontBold, BooleanText(look.bold));
+    save(keys::kFontItalic, BooleanText(look.italic));
+    save(keys::kFontStrikethrough, BooleanText(look.strikethrough));
+    save(keys::kFontUnderline, BooleanText(look.underline));
+}

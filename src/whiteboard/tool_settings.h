@@ -1,0 +1,14 @@
+#pragma once
+// The whiteboard's share of the meeting window's life: its tools come from the settings store when the window
+// loads, are chosen anew at each activation and stored at a close request. User-interface thread only.
+
+struct ProcessState;
+
+/// While the window loads: sub-tools, colour, width and font from the settings, and the blank board as the
+/// history's first entry. A stored value that means nothing is logged and gives way to its default.
+void LoadTools(ProcessState& state);
+/// At each activation from outside: Undo and Redo as the history says, then the stored tool as if it had been
+/// clicked. Errors end one step, not the next.
+void ActivateTools(ProcessState& state);
+/// At a close request. Each value is stored although another failed.
+void SaveTools(ProcessState& state);

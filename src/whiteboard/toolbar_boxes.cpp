@@ -1,0 +1,96 @@
+#include "whiteboard/toolbar_boxes.h"
+
+#include <QPainter>
+
+#include "whiteboard/board.h"
+#include "whiteboard/whiteboard_tools.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString ColourName(int index)
+{
+    const QString names[] = {
+        QObject::tr("White"),  QObject::tr("Black"),   QObject::tr("Light grey"), QObject::tr("Grey"),
+        QObject::tr("Maroon"), QObject::tr("Red"),     QObject::tr("Brown"),      QObject::tr("Orange"),
+        QObject::tr("Green"),  QObject::tr("Lime"),    QObject::tr("Olive"),      QObject::tr("Yellow"),
+        QObject::tr("Purple"), QObject::tr("Magenta"), QObject::tr("Navy"),       QObject::tr("Blue"),
+    };
+    return names[index];
+}
+
+void Describe(QAbstractButton& box, const QString& name)
+{
+    box.setCheckable(false);
+    box.setToolTip(name);
+    box.setAccessibleName(name);
+    box.setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+/// The border of a selected box, or of the one with the focus.
+void DrawBorder(QPainter& painter, const QWidget& box, bool bordered)
+{
+    if (bordered) {
+        painter.setPen(box.palette().color(QPalette::WindowText));
+        painter.drawRect(box.rect().adjusted(0, 0, -1, -1));
+        painter.setPen(box.palette().color(QPalette::Base));
+        painter.drawRect(box.rect().adjusted(1, 1, -2, -2));
+    }
+    if (box.hasFocus()) {
+        painter.setPen(QPen(box.palette().color(QPalette::Highlight), 2));
+        painter.drawRect(box.rect().adjusted(1, 1, -1, -1));
+    }
+}
+
+}  // namespace
+
+ColourBox::ColourBox(int index, QWidget* parent)
+    : QAbstractButton(parent), mColour(ToRgb(kPalette[std::size_t(index)]))
+{
+    setObjectName(u"picSelColor_%1"_s.arg(index));
+    Describe(*this, ColourName(index));
+}
+
+void ColourBox::SetBordered(bool bordered)
+{
+    mBordered = bordered;
+    update();
+}
+
+void ColourBox::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    QColor shade = palette().color(QPalette::WindowText);
+    shade.setAlpha(90);
+    const QColor fill = isEnabled() ? mColour : mColour.lighter(130);
+    painter.setPen(shade);  // white and black boxes are boxes on any theme
+    painter.setBrush(fill);
+    painter.drawRect(rect().adjusted(1, 1, -2, -2));
+    painter.setBrush(Qt::NoBrush);
+    DrawBorder(painter, *this, mBordered);
+}
+
+WidthBox::WidthBox(int index, QWidget* parent)
+    : QAbstractButton(parent), mWidth(kLineWidths[std::size_t(index)])
+{
+    setObjectName(u"picLineWidth_%1"_s.arg(index));
+    Describe(*this, tr("Line width %1").arg(mWidth));
+}
+
+void WidthBox::SetBordered(bool bordered)
+{
+    mBordered = bordered;
+    update();
+}
+
+void WidthBox::paintEvent(QPaintEvent*)
+{
+    constexpr int kMargin = 4;
+    QPainter painter(this);
+    if (mBordered) painter.fillRect(rect(), palette().color(QPalette::Base));
+    const QColor ink =
+        palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::WindowText);
+    painter.fillRect(QRect(kMargin, (height() - mWidth) / 2, width() - 2 * kMargin, mWidth), ink);
+    DrawBorder(painter, *this, mBordered);
+}

@@ -1,0 +1,34 @@
+#pragma once
+// The boxes of the palette and of the line widths.
+
+#include <QAbstractButton>
+
+/// One colour; the selected one has a border.
+class ColourBox final : public QAbstractButton {
+public:
+    ColourBox(int index, QWidget* parent);
+    void SetBordered(bool bordered);
+    QSize sizeHint() const override { return {14, 14}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+
+private:
+    QColor mColour;
+    bool mBordered = false;
+};
+
+/// A sample line as wide as the line it stands for.
+class WidthBox final : public QAbstractButton {
+public:
+    WidthBox(int index, QWidget* parent);
+    void SetBordered(bool bordered);
+    QSize sizeHint() const override { return {26, 14}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+
+private:
+    int mWidth;
+    bool mBordered = false;
+};

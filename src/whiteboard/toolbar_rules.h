@@ -1,0 +1,49 @@
+#pragma once
+// The toolbar's commands. The rules change WhiteboardTools and nothing else; the procedures act.
+// User-interface thread only.
+
+#include <QString>
+
+#include "whiteboard/board_screen.h"
+#include "whiteboard/whiteboard_tools.h"
+
+struct ProcessState;
+
+struct CursorChoice {
+    BoardCursor cursor = BoardCursor::Default;
+    QString icon;
+    bool operator==(const CursorChoice&) const = default;
+};
+
+// --- rules ---------------------------------------------------------------------------------------------
+/// The pointer over the board while `key` is selected.
+CursorChoice CursorFor(ToolKey key, const QString& drawTool);
+/// The six plain buttons up.
+void ReleasePlainButtons(WhiteboardTools& tools);
+/// Before a plain tool is prepared: plain buttons up, a mode's button down exactly while the mode runs, plain
+/// check marks off.
+void BeginPlainTool(WhiteboardTools& tools, bool videoOn, bool appShareOn);
+/// Once it is prepared: it is selected, its button down, its entry checked.
+void FinishTool(WhiteboardTools& tools, ToolKey key);
+/// A mode ended or was not armed: its button up, its mark off, and it is selected no more. True: it was.
+bool DropMode(WhiteboardTools& tools, ToolKey mode);
+/// What the Undo and Redo buttons may do at this place in the history.
+void SetSteps(WhiteboardTools& tools, int index, int count);
+/// Counts an undo or redo record of somebody else. The first three in a row wait a second each, the fourth
+/// and all behind it share one. True: wait.
+bool RemoteStepWaits(WhiteboardTools& tools, std::chrono::steady_clock::time_point now);
+
+// --- procedures ----------------------------------------------------------------------------------------
+/// The one handler of every command. An error ends it; it goes to the event log and nowhere else. Whatever
+/// happens, the toolbar shows WhiteboardTools as it stands afterwards.
+void tool_ButtonClick(ProcessState& state, ToolKey key);
+/// A drop-down entry of `parent`: "Font", "Pen", "Line", "Point", "Box" or "Circle".
+/// Trapped: "tool_ButtonMenuClick: ".
+void tool_ButtonMenuClick(ProcessState& state, ToolKey parent, const QString& key);
+/// The font dialog, then the Text tool.
+void SelectTextFont(ProcessState& state);
+
+/// Trapped: "mnuSaveFile_Click: ". Writes the history's current entry as BMP, whatever the name ends in.
+void mnuSaveFile_Click(ProcessState& state);
+/// Trapped: "mnuCopy_Click: ".
+void mnuCopy_Click(ProcessState& state);

@@ -1,0 +1,246 @@
+#include "whiteboard/toolbar_view.h"
+
+#include <QEvent>
+#include <QFrame>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QToolButton>
+#include <algorithm>
+
+#include "whiteboard/board_input.h"
+#include "whiteboard/icons.h"
+#include "whiteboard/toolbar_boxes.h"
+#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/tools_menu.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kPaletteColumns = 8;
+constexpr int kWidthColumns = 2;
+constexpr double kCaptionScale = 0.85;  // of the desktop's font: all buttons fit into the smallest window
+
+QWidget* Separator(QWidget* parent)
+{
+    auto* line = new QFrame(parent);
+    line->setFrameStyle(QFrame::VLine | QFrame::Sunken);
+    return line;
+}
+
+}  // namespace
+
+struct ToolbarView::ButtonRow {
+    ToolKey key;
+    const char* tooltip;
+    std::vector<const char*> entries = {};  // keys of the drop-down
+};
+
+ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent), mState(state)
+{
+    setObjectName(u"tool"_s);
+    setAccessibleName(tr("Whiteboard tools"));
+    setAutoFillBackground(true);  // the board scrolls under it
+    setContextMenuPolicy(Qt::NoContextMenu);
+    QFont small = font();
+    small.setPointSizeF(small.pointSizeF() * kCaptionScale);
+    setFont(small);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(2, 1, 2, 1);
+    row->setSpacing(0);
+    AddButton(*row, {ToolKey::Erase, ""});
+    AddButton(*row, {ToolKey::Draw, QT_TR_NOOP("Use the Draw tool"), {"Pen", "Line", "Point"}});
+    AddButton(*row, {ToolKey::Shape, QT_TR_NOOP("Use the Shape tool"), {"Box", "Circle"}});
+    AddButton(*row, {ToolKey::Text, QT_TR_NOOP("Use the Text tool"), {"Font"}});
+    AddButton(*row, {ToolKey::Paste, QT_TR_NOOP("Paste an image from the clipboard")});
+    AddButton(*row, {ToolKey::File, QT_TR_NOOP("Insert an image from a file")});
+    row->addWidget(Separator(this));
+    AddButton(*row, {ToolKey::App, QT_TR_NOOP("Insert image of a currently running application")});
+    AddButton(*row, {ToolKey::Video, QT_TR_NOOP("Insert Video Stream")});
+    row->addWidget(MakePalette());
+    AddButton(*row, {ToolKey::Undo, QT_TR_NOOP("Undo last change to the whiteboard")});
+    AddButton(*row, {ToolKey::Redo, QT_TR_NOOP("Redo last change to the whiteboard")});
+    row->addWidget(MakeWidths());
+    AddButton(*row, {ToolKey::Clear, QT_TR_NOOP("Clear the whiteboard")});
+    row->addWidget(Separator(this));
+    AddButton(*row, {ToolKey::Exit, QT_TR_NOOP("Exit Program")});
+    row->addStretch();
+    for (QWidget* item : mItems) {
+        item->setFocusPolicy(Qt::NoFocus);
+        item->installEventFilter(this);
+    }
+    mItems.front()->setFocusPolicy(Qt::TabFocus);
+    ShowIcons();
+    ShowTools();
+}
+
+void ToolbarView::AddButton(QBoxLayout& row, const ButtonRow& wanted)
+{
+    auto* button = new QToolButton(this);
+    button->setObjectName(u"tool_"_s + ToolName(wanted.key));
+    button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    button->setIconSize({kIconSide, kIconSide});
+    button->setAutoRaise(true);
+    button->setCheckable(IsTool(wanted.key));
+    button->setText(ToolName(wanted.key));
+    if (*wanted.tooltip) button->setToolTip(tr(wanted.tooltip));
+    button->setAccessibleDescription(button->toolTip());
+    connect(button, &QToolButton::clicked, this, [this, key = wanted.key] { tool_ButtonClick(mState, key); });
+    AddEntries(*button, wanted);
+    row.addWidget(button);
+    mButtons[wanted.key] = button;
+    mItems.push_back(button);
+}
+
+void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
+{
+    if (wanted.entries.empty()) return;
+    auto* menu = new QMenu(&button);
+    for (const char* entry : wanted.entries) {
+        const QString key = QLatin1String(entry);
+        QAction* action = menu->addAction(key == u"Font"_s ? tr("Font...") : key);
+        action->setObjectName(u"entry_"_s + key);
+        action->setData(key);
+        connect(action, &QAction::triggered, this,
+                [this, parent = wanted.key, key] { tool_ButtonMenuClick(mState, parent, key); });
+    }
+    button.setMenu(menu);
+    button.setPopupMode(QToolButton::MenuButtonPopup);
+}
+
+QWidget* ToolbarView::MakePalette()
+{
+    auto* frame = new QFrame(this);
+    frame->setObjectName(u"framePalette"_s);
+    frame->setAccessibleName(tr("Colours"));
+    auto* grid = new QGridLayout(frame);
+    grid->setContentsMargins(4, 0, 4, 0);
+    grid->setSpacing(0);
+    for (int i = 0; i < int(picSelColor.size()); ++i) {
+        auto* box = picSelColor[std::size_t(i)] = new ColourBox(i, frame);
+        grid->addWidget(box, i / kPaletteColumns, i % kPaletteColumns);
+        connect(box, &ColourBox::clicked, this, [this, i] { picSelColor_Click(mState, i); });
+        mItems.push_back(box);
+    }
+    return frame;
+}
+
+QWidget* ToolbarView::MakeWidths()
+{
+    auto* frame = new QFrame(this);
+    frame->setObjectName(u"frameLineWidth"_s);
+    frame->setAccessibleName(tr("Line widths"));
+    auto* grid = new QGridLayout(frame);
+    grid->setContentsMargins(4, 0, 4, 0);
+    grid->setSpacing(0);
+    for (int i = 0; i < int(picLineWidth.size()); ++i) {
+        auto* box = picLineWidth[std::size_t(i)] = new WidthBox(i, frame);
+        grid->addWidget(box, i / kWidthColumns, i % kWidthColumns);
+        connect(box, &WidthBox::clicked, this, [this, i] { picLineWidth_Click(mState, i); });
+        mItems.push_back(box);
+    }
+    return frame;
+}
+
+void ToolbarView::ShowIcons()
+{
+    for (const auto& [key, button] : mButtons) {
+        if (key == ToolKey::Draw || key == ToolKey::Shape) continue;
+        if (key == ToolKey::Undo)
+            button->setIcon(ToolIcon(u"Redo"_s, palette(), Mirrored::Yes));
+        else
+            button->setIcon(ToolIcon(ToolName(key), palette()));
+    }
+    mDrawShown.clear();
+    mShapeShown.clear();
+}
+
+void ToolbarView::ShowTools()
+{
+    const auto show = [this](ToolKey key, const QString& sub, QString& shown) {
+        if (shown == sub) return;
+        shown = sub;
+        Button(key)->setText(sub);
+        Button(key)->setIcon(ToolIcon(sub, palette()));
+    };
+    show(ToolKey::Draw, mTools.mDrawTool, mDrawShown);
+    show(ToolKey::Shape, mTools.mShapeTool, mShapeShown);
+    for (const auto& [key, button] : mButtons) {
+        if (button->isCheckable()) button->setChecked(mTools.IsPressed(key));
+    }
+    ShowEnabled();
+    for (int i = 0; i < int(picSelColor.size()); ++i)
+        picSelColor[std::size_t(i)]->SetBordered(i == mTools.colourBox);
+    for (int i = 0; i < int(picLineWidth.size()); ++i)
+        picLineWidth[std::size_t(i)]->SetBordered(i == mTools.widthBox);
+    if (mnuTools) mnuTools->ShowChecks(mTools);
+}
+
+void ToolbarView::ShowEnabled()
+{
+    QWidget* focus = focusWidget();
+    if (!mTools.toolbarEnabled && focus && isAncestorOf(focus) && focus->hasFocus()) mFocusBefore = focus;
+    setEnabled(mTools.toolbarEnabled);  // the buttons keep their own states
+    Button(ToolKey::Undo)->setEnabled(mTools.undoEnabled);
+    Button(ToolKey::Redo)->setEnabled(mTools.redoEnabled);
+    if (!mTools.toolbarEnabled || !mFocusBefore) return;
+    FocusItem(mFocusBefore->isEnabled() ? mFocusBefore.data() : mItems.front());
+    mFocusBefore.clear();
+}
+
+void ToolbarView::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() != QEvent::PaletteChange || mButtons.empty()) return;
+    ShowIcons();
+    ShowTools();
+}
+
+bool ToolbarView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
+    auto* item = static_cast<QAbstractButton*>(watched);
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    auto* button = qobject_cast<QToolButton*>(item);
+    if (button && button->menu() && (key == Qt::Key_Menu || key == Qt::Key_Down)) {
+        button->showMenu();
+        return true;
+    }
+    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+        item->click();
+        return true;
+    }
+    if (QWidget* next = Neighbour(item, key)) {
+        FocusItem(next);
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+QWidget* ToolbarView::Neighbour(QWidget* from, int key) const
+{
+    const int count = int(mItems.size());
+    const int at = int(std::find(mItems.begin(), mItems.end(), from) - mItems.begin());
+    if (key == Qt::Key_Up || key == Qt::Key_Down) {
+        const int by =
+            (key == Qt::Key_Up ? -1 : 1) * (dynamic_cast<WidthBox*>(from) ? kWidthColumns : kPaletteColumns);
+        const bool inside = at + by >= 0 && at + by < count;
+        QWidget* next = inside ? mItems[std::size_t(at + by)] : nullptr;
+        return next && next->parentWidget() == from->parentWidget() && from->parentWidget() != this ? next
+                                                                                                    : nullptr;
+    }
+    if (key == Qt::Key_Home) return mItems.front();
+    if (key == Qt::Key_End) return mItems.back();
+    if (key != Qt::Key_Left && key != Qt::Key_Right) return nullptr;
+    for (int to = at + (key == Qt::Key_Left ? -1 : 1); to >= 0 && to < count;
+         to += key == Qt::Key_Left ? -1 : 1)
+        if (mItems[std::size_t(to)]->isEnabled()) return mItems[std::size_t(to)];
+    return nullptr;
+}
+
+void ToolbarView::FocusItem(QWidget* item)
+{
+    for (QWidget* other : mItems) other->setFocusPolicy(other == item ? Qt::TabFocus : Qt::NoFocus);
+    item->setFocus(Qt::TabFocusReason);
+}

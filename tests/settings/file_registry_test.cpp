@@ -1,0 +1,89 @@
+#include "settings/file_registry.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kUser = u"HKEY_CURRENT_USER\\Software\\Velnor"_s;
+const QString kMachine = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\M"_s;
+
+class FileRegistryTest : public testing::Test {
+protected:
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"new/folder/registry.reg"_s);
+    FileRegistry Open() { return FileRegistry(path, dir.filePath(u"machine.reg"_s)); }
+    static QString Text(FileRegistry& registry, const QString& key, const QString& name)
+    {
+        const auto value = registry.Read(key, name);
+        return value ? DataText(value->data) : u"(none)"_s;
+    }
+    static void Put(const QString& file, const QByteArray& content)
+    {
+        QFile out(file);
+        ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+        out.write(content);
+    }
+};
+
+}  // namespace
+
+TEST_F(FileRegistryTest, ProgramsSeeEachOthersWritesAndLoseNone)
+{
+    constexpr int kWrites = 60;
+    const auto writer = [&](const QString& who) {
+        FileRegistry registry = Open();
+        for (int i = 0; i < kWrites; ++i) registry.WriteText(kUser, who + QString::number(i), who);
+    };
+    FileRegistry watcher = Open();
+    EXPECT_EQ(Text(watcher, kUser, u"a0"_s), u"(none)"_s);
+    std::thread other(writer, u"b"_s);
+    writer(u"a"_s);
+    other.join();
+    for (int i = 0; i < kWrites; ++i) {
+        EXPECT_EQ(Text(watcher, kUser, u"A%1"_s.arg(i)), u"a"_s);
+        EXPECT_EQ(Text(watcher, kUser, u"B%1"_s.arg(i)), u"b"_s);
+    }
+    struct stat facts {};
+    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 07777U, 0600U);
+    ASSERT_EQ(::stat(QFile::encodeName(dir.filePath(u"new"_s)).constData(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 07777U, 0700U);
+}
+
+TEST_F(FileRegistryTest, FailuresThrowAndChangeNothing)
+{
+    FileRegistry registry = Open();
+    registry.WriteText(kUser, u"a"_s, u"1"_s);
+    EXPECT_THROW(registry.WriteText(kUser, u"b\n"_s, u"2"_s), std::runtime_error);
+    QDir(path + u".new"_s).mkpath(u"."_s);  // in the way of the next content
+    EXPECT_THROW(registry.WriteText(kUser, u"a"_s, u"2"_s), std::runtime_error);
+    EXPECT_EQ(Text(registry, kUser, u"a"_s), u"1"_s);
+    FileRegistry folder(dir.path(), QString());
+    EXPECT_THROW(folder.Read(kUser, u"a"_s), std::runtime_error);
+}
+
+TEST_F(FileRegistryTest, FollowsLinksAndLooksTheMachineUpBehindTheUser)
+{
+    Put(dir.filePath(u"machine.reg"_s),
+        "[" + kMachine.toUtf8() + "]\n\"A\"=\"machine\"\n\"B\"=\"machine\"\n");
+    Put(dir.filePath(u"real"_s), "[" + kMachine.toUtf8() + "]\n\"a\"=\"user\"\n");
+    ASSERT_TRUE(QDir().mkpath(dir.filePath(u"new/folder"_s)));
+    ASSERT_TRUE(QFile::link(dir.filePath(u"real"_s), path));
+    FileRegistry registry = Open();
+    EXPECT_EQ(Text(registry, kMachine, u"A"_s), u"user"_s);
+    EXPECT_EQ(Text(registry, kMachine, u"B"_s), u"machine"_s);
+    EXPECT_EQ(registry.Values(kMachine).size(), 2U);
+    EXPECT_EQ(registry.Subkeys(u"HKEY_LOCAL_MACHINE\\Software"_s), QStringList(u"M"_s));
+    EXPECT_THROW(registry.WriteText(kMachine, u"A"_s, u"x"_s), std::runtime_error);
+    registry.WriteText(kUser, u"c"_s, u"3"_s);
+    EXPECT_TRUE(QFile::symLinkTarget(path).endsWith(u"real"_s));
+    EXPECT_EQ(Text(registry, kUser, u"C"_s), u"3"_s);
+}

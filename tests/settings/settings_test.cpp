@@ -1,0 +1,120 @@
+#include "settings/settings.h"
+
+#include <gtest/gtest.h>
+
+#include "settings/configurations.h"
+#include "settings/reg_text.h"
+#include "settings/registry_lists.h"
+#include "support/fixture.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A store with values of any type, read from its text form.
+class TextRegistry final : public RegistryFile {
+public:
+    RegText text;
+    explicit TextRegistry(const QByteArray& content) : text(content) {}
+    std::optional<RegValue> Read(const QString& k, const QString& n) override { return text.Read(k, n); }
+    void WriteText(const QString& k, const QString& n, const QString& t) override { text.SetText(k, n, t); }
+    QStringList Subkeys(const QString& k) override { return text.Subkeys(k); }
+    std::vector<RegValue> Values(const QString& k) override { return text.Values(k); }
+};
+
+}  // namespace
+
+TEST(Settings, ReadsItsOwnPlaceThenTheLegacyOneThenTheDefault)
+{
+    Fixture f;
+    f.state.gConfigName = u"Work"_s;
+    const auto read = [&](const std::optional<QString>& fallback) {
+        return GetSetting(f.state, u"Data"_s, u"Handle"_s, fallback, Scoped::Yes, u"Zephyl"_s);
+    };
+    EXPECT_EQ(read(std::nullopt), QString());
+    EXPECT_EQ(read(u"d"_s), u"d"_s);
+    const QString legacy = u"HKEY_CURRENT_USER\\Software\\VB and VBA Program Settings\\Zephyl\\Data"_s;
+    f.registry.WriteText(legacy, u"Handle"_s, u"old"_s);
+    EXPECT_EQ(read(u"d"_s), u"old"_s);
+    f.registry.Put(u"Zephyl\\Configs\\WORK\\data"_s, u"handle"_s, u"new"_s);
+    EXPECT_EQ(read(u"d"_s), u"new"_s);
+    f.registry.Put(u"Zephyl\\Configs\\Work\\Data"_s, u"Handle"_s, u""_s);  // stored empty: no legacy look-up
+    EXPECT_EQ(read(u"d"_s), u"d"_s);
+    EXPECT_EQ(read(std::nullopt), QString());
+    SaveSetting(f.state, keys::kHandle, u"saved"_s);
+    EXPECT_EQ(f.registry.Text(u"Zephyl\\Configs\\Work\\Data"_s, u"Handle"_s), u"saved"_s);
+    f.registry.readFailure = u"broken"_s;
+    EXPECT_EQ(read(u"d"_s), u"d"_s);
+    EXPECT_TRUE(f.prompts.boxes.isEmpty());
+    f.state.gConfigName = u"VB and VBA Program Settings"_s;  // such a path is not looked up twice
+    f.registry.readFailure.clear();
+    EXPECT_EQ(read(u"d"_s), u"d"_s);
+}
+
+TEST(Settings, ReportsAFailedWrite)
+{
+    Fixture f;
+    f.registry.writeFailure = u"no space"_s;
+    SaveSetting(f.state, keys::kXPos, u"12.5"_s);
+    EXPECT_EQ(f.prompts.boxes, QStringList(u"critical|Quorvia Error|Quorvia Critical Error: "
+                                           "SaveSetting: Data/XPos=12.5(no space)"_s));
+}
+
+TEST(Settings, TypesOtherThanText)
+{
+    Fixture f;
+    TextRegistry registry(
+        "[HKEY_CURRENT_USER\\Software\\Velnor\\Zephyl\\Configs\\(System Default)\\Data]\n"
+        "\"Frame Rate\"=dword:0000000c\n\"Image Quality\"=hex:01,02\n\"Handle\"=hex(2):61,00,00,00\n"
+        "\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\n\"Odd\"=hex(b):00\n\"Video Width\"=\"320 "
+        "pixels\"\n");
+    f.state.ports.registry = &registry;
+    EXPECT_EQ(GetSetting(f.state, keys::kFrameRate), u"12"_s);
+    EXPECT_EQ(GetSetting(f.state, keys::kImageQuality), u"65"_s);
+    EXPECT_EQ(GetSetting(f.state, keys::kHandle), u"a"_s);
+    EXPECT_EQ(NumberSetting(f.state, keys::kVideoWidth), 320);
+    const auto values = EnumRegistryValues(f.state, RegistryRoot::CurrentUser,
+                                           u"Software\\Velnor\\Zephyl\\Configs\\(System Default)\\Data"_s);
+    const std::vector<std::pair<QString, RegistryData>> expected = {
+        {u"Frame Rate"_s, qint32(12)}, {u"Image Quality"_s, QByteArray("\1\2")},
+        {u"Handle"_s, u"a"_s},         {u"Multi"_s, u"a\0b"_s},
+        {u"Odd"_s, std::monostate()},  {u"Video Width"_s, u"320 pixels"_s},
+    };
+    EXPECT_EQ(values, expected);
+    EXPECT_EQ(EnumRegistryKeys(f.state, RegistryRoot::CurrentUser, QString()), QStringList(u"Software"_s));
+    EXPECT_TRUE(EnumRegistryKeys(f.state, RegistryRoot::LocalMachine, u"Software"_s).isEmpty());
+}
+
+TEST(Configurations, OfferTheDefaultOnceAndSelectTheCurrent)
+{
+    Fixture f;
+    f.state.gConfigName.clear();
+    EXPECT_EQ(LoadConfigList(f.state).entries, QStringList(u"(System Default)"_s));
+    EXPECT_EQ(f.state.gConfigName, u"(System Default)"_s);
+    f.registry.Put(u"Zephyl\\Configs\\Work\\Data"_s, u"Handle"_s, u"w"_s);
+    f.registry.Put(u"Zephyl\\Configs\\(system default)\\Data"_s, u"Handle"_s, u"s"_s);
+    f.registry.Put(u"Zephyl\\Configs\\Home\\Data"_s, u"Handle"_s, u"h"_s);
+    f.registry.Put(u"Zephyl\\Configs"_s, u"Default Config"_s, u"home"_s);
+    const struct {
+        QString before, after;
+        int selected;
+    } rows[] = {
+        {u""_s, u"home"_s, 2},
+        {u"WORK"_s, u"WORK"_s, 1},
+        {u"Gone"_s, u"Gone"_s, 0},
+    };
+    for (const auto& row : rows) {
+        f.state.gConfigName = row.before;
+        const Choices list = LoadConfigList(f.state);
+        EXPECT_EQ(list.entries, QStringList({u"(System Default)"_s, u"Work"_s, u"Home"_s}));
+        EXPECT_EQ(list.selected, row.selected);
+        EXPECT_EQ(f.state.gConfigName, row.after);
+    }
+    EXPECT_EQ(LoadMeetingCodeList(f.state).selected, -1);
+    for (const char* code : {"zebra1", "Alpha22"})
+        f.registry.Put(u"Quorvia\\Meeting Codes"_s, QLatin1String(code), u"now"_s);
+    EXPECT_EQ(LoadMeetingCodeList(f.state).entries, QStringList({u"zebra1"_s, u"Alpha22"_s}));
+    EXPECT_EQ(LoadMeetingCodeList(f.state).selected, -1);
+    f.state.gMeetingCode = u"ALPHA22"_s;
+    EXPECT_EQ(LoadMeetingCodeList(f.state).selected, 1);
+}
