@@ -24,6 +24,8 @@ public:
     virtual void Pause(std::chrono::milliseconds time) = 0;
     /// "Let pending events run": one pass of the queue, painting included.
     virtual void LetEventsRun() = 0;
+    /// The process is about to end: from now on all waits together take at most `all`.
+    virtual void Hurry(std::chrono::milliseconds all) = 0;
 };
 
 /// Holds service events, our timers and camera frames back while it is closed: until the meeting window is

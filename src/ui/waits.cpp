@@ -65,6 +65,7 @@ bool QtWaits::Wait(PendingAnswer& answer, std::chrono::milliseconds limit)
 
 bool QtWaits::Run(QEventLoop& loop, std::chrono::milliseconds limit)
 {
+    if (!mAllEnd.isForever()) limit = std::min(limit, std::chrono::milliseconds(mAllEnd.remainingTime()));
     QTimer clock;
     clock.setSingleShot(true);
     clock.setTimerType(Qt::PreciseTimer);

@@ -4,6 +4,7 @@
 // the gate. The toolkit's own "exclude user input" flag would withhold the close request and hold back
 // nothing posted.
 
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QObject>
 #include <QPointer>
@@ -24,6 +25,7 @@ public:
 
     void Pause(std::chrono::milliseconds time) override;
     void LetEventsRun() override;
+    void Hurry(std::chrono::milliseconds all) override { mAllEnd = QDeadlineTimer(all); }
     bool Wait(PendingAnswer& answer, std::chrono::milliseconds limit) override;
 
     bool IsWaiting() const { return !mRunning.empty(); }
@@ -63,5 +65,6 @@ private:
     Gate& mGate;
     std::vector<Running> mRunning;
     int mLifted = 0;
+    QDeadlineTimer mAllEnd{QDeadlineTimer::Forever};
     std::deque<SetAside> mAside;
 };

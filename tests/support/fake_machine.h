@@ -34,6 +34,7 @@ public:
         ++eventRuns;
         if (during) during();
     }
+    void Hurry(std::chrono::milliseconds) override {}
 };
 
 class FakeGate final : public Gate {

@@ -1,0 +1,44 @@
+#include "app/link_setup.h"
+
+#include "base/error_trap.h"
+#include "base/text_rules.h"
+#include "settings/settings.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr char kPins[] = "Trusted Services";  // one value per service: its key's fingerprint
+
+}  // namespace
+
+QString StoreServiceSettings::DefaultConfig()
+{
+    return GetSetting(mState, keys::kDefaultConfig);
+}
+
+ServiceChoice StoreServiceSettings::Read(const QString& configName)
+{
+    const Restore<QString> named(mState.gConfigName, configName);
+    ServiceChoice choice;
+    choice.service = Trim(GetSetting(mState, keys::kServiceAddress));
+    if (GetSetting(mState, keys::kUseHttp) == u"1"_s)
+        choice.protocol = Protocol::Http;
+    else if (GetSetting(mState, keys::kUseTcpPort) == u"1"_s)
+        choice.protocol = Protocol::Tcp;
+    const double interval = NumberSetting(mState, keys::kHttpPollingInterval);
+    choice.pollingInterval = std::chrono::seconds(int(std::clamp(interval, 1.0, 3600.0)));
+    return choice;
+}
+
+std::optional<QString> StoreServiceSettings::PinnedKey(const QString& service)
+{
+    const QString pin = GetSetting(mState, QLatin1String(kPins), service, std::nullopt, Scoped::No,
+                                   QLatin1String(keys::kZephyl));
+    return pin.isEmpty() ? std::nullopt : std::optional(pin);
+}
+
+void StoreServiceSettings::PinKey(const QString& service, const QString& fingerprint)
+{
+    SaveSetting(mState, QLatin1String(kPins), service, fingerprint, Scoped::No, QLatin1String(keys::kZephyl));
+}

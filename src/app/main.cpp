@@ -1,0 +1,101 @@
+// quorvia: puts the client together and starts it.
+
+#include <QApplication>
+#include <QIcon>
+#include <QTimer>
+#include <cstdio>
+
+#include "app/end_program.h"
+#include "app/machine_setup.h"
+#include "app/options.h"
+#include "app/signals.h"
+#include "app/startup.h"
+#include "base/version.h"
+#include "service/link/link_messenger.h"
+#include "session/login_dialogs.h"
+#include "session/meeting_entry.h"
+#include "settings/settings.h"
+#include "ui/fonts.h"
+#include "ui/frm_meeting.h"
+#include "ui/frm_splash.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QStringList Arguments(int argc, char** argv)
+{
+    QStringList words;
+    for (int i = 0; i < argc; ++i) words << QString::fromLocal8Bit(argv[i]);
+    return words;
+}
+
+/// `--config` and `--service` as if they had been chosen in the dialog.
+void ApplyOptions(ProcessState& state, const Options& options)
+{
+    if (!options.config.isEmpty()) {
+        state.gConfigName = options.config;
+        state.gMessenger->SetConfig(options.config);
+    } else if (options.service) {
+        state.gConfigName = GetSetting(state, keys::kDefaultConfig);
+    }
+    if (options.service) SaveSetting(state, keys::kServiceAddress, *options.service);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication::setApplicationName(u"quorvia"_s);
+    QCoreApplication::setApplicationVersion(VersionText());
+    // The toolkit takes its own options out of argc and argv, so ours are read behind it; but help needs no
+    // display.
+    const Options early = ReadOptions(Arguments(argc, argv));
+    if (!early.helpText.isEmpty()) {
+        std::fputs(qPrintable(early.helpText), stdout);
+        return 0;
+    }
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
+    const Options options = ReadOptions(QCoreApplication::arguments());
+    if (!options.error.isEmpty()) {
+        std::fprintf(stderr, "quorvia: %s\nTry quorvia --help.\n", qPrintable(options.error));
+        return 2;
+    }
+    SubstituteFonts();
+
+    ProcessState state;
+    std::unique_ptr<Machine> machine;
+    try {
+        machine = std::make_unique<Machine>(state, options.trace);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "quorvia: %s\n", error.what());
+        return 2;
+    }
+    std::unique_ptr<frmSplash> splash;
+    std::unique_ptr<frmMeeting> meeting;
+    LoginDialogs dialogs(state);
+
+    MainParts parts;
+    parts.makeMessenger = [&] { return MakeLinkMessenger(machine->NeedsOfLink()); };
+    parts.showSplash = [&] {
+        ApplyOptions(state, options);
+        splash = std::make_unique<frmSplash>();
+        splash->ShowPainted();
+    };
+    parts.unloadSplash = [&] { splash->Unload(); };
+    parts.loginUser = [&] { return LoginUser(state, dialogs, false, QString(), QString()); };
+    parts.endProgram = [&] { EndProgram(state); };
+    parts.makeMeeting = [&] {
+        meeting =
+            std::make_unique<frmMeeting>(state, parts.endProgram, [&] { mnuLogin_Click(state, dialogs); });
+        return meeting.get();
+    };
+    WhenAskedToEnd([&] {
+        if (meeting) meeting->close();
+        state.ports.endProcess->Now();
+    });
+    QTimer::singleShot(0, &application, [&] { Main(state, parts); });
+    return QApplication::exec();
+}

@@ -1,0 +1,42 @@
+#include "app/options.h"
+
+#include <QCommandLineParser>
+
+#include "base/process_state.h"
+#include "base/version.h"
+
+using namespace Qt::StringLiterals;
+
+Options ReadOptions(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        u"Meet, talk and draw on one whiteboard.\n\n"
+        "Without a service named here or in the login dialog, Quorvia uses the one on this computer and starts it."_s);
+    const QCommandLineOption service(
+        u"service"_s, u"Where the meeting is; kept in the configuration. Port 7420 unless given."_s,
+        u"HOST[:PORT]"_s);
+    const QCommandLineOption config(u"config"_s, u"Use this configuration instead of the default one."_s,
+                                    u"NAME"_s);
+    const QCommandLineOption trace(
+        u"trace"_s, u"Append one JSON line for everything visible, for scripts and bug reports."_s,
+        u"FILE"_s);
+    parser.addOptions({service, config, trace});
+    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
+
+    Options options;
+    if (!parser.parse(arguments)) {
+        options.error = parser.errorText();
+    } else if (parser.isSet(help)) {
+        options.helpText = parser.helpText();
+    } else if (parser.isSet(version)) {
+        options.helpText = QLatin1String(kAppTitle) + u' ' + VersionText() + u'\n';
+    } else if (!parser.positionalArguments().isEmpty()) {
+        options.error = u"\"%1\" is no option."_s.arg(parser.positionalArguments().constFirst());
+    }
+    if (parser.isSet(service)) options.service = parser.value(service);
+    options.config = parser.value(config);
+    options.trace = parser.value(trace);
+    return options;
+}

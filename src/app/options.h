@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+struct Options {
+    std::optional<QString> service;  // HOST[:PORT]; given: kept in the chosen configuration
+    QString config;                  // "": the default one
+    QString trace;                   // "": none
+    QString helpText;                // not empty: print it and leave
+    QString error;                   // not empty: print it and leave with 2
+};
+
+/// Reads `quorvia`'s command line; arguments[0] is the program. The toolkit's own options (-platform, …)
+/// pass.
+Options ReadOptions(const QStringList& arguments);

@@ -1,0 +1,62 @@
+#include "app/startup.h"
+
+#include <cstdlib>
+
+#include "base/error_trap.h"
+#include "base/text_rules.h"
+#include "settings/settings.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The stored number, or the window's present one, which is also what unreadable text gives.
+float PlacementSetting(ProcessState& state, const SettingKey& key, float now)
+{
+    const auto stored = WholeNumber(GetSetting(state, key));
+    return stored ? float(*stored) : now;
+}
+
+void RestorePlacement(ProcessState& state)
+{
+    TwipsRect placement = state.gMeetingForm->NormalPlacement();
+    placement.left = PlacementSetting(state, keys::kXPos, placement.left);
+    placement.top = PlacementSetting(state, keys::kYPos, placement.top);
+    placement.width = PlacementSetting(state, keys::kWidth, placement.width);
+    placement.height = PlacementSetting(state, keys::kHeight, placement.height);
+    state.gMeetingForm->SetNormalPlacement(placement);
+}
+
+void OpenMeeting(ProcessState& state, const MainParts& parts)
+{
+    state.gMeetingForm = parts.makeMeeting();
+    RestorePlacement(state);
+    state.gMeetingForm->Show();
+    parts.unloadSplash();
+}
+
+[[noreturn]] void FailedToLoad(ProcessState& state, const char* what)
+{
+    LogSwallowed(state, "Main", what);
+    if (state.ports.pointer) state.ports.pointer->Set(PointerShape::Default);
+    const QString title = QLatin1String(kAppTitle);
+    ReportCriticalError(state, title + u" failed to load. You may need to re-install "_s + title + u'.');
+    state.ports.endProcess->Now();
+    std::abort();  // not reached
+}
+
+}  // namespace
+
+void Main(ProcessState& state, const MainParts& parts)
+try {
+    state.gMessenger = parts.makeMessenger();
+    parts.showSplash();
+    if (parts.loginUser()) {
+        OpenMeeting(state, parts);
+    } else {
+        parts.unloadSplash();
+        parts.endProgram();
+    }
+} catch (const std::exception& error) {
+    FailedToLoad(state, error.what());
+}

@@ -1,0 +1,6 @@
+#include "base/version.h"
+
+QString VersionText()
+{
+    return QStringLiteral(QUORVIA_VERSION);
+}

@@ -1,0 +1,91 @@
+#include "ui/frm_splash.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QEvent>
+#include <QFrame>
+#include <QGuiApplication>
+#include <QIcon>
+#include <QLabel>
+#include <QScreen>
+#include <QVBoxLayout>
+
+#include "base/process_state.h"
+#include "base/version.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QSize kSize(360, 240);
+constexpr int kLogo = 96;
+constexpr int kPaintMilliseconds = 500;
+
+}  // namespace
+
+frmSplash::frmSplash() : QWidget(nullptr, Qt::FramelessWindowHint)
+{
+    setObjectName(u"frmSplash"_s);
+    setWindowTitle(QLatin1String(kAppTitle));
+    setFixedSize(kSize);
+    setFocusPolicy(Qt::StrongFocus);
+
+    Frame1 = new QFrame(this);
+    Frame1->setObjectName(u"Frame1"_s);
+    Frame1->setFrameStyle(QFrame::Box | QFrame::Plain);
+    Frame1->installEventFilter(this);
+
+    imgLogo = new QLabel(Frame1);
+    imgLogo->setObjectName(u"imgLogo"_s);
+    imgLogo->setPixmap(QIcon(u":/logo.svg"_s).pixmap(QSize(kLogo, kLogo), devicePixelRatioF()));
+    lblProductName = new QLabel(QLatin1String(kAppTitle), Frame1);
+    lblProductName->setObjectName(u"lblProductName"_s);
+    QFont large = font();
+    large.setPixelSize(34);
+    large.setBold(true);
+    lblProductName->setFont(large);
+    lblVersion = new QLabel(u"Version "_s + VersionText(), Frame1);
+    lblVersion->setObjectName(u"lblVersion"_s);
+
+    auto* rows = new QVBoxLayout(Frame1);
+    rows->addStretch();
+    for (QLabel* label : {imgLogo, lblProductName, lblVersion}) {
+        label->setAttribute(Qt::WA_TransparentForMouseEvents);
+        rows->addWidget(label, 0, Qt::AlignHCenter);
+    }
+    rows->addStretch();
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(Frame1);
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        move(screen->availableGeometry().center() - rect().center());
+}
+
+void frmSplash::ShowPainted()
+{
+    show();
+    const QDeadlineTimer until(kPaintMilliseconds);
+    while (!mPainted && isVisible() && !until.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents,
+                                        int(until.remainingTime()));
+}
+
+void frmSplash::keyPressEvent(QKeyEvent*)
+{
+    Unload();
+}
+
+void frmSplash::paintEvent(QPaintEvent* event)
+{
+    mPainted = true;
+    QWidget::paintEvent(event);
+}
+
+bool frmSplash::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == Frame1 && event->type() == QEvent::MouseButtonPress) {
+        Unload();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
