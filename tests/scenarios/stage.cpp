@@ -273,8 +273,10 @@ Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale
     : mName(name), mHome(folder.Path() + u'/' + name), mLogs(mHome + u".log"_s)
 {
     QDir().mkpath(mHome + u"/quorvia"_s);
-    QDir().mkpath(mHome + u"/run"_s);
-    QFile::setPermissions(mHome + u"/run"_s, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    // One computer, one user: the personal service is shared, the settings are not.
+    const QString run = folder / "run";
+    QDir().mkpath(run);
+    QFile::setPermissions(run, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     const QString size = u"%1x%2x24"_s.arg(screen.width()).arg(screen.height());
     mServer = std::make_unique<Child>(
         u"Xvfb"_s, QStringList{u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, size, u"-nolisten"_s, u"tcp"_s},
@@ -283,8 +285,8 @@ Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale
     mEnvironment = {{u"DISPLAY"_s, mDisplay},
                     {u"WAYLAND_DISPLAY"_s, u""_s},
                     {u"XDG_CONFIG_HOME"_s, mHome},
-                    {u"XDG_DATA_HOME"_s, mHome + u"/data"_s},
-                    {u"XDG_RUNTIME_DIR"_s, mHome + u"/run"_s},
+                    {u"XDG_DATA_HOME"_s, folder / "data"},
+                    {u"XDG_RUNTIME_DIR"_s, run},
                     {u"HOME"_s, mHome},
                     {u"QT_QPA_PLATFORM"_s, u"xcb"_s},
                     {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
