@@ -47,6 +47,8 @@ public:
 
     // The same without waiting, for a caller with its own turns.
 
+    /// The handshake brought bytes beyond it: do not wait for the socket before TakeReady.
+    bool InputKept() const { return !mKeptIn.empty(); }
     /// Appends what has arrived, if anything. Throws as Read.
     bool TakeReady(std::string& into);
     /// Encrypts `bytes` and sends what the socket takes; the rest is kept. Precondition: no Backlog.

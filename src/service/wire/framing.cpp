@@ -83,13 +83,13 @@ void AppendItem(std::string& out, const Header& first, Lane lane, std::string_vi
     while (!cutter.Done()) cutter.AppendNext(out);
 }
 
-void FrameReader::Feed(std::string_view bytes)
+std::string& FrameReader::Intake()
 {
     if (mAt > 0) {
         mBytes.erase(0, mAt);
         mAt = 0;
     }
-    mBytes.append(bytes);
+    return mBytes;
 }
 
 std::optional<FrameView> FrameReader::Next()

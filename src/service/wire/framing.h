@@ -66,7 +66,9 @@ struct FrameView {
 class FrameReader {
 public:
     explicit FrameReader(Way way) : mWay(way) {}
-    void Feed(std::string_view bytes);
+    void Feed(std::string_view bytes) { Intake().append(bytes); }
+    /// Where bytes may be appended instead, for a caller that would otherwise copy them once more.
+    std::string& Intake();
     /// The next whole frame, none when bytes are missing. Throws WireError.
     std::optional<FrameView> Next();
     /// Gives memory back when nothing is held; call when the peer is silent.

@@ -1,0 +1,62 @@
+#pragma once
+// The accounts, in one SQLite file. Any thread: each call is a step of its own under a lock. What a call
+// has answered is on the disk.
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+
+namespace zephyl {
+
+/// The store cannot do what was asked: disk, damage, or a name that is taken.
+struct AccountError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Account {
+    std::string handle;  // the account's own spelling
+    std::string passwordHash;
+    std::string address;          // for mail; may be empty
+    bool permitted = true;        // may enter meetings
+    std::int64_t generation = 0;  // rises with each new password
+};
+
+class Accounts {
+public:
+    /// Opens or makes `data`/accounts.sqlite, mode 0600. Throws AccountError.
+    explicit Accounts(const std::filesystem::path& data);
+    ~Accounts();
+    Accounts(const Accounts&) = delete;
+    Accounts& operator=(const Accounts&) = delete;
+
+    /// By any spelling. None: no such account, or no handle at all.
+    std::optional<Account> Find(const std::string& handle) const;
+    /// In order of the handles.
+    std::vector<Account> List() const;
+    /// Throws AccountError when it is no handle, or is taken by an equal or a look-alike one.
+    Account Add(const std::string& handle, const std::string& passwordHash, const std::string& address);
+    // These return false when there is no such account.
+    bool Remove(const std::string& handle);
+    bool SetPassword(const std::string& handle, const std::string& passwordHash);
+    bool SetPermitted(const std::string& handle, bool permitted);
+
+    /// 20 hexadecimal digits, drawn once for the whole service.
+    std::string ServerKey();
+
+private:
+    class Statement;
+    void Run(const char* sql) const;
+    bool Change(const char* sql, const std::string& handle, const std::string& value);
+
+    mutable std::mutex mMutex;
+    sqlite3* mDb = nullptr;
+};
+
+}  // namespace zephyl

@@ -1,0 +1,103 @@
+#include "service/relay/admin_socket.h"
+
+#include <spdlog/logger.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+
+#include "service/relay/directory.h"
+#include "service/relay/identity.h"
+#include "service/relay/login_desk.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+using asio::local::stream_protocol;
+namespace {
+
+constexpr std::size_t kLineBytes = 1024;
+constexpr std::string_view kAccount = "account ";
+constexpr time_t kPatience = 5;  // seconds, of `zephyld user`
+
+std::filesystem::path SocketPath(const std::filesystem::path& data)
+{
+    return data / "admin.sock";
+}
+
+}  // namespace
+
+AdminSocket::AdminSocket(Services& services)
+    : mServices(services), mPath(SocketPath(services.options.data)), mAcceptor(services.io)
+{
+    ::unlink(mPath.c_str());  // the folder's lock is ours, so it is a dead one's
+    try {
+        mAcceptor.open(stream_protocol());
+        mAcceptor.bind(stream_protocol::endpoint(mPath.string()));
+        if (::chmod(mPath.c_str(), 0600) != 0) throw std::runtime_error("cannot set its mode");
+        mAcceptor.listen();
+    } catch (const std::exception& error) {
+        throw StartError("cannot listen on " + mPath.string() + ": " + error.what());
+    }
+}
+
+AdminSocket::~AdminSocket()
+{
+    ::unlink(mPath.c_str());
+}
+
+void AdminSocket::Start()
+{
+    asio::co_spawn(mServices.io, Accept(), asio::detached);
+}
+
+asio::awaitable<void> AdminSocket::Accept()
+{
+    for (;;) {
+        stream_protocol::socket socket = co_await mAcceptor.async_accept(asio::use_awaitable);
+        asio::co_spawn(mServices.io, Serve(std::move(socket)), asio::detached);
+    }
+}
+
+asio::awaitable<void> AdminSocket::Serve(stream_protocol::socket socket)
+{
+    std::string line;
+    co_await asio::async_read_until(socket, asio::dynamic_buffer(line, kLineBytes), '\n',
+                                    asio::use_awaitable);
+    line.resize(line.find('\n'));
+    const bool known = line.starts_with(kAccount);
+    if (known) {
+        const std::string handle = line.substr(kAccount.size());
+        mServices.directory.AccountChanged(handle, mServices.accounts.Find(handle));
+    }
+    const std::string answer = known ? "ok\n" : "unknown\n";
+    co_await asio::async_write(socket, asio::buffer(answer), asio::use_awaitable);
+}
+
+bool TellDaemon(const std::filesystem::path& data, const std::string& line)
+{
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    const std::string path = SocketPath(data).string();
+    if (path.size() >= sizeof name.sun_path) return false;
+    path.copy(name.sun_path, sizeof name.sun_path - 1);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval patience{kPatience, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    bool told = ::connect(fd, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
+    const std::string text = line + "\n";
+    char answer[16];
+    told = told && ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+    told = told && ::recv(fd, answer, sizeof answer, 0) > 0;
+    ::close(fd);
+    return told;
+}
+
+}  // namespace zephyl

@@ -1,0 +1,344 @@
+#include "service/relay/connection.h"
+
+#include <spdlog/logger.h>
+
+#include <algorithm>
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/system/system_error.hpp>
+
+#include "service/relay/directory.h"
+#include "service/relay/meeting.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+constexpr std::size_t kControlBytes = 256 * 1024;  // of answers that a client does not take
+constexpr int kBatchesInARow = 4;                  // then others have a turn
+constexpr std::chrono::seconds kGoodbye{2};        // for the last bytes to leave
+
+}  // namespace
+
+Connection::Connection(TlsStream::Socket socket, Services& services, std::string address,
+                       std::unique_ptr<ConnectionGate::Ticket> ticket)
+    : mServices(services),
+      mStream(std::move(socket), services.tls),
+      mAddress(std::move(address)),
+      mTicket(std::move(ticket)),
+      mHome(asio::make_strand(services.io)),
+      mTimer(services.io),
+      mSince(Clock::now()),
+      mHeard(mSince)
+{
+}
+
+Connection::~Connection()
+{
+    mServices.gate.Remove(this);
+}
+
+void Connection::Start()
+{
+    mServices.gate.Add(shared_from_this());
+    asio::co_spawn(
+        Home(), [self = shared_from_this()] { return self->Open(); }, asio::detached);
+}
+
+// --- homes -----------------------------------------------------------------------------------------
+
+Strand Connection::Home() const
+{
+    const std::lock_guard lock(mHomeMutex);
+    return mHome;
+}
+
+void Connection::SetHome(const Strand& home)
+{
+    const std::lock_guard lock(mHomeMutex);
+    mHome = home;
+}
+
+void Connection::PostHome(std::function<void()> work)
+{
+    const Strand home = Home();
+    asio::post(home, [self = shared_from_this(), home, work = std::move(work)]() mutable {
+        if (self->Home() == home)
+            work();
+        else
+            self->PostHome(std::move(work));
+    });
+}
+
+void Connection::PostEnd(ByeReason reason, std::string text)
+{
+    PostHome([this, reason, text = std::move(text)] { End(reason, text); });
+}
+
+// --- reading ---------------------------------------------------------------------------------------
+
+asio::awaitable<void> Connection::Receive()
+{
+    for (;;) {
+        mReader.Rest();
+        if (!mStream.InputKept())
+            co_await mStream.Tcp().async_wait(TlsStream::Socket::wait_read, asio::use_awaitable);
+        std::string& intake = mReader.Intake();
+        const std::size_t before = intake.size();
+        if (!mStream.TakeReady(intake)) continue;
+        mHeard = Clock::now();
+        if (mEnding) {
+            intake.resize(before);
+            continue;
+        }
+        if (mState != State::LoggedIn && (mBeforeLogin += intake.size() - before) > kBeforeLoginBytes)
+            throw WireError("too much before login");
+        co_return;
+    }
+}
+
+asio::awaitable<void> Connection::Open()
+{
+    ArmTick();
+    std::string why;
+    try {
+        co_await mStream.Handshake();
+    } catch (const std::exception& error) {
+        why = error.what();
+    }
+    if (why.empty())
+        co_await Unseated();
+    else
+        Closed(why);
+}
+
+asio::awaitable<void> Connection::Unseated()
+{
+    std::string why;
+    bool spoiled = false;
+    try {
+        const Next next = co_await UnseatedTurns();
+        if (next == Next::Moved) co_return;
+    } catch (const WireError& error) {
+        why = error.what();
+        spoiled = true;
+    } catch (const std::exception& error) {
+        why = error.what();
+    }
+    if (spoiled) {
+        End(BYE_DONE, why);
+        co_await Linger();
+    }
+    Closed(why);
+}
+
+asio::awaitable<Connection::Next> Connection::UnseatedTurns()
+{
+    for (;;) {
+        while (!mEnding) {
+            const std::optional<FrameView> frame = mReader.Next();
+            if (!frame) break;
+            const Next next = co_await Handle(*frame);
+            if (next == Next::Moved) co_return Next::Moved;
+        }
+        FlushSelf();
+        co_await Receive();
+    }
+}
+
+// Until the other side has closed, or the tick has.
+asio::awaitable<void> Connection::Linger()
+{
+    try {
+        while (!mClosed) co_await Receive();
+    } catch (const std::exception&) {
+        // the end that was waited for
+    }
+}
+
+void Connection::Adopt(std::shared_ptr<Session> session)
+{
+    mSession = std::move(session);
+    mState = State::LoggedIn;
+    mTicket.reset();
+}
+
+// On the meeting's strand. The seat is this connection's until the meeting says otherwise.
+asio::awaitable<void> Connection::Seated(std::shared_ptr<Meeting> meeting, std::function<bool()> begin)
+{
+    std::string why;
+    bool spoiled = false;
+    bool back = !begin();
+    FlushSelf();
+    try {
+        while (!back) {
+            while (!mEnding && !back) {
+                const std::optional<FrameView> frame = mReader.Next();
+                if (!frame) break;
+                back = meeting->Handle(*this, *frame) == Meeting::After::SeatGone;
+            }
+            meeting->EndOfTurn();
+            if (!back) co_await Receive();
+        }
+    } catch (const WireError& error) {
+        why = error.what();
+        spoiled = true;
+    } catch (const std::exception& error) {
+        why = error.what();
+    }
+    if (back) {
+        MoveBack();
+        co_return;
+    }
+    if (spoiled) End(BYE_DONE, why);
+    meeting->ConnectionLost(*this);
+    if (spoiled) co_await Linger();
+    Closed(why);
+}
+
+void Connection::MoveTo(const std::shared_ptr<Meeting>& meeting, std::function<bool()> begin)
+{
+    SetHome(meeting->Home());
+    asio::co_spawn(
+        meeting->Home(),
+        [self = shared_from_this(), meeting, begin = std::move(begin)] {
+            return self->Seated(meeting, begin);
+        },
+        asio::detached);
+}
+
+void Connection::MoveBack()
+{
+    const Strand own = asio::make_strand(mServices.io);
+    SetHome(own);
+    asio::co_spawn(
+        own, [self = shared_from_this()] { return self->Unseated(); }, asio::detached);
+}
+
+void Connection::Closed(const std::string& why)
+{
+    if (!mClosed) mServices.log.debug("{} {}: {}", mAddress, mSession ? mSession->handle : "-", why);
+    mClosed = true;
+    mSource = nullptr;
+    mStream.Close();
+    mTicket.reset();
+    if (mSession) mServices.directory.ConnectionEnded(mSession, shared_from_this());
+}
+
+// --- writing ---------------------------------------------------------------------------------------
+
+void Connection::Send(const Header& header)
+{
+    if (mClosed || mEnding) return;
+    AppendFrame(mControl, header, {}, Way::Down);
+    if (mControl.size() > kControlBytes) Drop("takes no answers");
+}
+
+void Connection::FlushSelf()
+{
+    std::string scratch;
+    Flush(scratch);
+}
+
+void Connection::Flush(std::string& scratch)
+{
+    if (mClosed || mWaitingToWrite) return;
+    try {
+        for (int batches = 0; batches < kBatchesInARow; ++batches) {
+            scratch.assign(mControl);
+            mControl.clear();
+            if (mSource && !mEnding) mSource->Fill(scratch, kBatchBytes);
+            if (scratch.empty()) {
+                if (mEnding) mStream.Tcp().shutdown(TlsStream::Socket::shutdown_send);
+                return;
+            }
+            if (!mStream.Put(scratch)) return WaitWritable();
+        }
+    } catch (const std::exception& error) {
+        return Drop(error.what());
+    }
+    PostHome([this] { FlushSelf(); });
+}
+
+void Connection::WaitWritable()
+{
+    if (!mWaitingToWrite) mBusySince = Clock::now();
+    mWaitingToWrite = true;
+    mStream.Tcp().async_wait(TlsStream::Socket::wait_write,
+                             [self = shared_from_this()](boost::system::error_code error) {
+                                 if (!error) self->PostHome([self] { self->OnWritable(); });
+                             });
+}
+
+void Connection::OnWritable()
+{
+    if (mClosed) return;
+    const std::size_t before = mStream.Backlog();
+    try {
+        const bool empty = mStream.Flush();
+        if (mStream.Backlog() < before) mBusySince = Clock::now();
+        if (!empty) return WaitWritable();
+    } catch (const std::exception& error) {
+        return Drop(error.what());
+    }
+    mWaitingToWrite = false;
+    FlushSelf();
+}
+
+void Connection::End(ByeReason reason, const std::string& text)
+{
+    if (mClosed || mEnding) return;
+    Header header;
+    header.mutable_bye()->set_reason(reason);
+    header.mutable_bye()->set_text(text);
+    Send(header);
+    mEnding = true;
+    mSince = Clock::now();
+    FlushSelf();
+}
+
+void Connection::Drop(const std::string& why)
+{
+    if (mClosed) return;
+    mServices.log.info("{} {} dropped: {}", mAddress, mSession ? mSession->handle : "-", why);
+    mClosed = true;
+    mStream.Close();  // the reader's wait ends, and it tells whom it concerns
+}
+
+// --- time ------------------------------------------------------------------------------------------
+
+void Connection::ArmTick()
+{
+    mTimer.expires_after(mServices.options.times.tick);
+    mTimer.async_wait([weak = weak_from_this()](boost::system::error_code error) {
+        const std::shared_ptr<Connection> self = weak.lock();
+        if (error || !self) return;
+        self->PostHome([self] {
+            if (self->mClosed) return;
+            self->OnTick(Clock::now());
+            if (self->mControl.size() > 0) self->FlushSelf();
+            if (!self->mClosed) self->ArmTick();
+        });
+    });
+}
+
+void Connection::OnTick(Clock::time_point now)
+{
+    const RelayTimes& times = mServices.options.times;
+    if (mEnding && now - mSince > kGoodbye) return Drop("the last bytes did not leave");
+    if (mEnding) return;
+    if (mState != State::LoggedIn && now - mSince > times.beforeLogin) return Drop("no login");
+    if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
+    if (now - mHeard > times.lostAfter) return Drop("silent");
+    if (mState != State::LoggedIn || now - mHeard < times.pingAfter || now - mPinged < times.pingAfter)
+        return;
+    mPinged = now;
+    Header ping;
+    ping.mutable_ping()->set_nonce(static_cast<std::uint64_t>(now.time_since_epoch().count()));
+    Send(ping);
+}
+
+}  // namespace zephyl

@@ -1,0 +1,118 @@
+#pragma once
+// One client's connection: TLS, frames in, batches out, and what may be asked before a meeting is
+// entered. Lives on one strand at a time, its home: its own at first, a meeting's while it has a seat.
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "service/net/tls_stream.h"
+#include "service/relay/connection_gate.h"
+#include "service/relay/services.h"
+#include "service/relay/session.h"
+#include "service/wire/framing.h"
+
+namespace zephyl {
+
+class Meeting;
+struct LoginVerdict;
+
+/// What a seat sends beside the connection's own control frames. Asked when the socket is free.
+class BatchSource {
+public:
+    virtual ~BatchSource() = default;
+    virtual void Fill(std::string& batch, std::size_t limit) = 0;
+};
+
+class Connection : public std::enable_shared_from_this<Connection> {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    Connection(TlsStream::Socket socket, Services& services, std::string address,
+               std::unique_ptr<ConnectionGate::Ticket> ticket);
+    ~Connection();
+
+    /// Begins with the handshake. Once.
+    void Start();
+
+    // --- on the home strand ---
+    /// Queues a control frame for the next Flush.
+    void Send(const Header& header);
+    /// Sends what is ready until the socket is busy. `scratch` is memory to build in.
+    void Flush(std::string& scratch);
+    /// Says Bye and closes once that has left. What comes in meanwhile is thrown away.
+    void End(ByeReason reason, const std::string& text);
+    /// Closes at once; the reader meets the end.
+    void Drop(const std::string& why);
+    /// Once a tick: pings, and finds that the other side is gone or takes nothing.
+    void OnTick(Clock::time_point now);
+    bool Ending() const { return mEnding; }
+
+    // --- any thread ---
+    void PostEnd(ByeReason reason, std::string text);
+    const std::string& Address() const { return mAddress; }
+    std::shared_ptr<Session> TheSession() const { return mSession; }
+
+    /// For the meeting: a seat was resumed, so this connection is that session's now.
+    void Adopt(std::shared_ptr<Session> session);
+    /// For the meeting: what to pull batches from; null when the seat has gone.
+    void PullFrom(BatchSource* source) { mSource = source; }
+
+private:
+    enum class State { New, Greeted, LoggedIn };
+    enum class Next { GoOn, Moved };
+
+    boost::asio::awaitable<void> Open();
+    boost::asio::awaitable<void> Unseated();
+    boost::asio::awaitable<Next> UnseatedTurns();
+    boost::asio::awaitable<void> Seated(std::shared_ptr<Meeting> meeting, std::function<bool()> begin);
+    boost::asio::awaitable<void> Linger();
+    boost::asio::awaitable<void> Receive();
+    boost::asio::awaitable<Next> Handle(const FrameView& frame);
+    void Greet(const Hello& hello);
+    boost::asio::awaitable<void> LogIn(Login login);
+    boost::asio::awaitable<void> LoggedInAs(const Login& login, LoggedIn& answer,
+                                            const LoginVerdict& verdict);
+    boost::asio::awaitable<Next> EnterMeeting(Enter enter);
+    boost::asio::awaitable<Next> ResumeSeat(zephyl::Resume resume);
+    /// Goes to the meeting's strand; there `begin` takes a seat, or answers that there is none.
+    void MoveTo(const std::shared_ptr<Meeting>& meeting, std::function<bool()> begin);
+    void MoveBack();
+    void Closed(const std::string& why);
+
+    Strand Home() const;
+    void SetHome(const Strand& home);
+    /// Runs on whatever strand is home when its turn comes.
+    void PostHome(std::function<void()> work);
+    void ArmTick();
+    void WaitWritable();
+    void OnWritable();
+    void FlushSelf();
+
+    Services& mServices;
+    TlsStream mStream;
+    const std::string mAddress;
+    std::unique_ptr<ConnectionGate::Ticket> mTicket;  // until login
+    mutable std::mutex mHomeMutex;
+    Strand mHome;
+    boost::asio::steady_timer mTimer;
+    FrameReader mReader{Way::Up};
+    std::string mControl;
+    BatchSource* mSource = nullptr;
+    std::shared_ptr<Session> mSession;
+    State mState = State::New;
+    bool mWaitingToWrite = false;
+    bool mEnding = false;
+    bool mClosed = false;
+    std::size_t mBeforeLogin = 0;
+    Clock::time_point mSince;  // of this state
+    Clock::time_point mHeard;
+    Clock::time_point mPinged;
+    Clock::time_point mBusySince;  // the socket has taken nothing
+};
+
+}  // namespace zephyl

@@ -1,0 +1,198 @@
+#include "service/relay/directory.h"
+
+#include <spdlog/logger.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "service/relay/connection.h"
+#include "service/relay/handle_rules.h"
+#include "service/relay/meeting.h"
+#include "service/relay/memory_log.h"
+#include "service/relay/passwords.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+constexpr std::size_t kMeetingIdBytes = 16;
+}
+
+MeetingHold::MeetingHold(std::shared_ptr<Meeting> held) : meeting(std::move(held))
+{
+    meeting->Occupy(1);
+}
+MeetingHold::~MeetingHold()
+{
+    meeting->Occupy(-1);
+}
+
+Directory::Directory(asio::io_context& io, Services& services)
+    : mServices(services), mStrand(asio::make_strand(io))
+{
+}
+
+Directory::~Directory()
+{
+    for (const auto& [id, meeting] : mById) meeting->Abandon();
+}
+
+asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session,
+                                       std::shared_ptr<Connection> connection, bool again)
+{
+    co_return co_await asio::co_spawn(mStrand, DoAdmit(session, connection, again), asio::use_awaitable);
+}
+
+asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> session, Enter enter)
+{
+    co_return co_await asio::co_spawn(mStrand, DoFind(session, enter), asio::use_awaitable);
+}
+
+asio::awaitable<std::shared_ptr<Meeting>> Directory::ById(std::string id)
+{
+    co_return co_await asio::co_spawn(mStrand, DoById(id), asio::use_awaitable);
+}
+
+asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session,
+                                         std::shared_ptr<Connection> connection, bool again)
+{
+    Entry& entry = mEntries[session->key];
+    if (entry.session) {
+        const bool sameStream = entry.session->stream == session->stream;
+        if (!sameStream && again) co_return false;
+        if (!sameStream)
+            EndEntry(entry, BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
+        else if (const auto older = entry.connection.lock(); older && older != connection)
+            older->PostEnd(BYE_REPLACED, "");
+        if (!sameStream) entry.meeting.reset();
+    }
+    entry.session = session;
+    entry.connection = connection;
+    co_return true;
+}
+
+asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> session, Enter enter)
+{
+    Found found;
+    const auto entry = mEntries.find(session->key);
+    if (!session->permitted || entry == mEntries.end() || entry->second.session->stream != session->stream) {
+        found.result = RESULT_NOT_PERMITTED;
+        co_return found;
+    }
+    const std::string code = MeetingCodeKey(enter.code());
+    const auto at = mByCode.find(code);
+    std::shared_ptr<Meeting> meeting = at == mByCode.end() ? nullptr : at->second;
+    if (!enter.rejoin().empty()) {
+        found.result = RESULT_ENDED;
+        if (!meeting || meeting->Id() != enter.rejoin()) co_return found;
+    } else if (enter.create()) {
+        found.result = RESULT_IN_USE;
+        if (code.empty()) co_return found;
+        if (meeting && !meeting->MadeBy(*session)) {
+            if (meeting->Occupied()) co_return found;
+            Delete(meeting);
+            meeting = nullptr;
+        }
+        if (!meeting) meeting = Create(code, *session);
+    } else if (!meeting) {
+        co_return found;
+    }
+    found.result = RESULT_OK;
+    found.hold = std::make_shared<MeetingHold>(meeting);
+    entry->second.meeting = meeting;
+    co_return found;
+}
+
+asio::awaitable<std::shared_ptr<Meeting>> Directory::DoById(std::string id)
+{
+    const auto at = mById.find(id);
+    co_return at == mById.end() ? nullptr : at->second;
+}
+
+std::shared_ptr<Meeting> Directory::Create(const std::string& code, const Session& creator)
+{
+    auto meeting = std::make_shared<Meeting>(mServices, RandomBytes(kMeetingIdBytes), code, creator,
+                                             std::make_unique<MemoryLog>(mServices.options.bounds));
+    mByCode[code] = mById[meeting->Id()] = meeting;
+    meeting->Start();
+    return meeting;
+}
+
+void Directory::Delete(const std::shared_ptr<Meeting>& meeting)
+{
+    mById.erase(meeting->Id());
+    if (const auto at = mByCode.find(meeting->Code()); at != mByCode.end() && at->second == meeting)
+        mByCode.erase(at);
+    meeting->PostClose();
+}
+
+void Directory::ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection)
+{
+    asio::post(mStrand, [this, session, connection] {
+        const auto at = mEntries.find(session->key);
+        if (at == mEntries.end() || at->second.session->stream != session->stream) return;
+        if (at->second.connection.lock() == connection) at->second.connection.reset();
+        if (!at->second.connection.lock() && !at->second.meeting.lock()) mEntries.erase(at);
+    });
+}
+
+void Directory::ConnectionResumed(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection)
+{
+    asio::post(mStrand, [this, session, connection] {
+        Entry& entry = mEntries[session->key];
+        if (!entry.session) entry.session = session;
+        if (entry.session->stream == session->stream) entry.connection = connection;
+    });
+}
+
+void Directory::SeatEnded(std::shared_ptr<Session> session)
+{
+    asio::post(mStrand, [this, session] {
+        const auto at = mEntries.find(session->key);
+        if (at == mEntries.end() || at->second.session->stream != session->stream) return;
+        at->second.meeting.reset();
+        if (!at->second.connection.lock()) mEntries.erase(at);
+    });
+}
+
+void Directory::MeetingEmpty(std::shared_ptr<Meeting> meeting)
+{
+    asio::post(mStrand, [this, meeting] {
+        if (!meeting->Occupied()) Delete(meeting);
+    });
+}
+
+void Directory::EndEntry(const Entry& entry, ByeReason reason, const std::string& text)
+{
+    if (const auto meeting = entry.meeting.lock()) meeting->PostEndSeat(entry.session, reason, text);
+    if (const auto connection = entry.connection.lock()) connection->PostEnd(reason, text);
+}
+
+void Directory::AccountChanged(const std::string& handle, std::optional<Account> account)
+{
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    if (!forms) return;
+    asio::post(mStrand, [this, key = forms->key, account = std::move(account)] {
+        const auto at = mEntries.find(key);
+        if (at == mEntries.end()) return;
+        const Entry entry = at->second;
+        if (!account || account->generation != entry.session->generation) {
+            mServices.log.info("{}: account removed or password changed", entry.session->handle);
+            EndEntry(entry, BYE_KICKED, account ? "the password was changed" : "the account was removed");
+            return;
+        }
+        entry.session->permitted = account->permitted;
+        const std::shared_ptr<Meeting> meeting = entry.meeting.lock();
+        if (!account->permitted && meeting)
+            meeting->PostEndSeat(entry.session, BYE_KICKED, "no permission for meetings any more");
+    });
+}
+
+void Directory::StopMeetings()
+{
+    asio::post(mStrand, [this] {
+        for (const auto& [id, meeting] : mById) meeting->PostStop();
+    });
+}
+
+}  // namespace zephyl

@@ -1,0 +1,82 @@
+#include "service/relay/login_desk.h"
+
+#include <boost/asio/post.hpp>
+
+#include "service/relay/handle_rules.h"
+
+namespace zephyl {
+namespace {
+
+constexpr int kWorkers = 2;
+constexpr int kQueue = 32;
+constexpr std::chrono::milliseconds kBusyWait{1000};
+
+}  // namespace
+
+LoginDesk::LoginDesk(Accounts& accounts, bool registers, HashCost cost)
+    : mAccounts(accounts),
+      mRegisters(registers),
+      mCost(cost),
+      mNobody(HashPassword(RandomHex(32), cost)),
+      mPool(kWorkers)
+{
+}
+
+LoginDesk::~LoginDesk()
+{
+    mPool.join();
+}
+
+void LoginDesk::Run(std::function<void()> work)
+{
+    boost::asio::post(mPool, std::move(work));
+}
+
+void LoginDesk::Check(const std::string& handle, const std::string& password, const std::string& address,
+                      std::function<void(LoginVerdict)> done)
+{
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    const std::string key = forms ? forms->key : std::string();
+    LoginVerdict verdict;
+    verdict.wait = mBackOff.WaitFor(key, address, BackOff::Clock::now());
+    if (verdict.wait.count() == 0 && mWaiting.load() >= kQueue + kWorkers) verdict.wait = kBusyWait;
+    if (verdict.wait.count() > 0) {
+        verdict.result = RESULT_LATER;
+        return done(std::move(verdict));
+    }
+    ++mWaiting;
+    boost::asio::post(mPool, [this, handle, key, password, address, done = std::move(done)] {
+        LoginVerdict answer;
+        try {
+            answer = Decide(handle, key, password);
+        } catch (const std::exception&) {
+            answer.result = RESULT_LATER;  // no memory, or a store that is busy
+            answer.wait = kBusyWait;
+        }
+        --mWaiting;
+        if (answer.result == RESULT_WRONG) mBackOff.Wrong(key, address, password, BackOff::Clock::now());
+        if (answer.result == RESULT_OK) mBackOff.Right(key);
+        done(std::move(answer));
+    });
+}
+
+LoginVerdict LoginDesk::Decide(const std::string& handle, const std::string& key, const std::string& password)
+{
+    const std::optional<Account> account = mAccounts.Find(handle);
+    if (!account && mRegisters && !key.empty()) return Register(handle, key, password);
+    if (!PasswordFits(account ? account->passwordHash : mNobody, password) || !account) return {};
+    return {RESULT_OK, *account, key, {}};
+}
+
+LoginVerdict LoginDesk::Register(const std::string& handle, const std::string& key,
+                                 const std::string& password)
+{
+    if (PasswordFault(password)) return {};
+    try {
+        return {RESULT_OK, mAccounts.Add(handle, HashPassword(password, mCost), ""), key, {}};
+    } catch (const AccountError&) {
+        return {};  // looks like another one, or came in at the same moment
+    }
+}
+
+}  // namespace zephyl

@@ -1,0 +1,48 @@
+#pragma once
+// Checks passwords beside the io threads: a small pool with a short queue. Any thread may ask.
+
+#include <atomic>
+#include <boost/asio/thread_pool.hpp>
+#include <functional>
+#include <string>
+
+#include "service/relay/accounts.h"
+#include "service/relay/back_off.h"
+#include "service/relay/passwords.h"
+#include "service/wire/zephyl.pb.h"
+
+namespace zephyl {
+
+struct LoginVerdict {
+    Result result = RESULT_WRONG;      // ok, wrong, later
+    Account account;                   // when ok
+    std::string key;                   // the handle, folded
+    std::chrono::milliseconds wait{};  // when later
+};
+
+class LoginDesk {
+public:
+    /// `registers`: an unknown handle becomes an account with the password it came with.
+    LoginDesk(Accounts& accounts, bool registers, HashCost cost);
+    ~LoginDesk();
+
+    /// `done` runs on a thread of the pool, or at once on the caller's when the answer needs no hash.
+    void Check(const std::string& handle, const std::string& password, const std::string& address,
+               std::function<void(LoginVerdict)> done);
+    /// Runs short work on the database beside the io threads.
+    void Run(std::function<void()> work);
+
+private:
+    LoginVerdict Decide(const std::string& handle, const std::string& key, const std::string& password);
+    LoginVerdict Register(const std::string& handle, const std::string& key, const std::string& password);
+
+    Accounts& mAccounts;
+    const bool mRegisters;
+    const HashCost mCost;
+    const std::string mNobody;  // a hash that fits nothing: unknown handles cost the same
+    BackOff mBackOff;
+    std::atomic<int> mWaiting{0};
+    boost::asio::thread_pool mPool;
+};
+
+}  // namespace zephyl

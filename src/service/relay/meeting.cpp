@@ -1,0 +1,396 @@
+#include "service/relay/meeting.h"
+
+#include <spdlog/logger.h>
+
+#include <algorithm>
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/post.hpp>
+
+#include "service/relay/handle_rules.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+constexpr int kPresent = 5;
+constexpr int kLeft = 0;
+
+}  // namespace
+
+Meeting::Meeting(Services& services, std::string id, std::string code, const Session& creator,
+                 std::unique_ptr<MeetingLog> log)
+    : mServices(services),
+      mId(std::move(id)),
+      mCode(std::move(code)),
+      mCreatorKey(creator.key),
+      mCreatorStream(creator.stream),
+      mHome(asio::make_strand(services.io)),
+      mLog(std::move(log)),
+      mEmptySince(Clock::now()),
+      mTick(services.io),
+      mAccepted(services.io)
+{
+}
+
+Meeting::~Meeting() = default;
+
+void Meeting::Start()
+{
+    asio::post(mHome, [self = shared_from_this()] {
+        self->mLog->WhenSafe([meeting = self.get()](const Sequences& upTo) { meeting->OnSafe(upTo); });
+        self->ArmTick();
+    });
+}
+
+// --- seats -----------------------------------------------------------------------------------------
+
+Meeting::SeatPtr Meeting::OfConnection(const Connection& connection) const
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->connection.get() == &connection; });
+    return at == mSeats.end() ? nullptr : *at;
+}
+
+Meeting::SeatPtr Meeting::OfKey(const std::string& key) const
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->session->key == key; });
+    return at == mSeats.end() ? nullptr : *at;
+}
+
+Meeting::SeatPtr Meeting::OfHandle(const std::string& handle) const
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->session->handle == handle; });
+    if (at != mSeats.end()) return *at;
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    return forms ? OfKey(forms->key) : nullptr;
+}
+
+std::shared_ptr<StreamMemory> Meeting::NumbersOf(const Session& session)
+{
+    auto& streams = mNumbers[session.key];
+    for (const auto& known : streams)
+        if (known->stream == session.stream) return known;
+    if (streams.size() >= kStreamsPerHandle) streams.pop_front();
+    streams.push_back(std::make_shared<StreamMemory>());
+    streams.back()->stream = session.stream;
+    return streams.back();
+}
+
+bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, const zephyl::Enter& enter)
+{
+    const std::shared_ptr<Session> session = connection.TheSession();
+    SeatPtr seat = OfKey(session->key);
+    if (seat && seat->session->stream != session->stream) {
+        if (seat->connection)
+            seat->connection->End(BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
+        Gone(seat);
+        seat = nullptr;
+    }
+    if (mClosed || mStopping) return Refuse(connection, enter.call(), RESULT_LATER), false;
+    const bool returns = seat && !enter.rejoin().empty();
+    if (!seat) {
+        if (mSeats.size() >= mServices.options.bounds.seatsPerMeeting)
+            return Refuse(connection, enter.call(), RESULT_FULL), false;
+        seat = NewSeat(session, std::move(hold));
+        Announce(*seat, kPresent);
+    } else if (seat->state == SeatState::Away) {
+        Announce(*seat, kPresent);
+    }
+    EndOfTurn();
+    const Sequences ends{mLog->State(CHANNEL_TALK).end, mLog->State(CHANNEL_BOARD).end};
+    if (returns)
+        seat->BeginAt({enter.cursor().talk(), enter.cursor().board()}, seat->enteredAt);
+    else
+        seat->BeginAt({ends.talk, mLog->State(CHANNEL_BOARD).begin}, ends);
+    Attach(*seat, connection);
+    Header header;
+    header.mutable_entered()->set_call(enter.call());
+    header.mutable_entered()->set_result(RESULT_OK);
+    SendPlace(*seat, header, *header.mutable_entered()->mutable_place());
+    mServices.log.info("{} in meeting {} at seat {}", session->handle, mCode, seat->number);
+    return true;
+}
+
+bool Meeting::Resume(Connection& connection, const zephyl::Resume& resume)
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->number == resume.seat(); });
+    Header header;
+    Resumed& resumed = *header.mutable_resumed();
+    resumed.set_call(resume.call());
+    resumed.set_result(RESULT_UNKNOWN);
+    if (mClosed || at == mSeats.end() || (*at)->state == SeatState::Away ||
+        !(*at)->TokenFits(resume.token())) {
+        connection.Send(header);
+        return false;
+    }
+    Seat& seat = **at;
+    seat.BeginAt({resume.cursor().talk(), resume.cursor().board()}, seat.enteredAt);
+    connection.Adopt(seat.session);
+    mServices.directory.ConnectionResumed(seat.session, connection.shared_from_this());
+    Attach(seat, connection);
+    resumed.set_result(RESULT_OK);
+    SendPlace(seat, header, *resumed.mutable_place());
+    return true;
+}
+
+Meeting::SeatPtr Meeting::NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold)
+{
+    mSeats.push_back(std::make_shared<Seat>(++mLastSeat, session, std::move(hold), NumbersOf(*session),
+                                            static_cast<SeatSurroundings&>(*this), mServices.options.bounds));
+    return mSeats.back();
+}
+
+// The fence: whatever the older connection has under way is dropped with it.
+void Meeting::Attach(Seat& seat, Connection& connection)
+{
+    if (seat.connection && seat.connection.get() != &connection) {
+        seat.connection->PullFrom(nullptr);
+        seat.connection->End(BYE_REPLACED, "");
+    }
+    seat.connection = connection.shared_from_this();
+    seat.state = SeatState::Present;
+    connection.PullFrom(&seat);
+}
+
+void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
+{
+    const ChannelState board = mLog->State(CHANNEL_BOARD);
+    const Sequences read = seat.ReadUpTo();
+    place.set_meeting(mId);
+    place.set_seat(seat.number);
+    place.set_token(seat.NewToken());
+    place.mutable_position()->set_talk(read.talk);
+    place.mutable_position()->set_board(read.board);
+    place.set_board_bytes(read.board <= board.begin ? board.keptBytes : 0);
+    place.mutable_have()->set_talk(seat.numbers->have.talk);
+    place.mutable_have()->set_board(seat.numbers->have.board);
+    place.set_entered_at(seat.enteredAt.board);
+    AddAttendees(*place.mutable_attendees());
+    mLog->Seat(seat.Entry());
+    seat.connection->Send(header);
+    seat.acceptedNews = true;
+    Wake(seat.number);
+}
+
+void Meeting::AddAttendees(google::protobuf::RepeatedPtrField<Attendee>& to) const
+{
+    for (const SeatPtr& seat : mSeats) {
+        if (seat->state == SeatState::Away) continue;
+        Attendee& attendee = *to.Add();
+        attendee.set_handle(seat->session->handle);
+        attendee.set_address(seat->session->address);
+    }
+}
+
+void Meeting::Refuse(Connection& connection, std::uint32_t call, Result result)
+{
+    Header header;
+    header.mutable_entered()->set_call(call);
+    header.mutable_entered()->set_result(result);
+    connection.Send(header);
+}
+
+void Meeting::Announce(const Seat& seat, int status)
+{
+    Header header;
+    header.mutable_item()->set_channel(CHANNEL_TALK);
+    zephyl::Presence& presence = *header.mutable_item()->mutable_presence();
+    presence.set_handle(seat.session->handle);
+    presence.set_status(status);
+    presence.set_address(seat.session->address);
+    auto item = std::make_shared<LogItem>();
+    item->channel = CHANNEL_TALK;
+    item->notTo = seat.number;
+    item->everyone = true;
+    Put(std::move(item), header, {}, BoardEffect::None);
+}
+
+void Meeting::ConnectionLost(Connection& connection)
+{
+    const SeatPtr seat = OfConnection(connection);
+    if (!seat) return;
+    connection.PullFrom(nullptr);
+    seat->connection = nullptr;
+    if (mServices.options.times.grace.count() == 0 && !mStopping)
+        Gone(seat);
+    else
+        Detach(*seat);
+    EndOfTurn();
+}
+
+void Meeting::Detach(Seat& seat)
+{
+    seat.state = SeatState::Detached;
+    seat.cutOff = Clock::now();
+    seat.BeginAt(seat.ReadUpTo(), seat.enteredAt);
+    mLog->Seat(seat.Entry());
+}
+
+void Meeting::Gone(const SeatPtr& seat)
+{
+    if (seat->connection) seat->connection->PullFrom(nullptr);
+    seat->connection = nullptr;
+    std::erase(mSeats, seat);
+    for (const SeatPtr& other : mSeats) other->live.Forget(seat->number);
+    if (seat->state != SeatState::Away) Announce(*seat, kLeft);
+    SeatEntry entry = seat->Entry();
+    entry.gone = true;
+    mLog->Seat(entry);
+    mServices.directory.SeatEnded(seat->session);
+    mEmptySince = Clock::now();
+    mServices.log.info("{} gone from meeting {}", seat->session->handle, mCode);
+}
+
+void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text)
+{
+    asio::post(mHome, [self = shared_from_this(), session, reason, text = std::move(text)] {
+        const SeatPtr seat = self->OfKey(session->key);
+        if (!seat || seat->session->stream != session->stream) return;
+        if (seat->connection) seat->connection->End(reason, text);
+        self->Gone(seat);
+        self->EndOfTurn();
+    });
+}
+
+void Meeting::PostStop()
+{
+    asio::post(mHome, [self = shared_from_this()] { self->mStopping = true; });
+}
+
+void Meeting::PostClose()
+{
+    asio::post(mHome, [self = shared_from_this()] {
+        self->mClosed = true;
+        self->mTick.cancel();
+        self->mAccepted.cancel();
+    });
+}
+
+void Meeting::Abandon()
+{
+    for (const SeatPtr& seat : mSeats) {
+        if (seat->connection) seat->connection->PullFrom(nullptr);
+        seat->connection = nullptr;
+    }
+    mSeats.clear();  // a seat holds its meeting
+}
+
+// --- delivery --------------------------------------------------------------------------------------
+
+void Meeting::EndOfTurn()
+{
+    if (mPending.empty()) {
+        FlushSoon();
+        return;
+    }
+    std::vector<ItemPtr> items;
+    items.swap(mPending);
+    std::vector<ItemPtr> concerned = items;
+    mLog->Append(std::move(items), [this, weak = weak_from_this(), concerned = std::move(concerned)] {
+        const auto self = weak.lock();
+        if (!self) return;
+        for (const SeatPtr& seat : mSeats)
+            seat->dirty =
+                seat->dirty || std::any_of(concerned.begin(), concerned.end(),
+                                           [&](const ItemPtr& item) { return seat->Concerns(*item); });
+        FlushSoon();
+    });
+}
+
+void Meeting::Wake(SeatNumber number)
+{
+    for (const SeatPtr& seat : mSeats)
+        if (seat->number == number) seat->dirty = true;
+    FlushSoon();
+}
+
+void Meeting::FlushSoon()
+{
+    if (mFlushPosted) return;
+    mFlushPosted = true;
+    asio::post(mHome, [self = shared_from_this()] { self->FlushDirty(); });
+}
+
+void Meeting::FlushDirty()
+{
+    mFlushPosted = false;
+    for (std::size_t i = 0; i < mSeats.size(); ++i) {
+        const SeatPtr seat = mSeats[i];
+        if (!std::exchange(seat->dirty, false) || !seat->connection) continue;
+        seat->connection->Flush(mScratch);
+    }
+}
+
+void Meeting::OnSafe(const Sequences& upTo)
+{
+    bool news = false;
+    for (const SeatPtr& seat : mSeats) {
+        for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) {
+            auto& waiting = seat->numbers->Of(channel);
+            for (; !waiting.empty() && waiting.front().sequence <= upTo[channel]; waiting.pop_front()) {
+                seat->numbers->safe[channel] = waiting.front().number;
+                seat->acceptedNews = news = true;
+            }
+        }
+    }
+    if (!news || mAcceptedArmed) return;
+    mAcceptedArmed = true;
+    mAccepted.expires_after(mServices.options.times.accepted);
+    mAccepted.async_wait(
+        asio::bind_executor(mHome, [weak = weak_from_this()](boost::system::error_code error) {
+            const auto self = weak.lock();
+            if (error || !self) return;
+            self->mAcceptedArmed = false;
+            for (const SeatPtr& seat : self->mSeats) seat->dirty = seat->dirty || seat->acceptedNews;
+            self->FlushDirty();
+        }));
+}
+
+// --- time ------------------------------------------------------------------------------------------
+
+void Meeting::ArmTick()
+{
+    mTick.expires_after(mServices.options.times.tick);
+    mTick.async_wait(asio::bind_executor(mHome, [weak = weak_from_this()](boost::system::error_code error) {
+        const auto self = weak.lock();
+        if (error || !self || self->mClosed) return;
+        self->OnTick(Clock::now());
+        self->ArmTick();
+    }));
+}
+
+void Meeting::OnTick(Clock::time_point now)
+{
+    const RelayTimes& times = mServices.options.times;
+    const std::vector<SeatPtr> seats = mSeats;
+    for (const SeatPtr& seat : seats) {
+        if (seat->state == SeatState::Detached && now - seat->cutOff > times.grace) {
+            Announce(*seat, kLeft);
+            seat->state = SeatState::Away;
+            mLog->Seat(seat->Entry());
+        } else if (seat->state == SeatState::Away && now - seat->cutOff > times.grace + times.away) {
+            Gone(seat);
+        }
+    }
+    EndOfTurn();
+    TrimLog();
+    if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)
+        mServices.directory.MeetingEmpty(shared_from_this());
+}
+
+void Meeting::TrimLog()
+{
+    Sequences read{mLog->State(CHANNEL_TALK).end, mLog->State(CHANNEL_BOARD).end};
+    for (const SeatPtr& seat : mSeats) {
+        const Sequences its = seat->ReadUpTo();
+        read.talk = std::min(read.talk, its.talk);
+        read.board = std::min(read.board, its.board);
+    }
+    mLog->Trim(CHANNEL_TALK, 0, read.talk);
+    mLog->Trim(CHANNEL_BOARD, mBoardBegin, read.board);
+}
+
+}  // namespace zephyl

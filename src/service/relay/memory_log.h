@@ -1,0 +1,41 @@
+#pragma once
+// A log that lives as long as the process. Everything it has is safe at once.
+
+#include <deque>
+
+#include "service/relay/meeting_log.h"
+#include "service/relay/options.h"
+
+namespace zephyl {
+
+class MemoryLog final : public MeetingLog {
+public:
+    explicit MemoryLog(const RelayBounds& bounds);
+    std::uint64_t Next(Channel channel) override { return ++Of(channel).state.end; }
+    void Append(std::vector<ItemPtr> items, Done done) override;
+    void Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done) override;
+    void Trim(Channel channel, std::uint64_t before, std::uint64_t readByAll) override;
+    void Seat(const SeatEntry&) override {}
+    ChannelState State(Channel channel) const override
+    {
+        return channel == CHANNEL_TALK ? mTalk.state : mBoard.state;
+    }
+    void WhenSafe(Safe safe) override { mSafe = std::move(safe); }
+
+private:
+    struct Held {
+        std::deque<ItemPtr> items;
+        ChannelState state;
+        std::size_t bytes = 0;
+        std::size_t bound = 0;
+        std::size_t passing = 0;  // items that nobody who comes later will get
+    };
+    Held& Of(Channel channel) { return channel == CHANNEL_TALK ? mTalk : mBoard; }
+    static void Forget(Held& held, const LogItem& item);
+    static void DropFront(Held& held);
+
+    Held mTalk, mBoard;
+    Safe mSafe;
+};
+
+}  // namespace zephyl

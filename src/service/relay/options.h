@@ -1,0 +1,51 @@
+#pragma once
+// What an operator may set, with its defaults. Values only; config.h reads them from a file.
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "service/wire/limits.h"
+
+namespace zephyl {
+
+/// All on steady clocks.
+struct RelayTimes {
+    std::chrono::milliseconds tick{1000};  // how exact the others are
+    std::chrono::milliseconds pingAfter = kPingAfterSilence;
+    std::chrono::milliseconds lostAfter = kLostAfterSilence;
+    std::chrono::milliseconds stuckAfter{30'000};  // a socket that takes nothing
+    std::chrono::milliseconds beforeLogin = kBeforeLogin;
+    std::chrono::milliseconds grace{0};            // a cut-off seat that nobody sees leave
+    std::chrono::milliseconds away{600'000};       // and after that, until it is gone
+    std::chrono::milliseconds keepEmpty{600'000};  // a meeting without seats
+    std::chrono::milliseconds idleEnd{600'000};    // a personal service without connections
+    std::chrono::milliseconds accepted{10};        // Accepted gathers this long when nothing else goes out
+};
+
+struct RelayBounds {
+    std::size_t connectionsPerAddress = 20;  // before login
+    std::size_t connectionsBeforeLogin = 1000;
+    std::size_t seatsPerMeeting = kSeatsPerMeeting;
+    std::size_t talkKept = kTalkKeptBytes;
+    std::size_t boardKept = kBoardKeptBytes;
+    std::size_t talkWindow = kTalkWindowBytes;
+    std::size_t boardWindow = kBoardWindowBytes;
+};
+
+struct RelayOptions {
+    std::string host = "127.0.0.1";
+    std::uint16_t port = kDefaultPort;  // 0: a free one
+    std::filesystem::path data;
+    std::filesystem::path key, certificate;  // PEM; empty: the service's own
+    unsigned threads = 0;                    // 0: as many as cores
+    bool personal = false;                   // behind a door; unknown handles register themselves
+    std::string logLevel = "info";
+    std::string door;  // what Hello must hold; "" = nothing
+    RelayTimes times;
+    RelayBounds bounds;
+};
+
+}  // namespace zephyl

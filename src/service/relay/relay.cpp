@@ -1,0 +1,205 @@
+#include "service/relay/relay.h"
+
+#include <spdlog/logger.h>
+
+#include <algorithm>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <charconv>
+
+#include "service/net/tls_context.h"
+#include "service/relay/admin_socket.h"
+#include "service/relay/connection.h"
+#include "service/relay/identity.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+using asio::ip::tcp;
+namespace {
+
+constexpr std::chrono::seconds kStop{10};
+constexpr std::chrono::milliseconds kStopStep{20};
+constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors: not a moment to spin
+
+std::shared_ptr<const TlsContext> ServerTls(const RelayOptions& options)
+{
+    Identity identity{options.key, options.certificate};
+    if (options.key.empty()) identity = PrepareIdentity(options.data);
+    try {
+        return TlsContext::Server(identity.key, identity.certificate);
+    } catch (const TlsError& error) {
+        throw StartError(error.what());
+    }
+}
+
+tcp::acceptor Listen(asio::io_context& io, const RelayOptions& options)
+{
+    tcp::acceptor acceptor(io);
+    boost::system::error_code error;
+    tcp::resolver resolver(io);
+    const auto found =
+        resolver.resolve(options.host, std::to_string(options.port), tcp::resolver::passive, error);
+    if (error || found.empty())
+        throw StartError("cannot listen on \"" + options.host + "\": " + error.message());
+    const tcp::endpoint endpoint = found.begin()->endpoint();
+    acceptor.open(endpoint.protocol(), error);
+    acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    if (endpoint.address().is_v6() && endpoint.address().is_unspecified())
+        acceptor.set_option(asio::ip::v6_only(false), error);
+    acceptor.bind(endpoint, error);
+    if (!error) acceptor.listen(tcp::acceptor::max_listen_connections, error);
+    if (error)
+        throw StartError("cannot listen on " + options.host + ":" + std::to_string(options.port) + ": " +
+                         error.message());
+    return acceptor;
+}
+
+std::string PlainAddress(const asio::ip::address& address)
+{
+    if (address.is_v6() && address.to_v6().is_v4_mapped())
+        return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
+    return address.to_string();
+}
+
+unsigned Threads(const RelayOptions& options)
+{
+    return options.threads ? options.threads : std::max(1u, std::thread::hardware_concurrency());
+}
+
+}  // namespace
+
+void ReadListen(const std::string& text, RelayOptions& options)
+{
+    const std::size_t bracket = text.rfind(']');
+    const std::size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
+    options.host = text.substr(0, colon);
+    if (options.host.size() > 2 && options.host.front() == '[')
+        options.host = options.host.substr(1, options.host.size() - 2);
+    if (options.host.empty()) throw StartError("\"" + text + "\" names no host to listen on");
+    options.port = kDefaultPort;
+    if (colon == std::string::npos) return;
+    const char* end = text.data() + text.size();
+    const auto read = std::from_chars(text.data() + colon + 1, end, options.port);
+    if (read.ec != std::errc() || read.ptr != end)
+        throw StartError("\"" + text + "\" has no port from 0 to 65535");
+}
+
+Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost cost)
+    : mOptions(std::move(options)),
+      mLog(std::move(log)),
+      mFolder(std::make_unique<DataFolder>(mOptions.data)),
+      mTls(ServerTls(mOptions)),
+      mAccounts(mOptions.data),
+      mGate(mOptions.bounds),
+      mServices{mIo, mOptions, *mLog, mTls, mAccounts, mDesk, mDirectory, mGate, mAccounts.ServerKey()},
+      mIo(static_cast<int>(Threads(mOptions))),
+      mDesk(mAccounts, mOptions.personal, cost),
+      mDirectory(mIo, mServices),
+      mAcceptor(Listen(mIo, mOptions)),
+      mAdmin(std::make_unique<AdminSocket>(mServices))
+{
+}
+
+Relay::~Relay()
+{
+    mIo.stop();
+    for (std::thread& thread : mThreads) thread.join();
+}
+
+std::uint16_t Relay::Port() const
+{
+    return mAcceptor.local_endpoint().port();
+}
+
+std::string Relay::Address() const
+{
+    const bool v6 = mOptions.host.find(':') != std::string::npos;
+    return (v6 ? "[" + mOptions.host + "]" : mOptions.host) + ":" + std::to_string(Port());
+}
+
+const std::string& Relay::Fingerprint() const
+{
+    return mTls->Fingerprint();
+}
+
+void Relay::Start(std::function<void()> whenIdle)
+{
+    asio::co_spawn(mIo, Accept(), asio::detached);
+    if (whenIdle) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
+    mAdmin->Start();
+    for (unsigned i = 0; i < Threads(mOptions); ++i) mThreads.emplace_back([this] { mIo.run(); });
+}
+
+asio::awaitable<void> Relay::Accept()
+{
+    asio::steady_timer pause(mIo);
+    for (;;) {
+        boost::system::error_code error;
+        tcp::socket socket =
+            co_await mAcceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
+        if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor) co_return;
+        if (!error) {
+            Welcome(std::move(socket));
+            continue;
+        }
+        mLog->warn("cannot accept: {}", error.message());
+        pause.expires_after(kAcceptPause);
+        co_await pause.async_wait(asio::use_awaitable);
+    }
+}
+
+void Relay::Welcome(tcp::socket socket)
+{
+    boost::system::error_code gone;
+    const tcp::endpoint peer = socket.remote_endpoint(gone);
+    if (gone) return;
+    const std::string address = PlainAddress(peer.address());
+    std::unique_ptr<ConnectionGate::Ticket> ticket = mGate.Ask(address);
+    if (!ticket) {
+        mLog->warn("{} has too many connections without a login", address);
+        return;
+    }
+    try {
+        std::make_shared<Connection>(std::move(socket), mServices, address, std::move(ticket))->Start();
+    } catch (const std::exception& error) {
+        mLog->error("{}: {}", address, error.what());
+    }
+}
+
+asio::awaitable<void> Relay::WatchIdle(std::function<void()> whenIdle)
+{
+    auto busy = std::chrono::steady_clock::now();
+    asio::steady_timer timer(mIo);
+    for (;;) {
+        timer.expires_after(mOptions.times.tick);
+        co_await timer.async_wait(asio::use_awaitable);
+        const auto now = std::chrono::steady_clock::now();
+        if (mGate.Count() > 0) busy = now;
+        if (now - busy < mOptions.times.idleEnd) continue;
+        whenIdle();
+        co_return;
+    }
+}
+
+void Relay::Stop()
+{
+    asio::post(mIo, [this] {
+        boost::system::error_code ignored;
+        mAcceptor.close(ignored);
+    });
+    mDirectory.StopMeetings();
+    for (const auto& connection : mGate.All()) connection->PostEnd(BYE_RESTART, "the service restarts");
+    const auto until = std::chrono::steady_clock::now() + kStop;
+    while (mGate.Count() > 0 && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(kStopStep);
+    mIo.stop();
+    for (std::thread& thread : mThreads) thread.join();
+    mThreads.clear();
+}
+
+}  // namespace zephyl

@@ -1,0 +1,79 @@
+// The command line of the messaging service.
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "service/relay/config.h"
+#include "service/relay/identity.h"
+#include "service/relay/passwords.h"
+#include "service/zephyld/commands.h"
+
+namespace {
+
+using zephyl::UserRequest;
+
+void AddServe(CLI::App& app, zephyl::ServeRequest& request)
+{
+    CLI::App& serve =
+        *app.add_subcommand("serve", "Serve clients until SIGTERM; prints one line when it accepts them");
+    serve.add_option("--config", request.config, "Configuration file (TOML)")->type_name("FILE");
+    serve
+        .add_option("--listen", request.listen,
+                    "Where clients connect (default 127.0.0.1:7420; port 0: a free one)")
+        ->type_name("HOST:PORT");
+    serve.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")->type_name("DIR");
+    serve.add_flag(
+        "--personal", request.personal,
+        "For the person at this computer alone: a free loopback port behind a door file; unknown handles "
+        "register themselves; ends after ten minutes without connections");
+}
+
+void AddUser(CLI::App& app, UserRequest& request)
+{
+    CLI::App& user = *app.add_subcommand("user", "Change accounts; a running daemon hears of it at once");
+    user.require_subcommand(1);
+    const auto command = [&](const char* name, UserRequest::Do what, const char* help) {
+        CLI::App& one = *user.add_subcommand(name, help);
+        one.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")
+            ->type_name("DIR");
+        if (what != UserRequest::Do::List) one.add_option("NAME", request.name, "The handle")->required();
+        one.callback([&request, what] { request.what = what; });
+        return &one;
+    };
+    CLI::App* add = command("add", UserRequest::Do::Add, "Make an account; it may enter meetings");
+    add->add_option("--email", request.address, "Mail address")->type_name("ADDRESS");
+    CLI::App* password =
+        command("password", UserRequest::Do::Password, "Give an account a new password; ends its session");
+    for (CLI::App* one : {add, password})
+        one->add_option("--password-file", request.passwordFile,
+                        "Read the password from the file's first line, do not ask")
+            ->type_name("FILE");
+    command("list", UserRequest::Do::List, "List the accounts");
+    command("remove", UserRequest::Do::Remove, "Delete an account; ends its session");
+    command("permit", UserRequest::Do::Permit, "Let an account enter meetings");
+    command("forbid", UserRequest::Do::Forbid, "Let an account enter no meetings; ends its presence in one");
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app("zephyld, the Zephyl messaging service");
+    app.require_subcommand(1);
+    zephyl::ServeRequest serve;
+    UserRequest user;
+    AddServe(app, serve);
+    AddUser(app, user);
+    app.add_subcommand("sample-config", "Print a configuration file with every key, explained");
+    CLI11_PARSE(app, argc, argv);
+    try {
+        zephyl::StartSodium();
+        if (app.got_subcommand("serve")) return zephyl::Serve(serve);
+        if (app.got_subcommand("user")) return zephyl::ChangeUsers(user);
+        std::cout << zephyl::SampleConfig();
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << "zephyld: " << error.what() << "\n";
+        return 1;
+    }
+}

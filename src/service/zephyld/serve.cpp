@@ -1,0 +1,94 @@
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+#include <unistd.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <iostream>
+
+#include "service/relay/config.h"
+#include "service/relay/identity.h"
+#include "service/relay/passwords.h"
+#include "service/relay/relay.h"
+#include "service/wire/door_file.h"
+#include "service/zephyld/commands.h"
+
+namespace zephyl {
+namespace {
+
+constexpr std::size_t kDoorBytes = 32;
+
+RelayOptions Options(const ServeRequest& request)
+{
+    RelayOptions options;
+    if (!request.config.empty()) ReadConfig(request.config, options);
+    if (!request.listen.empty()) ReadListen(request.listen, options);
+    if (!request.data.empty()) options.data = request.data;
+    if (options.data.empty()) options.data = PersonalDataPath();
+    if (request.personal) {
+        options.personal = true;
+        options.host = "127.0.0.1";
+        options.port = 0;
+        options.door = RandomHex(kDoorBytes);
+    }
+    return options;
+}
+
+/// The door file of a personal service: locked while the service lives, taken away at its end.
+class OpenDoor {
+public:
+    OpenDoor() : mPath(DoorFilePath())
+    {
+        PreparePrivateFolder(mPath.parent_path());
+        mLock = TakeLock(DoorLockPath(mPath));
+    }
+    ~OpenDoor()
+    {
+        if (mLock < 0) return;
+        ::unlink(mPath.c_str());
+        ::close(mLock);
+    }
+    OpenDoor(const OpenDoor&) = delete;
+    OpenDoor& operator=(const OpenDoor&) = delete;
+    bool Ours() const { return mLock >= 0; }
+    void Write(const Door& door) { WriteDoorFile(mPath, door); }
+
+private:
+    const std::filesystem::path mPath;
+    int mLock = -1;
+};
+
+void RunUntilAsked(Relay& relay)
+{
+    boost::asio::io_context main;
+    boost::asio::signal_set signals(main, SIGTERM, SIGINT);
+    signals.async_wait([&](const boost::system::error_code&, int) { main.stop(); });
+    relay.Start([&main] { main.stop(); });
+    std::cout << "zephyld ready " << relay.Address() << " " << relay.Fingerprint() << std::endl;
+    main.run();
+    relay.Stop();
+}
+
+}  // namespace
+
+int Serve(const ServeRequest& request)
+{
+    const RelayOptions options = Options(request);
+    auto log = std::make_shared<spdlog::logger>("zephyld", std::make_shared<spdlog::sinks::stderr_sink_mt>());
+    log->set_level(spdlog::level::from_str(options.logLevel));
+    if (!options.personal) {
+        Relay relay(options, log);
+        RunUntilAsked(relay);
+        return 0;
+    }
+    OpenDoor door;
+    if (!door.Ours()) return 0;  // another one serves already
+    Relay relay(options, log);
+    door.Write({relay.Port(), relay.Fingerprint(), options.door});
+    RunUntilAsked(relay);
+    return 0;
+}
+
+}  // namespace zephyl

@@ -1,0 +1,111 @@
+#include <termios.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iostream>
+
+#include "service/relay/accounts.h"
+#include "service/relay/admin_socket.h"
+#include "service/relay/identity.h"
+#include "service/relay/passwords.h"
+#include "service/wire/door_file.h"
+#include "service/zephyld/commands.h"
+
+namespace zephyl {
+namespace {
+
+using Do = UserRequest::Do;
+
+/// The terminal shows nothing of what is typed while this exists.
+class NoEcho {
+public:
+    NoEcho()
+    {
+        if (!(mTerminal = ::tcgetattr(STDIN_FILENO, &mBefore) == 0)) return;
+        termios quiet = mBefore;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+    }
+    ~NoEcho()
+    {
+        if (!mTerminal) return;
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &mBefore);
+        std::cerr << "\n";
+    }
+    NoEcho(const NoEcho&) = delete;
+    NoEcho& operator=(const NoEcho&) = delete;
+
+private:
+    termios mBefore{};
+    bool mTerminal = false;
+};
+
+std::string Line(std::istream& in, const std::string& from)
+{
+    std::string line;
+    if (!std::getline(in, line)) throw StartError("no password in " + from);
+    if (line.ends_with('\r')) line.pop_back();
+    return line;
+}
+
+std::string Typed(const char* prompt)
+{
+    std::cerr << prompt << std::flush;
+    const NoEcho quiet;
+    return Line(std::cin, "standard input");
+}
+
+std::string NewPassword(const UserRequest& request)
+{
+    std::string password;
+    if (!request.passwordFile.empty()) {
+        std::ifstream file(request.passwordFile);
+        if (!file) throw StartError("cannot read " + request.passwordFile.string());
+        password = Line(file, request.passwordFile.string());
+    } else {
+        password = Typed("Password: ");
+        if (::isatty(STDIN_FILENO) && Typed("Once more: ") != password)
+            throw StartError("the two are not alike");
+    }
+    if (const auto fault = PasswordFault(password)) throw StartError(*fault);
+    return HashPassword(password, {});
+}
+
+void List(const Accounts& accounts)
+{
+    for (const Account& account : accounts.List())
+        std::cout << account.handle << "\t" << (account.permitted ? "permitted" : "forbidden") << "\t"
+                  << account.address << "\n";
+}
+
+bool Change(Accounts& accounts, const UserRequest& request)
+{
+    switch (request.what) {
+        case Do::Add: accounts.Add(request.name, NewPassword(request), request.address); return true;
+        case Do::Password:
+            return accounts.Find(request.name) && accounts.SetPassword(request.name, NewPassword(request));
+        case Do::Remove: return accounts.Remove(request.name);
+        case Do::Permit: return accounts.SetPermitted(request.name, true);
+        case Do::Forbid: return accounts.SetPermitted(request.name, false);
+        case Do::List: break;
+    }
+    return false;
+}
+
+}  // namespace
+
+int ChangeUsers(const UserRequest& request)
+{
+    const std::filesystem::path data = request.data.empty() ? PersonalDataPath() : request.data;
+    PreparePrivateFolder(data);
+    Accounts accounts(data);
+    if (request.what == Do::List) {
+        List(accounts);
+        return 0;
+    }
+    if (!Change(accounts, request)) throw StartError("there is no account \"" + request.name + "\"");
+    TellDaemon(data, "account " + request.name);
+    return 0;
+}
+
+}  // namespace zephyl

@@ -1,0 +1,111 @@
+// Accounts: whose name is whose, and what a kill leaves behind.
+
+#include "service/relay/accounts.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "service/relay/handle_rules.h"
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+TEST(Handles, AreWhatAPersonReads)
+{
+    const struct {
+        const char* given;
+        const char* spelling;
+    } rows[] = {
+        {"Bob", "Bob"},
+        {"  Bob ", "Bob"},
+        {"Anna Maria", "Anna Maria"},
+        {"a.b_c-d 7", "a.b_c-d 7"},
+        {"Ju\xCC\x88rgen", "J\xC3\xBCrgen"},  // composed
+        {"\xD0\x90\xD0\xBD\xD0\xBD\xD0\xB0", "\xD0\x90\xD0\xBD\xD0\xBD\xD0\xB0"},
+        {"12345678901234567890123456789012", "12345678901234567890123456789012"},
+        {"123456789012345678901234567890123", nullptr},  // 33
+        {"", nullptr},
+        {"   ", nullptr},
+        {"a\tb", nullptr},
+        {"a:b", nullptr},
+        {"[[ZUM]]", nullptr},
+        {"a|b", nullptr},
+        {"a\xE2\x80\x8B"
+         "b",
+         nullptr},  // invisible
+        {"a\xE2\x80\xAE"
+         "b",
+         nullptr},              // turns the reading direction
+        {"\xFF\xFE", nullptr},  // no text at all
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.given);
+        const auto forms = ReadHandle(row.given);
+        ASSERT_EQ(forms.has_value(), row.spelling != nullptr);
+        EXPECT_EQ(forms ? forms->spelling : "", row.spelling ? row.spelling : "");
+    }
+}
+
+TEST(AccountStore, OneNamePerPersonsEye)
+{
+    StartSodium();
+    const TemporaryFolder folder;
+    Accounts accounts(folder.path);
+    accounts.Add("Paul", "hash", "paul@example.org");
+    for (const char* taken : {"Paul", "PAUL", " paul ", "P\xD0\xB0ul"})  // the last with a Cyrillic letter
+        EXPECT_THROW(accounts.Add(taken, "other", ""), AccountError) << taken;
+    EXPECT_EQ(accounts.Find("pAUL")->handle, "Paul");
+    EXPECT_FALSE(accounts.Find("P\xD0\xB0ul"));  // alike, but not him
+    accounts.SetPassword("paul", "new");
+    EXPECT_EQ(accounts.Find("Paul")->generation, 2);
+    EXPECT_FALSE(accounts.SetPermitted("nobody", false));
+    const std::string key = accounts.ServerKey();
+    EXPECT_EQ(Accounts(folder.path).ServerKey(), key);  // drawn once
+    EXPECT_TRUE(accounts.Remove("PAUL"));
+    EXPECT_FALSE(accounts.Remove("Paul"));
+    for (const auto& file : std::filesystem::directory_iterator(folder.path)) {
+        struct stat info {};
+        ::stat(file.path().c_str(), &info);
+        EXPECT_EQ(info.st_mode & 0777, 0600u) << file.path();
+    }
+}
+
+// Each change is told to the parent after the call returned; then the child is killed at some moment.
+TEST(AccountStore, KeepsEveryAnsweredChangeThroughAKill)
+{
+    const TemporaryFolder folder;
+    int answered = 0;
+    for (int round = 0; round < 5; ++round) {
+        int pipe[2];
+        ASSERT_EQ(::pipe(pipe), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            Accounts accounts(folder.path);
+            for (int i = answered;; ++i) {
+                accounts.Add("user" + std::to_string(i), "hash", "");
+                if (::write(pipe[1], &i, sizeof i) < 0) ::_exit(1);
+            }
+        }
+        ::close(pipe[1]);
+        int last = -1;
+        while (last < answered + 20 * (round + 1) && ::read(pipe[0], &last, sizeof last) == sizeof last) {
+        }
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        while (::read(pipe[0], &last, sizeof last) == sizeof last) {
+        }
+        ::close(pipe[0]);
+        const Accounts accounts(folder.path);
+        for (int i = 0; i <= last; ++i) ASSERT_TRUE(accounts.Find("user" + std::to_string(i))) << i;
+        answered = static_cast<int>(accounts.List().size());
+        EXPECT_LE(answered, last + 2);  // at most the one that was under way
+    }
+}
+
+}  // namespace
+}  // namespace zephyl

@@ -1,0 +1,79 @@
+// A configuration or a data folder that is not understood keeps the service from starting.
+
+#include "service/relay/config.h"
+
+#include <sys/stat.h>
+
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
+{
+    RelayOptions options;
+    EXPECT_NO_THROW(ReadConfigText(SampleConfig(), "sample", options));
+    EXPECT_EQ(options.port, kDefaultPort);
+    const struct {
+        const char* text;
+        const char* mentions;
+    } rows[] = {
+        {"listn = \"x\"", "listn"},
+        {"grace_seconds = -1", "grace_seconds"},
+        {"grace_seconds = 601", "0 to 600"},
+        {"grace_seconds = \"60\"", "whole number"},
+        {"grace_seconds = 1.5", "whole number"},
+        {"threads = true", "threads"},
+        {"listen = 7420", "quotes"},
+        {"listen = \"host:99999\"", "port"},
+        {"listen = \":1\"", "host"},
+        {"key = \"/a\"", "belong together"},
+        {"log_level = \"loud\"", "log_level"},
+        {"grace_seconds = 1\ngrace_seconds = 2", "2"},
+        {"[listen]\nport = 1", "listen"},
+        {"grace_seconds =", "1"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        try {
+            ReadConfigText(row.text, "file", options);
+            ADD_FAILURE() << "accepted";
+        } catch (const StartError& error) {
+            EXPECT_NE(std::string(error.what()).find(row.mentions), std::string::npos) << error.what();
+        }
+    }
+    EXPECT_THROW(ReadConfig("/nowhere/zephyld.toml", options), StartError);
+    const struct {
+        const char* text;
+        const char* host;
+        int port;
+    } listens[] = {
+        {"0.0.0.0:1", "0.0.0.0", 1},
+        {"[::1]:7421", "::1", 7421},
+        {"host", "host", kDefaultPort},
+    };
+    for (const auto& row : listens) {
+        ReadListen(row.text, options);
+        EXPECT_EQ(options.host, row.host);
+        EXPECT_EQ(options.port, row.port);
+    }
+}
+
+TEST_F(RelayTest, GuardsItsDataFolder)
+{
+    StartRelay();
+    const std::string fingerprint = relay->Fingerprint();
+    EXPECT_THROW(Relay(options, SilentLog(), kCheapHash), StartError);  // somebody serves it
+    relay.reset();
+    StartRelay();
+    EXPECT_EQ(relay->Fingerprint(), fingerprint);  // clients have pinned it
+    relay.reset();
+    ::chmod((options.data / "key.pem").c_str(), 0640);
+    EXPECT_THROW(StartRelay(), StartError);
+    ::chmod((options.data / "key.pem").c_str(), 0600);
+    std::filesystem::remove(options.data / "certificate.pem");
+    EXPECT_THROW(StartRelay(), StartError);  // never a new key behind people's backs
+}
+
+}  // namespace
+}  // namespace zephyl

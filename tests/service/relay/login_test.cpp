@@ -1,0 +1,141 @@
+// Who gets in, and what ends a session.
+
+#include "service/relay/admin_socket.h"
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+TEST_F(RelayTest, AnswersLoginsAndGivesTheAccountsSpelling)
+{
+    StartRelay();
+    const struct {
+        const char* handle;
+        const char* password;
+        Result result;
+    } rows[] = {
+        {" alice ", "secret", RESULT_OK}, {"Alice", "Secret", RESULT_WRONG},
+        {"Alice", "", RESULT_WRONG},      {"nobody", "secret", RESULT_WRONG},
+        {"", "secret", RESULT_WRONG},     {"a\nb", "secret", RESULT_WRONG},
+    };
+    for (const auto& row : rows) {
+        RawClient client(relay->Port());
+        const auto answer = client.Login(row.handle, row.password, 1);
+        EXPECT_EQ(answer.result(), row.result) << row.handle << "/" << row.password;
+        if (row.result != RESULT_OK) continue;
+        EXPECT_EQ(answer.handle(), "Alice");
+        EXPECT_TRUE(answer.permitted());
+        EXPECT_EQ(answer.server_key().size(), 20u);
+        EXPECT_EQ(answer.server_key().find_first_not_of("0123456789abcdef"), std::string::npos);
+    }
+}
+
+TEST_F(RelayTest, SlowsGuessersDownAndForgivesARepeatedOldPassword)
+{
+    StartRelay();
+    RawClient old(relay->Port());
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(old.Login("bob", "last year's", 1).result(), RESULT_WRONG);
+    EXPECT_EQ(old.Login("bob", "secret", 1).result(), RESULT_OK);
+    RawClient guesser(relay->Port());
+    Result last = RESULT_WRONG;
+    for (int i = 0; i < 10 && last == RESULT_WRONG; ++i)
+        last = guesser.Login("Alice", "guess " + std::to_string(i), 1).result();
+    EXPECT_EQ(last, RESULT_LATER);
+    EXPECT_EQ(RawClient(relay->Port()).Login("carol", "secret", 1).result(),
+              RESULT_OK);  // others are not concerned
+}
+
+TEST_F(RelayTest, ALoginElsewhereTakesOver)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    RawClient elsewhere(relay->Port());
+    EXPECT_EQ(elsewhere.Login("bob", "secret", 99, true).result(), RESULT_TAKEN_OVER);  // links do not fight
+    EXPECT_EQ(elsewhere.Login("bob", "secret", 99).result(), RESULT_OK);
+    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_TAKEN_OVER);
+    EXPECT_TRUE(bob->Ended());
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    EXPECT_EQ(alice->Presence(), "bob 0");
+    EXPECT_EQ(elsewhere.Enter("Room1", false).result(), RESULT_OK);
+    EXPECT_EQ(alice->Presence(), "bob 5");
+}
+
+TEST_F(RelayTest, HearsOfChangedAccountsAtOnce)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    Accounts& accounts = relay->TheAccounts();
+    EXPECT_TRUE(accounts.SetPermitted("bob", false));
+    EXPECT_TRUE(TellDaemon(options.data, "account BOB"));
+    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    EXPECT_EQ(alice->Presence(), "bob 0");
+    RawClient again(relay->Port());
+    EXPECT_FALSE(again.Login("bob", "secret", 5).permitted());
+    EXPECT_EQ(again.Enter("Room1", false).result(),
+              RESULT_NOT_PERMITTED);  // whatever the client asked before
+    accounts.SetPermitted("bob", true);
+    EXPECT_TRUE(TellDaemon(options.data, "account bob"));
+    EXPECT_EQ(again.Enter("Room1", false).result(), RESULT_OK);
+    accounts.SetPassword("bob", HashPassword("another", kCheapHash));
+    EXPECT_TRUE(TellDaemon(options.data, "account bob"));
+    EXPECT_EQ(again.Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+}
+
+TEST_F(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
+{
+    options.times.beforeLogin = std::chrono::milliseconds(200);
+    StartRelay();
+    EXPECT_EQ(RawClient(relay->Port(), "", kProtocolVersion + 1).Wait(Header::kBye).header.bye().reason(),
+              BYE_VERSION);
+    RawClient silent(relay->Port());
+    EXPECT_TRUE(silent.Ended());
+    RawClient talkative(relay->Port());
+    Header unknown;
+    const std::string body(5000, 'x');
+    talkative.Send(unknown, body);
+    talkative.Send(unknown, body);
+    EXPECT_EQ(talkative.Wait(Header::kBye).header.bye().reason(), BYE_DONE);
+    RawClient early(relay->Port());
+    Header enter;
+    enter.mutable_enter()->set_code("Room1");
+    early.Send(enter);
+    EXPECT_EQ(early.Wait(Header::kBye).header.bye().reason(), BYE_DONE);
+}
+
+TEST_F(RelayTest, FindsASilentClientGone)
+{
+    options.times.pingAfter = std::chrono::milliseconds(50);
+    options.times.lostAfter = std::chrono::milliseconds(300);
+    auto alice = In("Alice");
+    auto bob = In("bob");  // answers nothing while nobody reads for it
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    EXPECT_EQ(alice->Presence(), "bob 0");
+}
+
+TEST_F(RelayTest, APersonalServiceOpensToItsDoorOnly)
+{
+    options.personal = true;
+    options.door = RandomHex(32);
+    StartRelay();
+    EXPECT_EQ(RawClient(relay->Port(), std::string(64, '0')).Wait(Header::kBye).header.bye().reason(),
+              BYE_ENDED);
+    EXPECT_EQ(RawClient(relay->Port(), options.door).Login("Eve", "anything", 1).result(),
+              RESULT_OK);  // registers
+    EXPECT_EQ(RawClient(relay->Port(), options.door).Login("eve", "else", 2).result(), RESULT_WRONG);
+    EXPECT_EQ(RawClient(relay->Port(), options.door).Login("frank", " blank", 3).result(), RESULT_WRONG);
+}
+
+TEST_F(RelayTest, EndsInOrder)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    relay->Stop();
+    for (RawClient* client : {alice.get(), bob.get()}) {
+        EXPECT_EQ(client->Wait(Header::kBye).header.bye().reason(), BYE_RESTART);
+        EXPECT_TRUE(client->Ended());
+    }
+}
+
+}  // namespace
+}  // namespace zephyl

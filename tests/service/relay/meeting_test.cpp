@@ -1,0 +1,298 @@
+// Meetings as their attendees see them, over real connections.
+
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+TEST_F(RelayTest, EntersByCodeAndTellsTheOthers)
+{
+    auto alice = LoggedIn("ALICE");
+    const struct {
+        const char* code;
+        bool create;
+        Result result;
+    } rows[] = {
+        {"nowhere", false, RESULT_NOT_FOUND},
+        {"", true, RESULT_IN_USE},
+        {"Room1", true, RESULT_OK},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(alice->Enter(row.code, row.create).result(), row.result) << row.code;
+    auto bob = LoggedIn("bob");
+    EXPECT_EQ(bob->Enter(" rOOM1 ", true).result(), RESULT_IN_USE);  // case and blanks make no other code
+    const Entered entered = bob->Enter(" rOOM1 ", false);
+    ASSERT_EQ(entered.result(), RESULT_OK);
+    ASSERT_EQ(entered.place().attendees_size(), 2);
+    EXPECT_EQ(entered.place().attendees(0).handle(), "Alice");  // the account's spelling, in order of joining
+    EXPECT_EQ(entered.place().attendees(1).handle(), "bob");
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    EXPECT_TRUE(bob->Quiet(Header::kItem));  // nobody is told of themselves
+    bob->Leave();
+    EXPECT_EQ(alice->Presence(), "bob 0");
+    EXPECT_EQ(bob->Enter("room1", false).result(), RESULT_OK);
+    bob->Kill();
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    EXPECT_EQ(alice->Presence(), "bob 0");
+}
+
+TEST_F(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
+{
+    auto alice = In("Alice");
+    const std::string first = place.meeting();
+    alice->Post(1, "[[ZUM_WB_PEN]]3");
+    alice->WaitAccepted(CHANNEL_BOARD, 1);
+    alice->Leave();
+    auto bob = LoggedIn("bob");
+    const Entered joined = bob->Enter("Room1", false);
+    EXPECT_EQ(joined.place().meeting(), first);
+    EXPECT_EQ(bob->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]3"});
+    bob->Leave();
+    const Entered anew = bob->Enter("Room1", true);
+    ASSERT_EQ(anew.result(), RESULT_OK);
+    EXPECT_NE(anew.place().meeting(), first);
+    EXPECT_TRUE(bob->Quiet(Header::kItem));
+    EXPECT_EQ(alice->Enter("Room1", false, first).result(), RESULT_ENDED);  // that code means another one now
+}
+
+TEST_F(RelayTest, EveryTextArrivesOnceAndInOrder)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    alice->Post(1, "same");
+    alice->Post(2, "same");
+    alice->Post(2, "sent again");  // after a cut: dropped by its number
+    alice->Post(1, "sent again");
+    alice->Post(7, "numbers may jump");
+    EXPECT_EQ(bob->Texts(3), (Texts{"Alice: same", "Alice: same", "Alice: numbers may jump"}));
+    alice->WaitAccepted(CHANNEL_TALK, 7);
+    EXPECT_TRUE(bob->Quiet(Header::kItem));
+    bob->Post(1, "[[ZUM_WB_PEN]]3");  // each channel counts for itself
+    bob->Post(1, "hello");
+    Texts both = alice->Texts(2);  // no order is promised between the two
+    std::sort(both.begin(), both.end());
+    EXPECT_EQ(both, (Texts{"bob: [[ZUM_WB_PEN]]3", "bob: hello"}));
+    EXPECT_TRUE(alice->Quiet(Header::kItem));
+}
+
+TEST_F(RelayTest, AWhisperReachesNobodyWhoComesMeanwhile)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    alice->Post(1, "for bob", {"BOB"});
+    auto carol = In("carol");
+    alice->Post(2, "for bob still", {"bob"});
+    alice->Post(3, "for all");
+    EXPECT_EQ(bob->Texts(3), (Texts{"Alice: for bob", "Alice: for bob still", "Alice: for all"}));
+    EXPECT_EQ(carol->Texts(1), Texts{"Alice: for all"});
+}
+
+TEST_F(RelayTest, WhoeverIsNotThereLooksAlike)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    auto carol = LoggedIn("carol");
+    carol->Enter("elsewhere", true);
+    std::uint64_t number = 0;
+    for (const char* handle :
+         {"dave", "carol", "nobody", "", "[[ZUM_RESERVED_HANDLE_WHITEBOARD]]bob", "Alice"})
+        alice->Post(++number, "hello", {handle});
+    alice->WaitAccepted(CHANNEL_TALK, number);
+    EXPECT_TRUE(alice->Quiet(Header::kRefused));
+    EXPECT_TRUE(alice->Quiet(Header::kItem) || alice->Presence() == "bob 5");
+    EXPECT_TRUE(bob->Quiet(Header::kItem));
+    EXPECT_TRUE(carol->Quiet(Header::kItem));
+}
+
+TEST_F(RelayTest, RefusesSinglePostsAndGoesOn)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    const auto post = [](Channel channel, std::uint64_t number) {
+        Header header;
+        header.mutable_post()->set_channel(channel);
+        header.mutable_post()->set_number(number);
+        header.mutable_post()->set_everyone(true);
+        return header;
+    };
+    Header text = post(CHANNEL_BOARD, 1);  // a line that calls itself a record
+    text.mutable_post()->mutable_text();
+    text.mutable_post()->set_total(5);
+    alice->SendItem(text, "hello");
+    Header picture = post(CHANNEL_BOARD, 2);  // a camera frame in the log
+    picture.mutable_post()->mutable_picture()->set_type(0);
+    alice->Send(picture);
+    picture = post(CHANNEL_BOARD, 3);
+    picture.mutable_post()->mutable_picture()->set_type(2);
+    picture.mutable_post()->mutable_picture()->set_x(32'768);
+    alice->Send(picture);
+    alice->Post(4, "[[ZUM_WB_TEXT]]" + std::string(kRecordBytes, 'x'));
+    alice->Post(1, std::string(kTextBytes + 1, 'x'));
+    for (const std::uint64_t number : {1, 2, 3, 4, 1})
+        EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), number);
+    alice->Post(2, std::string(kTextBytes, 'y'));  // the largest one
+    alice->Post(5, "[[ZUM_WB_PEN]]3");
+    EXPECT_EQ(bob->Texts(2).size(), 2u);
+}
+
+TEST_F(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    bob->readAlong = true;
+    const std::string record = "[[ZUM_WB_PEN]]" + std::string(kRecordBytes - 14, 'p');
+    Header header;
+    header.mutable_post()->set_channel(CHANNEL_BOARD);
+    header.mutable_post()->set_number(1);
+    header.mutable_post()->set_everyone(true);
+    header.mutable_post()->mutable_text();
+    header.mutable_post()->set_total(kRecordBytes);
+    ItemCutter cutter(header, LANE_BOARD, record, Way::Up);
+    int frames = 0;
+    std::uint64_t lines = 0;
+    while (!cutter.Done()) {
+        std::string bytes;
+        cutter.AppendNext(bytes);
+        alice->SendBytes(bytes);
+        if (++frames % 100 != 0) continue;
+        ++lines;
+        alice->Post(lines, "line " + std::to_string(lines));
+    }
+    for (std::uint64_t line = 1; line <= lines; ++line)
+        EXPECT_EQ(bob->Texts(1), Texts{"Alice: line " + std::to_string(line)});
+    const Received whole = bob->Wait(Header::kItem);
+    EXPECT_TRUE(whole.body == record);
+}
+
+TEST_F(RelayTest, AStoppedReceiverCostsTheOthersNothing)
+{
+    options.bounds.talkKept = 4 * 1024 * 1024;
+    auto alice = In("Alice");
+    auto stopped = In("bob");
+    auto carol = In("carol");
+    carol->readAlong = true;
+    const std::string line(kTextBytes, 'x');
+    const int count = 400;  // 16 MiB, four times what is kept
+    for (int i = 1; i <= count; ++i) {
+        alice->Post(static_cast<std::uint64_t>(i), line);
+        ASSERT_EQ(carol->Texts(1).size(), 1u);
+    }
+    // What bob finds when he goes on: a stated gap, never a silent one.
+    stopped->readAlong = true;
+    std::uint64_t last = 0, gaps = 0, expected = 0;
+    while (last < count) {
+        const Received next = stopped->Next();
+        if (next.header.has_skipped()) ++gaps;
+        if (!next.header.has_item() || !next.header.item().has_text()) continue;
+        if (next.header.item().number() != last + 1) ++expected;
+        last = next.header.item().number();
+    }
+    EXPECT_EQ(expected, 1u);
+    EXPECT_EQ(gaps, 1u);
+}
+
+TEST_F(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    const std::string frame(60'000, 'f');
+    for (std::uint64_t i = 1; i <= 50; ++i) alice->SendLive(0, i, frame);
+    alice->Post(1, "afterwards");
+    alice->WaitAccepted(CHANNEL_TALK, 1);
+    std::uint64_t live = 0, frames = 0, newest = 0;
+    while (newest < 50) {
+        const Received next = bob->Wait(Header::kLive);
+        EXPECT_GT(next.header.live().frame(), newest);
+        EXPECT_EQ(next.header.live().from(), "Alice");
+        newest = next.header.live().frame();
+        live += next.body.size();
+        ++frames;
+        if (newest < 50) bob->SendRead(0, 0, live);
+    }
+    EXPECT_LT(frames, 20u);  // two on their way, then one for each answer
+}
+
+TEST_F(RelayTest, NobodySpeaksAsAnother)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    Header forged;  // what only the relay says
+    forged.mutable_item()->set_channel(CHANNEL_TALK);
+    forged.mutable_item()->set_from("bob");
+    forged.mutable_item()->mutable_text();
+    alice->Send(forged);
+    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_DONE);
+    EXPECT_TRUE(alice->Ended());
+    EXPECT_EQ(bob->Presence(), "Alice 0");
+    EXPECT_TRUE(bob->Quiet(Header::kItem));
+}
+
+TEST_F(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    alice->Wait(Header::kItem);
+    const std::string text = "12345678901234567890";
+    Header half;
+    half.mutable_post()->set_channel(CHANNEL_TALK);
+    half.mutable_post()->set_everyone(true);
+    half.mutable_post()->mutable_text();
+    half.mutable_post()->set_total(10);
+    std::string overfull, twice, nothing, empty;
+    AppendFrame(overfull, half, text, Way::Up);
+    half.mutable_post()->set_total(30);
+    for (int i = 0; i < 2; ++i) AppendFrame(twice, half, text, Way::Up);
+    Header more;
+    more.mutable_more()->set_lane(LANE_BOARD);
+    AppendFrame(nothing, more, text, Way::Up);
+    const struct {
+        const char* why;
+        std::string bytes;
+    } rows[] = {
+        {"length over the bound", std::string("\xff\xff\xff\xff\x00\x01", 6)},
+        {"header over the bound", std::string("\x00\x00\x20\x00\x10\x01", 6)},
+        {"length below its header", std::string("\x00\x00\x00\x01\x00\x04", 6)},
+        {"no header", std::string("\x00\x00\x00\x05\x00\x03zzz", 9)},
+        {"more than announced", overfull},
+        {"two at once", twice},
+        {"more of nothing", nothing},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        auto liar = In("carol");
+        EXPECT_EQ(bob->Presence(), "carol 5");
+        liar->SendBytes(row.bytes);
+        EXPECT_TRUE(liar->Ended());
+        EXPECT_EQ(bob->Presence(), "carol 0");
+    }
+    alice->Post(1, "undisturbed");
+    EXPECT_EQ(bob->Texts(1), Texts{"Alice: undisturbed"});
+}
+
+TEST_F(RelayTest, ANewcomerGetsTheBoardAndNotWhatPassed)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    std::uint64_t number = 0;
+    alice->Post(++number, "[[ZUM_WB_PEN]]old");
+    alice->Post(++number, "[[ZUM_WB_CLEAR]]");
+    for (int i = 0; i < 20; ++i) alice->Post(++number, "[[ZUM_WB_PEN]]" + std::to_string(i));
+    alice->Post(++number, "[[ZUM_WB_POINTER]]1");
+    alice->Post(++number, "[[ZUM_WB_PEN]]for bob", {"bob"});
+    alice->Post(++number, "[[ZUM_WB_UNDO]]");
+    alice->Post(1, "said before");
+    alice->WaitAccepted(CHANNEL_BOARD, number);
+    auto carol = In("carol");
+    alice->Post(++number, "[[ZUM_WB_PEN]]last");
+    const Texts board = carol->Texts(23);
+    EXPECT_EQ(board.front(), "Alice: [[ZUM_WB_CLEAR]]");
+    EXPECT_EQ(board[20], "Alice: [[ZUM_WB_PEN]]19");
+    EXPECT_EQ(board[21], "Alice: [[ZUM_WB_UNDO]]");
+    EXPECT_EQ(board[22], "Alice: [[ZUM_WB_PEN]]last");
+    EXPECT_TRUE(carol->Quiet(Header::kItem));
+}
+
+}  // namespace
+}  // namespace zephyl

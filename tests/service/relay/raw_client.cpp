@@ -1,0 +1,256 @@
+#include "service/relay/raw_client.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/ip/tcp.hpp>
+
+#include "service/wire/content.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+using std::chrono::steady_clock;
+namespace {
+constexpr std::chrono::seconds kPatience{10};
+}
+
+RawClient::RawClient(std::uint16_t port, const std::string& door, std::uint32_t version)
+{
+    asio::ip::tcp::socket socket(mIo);
+    socket.connect({asio::ip::address_v4::loopback(), port});
+    mStream = std::make_unique<TlsStream>(std::move(socket), TlsContext::Client());
+    std::exception_ptr failed;
+    asio::co_spawn(mIo, mStream->Handshake(), [&](std::exception_ptr error) { failed = error; });
+    mIo.run_for(kPatience);
+    if (failed) std::rethrow_exception(failed);
+    Header hello;
+    hello.mutable_hello()->set_version(version);
+    hello.mutable_hello()->set_door(door);
+    Send(hello);
+}
+
+void RawClient::Send(const Header& header, std::string_view body)
+{
+    std::string bytes;
+    AppendFrame(bytes, header, body, Way::Up);
+    SendBytes(bytes);
+}
+
+void RawClient::SendBytes(std::string_view bytes)
+{
+    bool sent = mStream->Put(bytes);
+    while (!sent) {
+        pollfd socket{mStream->Tcp().native_handle(), POLLOUT, 0};
+        if (::poll(&socket, 1, std::chrono::milliseconds(kPatience).count()) <= 0)
+            throw NothingCame("cannot send");
+        sent = mStream->Flush();
+    }
+}
+
+void RawClient::SendItem(const Header& header, std::string_view body)
+{
+    std::string bytes;
+    AppendItem(bytes, header, LaneOf(header), body, Way::Up);
+    SendBytes(bytes);
+}
+
+void RawClient::Post(std::uint64_t number, const std::string& text, const std::vector<std::string>& to)
+{
+    Header header;
+    zephyl::Post& post = *header.mutable_post();
+    post.set_channel(ChannelOfText(text));
+    post.set_number(number);
+    post.mutable_text();
+    post.set_total(static_cast<std::uint32_t>(text.size()));
+    if (to.empty()) post.set_everyone(true);
+    for (const std::string& handle : to) post.mutable_recipients()->add_handles(handle);
+    SendItem(header, text);
+}
+
+void RawClient::SendLive(int type, std::uint64_t frame, std::string_view body)
+{
+    Header header;
+    header.mutable_live()->set_everyone(true);
+    header.mutable_live()->mutable_picture()->set_type(type);
+    header.mutable_live()->set_frame(frame);
+    header.mutable_live()->set_total(static_cast<std::uint32_t>(body.size()));
+    SendItem(header, body);
+}
+
+void RawClient::SendRead(std::uint64_t talk, std::uint64_t board, std::uint64_t live)
+{
+    Header header;
+    header.mutable_read()->set_talk(talk);
+    header.mutable_read()->set_board(board);
+    header.mutable_read()->set_live_bytes(live);
+    Send(header);
+}
+
+LoggedIn RawClient::Login(const std::string& handle, const std::string& password, std::uint64_t stream,
+                          bool again)
+{
+    Header header;
+    header.mutable_login()->set_call(++mCall);
+    header.mutable_login()->set_handle(handle);
+    header.mutable_login()->set_password(password);
+    header.mutable_login()->set_stream(stream);
+    header.mutable_login()->set_again(again);
+    Send(header);
+    return Wait(Header::kLoggedIn).header.logged_in();
+}
+
+Entered RawClient::Enter(const std::string& code, bool create, const std::string& rejoin)
+{
+    Header header;
+    header.mutable_enter()->set_call(++mCall);
+    header.mutable_enter()->set_code(code);
+    header.mutable_enter()->set_create(create);
+    header.mutable_enter()->set_rejoin(rejoin);
+    *header.mutable_enter()->mutable_cursor() = mTaken;
+    Send(header);
+    return Wait(Header::kEntered).header.entered();
+}
+
+Resumed RawClient::Resume(const Place& place, const Cursor& cursor)
+{
+    Header header;
+    header.mutable_resume()->set_call(++mCall);
+    header.mutable_resume()->set_meeting(place.meeting());
+    header.mutable_resume()->set_seat(place.seat());
+    header.mutable_resume()->set_token(place.token());
+    *header.mutable_resume()->mutable_cursor() = cursor;
+    Send(header);
+    return Wait(Header::kResumed).header.resumed();
+}
+
+void RawClient::Leave()
+{
+    Header header;
+    header.mutable_leave()->set_call(++mCall);
+    Send(header);
+    Wait(Header::kLeft);
+}
+
+void RawClient::Fill(steady_clock::time_point until)
+{
+    std::string& intake = mReader.Intake();
+    const std::size_t before = intake.size();
+    while (!mStream->TakeReady(intake)) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - steady_clock::now());
+        pollfd socket{mStream->Tcp().native_handle(), POLLIN, 0};
+        if (left.count() <= 0 || ::poll(&socket, 1, static_cast<int>(left.count())) <= 0)
+            throw NothingCame("in time");
+    }
+    bytesRead += intake.size() - before;
+}
+
+bool RawClient::FromBuffer(Received& to)
+{
+    while (const auto frame = mReader.Next()) {
+        if (frame->header.has_ping()) {
+            Header pong;
+            pong.mutable_pong()->set_nonce(frame->header.ping().nonce());
+            Send(pong);
+            continue;
+        }
+        if (!ItemReader::IsLaneFrame(frame->header)) {
+            to = {frame->header, std::string(frame->body)};
+            return true;
+        }
+        const auto item = mItems.Take(*frame);
+        if (!item) continue;
+        to = {item->header, std::string(item->body)};
+        if (to.header.has_item()) {
+            const Item& taken = to.header.item();
+            if (taken.channel() == CHANNEL_TALK)
+                mTaken.set_talk(taken.sequence());
+            else
+                mTaken.set_board(taken.sequence());
+            if (readAlong) SendRead(mTaken.talk(), mTaken.board());
+        }
+        return true;
+    }
+    return false;
+}
+
+Received RawClient::Next()
+{
+    const auto until = steady_clock::now() + kPatience;
+    Received received;
+    while (!FromBuffer(received)) Fill(until);
+    return received;
+}
+
+Received RawClient::Wait(Header::MessageCase kind)
+{
+    const auto kept = std::find_if(mKept.begin(), mKept.end(),
+                                   [&](const Received& one) { return one.header.message_case() == kind; });
+    if (kept != mKept.end()) {
+        Received found = std::move(*kept);
+        mKept.erase(kept);
+        return found;
+    }
+    for (;;) {
+        Received next = Next();
+        if (next.header.message_case() == kind) return next;
+        mKept.push_back(std::move(next));
+    }
+}
+
+std::vector<std::string> RawClient::Texts(int count)
+{
+    std::vector<std::string> texts;
+    while (static_cast<int>(texts.size()) < count) {
+        Received item = Wait(Header::kItem);
+        if (item.header.item().has_text()) texts.push_back(item.header.item().from() + ": " + item.body);
+    }
+    return texts;
+}
+
+std::string RawClient::Presence()
+{
+    for (;;) {
+        const Received item = Wait(Header::kItem);
+        if (!item.header.item().has_presence()) continue;
+        return item.header.item().presence().handle() + " " +
+               std::to_string(item.header.item().presence().status());
+    }
+}
+
+bool RawClient::Quiet(Header::MessageCase kind)
+{
+    Header ping;
+    ping.mutable_ping()->set_nonce(++mCall);
+    Send(ping);
+    Wait(Header::kPong);
+    return std::none_of(mKept.begin(), mKept.end(),
+                        [&](const Received& one) { return one.header.message_case() == kind; });
+}
+
+bool RawClient::Ended()
+{
+    try {
+        for (;;) Next();
+    } catch (const NothingCame&) {
+        return false;
+    } catch (const std::exception&) {
+        return true;
+    }
+}
+
+void RawClient::WaitAccepted(Channel channel, std::uint64_t number)
+{
+    for (;;) {
+        const Accepted accepted = Wait(Header::kAccepted).header.accepted();
+        if ((channel == CHANNEL_TALK ? accepted.talk() : accepted.board()) >= number) return;
+    }
+}
+
+void RawClient::Kill()
+{
+    mStream->Tcp().set_option(asio::socket_base::linger(true, 0));
+    mStream->Tcp().close();
+}
+
+}  // namespace zephyl

@@ -1,0 +1,83 @@
+#pragma once
+// A client of few words for protocol tests: blocking, one thread, no link. It answers pings, puts items
+// together, and otherwise does only what it is told.
+
+#include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "service/net/tls_stream.h"
+#include "service/wire/framing.h"
+
+namespace zephyl {
+
+struct Received {
+    Header header;
+    std::string body;
+};
+
+/// The connection ended while something was waited for, or nothing came in time.
+struct NothingCame : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class RawClient {
+public:
+    explicit RawClient(std::uint16_t port, const std::string& door = {},
+                       std::uint32_t version = kProtocolVersion);
+
+    // Sending.
+    void Send(const Header& header, std::string_view body = {});
+    void SendBytes(std::string_view bytes);
+    void SendItem(const Header& header, std::string_view body);
+    /// A text to everyone, or to `to`; its channel follows from its tag.
+    void Post(std::uint64_t number, const std::string& text, const std::vector<std::string>& to = {});
+    void SendLive(int type, std::uint64_t frame, std::string_view body);
+    void SendRead(std::uint64_t talk, std::uint64_t board, std::uint64_t live = 0);
+
+    // Calls with their answers.
+    LoggedIn Login(const std::string& handle, const std::string& password, std::uint64_t stream,
+                   bool again = false);
+    Entered Enter(const std::string& code, bool create, const std::string& rejoin = {});
+    Resumed Resume(const Place& place, const Cursor& cursor);
+    void Leave();
+
+    // Receiving. All of these throw NothingCame after ten seconds.
+    /// The next frame or whole item, pings answered and left out.
+    Received Next();
+    /// The next one of this kind; others before it are kept for later calls.
+    Received Wait(Header::MessageCase kind);
+    /// Texts of the next `count` text items.
+    std::vector<std::string> Texts(int count);
+    /// "handle status" of the next presence.
+    std::string Presence();
+    /// True when everything sent so far has been answered and none of this kind has come.
+    bool Quiet(Header::MessageCase kind);
+    bool Ended();
+    /// Accepted up to this number on the channel.
+    void WaitAccepted(Channel channel, std::uint64_t number);
+    /// As a killed process: no Bye, no close of TLS.
+    void Kill();
+
+    std::size_t bytesRead = 0;
+    bool readAlong = false;  // answer every item with Read, as a client does that keeps up
+
+private:
+    void Fill(std::chrono::steady_clock::time_point until);
+    bool FromBuffer(Received& to);
+
+    boost::asio::io_context mIo;
+    std::unique_ptr<TlsStream> mStream;
+    FrameReader mReader{Way::Down};
+    ItemReader mItems;
+    std::deque<Received> mKept;
+    std::uint32_t mCall = 0;
+    Cursor mTaken;
+};
+
+}  // namespace zephyl

@@ -1,0 +1,86 @@
+#pragma once
+// A real relay on a free loopback port, with accounts, for as long as a test runs.
+
+#include <gtest/gtest.h>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/null_sink.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <memory>
+
+#include "service/relay/identity.h"
+#include "service/relay/raw_client.h"
+#include "service/relay/relay.h"
+
+namespace zephyl {
+
+/// A folder that goes with the object.
+struct TemporaryFolder {
+    TemporaryFolder()
+    {
+        std::string name = (std::filesystem::temp_directory_path() / "zephyl-test-XXXXXX").string();
+        path = ::mkdtemp(name.data());
+    }
+    ~TemporaryFolder() { std::filesystem::remove_all(path); }
+    std::filesystem::path path;
+};
+
+inline std::shared_ptr<spdlog::logger> SilentLog()
+{
+    return std::make_shared<spdlog::logger>("test", std::make_shared<spdlog::sinks::null_sink_mt>());
+}
+
+constexpr HashCost kCheapHash{1, 8192};
+
+class RelayTest : public testing::Test {
+protected:
+    RelayTest()
+    {
+        StartSodium();
+        options.data = folder.path / "data";
+        options.port = 0;
+        options.times.tick = std::chrono::milliseconds(20);
+        options.bounds.connectionsPerAddress = 1000;
+    }
+
+    /// Starts what `options` says; again: the same data, another port.
+    void StartRelay()
+    {
+        relay.reset();
+        relay = std::make_unique<Relay>(options, SilentLog(), kCheapHash);
+        for (const char* handle : {"Alice", "bob", "carol", "dave"})
+            if (!relay->TheAccounts().Find(handle))
+                relay->TheAccounts().Add(handle, HashPassword("secret", kCheapHash), "");
+        relay->Start();
+    }
+    /// Logged in under a stream that is the handle's own.
+    std::unique_ptr<RawClient> LoggedIn(const std::string& handle)
+    {
+        if (!relay) StartRelay();
+        auto client = std::make_unique<RawClient>(relay->Port(), options.door);
+        EXPECT_EQ(client->Login(handle, "secret", StreamOf(handle)).result(), RESULT_OK) << handle;
+        return client;
+    }
+    /// And in the meeting "Room 1", which the first one makes.
+    std::unique_ptr<RawClient> In(const std::string& handle)
+    {
+        auto client = LoggedIn(handle);
+        const Entered entered = client->Enter("Room1", !mMade);
+        EXPECT_EQ(entered.result(), RESULT_OK) << handle;
+        mMade = true;
+        place = entered.place();
+        return client;
+    }
+    static std::uint64_t StreamOf(const std::string& handle) { return std::hash<std::string>()(handle) | 1; }
+
+    TemporaryFolder folder;
+    RelayOptions options;
+    std::unique_ptr<Relay> relay;
+    Place place;  // of the one who entered last
+
+private:
+    bool mMade = false;
+};
+
+}  // namespace zephyl

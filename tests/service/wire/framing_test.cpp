@@ -1,0 +1,144 @@
+// Frames and items as bytes: what goes in comes out, whatever the pieces; what lies is found at once.
+
+#include "service/wire/framing.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "service/wire/content.h"
+
+namespace zephyl {
+namespace {
+
+Header TextPost(Channel channel, std::size_t total)
+{
+    Header header;
+    header.mutable_post()->set_channel(channel);
+    header.mutable_post()->mutable_text();
+    header.mutable_post()->set_total(static_cast<std::uint32_t>(total));
+    return header;
+}
+
+std::string Pattern(std::size_t bytes, unsigned seed)
+{
+    std::string text(bytes, '\0');
+    std::mt19937 draw(seed);
+    for (char& c : text) c = static_cast<char>(draw());
+    return text;
+}
+
+TEST(Framing, ItemsOfThreeLanesSurviveAnyCutting)
+{
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 draw(seed);
+    const std::size_t sizes[] = {0, 1, kBodyBytes - 1, kBodyBytes, kBodyBytes + 1, 100'000, kTextBytes};
+    for (int round = 0; round < 30; ++round) {
+        const std::string talk = Pattern(std::min(sizes[draw() % 7], kTextBytes), draw()),
+                          board = Pattern(sizes[draw() % 7], draw());
+        ItemCutter talkCutter(TextPost(CHANNEL_TALK, talk.size()), LANE_TALK, talk, Way::Up);
+        ItemCutter boardCutter(TextPost(CHANNEL_BOARD, board.size()), LANE_BOARD, board, Way::Up);
+        std::string wire;
+        while (!talkCutter.Done() || !boardCutter.Done()) {
+            ItemCutter& next =
+                boardCutter.Done() || (!talkCutter.Done() && draw() % 2) ? talkCutter : boardCutter;
+            next.AppendNext(wire);
+        }
+        FrameReader reader(Way::Up);
+        ItemReader items;
+        int whole = 0;
+        for (std::size_t at = 0; at < wire.size();) {
+            const std::size_t piece = std::min<std::size_t>(1 + draw() % 20'000, wire.size() - at);
+            reader.Feed(std::string_view(wire).substr(at, piece));
+            at += piece;
+            while (const auto frame = reader.Next()) {
+                const auto item = items.Take(*frame);
+                if (!item) continue;
+                ++whole;
+                EXPECT_TRUE(item->body == (item->header.post().channel() == CHANNEL_TALK ? talk : board));
+            }
+            reader.Rest();
+        }
+        EXPECT_EQ(whole, 2);
+        EXPECT_EQ(reader.HeldBytes(), 0u);
+    }
+}
+
+TEST(Framing, FindsALieBeforeItWaitsForMore)
+{
+    const struct {
+        const char* why;
+        std::string bytes;
+        bool up, down;
+    } rows[] = {
+        {"smallest", std::string("\0\0\0\x02\0\0", 6), true, true},
+        {"below its own field", std::string("\0\0\0\x01\0\0", 6), false, false},
+        {"header longer than all", std::string("\0\0\0\x05\0\x04", 6), false, false},
+        {"largest header up", std::string("\0\0\x10\x02\x10\0", 6), true, true},
+        {"one more", std::string("\0\0\x10\x03\x10\x01", 6), false, true},
+        {"largest body", std::string("\0\0\x40\x02\0\0", 6), true, true},
+        {"one more", std::string("\0\0\x40\x03\0\0", 6), false, false},
+        {"four gigabytes", std::string("\xff\xff\xff\xff\0\0", 6), false, false},
+    };
+    for (const auto& row : rows) {
+        for (const Way way : {Way::Up, Way::Down}) {
+            SCOPED_TRACE(row.why);
+            FrameReader reader(way);
+            reader.Feed(row.bytes);
+            if (way == Way::Up ? row.up : row.down)
+                EXPECT_NO_THROW(reader.Next());
+            else
+                EXPECT_THROW(reader.Next(), WireError);
+        }
+    }
+    std::string out;
+    Header large;
+    large.mutable_bye()->set_text(std::string(kHeaderBytesUp, 'x'));
+    EXPECT_THROW(AppendFrame(out, large, "", Way::Up), std::length_error);
+    EXPECT_THROW(AppendFrame(out, Header(), std::string(kBodyBytes + 1, 'x'), Way::Up), std::length_error);
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(Framing, AnOversizedItemIsNamedAtItsFirstFrameAndThrownAway)
+{
+    ItemReader items;
+    const std::string body(kTextBytes + 1, 'x');
+    const Header header = TextPost(CHANNEL_TALK, body.size());
+    std::string wire;
+    AppendItem(wire, header, LANE_TALK, body, Way::Up);
+    AppendItem(wire, TextPost(CHANNEL_TALK, 5), LANE_TALK, "after", Way::Up);
+    FrameReader reader(Way::Up);
+    reader.Feed(wire);
+    std::vector<std::string> seen;
+    while (const auto frame = reader.Next())
+        if (const auto item = items.Take(*frame))
+            seen.push_back(item->tooLarge ? "too large" : std::string(item->body));
+    EXPECT_EQ(seen, (std::vector<std::string>{"too large", "after"}));
+}
+
+TEST(Content, AWhiteboardTagDecidesTheChannel)
+{
+    const struct {
+        const char* text;
+        Channel channel;
+        BoardEffect effect;
+    } rows[] = {
+        {"[[ZUM_WB_PEN]]1", CHANNEL_BOARD, BoardEffect::Change},
+        {"[[ZUM_WB_CLEAR]]", CHANNEL_BOARD, BoardEffect::Clear},
+        {"[[ZUM_WB_POINTER]]", CHANNEL_BOARD, BoardEffect::None},
+        {"[[ZUM_WB_UNDO]]", CHANNEL_BOARD, BoardEffect::Undo},
+        {"[[ZUM_WB_PE", CHANNEL_TALK, BoardEffect::None},
+        {"[[zum_wb_pen]]", CHANNEL_TALK, BoardEffect::None},
+        {" [[ZUM_WB_PEN]]", CHANNEL_TALK, BoardEffect::None},
+        {"[[ZUM_WB_NEW]]", CHANNEL_TALK, BoardEffect::None},
+        {"", CHANNEL_TALK, BoardEffect::None},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ChannelOfText(row.text), row.channel) << row.text;
+        EXPECT_EQ(EffectOf(row.text), row.effect) << row.text;
+    }
+}
+
+}  // namespace
+}  // namespace zephyl
