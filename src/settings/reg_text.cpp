@@ -148,6 +148,13 @@ qsizetype EntryEnd(const QByteArray& file, qsizetype from)
     return first;
 }
 
+/// Whether `entry` is damaged so that a line behind it would be taken for its rest.
+bool LeftOpen(QByteArrayView entry)
+{
+    const QByteArrayView text = entry.trimmed();
+    return (text.startsWith('"') || text.startsWith('@')) && (OpenBehind(text, false) || text.endsWith('\\'));
+}
+
 bool IsPlain(const QString& text)
 {
     return text.isValidUtf16() && std::none_of(text.begin(), text.end(), [](QChar c) {
@@ -267,6 +274,9 @@ void RegText::SetText(const QString& keyPath, const QString& name, const QString
     if (!last.raw.endsWith('\n')) last.raw += mLineEnd;
     auto section = std::find_if(mSections.rbegin(), mSections.rend(),
                                 [&](const Section& s) { return Same(s.keyPath, keyPath); });
+    if (section != mSections.rend() && std::any_of(section->lines.begin(), section->lines.end(),
+                                                   [](const Line& l) { return LeftOpen(l.raw); }))
+        section = mSections.rend();  // the key once more, where nothing swallows the line
     if (section == mSections.rend()) {
         mSections.push_back({keyPath, {{mLineEnd + '[' + keyPath.toUtf8() + ']' + mLineEnd, std::nullopt}}});
         section = mSections.rbegin();

@@ -86,8 +86,8 @@ TEST(RegText, KeepsEverythingElseByteForByte)
     EXPECT_EQ(file.Write(), expected);
     file.SetText(kKey + u"\\Sub"_s, u"New"_s, u"1"_s);
     file.SetText(u"HKEY_CURRENT_USER\\Z"_s, u"N"_s, u"2"_s);
-    expected.replace("never closed\r\n", "never closed\r\n\"New\"=\"1\"\r\n");
-    expected += "\r\n\r\n[HKEY_CURRENT_USER\\Z]\r\n\"N\"=\"2\"\r\n";
+    expected += "\r\n\r\n[HKEY_CURRENT_USER\\Software\\A\\Sub]\r\n\"New\"=\"1\"\r\n";  // behind the damage
+    expected += "\r\n[HKEY_CURRENT_USER\\Z]\r\n\"N\"=\"2\"\r\n";
     EXPECT_EQ(file.Write(), expected);
 }
 
