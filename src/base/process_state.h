@@ -28,6 +28,7 @@ struct Ports {
     EventLog* eventLog = nullptr;
     Trace* trace = nullptr;
     Folders* folders = nullptr;
+    LocalHost* host = nullptr;
     ScreenPointer* pointer = nullptr;
     EndProcess* endProcess = nullptr;
     Prompts* prompts = nullptr;
@@ -49,6 +50,7 @@ struct ProcessState {
     QString gHostname;
     bool gLoginDialogClosed = false;
     bool gLoginCancelled = false;
+    qsizetype gLocalAddressAt = 0;                  // the entry of GetLocalIP that txtHostname showed last
 
     QString gServerKey;
     QString gLocalKey;

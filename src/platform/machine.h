@@ -8,6 +8,7 @@
 #include <QString>
 #include <QStringList>
 #include <chrono>
+#include <optional>
 
 class Clock {
 public:
@@ -82,6 +83,18 @@ public:
     virtual QString Program() const = 0;
 };
 
+/// This computer's name and addresses. Only IPv4 addresses, in dotted-decimal form. Never throws.
+class LocalHost {
+public:
+    virtual ~LocalHost() = default;
+    /// None: the system does not tell.
+    virtual std::optional<QString> Name() const = 0;
+    /// In the resolver's order; none: no such name.
+    virtual std::optional<QStringList> Resolve(const QString& name) const = 0;
+    /// Of the network interfaces that are up.
+    virtual QStringList Interfaces() const = 0;
+};
+
 /// The screen's mouse pointer: one value, never a stack.
 enum class PointerShape { Default, Busy };
 class ScreenPointer {
@@ -111,7 +124,10 @@ struct FontChoice {
 };
 
 /// Message boxes and the toolkit's dialogs. Plain text always. Every dialog of the program runs through
-/// here (ui/prompts.h has RunDialog for the forms of our own).
+/// here.
+enum class Modality { Modal, Modeless };
+class QDialog;
+
 class Prompts {
 public:
     virtual ~Prompts() = default;
@@ -124,5 +140,7 @@ public:
     virtual QString OpenFile(const QString& title, const QString& filterName, const QStringList& patterns) = 0;
     virtual QString SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
                              const QString& defaultExtension) = 0;
+    /// Runs a form of ours and returns when it has finished. Modeless: everything else is served meanwhile.
+    virtual void RunForm(QDialog& form, Modality modality) = 0;
     virtual FontChoice SelectFont(const QString& title, const FontChoice& current) = 0;
 };

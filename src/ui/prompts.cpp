@@ -1,6 +1,7 @@
 #include "ui/prompts.h"
 
 #include <QApplication>
+#include <QEventLoop>
 #include <QFileDialog>
 #include <QFontDialog>
 #include <QMessageBox>
@@ -172,6 +173,24 @@ FontChoice QtPrompts::SelectFont(const QString& title, const FontChoice& current
     const QFont chosen = dialog.selectedFont();
     return {chosen.family(), chosen.pointSizeF(), chosen.bold(),
             chosen.italic(), chosen.strikeOut(),  chosen.underline()};
+}
+
+void QtPrompts::RunForm(QDialog& form, Modality modality)
+{
+    if (modality == Modality::Modal) {
+        RunDialog(form);
+        return;
+    }
+    TraceWindow(mState, &form);
+    QEventLoop untilFinished;
+    QObject::connect(&form, &QDialog::finished, &untilFinished, &QEventLoop::quit);
+    ++mOpen;
+    form.show();
+    form.raise();
+    form.activateWindow();
+    untilFinished.exec();
+    --mOpen;
+    mSinceClosed.start();
 }
 
 int QtPrompts::RunDialog(QDialog& dialog)

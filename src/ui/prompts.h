@@ -24,6 +24,7 @@ public:
     QString SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
                      const QString& defaultExtension) override;
     FontChoice SelectFont(const QString& title, const FontChoice& current) override;
+    void RunForm(QDialog& form, Modality modality) override;
 
     /// Runs a form of ours modally and returns its result. Leaves the mark that ActivationIsOurs reads.
     int RunDialog(QDialog& dialog);

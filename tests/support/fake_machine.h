@@ -74,6 +74,16 @@ public:
     QString Program() const override { return dir.path(); }
 };
 
+class FakeLocalHost final : public LocalHost {
+public:
+    std::optional<QString> name = QStringLiteral("here");
+    std::optional<QStringList> resolved = QStringList{QStringLiteral("192.0.2.1"), QStringLiteral("192.0.2.2")};
+    QStringList interfaces;
+    std::optional<QString> Name() const override { return name; }
+    std::optional<QStringList> Resolve(const QString&) const override { return resolved; }
+    QStringList Interfaces() const override { return interfaces; }
+};
+
 class FakePointer final : public ScreenPointer {
 public:
     PointerShape shape = PointerShape::Default;
@@ -112,6 +122,7 @@ public:
     {
         return Open(saveFile);
     }
+    void RunForm(QDialog&, Modality) override { Open(0); }
     FontChoice SelectFont(const QString&, const FontChoice&) override { return Open(font); }
 
 private:

@@ -57,6 +57,7 @@ struct Fixture {
     FakeEventLog eventLog;
     FakeTrace trace;
     FakeFolders folders;
+    FakeLocalHost host;
     FakePointer pointer;
     FakeEndProcess endProcess{journal};
     FakePrompts prompts{journal};
@@ -77,7 +78,7 @@ struct Fixture {
         ports.clock = &clock, ports.waits = &waits, ports.gate = &gate, ports.eventLog = &eventLog;
         ports.trace = &trace, ports.folders = &folders, ports.pointer = &pointer;
         ports.endProcess = &endProcess, ports.prompts = &prompts, ports.registry = &registry;
-        ports.clipboard = &clipboard;
+        ports.clipboard = &clipboard, ports.host = &host;
     }
 
     /// Logged in as `handle`, in a meeting with `others`; the journal starts behind it.

@@ -1,0 +1,308 @@
+#include "session/frm_login.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTimer>
+
+#include "base/error_trap.h"
+#include "base/text_rules.h"
+#include "cipher/password.h"
+#include "session/meeting_entry.h"
+#include "settings/configurations.h"
+#include "settings/settings.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString Title()
+{
+    return QLatin1String(kAppTitle);
+}
+
+void SelectAllText(QLineEdit* box)
+{
+    box->setFocus();
+    box->selectAll();
+}
+
+void Fill(QComboBox* box, const Choices& choices)
+{
+    box->clear();
+    box->addItems(choices.entries);
+    box->setCurrentIndex(choices.selected);  // the toolkit would select the first entry by itself
+}
+
+bool IsEnter(const QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress) return false;
+    const int key = static_cast<const QKeyEvent*>(event)->key();
+    return key == Qt::Key_Return || key == Qt::Key_Enter;
+}
+
+/// Sends "Send Password!" to the address that is typed and not saved yet.
+class TypedAddress {
+public:
+    TypedAddress(MessengerService& service, const QString& address) : mService(service)
+    {
+        mService.UseServiceAddress(&address);
+    }
+    ~TypedAddress() { mService.UseServiceAddress(nullptr); }
+    TypedAddress(const TypedAddress&) = delete;
+    TypedAddress& operator=(const TypedAddress&) = delete;
+
+private:
+    MessengerService& mService;
+};
+
+}  // namespace
+
+frmLogin::frmLogin(ProcessState& state, QWidget* parent) : QDialog(parent), mState(state)
+{
+    setObjectName(u"frmLogin"_s);
+    setWindowTitle(Title() + u" - Enter Meeting"_s);
+    BuildLogin();
+    BuildMore();
+    BuildButtons();
+    SetTabs();
+    Connect();
+    Trapped(mState, "frmLogin_Load", [this] { Load(); });
+}
+
+void frmLogin::Load()
+{
+    chkMore_Click();
+    FillLists();
+    LoadConfigSettings();
+    raise();
+    mPointerBefore = mState.ports.pointer->Get();
+    mState.ports.pointer->Set(PointerShape::Default);
+}
+
+void frmLogin::Connect()
+{
+    connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
+    connect(cmdCancel, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
+    connect(chkMore, &QPushButton::toggled, this, [this] { chkMore_Click(); });
+    connect(chkHostname, &QCheckBox::toggled, this, [this] { chkHostname_Click(); });
+    connect(cmbConfig, &QComboBox::activated, this, [this] { cmbConfig_Click(); });
+    cmbMeetingCode->installEventFilter(this);
+    for (QWidget* watched : {static_cast<QWidget*>(txtHandle), static_cast<QWidget*>(txtPassword),
+                             static_cast<QWidget*>(txtHostname), static_cast<QWidget*>(lblPassword)})
+        watched->installEventFilter(this);
+    cmbMeetingCode->lineEdit()->installEventFilter(this);
+}
+
+void frmLogin::FillLists()
+{
+    Fill(cmbConfig, LoadConfigList(mState));
+    const Choices codes = LoadMeetingCodeList(mState);
+    Fill(cmbMeetingCode, codes);
+    if (codes.selected < 0) cmbMeetingCode->setEditText(QString());
+}
+
+void frmLogin::LoadConfigSettings()
+{
+    txtHandle->setText(GetSetting(mState, keys::kHandle));
+    txtPassword->setText(DecipherPassword(GetSetting(mState, keys::kPassword)));
+    txtHostname->setText(GetSetting(mState, keys::kHostname));
+    chkHostname->setChecked(!txtHostname->text().isEmpty());
+    chkHostname_Click();  // its state may not have changed, the field's must follow all the same
+    if (GetSetting(mState, keys::kJoinMeetingDefault) == u"1"_s) optJoinMeeting->setChecked(true);
+    if (GetSetting(mState, keys::kUseHttp) == u"1"_s)
+        optHTTP->setChecked(true);
+    else if (GetSetting(mState, keys::kUseTcpPort) == u"1"_s)
+        optTCP->setChecked(true);
+    else
+        optUDP->setChecked(true);
+    txtService->setText(GetSetting(mState, keys::kServiceAddress));
+}
+
+void frmLogin::chkMore_Click()
+{
+    const bool more = chkMore->isChecked();
+    const LoginLayout layout = PlaceFrames(
+        {frameLogin->y(), frameLogin->height(), frameMore->y(), frameMore->height(), frameButtons->height()},
+        more);
+    frameMore->setVisible(more);
+    frameButtons->move(frameButtons->x(), layout.buttonsTop);
+    setFixedSize(frameLogin->x() * 2 + frameLogin->width(), layout.formHeight);
+    chkMore->setText(more ? u"More <<"_s : u"More >>"_s);
+}
+
+void frmLogin::cmbConfig_Click()
+{
+    Trapped(mState, "cmbConfig_Click", [this] {
+        mState.gConfigName = cmbConfig->currentText();
+        mState.gMessenger->SetConfig(mState.gConfigName);
+        mState.gMessenger->LoadConfig();
+        LoadConfigSettings();
+    });
+}
+
+void frmLogin::chkHostname_Click()
+{
+    Trapped(mState, "chkHostname_Click", [this] {
+        const bool checked = chkHostname->isChecked();
+        txtHostname->setEnabled(checked);
+        QPalette colours = palette();
+        if (!checked) colours.setColor(QPalette::Base, colours.color(QPalette::Button));
+        txtHostname->setPalette(colours);
+        if (checked && txtHostname->text().isEmpty()) txtHostname->setText(GetLocalIP(mState).value(0));
+    });
+}
+
+void frmLogin::txtHostname_DblClick()
+{
+    Trapped(mState, "txtHostname_DblClick", [this] {
+        const QStringList addresses = GetLocalIP(mState);
+        if (++mState.gLocalAddressAt >= addresses.size()) mState.gLocalAddressAt = 0;
+        if (addresses.isEmpty()) throw std::runtime_error("this computer has no address");
+        txtHostname->setText(addresses[mState.gLocalAddressAt]);
+    });
+}
+
+void frmLogin::lblPassword_Click()
+{
+    Trapped(mState, "lblPassword_Click", [this] {
+        Prompts& prompts = *mState.ports.prompts;
+        const QString handle = Trim(txtHandle->text());
+        if (handle.isEmpty()) {
+            prompts.Box(BoxIcon::Exclamation, Title(), u"Please enter your handle."_s);
+            txtHandle->setFocus();
+            return;
+        }
+        const QString service = Trim(txtService->text());
+        const TypedAddress typed(*mState.gMessenger, service);
+        const QString address = mState.gMessenger->SendPassword(handle);
+        if (address.isEmpty())
+            prompts.Box(BoxIcon::Exclamation, Title(), HandleUnknownMessage(handle));
+        else
+            prompts.Box(BoxIcon::Information, Title(), PasswordSentMessage(handle, address));
+    });
+}
+
+QString frmLogin::TypedCode() const
+{
+    return cmbMeetingCode->currentText();
+}
+
+void frmLogin::cmdOK_Click()
+{
+    Trapped(mState, "cmdOK_Click", [this] {
+        if (mUnloaded) return;
+        const LoginFault fault = CheckLogin(txtHandle->text(), txtPassword->text(), TypedCode());
+        if (fault == LoginFault::None)
+            Accept();
+        else
+            Refuse(fault);
+    });
+}
+
+void frmLogin::Refuse(LoginFault fault)
+{
+    mState.ports.prompts->Beep();
+    if (fault == LoginFault::NoHandle)
+        txtHandle->setFocus();
+    else if (fault == LoginFault::NoPassword)
+        txtPassword->setFocus();
+    else
+        cmbMeetingCode->setFocus();
+    const QString message = FaultMessage(fault);
+    if (!message.isEmpty()) mState.ports.prompts->Box(BoxIcon::Information, Title(), message);
+}
+
+void frmLogin::Accept()
+{
+    if (chkDefaultConfig->isChecked()) SaveSetting(mState, keys::kDefaultConfig, cmbConfig->currentText());
+    mState.gCreateMeeting = optNewMeeting->isChecked();
+    SaveSetting(mState, keys::kHandle, txtHandle->text());
+    SaveSetting(mState, keys::kPassword, EncipherPassword(txtPassword->text()));
+    SaveSetting(mState, QLatin1String(keys::kMeetingCodesSection), TypedCode(),
+                GeneralDate(mState.ports.clock->Now()), Scoped::No, QLatin1String(keys::kQuorvia));
+    SaveSetting(mState, keys::kJoinMeetingDefault, optJoinMeeting->isChecked() ? u"1"_s : u"0"_s);
+    mState.gMeetingCode = TypedCode();
+    SaveSetting(mState, keys::kHostname, chkHostname->isChecked() ? txtHostname->text() : QString());
+    SaveProtocol();
+    SaveSetting(mState, keys::kServiceAddress, Trim(txtService->text()));
+    Unload();
+}
+
+void frmLogin::SaveProtocol()
+{
+    if (!optHTTP->isChecked()) {
+        SaveSetting(mState, keys::kUseTcpPort, optTCP->isChecked() ? u"1"_s : u"0"_s);
+        SaveSetting(mState, keys::kUseHttp, u"0"_s);
+        return;
+    }
+    SaveSetting(mState, keys::kUseTcpPort, u"0"_s);
+    SaveSetting(mState, keys::kUseHttp, u"1"_s);
+    const QString interval = GetSetting(mState, keys::kHttpPollingInterval);
+    if (UsablePollingInterval(interval) != interval)
+        SaveSetting(mState, keys::kHttpPollingInterval, UsablePollingInterval(interval));
+}
+
+void frmLogin::cmdCancel_Click()
+{
+    Trapped(mState, "cmdCancel_Click", [this] {
+        if (mUnloaded) return;
+        if (mState.gMessenger->LoggedIn()) {
+            mState.gLoginCancelled = true;
+            Unload();
+            return;
+        }
+        hide();
+        mState.ports.endProcess->Now();
+    });
+}
+
+void frmLogin::reject()
+{
+    cmdCancel_Click();
+}
+
+void frmLogin::Unload()
+{
+    mUnloaded = true;
+    mState.ports.pointer->Set(mPointerBefore);
+    mState.gLoginDialogClosed = true;
+    done(0);
+}
+
+void frmLogin::closeEvent(QCloseEvent* event)
+{
+    event->accept();
+    cmdCancel_Click();
+    if (!mUnloaded) event->ignore();  // the service failed to say whether there is a session
+}
+
+bool frmLogin::eventFilter(QObject* target, QEvent* event)
+{
+    const QEvent::Type type = event->type();
+    if ((target == cmbMeetingCode || target == cmbMeetingCode->lineEdit()) && IsEnter(event)) {
+        cmdOK->click();
+        return true;  // not also to the default button
+    }
+    if (target == lblPassword &&
+        (type == QEvent::MouseButtonRelease ||
+         (type == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space))) {
+        lblPassword_Click();
+        return true;
+    }
+    if (target == txtHostname && type == QEvent::MouseButtonDblClick) {
+        txtHostname_DblClick();
+        return true;
+    }
+    if (type == QEvent::FocusIn && (target == txtHandle || target == txtPassword)) {
+        auto* box = static_cast<QLineEdit*>(target);
+        QTimer::singleShot(0, box, [box] { SelectAllText(box); });  // behind the click that gave the focus
+    }
+    return QDialog::eventFilter(target, event);
+}

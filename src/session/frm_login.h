@@ -1,0 +1,72 @@
+#pragma once
+// frmLogin: who enters which meeting, under which configuration. Loads when it is made; its outcome lies in
+// the settings store and in gLoginDialogClosed, gLoginCancelled, gCreateMeeting, gMeetingCode, gConfigName.
+
+#include <QDialog>
+#include <vector>
+
+#include "base/process_state.h"
+#include "session/login_rules.h"
+
+class QCheckBox;
+class QComboBox;
+class QFrame;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QRadioButton;
+
+/// Every way out ends in finished(). User-interface thread only.
+class frmLogin final : public QDialog {
+public:
+    explicit frmLogin(ProcessState& state, QWidget* parent = nullptr);
+
+    void cmdOK_Click();
+    /// With a session: cancelled. Without one: ends the process.
+    void cmdCancel_Click();
+    void chkMore_Click();
+    void chkHostname_Click();
+    void cmbConfig_Click();
+    void lblPassword_Click();
+    void txtHostname_DblClick();
+
+    void reject() override;  // Escape and the close box
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* target, QEvent* event) override;
+
+private:
+    void BuildLogin();
+    void BuildMore();
+    void BuildButtons();
+    void SetTabs();
+    void Connect();
+    void Load();
+    void LoadConfigSettings();
+    void FillLists();
+    void Refuse(LoginFault fault);
+    void Accept();
+    void SaveProtocol();
+    void Unload();
+    QString TypedCode() const;
+
+    ProcessState& mState;
+    PointerShape mPointerBefore = PointerShape::Default;
+    bool mUnloaded = false;
+
+    QGroupBox* frameLogin;
+    QLineEdit *txtHandle, *txtPassword;
+    QLabel* lblPassword;
+    QComboBox* cmbMeetingCode;
+    QRadioButton *optJoinMeeting, *optNewMeeting;
+    QFrame* frameButtons;
+    QPushButton *chkMore, *cmdCancel, *cmdOK;
+    QGroupBox* frameMore;
+    QComboBox* cmbConfig;
+    QCheckBox* chkDefaultConfig;
+    QRadioButton *optHTTP, *optTCP, *optUDP;
+    QCheckBox* chkHostname;
+    QLineEdit *txtHostname, *txtService;
+};

@@ -1,0 +1,69 @@
+#include "session/login_rules.h"
+
+#include <algorithm>
+
+#include "base/text_rules.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kShortestCode = 6;
+constexpr int kLongestCode = 20;
+constexpr int kFrameGap = 3;
+constexpr int kBelowLogin = 32;  // what the form is higher than its frames
+constexpr int kBelowMore = 37;
+
+bool IsLetterOrDigit(QChar c)
+{
+    return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9');
+}
+
+}  // namespace
+
+bool IsAlphanumeric(const QString& text)
+{
+    const QString trimmed = Trim(text);
+    return !trimmed.isEmpty() && std::all_of(trimmed.begin(), trimmed.end(), IsLetterOrDigit);
+}
+
+LoginFault CheckLogin(const QString& handle, const QString& password, const QString& code)
+{
+    if (Trim(handle).isEmpty()) return LoginFault::NoHandle;
+    if (Trim(password).isEmpty()) return LoginFault::NoPassword;
+    if (Trim(code).size() < kShortestCode || code.size() > kLongestCode) return LoginFault::CodeLength;
+    return IsAlphanumeric(code) ? LoginFault::None : LoginFault::CodeCharacters;
+}
+
+QString FaultMessage(LoginFault fault)
+{
+    switch (fault) {
+        case LoginFault::CodeLength: return u"The Meeting Code must be between 6 and 20 characters."_s;
+        case LoginFault::CodeCharacters:
+            return u"The Meeting Code must consist of letters and numbers only."_s;
+        default: return QString();
+    }
+}
+
+QString UsablePollingInterval(const QString& stored)
+{
+    return LeadingNumber(stored) > 0 ? stored : u"1"_s;
+}
+
+LoginLayout PlaceFrames(const LoginFrames& f, bool more)
+{
+    const int aboveButtons = f.loginTop + f.loginHeight;
+    if (!more) return {aboveButtons + f.buttonsHeight + kBelowLogin, aboveButtons + kFrameGap};
+    return {aboveButtons + f.moreHeight + f.buttonsHeight + kBelowMore, f.moreTop + f.moreHeight + kFrameGap};
+}
+
+QString PasswordSentMessage(const QString& handle, const QString& address)
+{
+    return u"The password for '"_s + handle + u"' has been sent to '"_s + address + u"'."_s;
+}
+
+QString HandleUnknownMessage(const QString& handle)
+{
+    return u"The user '"_s + handle + u"' could not be found. "_s +
+           u"Please make sure you entered the handle correctly."_s;
+}
