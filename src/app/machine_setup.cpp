@@ -43,6 +43,7 @@ Machine::Machine(ProcessState& state, const QString& traceFile)
     ports.eventLog = &mEventLog;
     ports.trace = mTrace.get();
     ports.folders = &mFolders;
+    ports.host = &mHost;
     ports.pointer = &mPointer;
     ports.endProcess = &mEndProcess;
     ports.prompts = &mPrompts;

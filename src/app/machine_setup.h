@@ -5,6 +5,7 @@
 
 #include "app/link_setup.h"
 #include "platform/linux/linux_camera.h"
+#include "platform/linux/local_host.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/x11_companion.h"
 #include "platform/linux/x11_windows.h"
@@ -31,6 +32,7 @@ private:
     SyslogEventLog mEventLog;
     XdgFolders mFolders;
     std::unique_ptr<FileTrace> mTrace;
+    LinuxLocalHost mHost;
     FileRegistry mRegistry;
     HoldableGate mGate;
     QtWaits mWaits{mGate};
