@@ -64,6 +64,13 @@ QString IsolatedLines(const QString& text)
     return lines.join(QChar(kSoftBreak));
 }
 
+/// In UTF-8; a line break leaves as CR LF.
+int BytesOf(QChar c)
+{
+    if (c == u'\n') return 2;
+    return c.unicode() < 0x80 ? 1 : c.unicode() < 0x800 ? 2 : 3;
+}
+
 }  // namespace
 
 ShownLine LineFor(const QString& ownHandle, const QString& fromHandle, const QString& text)
@@ -88,13 +95,13 @@ QStringList Recipients(const QStringList& handles, const QString& ownHandle)
 
 qsizetype UnitsOverLimit(const QString& text, qsizetype pieceEnd, qsizetype limitBytes)
 {
-    qsizetype over = text.toUtf8().size() - limitBytes;
+    qsizetype over = text.toUtf8().size() + text.count(u'\n') - limitBytes;
     qsizetype units = 0;
     while (over > 0 && units < pieceEnd) {
         const QChar c = text[pieceEnd - 1 - units];
         const bool pair =
             c.isLowSurrogate() && units + 1 < pieceEnd && text[pieceEnd - 2 - units].isHighSurrogate();
-        over -= pair ? 4 : c.unicode() < 0x80 ? 1 : c.unicode() < 0x800 ? 2 : 3;
+        over -= pair ? 4 : BytesOf(c);
         units += pair ? 2 : 1;
     }
     return units;

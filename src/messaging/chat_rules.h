@@ -27,7 +27,7 @@ QString WithoutIsolates(QString text);
 QStringList Recipients(const QStringList& handles, const QString& ownHandle);
 
 /// How many UTF-16 units to take away from the end of a piece that was put in, so that the whole text keeps
-/// the limit; pairs of surrogates stay together. `pieceEnd` is the piece's end in `text`.
+/// the limit; pairs of surrogates stay together, a line break counts as CR LF. `pieceEnd` is the piece's end.
 qsizetype UnitsOverLimit(const QString& text, qsizetype pieceEnd, qsizetype limitBytes = kTypedTextBytes);
 
 /// What the chat box forgets when it has grown too large: lines from the top, 500 at a time, or half of them

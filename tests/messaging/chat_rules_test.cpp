@@ -59,6 +59,8 @@ TEST(ChatSending, CutsWhatGoesOverTheLimit)
         {u"abc\u00E9"_s, 4, 1, "two bytes"},
         {smile + u"a"_s, 2, 2, "pairs stay together"},
         {u"abcdefgh"_s, 2, 2, "never more than the piece"},
+        {u"ab\n"_s, 3, 0, "a break leaves as two"},
+        {u"abc\n"_s, 4, 1, "and goes as two"},
         {u""_s, 0, 0, "empty"},
     };
     for (const auto& row : rows) EXPECT_EQ(UnitsOverLimit(row.text, row.end, 4), row.over) << row.why;

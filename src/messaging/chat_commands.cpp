@@ -1,0 +1,84 @@
+#include "messaging/chat_commands.h"
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "base/text_rules.h"
+#include "cipher/code_page.h"
+#include "messaging/chat_rules.h"
+#include "messaging/dispatch.h"
+#include "messaging/envelope.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QStringList HandlesInMeeting(const ProcessState& state)
+{
+    QStringList handles;
+    if (state.gUsers)
+        for (const auto& item : state.gUsers->Items()) handles += item->Handle();
+    return handles;
+}
+
+/// What others will see otherwise than it was typed.
+QString Caution(const ProcessState& state, const QString& text)
+{
+    if (ActsAsRecord(text)) return u"Receivers take this text for a command and do not show it."_s;
+    if (state.gEncryptMessages && !SurvivesCodePage(text))
+        return u"Enciphered text holds Western European characters only; others arrive as \"?\"."_s;
+    return QString();
+}
+
+void Note(ProcessState& state, const QString& text)
+{
+    if (state.gMeetingForm && !text.isEmpty()) state.gMeetingForm->Panels().Note(text);
+}
+
+void SendToAll(ProcessState& state, const QString& text)
+{
+    const QString own = state.gMessenger->Handle();
+    for (const QString& handle : Recipients(HandlesInMeeting(state), own))
+        SendZUMMessage(state, handle, text);
+    state.gMeetingForm->Chat().AppendLine(own, text);
+    Note(state, Caution(state, text));
+}
+
+void WhisperTo(ProcessState& state, const QStringList& selected, const QString& text)
+{
+    const QStringList to = Recipients(selected, state.gMessenger->Handle());
+    for (const QString& handle : to) SendZUMMessage(state, handle, text);
+    if (to.isEmpty()) return;
+    const QString caution = Caution(state, text);
+    Note(state, caution.isEmpty() ? u"Whispered to "_s + to.join(u", "_s) : caution);
+}
+
+}  // namespace
+
+void cmdSend_Click(ProcessState& state, ChatInput& input)
+{
+    Trapped(state, "cmdSend_Click", [&] {
+        const QString text = Trim(input.MessageText());
+        if (text.isEmpty()) {
+            state.ports.prompts->Beep();
+        } else {
+            SendToAll(state, text);
+            input.SetMessageText(QString());
+        }
+    });
+    input.FocusMessage();
+}
+
+void cmdWhisper_Click(ProcessState& state, ChatInput& input)
+{
+    Trapped(state, "cmdWhisper_Click", [&] {
+        const QString text = Trim(input.MessageText());
+        input.SetMessageText(text);
+        const QStringList selected = input.SelectedUsers();
+        if (selected.isEmpty() || text.isEmpty()) {
+            state.ports.prompts->Beep();
+        } else {
+            WhisperTo(state, selected, text);
+            input.SetMessageText(QString());
+        }
+    });
+}

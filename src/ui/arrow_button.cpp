@@ -1,0 +1,38 @@
+#include "ui/arrow_button.h"
+
+#include <QPainter>
+#include <QStyleOptionFocusRect>
+
+using namespace Qt::StringLiterals;
+
+ArrowButton::ArrowButton(QWidget* parent) : QAbstractButton(parent)
+{
+    setFocusPolicy(Qt::TabFocus);
+    setAttribute(Qt::WA_Hover);
+    ShowCollapsed(false);
+}
+
+void ArrowButton::ShowCollapsed(bool collapsed)
+{
+    mCollapsed = collapsed;
+    setToolTip(collapsed ? u"Restore chat bar"_s : u"Hide chat bar"_s);
+    setAccessibleName(toolTip());
+    update();
+}
+
+void ArrowButton::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF box = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+    if (underMouse() || hasFocus()) {
+        painter.setPen(palette().color(hasFocus() ? QPalette::Highlight : QPalette::Mid));
+        painter.setBrush(palette().color(isDown() ? QPalette::Mid : QPalette::Midlight));
+        painter.drawRoundedRect(box, 2, 2);
+    }
+    const qreal tip = mCollapsed ? 10.5 : 5.5, back = mCollapsed ? 5.5 : 10.5;
+    const QPolygonF arrow({QPointF(tip, 8), QPointF(back, 3.5), QPointF(back, 12.5)});
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(palette().color(QPalette::ButtonText));
+    painter.drawPolygon(arrow);
+}

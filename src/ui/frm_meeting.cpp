@@ -1,0 +1,258 @@
+#include "ui/frm_meeting.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QMenuBar>
+
+#include "base/error_trap.h"
+#include "media/app_sharing.h"
+#include "ui/activation_watch.h"
+#include "ui/chat_view.h"
+#include "ui/fonts.h"
+#include "ui/layout_rules.h"
+#include "ui/left_panel.h"
+#include "ui/lifecycle.h"
+#include "ui/media_controls.h"
+#include "ui/meeting_menus.h"
+#include "ui/named.h"
+#include "ui/placement_keeper.h"
+#include "ui/service_events.h"
+#include "ui/status_panels.h"
+#include "ui/typing.h"
+#include "whiteboard/whiteboard.h"
+
+using namespace Qt::StringLiterals;
+
+frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
+                       std::function<void()> newMeeting)
+    : mState(state), mEndProgram(std::move(endProgram)), mNewMeeting(std::move(newMeeting))
+{
+    if (mState.ports.gate) mState.ports.gate->Close();
+    SubstituteFonts();
+    setObjectName(u"frmMeeting"_s);
+    setWindowTitle(QLatin1String(kAppTitle));
+    setMinimumSize(kSmallestWindow);
+    BuildInterior();
+    BuildMenus();
+    ConnectChat();
+    ConnectBoard();
+    resize(kFirstWindow);
+    mPlacement = std::make_unique<PlacementKeeper>(*this);
+    mActivation = std::make_unique<ActivationWatch>(mState, *this, [this] { Activate(); });
+    mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *status);
+    mState.gMessenger->SetEvents(mZUM.get());
+}
+
+frmMeeting::~frmMeeting()
+{
+    if (mState.gMessenger) mState.gMessenger->SetEvents(nullptr);
+    if (!mWhole && mState.ports.gate) mState.ports.gate->Open();
+}
+
+void frmMeeting::BuildInterior()
+{
+    mInterior = new QWidget(this);
+    mInterior->setObjectName(u"interior"_s);
+    setCentralWidget(mInterior);
+    mInterior->installEventFilter(this);
+    const Whiteboard board(mState, mInterior);
+    picDraw = board.picDraw;
+    tool = board.tool;
+    mnuTools = board.mnuTools;
+    picMain = new LeftPanel(mInterior);
+    picCorner = Named<QWidget>(mInterior, "picCorner");
+    picCorner->setAutoFillBackground(true);
+    status = new MeetingStatusBar(mState, mInterior);
+    picMain->onStep = [this] {
+        Form_Resize();
+        mInterior->repaint();
+    };
+    picMain->onWidthChanged = [this] { picDraw->move(picMain->width(), picDraw->y()); };
+    // The board is lowest: scrolled, it lies beneath everything around it.
+    for (QWidget* above :
+         {static_cast<QWidget*>(picDraw->HScroll), static_cast<QWidget*>(picDraw->VScroll), picCorner,
+          static_cast<QWidget*>(picMain), static_cast<QWidget*>(tool), static_cast<QWidget*>(status)})
+        above->raise();
+}
+
+void frmMeeting::BuildMenus()
+{
+    const MeetingMenu meeting = AddMeetingMenu(menuBar());
+    mnuLogin = meeting.mnuLogin;
+    connect(mnuLogin, &QAction::triggered, this, [this] { mnuLogin_Click(); });
+    connect(meeting.mnuExit, &QAction::triggered, this, [this] { mEndProgram(); });
+    menuBar()->addMenu(mnuTools);
+    AddHelpMenu(menuBar());
+}
+
+void frmMeeting::ConnectChat()
+{
+    LeftPanel& panel = *picMain;
+    mChat = std::make_unique<ChatView>(mState, *panel.txtChat);
+    mMedia = std::make_unique<MediaControls>(mState, panel, *this);
+    connect(panel.cmdSend, &QPushButton::clicked, this, [this] { cmdSend_Click(mState, *picMain); });
+    connect(panel.cmdWhisper, &QPushButton::clicked, this, [this] { cmdWhisper_Click(mState, *picMain); });
+    panel.txtMessage->onEnter = [this] { picMain->cmdSend->click(); };
+    panel.txtMessage->onLimit = [this] {
+        mState.ports.prompts->Beep();
+        status->Note(u"The message is as long as a message can be."_s);
+    };
+    panel.txtMessage->setFocus();
+}
+
+void frmMeeting::ConnectBoard()
+{
+    picDraw->hooks.origin = [this] { return QPoint(picMain->width(), tool->height()); };
+    picDraw->hooks.typed = [this](QKeyEvent* event) { ForwardTyping(event, picMain->txtMessage); };
+    picDraw->hooks.sendIsDefault = [this](bool is) { picMain->cmdSend->setDefault(is); };
+    picDraw->hooks.copyRect = [this] { return CopiedArea(Sizes()); };
+    WhiteboardHooks& hooks = tool->Tools().hooks;
+    hooks.endProgram = mEndProgram;
+    hooks.showShareApp = [this] { ShowShareApp(mState); };
+    hooks.startSharingAt = [this](qint16 x, qint16 y) { StartSharingAt(mState, x, y); };
+    hooks.stopSharing = [this] { StopSharing(mState); };
+    connect(&tmrShareApp, &QTimer::timeout, this, [this] {
+        if (!mState.ports.gate || mState.ports.gate->IsOpen()) ShareAppTick(mState);
+    });
+}
+
+void frmMeeting::LoadOnce()
+{
+    if (std::exchange(mLoaded, true)) return;
+    Form_Resize();
+    frmMeeting_Load(mState, *mMedia);
+}
+
+// --- layout --------------------------------------------------------------------------------------------
+
+AreaSizes frmMeeting::Sizes() const
+{
+    return {mInterior->size(), tool->sizeHint().height(), status->sizeHint().height(),
+            picMain->width(),  picDraw->VScroll->width(), picDraw->HScroll->height()};
+}
+
+void frmMeeting::Form_Resize()
+{
+    if (isMinimized()) return;
+    const Areas at = Arrange(Sizes());
+    tool->setGeometry(at.tool);
+    status->setGeometry(at.status);
+    picMain->setGeometry(at.panel);
+    picDraw->VScroll->setGeometry(at.vScroll);
+    picDraw->VScroll->setMaximum(at.vMax);
+    picDraw->HScroll->setGeometry(at.hScroll);
+    picDraw->HScroll->setMaximum(at.hMax);
+    picCorner->setGeometry(at.corner);
+    picDraw->move(at.boardLeft, tool->height() - picDraw->VScroll->value());
+}
+
+bool frmMeeting::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == mInterior && event->type() == QEvent::Resize) Form_Resize();
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void frmMeeting::keyPressEvent(QKeyEvent* event)
+{
+    // Whatever nobody below wanted: typing goes to the message, and Enter there presses cmdSend.
+    if (IsTyping(*event)) return ForwardTyping(event, picMain->txtMessage);
+    QMainWindow::keyPressEvent(event);
+}
+
+// --- lifecycle -----------------------------------------------------------------------------------------
+
+void frmMeeting::Show()
+{
+    LoadOnce();
+    show();
+    mActivation->Shown();
+}
+
+void frmMeeting::Activate()
+{
+    frmMeeting_Activate(mState);
+    if (std::exchange(mWhole, true)) return;
+    TraceEvent(mState, "window_whole");
+    if (mState.ports.gate) mState.ports.gate->Open();
+}
+
+void frmMeeting::closeEvent(QCloseEvent* event)
+{
+    event->accept();
+    frmMeeting_Close(mState);
+}
+
+void frmMeeting::mnuLogin_Click()
+{
+    Trapped(mState, "mnuLogin_Click", [&] {
+        mnuLogin->setEnabled(false);
+        mMedia->AcrossMeetings([this] {
+            mNewMeeting();
+            FillUsers();
+        });
+    });
+    mnuLogin->setEnabled(true);
+}
+
+void frmMeeting::FillUsers()
+{
+    QStringList handles;
+    if (mState.gUsers)
+        for (const auto& item : mState.gUsers->Items()) handles += item->Handle();
+    picMain->lstUsers->Fill(handles);
+    if (handles.isEmpty()) status->SetPanel(Panel::Link, u"Not in a meeting"_s);
+}
+
+void frmMeeting::SetShareTimer(int milliseconds)
+{
+    if (milliseconds > 0)
+        tmrShareApp.start(milliseconds);
+    else
+        tmrShareApp.stop();
+}
+
+// --- MeetingScreens ------------------------------------------------------------------------------------
+
+StatusPanels& frmMeeting::Panels()
+{
+    return *status;
+}
+ChatScreen& frmMeeting::Chat()
+{
+    return *mChat;
+}
+BoardScreen& frmMeeting::Board()
+{
+    return *picDraw;
+}
+ToolbarScreen& frmMeeting::Toolbar()
+{
+    return *tool;
+}
+MediaScreen& frmMeeting::Media()
+{
+    return *mMedia;
+}
+TwipsRect frmMeeting::NormalPlacement() const
+{
+    return mPlacement->Placement();
+}
+WindowState frmMeeting::State() const
+{
+    return mPlacement->State();
+}
+void frmMeeting::SetState(WindowState state)
+{
+    mPlacement->SetState(state);
+}
+void frmMeeting::Resize(float width, float height)
+{
+    mPlacement->Resize(width, height);
+}
+
+void frmMeeting::SetNormalPlacement(const TwipsRect& placement)
+{
+    LoadOnce();
+    mPlacement->Restore(placement);
+}

@@ -1,0 +1,208 @@
+#include "ui/left_panel.h"
+
+#include <QLabel>
+#include <QMouseEvent>
+
+#include "ui/fonts.h"
+#include "ui/layout_rules.h"
+#include "ui/named.h"
+#include "ui/typing.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+template <class W>
+W* Placed(QWidget* parent, const char* name, const QRect& at, const QString& tip = QString())
+{
+    W* control = Named<W>(parent, name);
+    control->setGeometry(at);
+    control->setToolTip(tip);
+    return control;
+}
+
+QPushButton* Button(QWidget* parent, const char* name, const QRect& at, const QString& caption,
+                    const QString& tip)
+{
+    auto* button = Placed<QPushButton>(parent, name, at, tip);
+    button->setText(caption);
+    button->setFont(ButtonFont());
+    button->setAutoDefault(true);  // Enter on a button with the focus presses that button
+    return button;
+}
+
+QSlider* Slider(QWidget* parent, const char* name, const QRect& at, int from, int to, const QString& tip)
+{
+    auto* slider = Placed<QSlider>(parent, name, at, tip);
+    slider->setOrientation(Qt::Horizontal);
+    slider->setRange(from, to);
+    slider->setPageStep(std::max(1, (to - from) / 8));
+    slider->setAccessibleName(tip);
+    return slider;
+}
+
+void Label(QWidget* parent, const QString& text, const QRect& at)
+{
+    auto* label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setGeometry(at);
+}
+
+/// What is said stays readable in the senders' pure colours under every desktop theme: ink on paper.
+void MakePaper(QTextEdit* box)
+{
+    QPalette paper = box->palette();
+    paper.setColor(QPalette::Base, Qt::white);
+    paper.setColor(QPalette::Text, Qt::black);
+    paper.setColor(QPalette::PlaceholderText, QColor(0x70, 0x70, 0x70));
+    box->setPalette(paper);
+    box->setFont(ChatFont());
+}
+
+}  // namespace
+
+LeftPanel::LeftPanel(QWidget* parent) : QWidget(parent)
+{
+    setObjectName(u"picMain"_s);
+    setFont(PanelFont());
+    setAutoFillBackground(true);
+    setMouseTracking(true);
+    setFocusPolicy(Qt::ClickFocus);
+    BuildVideo();
+    BuildChat();
+    mCover = new QWidget(this);
+    mCover->setAutoFillBackground(true);
+    mCover->setMouseTracking(true);
+    mCover->hide();
+    picHide = Placed<ArrowButton>(this, "picHide", place::picHide);
+    picHide->ShowCollapsed(false);
+    connect(picHide, &QAbstractButton::clicked, this, [this] { picHide_Click(); });
+    SettleLooks();
+    resize(kPanelWidth, place::txtChat.bottom() + 4);
+}
+
+void LeftPanel::BuildVideo()
+{
+    picVideo = Placed<VideoPreview>(this, "picVideo", place::picVideo, u"Video input window"_s);
+    picVideo->setAccessibleName(u"Own video"_s);
+    chkTalk = Placed<QCheckBox>(this, "chkTalk", place::chkTalk);
+    chkTalk->setText(u"&Talk"_s);
+    chkTalk->setShortcut(QKeySequence());  // Alt+T opens the Tools menu
+    cmdFormat = Button(this, "cmdFormat", place::cmdFormat, u"Res: 160x120"_s, QString());
+    cmdFormat->setFont(PanelFont());
+    Label(this, u"image quality"_s, place::labelQuality);
+    sldJPEG = Slider(this, "sldJPEG", place::sldJPEG, 1, 99, u"Adjust Image Quality"_s);
+    Label(this, u"frames/sec"_s, place::labelRate);
+    sldFPS = Slider(this, "sldFPS", place::sldFPS, 0, 24, u"Adjust Frame Rate"_s);
+    Line1 = Placed<QFrame>(this, "Line1", QRect(0, place::Line1Top, kPanelWidth, 2));
+    Line1->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+}
+
+void LeftPanel::BuildChat()
+{
+    frameUsers = Placed<QGroupBox>(this, "frameUsers", place::frameUsers);
+    frameUsers->setTitle(u"Meeting Attendees"_s);
+    lstUsers = Placed<AttendeeList>(frameUsers, "lstUsers", place::lstUsers, u"Users currently in Session"_s);
+    lstUsers->setAccessibleName(u"Meeting Attendees"_s);
+    txtMessage = Placed<MessageBox>(this, "txtMessage", place::txtMessage, u"Enter your message here"_s);
+    txtMessage->setAccessibleName(u"Message"_s);
+    const QString sendTip = u"Send a message the selected user/buddy"_s;
+    cmdSend = Button(this, "cmdSend", place::cmdSend, u"Send"_s, sendTip);
+    cmdSend->setAccessibleDescription(u"Sends the message to every attendee"_s);
+    cmdWhisper = Button(this, "cmdWhisper", place::cmdWhisper, u"&Whisper"_s, sendTip);
+    cmdWhisper->setAccessibleDescription(u"Sends the message to the selected attendees only"_s);
+    txtChat = Placed<ChatBox>(this, "txtChat", place::txtChat, u"Chat Window"_s);
+    txtChat->setAccessibleName(u"Chat"_s);
+    lstUsers->onTyping = [this](QKeyEvent* event) { ForwardTyping(event, txtMessage); };
+}
+
+void LeftPanel::SettleLooks()
+{
+    MakePaper(txtMessage);
+    MakePaper(txtChat);
+    cmdSend->setDefault(true);
+    cmdWhisper->raise();  // it keeps its place when the message box grows beneath it
+    for (QWidget* control :
+         {static_cast<QWidget*>(picVideo), static_cast<QWidget*>(chkTalk), static_cast<QWidget*>(cmdFormat),
+          static_cast<QWidget*>(sldJPEG), static_cast<QWidget*>(sldFPS), static_cast<QWidget*>(frameUsers),
+          static_cast<QWidget*>(cmdSend), static_cast<QWidget*>(cmdWhisper), static_cast<QWidget*>(picHide)})
+        control->setCursor(Qt::ArrowCursor);  // else the border's size arrow would stay on above them
+    QWidget* order[] = {txtMessage, cmdSend,   cmdWhisper, lstUsers, txtChat,
+                        chkTalk,    cmdFormat, sldJPEG,    sldFPS,   picHide};
+    for (std::size_t i = 1; i < std::size(order); ++i) setTabOrder(order[i - 1], order[i]);
+}
+
+void LeftPanel::resizeEvent(QResizeEvent*)
+{
+    txtChat->resize(txtChat->width(), ChatHeight(txtChat->y(), height(), txtChat->height()));
+    Line1->resize(width(), Line1->height());
+    mCover->resize(size());
+    if (!mChatHidden && !mChatAnimating) ArrangeControls();
+    if (onWidthChanged) onWidthChanged();
+}
+
+void LeftPanel::ArrangeControls()
+{
+    if (width() < NarrowestPanel()) return resize(NarrowestPanel(), height());
+    const PanelControls at = ArrangePanel(width(), picHide->width());
+    txtChat->resize(at.chatWidth, txtChat->height());
+    txtMessage->resize(at.messageWidth, txtMessage->height());
+    cmdSend->move(at.sendLeft, cmdSend->y());
+    picHide->move(at.arrowLeft, picHide->y());
+}
+
+void LeftPanel::StepTo(int newWidth, bool paint)
+{
+    resize(newWidth, height());
+    picHide->move(width() - picHide->width(), picHide->y());
+    if (paint) repaint();
+    if (onStep) onStep();
+}
+
+void LeftPanel::picHide_Click()
+{
+    mChatAnimating = true;
+    if (mChatHidden) {
+        mCover->hide();
+        for (int w : RestoreWidths(width())) StepTo(w, true);
+    } else {
+        for (int w : CollapseWidths(width(), picHide->width())) StepTo(w, false);
+        mCover->show();
+        mCover->raise();
+        picHide->raise();
+    }
+    mChatAnimating = false;
+    mChatHidden = !mChatHidden;
+    picHide->ShowCollapsed(mChatHidden);
+}
+
+void LeftPanel::mouseMoveEvent(QMouseEvent* event)
+{
+    const int x = event->position().toPoint().x();
+    if (mDragging) {
+        resize(DraggedWidth(x, mChatHidden, picHide->width(), parentWidget()->width()), height());
+        if (onStep) onStep();
+        return;
+    }
+    if (!mChatHidden && !mChatAnimating && OnDragBand(x, width()))
+        setCursor(Qt::SizeHorCursor);
+    else
+        unsetCursor();
+}
+
+void LeftPanel::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton && OnDragBand(event->position().toPoint().x(), width()))
+        mDragging = true;
+}
+
+void LeftPanel::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton) mDragging = false;
+}
+
+void LeftPanel::keyPressEvent(QKeyEvent* event)
+{
+    if (IsTyping(*event)) return ForwardTyping(event, txtMessage);
+    QWidget::keyPressEvent(event);
+}

@@ -1,0 +1,71 @@
+#include "ui/lifecycle.h"
+
+#include <stdexcept>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "base/text_rules.h"
+#include "media/capture.h"
+#include "media/voice.h"
+#include "settings/settings.h"
+#include "ui/media_controls.h"
+#include "whiteboard/tool_settings.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kFastestFrameRate = 24;
+
+void LoadVoice(ProcessState& state, MediaControls& media)
+{
+    media.EnableTalk(VoktalEnabled(state));
+    if (!VoktalEnabled(state)) return;
+    LoadVoktalPort(state);
+    StartVoktal(state);
+}
+
+int StoredFrameRate(ProcessState& state)
+{
+    const double rate = RoundHalfEven(NumberSetting(state, keys::kFrameRate));
+    if (rate >= 0 && rate <= kFastestFrameRate) return int(rate);
+    LogEvent(state, EventType::Warning, u"Frame Rate %1 is outside 0..24, 5 is used"_s.arg(rate));
+    return QLatin1String(keys::kFrameRate.fallback).toInt();
+}
+
+void LoadVideo(ProcessState& state, MediaControls& media)
+{
+    state.gCameraReady = InitCamera(state);
+    InitDIB(state);
+    media.SetFrameRateSlider(StoredFrameRate(state));
+    if (!state.gFrameEncoder) throw std::runtime_error("the service gave no encoder for pictures");
+    media.SetQualitySlider(state.gFrameEncoder->Quality());
+}
+
+}  // namespace
+
+void frmMeeting_Load(ProcessState& state, MediaControls& media)
+{
+    Trapped(state, "frmMeeting_Load", [&] {
+        const Restore<bool> applying(state.gWBApplyingRemote, true);
+        LoadVoice(state, media);
+        LoadVideo(state, media);
+        state.gMeetingForm->Panels().SetPanel(Panel::WBOpen,
+                                              u"Meeting started: "_s + GeneralDate(state.ports.clock->Now()));
+        LoadTools(state);
+        state.gMeetingForm->FillUsers();
+    });
+    state.gWBApplyingRemote = false;
+}
+
+void frmMeeting_Activate(ProcessState& state)
+{
+    TraceEvent(state, "activate");
+    Silently(state, "frmMeeting_Activate", [&] { ActivateTools(state); });
+}
+
+void frmMeeting_Close(ProcessState& state)
+{
+    Silently(state, "frmMeeting_Close", [&] { SaveTools(state); });
+    state.ports.endProcess->Now();
+}

@@ -1,0 +1,15 @@
+#pragma once
+// The window's own menus; the Tools menu between them is the whiteboard's.
+
+class QAction;
+class QMenuBar;
+
+/// "&Meeting". The bar owns everything.
+struct MeetingMenu {
+    QAction* mnuLogin;
+    QAction* mnuExit;
+};
+MeetingMenu AddMeetingMenu(QMenuBar* bar);
+
+/// "&Help"; returns mnuAbout.
+QAction* AddHelpMenu(QMenuBar* bar);

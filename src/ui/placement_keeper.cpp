@@ -1,0 +1,101 @@
+#include "ui/placement_keeper.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWidget>
+
+#include "ui/layout_rules.h"
+#include "ui/placement.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+QRect PlaceOf(const QWidget& window)
+{
+    return QRect(window.pos(), window.size());
+}
+
+bool IsNormal(const QWidget& window)
+{
+    return !(window.windowState() & (Qt::WindowMinimized | Qt::WindowMaximized | Qt::WindowFullScreen));
+}
+
+std::vector<QRect> Screens()
+{
+    std::vector<QRect> screens{QGuiApplication::primaryScreen()->availableGeometry()};
+    for (const QScreen* screen : QGuiApplication::screens()) screens.push_back(screen->availableGeometry());
+    return screens;
+}
+
+}  // namespace
+
+PlacementKeeper::PlacementKeeper(QWidget& window) : mWindow(window), mNormal(PlaceOf(window))
+{
+    // A window that is being maximised is moved and sized before its state says so.
+    mSettled.setSingleShot(true);
+    mSettled.setInterval(200ms);
+    connect(&mSettled, &QTimer::timeout, this, [this] { Settle(); });
+    window.installEventFilter(this);
+}
+
+TwipsRect PlacementKeeper::Placement() const
+{
+    const bool maximising =
+        mSettled.isActive() && mWindow.width() >= mWindow.screen()->availableSize().width();
+    return ToTwips(IsNormal(mWindow) && !maximising ? PlaceOf(mWindow) : mNormal);
+}
+
+void PlacementKeeper::Restore(const TwipsRect& placement)
+{
+    mNormal = OnScreen(ToPixels(placement), mWindow.minimumSize(), Screens());
+    mWindow.resize(mNormal.size());
+    mWindow.move(mNormal.topLeft());
+}
+
+WindowState PlacementKeeper::State() const
+{
+    if (mWindow.windowState() & Qt::WindowMinimized) return WindowState::Minimised;
+    return IsNormal(mWindow) ? WindowState::Normal : WindowState::Maximised;
+}
+
+void PlacementKeeper::SetState(WindowState state)
+{
+    constexpr Qt::WindowStates all = Qt::WindowMinimized | Qt::WindowMaximized | Qt::WindowFullScreen;
+    const Qt::WindowStates rest = mWindow.windowState() & ~all;
+    switch (state) {
+        case WindowState::Normal: mWindow.setWindowState(rest); break;
+        case WindowState::Minimised: mWindow.setWindowState(rest | Qt::WindowMinimized); break;
+        case WindowState::Maximised: mWindow.setWindowState(rest | Qt::WindowMaximized); break;
+    }
+}
+
+void PlacementKeeper::Resize(float widthTwips, float heightTwips)
+{
+    mWanted = OnThisScreen(ToPixels({0, 0, widthTwips, heightTwips}).size());
+    mWindow.resize(mWanted);
+    mNormal = QRect(mNormal.topLeft(), mWanted);
+    mSettled.start();
+}
+
+QSize PlacementKeeper::OnThisScreen(const QSize& size) const
+{
+    return size.boundedTo(mWindow.screen()->availableSize()).expandedTo(mWindow.minimumSize());
+}
+
+bool PlacementKeeper::eventFilter(QObject* watched, QEvent* event)
+{
+    const bool changes = event->type() == QEvent::Move || event->type() == QEvent::Resize ||
+                         event->type() == QEvent::WindowStateChange;
+    if (watched == &mWindow && changes) mSettled.start();
+    return false;
+}
+
+void PlacementKeeper::Settle()
+{
+    if (!IsNormal(mWindow)) return;
+    const QSize wanted = std::exchange(mWanted, QSize());
+    if (!wanted.isEmpty() && mWindow.size() != wanted) mWindow.resize(wanted);
+    mNormal = PlaceOf(mWindow);
+}

@@ -1,0 +1,39 @@
+#pragma once
+// The window's placement in its normal state: kept while it is maximised or minimised, restored before the
+// first show.
+
+#include <QObject>
+#include <QRect>
+#include <QTimer>
+
+#include "base/meeting_screens.h"
+
+class QWidget;
+
+class PlacementKeeper final : public QObject {
+public:
+    explicit PlacementKeeper(QWidget& window);
+
+    /// Position of the frame, size of the client area.
+    TwipsRect Placement() const;
+    /// Brings it back onto a screen when it is on none.
+    void Restore(const TwipsRect& placement);
+
+    WindowState State() const;
+    void SetState(WindowState state);
+    /// Keeps left and top; no larger than the screen. Holds also when the desktop is still busy leaving the
+    /// maximised state.
+    void Resize(float widthTwips, float heightTwips);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void Settle();
+    QSize OnThisScreen(const QSize& size) const;
+
+    QWidget& mWindow;
+    QRect mNormal;
+    QSize mWanted;    // by Resize; empty: none
+    QTimer mSettled;  // no move, size or state for a moment: the normal state is what is seen
+};

@@ -1,0 +1,120 @@
+#include "ui/service_events.h"
+
+#include <algorithm>
+
+#include "base/error_trap.h"
+#include "base/meeting_screens.h"
+#include "media/capture.h"
+#include "media/incoming_frames.h"
+#include "media/media_screen.h"
+#include "media/voice.h"
+#include "messaging/attendees.h"
+#include "messaging/tags.h"
+#include "settings/settings.h"
+#include "ui/attendee_list.h"
+#include "ui/status_panels.h"
+#include "whiteboard/remote_apply.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The cause of what goes wrong here is somebody else: the box does not hold the window.
+template <class Body>
+void TrappedFromAfar(ProcessState& state, const QString& name, Body&& body)
+{
+    try {
+        body();
+    } catch (const std::exception& e) {
+        state.gMeetingForm->ResetPointer();
+        ReportCriticalError(state, name + u": "_s + QString::fromUtf8(e.what()), EventType::Error, true,
+                            Cause::Remote);
+    }
+}
+
+}  // namespace
+
+ServiceEvents::ServiceEvents(ProcessState& state, AttendeeList& lstUsers, MeetingStatusBar& status)
+    : mState(state), mUsers(lstUsers), mStatus(status)
+{
+}
+
+void ServiceEvents::NewMessage(const QString& fromHandle, const QString& message)
+{
+    TrappedFromAfar(mState, u"mZUM_NewMessage"_s, [&] { mZUM_NewMessage(fromHandle, message); });
+}
+
+void ServiceEvents::StatusChanged(const QString& userHandle, qint32 newStatus)
+{
+    TrappedFromAfar(mState, u"mZUM_StatusChanged"_s, [&] { mZUM_StatusChanged(userHandle, newStatus); });
+}
+
+void ServiceEvents::VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
+                               qint32 frameType)
+{
+    mZUM_VideoFrame(mState, fromHandle, frame, x, y, frameType);  // has its own trap
+}
+
+void ServiceEvents::LinkChanged(const LinkState& link)
+{
+    mStatus.ShowLink(link);
+}
+
+void ServiceEvents::mZUM_NewMessage(const QString& fromHandle, const QString& message)
+{
+    const Decision decided = DecideMessage(mState.gMessenger->Handle(), fromHandle, message,
+                                           MessageKeys{mState.gLocalKey, mState.gServerKey});
+    std::visit([&](const auto& what) { Do(fromHandle, what); }, decided);
+}
+
+void ServiceEvents::Do(const QString& fromHandle, const decision::BoardRecord& record)
+{
+    HandleWBMessage(mState, fromHandle, record.message);
+}
+
+void ServiceEvents::Do(const QString& fromHandle, const decision::FrameRate& rate)
+{
+    if (GetSetting(mState, keys::kAllowRemoteView) != u"1"_s) {
+        mStatus.Note(fromHandle + u" asked for another frame rate; your settings do not allow it."_s);
+        return;
+    }
+    mState.gMeetingForm->Media().SetFrameRateSlider(rate.value);
+    sldFPS_Scroll(mState, Cause::Remote);
+}
+
+void ServiceEvents::Do(const QString& fromHandle, const decision::ChatLine& line)
+{
+    if (line.sendReceipt) mState.gMessenger->Send(fromHandle, QString::fromUtf16(tags::kMessageReceived), 0);
+    mState.gMeetingForm->Chat().AppendLine(fromHandle, line.text);
+    mState.gMeetingForm->ResetPointer();
+}
+
+void ServiceEvents::mZUM_StatusChanged(const QString& userHandle, qint32 newStatus)
+{
+    TraceEvent(mState, "attendee", {{u"handle"_s, userHandle}, {u"status"_s, newStatus}});
+    switch (DecideStatus(mUsers.Has(userHandle), newStatus)) {
+        case AttendeeChange::Joined: AddAttendee(userHandle); break;
+        case AttendeeChange::Left: RemoveAttendee(userHandle); break;
+        case AttendeeChange::None: break;
+    }
+}
+
+void ServiceEvents::AddAttendee(const QString& handle)
+{
+    mUsers.Add(handle);
+    const std::shared_ptr<UserItem> item = mState.gMessenger->MakeUserItem();
+    item->Init(handle, true);
+    mState.gUsers->Add(item, 0);
+    if (mState.gMeetingForm->Media().TalkChecked())
+        VoiceAddParticipant(mState, item->Address(), item->Handle());
+}
+
+void ServiceEvents::RemoveAttendee(const QString& handle)
+{
+    mUsers.Remove(handle);
+    if (mState.gMeetingForm->Media().TalkChecked()) {
+        const std::shared_ptr<UserItem> item = mState.gUsers->Item(handle);
+        VoiceRemoveParticipant(mState, item->Address(), item->Handle());
+    }
+    mState.gUsers->Remove(handle);
+}

@@ -1,0 +1,36 @@
+#pragma once
+// The service's events at the meeting window: asks for a decision and does it. User-interface thread only.
+
+#include "base/process_state.h"
+#include "contract/messenger_service.h"
+#include "messaging/dispatch.h"
+
+class AttendeeList;
+class MeetingStatusBar;
+
+/// What it is given must outlive it. Needs gMeetingForm from the first event on.
+class ServiceEvents final : public MessengerEvents {
+public:
+    ServiceEvents(ProcessState& state, AttendeeList& lstUsers, MeetingStatusBar& status);
+
+    void NewMessage(const QString& fromHandle, const QString& message) override;
+    void StatusChanged(const QString& userHandle, qint32 newStatus) override;
+    void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
+                    qint32 frameType) override;
+    void LinkChanged(const LinkState& link) override;
+
+private:
+    void mZUM_NewMessage(const QString& fromHandle, const QString& message);
+    void mZUM_StatusChanged(const QString& userHandle, qint32 newStatus);
+
+    void Do(const QString& fromHandle, const decision::Nothing&) { Q_UNUSED(fromHandle) }
+    void Do(const QString& fromHandle, const decision::BoardRecord& record);
+    void Do(const QString& fromHandle, const decision::FrameRate& rate);
+    void Do(const QString& fromHandle, const decision::ChatLine& line);
+    void AddAttendee(const QString& handle);
+    void RemoveAttendee(const QString& handle);
+
+    ProcessState& mState;
+    AttendeeList& mUsers;
+    MeetingStatusBar& mStatus;
+};

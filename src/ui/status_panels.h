@@ -1,0 +1,30 @@
+#pragma once
+// The status bar: three panels of the meeting, and a fourth for the connection and passing notes.
+
+#include <QLabel>
+#include <QStatusBar>
+#include <QTimer>
+
+#include "base/meeting_screens.h"
+#include "base/process_state.h"
+#include "contract/messenger_service.h"
+
+class MeetingStatusBar : public QStatusBar, public StatusPanels {
+public:
+    /// `state` must outlive the bar.
+    MeetingStatusBar(ProcessState& state, QWidget* parent);
+
+    void SetPanel(Panel panel, const QString& text) override;
+    void Note(const QString& text) override;
+    /// What the last panel says when there is no note.
+    void ShowLink(const LinkState& link);
+
+private:
+    QLabel* Add(const char* key, const QString& help, int stretch);
+    void ShowLast(const QString& text);
+
+    ProcessState& mState;
+    QLabel *mReady, *mOpen, *mModified, *mLink;
+    QString mLinkText;
+    QTimer mNoteTime;
+};

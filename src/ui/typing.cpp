@@ -1,0 +1,24 @@
+#include "ui/typing.h"
+
+#include <QCoreApplication>
+#include <QKeyEvent>
+#include <QWidget>
+
+bool IsTyping(const QKeyEvent& event)
+{
+    if (event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) return false;
+    switch (event.key()) {
+        case Qt::Key_Tab:
+        case Qt::Key_Backtab:
+        case Qt::Key_Escape:
+        case Qt::Key_Delete: return false;
+        default: return !event.text().isEmpty();
+    }
+}
+
+void ForwardTyping(QKeyEvent* event, QWidget* target)
+{
+    target->setFocus(Qt::OtherFocusReason);
+    QCoreApplication::sendEvent(target, event);
+    event->accept();
+}

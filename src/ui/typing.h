@@ -1,0 +1,10 @@
+#pragma once
+// Typing that belongs into the message box although something else has the focus.
+
+class QKeyEvent;
+class QWidget;
+
+/// A character, Enter or Backspace; not arrows, Tab, Escape, Delete or a shortcut.
+bool IsTyping(const QKeyEvent& event);
+/// Gives `target` the focus and the very same key stroke. The event is accepted: nothing else happens to it.
+void ForwardTyping(QKeyEvent* event, QWidget* target);

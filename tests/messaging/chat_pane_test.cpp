@@ -1,0 +1,114 @@
+#include "messaging/chat_pane.h"
+
+#include <gtest/gtest.h>
+
+#include <QMimeData>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTextBlock>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The colour of line `number`, from its first character.
+QColor ColourOf(const ChatBox& box, int number)
+{
+    return box.document()->findBlockByNumber(number).begin().fragment().charFormat().foreground().color();
+}
+
+struct Typed {
+    MessageBox box{nullptr};
+    int enters = 0, limits = 0;
+    Typed()
+    {
+        box.onEnter = [this] { ++enters; };
+        box.onLimit = [this] { ++limits; };
+        box.show();
+    }
+    void Paste(QMimeData* data)
+    {
+        struct Opened : MessageBox {
+            using MessageBox::insertFromMimeData;
+        };
+        (box.*&Opened::insertFromMimeData)(data);
+    }
+};
+
+}  // namespace
+
+TEST(ChatBox, KeepsOneParagraphALine)
+{
+    ChatBox box(nullptr);
+    EXPECT_EQ(box.Conversation(), u""_s);
+    box.Append(LineFor(u"ann"_s, u"ann"_s, u"hi"_s));
+    box.Append(LineFor(u"ann"_s, u"eve"_s, u"x\r\nann: y"_s));
+    box.Append(LineFor(u"ann"_s, u"eve"_s, u"<b>a</b>\u00A0&amp; \u05D0"_s));
+    EXPECT_EQ(box.Conversation(), u"ann: hi\r\neve: x\u2028ann: y\r\neve: <b>a</b>\u00A0&amp; \u05D0"_s);
+    EXPECT_EQ(ColourOf(box, 0), QColor(255, 0, 0));
+    EXPECT_EQ(ColourOf(box, 1), QColor(0, 0, 255));
+    EXPECT_EQ(box.textCursor().position(), box.document()->characterCount() - 1);
+    QTest::keyClicks(&box, u"no"_s);
+    EXPECT_TRUE(box.Conversation().startsWith(u"ann: hi\r\n"_s));
+}
+
+TEST(ChatBox, ForgetsTheOldestLines)
+{
+    ChatBox box(nullptr);
+    for (int i = 0; i < 10'500; ++i) box.Append(LineFor(u"ann"_s, u"bob"_s, QString::number(i)));
+    EXPECT_EQ(box.document()->blockCount(), 10'000);
+    EXPECT_TRUE(box.Conversation().startsWith(u"bob: 500\r\n"_s));
+    EXPECT_TRUE(box.Conversation().endsWith(u"bob: 10499"_s));
+    EXPECT_EQ(ColourOf(box, 0), QColor(0, 0, 255));
+}
+
+TEST(MessageBox, SendsOnEnterAndNeverBreaksALine)
+{
+    Typed typed;
+    QTest::keyClicks(&typed.box, u"hi"_s);
+    QTest::keyClick(&typed.box, Qt::Key_Return);
+    QTest::keyClick(&typed.box, Qt::Key_Enter, Qt::KeypadModifier);
+    QTest::keyClick(&typed.box, Qt::Key_Return, Qt::ShiftModifier);
+    EXPECT_EQ(typed.enters, 3);
+    QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, true);
+    QCoreApplication::sendEvent(&typed.box, &repeated);  // a key held down after a send
+    EXPECT_EQ(typed.enters, 3);
+    EXPECT_EQ(typed.box.Text(), u"hi"_s);
+}
+
+TEST(MessageBox, TakesPlainTextOnly)
+{
+    Typed typed;
+    QMimeData rich;
+    rich.setHtml(u"<b>bold</b>"_s);
+    rich.setText(u"one\ntwo\u00A0x"_s);
+    typed.Paste(&rich);
+    EXPECT_EQ(typed.box.Text(), u"one\r\ntwo\u00A0x"_s);
+    EXPECT_FALSE(typed.box.document()->toHtml().contains(u"bold"_s));
+}
+
+TEST(MessageBox, HoldsNoMoreThanCanBeSent)
+{
+    const struct {
+        QString before, pasted;
+        qsizetype bytes;
+        int limits;
+        const char* why;
+    } rows[] = {
+        {u""_s, QString(16'384, u'a'), 16'384, 0, "just fits"},
+        {u""_s, QString(16'385, u'a'), 16'384, 1, "one too many"},
+        {u"abc"_s, QString(20'000, u'\u00E9'), 16'383, 1, "two bytes each, never half a character"},
+        {u""_s, QString(10'000, u'\n'), 16'384, 1, "a line break is two bytes"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        Typed typed;
+        typed.box.SetText(row.before);
+        QMimeData data;
+        data.setText(row.pasted);
+        typed.Paste(&data);
+        EXPECT_EQ(typed.box.Text().toUtf8().size(), row.bytes);
+        EXPECT_EQ(typed.limits, row.limits);
+        EXPECT_TRUE(typed.box.Text().startsWith(row.before));
+    }
+}

@@ -1,0 +1,173 @@
+#include "ui/frm_meeting.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QLabel>
+#include <QSlider>
+
+#include "media/media_screen.h"
+#include "settings/settings.h"
+#include "ui/lifecycle.h"
+#include "ui/meeting_desk.h"
+
+using namespace Qt::StringLiterals;
+
+TEST(MeetingWindow, HoldsEventsUntilItIsWhole)
+{
+    MeetingDesk desk;
+    EXPECT_FALSE(desk.gate.IsOpen());
+    desk.Whole();
+    EXPECT_EQ(desk.Listed(), QStringList({u"ann"_s, u"bob"_s, u"cy"_s}));
+    EXPECT_FALSE(desk.state.gWBApplyingRemote);
+    EXPECT_TRUE(desk.Find<QLabel>("WBOpen")->text().startsWith(u"Meeting started: "_s));
+    EXPECT_EQ(desk.Find<QLabel>("WBStatus")->text(), u"Last Modified: (Not Modified) "_s);
+    EXPECT_EQ(desk.Panel().sldFPS->value(), 5);
+    EXPECT_EQ(desk.Panel().sldJPEG->value(), 65);
+    EXPECT_TRUE(desk.Panel().txtMessage->hasFocus());
+    EXPECT_EQ(desk.prompts.boxes, QStringList());
+}
+
+TEST(MeetingWindow, OpensAlthoughItsLoadFails)
+{
+    struct Broken final : UsersCollection {
+        void Add(std::shared_ptr<UserItem>, qint32) override {}
+        std::shared_ptr<UserItem> Item(const QString&) const override { return nullptr; }
+        void Remove(const QString&) override {}
+        std::vector<std::shared_ptr<UserItem>> Items() const override { throw std::runtime_error("torn"); }
+    };
+    MeetingDesk desk;
+    desk.state.gUsers = std::make_shared<Broken>();
+    desk.Whole();
+    EXPECT_EQ(desk.prompts.boxes.size(), 1);
+    EXPECT_TRUE(desk.prompts.boxes.value(0).contains(u"frmMeeting_Load: torn"_s));
+    EXPECT_FALSE(desk.state.gWBApplyingRemote);
+    EXPECT_TRUE(desk.window->isVisible());
+}
+
+TEST(MeetingWindow, FollowsWhoComesAndGoes)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    SaveSetting(desk.state, keys::kEnableVoktal, u"1"_s);
+    desk.companion.running = true;
+    const auto step = [&](const QString& handle, int status) { desk.service->Status(handle, status); };
+    step(u"BOB"_s, 5);  // listed, in another spelling
+    step(u"dan"_s, 5);
+    step(u"eve"_s, 3);
+    step(u"fay"_s, 0);
+    EXPECT_EQ(desk.Listed(), QStringList({u"ann"_s, u"bob"_s, u"cy"_s, u"dan"_s}));
+    EXPECT_EQ(desk.state.gUsers->Items().size(), 4u);
+    EXPECT_TRUE(desk.companion.journal.filter(u"12"_s).isEmpty());  // talk is off
+    desk.Panel().chkTalk->setChecked(true);
+    desk.companion.journal.clear();
+    step(u"gus"_s, 5);
+    step(u"dan"_s, 0);
+    EXPECT_EQ(desk.companion.journal,
+              QStringList({u"1225 gus.example:2074|gus"_s, u"1229 dan.example|dan"_s}));
+    EXPECT_EQ(desk.Listed(), QStringList({u"ann"_s, u"bob"_s, u"cy"_s, u"gus"_s}));
+    EXPECT_THROW(desk.state.gUsers->Item(u"dan"_s), std::runtime_error);
+    EXPECT_EQ(desk.prompts.boxes, QStringList());
+}
+
+TEST(MeetingWindow, ActsOnMessages)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    desk.service->Say(u"bob"_s, u"hi"_s);
+    desk.service->Say(u"ann"_s, u"echo"_s);
+    desk.service->Say(u"bob"_s, u"[[ZUM_MESSAGE_RECEIVIED]]"_s);
+    EXPECT_EQ(desk.Conversation(), u"bob: hi\r\nann: echo"_s);
+    EXPECT_EQ(desk.Sent(), QStringList({u"bob: [[ZUM_MESSAGE_RECEIVIED]]"_s}));
+
+    const struct {
+        QString rate;
+        int slider;
+        QString stored;
+    } rates[] = {{u"7.6"_s, 8, u"8"_s}, {u"999"_s, 24, u"24"_s}, {u"abc"_s, 0, u"0"_s}};
+    for (const auto& row : rates) {
+        desk.service->Say(u"bob"_s, u"[[ZUM_VIDEO_FPS]]"_s + row.rate);
+        EXPECT_EQ(desk.Panel().sldFPS->value(), row.slider);
+        EXPECT_EQ(GetSetting(desk.state, keys::kFrameRate), row.stored);
+    }
+    SaveSetting(desk.state, keys::kAllowRemoteView, u"0"_s);
+    desk.service->Say(u"bob"_s, u"[[ZUM_VIDEO_FPS]]3"_s);
+    EXPECT_EQ(desk.Panel().sldFPS->value(), 0);
+
+    desk.service->failures[u"Send"_s] = u"no way to bob"_s;
+    desk.service->Say(u"bob"_s, u"unseen"_s);  // no receipt, no line; the box does not hold the window
+    EXPECT_FALSE(desk.Conversation().contains(u"unseen"_s));
+    EXPECT_TRUE(desk.prompts.boxes.value(0).contains(u"mZUM_NewMessage: no way to bob"_s));
+    EXPECT_EQ(desk.prompts.criticalCauses.back(), Cause::Remote);
+}
+
+TEST(MeetingWindow, HidesRestoresAndDragsItsPanel)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    LeftPanel& panel = desk.Panel();
+    const auto drag = [&](int by) {
+        const QPoint edge(panel.width() - 2, 300);
+        QTest::mousePress(&panel, Qt::LeftButton, {}, edge);
+        QMouseEvent move(QEvent::MouseMove, QPointF(edge + QPoint(by, 0)), panel.mapToGlobal(QPointF(edge)),
+                         Qt::NoButton, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(&panel, &move);
+        QTest::mouseRelease(&panel, Qt::LeftButton, {}, edge + QPoint(by, 0));
+    };
+    const auto board = [&] { return desk.Find("picDraw")->x(); };
+    EXPECT_EQ(panel.width(), 220);
+    desk.Click(panel.picHide);
+    EXPECT_EQ(panel.width(), 20);
+    EXPECT_EQ(board(), 20);
+    EXPECT_EQ(panel.picHide->x(), 4);
+    EXPECT_EQ(panel.picHide->toolTip(), u"Restore chat bar"_s);
+    desk.Click(panel.picHide);
+    EXPECT_EQ(panel.width(), 220);
+    EXPECT_EQ(panel.picHide->toolTip(), u"Hide chat bar"_s);
+    drag(85);
+    EXPECT_EQ(panel.width(), 303);
+    EXPECT_EQ(panel.txtChat->width(), 299);
+    EXPECT_EQ(panel.cmdWhisper->x(), 165);
+    EXPECT_EQ(board(), 303);
+    drag(-200);
+    EXPECT_EQ(panel.width(), 218);  // never narrower than the attendees
+    drag(87);
+    desk.Click(panel.picHide);
+    desk.Click(panel.picHide);
+    EXPECT_LE(panel.width(), 220);
+}
+
+TEST(MeetingWindow, StoresToolsOnItsCloseBoxAndNoPlacement)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    desk.window->Resize(800 * 15, 500 * 15);
+    EXPECT_EQ(desk.window->NormalPlacement().width, 800 * 15);
+    EXPECT_THROW(frmMeeting_Close(desk.state), ProcessEnded);
+    EXPECT_EQ(GetSetting(desk.state, keys::kSelectedTool), u"Draw"_s);
+    EXPECT_EQ(GetSetting(desk.state, keys::kFontSize), u"10"_s);
+    EXPECT_EQ(GetSetting(desk.state, keys::kXPos), QString());
+    EXPECT_FALSE(desk.journal.contains(u"Logout()"_s));
+}
+
+TEST(MeetingWindow, MovesToAnotherMeeting)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    QAction* mnuLogin = desk.window->findChild<QAction*>(u"mnuLogin"_s);
+    desk.onNewMeeting = [&] {
+        EXPECT_FALSE(mnuLogin->isEnabled());  // nothing else may enter a meeting meanwhile
+        desk.service->others = QStringList{u"zoe"_s};
+        desk.service->JoinMeeting(u"OTHER1"_s);
+        desk.state.gUsers = desk.service->Users();
+    };
+    mnuLogin->trigger();
+    EXPECT_EQ(desk.Listed(), QStringList({u"ann"_s, u"zoe"_s}));
+    EXPECT_TRUE(mnuLogin->isEnabled());
+    desk.onNewMeeting = [&] { desk.service->Logout(); };  // gave up: a session without a meeting, or none
+    mnuLogin->trigger();
+    EXPECT_EQ(desk.Listed(), QStringList());
+    EXPECT_EQ(desk.Find<QLabel>("Link")->text(), u"Not in a meeting"_s);
+    desk.window->findChild<QAction*>(u"mnuExit"_s)->trigger();
+    EXPECT_EQ(desk.exits, 1);
+}

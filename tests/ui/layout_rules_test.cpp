@@ -1,0 +1,132 @@
+#include "ui/layout_rules.h"
+
+#include <gtest/gtest.h>
+
+#include "ui/activation_rule.h"
+#include "ui/placement.h"
+
+namespace {
+
+AreaSizes Window(int width, int height, int panel = kPanelWidth)
+{
+    return {QSize(width, height), 40, 22, panel, 17, 17};
+}
+
+}  // namespace
+
+TEST(WindowLayout, MeetsAtTheEdges)
+{
+    for (const AreaSizes& sizes :
+         {Window(1100, 680), Window(680, 111), Window(2500, 1800), Window(900, 600, 20)}) {
+        SCOPED_TRACE(sizes.interior.width());
+        const Areas at = Arrange(sizes);
+        EXPECT_EQ(at.tool, QRect(0, 0, sizes.interior.width(), 40));
+        EXPECT_EQ(at.status.bottom() + 1, sizes.interior.height());
+        EXPECT_EQ(at.panel, QRect(0, 40, sizes.panelWidth, sizes.interior.height() - 62));
+        EXPECT_EQ(at.vScroll.top(), 42);  // two pixels below the toolbar
+        EXPECT_EQ(at.vScroll.right() + 1, sizes.interior.width());
+        EXPECT_EQ(at.hScroll.left(), sizes.panelWidth);
+        EXPECT_EQ(at.hScroll.bottom() + 1, at.status.top());
+        EXPECT_EQ(at.corner, QRect(at.hScroll.right() + 1, at.vScroll.bottom() + 1, 17, 17));
+        EXPECT_EQ(at.boardLeft, sizes.panelWidth);
+    }
+}
+
+TEST(WindowLayout, EveryInkCanBeScrolledTo)
+{
+    // At the maximum the board's far edges meet the bars.
+    const Areas at = Arrange(Window(1100, 680));
+    EXPECT_EQ(220 - at.hMax + 2048, at.vScroll.left());
+    EXPECT_EQ(40 - at.vMax + 1536, at.hScroll.top());
+    EXPECT_EQ(Arrange(Window(2285, 1615)).hMax, 0);  // all of it is seen
+    EXPECT_EQ(Arrange(Window(2284, 1614)).hMax, 1);
+    EXPECT_EQ(Arrange(Window(2284, 1614)).vMax, 1);
+    EXPECT_EQ(Arrange(Window(4000, 3000)).vMax, 0);
+}
+
+TEST(WindowLayout, NothingTurnsNegative)
+{
+    const Areas at = Arrange(Window(100, 30));
+    for (const QRect& area : {at.tool, at.status, at.panel, at.vScroll, at.hScroll, at.corner})
+        EXPECT_TRUE(area.width() >= 0 && area.height() >= 0);
+    EXPECT_EQ(CopiedArea(Window(1100, 680)), QRect(0, 42, 1083, 680 - 40 - 22 - 17 - 2));
+}
+
+TEST(PanelLayout, CollapsesAndRestoresInTens)
+{
+    const auto collapse = CollapseWidths(220, 16), restore = RestoreWidths(20);
+    EXPECT_EQ(collapse.front(), 220);
+    EXPECT_EQ(collapse.back(), 20);
+    EXPECT_EQ(collapse.size(), 21u);
+    EXPECT_EQ(restore.front(), 20);
+    EXPECT_EQ(restore.back(), 220);
+    EXPECT_EQ(CollapseWidths(303, 16).back(), 23);  // the smallest value not below the stop
+    EXPECT_EQ(RestoreWidths(23).back(), 213);       // and never back to a dragged width
+    EXPECT_TRUE(RestoreWidths(300).empty());
+}
+
+TEST(PanelLayout, FollowsTheDraggedBorder)
+{
+    const PanelControls open = ArrangePanel(220, 16), wide = ArrangePanel(300, 16);
+    EXPECT_EQ(open.chatWidth, 216);
+    EXPECT_EQ(open.messageWidth, 166);
+    EXPECT_EQ(open.sendLeft, 170);
+    EXPECT_EQ(open.arrowLeft, 204);
+    EXPECT_EQ(wide.sendLeft - open.sendLeft, 80);
+    EXPECT_EQ(ChatHeight(292, 295, 50), 50);  // no room: as it was
+    EXPECT_EQ(ChatHeight(292, 296, 50), 1);
+
+    const struct {
+        int x;
+        bool on;
+    } band[] = {{214, false}, {215, true}, {220, true}, {221, false}};
+    for (const auto& row : band) EXPECT_EQ(OnDragBand(row.x, 220), row.on) << row.x;
+    EXPECT_EQ(DraggedWidth(100, false, 16, 1100), 218);  // the attendee frame and ten
+    EXPECT_EQ(DraggedWidth(100, true, 16, 1100), 100);
+    EXPECT_EQ(DraggedWidth(5, true, 16, 1100), 20);
+    EXPECT_EQ(DraggedWidth(5000, false, 16, 1100), 1000);
+}
+
+TEST(Placement, SurvivesAnyNumberOfRestarts)
+{
+    QRect window(37, 61, 1101, 703);
+    for (int i = 0; i < 10; ++i) window = ToPixels(ToTwips(window));
+    EXPECT_EQ(window, QRect(37, 61, 1101, 703));
+    EXPECT_EQ(ToPixels({15 * 7 + 7, -30, 10200, 2000}), QRect(7, -2, 680, 133));
+}
+
+TEST(Placement, ComesBackOntoAScreen)
+{
+    const std::vector<QRect> screens{QRect(0, 0, 1920, 1080), QRect(1920, 0, 1280, 1024)};
+    const QSize least(680, 133);
+    const struct {
+        QRect saved, placed;
+        const char* why;
+    } rows[] = {
+        {{100, 80, 1100, 700}, {100, 80, 1100, 700}, "untouched"},
+        {{2000, 80, 1100, 700}, {2000, 80, 1100, 700}, "on the second screen"},
+        {{-200, 80, 1100, 700}, {-200, 80, 1100, 700}, "half off, but its title can be caught"},
+        {{4000, 3000, 1100, 700}, {820, 380, 1100, 700}, "that screen has gone"},
+        {{100, -400, 1100, 700}, {100, 0, 1100, 700}, "the title is above the screen"},
+        {{-1090, 80, 1100, 700}, {0, 80, 1100, 700}, "ten pixels are no handle"},
+        {{0, 0, 9000, 9000}, {0, 0, 1920, 1080}, "larger than any screen"},
+        {{50, 60, 10, 10}, {50, 60, 680, 133}, "smaller than it can be"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(OnScreen(row.saved, least, screens), row.placed) << row.why;
+    EXPECT_EQ(OnScreen({5000, 5000, 700, 200}, least, {}), QRect(5000, 5000, 700, 200));
+    EXPECT_EQ(ToPixels({NAN, INFINITY, -INFINITY, 0}).left(), 1000000);
+}
+
+TEST(Activation, CountsTheFirstAndReturnsFromOtherPrograms)
+{
+    ActivationRule rule;
+    EXPECT_TRUE(rule.Activated(false));
+    EXPECT_FALSE(rule.Activated(false));  // from a window of ours that left no mark
+    EXPECT_FALSE(rule.Activated(true));   // a dialog has closed
+    rule.OtherProgramInFront();
+    EXPECT_TRUE(rule.Activated(false));
+    EXPECT_FALSE(rule.Activated(false));
+    rule.OtherProgramInFront();  // while a dialog was open; then back by closing it
+    EXPECT_FALSE(rule.Activated(true));
+    EXPECT_FALSE(rule.Activated(false));
+}
