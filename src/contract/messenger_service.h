@@ -55,6 +55,8 @@ public:
 struct LinkState {
     enum class Phase { Offline, Connected, Cut, Ended };
     Phase phase = Phase::Offline;
+    /// Says that a cut is over, and how: the seat was still there, or the link entered anew by itself.
+    enum class Back { No, Resumed, Returned } back = Back::No;
     QString text;      // one short sentence for people; "" when there is nothing to say
     QString details;   // protocol, round-trip time, bytes; for the tooltip
 };

@@ -4,8 +4,10 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/connect.hpp>
 #include <boost/asio/detached.hpp>
+#include <boost/asio/error.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <boost/system/system_error.hpp>
 
 namespace zephyl::link {
 
@@ -18,6 +20,14 @@ namespace {
 constexpr auto kNoThrow = asio::as_tuple(asio::use_awaitable);
 
 }  // namespace
+
+std::string ProblemText(const std::exception& problem)
+{
+    const auto* system = dynamic_cast<const boost::system::system_error*>(&problem);
+    if (system && system->code() == asio::error::eof) return "the service closed the connection";
+    const std::string text = system ? system->code().message() : problem.what();
+    return text.empty() ? "no answer" : text;
+}
 
 asio::awaitable<std::shared_ptr<Connection>> Connection::Open(std::shared_ptr<const TlsContext> context,
                                                               std::string host, std::uint16_t port)
@@ -103,7 +113,7 @@ asio::awaitable<void> Connection::ReadLoop()
             reader.Rest();
         }
     } catch (const std::exception& e) {
-        problem = e.what();
+        problem = ProblemText(e);
     }
     Lost(problem);
 }
@@ -127,7 +137,7 @@ asio::awaitable<void> Connection::WriteLoop()
             mTraffic.bytesOut += batch.size();
         }
     } catch (const std::exception& e) {
-        problem = e.what();
+        problem = ProblemText(e);
     }
     Lost(problem);
 }

@@ -15,6 +15,9 @@
 
 namespace zephyl::link {
 
+/// What went wrong with a connection, in words for people.
+std::string ProblemText(const std::exception& problem);
+
 /// Who uses a connection. Called from inside its turns; may call Close.
 class ConnectionOwner {
 public:

@@ -325,8 +325,16 @@ void LinkMessenger::LeaveMeeting()
     mEntry = entry;
     mQueue.DropBefore(entry);
     mInMeeting = false;
-    if (undelivered && !undelivered->isEmpty())
-        mQueue.PushState(LinkState{LinkState::Phase::Connected, *undelivered, {}});
+    if (undelivered && !undelivered->isEmpty()) Note(*undelivered);
+}
+
+/// A passing remark beside the state of the connection.
+void LinkMessenger::Note(const QString& text)
+{
+    LinkState state;
+    state.phase = LinkState::Phase::Connected;
+    state.text = text;
+    mQueue.PushState(std::move(state));
 }
 
 void LinkMessenger::ForgetMeeting()

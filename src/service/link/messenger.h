@@ -87,6 +87,7 @@ private:
     void FillUsers(const std::vector<Attendee>& attendees);
     void EndSession(Limit limit);
     void ForgetMeeting();
+    void Note(const QString& text);
 
     // events
     void Wake();

@@ -109,9 +109,7 @@ std::shared_ptr<const void> LinkMessenger::TakeRoom(std::size_t bytes)
         Fail(QStringLiteral("Too much is waiting to be sent."));
     }
     constexpr std::size_t kTight = kOutboxBytes / 4 * 3;
-    if (taken >= kTight && taken - bytes < kTight)
-        mQueue.PushState(
-            LinkState{LinkState::Phase::Cut, QStringLiteral("Too much is waiting to be sent."), {}});
+    if (taken >= kTight && taken - bytes < kTight) Note(QStringLiteral("Much is waiting to be sent."));
     return std::shared_ptr<const void>(
         mRoomTaken.get(), [counter = mRoomTaken, bytes](const void*) { counter->fetch_sub(bytes); });
 }

@@ -36,8 +36,7 @@ asio::awaitable<ConnectOutcome> Session::Connect(Target target)
         outcome.peer = mTrusted;
         outcome.known = mTarget.personal && mTrusted.fingerprint == mExpectedKey;
     } catch (const std::exception& e) {
-        outcome.problem = e.what();
-        if (outcome.problem.empty()) outcome.problem = "no answer";
+        outcome.problem = ProblemText(e);
     }
     co_return outcome;
 }
@@ -93,7 +92,7 @@ asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline
             mIo, [self] { return self->Tick(); }, asio::detached);
         State(LinkState::Phase::Connected, {});
     } catch (const std::exception& e) {
-        outcome.refusal = e.what();
+        outcome.refusal = ProblemText(e);
     }
     co_return outcome;
 }
@@ -111,7 +110,7 @@ asio::awaitable<PasswordOutcome> Session::SendPassword(std::string handle, Deadl
         outcome.problem = RefusalText(answer.password_sent().result());
         outcome.address = answer.password_sent().address();
     } catch (const std::exception& e) {
-        outcome.problem = e.what();
+        outcome.problem = ProblemText(e);
     }
     co_return outcome;
 }
@@ -180,7 +179,7 @@ asio::awaitable<QString> Session::Logout(Deadline deadline)
 {
     const auto self = shared_from_this();
     const QString undelivered = co_await Leave(mIncoming.Entry(), deadline);
-    mLeaving = true;
+    mPhase = Phase::Idle;  // the connection may end now
     try {
         if (mReady && mConnection) {
             Header header;

@@ -106,6 +106,7 @@ private:
 
     Task<std::shared_ptr<Connection>> OpenTarget();
     Task<std::shared_ptr<Connection>> OpenPersonal();
+    Task<std::shared_ptr<Connection>> TryDoor();
     void Greet();
     Task<Header> Call(Header header, std::uint32_t call, Deadline deadline);
     Task<LoggedIn> AskLogin(bool again, Deadline deadline);
@@ -129,7 +130,7 @@ private:
     void End(const QString& reason);
 
     Task<void> Tick();
-    void State(LinkState::Phase phase, const QString& text);
+    void State(LinkState::Phase phase, const QString& text, LinkState::Back back = LinkState::Back::No);
     QString Details() const;
     QString TakeUndelivered();
     void Say(const QString& text);

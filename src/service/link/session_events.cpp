@@ -132,9 +132,14 @@ void Session::Say(const QString& text)
     State(mReady ? LinkState::Phase::Connected : LinkState::Phase::Cut, text);
 }
 
-void Session::State(LinkState::Phase phase, const QString& text)
+void Session::State(LinkState::Phase phase, const QString& text, LinkState::Back back)
 {
-    mQueue.PushState(LinkState{phase, text, Details()});
+    LinkState state;
+    state.phase = phase;
+    state.back = back;
+    state.text = text;
+    state.details = Details();
+    mQueue.PushState(std::move(state));
 }
 
 QString Session::Details() const

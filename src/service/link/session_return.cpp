@@ -61,7 +61,7 @@ asio::awaitable<void> Session::Return()
         } catch (const EndedForGood& e) {
             End(QString::fromUtf8(e.what()));
         } catch (const std::exception& e) {
-            CloseConnection(e.what());
+            CloseConnection(ProblemText(e));
         }
     }
     mReturning = false;
@@ -89,8 +89,11 @@ asio::awaitable<bool> Session::ReturnOnce()
     }
     ++mReconnects;
     mReady = true;
-    State(LinkState::Phase::Connected,
-          resumed ? QStringLiteral("The connection is back.") : QStringLiteral("Back in the meeting."));
+    if (resumed)
+        State(LinkState::Phase::Connected, QStringLiteral("The connection is back."),
+              LinkState::Back::Resumed);
+    else
+        State(LinkState::Phase::Connected, QStringLiteral("Back in the meeting."), LinkState::Back::Returned);
     NotifyChanged();
     co_return true;
 }

@@ -1,0 +1,28 @@
+#pragma once
+// The commands. Each returns the exit code; what goes wrong is thrown as std::exception.
+
+#include <string>
+#include <vector>
+
+#include "cli/options.h"
+
+struct RunOptions {
+    ServiceOptions service;
+    std::string saveFolder;  // "": pictures are not kept
+};
+int Run(const RunOptions& options);
+
+struct PeopleOptions {
+    ServiceOptions service;
+    AccountOptions account;
+    std::string code;
+    bool create = false;          // listen
+    std::vector<std::string> to;  // send; empty: everyone there
+    std::string text;             // send
+};
+int Listen(const PeopleOptions& options);
+int Send(const PeopleOptions& options);
+
+enum class CipherWay { Encipher, Decipher };
+/// Standard input to standard output, line by line.
+int Cipher(const std::string& keyFile, CipherWay way);

@@ -1,0 +1,37 @@
+#include "cli/needs.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+bool TerminalTrust::Ask(const QString& service, const QString& fingerprint)
+{
+    const std::string name = service.toStdString(), key = fingerprint.toStdString();
+    std::cerr << "Nobody vouches for the service " << name << ". Its key is\n  " << key << '\n';
+    if (!::isatty(STDIN_FILENO) || !::isatty(STDERR_FILENO)) {
+        std::cerr << "If that is right, give it as: --trust " << key << '\n';
+        return false;
+    }
+    std::cerr << "Trust it for this run? [y/N] ";
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+void LogToStandardError(const QString& line)
+{
+    const QByteArray text = "zephyl: " + line.toUtf8() + '\n';
+    std::fwrite(text.constData(), 1, std::size_t(text.size()), stderr);
+}
+
+QString ZephyldPath()
+{
+    std::error_code failed;
+    const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", failed);
+    const std::filesystem::path beside = own.parent_path() / "zephyld";
+    if (!failed && std::filesystem::exists(beside, failed)) return QString::fromStdString(beside.string());
+    return QStringLiteral("zephyld");
+}

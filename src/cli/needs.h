@@ -1,0 +1,41 @@
+#pragma once
+// What the link needs, from options instead of a store: nothing here touches the user's settings.
+
+#include <optional>
+
+#include "contract/link_needs.h"
+
+class OptionSettings final : public ServiceSettings {
+public:
+    OptionSettings(QString service, std::optional<QString> trusted)
+        : mService(std::move(service)), mTrusted(std::move(trusted))
+    {
+    }
+    QString DefaultConfig() override { return {}; }
+    ServiceChoice Read(const QString&) override { return {mService, Protocol::Tcp, std::chrono::seconds(1)}; }
+    std::optional<QString> PinnedKey(const QString&) override { return mTrusted; }
+    void PinKey(const QString&, const QString& fingerprint) override { mTrusted = fingerprint; }
+
+private:
+    QString mService;                 // "": the personal service
+    std::optional<QString> mTrusted;  // for this run only
+};
+
+/// Events may always come: they wait in the loop while a command is under way.
+class OpenGate final : public EventGate {
+public:
+    bool IsOpen() const override { return true; }
+    void WhenOpen(std::function<void()>) override {}
+};
+
+/// Nobody sits here to be asked: says how to trust the key, and does not. At a terminal the person is asked.
+class TerminalTrust final : public TrustQuestion {
+public:
+    bool Ask(const QString& service, const QString& fingerprint) override;
+};
+
+/// One line on standard error.
+void LogToStandardError(const QString& line);
+
+/// zephyld beside this program, else whatever the PATH has.
+QString ZephyldPath();

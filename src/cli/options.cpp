@@ -1,0 +1,87 @@
+#include "cli/options.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+namespace {
+
+/// No echo while it lives.
+class Hidden {
+public:
+    Hidden()
+    {
+        ::tcgetattr(STDIN_FILENO, &mBefore);
+        termios silent = mBefore;
+        silent.c_lflag &= ~tcflag_t(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+    }
+    ~Hidden() { ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &mBefore); }
+    Hidden(const Hidden&) = delete;
+    Hidden& operator=(const Hidden&) = delete;
+
+private:
+    termios mBefore{};
+};
+
+}  // namespace
+
+void AddServiceOptions(CLI::App& command, ServiceOptions& options)
+{
+    command
+        .add_option("--service", options.service,
+                    "where the service is (default: this computer's own, started when it is not running)")
+        ->type_name("HOST[:PORT]");
+    command.add_option("--trust", options.trust, "key of the service, as it prints it at its start")
+        ->type_name("SHA256");
+}
+
+void AddAccountOptions(CLI::App& command, AccountOptions& options)
+{
+    command.add_option("--handle", options.handle, "who you are")->required();
+    command
+        .add_option("--password-file", options.passwordFile,
+                    "file whose first line is the password (default: asked for)")
+        ->type_name("FILE");
+}
+
+std::optional<QString> ServiceOptions::Trusted() const
+{
+    if (trust.empty()) return std::nullopt;
+    std::string digits = trust.starts_with("sha256:") ? trust.substr(7) : trust;
+    std::transform(digits.begin(), digits.end(), digits.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
+    if (digits.size() != 64 || digits.find_first_not_of("0123456789abcdef") != std::string::npos)
+        throw std::runtime_error("--trust takes the 64 hexadecimal digits of the service's key, not \"" +
+                                 trust + "\"");
+    return QString::fromStdString("sha256:" + digits);
+}
+
+QString AccountOptions::Password() const
+{
+    if (!passwordFile.empty()) return QString::fromStdString(FirstLine(passwordFile));
+    if (!::isatty(STDIN_FILENO))
+        throw std::runtime_error("no terminal to ask for the password: use --password-file");
+    std::cerr << "Password of " << handle << ": ";
+    std::string typed;
+    {
+        const Hidden hidden;
+        std::getline(std::cin, typed);
+    }
+    std::cerr << '\n';
+    return QString::fromStdString(typed);
+}
+
+std::string FirstLine(const std::string& file)
+{
+    std::ifstream stream(file);
+    std::string line;
+    if (!stream || !std::getline(stream, line)) throw std::runtime_error("cannot read " + file);
+    if (line.ends_with('\r')) line.pop_back();
+    return line;
+}

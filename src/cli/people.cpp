@@ -1,0 +1,115 @@
+// listen and send: a meeting for people at a terminal.
+#include <iostream>
+#include <stdexcept>
+
+#include "cipher/code_page.h"
+#include "cipher/password.h"
+#include "cli/commands.h"
+#include "cli/loop.h"
+#include "cli/needs.h"
+#include "service/link/link_messenger.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Control characters must not reach a terminal.
+std::string Shown(const QString& text)
+{
+    QString shown;
+    for (const QChar c : text) {
+        if (c.category() == QChar::Other_Control && c != u'\t')
+            shown += u"\\x%1"_s.arg(uint(c.unicode()), 2, 16, QChar(u'0'));
+        else
+            shown += c;
+    }
+    return shown.toStdString();
+}
+
+class Teller final : public MessengerEvents {
+public:
+    void NewMessage(const QString& fromHandle, const QString& message) override
+    {
+        if (!message.startsWith(u"[[ZUM_"_s)) Say(fromHandle + u": "_s + message);
+    }
+    void StatusChanged(const QString& userHandle, qint32 newStatus) override
+    {
+        if (newStatus == kStatusPresent) Say(u"* %1 enters"_s.arg(userHandle));
+        if (newStatus == kStatusLeft) Say(u"* %1 leaves"_s.arg(userHandle));
+    }
+    void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override {}
+    void LinkChanged(const LinkState& state) override
+    {
+        if (!state.text.isEmpty()) Say(u"* "_s + state.text);
+    }
+
+private:
+    static void Say(const QString& line) { std::cout << Shown(line) << std::endl; }
+};
+
+/// A link on a loop of its own, logged in and in the meeting.
+class Visit {
+public:
+    explicit Visit(const PeopleOptions& options)
+        : mSettings(QString::fromStdString(options.service.service), options.service.Trusted()),
+          service(MakeLinkMessenger(LinkNeeds{mSettings, mGate, loop, mTrust, loop, LogToStandardError,
+                                              u"zephyl"_s, ZephyldPath()}))
+    {
+        const QString password = options.account.Password();
+        const QString handle = QString::fromStdString(options.account.handle);
+        const QString code = QString::fromStdString(options.code);
+        if (!SurvivesCodePage(password))
+            throw std::runtime_error("the password has characters outside Windows-1252");
+        if (!service->Login(handle, EncipherPassword(password), QString()))
+            throw std::runtime_error(service->LastRefusal().toStdString());
+        if (!service->HasMeetingPermission()) throw std::runtime_error("this handle may not enter meetings");
+        const bool entered =
+            options.create ? service->CreateMeeting(code, QString()) : service->JoinMeeting(code);
+        if (!entered)
+            throw std::runtime_error(options.create ? "the meeting code is in use"
+                                                    : "no meeting has this code");
+    }
+
+    Loop loop;
+
+private:
+    OptionSettings mSettings;
+    OpenGate mGate;
+    TerminalTrust mTrust;
+
+public:
+    const std::unique_ptr<MessengerService> service;
+};
+
+}  // namespace
+
+int Listen(const PeopleOptions& options)
+{
+    Visit visit(options);
+    for (const auto& item : visit.service->Users()->Items())
+        std::cout << "* " << Shown(item->Handle()) << " is here\n";
+    std::cout.flush();
+    Teller teller;
+    visit.service->SetEvents(&teller);
+    visit.loop.Run([&] { visit.loop.Quit(); });
+    visit.service->SetEvents(nullptr);
+    visit.service->Close();
+    return 0;
+}
+
+int Send(const PeopleOptions& options)
+{
+    Visit visit(options);
+    MessengerService& service = *visit.service;
+    QStringList to;
+    for (const std::string& handle : options.to) to += QString::fromStdString(handle);
+    if (to.isEmpty())
+        for (const auto& item : service.Users()->Items())
+            if (item->Handle() != service.Handle()) to += item->Handle();
+    for (const QString& handle : to) {
+        service.Users()->Item(handle);  // throws when there is nobody of that name
+        service.Send(handle, QString::fromStdString(options.text));
+    }
+    service.Close();  // waits until the service has it
+    return 0;
+}

@@ -1,0 +1,46 @@
+#include <QDir>
+#include <QJsonDocument>
+#include <cstdio>
+#include <stdexcept>
+
+#include "cli/commands.h"
+#include "cli/loop.h"
+#include "cli/needs.h"
+#include "cli/script.h"
+#include "service/link/link_messenger.h"
+
+namespace {
+
+void WriteLine(const QJsonObject& object)
+{
+    const QByteArray line = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+    std::fwrite(line.constData(), 1, std::size_t(line.size()), stdout);
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+int Run(const RunOptions& options)
+{
+    const QString folder = QString::fromStdString(options.saveFolder);
+    if (!folder.isEmpty() && !QDir().mkpath(folder))
+        throw std::runtime_error("cannot make " + options.saveFolder);
+
+    Loop loop;
+    OptionSettings settings(QString::fromStdString(options.service.service), options.service.Trusted());
+    OpenGate gate;
+    TerminalTrust trust;
+    const auto service = MakeLinkMessenger(LinkNeeds{settings, gate, loop, trust, loop, LogToStandardError,
+                                                     QStringLiteral("zephyl"), ZephyldPath()});
+    Script script(*service, folder, WriteLine);
+    service->SetEvents(&script);
+    loop.ReadLines(
+        [&](const QByteArray& line) {
+            if (!line.trimmed().isEmpty() && !script.Line(line)) loop.Quit();
+        },
+        [&] { loop.Quit(); });
+    loop.Run([&] { loop.Quit(); });
+    service->Close();
+    service->SetEvents(nullptr);
+    return 0;
+}
