@@ -40,6 +40,7 @@ enum class Fault {
     LeftMeetingTalks,
     NoGraceAfterKill,
     SeatEndUnsynced,
+    LoginFencesNot,
     Count
 };
 

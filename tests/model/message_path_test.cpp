@@ -36,7 +36,8 @@ TEST(MessagePath, LosesDoublesAndReordersNothing)
 
 TEST(MessagePath, FaultsAreFoundByChance)
 {
-    const Fault rare[] = {Fault::None, Fault::TrimUnsynced, Fault::TrimIgnoresUndo, Fault::SeatEndUnsynced};
+    const Fault rare[] = {Fault::None, Fault::TrimUnsynced, Fault::TrimIgnoresUndo, Fault::SeatEndUnsynced,
+                          Fault::LoginFencesNot};
     for (int fault = 0; fault < int(Fault::Count); ++fault) {
         if (std::count(std::begin(rare), std::end(rare), Fault(fault))) continue;
         std::uint64_t seed = 1;
@@ -90,6 +91,24 @@ TEST(MessagePath, RareFaultsAreFoundByPlaying)
           draw(0, 3),
           {Act::Up, 0, 2},
           {Act::PowerCut, 0, 0, 0, Kind::Line, 2}}},
+        {Fault::LoginFencesNot,
+         "an Enter that was given up arrives behind the one that replaced it",
+         {join0,
+          settle,
+          join1,
+          {Act::Up, 1, 9, 1},
+          {Act::Down, 1, 9, 1},
+          {Act::Cut, 1, 8, 8},
+          {Act::Down, 1, 9},
+          {Act::Up, 1, 9, 1},
+          {Act::Down, 1, 9, 1},
+          {Act::Up, 1, 9, 1},
+          {Act::Sync},
+          {Act::Sync},
+          {Act::Down, 1, 9, 1},
+          {Act::Post, 0, 2, 1, Kind::Line},
+          {Act::Up, 0, 9},
+          {Act::Up, 1, 9}}},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Outcome(row.play), "") << row.story;

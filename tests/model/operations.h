@@ -21,7 +21,7 @@ enum class Act {
     Post,  // `amount` items of `kind` to `list`, 0: everyone; `how` 0: the first is one the relay refuses
     Take,  // the user interface takes at most `amount` events
     Cut,   // of what is on its way `amount` messages still arrive upwards and `how` downwards
-    Up,    // at most `amount` messages reach the relay (time passes)
+    Up,    // at most `amount` messages reach the relay; `how` odd: older connections lag (time passes)
     Down,  // at most `amount` items leave the relay and reach the client (time passes)
     Sync,  // one sync of the log ends, the next begins (time passes)
     GraceOver,  // a detached seat goes away

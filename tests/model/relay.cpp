@@ -25,6 +25,7 @@ void Relay::Handle(Connection& from, const Message& message)
         Seat* seat = Find(from.client);
         if (seat && seat->stream != message.stream) End(*seat);  // taken over
         from.stream = message.stream;
+        TakeOver(from);
         return from.SendDown({.say = Say::LoggedIn, .call = message.call});
     }
     if (message.say == Say::Enter) return Enter(from, message);
@@ -42,6 +43,7 @@ void Relay::Handle(Connection& from, const Message& message)
 
 void Relay::Enter(Connection& from, const Message& message)
 {
+    if (mNewest[from.client] != &from && !Is(Fault::LoginFencesNot)) return;  // a later login has ended it
     const bool byUser = message.meeting == 0;
     if (byUser && (mLog.meeting == 0 || (mSeats.empty() && message.create))) NewMeeting();
     if (!byUser && message.meeting != mLog.meeting)
@@ -66,6 +68,15 @@ void Relay::Enter(Connection& from, const Message& message)
     from.held = place, from.heldUntil = mLog.seats.entries.size();
 }
 
+/// A login or a Resume that is good ends the handle's older connection, whatever of it is still to come.
+void Relay::TakeOver(Connection& by)
+{
+    Connection*& newest = mNewest[by.client];
+    if (newest && newest != &by && !Is(Fault::NoFence) && !Is(Fault::LoginFencesNot))
+        newest->relayOpen = false, Lost(*newest);
+    mNewest[by.client] = &by;
+}
+
 void Relay::Resume(Connection& from, const Message& message)
 {
     Seat* seat = Find(from.client);
@@ -73,6 +84,7 @@ void Relay::Resume(Connection& from, const Message& message)
                       (message.token == seat->newToken || message.token == seat->oldToken);
     if (!good) return from.SendDown({.say = Say::Resumed, .call = message.call, .ok = false});
     from.stream = seat->stream;
+    TakeOver(from);
     for (const Channel c : {Talk, Board}) seat->cursor[c] = std::max(seat->cursor[c], message.cursor[c]);
     Occupy(*seat, from, message.token);
     Start(*seat, Place(Say::Resumed, message.call, *seat));
@@ -116,6 +128,7 @@ void Relay::Start(Seat& seat, const Message& place)
 
 void Relay::Lost(Connection& connection)
 {
+    if (mNewest[connection.client] == &connection) mNewest[connection.client] = nullptr;
     if (Seat* seat = SeatOf(connection))
         seat->connection = nullptr, seat->state = SeatState::Detached, Write(*seat);
 }
@@ -359,7 +372,7 @@ void Relay::Open()
     if (!mLog.meeting) return;
     mLog.seats.SyncAll(), mLog.channel[Talk].SyncAll(), mLog.channel[Board].SyncAll();
     ++mLog.counter;
-    mSeats.clear(), mHave.clear();
+    mSeats.clear(), mHave.clear(), mNewest.clear();
     for (const Seat& seat : mLog.seats.entries) mSeats[seat.handle] = seat;
     std::erase_if(mSeats, [](const auto& entry) { return entry.second.state == SeatState::Gone; });
     for (auto& [handle, seat] : mSeats) {

@@ -34,6 +34,7 @@ private:
     Seat* SeatOf(Connection& connection);
     void Enter(Connection& from, const Message& message);
     void Resume(Connection& from, const Message& message);
+    void TakeOver(Connection& by);
     void Post(Connection& from, Seat& seat, const Message& message);
     void Append(Item item);
     void SayPresence(Kind kind, int handle);
@@ -57,7 +58,8 @@ private:
     const Fault mFault;
     MeetingLog mLog;
     std::map<int, Seat> mSeats;
-    Cursor mEnd{};  // last sequence used
+    std::map<int, Connection*> mNewest;  // by handle: where it logged in or resumed last
+    Cursor mEnd{};                       // last sequence used
     std::map<std::uint64_t, Cursor> mHave;
     int mMeetings = 0, mSeatNumbers = 0;
     std::uint64_t mTokens = 0;

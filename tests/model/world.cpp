@@ -15,10 +15,14 @@ World::World(Fault fault) : mFault(fault), mRelay(mWitness, fault)
 }
 
 template <class Do>
-void World::Each(int client, Do act)
+void World::Each(int client, bool newestOnly, Do act)
 {
+    Connection* newest = nullptr;
+    for (const auto& connection : mConnections)
+        if (connection->client == client) newest = connection.get();
     for (std::size_t i = 0; i < mConnections.size(); ++i)
-        if (mConnections[i]->client == client) act(*mConnections[i]);
+        if (mConnections[i]->client == client && (!newestOnly || mConnections[i].get() == newest))
+            act(*mConnections[i]);
     std::erase_if(mConnections, [](const auto& c) { return !c->linkOpen && !c->relayOpen; });
 }
 
@@ -30,7 +34,7 @@ void World::Apply(const Operation& operation)
     switch (operation.act) {
         case Act::Join:
             if (!link.Wants()) mCrossed &= ~(1u << who);
-            mDrawing |= 1u << who;
+            mDrawing |= 1u << who, mCatchingUp |= 1u << who;
             return link.Join(operation.how & 1, operation.how & 2, ++mStreams);
         case Act::Leave: return link.Leave();
         case Act::KillClient: return link.Kill();
@@ -38,13 +42,13 @@ void World::Apply(const Operation& operation)
         case Act::Take: link.Take(amount + 1); return;
         case Act::Cut:
             if (link.At())
-                Each(who, [&](Connection& c) {
+                Each(who, false, [&](Connection& c) {
                     if (c.linkOpen) c.Cut(amount, operation.how);
                 });
             if (amount & 1) link.Run();
             return;
-        case Act::Up: link.Run(); return Each(who, [&](Connection& c) { Up(c, amount); });
-        case Act::Down: return Each(who, [&](Connection& c) { Down(c, amount); });
+        case Act::Up: link.Run(); return Each(who, operation.how & 1, [&](Connection& c) { Up(c, amount); });
+        case Act::Down: return Each(who, operation.how & 1, [&](Connection& c) { Down(c, amount); });
         case Act::Sync: mRelay.Sync(); return;
         case Act::GraceOver: return mRelay.GraceOver(who);
         case Act::SeatOver: return mRelay.GraceOver(who), mRelay.SeatOver(who);
@@ -69,7 +73,7 @@ void World::Post(const Operation& operation)
         // A refused stroke stays on its sender's board alone; a list is drawn by some only.
         if (ChannelOf(item.kind) == Board && (bad || list)) item.kind = Kind::Pointer;
         if (KeptForAll({.kind = item.kind, .everyone = true})) {
-            if (mDrawing & ~self) mCrossed |= mDrawing | self;
+            if ((mDrawing & ~self) || (mCatchingUp & self)) mCrossed |= mDrawing | self;
             mDrawing |= self;
         }
         item.id = mWitness.Posts(who, item.kind, list, bad);
@@ -127,8 +131,8 @@ void World::Settle()
         for (int who = 0; who < kClients; ++who) {
             Link& link = mLinks[std::size_t(who)];
             any |= link.Run();
-            Each(who, [&](Connection& c) { any |= Up(c, 1000); });
-            Each(who, [&](Connection& c) { any |= Down(c, 1000); });
+            Each(who, false, [&](Connection& c) { any |= Up(c, 1000); });
+            Each(who, false, [&](Connection& c) { any |= Down(c, 1000); });
             any |= link.Take(1000);
             if (!link.Wants()) mRelay.GraceOver(who);
         }
@@ -146,7 +150,7 @@ void World::Settle()
         if (!link.Empty()) mWitness.Breaks("something stays in the outbox of " + std::to_string(who));
     }
     CheckBoards();
-    mDrawing = 0;
+    mDrawing = mCatchingUp = 0;
 }
 
 /// Who came late has the history of one who saw everything, though the log was trimmed.

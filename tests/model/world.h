@@ -20,7 +20,7 @@ private:
     void CutAll();
     void CheckBoards();
     template <class Do>
-    void Each(int client, Do act);  // connection, oldest first
+    void Each(int client, bool newestOnly, Do act);  // of a client's connections
 
     Witness mWitness;
     const Fault mFault;
@@ -28,8 +28,9 @@ private:
     std::vector<Link> mLinks;
     std::vector<std::unique_ptr<Connection>> mConnections;
     std::uint64_t mStreams = 0;
-    // Who draws while others' strokes are on their way has an order of the own, by design.
-    unsigned mDrawing = 0, mCrossed = 0;
+    // Who draws while others' strokes are on their way, or while catching up, has an order of the own: the
+    // own hand comes first, by design. Such histories are not compared.
+    unsigned mDrawing = 0, mCatchingUp = 0, mCrossed = 0;
 };
 
 /// What is wrong after these operations and a rest; empty: nothing.
