@@ -23,7 +23,8 @@ void Relay::Handle(Connection& from, const Message& message)
 {
     if (message.say == Say::Login) {
         Seat* seat = Find(from.client);
-        if (seat && seat->stream != message.stream) End(*seat);  // taken over
+        // Taken over; when the login was one that its user had given up, the return is told of a gap.
+        if (seat && seat->stream != message.stream) mWitness.MayMiss(1u << seat->handle), End(*seat);
         from.stream = message.stream;
         TakeOver(from);
         return from.SendDown({.say = Say::LoggedIn, .call = message.call});
