@@ -1,0 +1,247 @@
+// The login dialog by its keys and buttons.
+#include "session/frm_login.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+
+#include "cipher/password.h"
+#include "settings/settings.h"
+#include "support/fixture.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kData = u"Zephyl\\Configs\\(System Default)\\Data"_s;
+
+struct Login : Fixture {
+    std::unique_ptr<frmLogin> form;
+
+    void Open()
+    {
+        form = std::make_unique<frmLogin>(state);
+        form->show();
+        form->activateWindow();
+        QCoreApplication::processEvents();
+    }
+    template <class W>
+    W* Get(const char* name)
+    {
+        return form->findChild<W*>(QLatin1String(name));
+    }
+    QLineEdit* Edit(const char* name) { return Get<QLineEdit>(name); }
+    QComboBox* Codes() { return Get<QComboBox>("cmbMeetingCode"); }
+    void Click(const char* name) { QTest::mouseClick(Get<QWidget>(name), Qt::LeftButton); }
+    void Type(const QString& handle, const QString& password, const QString& code)
+    {
+        Edit("txtHandle")->setText(handle);
+        Edit("txtPassword")->setText(password);
+        Codes()->setEditText(code);
+    }
+    QString Stored(const char* name) { return registry.Text(kData, QLatin1String(name)); }
+};
+
+}  // namespace
+
+TEST(FrmLogin, RefusalsBeepFocusAndSaveNothing)
+{
+    const struct {
+        QString handle, password, code;
+        const char* focus;
+        QString message;
+    } rows[] = {
+        {u" "_s, u"p"_s, u"x"_s, "txtHandle", {}},
+        {u"a"_s, u""_s, u"x"_s, "txtPassword", {}},
+        {u"a"_s, u"p"_s, u"abcde"_s, "cmbMeetingCode",
+         u"The Meeting Code must be between 6 and 20 characters."_s},
+        {u"a"_s, u"p"_s, u"abc-def"_s, "cmbMeetingCode",
+         u"The Meeting Code must consist of letters and numbers only."_s},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.code.toStdString());
+        Login f;
+        f.Open();
+        f.Type(row.handle, row.password, row.code);
+        f.Codes()->setFocus();
+        QTest::keyClick(f.Codes()->lineEdit(),
+                        Qt::Key_Return);  // once, although OK is the default button too
+        EXPECT_EQ(f.prompts.beeps, 1);
+        EXPECT_EQ(f.form->focusWidget()->objectName(), QLatin1String(row.focus));
+        EXPECT_EQ(f.prompts.boxes, row.message.isEmpty()
+                                       ? QStringList()
+                                       : QStringList(u"information|Quorvia|"_s + row.message));
+        EXPECT_TRUE(f.form->isVisible());
+        EXPECT_TRUE(f.Stored("Handle").isNull());
+        EXPECT_FALSE(f.state.gLoginDialogClosed);
+    }
+}
+
+TEST(FrmLogin, OkStoresWhatWasTyped)
+{
+    Login f;
+    f.state.gMeetingCode = u"OLD123"_s;
+    f.Open();
+    EXPECT_EQ(f.form->focusWidget(), f.Edit("txtHandle"));
+    EXPECT_EQ(f.Codes()->currentText(), QString());
+    QTest::keyClicks(f.Edit("txtHandle"), u" Alice "_s);
+    QTest::keyClicks(f.Edit("txtPassword"), u" se cret"_s);
+    QTest::keyClicks(f.Codes()->lineEdit(), u"abc 123 "_s.remove(3, 1));
+    f.Click("chkMore");
+    f.Click("optHTTP");
+    f.Get<QCheckBox>("chkDefaultConfig")->click();
+    QTest::keyClicks(f.Edit("txtService"), u" relay.example:7000 "_s);
+    f.Get<QRadioButton>("optJoinMeeting")->click();
+    QTest::keyClick(f.Edit("txtHandle"), Qt::Key_Enter);  // the default button
+    EXPECT_FALSE(f.form->isVisible());
+    EXPECT_TRUE(f.state.gLoginDialogClosed);
+    EXPECT_FALSE(f.state.gLoginCancelled);
+    EXPECT_FALSE(f.state.gCreateMeeting);
+    EXPECT_EQ(f.state.gMeetingCode, u"abc123 "_s);
+    const std::pair<const char*, QString> stored[] = {{"Handle", u" Alice "_s},
+                                                      {"Password", EncipherPassword(u" se cret"_s)},
+                                                      {"Join Meeting Default", u"1"_s},
+                                                      {"Hostname", u""_s},
+                                                      {"Use HTTP", u"1"_s},
+                                                      {"Use TCP Port", u"0"_s},
+                                                      {"HTTP Polling Interval", u"1"_s},
+                                                      {"Service Address", u"relay.example:7000"_s}};
+    for (const auto& [name, value] : stored) EXPECT_EQ(f.Stored(name), value) << name;
+    EXPECT_EQ(f.registry.Text(u"Zephyl\\Configs"_s, u"Default Config"_s), u"(System Default)"_s);
+    EXPECT_FALSE(f.registry.Text(u"Quorvia\\Meeting Codes"_s, u"abc123 "_s).isEmpty());
+
+    f.Open();  // the next showing has it all, the password without its blanks
+    EXPECT_EQ(f.Edit("txtPassword")->text(), u"se cret"_s);
+    EXPECT_EQ(f.Codes()->currentText(), u"abc123 "_s);
+    EXPECT_TRUE(f.Get<QRadioButton>("optJoinMeeting")->isChecked());
+    f.registry.Put(kData, u"HTTP Polling Interval"_s, u"2.5"_s);
+    f.Click("cmdOK");
+    EXPECT_EQ(f.Stored("HTTP Polling Interval"), u"2.5"_s);
+}
+
+TEST(FrmLogin, PickingAConfigurationShowsIt)
+{
+    Login f;
+    const QString work = u"Zephyl\\Configs\\Work\\Data"_s;
+    f.registry.Put(kData, u"Join Meeting Default"_s, u"1"_s);
+    f.registry.Put(work, u"Handle"_s, u"worker"_s);
+    f.registry.Put(work, u"Password"_s, EncipherPassword(u"hush"_s));
+    f.registry.Put(work, u"Hostname"_s, u"desk"_s);
+    f.registry.Put(work, u"Use TCP Port"_s, u"1"_s);
+    f.Open();
+    f.Click("chkMore");
+    EXPECT_TRUE(f.journal.isEmpty());  // filling the lists picks nothing
+    EXPECT_FALSE(f.Edit("txtHostname")->isEnabled());
+    QTest::keyClick(f.Get<QComboBox>("cmbConfig"), Qt::Key_Down);
+    EXPECT_EQ(f.journal, QStringList({u"SetConfig(Work)"_s, u"LoadConfig()"_s}));
+    EXPECT_EQ(f.Edit("txtHandle")->text(), u"worker"_s);
+    EXPECT_EQ(f.Edit("txtPassword")->text(), u"hush"_s);
+    EXPECT_TRUE(f.Get<QCheckBox>("chkHostname")->isChecked());
+    EXPECT_TRUE(f.Edit("txtHostname")->isEnabled());
+    EXPECT_TRUE(f.Get<QRadioButton>("optTCP")->isChecked());
+    EXPECT_TRUE(f.Get<QRadioButton>("optJoinMeeting")->isChecked());  // only "1" selects
+    f.Get<QCheckBox>("chkHostname")->click();
+    EXPECT_EQ(f.Edit("txtHostname")->text(), u"desk"_s);
+    f.Type(u"a"_s, u"p"_s, u"abc123"_s);
+    f.Click("cmdOK");
+    EXPECT_EQ(f.registry.Text(work, u"Hostname"_s), u""_s);
+}
+
+TEST(FrmLogin, CancelKeepsAMeetingAndElseEndsTheProgram)
+{
+    Login f;
+    f.InMeeting(u"alice"_s, {});
+    f.pointer.shape = PointerShape::Busy;
+    for (const bool closeBox : {false, true}) {
+        f.Open();
+        EXPECT_EQ(f.pointer.shape, PointerShape::Default);
+        f.state.gLoginCancelled = f.state.gLoginDialogClosed = false;
+        int finished = 0;
+        QObject::connect(f.form.get(), &QDialog::finished, [&] { ++finished; });
+        closeBox ? void(f.form->close()) : f.Click("cmdCancel");
+        EXPECT_TRUE(f.state.gLoginCancelled);
+        EXPECT_TRUE(f.state.gLoginDialogClosed);
+        EXPECT_EQ(finished, 1);
+        EXPECT_EQ(f.pointer.shape, PointerShape::Busy);  // as it was at load
+    }
+    f.service->Logout();
+    f.Open();
+    f.journal.clear();
+    EXPECT_THROW(f.form->cmdCancel_Click(), ProcessEnded);
+    EXPECT_FALSE(f.form->isVisible());
+    EXPECT_EQ(f.journal, QStringList(u"end"_s));  // no service call, nothing saved
+    EXPECT_TRUE(f.Stored("Handle").isNull());
+}
+
+TEST(FrmLogin, SendPasswordAsksTheTypedService)
+{
+    Login f;
+    f.Open();
+    f.Click("lblPassword");
+    EXPECT_EQ(f.prompts.boxes, QStringList(u"exclamation|Quorvia|Please enter your handle."_s));
+    f.Edit("txtHandle")->setText(u" bob "_s);
+    f.Edit("txtService")->setText(u"other.example"_s);
+    f.Click("lblPassword");
+    EXPECT_EQ(f.prompts.boxes.last(),
+              u"information|Quorvia|The password for 'bob' has been sent to 'a***@e***.org'."_s);
+    f.service->address.clear();
+    f.Click("lblPassword");
+    EXPECT_EQ(f.prompts.boxes.last(),
+              u"exclamation|Quorvia|The user 'bob' could not be found. "
+              "Please make sure you entered the handle correctly."_s);
+    f.service->failures[u"SendPassword"_s] = u"no mail here"_s;
+    f.journal.clear();
+    f.Click("lblPassword");
+    EXPECT_TRUE(f.prompts.boxes.last().endsWith(u"lblPassword_Click: no mail here"_s));
+    EXPECT_EQ(f.journal.first(3), QStringList({u"UseServiceAddress(other.example)"_s, u"SendPassword(bob)"_s,
+                                               u"UseServiceAddress(as stored)"_s}));
+    EXPECT_TRUE(f.Stored("Service Address").isNull());
+}
+
+TEST(FrmLogin, HostnameOffersTheAddressesInTurn)
+{
+    Login f;
+    f.Open();
+    f.Click("chkMore");
+    f.Get<QCheckBox>("chkHostname")->click();
+    QLineEdit* box = f.Edit("txtHostname");
+    QStringList shown(box->text());
+    for (int i = 0; i < 3; ++i) {
+        QTest::mouseDClick(box, Qt::LeftButton);
+        shown += box->text();
+    }
+    EXPECT_EQ(shown, QStringList({u"192.0.2.1"_s, u"192.0.2.2"_s, u"192.0.2.1"_s, u"192.0.2.2"_s}));
+    f.host.resolved = QStringList();
+    QTest::mouseDClick(box, Qt::LeftButton);
+    EXPECT_TRUE(f.prompts.boxes.last().contains(u"txtHostname_DblClick: "_s));
+}
+
+TEST(FrmLogin, MoreMovesTheButtonsUnderTheLastFrame)
+{
+    Login f;
+    f.service->refusal = u"<b>wrong</b>"_s;
+    f.service->answers[u"Login"_s] = {false};
+    f.service->Login({}, {}, {});
+    f.Open();
+    const auto frame = [&](const char* name) { return f.Get<QWidget>(name)->geometry(); };
+    const int collapsed =
+        frame("frameLogin").top() + frame("frameLogin").height() + frame("frameButtons").height();
+    EXPECT_EQ(f.form->height(), collapsed + 32);
+    EXPECT_FALSE(f.Get<QWidget>("frameMore")->isVisible());
+    f.Click("chkMore");
+    EXPECT_EQ(f.form->height(), collapsed + frame("frameMore").height() + 37);
+    EXPECT_EQ(frame("frameButtons").top(), frame("frameMore").top() + frame("frameMore").height() + 3);
+    EXPECT_EQ(f.Get<QPushButton>("chkMore")->text(), u"More <<"_s);
+    EXPECT_TRUE(f.Edit("txtService")->toolTip().contains(u"&lt;b&gt;wrong"_s));  // shown as it is
+    f.Click("chkMore");
+    EXPECT_EQ(f.form->height(), collapsed + 32);
+    EXPECT_EQ(frame("frameButtons").top(), frame("frameLogin").top() + frame("frameLogin").height() + 3);
+}
