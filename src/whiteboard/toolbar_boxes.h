@@ -23,7 +23,7 @@ class WidthBox final : public QAbstractButton {
 public:
     WidthBox(int index, QWidget* parent);
     void SetBordered(bool bordered);
-    QSize sizeHint() const override { return {26, 14}; }
+    QSize sizeHint() const override { return {24, 14}; }
 
 protected:
     void paintEvent(QPaintEvent*) override;

@@ -20,13 +20,27 @@ namespace {
 
 constexpr int kPaletteColumns = 8;
 constexpr int kWidthColumns = 2;
-constexpr double kCaptionScale = 0.85;  // of the desktop's font: all buttons fit into the smallest window
+constexpr int kCaptionHeight = 11;  // pixels: all buttons fit into the smallest window, 680 wide
+constexpr int kCaptionRoom = 8;     // beside a caption
+constexpr int kArrowRoom = 12;      // of a drop-down
+constexpr int kNarrowestButton = 36;
 
 QWidget* Separator(QWidget* parent)
 {
     auto* line = new QFrame(parent);
     line->setFrameStyle(QFrame::VLine | QFrame::Sunken);
     return line;
+}
+
+/// Room for every caption that the button may show, so that its neighbours never move.
+int WidthFor(const QToolButton& button)
+{
+    const QFontMetrics metrics(button.font());
+    int text = metrics.horizontalAdvance(button.text());
+    if (!button.menu()) return std::max(kNarrowestButton, text + kCaptionRoom);
+    for (const QAction* entry : button.menu()->actions())
+        if (entry->data() != u"Font"_s) text = std::max(text, metrics.horizontalAdvance(entry->text()));
+    return std::max(kNarrowestButton, text + kCaptionRoom) + kArrowRoom;
 }
 
 }  // namespace
@@ -44,7 +58,7 @@ ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent)
     setAutoFillBackground(true);  // the board scrolls under it
     setContextMenuPolicy(Qt::NoContextMenu);
     QFont small = font();
-    small.setPointSizeF(small.pointSizeF() * kCaptionScale);
+    small.setPixelSize(kCaptionHeight);
     setFont(small);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(2, 1, 2, 1);
@@ -88,6 +102,7 @@ void ToolbarView::AddButton(QBoxLayout& row, const ButtonRow& wanted)
     button->setAccessibleDescription(button->toolTip());
     connect(button, &QToolButton::clicked, this, [this, key = wanted.key] { tool_ButtonClick(mState, key); });
     AddEntries(*button, wanted);
+    button->setFixedWidth(WidthFor(*button));
     row.addWidget(button);
     mButtons[wanted.key] = button;
     mItems.push_back(button);
@@ -115,7 +130,7 @@ QWidget* ToolbarView::MakePalette()
     frame->setObjectName(u"framePalette"_s);
     frame->setAccessibleName(tr("Colours"));
     auto* grid = new QGridLayout(frame);
-    grid->setContentsMargins(4, 0, 4, 0);
+    grid->setContentsMargins(3, 0, 3, 0);
     grid->setSpacing(0);
     for (int i = 0; i < int(picSelColor.size()); ++i) {
         auto* box = picSelColor[std::size_t(i)] = new ColourBox(i, frame);
@@ -132,7 +147,7 @@ QWidget* ToolbarView::MakeWidths()
     frame->setObjectName(u"frameLineWidth"_s);
     frame->setAccessibleName(tr("Line widths"));
     auto* grid = new QGridLayout(frame);
-    grid->setContentsMargins(4, 0, 4, 0);
+    grid->setContentsMargins(3, 0, 3, 0);
     grid->setSpacing(0);
     for (int i = 0; i < int(picLineWidth.size()); ++i) {
         auto* box = picLineWidth[std::size_t(i)] = new WidthBox(i, frame);
