@@ -48,7 +48,7 @@ void DropAction(ProcessState& state)
 void PressOther(ProcessState& state)
 {
     WhiteboardTools& tools = ToolsOf(state);
-    if (tools.action && tools.mSelectedTool == ToolKey::Shape) return DropAction(state);
+    if (tools.action && !tools.action->KeepsWhenLost()) return DropAction(state);
     LoseRelease(state);  // the menu takes the release
     Screen(state).ShowToolsMenu();
 }
@@ -158,7 +158,7 @@ void LoseRelease(ProcessState& state)
 {
     WhiteboardTools& tools = ToolsOf(state);
     if (!tools.action) return;
-    if (tools.mSelectedTool == ToolKey::Shape) return DropAction(state);
+    if (!tools.action->KeepsWhenLost()) return DropAction(state);
     Finish(state, tools.actionAt);
 }
 

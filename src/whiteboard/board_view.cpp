@@ -227,9 +227,7 @@ void BoardView::PaintBand(QPainter& painter) const
 {
     if (mBand.kind != RubberBand::Kind::Box && mBand.kind != RubberBand::Kind::Ellipse) return;
     painter.setCompositionMode(QPainter::RasterOp_NotDestination);
-    QPen pen(Qt::black, 1, Qt::DotLine, Qt::FlatCap);
-    pen.setCosmetic(true);
-    painter.setPen(pen);
+    painter.setPen(QPen(Qt::black, 1, Qt::DotLine, Qt::FlatCap));
     if (mBand.kind == RubberBand::Kind::Box)
         painter.drawRect(BandRect(mBand));
     else

@@ -49,22 +49,27 @@ void SendPicture(ProcessState& state, qint16 x, qint16 y)
     SendWBPic(state, CutToBoard(picture, at), qint16(seen.x()), qint16(seen.y()));
 }
 
-/// Sends what the selected tool made. Returns the name for the trace, "" when there was nothing to send.
+/// The record of the action in progress. Returns the name for the trace, "" when there was nothing to send.
+QString SendRecord(ProcessState& state, WhiteboardTools& tools, qint16 x1, qint16 y1, qint16 x2, qint16 y2)
+{
+    const Ink ink{CurrentColor(tools), CurrentLineWidth(tools)};
+    const QString record = tools.action->Record(x1, y1, x2, y2, ink);
+    if (record.isEmpty()) return {};
+    SendWBMessage(state, record);
+    return RecordName(FindRecord(record)->type);
+}
+
+/// Sends what the selected tool made; an action in progress belongs to the tool that began it.
 QString SendAction(ProcessState& state, qint16 x1, qint16 y1, qint16 x2, qint16 y2)
 {
     WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
+    if (tools.action) return SendRecord(state, tools, x1, y1, x2, y2);
     switch (tools.mSelectedTool) {
         case ToolKey::Text: SendText(state, x1, y1); return u"TEXT"_s;
         case ToolKey::File:
         case ToolKey::Paste: SendPicture(state, x1, y1); return u"PICTURE"_s;
-        default: break;
+        default: return {};
     }
-    if (!tools.action) return {};
-    const QString record =
-        tools.action->Record(x1, y1, x2, y2, {CurrentColor(tools), CurrentLineWidth(tools)});
-    if (record.isEmpty()) return {};
-    SendWBMessage(state, record);
-    return RecordName(FindRecord(record)->type);
 }
 
 }  // namespace

@@ -25,11 +25,14 @@ constexpr int kCaptionRoom = 8;     // beside a caption
 constexpr int kArrowRoom = 12;      // of a drop-down
 constexpr int kNarrowestButton = 36;
 
-QWidget* Separator(QWidget* parent)
+void AddSeparator(QBoxLayout& row)
 {
-    auto* line = new QFrame(parent);
+    constexpr int kGap = 2;
+    auto* line = new QFrame(row.parentWidget());
     line->setFrameStyle(QFrame::VLine | QFrame::Sunken);
-    return line;
+    row.addSpacing(kGap);
+    row.addWidget(line);
+    row.addSpacing(kGap);
 }
 
 /// Room for every caption that the button may show, so that its neighbours never move.
@@ -69,7 +72,7 @@ ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent)
     AddButton(*row, {ToolKey::Text, QT_TR_NOOP("Use the Text tool"), {"Font"}});
     AddButton(*row, {ToolKey::Paste, QT_TR_NOOP("Paste an image from the clipboard")});
     AddButton(*row, {ToolKey::File, QT_TR_NOOP("Insert an image from a file")});
-    row->addWidget(Separator(this));
+    AddSeparator(*row);
     AddButton(*row, {ToolKey::App, QT_TR_NOOP("Insert image of a currently running application")});
     AddButton(*row, {ToolKey::Video, QT_TR_NOOP("Insert Video Stream")});
     row->addWidget(MakePalette());
@@ -77,7 +80,7 @@ ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent)
     AddButton(*row, {ToolKey::Redo, QT_TR_NOOP("Redo last change to the whiteboard")});
     row->addWidget(MakeWidths());
     AddButton(*row, {ToolKey::Clear, QT_TR_NOOP("Clear the whiteboard")});
-    row->addWidget(Separator(this));
+    AddSeparator(*row);
     AddButton(*row, {ToolKey::Exit, QT_TR_NOOP("Exit Program")});
     row->addStretch();
     for (QWidget* item : mItems) {

@@ -15,6 +15,7 @@ public:
     void Release(BoardScreen& screen, BoardPoint at, Ink ink) override;
     void Cancel(BoardScreen& screen) override;
     QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink) override;
+    bool KeepsWhenLost() const override { return false; }
     std::array<qint16, 4> Ends(BoardPoint16 last, BoardPoint at) const override;
 
 private:

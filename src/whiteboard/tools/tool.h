@@ -32,6 +32,8 @@ public:
     /// front of the release, and the release.
     virtual QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink) = 0;
 
+    /// Whether the action counts as finished when its release is lost; else it is dropped.
+    virtual bool KeepsWhenLost() const { return true; }
     /// Strokes leave pixels on the board, gestures of the pointer do not.
     virtual bool Draws() const { return true; }
     /// The four numbers to give Record, for a release at `at`. `last`: mLastX, mLastY.
