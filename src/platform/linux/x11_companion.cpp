@@ -28,7 +28,9 @@ bool X11Companion::Ready()
 
 bool X11Companion::Running()
 {
-    return Ready() && Find() != 0;
+    const bool found = Ready() && Find() != 0;
+    if (found) mStarted = 0;   // it has arrived; when its window goes, so does it
+    return found;
 }
 
 /// A hidden companion is in no list of the window manager, so the tree itself is searched: the screen's

@@ -27,5 +27,5 @@ private:
     QString mFolder;
     QByteArray mDisplay;
     std::shared_ptr<X11Connection> mConnection;
-    qint64 mStarted = 0;  // its process; 0: none was started
+    qint64 mStarted = 0;  // its process until its window was seen; 0: none
 };
