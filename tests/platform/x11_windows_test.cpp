@@ -1,0 +1,128 @@
+#include "platform/linux/x11_windows.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/x11_desk.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct X11WindowsTest : testing::Test {
+    X11Desk desk;
+    X11Windows windows{QString(), desk.Display().toLatin1()};
+
+    QStringList Titles()
+    {
+        QStringList titles;
+        for (const WindowInfo& window : windows.TopLevel()) titles += window.title;
+        return titles;
+    }
+    bool UntilListed(const QStringList& titles)
+    {
+        return desk.Until([&] { return Titles() == titles; });
+    }
+    quint32 Pixel(const Pixels& picture, int x, int y)
+    {
+        return reinterpret_cast<const quint32*>(picture.data + y * picture.bytesPerLine)[x] & 0xffffff;
+    }
+};
+
+}  // namespace
+
+TEST(X11WindowsHidden, WaylandIsAClearSentence)
+{
+    const struct {
+        QString type, display;
+        bool hidden;
+    } rows[] = {
+        {u"x11"_s, {}, false},
+        {{}, {}, false},
+        {u"wayland"_s, {}, true},
+        {{}, u"wayland-0"_s, true},
+    };
+    for (const auto& row : rows) EXPECT_EQ(!WhyWindowsAreHidden(row.type, row.display).isEmpty(), row.hidden);
+    X11Windows hidden(WhyWindowsAreHidden(u"wayland"_s, {})), nowhere(QString(), ":65000");
+    EXPECT_TRUE(hidden.WhyNot().contains(u"Wayland"_s));
+    EXPECT_FALSE(nowhere.WhyNot().isEmpty());
+    EXPECT_TRUE(nowhere.TopLevel().empty() && nowhere.Capture(1).IsNull() && !nowhere.Exists(1));
+}
+
+TEST_F(X11WindowsTest, ListsOthersTopmostFirstAndRaises)
+{
+    auto red = desk.Open(u"x"_s, u"red"_s, {100, 100, 200, 100}, u"ff0000"_s);
+    ASSERT_TRUE(UntilListed({u"red"_s}));
+    auto blue = desk.Open(u"x"_s, u"blue"_s, {150, 120, 200, 100}, u"0000ff"_s);
+    auto unmapped = desk.Open(u"x"_s, u"hidden"_s, {0, 0, 50, 50}, u"00ff00"_s, true);
+    ASSERT_TRUE(UntilListed({u"blue"_s, u"red"_s}));
+
+    xcb_connection_t* own = desk.Raw();  // of this process: never offered
+    const xcb_window_t mine = xcb_generate_id(own);
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(own)).data;
+    xcb_create_window(own, XCB_COPY_FROM_PARENT, mine, screen->root, 0, 0, 60, 60, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+    xcb_map_window(own, mine);
+    xcb_flush(own);
+    ASSERT_TRUE(desk.Until([&] { return windows.Foreground() == mine; }));
+    EXPECT_EQ(Titles(), QStringList({u"blue"_s, u"red"_s}));
+
+    windows.RaiseNormal(red.id);
+    EXPECT_TRUE(desk.Until([&] { return windows.Foreground() == red.id; }));
+    EXPECT_TRUE(UntilListed({u"red"_s, u"blue"_s}));
+    desk.Run(u"xdotool"_s, {u"windowminimize"_s, QString::number(red.id)});
+    EXPECT_TRUE(UntilListed({u"blue"_s}));
+    EXPECT_TRUE(windows.Exists(red.id));
+    EXPECT_TRUE(windows.Capture(red.id).IsNull());
+    windows.RaiseNormal(red.id);  // "normal" is neither minimised nor hidden
+    EXPECT_TRUE(UntilListed({u"red"_s, u"blue"_s}));
+
+    red.process.reset();
+    EXPECT_TRUE(desk.Until([&] { return !windows.Exists(red.id); }));
+    EXPECT_TRUE(windows.Capture(red.id).IsNull());
+    windows.RaiseNormal(red.id);
+    EXPECT_TRUE(UntilListed({u"blue"_s}));
+    EXPECT_FALSE(windows.Exists(0));
+}
+
+TEST_F(X11WindowsTest, CapturesTheFrameAsTheScreenShowsItCutToTheScreen)
+{
+    auto red = desk.Open(u"x"_s, u"red"_s, {100, 100, 200, 100}, u"ff0000"_s);
+    ASSERT_TRUE(UntilListed({u"red"_s}));
+    ASSERT_TRUE(desk.Until([&] { return windows.Capture(red.id).width >= 200; }));
+    Pixels first = windows.Capture(red.id);
+    EXPECT_GT(first.height, 100);  // with its title bar
+    EXPECT_EQ(Pixel(first, first.width / 2, first.height - 50), 0xff0000u);
+
+    const Pixels second = windows.Capture(red.id);
+    EXPECT_NE(first.data, second.data);  // the first one is still held
+    const uchar* freed = first.data;
+    first = {};
+    EXPECT_EQ(windows.Capture(red.id).data, freed);  // and its memory serves again
+
+    auto blue = desk.Open(u"x"_s, u"blue"_s, {100, 100, 400, 300}, u"0000ff"_s);
+    EXPECT_TRUE(desk.Until([&] {
+        const Pixels covered = windows.Capture(red.id);
+        return Pixel(covered, covered.width / 2, covered.height - 50) == 0x0000ffu;
+    }));
+    desk.Run(u"xdotool"_s, {u"windowmove"_s, QString::number(red.id), u"540"_s, u"400"_s});
+    EXPECT_TRUE(desk.Until([&] {
+        const Pixels cut = windows.Capture(red.id);
+        return cut.width <= 100 && cut.height <= 80;
+    }));
+    const Pixels screen = windows.Capture(windows.Desktop());
+    EXPECT_EQ(screen.width, 640);
+    EXPECT_EQ(screen.height, 480);
+    EXPECT_EQ(Pixel(screen, 300, 250), 0x0000ffu);
+}
+
+TEST(X11WindowsBare, WorksWithoutAWindowManager)
+{
+    X11Desk desk(false);
+    X11Windows windows(QString(), desk.Display().toLatin1());
+    auto red = desk.Open(u"x"_s, u"red"_s, {10, 20, 30, 40}, u"ff0000"_s);
+    ASSERT_TRUE(desk.Until([&] { return windows.TopLevel().size() == 1; }));
+    EXPECT_EQ(windows.TopLevel()[0].id, red.id);
+    windows.RaiseNormal(red.id);
+    EXPECT_EQ(windows.Foreground(), red.id);
+    EXPECT_EQ(windows.Capture(red.id).width, 30);
+}
