@@ -69,6 +69,7 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
     VScroll = MakeBar("VScroll", Qt::Vertical, kBoardHeight);
     connect(HScroll, &QScrollBar::valueChanged, this, [this] { HScroll_Change(); });
     connect(VScroll, &QScrollBar::valueChanged, this, [this] { VScroll_Change(); });
+    mBoard.TakeUnshown();  // a new widget paints itself whole
     txtText->focused = [this](bool in) {
         if (hooks.sendIsDefault) hooks.sendIsDefault(!in);
     };

@@ -1,0 +1,236 @@
+#include <gtest/gtest.h>
+
+#include <QMenu>
+#include <QPaintEvent>
+#include <QPlainTextEdit>
+#include <QTest>
+#include <QToolButton>
+#include <stdexcept>
+
+#include "support/fixture.h"
+#include "whiteboard/board_controls.h"
+#include "whiteboard/board_input.h"
+#include "whiteboard/toolbar_boxes.h"
+#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/whiteboard.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The real views in a bare window.
+struct Window : Fixture {
+    QWidget interior;
+    Whiteboard board{state, &interior};
+    BoardView& draw = *board.picDraw;
+    ToolbarView& tool = *board.tool;
+
+    Window()
+    {
+        meeting.board = &draw;
+        meeting.toolbar = &tool;
+        state.ports.trace = nullptr;
+        InMeeting(u"ann"_s, {u"bob"_s});
+        interior.resize(680, 400);
+        interior.show();
+        tool.setGeometry(0, 0, 680, tool.sizeHint().height());
+        draw.move(0, tool.height());
+        draw.hooks.origin = [this] { return QPoint(0, tool.height()); };
+        interior.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&interior));
+        LoadTools(state);
+        Choose(ToolKey::Draw);
+    }
+    void Choose(ToolKey key) { QTest::mouseClick(tool.Button(key), Qt::LeftButton); }
+    void Move(QPoint at, Qt::MouseButtons held)
+    {
+        QMouseEvent move(QEvent::MouseMove, at, draw.mapToGlobal(at), Qt::NoButton, held, Qt::NoModifier);
+        QApplication::sendEvent(&draw, &move);
+    }
+    void Drag(QPoint from, QPoint to)
+    {
+        QTest::mousePress(&draw, Qt::LeftButton, {}, from);
+        Move(to, Qt::LeftButton);
+        QTest::mouseRelease(&draw, Qt::LeftButton, {}, to);
+    }
+    QAction* Entry(const char* name) { return board.mnuTools->findChild<QAction*>(QLatin1String(name)); }
+};
+
+}  // namespace
+
+TEST(BoardView, TheMouseDrawsAndSends)
+{
+    Window w;
+    w.Drag({10, 10}, {60, 40});
+    ASSERT_EQ(w.service->texts.size(), 1u);
+    EXPECT_EQ(w.service->texts[0].message.count(u"|\u00A5|"_s), 15);  // press, move, release
+    QMouseEvent second(QEvent::MouseButtonDblClick, QPointF(90, 90), QPointF(90, 90), Qt::LeftButton,
+                       Qt::LeftButton, {});
+    QApplication::sendEvent(&w.draw, &second);  // the second press of a double click is a press
+    EXPECT_EQ(w.draw.Image().Pixel(90, 90) & 0xffffff, 0u);
+    QTest::mouseRelease(&w.draw, Qt::LeftButton, {}, {90, 90});
+    w.service->texts.clear();
+    QTest::mousePress(&w.draw, Qt::LeftButton, {}, {10, 10});
+    w.Move({40, 10}, Qt::LeftButton | Qt::RightButton);  // not the left button alone
+    QTest::mouseRelease(&w.draw, Qt::RightButton, {}, {40, 10});
+    EXPECT_TRUE(w.service->texts.empty());
+    w.draw.hide();  // the release is lost
+    EXPECT_EQ(w.service->texts.size(), 1u);
+}
+
+TEST(BoardView, AClickIsPressAndReleaseOnTheBoard)
+{
+    Window w;
+    w.clipboard.picture = QImage(4, 4, QImage::Format_RGB32);
+    w.Choose(ToolKey::Paste);
+    w.Drag({10, 10}, {-30, 10});
+    EXPECT_TRUE(w.service->frames.empty());
+    QTest::mouseRelease(&w.draw, Qt::LeftButton, {}, {10, 10});
+    EXPECT_TRUE(w.service->frames.empty());
+    w.Drag({10, 10}, {20, 20});
+    ASSERT_EQ(w.service->frames.size(), 1u);
+    EXPECT_EQ(w.service->frames[0].x, 10);  // the press point
+}
+
+TEST(BoardView, RepaintsOnlyWhatChangedAndKeepsRubberBandsOutOfTheImage)
+{
+    struct Watch : QObject {
+        QRegion painted;
+        bool eventFilter(QObject*, QEvent* event) override
+        {
+            if (event->type() == QEvent::Paint) painted += static_cast<QPaintEvent*>(event)->region();
+            return false;
+        }
+    } watch;
+    Window w;
+    QApplication::processEvents();
+    w.draw.installEventFilter(&watch);
+    w.Drag({10, 10}, {40, 40});
+    QApplication::processEvents();
+    EXPECT_FALSE(watch.painted.isEmpty());
+    EXPECT_LE(watch.painted.boundingRect().width(), kTileSide);
+    tool_ButtonMenuClick(w.state, ToolKey::Shape, u"Box"_s);
+    const QString before = w.draw.Image().Checksum();
+    QTest::mousePress(&w.draw, Qt::LeftButton, {}, {100, 100});
+    w.Move({200, 180}, Qt::LeftButton);
+    EXPECT_EQ(w.draw.Image().Checksum(), before);
+    const QImage seen = w.draw.grab({100, 100, 60, 1}).toImage();
+    int dark = 0;
+    for (int x = 0; x < seen.width(); ++x) dark += (seen.pixel(x, 0) & 0xffffff) == 0;
+    EXPECT_TRUE(dark > 10 && dark < 50) << dark;  // dotted
+}
+
+TEST(BoardView, ScrollsWithinItsRangeAndNowhereElse)
+{
+    Window w;
+    w.draw.HScroll->setMaximum(1300);
+    w.draw.SetScroll(Bar::HScroll, 1300);
+    EXPECT_EQ(w.draw.x(), -1300);
+    w.draw.SetScroll(Bar::HScroll, 120);
+    EXPECT_EQ(w.draw.pos(), QPoint(-120, w.tool.height()));
+    for (const int bad : {-1, 1301, 32767})
+        EXPECT_THROW(w.draw.SetScroll(Bar::HScroll, bad), std::out_of_range);
+    EXPECT_EQ(w.draw.x(), -120);
+    EXPECT_EQ(w.draw.HScroll->singleStep(), 205);
+    EXPECT_EQ(w.draw.VScroll->pageStep(), 512);
+    EXPECT_TRUE(w.service->texts.empty());
+}
+
+TEST(BoardView, TypingOverItGoesToTheMessageBox)
+{
+    Window w;
+    QString typed;
+    w.draw.hooks.typed = [&](QKeyEvent* event) { typed += event->text(); };
+    w.draw.setFocus();
+    QTest::keyClicks(&w.draw, u"hi"_s);
+    QTest::keyClick(&w.draw, Qt::Key_Left);
+    QTest::keyClick(&w.draw, Qt::Key_S, Qt::AltModifier);
+    EXPECT_EQ(typed, u"hi"_s);
+}
+
+TEST(TextBox, GrowsSendsAndGivesTheFocusBack)
+{
+    Window w;
+    std::vector<bool> isDefault;
+    w.draw.hooks.sendIsDefault = [&](bool on) { isDefault.push_back(on); };
+    w.Choose(ToolKey::Text);
+    QTest::mouseClick(&w.draw, Qt::LeftButton, {}, {50, 60});
+    auto* box = w.draw.findChild<QPlainTextEdit*>(u"txtText"_s);
+    ASSERT_TRUE(box->isVisible() && box->hasFocus());
+    EXPECT_EQ(box->pos(), QPoint(50, 60));
+    const QSize empty = box->size();
+    QTest::keyClicks(box, u"wide text"_s);
+    EXPECT_GT(box->width(), empty.width() + 20);
+    QTest::keyClick(box, Qt::Key_Return, Qt::ShiftModifier);
+    QTest::keyClicks(box, u"b"_s);
+    EXPECT_GT(box->height(), empty.height() + 5);
+    QTest::mouseClick(w.tool.picSelColor[5], Qt::LeftButton);  // red at once, and the box keeps the focus
+    EXPECT_EQ(box->palette().color(QPalette::Text), QColor(Qt::red));
+    EXPECT_TRUE(box->hasFocus());
+    QTest::keyClick(box, Qt::Key_Enter);
+    EXPECT_EQ(w.service->texts.size(), 2u);
+    EXPECT_TRUE(w.service->texts[0].message.endsWith(u"|255|\u00A5|wide text"_s));
+    EXPECT_FALSE(box->isVisible());
+    EXPECT_TRUE(w.draw.hasFocus());
+    EXPECT_EQ(box->toPlainText(), QString());
+    EXPECT_EQ(isDefault, std::vector<bool>({false, true}));
+}
+
+TEST(Toolbar, NeverShowsWhatAClickToggledByItself)
+{
+    Window w;
+    w.Choose(ToolKey::File);  // cancelled
+    EXPECT_FALSE(w.tool.Button(ToolKey::File)->isChecked());
+    EXPECT_FALSE(w.tool.Button(ToolKey::Draw)->isChecked());
+    w.Choose(ToolKey::Erase);
+    w.Choose(ToolKey::Erase);
+    EXPECT_TRUE(w.tool.Button(ToolKey::Erase)->isChecked());
+    w.Entry("mnuVideo")->trigger();
+    w.Entry("mnuErase")->trigger();
+    EXPECT_FALSE(w.Entry("mnuVideo")->isChecked());
+    EXPECT_TRUE(w.Entry("mnuErase")->isChecked());
+    EXPECT_FALSE(w.Entry("mnuDraw")->isChecked());
+    w.Choose(ToolKey::App);  // no window chosen
+    EXPECT_FALSE(w.tool.Button(ToolKey::App)->isChecked());
+    w.Drag({10, 10}, {20, 20});
+    w.Choose(ToolKey::Undo);
+    EXPECT_FALSE(w.tool.Button(ToolKey::Undo)->isEnabled());  // its own state, after the toolbar's
+    EXPECT_TRUE(w.tool.Button(ToolKey::Redo)->isEnabled());
+    EXPECT_TRUE(w.Entry("mnuUndo")->isEnabled());
+}
+
+TEST(Toolbar, FitsTheSmallestWindowAndKeepsItsPlaces)
+{
+    Window w;
+    EXPECT_LE(w.tool.minimumSizeHint().width(), 680);
+    const int exit = w.tool.Button(ToolKey::Exit)->x();
+    tool_ButtonMenuClick(w.state, ToolKey::Shape, u"Circle"_s);
+    QApplication::processEvents();
+    EXPECT_EQ(w.tool.Button(ToolKey::Shape)->text(), u"Circle"_s);
+    EXPECT_EQ(w.tool.Button(ToolKey::Exit)->x(), exit);
+}
+
+TEST(Toolbar, WorksFromTheKeyboardWithNames)
+{
+    Window w;
+    QWidget* first = w.tool.Button(ToolKey::Erase);
+    first->setFocus();
+    QTest::keyClick(first, Qt::Key_Right);
+    EXPECT_TRUE(w.tool.Button(ToolKey::Draw)->hasFocus());
+    QTest::keyClick(w.tool.Button(ToolKey::Draw), Qt::Key_End);
+    QTest::keyClick(w.tool.Button(ToolKey::Exit), Qt::Key_Left);
+    QTest::keyClick(w.tool.Button(ToolKey::Clear), Qt::Key_Left);
+    QWidget* widest = w.tool.picLineWidth[3];
+    EXPECT_TRUE(widest->hasFocus());
+    QTest::keyClick(widest, Qt::Key_Up);
+    EXPECT_TRUE(w.tool.picLineWidth[1]->hasFocus());
+    QTest::keyClick(w.tool.picLineWidth[1], Qt::Key_Return);
+    EXPECT_EQ(CurrentLineWidth(w.tool.Tools()), 2);
+    int tabStops = 0;
+    for (QAbstractButton* item : w.tool.findChildren<QAbstractButton*>()) {
+        tabStops += item->focusPolicy() != Qt::NoFocus;
+        EXPECT_FALSE(item->accessibleName().isEmpty() && item->text().isEmpty())
+            << item->objectName().toStdString();
+    }
+    EXPECT_EQ(tabStops, 1);
+}
