@@ -9,10 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-/// Named, visible controls with their places on the screen, in device pixels.
-QJsonObject Controls(const QWidget& window)
+QJsonObject ControlPlaces(const QWidget& window)
 {
     QJsonObject controls;
     const double scale = window.devicePixelRatioF();
@@ -25,6 +22,8 @@ QJsonObject Controls(const QWidget& window)
     }
     return controls;
 }
+
+namespace {
 
 class WindowTracer final : public QObject {
 public:
@@ -44,7 +43,7 @@ public:
             TraceEvent(mState, "dialog",
                        {{u"name"_s, mWindow->objectName()},
                         {u"title"_s, mWindow->windowTitle()},
-                        {u"controls"_s, Controls(*mWindow)}});
+                        {u"controls"_s, ControlPlaces(*mWindow)}});
         } else if (own && event->type() == QEvent::Hide && !event->spontaneous() && mShown) {
             mShown = false;
             TraceEvent(mState, "dialog_closed", {{u"name"_s, mWindow->objectName()}});
@@ -59,7 +58,7 @@ private:
     void Moved()
     {
         TraceEvent(mState, "controls",
-                   {{u"name"_s, mWindow->objectName()}, {u"controls"_s, Controls(*mWindow)}});
+                   {{u"name"_s, mWindow->objectName()}, {u"controls"_s, ControlPlaces(*mWindow)}});
     }
 
     ProcessState& mState;

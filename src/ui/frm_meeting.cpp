@@ -9,6 +9,7 @@
 #include "media/app_sharing.h"
 #include "ui/activation_watch.h"
 #include "ui/chat_view.h"
+#include "ui/control_map.h"
 #include "ui/fonts.h"
 #include "ui/layout_rules.h"
 #include "ui/left_panel.h"
@@ -173,7 +174,8 @@ void frmMeeting::Activate()
 {
     frmMeeting_Activate(mState);
     if (std::exchange(mWhole, true)) return;
-    TraceEvent(mState, "window_whole");
+    TraceWindow(mState, this);
+    TraceEvent(mState, "window_whole", {{u"controls"_s, ControlPlaces(*this)}});
     if (mState.ports.gate) mState.ports.gate->Open();
 }
 

@@ -71,13 +71,13 @@ void Talk(Desk& ann, Desk& bob)
 
 void Draw(Desk& ann, Desk& bob)
 {
-    Choose(ann, u"Draw"_s, u"picSelColor15"_s, u"picLineWidth2"_s);
+    Choose(ann, u"tool_Draw"_s, u"picSelColor_15"_s, u"picLineWidth_2"_s);
     ann.Drag(Curve(ann, ann.Board(60, 120), 420, 60));
     ExpectSame(ann, bob, u"ann"_s);
-    Choose(bob, u"Shape"_s, u"picSelColor5"_s, u"picLineWidth1"_s);
+    Choose(bob, u"tool_Shape"_s, u"picSelColor_5"_s, u"picLineWidth_1"_s);
     bob.Drag({bob.Board(80, 240), bob.Board(180, 300), bob.Board(300, 380)});
     ExpectSame(bob, ann, u"bob"_s);
-    Choose(ann, u"Text"_s, u"picSelColor8"_s, u"picLineWidth0"_s);
+    Choose(ann, u"tool_Text"_s, u"picSelColor_8"_s, u"picLineWidth_0"_s);
     ann.Click(ann.Board(100, 290));
     ann.Type(u"Ship it on Friday"_s);
     ann.Key(u"Return"_s);
@@ -86,11 +86,11 @@ void Draw(Desk& ann, Desk& bob)
 
 void ShowVideo(Desk& ann, Desk& bob)
 {
-    bob.ClickControl(u"Video"_s);
+    bob.ClickControl(u"tool_Video"_s);
     bob.Wait("tool");
     bob.Click(bob.Board(420, 230));
     ann.Wait("frame", Is("from", u"bob"_s));
-    bob.ClickControl(u"Video"_s);
+    bob.ClickControl(u"tool_Video"_s);
 }
 
 }  // namespace
@@ -115,9 +115,9 @@ try {
     ann.Screenshot(folder / "ann.png");
     bob.Screenshot(folder / "bob.png");
     Say("They leave.");
-    ann.ClickControl(u"Exit"_s);
+    ann.ClickControl(u"tool_Exit"_s);
     bob.Wait("attendee", Is("handle", u"ann"_s));
-    bob.ClickControl(u"Exit"_s);
+    bob.ClickControl(u"tool_Exit"_s);
     if (ann.Client().WaitForEnd() != 0 || bob.Client().WaitForEnd() != 0)
         throw std::runtime_error("a client did not end in order");
     std::printf("Screenshots and boards are in %s\n", qPrintable(folder.Path()));
