@@ -57,6 +57,7 @@ int main(int argc, char** argv)
     }
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    Q_INIT_RESOURCE(logo);   // the library it lies in is linked statically
     QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
     const Options options = ReadOptions(QCoreApplication::arguments());
     if (!options.error.isEmpty()) {

@@ -146,10 +146,10 @@ void frmLogin::BuildButtons()
 void frmLogin::SetTabs()
 {
     QWidget* before = nullptr;
-    for (QWidget* control :
-         std::initializer_list<QWidget*>{txtHandle, txtPassword, lblPassword, cmbMeetingCode, optJoinMeeting,
-                                         optNewMeeting, cmbConfig, chkDefaultConfig, optHTTP, optTCP, optUDP,
-                                         chkHostname, txtHostname, txtService, chkMore, cmdCancel, cmdOK}) {
+    for (QWidget* control : std::initializer_list<QWidget*>{
+             txtHandle, txtPassword, cmbMeetingCode, optJoinMeeting, optNewMeeting, lblPassword, cmbConfig,
+             chkDefaultConfig, optHTTP, optTCP, optUDP, chkHostname, txtHostname, txtService, chkMore,
+             cmdCancel, cmdOK}) {
         if (before) setTabOrder(before, control);
         before = control;
     }
