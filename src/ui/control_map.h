@@ -6,7 +6,8 @@
 class QWidget;
 struct ProcessState;
 
-/// Named, visible controls of `window` with their places on the screen: [x, y, width, height] in device pixels.
+/// Named, visible controls of `window` with their places on the screen: [x, y, width, height] in device
+/// pixels.
 QJsonObject ControlPlaces(const QWidget& window);
 
 /// From now on `window` traces "dialog" {name, title, controls} when it is first painted after a showing,

@@ -2,8 +2,10 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMenuBar>
+#include <QScreen>
 
 #include "base/error_trap.h"
 #include "media/app_sharing.h"
@@ -38,7 +40,7 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     BuildMenus();
     ConnectChat();
     ConnectBoard();
-    resize(kFirstWindow);
+    PlaceFirst();
     mPlacement = std::make_unique<PlacementKeeper>(*this);
     mActivation = std::make_unique<ActivationWatch>(mState, *this, [this] { Activate(); });
     mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *status);
@@ -118,6 +120,13 @@ void frmMeeting::ConnectBoard()
     });
 }
 
+void frmMeeting::PlaceFirst()
+{
+    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+    resize(kFirstWindow.boundedTo(screen.size()));
+    move(screen.center() - rect().center());
+}
+
 void frmMeeting::LoadOnce()
 {
     if (std::exchange(mLoaded, true)) return;
@@ -129,8 +138,7 @@ void frmMeeting::LoadOnce()
 
 AreaSizes frmMeeting::Sizes() const
 {
-    return {mInterior->size(), tool->sizeHint().height(), status->sizeHint().height(),
-            picMain->width(),  picDraw->VScroll->width(), picDraw->HScroll->height()};
+    return {mInterior->size(), tool->sizeHint().height(), status->sizeHint().height(), picMain->width()};
 }
 
 void frmMeeting::Form_Resize()

@@ -62,6 +62,7 @@ private:
     void ConnectChat();
     void ConnectBoard();
     AreaSizes Sizes() const;
+    void PlaceFirst();
     void LoadOnce();
     void Form_Resize();
     void Activate();

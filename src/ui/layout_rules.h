@@ -11,12 +11,14 @@ inline constexpr int kPanelWidth = 220;            // design width of picMain
 inline constexpr QSize kSmallestWindow(680, 133);  // 10200 x 2000 twips
 inline constexpr QSize kFirstWindow(1100, 700);    // before a placement was ever saved
 
+inline constexpr int kBarExtent = 17;  // VScroll's width, HScroll's height; picCorner is a square
+
 /// The sizes that others decide.
 struct AreaSizes {
     QSize interior;
     int toolHeight = 0, statusHeight = 0;
     int panelWidth = kPanelWidth;
-    int barWidth = 17, barHeight = 17;  // of VScroll and HScroll
+    int barWidth = kBarExtent, barHeight = kBarExtent;  // of VScroll and HScroll
 };
 
 struct Areas {

@@ -6,6 +6,7 @@
 #include "ui/fonts.h"
 #include "ui/layout_rules.h"
 #include "ui/named.h"
+#include "ui/titled_frame.h"
 #include "ui/typing.h"
 
 using namespace Qt::StringLiterals;
@@ -41,11 +42,16 @@ QSlider* Slider(QWidget* parent, const char* name, const QRect& at, int from, in
     return slider;
 }
 
+/// The text keeps its place: where it is a little too wide, it is set narrower.
 void Label(QWidget* parent, const QString& text, const QRect& at)
 {
     auto* label = new QLabel(text, parent);
     label->setTextFormat(Qt::PlainText);
     label->setGeometry(at);
+    QFont font = PanelFont();
+    const int width = QFontMetrics(font).horizontalAdvance(text) + 1;
+    if (width > at.width()) font.setStretch(100 * at.width() / width);
+    label->setFont(font);
 }
 
 /// What is said stays readable in the senders' pure colours under every desktop theme: ink on paper.
@@ -100,7 +106,7 @@ void LeftPanel::BuildVideo()
 
 void LeftPanel::BuildChat()
 {
-    frameUsers = Placed<QGroupBox>(this, "frameUsers", place::frameUsers);
+    frameUsers = Placed<TitledFrame>(this, "frameUsers", place::frameUsers);
     frameUsers->setTitle(u"Meeting Attendees"_s);
     lstUsers = Placed<AttendeeList>(frameUsers, "lstUsers", place::lstUsers, u"Users currently in Session"_s);
     lstUsers->setAccessibleName(u"Meeting Attendees"_s);
