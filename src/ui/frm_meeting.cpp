@@ -12,7 +12,9 @@
 #include "ui/activation_watch.h"
 #include "ui/chat_view.h"
 #include "ui/control_map.h"
+#include "ui/dialogs.h"
 #include "ui/fonts.h"
+#include "ui/frm_about.h"
 #include "ui/layout_rules.h"
 #include "ui/left_panel.h"
 #include "ui/lifecycle.h"
@@ -86,7 +88,10 @@ void frmMeeting::BuildMenus()
     connect(mnuLogin, &QAction::triggered, this, [this] { mnuLogin_Click(); });
     connect(meeting.mnuExit, &QAction::triggered, this, [this] { mEndProgram(); });
     menuBar()->addMenu(mnuTools);
-    AddHelpMenu(menuBar());
+    connect(AddHelpMenu(menuBar()), &QAction::triggered, this, [this] {
+        frmAbout about(mState, this);
+        RunModally(mState, about);
+    });
 }
 
 void frmMeeting::ConnectChat()
