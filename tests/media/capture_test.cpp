@@ -112,7 +112,7 @@ TEST_F(CaptureTest, SettlesQualityFormatSliderAndCaption)
     EXPECT_EQ(media.fps, 5);
     EXPECT_EQ(media.caption, u"Res:240x180"_s);
     EXPECT_TRUE(prompts.boxes.isEmpty());
-    EXPECT_EQ(eventLog.entries.size(), 2u);   // one line for each
+    EXPECT_EQ(eventLog.entries.size(), 2u);  // one line for each
 }
 
 TEST_F(CaptureTest, SendsEachFrameToEveryItemWhileVideoIsOn)

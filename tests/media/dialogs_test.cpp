@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+
+#include "base/version.h"
+#include "media/frm_format.h"
+#include "media/frm_share_app.h"
+#include "media/media_fixture.h"
+#include "ui/frm_about.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Dialogs : testing::Test, MediaFixture {
+    Dialogs() { windows.topLevel = {{5, u"xterm"_s}, {6, u"<b>editor</b>"_s}, {7, u"Meeting"_s}}; }
+
+    /// Shows it modally and acts on it once it is up.
+    static void Run(QDialog& dialog, const std::function<void()>& act)
+    {
+        QTimer::singleShot(0, &dialog, act);
+        dialog.exec();
+    }
+    template <class W>
+    static W* Find(QWidget& in, const char* name)
+    {
+        return in.findChild<W*>(QLatin1String(name));
+    }
+};
+
+}  // namespace
+
+TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
+{
+    const struct {
+        const char* press;
+        int row;
+        WindowId before, after;
+        bool unloaded;
+    } rows[] = {
+        {"cmdOK", 0, 0, FakeWindows::kDesktop, true},
+        {"cmdOK", 2, 9, 6, true},
+        {"cmdOK", -1, 9, 9, false},
+        {"cmdCancel", 1, 9, 9, true},
+        {"double", 1, 9, 5, true},
+        {"escape", 1, 9, 9, true},
+        {"enter", 2, 0, 6, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.press + std::to_string(row.row));
+        prompts.beeps = 0;
+        state.gShareWindow = row.before;
+        frmShareApp dialog(state, u"Meeting"_s, nullptr);
+        auto* list = Find<QListWidget>(dialog, "lstApps");
+        ASSERT_EQ(list->count(), 3);  // "(Desktop)" and the two that are not the meeting
+        EXPECT_EQ(list->item(2)->text(), u"<b>editor</b>"_s);
+        Run(dialog, [&] {
+            list->setCurrentRow(row.row);
+            if (row.press == std::string("double")) {
+                const QPoint at = list->visualItemRect(list->item(row.row)).center();
+                QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, at);
+                QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
+            } else if (row.press == std::string("escape")) {
+                QTest::keyClick(&dialog, Qt::Key_Escape);
+            } else if (row.press == std::string("enter")) {
+                QTest::keyClick(list, Qt::Key_Return);
+            } else {
+                Find<QPushButton>(dialog, row.press)->click();
+            }
+        });
+        EXPECT_EQ(state.gShareWindow, row.after);
+        EXPECT_EQ(dialog.Unloaded(), row.unloaded);
+        EXPECT_EQ(prompts.beeps, row.unloaded ? 0 : 1);
+        EXPECT_FALSE(dialog.isVisible());
+    }
+}
+
+TEST_F(Dialogs, ShareAppThatIsOnlyHiddenShowsTheSameListAgain)
+{
+    frmShareApp dialog(state, u"Meeting"_s, nullptr);
+    Run(dialog, [&] { Find<QPushButton>(dialog, "cmdOK")->click(); });
+    windows.topLevel.clear();
+    Run(dialog, [&] {
+        Find<QListWidget>(dialog, "lstApps")->setCurrentRow(1);
+        Find<QPushButton>(dialog, "cmdOK")->click();
+    });
+    EXPECT_EQ(state.gShareWindow, 5u);
+    EXPECT_TRUE(dialog.Unloaded());
+}
+
+TEST_F(Dialogs, ShareAppSaysWhyThereIsNothingToShare)
+{
+    windows.whyNot = u"Not here."_s;
+    frmShareApp dialog(state, u"Meeting"_s, nullptr);
+    EXPECT_EQ(Find<QListWidget>(dialog, "lstApps")->count(), 0);
+    EXPECT_FALSE(Find<QPushButton>(dialog, "cmdOK")->isEnabled());
+    EXPECT_EQ(dialog.findChild<QLabel*>()->text(), u"Not here."_s);
+}
+
+TEST_F(Dialogs, FormatOffersTheSizesAndStartsAtTheOneInUse)
+{
+    frmFormat dialog(Yuv(320, 240), {Yuv(160, 120), Yuv(320, 240), Yuv(640, 480)}, nullptr);
+    EXPECT_EQ(dialog.Chosen(), Yuv(320, 240));
+    Find<QListWidget>(dialog, "lstFormats")->setCurrentRow(2);
+    EXPECT_EQ(dialog.Chosen(), Yuv(640, 480));
+    frmFormat unknown(Yuv(99, 99), {Yuv(160, 120)}, nullptr);
+    EXPECT_EQ(unknown.Chosen(), Yuv(99, 99));
+}
+
+TEST_F(Dialogs, AboutStartsTheFirstViewerThatStarts)
+{
+    const QString root = uR"(HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Shared Tools)"_s;
+    QFile old(folders.dir.filePath(u"MSINFO32.EXE"_s));
+    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+    const struct {
+        const char *path, *location, *installed, *starts, *tried;
+        int boxes;
+    } rows[] = {
+        {"/opt/viewer", "", "hardinfo", "/opt/viewer", "/opt/viewer", 0},
+        {"/opt/viewer", "", "hardinfo", "hardinfo", "/opt/viewer,hardinfo", 0},
+        {"", "there", "hardinfo", "MSINFO32.EXE", "MSINFO32.EXE", 0},
+        {"", "elsewhere", "kinfocenter", "kinfocenter", "kinfocenter", 0},
+        {"", "", "", "", "", 1},
+        {"/opt/viewer", "", "", "", "/opt/viewer", 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.tried);
+        prompts.boxes.clear();
+        registry.WriteText(root + u"\\MSINFO"_s, u"PATH"_s, QLatin1String(row.path));
+        const QString folder = row.location == std::string("there") ? folders.dir.path() : u"/nowhere"_s;
+        registry.WriteText(root + u" Location"_s, u"MSINFO"_s, folder);
+        QStringList tried;
+        frmAbout about(
+            state, nullptr,
+            {[&](const QString& name) { return name == QLatin1String(row.installed) ? name : QString(); },
+             [&](const ProgramStart& one) {
+                 const QString name = one.program.section(u'/', -1);
+                 tried += name == u"viewer"_s ? one.program : name;
+                 return tried.last() == QLatin1String(row.starts);
+             }});
+        Find<QPushButton>(about, "cmdSysInfo")->click();
+        EXPECT_EQ(tried.join(u','), QLatin1String(row.tried));
+        EXPECT_EQ(prompts.boxes.size(), row.boxes);
+    }
+    EXPECT_EQ(prompts.boxes[0], u"none|Quorvia|System Information Is Unavailable At This Time"_s);
+    frmAbout about(state, nullptr);
+    EXPECT_EQ(about.windowTitle(), u"About Quorvia"_s);
+    EXPECT_EQ(Find<QLabel>(about, "lblVersion")->text(), u"Version "_s + VersionText());
+}
