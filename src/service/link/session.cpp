@@ -127,18 +127,20 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
             enter.set_call(++mLastCall);
             enter.set_code(code);
             enter.set_create(create);
-            const Header answer = co_await Call(header, mLastCall, deadline);
+            const auto begin = [&](const Header& answer) {
+                if (answer.entered().result() != RESULT_OK) return;
+                mSeat = Seat{code, {}, {}, 0};
+                mLeaving = false;
+                mPhase = Phase::Seated;
+                mIncoming.Begin(entry, mHandle, mStream, answer.entered().place(), clearFirst);
+                TakePlace(answer.entered().place());
+            };
+            const Header answer = co_await Call(header, mLastCall, deadline, begin);
             const Entered& entered = answer.entered();
             outcome.reason = RefusalText(entered.result());
             outcome.kind = outcome.reason.empty() ? EnterOutcome::Kind::Entered : EnterOutcome::Kind::Refused;
-            if (!outcome.reason.empty()) co_return outcome;
-            const auto& place = entered.place();
-            outcome.attendees.assign(place.attendees().begin(), place.attendees().end());
-            mSeat = Seat{code, place.meeting(), {}, 0};
-            mLeaving = false;
-            mPhase = Phase::Seated;
-            mIncoming.Begin(entry, mHandle, mStream, place, clearFirst);
-            TakePlace(place);
+            const auto& attendees = entered.place().attendees();
+            outcome.attendees.assign(attendees.begin(), attendees.end());
             co_return outcome;
         } catch (const ConnectionLost&) {
             // asked again on the next connection
@@ -207,10 +209,12 @@ void Session::Drop()
 
 // --- what calls stand on -----------------------------------------------------------------------------------
 
-asio::awaitable<Header> Session::Call(Header header, std::uint32_t call, Deadline deadline)
+asio::awaitable<Header> Session::Call(Header header, std::uint32_t call, Deadline deadline,
+                                      std::function<void(const Header&)> atOnce)
 {
     if (!mConnection) throw ConnectionLost("the connection to the service is lost");
     const auto pending = std::make_shared<PendingCall>(mIo, deadline);
+    pending->atOnce = std::move(atOnce);
     mPending[call] = pending;
     mConnection->Control(header);
     co_await pending->timer.async_wait(asio::as_tuple(asio::use_awaitable));
@@ -224,8 +228,10 @@ void Session::OnAnswer(std::uint32_t call, const Header& header)
 {
     const auto found = mPending.find(call);
     if (found == mPending.end()) return;
-    found->second->answer = header;
-    found->second->timer.cancel();
+    const std::shared_ptr<PendingCall> pending = found->second;
+    pending->answer = header;
+    pending->timer.cancel();
+    if (pending->atOnce) pending->atOnce(header);
 }
 
 asio::awaitable<void> Session::Changed(Deadline until)

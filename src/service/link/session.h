@@ -108,13 +108,16 @@ private:
     Task<std::shared_ptr<Connection>> OpenPersonal();
     Task<std::shared_ptr<Connection>> TryDoor();
     void Greet();
-    Task<Header> Call(Header header, std::uint32_t call, Deadline deadline);
+    /// `atOnce` runs when the answer arrives, in front of the frames behind it.
+    Task<Header> Call(Header header, std::uint32_t call, Deadline deadline,
+                      std::function<void(const Header& answer)> atOnce = {});
     Task<LoggedIn> AskLogin(bool again, Deadline deadline);
     Task<void> WaitReady(Deadline deadline);
     Task<void> Changed(Deadline until);
     void NotifyChanged();
 
     void TakePlace(const Place& place);
+    void BackAt(const Place& place);
     void OnAnswer(std::uint32_t call, const Header& header);
     void OnRefused(const Refused& refused);
     void OnBye(const Bye& bye);

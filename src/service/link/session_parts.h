@@ -23,6 +23,7 @@ struct Session::PendingCall {
     PendingCall(boost::asio::io_context& io, Deadline deadline) : timer(io, deadline) {}
     boost::asio::steady_timer timer;  // cancelled when one of the two below is there
     std::optional<Header> answer;
+    std::function<void(const Header&)> atOnce;
     std::string lost;
 };
 

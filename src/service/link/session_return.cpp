@@ -98,6 +98,14 @@ asio::awaitable<bool> Session::ReturnOnce()
     co_return true;
 }
 
+/// The seat is taken again; whoever left meanwhile gave it up.
+void Session::BackAt(const Place& place)
+{
+    if (!mSeat) return;
+    TakePlace(place);
+    mIncoming.Return(place);
+}
+
 Cursor Session::TakenCursor() const
 {
     const ReadMarks marks = mQueue.Marks(false);
@@ -116,11 +124,10 @@ asio::awaitable<bool> Session::TryResume(Deadline deadline)
     resume.set_seat(mSeat->number);
     resume.set_token(mSeat->token);
     *resume.mutable_cursor() = TakenCursor();
-    const Header answer = co_await Call(header, mLastCall, deadline);
-    if (!mSeat || answer.resumed().result() != RESULT_OK) co_return false;
-    TakePlace(answer.resumed().place());
-    mIncoming.Return(answer.resumed().place());
-    co_return true;
+    const Header answer = co_await Call(header, mLastCall, deadline, [this](const Header& at) {
+        if (at.resumed().result() == RESULT_OK) BackAt(at.resumed().place());
+    });
+    co_return answer.resumed().result() == RESULT_OK;
 }
 
 asio::awaitable<bool> Session::LoginAgain(Deadline deadline)
@@ -142,19 +149,17 @@ asio::awaitable<bool> Session::EnterAgain(Deadline deadline)
     enter.set_code(mSeat->code);
     enter.set_rejoin(mSeat->meeting);
     *enter.mutable_cursor() = TakenCursor();
-    const Header answer = co_await Call(header, mLastCall, deadline);
+    const Header answer = co_await Call(header, mLastCall, deadline, [this](const Header& at) {
+        if (at.entered().result() == RESULT_OK) BackAt(at.entered().place());
+    });
     const Entered& entered = answer.entered();
     switch (entered.result()) {
-        case RESULT_OK: break;
+        case RESULT_OK: co_return true;
         case RESULT_ENDED:
         case RESULT_NOT_FOUND:
         case RESULT_NOT_PERMITTED: throw EndedForGood(RefusalText(entered.result()));
         default: mAskedWait = std::chrono::milliseconds(entered.wait_ms()); co_return false;
     }
-    if (!mSeat) co_return true;
-    TakePlace(entered.place());
-    mIncoming.Return(entered.place());
-    co_return true;
 }
 
 }  // namespace zephyl::link

@@ -1,0 +1,343 @@
+// The real link against a real relay, both in this process.
+#include <spdlog/spdlog.h>
+
+#include <array>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/use_future.hpp>
+
+#include "cipher/code_page.h"
+#include "cipher/password.h"
+#include "service/codec/jpeg_encoder.h"
+#include "service/link/link_messenger.h"
+#include "service/relay/relay_fixture.h"
+#include "support/cut_proxy.h"
+#include "support/linked_attendee.h"
+
+namespace zephyl {
+namespace {
+
+using namespace Qt::StringLiterals;
+using AttendeePtr = std::unique_ptr<LinkedAttendee>;
+
+const QString kStroke = u"[[ZUM_WB_PEN]]3"_s;
+const QString kClear = u"[[ZUM_WB_CLEAR]]"_s;
+
+QByteArray Jpeg(int width, int height)
+{
+    JpegEncoder encoder;
+    const std::vector<std::uint8_t> frame(Bgr24Bytes(width, height), 90);
+    const JpegBytes jpeg = encoder.EncodeBgr24(frame, width, height, 50);
+    return QByteArray(reinterpret_cast<const char*>(jpeg.data()), qsizetype(jpeg.size()));
+}
+
+class LinkTest : public RelayTest {
+protected:
+    LinkTest() { StartRelay(); }
+    /// A relay that keeps the seat of whoever was cut off.
+    void StartPatientRelay()
+    {
+        options.times.grace = std::chrono::minutes(1);
+        StartRelay();
+    }
+
+    AttendeePtr Attendee(std::uint16_t port = 0)
+    {
+        const std::string address = "127.0.0.1:" + std::to_string(port ? port : relay->Port());
+        return std::make_unique<LinkedAttendee>(QString::fromStdString(address), relay->Fingerprint());
+    }
+    /// Logged in and in the meeting "Room1", which the first one makes.
+    AttendeePtr Joined(const char* handle, std::uint16_t port = 0)
+    {
+        auto attendee = Attendee(port);
+        EXPECT_TRUE(attendee->Login(QString::fromLatin1(handle)))
+            << qPrintable(attendee->link->LastRefusal());
+        EXPECT_TRUE(mMade ? attendee->link->JoinMeeting(u"room1"_s)
+                          : attendee->link->CreateMeeting(u"Room1"_s, {}));
+        mMade = true;
+        return attendee;
+    }
+
+private:
+    bool mMade = false;
+};
+
+TEST_F(LinkTest, TalksInOrderAndWhispersToOne)
+{
+    auto alice = Joined("ALICE");  // the account's spelling counts from here on
+    auto bob = Joined("bob"), carol = Joined("carol");
+    EXPECT_EQ(alice->link->Handle(), u"Alice"_s);
+    EXPECT_EQ(alice->Next(2), QStringList({u"bob=5"_s, u"carol=5"_s}));
+    EXPECT_EQ(bob->Next(), u"carol=5"_s);
+    EXPECT_EQ(carol->Handles(), QStringList({u"carol"_s, u"Alice"_s, u"bob"_s}));  // the own handle first
+
+    alice->link->Send(u"bob"_s, u"psst"_s);
+    for (int twice = 0; twice < 2; ++twice)
+        for (const QString& to : {u"bob"_s, u"carol"_s}) alice->link->Send(to, u"hello"_s);
+    alice->Turn();
+    EXPECT_EQ(bob->Next(3), QStringList({u"Alice:psst"_s, u"Alice:hello"_s, u"Alice:hello"_s}));
+    EXPECT_EQ(carol->Next(2), QStringList({u"Alice:hello"_s, u"Alice:hello"_s}));  // and no whisper
+    bob->link->LeaveMeeting();
+    EXPECT_EQ(bob->Next(3), QStringList({u"Alice=0"_s, u"bob=0"_s, u"carol=0"_s}));
+    EXPECT_EQ(alice->Next(), u"bob=0"_s);
+    EXPECT_EQ(carol->Next(), u"bob=0"_s);
+    EXPECT_TRUE(carol->heard.empty() && alice->heard.empty());
+}
+
+TEST_F(LinkTest, WhatWentToEveryoneReachesTheNewcomerAndAWhisperDoesNot)
+{
+    auto alice = Joined("Alice"), bob = Joined("bob");
+    alice->Next();
+    alice->link->Keep(u"[[ZUM_WB_PEN]]0"_s);  // drawn while nobody was there
+    alice->Draw(kStroke);
+    alice->link->Send(u"bob"_s, u"only you"_s);
+    alice->link->Send(u"bob"_s, u"[[ZUM_WB_PEN]]9"_s);  // by Send it keeps its list, whatever it is
+    alice->Turn();
+    EXPECT_TRUE(bob->Until([&] { return bob->heard.size() == 4; }));
+    auto carol = Joined("carol");
+    EXPECT_EQ(carol->Next(2), QStringList({u"Alice:[[ZUM_WB_PEN]]0"_s, u"Alice:"_s + kStroke}));
+    alice->link->Send(u"carol"_s, u"now you"_s);
+    alice->Turn();
+    EXPECT_EQ(carol->Next(), u"Alice:now you"_s);
+}
+
+TEST_F(LinkTest, PicturesComeDecodedToEverybodyAndToOneself)
+{
+    auto alice = Joined("Alice"), bob = Joined("bob");
+    EXPECT_EQ(alice->Next(), u"bob=5"_s);
+    alice->Film(Jpeg(40, 20));
+    alice->Turn();
+    for (auto* one : {alice.get(), bob.get()}) EXPECT_EQ(one->Next(), u"Alice#40x20"_s);
+    const QString prefixed = u"[[ZUM_RESERVED_HANDLE_WHITEBOARD]]Alice"_s;
+    alice->link->Users()->Item(u"bob"_s)->SendVideoFrame(Jpeg(48, 8), prefixed, -32768, 32767, 2, 65);
+    alice->Turn();
+    EXPECT_EQ(bob->Next(), prefixed + u"#48x8"_s);
+}
+
+TEST_F(LinkTest, RefusesAtTheCallWhatCannotBeSent)
+{
+    auto alice = Joined("Alice"), bob = Joined("bob");
+    alice->Next();
+    const auto item = alice->link->Users()->Item(u"bob"_s);
+    const QByteArray small(100, 'x');
+    const QString twice = u"[[ZUM_RESERVED_HANDLE_WHITEBOARD]][[ZUM_RESERVED_HANDLE_WHITEBOARD]]Alice"_s;
+    const struct {
+        const char* what;
+        std::function<void()> call;
+        bool refused;
+    } rows[] = {
+        {"a foreign sender", [&] { item->Deliver(u"bob"_s, {}, u"x"_s, 0); }, true},
+        {"another case", [&] { item->Deliver(u"alice"_s, {}, u"x"_s, 0); }, true},
+        {"a foreign picture", [&] { item->SendVideoFrame(small, u"bob"_s, 0, 0, 0, 65); }, true},
+        {"two prefixes", [&] { item->SendVideoFrame(small, twice, 0, 0, 2, 65); }, true},
+        {"x beyond", [&] { item->SendVideoFrame(small, u"Alice"_s, 32768, 0, 0, 65); }, true},
+        {"y beyond", [&] { item->SendVideoFrame(small, u"Alice"_s, 0, -32769, 0, 65); }, true},
+        {"longest text", [&] { alice->link->Send(u"bob"_s, QString(20'480, QChar(0xe9))); }, false},
+        {"one more", [&] { alice->link->Send(u"bob"_s, QString(20'480, QChar(0xe9)) + u'x'); }, true},
+        {"largest frame", [&] { item->SendVideoFrame(QByteArray(512 * 1024, 'x'), u"Alice"_s, 0, 0, 0, 65); },
+         false},
+        {"one more", [&] { item->SendVideoFrame(QByteArray(512 * 1024 + 1, 'x'), u"Alice"_s, 0, 0, 0, 65); },
+         true},
+        {"too large a record", [&] { item->Deliver(u"Alice"_s, {}, kStroke + QString(8 << 20, u'1'), 0); },
+         true},
+        {"no recipient", [&] { alice->link->Send(QString(), u"x"_s); }, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        if (row.refused)
+            EXPECT_THROW(row.call(), std::runtime_error);
+        else
+            EXPECT_NO_THROW(row.call());
+    }
+    alice->link->Logout();
+    EXPECT_THROW(item->Deliver(u"Alice"_s, {}, u"x"_s, 0), std::runtime_error);
+    alice->link.reset();
+    EXPECT_THROW(item->Deliver(u"Alice"_s, {}, u"x"_s, 0), std::runtime_error);
+}
+
+TEST_F(LinkTest, AFullOutboxRefusesTheNextPostWhole)
+{
+    StartPatientRelay();
+    CutProxy proxy(relay->Port());
+    auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
+    alice->Next();
+    proxy.Block(true);
+    proxy.Cut();
+    const QString record = kStroke + QString(4 << 20, u'1');
+    int taken = 0;
+    EXPECT_THROW(
+        for (; taken < 20; ++taken) {
+            alice->Draw(record);
+            alice->Turn();
+        },
+        std::runtime_error);
+    EXPECT_EQ(taken, 7);  // of 4 MiB and a little: the eighth is over 32 MiB
+    proxy.Block(false);
+    for (int i = 0; i < taken; ++i) EXPECT_EQ(bob->Next().size(), record.size() + 6);
+    EXPECT_TRUE(alice->Until([&] { return StatsOf(*alice->link).outbox == 0; }));
+    EXPECT_NO_THROW(alice->Draw(record));
+}
+
+TEST_F(LinkTest, RefusalsAreResultsWithAReason)
+{
+    auto alice = Attendee();
+    const struct {
+        const char* handle;
+        QString stored;
+        const char* reason;
+    } rows[] = {
+        {"Alice", EncipherPassword(u"wrong"_s), "wrong"},
+        {"nobody", EncipherPassword(u"secret"_s), "wrong"},
+        {"Alice", EncipherPassword(u"пароль"_s), "Windows-1252"},  // became "??????"
+    };
+    for (const auto& row : rows) {
+        EXPECT_FALSE(alice->link->Login(QString::fromLatin1(row.handle), row.stored, {}));
+        EXPECT_TRUE(alice->link->LastRefusal().contains(QLatin1String(row.reason)))
+            << qPrintable(alice->link->LastRefusal());
+        EXPECT_FALSE(alice->link->LoggedIn());
+    }
+    EXPECT_THROW(alice->link->HasMeetingPermission(), std::runtime_error);
+    EXPECT_THROW(alice->link->SendPassword(u"Alice"_s), std::runtime_error);  // this service has no mail
+    EXPECT_TRUE(alice->link->Login(u"Alice"_s, EncipherPassword(u"  secret "_s), {}));  // blanks at the ends
+    EXPECT_TRUE(alice->link->HasMeetingPermission());
+    EXPECT_EQ(alice->link->ServerKey().size(), 20);
+    EXPECT_FALSE(alice->link->JoinMeeting(u"nocode"_s));
+    EXPECT_TRUE(alice->link->CreateMeeting(u"Taken1"_s, {}));
+
+    relay->TheAccounts().SetPermitted("bob", false);
+    auto bob = Attendee();
+    EXPECT_TRUE(bob->Login(u"bob"_s));
+    EXPECT_FALSE(bob->link->HasMeetingPermission());
+    EXPECT_FALSE(bob->link->JoinMeeting(u"taken1"_s));
+    auto carol = Attendee();
+    EXPECT_TRUE(carol->Login(u"carol"_s));
+    EXPECT_FALSE(carol->link->CreateMeeting(u"taken1"_s, {}));
+    EXPECT_TRUE(carol->link->JoinMeeting(u"taken1"_s));  // the session is still good for another try
+
+    auto nobody = std::make_unique<LinkedAttendee>(u"127.0.0.1:1"_s);
+    EXPECT_FALSE(nobody->Login(u"Alice"_s));
+    EXPECT_EQ(nobody->questions, 0);
+}
+
+TEST_F(LinkTest, TrustIsAskedOnceAndWaitsWithoutAClock)
+{
+    auto alice = Attendee();
+    alice->pins.clear();
+    EXPECT_FALSE(alice->Login(u"Alice"_s));  // "no" is the answer
+    EXPECT_EQ(alice->questions, 1);
+    EXPECT_TRUE(alice->pins.empty());
+    alice->answer = true;
+    EXPECT_TRUE(alice->Login(u"Alice"_s));
+    EXPECT_TRUE(alice->Login(u"Alice"_s));
+    EXPECT_EQ(alice->questions, 2);
+    EXPECT_EQ(alice->pins[alice->service], QString::fromStdString(relay->Fingerprint()));
+}
+
+/// Counts what a client says to a service that nobody trusts.
+TEST_F(LinkTest, ServiceWithAnotherKeyHearsNothing)
+{
+    namespace asio = boost::asio;
+    TemporaryFolder elsewhere;
+    PreparePrivateFolder(elsewhere.path);
+    const Identity identity = PrepareIdentity(elsewhere.path);
+    asio::io_context io;
+    asio::ip::tcp::acceptor acceptor(io, {asio::ip::address_v4::loopback(), 0});
+    auto said = asio::co_spawn(
+        io,
+        [&]() -> asio::awaitable<std::string> {
+            TlsStream stream(co_await acceptor.async_accept(asio::use_awaitable),
+                             TlsContext::Server(identity.key, identity.certificate));
+            std::string bytes;
+            try {
+                co_await stream.Handshake();
+                for (;;) co_await stream.Read(bytes);
+            } catch (const std::exception&) {
+                co_return bytes;
+            }
+        },
+        asio::use_future);
+    std::thread server([&] { io.run(); });
+    auto alice = Attendee(acceptor.local_endpoint().port());  // pinned: the real relay's key
+    EXPECT_FALSE(alice->Login(u"Alice"_s));
+    EXPECT_TRUE(alice->link->LastRefusal().contains(u"not the one that was accepted"_s));
+    EXPECT_EQ(said.get(), "");
+    EXPECT_EQ(alice->questions, 0);
+    server.join();
+}
+
+TEST_F(LinkTest, AnotherMeetingHasItsOwnCollectionAndEvents)
+{
+    auto alice = Joined("Alice"), bob = Joined("bob");
+    alice->Next();
+    const auto old = alice->link->Users();
+    alice->Hold(true);
+    bob->link->Send(u"Alice"_s, u"too late"_s);
+    bob->Turn();
+    bob->link->LeaveMeeting();  // so it has been appended
+    alice->link->Logout();
+    EXPECT_TRUE(old->Items().empty());
+    EXPECT_FALSE(alice->link->LoggedIn());
+    EXPECT_TRUE(alice->Login(u"Alice"_s));
+    EXPECT_TRUE(alice->link->CreateMeeting(u"Other1"_s, {}));
+    alice->Hold(false);
+    EXPECT_NE(alice->link->Users(), old);
+    EXPECT_EQ(alice->Next(), u"Alice (earlier):"_s + kClear);  // the board still showed the other meeting
+    bob->heard.clear();
+    EXPECT_TRUE(bob->link->JoinMeeting(u"other1"_s));
+    EXPECT_EQ(alice->Next(), u"bob=5"_s);
+    EXPECT_TRUE(alice->heard.empty());
+}
+
+TEST_F(LinkTest, AServiceThatStopsFreezesNobody)
+{
+    auto alice = Joined("Alice"), bob = Joined("bob");
+    alice->Next();
+    options.port = relay->Port();
+    relay->Stop();
+    relay.reset();
+    EXPECT_TRUE(alice->Until(
+        [&] { return !alice->states.empty() && alice->states.back().phase == LinkState::Phase::Cut; }));
+    EXPECT_NO_THROW(alice->link->Send(u"bob"_s, u"are you there"_s));
+    alice->Turn();
+    StartRelay();  // its memory is empty: the meeting is gone, and so is the session
+    EXPECT_EQ(alice->Next(2), QStringList({u"Alice=0"_s, u"bob=0"_s}));
+    EXPECT_TRUE(alice->Until([&] { return alice->states.back().phase == LinkState::Phase::Ended; }));
+    EXPECT_TRUE(alice->states.back().text.contains(u"1 line to bob"_s))
+        << qPrintable(alice->states.back().text);
+    EXPECT_FALSE(alice->link->LoggedIn());
+    EXPECT_TRUE(alice->Handles().isEmpty());
+    EXPECT_TRUE(alice->Login(u"Alice"_s));
+    EXPECT_TRUE(alice->link->CreateMeeting(u"Room1"_s, {}));
+}
+
+TEST_F(LinkTest, ACutCostsNothingWithinGrace)
+{
+    StartPatientRelay();
+    CutProxy proxy(relay->Port());
+    auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
+    EXPECT_EQ(alice->Next(), u"bob=5"_s);
+    QStringList sent;
+    for (int round = 0; round < 8; ++round) {
+        proxy.CutAfter(std::size_t(200 + 977 * round));  // of the connection that comes next
+        proxy.Cut();
+        for (int i = 0; i < 20; ++i) {
+            const QString text = u"%1.%2"_s.arg(round).arg(i) + QString(200, u'x');
+            alice->link->Send(u"bob"_s, text);
+            bob->link->Send(u"Alice"_s, text);
+            sent += text;
+        }
+        alice->Turn();
+        bob->Turn();
+    }
+    for (const QString& text : sent) {
+        ASSERT_EQ(bob->Next(), u"Alice:"_s + text);  // once, in order, and nobody saw a leave
+        ASSERT_EQ(alice->Next(), u"bob:"_s + text);
+    }
+    EXPECT_TRUE(alice->Until([&] { return StatsOf(*alice->link).outbox == 0; }));
+    EXPECT_GT(StatsOf(*alice->link).reconnects, 0u);
+    EXPECT_TRUE(bob->heard.empty());
+}
+
+}  // namespace
+}  // namespace zephyl

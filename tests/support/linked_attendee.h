@@ -1,0 +1,77 @@
+#pragma once
+// A client built on the real link, with the test's own thread as its user-interface thread.
+
+#include <condition_variable>
+#include <deque>
+#include <iosfwd>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "contract/link_needs.h"
+#include "contract/messenger_service.h"
+
+/// Failures show texts as texts.
+void PrintTo(const QString& text, std::ostream* stream);
+
+class LinkedAttendee final : public MessengerEvents,
+                             private UiPost,
+                             private AnswerWait,
+                             private EventGate,
+                             private TrustQuestion,
+                             private ServiceSettings {
+public:
+    /// `pin`: the key to trust; "": none.
+    explicit LinkedAttendee(QString service, const std::string& pin = {});
+    ~LinkedAttendee() override;
+
+    bool Login(const QString& handle, const QString& password = QStringLiteral("secret"));
+    /// To everybody in the collection but oneself, as the board does it.
+    void Draw(const QString& record);
+    /// To everybody in the collection, oneself too, as the camera does it.
+    void Film(const QByteArray& jpeg, int type = 0);
+    QStringList Handles() const;
+
+    /// Runs what is posted, and waits for more, until `enough` holds; false after 20 s.
+    bool Until(const std::function<bool()>& enough);
+    /// The next event that is not `skip`ped: "from:text", "handle=5", "from#WxH". "nothing" after 20 s.
+    QString Next();
+    QStringList Next(int count);
+    /// Runs what is posted by now; events that came of it are in `heard`.
+    void Turn();
+
+    std::deque<QString> heard;
+    std::vector<LinkState> states;
+    QStringList log;
+    QString service;
+    std::map<QString, QString> pins;
+    int questions = 0;
+    bool answer = false;  // to the trust question
+    std::function<void()> whileAsked;
+    std::unique_ptr<MessengerService> link;  // the last one: gone first
+
+    void Hold(bool held);  // the gate
+
+private:
+    void NewMessage(const QString& fromHandle, const QString& message) override;
+    void StatusChanged(const QString& userHandle, qint32 newStatus) override;
+    void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
+                    qint32 frameType) override;
+    void LinkChanged(const LinkState& state) override { states.push_back(state); }
+    void Post(std::function<void()> work) override;
+    bool Wait(PendingAnswer& pending, std::chrono::milliseconds limit) override;
+    bool IsOpen() const override { return !mHeld; }
+    void WhenOpen(std::function<void()> drain) override { mDrain = std::move(drain); }
+    bool Ask(const QString& name, const QString& fingerprint) override;
+    QString DefaultConfig() override { return {}; }
+    ServiceChoice Read(const QString&) override { return {service, Protocol::Tcp, std::chrono::seconds(1)}; }
+    std::optional<QString> PinnedKey(const QString& name) override;
+    void PinKey(const QString& name, const QString& fingerprint) override { pins[name] = fingerprint; }
+
+    std::mutex mMutex;
+    std::condition_variable mPostedSome;
+    std::deque<std::function<void()>> mPosted;
+    std::function<void()> mDrain;
+    bool mHeld = false;
+    std::shared_ptr<UsersCollection> mUsers;
+};
