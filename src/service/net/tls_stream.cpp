@@ -4,6 +4,7 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -207,6 +208,12 @@ asio::awaitable<void> TlsStream::Write(std::string_view bytes)
 {
     Put(bytes);
     co_await Drain();
+}
+
+bool TlsStream::PeerClosed() const
+{
+    pollfd state{const_cast<Socket&>(mSocket).native_handle(), POLLRDHUP, 0};
+    return ::poll(&state, 1, 0) > 0;
 }
 
 void TlsStream::Close() noexcept

@@ -58,6 +58,8 @@ public:
     bool Flush();
     std::size_t Backlog() const { return mOut.size() - mOutAt; }
 
+    /// True when the other side has closed behind what it has sent.
+    bool PeerClosed() const;
     /// Says goodbye if the socket takes it at once, and closes. Waiting calls end with operation_aborted.
     void Close() noexcept;
 

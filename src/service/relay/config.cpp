@@ -35,7 +35,7 @@ constexpr std::array kNumbers{
               [](RelayOptions& o, std::int64_t v) { o.threads = static_cast<unsigned>(v); }, 0,
               "Threads that serve connections. 0: as many as the machine has cores."},
     NumberKey{"grace_seconds", 0, 600,
-              [](RelayOptions& o, std::int64_t v) { o.times.grace = milliseconds(v * 1000); }, 0,
+              [](RelayOptions& o, std::int64_t v) { o.times.grace = milliseconds(v * 1000); }, 60,
               "Seconds that a seat outlives its connection. Until then nobody sees the attendee leave\n"
               "and nothing sent to them is lost. 0: leave at once."},
     NumberKey{"away_seconds", 0, 86'400,

@@ -106,6 +106,8 @@ asio::awaitable<void> Connection::LogIn(Login login)
 {
     const LoginVerdict verdict = co_await Ask(mServices.desk, login, mAddress);
     mSince = Clock::now();  // the time at the desk is not the client's
+    // Somebody who has given up meanwhile must not push out the one who came next.
+    if (mStream.PeerClosed()) throw WireError("gone while the password was checked");
     Header header;
     LoggedIn& answer = *header.mutable_logged_in();
     answer.set_call(login.call());

@@ -60,11 +60,13 @@ asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session,
     if (entry.session) {
         const bool sameStream = entry.session->stream == session->stream;
         if (!sameStream && again) co_return false;
-        if (!sameStream)
+        entry.session->fenced = true;
+        if (!sameStream) {
             EndEntry(entry, BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
-        else if (const auto older = entry.connection.lock(); older && older != connection)
+            entry.meeting.reset();
+        } else if (const auto older = entry.connection.lock(); older && older != connection) {
             older->PostEnd(BYE_REPLACED, "");
-        if (!sameStream) entry.meeting.reset();
+        }
     }
     entry.session = session;
     entry.connection = connection;
@@ -75,7 +77,7 @@ asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> ses
 {
     Found found;
     const auto entry = mEntries.find(session->key);
-    if (!session->permitted || entry == mEntries.end() || entry->second.session->stream != session->stream) {
+    if (!session->permitted || session->fenced || entry == mEntries.end()) {
         found.result = RESULT_NOT_PERMITTED;
         co_return found;
     }

@@ -18,6 +18,7 @@ LaneOut::LaneOut(Channel channel, MeetingLog& log, Receiver receiver, std::size_
 void LaneOut::Begin(std::uint64_t cursor, std::uint64_t enteredAt)
 {
     mEnteredAt = enteredAt;
+    mListedAt = mLog.State(mChannel).end;
     mPulled = mSent = mRead = cursor;
     mReady.clear();
     mItem.reset();
@@ -28,9 +29,10 @@ void LaneOut::Begin(std::uint64_t cursor, std::uint64_t enteredAt)
 
 bool LaneOut::Concerns(const LogItem& item) const
 {
+    if (item.presence && (item.sequence <= mListedAt || item.about == mReceiver.number)) return false;
+    if (item.sequence <= mEnteredAt) return item.kept;
     if (item.stream != 0 && item.stream == mReceiver.stream) return false;
-    if (item.notTo == mReceiver.number) return false;
-    if (item.everyone) return item.kept || item.sequence > mEnteredAt;
+    if (item.everyone) return true;
     return std::binary_search(item.seats.begin(), item.seats.end(), mReceiver.number);
 }
 
@@ -71,8 +73,10 @@ bool LaneOut::ReadMore()
 {
     if (mReading) return false;
     const ChannelState state = mLog.State(mChannel);
-    if (state.lost > mPulled) mSkipped = state.lost;
-    mPulled = std::max(mPulled, state.begin);
+    if (state.lost > mPulled) {
+        mSkipped = mPulled = state.lost;
+        mListedAt = state.end;  // the list that goes with it
+    }
     if (mPulled >= state.end) return false;
     mReading = std::make_shared<bool>(true);
     const std::shared_ptr<bool> atOnce = mReading;

@@ -24,7 +24,8 @@ public:
     LaneOut(Channel channel, MeetingLog& log, Receiver receiver, std::size_t window,
             std::function<void()> wake);
 
-    /// Begins anew behind `cursor`. Up to `enteredAt` only what is kept for newcomers is sent.
+    /// Begins anew behind `cursor`. Up to `enteredAt` only what is kept for newcomers is sent, the receiver's
+    /// own part of it too. Presence up to now is left out: the receiver gets a list of who is there.
     void Begin(std::uint64_t cursor, std::uint64_t enteredAt);
     /// Appends whole frames while the batch is below `limit` and the window allows it.
     void Fill(std::string& batch, std::size_t limit);
@@ -52,8 +53,9 @@ private:
     const std::size_t mWindow;
     const std::function<void()> mWake;
     std::uint64_t mEnteredAt = 0;
-    std::uint64_t mPulled = 0;  // read from the log up to here
-    std::uint64_t mSent = 0;    // last item that was sent whole
+    std::uint64_t mListedAt = 0;  // presence up to here is known to the receiver
+    std::uint64_t mPulled = 0;    // read from the log up to here
+    std::uint64_t mSent = 0;      // last item that was sent whole
     std::uint64_t mRead = 0;
     std::uint64_t mSkipped = 0;
     std::deque<ItemPtr> mReady;  // read, not yet sent

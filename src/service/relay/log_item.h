@@ -18,8 +18,9 @@ struct LogItem {
     std::uint64_t sequence = 0;
     std::uint64_t stream = 0;  // 0: the relay itself
     std::uint64_t number = 0;
-    SeatNumber notTo = 0;  // its sender, or whom a presence is about
+    SeatNumber about = 0;  // whose presence it tells
     bool everyone = false;
+    bool presence = false;          // a list of attendees that comes later says it already
     bool kept = false;              // part of the board that newcomers get
     std::vector<SeatNumber> seats;  // sorted; when not for everyone
     std::string frames;             // complete, with sequence: header and More frames

@@ -39,13 +39,7 @@ void LoginDesk::Check(const std::string& handle, const std::string& password, co
     const std::string key = forms ? forms->key : std::string();
     LoginVerdict verdict;
     verdict.wait = mBackOff.WaitFor(key, address, BackOff::Clock::now());
-    if (verdict.wait.count() == 0 && mWaiting.load() >= kQueue + kWorkers) verdict.wait = kBusyWait;
-    if (verdict.wait.count() > 0) {
-        verdict.result = RESULT_LATER;
-        return done(std::move(verdict));
-    }
-    ++mWaiting;
-    boost::asio::post(mPool, [this, handle, key, password, address, done = std::move(done)] {
+    const auto check = [this, handle, key, password, address, done] {
         LoginVerdict answer;
         try {
             answer = Decide(handle, key, password);
@@ -53,11 +47,39 @@ void LoginDesk::Check(const std::string& handle, const std::string& password, co
             answer.result = RESULT_LATER;  // no memory, or a store that is busy
             answer.wait = kBusyWait;
         }
-        --mWaiting;
         if (answer.result == RESULT_WRONG) mBackOff.Wrong(key, address, password, BackOff::Clock::now());
         if (answer.result == RESULT_OK) mBackOff.Right(key);
         done(std::move(answer));
-    });
+        Finished(key);
+    };
+    if (verdict.wait.count() == 0 && !Queue(key, check)) verdict.wait = kBusyWait;
+    if (verdict.wait.count() == 0) return;
+    verdict.result = RESULT_LATER;
+    done(std::move(verdict));
+}
+
+// False: too many wait.
+bool LoginDesk::Queue(const std::string& key, std::function<void()> check)
+{
+    const std::lock_guard lock(mMutex);
+    if (mWaiting >= kQueue + kWorkers) return false;
+    ++mWaiting;
+    auto& waiting = mByHandle[key];
+    waiting.push_back(std::move(check));
+    if (waiting.size() == 1) boost::asio::post(mPool, waiting.front());
+    return true;
+}
+
+void LoginDesk::Finished(const std::string& key)
+{
+    const std::lock_guard lock(mMutex);
+    --mWaiting;
+    const auto at = mByHandle.find(key);
+    at->second.pop_front();
+    if (at->second.empty())
+        mByHandle.erase(at);
+    else
+        boost::asio::post(mPool, at->second.front());
 }
 
 LoginVerdict LoginDesk::Decide(const std::string& handle, const std::string& key, const std::string& password)

@@ -1,10 +1,13 @@
 #pragma once
-// Checks passwords beside the io threads: a small pool with a short queue. Any thread may ask.
+// Checks passwords beside the io threads: a small pool with a short queue. Logins of one handle are
+// answered in the order in which they came. Any thread may ask.
 
-#include <atomic>
 #include <boost/asio/thread_pool.hpp>
+#include <deque>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <unordered_map>
 
 #include "service/relay/accounts.h"
 #include "service/relay/back_off.h"
@@ -33,6 +36,8 @@ public:
     void Run(std::function<void()> work);
 
 private:
+    bool Queue(const std::string& key, std::function<void()> check);
+    void Finished(const std::string& key);
     LoginVerdict Decide(const std::string& handle, const std::string& key, const std::string& password);
     LoginVerdict Register(const std::string& handle, const std::string& key, const std::string& password);
 
@@ -41,7 +46,9 @@ private:
     const HashCost mCost;
     const std::string mNobody;  // a hash that fits nothing: unknown handles cost the same
     BackOff mBackOff;
-    std::atomic<int> mWaiting{0};
+    std::mutex mMutex;
+    std::unordered_map<std::string, std::deque<std::function<void()>>> mByHandle;  // the first one is at work
+    int mWaiting = 0;
     boost::asio::thread_pool mPool;
 };
 

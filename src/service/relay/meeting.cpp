@@ -82,6 +82,10 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
 {
     const std::shared_ptr<Session> session = connection.TheSession();
     SeatPtr seat = OfKey(session->key);
+    if (session->fenced) {  // a later login has taken its place while this was on its way
+        connection.End(BYE_REPLACED, "");
+        return true;
+    }
     if (seat && seat->session->stream != session->stream) {
         if (seat->connection)
             seat->connection->End(BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
@@ -90,6 +94,7 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
     }
     if (mClosed || mStopping) return Refuse(connection, enter.call(), RESULT_LATER), false;
     const bool returns = seat && !enter.rejoin().empty();
+    if (seat) seat->session = session;
     if (!seat) {
         if (mSeats.size() >= mServices.options.bounds.seatsPerMeeting)
             return Refuse(connection, enter.call(), RESULT_FULL), false;
@@ -121,7 +126,7 @@ bool Meeting::Resume(Connection& connection, const zephyl::Resume& resume)
     Resumed& resumed = *header.mutable_resumed();
     resumed.set_call(resume.call());
     resumed.set_result(RESULT_UNKNOWN);
-    if (mClosed || at == mSeats.end() || (*at)->state == SeatState::Away ||
+    if (mClosed || at == mSeats.end() || (*at)->state == SeatState::Away || (*at)->session->fenced ||
         !(*at)->TokenFits(resume.token())) {
         connection.Send(header);
         return false;
@@ -171,6 +176,7 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     AddAttendees(*place.mutable_attendees());
     mLog->Seat(seat.Entry());
     seat.connection->Send(header);
+    for (const Header& refused : seat.numbers->refused) seat.connection->Send(refused);
     seat.acceptedNews = true;
     Wake(seat.number);
 }
@@ -203,7 +209,8 @@ void Meeting::Announce(const Seat& seat, int status)
     presence.set_address(seat.session->address);
     auto item = std::make_shared<LogItem>();
     item->channel = CHANNEL_TALK;
-    item->notTo = seat.number;
+    item->presence = true;
+    item->about = seat.number;
     item->everyone = true;
     Put(std::move(item), header, {}, BoardEffect::None);
 }

@@ -8,6 +8,8 @@
 namespace zephyl {
 namespace {
 
+constexpr std::size_t kRefusalsRemembered = 256;  // a client that is sane has none
+
 bool SixteenBits(int value)
 {
     return value >= -32768 && value <= 32767;
@@ -43,6 +45,10 @@ Meeting::After Meeting::Handle(Connection& connection, const FrameView& frame)
 {
     const SeatPtr seat = OfConnection(connection);
     if (!seat) return After::SeatGone;
+    if (seat->session->fenced) {  // a login elsewhere: what comes here now counts no more
+        connection.End(BYE_REPLACED, "");
+        return After::GoOn;
+    }
     if (!seat->tokenHashes[1].empty()) {
         seat->TokenArrived();
         mLog->Seat(seat->Entry());
@@ -105,6 +111,8 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
         header.mutable_refused()->set_number(post.number());
         header.mutable_refused()->set_reason(fault);
         seat.connection->Send(header);
+        seat.numbers->refused.push_back(std::move(header));
+        if (seat.numbers->refused.size() > kRefusalsRemembered) seat.numbers->refused.pop_front();
         seat.dirty = true;
         return;
     }
@@ -123,7 +131,7 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     item->channel = channel;
     item->stream = seat.session->stream;
     item->number = post.number();
-    item->notTo = seat.number;
+
     item->everyone = post.everyone();
     if (!item->everyone) item->seats = SeatsOf(post.recipients().handles(), seat.number);
     const BoardEffect effect = post.has_text() ? EffectOf(body) : BoardEffect::Change;

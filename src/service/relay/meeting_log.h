@@ -22,7 +22,7 @@ struct Sequences {
 
 /// How a channel stands. A cursor names the last item that was read: what follows has a higher sequence.
 struct ChannelState {
-    std::uint64_t begin = 0;    // cursors below this move up to it
+    std::uint64_t begin = 0;    // what is kept for newcomers begins behind it
     std::uint64_t end = 0;      // the last sequence given out
     std::uint64_t lost = 0;     // up to here items went at a bound; who had not read them misses something
     std::size_t keptBytes = 0;  // of the items kept for newcomers
@@ -61,7 +61,7 @@ public:
     virtual void Append(std::vector<ItemPtr> items, Done done) = 0;
     /// Items behind `from`, in order, about `bytes` of them and at least one if there is one.
     virtual void Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done) = 0;
-    /// Lets go what stands in front of `before`, and of what stands up to `readByAll` all that is not kept.
+    /// Lets go what is kept in front of `before`, and of what stands up to `readByAll` all that is not kept.
     virtual void Trim(Channel channel, std::uint64_t before, std::uint64_t readByAll) = 0;
     virtual void Seat(const SeatEntry& entry) = 0;
     virtual ChannelState State(Channel channel) const = 0;

@@ -53,11 +53,11 @@ void MemoryLog::Read(Channel channel, std::uint64_t from, std::size_t bytes, Rea
 void MemoryLog::Trim(Channel channel, std::uint64_t before, std::uint64_t readByAll)
 {
     Held& held = Of(channel);
-    while (!held.items.empty() && held.items.front()->sequence < before) DropFront(held);
-    if (before > 0) held.state.begin = std::max(held.state.begin, before - 1);
-    if (held.passing == 0) return;
+    const std::uint64_t begin = before > 0 ? before - 1 : 0;
+    if (held.passing == 0 && begin <= held.state.begin) return;
+    held.state.begin = std::max(held.state.begin, begin);
     std::erase_if(held.items, [&](const ItemPtr& item) {
-        const bool goes = !item->kept && item->sequence <= readByAll;
+        const bool goes = item->sequence <= (item->kept ? held.state.begin : readByAll);
         if (goes) Forget(held, *item);
         return goes;
     });

@@ -18,7 +18,7 @@ struct RelayTimes {
     std::chrono::milliseconds lostAfter = kLostAfterSilence;
     std::chrono::milliseconds stuckAfter{30'000};  // a socket that takes nothing
     std::chrono::milliseconds beforeLogin = kBeforeLogin;
-    std::chrono::milliseconds grace{0};            // a cut-off seat that nobody sees leave
+    std::chrono::milliseconds grace{60'000};       // a cut-off seat that nobody sees leave
     std::chrono::milliseconds away{600'000};       // and after that, until it is gone
     std::chrono::milliseconds keepEmpty{600'000};  // a meeting without seats
     std::chrono::milliseconds idleEnd{600'000};    // a personal service without connections

@@ -22,6 +22,7 @@ struct StreamMemory {
     std::uint64_t stream = 0;
     Sequences have;                   // highest own numbers
     Sequences safe;                   // of them, what the log has safely
+    std::deque<Header> refused;       // said again with every place: the client may have missed it
     std::deque<Waiting> talk, board;  // appended, not yet safe
     std::deque<Waiting>& Of(Channel channel) { return channel == CHANNEL_TALK ? talk : board; }
 };
@@ -59,7 +60,7 @@ public:
     SeatEntry Entry() const;
 
     const SeatNumber number;
-    const std::shared_ptr<Session> session;
+    std::shared_ptr<Session> session;  // of the login that took the seat last
     const std::shared_ptr<MeetingHold> hold;
     const std::shared_ptr<StreamMemory> numbers;
     std::shared_ptr<Connection> connection;  // null: detached or away

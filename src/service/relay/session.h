@@ -13,6 +13,7 @@ struct Session {
     std::string address;  // by which others reach this client
     std::uint64_t stream = 0;
     std::int64_t generation = 0;         // of the account's password
+    std::atomic<bool> fenced{false};     // a later login of the handle was answered
     std::atomic<bool> permitted{false};  // an operator may change it while the session lives
 };
 

@@ -41,6 +41,8 @@ protected:
         options.data = folder.path / "data";
         options.port = 0;
         options.times.tick = std::chrono::milliseconds(20);
+        options.times.grace =
+            std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
         options.bounds.connectionsPerAddress = 1000;
     }
 

@@ -1,0 +1,139 @@
+// Coming back: after a cut, after grace, and behind a login elsewhere.
+
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class ReturnTest : public RelayTest {
+protected:
+    ReturnTest() { options.times.grace = std::chrono::minutes(1); }
+    std::unique_ptr<RawClient> Fresh() { return std::make_unique<RawClient>(relay->Port()); }
+    static Cursor At(const Place& place) { return place.position(); }
+};
+
+TEST_F(ReturnTest, ResumesWithoutAnybodySeeingIt)
+{
+    auto bob = In("bob");
+    auto alice = In("Alice");
+    const Place cut = place;
+    alice->Post(1, "before the cut");
+    alice->WaitAccepted(CHANNEL_TALK, 1);
+    alice->Kill();
+    bob->Post(1, "meanwhile");
+    bob->WaitAccepted(CHANNEL_TALK, 1);
+    alice = Fresh();
+    const Resumed back = alice->Resume(cut, At(cut));
+    ASSERT_EQ(back.result(), RESULT_OK);
+    EXPECT_EQ(back.place().have().talk(), 1u);
+    EXPECT_EQ(alice->Wait(Header::kAccepted).header.accepted().talk(), 1u);  // the last one may be lost
+    EXPECT_EQ(alice->Texts(1), Texts{"bob: meanwhile"});
+    alice->Post(1, "before the cut");  // sent again, because no answer had come
+    alice->Post(2, "afterwards");
+    EXPECT_EQ(bob->Presence(), "Alice 5");
+    EXPECT_EQ(bob->Texts(2), (Texts{"Alice: before the cut", "Alice: afterwards"}));
+    EXPECT_TRUE(bob->Quiet(Header::kItem));  // and never a 0
+}
+
+TEST_F(ReturnTest, ATokenOpensItsOwnSeatOnce)
+{
+    auto alice = In("Alice");
+    Place tokens[3] = {place, place, place};
+    auto bob = In("bob");
+    tokens[1].set_token(place.token());  // bob's, for Alice's seat
+    tokens[2].set_token(std::string(32, 'x'));
+    for (int i = 1; i < 3; ++i)
+        EXPECT_EQ(Fresh()->Resume(tokens[i], At(place)).result(), RESULT_UNKNOWN) << i;
+    auto second = Fresh();
+    const Resumed lost =
+        second->Resume(tokens[0], At(place));  // its answer may be lost, so the old token stays good
+    ASSERT_EQ(lost.result(), RESULT_OK);
+    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_REPLACED);
+    auto third = Fresh();
+    const Resumed taken = third->Resume(tokens[0], At(place));
+    ASSERT_EQ(taken.result(), RESULT_OK);
+    EXPECT_TRUE(third->Quiet(Header::kItem));  // the first frame uses it up
+    EXPECT_EQ(Fresh()->Resume(tokens[0], At(place)).result(), RESULT_UNKNOWN);
+    EXPECT_EQ(Fresh()->Resume(lost.place(), At(place)).result(), RESULT_UNKNOWN);
+    EXPECT_EQ(Fresh()->Resume(taken.place(), At(place)).result(), RESULT_OK);
+}
+
+TEST_F(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
+{
+    auto bob = In("bob");
+    auto alice = In("Alice");
+    const Place cut = place;
+    Header half;
+    half.mutable_post()->set_channel(CHANNEL_TALK);
+    half.mutable_post()->set_number(1);
+    half.mutable_post()->set_everyone(true);
+    half.mutable_post()->mutable_text();
+    half.mutable_post()->set_total(30'000);
+    alice->Send(half, std::string(10'000, 'a'));
+    EXPECT_TRUE(alice->Quiet(Header::kItem));
+    alice = Fresh();
+    ASSERT_EQ(alice->Resume(cut, At(cut)).place().have().talk(), 0u);
+    alice->Post(1, "whole");
+    EXPECT_EQ(bob->Texts(1), Texts{"Alice: whole"});
+}
+
+TEST_F(ReturnTest, ARefusalIsSaidAgain)
+{
+    auto alice = In("Alice");
+    alice->Post(1, std::string(kTextBytes + 1, 'x'));
+    alice->Post(2, "taken");
+    alice->WaitAccepted(CHANNEL_TALK, 2);
+    alice->Kill();
+    alice = Fresh();
+    ASSERT_EQ(alice->Resume(place, At(place)).result(), RESULT_OK);
+    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 1u);
+}
+
+TEST_F(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
+{
+    options.times.grace = std::chrono::milliseconds(60);
+    auto bob = In("bob");
+    auto alice = In("Alice");
+    const Place cut = place;
+    EXPECT_EQ(bob->Presence(), "Alice 5");
+    alice->Kill();
+    EXPECT_EQ(bob->Presence(), "Alice 0");
+    bob->Post(1, "while away");
+    bob->WaitAccepted(CHANNEL_TALK, 1);
+    alice = Fresh();
+    EXPECT_EQ(alice->Resume(cut, At(cut)).result(), RESULT_UNKNOWN);
+    ASSERT_EQ(alice->Login("Alice", "secret", StreamOf("Alice"), true).result(), RESULT_OK);
+    const Entered back = alice->Enter("Room1", false, cut.meeting());
+    ASSERT_EQ(back.result(), RESULT_OK);
+    EXPECT_EQ(back.place().seat(), cut.seat());
+    EXPECT_EQ(alice->Texts(1), Texts{"bob: while away"});
+    EXPECT_EQ(bob->Presence(), "Alice 5");
+}
+
+TEST_F(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
+{
+    auto alice = In("Alice");
+    alice->Post(1, "[[ZUM_WB_PEN]]mine");
+    alice->WaitAccepted(CHANNEL_BOARD, 1);
+    alice->Leave();
+    const Entered again = alice->Enter("Room1", false);
+    EXPECT_EQ(again.place().have().board(), 1u);  // numbers go on
+    EXPECT_EQ(alice->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]mine"});
+}
+
+TEST_F(ReturnTest, WhatAGivenUpLoginSendsLaterCountsNoMore)
+{
+    auto bob = In("bob");
+    auto old = LoggedIn("Alice");
+    auto alice = LoggedIn("Alice");  // the same stream: the link came back by itself
+    EXPECT_EQ(old->Wait(Header::kBye).header.bye().reason(), BYE_REPLACED);
+    EXPECT_EQ(alice->Enter("Room1", false).result(), RESULT_OK);
+    EXPECT_TRUE(old->Ended());
+    EXPECT_EQ(bob->Presence(), "Alice 5");
+    EXPECT_TRUE(bob->Quiet(Header::kItem));
+}
+
+}  // namespace
+}  // namespace zephyl
