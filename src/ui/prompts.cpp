@@ -56,7 +56,7 @@ void Prepare(QMessageBox& box, BoxIcon icon, const QString& title, const QString
     box.setIcon(ToolkitIcon(icon));
     box.setWindowTitle(title);
     box.setText(text);
-    box.addButton(QMessageBox::Ok)->setObjectName(u"cmdOK"_s);
+    box.addButton(QMessageBox::Ok)->setObjectName(u"boxOK"_s);
 }
 
 void TraceBox(ProcessState& state, BoxIcon icon, const QString& title, const QString& text)

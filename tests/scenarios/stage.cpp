@@ -175,6 +175,11 @@ int Child::WaitForEnd(int seconds)
 
 Folder::Folder(QString keep) : mPath(std::move(keep)), mTemporary(mPath.isEmpty())
 {
+    // For a look at logs and traces afterwards.
+    if (mTemporary && qEnvironmentVariableIsSet("QUORVIA_KEEP")) {
+        mPath = qEnvironmentVariable("QUORVIA_KEEP") + u"/%1"_s.arg(getpid());
+        mTemporary = false;
+    }
     if (mTemporary) {
         QTemporaryDir made;
         made.setAutoRemove(false);
@@ -282,14 +287,10 @@ Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale
         u"Xvfb"_s, QStringList{u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, size, u"-nolisten"_s, u"tcp"_s},
         std::map<QString, QString>{}, mLogs);
     mDisplay = u":"_s + QString::fromLatin1(mServer->ReadLine().trimmed());
-    mEnvironment = {{u"DISPLAY"_s, mDisplay},
-                    {u"WAYLAND_DISPLAY"_s, u""_s},
-                    {u"XDG_CONFIG_HOME"_s, mHome},
-                    {u"XDG_DATA_HOME"_s, folder / "data"},
-                    {u"XDG_RUNTIME_DIR"_s, run},
-                    {u"HOME"_s, mHome},
-                    {u"QT_QPA_PLATFORM"_s, u"xcb"_s},
-                    {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
+    mEnvironment = {{u"DISPLAY"_s, mDisplay},         {u"WAYLAND_DISPLAY"_s, u""_s},
+                    {u"XDG_CONFIG_HOME"_s, mHome},    {u"XDG_DATA_HOME"_s, folder / "data"},
+                    {u"XDG_RUNTIME_DIR"_s, run},      {u"HOME"_s, mHome},
+                    {u"QT_QPA_PLATFORM"_s, u"xcb"_s}, {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
                     {u"LC_ALL"_s, u"C.UTF-8"_s}};
     // openbox says that it is there by running this.
     mManager = std::make_unique<Child>(u"openbox"_s, QStringList{u"--startup"_s, u"echo managed"_s},
@@ -441,14 +442,13 @@ QPoint Desk::Board(int x, int y)
 
 void Desk::Login(const QString& handle, const QString& password, const QString& code, bool join)
 {
-    Key(u"ctrl+a"_s);
-    Type(handle);
-    Key(u"Tab"_s);
-    Key(u"ctrl+a"_s);
-    Type(password);
-    ClickControl(u"cmbMeetingCode"_s);
-    Key(u"ctrl+a"_s);
-    Type(code);
+    for (const auto& [field, text] :
+         {std::pair(u"txtHandle"_s, handle), std::pair(u"txtPassword"_s, password),
+          std::pair(u"cmbMeetingCode"_s, code)}) {
+        ClickControl(field);
+        Key(u"ctrl+a"_s);
+        Type(text);
+    }
     ClickControl(join ? u"optJoinMeeting"_s : u"optNewMeeting"_s);
     ClickControl(u"cmdOK"_s);
 }

@@ -1,0 +1,204 @@
+// People at real windows and a script meet at a real service: what a newcomer would try first.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "scenarios/stage.h"
+
+using namespace Qt::StringLiterals;
+using namespace stage;
+
+namespace {
+
+QJsonObject Do(const char* what, QJsonObject fields = {})
+{
+    fields[u"do"_s] = QLatin1String(what);
+    return fields;
+}
+
+Match Message(const QString& from, const QString& text)
+{
+    return Both(Is("event", u"message"_s), Both(Is("from", from), Is("text", text)));
+}
+
+Match Begins(const char* field, const QString& with)
+{
+    return [field = QLatin1String(field), with](const QJsonObject& line) {
+        return line.value(field).toString().startsWith(with);
+    };
+}
+
+const std::map<QString, QString> kPeople = {
+    {u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}, {u"eve"_s, u"eve's secret"_s}};
+
+class Meeting : public testing::Test {
+protected:
+    /// A desk that knows the service and has its key pinned, with the login dialog open.
+    std::unique_ptr<Desk> Sit(const QString& name, bool pinned = true)
+    {
+        auto desk = std::make_unique<Desk>(folder, name);
+        if (pinned) desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
+        desk->StartClient({u"--service"_s, service.Address()});
+        desk->Wait("dialog", Is("name", u"frmLogin"_s));
+        return desk;
+    }
+    void Enter(Desk& desk, const QString& name, const QString& code, bool join)
+    {
+        desk.Login(name, kPeople.at(name), code, join);
+        desk.Wait("window_whole");
+    }
+    void Join(Script& script, const QString& name, const QString& code)
+    {
+        ASSERT_TRUE(script.Ask(Do("login", {{u"handle"_s, name}, {u"password"_s, kPeople.at(name)}}))[u"ok"_s]
+                        .toBool());
+        ASSERT_TRUE(script.Ask(Do("permission"))[u"allowed"_s].toBool());
+        ASSERT_TRUE(script.Ask(Do("join", {{u"code"_s, code}}))[u"ok"_s].toBool());
+    }
+    void Say(Desk& desk, const QString& text)
+    {
+        desk.ClickControl(u"txtMessage"_s);
+        desk.Type(text);
+        desk.Key(u"Return"_s);
+    }
+    void AnswerBox(Desk& desk, const QString& text)
+    {
+        EXPECT_EQ(desk.Wait("box").value(u"text"_s).toString(), text);
+        desk.Wait("dialog", Is("name", u"box"_s));
+        desk.Key(u"Return"_s);
+        desk.Wait("dialog", Is("name", u"frmLogin"_s));
+    }
+
+    Folder folder;
+    Service service{folder, kPeople};
+};
+
+}  // namespace
+
+TEST_F(Meeting, TwoPeopleAndAScriptTalkWhisperAndDraw)
+{
+    auto ann = Sit(u"ann"_s, false), bob = Sit(u"bob"_s);
+    // Nobody vouches for the service yet: refused by default, then trusted, then never asked again.
+    ann->Login(u"ann"_s, kPeople.at(u"ann"_s), u"Sketch01"_s, false);
+    EXPECT_EQ(ann->Wait("trust").value(u"fingerprint"_s).toString(), service.Fingerprint());
+    ann->Wait("dialog", Is("name", u"trust"_s));
+    ann->Key(u"Return"_s);
+    ann->Wait("dialog", Is("name", u"frmLogin"_s));
+    ann->ClickControl(u"cmdOK"_s);
+    ann->Wait("dialog", Is("name", u"trust"_s));
+    ann->ClickControl(u"cmdTrust"_s);
+    ann->Wait("window_whole");
+    Enter(*bob, u"bob"_s, u"sketch01"_s, true);
+    Script eve(service, folder, "eve");
+    Join(eve, u"eve"_s, u"SKETCH01"_s);
+    for (Desk* desk : {ann.get(), bob.get()}) desk->Wait("attendee", Is("handle", u"eve"_s));
+
+    Say(*ann, u"Hello all"_s);
+    EXPECT_EQ(bob->Wait("line", Is("from", u"ann"_s)).value(u"text"_s).toString(), u"Hello all"_s);
+    eve.Event(Message(u"ann"_s, u"Hello all"_s));
+    EXPECT_TRUE(eve.Ask(Do("send", {{u"to"_s, u"bob"_s}, {u"text"_s, u"psst"_s}}))[u"ok"_s].toBool());
+    bob->Wait("line", Is("text", u"psst"_s));
+
+    // Bob whispers to eve only: first entry of the list is his own.
+    const QRect list = bob->Control(u"lstUsers"_s);
+    bob->ClickControl(u"txtMessage"_s);
+    bob->Type(u"between us"_s);
+    bob->Click(list.topLeft() + QPoint(20, 6 + 2 * 14));
+    bob->ClickControl(u"cmdWhisper"_s);
+    EXPECT_TRUE(bob->Wait("note").value(u"text"_s).toString().contains(u"eve"_s));
+    eve.Event(Message(u"bob"_s, u"between us"_s));
+
+    // A stroke of ann's is the same on both boards, and a script reads the record.
+    ann->Drag({ann->Board(50, 60), ann->Board(90, 100), ann->Board(150, 80)});
+    const QJsonValue drawn = ann->Wait("record", Is("from", u"ann"_s)).value(u"board"_s);
+    EXPECT_EQ(bob->Wait("record", Is("from", u"ann"_s)).value(u"board"_s), drawn);
+    eve.Event(Both(Is("from", u"ann"_s), Begins("text", u"[[ZUM_WB_PEN]]1|¥|50|¥|60|¥|50|¥|60|¥|0"_s)));
+    eve.Ask(Do("deliver", {{u"to"_s, QJsonArray{u"ann"_s, u"bob"_s}},
+                           {u"text"_s, u"[[ZUM_WB_PEN]]5|¥|10|¥|10|¥|200.5|¥|150|¥|255"_s}}));
+    EXPECT_EQ(ann->Wait("record", Is("from", u"eve"_s)).value(u"board"_s),
+              bob->Wait("record", Is("from", u"eve"_s)).value(u"board"_s));
+
+    // Nobody else heard the whisper; everybody sees ann go.
+    for (const QJsonObject& line : ann->Lines()) EXPECT_NE(line.value(u"text"_s).toString(), u"between us"_s);
+    ann->ClickControl(u"tool_Exit"_s);
+    EXPECT_EQ(ann->Client().WaitForEnd(), 0);
+    bob->Wait("attendee", Both(Is("handle", u"ann"_s), Is("status", 0)));
+    eve.Event(Both(Is("event", u"status"_s), Both(Is("handle", u"ann"_s), Is("status", 0))));
+}
+
+TEST_F(Meeting, RefusalsSayWhatTheyShouldAndTheDialogComesBack)
+{
+    Script eve(service, folder, "eve");
+    ASSERT_TRUE(
+        eve.Ask(Do("login", {{u"handle"_s, u"eve"_s}, {u"password"_s, kPeople.at(u"eve"_s)}}))[u"ok"_s]
+            .toBool());
+    ASSERT_TRUE(eve.Ask(Do("create", {{u"code"_s, u"Taken123"_s}}))[u"ok"_s].toBool());
+    service.Zephyld({u"user"_s, u"forbid"_s, u"bob"_s, u"--data"_s, folder / "service"});
+
+    auto desk = Sit(u"ann"_s);
+    desk->Login(u"ann"_s, u"not her secret"_s, u"Nowhere1"_s, true);
+    desk->Wait("dialog", Is("name", u"frmLogin"_s));  // the only sign of a wrong password
+    desk->Login(u"ann"_s, kPeople.at(u"ann"_s), u"Nowhere1"_s, true);
+    AnswerBox(
+        *desk,
+        u"Unable to join meeting. The meeting code was not found. Make sure your meeting code is correct."_s);
+    desk->Login(u"ann"_s, kPeople.at(u"ann"_s), u"taken123"_s, false);
+    AnswerBox(*desk,
+              u"Unable to create meeting. This meeting code may be in use. Try another meeting code."_s);
+    desk->Login(u"bob"_s, kPeople.at(u"bob"_s), u"Taken123"_s, true);
+    AnswerBox(*desk, u"Unable to join meeting. This user does not have meeting permissions."_s);
+    // A code that is too short never reaches the service.
+    desk->Login(u"ann"_s, kPeople.at(u"ann"_s), u"abc"_s, true);
+    EXPECT_EQ(desk->Wait("box").value(u"text"_s).toString(),
+              u"The Meeting Code must be between 6 and 20 characters."_s);
+    desk->Wait("dialog", Is("name", u"box"_s));
+    desk->Key(u"Return"_s);
+    desk->Wait("dialog_closed", Is("name", u"box"_s));
+    Enter(*desk, u"ann"_s, u"Taken123"_s, true);
+    eve.Event(Both(Is("event", u"status"_s), Is("handle", u"ann"_s)));
+}
+
+TEST_F(Meeting, AVanishedServiceFreezesNobody)
+{
+    auto ann = Sit(u"ann"_s);
+    Enter(*ann, u"ann"_s, u"Meeting7"_s, false);
+    service.Stop(SIGKILL);
+    ann->Wait("panel", [](const QJsonObject& line) {
+        return line[u"panel"_s] == u"Link"_s && !line[u"text"_s].toString().isEmpty();
+    });
+    Say(*ann, u"anybody?"_s);
+    ann->Wait("line", Is("text", u"anybody?"_s));
+    ann->Drag({ann->Board(20, 20), ann->Board(60, 60)});
+    ann->Wait("record", Is("from", u"ann"_s));
+    ann->Key(u"alt+F4"_s);
+    EXPECT_EQ(ann->Client().WaitForEnd(), 0);
+}
+
+TEST_F(Meeting, NewMeetingLeavesTheOldOneBehind)
+{
+    Script eve(service, folder, "eve"), bob(service, folder, "bob");
+    auto ann = Sit(u"ann"_s);
+    Enter(*ann, u"ann"_s, u"First001"_s, false);
+    Join(eve, u"eve"_s, u"First001"_s);
+    ann->Wait("attendee", Is("handle", u"eve"_s));
+    ASSERT_TRUE(
+        bob.Ask(Do("login", {{u"handle"_s, u"bob"_s}, {u"password"_s, kPeople.at(u"bob"_s)}}))[u"ok"_s]
+            .toBool());
+    ASSERT_TRUE(bob.Ask(Do("create", {{u"code"_s, u"Second02"_s}}))[u"ok"_s].toBool());
+
+    ann->Key(u"alt+m"_s);
+    ann->Key(u"n"_s);
+    ann->Wait("dialog", Is("name", u"frmLogin"_s));
+    ann->Login(u"ann"_s, kPeople.at(u"ann"_s), u"Second02"_s, true);
+    ann->Wait("dialog", Is("name", u"frmLogin"_s));  // the second one, filled in
+    ann->ClickControl(u"optJoinMeeting"_s);
+    ann->ClickControl(u"cmdOK"_s);
+    eve.Event(Both(Is("event", u"status"_s), Both(Is("handle", u"ann"_s), Is("status", 0))));
+    bob.Event(Both(Is("event", u"status"_s), Both(Is("handle", u"ann"_s), Is("status", 5))));
+
+    // What eve says in the old meeting reaches nobody here; bob's line does, and ann's goes to bob alone.
+    EXPECT_EQ(eve.Ask(Do("users"))[u"handles"_s].toArray(), QJsonArray{u"eve"_s});
+    EXPECT_TRUE(bob.Ask(Do("send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"welcome"_s}}))[u"ok"_s].toBool());
+    ann->Wait("line", Is("text", u"welcome"_s));
+    Say(*ann, u"thanks"_s);
+    bob.Event(Message(u"ann"_s, u"thanks"_s));
+    EXPECT_FALSE(eve.Has(Is("text", u"thanks"_s)));
+}
