@@ -52,13 +52,11 @@ QByteArray CapturedJpeg(ProcessState& state, qint16 quality)
     if (!state.gShareKept) state.gShareKept = std::make_shared<ShareKept>();
     ShareKept& kept = *state.gShareKept;
     if (kept.quality == quality && SamePicture(kept.picture, picture)) return kept.jpeg;
-    kept.picture = {};  // lets the capture's memory be used again, should the encoding fail
     if (!kept.encoder) kept.encoder = state.gMessenger->MakeFrameEncoder();
     kept.encoder->SetQuality(quality);
-    kept.encoder->Clear();
     kept.encoder->EncodePicture(picture);
+    kept.picture = {};
     kept.jpeg = kept.encoder->GetBytes();
-    kept.encoder->Clear();
     kept.picture = std::move(picture);
     kept.quality = quality;
     return kept.jpeg;

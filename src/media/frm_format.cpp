@@ -1,8 +1,8 @@
 #include "media/frm_format.h"
 
-#include <QDialogButtonBox>
 #include <QLabel>
 #include <QListWidget>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -20,17 +20,25 @@ frmFormat::frmFormat(const CameraFormat& current, std::vector<CameraFormat> offe
             lstFormats->setCurrentRow(lstFormats->count() - 1);
     }
 
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    auto* cmdOK = new QPushButton(u"OK"_s, this);
+    auto* cmdCancel = new QPushButton(u"Cancel"_s, this);
+    cmdOK->setObjectName(u"cmdOK"_s);
+    cmdCancel->setObjectName(u"cmdCancel"_s);
+    cmdOK->setDefault(true);
+    connect(cmdOK, &QPushButton::clicked, this, &QDialog::accept);
+    connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
     connect(lstFormats, &QListWidget::itemDoubleClicked, this, &QDialog::accept);
 
     auto* label = new QLabel(u"Size of your video in pixels:"_s, this);
     label->setBuddy(lstFormats);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(cmdOK);
+    buttons->addWidget(cmdCancel);
     auto* column = new QVBoxLayout(this);
     column->addWidget(label);
     column->addWidget(lstFormats, 1);
-    column->addWidget(buttons);
+    column->addLayout(buttons);
     resize(260, 280);
 }
 
