@@ -31,15 +31,6 @@ WindowsPort& Windows(ProcessState& state)
     return *state.ports.windows;
 }
 
-bool SamePicture(const Pixels& a, const Pixels& b)
-{
-    if (a.IsNull() || b.IsNull() || a.width != b.width || a.height != b.height) return false;
-    for (int row = 0; row < a.height; ++row)
-        if (std::memcmp(a.data + row * a.bytesPerLine, b.data + row * b.bytesPerLine, size_t(a.width) * 4))
-            return false;
-    return true;
-}
-
 /// Null bytes: there is no picture this time.
 QByteArray CapturedJpeg(ProcessState& state, qint16 quality)
 {
@@ -81,6 +72,15 @@ void SendToAll(ProcessState& state, const QByteArray& jpeg, qint16 quality)
 }
 
 }  // namespace
+
+bool SamePicture(const Pixels& a, const Pixels& b)
+{
+    if (a.IsNull() || b.IsNull() || a.width != b.width || a.height != b.height) return false;
+    for (int row = 0; row < a.height; ++row)
+        if (std::memcmp(a.data + row * a.bytesPerLine, b.data + row * b.bytesPerLine, size_t(a.width) * 4))
+            return false;
+    return true;
+}
 
 void ShowShareApp(ProcessState& state)
 {

@@ -20,3 +20,6 @@ void ShareAppTick(ProcessState& state);
 /// untitled ones and the one captioned `ownCaption`.
 std::vector<WindowInfo> ShareableWindows(WindowId desktop, const std::vector<WindowInfo>& topLevel,
                                          const QString& ownCaption);
+
+/// Whether two pictures show the same; a null one is like no other.
+bool SamePicture(const Pixels& a, const Pixels& b);
