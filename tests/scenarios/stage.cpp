@@ -177,7 +177,10 @@ Folder::Folder(QString keep) : mPath(std::move(keep)), mTemporary(mPath.isEmpty(
 {
     // For a look at logs and traces afterwards.
     if (mTemporary && qEnvironmentVariableIsSet("QUORVIA_KEEP")) {
-        mPath = qEnvironmentVariable("QUORVIA_KEEP") + u"/%1"_s.arg(getpid());
+        QDir().mkpath(qEnvironmentVariable("QUORVIA_KEEP"));
+        QTemporaryDir made(qEnvironmentVariable("QUORVIA_KEEP") + u"/run"_s);
+        made.setAutoRemove(false);
+        mPath = made.path();
         mTemporary = false;
     }
     if (mTemporary) {

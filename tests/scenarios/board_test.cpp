@@ -1,0 +1,184 @@
+// Every drawing tool with a real mouse: two boards stay the same, and what leaves is the exact record.
+#include <gtest/gtest.h>
+
+#include <QFile>
+
+#include "scenarios/stage.h"
+
+using namespace Qt::StringLiterals;
+using namespace stage;
+
+namespace {
+
+const std::map<QString, QString> kPeople = {
+    {u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}, {u"eve"_s, u"eve's secret"_s}};
+
+class Board : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        Enter(ann, u"ann"_s, false);
+        Enter(bob, u"bob"_s, true);
+        for (const QJsonObject& command : std::initializer_list<QJsonObject>{
+                 {{u"do"_s, u"login"_s}, {u"handle"_s, u"eve"_s}, {u"password"_s, kPeople.at(u"eve"_s)}},
+                 {{u"do"_s, u"join"_s}, {u"code"_s, u"Board123"_s}}})
+            ASSERT_TRUE(eve.Ask(command)[u"ok"_s].toBool());
+        for (Desk* desk : {&ann, &bob}) desk->Wait("attendee", Is("handle", u"eve"_s));
+    }
+    void TearDown() override
+    {
+        if (!HasFailure() || !qEnvironmentVariableIsSet("QUORVIA_KEEP")) return;
+        ann.Screenshot(folder / "ann.png");
+        bob.Screenshot(folder / "bob.png");
+    }
+    void Enter(Desk& desk, const QString& name, bool join)
+    {
+        desk.Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
+        desk.StartClient({u"--service"_s, service.Address()});
+        desk.Wait("dialog", Is("name", u"frmLogin"_s));
+        desk.Login(name, kPeople.at(name), u"Board123"_s, join);
+        desk.Wait("window_whole");
+    }
+    void Choose(Desk& desk, const char* button)
+    {
+        desk.ClickControl(u"tool_"_s + QLatin1String(button));
+        desk.Wait("tool", Is("key", QLatin1String(button)));
+    }
+    /// The n-th entry below a button's arrow.
+    void ChooseBelow(Desk& desk, const char* button, int entry)
+    {
+        const QRect whole = desk.Control(u"tool_"_s + QLatin1String(button));
+        desk.Click({whole.right() - 5, whole.center().y()});
+        for (int i = 0; i < entry; ++i) desk.Key(u"Down"_s);
+        desk.Key(u"Return"_s);
+        desk.Wait("tool", Is("key", QLatin1String(button)));
+    }
+    /// What `drawer` has just drawn: the same board at the other, and this record on the wire.
+    void ExpectSame(Desk& drawer, Desk& other, const QString& from, const QString& record)
+    {
+        const QJsonValue board = drawer.Wait("record", Is("from", from)).value(u"board"_s);
+        EXPECT_EQ(other.Wait("record", Is("from", from)).value(u"board"_s), board) << record.toStdString();
+        const auto fromThem = [&](const QJsonObject& line) {
+            return line[u"event"_s] == u"message"_s && line[u"from"_s] == from;
+        };
+        EXPECT_EQ(eve.Event(fromThem).value(u"text"_s).toString().toStdString(), record.toStdString());
+    }
+
+    Folder folder;
+    Service service{folder, kPeople};
+    Desk ann{folder, u"ann"_s}, bob{folder, u"bob"_s};
+    Script eve{service, folder, "eve"};
+};
+
+}  // namespace
+
+TEST_F(Board, EveryToolDrawsTheSameEverywhere)
+{
+    Choose(ann, "Draw");
+    ann.Click(ann.Board(40, 40));
+    ExpectSame(ann, bob, u"ann"_s, u"[[ZUM_WB_PEN]]1|¥|40|¥|40|¥|40|¥|40|¥|0|¥|40|¥|40|¥|40|¥|40|¥|0"_s);
+
+    ChooseBelow(ann, "Draw", 2);  // Line
+    ann.ClickControl(u"picSelColor_5"_s);
+    ann.ClickControl(u"picLineWidth_3"_s);
+    ann.Drag({ann.Board(60, 60), ann.Board(300, 90), ann.Board(200, 160)});
+    ExpectSame(ann, bob, u"ann"_s, u"[[ZUM_WB_PEN]]8|¥|60|¥|60|¥|200|¥|160|¥|255"_s);
+
+    Choose(bob, "Shape");
+    bob.Drag({bob.Board(100, 200), bob.Board(140, 220), bob.Board(180, 260)});
+    ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_BOX]]1|¥|100|¥|200|¥|180|¥|260|¥|0"_s);
+    ChooseBelow(bob, "Shape", 2);  // Circle, dragged towards the top left
+    bob.ClickControl(u"picSelColor_15"_s);
+    bob.ClickControl(u"picLineWidth_1"_s);
+    bob.Drag({bob.Board(300, 300), bob.Board(280, 270), bob.Board(220, 210)});
+    ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_CIRCLE]]2|¥|300|¥|300|¥|220|¥|210|¥|16711680"_s);
+
+    Choose(ann, "Erase");
+    ann.Click(ann.Board(130, 110));
+    ExpectSame(ann, bob, u"ann"_s,
+               u"[[ZUM_WB_PEN]]32|¥|130|¥|110|¥|130|¥|110|¥|16777215|¥|130|¥|110|¥|130|¥|110|¥|16777215"_s);
+
+    // A step back for everybody.
+    ann.ClickControl(u"tool_Undo"_s);
+    const QJsonValue undone = ann.Wait("undo").value(u"index"_s);
+    EXPECT_EQ(bob.Wait("undo").value(u"index"_s), undone);
+    EXPECT_EQ(eve.Event(Is("from", u"ann"_s))[u"text"_s].toString(), u"[[ZUM_WB_UNDO]]"_s);
+
+    Choose(ann, "Text");
+    ann.Click(ann.Board(320, 100));
+    ann.Type(u"two"_s);
+    ann.Key(u"shift+Return"_s);
+    ann.Type(u"lines"_s);
+    ann.Key(u"Return"_s);
+    ann.Wait("record", Is("from", u"ann"_s));
+    bob.Wait("record", Is("from", u"ann"_s));
+    const QString text = u"|¥|False|¥|False|¥|Arial|¥|10|¥|False|¥|False|¥|255|¥|"_s;
+    const QStringList first = eve.Event(Is("from", u"ann"_s))[u"text"_s].toString().split(u"|¥|"_s);
+    const QStringList second = eve.Event(Is("from", u"ann"_s))[u"text"_s].toString().split(u"|¥|"_s);
+    EXPECT_EQ(first.mid(0, 2).join(u' '), u"[[ZUM_WB_TEXT]]320 100"_s);
+    EXPECT_TRUE(first.join(u"|¥|"_s).endsWith(text + u"two"_s)) << first.join(u' ').toStdString();
+    EXPECT_GT(second.value(1).toInt(), 100);
+    EXPECT_EQ(second.value(9), u"lines"_s);
+
+    bob.Wait("record", Is("from", u"ann"_s));
+    Choose(bob, "Draw");
+    bob.ClickControl(u"tool_Clear"_s);
+    ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_CLEAR]]"_s);
+}
+
+TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
+{
+    Choose(ann, "Erase");
+    ann.ClickControl(u"tool_Paste"_s);
+    EXPECT_EQ(ann.Wait("box").value(u"text"_s).toString(), u"There is no image on the clipboard."_s);
+    ann.Wait("dialog", Is("name", u"box"_s));
+    ann.Key(u"Return"_s);
+    ann.Wait("dialog_closed", Is("name", u"box"_s));
+    ann.ClickControl(u"tool_File"_s);
+    ann.Wait("dialog", Is("name", u"openFile"_s));
+    ann.Key(u"Escape"_s);
+    ann.Wait("dialog_closed", Is("name", u"openFile"_s));
+    // Still Erase: what the next stroke says.
+    ann.Click(ann.Board(300, 300));
+    ExpectSame(ann, bob, u"ann"_s,
+               u"[[ZUM_WB_PEN]]32|¥|300|¥|300|¥|300|¥|300|¥|16777215|¥|300|¥|300|¥|300|¥|300|¥|16777215"_s);
+    const auto activations = [this] {
+        const auto& lines = ann.Lines();
+        return std::count_if(lines.begin(), lines.end(), Is("event", u"activate"_s));
+    };
+    EXPECT_EQ(activations(), 1);
+
+    const auto other = ann.Start(u"xterm"_s, {u"-geometry"_s, u"40x10-0-0"_s});
+    ann.Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--class"_s, u"xterm"_s,
+                           u"windowactivate"_s, u"--sync"_s});
+    ann.Click(ann.Control(u"picCorner"_s).topLeft() - QPoint(200, 560));
+    ann.Wait("activate");
+    ann.Wait("tool", Is("key", u"Draw"_s));
+}
+
+TEST_F(Board, SavesABitmapAndCopiesForOtherPrograms)
+{
+    Choose(ann, "Draw");
+    ann.Drag({ann.Board(10, 10), ann.Board(60, 40)});
+    ann.Wait("record", Is("from", u"ann"_s));
+    ann.Key(u"alt+t"_s);
+    for (const char* key : {"s", "s", "Return"})
+        ann.Key(QLatin1String(key));  // "Shape Tool" has the same letter
+    ann.Wait("dialog", Is("name", u"saveFile"_s));
+    ann.Key(u"ctrl+a"_s);
+    ann.Type(folder / "picture.jpg");
+    ann.Key(u"Return"_s);
+    ann.Wait("saved");
+    QFile saved(folder / "picture.jpg");
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    EXPECT_EQ(saved.read(2), "BM");
+    EXPECT_GT(saved.size(), 2048 * 1536 * 3);
+
+    ann.Key(u"alt+t"_s);
+    ann.Key(u"c"_s);
+    ann.Wait("copied");
+    ann.Run(u"sh"_s, {u"-c"_s, u"xclip -selection clipboard -t image/png -o > "_s + folder / "copy.png"});
+    QFile copied(folder / "copy.png");
+    ASSERT_TRUE(copied.open(QIODevice::ReadOnly));
+    EXPECT_EQ(copied.read(4), "\x89PNG");
+}
