@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "base/version.h"
 #include "cli/commands.h"
 
 namespace {
@@ -78,7 +79,7 @@ void AddCipher(CLI::App& app, int& exitCode, std::string& keyFile)
 int main(int argc, char** argv)
 {
     CLI::App app(kAbout, "zephyl");
-    app.set_version_flag("--version", "zephyl 1.0.0");
+    app.set_version_flag("--version", "zephyl " + VersionText().toStdString());
     app.require_subcommand(1);
     int exitCode = 0;
     RunOptions run;

@@ -7,6 +7,8 @@
 #include <iostream>
 #include <string>
 
+#include "base/version.h"
+
 bool TerminalTrust::Ask(const QString& service, const QString& fingerprint)
 {
     const std::string name = service.toStdString(), key = fingerprint.toStdString();
@@ -25,6 +27,11 @@ void LogToStandardError(const QString& line)
 {
     const QByteArray text = "zephyl: " + line.toUtf8() + '\n';
     std::fwrite(text.constData(), 1, std::size_t(text.size()), stderr);
+}
+
+QString ProgramName()
+{
+    return QStringLiteral("zephyl ") + VersionText();
 }
 
 QString ZephyldPath()

@@ -37,5 +37,8 @@ public:
 /// One line on standard error.
 void LogToStandardError(const QString& line);
 
+/// "zephyl 1.0.12", for the service's log.
+QString ProgramName();
+
 /// zephyld beside this program, else whatever the PATH has.
 QString ZephyldPath();

@@ -53,7 +53,7 @@ public:
     explicit Visit(const PeopleOptions& options)
         : mSettings(QString::fromStdString(options.service.service), options.service.Trusted()),
           service(MakeLinkMessenger(LinkNeeds{mSettings, mGate, loop, mTrust, loop, LogToStandardError,
-                                              u"zephyl"_s, ZephyldPath()}))
+                                              ProgramName(), ZephyldPath()}))
     {
         const QString password = options.account.Password();
         const QString handle = QString::fromStdString(options.account.handle);

@@ -30,8 +30,8 @@ int Run(const RunOptions& options)
     OptionSettings settings(QString::fromStdString(options.service.service), options.service.Trusted());
     OpenGate gate;
     TerminalTrust trust;
-    const auto service = MakeLinkMessenger(LinkNeeds{settings, gate, loop, trust, loop, LogToStandardError,
-                                                     QStringLiteral("zephyl"), ZephyldPath()});
+    const auto service = MakeLinkMessenger(
+        LinkNeeds{settings, gate, loop, trust, loop, LogToStandardError, ProgramName(), ZephyldPath()});
     Script script(*service, folder, WriteLine);
     service->SetEvents(&script);
     loop.ReadLines(

@@ -110,6 +110,9 @@ public:
     /// Board records and whiteboard pictures that were drawn while nobody else was present.
     virtual void Keep(const QString& record) = 0;
     virtual void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) = 0;
+    /// Much is waiting to be sent: whoever begins something new to send should wait. Sending still works until
+    /// the outbox is full; then it throws.
+    virtual bool SendingIsTight() const { return false; }
     /// Why the last Login was refused, in one sentence for people; "" when it was not.
     virtual QString LastRefusal() const = 0;
 };

@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <deque>
+#include <thread>
 
 #include "service/codec/jpeg_encoder.h"
 #include "service/relay/relay_fixture.h"
@@ -270,6 +271,10 @@ TEST_F(ZephylTest, StartsThePersonalServiceOfThisComputer)
     }
     EXPECT_EQ(daemons.size(), 1u);
     for (const pid_t daemon : daemons) ::kill(daemon, SIGTERM);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
+    while (!DaemonsIn(runtime).empty() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::yield();
+    EXPECT_TRUE(DaemonsIn(runtime).empty());
 }
 
 }  // namespace

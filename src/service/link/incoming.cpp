@@ -115,7 +115,7 @@ void Incoming::OnItem(const ItemView& view)
     event.line = board ? Line::Board : Line::Talk;
     event.entry = mEntry;
     event.sequence = item.sequence();
-    event.bytes = view.body.size();
+    event.bytes = view.body.size() + view.header.ByteSizeLong() + kFramePrefixBytes;
     if (fresh && item.has_presence())
         RaisePresence(item.presence().handle(), item.presence().status(), item.presence().address(),
                       std::move(event));

@@ -45,6 +45,7 @@ public:
     void UseServiceAddress(const QString* typed) override;
     void Keep(const QString& record) override;
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
+    bool SendingIsTight() const override;
     QString LastRefusal() const override { return mRefusal; }
 
     LinkStats Stats();

@@ -15,6 +15,7 @@ namespace asio = boost::asio;
 namespace {
 
 constexpr std::size_t kEntryOverhead = 256;
+constexpr std::size_t kTight = kOutboxBytes / 4 * 3;
 
 [[noreturn]] void Fail(const QString& text)
 {
@@ -108,10 +109,14 @@ std::shared_ptr<const void> LinkMessenger::TakeRoom(std::size_t bytes)
         mRoomTaken->fetch_sub(bytes);
         Fail(QStringLiteral("Too much is waiting to be sent."));
     }
-    constexpr std::size_t kTight = kOutboxBytes / 4 * 3;
     if (taken >= kTight && taken - bytes < kTight) Note(QStringLiteral("Much is waiting to be sent."));
     return std::shared_ptr<const void>(
         mRoomTaken.get(), [counter = mRoomTaken, bytes](const void*) { counter->fetch_sub(bytes); });
+}
+
+bool LinkMessenger::SendingIsTight() const
+{
+    return *mRoomTaken >= kTight;
 }
 
 QStringList LinkMessenger::Others() const

@@ -1,6 +1,7 @@
 #include "service/link/personal.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,6 +44,11 @@ int Spawn(const std::string& path)
     if (middle == 0) {
         ::setsid();
         if (::fork() != 0) ::_exit(0);
+        // What a program does with its signals is its own affair; the daemon wants to be ended by them.
+        sigset_t none;
+        ::sigemptyset(&none);
+        ::sigprocmask(SIG_SETMASK, &none, nullptr);
+        ::signal(SIGPIPE, SIG_DFL);
         const int nothing = ::open("/dev/null", O_RDWR);
         ::dup2(nothing, STDIN_FILENO);
         ::dup2(ends[1], STDOUT_FILENO);

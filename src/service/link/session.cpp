@@ -134,6 +134,7 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
                 mPhase = Phase::Seated;
                 mIncoming.Begin(entry, mHandle, mStream, answer.entered().place(), clearFirst);
                 TakePlace(answer.entered().place());
+                mBoardToCome = answer.entered().place().board_bytes();
             };
             const Header answer = co_await Call(header, mLastCall, deadline, begin);
             const Entered& entered = answer.entered();

@@ -135,6 +135,7 @@ private:
     Task<void> Tick();
     void State(LinkState::Phase phase, const QString& text, LinkState::Back back = LinkState::Back::No);
     QString Details() const;
+    QString Standing();
     QString TakeUndelivered();
     void Say(const QString& text);
 
@@ -169,6 +170,9 @@ private:
     ReadMarks mReported;
     std::uint64_t mReportedLive = 0;
     std::uint64_t mReconnects = 0;
+    std::uint64_t mBoardToCome = 0;  // bytes of the board that were there before we entered
+    QString mSaid;                   // the last remark, and when
+    Deadline mSaidAt{};
     Traffic mEarlier;  // of the connections before
     std::mt19937_64 mRandom{std::random_device{}()};
 

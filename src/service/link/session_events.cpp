@@ -98,6 +98,7 @@ void Session::TakePlace(const Place& place)
     mSeat->number = place.seat();
     mSeat->token = place.token();
     mReported = {};
+    mBoardToCome = 0;
     mOutbox.Resume(place.have().talk(), place.have().board());
     mLanes.SetOpen(true);
     mReady = true;
@@ -134,6 +135,10 @@ void Session::Say(const QString& text)
 
 void Session::State(LinkState::Phase phase, const QString& text, LinkState::Back back)
 {
+    if (!text.isEmpty()) {
+        mSaid = text;
+        mSaidAt = std::chrono::steady_clock::now();
+    }
     LinkState state;
     state.phase = phase;
     state.back = back;
@@ -172,6 +177,16 @@ LinkStats Session::Stats() const
     return stats;
 }
 
+/// What the last panel says while nothing happens: how far a newcomer's board is, else the last remark for a
+/// while, else nothing.
+QString Session::Standing()
+{
+    const std::uint64_t taken = mQueue.Marks(false).boardBytes;
+    if (taken + kNearlyAll + mBoardToCome / 20 >= mBoardToCome) mBoardToCome = 0;
+    if (mBoardToCome > 0) return QStringLiteral("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);
+    return std::chrono::steady_clock::now() - mSaidAt < kRemarkStays ? mSaid : QString();
+}
+
 /// Once a second: what was taken meanwhile is reported, and the figures for the tooltip now and then.
 asio::awaitable<void> Session::Tick()
 {
@@ -181,7 +196,11 @@ asio::awaitable<void> Session::Tick()
         co_await mTick.async_wait(asio::as_tuple(asio::use_awaitable));
         if (mPhase == Phase::Idle) co_return;
         ReportRead();
-        if (mReady && seconds % kDetailsEverySeconds == 0) State(LinkState::Phase::Connected, {});
+        if (!mReady) continue;
+        const bool behind = mBoardToCome > 0;
+        const QString standing = Standing();
+        if (behind || seconds % kDetailsEverySeconds == 0)
+            mQueue.PushState({LinkState::Phase::Connected, LinkState::Back::No, standing, Details()});
     }
 }
 

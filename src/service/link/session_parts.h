@@ -14,6 +14,9 @@ namespace zephyl::link {
 inline constexpr std::chrono::milliseconds kLastWord{500};
 /// How often the figures of the connection are told anew.
 inline constexpr int kDetailsEverySeconds = 5;
+inline constexpr std::chrono::seconds kRemarkStays{8};
+/// Bytes of a newcomer's board that are not worth a word.
+inline constexpr std::uint64_t kNearlyAll = 64 * 1024;
 
 struct ConnectionLost : std::runtime_error {
     using std::runtime_error::runtime_error;
