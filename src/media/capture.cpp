@@ -227,10 +227,3 @@ void sldJPEG_Scroll(ProcessState& state)
         SaveSetting(state, keys::kImageQuality, QString::number(quality));
     });
 }
-
-void StartVideoAt(ProcessState& state, qint16 x, qint16 y)
-{
-    state.gVideoOn = true;
-    state.gVideoX = x;
-    state.gVideoY = y;
-}

@@ -20,6 +20,3 @@ void cmdFormat_Click(ProcessState& state);
 /// `cause`: Remote when another attendee set the slider.
 void sldFPS_Scroll(ProcessState& state, Cause cause = Cause::Local);
 void sldJPEG_Scroll(ProcessState& state);
-
-/// A click on the board with the Video tool: the own video goes there from the next frame on.
-void StartVideoAt(ProcessState& state, qint16 x, qint16 y);

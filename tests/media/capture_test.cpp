@@ -123,7 +123,7 @@ TEST_F(CaptureTest, SendsEachFrameToEveryItemWhileVideoIsOn)
     EXPECT_TRUE(service->frames.empty());
     EXPECT_EQ(media.preview.size(), QSize(240, 180));
 
-    StartVideoAt(state, 30, -40);
+    state.gVideoOn = true, state.gVideoX = 30, state.gVideoY = -40;
     camera.Frame();
     ASSERT_EQ(service->frames.size(), 3u);  // the own item as well
     EXPECT_EQ(service->frames[0].to, u"alice"_s);
@@ -137,7 +137,7 @@ TEST_F(CaptureTest, OneFailingFrameIsReportedAndTheNextGoesOut)
 {
     InMeeting(u"alice"_s, {u"bob"_s});
     Ready();
-    StartVideoAt(state, 0, 0);
+    state.gVideoOn = true;
     MyFrameCallback(state, {Yuv(240, 180), "short"});
     ASSERT_EQ(prompts.boxes.size(), 1);
     EXPECT_TRUE(prompts.boxes[0].contains(u"MyFrameCallback: "_s));
@@ -231,7 +231,7 @@ TEST_F(CaptureTest, ALostCameraEndsQuietly)
 {
     InMeeting(u"alice"_s, {u"bob"_s});
     Ready();
-    StartVideoAt(state, 0, 0);
+    state.gVideoOn = true;
     camera.Unplug();
     EXPECT_FALSE(state.gCameraReady);
     EXPECT_EQ(media.caption, u"(No Video)"_s);
