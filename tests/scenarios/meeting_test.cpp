@@ -2,76 +2,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "scenarios/stage.h"
+#include "scenarios/meeting_fixture.h"
 
 using namespace Qt::StringLiterals;
 using namespace stage;
-
-namespace {
-
-QJsonObject Do(const char* what, QJsonObject fields = {})
-{
-    fields[u"do"_s] = QLatin1String(what);
-    return fields;
-}
-
-Match Message(const QString& from, const QString& text)
-{
-    return Both(Is("event", u"message"_s), Both(Is("from", from), Is("text", text)));
-}
-
-Match Begins(const char* field, const QString& with)
-{
-    return [field = QLatin1String(field), with](const QJsonObject& line) {
-        return line.value(field).toString().startsWith(with);
-    };
-}
-
-const std::map<QString, QString> kPeople = {
-    {u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}, {u"eve"_s, u"eve's secret"_s}};
-
-class Meeting : public testing::Test {
-protected:
-    /// A desk that knows the service and has its key pinned, with the login dialog open.
-    std::unique_ptr<Desk> Sit(const QString& name, bool pinned = true)
-    {
-        auto desk = std::make_unique<Desk>(folder, name);
-        if (pinned) desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
-        desk->StartClient({u"--service"_s, service.Address()});
-        desk->Wait("dialog", Is("name", u"frmLogin"_s));
-        return desk;
-    }
-    void Enter(Desk& desk, const QString& name, const QString& code, bool join)
-    {
-        desk.Login(name, kPeople.at(name), code, join);
-        desk.Wait("window_whole");
-    }
-    void Join(Script& script, const QString& name, const QString& code)
-    {
-        ASSERT_TRUE(script.Ask(Do("login", {{u"handle"_s, name}, {u"password"_s, kPeople.at(name)}}))[u"ok"_s]
-                        .toBool());
-        ASSERT_TRUE(script.Ask(Do("permission"))[u"allowed"_s].toBool());
-        ASSERT_TRUE(script.Ask(Do("join", {{u"code"_s, code}}))[u"ok"_s].toBool());
-    }
-    void Say(Desk& desk, const QString& text)
-    {
-        desk.ClickControl(u"txtMessage"_s);
-        desk.Type(text);
-        desk.Key(u"Return"_s);
-    }
-    void AnswerBox(Desk& desk, const QString& text)
-    {
-        EXPECT_EQ(desk.Wait("box").value(u"text"_s).toString(), text);
-        desk.Wait("dialog", Is("name", u"box"_s));
-        desk.Key(u"Return"_s);
-        desk.Wait("dialog", Is("name", u"frmLogin"_s));
-    }
-
-    Folder folder;
-    Service service{folder, kPeople};
-};
-
-}  // namespace
 
 TEST_F(Meeting, TwoPeopleAndAScriptTalkWhisperAndDraw)
 {

@@ -1,0 +1,127 @@
+// Cameras, shared windows and what strangers send instead of pictures, at real windows through a real
+// service.
+#include <QFile>
+#include <QRegularExpression>
+
+#include "scenarios/meeting_fixture.h"
+
+using namespace stage;
+
+namespace {
+
+class Pictures : public Meeting {
+protected:
+    std::unique_ptr<Desk> SitWithCamera(const QString& name, const QString& code, bool join)
+    {
+        const QString data = u"Zephyl\\Configs\\(System Default)\\Data"_s;
+        auto desk = std::make_unique<Desk>(folder, name);
+        desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
+        desk->Setting(data, u"Video Device"_s, u"pattern"_s);
+        desk->Setting(data, u"Frame Rate"_s, u"10"_s);
+        desk->Setting(data, u"AppShare Interval"_s, u"200"_s);
+        desk->StartClient({u"--service"_s, service.Address()});
+        desk->Wait("dialog", Is("name", u"frmLogin"_s));
+        Enter(*desk, name, code, join);
+        return desk;
+    }
+    void PlaceVideo(Desk& desk, int x, int y)
+    {
+        desk.ClickControl(u"tool_Video"_s);
+        desk.Wait("tool", Is("key", u"Video"_s));
+        desk.Click(desk.Board(x, y));
+    }
+    Match Frame(const QString& from, int type, int x = -1)
+    {
+        return [=](const QJsonObject& line) {
+            return line[u"event"_s] == u"frame"_s && line[u"from"_s] == from && line[u"type"_s] == type &&
+                   (x < 0 || line[u"x"_s] == x);
+        };
+    }
+    QString Write(const char* name, const QByteArray& bytes)
+    {
+        QFile file(folder / name);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        return file.fileName();
+    }
+    /// MiB in memory.
+    int Resident(Desk& desk)
+    {
+        QFile status(u"/proc/%1/status"_s.arg(desk.Client().Pid()));
+        EXPECT_TRUE(status.open(QIODevice::ReadOnly));
+        static const QRegularExpression line(u"VmRSS:\\s+(\\d+)"_s);
+        return line.match(QString::fromLatin1(status.readAll())).captured(1).toInt() / 1024;
+    }
+};
+
+}  // namespace
+
+TEST_F(Pictures, VideosAndASharedWindowReachEveryBoard)
+{
+    auto ann = SitWithCamera(u"ann"_s, u"Pictures1"_s, false),
+         bob = SitWithCamera(u"bob"_s, u"Pictures1"_s, true);
+    Script eve(service, folder, "eve", {u"--save"_s, folder / "saved"});
+    Join(eve, u"eve"_s, u"Pictures1"_s);
+    ann->Wait("attendee", Is("handle", u"eve"_s));
+    PlaceVideo(*ann, 30, 40);
+    PlaceVideo(*bob, 330, 40);
+    for (Desk* desk : {ann.get(), bob.get()}) {
+        desk->Wait("frame", Frame(u"ann"_s, 0, 30));
+        desk->Wait("frame", Frame(u"bob"_s, 0, 330));
+    }
+    const QJsonObject frame = eve.Event(Frame(u"ann"_s, 0));
+    EXPECT_EQ(frame[u"width"_s].toInt(), 240);
+    QFile saved(frame[u"file"_s].toString());
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(saved.peek(3) == "\xFF\xD8\xFF");
+
+    ann->Click(ann->Board(60, 200));  // the spot moves with the next click
+    bob->Wait("frame", Frame(u"ann"_s, 0, 60));
+
+    auto shared = ann->Start(u"xterm"_s, {u"-T"_s, u"shared"_s, u"-geometry"_s, u"30x8+700+500"_s});
+    ann->Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--name"_s, u"^shared$"_s});
+    ann->ClickControl(u"tool_App"_s);
+    ann->Wait("dialog", Is("name", u"frmShareApp"_s));
+    ann->Key(u"End"_s);
+    ann->Key(u"Return"_s);
+    ann->Wait("dialog_closed", Is("name", u"frmShareApp"_s));
+    ann->Click(ann->Board(400, 300));
+    const QJsonObject app = bob->Wait("frame", Frame(u"ann"_s, 1, 400));
+    EXPECT_LT(app[u"width"_s].toInt(), 400);  // the window, not the screen
+    shared.reset();
+    eve.Event(Message(u"ann"_s, u"[[ZUM_APP_SHARE_OFF]]"_s));
+    ann->Wait("note");
+    EXPECT_FALSE(eve.Has(Message(u"ann"_s, u"[[ZUM_APP_SHARE_OFF]]"_s)));
+}
+
+TEST_F(Pictures, HostileOnesStopNobody)
+{
+    auto ann = SitWithCamera(u"ann"_s, u"Pictures2"_s, false);
+    PlaceVideo(*ann, 30, 40);
+    Script eve(service, folder, "eve", {u"--save"_s, folder / "saved"});
+    Join(eve, u"eve"_s, u"Pictures2"_s);
+    QFile file(eve.Event(Frame(u"ann"_s, 0))[u"file"_s].toString());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray good = file.readAll();
+    QByteArray huge = good, noise = good;
+    huge.replace(good.indexOf("\xFF\xC0") + 5, 4, "\xFF\xFF\xFF\xFF");  // 65535 x 65535 in the frame header
+    for (qsizetype i = good.size() / 2; i < good.size(); i += 3) noise[i] = char(i * 37);
+    const QString files[] = {Write("cut", good.left(good.size() / 2)), Write("huge", huge),
+                             Write("noise", noise), Write("ends", QByteArray("\xFF\xD8\xFF\xD9")),
+                             Write("text", "no picture at all")};
+    const int before = Resident(*ann);
+    for (int i = 0; i < 200; ++i)
+        EXPECT_TRUE(eve.Ask(Do("frame", {{u"to"_s, QJsonArray{u"ann"_s}},
+                                         {u"file"_s, files[i % 5]},
+                                         {u"x"_s, 5},
+                                         {u"y"_s, 5},
+                                         {u"type"_s, i % 3},
+                                         {u"quality"_s, 65}}))[u"ok"_s]
+                        .toBool());
+    EXPECT_TRUE(eve.Ask(Do("send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"after"_s}}))[u"ok"_s].toBool());
+    ann->Wait("line", Is("text", u"after"_s));
+    ann->Wait("frame", Frame(u"ann"_s, 0));
+    EXPECT_LT(Resident(*ann), before + 96);
+    for (const QJsonObject& line : ann->Lines()) EXPECT_NE(line[u"event"_s], u"box"_s);
+    Say(*ann, u"still here"_s);
+    ann->Wait("line", Is("text", u"still here"_s));
+}
