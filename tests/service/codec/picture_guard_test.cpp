@@ -126,9 +126,10 @@ TEST(JpegEncoder, PicturesComeBackInTheirColours)
     const std::vector<std::uint32_t> rgb(kWidth * kHeight, 0xff2040c0);
     Bytes bgr;
     for (int i = 0; i < kWidth * kHeight; ++i) bgr.insert(bgr.end(), {0xc0, 0x40, 0x20});
-    Bytes yuv(I420Bytes(kWidth, kHeight), 69);  // luma of that colour
-    std::fill(yuv.begin() + kWidth * kHeight, yuv.begin() + kWidth * kHeight + 153, std::uint8_t(197));
-    std::fill(yuv.begin() + kWidth * kHeight + 153, yuv.end(), std::uint8_t(102));
+    Bytes yuv(kWidth * kHeight, 69);  // luma of that colour
+    yuv.insert(yuv.end(), 17 * 9, 197);
+    yuv.insert(yuv.end(), 17 * 9, 102);
+    ASSERT_EQ(yuv.size(), I420Bytes(kWidth, kHeight));
 
     const auto check = [&](JpegBytes jpeg) {
         const DecodedPicture picture = DecodeGuarded(jpeg);
