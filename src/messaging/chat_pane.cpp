@@ -2,7 +2,6 @@
 
 #include <QKeyEvent>
 #include <QMimeData>
-#include <QScrollBar>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -58,8 +57,7 @@ void ChatBox::Append(const ShownLine& line)
     mEmpty = false;
     Forget(LinesToDrop(document()->blockCount(), document()->characterCount()));
     end.movePosition(QTextCursor::End);
-    setTextCursor(end);
-    verticalScrollBar()->setValue(verticalScrollBar()->maximum());
+    setTextCursor(end);  // scrolls to it
 }
 
 void ChatBox::Forget(int lines)

@@ -216,7 +216,7 @@ void frmMeeting::FillUsers()
     if (mState.gUsers)
         for (const auto& item : mState.gUsers->Items()) handles += item->Handle();
     picMain->lstUsers->Fill(handles);
-    if (handles.isEmpty()) status->SetPanel(Panel::Link, u"Not in a meeting"_s);
+    status->SetInMeeting(!handles.isEmpty());
 }
 
 void frmMeeting::SetShareTimer(int milliseconds)

@@ -49,7 +49,7 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     mModified->setText(u"Last Modified: (Not Modified) "_s);
     mNoteTime.setSingleShot(true);
     mNoteTime.setInterval(kNoteTime);
-    QObject::connect(&mNoteTime, &QTimer::timeout, this, [this] { ShowLast(mLinkText); });
+    QObject::connect(&mNoteTime, &QTimer::timeout, this, [this] { ShowLink(); });
 }
 
 QLabel* MeetingStatusBar::Add(const char* key, const QString& help, int stretch)
@@ -70,16 +70,18 @@ void MeetingStatusBar::SetPanel(Panel panel, const QString& text)
         case Panel::WBStatus: mModified->setText(text); break;
         case Panel::Link:
             mLinkText = text;
-            if (!mNoteTime.isActive()) ShowLast(text);
+            ShowLink();
             break;
     }
-    TraceEvent(mState, "panel", {{u"panel"_s, QLatin1String(NameOf(panel))}, {u"text"_s, text}});
+    TraceEvent(
+        mState, "panel",
+        {{u"panel"_s, QLatin1String(NameOf(panel))}, {u"text"_s, panel == Panel::Link ? LinkText() : text}});
 }
 
 void MeetingStatusBar::Note(const QString& text)
 {
-    ShowLast(text);
     mNoteTime.start();
+    mLink->setText(text);
     TraceEvent(mState, "note", {{u"text"_s, text}});
 }
 
@@ -89,7 +91,19 @@ void MeetingStatusBar::ShowLink(const LinkState& link)
     mLink->setToolTip(link.details.isEmpty() ? u"Connection to the service"_s : PlainToolTip(link.details));
 }
 
-void MeetingStatusBar::ShowLast(const QString& text)
+void MeetingStatusBar::SetInMeeting(bool in)
 {
-    mLink->setText(text);
+    if (std::exchange(mInMeeting, in) == in) return;
+    SetPanel(Panel::Link, mLinkText);
+}
+
+QString MeetingStatusBar::LinkText() const
+{
+    if (mInMeeting) return mLinkText;
+    return mLinkText.isEmpty() ? u"Not in a meeting"_s : u"Not in a meeting \u2013 "_s + mLinkText;
+}
+
+void MeetingStatusBar::ShowLink()
+{
+    if (!mNoteTime.isActive()) mLink->setText(LinkText());
 }

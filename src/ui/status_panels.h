@@ -19,12 +19,17 @@ public:
     /// What the last panel says when there is no note.
     void ShowLink(const LinkState& link);
 
+    /// Outside a meeting the last panel says so, whatever the connection.
+    void SetInMeeting(bool in);
+
 private:
     QLabel* Add(const char* key, const QString& help, int stretch);
-    void ShowLast(const QString& text);
+    QString LinkText() const;
+    void ShowLink();
 
     ProcessState& mState;
     QLabel *mReady, *mOpen, *mModified, *mLink;
     QString mLinkText;
+    bool mInMeeting = true;
     QTimer mNoteTime;
 };
