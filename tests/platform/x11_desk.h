@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 
-#include "scenarios/stage.h"
+#include "demo/stage.h"
 
 class X11Desk {
 public:

@@ -3,7 +3,7 @@
 
 #include <QFile>
 
-#include "scenarios/stage.h"
+#include "demo/stage.h"
 
 using namespace Qt::StringLiterals;
 using namespace stage;

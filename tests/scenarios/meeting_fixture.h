@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "scenarios/stage.h"
+#include "demo/stage.h"
 
 namespace stage {
 

@@ -1,4 +1,4 @@
-#include "scenarios/stage.h"
+#include "demo/stage.h"
 
 #include <fcntl.h>
 #include <poll.h>

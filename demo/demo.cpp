@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "scenarios/stage.h"
+#include "demo/stage.h"
 
 using namespace Qt::StringLiterals;
 using namespace stage;
