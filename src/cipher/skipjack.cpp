@@ -66,11 +66,21 @@ std::array<quint16, 4> CutBlock(QStringView block, std::size_t first)
     return words;
 }
 
-void AppendWords(QString& text, const std::array<quint16, 4>& words)
+/// Writes four digits behind `to` and moves it past them.
+void PutWord(QChar*& to, unsigned word)
 {
-    for (const quint16 word : words)
-        for (unsigned shift = 16; shift > 0; shift -= 4)
-            text += QLatin1Char(kDigits[word >> (shift - 4) & 15U]);
+    for (unsigned shift = 16; shift > 0; shift -= 4) *to++ = QLatin1Char(kDigits[word >> (shift - 4) & 15U]);
+}
+
+template <class Cipher>
+QString BlockByBlock(QStringView hex, std::size_t first, Cipher&& cipher)
+{
+    const qsizetype blocks = (hex.size() + kBlockDigits - 1) / kBlockDigits;
+    QString out(blocks * kBlockDigits, Qt::Uninitialized);
+    QChar* to = out.data();
+    for (qsizetype at = 0; at < hex.size(); at += kBlockDigits)
+        for (const quint16 word : cipher(CutBlock(hex.mid(at, kBlockDigits), first))) PutWord(to, word);
+    return out;
 }
 
 bool IsRuleA(int round)
@@ -88,12 +98,12 @@ void SkipJack::InitSkipjack(QStringView key)
 
 QString SkipJack::StringToHex(const QString& text)
 {
-    QString hex;
-    hex.reserve(text.size() * 2);
+    QString hex(text.size() * 2, Qt::Uninitialized);
+    QChar* to = hex.data();
     for (const QChar c : text) {
         const unsigned code = ToCodePage(c).value_or('?');
-        hex += QLatin1Char(kDigits[code >> 4U]);
-        hex += QLatin1Char(kDigits[code & 15U]);
+        *to++ = QLatin1Char(kDigits[code >> 4U]);
+        *to++ = QLatin1Char(kDigits[code & 15U]);
     }
     return hex;
 }
@@ -109,34 +119,22 @@ QString SkipJack::HexToString(QStringView hex)
 
 QString SkipJack::EncryptHex(QStringView hex) const
 {
-    QString out;
-    out.reserve(hex.size() + kBlockDigits);
-    for (qsizetype at = 0; at < hex.size(); at += kBlockDigits)
-        AppendWords(out, Encrypt(CutBlock(hex.mid(at, kBlockDigits), 0)));
-    return out;
+    return BlockByBlock(hex, 0, [this](const Words& words) { return Encrypt(words); });
 }
 
 QString SkipJack::DecryptHex(QStringView hex) const
 {
-    QString out;
-    out.reserve(hex.size() + kBlockDigits);
-    for (qsizetype at = 0; at < hex.size(); at += kBlockDigits)
-        AppendWords(out, Decrypt(CutBlock(hex.mid(at, kBlockDigits), 1)));
-    return out;
+    return BlockByBlock(hex, 1, [this](const Words& words) { return Decrypt(words); });
 }
 
 QString SkipJack::EncryptBlock(QStringView block) const
 {
-    QString out;
-    AppendWords(out, Encrypt(CutBlock(block, 0)));
-    return out;
+    return EncryptHex(block.isEmpty() ? u"0" : block.first(std::min(block.size(), kBlockDigits)));
 }
 
 QString SkipJack::DecryptBlock(QStringView block) const
 {
-    QString out;
-    AppendWords(out, Decrypt(CutBlock(block, 1)));
-    return out;
+    return DecryptHex(block.isEmpty() ? u"0" : block.first(std::min(block.size(), kBlockDigits)));
 }
 
 quint16 SkipJack::GPermutation(quint16 word, int round) const

@@ -35,13 +35,14 @@ public:
     /// Value of the last 8 digits.
     static quint32 HexToNumber(QStringView hex);
 
-private:
+    /// One block as its four words, the first digits highest.
     using Words = std::array<quint16, 4>;
-
-    quint16 GPermutation(quint16 word, int round) const;
-    quint16 GInverse(quint16 word, int round) const;
     Words Encrypt(Words words) const;
     Words Decrypt(Words words) const;
+
+private:
+    quint16 GPermutation(quint16 word, int round) const;
+    quint16 GInverse(quint16 word, int round) const;
 
     std::array<uchar, 132> mExpandedKey{};
 };
