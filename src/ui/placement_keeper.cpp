@@ -44,7 +44,7 @@ TwipsRect PlacementKeeper::Placement() const
 {
     const bool maximising =
         mSettled.isActive() && mWindow.width() >= mWindow.screen()->availableSize().width();
-    return ToTwips(IsNormal(mWindow) && !maximising ? PlaceOf(mWindow) : mNormal);
+    return ToTwips(IsNormal(mWindow) && !maximising && !mLeaving ? PlaceOf(mWindow) : mNormal);
 }
 
 void PlacementKeeper::Restore(const TwipsRect& placement)
@@ -64,6 +64,7 @@ void PlacementKeeper::SetState(WindowState state)
 {
     constexpr Qt::WindowStates all = Qt::WindowMinimized | Qt::WindowMaximized | Qt::WindowFullScreen;
     const Qt::WindowStates rest = mWindow.windowState() & ~all;
+    if (state == WindowState::Normal && !IsNormal(mWindow)) mLeaving = true;
     switch (state) {
         case WindowState::Normal: mWindow.setWindowState(rest); break;
         case WindowState::Minimised: mWindow.setWindowState(rest | Qt::WindowMinimized); break;
@@ -73,9 +74,10 @@ void PlacementKeeper::SetState(WindowState state)
 
 void PlacementKeeper::Resize(float widthTwips, float heightTwips)
 {
-    mWanted = OnThisScreen(ToPixels({0, 0, widthTwips, heightTwips}).size());
-    mWindow.resize(mWanted);
-    mNormal = QRect(mNormal.topLeft(), mWanted);
+    const QSize size = OnThisScreen(ToPixels({0, 0, widthTwips, heightTwips}).size());
+    if (!mLeaving) return mWindow.resize(size);
+    mNormal.setSize(size);
+    mSizeOnceNormal = true;
     mSettled.start();
 }
 
@@ -95,7 +97,11 @@ bool PlacementKeeper::eventFilter(QObject* watched, QEvent* event)
 void PlacementKeeper::Settle()
 {
     if (!IsNormal(mWindow)) return;
-    const QSize wanted = std::exchange(mWanted, QSize());
-    if (!wanted.isEmpty() && mWindow.size() != wanted) mWindow.resize(wanted);
-    mNormal = PlaceOf(mWindow);
+    mLeaving = false;
+    if (std::exchange(mSizeOnceNormal, false)) {
+        mWindow.resize(mNormal.size());
+        mWindow.move(mNormal.topLeft());
+    } else {
+        mNormal = PlaceOf(mWindow);
+    }
 }

@@ -34,6 +34,7 @@ private:
 
     QWidget& mWindow;
     QRect mNormal;
-    QSize mWanted;    // by Resize; empty: none
-    QTimer mSettled;  // no move, size or state for a moment: the normal state is what is seen
+    bool mLeaving = false;         // on the way to the normal state
+    bool mSizeOnceNormal = false;  // mNormal was asked for meanwhile
+    QTimer mSettled;               // no move, size or state for a moment: the normal state is what is seen
 };
