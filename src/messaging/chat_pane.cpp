@@ -34,24 +34,22 @@ ChatBox::ChatBox(QWidget* parent) : QTextEdit(parent)
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);  // no second layout when the first bar appears
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    mParagraph.setLeftMargin(kHangingIndent);
+    mParagraph.setTextIndent(-kHangingIndent);
+    mParagraph.setLayoutDirection(Qt::LeftToRight);
 }
 
 void ChatBox::Append(const ShownLine& line)
 {
-    QTextBlockFormat block;
-    block.setLeftMargin(kHangingIndent);
-    block.setTextIndent(-kHangingIndent);
-    block.setLayoutDirection(Qt::LeftToRight);
     QTextCharFormat colour;
     colour.setForeground(FromBgr(line.colour));
-
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
     end.beginEditBlock();
     if (mEmpty)
-        end.setBlockFormat(block);
+        end.setBlockFormat(mParagraph);
     else
-        end.insertBlock(block);
+        end.insertBlock(mParagraph, colour);
     end.insertText(line.text, colour);
     end.endEditBlock();
     mEmpty = false;

@@ -1,6 +1,7 @@
 #pragma once
 // txtChat and txtMessage: the conversation, and the line being typed.
 
+#include <QTextBlockFormat>
 #include <QTextEdit>
 #include <functional>
 
@@ -19,6 +20,7 @@ public:
 private:
     void Forget(int lines);
 
+    QTextBlockFormat mParagraph;
     bool mEmpty = true;
 };
 
