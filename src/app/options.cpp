@@ -35,6 +35,7 @@ Options ReadOptions(const QStringList& arguments)
     } else if (!parser.positionalArguments().isEmpty()) {
         options.error = u"\"%1\" is no option."_s.arg(parser.positionalArguments().constFirst());
     }
+    if (parser.value(config).contains(u'\\')) options.error = u"A configuration's name holds no \"\\\"."_s;
     if (parser.isSet(service)) options.service = parser.value(service);
     options.config = parser.value(config);
     options.trace = parser.value(trace);

@@ -23,18 +23,20 @@ TEST(SkipJack, PublishedVectorBothWays)
 
 TEST(SkipJack, ShortBlocksAreCompletedWithZeros)
 {
-    const struct { QString shortBlock, encrypted, decrypted; } rows[] = {
+    const struct {
+        QString shortBlock, encrypted, decrypted;
+    } rows[] = {
         // read while enciphering as, and while deciphering as
-        {u"41"_s, u"4100000000000000"_s, u"0041000000000000"_s},      // one character: its own rule
+        {u"41"_s, u"4100000000000000"_s, u"0041000000000000"_s},  // one character: its own rule
         {u"4142"_s, u"4142000000000000"_s, u"4142000000000000"_s},
         {u"414243"_s, u"4142004300000000"_s, u"4142430000000000"_s},
         {u"4142434445"_s, u"4142434400450000"_s, u"4142434400450000"_s},
         {u"41424344454647"_s, u"4142434445460047"_s, u"4142434445460047"_s},
-        {u"4"_s, u"0400000000000000"_s, u"0004000000000000"_s},       // odd lengths: damaged text
+        {u"4"_s, u"0400000000000000"_s, u"0004000000000000"_s},  // odd lengths: damaged text
         {u"412"_s, u"4102000000000000"_s, u"0412000000000000"_s},
         {u"4142434"_s, u"4142043400000000"_s, u"4142430400000000"_s},
         {u""_s, u"0000000000000000"_s, u"0000000000000000"_s},
-        {u"4g"_s, u"4000000000000000"_s, u"0040000000000000"_s},      // no digit counts as 0
+        {u"4g"_s, u"4000000000000000"_s, u"0040000000000000"_s},  // no digit counts as 0
     };
     const SkipJack cipher(kVectorKey);
     for (const auto& row : rows) {
@@ -47,11 +49,13 @@ TEST(SkipJack, ShortBlocksAreCompletedWithZeros)
 
 TEST(SkipJack, KeysThatCountAsTheSame)
 {
-    const struct { QString key, same; } rows[] = {
-        {u"KEM0181LSB8GBC6NCHCR60SD3909960308"_s, u"0E0018100B80BC60C0C0"_s},   // 20 count, no digit is 0
+    const struct {
+        QString key, same;
+    } rows[] = {
+        {u"KEM0181LSB8GBC6NCHCR60SD3909960308"_s, u"0E0018100B80BC60C0C0"_s},  // 20 count, no digit is 0
         {u""_s, u"00000000000000000000"_s},
         {u"abcdef"_s, u"ABCDEF00000000000000"_s},
-        {u"123"_s, u"12030000000000000000"_s},   // a byte with one character is that digit
+        {u"123"_s, u"12030000000000000000"_s},  // a byte with one character is that digit
     };
     for (const auto& row : rows)
         EXPECT_EQ(SkipJack(row.key).EncryptBlock(u"4142434445464748"),
@@ -62,12 +66,14 @@ TEST(SkipJack, KeysThatCountAsTheSame)
 
 TEST(SkipJack, TextBecomesCodePageDigits)
 {
-    const struct { QString text, hex, back; } rows[] = {
+    const struct {
+        QString text, hex, back;
+    } rows[] = {
         {u"A\n"_s, u"410A"_s, u"A\n"_s},
         {u"\u20ACÿ\u0178"_s, u"80FF9F"_s, u"\u20ACÿ\u0178"_s},
-        {u"\u0081\u009D"_s, u"819D"_s, u"\u0081\u009D"_s},   // positions without a character of their own
+        {u"\u0081\u009D"_s, u"819D"_s, u"\u0081\u009D"_s},  // positions without a character of their own
         {u"\u0080я\U0001F600"_s, u"3F3F3F3F"_s, u"????"_s},
-        {u"a\0b"_s, u"610062"_s, u"ab"_s},                   // NUL cannot be carried
+        {u"a\0b"_s, u"610062"_s, u"ab"_s},  // NUL cannot be carried
     };
     for (const auto& row : rows) {
         EXPECT_EQ(SkipJack::StringToHex(row.text), row.hex);
@@ -101,4 +107,8 @@ TEST(SkipJack, PasswordsKeepInnerBlanksOnly)
     EXPECT_EQ(DecipherPassword(EncipherPassword(u"  s e\tcret\t "_s)), u"s e\tcret\t"_s);
     EXPECT_NE(EncipherPassword(u" secret"_s), EncipherPassword(u"secret"_s));
     EXPECT_EQ(DecipherPassword(QString()), QString());
+    const QString lost = EncipherPassword(u"п1а2р3"_s);  // would be "?1?2?3" and let others in
+    EXPECT_TRUE(PasswordWasLost(lost));
+    EXPECT_EQ(DecipherPassword(lost), QString());
+    EXPECT_FALSE(PasswordWasLost(EncipherPassword(u"why?"_s)));
 }

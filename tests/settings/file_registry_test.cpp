@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <QDir>
 #include <QFile>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
+#include <csignal>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -56,6 +60,34 @@ TEST_F(FileRegistryTest, ProgramsSeeEachOthersWritesAndLoseNone)
     EXPECT_EQ(facts.st_mode & 07777U, 0600U);
     ASSERT_EQ(::stat(QFile::encodeName(dir.filePath(u"new"_s)).constData(), &facts), 0);
     EXPECT_EQ(facts.st_mode & 07777U, 0700U);
+}
+
+TEST_F(FileRegistryTest, AKilledWriterLeavesTheOldOrTheNewFile)
+{
+    const quint32 seed = QRandomGenerator::global()->generate();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    QRandomGenerator random(seed);
+    FileRegistry watcher = Open();
+    const QString filler(2000, u'x');
+    watcher.WriteText(kUser, u"filler"_s, filler);
+    for (int kills = 0; kills < 30; ++kills) {
+        const pid_t writer = ::fork();
+        if (writer == 0) {
+            FileRegistry registry = Open();
+            for (int i = 0;; ++i) registry.WriteText(kUser, u"count"_s, QString::number(i));
+        }
+        for (int seen = random.bounded(1, 4); seen > 0; --seen) {  // never by time
+            const QString before = Text(watcher, kUser, u"count"_s);
+            while (Text(watcher, kUser, u"count"_s) == before) std::this_thread::yield();
+        }
+        ::kill(writer, SIGKILL);
+        ::waitpid(writer, nullptr, 0);
+        ASSERT_EQ(Text(watcher, kUser, u"filler"_s), filler);
+        bool whole = false;
+        Text(watcher, kUser, u"count"_s).toInt(&whole);
+        ASSERT_TRUE(whole);
+        watcher.WriteText(kUser, u"count"_s, u"-1"_s);  // neither its lock nor its half file is in the way
+    }
 }
 
 TEST_F(FileRegistryTest, FailuresThrowAndChangeNothing)

@@ -147,7 +147,7 @@ bool LinkMessenger::SettleTrust(const Target& target, const ConnectOutcome& outc
 QString LinkMessenger::PasswordOf(const QString& stored) const
 {
     const QString password = DecipherPassword(stored);
-    const bool lost = !password.isEmpty() && password.count(u'?') == password.size();
+    const bool lost = PasswordWasLost(stored) || (!password.isEmpty() && password.count(u'?') == password.size());
     if (lost)
         Fail(QStringLiteral(
             "The password has characters that Windows-1252 does not know. Choose another one."));
