@@ -2,6 +2,7 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
+#include "base/sending_room.h"
 #include "base/text_rules.h"
 #include "cipher/code_page.h"
 #include "messaging/chat_rules.h"
@@ -60,7 +61,7 @@ void cmdSend_Click(ProcessState& state, ChatInput& input)
         const QString text = Trim(input.MessageText());
         if (text.isEmpty()) {
             state.ports.prompts->Beep();
-        } else {
+        } else if (!SendingMustWait(state)) {
             SendToAll(state, text);
             input.SetMessageText(QString());
         }
@@ -76,7 +77,7 @@ void cmdWhisper_Click(ProcessState& state, ChatInput& input)
         const QStringList selected = input.SelectedUsers();
         if (selected.isEmpty() || text.isEmpty()) {
             state.ports.prompts->Beep();
-        } else {
+        } else if (!SendingMustWait(state)) {
             WhisperTo(state, selected, text);
             input.SetMessageText(QString());
         }

@@ -2,6 +2,7 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
+#include "base/sending_room.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/toolbar_rules.h"
@@ -99,6 +100,7 @@ void picDraw_MouseDown(ProcessState& state, MouseButton button, BoardPoint at)
     Trapped(state, "picDraw_MouseDown", [&] {
         if (button != MouseButton::Left) return PressOther(state);
         LoseRelease(state);  // of an earlier press, if it is still open
+        if (SendingMustWait(state)) return;
         WhiteboardTools& tools = ToolsOf(state);
         tools.action = MakeTool(tools);
         if (tools.action)

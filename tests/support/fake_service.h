@@ -71,7 +71,8 @@ public:
     std::map<QString, QString> failures;                // operation -> description: the call throws
     QString address = QStringLiteral("a***@e***.org");  // SendPassword's answer
     QString serverKey = QStringLiteral("00112233445566778899");
-    QString refusal;  // LastRefusal after a Login that was refused
+    bool tight = false;  // much is waiting to be sent
+    QString refusal;     // LastRefusal after a Login that was refused
 
     // --- what happened
     struct Text {
@@ -96,6 +97,7 @@ public:
 
     bool HasMeetingPermission() override { return Answer("HasMeetingPermission", {}); }
     QString ServerKey() const override { return serverKey; }
+    bool SendingIsTight() const override { return tight; }
     QString SendTag() const override { return QStringLiteral("tag"); }
     bool LoggedIn() const override { return mLoggedIn; }
     QString Handle() const override { return mHandle; }

@@ -221,6 +221,19 @@ TEST(Input, OtherButtonsAbandonAShapeAndElseOpenTheMenu)
     EXPECT_EQ(ann.tools.mLastX, 10);
 }
 
+TEST(Input, NothingIsBegunWhileMuchWaitsToBeSent)
+{
+    Client ann;
+    ann.service->tight = true;
+    ann.Drag({{10, 10}, {30, 30}});
+    EXPECT_FALSE(ann.Inked(10, 10));
+    EXPECT_TRUE(ann.service->texts.empty());
+    EXPECT_EQ(ann.meeting.notes.size(), 1);
+    ann.service->tight = false;
+    ann.Drag({{10, 10}, {30, 30}});
+    EXPECT_EQ(ann.service->texts.size(), 1u);
+}
+
 TEST(Input, APressOnThePointerImageDrawsAtImageCoordinatesAndIsNotSent)
 {
     Client ann;

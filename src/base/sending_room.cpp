@@ -1,0 +1,12 @@
+#include "base/sending_room.h"
+
+#include "base/meeting_screens.h"
+
+bool SendingMustWait(ProcessState& state)
+{
+    if (!state.gMessenger || !state.gMessenger->SendingIsTight()) return false;
+    if (state.ports.prompts) state.ports.prompts->Beep();
+    if (state.gMeetingForm)
+        state.gMeetingForm->Panels().Note(QStringLiteral("Much is waiting to be sent: wait a moment."));
+    return true;
+}
