@@ -46,13 +46,14 @@ void Session::Greet()
     mReader = ItemReader();
     mIncoming.NewConnection();
     mReportedLive = 0;
-    mConnection->Run(*this);
+    const std::shared_ptr<Connection> connection = mConnection;  // it may be lost before Run returns
+    connection->Run(*this);
     Header header;
     Hello& hello = *header.mutable_hello();
     hello.set_version(kProtocolVersion);
     hello.set_door(mDoor);
     hello.set_program(mNeeds.program);
-    mConnection->Control(header);
+    connection->Control(header);
 }
 
 asio::awaitable<LoggedIn> Session::AskLogin(bool again, Deadline deadline)
