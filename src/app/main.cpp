@@ -55,6 +55,9 @@ int main(int argc, char** argv)
         std::fputs(qPrintable(early.helpText), stdout);
         return 0;
     }
+    // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's.
+    QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
+    QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     Q_INIT_RESOURCE(logo);   // the library it lies in is linked statically
