@@ -1,5 +1,8 @@
-// A scripted meeting of two real clients on virtual displays: what a newcomer sees without a desktop.
-// usage: demo DIR     leaves screenshots, both boards and the traces in DIR
+// A scripted meeting of real clients on virtual displays: what a newcomer sees without a desktop.
+// usage: demo DIR [--cut]     leaves screenshots, the boards and the traces in DIR
+#include <signal.h>
+
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <cmath>
@@ -18,9 +21,8 @@ void Say(const char* text)
     std::fflush(stdout);
 }
 
-std::vector<QPoint> Curve(const Desk& desk, QPoint from, int width, double height)
+std::vector<QPoint> Curve(QPoint from, int width, double height)
 {
-    Q_UNUSED(desk);
     std::vector<QPoint> way;
     for (int x = 0; x <= width; x += 6)
         way.push_back(from + QPoint(x, int(height * std::sin(x * 6.28 / width))));
@@ -72,7 +74,7 @@ void Talk(Desk& ann, Desk& bob)
 void Draw(Desk& ann, Desk& bob)
 {
     Choose(ann, u"tool_Draw"_s, u"picSelColor_15"_s, u"picLineWidth_2"_s);
-    ann.Drag(Curve(ann, ann.Board(60, 120), 420, 60));
+    ann.Drag(Curve(ann.Board(60, 120), 420, 60));
     ExpectSame(ann, bob, u"ann"_s);
     Choose(bob, u"tool_Shape"_s, u"picSelColor_5"_s, u"picLineWidth_1"_s);
     bob.Drag({bob.Board(80, 240), bob.Board(180, 300), bob.Board(300, 380)});
@@ -89,20 +91,50 @@ void ShowVideo(Desk& ann, Desk& bob)
     bob.ClickControl(u"tool_Video"_s);
     bob.Wait("tool");
     bob.Click(bob.Board(420, 230));
-    ann.Wait("frame", Is("from", u"bob"_s));
+    ann.Wait("frame", Both(Is("from", u"bob"_s), Is("type", 0)));
     bob.ClickControl(u"tool_Video"_s);
 }
 
-}  // namespace
+void ShareWindow(Desk& ann, Desk& bob)
+{
+    const auto notes =
+        ann.Start(u"xterm"_s, {u"-T"_s, u"Notes"_s, u"-geometry"_s, u"34x9-0-0"_s, u"-e"_s, u"sh"_s, u"-c"_s,
+                               u"printf 'Friday\n\n * board: done\n * guide: done\n'; read wait"_s});
+    ann.Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--name"_s, u"^Notes$"_s});
+    ann.ClickControl(u"tool_App"_s);
+    ann.Wait("dialog", Is("name", u"frmShareApp"_s));
+    ann.Key(u"End"_s);
+    ann.Key(u"Return"_s);
+    ann.Wait("dialog_closed", Is("name", u"frmShareApp"_s));
+    ann.Click(ann.Board(60, 420));
+    bob.Wait("frame", Both(Is("from", u"ann"_s), Is("type", 1)));
+    ann.ClickControl(u"tool_App"_s);
+}
 
-int main(int argc, char** argv)
-try {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: demo DIR\n");
-        return 2;
+/// "Save to File..." as a person uses it.
+void SaveBoard(Desk& desk, const QString& file)
+{
+    QFile::remove(file);
+    desk.Key(u"alt+t"_s);
+    for (const char* key : {"s", "s", "Return"})
+        desk.Key(QLatin1String(key));  // "Shape Tool" has the same letter
+    desk.Wait("dialog", Is("name", u"saveFile"_s));
+    desk.Key(u"ctrl+a"_s);
+    desk.Type(file);
+    desk.Key(u"Return"_s);
+    desk.Wait("saved");
+}
+
+void Leave(std::initializer_list<Desk*> desks)
+{
+    for (Desk* desk : desks) {
+        desk->ClickControl(u"tool_Exit"_s);
+        if (desk->Client().WaitForEnd() != 0) throw std::runtime_error("a client did not end in order");
     }
-    const Folder folder(QString::fromLocal8Bit(argv[1]));
-    for (const char* old : {"ann", "bob", "run", "data"}) QDir(folder / old).removeRecursively();
+}
+
+void PlayMeeting(const Folder& folder)
+{
     Say("Two people start Quorvia and meet; no service is named, so the first starts one.");
     Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s);
     Meet(ann, bob);
@@ -110,16 +142,103 @@ try {
     Talk(ann, bob);
     Say("They draw.");
     Draw(ann, bob);
-    Say("Bob's camera shows on both boards.");
+    Say("Bob's camera shows on both boards, and a window of Ann's.");
     ShowVideo(ann, bob);
+    ShareWindow(ann, bob);
     ann.Screenshot(folder / "ann.png");
     bob.Screenshot(folder / "bob.png");
+    SaveBoard(ann, folder / "ann-board.bmp");
+    SaveBoard(bob, folder / "bob-board.bmp");
     Say("They leave.");
-    ann.ClickControl(u"tool_Exit"_s);
-    bob.Wait("attendee", Is("handle", u"ann"_s));
-    bob.ClickControl(u"tool_Exit"_s);
-    if (ann.Client().WaitForEnd() != 0 || bob.Client().WaitForEnd() != 0)
-        throw std::runtime_error("a client did not end in order");
+    Leave({&ann, &bob});
+}
+
+void Sit(Desk& desk, const Service& service, const QString& name, bool join)
+{
+    desk.Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
+    desk.StartClient({u"--service"_s, service.Address()});
+    desk.Wait("dialog", Is("name", u"frmLogin"_s));
+    desk.Login(name, name + u"'s secret"_s, u"Storm2026"_s, join);
+    desk.Wait("window_whole");
+}
+
+/// Strokes that the others cannot see yet: returned are only those of this hand.
+void DrawAlone(Desk& desk, const QString& name, QPoint corner)
+{
+    for (int i = 0; i < 3; ++i) {
+        desk.Drag(Curve(desk.Board(corner.x(), corner.y() + 50 * i), 180, 20));
+        desk.Wait("record", Is("from", name));
+    }
+}
+
+void WaitForStrokes(Desk& desk, const QString& from, int count)
+{
+    for (int i = 0; i < count; ++i) desk.Wait("record", Is("from", from), 60);
+}
+
+QString SavedBoard(Desk& desk, const QString& file)
+{
+    SaveBoard(desk, file);
+    QFile saved(file);
+    if (!saved.open(QIODevice::ReadOnly)) throw std::runtime_error("a board was not saved");
+    return QString::fromLatin1(QCryptographicHash::hash(saved.readAll(), QCryptographicHash::Sha256).toHex());
+}
+
+void PlayStorm(const Folder& folder)
+{
+    Service service(
+        folder,
+        {{u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}, {u"eve"_s, u"eve's secret"_s}});
+    Say("Two people meet at a service.");
+    Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s);
+    Sit(ann, service, u"ann"_s, false);
+    Sit(bob, service, u"bob"_s, true);
+    ann.Wait("attendee", Is("handle", u"bob"_s));
+    Say("The service is killed; both go on drawing, each in a corner.");
+    service.Stop(SIGKILL);
+    const auto cut = [](const QJsonObject& line) {
+        return line[u"panel"_s] == u"Link"_s && !line[u"text"_s].toString().isEmpty();
+    };
+    ann.Wait("panel", cut);
+    bob.Wait("panel", cut);
+    DrawAlone(ann, u"ann"_s, {40, 80});
+    DrawAlone(bob, u"bob"_s, {420, 80});
+    ann.Screenshot(folder / "ann-cut.png");
+    Say("The service is started again; what was drawn arrives.");
+    service.Start();
+    WaitForStrokes(ann, u"bob"_s, 3);
+    WaitForStrokes(bob, u"ann"_s, 3);
+    Say("A third person joins and finds the board as it is.");
+    Desk eve(folder, u"eve"_s);
+    Sit(eve, service, u"eve"_s, true);
+    WaitForStrokes(eve, u"bob"_s, 3);
+    ann.Drag(Curve(ann.Board(200, 320), 300, 30));
+    ann.Wait("record", Is("from", u"ann"_s));
+    for (Desk* desk : {&bob, &eve}) desk->Wait("record", Is("from", u"ann"_s));
+    for (Desk* desk : {&ann, &bob, &eve}) desk->Screenshot(folder.Path() + u'/' + desk->Name() + u".png"_s);
+    const QString board = SavedBoard(ann, folder / "ann-board.bmp");
+    if (SavedBoard(bob, folder / "bob-board.bmp") != board ||
+        SavedBoard(eve, folder / "eve-board.bmp") != board)
+        throw std::runtime_error("the boards differ");
+    Say("All three boards are the same, byte for byte. They leave.");
+    Leave({&ann, &bob, &eve});
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+try {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: demo DIR [--cut]\n");
+        return 2;
+    }
+    const Folder folder(QString::fromLocal8Bit(argv[1]));
+    for (const char* old : {"ann", "bob", "eve", "run", "data", "service"})
+        QDir(folder / old).removeRecursively();
+    if (argc > 2 && QByteArray(argv[2]) == "--cut")
+        PlayStorm(folder);
+    else
+        PlayMeeting(folder);
     std::printf("Screenshots and boards are in %s\n", qPrintable(folder.Path()));
 } catch (const std::exception& error) {
     std::fprintf(stderr, "demo: %s\n", error.what());

@@ -126,6 +126,7 @@ public:
     void Screenshot(const QString& file);
     void Run(const QString& program, const QStringList& arguments);  // on this display; waits for its end
     QString Display() const { return mDisplay; }
+    QString Name() const { return mName; }
     QString ConfigHome() const { return mHome; }
     std::unique_ptr<Child> Start(const QString& program, const QStringList& arguments);
 
