@@ -103,7 +103,6 @@ void LogFolder::Replace(const QString& name, const QByteArray& bytes) const
     {
         const Descriptor file(OpenFile(fresh, O_WRONLY | O_CREAT | O_EXCL));
         WriteWhole(file.Number(), bytes, mPath + u'/' + fresh);
-        if (::fsync(file.Number()) != 0) Fail(mPath + u'/' + fresh, errno);
     }
     if (::renameat(mFolder, nativeFresh.constData(), mFolder, QFile::encodeName(name).constData()) != 0)
         Fail(mPath + u'/' + name, errno);

@@ -19,7 +19,8 @@ public:
     QByteArray ReadAll(const QString& name) const;
     /// One write, so that entries of several programs stay whole.
     void Append(const QString& name, const QByteArray& bytes) const;
-    /// Old contents or new, never something between.
+    /// Old contents or new, never something between, however the program ends. It does not wait for the disk:
+    /// a full log is replaced at every line.
     void Replace(const QString& name, const QByteArray& bytes) const;
 
 private:

@@ -18,6 +18,8 @@ bool IsTyping(const QKeyEvent& event)
 
 void ForwardTyping(QKeyEvent* event, QWidget* target)
 {
+    // What the target itself did not want has come back up to us.
+    if (target->window()->focusWidget() == target) return event->ignore();
     target->setFocus(Qt::OtherFocusReason);
     QCoreApplication::sendEvent(target, event);
     event->accept();

@@ -71,8 +71,11 @@ TEST(Chatting, TypingAnywhereGoesIntoTheMessage)
         QWidget* place = desk.Find(name);
         place->setFocus();
         Press(place, Qt::Key_AsciiTilde, u"~"_s);
-        QTest::keyClick(place, Qt::Key_B);
+        place->setFocus();
+        QTest::keyClick(place, Qt::Key_Z);
         QTest::keyClick(desk.Panel().txtMessage, Qt::Key_Backspace);
+        place->setFocus();
+        Press(place, Qt::Key_Clear, u"\v"_s);  // a key that the message box does not want either
         EXPECT_EQ(desk.Panel().MessageText(), QString(++letters, u'~'));
         EXPECT_TRUE(desk.Panel().txtMessage->hasFocus());
     }
