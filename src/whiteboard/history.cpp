@@ -62,27 +62,30 @@ void WBHistory::Save(Board* board, qint16 x, qint16 y, const QString& userHandle
         mEntries.resize(std::size_t(mIndex));
     }
     WBBufferEntry& entry = mEntries[std::size_t(mIndex - 1)];
-    if (board) {
-        const TileSet unsaved = board->TakeUnsaved();
-        for (int tile = 0; tile < kTileCount; ++tile)
-            if (unsaved[std::size_t(tile)]) mShown[std::size_t(tile)] = Keep(board->Image(), tile);
-        entry.Picture = mShown;
-    }
+    if (board) entry.Picture = mShown = Snapshot(*board);
     entry.X = x;
     entry.Y = y;
     entry.UserHandle = userHandle;
     entry.ModifiedAt = when;
 }
 
-void WBHistory::Show(int index, Board& board)
+std::shared_ptr<const TileGrid> WBHistory::Snapshot(Board& board)
 {
-    const TileGrid& picture = At(index).Picture;
-    if (!picture.front())
-        throw std::runtime_error("history entry " + std::to_string(index) + " has no picture");
+    auto grid = mShown ? std::make_shared<TileGrid>(*mShown) : std::make_shared<TileGrid>();
     const TileSet unsaved = board.TakeUnsaved();
     for (std::size_t tile = 0; tile < kTileCount; ++tile)
-        if (unsaved[tile] || picture[tile] != mShown[tile])
-            board.PutTile(int(tile), picture[tile]->pixels.data());
+        if (unsaved[tile] || !mShown) (*grid)[tile] = Keep(board.Image(), int(tile));
+    return grid;
+}
+
+void WBHistory::Show(int index, Board& board)
+{
+    const auto picture = At(index).Picture;
+    if (!picture) throw std::runtime_error("history entry " + std::to_string(index) + " has no picture");
+    const TileSet unsaved = board.TakeUnsaved();
+    for (std::size_t tile = 0; tile < kTileCount; ++tile)
+        if (unsaved[tile] || (*picture)[tile] != (*mShown)[tile])
+            board.PutTile(int(tile), (*picture)[tile]->pixels.data());
     mShown = picture;
 }
 
@@ -99,9 +102,10 @@ void WBHistory::StepForward()
 QImage WBHistory::PictureOf(int index) const
 {
     Board board;
-    const TileGrid& picture = At(index).Picture;
+    const auto picture = At(index).Picture;
+    if (!picture) throw std::runtime_error("history entry " + std::to_string(index) + " has no picture");
     for (std::size_t tile = 0; tile < kTileCount; ++tile)
-        if (picture[tile]) board.PutTile(int(tile), picture[tile]->pixels.data());
+        board.PutTile(int(tile), (*picture)[tile]->pixels.data());
     return board.Image();
 }
 
@@ -109,8 +113,8 @@ int WBHistory::DistinctTiles() const
 {
     std::set<const Tile*> tiles;
     for (const WBBufferEntry& entry : mEntries)
-        for (const auto& tile : entry.Picture)
-            if (tile) tiles.insert(tile.get());
+        if (entry.Picture)
+            for (const auto& tile : *entry.Picture) tiles.insert(tile.get());
     return int(tiles.size());
 }
 
@@ -123,7 +127,7 @@ std::shared_ptr<const Tile> WBHistory::Keep(const QImage& image, int tile)
         for (const auto& kept : mPlain)
             if (kept->pixels.front() == colour) return kept;
     }
-    auto fresh = std::make_shared<Tile>();
+    auto fresh = std::make_shared_for_overwrite<Tile>();
     CopyTile(image, tile, fresh->pixels.data());
     if (plain) {
         if (mPlain.size() == kPlainKept) mPlain.erase(mPlain.begin());

@@ -21,8 +21,8 @@ using TileGrid = std::array<std::shared_ptr<const Tile>, kTileCount>;
 struct WBBufferEntry {
     QString UserHandle;
     QDateTime ModifiedAt;
-    qint16 X = 0, Y = 0;  // stored as given; every caller gives 0
-    TileGrid Picture;
+    qint16 X = 0, Y = 0;                      // stored as given; every caller gives 0
+    std::shared_ptr<const TileGrid> Picture;  // null: none was stored
 };
 
 /// gWBBuffer and gWBBufferIndex. Entries count from 1; entries above the index are those redo can reach.
@@ -50,11 +50,12 @@ public:
     int DistinctTiles() const;
 
 private:
+    std::shared_ptr<const TileGrid> Snapshot(Board& board);
     std::shared_ptr<const Tile> Keep(const QImage& image, int tile);
 
     std::vector<WBBufferEntry> mEntries;
     int mIndex = 0;
-    TileGrid mShown;                                  // what the board held when it was last saved or shown
+    std::shared_ptr<const TileGrid> mShown;           // what the board held when it was last saved or shown
     std::vector<std::shared_ptr<const Tile>> mPlain;  // tiles of one colour, a few of the latest
 };
 

@@ -26,6 +26,32 @@ constexpr Tag kTags[] = {
     {RecordType::Clear, tags::kWBClear},
 };
 
+/// Numbers as nearly all records write them: digits, a sign, a fraction, 15 digits at most, so that whole
+/// part and power of ten are exact and their quotient is the nearest double. None: read it the long way.
+std::optional<double> PlainNumber(QStringView text)
+{
+    constexpr double kPowers[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    const bool negative = text.startsWith(u'-');
+    if (negative) text = text.sliced(1);
+    if (text.isEmpty() || text.size() > 16 || text.front() == u'.' || text.back() == u'.')
+        return std::nullopt;
+    qint64 digits = 0;
+    qsizetype point = -1;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text[i].unicode();
+        if (c >= u'0' && c <= u'9')
+            digits = digits * 10 + (c - u'0');
+        else if (c == u'.' && point < 0)
+            point = i;
+        else
+            return std::nullopt;
+    }
+    if (point < 0 && text.size() > 15) return std::nullopt;
+    const double value = double(digits) / kPowers[point < 0 ? 0 : text.size() - point - 1];
+    return negative ? -value : value;
+}
+
 /// A cursor over the fields of a payload. Each read takes the next field and throws FieldError when that is
 /// missing or bad.
 class FieldReader {
@@ -77,7 +103,8 @@ private:
     double Number(double lowest, double highest, Whole whole)
     {
         const QStringView text = Text();
-        const auto value = WholeNumber(text);
+        auto value = PlainNumber(text);
+        if (!value) value = WholeNumber(text);
         if (!value) Refuse(text, u"is no number"_s);
         const double number = whole == Whole::Yes ? RoundHalfEven(*value) : *value;
         if (!(number >= lowest && number <= highest)) {

@@ -106,5 +106,5 @@ TEST(History, CostsWhatWasDrawn)
     EXPECT_LE(history.DistinctTiles(), 1 + 11 * 4);
     board.Clear();
     history.Save(&board, 0, 0, u"ann"_s, {});
-    EXPECT_EQ(history.At(11).Picture[0], history.At(10).Picture[0]);  // white stays shared
+    EXPECT_EQ((*history.At(11).Picture)[0], (*history.At(10).Picture)[0]);  // white stays shared
 }
