@@ -112,7 +112,10 @@ void QtPrompts::CriticalBox(const QString& title, const QString& text, Cause cau
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setAttribute(Qt::WA_ShowWithoutActivating);
     box->setModal(false);
-    QObject::connect(box, &QDialog::finished, box, [this] { mSinceClosed.start(); });
+    QObject::connect(box, &QDialog::finished, box, [this] {
+        mCritical = nullptr;  // it is deleted later; an error until then needs a box of its own
+        mSinceClosed.start();
+    });
     TraceWindow(mState, box);
     box->show();
 }
