@@ -58,6 +58,7 @@ int main(int argc, char** argv)
     // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's.
     QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
     QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
+    HoldEndSignals();
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     Q_INIT_RESOURCE(logo);   // the library it lies in is linked statically
