@@ -42,7 +42,7 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
 
 void SendPicture(ProcessState& state, qint16 x, qint16 y)
 {
-    const QImage& picture = state.gMeetingForm->Toolbar().Tools().mInsertPicture;
+    const QImage picture = OnWhite(state.gMeetingForm->Toolbar().Tools().mInsertPicture);
     const QPoint at(x, y);
     state.gMeetingForm->Board().Image().Paint(picture, at);
     const QRect seen = QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight);

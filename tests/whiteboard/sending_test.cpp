@@ -144,14 +144,17 @@ TEST(Sending, PicturesGoOutAsTheBoardShowsThemAtTheSlidersQuality)
     EXPECT_EQ(ann.screen.board.Pixel(2047, 299), picture.pixel(0, 0));
     EXPECT_EQ(ann.Entries(), 3);
 
+    // White shines through a transparent picture, on the own board as at the others'.
     QImage glass(1, 1, QImage::Format_ARGB32);
     glass.fill(Qt::transparent);
-    EXPECT_EQ(reinterpret_cast<const QRgb*>(PixelsOf(glass).data)[0] & 0xffffff,
-              0xffffffu);  // white shines through
+    EXPECT_EQ(reinterpret_cast<const QRgb*>(PixelsOf(glass).data)[0] & 0xffffff, 0xffffffu);
+    ann.tools.mInsertPicture = glass;
+    ann.Drag({{2010, 110}});
+    EXPECT_EQ(ann.screen.board.Pixel(2010, 110) & 0xffffff, 0xffffffu);
     ann.tools.mInsertPicture = {};
     ann.Drag({{5, 5}});
     EXPECT_TRUE(ann.prompts.boxes.last().contains(u"SendWhiteboard: there is no picture"_s));
-    EXPECT_EQ(ann.Entries(), 3);
+    EXPECT_EQ(ann.Entries(), 4);
 }
 
 TEST(Input, AnActionEndsHoweverItsReleaseIsLost)
