@@ -95,9 +95,13 @@ TEST(Sending, LinesOfTextStandBelowEachOther)
     EXPECT_TRUE(ann.screen.typed.isEmpty());
     EXPECT_FALSE(ann.screen.textVisible);
     ann.service->texts.clear();
+    EXPECT_TRUE(ann.meeting.notes.empty());
+    ann.Write({5, 5}, u"price: |\u00A5| 20"_s);  // whole here, cut at the others: say so
+    EXPECT_EQ(ann.meeting.notes.size(), 1);
+    ann.service->texts.clear();
     SendWhiteboard(ann.state, 1, 1, 0, 0);  // nothing typed: no record, but status and snapshot
     EXPECT_TRUE(ann.service->texts.empty());
-    EXPECT_EQ(ann.Entries(), 3);
+    EXPECT_EQ(ann.Entries(), 4);
 }
 
 TEST(Sending, WhoDrawsAloneKeepsItForThoseWhoCome)
