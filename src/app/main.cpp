@@ -1,10 +1,10 @@
 // quorvia: puts the client together and starts it.
 
-#include <QApplication>
 #include <QIcon>
 #include <QTimer>
 #include <cstdio>
 
+#include "app/application.h"
 #include "app/end_program.h"
 #include "app/machine_setup.h"
 #include "app/options.h"
@@ -59,7 +59,8 @@ int main(int argc, char** argv)
     QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
     QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
     HoldEndSignals();
-    QApplication application(argc, argv);
+    ProcessState state;
+    Application application(state, argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     Q_INIT_RESOURCE(logo);   // the library it lies in is linked statically
     QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
@@ -70,7 +71,6 @@ int main(int argc, char** argv)
     }
     SubstituteFonts();
 
-    ProcessState state;
     std::unique_ptr<Machine> machine;
     try {
         machine = std::make_unique<Machine>(state, options.trace);
