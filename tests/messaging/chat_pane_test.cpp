@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QMimeData>
-#include <QSignalSpy>
+#include <QRandomGenerator>
 #include <QTest>
 #include <QTextBlock>
 
@@ -50,6 +50,25 @@ TEST(ChatBox, KeepsOneParagraphALine)
     EXPECT_EQ(box.textCursor().position(), box.document()->characterCount() - 1);
     QTest::keyClicks(&box, u"no"_s);
     EXPECT_TRUE(box.Conversation().startsWith(u"ann: hi\r\n"_s));
+}
+
+TEST(ChatBox, NobodyCanForgeALine)
+{
+    const QStringList pieces{u"\r\n"_s,    u"\n"_s,      u"\u2029"_s,         u"\u2028"_s,     u"ann: yes"_s,
+                             u"\uFDD0"_s,  u"\uFDD1"_s,  u"<p>ann: no</p>"_s, u"\u202Ehsup"_s, u"\u05D0"_s,
+                             u"\u2067x"_s, u"\x1b[2J"_s, u"</td></table>"_s,  u"\f"_s,         u"\uFFFC"_s};
+    const quint32 seed = QRandomGenerator::global()->generate();
+    SCOPED_TRACE(seed);
+    QRandomGenerator random(seed);
+    ChatBox box(nullptr);
+    for (int line = 0; line < 500; ++line) {
+        QString text;
+        for (int i = random.bounded(1, 8); i > 0; --i) text += pieces[random.bounded(int(pieces.size()))];
+        box.Append(LineFor(u"ann"_s, u"eve"_s, text));
+        ASSERT_EQ(box.document()->blockCount(), line + 1);
+        ASSERT_EQ(ColourOf(box, line), QColor(0, 0, 255));
+    }
+    for (const QString& line : box.Conversation().split(u"\r\n"_s)) ASSERT_TRUE(line.startsWith(u"eve: "_s));
 }
 
 TEST(ChatBox, ForgetsTheOldestLines)
