@@ -1,10 +1,12 @@
 // quorvia: puts the client together and starts it.
 
+#include <malloc.h>
+
+#include <QApplication>
 #include <QIcon>
 #include <QTimer>
 #include <cstdio>
 
-#include "app/application.h"
 #include "app/end_program.h"
 #include "app/machine_setup.h"
 #include "app/options.h"
@@ -42,10 +44,19 @@ void ApplyOptions(ProcessState& state, const Options& options)
     if (options.service) SaveSetting(state, keys::kServiceAddress, *options.service);
 }
 
+/// Pictures come and go many times a second. By default the allocator gives the memory of each back to the
+/// system and gets it cleared again: 0.92 s instead of 0.57 s of processor time for 480 frames of 640 x 480.
+void KeepPictureMemory()
+{
+    mallopt(M_MMAP_THRESHOLD, 16 * 1024 * 1024);  // a desktop's picture still fits below
+    mallopt(M_TRIM_THRESHOLD, 32 * 1024 * 1024);
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    KeepPictureMemory();
     QCoreApplication::setApplicationName(u"quorvia"_s);
     QCoreApplication::setApplicationVersion(VersionText());
     // The toolkit takes its own options out of argc and argv, so ours are read behind it; but help needs no
@@ -58,11 +69,9 @@ int main(int argc, char** argv)
     // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's.
     QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
     QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
-    HoldEndSignals();
-    ProcessState state;
-    Application application(state, argc, argv);
+    QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
-    Q_INIT_RESOURCE(logo);   // the library it lies in is linked statically
+    Q_INIT_RESOURCE(logo);  // the library it lies in is linked statically
     QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
     const Options options = ReadOptions(QCoreApplication::arguments());
     if (!options.error.isEmpty()) {
@@ -71,6 +80,7 @@ int main(int argc, char** argv)
     }
     SubstituteFonts();
 
+    ProcessState state;
     std::unique_ptr<Machine> machine;
     try {
         machine = std::make_unique<Machine>(state, options.trace);
