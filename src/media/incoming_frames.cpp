@@ -28,7 +28,8 @@ QRect ToQRect(const CRect& rect)
 void WipeAndNote(Board& board, std::map<QString, CRect>& rects, const QString& handle, const CRect& now)
 {
     const auto [entry, isNew] = rects.try_emplace(handle);
-    if (!isNew) board.Fill(ToQRect(entry->second), kWhite);
+    const QRect last = ToQRect(entry->second);  // nothing to see of the wiping where the new one covers all
+    if (!isNew && !ToQRect(now).contains(last)) board.Fill(last, kWhite);
     entry->second = now;
 }
 
