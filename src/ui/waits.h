@@ -9,7 +9,6 @@
 #include <QObject>
 #include <QPointer>
 #include <deque>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -56,7 +55,7 @@ private:
     };
     struct SetAside {
         QPointer<QObject> target;
-        std::function<std::unique_ptr<QEvent>()> again;
+        std::unique_ptr<QEvent> event;
     };
 
     /// Runs `loop` until it is ended or the time is over; false in the latter case.

@@ -76,7 +76,6 @@ private:
     QStringList Others() const;
 
     // calls
-    void RunNetwork();
     template <class Result, class Make>
     std::optional<Result> Ask(const std::shared_ptr<Session>& session, Make make, Limit limit);
     std::shared_ptr<Session> NewSession();

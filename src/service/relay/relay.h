@@ -15,7 +15,6 @@
 #include "service/relay/directory.h"
 #include "service/relay/login_desk.h"
 #include "service/relay/services.h"
-#include "service/relay/sync_thread.h"
 
 namespace zephyl {
 
@@ -56,7 +55,6 @@ private:
     ConnectionGate mGate;
     Services mServices;
     boost::asio::io_context mIo;
-    SyncThread mSync;
     LoginDesk mDesk;
     Directory mDirectory;
     boost::asio::ip::tcp::acceptor mAcceptor;

@@ -59,7 +59,7 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
     }
 }
 
-TEST_P(RelayTest, GuardsItsDataFolder)
+TEST_F(RelayTest, GuardsItsDataFolder)
 {
     StartRelay();
     const std::string fingerprint = relay->Fingerprint();

@@ -7,9 +7,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-INSTANTIATE_TEST_SUITE_P(, RelayTest, testing::Values(Logs::Memory, Logs::Files), NameOfLogs);
-
-TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
+TEST_F(RelayTest, EntersByCodeAndTellsTheOthers)
 {
     auto alice = LoggedIn("ALICE");
     const struct {
@@ -40,7 +38,7 @@ TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
     EXPECT_EQ(alice->Presence(), "bob 0");
 }
 
-TEST_P(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
+TEST_F(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
 {
     auto alice = In("Alice");
     const std::string first = place.meeting();
@@ -59,7 +57,7 @@ TEST_P(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
     EXPECT_EQ(alice->Enter("Room1", false, first).result(), RESULT_ENDED);  // that code means another one now
 }
 
-TEST_P(RelayTest, EveryTextArrivesOnceAndInOrder)
+TEST_F(RelayTest, EveryTextArrivesOnceAndInOrder)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -79,7 +77,7 @@ TEST_P(RelayTest, EveryTextArrivesOnceAndInOrder)
     EXPECT_TRUE(alice->Quiet(Header::kItem));
 }
 
-TEST_P(RelayTest, AWhisperReachesNobodyWhoComesMeanwhile)
+TEST_F(RelayTest, AWhisperReachesNobodyWhoComesMeanwhile)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -91,7 +89,7 @@ TEST_P(RelayTest, AWhisperReachesNobodyWhoComesMeanwhile)
     EXPECT_EQ(carol->Texts(1), Texts{"Alice: for all"});
 }
 
-TEST_P(RelayTest, WhoeverIsNotThereLooksAlike)
+TEST_F(RelayTest, WhoeverIsNotThereLooksAlike)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -108,7 +106,7 @@ TEST_P(RelayTest, WhoeverIsNotThereLooksAlike)
     EXPECT_TRUE(carol->Quiet(Header::kItem));
 }
 
-TEST_P(RelayTest, RefusesSinglePostsAndGoesOn)
+TEST_F(RelayTest, RefusesSinglePostsAndGoesOn)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -139,7 +137,7 @@ TEST_P(RelayTest, RefusesSinglePostsAndGoesOn)
     EXPECT_EQ(bob->Texts(2).size(), 2u);
 }
 
-TEST_P(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
+TEST_F(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -168,7 +166,7 @@ TEST_P(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
     EXPECT_TRUE(whole.body == record);
 }
 
-TEST_P(RelayTest, AStoppedReceiverCostsTheOthersNothing)
+TEST_F(RelayTest, AStoppedReceiverCostsTheOthersNothing)
 {
     options.bounds.talkKept = 4 * 1024 * 1024;
     auto alice = In("Alice");
@@ -195,7 +193,7 @@ TEST_P(RelayTest, AStoppedReceiverCostsTheOthersNothing)
     EXPECT_EQ(gaps, 1u);
 }
 
-TEST_P(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
+TEST_F(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -216,7 +214,7 @@ TEST_P(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
     EXPECT_LT(frames, 20u);  // two on their way, then one for each answer
 }
 
-TEST_P(RelayTest, NobodySpeaksAsAnother)
+TEST_F(RelayTest, NobodySpeaksAsAnother)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -231,7 +229,7 @@ TEST_P(RelayTest, NobodySpeaksAsAnother)
     EXPECT_TRUE(bob->Quiet(Header::kItem));
 }
 
-TEST_P(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
+TEST_F(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -273,7 +271,7 @@ TEST_P(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: undisturbed"});
 }
 
-TEST_P(RelayTest, ANewcomerGetsTheBoardAndNotWhatPassed)
+TEST_F(RelayTest, ANewcomerGetsTheBoardAndNotWhatPassed)
 {
     auto alice = In("Alice");
     auto bob = In("bob");

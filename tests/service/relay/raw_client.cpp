@@ -241,8 +241,10 @@ bool RawClient::Ended()
 
 void RawClient::WaitAccepted(Channel channel, std::uint64_t number)
 {
-    while ((channel == CHANNEL_TALK ? mAccepted.talk() : mAccepted.board()) < number)
-        mAccepted = Wait(Header::kAccepted).header.accepted();
+    for (;;) {
+        const Accepted accepted = Wait(Header::kAccepted).header.accepted();
+        if ((channel == CHANNEL_TALK ? accepted.talk() : accepted.board()) >= number) return;
+    }
 }
 
 void RawClient::Kill()

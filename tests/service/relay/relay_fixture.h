@@ -33,17 +33,13 @@ inline std::shared_ptr<spdlog::logger> SilentLog()
 
 constexpr HashCost kCheapHash{1, 8192};
 
-/// Where meetings keep their logs: what attendees see is the same.
-enum class Logs { Memory, Files };
-
-class RelayTest : public testing::TestWithParam<Logs> {
+class RelayTest : public testing::Test {
 protected:
     RelayTest()
     {
         StartSodium();
         options.data = folder.path / "data";
         options.port = 0;
-        options.logsInMemory = GetParam() == Logs::Memory;
         options.times.tick = std::chrono::milliseconds(20);
         options.times.grace =
             std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
@@ -88,10 +84,5 @@ protected:
 private:
     bool mMade = false;
 };
-
-inline std::string NameOfLogs(const testing::TestParamInfo<Logs>& logs)
-{
-    return logs.param == Logs::Memory ? "Memory" : "Files";
-}
 
 }  // namespace zephyl

@@ -14,9 +14,7 @@ protected:
     static Cursor At(const Place& place) { return place.position(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(, ReturnTest, testing::Values(Logs::Memory, Logs::Files), NameOfLogs);
-
-TEST_P(ReturnTest, ResumesWithoutAnybodySeeingIt)
+TEST_F(ReturnTest, ResumesWithoutAnybodySeeingIt)
 {
     auto bob = In("bob");
     auto alice = In("Alice");
@@ -39,7 +37,7 @@ TEST_P(ReturnTest, ResumesWithoutAnybodySeeingIt)
     EXPECT_TRUE(bob->Quiet(Header::kItem));  // and never a 0
 }
 
-TEST_P(ReturnTest, ATokenOpensItsOwnSeatOnce)
+TEST_F(ReturnTest, ATokenOpensItsOwnSeatOnce)
 {
     auto alice = In("Alice");
     Place tokens[3] = {place, place, place};
@@ -62,7 +60,7 @@ TEST_P(ReturnTest, ATokenOpensItsOwnSeatOnce)
     EXPECT_EQ(Fresh()->Resume(taken.place(), At(place)).result(), RESULT_OK);
 }
 
-TEST_P(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
+TEST_F(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
 {
     auto bob = In("bob");
     auto alice = In("Alice");
@@ -81,7 +79,7 @@ TEST_P(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: whole"});
 }
 
-TEST_P(ReturnTest, ARefusalIsSaidAgain)
+TEST_F(ReturnTest, ARefusalIsSaidAgain)
 {
     auto alice = In("Alice");
     alice->Post(1, std::string(kTextBytes + 1, 'x'));
@@ -93,7 +91,7 @@ TEST_P(ReturnTest, ARefusalIsSaidAgain)
     EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 1u);
 }
 
-TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
+TEST_F(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
 {
     options.times.grace = std::chrono::milliseconds(60);
     auto bob = In("bob");
@@ -114,7 +112,7 @@ TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
     EXPECT_EQ(bob->Presence(), "Alice 5");
 }
 
-TEST_P(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
+TEST_F(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
 {
     auto alice = In("Alice");
     alice->Post(1, "[[ZUM_WB_PEN]]mine");
@@ -125,7 +123,7 @@ TEST_P(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
     EXPECT_EQ(alice->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]mine"});
 }
 
-TEST_P(ReturnTest, WhatAGivenUpLoginSendsLaterCountsNoMore)
+TEST_F(ReturnTest, WhatAGivenUpLoginSendsLaterCountsNoMore)
 {
     auto bob = In("bob");
     auto old = LoggedIn("Alice");
