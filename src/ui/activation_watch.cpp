@@ -45,7 +45,12 @@ void ActivationWatch::ProgramInFront(bool inFront)
 void ActivationWatch::WindowActivated()
 {
     mNoActivation.stop();
-    if (mRule.Activated(ActivationIsOurs(mState))) mWhenFree.start(0ms);
+    if (!mRule.Activated(ActivationIsOurs(mState))) return;
+    // At once: the press that brought the window back comes right behind, and draws with the tool of then.
+    if (mWhole)
+        RunWhenFree();
+    else
+        mWhenFree.start(0ms);
 }
 
 void ActivationWatch::RunWhenFree()
