@@ -92,6 +92,22 @@ TEST(BoardView, AClickIsPressAndReleaseOnTheBoard)
     EXPECT_EQ(w.service->frames[0].x, 10);  // the press point
 }
 
+TEST(BoardView, AGestureMayBeginOnThePointerImage)
+{
+    Window w;
+    tool_ButtonMenuClick(w.state, ToolKey::Draw, u"Point"_s);
+    w.draw.MovePointer({100, 100});
+    w.draw.ShowPointer(true);
+    QTest::mousePress(w.draw.imgSelPointer, Qt::LeftButton, {}, {5, 5});
+    EXPECT_FALSE(w.draw.imgSelPointer->isVisible());
+    QTest::mouseMove(&w.draw, {150, 160});
+    QTest::mouseRelease(&w.draw, Qt::LeftButton, {}, {150, 160});
+    EXPECT_TRUE(w.draw.imgSelPointer->isVisible());
+    EXPECT_EQ(w.draw.imgSelPointer->geometry().center(), QPoint(149, 159));
+    ASSERT_EQ(w.service->texts.size(), 1u);
+    EXPECT_TRUE(w.service->texts[0].message.startsWith(u"[[ZUM_WB_POINTER]]-7|\u00A5|-7|\u00A5|"_s));
+}
+
 TEST(BoardView, RepaintsOnlyWhatChangedAndKeepsRubberBandsOutOfTheImage)
 {
     struct Watch : QObject {
