@@ -16,7 +16,7 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr J_COLOR_SPACE kColours = std::endian::native == std::endian::little ? JCS_EXT_BGRA : JCS_EXT_ARGB;
-constexpr long kDecoderBytes = 64L * 1024 * 1024;  // coefficients of progressive pictures, and the rest
+constexpr long kDecoderBytes = 24L * 1024 * 1024;  // coefficients of progressive pictures, and the rest
 
 /// Everything one decoding needs. The library's error handlers leave it by longjmp, so no object with a
 /// destructor may live in the functions between setjmp and the library.

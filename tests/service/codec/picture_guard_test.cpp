@@ -98,6 +98,8 @@ TEST(PictureGuard, TakesWholePicturesAndRefusesHostileOnes)
         {"12 bits", WithHeader(good, 12, 50, 70), false},
         {"four components", Jpeg(70, 50, 4), false},
         {"190 scans", ManyScans(), false},
+        {"progressive, board size", Jpeg(2048, 1536, 3, progressive), true},
+        {"progressive, more memory than a decoder may have", Jpeg(3072, 3072, 3, progressive), false},
         {"half of it", Cut(good, good.size() / 2), false},
         {"without its end", Cut(good, good.size() - 40), false},
         {"header only", Cut(good, 20), false},
