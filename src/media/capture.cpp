@@ -132,7 +132,8 @@ bool InitCamera(ProcessState& state)
 {
     return Trapped(state, "InitCamera", [&] {
         if (GetSetting(state, keys::kDisableVideo) != u"0"_s) return false;
-        CameraPort& camera = Camera(state);
+        if (!state.ports.camera) return false;
+        CameraPort& camera = *state.ports.camera;
         if (camera.IsOpen()) CloseCamera(state);
         if (!Connect(state, camera)) return false;
         ApplyConfiguredSize(state, camera);
