@@ -29,7 +29,7 @@ bool X11Companion::Ready()
 bool X11Companion::Running()
 {
     const bool found = Ready() && Find() != 0;
-    if (found) mStarted = 0;   // it has arrived; when its window goes, so does it
+    if (found) mStarted = 0;  // it has arrived; when its window goes, so does it
     return found;
 }
 
@@ -37,13 +37,14 @@ bool X11Companion::Running()
 /// children and theirs, because a shown one has a frame.
 xcb_window_t X11Companion::Find()
 {
+    if (mWindow != 0 && IsCompanion(mWindow)) return mWindow;
     const auto children = mConnection->Children(mConnection->Screen().root);
     for (const xcb_window_t window : children)
-        if (IsCompanion(window)) return window;
+        if (IsCompanion(window)) return mWindow = window;
     for (const xcb_window_t frame : children)
         for (const xcb_window_t window : mConnection->Children(frame))
-            if (IsCompanion(window)) return window;
-    return 0;
+            if (IsCompanion(window)) return mWindow = window;
+    return mWindow = 0;
 }
 
 bool X11Companion::IsCompanion(xcb_window_t window)

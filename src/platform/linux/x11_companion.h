@@ -27,5 +27,6 @@ private:
     QString mFolder;
     QByteArray mDisplay;
     std::shared_ptr<X11Connection> mConnection;
-    qint64 mStarted = 0;  // its process until its window was seen; 0: none
+    xcb_window_t mWindow = 0;  // where it was last
+    qint64 mStarted = 0;       // its process until its window was seen; 0: none
 };
