@@ -84,7 +84,7 @@ TlsStream::~TlsStream()
 int TlsStream::GiveToTls(char* to, int bytes)
 {
     const std::size_t count = std::min(mIn.size(), static_cast<std::size_t>(bytes));
-    std::memcpy(to, mIn.data(), count);
+    if (count > 0) std::memcpy(to, mIn.data(), count);
     mIn.remove_prefix(count);
     return static_cast<int>(count);
 }
