@@ -3,26 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "settings/configurations.h"
-#include "settings/reg_text.h"
+#include "settings/file_registry.h"
 #include "settings/registry_lists.h"
 #include "support/fixture.h"
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-/// A store with values of any type, read from its text form.
-class TextRegistry final : public RegistryFile {
-public:
-    RegText text;
-    explicit TextRegistry(const QByteArray& content) : text(content) {}
-    std::optional<RegValue> Read(const QString& k, const QString& n) override { return text.Read(k, n); }
-    void WriteText(const QString& k, const QString& n, const QString& t) override { text.SetText(k, n, t); }
-    QStringList Subkeys(const QString& k) override { return text.Subkeys(k); }
-    std::vector<RegValue> Values(const QString& k) override { return text.Values(k); }
-};
-
-}  // namespace
 
 TEST(Settings, ReadsItsOwnPlaceThenTheLegacyOneThenTheDefault)
 {
@@ -63,11 +48,15 @@ TEST(Settings, ReportsAFailedWrite)
 TEST(Settings, TypesOtherThanText)
 {
     Fixture f;
-    TextRegistry registry(
-        "[HKEY_CURRENT_USER\\Software\\Velnor\\Zephyl\\Configs\\(System Default)\\Data]\n"
-        "\"Frame Rate\"=dword:0000000c\n\"Image Quality\"=hex:01,02\n\"Handle\"=hex(2):61,00,00,00\n"
-        "\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\n\"Odd\"=hex(b):00\n\"Video Width\"=\"320 "
-        "pixels\"\n");
+    const QString path = f.folders.dir.filePath(u"r.reg"_s);
+    SharedFile(path).Replace([](const QByteArray&) {
+        return QByteArray(
+            "[HKEY_CURRENT_USER\\Software\\Velnor\\Zephyl\\Configs\\(System Default)\\Data]\n"
+            "\"Frame Rate\"=dword:0000000c\n\"Image Quality\"=hex:01,02\n\"Handle\"=hex(2):61,00,00,00\n"
+            "\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\n\"Odd\"=hex(b):00\n\"Video Width\"=\"320 "
+            "pixels\"\n");
+    });
+    FileRegistry registry(path, QString());
     f.state.ports.registry = &registry;
     EXPECT_EQ(GetSetting(f.state, keys::kFrameRate), u"12"_s);
     EXPECT_EQ(GetSetting(f.state, keys::kImageQuality), u"65"_s);
