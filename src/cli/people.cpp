@@ -2,6 +2,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "base/text_rules.h"
 #include "cipher/code_page.h"
 #include "cipher/password.h"
 #include "cli/commands.h"
@@ -81,6 +82,14 @@ public:
     const std::unique_ptr<MessengerService> service;
 };
 
+/// People need not care how somebody else's handle is written. Throws when there is nobody of that name.
+QString AsSpelt(const UsersCollection& users, const QString& handle)
+{
+    for (const auto& item : users.Items())
+        if (item->Handle().compare(Trim(handle), Qt::CaseInsensitive) == 0) return item->Handle();
+    return users.Item(handle)->Handle();
+}
+
 }  // namespace
 
 int Listen(const PeopleOptions& options)
@@ -101,15 +110,13 @@ int Send(const PeopleOptions& options)
 {
     Visit visit(options);
     MessengerService& service = *visit.service;
+    const QString text = QString::fromStdString(options.text);
     QStringList to;
     for (const std::string& handle : options.to) to += QString::fromStdString(handle);
     if (to.isEmpty())
         for (const auto& item : service.Users()->Items())
             if (item->Handle() != service.Handle()) to += item->Handle();
-    for (const QString& handle : to) {
-        service.Users()->Item(handle);  // throws when there is nobody of that name
-        service.Send(handle, QString::fromStdString(options.text));
-    }
+    for (const QString& handle : to) service.Send(AsSpelt(*service.Users(), handle), text);
     service.Close();  // waits until the service has it
     return 0;
 }

@@ -212,6 +212,11 @@ TEST_F(ZephylTest, PeopleListenAndSend)
     EXPECT_EQ(said(), "* Alice enters\n");
     EXPECT_EQ(said(), "Alice: good\\x1b[2Jmorning\n");
     EXPECT_EQ(said(), "* Alice leaves\n");
+    Output(QStringList{u"send"_s} + account("alice") +
+           QStringList{u"--to"_s, u" BOB"_s, u"standup"_s, u"only you"_s});  // as bob spells it
+    EXPECT_EQ(said(), "* Alice enters\n");
+    EXPECT_EQ(said(), "Alice: only you\n");
+    EXPECT_EQ(said(), "* Alice leaves\n");
     Output(
         QStringList{u"send"_s} + account("alice") + QStringList{u"--to"_s, u"dave"_s, u"standup"_s, u"x"_s},
         {}, 1);
