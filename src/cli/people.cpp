@@ -41,7 +41,9 @@ public:
     void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override {}
     void LinkChanged(const LinkState& state) override
     {
-        if (!state.text.isEmpty()) Say(u"* "_s + state.text);
+        const bool passing = state.phase == LinkState::Phase::Connected && state.back == LinkState::Back::No;
+        if (!state.text.isEmpty() && !(passing && state.text == u"Not in a meeting"_s))
+            Say(u"* "_s + state.text);
     }
 
 private:

@@ -259,6 +259,7 @@ void Script::VideoFrame(const QString& fromHandle, const PicturePtr& frame, int 
 
 void Script::LinkChanged(const LinkState& state)
 {
+    const QString noted = std::exchange(mNoted, state.text);
     const LinkState::Phase before = std::exchange(mPhase, state.phase);
     QString name;
     if (state.phase == LinkState::Phase::Cut && before != state.phase) name = u"cut"_s;
@@ -267,6 +268,6 @@ void Script::LinkChanged(const LinkState& state)
     if (state.back == LinkState::Back::Returned) name = u"returned"_s;
     if (!name.isEmpty())
         mWrite({{u"event"_s, u"link"_s}, {u"state"_s, name}, {u"reason"_s, state.text}});
-    else if (!state.text.isEmpty())
+    else if (!state.text.isEmpty() && state.text != noted)
         mWrite({{u"event"_s, u"note"_s}, {u"text"_s, state.text}});
 }

@@ -45,6 +45,7 @@ private:
     const std::function<void(const QJsonObject&)> mWrite;
     std::shared_ptr<UsersCollection> mUsers;
     LinkState::Phase mPhase = LinkState::Phase::Offline;
+    QString mNoted;  // the text of the link's state told last
     int mSaved = 0;
     bool mDone = false;
 };

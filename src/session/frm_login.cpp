@@ -9,7 +9,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QTimer>
 
 #include "base/error_trap.h"
 #include "base/text_rules.h"
@@ -25,12 +24,6 @@ namespace {
 QString Title()
 {
     return QLatin1String(kAppTitle);
-}
-
-void SelectAllText(QLineEdit* box)
-{
-    box->setFocus();
-    box->selectAll();
 }
 
 void Fill(QComboBox* box, const Choices& choices)
@@ -291,7 +284,8 @@ bool frmLogin::eventFilter(QObject* target, QEvent* event)
         return true;  // not also to the default button
     }
     if (target == lblPassword &&
-        (type == QEvent::MouseButtonRelease ||
+        ((type == QEvent::MouseButtonRelease &&
+          lblPassword->rect().contains(static_cast<QMouseEvent*>(event)->pos())) ||
          (type == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space))) {
         lblPassword_Click();
         return true;
@@ -300,9 +294,20 @@ bool frmLogin::eventFilter(QObject* target, QEvent* event)
         txtHostname_DblClick();
         return true;
     }
-    if (type == QEvent::FocusIn && (target == txtHandle || target == txtPassword)) {
-        auto* box = static_cast<QLineEdit*>(target);
-        QTimer::singleShot(0, box, [box] { SelectAllText(box); });  // behind the click that gave the focus
-    }
+    if (target == txtHandle || target == txtPassword) SelectOnFocus(static_cast<QLineEdit*>(target), event);
     return QDialog::eventFilter(target, event);
+}
+
+void frmLogin::SelectOnFocus(QLineEdit* box, QEvent* event)
+{
+    // At once, not from a timer: typed keys may already wait behind the one that brought the focus. A click
+    // sets the caret after the focus has come, so there the release selects.
+    if (event->type() == QEvent::FocusIn) {
+        mSelectAtRelease = static_cast<QFocusEvent*>(event)->reason() == Qt::MouseFocusReason;
+        box->selectAll();
+    } else if (event->type() == QEvent::MouseButtonRelease) {
+        if (std::exchange(mSelectAtRelease, false) && !box->hasSelectedText()) box->selectAll();
+    } else if (event->type() == QEvent::KeyPress) {
+        mSelectAtRelease = false;
+    }
 }

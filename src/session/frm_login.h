@@ -50,11 +50,13 @@ private:
     void Accept();
     void SaveProtocol();
     void Unload();
+    void SelectOnFocus(QLineEdit* box, QEvent* event);
     QString TypedCode() const;
 
     ProcessState& mState;
     PointerShape mPointerBefore = PointerShape::Default;
     bool mUnloaded = false;
+    bool mSelectAtRelease = false;  // the click that brought the focus to a text box is not over
 
     QGroupBox* frameLogin;
     QLineEdit *txtHandle, *txtPassword;

@@ -20,10 +20,13 @@ constexpr int kMarkMilliseconds = 1000;  // an activation later than this is the
 QWidget* DialogParent()
 {
     if (QWidget* modal = QApplication::activeModalWidget()) return modal;
-    if (QWidget* active = QApplication::activeWindow()) return active->window();
-    for (QWidget* window : QApplication::topLevelWidgets()) {
-        if (window->isVisible() && window->objectName().startsWith(u"frm"_s)) return window;
-    }
+    if (QWidget* active = QApplication::activeWindow(); active && active->objectName() != u"frmSplash"_s)
+        return active->window();
+    // None is active while the window manager goes from one to the next. The splash never: it would be
+    // raised.
+    for (const QString& name : {u"frmLogin"_s, u"frmMeeting"_s})
+        for (QWidget* window : QApplication::topLevelWidgets())
+            if (window->isVisible() && window->objectName() == name) return window;
     return nullptr;
 }
 

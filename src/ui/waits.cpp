@@ -2,7 +2,9 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QMouseEvent>
 #include <QTimer>
+#include <QWheelEvent>
 #include <QWindow>
 
 namespace {
@@ -32,6 +34,31 @@ bool IsUserInput(QEvent::Type type)
         case QEvent::Drop: return true;
         default: return false;
     }
+}
+
+/// Makes the event again. Copies of pointer events share their place with the pointing device, whose next
+/// event moves them all; so the place is noted now, and the event made when it is needed.
+std::function<std::unique_ptr<QEvent>()> Again(const QEvent& event)
+{
+    if (const auto* mouse = dynamic_cast<const QMouseEvent*>(&event)) {
+        return [type = mouse->type(), at = mouse->position(), scene = mouse->scenePosition(),
+                global = mouse->globalPosition(), button = mouse->button(), buttons = mouse->buttons(),
+                modifiers = mouse->modifiers(), source = mouse->source(), time = mouse->timestamp()] {
+            auto made =
+                std::make_unique<QMouseEvent>(type, at, scene, global, button, buttons, modifiers, source);
+            made->setTimestamp(time);
+            return made;
+        };
+    }
+    if (const auto* wheel = dynamic_cast<const QWheelEvent*>(&event)) {
+        return [at = wheel->position(), global = wheel->globalPosition(), pixels = wheel->pixelDelta(),
+                angle = wheel->angleDelta(), buttons = wheel->buttons(), modifiers = wheel->modifiers(),
+                phase = wheel->phase(), inverted = wheel->inverted()] {
+            return std::make_unique<QWheelEvent>(at, global, pixels, angle, buttons, modifiers, phase,
+                                                 inverted);
+        };
+    }
+    return [copy = std::shared_ptr<QEvent>(event.clone())] { return std::unique_ptr<QEvent>(copy->clone()); };
 }
 
 }  // namespace
@@ -93,7 +120,7 @@ bool QtWaits::eventFilter(QObject* target, QEvent* event)
     if (mLifted > 0 || !target->isWindowType() || !IsUserInput(event->type())) return false;
     event->accept();  // a ShortcutOverride so taken comes again as a key press, which is then set aside
     if (event->type() == QEvent::ShortcutOverride) return true;
-    mAside.push_back({target, std::unique_ptr<QEvent>(event->clone())});
+    mAside.push_back({target, Again(*event)});
     return true;
 }
 
@@ -107,7 +134,7 @@ void QtWaits::SendAgain()
             while (!mAside.empty() && mRunning.empty()) {
                 SetAside next = std::move(mAside.front());
                 mAside.pop_front();
-                if (next.target) QCoreApplication::sendEvent(next.target, next.event.get());
+                if (next.target) QCoreApplication::sendEvent(next.target, next.again().get());
             }
         },
         Qt::QueuedConnection);

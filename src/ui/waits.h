@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QPointer>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -55,7 +56,7 @@ private:
     };
     struct SetAside {
         QPointer<QObject> target;
-        std::unique_ptr<QEvent> event;
+        std::function<std::unique_ptr<QEvent>()> again;
     };
 
     /// Runs `loop` until it is ended or the time is over; false in the latter case.

@@ -18,6 +18,10 @@ namespace {
 constexpr int kDiagonal = 2560;      // of 2048 x 1536
 constexpr float kFar = 16384;        // well outside the board and every pen on it
 constexpr int kDotsPerMeter = 3780;  // 96 dots an inch
+// More characters than the board has room for, so that strangers' texts take 50 ms and not a second.
+constexpr qsizetype kLongestLine = 4096, kLongestTinyLine = 8192;
+constexpr float kTinyPoints = 4;
+constexpr qsizetype kMeasuredLine = 512;  // measuring a line costs as much as drawing it
 constexpr int kMarkStep = 2 * kTileSide;
 
 QPen BoardPen(quint32 colour, int width)
@@ -60,9 +64,9 @@ int Near(int value)
     return std::clamp(value, int(-4 * kFar), int(4 * kFar));
 }
 
-QString OneLine(const QString& text)
+QString OneLine(const QString& text, float points)
 {
-    QString line = text.left(Board::kLongestLine);
+    QString line = text.left(points < kTinyPoints ? kLongestTinyLine : kLongestLine);
     for (QChar& c : line)
         if (c.category() == QChar::Other_Control) c = u' ';
     return line;
@@ -162,7 +166,7 @@ void Board::Draw(const CircleRecord& circle)
 
 void Board::Draw(const TextRecord& text)
 {
-    const QString line = OneLine(text.text);
+    const QString line = OneLine(text.text, text.look.points);
     QPainter painter(&mImage);
     painter.setRenderHint(QPainter::TextAntialiasing);
     painter.setFont(BoardFont(text.look));
@@ -172,7 +176,9 @@ void Board::Draw(const TextRecord& text)
     const QPointF base(Near(text.x), Near(text.y) + metrics.ascent());
     painter.drawText(base, line);
     const double slack = metrics.height();  // slanted and stacked characters reach beyond their cells
-    Mark(metrics.boundingRect(line).translated(base).adjusted(-slack, -slack, slack, slack).toAlignedRect());
+    const QRectF extent = line.size() <= kMeasuredLine ? metrics.boundingRect(line)
+                                                       : QRectF(-base.x(), -slack, kBoardWidth, 2 * slack);
+    Mark(extent.translated(base).adjusted(-slack, -slack, slack, slack).toAlignedRect());
 }
 
 void Board::Clear()

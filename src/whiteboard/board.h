@@ -35,7 +35,7 @@ public:
     void Draw(std::span<const Segment> segments, int width);
     void Draw(const BoxRecord& box);
     void Draw(const CircleRecord& circle);
-    /// One line of text, at most kLongestLine characters of it; control characters show as blanks. The font
+    /// One line of text, as much of it as the board has room for; control characters show as blanks. The font
     /// is the one named (or its stand-in), and becomes FontName().
     void Draw(const TextRecord& text);
     /// Every pixel the background's.
@@ -57,8 +57,6 @@ public:
     TileSet TakeUnsaved();
     /// The same for showing, as a region of board pixels.
     QRegion TakeUnshown();
-
-    static constexpr qsizetype kLongestLine = 16384;
 
 private:
     void Mark(const QRect& rect);

@@ -246,6 +246,7 @@ void BoardView::mouseMoveEvent(QMouseEvent* event)
     const MouseButton held = event->buttons() == Qt::LeftButton ? MouseButton::Left
                              : event->buttons() == Qt::NoButton ? MouseButton::None
                                                                 : MouseButton::Other;
+    if (mPressed && !(event->buttons() & Qt::LeftButton)) Lost();
     picDraw_MouseMove(mState, held, ToBoard(event->position()));
 }
 
@@ -280,6 +281,13 @@ void BoardView::keyPressEvent(QKeyEvent* event)
         case Qt::Key_Down: VScroll->triggerAction(QScrollBar::SliderSingleStepAdd); break;
         default: event->ignore();
     }
+}
+
+void BoardView::focusOutEvent(QFocusEvent* event)
+{
+    // A menu opened by its key in mid-stroke takes the release.
+    if (event->reason() == Qt::PopupFocusReason || event->reason() == Qt::MenuBarFocusReason) Lost();
+    QWidget::focusOutEvent(event);
 }
 
 void BoardView::hideEvent(QHideEvent*)

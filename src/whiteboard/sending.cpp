@@ -33,6 +33,10 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
     BoardScreen& screen = state.gMeetingForm->Board();
     WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
     screen.Image().SetFontName(tools.TextFont().fontName);
+    if (screen.TypedText().contains(QStringView(tags::kFieldSeparator))) {
+        state.gMeetingForm->Panels().Note(
+            u"The others see this text only up to \"|\u00A5|\", which separates fields on the way to them."_s);
+    }
     for (const TextRecord& line :
          TextLines(screen.Image(), screen.TypedText(), {x, y}, tools.TextFont(), CurrentColor(tools))) {
         screen.Image().Draw(line);
@@ -42,7 +46,7 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
 
 void SendPicture(ProcessState& state, qint16 x, qint16 y)
 {
-    const QImage& picture = state.gMeetingForm->Toolbar().Tools().mInsertPicture;
+    const QImage picture = OnWhite(state.gMeetingForm->Toolbar().Tools().mInsertPicture);
     const QPoint at(x, y);
     state.gMeetingForm->Board().Image().Paint(picture, at);
     const QRect seen = QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight);

@@ -151,9 +151,14 @@ TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
     const auto other = ann.Start(u"xterm"_s, {u"-geometry"_s, u"40x10-0-0"_s});
     ann.Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--class"_s, u"xterm"_s,
                            u"windowactivate"_s, u"--sync"_s});
-    ann.Click(ann.Control(u"picCorner"_s).topLeft() - QPoint(200, 560));
+    // The press that brings the window back draws already, with the stored tool and from where it was.
+    ann.Drag({ann.Board(100, 100), ann.Board(150, 120), ann.Board(200, 140)});
     ann.Wait("activate");
     ann.Wait("tool", Is("key", u"Draw"_s));
+    ExpectSame(
+        ann, bob, u"ann"_s,
+        u"[[ZUM_WB_PEN]]1|¥|100|¥|100|¥|100|¥|100|¥|0|¥|100|¥|100|¥|150|¥|120|¥|0|¥|150|¥|120|¥|200|¥|140"
+        u"|¥|0|¥|200|¥|140|¥|200|¥|140|¥|0"_s);
 }
 
 TEST_F(Board, SavesABitmapAndCopiesForOtherPrograms)

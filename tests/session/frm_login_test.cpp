@@ -206,6 +206,27 @@ TEST(FrmLogin, SendPasswordAsksTheTypedService)
     EXPECT_TRUE(f.Stored("Service Address").isNull());
 }
 
+TEST(FrmLogin, KeysTypedRightBehindTheOneThatBroughtTheFocusStay)
+{
+    Login f;
+    f.Open();
+    f.Edit("txtPassword")->setText(u"old"_s);
+    const std::pair<const char*, std::function<void()>> ways[] = {
+        {"tab", [&] { QTest::keyClick(f.Edit("txtHandle"), Qt::Key_Tab); }},
+        {"click", [&] { f.Click("txtPassword"); }},
+    };
+    for (const auto& [name, come] : ways) {
+        SCOPED_TRACE(name);
+        f.Edit("txtHandle")->setFocus();
+        come();
+        EXPECT_EQ(f.Edit("txtPassword")->selectedText().size(), f.Edit("txtPassword")->text().size());
+        QTest::keyClicks(f.Edit("txtPassword"), u"ab"_s);
+        QCoreApplication::processEvents();
+        QTest::keyClicks(f.Edit("txtPassword"), u"cd"_s);
+        EXPECT_EQ(f.Edit("txtPassword")->text(), u"abcd"_s);
+    }
+}
+
 TEST(FrmLogin, HostnameOffersTheAddressesInTurn)
 {
     Login f;

@@ -95,9 +95,13 @@ TEST(Sending, LinesOfTextStandBelowEachOther)
     EXPECT_TRUE(ann.screen.typed.isEmpty());
     EXPECT_FALSE(ann.screen.textVisible);
     ann.service->texts.clear();
+    EXPECT_TRUE(ann.meeting.notes.empty());
+    ann.Write({5, 5}, u"price: |\u00A5| 20"_s);  // whole here, cut at the others: say so
+    EXPECT_EQ(ann.meeting.notes.size(), 1);
+    ann.service->texts.clear();
     SendWhiteboard(ann.state, 1, 1, 0, 0);  // nothing typed: no record, but status and snapshot
     EXPECT_TRUE(ann.service->texts.empty());
-    EXPECT_EQ(ann.Entries(), 3);
+    EXPECT_EQ(ann.Entries(), 4);
 }
 
 TEST(Sending, WhoDrawsAloneKeepsItForThoseWhoCome)
@@ -144,14 +148,17 @@ TEST(Sending, PicturesGoOutAsTheBoardShowsThemAtTheSlidersQuality)
     EXPECT_EQ(ann.screen.board.Pixel(2047, 299), picture.pixel(0, 0));
     EXPECT_EQ(ann.Entries(), 3);
 
+    // White shines through a transparent picture, on the own board as at the others'.
     QImage glass(1, 1, QImage::Format_ARGB32);
     glass.fill(Qt::transparent);
-    EXPECT_EQ(reinterpret_cast<const QRgb*>(PixelsOf(glass).data)[0] & 0xffffff,
-              0xffffffu);  // white shines through
+    EXPECT_EQ(reinterpret_cast<const QRgb*>(PixelsOf(glass).data)[0] & 0xffffff, 0xffffffu);
+    ann.tools.mInsertPicture = glass;
+    ann.Drag({{2010, 110}});
+    EXPECT_EQ(ann.screen.board.Pixel(2010, 110) & 0xffffff, 0xffffffu);
     ann.tools.mInsertPicture = {};
     ann.Drag({{5, 5}});
     EXPECT_TRUE(ann.prompts.boxes.last().contains(u"SendWhiteboard: there is no picture"_s));
-    EXPECT_EQ(ann.Entries(), 3);
+    EXPECT_EQ(ann.Entries(), 4);
 }
 
 TEST(Input, AnActionEndsHoweverItsReleaseIsLost)

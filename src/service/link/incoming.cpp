@@ -146,8 +146,10 @@ void Incoming::OnLive(const ItemView& view)
 {
     const Live& live = view.header.live();
     mLiveBytes += view.tooLarge ? live.total() : view.body.size();
+    const int type = live.picture().type();
+    if (type != kVideoFrame && type != kApplicationImage) return;  // each type has a place that is kept
     if (mMuted || view.tooLarge || !Holds(live.from()) || live.from() == mOwnHandle) return;
-    if (!mFilter.TakeLive(live.from(), live.picture().type(), live.frame())) return;
+    if (!mFilter.TakeLive(live.from(), type, live.frame())) return;
     LinkEvent event;
     event.line = Line::Live;
     event.entry = mEntry;

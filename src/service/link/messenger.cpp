@@ -1,14 +1,12 @@
 #include "service/link/messenger.h"
 
 #include <algorithm>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
-#include <stdexcept>
 
 #include "base/text_rules.h"
 #include "cipher/password.h"
-#include "service/link/jpeg_frame_encoder.h"
+#include "service/link/messenger_parts.h"
+#include "service/link/session_parts.h"
 #include "service/link/trust.h"
 #include "service/wire/limits.h"
 
@@ -20,19 +18,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::milliseconds kLeaveTime = 5s;
-constexpr std::chrono::milliseconds kEndTime = 2s;    // when the process ends, and before another login
-constexpr std::chrono::milliseconds kMargin = 600ms;  // for the last word after what was under way
-
 std::chrono::milliseconds Remaining(Deadline deadline)
 {
     return std::max(0ms,
                     std::chrono::duration_cast<std::chrono::milliseconds>(deadline - SteadyClock::now()));
-}
-
-[[noreturn]] void Fail(const QString& text)
-{
-    throw std::runtime_error(text.toStdString());
 }
 
 }  // namespace
@@ -48,7 +37,7 @@ LinkMessenger::LinkMessenger(LinkNeeds needs)
              [log = mNeeds.log](const QString& line) { log(line); }),
       mConfig(mNeeds.settings.DefaultConfig())
 {
-    mNetwork = std::thread([this] { mIo.run(); });
+    mNetwork = std::thread([this] { RunNetwork(); });
     mNeeds.gate.WhenOpen([this] { Drain(); });
 }
 
@@ -65,18 +54,17 @@ LinkMessenger::~LinkMessenger()
     mNetwork.join();
 }
 
-// --- session -------------------------------------------------------------------------------------------
-
-template <class Result, class Make>
-std::optional<Result> LinkMessenger::Ask(const std::shared_ptr<Session>& session, Make make, Limit limit)
+/// What a handler throws costs its own work, not the link.
+void LinkMessenger::RunNetwork()
 {
-    const auto answer = std::make_shared<Answer<Result>>();
-    asio::co_spawn(
-        mIo, [session, make, answer]() -> asio::awaitable<void> { answer->Finish(co_await make(*session)); },
-        asio::detached);
-    mNeeds.wait.Wait(*answer, limit);
-    return answer->Value();
+    while (!mIo.stopped()) try {
+            mIo.run();
+        } catch (const std::exception& e) {
+            mNeeds.log(QString::fromUtf8(e.what()));
+        }
 }
+
+// --- session -------------------------------------------------------------------------------------------
 
 std::shared_ptr<Session> LinkMessenger::NewSession()
 {
@@ -147,7 +135,8 @@ bool LinkMessenger::SettleTrust(const Target& target, const ConnectOutcome& outc
 QString LinkMessenger::PasswordOf(const QString& stored) const
 {
     const QString password = DecipherPassword(stored);
-    const bool lost = PasswordWasLost(stored) || (!password.isEmpty() && password.count(u'?') == password.size());
+    const bool lost =
+        PasswordWasLost(stored) || (!password.isEmpty() && password.count(u'?') == password.size());
     if (lost)
         Fail(QStringLiteral(
             "The password has characters that Windows-1252 does not know. Choose another one."));
@@ -232,7 +221,9 @@ void LinkMessenger::EndSession(Limit limit)
     mAccount = {};
     ForgetMeeting();
     mUsers->Clear();
-    mQueue.PushState(LinkState{});
+    LinkState offline;
+    offline.text = kNotInMeeting;
+    mQueue.PushState(std::move(offline));
 }
 
 void LinkMessenger::Logout()
@@ -251,169 +242,6 @@ LinkStats LinkMessenger::Stats()
     const auto stats = Ask<LinkStats>(
         mSession, [](Session& s) -> asio::awaitable<LinkStats> { co_return s.Stats(); }, kEndTime);
     return stats.value_or(LinkStats{});
-}
-
-// --- meeting -------------------------------------------------------------------------------------------
-
-bool LinkMessenger::CreateMeeting(const QString& meetingCode, const QString&)
-{
-    return Enter(meetingCode, true);
-}
-
-bool LinkMessenger::JoinMeeting(const QString& meetingCode)
-{
-    return Enter(meetingCode, false);
-}
-
-bool LinkMessenger::Enter(const QString& code, bool create)
-{
-    if (!mSession) Fail(QStringLiteral("There is no session."));
-    if (mInMeeting) LeaveMeeting();
-    const quint64 entry = ++mLastEntry;
-    const Deadline deadline = SteadyClock::now() + kCallTime;
-    const auto outcome = Ask<EnterOutcome>(
-        mSession,
-        [text = code.toStdString(), create, entry, clear = mMetBefore, deadline](Session& s) {
-            return s.Enter(text, create, entry, clear, deadline);
-        },
-        kCallTime);
-    if (!outcome) {
-        asio::co_spawn(
-            mIo, [session = mSession, entry] { return session->Leave(entry, SteadyClock::now()); },
-            asio::detached);
-        Fail(QStringLiteral("The service does not answer."));
-    }
-    if (outcome->kind == EnterOutcome::Kind::Failed) Fail(QString::fromStdString(outcome->reason));
-    if (outcome->kind == EnterOutcome::Kind::Refused) {
-        mNeeds.log(QStringLiteral("Meeting refused: %1").arg(QString::fromStdString(outcome->reason)));
-        return false;
-    }
-    mEntry = entry;
-    mQueue.DropBefore(entry);
-    mInMeeting = mMetBefore = true;
-    FillUsers(outcome->attendees);
-    return true;
-}
-
-/// A new entry has a new collection, the own handle first.
-void LinkMessenger::FillUsers(const std::vector<Attendee>& attendees)
-{
-    mUsers->Clear();
-    mUsers = std::make_shared<LinkUsers>();
-    mAddresses.clear();
-    const auto add = [this](const QString& handle) {
-        auto item = MakeUserItem();
-        item->Init(handle, true);
-        mUsers->Add(std::move(item), 0);
-    };
-    add(mAccount.handle);
-    for (const Attendee& one : attendees) {
-        const QString handle = QString::fromStdString(one.handle());
-        mAddresses.insert(handle, QString::fromStdString(one.address()));
-        if (handle != mAccount.handle) add(handle);
-    }
-}
-
-void LinkMessenger::LeaveMeeting()
-{
-    CloseFold();
-    if (!mSession || !mInMeeting) return;
-    const quint64 entry = ++mLastEntry;
-    const Deadline deadline = SteadyClock::now() + kLeaveTime - kMargin;
-    const auto undelivered = Ask<QString>(
-        mSession, [entry, deadline](Session& s) { return s.Leave(entry, deadline); }, kLeaveTime);
-    mEntry = entry;
-    mQueue.DropBefore(entry);
-    mInMeeting = false;
-    if (undelivered && !undelivered->isEmpty()) Note(*undelivered);
-}
-
-/// A passing remark beside the state of the connection.
-void LinkMessenger::Note(const QString& text)
-{
-    LinkState state;
-    state.phase = LinkState::Phase::Connected;
-    state.text = text;
-    mQueue.PushState(std::move(state));
-}
-
-void LinkMessenger::ForgetMeeting()
-{
-    mInMeeting = false;
-    mEntry = ++mLastEntry;
-    mQueue.DropBefore(mEntry);
-    mAddresses.clear();
-}
-
-// --- events --------------------------------------------------------------------------------------------
-
-void LinkMessenger::SetEvents(MessengerEvents* sink)
-{
-    mSink = sink;
-    if (sink) Wake();
-}
-
-/// Any thread.
-void LinkMessenger::Wake()
-{
-    if (mDrainPosted.exchange(true)) return;
-    mNeeds.post.Post([this, alive = std::weak_ptr<Outlet>(mAlive)] {
-        if (!alive.expired()) Drain();
-    });
-}
-
-void LinkMessenger::Drain()
-{
-    constexpr std::chrono::milliseconds kSlice = 8ms;  // then the window has its turn
-    mDrainPosted = false;
-    const std::weak_ptr<Outlet> alive = mAlive;
-    const auto until = SteadyClock::now() + kSlice;
-    while (DeliverOne()) {
-        if (alive.expired()) return;
-        if (SteadyClock::now() >= until) return Wake();
-    }
-}
-
-/// False: nothing may or can be delivered now. A handler may end the link.
-bool LinkMessenger::DeliverOne()
-{
-    if (!mSink || !mNeeds.gate.IsOpen()) return false;
-    if (const auto state = mQueue.TakeState()) {
-        mSink->LinkChanged(*state);
-        return true;
-    }
-    const auto ready = mQueue.Take(mEntry);
-    if (!ready) return false;
-    if (ready->event.kind != LinkEvent::Kind::Nothing) {
-        CloseFold();
-        Deliver(*ready);
-    }
-    return true;
-}
-
-void LinkMessenger::Deliver(const ReadyEvent& ready)
-{
-    const LinkEvent& event = ready.event;
-    switch (event.kind) {
-        case LinkEvent::Kind::Message: return mSink->NewMessage(event.from, event.text);
-        case LinkEvent::Kind::Status:
-            if (event.status == kStatusPresent) mAddresses.insert(event.from, event.text);
-            if (event.status == kStatusLeft) mAddresses.remove(event.from);
-            return mSink->StatusChanged(event.from, event.status);
-        case LinkEvent::Kind::Frame:
-            return mSink->VideoFrame(event.from, ready.picture, event.x, event.y, event.type);
-        case LinkEvent::Kind::Nothing: return;
-    }
-}
-
-std::shared_ptr<UserItem> LinkMessenger::MakeUserItem()
-{
-    return std::make_shared<LinkUserItem>(mAlive);
-}
-
-std::unique_ptr<FrameEncoder> LinkMessenger::MakeFrameEncoder()
-{
-    return std::make_unique<JpegFrameEncoder>();
 }
 
 }  // namespace zephyl::link

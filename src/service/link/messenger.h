@@ -76,6 +76,7 @@ private:
     QStringList Others() const;
 
     // calls
+    void RunNetwork();
     template <class Result, class Make>
     std::optional<Result> Ask(const std::shared_ptr<Session>& session, Make make, Limit limit);
     std::shared_ptr<Session> NewSession();

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <boost/asio/post.hpp>
-#include <stdexcept>
 
-#include "service/link/messenger.h"
+#include "service/link/messenger_parts.h"
 #include "service/wire/content.h"
 #include "service/wire/limits.h"
 
@@ -16,11 +15,6 @@ namespace {
 
 constexpr std::size_t kEntryOverhead = 256;
 constexpr std::size_t kTight = kOutboxBytes / 4 * 3;
-
-[[noreturn]] void Fail(const QString& text)
-{
-    throw std::runtime_error(text.toStdString());
-}
 
 QString Prefix()
 {
@@ -96,6 +90,8 @@ PictureShape LinkMessenger::ShapeOf(const QString& fromHandle, int x, int y, qin
 {
     const bool prefixed = fromHandle.startsWith(Prefix());
     RequireOwnHandle(prefixed ? fromHandle.mid(Prefix().size()) : fromHandle);
+    if (frameType != kFrameVideo && frameType != kFrameApplication && frameType != kFrameWhiteboard)
+        Fail(QStringLiteral("there is no picture of type %1").arg(frameType));
     CheckCoordinate("x", x);
     CheckCoordinate("y", y);
     return PictureShape{x, y, frameType, prefixed, quality};

@@ -91,7 +91,7 @@ asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline
         mReady = true;
         asio::co_spawn(
             mIo, [self] { return self->Tick(); }, asio::detached);
-        State(LinkState::Phase::Connected, {});
+        State(LinkState::Phase::Connected, kNotInMeeting);
     } catch (const std::exception& e) {
         outcome.refusal = ProblemText(e);
     }
@@ -167,6 +167,7 @@ asio::awaitable<QString> Session::Leave(quint64 entry, Deadline deadline)
     mSeat.reset();
     mLanes.SetOpen(false);
     if (seated) mIncoming.End(entry);
+    if (seated && mReady) State(LinkState::Phase::Connected, kNotInMeeting);
     try {
         if (!mReady) co_return undelivered;
         Header header;

@@ -135,7 +135,7 @@ void Session::Say(const QString& text)
 
 void Session::State(LinkState::Phase phase, const QString& text, LinkState::Back back)
 {
-    if (!text.isEmpty()) {
+    if (!text.isEmpty() && text != kNotInMeeting) {
         mSaid = text;
         mSaidAt = std::chrono::steady_clock::now();
     }
@@ -181,6 +181,7 @@ LinkStats Session::Stats() const
 /// while, else nothing.
 QString Session::Standing()
 {
+    if (mPhase != Phase::Seated) return kNotInMeeting;
     const std::uint64_t taken = mQueue.Marks(false).boardBytes;
     if (taken + kNearlyAll + mBoardToCome / 20 >= mBoardToCome) mBoardToCome = 0;
     if (mBoardToCome > 0) return QStringLiteral("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);

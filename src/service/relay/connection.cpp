@@ -237,6 +237,18 @@ void Connection::Send(const Header& header)
     if (mControl.size() > kControlBytes) Drop("takes no answers");
 }
 
+void Connection::SendBytes(std::string_view frames)
+{
+    if (!mClosed && !mEnding) mControl.append(frames);
+}
+
+void Connection::PostRestart()
+{
+    PostHome([this] {
+        if (!mSource) End(BYE_RESTART, "the service restarts");
+    });
+}
+
 void Connection::FlushSelf()
 {
     std::string scratch;

@@ -42,6 +42,8 @@ public:
     // --- on the home strand ---
     /// Queues a control frame for the next Flush.
     void Send(const Header& header);
+    /// The same with frames that are made already.
+    void SendBytes(std::string_view frames);
     /// Sends what is ready until the socket is busy. `scratch` is memory to build in.
     void Flush(std::string& scratch);
     /// Says Bye and closes once that has left. What comes in meanwhile is thrown away.
@@ -54,6 +56,8 @@ public:
 
     // --- any thread ---
     void PostEnd(ByeReason reason, std::string text);
+    /// The service restarts. With a seat the meeting says so, when everything is safe.
+    void PostRestart();
     const std::string& Address() const { return mAddress; }
     std::shared_ptr<Session> TheSession() const { return mSession; }
 

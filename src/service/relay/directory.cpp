@@ -1,5 +1,6 @@
 #include "service/relay/directory.h"
 
+#include <sodium.h>
 #include <spdlog/logger.h>
 
 #include <boost/asio/co_spawn.hpp>
@@ -7,16 +8,30 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/relay/connection.h"
+#include "service/relay/file_log.h"
 #include "service/relay/handle_rules.h"
+#include "service/relay/identity.h"
 #include "service/relay/meeting.h"
 #include "service/relay/memory_log.h"
 #include "service/relay/passwords.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
+namespace fs = std::filesystem;
 namespace {
+
 constexpr std::size_t kMeetingIdBytes = 16;
+
+std::string Hex(const std::string& bytes)
+{
+    std::string hex(2 * bytes.size() + 1, '\0');
+    sodium_bin2hex(hex.data(), hex.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
+                   bytes.size());
+    hex.pop_back();
+    return hex;
 }
+
+}  // namespace
 
 MeetingHold::MeetingHold(std::shared_ptr<Meeting> held) : meeting(std::move(held))
 {
@@ -43,14 +58,34 @@ asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session,
     co_return co_await asio::co_spawn(mStrand, DoAdmit(session, connection, again), asio::use_awaitable);
 }
 
+// The logs of meetings that are asked for are opened on the meetings' own strands, before and after this
+// strand's one step.
 asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> session, Enter enter)
 {
-    co_return co_await asio::co_spawn(mStrand, DoFind(session, enter), asio::use_awaitable);
+    const std::shared_ptr<Meeting> known =
+        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(enter.code())), asio::use_awaitable);
+    if (known) co_await Opened(known);
+    Found found = co_await asio::co_spawn(mStrand, DoFind(session, enter), asio::use_awaitable);
+    if (found.hold) {
+        const bool usable = co_await Opened(found.hold->meeting);
+        if (!usable) found = {RESULT_LATER, nullptr};
+    }
+    co_return found;
 }
 
 asio::awaitable<std::shared_ptr<Meeting>> Directory::ById(std::string id)
 {
-    co_return co_await asio::co_spawn(mStrand, DoById(id), asio::use_awaitable);
+    std::shared_ptr<Meeting> found = co_await asio::co_spawn(mStrand, DoById(id), asio::use_awaitable);
+    if (found) {
+        const bool usable = co_await Opened(found);
+        if (!usable) found = nullptr;
+    }
+    co_return found;
+}
+
+asio::awaitable<bool> Directory::Opened(std::shared_ptr<Meeting> meeting)
+{
+    co_return co_await asio::co_spawn(meeting->Home(), meeting->Ready(), asio::use_awaitable);
 }
 
 asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session,
@@ -95,7 +130,7 @@ asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> ses
             Delete(meeting);
             meeting = nullptr;
         }
-        if (!meeting) meeting = Create(code, *session);
+        if (!meeting) meeting = Make({RandomBytes(kMeetingIdBytes), code, session->key, session->stream});
     } else if (!meeting) {
         co_return found;
     }
@@ -105,19 +140,57 @@ asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> ses
     co_return found;
 }
 
+asio::awaitable<std::shared_ptr<Meeting>> Directory::DoByCode(std::string code)
+{
+    const auto at = mByCode.find(code);
+    co_return at == mByCode.end() ? nullptr : at->second;
+}
+
 asio::awaitable<std::shared_ptr<Meeting>> Directory::DoById(std::string id)
 {
     const auto at = mById.find(id);
     co_return at == mById.end() ? nullptr : at->second;
 }
 
-std::shared_ptr<Meeting> Directory::Create(const std::string& code, const Session& creator)
+fs::path Directory::Folder() const
 {
-    auto meeting = std::make_shared<Meeting>(mServices, RandomBytes(kMeetingIdBytes), code, creator,
-                                             std::make_unique<MemoryLog>(mServices.options.bounds));
-    mByCode[code] = mById[meeting->Id()] = meeting;
+    return mServices.options.data / "meetings";
+}
+
+std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
+{
+    Strand home = asio::make_strand(mServices.io);
+    std::unique_ptr<MeetingLog> log;
+    const auto made = std::make_shared<std::weak_ptr<Meeting>>();
+    if (mServices.options.logsInMemory) {
+        log = std::make_unique<MemoryLog>(mServices.options.bounds);
+    } else {
+        log = std::make_unique<FileLog>(
+            Folder() / Hex(head.id), head, mServices.options.bounds, mServices.sync,
+            [home](std::function<void()> work) { asio::post(home, std::move(work)); },
+            [made](bool refused) {
+                if (const auto meeting = made->lock()) meeting->OnTrouble(refused);
+            });
+    }
+    auto meeting = std::make_shared<Meeting>(mServices, head, home, std::move(log));
+    *made = meeting;
+    mByCode[head.code] = mById[head.id] = meeting;
     meeting->Start();
     return meeting;
+}
+
+void Directory::LoadMeetings()
+{
+    if (mServices.options.logsInMemory) return;
+    PreparePrivateFolder(Folder());
+    for (const auto& entry : fs::directory_iterator(Folder())) {
+        const auto head = ReadHead(entry.path());
+        if (head)
+            Make(*head);
+        else
+            mServices.log.warn("{} holds no meeting that can be read; it is left alone",
+                               entry.path().string());
+    }
 }
 
 void Directory::Delete(const std::shared_ptr<Meeting>& meeting)
@@ -144,6 +217,18 @@ void Directory::ConnectionResumed(std::shared_ptr<Session> session, std::shared_
         Entry& entry = mEntries[session->key];
         if (!entry.session) entry.session = session;
         if (entry.session->stream == session->stream) entry.connection = connection;
+    });
+}
+
+void Directory::SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting)
+{
+    asio::post(mStrand, [this, session, meeting] {
+        Entry& entry = mEntries[session->key];
+        if (!entry.session) entry.session = session;
+        if (entry.session->stream == session->stream)
+            entry.meeting = meeting;
+        else
+            meeting->PostEndSeat(session, BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
     });
 }
 

@@ -3,6 +3,7 @@
 // the relay is locked for it.
 
 #include <boost/asio/awaitable.hpp>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,6 +39,9 @@ public:
         std::shared_ptr<MeetingHold> hold;  // when ok
     };
 
+    /// Finds the meetings that the data folder has from before. Once, before anybody asks.
+    void LoadMeetings();
+
     // --- any coroutine; it goes on where it was ---
     /// False: it comes back by itself and another stream has the handle. Otherwise it is logged in, and an
     /// older login of that handle ends.
@@ -49,6 +53,8 @@ public:
     // --- any thread ---
     void ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);
     void ConnectionResumed(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);
+    /// A log was opened that has this seat.
+    void SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting);
     void SeatEnded(std::shared_ptr<Session> session);
     /// Deletes a meeting that nobody is in any more.
     void MeetingEmpty(std::shared_ptr<Meeting> meeting);
@@ -67,7 +73,10 @@ private:
                                          std::shared_ptr<Connection> connection, bool again);
     boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoById(std::string id);
-    std::shared_ptr<Meeting> Create(const std::string& code, const Session& creator);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
+    boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
+    std::filesystem::path Folder() const;
+    std::shared_ptr<Meeting> Make(const struct MeetingHead& head);
     void Delete(const std::shared_ptr<Meeting>& meeting);
     void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
 

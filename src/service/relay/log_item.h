@@ -22,6 +22,8 @@ struct LogItem {
     bool everyone = false;
     bool presence = false;          // a list of attendees that comes later says it already
     bool kept = false;              // part of the board that newcomers get
+    bool refused = false;           // no content: this number was refused, `frames` say so to its sender
+    std::string sender;             // folded handle; empty with stream 0
     std::vector<SeatNumber> seats;  // sorted; when not for everyone
     std::string frames;             // complete, with sequence: header and More frames
 };

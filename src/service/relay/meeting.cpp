@@ -17,14 +17,10 @@ constexpr int kLeft = 0;
 
 }  // namespace
 
-Meeting::Meeting(Services& services, std::string id, std::string code, const Session& creator,
-                 std::unique_ptr<MeetingLog> log)
+Meeting::Meeting(Services& services, MeetingHead head, Strand home, std::unique_ptr<MeetingLog> log)
     : mServices(services),
-      mId(std::move(id)),
-      mCode(std::move(code)),
-      mCreatorKey(creator.key),
-      mCreatorStream(creator.stream),
-      mHome(asio::make_strand(services.io)),
+      mHead(std::move(head)),
+      mHome(std::move(home)),
       mLog(std::move(log)),
       mEmptySince(Clock::now()),
       mTick(services.io),
@@ -36,10 +32,7 @@ Meeting::~Meeting() = default;
 
 void Meeting::Start()
 {
-    asio::post(mHome, [self = shared_from_this()] {
-        self->mLog->WhenSafe([meeting = self.get()](const Sequences& upTo) { meeting->OnSafe(upTo); });
-        self->ArmTick();
-    });
+    asio::post(mHome, [self = shared_from_this()] { self->ArmTick(); });
 }
 
 // --- seats -----------------------------------------------------------------------------------------
@@ -67,14 +60,14 @@ Meeting::SeatPtr Meeting::OfHandle(const std::string& handle) const
     return forms ? OfKey(forms->key) : nullptr;
 }
 
-std::shared_ptr<StreamMemory> Meeting::NumbersOf(const Session& session)
+std::shared_ptr<StreamMemory> Meeting::NumbersOf(const std::string& key, std::uint64_t stream)
 {
-    auto& streams = mNumbers[session.key];
+    auto& streams = mNumbers[key];
     for (const auto& known : streams)
-        if (known->stream == session.stream) return known;
+        if (known->stream == stream) return known;
     if (streams.size() >= kStreamsPerHandle) streams.pop_front();
     streams.push_back(std::make_shared<StreamMemory>());
-    streams.back()->stream = session.stream;
+    streams.back()->stream = stream;
     return streams.back();
 }
 
@@ -114,7 +107,7 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
     header.mutable_entered()->set_call(enter.call());
     header.mutable_entered()->set_result(RESULT_OK);
     SendPlace(*seat, header, *header.mutable_entered()->mutable_place());
-    mServices.log.info("{} in meeting {} at seat {}", session->handle, mCode, seat->number);
+    mServices.log.info("{} in meeting {} at seat {}", session->handle, mHead.code, seat->number);
     return true;
 }
 
@@ -143,7 +136,8 @@ bool Meeting::Resume(Connection& connection, const zephyl::Resume& resume)
 
 Meeting::SeatPtr Meeting::NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold)
 {
-    mSeats.push_back(std::make_shared<Seat>(++mLastSeat, session, std::move(hold), NumbersOf(*session),
+    mSeats.push_back(std::make_shared<Seat>(++mLastSeat, session, std::move(hold),
+                                            NumbersOf(session->key, session->stream),
                                             static_cast<SeatSurroundings&>(*this), mServices.options.bounds));
     return mSeats.back();
 }
@@ -157,14 +151,13 @@ void Meeting::Attach(Seat& seat, Connection& connection)
     }
     seat.connection = connection.shared_from_this();
     seat.state = SeatState::Present;
-    connection.PullFrom(&seat);
 }
 
 void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
 {
     const ChannelState board = mLog->State(CHANNEL_BOARD);
     const Sequences read = seat.ReadUpTo();
-    place.set_meeting(mId);
+    place.set_meeting(mHead.id);
     place.set_seat(seat.number);
     place.set_token(seat.NewToken());
     place.mutable_position()->set_talk(read.talk);
@@ -175,10 +168,18 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     place.set_entered_at(seat.enteredAt.board);
     AddAttendees(*place.mutable_attendees());
     mLog->Seat(seat.Entry());
-    seat.connection->Send(header);
-    for (const Header& refused : seat.numbers->refused) seat.connection->Send(refused);
-    seat.acceptedNews = true;
-    Wake(seat.number);
+    // Fixed at this moment, told once the seat is safe: nobody is let in whom a power cut would forget.
+    mLog->WhenSynced([weak = weak_from_this(), number = seat.number, connection = seat.connection, header] {
+        const auto self = weak.lock();
+        if (!self) return;
+        const SeatPtr seated = self->OfConnection(*connection);
+        if (!seated || seated->number != number) return;
+        connection->Send(header);
+        for (const std::string& refused : seated->numbers->refused) connection->SendBytes(refused);
+        seated->acceptedNews = true;
+        connection->PullFrom(seated.get());
+        self->Wake(number);
+    });
 }
 
 void Meeting::AddAttendees(google::protobuf::RepeatedPtrField<Attendee>& to) const
@@ -248,7 +249,7 @@ void Meeting::Gone(const SeatPtr& seat)
     mLog->Seat(entry);
     mServices.directory.SeatEnded(seat->session);
     mEmptySince = Clock::now();
-    mServices.log.info("{} gone from meeting {}", seat->session->handle, mCode);
+    mServices.log.info("{} gone from meeting {}", seat->session->handle, mHead.code);
 }
 
 void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text)
@@ -264,13 +265,29 @@ void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, st
 
 void Meeting::PostStop()
 {
-    asio::post(mHome, [self = shared_from_this()] { self->mStopping = true; });
+    asio::post(mHome, [self = shared_from_this()] {
+        self->mStopping = true;
+        if (self->mOpen) self->mLog->WhenSynced([self] { self->EndAll(); });
+    });
+}
+
+// Everything taken is safe: that is said, then goodbye.
+void Meeting::EndAll()
+{
+    const std::vector<SeatPtr> seats = mSeats;
+    for (const SeatPtr& seat : seats) {
+        const std::shared_ptr<Connection> connection = seat->connection;
+        if (!connection) continue;
+        connection->Send(seat->AcceptedNow());
+        connection->End(BYE_RESTART, "the service restarts");
+    }
 }
 
 void Meeting::PostClose()
 {
     asio::post(mHome, [self = shared_from_this()] {
         self->mClosed = true;
+        self->mLog->Remove();
         self->mTick.cancel();
         self->mAccepted.cancel();
     });
@@ -372,6 +389,9 @@ void Meeting::ArmTick()
 void Meeting::OnTick(Clock::time_point now)
 {
     const RelayTimes& times = mServices.options.times;
+    if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)
+        mServices.directory.MeetingEmpty(shared_from_this());
+    if (!mOpen) return;
     const std::vector<SeatPtr> seats = mSeats;
     for (const SeatPtr& seat : seats) {
         if (seat->state == SeatState::Detached && now - seat->cutOff > times.grace) {
@@ -384,8 +404,6 @@ void Meeting::OnTick(Clock::time_point now)
     }
     EndOfTurn();
     TrimLog();
-    if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)
-        mServices.directory.MeetingEmpty(shared_from_this());
 }
 
 void Meeting::TrimLog()

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "service/relay/board_history.h"
+#include "service/relay/file_log.h"
 #include "service/relay/seat.h"
 
 namespace zephyl {
@@ -18,19 +19,18 @@ public:
     using Clock = std::chrono::steady_clock;
     enum class After { GoOn, SeatGone };
 
-    Meeting(Services& services, std::string id, std::string code, const Session& creator,
-            std::unique_ptr<MeetingLog> log);
+    Meeting(Services& services, MeetingHead head, Strand home, std::unique_ptr<MeetingLog> log);
     ~Meeting() override;
     /// Once, right after it was made.
     void Start();
 
     // --- any thread ---
-    const std::string& Id() const { return mId; }
-    const std::string& Code() const { return mCode; }
+    const std::string& Id() const { return mHead.id; }
+    const std::string& Code() const { return mHead.code; }
     const Strand& Home() const { return mHome; }
     bool MadeBy(const Session& session) const
     {
-        return session.key == mCreatorKey && session.stream == mCreatorStream;
+        return session.key == mHead.creatorKey && session.stream == mHead.creatorStream;
     }
     bool Occupied() const { return mOccupied.load() > 0; }
     void Occupy(int change) { mOccupied += change; }
@@ -39,6 +39,13 @@ public:
     void PostClose();
     /// Lets go of seats and connections, whose strands run no more.
     void Abandon();
+
+    // --- on the strand ---
+    /// Opens the log when it has not been; everything else of a meeting waits for this. False: it cannot be
+    /// used.
+    boost::asio::awaitable<bool> Ready();
+    /// The log's volume has refused to write, or takes again.
+    void OnTrouble(bool refused);
 
     // --- on the strand, called by a connection whose home this is ---
     /// Takes a seat and sends Entered. False: it was refused, and said so.
@@ -59,7 +66,15 @@ private:
     SeatPtr OfKey(const std::string& key) const;
     SeatPtr OfHandle(const std::string& handle) const;
     SeatPtr NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold);
-    std::shared_ptr<StreamMemory> NumbersOf(const Session& session);
+    std::shared_ptr<StreamMemory> NumbersOf(const std::string& key, std::uint64_t stream);
+    void EndAll();
+
+    // restoring
+    void OpenLog();
+    void RestoreNumbers(const LogContents& contents);
+    void RestoreBoard(const LogContents& contents);
+    void RestoreSeat(const SeatEntry& entry);
+    std::vector<NumbersEntry> AllNumbers() const;
     void Attach(Seat& seat, Connection& connection);
     void Detach(Seat& seat);
     void Gone(const SeatPtr& seat);
@@ -72,6 +87,7 @@ private:
     void TakePost(Seat& seat, const Post& post, std::string_view body, bool tooLarge);
     void TakeLive(Seat& seat, const zephyl::Live& live, std::string_view body, bool tooLarge);
     std::vector<SeatNumber> SeatsOf(const Handles& handles, SeatNumber sender) const;
+    void RefusePost(Seat& seat, const Post& post, const char* fault);
     void Put(std::shared_ptr<LogItem> item, Header& header, std::string_view body, BoardEffect effect);
     void OnSafe(const Sequences& upTo);
 
@@ -88,8 +104,7 @@ private:
     void TrimLog();
 
     Services& mServices;
-    const std::string mId, mCode, mCreatorKey;
-    const std::uint64_t mCreatorStream;
+    const MeetingHead mHead;
     const Strand mHome;
     const std::unique_ptr<MeetingLog> mLog;
     std::atomic<int> mOccupied{0};
@@ -102,6 +117,7 @@ private:
     std::string mScratch;
     bool mFlushPosted = false;
     bool mAcceptedArmed = false;
+    bool mOpen = false;
     bool mStopping = false;
     bool mClosed = false;
     Clock::time_point mEmptySince;

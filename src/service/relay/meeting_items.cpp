@@ -105,17 +105,7 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     std::uint64_t& have = seat.numbers->have[channel];
     if (post.number() <= have || mStopping) return;  // it is there already, or will be sent again
     have = post.number();
-    if (const char* fault = FaultOf(post, body, tooLarge)) {
-        Header header;
-        header.mutable_refused()->set_channel(channel);
-        header.mutable_refused()->set_number(post.number());
-        header.mutable_refused()->set_reason(fault);
-        seat.connection->Send(header);
-        seat.numbers->refused.push_back(std::move(header));
-        if (seat.numbers->refused.size() > kRefusalsRemembered) seat.numbers->refused.pop_front();
-        seat.dirty = true;
-        return;
-    }
+    if (const char* fault = FaultOf(post, body, tooLarge)) return RefusePost(seat, post, fault);
     Header header;
     Item& down = *header.mutable_item();
     down.set_channel(channel);
@@ -131,13 +121,37 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     item->channel = channel;
     item->stream = seat.session->stream;
     item->number = post.number();
-
+    item->sender = seat.session->key;
     item->everyone = post.everyone();
     if (!item->everyone) item->seats = SeatsOf(post.recipients().handles(), seat.number);
     const BoardEffect effect = post.has_text() ? EffectOf(body) : BoardEffect::Change;
     item->kept = item->everyone && channel == CHANNEL_BOARD && effect != BoardEffect::None;
     Put(std::move(item), header, body, effect);
     seat.numbers->Of(channel).push_back({mLog->State(channel).end, post.number()});
+}
+
+// A refusal has its place in the log, so that it is not forgotten while what came after it is remembered.
+void Meeting::RefusePost(Seat& seat, const Post& post, const char* fault)
+{
+    Header header;
+    header.mutable_refused()->set_channel(post.channel());
+    header.mutable_refused()->set_number(post.number());
+    header.mutable_refused()->set_reason(fault);
+    auto item = std::make_shared<LogItem>();
+    item->channel = post.channel();
+    item->sequence = mLog->Next(item->channel);
+    item->stream = seat.session->stream;
+    item->number = post.number();
+    item->sender = seat.session->key;
+    item->refused = true;
+    AppendFrame(item->frames, header, {}, Way::Down);
+    seat.connection->Send(header);
+    seat.dirty = true;
+    auto& refused = seat.numbers->refused;
+    refused.push_back(item->frames);
+    if (refused.size() > kRefusalsRemembered) refused.pop_front();
+    seat.numbers->Of(item->channel).push_back({item->sequence, item->number});
+    mPending.push_back(std::move(item));
 }
 
 std::vector<SeatNumber> Meeting::SeatsOf(const Handles& handles, SeatNumber sender) const

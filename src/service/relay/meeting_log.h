@@ -36,10 +36,25 @@ struct SeatEntry {
     std::string handle;
     std::string address;
     std::uint64_t stream = 0;
+    std::int64_t generation = 0;             // of the account's password
     std::array<std::string, 2> tokenHashes;  // the current one, and the one before until it is used up
     Sequences enteredAt;
     Sequences read;
-    Sequences have;  // highest own numbers
+};
+
+/// What is remembered of a sender when its items have gone.
+struct NumbersEntry {
+    std::string key;  // folded handle
+    std::uint64_t stream = 0;
+    Sequences have;
+    std::vector<std::string> refused;  // frames
+};
+
+/// What a log holds when it is opened.
+struct LogContents {
+    std::vector<ItemPtr> items;    // in order within each channel
+    std::vector<SeatEntry> seats;  // the last entry of each
+    std::vector<NumbersEntry> numbers;
 };
 
 struct LogChunk {
@@ -54,7 +69,13 @@ public:
     using ReadDone = std::function<void(LogChunk)>;
     using Safe = std::function<void(const Sequences& upTo)>;
 
+    using AskNumbers = std::function<std::vector<NumbersEntry>()>;
+
     virtual ~MeetingLog() = default;
+    /// Once, before anything else. May read much. Throws std::exception when the log cannot be used.
+    virtual LogContents Open() = 0;
+    /// For good, with everything in it.
+    virtual void Remove() = 0;
     /// Gives out the next sequence of a channel. What gets it must be appended before the strand's turn ends.
     virtual std::uint64_t Next(Channel channel) = 0;
     /// `done`: the items may be delivered.
@@ -67,6 +88,10 @@ public:
     virtual ChannelState State(Channel channel) const = 0;
     /// Called whenever more has become safe from a crash of the machine. One listener.
     virtual void WhenSafe(Safe safe) = 0;
+    /// Runs `done` once what was told to the log before this call is safe.
+    virtual void WhenSynced(Done done) = 0;
+    /// Asked before items go whose numbers must outlive them. One listener.
+    virtual void NumbersFrom(AskNumbers ask) = 0;
 };
 
 }  // namespace zephyl

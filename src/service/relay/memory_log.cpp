@@ -30,6 +30,12 @@ void MemoryLog::Append(std::vector<ItemPtr> items, Done done)
     if (mSafe) mSafe(safe);
 }
 
+void MemoryLog::Restore(const std::vector<ItemPtr>& items, std::uint64_t end)
+{
+    Append(items, {});
+    mTalk.state.end = mBoard.state.end = end;
+}
+
 void MemoryLog::Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done)
 {
     const std::deque<ItemPtr>& items = Of(channel).items;

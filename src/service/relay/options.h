@@ -41,6 +41,7 @@ struct RelayOptions {
     std::filesystem::path data;
     std::filesystem::path key, certificate;  // PEM; empty: the service's own
     unsigned threads = 0;                    // 0: as many as cores
+    bool logsInMemory = false;               // meetings end with the process
     bool personal = false;                   // behind a door; unknown handles register themselves
     std::string logLevel = "info";
     std::string door;  // what Hello must hold; "" = nothing

@@ -1,6 +1,7 @@
 #include "service/relay/passwords.h"
 
 #include <sodium.h>
+#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <array>
@@ -9,7 +10,24 @@
 namespace zephyl {
 namespace {
 constexpr std::size_t kPasswordBytes = 256;
+
+/// The characters of Windows-1252 above Latin-1.
+constexpr std::u32string_view kBeyondLatin1 = U"€‚ƒ„…†‡ˆ‰Š‹ŒŽ‘’“”•–—˜™š›œžŸ";
+
+/// Clients keep their password in that code page: whoever had other characters could never log in.
+bool CanBeTyped(std::string_view password)
+{
+    for (std::int32_t at = 0, end = static_cast<std::int32_t>(password.size()); at < end;) {
+        UChar32 c = 0;
+        U8_NEXT(password.data(), at, end, c);
+        const bool latin1 = c >= 0 && c <= 0xFF && (c < 0x80 || c >= 0xA0);
+        if (!latin1 && (c < 0 || kBeyondLatin1.find(static_cast<char32_t>(c)) == std::u32string_view::npos))
+            return false;
+    }
+    return true;
 }
+
+}  // namespace
 
 void StartSodium()
 {
@@ -25,6 +43,7 @@ std::optional<std::string> PasswordFault(std::string_view password)
         return "a password may not begin or end with a blank";
     if (std::any_of(password.begin(), password.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }))
         return "a password may not hold control characters";
+    if (!CanBeTyped(password)) return "a password holds Western European characters (Windows-1252) only";
     return std::nullopt;
 }
 

@@ -96,7 +96,8 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
       mTls(ServerTls(mOptions)),
       mAccounts(mOptions.data),
       mGate(mOptions.bounds),
-      mServices{mIo, mOptions, *mLog, mTls, mAccounts, mDesk, mDirectory, mGate, mAccounts.ServerKey()},
+      mServices{mIo,   mOptions, *mLog,      mTls,  mAccounts,
+                mSync, mDesk,    mDirectory, mGate, mAccounts.ServerKey()},
       mIo(static_cast<int>(Threads(mOptions))),
       mDesk(mAccounts, mOptions.personal, cost),
       mDirectory(mIo, mServices),
@@ -131,6 +132,7 @@ void Relay::Start(std::function<void()> whenIdle)
 {
     asio::co_spawn(mIo, Accept(), asio::detached);
     if (whenIdle) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
+    mDirectory.LoadMeetings();
     mAdmin->Start();
     for (unsigned i = 0; i < Threads(mOptions); ++i) mThreads.emplace_back([this] { mIo.run(); });
 }
@@ -193,7 +195,7 @@ void Relay::Stop()
         mAcceptor.close(ignored);
     });
     mDirectory.StopMeetings();
-    for (const auto& connection : mGate.All()) connection->PostEnd(BYE_RESTART, "the service restarts");
+    for (const auto& connection : mGate.All()) connection->PostRestart();
     const auto until = std::chrono::steady_clock::now() + kStop;
     while (mGate.Count() > 0 && std::chrono::steady_clock::now() < until)
         std::this_thread::sleep_for(kStopStep);

@@ -15,6 +15,7 @@
 #include "service/relay/directory.h"
 #include "service/relay/login_desk.h"
 #include "service/relay/services.h"
+#include "service/relay/sync_thread.h"
 
 namespace zephyl {
 
@@ -55,6 +56,7 @@ private:
     ConnectionGate mGate;
     Services mServices;
     boost::asio::io_context mIo;
+    SyncThread mSync;
     LoginDesk mDesk;
     Directory mDirectory;
     boost::asio::ip::tcp::acceptor mAcceptor;

@@ -36,10 +36,7 @@ Seat::Seat(SeatNumber seatNumber, std::shared_ptr<Session> whose, std::shared_pt
 void Seat::Fill(std::string& batch, std::size_t limit)
 {
     if (acceptedNews) {
-        Header header;
-        header.mutable_accepted()->set_talk(numbers->safe.talk);
-        header.mutable_accepted()->set_board(numbers->safe.board);
-        AppendFrame(batch, header, {}, Way::Down);
+        AppendFrame(batch, AcceptedNow(), {}, Way::Down);
         acceptedNews = false;
     }
     const Clock::time_point now = Clock::now();
@@ -49,6 +46,14 @@ void Seat::Fill(std::string& batch, std::size_t limit)
     mBoard.Fill(batch, reliable);
     if (const std::uint64_t upTo = mBoard.TakeSkipped()) PutSkipped(batch, CHANNEL_BOARD, upTo);
     live.Fill(batch, limit, now);
+}
+
+Header Seat::AcceptedNow() const
+{
+    Header header;
+    header.mutable_accepted()->set_talk(numbers->safe.talk);
+    header.mutable_accepted()->set_board(numbers->safe.board);
+    return header;
 }
 
 void Seat::PutSkipped(std::string& batch, Channel channel, std::uint64_t upTo)
@@ -102,10 +107,10 @@ SeatEntry Seat::Entry() const
     entry.handle = session->handle;
     entry.address = session->address;
     entry.stream = session->stream;
+    entry.generation = session->generation;
     entry.tokenHashes = tokenHashes;
     entry.enteredAt = enteredAt;
     entry.read = ReadUpTo();
-    entry.have = numbers->have;
     return entry;
 }
 

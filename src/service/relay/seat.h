@@ -22,7 +22,7 @@ struct StreamMemory {
     std::uint64_t stream = 0;
     Sequences have;                   // highest own numbers
     Sequences safe;                   // of them, what the log has safely
-    std::deque<Header> refused;       // said again with every place: the client may have missed it
+    std::deque<std::string> refused;  // said again with every place: the client may have missed it
     std::deque<Waiting> talk, board;  // appended, not yet safe
     std::deque<Waiting>& Of(Channel channel) { return channel == CHANNEL_TALK ? talk : board; }
 };
@@ -50,6 +50,7 @@ public:
     void BeginAt(const Sequences& cursor, const Sequences& entered);
     void OnRead(const zephyl::Read& read, Clock::time_point now);
     Sequences ReadUpTo() const { return {mTalk.ReadUpTo(), mBoard.ReadUpTo()}; }
+    Header AcceptedNow() const;
     bool Concerns(const LogItem& item) const { return mTalk.Concerns(item); }
 
     /// Draws a new token for Resume. The one before it stays good until the first frame on the new

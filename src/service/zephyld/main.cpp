@@ -59,6 +59,7 @@ void AddUser(CLI::App& app, UserRequest& request)
 int main(int argc, char** argv)
 {
     CLI::App app("zephyld, the Zephyl messaging service");
+    app.set_version_flag("--version", "zephyld 1.0.0");
     app.require_subcommand(1);
     zephyl::ServeRequest serve;
     UserRequest user;

@@ -40,14 +40,17 @@ QImage CutToBoard(const QImage& picture, QPoint at)
     return seen.isEmpty() ? QImage() : picture.copy(seen.translated(-at));
 }
 
+QImage OnWhite(const QImage& picture)
+{
+    if (!picture.hasAlphaChannel()) return picture;
+    QImage opaque(picture.size(), QImage::Format_RGB32);
+    opaque.fill(Qt::white);
+    QPainter(&opaque).drawImage(opaque.rect(), picture);
+    return opaque;
+}
+
 Pixels PixelsOf(const QImage& image)
 {
-    QImage opaque = image;
-    if (image.hasAlphaChannel()) {  // what shines through is the board's white
-        opaque = QImage(image.size(), QImage::Format_RGB32);
-        opaque.fill(Qt::white);
-        QPainter(&opaque).drawImage(opaque.rect(), image);
-    }
-    const auto kept = std::make_shared<const QImage>(opaque.convertToFormat(QImage::Format_RGB32));
+    const auto kept = std::make_shared<const QImage>(OnWhite(image).convertToFormat(QImage::Format_RGB32));
     return {kept->width(), kept->height(), kept->bytesPerLine(), kept->constBits(), kept};
 }

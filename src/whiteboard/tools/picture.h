@@ -11,5 +11,7 @@
 QImage LoadBoardPicture(const QString& file);
 /// What the board shows of `picture` with its top left corner at `at`; null when that is nothing.
 QImage CutToBoard(const QImage& picture, QPoint at);
+/// `picture` without transparency: white shines through. The same here and at all who receive it.
+QImage OnWhite(const QImage& picture);
 /// The same pixels as plain data, kept alive by it.
 Pixels PixelsOf(const QImage& image);

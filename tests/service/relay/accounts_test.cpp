@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "service/relay/handle_rules.h"
+#include "service/relay/passwords.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -73,6 +74,14 @@ TEST(AccountStore, OneNamePerPersonsEye)
         ::stat(file.path().c_str(), &info);
         EXPECT_EQ(info.st_mode & 0777, 0600u) << file.path();
     }
+}
+
+TEST(Passwords, AreSuchAsEveryClientCanSend)
+{
+    for (const char* usable : {"secret", "in side", "\xE2\x82\xAC 100", "M\xC3\xBCller", "\xC5\xB8"})
+        EXPECT_FALSE(PasswordFault(usable)) << usable;
+    for (const char* refused : {"", " front", "back ", "tab\t", "\xD0\xBF\xD0\xB0", "\xFF", "\xC2\x80"})
+        EXPECT_TRUE(PasswordFault(refused)) << refused;
 }
 
 // Each change is told to the parent after the call returned; then the child is killed at some moment.

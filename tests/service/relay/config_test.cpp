@@ -59,7 +59,7 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
     }
 }
 
-TEST_F(RelayTest, GuardsItsDataFolder)
+TEST_P(RelayTest, GuardsItsDataFolder)
 {
     StartRelay();
     const std::string fingerprint = relay->Fingerprint();

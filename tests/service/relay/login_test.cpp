@@ -6,7 +6,7 @@
 namespace zephyl {
 namespace {
 
-TEST_F(RelayTest, AnswersLoginsAndGivesTheAccountsSpelling)
+TEST_P(RelayTest, AnswersLoginsAndGivesTheAccountsSpelling)
 {
     StartRelay();
     const struct {
@@ -30,7 +30,7 @@ TEST_F(RelayTest, AnswersLoginsAndGivesTheAccountsSpelling)
     }
 }
 
-TEST_F(RelayTest, SlowsGuessersDownAndForgivesARepeatedOldPassword)
+TEST_P(RelayTest, SlowsGuessersDownAndForgivesARepeatedOldPassword)
 {
     StartRelay();
     RawClient old(relay->Port());
@@ -45,7 +45,7 @@ TEST_F(RelayTest, SlowsGuessersDownAndForgivesARepeatedOldPassword)
               RESULT_OK);  // others are not concerned
 }
 
-TEST_F(RelayTest, ALoginElsewhereTakesOver)
+TEST_P(RelayTest, ALoginElsewhereTakesOver)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -60,7 +60,7 @@ TEST_F(RelayTest, ALoginElsewhereTakesOver)
     EXPECT_EQ(alice->Presence(), "bob 5");
 }
 
-TEST_F(RelayTest, HearsOfChangedAccountsAtOnce)
+TEST_P(RelayTest, HearsOfChangedAccountsAtOnce)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -82,7 +82,7 @@ TEST_F(RelayTest, HearsOfChangedAccountsAtOnce)
     EXPECT_EQ(again.Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
 }
 
-TEST_F(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
+TEST_P(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
 {
     StartRelay();
     EXPECT_EQ(RawClient(relay->Port(), "", kProtocolVersion + 1).Wait(Header::kBye).header.bye().reason(),
@@ -103,7 +103,7 @@ TEST_F(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
     EXPECT_TRUE(RawClient(relay->Port()).Ended());  // silent
 }
 
-TEST_F(RelayTest, FindsASilentClientGone)
+TEST_P(RelayTest, FindsASilentClientGone)
 {
     options.times.pingAfter = std::chrono::milliseconds(50);
     options.times.lostAfter = std::chrono::milliseconds(300);
@@ -113,7 +113,7 @@ TEST_F(RelayTest, FindsASilentClientGone)
     EXPECT_EQ(alice->Presence(), "bob 0");
 }
 
-TEST_F(RelayTest, APersonalServiceOpensToItsDoorOnly)
+TEST_P(RelayTest, APersonalServiceOpensToItsDoorOnly)
 {
     options.personal = true;
     options.door = RandomHex(32);
@@ -126,7 +126,7 @@ TEST_F(RelayTest, APersonalServiceOpensToItsDoorOnly)
     EXPECT_EQ(RawClient(relay->Port(), options.door).Login("frank", " blank", 3).result(), RESULT_WRONG);
 }
 
-TEST_F(RelayTest, EndsInOrder)
+TEST_P(RelayTest, EndsInOrder)
 {
     auto alice = In("Alice");
     auto bob = In("bob");

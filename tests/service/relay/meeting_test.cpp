@@ -7,7 +7,9 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-TEST_F(RelayTest, EntersByCodeAndTellsTheOthers)
+INSTANTIATE_TEST_SUITE_P(, RelayTest, testing::Values(Logs::Memory, Logs::Files), NameOfLogs);
+
+TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
 {
     auto alice = LoggedIn("ALICE");
     const struct {
@@ -38,7 +40,7 @@ TEST_F(RelayTest, EntersByCodeAndTellsTheOthers)
     EXPECT_EQ(alice->Presence(), "bob 0");
 }
 
-TEST_F(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
+TEST_P(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
 {
     auto alice = In("Alice");
     const std::string first = place.meeting();
@@ -57,7 +59,7 @@ TEST_F(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
     EXPECT_EQ(alice->Enter("Room1", false, first).result(), RESULT_ENDED);  // that code means another one now
 }
 
-TEST_F(RelayTest, EveryTextArrivesOnceAndInOrder)
+TEST_P(RelayTest, EveryTextArrivesOnceAndInOrder)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -77,7 +79,7 @@ TEST_F(RelayTest, EveryTextArrivesOnceAndInOrder)
     EXPECT_TRUE(alice->Quiet(Header::kItem));
 }
 
-TEST_F(RelayTest, AWhisperReachesNobodyWhoComesMeanwhile)
+TEST_P(RelayTest, AWhisperReachesNobodyWhoComesMeanwhile)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -89,7 +91,7 @@ TEST_F(RelayTest, AWhisperReachesNobodyWhoComesMeanwhile)
     EXPECT_EQ(carol->Texts(1), Texts{"Alice: for all"});
 }
 
-TEST_F(RelayTest, WhoeverIsNotThereLooksAlike)
+TEST_P(RelayTest, WhoeverIsNotThereLooksAlike)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -106,7 +108,7 @@ TEST_F(RelayTest, WhoeverIsNotThereLooksAlike)
     EXPECT_TRUE(carol->Quiet(Header::kItem));
 }
 
-TEST_F(RelayTest, RefusesSinglePostsAndGoesOn)
+TEST_P(RelayTest, RefusesSinglePostsAndGoesOn)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -137,7 +139,7 @@ TEST_F(RelayTest, RefusesSinglePostsAndGoesOn)
     EXPECT_EQ(bob->Texts(2).size(), 2u);
 }
 
-TEST_F(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
+TEST_P(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -166,7 +168,7 @@ TEST_F(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
     EXPECT_TRUE(whole.body == record);
 }
 
-TEST_F(RelayTest, AStoppedReceiverCostsTheOthersNothing)
+TEST_P(RelayTest, AStoppedReceiverCostsTheOthersNothing)
 {
     options.bounds.talkKept = 4 * 1024 * 1024;
     auto alice = In("Alice");
@@ -193,7 +195,7 @@ TEST_F(RelayTest, AStoppedReceiverCostsTheOthersNothing)
     EXPECT_EQ(gaps, 1u);
 }
 
-TEST_F(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
+TEST_P(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -214,7 +216,7 @@ TEST_F(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
     EXPECT_LT(frames, 20u);  // two on their way, then one for each answer
 }
 
-TEST_F(RelayTest, NobodySpeaksAsAnother)
+TEST_P(RelayTest, NobodySpeaksAsAnother)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -229,7 +231,7 @@ TEST_F(RelayTest, NobodySpeaksAsAnother)
     EXPECT_TRUE(bob->Quiet(Header::kItem));
 }
 
-TEST_F(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
+TEST_P(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
@@ -271,7 +273,7 @@ TEST_F(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: undisturbed"});
 }
 
-TEST_F(RelayTest, ANewcomerGetsTheBoardAndNotWhatPassed)
+TEST_P(RelayTest, ANewcomerGetsTheBoardAndNotWhatPassed)
 {
     auto alice = In("Alice");
     auto bob = In("bob");

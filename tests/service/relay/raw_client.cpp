@@ -241,10 +241,8 @@ bool RawClient::Ended()
 
 void RawClient::WaitAccepted(Channel channel, std::uint64_t number)
 {
-    for (;;) {
-        const Accepted accepted = Wait(Header::kAccepted).header.accepted();
-        if ((channel == CHANNEL_TALK ? accepted.talk() : accepted.board()) >= number) return;
-    }
+    while ((channel == CHANNEL_TALK ? mAccepted.talk() : mAccepted.board()) < number)
+        mAccepted = Wait(Header::kAccepted).header.accepted();
 }
 
 void RawClient::Kill()

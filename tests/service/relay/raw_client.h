@@ -78,6 +78,7 @@ private:
     std::deque<Received> mKept;
     std::uint32_t mCall = 0;
     Cursor mTaken;
+    Accepted mAccepted;
 };
 
 }  // namespace zephyl

@@ -33,13 +33,17 @@ inline std::shared_ptr<spdlog::logger> SilentLog()
 
 constexpr HashCost kCheapHash{1, 8192};
 
-class RelayTest : public testing::Test {
+/// Where meetings keep their logs: what attendees see is the same.
+enum class Logs { Memory, Files };
+
+class RelayTest : public testing::TestWithParam<Logs> {
 protected:
     RelayTest()
     {
         StartSodium();
         options.data = folder.path / "data";
         options.port = 0;
+        options.logsInMemory = GetParam() == Logs::Memory;
         options.times.tick = std::chrono::milliseconds(20);
         options.times.grace =
             std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
@@ -84,5 +88,10 @@ protected:
 private:
     bool mMade = false;
 };
+
+inline std::string NameOfLogs(const testing::TestParamInfo<Logs>& logs)
+{
+    return logs.param == Logs::Memory ? "Memory" : "Files";
+}
 
 }  // namespace zephyl

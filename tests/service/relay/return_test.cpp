@@ -14,7 +14,9 @@ protected:
     static Cursor At(const Place& place) { return place.position(); }
 };
 
-TEST_F(ReturnTest, ResumesWithoutAnybodySeeingIt)
+INSTANTIATE_TEST_SUITE_P(, ReturnTest, testing::Values(Logs::Memory, Logs::Files), NameOfLogs);
+
+TEST_P(ReturnTest, ResumesWithoutAnybodySeeingIt)
 {
     auto bob = In("bob");
     auto alice = In("Alice");
@@ -37,7 +39,7 @@ TEST_F(ReturnTest, ResumesWithoutAnybodySeeingIt)
     EXPECT_TRUE(bob->Quiet(Header::kItem));  // and never a 0
 }
 
-TEST_F(ReturnTest, ATokenOpensItsOwnSeatOnce)
+TEST_P(ReturnTest, ATokenOpensItsOwnSeatOnce)
 {
     auto alice = In("Alice");
     Place tokens[3] = {place, place, place};
@@ -60,7 +62,7 @@ TEST_F(ReturnTest, ATokenOpensItsOwnSeatOnce)
     EXPECT_EQ(Fresh()->Resume(taken.place(), At(place)).result(), RESULT_OK);
 }
 
-TEST_F(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
+TEST_P(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
 {
     auto bob = In("bob");
     auto alice = In("Alice");
@@ -79,7 +81,7 @@ TEST_F(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: whole"});
 }
 
-TEST_F(ReturnTest, ARefusalIsSaidAgain)
+TEST_P(ReturnTest, ARefusalIsSaidAgain)
 {
     auto alice = In("Alice");
     alice->Post(1, std::string(kTextBytes + 1, 'x'));
@@ -91,7 +93,7 @@ TEST_F(ReturnTest, ARefusalIsSaidAgain)
     EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 1u);
 }
 
-TEST_F(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
+TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
 {
     options.times.grace = std::chrono::milliseconds(60);
     auto bob = In("bob");
@@ -112,7 +114,7 @@ TEST_F(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
     EXPECT_EQ(bob->Presence(), "Alice 5");
 }
 
-TEST_F(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
+TEST_P(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
 {
     auto alice = In("Alice");
     alice->Post(1, "[[ZUM_WB_PEN]]mine");
@@ -123,7 +125,7 @@ TEST_F(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
     EXPECT_EQ(alice->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]mine"});
 }
 
-TEST_F(ReturnTest, WhatAGivenUpLoginSendsLaterCountsNoMore)
+TEST_P(ReturnTest, WhatAGivenUpLoginSendsLaterCountsNoMore)
 {
     auto bob = In("bob");
     auto old = LoggedIn("Alice");

@@ -1,0 +1,178 @@
+// The meeting half of LinkMessenger: entering, its collection, leaving, and the events on their way out.
+
+#include <boost/asio/post.hpp>
+
+#include "service/link/jpeg_frame_encoder.h"
+#include "service/link/messenger_parts.h"
+#include "service/wire/limits.h"
+
+namespace zephyl::link {
+
+namespace asio = boost::asio;
+using SteadyClock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+// --- meeting -------------------------------------------------------------------------------------------
+
+bool LinkMessenger::CreateMeeting(const QString& meetingCode, const QString&)
+{
+    return Enter(meetingCode, true);
+}
+
+bool LinkMessenger::JoinMeeting(const QString& meetingCode)
+{
+    return Enter(meetingCode, false);
+}
+
+bool LinkMessenger::Enter(const QString& code, bool create)
+{
+    if (!mSession) Fail(QStringLiteral("There is no session."));
+    if (mInMeeting) LeaveMeeting();
+    const quint64 entry = ++mLastEntry;
+    const Deadline deadline = SteadyClock::now() + kCallTime;
+    const auto outcome = Ask<EnterOutcome>(
+        mSession,
+        [text = code.toStdString(), create, entry, clear = mMetBefore, deadline](Session& s) {
+            return s.Enter(text, create, entry, clear, deadline);
+        },
+        kCallTime);
+    if (!outcome) {
+        asio::co_spawn(
+            mIo, [session = mSession, entry] { return session->Leave(entry, SteadyClock::now()); },
+            asio::detached);
+        Fail(QStringLiteral("The service does not answer."));
+    }
+    if (outcome->kind == EnterOutcome::Kind::Failed) Fail(QString::fromStdString(outcome->reason));
+    if (outcome->kind == EnterOutcome::Kind::Refused) {
+        mNeeds.log(QStringLiteral("Meeting refused: %1").arg(QString::fromStdString(outcome->reason)));
+        return false;
+    }
+    mEntry = entry;
+    mQueue.DropBefore(entry);
+    mInMeeting = mMetBefore = true;
+    FillUsers(outcome->attendees);
+    return true;
+}
+
+/// A new entry has a new collection, the own handle first.
+void LinkMessenger::FillUsers(const std::vector<Attendee>& attendees)
+{
+    mUsers->Clear();
+    mUsers = std::make_shared<LinkUsers>();
+    mAddresses.clear();
+    const auto add = [this](const QString& handle) {
+        auto item = MakeUserItem();
+        item->Init(handle, true);
+        mUsers->Add(std::move(item), 0);
+    };
+    add(mAccount.handle);
+    for (const Attendee& one : attendees) {
+        const QString handle = QString::fromStdString(one.handle());
+        mAddresses.insert(handle, QString::fromStdString(one.address()));
+        if (handle != mAccount.handle) add(handle);
+    }
+}
+
+void LinkMessenger::LeaveMeeting()
+{
+    CloseFold();
+    if (!mSession || !mInMeeting) return;
+    const quint64 entry = ++mLastEntry;
+    const Deadline deadline = SteadyClock::now() + kLeaveTime - kMargin;
+    const auto undelivered = Ask<QString>(
+        mSession, [entry, deadline](Session& s) { return s.Leave(entry, deadline); }, kLeaveTime);
+    mEntry = entry;
+    mQueue.DropBefore(entry);
+    mInMeeting = false;
+    if (undelivered && !undelivered->isEmpty()) Note(*undelivered);
+}
+
+/// A passing remark beside the state of the connection.
+void LinkMessenger::Note(const QString& text)
+{
+    LinkState state;
+    state.phase = LinkState::Phase::Connected;
+    state.text = text;
+    mQueue.PushState(std::move(state));
+}
+
+void LinkMessenger::ForgetMeeting()
+{
+    mInMeeting = false;
+    mEntry = ++mLastEntry;
+    mQueue.DropBefore(mEntry);
+    mAddresses.clear();
+}
+
+// --- events --------------------------------------------------------------------------------------------
+
+void LinkMessenger::SetEvents(MessengerEvents* sink)
+{
+    mSink = sink;
+    if (sink) Wake();
+}
+
+/// Any thread.
+void LinkMessenger::Wake()
+{
+    if (mDrainPosted.exchange(true)) return;
+    mNeeds.post.Post([this, alive = std::weak_ptr<Outlet>(mAlive)] {
+        if (!alive.expired()) Drain();
+    });
+}
+
+void LinkMessenger::Drain()
+{
+    constexpr std::chrono::milliseconds kSlice = 8ms;  // then the window has its turn
+    mDrainPosted = false;
+    const std::weak_ptr<Outlet> alive = mAlive;
+    const auto until = SteadyClock::now() + kSlice;
+    while (DeliverOne()) {
+        if (alive.expired()) return;
+        if (SteadyClock::now() >= until) return Wake();
+    }
+}
+
+/// False: nothing may or can be delivered now. A handler may end the link.
+bool LinkMessenger::DeliverOne()
+{
+    if (!mSink || !mNeeds.gate.IsOpen()) return false;
+    if (const auto state = mQueue.TakeState()) {
+        mSink->LinkChanged(*state);
+        return true;
+    }
+    const auto ready = mQueue.Take(mEntry);
+    if (!ready) return false;
+    if (ready->event.kind != LinkEvent::Kind::Nothing) {
+        CloseFold();
+        Deliver(*ready);
+    }
+    return true;
+}
+
+void LinkMessenger::Deliver(const ReadyEvent& ready)
+{
+    const LinkEvent& event = ready.event;
+    switch (event.kind) {
+        case LinkEvent::Kind::Message: return mSink->NewMessage(event.from, event.text);
+        case LinkEvent::Kind::Status:
+            if (event.status == kStatusPresent) mAddresses.insert(event.from, event.text);
+            if (event.status == kStatusLeft) mAddresses.remove(event.from);
+            return mSink->StatusChanged(event.from, event.status);
+        case LinkEvent::Kind::Frame:
+            return mSink->VideoFrame(event.from, ready.picture, event.x, event.y, event.type);
+        case LinkEvent::Kind::Nothing: return;
+    }
+}
+
+std::shared_ptr<UserItem> LinkMessenger::MakeUserItem()
+{
+    return std::make_shared<LinkUserItem>(mAlive);
+}
+
+std::unique_ptr<FrameEncoder> LinkMessenger::MakeFrameEncoder()
+{
+    return std::make_unique<JpegFrameEncoder>();
+}
+
+}  // namespace zephyl::link

@@ -1,0 +1,160 @@
+#include "service/relay/journal.h"
+
+#include <fcntl.h>
+#include <sodium.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <system_error>
+
+namespace zephyl {
+namespace {
+
+constexpr std::size_t kPrefixBytes = 4 + crypto_shorthash_BYTES;
+constexpr std::size_t kEntryBytes = 16 * 1024 * 1024;  // more than the largest item
+constexpr std::array<unsigned char, crypto_shorthash_KEYBYTES> kKey{'z', 'e', 'p',
+                                                                    'h', 'y', 'l'};  // no secret
+
+[[noreturn]] void Fail(const std::string& what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::array<char, crypto_shorthash_BYTES> CheckOf(std::string_view payload)
+{
+    std::array<char, crypto_shorthash_BYTES> check{};
+    crypto_shorthash(reinterpret_cast<unsigned char*>(check.data()),
+                     reinterpret_cast<const unsigned char*>(payload.data()), payload.size(), kKey.data());
+    return check;
+}
+
+std::optional<std::string_view> EntryAt(std::string_view bytes)
+{
+    std::uint32_t length = 0;
+    if (bytes.size() < kPrefixBytes) return std::nullopt;
+    std::memcpy(&length, bytes.data(), sizeof length);
+    if (length == 0 || length > kEntryBytes || bytes.size() - kPrefixBytes < length) return std::nullopt;
+    const std::string_view payload = bytes.substr(kPrefixBytes, length);
+    const auto check = CheckOf(payload);
+    if (std::memcmp(check.data(), bytes.data() + 4, check.size()) != 0) return std::nullopt;
+    return payload;
+}
+
+bool AllZero(std::string_view bytes)
+{
+    return bytes.find_first_not_of('\0') == std::string_view::npos;
+}
+
+// Behind an entry that is none: does another one begin where this one says that it ends?
+bool OthersBehind(std::string_view bytes)
+{
+    std::uint32_t length = 0;
+    if (bytes.size() < kPrefixBytes) return false;
+    std::memcpy(&length, bytes.data(), sizeof length);
+    if (length > kEntryBytes || bytes.size() - kPrefixBytes < length) return false;
+    return EntryAt(bytes.substr(kPrefixBytes + length)).has_value();
+}
+
+std::string ReadAll(int file)
+{
+    const off_t end = ::lseek(file, 0, SEEK_END);
+    std::string bytes(static_cast<std::size_t>(end), '\0');
+    std::size_t got = 0;
+    while (got < bytes.size()) {
+        const ssize_t now = ::pread(file, bytes.data() + got, bytes.size() - got, static_cast<off_t>(got));
+        if (now <= 0) Fail("cannot read a log");
+        got += static_cast<std::size_t>(now);
+    }
+    return bytes;
+}
+
+}  // namespace
+
+void AppendEntry(std::string& out, std::string_view payload)
+{
+    const auto length = static_cast<std::uint32_t>(payload.size());
+    const auto check = CheckOf(payload);
+    out.append(reinterpret_cast<const char*>(&length), sizeof length);
+    out.append(check.data(), check.size());
+    out.append(payload);
+}
+
+Journal::Journal(std::filesystem::path path)
+    : mPath(std::move(path)), mFile(::open(mPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600))
+{
+    if (mFile < 0) Fail("cannot open " + mPath.string());
+}
+
+Journal::~Journal()
+{
+    ::close(mFile);
+}
+
+JournalEnd Journal::Load(const std::function<void(std::string_view payload)>& take)
+{
+    const std::string bytes = ReadAll(mFile);
+    std::string_view rest = bytes;
+    while (const auto payload = EntryAt(rest)) {
+        take(*payload);
+        rest.remove_prefix(kPrefixBytes + payload->size());
+    }
+    mBytes = bytes.size() - rest.size();
+    if (AllZero(rest)) return JournalEnd::Clean;
+    if (OthersBehind(rest)) return JournalEnd::Damaged;
+    if (::ftruncate(mFile, static_cast<off_t>(mBytes)) != 0) Fail("cannot cut " + mPath.string());
+    return JournalEnd::Torn;
+}
+
+bool Journal::Append(std::string_view entries)
+{
+    std::size_t written = 0;
+    while (written < entries.size()) {
+        const ssize_t now = ::pwrite(mFile, entries.data() + written, entries.size() - written,
+                                     static_cast<off_t>(mBytes + written));
+        if (now < 0 && errno == EINTR) continue;
+        if (now <= 0) {
+            if (::ftruncate(mFile, static_cast<off_t>(mBytes)) != 0)
+                return false;  // cut at the next opening then
+            return false;
+        }
+        written += static_cast<std::size_t>(now);
+    }
+    mBytes += entries.size();
+    return true;
+}
+
+bool Journal::Sync() const
+{
+    return ::fdatasync(mFile) == 0;
+}
+
+void Journal::Reserve(std::uint64_t bytes)
+{
+    const int ignored = ::posix_fallocate(mFile, 0, static_cast<off_t>(bytes));
+    static_cast<void>(ignored);
+}
+
+void SyncFolder(const std::filesystem::path& folder)
+{
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool synced = fd >= 0 && ::fsync(fd) == 0;
+    ::close(fd);
+    if (!synced) Fail("cannot sync " + folder.string());
+}
+
+void ReplaceFile(const std::filesystem::path& path, std::string_view bytes)
+{
+    const std::string temporary = path.string() + ".new";
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0) Fail("cannot write " + temporary);
+    const bool written =
+        ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) && ::fsync(fd) == 0;
+    ::close(fd);
+    if (!written || ::rename(temporary.c_str(), path.c_str()) != 0) Fail("cannot write " + path.string());
+    SyncFolder(path.parent_path());
+}
+
+}  // namespace zephyl

@@ -1,0 +1,174 @@
+// What a service that was killed finds again, and what a damaged file costs.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "service/relay/journal.h"
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+using Texts = std::vector<std::string>;
+namespace fs = std::filesystem;
+
+class RestartTest : public RelayTest {
+protected:
+    RestartTest() { options.times.grace = std::chrono::minutes(1); }
+    /// The service goes without a word to anybody, and another one starts on its data.
+    void KillAndStart() { StartRelay(); }
+    std::unique_ptr<RawClient> Fresh() { return std::make_unique<RawClient>(relay->Port()); }
+    fs::path NewestSegment(const std::string& part) const
+    {
+        fs::path newest;
+        for (const auto& entry : fs::recursive_directory_iterator(options.data / "meetings"))
+            if (entry.path().filename().string().starts_with(part + "-") && entry.path() > newest)
+                newest = entry.path();
+        return newest;
+    }
+};
+INSTANTIATE_TEST_SUITE_P(, RestartTest, testing::Values(Logs::Files), NameOfLogs);
+
+TEST_P(RestartTest, EverybodyGoesOnWhereTheyWere)
+{
+    auto bob = In("bob");
+    const Place bobs = place;
+    auto alice = In("Alice");
+    const Place alices = place;
+    alice->Post(1, "said");
+    alice->Post(2, std::string(kTextBytes + 1, 'x'));  // refused
+    alice->Post(1, "[[ZUM_WB_PEN]]drawn");
+    alice->Post(3, "for bob", {"bob"});
+    alice->WaitAccepted(CHANNEL_TALK, 3);
+    alice->WaitAccepted(CHANNEL_BOARD, 1);
+    EXPECT_EQ(bob->Texts(3).size(), 3u);  // read by the link, not yet taken
+    for (int kill = 0; kill < 2; ++kill) KillAndStart();
+    bob = Fresh();
+    ASSERT_EQ(bob->Resume(bobs, bobs.position()).result(), RESULT_OK);
+    Texts again = bob->Texts(3);
+    std::sort(again.begin(), again.end());
+    EXPECT_EQ(again, (Texts{"Alice: [[ZUM_WB_PEN]]drawn", "Alice: for bob", "Alice: said"}));
+    alice = Fresh();
+    const Resumed back = alice->Resume(alices, alices.position());
+    ASSERT_EQ(back.result(), RESULT_OK);
+    EXPECT_EQ(back.place().have().talk(), 3u);
+    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 2u);
+    alice->Post(3, "for bob", {"bob"});  // no answer had come: dropped by its number
+    alice->Post(4, "after the restart");
+    EXPECT_EQ(bob->Texts(1), Texts{"Alice: after the restart"});
+    EXPECT_TRUE(bob->Quiet(Header::kItem));  // nobody was seen to leave
+    auto carol = LoggedIn("carol");
+    EXPECT_EQ(carol->Enter("room1", true).result(), RESULT_IN_USE);
+    EXPECT_EQ(carol->Enter("room1", false).result(), RESULT_OK);
+    EXPECT_EQ(carol->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]drawn"});
+}
+
+TEST_P(RestartTest, ASeatEndsWithItsAccountsPermission)
+{
+    auto bob = In("bob");
+    const Place bobs = place;
+    auto alice = In("Alice");
+    const Place alices = place;
+    relay->TheAccounts().SetPassword("bob", HashPassword("another", kCheapHash));
+    KillAndStart();
+    EXPECT_EQ(Fresh()->Resume(bobs, bobs.position()).result(), RESULT_UNKNOWN);
+    const Resumed back = Fresh()->Resume(alices, alices.position());
+    ASSERT_EQ(back.result(), RESULT_OK);
+    EXPECT_EQ(back.place().attendees_size(), 1);
+}
+
+TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
+{
+    options.times.keepEmpty = std::chrono::milliseconds(50);
+    In("Alice")->Leave();
+    KillAndStart();
+    auto bob = LoggedIn("bob");
+    while (!fs::is_empty(options.data / "meetings")) EXPECT_TRUE(bob->Quiet(Header::kItem));
+    EXPECT_EQ(bob->Enter("Room1", false).result(), RESULT_NOT_FOUND);
+}
+
+TEST_P(RestartTest, ATornEndIsCutAndItsSenderSendsItAgain)
+{
+    auto alice = In("Alice");
+    const Place alices = place;
+    alice->Post(1, "safe");
+    alice->Post(2, "torn");
+    alice->WaitAccepted(CHANNEL_TALK, 2);
+    relay.reset();
+    const fs::path segment = NewestSegment("talk");
+    std::string bytes;
+    {
+        std::ifstream in(segment, std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    fs::resize_file(segment, bytes.rfind("torn") + 2);  // a write that a power cut ended
+    StartRelay();
+    alice = Fresh();
+    const Resumed back = alice->Resume(alices, alices.position());
+    EXPECT_EQ(back.place().have().talk(), 1u);
+    auto bob = In("bob");
+    alice->Post(2, "torn");
+    EXPECT_EQ(bob->Texts(1), Texts{"Alice: torn"});
+    const Received presence = alice->Wait(Header::kItem);
+    EXPECT_GT(presence.header.item().sequence() >> 32,
+              alices.position().talk() >> 32);  // no cursor stands before it
+}
+
+TEST_P(RestartTest, AllIsSafeBeforeItEndsInOrder)
+{
+    auto alice = In("Alice");
+    for (std::uint64_t i = 1; i <= 50; ++i) alice->Post(i, "[[ZUM_WB_PEN]]" + std::to_string(i));
+    EXPECT_TRUE(alice->Quiet(Header::kItem));
+    relay->Stop();
+    std::uint64_t accepted = 0;
+    for (;;) {
+        const Received next = alice->Next();
+        if (next.header.has_accepted()) accepted = next.header.accepted().board();
+        if (next.header.has_bye()) break;
+    }
+    EXPECT_EQ(accepted, 50u);
+    StartRelay();
+    EXPECT_EQ(In("bob")->Texts(50).back(), "Alice: [[ZUM_WB_PEN]]50");
+}
+
+TEST(Journal, TellsATornEndFromDamageAndNeverTakesEither)
+{
+    const TemporaryFolder folder;
+    const fs::path path = folder.path / "journal";
+    std::string entries;
+    for (const char* payload : {"one", "two", "three"}) AppendEntry(entries, payload);
+    const struct {
+        const char* why;
+        std::string bytes;
+        int whole;
+        JournalEnd end;
+    } rows[] = {
+        {"whole", entries, 3, JournalEnd::Clean},
+        {"empty", "", 0, JournalEnd::Clean},
+        {"preallocated", entries + std::string(4096, '\0'), 3, JournalEnd::Clean},
+        {"cut in the last", entries.substr(0, entries.size() - 1), 2, JournalEnd::Torn},
+        {"cut in a prefix", entries.substr(0, 15 + 5), 1, JournalEnd::Torn},
+        {"a bit in the last", entries.substr(0, entries.size() - 1) + "E", 2, JournalEnd::Torn},
+        {"a bit in the first", entries.substr(0, 14) + "E" + entries.substr(15), 0, JournalEnd::Damaged},
+        {"garbage behind", entries + "\xff\xff\xff\xff garbage", 3, JournalEnd::Torn},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        std::ofstream(path, std::ios::binary) << row.bytes;
+        int whole = 0;
+        Journal journal(path);
+        EXPECT_EQ(journal.Load([&](std::string_view) { ++whole; }), row.end);
+        EXPECT_EQ(whole, row.whole);
+        if (row.end == JournalEnd::Damaged) continue;
+        std::string more;
+        AppendEntry(more, "more");
+        EXPECT_TRUE(journal.Append(more));
+        EXPECT_EQ(Journal(path).Load([&](std::string_view) { --whole; }), JournalEnd::Clean);
+        EXPECT_EQ(whole, -1);  // it goes on behind the last whole one
+    }
+}
+
+}  // namespace
+}  // namespace zephyl
