@@ -19,6 +19,11 @@ namespace {
 constexpr char kTag[] = "[[ZUM_WB_PEN]]";
 constexpr int kPatience = 10'000;  // milliseconds
 
+bool IsRelay(Kind kind)
+{
+    return kind == Kind::Relay || kind == Kind::RelayFiles;
+}
+
 double Now()
 {
     return std::chrono::duration<double>(steady_clock::now().time_since_epoch()).count();
@@ -36,7 +41,7 @@ Peer::Peer(asio::io_context& io, const ServerProcess& server, Kind kind, int ind
     });
     io.restart();
     io.run();
-    if (kind == Kind::Relay) Enter(index, enters);
+    if (IsRelay(kind)) Enter(index, enters);
 }
 
 void Peer::Enter(int index, bool enters)
@@ -87,11 +92,11 @@ void Peer::Post(std::size_t bytes)
 {
     std::string body(bytes, 'x');
     const double now = Now();
-    const Channel channel = bytes > kTextBytes ? CHANNEL_BOARD : CHANNEL_TALK;   // larger ones must be records
+    const Channel channel = bytes > kTextBytes ? CHANNEL_BOARD : CHANNEL_TALK;  // larger ones must be records
     if (channel == CHANNEL_BOARD) body.replace(0, sizeof kTag - 1, kTag);
     std::memcpy(body.data() + sizeof kTag, &now, sizeof now);
     Header header;
-    if (mKind == Kind::Relay) {
+    if (IsRelay(mKind)) {
         header.mutable_post()->set_channel(channel);
         header.mutable_post()->set_number(++mNumber);
         header.mutable_post()->set_everyone(true);
@@ -128,8 +133,7 @@ void Peer::Take(std::vector<double>* ages)
         std::memcpy(&sent, item->body.data() + sizeof kTag, sizeof sent);
         ages->push_back(Now() - sent);
     }
-    if (mKind == Kind::Relay && (mUnsaid >= kReadEveryItems || mUnsaidBytes >= kReadEveryBytes / 2))
-        SayRead();
+    if (IsRelay(mKind) && (mUnsaid >= kReadEveryItems || mUnsaidBytes >= kReadEveryBytes / 2)) SayRead();
 }
 
 void Peer::SayRead()

@@ -175,6 +175,22 @@ void Memory()
     std::printf("| the process with one, MiB | %.1f | 12 | %s |\n", one, Verdict(one, 12));
 }
 
+void Durability()
+{
+    std::puts("\n| log in files beside memory | memory, us | files, us | ratio | target | |");
+    std::puts("| --- | --- | --- | --- | --- | --- |");
+    for (const Work& work : {Work{200, 8, 32}, Work{8192, 8, 16}}) {
+        std::vector<double> memory, files;
+        for (int i = 0; i < kRepetitions; ++i) {
+            memory.push_back(Measure(Kind::Relay, work).microseconds);
+            files.push_back(Measure(Kind::RelayFiles, work).microseconds);
+        }
+        const double ratio = Median(files) / Median(memory);
+        std::printf("| %zu bytes, %d | %.2f | %.2f | %.2f | 1.10 | %s |\n", work.bytes, work.receivers,
+                    Median(memory), Median(files), ratio, Verdict(ratio, 1.1));
+    }
+}
+
 void Stopped()
 {
     std::vector<double> without, with;
@@ -204,10 +220,8 @@ int main(int argc, char** argv)
         const char* name;
         void (*run)();
     } parts[] = {
-        {"deliveries", Deliveries},
-        {"latency", Latency},
-        {"memory", Memory},
-        {"stopped", Stopped},
+        {"deliveries", Deliveries}, {"latency", Latency},       {"memory", Memory},
+        {"stopped", Stopped},       {"durability", Durability},
     };
     for (const auto& part : parts)
         if (only.empty() || only == part.name) part.run();

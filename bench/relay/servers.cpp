@@ -143,12 +143,13 @@ private:
     ::_exit(0);
 }
 
-[[noreturn]] void RunRelay(const std::filesystem::path& data, int accounts, int report)
+[[noreturn]] void RunRelay(Kind kind, const std::filesystem::path& data, int accounts, int report)
 {
     RelayOptions options;
     options.data = data;
     options.port = 0;
     options.threads = 1;
+    options.logsInMemory = kind == Kind::Relay;
     options.bounds.connectionsPerAddress = 100'000;
     options.bounds.connectionsBeforeLogin = 100'000;
     const HashCost cheap{1, 8192};
@@ -180,7 +181,7 @@ ServerProcess::ServerProcess(Kind kind, const std::filesystem::path& data, int a
     mPid = ::fork();
     if (mPid == 0) {
         PinTo(kServerCore);
-        if (kind == Kind::Relay) RunRelay(data, accounts, report[1]);
+        if (kind == Kind::Relay || kind == Kind::RelayFiles) RunRelay(kind, data, accounts, report[1]);
         RunBare(kind, data, report[1]);
     }
     ::close(report[1]);

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 
-enum class Kind { Relay, BareEach, BareBatch };
+enum class Kind { Relay, RelayFiles, BareEach, BareBatch };
 
 inline constexpr int kServerCore = 0;
 inline constexpr int kLoadCore = 1;

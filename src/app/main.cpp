@@ -2,11 +2,11 @@
 
 #include <malloc.h>
 
-#include <QApplication>
 #include <QIcon>
 #include <QTimer>
 #include <cstdio>
 
+#include "app/application.h"
 #include "app/end_program.h"
 #include "app/machine_setup.h"
 #include "app/options.h"
@@ -69,9 +69,11 @@ int main(int argc, char** argv)
     // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's.
     QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
     QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
-    QApplication application(argc, argv);
+    HoldEndSignals();
+    ProcessState state;
+    Application application(state, argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
-    Q_INIT_RESOURCE(logo);  // the library it lies in is linked statically
+    Q_INIT_RESOURCE(logo);   // the library it lies in is linked statically
     QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
     const Options options = ReadOptions(QCoreApplication::arguments());
     if (!options.error.isEmpty()) {
@@ -80,7 +82,6 @@ int main(int argc, char** argv)
     }
     SubstituteFonts();
 
-    ProcessState state;
     std::unique_ptr<Machine> machine;
     try {
         machine = std::make_unique<Machine>(state, options.trace);

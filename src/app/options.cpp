@@ -22,14 +22,16 @@ Options ReadOptions(const QStringList& arguments)
         u"trace"_s, u"Append one JSON line for everything visible, for scripts and bug reports."_s,
         u"FILE"_s);
     parser.addOptions({service, config, trace});
-    const QCommandLineOption help = parser.addHelpOption();
-    const QCommandLineOption version = parser.addVersionOption();
+    const QCommandLineOption help({u"h"_s, u"help"_s}, u"Show this help."_s);
+    const QCommandLineOption version({u"v"_s, u"version"_s}, u"Show the version."_s);
+    parser.addOptions({help, version});
 
     Options options;
     if (!parser.parse(arguments)) {
         options.error = parser.errorText();
     } else if (parser.isSet(help)) {
-        options.helpText = parser.helpText();
+        options.helpText =
+            parser.helpText().replace(u"<executable_name>"_s, u"quorvia"_s);  // no application yet
     } else if (parser.isSet(version)) {
         options.helpText = QLatin1String(kAppTitle) + u' ' + VersionText() + u'\n';
     } else if (!parser.positionalArguments().isEmpty()) {

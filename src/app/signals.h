@@ -2,6 +2,11 @@
 
 #include <functional>
 
-/// Runs `closeRequested` on the user-interface thread when the system asks the program to end (SIGTERM,
-/// SIGINT, SIGHUP). Once a program.
+/// Keeps SIGTERM, SIGINT and SIGHUP from ending the program by themselves. Before anything that starts
+/// threads, the toolkit's application included: a thread that does not hold them back would be ended by them,
+/// and the program with it.
+void HoldEndSignals();
+
+/// Runs `closeRequested` on the user-interface thread when one of them comes. Once a program, behind
+/// HoldEndSignals and with an application.
 void WhenAskedToEnd(std::function<void()> closeRequested);
