@@ -85,7 +85,7 @@ void picSelColor_Click(ProcessState& state, int index)
 {
     WhiteboardTools& tools = ToolsOf(state);
     tools.colourBox = index;
-    Screen(state).SetTextColour(CurrentColor(tools));
+    Screen(state).SetTextColour(kPalette[std::size_t(index)]);  // stored is the colour last used, not this
     state.gMeetingForm->Toolbar().ShowTools();
 }
 

@@ -161,6 +161,16 @@ TEST(Sending, PicturesGoOutAsTheBoardShowsThemAtTheSlidersQuality)
     EXPECT_EQ(ann.Entries(), 4);
 }
 
+TEST(Input, TheStoredColourIsTheOneLastUsed)
+{
+    Client ann(u"ann"_s, {u"bob"_s});
+    ann.Choose(ToolKey::Draw);
+    picSelColor_Click(ann.state, 4);
+    EXPECT_NE(ann.tools.mColorIndex, 4);
+    ann.Drag({{5, 5}});
+    EXPECT_EQ(ann.tools.mColorIndex, 4);
+}
+
 TEST(Input, AnActionEndsHoweverItsReleaseIsLost)
 {
     const QString whole = u"[[ZUM_WB_PEN]]1/10/20/10/20/0/10/20/30/25/0/30/25/30/25/0"_s;

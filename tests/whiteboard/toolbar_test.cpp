@@ -220,6 +220,7 @@ TEST(ToolSettings, AreTakenCheckedAppliedAndStored)
     ann.prompts.font = {u"Liberation Mono"_s, 12.5, false, true, true, false};
     ann.Choose(ToolKey::Text, u"Font"_s);
     picSelColor_Click(ann.state, 5);
+    EXPECT_EQ(CurrentColor(ann.tools), 0xffu);  // stored is what was used, not what was clicked
     SaveTools(ann.state);
     const auto stored = [&](const SettingKey& key) { return GetSetting(ann.state, key); };
     EXPECT_EQ(stored(keys::kSelectedTool), u"Text"_s);
