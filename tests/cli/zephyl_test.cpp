@@ -79,9 +79,9 @@ private:
     std::deque<QJsonObject> mEvents;
 };
 
-class ZephylTest : public RelayTest {
+class ZephylTest : public testing::Test, protected RelayRoom {
 protected:
-    ZephylTest() { StartRelay(); }
+    ZephylTest() : RelayRoom(Logs::Files) { StartRelay(); }
     QStringList Options() const
     {
         return {u"--service"_s, QString::fromStdString(relay->Address()), u"--trust"_s,

@@ -34,9 +34,12 @@ QByteArray Jpeg(int width, int height)
     return QByteArray(reinterpret_cast<const char*>(jpeg.data()), qsizetype(jpeg.size()));
 }
 
-class LinkTest : public RelayTest {
+class LinkTest : public testing::Test, protected RelayRoom {
 protected:
-    LinkTest() { StartRelay(); }
+    LinkTest() : RelayRoom(Logs::Memory)  // what a stopped service forgets is part of it
+    {
+        StartRelay();
+    }
     /// A relay that keeps the seat of whoever was cut off.
     void StartPatientRelay()
     {

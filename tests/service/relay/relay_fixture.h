@@ -36,14 +36,15 @@ constexpr HashCost kCheapHash{1, 8192};
 /// Where meetings keep their logs: what attendees see is the same.
 enum class Logs { Memory, Files };
 
-class RelayTest : public testing::TestWithParam<Logs> {
+/// What a fixture with a relay has.
+class RelayRoom {
 protected:
-    RelayTest()
+    explicit RelayRoom(Logs logs)
     {
         StartSodium();
         options.data = folder.path / "data";
         options.port = 0;
-        options.logsInMemory = GetParam() == Logs::Memory;
+        options.logsInMemory = logs == Logs::Memory;
         options.times.tick = std::chrono::milliseconds(20);
         options.times.grace =
             std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
@@ -87,6 +88,11 @@ protected:
 
 private:
     bool mMade = false;
+};
+
+class RelayTest : public testing::TestWithParam<Logs>, protected RelayRoom {
+protected:
+    RelayTest() : RelayRoom(GetParam()) {}
 };
 
 inline std::string NameOfLogs(const testing::TestParamInfo<Logs>& logs)
