@@ -4,9 +4,9 @@
 
 #include <QString>
 
-class BoardScreen;     // whiteboard/board_screen.h
-class ToolbarScreen;   // whiteboard/toolbar_screen.h
-class MediaScreen;     // media/media_screen.h
+class BoardScreen;    // whiteboard/board_screen.h
+class ToolbarScreen;  // whiteboard/toolbar_screen.h
+class MediaScreen;    // media/media_screen.h
 
 enum class Panel { Ready, WBOpen, WBStatus, Link };
 

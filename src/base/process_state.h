@@ -39,37 +39,37 @@ struct Ports {
 };
 
 struct ProcessState {
-    std::unique_ptr<MessengerService> gMessenger;   // set by Main, gone after EndProgram
-    std::shared_ptr<UsersCollection> gUsers;        // handed out at meeting entry; null before
-    MeetingScreens* gMeetingForm = nullptr;         // what rules need of the window; null without one
+    std::unique_ptr<MessengerService> gMessenger;  // set by Main, gone after EndProgram
+    std::shared_ptr<UsersCollection> gUsers;       // handed out at meeting entry; null before
+    MeetingScreens* gMeetingForm = nullptr;        // what rules need of the window; null without one
 
-    QString gConfigName;                            // "" until one is chosen
+    QString gConfigName;  // "" until one is chosen
     QString gMeetingCode;
     bool gCreateMeeting = false;
-    QString gPassword;                              // enciphered, as stored
+    QString gPassword;  // enciphered, as stored
     QString gHostname;
     bool gLoginDialogClosed = false;
     bool gLoginCancelled = false;
-    qsizetype gLocalAddressAt = 0;                  // the entry of GetLocalIP that txtHostname showed last
+    qsizetype gLocalAddressAt = 0;  // the entry of GetLocalIP that txtHostname showed last
 
     QString gServerKey;
     QString gLocalKey;
     bool gEncryptMessages = false;
     bool gUseLocalKey = false;
 
-    bool gWBApplyingRemote = false;                 // a received record is applied, or the window loads
-    std::shared_ptr<WBHistory> gWBBuffer;           // whiteboard/history.h; outlives "New Meeting..."
+    bool gWBApplyingRemote = false;        // a received record is applied, or the window loads
+    std::shared_ptr<WBHistory> gWBBuffer;  // whiteboard/history.h; outlives "New Meeting..."
 
-    std::unique_ptr<FrameEncoder> gFrameEncoder;    // holds the JPEG quality; null before InitDIB
+    std::unique_ptr<FrameEncoder> gFrameEncoder;  // holds the JPEG quality; null before InitDIB
     bool gCameraReady = false;
     bool gCaptureIsYUV = false;
     bool gVideoOn = false;
-    qint16 gVideoX = 0, gVideoY = 0;                // board pixels
-    quint64 gShareWindow = 0;                       // 0: none
+    qint16 gVideoX = 0, gVideoY = 0;  // board pixels
+    quint64 gShareWindow = 0;         // 0: none
     bool gAppShareOn = false;
     qint16 gAppX = 0, gAppY = 0;
-    std::shared_ptr<ShareKept> gShareKept;          // media/app_sharing.cpp; the last picture shared
-    std::map<QString, CRect> gVideoRects, gAppRects;   // by sender; never emptied
+    std::shared_ptr<ShareKept> gShareKept;            // media/app_sharing.cpp; the last picture shared
+    std::map<QString, CRect> gVideoRects, gAppRects;  // by sender; never emptied
     int gVoktalPort = 2074;
 
     Ports ports;

@@ -9,7 +9,8 @@ void ReportCriticalError(ProcessState& state, const QString& message, EventType 
     if (state.gWBApplyingRemote) cause = Cause::Remote;
     const QString title = QLatin1String(kAppTitle);
     try {
-        state.ports.prompts->CriticalBox(title + u" Error"_s, title + u" Critical Error: "_s + message, cause);
+        state.ports.prompts->CriticalBox(title + u" Error"_s, title + u" Critical Error: "_s + message,
+                                         cause);
     } catch (const ProcessEnded&) {
         throw;
     } catch (...) {

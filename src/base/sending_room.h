@@ -3,6 +3,6 @@
 
 #include "base/process_state.h"
 
-/// True while much is waiting to be sent: then the last status panel says so, with a beep, and the caller begins
-/// nothing, before anything is drawn or taken from its box.
+/// True while much is waiting to be sent: then the last status panel says so, with a beep, and the caller
+/// begins nothing, before anything is drawn or taken from its box.
 bool SendingMustWait(ProcessState& state);

@@ -13,7 +13,7 @@ enum class Protocol { Udp, Tcp, Http };
 
 /// How to reach the service, as a configuration holds it.
 struct ServiceChoice {
-    QString service;   // HOST[:PORT]; "" = the personal service on this computer
+    QString service;  // HOST[:PORT]; "" = the personal service on this computer
     Protocol protocol = Protocol::Udp;
     std::chrono::seconds pollingInterval{1};
 };
@@ -78,7 +78,7 @@ struct LinkNeeds {
     AnswerWait& wait;
     TrustQuestion& trust;
     UiPost& post;
-    std::function<void(const QString& line)> log;   // any thread; one line for the event log
-    QString program;                                // "quorvia 1.0.0"
-    QString zephyldPath;                            // the daemon to start where no service is named
+    std::function<void(const QString& line)> log;  // any thread; one line for the event log
+    QString program;                               // "quorvia 1.0.0"
+    QString zephyldPath;                           // the daemon to start where no service is named
 };

@@ -57,8 +57,8 @@ struct LinkState {
     Phase phase = Phase::Offline;
     /// Says that a cut is over, and how: the seat was still there, or the link entered anew by itself.
     enum class Back { No, Resumed, Returned } back = Back::No;
-    QString text;      // one short sentence for people; "" when there is nothing to say
-    QString details;   // protocol, round-trip time, bytes; for the tooltip
+    QString text;     // one short sentence for people; "" when there is nothing to say
+    QString details;  // protocol, round-trip time, bytes; for the tooltip
 };
 
 /// Receives the service's events.
@@ -110,8 +110,8 @@ public:
     /// Board records and whiteboard pictures that were drawn while nobody else was present.
     virtual void Keep(const QString& record) = 0;
     virtual void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) = 0;
-    /// Much is waiting to be sent: whoever begins something new to send should wait. Sending still works until
-    /// the outbox is full; then it throws.
+    /// Much is waiting to be sent: whoever begins something new to send should wait. Sending still works
+    /// until the outbox is full; then it throws.
     virtual bool SendingIsTight() const { return false; }
     /// Why the last Login was refused, in one sentence for people; "" when it was not.
     virtual QString LastRefusal() const = 0;

@@ -22,4 +22,4 @@ struct Picture {
     Pixels pixels;
 };
 
-using PicturePtr = std::shared_ptr<const Picture>;   // null: "no picture"
+using PicturePtr = std::shared_ptr<const Picture>;  // null: "no picture"

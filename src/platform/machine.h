@@ -13,7 +13,7 @@
 class Clock {
 public:
     virtual ~Clock() = default;
-    virtual QDateTime Now() const = 0;   // local time
+    virtual QDateTime Now() const = 0;  // local time
 };
 
 /// The one helper for every short wait. Meanwhile our windows paint and answer their close request (which
@@ -111,7 +111,7 @@ public:
     virtual ~EndProcess() = default;
     [[noreturn]] virtual void Now() = 0;
 };
-struct ProcessEnded {};   // deliberately no std::exception: traps let it pass
+struct ProcessEnded {};  // deliberately no std::exception: traps let it pass
 
 enum class BoxIcon { None, Information, Exclamation, Critical };
 /// Whose act a box follows from: the user's own (it blocks its caller) or somebody else's (it does not).
@@ -119,7 +119,7 @@ enum class Cause { Local, Remote };
 
 struct FontChoice {
     QString name = QStringLiteral("Arial");
-    double size = 10;   // points
+    double size = 10;  // points
     bool bold = false, italic = false, strikethrough = false, underline = false;
 };
 
@@ -137,7 +137,8 @@ public:
     virtual void CriticalBox(const QString& title, const QString& text, Cause cause) = 0;
     virtual bool AskTrust(const QString& service, const QString& fingerprint) = 0;
     /// "" when cancelled. `patterns`: "*.jpg *.bmp".
-    virtual QString OpenFile(const QString& title, const QString& filterName, const QStringList& patterns) = 0;
+    virtual QString OpenFile(const QString& title, const QString& filterName,
+                             const QStringList& patterns) = 0;
     virtual QString SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
                              const QString& defaultExtension) = 0;
     /// Runs a form of ours and returns when it has finished. Modeless: everything else is served meanwhile.

@@ -1,12 +1,12 @@
 #pragma once
 // Every key of the settings store: section, default, scope and application. The one table.
 
-enum class Scoped { No, Yes };   // Yes: below the configuration in use
+enum class Scoped { No, Yes };  // Yes: below the configuration in use
 
 struct SettingKey {
     const char* section;
     const char* key;
-    const char* fallback;   // null: none, a missing value reads as ""
+    const char* fallback;  // null: none, a missing value reads as ""
     Scoped scoped = Scoped::Yes;
     const char* application = "Zephyl";
 };
@@ -16,7 +16,7 @@ namespace keys {
 inline constexpr char kZephyl[] = "Zephyl";
 inline constexpr char kQuorvia[] = "Quorvia";
 inline constexpr char kSystemDefault[] = "(System Default)";
-inline constexpr char kMeetingCodesSection[] = "Meeting Codes";   // one value per code; application "Quorvia"
+inline constexpr char kMeetingCodesSection[] = "Meeting Codes";  // one value per code; application "Quorvia"
 
 // who and where
 inline constexpr SettingKey kHandle{"Data", "Handle", nullptr};
@@ -41,18 +41,18 @@ inline constexpr SettingKey kVoktalPort{"Data", "Voktal Port", "2074"};
 
 // pictures
 inline constexpr SettingKey kDisableVideo{"Data", "Disable Video", "0"};
-inline constexpr SettingKey kVideoDevice{"Data", "Video Device", ""};   // "": cameras; file:PATH; pattern
+inline constexpr SettingKey kVideoDevice{"Data", "Video Device", ""};  // "": cameras; file:PATH; pattern
 inline constexpr SettingKey kVideoWidth{"Data", "Video Width", "240"};
 inline constexpr SettingKey kVideoHeight{"Data", "Video Height", "180"};
 inline constexpr SettingKey kFrameRate{"Data", "Frame Rate", "5"};
-inline constexpr SettingKey kMinimumFrameRate{"Data", "Minimum Frame Rate", "2000"};   // milliseconds
+inline constexpr SettingKey kMinimumFrameRate{"Data", "Minimum Frame Rate", "2000"};  // milliseconds
 inline constexpr SettingKey kImageQuality{"Data", "Image Quality", "65"};
-inline constexpr SettingKey kAppShareInterval{"Data", "AppShare Interval", "3000"};    // milliseconds
+inline constexpr SettingKey kAppShareInterval{"Data", "AppShare Interval", "3000"};  // milliseconds
 
 // chat log
 inline constexpr SettingKey kEnableLogging{"Data", "Enable Logging", "0"};
-inline constexpr SettingKey kLogFileLocation{"Data", "Log File Location", nullptr};    // default: documents
-inline constexpr SettingKey kMaximumLogSize{"Data", "Maximum Log Size", "129072"};     // bytes
+inline constexpr SettingKey kLogFileLocation{"Data", "Log File Location", nullptr};  // default: documents
+inline constexpr SettingKey kMaximumLogSize{"Data", "Maximum Log Size", "129072"};   // bytes
 
 // what others may do to this window: resize, scroll, frame rate
 inline constexpr SettingKey kAllowRemoteView{"Data", "Allow Remote View Control", "1"};
@@ -72,7 +72,7 @@ inline constexpr SettingKey kFontUnderline{"Whiteboard", "Font Underline", "Fals
 
 // not below a configuration
 inline constexpr SettingKey kDefaultConfig{"Configs", "Default Config", kSystemDefault, Scoped::No};
-inline constexpr SettingKey kXPos{"Data", "XPos", nullptr, Scoped::No, kQuorvia};   // twips
+inline constexpr SettingKey kXPos{"Data", "XPos", nullptr, Scoped::No, kQuorvia};  // twips
 inline constexpr SettingKey kYPos{"Data", "YPos", nullptr, Scoped::No, kQuorvia};
 inline constexpr SettingKey kWidth{"Data", "Width", nullptr, Scoped::No, kQuorvia};
 inline constexpr SettingKey kHeight{"Data", "Height", nullptr, Scoped::No, kQuorvia};

@@ -21,7 +21,8 @@ void SaveSetting(ProcessState& state, const QString& section, const QString& key
 QString GetSetting(ProcessState& state, const SettingKey& key);
 void SaveSetting(ProcessState& state, const SettingKey& key, const QString& value);
 
-/// A number setting: text that is no number gives the leading number, as everywhere; missing gives the default.
+/// A number setting: text that is no number gives the leading number, as everywhere; missing gives the
+/// default.
 double NumberSetting(ProcessState& state, const SettingKey& key);
 
 /// Path of a shell special folder, "" on failure.

@@ -8,9 +8,11 @@ using namespace Qt::StringLiterals;
 
 TEST(TextRules, TrimTakesBlanksOnly)
 {
-    const struct { QString in, out; } rows[] = {
+    const struct {
+        QString in, out;
+    } rows[] = {
         {u"  a b  "_s, u"a b"_s},
-        {u"\ta\u00A0"_s, u"\ta\u00A0"_s},   // neither tabs nor no-break spaces
+        {u"\ta\u00A0"_s, u"\ta\u00A0"_s},  // neither tabs nor no-break spaces
         {u"   "_s, u""_s},
         {u""_s, u""_s},
     };
@@ -19,11 +21,15 @@ TEST(TextRules, TrimTakesBlanksOnly)
 
 TEST(TextRules, WholeAndLeadingNumbers)
 {
-    const struct { const char* text; bool whole; double value, leading; } rows[] = {
-        {"7.6", true, 7.6, 7.6},   {" -12 ", true, -12, -12}, {"+3", true, 3, 3},     {"1e3", true, 1000, 1000},
-        {".5", true, 0.5, 0.5},    {"5.", true, 5, 5},        {"7x", false, 0, 7},    {"1e", false, 0, 1},
-        {"abc", false, 0, 0},      {"", false, 0, 0},         {"-", false, 0, 0},     {"nan", false, 0, 0},
-        {"inf", false, 0, 0},      {"0x10", false, 0, 0},     {"1,5", false, 0, 1},   {"\t4", false, 0, 0},
+    const struct {
+        const char* text;
+        bool whole;
+        double value, leading;
+    } rows[] = {
+        {"7.6", true, 7.6, 7.6}, {" -12 ", true, -12, -12}, {"+3", true, 3, 3},   {"1e3", true, 1000, 1000},
+        {".5", true, 0.5, 0.5},  {"5.", true, 5, 5},        {"7x", false, 0, 7},  {"1e", false, 0, 1},
+        {"abc", false, 0, 0},    {"", false, 0, 0},         {"-", false, 0, 0},   {"nan", false, 0, 0},
+        {"inf", false, 0, 0},    {"0x10", false, 0, 0},     {"1,5", false, 0, 1}, {"\t4", false, 0, 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
@@ -34,7 +40,7 @@ TEST(TextRules, WholeAndLeadingNumbers)
         }
         EXPECT_EQ(LeadingNumber(QString::fromLatin1(row.text)), row.leading);
     }
-    EXPECT_TRUE(std::isinf(*WholeNumber(u"1e999")));   // callers check their range
+    EXPECT_TRUE(std::isinf(*WholeNumber(u"1e999")));  // callers check their range
 }
 
 TEST(TextRules, SinglesReadBackAndHaveNoExponent)

@@ -77,7 +77,8 @@ public:
 class FakeLocalHost final : public LocalHost {
 public:
     std::optional<QString> name = QStringLiteral("here");
-    std::optional<QStringList> resolved = QStringList{QStringLiteral("192.0.2.1"), QStringLiteral("192.0.2.2")};
+    std::optional<QStringList> resolved =
+        QStringList{QStringLiteral("192.0.2.1"), QStringLiteral("192.0.2.2")};
     QStringList interfaces;
     std::optional<QString> Name() const override { return name; }
     std::optional<QStringList> Resolve(const QString&) const override { return resolved; }
