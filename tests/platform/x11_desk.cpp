@@ -23,6 +23,23 @@ X11Desk::X11Desk(bool manager)
     // openbox says that it is there by running this.
     mManager = Start(u"openbox"_s, {u"--startup"_s, u"echo managed"_s});
     mManager->ReadLine();
+    // It says so before it has looked for windows that are there already; the list of clients comes last.
+    const QByteArray list("_NET_CLIENT_LIST_STACKING");
+    const auto atom = std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)>(
+        xcb_intern_atom_reply(
+            mConnection, xcb_intern_atom(mConnection, 0, quint16(list.size()), list.constData()), nullptr),
+        &std::free);
+    const bool managed =
+        atom && Until([&] {
+            const auto property = std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)>(
+                xcb_get_property_reply(
+                    mConnection,
+                    xcb_get_property(mConnection, 0, screen->root, atom->atom, XCB_ATOM_WINDOW, 0, 1),
+                    nullptr),
+                &std::free);
+            return property && property->type == XCB_ATOM_WINDOW;
+        });
+    if (!managed) throw std::runtime_error("no window manager");
 }
 
 X11Desk::~X11Desk()
