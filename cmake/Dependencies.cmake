@@ -20,7 +20,7 @@ if(QUORVIA_CLIENT)
   pkg_check_modules(V4L REQUIRED IMPORTED_TARGET libv4l2)
 endif()
 
-if(QUORVIA_TESTS)
+if(QUORVIA_TESTS OR QUORVIA_FUZZ)
   find_package(GTest REQUIRED)
   include(GoogleTest)
 endif()
