@@ -277,6 +277,39 @@ bool Script::Has(const Match& match)
     return std::any_of(mEvents.begin(), mEvents.end(), match);
 }
 
+Screen::Screen(QSize size, bool managed, const std::map<QString, QString>& environment,
+               const QString& logFile)
+{
+    const QString pixels = u"%1x%2x24"_s.arg(size.width()).arg(size.height());
+    const QStringList options{u"-displayfd"_s, u"1"_s,         u"-screen"_s, u"0"_s,
+                              pixels,          u"-nolisten"_s, u"tcp"_s};
+    mServer = std::make_unique<Child>(u"Xvfb"_s, options, std::map<QString, QString>{}, logFile);
+    mDisplay = u":"_s + QString::fromLatin1(mServer->ReadLine().trimmed());
+    if (managed) StartManager(environment, logFile);
+}
+
+void Screen::StartManager(std::map<QString, QString> environment, const QString& logFile)
+{
+    environment[u"DISPLAY"_s] = mDisplay;
+    // openbox runs this when it is nearly there ...
+    mManager = std::make_unique<Child>(u"openbox"_s, QStringList{u"--startup"_s, u"echo managed"_s},
+                                       environment, logFile);
+    mManager->ReadLine();
+    // ... but a request that comes while it sets itself up stays in its own queue, and it sleeps until the
+    // next one wakes it. So it is asked, again and again, for what it does only from its event loop.
+    const auto until = Clock::now() + std::chrono::seconds(30);
+    for (QByteArray desktops; desktops != "1";) {
+        if (Clock::now() > until) Fail(u"the window manager does not answer"_s);
+        const auto ask = [&](const QStringList& words) {
+            return std::make_unique<Child>(u"xdotool"_s, words, environment, logFile);
+        };
+        ask({u"set_num_desktops"_s, u"1"_s})->WaitForEnd();
+        const auto answer = ask({u"get_num_desktops"_s});
+        desktops = answer->ReadLine();
+        answer->WaitForEnd();
+    }
+}
+
 Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale)
     : mName(name), mHome(folder.Path() + u'/' + name), mLogs(mHome + u".log"_s)
 {
@@ -285,20 +318,16 @@ Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale
     const QString run = folder / "run";
     QDir().mkpath(run);
     QFile::setPermissions(run, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    const QString size = u"%1x%2x24"_s.arg(screen.width()).arg(screen.height());
-    mServer = std::make_unique<Child>(
-        u"Xvfb"_s, QStringList{u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, size, u"-nolisten"_s, u"tcp"_s},
-        std::map<QString, QString>{}, mLogs);
-    mDisplay = u":"_s + QString::fromLatin1(mServer->ReadLine().trimmed());
-    mEnvironment = {{u"DISPLAY"_s, mDisplay},         {u"WAYLAND_DISPLAY"_s, u""_s},
-                    {u"XDG_CONFIG_HOME"_s, mHome},    {u"XDG_DATA_HOME"_s, folder / "data"},
-                    {u"XDG_RUNTIME_DIR"_s, run},      {u"HOME"_s, mHome},
-                    {u"QT_QPA_PLATFORM"_s, u"xcb"_s}, {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
+    mEnvironment = {{u"WAYLAND_DISPLAY"_s, u""_s},
+                    {u"XDG_CONFIG_HOME"_s, mHome},
+                    {u"XDG_DATA_HOME"_s, folder / "data"},
+                    {u"XDG_RUNTIME_DIR"_s, run},
+                    {u"HOME"_s, mHome},
+                    {u"QT_QPA_PLATFORM"_s, u"xcb"_s},
+                    {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
                     {u"LC_ALL"_s, u"C.UTF-8"_s}};
-    // openbox says that it is there by running this.
-    mManager = std::make_unique<Child>(u"openbox"_s, QStringList{u"--startup"_s, u"echo managed"_s},
-                                       mEnvironment, mLogs);
-    mManager->ReadLine();
+    mScreen = std::make_unique<Screen>(screen, true, mEnvironment, mLogs);
+    mEnvironment[u"DISPLAY"_s] = mScreen->Display();
     mTracePipe = mHome + u"/trace"_s;
     mkfifo(QFile::encodeName(mTracePipe).constData(), 0600);
     mTrace = open(QFile::encodeName(mTracePipe).constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -307,8 +336,7 @@ Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale
 Desk::~Desk()
 {
     mClient.reset();
-    mManager.reset();
-    mServer.reset();
+    mScreen.reset();
     close(mTrace);
 }
 

@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QRect>
+#include <QSize>
 #include <QString>
 #include <QStringList>
 #include <deque>
@@ -44,6 +45,20 @@ private:
     int mIn = -1, mOut = -1;
     QByteArray mPending;
     int mStatus = -1;
+};
+
+/// A virtual display, with a window manager that handles every window opened from now on.
+class Screen {
+public:
+    /// Throws std::runtime_error when there is no display or the manager does not answer.
+    Screen(QSize size, bool managed, const std::map<QString, QString>& environment, const QString& logFile);
+    const QString& Display() const { return mDisplay; }
+
+private:
+    void StartManager(std::map<QString, QString> environment, const QString& logFile);
+
+    QString mDisplay;
+    std::unique_ptr<Child> mServer, mManager;  // the manager ends first
 };
 
 /// A folder of its own, gone with the object unless `keep`.
@@ -125,7 +140,7 @@ public:
     void Login(const QString& handle, const QString& password, const QString& code, bool join);
     void Screenshot(const QString& file);
     void Run(const QString& program, const QStringList& arguments);  // on this display; waits for its end
-    QString Display() const { return mDisplay; }
+    QString Display() const { return mScreen->Display(); }
     QString Name() const { return mName; }
     QString ConfigHome() const { return mHome; }
     std::unique_ptr<Child> Start(const QString& program, const QStringList& arguments);
@@ -134,10 +149,11 @@ private:
     void ReadTrace(int milliseconds);
     void Xdotool(const QStringList& arguments);
 
-    QString mName, mHome, mDisplay, mTracePipe, mLogs;
+    QString mName, mHome, mTracePipe, mLogs;
     std::map<QString, QString> mEnvironment;
     QString mRegistry;
-    std::unique_ptr<Child> mServer, mManager, mClient;
+    std::unique_ptr<Screen> mScreen;
+    std::unique_ptr<Child> mClient;
     int mTrace = -1;
     QByteArray mPartial;
     std::vector<QJsonObject> mLines;

@@ -8,50 +8,25 @@
 
 using namespace Qt::StringLiterals;
 
-X11Desk::X11Desk(bool manager)
+X11Desk::X11Desk(bool manager) : mScreen({640, 480}, manager, {}, mFolder / "log")
 {
-    mServer = Start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"640x480x24"_s,
-                                u"-nolisten"_s, u"tcp"_s});
-    mDisplay = u":"_s + QString::fromLatin1(mServer->ReadLine().trimmed());
-    mConnection = xcb_connect(mDisplay.toLatin1().constData(), nullptr);
+    mConnection = xcb_connect(Display().toLatin1().constData(), nullptr);
     if (xcb_connection_has_error(mConnection)) throw std::runtime_error("no virtual display");
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(mConnection)).data;
     const quint32 events = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
     xcb_change_window_attributes(mConnection, screen->root, XCB_CW_EVENT_MASK, &events);
     xcb_flush(mConnection);
-    if (!manager) return;
-    // openbox says that it is there by running this.
-    mManager = Start(u"openbox"_s, {u"--startup"_s, u"echo managed"_s});
-    mManager->ReadLine();
-    // It says so before it has looked for windows that are there already; the list of clients comes last.
-    const QByteArray list("_NET_CLIENT_LIST_STACKING");
-    const auto atom = std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)>(
-        xcb_intern_atom_reply(
-            mConnection, xcb_intern_atom(mConnection, 0, quint16(list.size()), list.constData()), nullptr),
-        &std::free);
-    const bool managed =
-        atom && Until([&] {
-            const auto property = std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)>(
-                xcb_get_property_reply(
-                    mConnection,
-                    xcb_get_property(mConnection, 0, screen->root, atom->atom, XCB_ATOM_WINDOW, 0, 1),
-                    nullptr),
-                &std::free);
-            return property && property->type == XCB_ATOM_WINDOW;
-        });
-    if (!managed) throw std::runtime_error("no window manager");
 }
 
 X11Desk::~X11Desk()
 {
-    mManager.reset();
     xcb_disconnect(mConnection);
 }
 
 std::unique_ptr<stage::Child> X11Desk::Start(const QString& program, const QStringList& arguments)
 {
     return std::make_unique<stage::Child>(
-        program, arguments, std::map<QString, QString>{{u"DISPLAY"_s, mDisplay}}, mFolder / "log");
+        program, arguments, std::map<QString, QString>{{u"DISPLAY"_s, Display()}}, mFolder / "log");
 }
 
 X11Desk::Window X11Desk::Open(const QString& name, const QString& title, const QRect& place,

@@ -26,7 +26,7 @@ public:
     /// Asks again after each change on the screen. False when it is still not so after 20 s.
     bool Until(const std::function<bool()>& condition);
 
-    const QString& Display() const { return mDisplay; }
+    const QString& Display() const { return mScreen.Display(); }
     xcb_connection_t* Raw() { return mConnection; }
     const stage::Folder& Files() const { return mFolder; }
 
@@ -34,7 +34,6 @@ private:
     std::unique_ptr<stage::Child> Start(const QString& program, const QStringList& arguments);
 
     stage::Folder mFolder;
-    QString mDisplay;
-    std::unique_ptr<stage::Child> mServer, mManager;
+    stage::Screen mScreen;
     xcb_connection_t* mConnection = nullptr;
 };
