@@ -146,7 +146,9 @@ void ReadConfig(const std::filesystem::path& file, RelayOptions& options)
 {
     std::ifstream in(file);
     std::ostringstream text;
-    if (!in || !(text << in.rdbuf())) throw StartError("cannot read the configuration " + file.string());
+    in.peek();  // nothing to copy is a failure to the stream, an empty file is none here
+    if (!in.is_open() || in.bad() || (!in.eof() && !(text << in.rdbuf())))
+        throw StartError("cannot read the configuration " + file.string());
     ReadConfigText(text.str(), file.string(), options);
 }
 

@@ -42,6 +42,7 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
             EXPECT_NE(std::string(error.what()).find(row.mentions), std::string::npos) << error.what();
         }
     }
+    EXPECT_NO_THROW(ReadConfig("/dev/null", options));  // an empty file changes nothing
     EXPECT_THROW(ReadConfig("/nowhere/zephyld.toml", options), StartError);
     const struct {
         const char* text;
