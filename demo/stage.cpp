@@ -92,6 +92,8 @@ Child::Child(const QString& program, const QStringList& arguments,
     posix_spawn_file_actions_adddup2(&actions, out[1], 1);
     posix_spawn_file_actions_addopen(&actions, 2, QFile::encodeName(logFile).constData(),
                                      O_WRONLY | O_CREAT | O_APPEND, 0600);
+    // Sockets of ours would stay open in the child when we close them.
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
     const int result = posix_spawnp(&mPid, argv[0], &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     close(in[0]);

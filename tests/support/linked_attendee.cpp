@@ -135,13 +135,17 @@ std::optional<QString> LinkedAttendee::PinnedKey(const QString& name)
 
 void LinkedAttendee::NewMessage(const QString& fromHandle, const QString& message)
 {
+    if (watcher) return watcher->NewMessage(fromHandle, message);
     heard.push_back(fromHandle + u':' + message);
 }
 
 /// Keeps the collection as the client does.
 void LinkedAttendee::StatusChanged(const QString& userHandle, qint32 newStatus)
 {
-    heard.push_back(QStringLiteral("%1=%2").arg(userHandle).arg(newStatus));
+    if (watcher)
+        watcher->StatusChanged(userHandle, newStatus);
+    else
+        heard.push_back(QStringLiteral("%1=%2").arg(userHandle).arg(newStatus));
     if (newStatus == kStatusPresent) {
         auto item = link->MakeUserItem();
         item->Init(userHandle, true);
@@ -150,8 +154,10 @@ void LinkedAttendee::StatusChanged(const QString& userHandle, qint32 newStatus)
     if (newStatus == kStatusLeft) link->Users()->Remove(userHandle);
 }
 
-void LinkedAttendee::VideoFrame(const QString& fromHandle, const PicturePtr& frame, int, int, qint32)
+void LinkedAttendee::VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
+                                qint32 frameType)
 {
+    if (watcher) return watcher->VideoFrame(fromHandle, frame, x, y, frameType);
     heard.push_back(fromHandle +
                     (frame ? QStringLiteral("#%1x%2").arg(frame->pixels.width).arg(frame->pixels.height)
                            : QStringLiteral("#none")));

@@ -40,6 +40,10 @@ public:
     /// Runs what is posted by now; events that came of it are in `heard`.
     void Turn();
 
+    /// Runs on the thread that turns this attendee. Any thread.
+    void Post(std::function<void()> work) override;
+
+    MessengerEvents* watcher = nullptr;  // hears events instead of `heard` and `states`
     std::deque<QString> heard;
     std::vector<LinkState> states;
     QStringList log;
@@ -57,8 +61,11 @@ private:
     void StatusChanged(const QString& userHandle, qint32 newStatus) override;
     void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
                     qint32 frameType) override;
-    void LinkChanged(const LinkState& state) override { states.push_back(state); }
-    void Post(std::function<void()> work) override;
+    void LinkChanged(const LinkState& state) override
+    {
+        if (watcher) return watcher->LinkChanged(state);
+        states.push_back(state);
+    }
     bool Wait(PendingAnswer& pending, std::chrono::milliseconds limit) override;
     bool IsOpen() const override { return !mHeld; }
     void WhenOpen(std::function<void()> drain) override { mDrain = std::move(drain); }

@@ -14,7 +14,7 @@
 #include "service/codec/jpeg_encoder.h"
 #include "service/link/link_messenger.h"
 #include "service/relay/relay_fixture.h"
-#include "support/cut_proxy.h"
+#include "support/fault_proxy.h"
 #include "support/linked_attendee.h"
 
 namespace zephyl {
@@ -164,7 +164,7 @@ TEST_F(LinkTest, RefusesAtTheCallWhatCannotBeSent)
 TEST_F(LinkTest, AFullOutboxRefusesTheNextPostWhole)
 {
     StartPatientRelay();
-    CutProxy proxy(relay->Port());
+    FaultProxy proxy(relay->Port());
     auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
     alice->Next();
     proxy.Block(true);
@@ -320,7 +320,7 @@ TEST_F(LinkTest, AServiceThatStopsFreezesNobody)
 /// Beyond grace the others see a leave and a join, the board is whole again, and nothing is sent twice.
 TEST_F(LinkTest, ReturnsByItselfBeyondGrace)
 {
-    CutProxy proxy(relay->Port());  // this relay has no grace at all
+    FaultProxy proxy(relay->Port());  // this relay has no grace at all
     auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
     EXPECT_EQ(alice->Next(), u"bob=5"_s);
     alice->Draw(u"[[ZUM_WB_PEN]]1"_s);
@@ -365,10 +365,10 @@ TEST_F(LinkTest, RandomCutsCostNothingWithinGrace)
     std::mt19937 random(seed);
     const auto pick = [&](int below) { return int(random() % unsigned(below)); };
     StartPatientRelay();
-    std::vector<std::unique_ptr<CutProxy>> proxies;
+    std::vector<std::unique_ptr<FaultProxy>> proxies;
     std::vector<AttendeePtr> all;
     for (const char* handle : {"Alice", "bob", "carol", "dave"}) {
-        proxies.push_back(std::make_unique<CutProxy>(relay->Port()));
+        proxies.push_back(std::make_unique<FaultProxy>(relay->Port()));
         all.push_back(Joined(handle, proxies.back()->Port()));
     }
     for (auto& one : all) EXPECT_TRUE(one->Until([&] { return one->Handles().size() == 4; }));
@@ -377,7 +377,7 @@ TEST_F(LinkTest, RandomCutsCostNothingWithinGrace)
     constexpr int kSent = 60;
     for (int i = 0; i < kSent; ++i) {
         if (i % 6 == 5) {
-            CutProxy& proxy = *proxies[std::size_t(pick(4))];
+            FaultProxy& proxy = *proxies[std::size_t(pick(4))];
             proxy.CutAfter(std::size_t(1 + pick(20'000)));
             proxy.Cut();
         }

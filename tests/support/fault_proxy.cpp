@@ -1,0 +1,197 @@
+#include "support/fault_proxy.h"
+
+#include <algorithm>
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <future>
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kTuple = asio::as_tuple(asio::use_awaitable);
+constexpr std::size_t kPortion = 16384;
+constexpr int kNarrowBuffer = 16384;  // a narrow road must not have a wide buffer in front
+
+}  // namespace
+
+struct FaultProxy::Pair {
+    explicit Pair(Socket accepted)
+        : client(std::move(accepted)),
+          relay(client.get_executor()),
+          timers{asio::steady_timer(client.get_executor()), asio::steady_timer(client.get_executor())}
+    {
+    }
+    void Close(End how)
+    {
+        open = false;
+        boost::system::error_code ignored;
+        for (Socket* socket : {&client, &relay}) {
+            if (how == End::Reset) socket->set_option(asio::socket_base::linger(true, 0), ignored);
+            socket->close(ignored);
+        }
+        for (auto& timer : timers) timer.cancel();
+    }
+    Socket client, relay;
+    bool open = true;
+    std::array<std::array<char, kPortion>, 2> buffers;
+    std::array<asio::steady_timer, 2> timers;
+    Fate fate;
+};
+
+FaultProxy::FaultProxy(std::uint16_t target)
+    : mAcceptor(mIo, {asio::ip::address_v4::loopback(), 0}),
+      mPort(mAcceptor.local_endpoint().port()),
+      mTarget(target)
+{
+    asio::co_spawn(mIo, Accept(), asio::detached);
+    mThread = std::thread([this] { mIo.run(); });
+}
+
+FaultProxy::~FaultProxy()
+{
+    mIo.stop();
+    mThread.join();
+}
+
+template <class Work>
+void FaultProxy::OnThread(Work work)
+{
+    std::promise<void> done;
+    asio::post(mIo, [&] {
+        work();
+        done.set_value();
+    });
+    done.get_future().wait();
+}
+
+void FaultProxy::SetTarget(std::uint16_t target)
+{
+    OnThread([&] { mTarget = target; });
+}
+
+void FaultProxy::CutAfter(std::size_t bytes, Way way, End how)
+{
+    OnThread([&] { mNext = {bytes, way, how}; });
+}
+
+void FaultProxy::CutIn(std::size_t bytes, Way way, End how)
+{
+    OnThread([&] {
+        if (mPairs.empty()) return;
+        if (const auto newest = mPairs.back().lock()) newest->fate = {bytes, way, how};
+    });
+}
+
+void FaultProxy::Block(bool blocked)
+{
+    OnThread([&] { mBlocked = blocked; });
+}
+
+void FaultProxy::BlackHole(bool on)
+{
+    OnThread([&] { mBlackHole = on; });
+}
+
+void FaultProxy::Stall(Way way, bool stalled)
+{
+    OnThread([&] { Of(way).stalled = stalled; });
+}
+
+void FaultProxy::Throttle(Way way, std::size_t bytesPerSecond)
+{
+    OnThread([&] { Of(way).bytesPerSecond = bytesPerSecond; });
+}
+
+void FaultProxy::Delay(Way way, std::chrono::milliseconds time)
+{
+    OnThread([&] { Of(way).delay = time; });
+}
+
+std::uint64_t FaultProxy::Carried(Way way)
+{
+    std::uint64_t carried = 0;
+    OnThread([&] { carried = Of(way).carried; });
+    return carried;
+}
+
+void FaultProxy::Cut(End how)
+{
+    OnThread([&] {
+        for (const auto& pair : mPairs)
+            if (const auto there = pair.lock()) there->Close(how);
+        mPairs.clear();
+    });
+}
+
+asio::awaitable<void> FaultProxy::Accept()
+{
+    for (;;) {
+        auto [failed, socket] = co_await mAcceptor.async_accept(kTuple);
+        if (failed) co_return;
+        const auto pair = std::make_shared<Pair>(std::move(socket));
+        boost::system::error_code refused;
+        if (!mBlocked && !mBlackHole)
+            pair->relay.connect({asio::ip::address_v4::loopback(), mTarget}, refused);
+        if (mBlocked || refused) {
+            pair->Close(End::Reset);
+            continue;
+        }
+        pair->fate = std::exchange(mNext, {});
+        boost::system::error_code ignored;
+        const asio::socket_base::receive_buffer_size narrow(kNarrowBuffer);
+        const asio::socket_base::send_buffer_size narrowOut(kNarrowBuffer);
+        for (const Way way : {Way::Up, Way::Down}) {
+            if (Of(way).bytesPerSecond == 0) continue;
+            (way == Way::Up ? pair->client : pair->relay).set_option(narrow, ignored);
+            (way == Way::Up ? pair->relay : pair->client).set_option(narrowOut, ignored);
+        }
+        std::erase_if(mPairs, [](const auto& old) { return old.expired(); });
+        mPairs.push_back(pair);
+        asio::co_spawn(mIo, Carry(pair, Way::Up), asio::detached);
+        asio::co_spawn(mIo, Carry(pair, Way::Down), asio::detached);
+    }
+}
+
+asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
+{
+    Socket& from = way == Way::Up ? pair->client : pair->relay;
+    Socket& to = way == Way::Up ? pair->relay : pair->client;
+    auto& buffer = pair->buffers[way == Way::Up];
+    auto& timer = pair->timers[way == Way::Up];
+    Road& road = Of(way);
+    const auto pause = [&](std::chrono::nanoseconds time) {
+        timer.expires_after(time);
+        return timer.async_wait(kTuple);
+    };
+    while (pair->open) {
+        if (road.stalled || !from.is_open()) {
+            co_await pause(5ms);
+            continue;
+        }
+        const std::size_t most =
+            road.bytesPerSecond ? std::clamp<std::size_t>(road.bytesPerSecond / 50, 1, kPortion) : kPortion;
+        auto [failed, got] = co_await from.async_read_some(asio::buffer(buffer.data(), most), kTuple);
+        if (failed) break;
+        if (road.delay > 0ms) co_await pause(road.delay);
+        while (road.stalled && pair->open) co_await pause(5ms);
+        if (mBlackHole) continue;
+        if (!to.is_open()) break;  // made inside the hole: it leads nowhere
+        const bool cut = pair->fate.bytes != 0 && pair->fate.way == way && got >= pair->fate.bytes;
+        const std::size_t goes = cut ? pair->fate.bytes : got;
+        if (pair->fate.bytes != 0 && pair->fate.way == way) pair->fate.bytes -= goes;
+        auto [lost, written] = co_await asio::async_write(to, asio::buffer(buffer.data(), goes), kTuple);
+        road.carried += written;
+        if (lost) break;
+        if (cut) co_return pair->Close(pair->fate.how);
+        if (road.bytesPerSecond) co_await pause(1s * goes / road.bytesPerSecond);
+    }
+    pair->Close(End::Finish);
+}

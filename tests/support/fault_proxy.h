@@ -1,0 +1,77 @@
+#pragma once
+// Stands between link and relay on loopback and does to their bytes what networks do: cuts, black holes,
+// stalls, narrow and long roads. One thread of its own; every call takes effect before it returns.
+
+#include <array>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <chrono>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <thread>
+
+class FaultProxy {
+public:
+    enum class Way { Up, Down };       // from the client, to the client
+    enum class End { Reset, Finish };  // RST, which may overtake bytes; FIN behind them
+
+    explicit FaultProxy(std::uint16_t target);
+    ~FaultProxy();
+    FaultProxy(const FaultProxy&) = delete;
+    FaultProxy& operator=(const FaultProxy&) = delete;
+
+    std::uint16_t Port() const { return mPort; }
+    /// Where new connections go from now on.
+    void SetTarget(std::uint16_t target);
+    /// Ends every connection there is.
+    void Cut(End how = End::Reset);
+    /// The next connection ends behind so many bytes of that way; 0: it does not.
+    void CutAfter(std::size_t bytes, Way way = Way::Up, End how = End::Reset);
+    /// The newest connection ends behind so many further bytes of that way.
+    void CutIn(std::size_t bytes, Way way, End how = End::Reset);
+    /// Refuses new connections, too.
+    void Block(bool blocked);
+    /// Connections stand and can be made, and nothing that is sent ever arrives.
+    void BlackHole(bool on);
+    /// What is sent waits until this is over.
+    void Stall(Way way, bool stalled);
+    /// 0: as fast as it comes. Call it before the connection is made: buffers are small from then on.
+    void Throttle(Way way, std::size_t bytesPerSecond);
+    /// Every portion of at most 16 KiB is held for so long.
+    void Delay(Way way, std::chrono::milliseconds time);
+    /// Bytes that arrived that way, over all connections.
+    std::uint64_t Carried(Way way);
+
+private:
+    using Socket = boost::asio::ip::tcp::socket;
+    struct Pair;
+    struct Road {
+        std::size_t bytesPerSecond = 0;
+        std::chrono::milliseconds delay{0};
+        bool stalled = false;
+        std::uint64_t carried = 0;
+    };
+    struct Fate {
+        std::size_t bytes = 0;  // 0: none
+        Way way = Way::Up;
+        End how = End::Reset;
+    };
+    boost::asio::awaitable<void> Accept();
+    boost::asio::awaitable<void> Carry(std::shared_ptr<Pair> pair, Way way);
+    Road& Of(Way way) { return mRoads[way == Way::Up]; }
+    template <class Work>
+    void OnThread(Work work);
+
+    boost::asio::io_context mIo;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> mWork{mIo.get_executor()};
+    boost::asio::ip::tcp::acceptor mAcceptor;
+    std::uint16_t mPort, mTarget;
+    bool mBlocked = false, mBlackHole = false;
+    Fate mNext;  // of the next connection
+    std::array<Road, 2> mRoads;
+    std::list<std::weak_ptr<Pair>> mPairs;
+    std::thread mThread;
+};
