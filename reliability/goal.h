@@ -1,0 +1,58 @@
+#pragma once
+// One promise, how it is tried, and what came of it.
+
+#include <QString>
+#include <QStringList>
+#include <cstdint>
+#include <functional>
+#include <random>
+#include <vector>
+
+namespace reliability {
+
+/// How a goal is run. Every random choice comes from `random`.
+struct Run {
+    bool full = false;  // the long form
+    std::uint64_t seed = 0;
+    std::mt19937_64 random;
+
+    /// One value for the short form, one for the long.
+    template <class T>
+    T Form(T ofShort, T ofLong) const
+    {
+        return full ? ofLong : ofShort;
+    }
+    /// 0 to below - 1.
+    std::size_t Below(std::size_t below) { return std::size_t(random() % below); }
+};
+
+/// What is promised whatever the machine does must be `kept`; what is promised in milliseconds must be
+/// `inTime`, which is judged in the long form only: short ones share the machine with other tests.
+struct Outcome {
+    QStringList figures;
+    QStringList broken;  // promises, in words
+    QStringList slow;
+
+    void Figure(const QString& text) { figures += text; }
+    void Must(bool kept, const QString& otherwise)
+    {
+        if (!kept) broken += otherwise;
+    }
+    void Soon(bool inTime, const QString& otherwise)
+    {
+        if (!inTime) slow += otherwise;
+    }
+    /// The machine cannot try it; says why.
+    QString cannot;
+};
+
+struct Goal {
+    const char* id;
+    const char* what;
+    std::function<void(Run&, Outcome&)> run;
+};
+
+std::vector<Goal> CutGoals();   // R1, R2, R3
+std::vector<Goal> KillGoals();  // R7, R8, R9, R12
+
+}  // namespace reliability

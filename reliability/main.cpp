@@ -1,0 +1,71 @@
+// Tries the promises of the message path on real programs: one Markdown row each.
+//   reliability [--short | --long] [--seed N] [GOAL...]
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <iostream>
+
+#include "reliability/daemon.h"
+#include "reliability/goal.h"
+
+namespace {
+
+using namespace reliability;
+
+std::vector<Goal> AllGoals()
+{
+    std::vector<Goal> all;
+    for (auto part : {CutGoals(), KillGoals()}) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+std::string Judgement(const Outcome& outcome, bool full)
+{
+    if (!outcome.cannot.isEmpty()) return "not tried: " + outcome.cannot.toStdString();
+    const QStringList wrong = full ? outcome.broken + outcome.slow : outcome.broken;
+    if (wrong.isEmpty()) return "passed";
+    return "**missed**: " + wrong.join(QStringLiteral("; ")).toStdString();
+}
+
+/// Prints the row; false when the goal was missed.
+bool Try(const Goal& goal, bool full, std::uint64_t seed)
+{
+    Run run{full, seed, std::mt19937_64(seed)};
+    Outcome outcome;
+    const Time begun = Clock::now();
+    try {
+        goal.run(run, outcome);
+    } catch (const std::exception& e) {
+        outcome.broken += QString::fromUtf8(e.what());
+    }
+    const std::string judgement = Judgement(outcome, full);
+    std::cout << "| " << goal.id << " | " << goal.what << " | "
+              << outcome.figures.join(QStringLiteral("; ")).toStdString() << " | " << judgement << " | "
+              << (full ? "long" : "short") << ", " << int(Since(begun) / 1000) << " s, seed " << seed << " |"
+              << std::endl;
+    return !judgement.starts_with("**");
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app("Tries the promises of the message path on real programs.");
+    bool full = std::getenv("QUORVIA_LONG") != nullptr, brief = false;
+    std::uint64_t seed = std::random_device{}();
+    std::vector<std::string> names;
+    app.add_flag("--long", full, "the full forms (also: QUORVIA_LONG in the environment)");
+    app.add_flag("--short", brief, "the short forms");
+    app.add_option("--seed", seed, "for the same random choices once more");
+    app.add_option("GOAL", names, "R1, R2, ...; none: all of them");
+    CLI11_PARSE(app, argc, argv);
+
+    bool good = true, any = false;
+    for (const Goal& goal : AllGoals()) {
+        if (!names.empty() && std::find(names.begin(), names.end(), goal.id) == names.end()) continue;
+        any = true;
+        good &= Try(goal, full && !brief, seed);
+    }
+    if (!any) std::cerr << "no such goal\n";
+    return good && any ? 0 : 1;
+}
