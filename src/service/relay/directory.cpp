@@ -166,7 +166,7 @@ std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
         log = std::make_unique<MemoryLog>(mServices.options.bounds);
     } else {
         log = std::make_unique<FileLog>(
-            Folder() / Hex(head.id), head, mServices.options.bounds, mServices.sync,
+            Folder() / Hex(head.id), head, mServices.options.bounds, mServices.logs,
             [home](std::function<void()> work) { asio::post(home, std::move(work)); },
             [made](bool refused) {
                 if (const auto meeting = made->lock()) meeting->OnTrouble(refused);

@@ -14,9 +14,9 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::uint32_t kFormat = 1;
-constexpr std::uint64_t kSegmentBytes = 8 * 1024 * 1024;
-constexpr std::uint64_t kReserveBytes = 1024 * 1024;
 constexpr std::uint64_t kSeatsBytes = 1024 * 1024;  // of the seats' file, before it is written anew
+constexpr std::uint64_t kSeatsReserve = 64 * 1024;
+constexpr std::size_t kLeastInMemory = 64 * 1024;  // of one meeting, however many there are
 constexpr int kOpeningShift = 32;
 
 std::optional<stored::Head> StoredHead(const fs::path& folder)
@@ -29,17 +29,6 @@ std::optional<stored::Head> StoredHead(const fs::path& folder)
     return head;
 }
 
-// By their first sequence, which their names count in equal width.
-std::vector<fs::path> SegmentsOf(const fs::path& folder, const std::string& name)
-{
-    std::vector<fs::path> found;
-    for (const auto& entry : fs::directory_iterator(folder))
-        if (entry.path().extension() == ".log" && entry.path().filename().string().starts_with(name + "-"))
-            found.push_back(entry.path());
-    std::sort(found.begin(), found.end());
-    return found;
-}
-
 }  // namespace
 
 std::optional<MeetingHead> ReadHead(const fs::path& folder)
@@ -49,18 +38,23 @@ std::optional<MeetingHead> ReadHead(const fs::path& folder)
     return MeetingHead{head->id(), head->code(), head->creator_key(), head->creator_stream()};
 }
 
-FileLog::FileLog(fs::path folder, MeetingHead head, const RelayBounds& bounds, SyncThread& sync, Post post,
+FileLog::FileLog(fs::path folder, MeetingHead head, const RelayBounds& bounds, LogRoom& room, Post post,
                  Trouble trouble)
     : mFolder(std::move(folder)),
       mHead(std::move(head)),
-      mSync(sync),
+      mMemoryBound(bounds.logInMemory),
+      mRoom(room),
       mPost(std::move(post)),
       mTrouble(std::move(trouble)),
-      mMemory(bounds)
+      mTalk(mFolder, CHANNEL_TALK, bounds.talkKept),
+      mBoard(mFolder, CHANNEL_BOARD, bounds.boardKept)
 {
 }
 
-FileLog::~FileLog() = default;
+FileLog::~FileLog()
+{
+    mRoom.memory -= mCounted;
+}
 
 // --- opening ---------------------------------------------------------------------------------------
 
@@ -78,76 +72,56 @@ void FileLog::OpenHead()
     head.set_openings(head.openings() + 1);
     ReplaceFile(mFolder / "head", head.SerializeAsString());
     SyncFolder(mFolder.parent_path());
-    mWritten.talk = mWritten.board = std::uint64_t{head.openings()} << kOpeningShift;
+    mFirstSequence = std::uint64_t{head.openings()} << kOpeningShift;
 }
 
 LogContents FileLog::Open()
 {
     OpenHead();
     LogContents contents;
-    LoadPart(mTalk, CHANNEL_TALK, contents);
-    LoadPart(mBoard, CHANNEL_BOARD, contents);
-    LoadSeats(contents);
-    std::stable_sort(contents.items.begin(), contents.items.end(),
-                     [](const ItemPtr& a, const ItemPtr& b) { return a->sequence < b->sequence; });
-    mMemory.Restore(contents.items, mWritten.talk);
-    mSafeUpTo = mWritten;
+    const fs::path path = mFolder / "seats";
+    const JournalEnd end = Journal(path).Load(
+        [&](std::string_view payload, std::uint64_t) { LoadSeatsEntry(payload, contents); });
+    std::error_code ignored;
+    if (end == JournalEnd::Damaged) fs::copy_file(path, path.string() + ".damaged", ignored);
+    for (const SeatEntry& seat : contents.seats) mSeatEntries[seat.number] = seat;
+    mLost = contents.lost;
+    if (!RewriteSeats(contents.numbers)) throw StartError("cannot write in " + mFolder.string());
     return contents;
 }
 
-void FileLog::LoadPart(Part& part, Channel channel, LogContents& contents)
+Damage FileLog::Replay(const Take& take)
 {
-    std::string saved;  // the good part of damaged segments
-    for (const fs::path& path : SegmentsOf(mFolder, part.name)) {
-        auto segment = std::make_shared<Journal>(path);
-        std::string good;
-        std::uint64_t last = 0;
-        const JournalEnd end = segment->Load([&](std::string_view payload) {
-            ItemPtr item = LoadItem(channel, payload);
-            if (!item) return;
-            StoreItem(good, *item);
-            last = item->sequence;
-            contents.items.push_back(std::move(item));
-        });
-        if (end == JournalEnd::Damaged) {
-            saved += good;
-            fs::rename(path, path.string() + ".damaged");
-        } else if (last == 0) {
-            fs::remove(path);
-        } else if (!segment->Sync()) {
-            throw StartError("cannot sync " + path.string());
-        } else {
-            part.full.push_back({path, last});
-        }
-    }
-    NewSegment(part, mWritten[channel]);
-    if (saved.empty()) return;
-    part.last = mWritten[channel];  // it goes when everything of before this opening may go
-    if (!part.now->Append(saved) || !part.now->Sync())
-        throw StartError("cannot write in " + mFolder.string());
+    const auto one = [&](const LogItem& item) {
+        take(item);
+        ShrinkMemory();
+    };
+    const Damage talk = mTalk.Load(mFirstSequence, mLost.talk, one);
+    const Damage board = mBoard.Load(mFirstSequence, mLost.board, one);
+    return talk == Damage::Found ? talk : board;
 }
 
-// Rewritten at each opening with what still holds.
-void FileLog::LoadSeats(LogContents& contents)
-{
-    const fs::path path = mFolder / "seats";
-    Journal(path).Load([&](std::string_view payload) { LoadSeatsEntry(payload, contents); });
-    for (const SeatEntry& seat : contents.seats) mSeatEntries[seat.number] = seat;
-    RewriteSeats(contents.numbers);
-}
-
-void FileLog::RewriteSeats(const std::vector<NumbersEntry>& numbers)
+// At each opening, and when it has grown, with what still holds.
+bool FileLog::RewriteSeats(const std::vector<NumbersEntry>& numbers)
 {
     std::string entries;
     for (const auto& [number, seat] : mSeatEntries) StoreSeat(entries, seat);
     for (const NumbersEntry& entry : numbers) StoreNumbers(entries, entry);
-    ReplaceFile(mFolder / "seats", entries);
-    mSeats.now = std::make_shared<Journal>(mFolder / "seats");
-    mSeats.now->Load([](std::string_view) {});
+    StoreLost(entries, mLost);
+    try {
+        ReplaceFile(mFolder / "seats", entries);
+        auto seats = std::make_shared<Journal>(mFolder / "seats");
+        seats->Load([](std::string_view, std::uint64_t) {});
+        seats->Reserve(seats->Bytes() + kSeatsReserve);
+        mSeats = std::move(seats);
+    } catch (const std::system_error&) {
+        return false;
+    }
     // Of those who are gone only the last one still says something: which numbers were given out.
     std::erase_if(mSeatEntries, [&](const auto& one) {
         return one.second.gone && one.first != mSeatEntries.rbegin()->first;
     });
+    return true;
 }
 
 void FileLog::Remove()
@@ -158,53 +132,23 @@ void FileLog::Remove()
 
 // --- writing ---------------------------------------------------------------------------------------
 
-void FileLog::NewSegment(Part& part, std::uint64_t first)
-{
-    char name[32];
-    std::snprintf(name, sizeof name, "-%020llu.log", static_cast<unsigned long long>(first));
-    if (part.now) {
-        part.full.push_back({part.now->Path(), part.last});
-        mToSync.push_back(part.now);
-    }
-    part.now = std::make_shared<Journal>(mFolder / (part.name + name));
-    part.now->Load([](std::string_view) {});
-    part.now->Reserve(kReserveBytes);
-    SyncFolder(mFolder);
-}
-
-void FileLog::SetRefused(bool refused)
-{
-    if (mRefused == refused) return;
-    mRefused = refused;
-    if (mTrouble) mTrouble(refused);
-}
-
-void FileLog::Write(Part& part, const std::string& entries)
-{
-    ++mWrites;
-    part.unwritten += entries;
-    const bool written = part.now->Append(part.unwritten);
-    if (written) part.unwritten.clear();
-    SetRefused(!written);
-}
-
 void FileLog::Append(std::vector<ItemPtr> items, Done done)
 {
-    std::string talk, board;
-    for (const ItemPtr& item : items) {
-        StoreItem(item->channel == CHANNEL_TALK ? talk : board, *item);
-        mWritten[item->channel] = item->sequence;
-    }
-    for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) {
-        const std::string& entries = channel == CHANNEL_TALK ? talk : board;
-        Part& part = Of(channel);
-        if (entries.empty()) continue;
-        Write(part, entries);
-        part.last = mWritten[channel];
-        if (part.now->Bytes() > kSegmentBytes) NewSegment(part, mWritten[channel] + 1);
-    }
-    mMemory.Append(std::move(items), std::move(done));
+    ++mWrites;
+    for (ItemPtr& item : items) Of(item->channel).Add(std::move(item));
+    if (mDisk != Disk::Refuses) WriteItems();
+    if (done) done();
+    Delete(mTalk.KeepBound());
+    Delete(mBoard.KeepBound());
+    ShrinkMemory();
     AskSync();
+}
+
+void FileLog::WriteItems()
+{
+    const bool talk = mTalk.Write();
+    const bool board = mBoard.Write();
+    if (!talk || !board) Refuse();
 }
 
 void FileLog::Seat(const SeatEntry& entry)
@@ -212,42 +156,114 @@ void FileLog::Seat(const SeatEntry& entry)
     std::string stored;
     StoreSeat(stored, entry);
     mSeatEntries[entry.number] = entry;
-    Write(mSeats, stored);
-    if (mSeats.now->Bytes() > kSeatsBytes && mNumbers && !mRefused) RewriteSeats(mNumbers());
+    WriteSeats(stored);
     AskSync();
 }
 
-void FileLog::Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done)
+// What is not taken stands in what is written anew when there is room.
+void FileLog::WriteSeats(const std::string& entries)
 {
-    mMemory.Read(channel, from, bytes, std::move(done));
+    ++mWrites;
+    if (mDisk == Disk::Refuses) return;
+    bool written = mSeats->Append(entries);
+    if (written && mSeats->Bytes() > kSeatsBytes && mNumbers) written = RewriteSeats(mNumbers());
+    if (!written) Refuse();
 }
 
-// Only what is safe goes, and only because of what is safe.
+void FileLog::Refuse()
+{
+    const Disk before = std::exchange(mDisk, Disk::Refuses);
+    if (before == Disk::Takes) mTrouble(true);
+}
+
+// Once a tick, until a sync says that everything is there.
+void FileLog::Retry()
+{
+    if (!mTalk.Write() || !mBoard.Write() || !RewriteSeats(mNumbers())) return;
+    mDisk = Disk::TakesAgain;
+    mRetriedAt = ++mWrites;
+    AskSync();
+}
+
+// --- letting go ------------------------------------------------------------------------------------
+
 void FileLog::Trim(Channel channel, std::uint64_t before, std::uint64_t readByAll)
 {
-    readByAll = std::min(readByAll, mSafeUpTo[channel]);
-    if (before > mSafeUpTo[channel]) before = 0;
-    mMemory.Trim(channel, before, readByAll);
-    const ChannelState state = mMemory.State(channel);
-    std::uint64_t gone = channel == CHANNEL_TALK ? readByAll : std::min(state.begin, readByAll);
-    DropSegments(Of(channel), std::max(gone, state.lost));
-    for (Part* part : {&mTalk, &mBoard, &mSeats})  // there may be room again
-        if (!part->unwritten.empty()) Write(*part, "");
+    Delete(Of(channel).Trim(before, readByAll));
+    ShrinkMemory();
+    if (channel != CHANNEL_BOARD) return;
+    if (mDisk == Disk::Refuses) Retry();
+    std::vector<std::function<void()>> reads;
+    reads.swap(mReadsToRepeat);
+    for (const auto& read : reads) read();
 }
 
-void FileLog::DropSegments(Part& part, std::uint64_t upTo)
+// What must outlive the items that go.
+void FileLog::WriteMarks()
 {
-    if (part.full.empty() || part.full.front().last > upTo) return;
-    std::vector<fs::path> paths;
-    for (; !part.full.empty() && part.full.front().last <= upTo; part.full.pop_front())
-        paths.push_back(part.full.front().path);
-    std::string numbers;
-    if (mNumbers)
-        for (const NumbersEntry& entry : mNumbers()) StoreNumbers(numbers, entry);
-    Write(mSeats, numbers);
-    WhenSynced([paths] {
+    mLost = {mTalk.State().lost, mBoard.State().lost};
+    std::string entries;
+    for (const NumbersEntry& entry : mNumbers()) StoreNumbers(entries, entry);
+    StoreLost(entries, mLost);
+    WriteSeats(entries);
+    AskSync();
+}
+
+void FileLog::Delete(std::vector<fs::path> paths)
+{
+    if (paths.empty()) return;
+    WriteMarks();
+    WhenSynced([paths = std::move(paths)] {
         std::error_code ignored;
         for (const fs::path& path : paths) fs::remove(path, ignored);
+    });
+}
+
+void FileLog::ShrinkMemory()
+{
+    const auto inMemory = [this] { return mTalk.MemoryBytes() + mBoard.MemoryBytes(); };
+    const auto count = [&] {
+        const std::size_t now = inMemory();
+        mRoom.memory += now - mCounted;
+        mCounted = now;
+    };
+    count();
+    while (mCounted > mMemoryBound || (mCounted > kLeastInMemory && mRoom.memory > mRoom.memoryBound)) {
+        ChannelFiles& larger = mTalk.MemoryBytes() > mBoard.MemoryBytes() ? mTalk : mBoard;
+        ChannelFiles& other = &larger == &mTalk ? mBoard : mTalk;
+        if (!larger.ForgetOldest() && !other.ForgetOldest()) return;
+        count();
+    }
+}
+
+// --- reading ---------------------------------------------------------------------------------------
+
+void FileLog::Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done)
+{
+    LogChunk chunk;
+    ColdRead wanted;
+    if (Of(channel).Read(from, bytes, chunk, wanted)) return done(std::move(chunk));
+    ReadFromFile(wanted, std::move(done));
+}
+
+void FileLog::ReadFromFile(const ColdRead& wanted, ReadDone done)
+{
+    mRoom.reads.Run([this, post = mPost, alive = std::weak_ptr<int>(mAlive), wanted, done = std::move(done)] {
+        auto chunk = std::make_shared<LogChunk>();
+        const ColdResult result = ReadCold(wanted, *chunk);
+        post([this, alive, wanted, done, chunk, result] {
+            if (alive.expired()) return;
+            if (result == ColdResult::Busy) {
+                mReadsToRepeat.push_back([this, wanted, done] { ReadFromFile(wanted, done); });
+                return;
+            }
+            if (result == ColdResult::Damaged) {
+                Of(wanted.channel).PutAside(wanted.path);
+                WriteMarks();
+                *chunk = {{}, wanted.from};  // what it misses is said by the channel's state
+            }
+            done(std::move(*chunk));
+        });
     });
 }
 
@@ -263,31 +279,44 @@ void FileLog::AskSync()
 {
     if (mSyncing) return;
     mSyncing = true;
-    std::vector<std::shared_ptr<Journal>> files{mTalk.now, mBoard.now, mSeats.now};
-    files.insert(files.end(), mToSync.begin(), mToSync.end());
-    mToSync.clear();
+    ChannelFiles::Journals files;
+    mTalk.TakeToSync(files);
+    mBoard.TakeToSync(files);
+    files.push_back(mSeats);
     // What is written while the sync runs waits for the next one.
-    mSync.Ask(std::move(files), [this, post = mPost, alive = std::weak_ptr<int>(mAlive), writes = mWrites,
-                                 upTo = mWritten](bool synced) {
-        post([this, alive, writes, upTo, synced] {
-            if (alive.expired()) return;
-            if (!synced) SetRefused(true);
-            OnSynced(writes, upTo);
-        });
-    });
+    const Covered covered{mWrites, {mTalk.Appended(), mBoard.Appended()}, {mTalk.OnDisk(), mBoard.OnDisk()}};
+    mRoom.sync.Ask(std::move(files),
+                   [this, post = mPost, alive = std::weak_ptr<int>(mAlive), covered](bool synced) {
+                       post([this, alive, covered, synced] {
+                           if (!alive.expired()) OnSynced(synced, covered);
+                       });
+                   });
 }
 
-void FileLog::OnSynced(std::uint64_t writes, const Sequences& upTo)
+// While the disk refuses, what the meeting has in memory counts as safe: it must go on.
+void FileLog::OnSynced(bool synced, const Covered& covered)
 {
     mSyncing = false;
-    mSafeUpTo = upTo;
-    if (mSafe) mSafe(upTo);
-    while (!mWaiters.empty() && mWaiters.front().writes <= writes) {
+    if (synced) {
+        mTalk.Safe(covered.onDisk.talk);
+        mBoard.Safe(covered.onDisk.board);
+        if (mDisk == Disk::TakesAgain && covered.writes >= mRetriedAt) {
+            mDisk = Disk::Takes;
+            mTrouble(false);
+        }
+    } else {
+        mTalk.Distrust();
+        mBoard.Distrust();
+        Refuse();
+    }
+    ShrinkMemory();
+    if (mSafe) mSafe(covered.appended);
+    while (!mWaiters.empty() && mWaiters.front().writes <= covered.writes) {
         const Done done = std::move(mWaiters.front().done);
         mWaiters.pop_front();
         done();
     }
-    if (mWrites > writes) AskSync();
+    if (mWrites > covered.writes) AskSync();
 }
 
 }  // namespace zephyl

@@ -1,6 +1,7 @@
 #pragma once
 // A log that outlives the process and the machine's power. Talk and board stand in segments of their own in
-// the meeting's folder, seats in a third file; what has been written is read again from memory.
+// the meeting's folder, seats in a third file. The newest items stand in memory; older ones are read from the
+// files by a thread of its own.
 //
 // Items are written before they are delivered and made last afterwards, in groups. A volume that is full
 // does not end the meeting: it goes on in memory and writes what it keeps when there is room.
@@ -12,8 +13,10 @@
 #include <memory>
 #include <optional>
 
-#include "service/relay/memory_log.h"
-#include "service/relay/sync_thread.h"
+#include "service/relay/channel_files.h"
+#include "service/relay/log_room.h"
+#include "service/relay/meeting_log.h"
+#include "service/relay/options.h"
 
 namespace zephyl {
 
@@ -34,64 +37,74 @@ public:
     /// Told once when the disk refuses, and once when it takes again. On the strand.
     using Trouble = std::function<void(bool refused)>;
 
-    FileLog(std::filesystem::path folder, MeetingHead head, const RelayBounds& bounds, SyncThread& sync,
+    FileLog(std::filesystem::path folder, MeetingHead head, const RelayBounds& bounds, LogRoom& room,
             Post post, Trouble trouble);
     ~FileLog() override;
 
     LogContents Open() override;
+    Damage Replay(const Take& take) override;
     void Remove() override;
-    std::uint64_t Next(Channel channel) override { return mMemory.Next(channel); }
+    std::uint64_t Next(Channel channel) override { return Of(channel).Next(); }
     void Append(std::vector<ItemPtr> items, Done done) override;
     void Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done) override;
     void Trim(Channel channel, std::uint64_t before, std::uint64_t readByAll) override;
     void Seat(const SeatEntry& entry) override;
-    ChannelState State(Channel channel) const override { return mMemory.State(channel); }
+    ChannelState State(Channel channel) const override
+    {
+        return channel == CHANNEL_TALK ? mTalk.State() : mBoard.State();
+    }
+    std::size_t BoardBytes() const override { return mBoard.KeptBytes(); }
     void WhenSafe(Safe safe) override { mSafe = std::move(safe); }
     void WhenSynced(Done done) override;
     void NumbersFrom(AskNumbers ask) override { mNumbers = std::move(ask); }
 
 private:
-    struct Segment {
-        std::filesystem::path path;
-        std::uint64_t last = 0;
-    };
-    struct Part {
-        std::string name;
-        std::deque<Segment> full;
-        std::shared_ptr<Journal> now;
-        std::uint64_t last = 0;  // sequence in `now`
-        std::string unwritten;   // what the disk has not taken
+    enum class Disk {
+        Takes,
+        Refuses,
+        TakesAgain,  // what it had missed is written, not yet safe
     };
     struct Waiter {
         std::uint64_t writes;
         Done done;
     };
-    Part& Of(Channel channel) { return channel == CHANNEL_TALK ? mTalk : mBoard; }
+    /// What a sync that begins now will cover.
+    struct Covered {
+        std::uint64_t writes;
+        Sequences appended, onDisk;
+    };
+    ChannelFiles& Of(Channel channel) { return channel == CHANNEL_TALK ? mTalk : mBoard; }
     void OpenHead();
-    void LoadPart(Part& part, Channel channel, LogContents& contents);
-    void LoadSeats(LogContents& contents);
-    void Write(Part& part, const std::string& entries);
-    void NewSegment(Part& part, std::uint64_t first);
-    void DropSegments(Part& part, std::uint64_t upTo);
-    void RewriteSeats(const std::vector<NumbersEntry>& numbers);
+    void WriteItems();
+    void WriteSeats(const std::string& entries);
+    bool RewriteSeats(const std::vector<NumbersEntry>& numbers);
+    void WriteMarks();
+    void Delete(std::vector<std::filesystem::path> paths);
+    void ShrinkMemory();
+    void ReadFromFile(const ColdRead& wanted, ReadDone done);
     void AskSync();
-    void OnSynced(std::uint64_t writes, const Sequences& upTo);
-    void SetRefused(bool refused);
+    void OnSynced(bool synced, const Covered& covered);
+    void Refuse();
+    void Retry();
 
     const std::filesystem::path mFolder;
     MeetingHead mHead;
-    SyncThread& mSync;
+    const std::size_t mMemoryBound;
+    LogRoom& mRoom;
     const Post mPost;
     const Trouble mTrouble;
-    MemoryLog mMemory;
-    Part mTalk{"talk", {}, {}, 0, {}}, mBoard{"board", {}, {}, 0, {}}, mSeats{"seats", {}, {}, 0, {}};
-    std::vector<std::shared_ptr<Journal>> mToSync;  // full, not yet safe
-    Sequences mWritten, mSafeUpTo;
-    std::uint64_t mWrites = 0;  // counts them
-    bool mSyncing = false;
-    bool mRefused = false;
+    ChannelFiles mTalk, mBoard;
+    std::shared_ptr<Journal> mSeats;
     std::map<SeatNumber, SeatEntry> mSeatEntries;
+    Sequences mLost;                   // as written
+    std::uint64_t mFirstSequence = 0;  // of this opening
+    std::uint64_t mWrites = 0;         // counts them
+    bool mSyncing = false;
+    Disk mDisk = Disk::Takes;
+    std::uint64_t mRetriedAt = 0;  // of mWrites
     std::deque<Waiter> mWaiters;
+    std::vector<std::function<void()>> mReadsToRepeat;
+    std::size_t mCounted = 0;  // bytes, in the room's sum
     Safe mSafe;
     AskNumbers mNumbers;
     std::shared_ptr<int> mAlive = std::make_shared<int>();

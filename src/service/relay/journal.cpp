@@ -82,6 +82,29 @@ void AppendEntry(std::string& out, std::string_view payload)
     out.append(payload);
 }
 
+std::size_t TakeEntries(std::string_view bytes, std::uint64_t at, const TakeEntry& take)
+{
+    std::string_view rest = bytes;
+    while (const auto payload = EntryAt(rest)) {
+        take(*payload, at + (bytes.size() - rest.size()));
+        rest.remove_prefix(kPrefixBytes + payload->size());
+    }
+    return bytes.size() - rest.size();
+}
+
+std::size_t EntryBytes(std::size_t payload)
+{
+    return kPrefixBytes + payload;
+}
+
+std::size_t AnnouncedBytes(std::string_view bytes)
+{
+    std::uint32_t length = 0;
+    if (bytes.size() < kPrefixBytes) return 0;
+    std::memcpy(&length, bytes.data(), sizeof length);
+    return length == 0 || length > kEntryBytes ? 0 : kPrefixBytes + length;
+}
+
 Journal::Journal(std::filesystem::path path)
     : mPath(std::move(path)), mFile(::open(mPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600))
 {
@@ -93,19 +116,18 @@ Journal::~Journal()
     ::close(mFile);
 }
 
-JournalEnd Journal::Load(const std::function<void(std::string_view payload)>& take)
+JournalEnd Journal::Load(const TakeEntry& take)
 {
     const std::string bytes = ReadAll(mFile);
-    std::string_view rest = bytes;
-    while (const auto payload = EntryAt(rest)) {
-        take(*payload);
-        rest.remove_prefix(kPrefixBytes + payload->size());
-    }
-    mBytes = bytes.size() - rest.size();
+    mBytes = TakeEntries(bytes, 0, take);
+    const std::string_view rest = std::string_view(bytes).substr(mBytes);
     if (AllZero(rest)) return JournalEnd::Clean;
-    if (OthersBehind(rest)) return JournalEnd::Damaged;
+    return OthersBehind(rest) ? JournalEnd::Damaged : JournalEnd::Torn;
+}
+
+void Journal::Cut()
+{
     if (::ftruncate(mFile, static_cast<off_t>(mBytes)) != 0) Fail("cannot cut " + mPath.string());
-    return JournalEnd::Torn;
 }
 
 bool Journal::Append(std::string_view entries)
@@ -126,9 +148,15 @@ bool Journal::Append(std::string_view entries)
     return true;
 }
 
-bool Journal::Sync() const
+bool Journal::Sync()
 {
-    return ::fdatasync(mFile) == 0;
+    if (::fdatasync(mFile) != 0) return false;
+    try {
+        if (!mNameSynced) SyncFolder(mPath.parent_path());
+    } catch (const std::system_error&) {
+        return false;
+    }
+    return mNameSynced = true;
 }
 
 void Journal::Reserve(std::uint64_t bytes)
@@ -141,7 +169,7 @@ void SyncFolder(const std::filesystem::path& folder)
 {
     const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const bool synced = fd >= 0 && ::fsync(fd) == 0;
-    ::close(fd);
+    if (fd >= 0) ::close(fd);
     if (!synced) Fail("cannot sync " + folder.string());
 }
 

@@ -13,6 +13,15 @@ namespace zephyl {
 /// Bytes as an entry stands in a file, appended to `out`.
 void AppendEntry(std::string& out, std::string_view payload);
 
+using TakeEntry = std::function<void(std::string_view payload, std::uint64_t at)>;
+/// Hands every whole entry at the front of `bytes` to `take`; places count from `at`. Returns the bytes of
+/// those taken.
+std::size_t TakeEntries(std::string_view bytes, std::uint64_t at, const TakeEntry& take);
+/// Bytes of an entry with a payload of this size.
+std::size_t EntryBytes(std::size_t payload);
+/// Bytes of the entry that begins here, as its prefix announces it; 0: that cannot be one.
+std::size_t AnnouncedBytes(std::string_view bytes);
+
 enum class JournalEnd {
     Clean,    // nothing behind the last entry, or preallocated room
     Torn,     // something that no entry is, and no entry behind it: a write that was cut short
@@ -27,13 +36,16 @@ public:
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
 
-    /// Hands every whole entry to `take`, in order; appending goes on behind the last one, and what was torn
-    /// off there is cut. Call once, before Append.
-    JournalEnd Load(const std::function<void(std::string_view payload)>& take);
+    /// Hands every whole entry to `take`, in order, with the place where it begins; appending goes on behind
+    /// the last one. Nothing is changed. Call once, before Append.
+    JournalEnd Load(const TakeEntry& take);
+    /// Cuts what stands behind the last whole entry.
+    void Cut();
     /// Writes entries made by AppendEntry. False: not written, and nothing half written is left.
     bool Append(std::string_view entries);
-    /// Returns false when the disk could not take it.
-    bool Sync() const;
+    /// With the file's name, the first time. Returns false when the disk could not take it. Any thread, one
+    /// at a time.
+    bool Sync();
     /// Sets room aside, so that appending seldom changes the file's own data. A disk that cannot is left
     /// alone.
     void Reserve(std::uint64_t bytes);
@@ -45,6 +57,7 @@ private:
     std::filesystem::path mPath;
     int mFile;
     std::uint64_t mBytes = 0;
+    bool mNameSynced = false;
 };
 
 /// Replaces a small file at one stroke and makes it last, with its folder. Throws std::system_error.

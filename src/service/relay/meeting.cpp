@@ -162,7 +162,7 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     place.set_token(seat.NewToken());
     place.mutable_position()->set_talk(read.talk);
     place.mutable_position()->set_board(read.board);
-    place.set_board_bytes(read.board <= board.begin ? board.keptBytes : 0);
+    place.set_board_bytes(read.board <= board.begin ? mLog->BoardBytes() : 0);
     place.mutable_have()->set_talk(seat.numbers->have.talk);
     place.mutable_have()->set_board(seat.numbers->have.board);
     place.set_entered_at(seat.enteredAt.board);
@@ -248,6 +248,7 @@ void Meeting::Gone(const SeatPtr& seat)
     entry.gone = true;
     mLog->Seat(entry);
     mServices.directory.SeatEnded(seat->session);
+    mLeaving.push_back(seat->numbers);
     mEmptySince = Clock::now();
     mServices.log.info("{} gone from meeting {}", seat->session->handle, mHead.code);
 }
@@ -348,17 +349,26 @@ void Meeting::FlushDirty()
     }
 }
 
+void Meeting::Settle(StreamMemory& numbers, const Sequences& upTo)
+{
+    for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) {
+        auto& waiting = numbers.Of(channel);
+        for (; !waiting.empty() && waiting.front().sequence <= upTo[channel]; waiting.pop_front())
+            numbers.safe[channel] = waiting.front().number;
+    }
+}
+
 void Meeting::OnSafe(const Sequences& upTo)
 {
+    for (const auto& numbers : mLeaving) Settle(*numbers, upTo);
+    std::erase_if(mLeaving,
+                  [](const auto& numbers) { return numbers->talk.empty() && numbers->board.empty(); });
     bool news = false;
     for (const SeatPtr& seat : mSeats) {
-        for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) {
-            auto& waiting = seat->numbers->Of(channel);
-            for (; !waiting.empty() && waiting.front().sequence <= upTo[channel]; waiting.pop_front()) {
-                seat->numbers->safe[channel] = waiting.front().number;
-                seat->acceptedNews = news = true;
-            }
-        }
+        const Sequences before = seat->numbers->safe;
+        Settle(*seat->numbers, upTo);
+        if (seat->numbers->safe.talk > before.talk || seat->numbers->safe.board > before.board)
+            seat->acceptedNews = news = true;
     }
     if (!news || mAcceptedArmed) return;
     mAcceptedArmed = true;

@@ -71,8 +71,7 @@ private:
 
     // restoring
     void OpenLog();
-    void RestoreNumbers(const LogContents& contents);
-    void RestoreBoard(const LogContents& contents);
+    void Restore(const LogItem& item);
     void RestoreSeat(const SeatEntry& entry);
     std::vector<NumbersEntry> AllNumbers() const;
     void Attach(Seat& seat, Connection& connection);
@@ -89,7 +88,10 @@ private:
     std::vector<SeatNumber> SeatsOf(const Handles& handles, SeatNumber sender) const;
     void RefusePost(Seat& seat, const Post& post, const char* fault);
     void Put(std::shared_ptr<LogItem> item, Header& header, std::string_view body, BoardEffect effect);
+    /// Says it to everybody, in the log.
+    void Notify(std::string text);
     void OnSafe(const Sequences& upTo);
+    void Settle(StreamMemory& numbers, const Sequences& upTo);
 
     // delivery
     MeetingLog& Log() override { return *mLog; }
@@ -111,6 +113,7 @@ private:
     std::vector<SeatPtr> mSeats;  // in order of joining
     SeatNumber mLastSeat = 0;
     std::map<std::string, std::deque<std::shared_ptr<StreamMemory>>> mNumbers;  // by folded handle
+    std::vector<std::shared_ptr<StreamMemory>> mLeaving;  // their seats went before all was safe
     BoardHistory mHistory;
     std::uint64_t mBoardBegin = 0;  // the CLEAR that newcomers begin with
     std::vector<ItemPtr> mPending;  // of this turn

@@ -22,10 +22,9 @@ struct Sequences {
 
 /// How a channel stands. A cursor names the last item that was read: what follows has a higher sequence.
 struct ChannelState {
-    std::uint64_t begin = 0;    // what is kept for newcomers begins behind it
-    std::uint64_t end = 0;      // the last sequence given out
-    std::uint64_t lost = 0;     // up to here items went at a bound; who had not read them misses something
-    std::size_t keptBytes = 0;  // of the items kept for newcomers
+    std::uint64_t begin = 0;  // what is kept for newcomers begins behind it
+    std::uint64_t end = 0;    // the last sequence given out
+    std::uint64_t lost = 0;   // up to here items went at a bound; who had not read them misses something
 };
 
 /// What outlives connections, and a restart.
@@ -50,12 +49,14 @@ struct NumbersEntry {
     std::vector<std::string> refused;  // frames
 };
 
-/// What a log holds when it is opened.
+/// What a log holds beside its items when it is opened.
 struct LogContents {
-    std::vector<ItemPtr> items;    // in order within each channel
     std::vector<SeatEntry> seats;  // the last entry of each
     std::vector<NumbersEntry> numbers;
+    Sequences lost;  // as in ChannelState
 };
+
+enum class Damage { None, Found };
 
 struct LogChunk {
     std::vector<ItemPtr> items;
@@ -70,10 +71,14 @@ public:
     using Safe = std::function<void(const Sequences& upTo)>;
 
     using AskNumbers = std::function<std::vector<NumbersEntry>()>;
+    using Take = std::function<void(const LogItem&)>;
 
     virtual ~MeetingLog() = default;
-    /// Once, before anything else. May read much. Throws std::exception when the log cannot be used.
+    /// Once, before anything else. Throws std::exception when the log cannot be used.
     virtual LogContents Open() = 0;
+    /// Once, right after Open: every item, in order within each channel. May read much. Damage: some could
+    /// not be read any more, and their file was put aside. Throws as Open.
+    virtual Damage Replay(const Take& take) = 0;
     /// For good, with everything in it.
     virtual void Remove() = 0;
     /// Gives out the next sequence of a channel. What gets it must be appended before the strand's turn ends.
@@ -86,6 +91,8 @@ public:
     virtual void Trim(Channel channel, std::uint64_t before, std::uint64_t readByAll) = 0;
     virtual void Seat(const SeatEntry& entry) = 0;
     virtual ChannelState State(Channel channel) const = 0;
+    /// Of the board's items kept for newcomers; about.
+    virtual std::size_t BoardBytes() const = 0;
     /// Called whenever more has become safe from a crash of the machine. One listener.
     virtual void WhenSafe(Safe safe) = 0;
     /// Runs `done` once what was told to the log before this call is safe.

@@ -3,6 +3,7 @@
 #include <spdlog/logger.h>
 
 #include <algorithm>
+#include <boost/asio/post.hpp>
 
 #include "service/relay/accounts.h"
 #include "service/relay/handle_rules.h"
@@ -41,35 +42,30 @@ void Meeting::OpenLog()
     const LogContents contents = mLog->Open();
     mLog->WhenSafe([this](const Sequences& upTo) { OnSafe(upTo); });
     mLog->NumbersFrom([this] { return AllNumbers(); });
-    RestoreNumbers(contents);
-    RestoreBoard(contents);
-    for (const SeatEntry& entry : contents.seats) RestoreSeat(entry);
-}
-
-void Meeting::RestoreNumbers(const LogContents& contents)
-{
     for (const NumbersEntry& entry : contents.numbers) {
         const auto numbers = NumbersOf(entry.key, entry.stream);
         numbers->have = entry.have;
         numbers->refused.assign(entry.refused.begin(), entry.refused.end());
     }
-    for (const ItemPtr& item : contents.items) {
-        if (item->stream == 0) continue;
-        const auto numbers = NumbersOf(item->sender, item->stream);
-        const bool news = item->number > numbers->have[item->channel];
-        numbers->have[item->channel] = std::max(numbers->have[item->channel], item->number);
-        if (item->refused && news) numbers->refused.push_back(item->frames);
-    }
+    const Damage damage = mLog->Replay([this](const LogItem& item) { Restore(item); });
     for (const auto& [key, streams] : mNumbers)
         for (const auto& numbers : streams) numbers->safe = numbers->have;
+    mLog->Trim(CHANNEL_BOARD, mBoardBegin, 0);
+    for (const SeatEntry& entry : contents.seats) RestoreSeat(entry);
+    if (damage == Damage::None) return;
+    mServices.log.error("a file of meeting {} was damaged and put aside", mHead.code);
+    Notify("A part of this meeting could not be read any more by the service.");
 }
 
-void Meeting::RestoreBoard(const LogContents& contents)
+void Meeting::Restore(const LogItem& item)
 {
-    for (const ItemPtr& item : contents.items)
-        if (item->kept)
-            if (const auto begin = mHistory.Take(item->sequence, StoredEffect(*item))) mBoardBegin = *begin;
-    mLog->Trim(CHANNEL_BOARD, mBoardBegin, 0);
+    if (item.kept)
+        if (const auto begin = mHistory.Take(item.sequence, StoredEffect(item))) mBoardBegin = *begin;
+    if (item.stream == 0) return;
+    const auto numbers = NumbersOf(item.sender, item.stream);
+    std::uint64_t& have = numbers->have[item.channel];
+    if (item.refused && item.number > have) numbers->refused.push_back(item.frames);
+    have = std::max(have, item.number);
 }
 
 // Fresh grace: nobody could come back while there was no service. One whose account has changed is dropped.
@@ -99,13 +95,14 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     mServices.directory.SeatRestored(session, shared_from_this());
 }
 
+// Only what is safe: the items that carry the others still stand in the log.
 std::vector<NumbersEntry> Meeting::AllNumbers() const
 {
     std::vector<NumbersEntry> all;
     for (const auto& [key, streams] : mNumbers)
         for (const auto& numbers : streams)
             all.push_back(
-                {key, numbers->stream, numbers->have, {numbers->refused.begin(), numbers->refused.end()}});
+                {key, numbers->stream, numbers->safe, {numbers->refused.begin(), numbers->refused.end()}});
     return all;
 }
 
@@ -113,16 +110,25 @@ void Meeting::OnTrouble(bool refused)
 {
     mServices.log.error("the volume of meeting {} {}", mHead.code,
                         refused ? "takes nothing; it goes on in memory" : "takes again");
-    Header header;
-    header.mutable_item()->set_channel(CHANNEL_TALK);
-    header.mutable_item()->mutable_notice()->set_text(
-        refused ? "The service cannot save this meeting at the moment."
-                : "The service saves this meeting again.");
-    auto item = std::make_shared<LogItem>();
-    item->channel = CHANNEL_TALK;
-    item->everyone = true;
-    Put(std::move(item), header, {}, BoardEffect::None);
-    FlushSoon();
+    Notify(refused ? "The service cannot save this meeting at the moment."
+                   : "The service saves this meeting again.");
+}
+
+// In a turn of its own: the log may be in the middle of something.
+void Meeting::Notify(std::string text)
+{
+    boost::asio::post(mHome, [weak = weak_from_this(), text = std::move(text)] {
+        const auto self = weak.lock();
+        if (!self || self->mClosed) return;
+        Header header;
+        header.mutable_item()->set_channel(CHANNEL_TALK);
+        header.mutable_item()->mutable_notice()->set_text(text);
+        auto item = std::make_shared<LogItem>();
+        item->channel = CHANNEL_TALK;
+        item->everyone = true;
+        self->Put(std::move(item), header, {}, BoardEffect::None);
+        self->EndOfTurn();
+    });
 }
 
 }  // namespace zephyl

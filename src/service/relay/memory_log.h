@@ -1,8 +1,7 @@
 #pragma once
 // A log that lives as long as the process. Everything it has is safe at once.
 
-#include <deque>
-
+#include "service/relay/item_queue.h"
 #include "service/relay/meeting_log.h"
 #include "service/relay/options.h"
 
@@ -12,11 +11,10 @@ class MemoryLog final : public MeetingLog {
 public:
     explicit MemoryLog(const RelayBounds& bounds);
     LogContents Open() override { return {}; }
+    Damage Replay(const Take&) override { return Damage::None; }
     void Remove() override {}
     void WhenSynced(Done done) override { done(); }
     void NumbersFrom(AskNumbers) override {}
-    /// What another log has read; sequences go on behind `end`.
-    void Restore(const std::vector<ItemPtr>& items, std::uint64_t end);
     std::uint64_t Next(Channel channel) override { return ++Of(channel).state.end; }
     void Append(std::vector<ItemPtr> items, Done done) override;
     void Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done) override;
@@ -26,19 +24,16 @@ public:
     {
         return channel == CHANNEL_TALK ? mTalk.state : mBoard.state;
     }
+    std::size_t BoardBytes() const override { return mBoard.items.KeptBytes(); }
     void WhenSafe(Safe safe) override { mSafe = std::move(safe); }
 
 private:
     struct Held {
-        std::deque<ItemPtr> items;
+        ItemQueue items;
         ChannelState state;
-        std::size_t bytes = 0;
         std::size_t bound = 0;
-        std::size_t passing = 0;  // items that nobody who comes later will get
     };
     Held& Of(Channel channel) { return channel == CHANNEL_TALK ? mTalk : mBoard; }
-    static void Forget(Held& held, const LogItem& item);
-    static void DropFront(Held& held);
 
     Held mTalk, mBoard;
     Safe mSafe;

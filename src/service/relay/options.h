@@ -31,6 +31,8 @@ struct RelayBounds {
     std::size_t seatsPerMeeting = kSeatsPerMeeting;
     std::size_t talkKept = kTalkKeptBytes;
     std::size_t boardKept = kBoardKeptBytes;
+    std::size_t logInMemory = kLogInMemoryBytes;    // a meeting; older parts are read from its files
+    std::size_t logsInMemory = kLogsInMemoryBytes;  // in all
     std::size_t talkWindow = kTalkWindowBytes;
     std::size_t boardWindow = kBoardWindowBytes;
 };

@@ -13,9 +13,9 @@
 #include "service/relay/accounts.h"
 #include "service/relay/connection_gate.h"
 #include "service/relay/directory.h"
+#include "service/relay/log_room.h"
 #include "service/relay/login_desk.h"
 #include "service/relay/services.h"
-#include "service/relay/sync_thread.h"
 
 namespace zephyl {
 
@@ -56,7 +56,7 @@ private:
     ConnectionGate mGate;
     Services mServices;
     boost::asio::io_context mIo;
-    SyncThread mSync;
+    LogRoom mLogs;
     LoginDesk mDesk;
     Directory mDirectory;
     boost::asio::ip::tcp::acceptor mAcceptor;

@@ -18,7 +18,7 @@ class Accounts;
 class ConnectionGate;
 class Directory;
 class LoginDesk;
-class SyncThread;
+struct LogRoom;
 class TlsContext;
 
 using Strand = boost::asio::strand<boost::asio::io_context::executor_type>;
@@ -29,7 +29,7 @@ struct Services {
     spdlog::logger& log;
     std::shared_ptr<const TlsContext> tls;
     Accounts& accounts;
-    SyncThread& sync;
+    LogRoom& logs;
     LoginDesk& desk;
     Directory& directory;
     ConnectionGate& gate;

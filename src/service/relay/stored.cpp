@@ -112,6 +112,14 @@ void StoreNumbers(std::string& out, const NumbersEntry& numbers)
     AppendEntry(out, entry.SerializeAsString());
 }
 
+void StoreLost(std::string& out, const Sequences& lost)
+{
+    stored::Entry entry;
+    entry.mutable_lost()->set_talk(lost.talk);
+    entry.mutable_lost()->set_board(lost.board);
+    AppendEntry(out, entry.SerializeAsString());
+}
+
 void LoadSeatsEntry(std::string_view payload, LogContents& contents)
 {
     stored::Entry entry;
@@ -128,6 +136,8 @@ void LoadSeatsEntry(std::string_view payload, LogContents& contents)
             return known.key == numbers.key && known.stream == numbers.stream;
         });
         contents.numbers.push_back(std::move(numbers));
+    } else if (entry.has_lost()) {
+        contents.lost = {entry.lost().talk(), entry.lost().board()};
     }
 }
 

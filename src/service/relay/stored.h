@@ -17,6 +17,7 @@ ItemPtr LoadItem(Channel channel, std::string_view payload);
 /// Appends an entry of the seats' file to `out`.
 void StoreSeat(std::string& out, const SeatEntry& seat);
 void StoreNumbers(std::string& out, const NumbersEntry& numbers);
+void StoreLost(std::string& out, const Sequences& lost);
 /// Takes one entry over what came before it.
 void LoadSeatsEntry(std::string_view payload, LogContents& contents);
 

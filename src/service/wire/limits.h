@@ -33,6 +33,8 @@ inline constexpr std::size_t kTalkWindowBytes = 1024 * 1024;
 inline constexpr std::size_t kBoardWindowBytes = 4 * 1024 * 1024;
 inline constexpr std::size_t kTalkKeptBytes = 16 * 1024 * 1024;
 inline constexpr std::size_t kBoardKeptBytes = 256 * 1024 * 1024;
+inline constexpr std::size_t kLogInMemoryBytes = 32 * 1024 * 1024;
+inline constexpr std::size_t kLogsInMemoryBytes = 256 * 1024 * 1024;
 inline constexpr std::size_t kBeforeLoginBytes = 8 * 1024;
 
 inline constexpr int kSeatsPerMeeting = 200;

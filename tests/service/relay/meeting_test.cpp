@@ -7,7 +7,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-INSTANTIATE_TEST_SUITE_P(, RelayTest, testing::Values(Logs::Memory, Logs::Files), NameOfLogs);
+INSTANTIATE_TEST_SUITE_P(, RelayTest, kAllLogs, NameOfLogs);
 
 TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
 {

@@ -33,8 +33,9 @@ inline std::shared_ptr<spdlog::logger> SilentLog()
 
 constexpr HashCost kCheapHash{1, 8192};
 
-/// Where meetings keep their logs: what attendees see is the same.
-enum class Logs { Memory, Files };
+/// Where meetings keep their logs: what attendees see is the same. Cold: nothing that is safe stays in
+/// memory.
+enum class Logs { Memory, Files, ColdFiles };
 
 /// What a fixture with a relay has.
 class RelayRoom {
@@ -45,6 +46,7 @@ protected:
         options.data = folder.path / "data";
         options.port = 0;
         options.logsInMemory = logs == Logs::Memory;
+        if (logs == Logs::ColdFiles) options.bounds.logInMemory = 0;
         options.times.tick = std::chrono::milliseconds(20);
         options.times.grace =
             std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
@@ -95,9 +97,10 @@ protected:
     RelayTest() : RelayRoom(GetParam()) {}
 };
 
+inline const auto kAllLogs = testing::Values(Logs::Memory, Logs::Files, Logs::ColdFiles);
 inline std::string NameOfLogs(const testing::TestParamInfo<Logs>& logs)
 {
-    return logs.param == Logs::Memory ? "Memory" : "Files";
+    return logs.param == Logs::Memory ? "Memory" : logs.param == Logs::Files ? "Files" : "ColdFiles";
 }
 
 }  // namespace zephyl

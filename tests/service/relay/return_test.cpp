@@ -14,7 +14,7 @@ protected:
     static Cursor At(const Place& place) { return place.position(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(, ReturnTest, testing::Values(Logs::Memory, Logs::Files), NameOfLogs);
+INSTANTIATE_TEST_SUITE_P(, ReturnTest, kAllLogs, NameOfLogs);
 
 TEST_P(ReturnTest, ResumesWithoutAnybodySeeingIt)
 {
