@@ -20,10 +20,6 @@ WhiteboardTools& ToolsOf(ProcessState& state)
 {
     return state.gMeetingForm->Toolbar().Tools();
 }
-Ink InkOf(WhiteboardTools& tools)
-{
-    return {CurrentColor(tools), CurrentLineWidth(tools)};
-}
 
 void NoteLast(WhiteboardTools& tools, BoardPoint at)
 {
@@ -57,7 +53,7 @@ void PressOther(ProcessState& state)
 void Move(ProcessState& state, BoardPoint at)
 {
     WhiteboardTools& tools = ToolsOf(state);
-    tools.action->Move(Screen(state), at, InkOf(tools));
+    tools.action->Move(Screen(state), at, Ink(tools));
     if (tools.action->Follows()) NoteLast(tools, at);
 }
 
@@ -65,7 +61,7 @@ void Move(ProcessState& state, BoardPoint at)
 void Finish(ProcessState& state, BoardPoint at)
 {
     WhiteboardTools& tools = ToolsOf(state);
-    tools.action->Release(Screen(state), at, InkOf(tools));
+    tools.action->Release(Screen(state), at, Ink(tools));
     const auto ends = tools.action->Ends({tools.mLastX, tools.mLastY}, at);
     SendWhiteboard(state, ends[0], ends[1], ends[2], ends[3]);
     tools.action.reset();
@@ -100,11 +96,12 @@ void picDraw_MouseDown(ProcessState& state, MouseButton button, BoardPoint at)
     Trapped(state, "picDraw_MouseDown", [&] {
         if (button != MouseButton::Left) return PressOther(state);
         LoseRelease(state);  // of an earlier press, if it is still open
-        if (SendingMustWait(state)) return;
         WhiteboardTools& tools = ToolsOf(state);
+        tools.pressRefused = SendingMustWait(state);
+        if (tools.pressRefused) return;
         tools.action = MakeTool(tools);
         if (tools.action)
-            tools.action->Press(Screen(state), at, InkOf(tools));
+            tools.action->Press(Screen(state), at, Ink(tools));
         else if (tools.mSelectedTool == ToolKey::Text)
             OpenTextBox(state, at);
         tools.actionAt = at;
@@ -140,6 +137,7 @@ void picDraw_Click(ProcessState& state)
 {
     Trapped(state, "picDraw_Click", [&] {
         WhiteboardTools& tools = ToolsOf(state);
+        if (tools.pressRefused) return;
         switch (tools.mSelectedTool) {
             case ToolKey::Paste:
             case ToolKey::File: return SendWhiteboard(state, tools.mLastX, tools.mLastY, 0, 0);
@@ -191,6 +189,7 @@ bool txtText_KeyDown(ProcessState& state, TextKey key)
             return true;
         }
         if (screen.TypedText().isEmpty()) return false;
+        if (SendingMustWait(state)) return true;  // the box keeps its text
         const WhiteboardTools& tools = ToolsOf(state);
         SendWhiteboard(state, tools.mLastX, tools.mLastY, 0, 0);
         screen.HideText();

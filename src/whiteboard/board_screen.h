@@ -19,7 +19,7 @@ struct RubberBand {
     Kind kind = Kind::None;
     float x1 = 0, y1 = 0, x2 = 0, y2 = 0;  // board pixels
     int width = 1;                         // Line only; the others are one pixel, dotted, inverted
-    quint32 colour = 0;                    // Line only
+    quint32 colour = 0;                    // shown of a line; the others show inverted
 };
 
 enum class Bar { HScroll, VScroll };

@@ -56,8 +56,7 @@ void SendPicture(ProcessState& state, qint16 x, qint16 y)
 /// The record of the action in progress. Returns the name for the trace, "" when there was nothing to send.
 QString SendRecord(ProcessState& state, WhiteboardTools& tools, qint16 x1, qint16 y1, qint16 x2, qint16 y2)
 {
-    const Ink ink{CurrentColor(tools), CurrentLineWidth(tools)};
-    const QString record = tools.action->Record(x1, y1, x2, y2, ink);
+    const QString record = tools.action->Record(x1, y1, x2, y2, Ink(tools));
     if (record.isEmpty()) return {};
     SendWBMessage(state, record);
     return RecordName(FindRecord(record)->type);

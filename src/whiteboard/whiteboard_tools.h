@@ -60,6 +60,7 @@ struct WhiteboardTools {
 
     std::unique_ptr<Tool> action;  // between press and release; null otherwise
     BoardPoint actionAt;           // its last point
+    bool pressRefused = false;     // too much was waiting to be sent: the click of this press does nothing
     int remoteSteps = 0;           // undo and redo records in a row
     std::chrono::steady_clock::time_point remoteStepEnd{};
     bool catchingUp = false;  // records of before the user entered: no waits

@@ -164,11 +164,18 @@ TEST(Sending, PicturesGoOutAsTheBoardShowsThemAtTheSlidersQuality)
 TEST(Input, TheStoredColourIsTheOneLastUsed)
 {
     Client ann(u"ann"_s, {u"bob"_s});
-    ann.Choose(ToolKey::Draw);
     picSelColor_Click(ann.state, 4);
+    picLineWidth_Click(ann.state, 2);
+    ann.Choose(ToolKey::Erase);
+    ann.Drag({{5, 5}});  // has a colour and a width of its own
+    ann.Choose(ToolKey::Draw, u"Point"_s);
+    ann.Drag({{5, 5}});
     EXPECT_NE(ann.tools.mColorIndex, 4);
+    EXPECT_NE(ann.tools.mWidthIndex, 2);
+    ann.Choose(ToolKey::Draw, u"Pen"_s);
     ann.Drag({{5, 5}});
     EXPECT_EQ(ann.tools.mColorIndex, 4);
+    EXPECT_EQ(ann.tools.mWidthIndex, 2);
 }
 
 TEST(Input, AnActionEndsHoweverItsReleaseIsLost)
@@ -246,7 +253,13 @@ TEST(Input, NothingIsBegunWhileMuchWaitsToBeSent)
     EXPECT_FALSE(ann.Inked(10, 10));
     EXPECT_TRUE(ann.service->texts.empty());
     EXPECT_EQ(ann.meeting.notes.size(), 1);
+    ann.tools.mSelectedTool = ToolKey::Paste;
+    ann.tools.mInsertPicture = QImage(8, 8, QImage::Format_RGB32);
+    ann.Drag({{10, 10}});
+    EXPECT_EQ(ann.meeting.notes.size(), 2);
+    EXPECT_EQ(ann.Entries(), 1);
     ann.service->tight = false;
+    ann.Choose(ToolKey::Draw);
     ann.Drag({{10, 10}, {30, 30}});
     EXPECT_EQ(ann.service->texts.size(), 1u);
 }

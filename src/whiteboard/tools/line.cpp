@@ -6,22 +6,22 @@
 void LineTool::Press(BoardScreen& screen, BoardPoint at, Ink ink)
 {
     mFrom = mTo = at;
-    mBandInk = ink;
+    mBandWidth = ink.Width();
+    mBandColour = ink.Colour();
     Move(screen, at, ink);
 }
 
 void LineTool::Move(BoardScreen& screen, BoardPoint at, Ink)
 {
     mTo = at;
-    screen.ShowBand(
-        {RubberBand::Kind::Line, mFrom.x, mFrom.y, mTo.x, mTo.y, mBandInk.width, mBandInk.colour});
+    screen.ShowBand({RubberBand::Kind::Line, mFrom.x, mFrom.y, mTo.x, mTo.y, mBandWidth, mBandColour});
 }
 
 void LineTool::Release(BoardScreen& screen, BoardPoint, Ink ink)
 {
     Cancel(screen);
-    const Segment line{mFrom.x, mFrom.y, mTo.x, mTo.y, ink.colour};
-    screen.Image().Draw({&line, 1}, ink.width);
+    const Segment line{mFrom.x, mFrom.y, mTo.x, mTo.y, ink.Colour()};
+    screen.Image().Draw({&line, 1}, ink.Width());
     screen.Refresh();
 }
 
@@ -32,5 +32,5 @@ void LineTool::Cancel(BoardScreen& screen)
 
 QString LineTool::Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink)
 {
-    return WritePen({ink.width, {{float(x1), float(y1), float(x2), float(y2), ink.colour}}});
+    return WritePen({ink.Width(), {{float(x1), float(y1), float(x2), float(y2), ink.Colour()}}});
 }

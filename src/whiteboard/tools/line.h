@@ -13,5 +13,6 @@ public:
 
 private:
     BoardPoint mFrom, mTo;
-    Ink mBandInk;  // of the press
+    int mBandWidth = 1;
+    quint32 mBandColour = 0;  // of the press
 };

@@ -5,8 +5,8 @@
 
 void PenTool::Press(BoardScreen& screen, BoardPoint at, Ink ink)
 {
-    mStroke.width = Drawn(ink).width;
-    const Segment dot{at.x, at.y, at.x, at.y, Drawn(ink).colour};
+    mStroke.width = Width(ink);
+    const Segment dot{at.x, at.y, at.x, at.y, Colour(ink)};
     mStroke.segments.push_back(dot);
     Draw(screen, dot);
     mLast = {float(ToPixel(at.x)), float(ToPixel(at.y))};
@@ -14,7 +14,7 @@ void PenTool::Press(BoardScreen& screen, BoardPoint at, Ink ink)
 
 void PenTool::Move(BoardScreen& screen, BoardPoint at, Ink ink)
 {
-    const Segment piece{mLast.x, mLast.y, at.x, at.y, Drawn(ink).colour};
+    const Segment piece{mLast.x, mLast.y, at.x, at.y, Colour(ink)};
     mStroke.segments.push_back(piece);
     Draw(screen, piece);
     mLast = {float(ToPixel(at.x)), float(ToPixel(at.y))};
@@ -23,12 +23,12 @@ void PenTool::Move(BoardScreen& screen, BoardPoint at, Ink ink)
 void PenTool::Release(BoardScreen& screen, BoardPoint at, Ink ink)
 {
     // The receivers draw this piece too, so the boards agree to the pixel.
-    Draw(screen, {mLast.x, mLast.y, float(ToPixel(at.x)), float(ToPixel(at.y)), Drawn(ink).colour});
+    Draw(screen, {mLast.x, mLast.y, float(ToPixel(at.x)), float(ToPixel(at.y)), Colour(ink)});
 }
 
 QString PenTool::Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink)
 {
-    mStroke.segments.push_back({float(x1), float(y1), float(x2), float(y2), Drawn(ink).colour});
+    mStroke.segments.push_back({float(x1), float(y1), float(x2), float(y2), Colour(ink)});
     return WritePen(mStroke);
 }
 
@@ -38,7 +38,7 @@ void PenTool::Draw(BoardScreen& screen, const Segment& segment)
     screen.Refresh();
 }
 
-Ink EraseTool::Drawn(Ink) const
+quint32 EraseTool::Colour(const Ink&) const
 {
-    return {kWhite, kEraseWidth};
+    return kWhite;
 }

@@ -13,7 +13,8 @@ public:
 
 protected:
     /// What this stroke draws with; the width is that of the press.
-    virtual Ink Drawn(Ink ink) const { return ink; }
+    virtual quint32 Colour(const Ink& ink) const { return ink.Colour(); }
+    virtual int Width(const Ink& ink) const { return ink.Width(); }
 
 private:
     void Draw(BoardScreen& screen, const Segment& segment);
@@ -24,5 +25,6 @@ private:
 
 class EraseTool final : public PenTool {
 protected:
-    Ink Drawn(Ink) const override;
+    quint32 Colour(const Ink&) const override;
+    int Width(const Ink&) const override { return kEraseWidth; }
 };

@@ -21,10 +21,10 @@ void ShapeTool::Press(BoardScreen& screen, BoardPoint at, Ink ink)
     Move(screen, at, ink);
 }
 
-void ShapeTool::Move(BoardScreen& screen, BoardPoint at, Ink)
+void ShapeTool::Move(BoardScreen& screen, BoardPoint at, Ink ink)
 {
     mTo = at;
-    screen.ShowBand({BandOf(mShape), mFrom.x, mFrom.y, mTo.x, mTo.y});
+    screen.ShowBand({BandOf(mShape), mFrom.x, mFrom.y, mTo.x, mTo.y, 1, ink.Colour()});
 }
 
 void ShapeTool::Release(BoardScreen& screen, BoardPoint at, Ink ink)
@@ -43,8 +43,8 @@ void ShapeTool::Cancel(BoardScreen& screen)
 QString ShapeTool::Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink)
 {
     if (mShape == u"Box"_s)
-        return WriteBox({ink.width, float(x1), float(y1), float(x2), float(y2), ink.colour});
-    if (mShape == u"Circle"_s) return WriteCircle({ink.width, x1, y1, x2, y2, ink.colour});
+        return WriteBox({ink.Width(), float(x1), float(y1), float(x2), float(y2), ink.Colour()});
+    if (mShape == u"Circle"_s) return WriteCircle({ink.Width(), x1, y1, x2, y2, ink.Colour()});
     return {};
 }
 
@@ -56,8 +56,8 @@ std::array<qint16, 4> ShapeTool::Ends(BoardPoint16, BoardPoint) const
 void ShapeTool::DrawShape(Board& board, Ink ink) const
 {
     if (mShape == u"Box"_s)
-        board.Draw(BoxRecord{ink.width, mFrom.x, mFrom.y, mTo.x, mTo.y, ink.colour});
+        board.Draw(BoxRecord{ink.Width(), mFrom.x, mFrom.y, mTo.x, mTo.y, ink.Colour()});
     else if (mShape == u"Circle"_s)
-        board.Draw(CircleRecord{ink.width, ToPixel(mFrom.x), ToPixel(mFrom.y), ToPixel(mTo.x), ToPixel(mTo.y),
-                                ink.colour});
+        board.Draw(CircleRecord{ink.Width(), ToPixel(mFrom.x), ToPixel(mFrom.y), ToPixel(mTo.x),
+                                ToPixel(mTo.y), ink.Colour()});
 }

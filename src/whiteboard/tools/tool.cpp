@@ -31,3 +31,13 @@ std::unique_ptr<Tool> MakeTool(const WhiteboardTools& tools)
     if (tools.mDrawTool == u"Point"_s) return std::make_unique<PointTool>();
     return nullptr;
 }
+
+quint32 Ink::Colour() const
+{
+    return CurrentColor(mTools);
+}
+
+int Ink::Width() const
+{
+    return CurrentLineWidth(mTools);
+}

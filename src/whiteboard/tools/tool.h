@@ -11,10 +11,15 @@
 class BoardScreen;
 struct WhiteboardTools;
 
-/// The selected colour and width at this moment.
-struct Ink {
-    quint32 colour = 0;
-    int width = 1;
+/// The selected colour and width, looked up only where a tool uses them: the ones used last get stored.
+class Ink {
+public:
+    explicit Ink(WhiteboardTools& tools) : mTools(tools) {}
+    quint32 Colour() const;
+    int Width() const;
+
+private:
+    WhiteboardTools& mTools;
 };
 
 inline constexpr int kEraseWidth = 32;
