@@ -21,6 +21,10 @@ inline constexpr qint32 kFrameVideo = 0;
 inline constexpr qint32 kFrameApplication = 1;
 inline constexpr qint32 kFrameWhiteboard = 2;
 
+/// Own board work of an earlier stay, which comes again when the link enters the meeting anew by itself, has
+/// this behind the own handle: it is to be drawn, and waits for nothing. No handle contains brackets.
+inline constexpr char kEarlierSuffix[] = " (earlier)";
+
 /// One attendee, as somebody to send to. Made by MessengerService::MakeUserItem, then Init.
 class UserItem {
 public:

@@ -6,6 +6,7 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
+#include "contract/messenger_service.h"
 #include "settings/settings.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
@@ -31,7 +32,7 @@ struct Apply {
 
     MeetingScreens& Form() const { return *state.gMeetingForm; }
     Board& Image() const { return Form().Board().Image(); }
-    bool Earlier() const { return from.endsWith(u" (earlier)"_s); }
+    bool Earlier() const { return from.endsWith(QLatin1String(kEarlierSuffix)); }
     void Pause(std::chrono::milliseconds time) const
     {
         if (state.ports.waits && !Earlier()) state.ports.waits->Pause(time);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "contract/messenger_service.h"
 #include "service/wire/content.h"
 
 namespace zephyl::link {

@@ -12,9 +12,6 @@
 
 namespace zephyl::link {
 
-/// Board items that the own handle drew before this entry; a client ignores what comes under its own handle.
-inline constexpr char kEarlierSuffix[] = " (earlier)";
-
 class Incoming {
 public:
     explicit Incoming(EventQueue& queue) : mQueue(queue) {}
