@@ -5,6 +5,8 @@
 #include <QImage>
 #include <QMimeData>
 
+#include "platform/linux/x11_clipboard_manager.h"
+
 void QtClipboard::Clear()
 {
     QGuiApplication::clipboard()->clear();
@@ -12,12 +14,14 @@ void QtClipboard::Clear()
 
 QImage QtClipboard::Picture()
 {
-    const QMimeData* held = QGuiApplication::clipboard()->mimeData();
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (!clipboard->ownsClipboard() && !ClipboardAnswers()) return QImage();
+    const QMimeData* held = clipboard->mimeData();
     if (!held) return QImage();
     // One question first: each one that an owner in trouble leaves unanswered costs seconds.
     const QStringList formats = held->formats();
     if (formats.isEmpty()) return QImage();
-    if (held->hasImage()) return QGuiApplication::clipboard()->image();
+    if (held->hasImage()) return clipboard->image();
     // Some programs put an image type that the toolkit does not offer as "image" by itself.
     for (const QString& format : formats) {
         if (!format.startsWith(QLatin1String("image/"))) continue;

@@ -1,5 +1,6 @@
 #include "platform/linux/x11_clipboard_manager.h"
 
+#include <poll.h>
 #include <xcb/xcb.h>
 
 #include <chrono>
@@ -27,7 +28,7 @@ xcb_atom_t Atom(xcb_connection_t* x, const char* name)
     return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
 }
 
-/// The manager tells the asking window that it has finished, or that it will not.
+/// What was asked of a selection's owner has come, or will not.
 bool Answered(xcb_connection_t* x)
 {
     while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(x)}) {
@@ -36,26 +37,44 @@ bool Answered(xcb_connection_t* x)
     return xcb_connection_has_error(x) != 0;
 }
 
-}  // namespace
-
-void HandClipboardOver(const std::function<void()>& serve)
+/// Asks the owner of `selection` for `target`, calling `meanwhile` until it answers. False: it did not, for a
+/// second. True at once when there is none.
+bool Ask(const char* selection, const char* target, const std::function<void(xcb_connection_t*)>& meanwhile)
 {
-    if (!std::getenv("DISPLAY")) return;
-    const Connection connection(xcb_connect(nullptr, nullptr));
+    const Connection connection(std::getenv("DISPLAY") ? xcb_connect(nullptr, nullptr) : nullptr);
     xcb_connection_t* x = connection.get();
-    if (xcb_connection_has_error(x)) return;
-    const xcb_atom_t manager = Atom(x, "CLIPBOARD_MANAGER");
+    if (!x || xcb_connection_has_error(x)) return true;
+    const xcb_atom_t asked = Atom(x, selection);
     const Reply<xcb_get_selection_owner_reply_t> owner(
-        xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, manager), nullptr));
-    if (!owner || owner->owner == XCB_WINDOW_NONE) return;
+        xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, asked), nullptr));
+    if (!owner || owner->owner == XCB_WINDOW_NONE) return true;
 
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(x)).data;
     const xcb_window_t asking = xcb_generate_id(x);
     xcb_create_window(x, XCB_COPY_FROM_PARENT, asking, screen->root, 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-    xcb_convert_selection(x, asking, manager, Atom(x, "SAVE_TARGETS"), Atom(x, "QUORVIA_SAVED"),
-                          XCB_CURRENT_TIME);
+    xcb_convert_selection(x, asking, asked, Atom(x, target), Atom(x, "QUORVIA_ASKED"), XCB_CURRENT_TIME);
     xcb_flush(x);
     const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-    while (!Answered(x) && std::chrono::steady_clock::now() < until) serve();
+    for (;;) {
+        if (Answered(x)) return true;
+        if (std::chrono::steady_clock::now() >= until) return false;
+        meanwhile(x);
+    }
+}
+
+}  // namespace
+
+bool ClipboardAnswers()
+{
+    constexpr int kGlanceMilliseconds = 20;
+    return Ask("CLIPBOARD", "TARGETS", [](xcb_connection_t* x) {
+        pollfd server{xcb_get_file_descriptor(x), POLLIN, 0};
+        poll(&server, 1, kGlanceMilliseconds);
+    });
+}
+
+void HandClipboardOver(const std::function<void()>& serve)
+{
+    Ask("CLIPBOARD_MANAGER", "SAVE_TARGETS", [&serve](xcb_connection_t*) { serve(); });
 }
