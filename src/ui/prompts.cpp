@@ -68,12 +68,14 @@ void TraceBox(ProcessState& state, BoxIcon icon, const QString& title, const QSt
                {{u"title"_s, title}, {u"text"_s, text}, {u"icon"_s, QLatin1String(IconName(icon))}});
 }
 
-/// Upper-case endings are matched as well; the toolkit's own dialog compares exactly.
-QString Filter(const QString& name, const QStringList& patterns)
+/// "Pictures (*.jpg;*.bmp)" is what the dialog shows. Some desktops' own dialogs compare names exactly, so
+/// upper-case endings are named as well, in the part that the dialog hides.
+void SetFilter(QFileDialog& dialog, const QString& name, const QStringList& patterns)
 {
     QStringList all = patterns;
     for (const QString& pattern : patterns) all << pattern.toUpper();
-    return name.section(u" ("_s, 0, 0) + u" ("_s + all.join(u' ') + u')';
+    dialog.setOption(QFileDialog::HideNameFilterDetails);
+    dialog.setNameFilter(u"%1 (%2) (%3)"_s.arg(name, patterns.join(u';'), all.join(u' ')));
 }
 
 }  // namespace
@@ -148,7 +150,8 @@ bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint)
 
 QString QtPrompts::OpenFile(const QString& title, const QString& filterName, const QStringList& patterns)
 {
-    QFileDialog dialog(DialogParent(), title, QString(), Filter(filterName, patterns));
+    QFileDialog dialog(DialogParent(), title);
+    SetFilter(dialog, filterName, patterns);
     dialog.setObjectName(u"openFile"_s);
     dialog.setFileMode(QFileDialog::ExistingFile);
     return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
@@ -157,7 +160,8 @@ QString QtPrompts::OpenFile(const QString& title, const QString& filterName, con
 QString QtPrompts::SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
                             const QString& defaultExtension)
 {
-    QFileDialog dialog(DialogParent(), title, QString(), Filter(filterName, patterns));
+    QFileDialog dialog(DialogParent(), title);
+    SetFilter(dialog, filterName, patterns);
     dialog.setObjectName(u"saveFile"_s);
     dialog.setAcceptMode(QFileDialog::AcceptSave);  // asks before it overwrites
     dialog.setDefaultSuffix(defaultExtension);
