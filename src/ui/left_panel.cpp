@@ -143,6 +143,7 @@ void LeftPanel::resizeEvent(QResizeEvent*)
     txtChat->resize(txtChat->width(), ChatHeight(txtChat->y(), height(), txtChat->height()));
     Line1->resize(width(), Line1->height());
     mCover->resize(size());
+    ShowCover();
     if (!mChatHidden && !mChatAnimating) ArrangeControls();
     if (onWidthChanged) onWidthChanged();
 }
@@ -169,17 +170,23 @@ void LeftPanel::picHide_Click()
 {
     mChatAnimating = true;
     if (mChatHidden) {
-        mCover->hide();
+        ShowCover();
         for (int w : RestoreWidths(width())) StepTo(w, true);
     } else {
         for (int w : CollapseWidths(width(), picHide->width())) StepTo(w, false);
-        mCover->show();
-        mCover->raise();
-        picHide->raise();
     }
     mChatAnimating = false;
     mChatHidden = !mChatHidden;
+    ShowCover();
     picHide->ShowCollapsed(mChatHidden);
+}
+
+void LeftPanel::ShowCover()
+{
+    constexpr int kStrip = 14;  // beside the arrow: a collapse ends with less
+    mCover->setVisible(mChatHidden && !mChatAnimating && width() < picHide->width() + kStrip);
+    mCover->raise();
+    picHide->raise();
 }
 
 void LeftPanel::mouseMoveEvent(QMouseEvent* event)

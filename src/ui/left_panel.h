@@ -61,8 +61,9 @@ private:
     void SettleLooks();
     void StepTo(int width, bool paint);
     void ArrangeControls();
+    void ShowCover();
 
-    QWidget* mCover;  // hides the controls of the collapsed panel
+    QWidget* mCover;  // over what would show of the controls in the strip of a collapsed panel
     bool mChatHidden = false;
     bool mChatAnimating = false;
     bool mDragging = false;
