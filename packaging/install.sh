@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Installs what packages.txt names and this machine lacks: as root, else with sudo; else it says the one
-# command and stops. Never removes a package.
+# Installs what packages.txt (or the list named) names and this machine lacks: as root, else with sudo; else
+# it says the one command and stops. Never removes a package.
+# usage: install.sh [LIST]
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
-mapfile -t wanted < <(sed 's/#.*//' "$here/packages.txt" | tr -d ' \t' | grep -v '^$')
+mapfile -t wanted < <(sed 's/#.*//' "$here/${1:-packages.txt}" | tr -d ' \t' | grep -v '^$')
 
 missing=()
 for package in "${wanted[@]}"; do

@@ -7,8 +7,12 @@
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <cstring>
+#include <boost/asio/read_until.hpp>
+#include <charconv>
+#include <cstdio>
 #include <stdexcept>
+
+#include "service/wire/limits.h"
 
 namespace asio = boost::asio;
 using namespace zephyl;
@@ -17,46 +21,52 @@ using std::chrono::steady_clock;
 namespace {
 
 constexpr char kTag[] = "[[ZUM_WB_PEN]]";
+constexpr std::size_t kStampAt = 16;  // behind the tag
+constexpr int kStampDigits = 20;
 constexpr int kPatience = 10'000;  // milliseconds
 
-bool IsRelay(Kind kind)
+std::uint64_t Nanoseconds()
 {
-    return kind == Kind::Relay || kind == Kind::RelayFiles;
+    return static_cast<std::uint64_t>(
+        std::chrono::nanoseconds(steady_clock::now().time_since_epoch()).count());
 }
 
-double Now()
+std::string Body(std::size_t bytes)
 {
-    return std::chrono::duration<double>(steady_clock::now().time_since_epoch()).count();
+    std::string body(bytes, 'x');
+    if (bytes > kTextBytes) body.replace(0, sizeof kTag - 1, kTag);  // larger ones must be records
+    char stamp[kStampDigits + 1];
+    std::snprintf(stamp, sizeof stamp, "%020llu", static_cast<unsigned long long>(Nanoseconds()));
+    body.replace(kStampAt, kStampDigits, stamp, kStampDigits);
+    return body;
+}
+
+double Age(std::string_view body)
+{
+    std::uint64_t sent = 0;
+    std::from_chars(body.data() + kStampAt, body.data() + kStampAt + kStampDigits, sent);
+    return static_cast<double>(Nanoseconds() - sent) * 1e-9;
 }
 
 }  // namespace
 
-Peer::Peer(asio::io_context& io, const ServerProcess& server, Kind kind, int index, bool enters) : mKind(kind)
+Peer::Peer(asio::io_context& io, std::shared_ptr<const TlsContext> tls, const ServerProcess& server,
+           int index, bool joins)
+    : mDialect(Dialect::Of(server.What()))
 {
     asio::ip::tcp::socket socket(io);
     socket.connect({asio::ip::address_v4::loopback(), server.Port()});
-    mStream = std::make_unique<TlsStream>(std::move(socket), TlsContext::Client());
+    if (server.What() == Kind::Nats) {  // says what it is before TLS begins
+        std::string info;
+        asio::read_until(socket, asio::dynamic_buffer(info), "\r\n");
+    }
+    mStream = std::make_unique<TlsStream>(std::move(socket), std::move(tls));
     asio::co_spawn(io, mStream->Handshake(), [](std::exception_ptr error) {
         if (error) std::rethrow_exception(error);
     });
     io.restart();
     io.run();
-    if (IsRelay(kind)) Enter(index, enters);
-}
-
-void Peer::Enter(int index, bool enters)
-{
-    Header header;
-    header.mutable_hello()->set_version(kProtocolVersion);
-    Call(header);
-    header.mutable_login()->set_handle("user" + std::to_string(index));
-    header.mutable_login()->set_password("secret");
-    header.mutable_login()->set_stream(static_cast<std::uint64_t>(index) + 1);
-    if (Call(header).logged_in().result() != RESULT_OK) throw std::runtime_error("no login");
-    if (!enters) return;
-    header.mutable_enter()->set_code("bench");
-    header.mutable_enter()->set_create(index == 0);
-    if (Call(header).entered().result() != RESULT_OK) throw std::runtime_error("not entered");
+    mDialect->Enter(*this, index, joins);
 }
 
 void Peer::Put(std::string_view bytes)
@@ -67,92 +77,44 @@ void Peer::Put(std::string_view bytes)
     }
 }
 
-void Peer::Send(const Header& header, std::string_view body)
+void Peer::Wait()
 {
-    std::string bytes;
-    AppendFrame(bytes, header, body, Way::Up);
-    Put(bytes);
-}
-
-Header Peer::Call(const Header& header)
-{
-    Send(header);
-    for (;;) {
-        while (const auto frame = mReader.Next()) {
-            if (frame->header.has_item() || frame->header.has_accepted()) continue;  // somebody else has come
-            return frame->header;
-        }
+    while (!mStream->TakeReady(mDialect->Intake())) {
         pollfd socket{Socket(), POLLIN, 0};
         if (::poll(&socket, 1, kPatience) <= 0) throw std::runtime_error("no answer");
-        mStream->TakeReady(mReader.Intake());
     }
 }
 
 void Peer::Post(std::size_t bytes)
 {
-    std::string body(bytes, 'x');
-    const double now = Now();
-    const Channel channel = bytes > kTextBytes ? CHANNEL_BOARD : CHANNEL_TALK;  // larger ones must be records
-    if (channel == CHANNEL_BOARD) body.replace(0, sizeof kTag - 1, kTag);
-    std::memcpy(body.data() + sizeof kTag, &now, sizeof now);
-    Header header;
-    if (IsRelay(mKind)) {
-        header.mutable_post()->set_channel(channel);
-        header.mutable_post()->set_number(++mNumber);
-        header.mutable_post()->set_everyone(true);
-        header.mutable_post()->mutable_text();
-        header.mutable_post()->set_total(static_cast<std::uint32_t>(bytes));
-    } else {  // what the relay would send down
-        Item& item = *header.mutable_item();
-        item.set_channel(channel);
-        item.set_sequence(++mNumber);
-        item.set_from("user0");
-        item.set_stream(1);
-        item.set_number(mNumber);
-        item.mutable_text();
-        item.set_total(static_cast<std::uint32_t>(bytes));
-    }
-    std::string frames;
-    AppendItem(frames, header, LaneOf(header), body, Way::Up);
-    Put(frames);
+    std::string message;
+    mDialect->AppendPost(message, Body(bytes));
+    Put(message);
 }
 
-void Peer::Take(std::vector<double>* ages)
+void Peer::TakeArrived(std::vector<double>* ages)
 {
-    if (!mStream->TakeReady(mReader.Intake())) return;
-    while (const auto frame = mReader.Next()) {
-        if (!ItemReader::IsLaneFrame(frame->header)) continue;
-        const auto item = mItems.Take(*frame);
-        if (!item || !item->header.has_item() || !item->header.item().has_text()) continue;
-        ++mReceived;
-        ++mUnsaid;
-        mUnsaidBytes += item->body.size();
-        (item->header.item().channel() == CHANNEL_TALK ? mTalk : mBoard) = item->header.item().sequence();
-        if (!ages) continue;
-        double sent = 0;
-        std::memcpy(&sent, item->body.data() + sizeof kTag, sizeof sent);
-        ages->push_back(Now() - sent);
-    }
-    if (IsRelay(mKind) && (mUnsaid >= kReadEveryItems || mUnsaidBytes >= kReadEveryBytes / 2)) SayRead();
+    if (!mStream->TakeReady(mDialect->Intake())) return;
+    std::string answer;
+    mDialect->Take(
+        [&](std::string_view body) {
+            ++mReceived;
+            if (ages) ages->push_back(Age(body));
+        },
+        answer);
+    if (!answer.empty()) Put(answer);
 }
 
-void Peer::SayRead()
+Peers::Peers(const ServerProcess& server, int count, bool join) : mEpoll(::epoll_create1(0))
 {
-    Header header;
-    header.mutable_read()->set_talk(mTalk);
-    header.mutable_read()->set_board(mBoard);
-    Send(header);
-    mUnsaid = mUnsaidBytes = 0;
-}
-
-Peers::Peers(const ServerProcess& server, Kind kind, int count, bool enter) : mEpoll(::epoll_create1(0))
-{
+    const auto tls = TlsContext::Client();
     for (int i = 0; i < count; ++i) {
-        mPeers.push_back(std::make_unique<Peer>(mIo, server, kind, i, enter));
+        mPeers.push_back(std::make_unique<Peer>(mIo, tls, server, i, join));
         epoll_event event{};
         event.events = EPOLLIN;
         event.data.u32 = static_cast<std::uint32_t>(i);
         ::epoll_ctl(mEpoll, EPOLL_CTL_ADD, mPeers.back()->Socket(), &event);
+        Poll(std::chrono::milliseconds(0));  // what the newcomer means to the others
     }
 }
 
@@ -170,7 +132,7 @@ void Peers::Poll(std::chrono::milliseconds atMost, std::vector<double>* ages)
 {
     epoll_event events[64];
     const int count = ::epoll_wait(mEpoll, events, 64, static_cast<int>(atMost.count()));
-    for (int i = 0; i < count; ++i) mPeers[events[i].data.u32]->Take(ages);
+    for (int i = 0; i < count; ++i) mPeers[events[i].data.u32]->TakeArrived(ages);
 }
 
 std::uint64_t Peers::Slowest(int from, int to) const

@@ -1,5 +1,5 @@
 #pragma once
-// The other side: many clients in one thread, on the second core. The same bytes for every kind of server.
+// The other side: many clients in one thread, on the second core. The same bodies for every kind of server.
 
 #include <boost/asio/io_context.hpp>
 #include <chrono>
@@ -8,41 +8,36 @@
 #include <string>
 #include <vector>
 
-#include "relay/servers.h"
+#include "relay/dialect.h"
 #include "service/net/tls_stream.h"
-#include "service/wire/framing.h"
 
-/// One client. At the relay it is logged in and in the one meeting.
-class Peer {
+/// One client of a server.
+class Peer : private Line {
 public:
-    Peer(boost::asio::io_context& io, const ServerProcess& server, Kind kind, int index, bool enters);
+    Peer(boost::asio::io_context& io, std::shared_ptr<const zephyl::TlsContext> tls,
+         const ServerProcess& server, int index, bool joins);
 
     /// A text to everybody else, its moment in front.
     void Post(std::size_t bytes);
-    /// Takes what has arrived; adds each message's age to `ages` when that is given.
-    void Take(std::vector<double>* ages);
+    /// Takes what has arrived; adds each message's age in seconds to `ages` when that is given.
+    void TakeArrived(std::vector<double>* ages);
     int Socket() { return mStream->Tcp().native_handle(); }
     std::uint64_t Received() const { return mReceived; }
 
 private:
-    void Enter(int index, bool enters);
-    void Send(const zephyl::Header& header, std::string_view body = {});
-    void Put(std::string_view bytes);
-    zephyl::Header Call(const zephyl::Header& header);
-    void SayRead();
+    void Put(std::string_view bytes) override;
+    void Wait() override;
 
-    const Kind mKind;
+    std::unique_ptr<Dialect> mDialect;
     std::unique_ptr<zephyl::TlsStream> mStream;
-    zephyl::FrameReader mReader{zephyl::Way::Down};
-    zephyl::ItemReader mItems;
-    std::uint64_t mNumber = 0, mReceived = 0, mTalk = 0, mBoard = 0;
-    std::uint64_t mUnsaid = 0, mUnsaidBytes = 0;
+    std::uint64_t mReceived = 0;
 };
 
 /// Several peers and what waits for them.
 class Peers {
 public:
-    Peers(const ServerProcess& server, Kind kind, int count, bool enter = true);
+    /// `join`: else they only log in.
+    Peers(const ServerProcess& server, int count, bool join = true);
     ~Peers();
     Peer& operator[](int at) { return *mPeers[static_cast<std::size_t>(at)]; }
     /// Takes what has arrived; waits for at most this long.

@@ -1,134 +1,29 @@
 #include "relay/servers.h"
 
+#include <openssl/ssl.h>
 #include <sched.h>
 #include <signal.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/null_sink.h>
-#include <sys/epoll.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read_until.hpp>
 #include <fstream>
-#include <map>
 #include <memory>
-#include <string>
 
-#include "service/net/tls_stream.h"
+#include "relay/bare_loop.h"
+#include "relay/foreign_servers.h"
 #include "service/relay/identity.h"
 #include "service/relay/relay.h"
-#include "service/wire/framing.h"
 
 namespace asio = boost::asio;
 using namespace zephyl;
 
 namespace {
-
-struct BareConnection {
-    std::unique_ptr<TlsStream> stream;
-    std::string in;       // decrypted, not yet forwarded
-    std::string waiting;  // for the socket
-};
-
-/// Every complete frame goes to everybody else, either each in a send of its own or all of one read together.
-class BareLoop {
-public:
-    BareLoop(asio::io_context& io, asio::ip::tcp::acceptor& acceptor, std::shared_ptr<const TlsContext> tls,
-             bool batch)
-        : mIo(io), mAcceptor(acceptor), mTls(std::move(tls)), mBatch(batch), mEpoll(::epoll_create1(0))
-    {
-        Watch(acceptor.native_handle(), EPOLLIN, EPOLL_CTL_ADD);
-    }
-
-    void Run()
-    {
-        epoll_event events[64];
-        for (;;) {
-            const int count = ::epoll_wait(mEpoll, events, 64, -1);
-            for (int i = 0; i < count; ++i) {
-                if (events[i].data.fd == mAcceptor.native_handle())
-                    Accept();
-                else
-                    Serve(events[i].data.fd, events[i].events);
-            }
-        }
-    }
-
-private:
-    void Watch(int fd, std::uint32_t what, int operation) const
-    {
-        epoll_event event{};
-        event.events = what;
-        event.data.fd = fd;
-        ::epoll_ctl(mEpoll, operation, fd, &event);
-    }
-
-    void Accept()
-    {
-        asio::ip::tcp::socket socket = mAcceptor.accept();
-        const int fd = socket.native_handle();
-        auto stream = std::make_unique<TlsStream>(std::move(socket), mTls);
-        asio::co_spawn(mIo, stream->Handshake(), [](std::exception_ptr) {});
-        mIo.restart();
-        mIo.run();
-        mHandshaken[fd].stream = std::move(stream);
-        Watch(fd, EPOLLIN, EPOLL_CTL_ADD);
-    }
-
-    void Serve(int fd, std::uint32_t events)
-    {
-        BareConnection& from = mHandshaken[fd];
-        try {
-            if (events & EPOLLOUT) Writable(fd, from);
-            if (events & EPOLLIN) Forward(fd, from);
-        } catch (const std::exception&) {
-            mHandshaken.erase(fd);
-        }
-    }
-
-    void Forward(int fd, BareConnection& from)
-    {
-        if (!from.stream->TakeReady(from.in)) return;
-        std::size_t whole = 0;
-        while (from.in.size() - whole >= kFramePrefixBytes) {
-            const std::size_t frame = FrameBytes(std::string_view(from.in).substr(whole));
-            if (from.in.size() - whole < frame) break;
-            if (!mBatch) Send(fd, std::string_view(from.in).substr(whole, frame));
-            whole += frame;
-        }
-        if (mBatch && whole > 0) Send(fd, std::string_view(from.in).substr(0, whole));
-        from.in.erase(0, whole);
-    }
-
-    void Send(int from, std::string_view bytes)
-    {
-        for (auto& [fd, to] : mHandshaken) {
-            if (fd == from) continue;
-            if (to.stream->Backlog() > 0)
-                to.waiting.append(bytes);
-            else if (!to.stream->Put(bytes))
-                Watch(fd, EPOLLIN | EPOLLOUT, EPOLL_CTL_MOD);
-        }
-    }
-
-    void Writable(int fd, BareConnection& to)
-    {
-        if (!to.stream->Flush()) return;
-        const std::string waiting = std::move(to.waiting);
-        to.waiting.clear();
-        if (to.stream->Put(waiting)) Watch(fd, EPOLLIN, EPOLL_CTL_MOD);
-    }
-
-    asio::io_context& mIo;
-    asio::ip::tcp::acceptor& mAcceptor;
-    std::shared_ptr<const TlsContext> mTls;
-    const bool mBatch;
-    const int mEpoll;
-    std::map<int, BareConnection> mHandshaken;
-};
 
 [[noreturn]] void RunBare(Kind kind, const std::filesystem::path& data, int report)
 {
@@ -140,7 +35,6 @@ private:
     if (::write(report, &port, sizeof port) != sizeof port) ::_exit(1);
     BareLoop(io, acceptor, TlsContext::Server(identity.key, identity.certificate), kind == Kind::BareBatch)
         .Run();
-    ::_exit(0);
 }
 
 [[noreturn]] void RunRelay(Kind kind, const std::filesystem::path& data, int accounts, int report)
@@ -149,7 +43,7 @@ private:
     options.data = data;
     options.port = 0;
     options.threads = 1;
-    options.logsInMemory = kind == Kind::Relay;
+    options.logsInMemory = kind == Kind::RelayMemory;
     options.bounds.connectionsPerAddress = 100'000;
     options.bounds.connectionsBeforeLogin = 100'000;
     const HashCost cheap{1, 8192};
@@ -174,20 +68,49 @@ void PinTo(int core)
     ::sched_setaffinity(0, sizeof set, &set);
 }
 
-ServerProcess::ServerProcess(Kind kind, const std::filesystem::path& data, int accounts)
+bool Installed(Kind kind)
+{
+    return kind < Kind::Mosquitto || !ForeignProgram(kind).empty();
+}
+
+ServerProcess::ServerProcess(Kind kind, const std::filesystem::path& data, int accounts) : mKind(kind)
+{
+    if (kind < Kind::Mosquitto)
+        StartOwn(data, accounts);
+    else
+        StartForeign(data);
+}
+
+void ServerProcess::StartOwn(const std::filesystem::path& data, int accounts)
 {
     int report[2];
     if (::pipe(report) != 0) throw std::runtime_error("no pipe");
     mPid = ::fork();
     if (mPid == 0) {
         PinTo(kServerCore);
-        if (kind == Kind::Relay || kind == Kind::RelayFiles) RunRelay(kind, data, accounts, report[1]);
-        RunBare(kind, data, report[1]);
+        if (mKind == Kind::Relay || mKind == Kind::RelayMemory) RunRelay(mKind, data, accounts, report[1]);
+        RunBare(mKind, data, report[1]);
     }
     ::close(report[1]);
     const bool told = ::read(report[0], &mPort, sizeof mPort) == sizeof mPort;
     ::close(report[0]);
     if (!told) throw std::runtime_error("the server did not start");
+}
+
+void ServerProcess::StartForeign(const std::filesystem::path& data)
+{
+    const ForeignCommand command = PrepareForeign(mKind, data);
+    mPort = command.port;
+    mPid = ::fork();
+    if (mPid == 0) {
+        PinTo(kServerCore);
+        RunForeign(command);
+    }
+    if (!Listening(mPort, mPid)) {
+        std::ifstream said(command.log);
+        throw std::runtime_error(command.arguments.front() +
+                                 " does not start: " + std::string(std::istreambuf_iterator<char>(said), {}));
+    }
 }
 
 ServerProcess::~ServerProcess()
@@ -211,4 +134,19 @@ std::size_t ServerProcess::Resident() const
     std::size_t total = 0, resident = 0;
     statm >> total >> resident;
     return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+std::string ServerProcess::Tls() const
+{
+    asio::io_context io;
+    asio::ip::tcp::socket socket(io);
+    socket.connect({asio::ip::address_v4::loopback(), mPort});
+    std::string info;
+    if (mKind == Kind::Nats) asio::read_until(socket, asio::dynamic_buffer(info), "\r\n");
+    const std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context(SSL_CTX_new(TLS_client_method()),
+                                                               SSL_CTX_free);
+    const std::unique_ptr<SSL, void (*)(SSL*)> ssl(SSL_new(context.get()), SSL_free);
+    SSL_set_fd(ssl.get(), socket.native_handle());
+    if (SSL_connect(ssl.get()) != 1) return "no TLS";
+    return std::string(SSL_get_version(ssl.get())) + " " + SSL_get_cipher_name(ssl.get());
 }

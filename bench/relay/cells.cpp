@@ -1,0 +1,135 @@
+#include "relay/cells.h"
+
+#include <sched.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+
+#include "relay/load.h"
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr auto kWarm = 150ms;
+constexpr auto kMeasured = 600ms;
+constexpr auto kNothingArrives = 10s;
+constexpr int kSenders = 4, kReceivers = 8, kEachASecond = 30, kSeconds = 3;
+constexpr int kIdle = 1000;
+
+class Folder {
+public:
+    Folder()
+    {
+        char name[] = "/tmp/relay-bench-XXXXXX";
+        mPath = ::mkdtemp(name);
+    }
+    ~Folder() { std::filesystem::remove_all(mPath); }
+    std::filesystem::path Data() const { return mPath / "data"; }
+
+private:
+    std::filesystem::path mPath;
+};
+
+// At once when something is there to do, whatever else this machine has to do. Where it may; servers inherit
+// it.
+class Prompt {
+public:
+    Prompt()
+    {
+        sched_param first{};
+        first.sched_priority = 1;
+        ::sched_setscheduler(0, SCHED_RR, &first);
+    }
+    ~Prompt()
+    {
+        const sched_param usual{};
+        ::sched_setscheduler(0, SCHED_OTHER, &usual);
+    }
+};
+
+double MiB(std::size_t bytes)
+{
+    return static_cast<double>(bytes) / (1 << 20);
+}
+
+// For so long, and until at least one message has passed.
+class Load {
+public:
+    Load(Peers& peers, const Work& work) : mPeers(peers), mWork(work) {}
+
+    std::uint64_t Received() const { return mPeers.Slowest(1, 1 + mWork.receivers); }
+
+    void Run(std::chrono::milliseconds time)
+    {
+        const std::uint64_t before = Received();
+        const auto begin = steady_clock::now();
+        while (steady_clock::now() < begin + time || Received() == before) {
+            for (; mSent - Received() < static_cast<std::uint64_t>(mWork.inFlight); ++mSent)
+                mPeers[0].Post(mWork.bytes);
+            mPeers.Poll(1ms);
+            if (steady_clock::now() > begin + kNothingArrives) throw std::runtime_error("nothing arrives");
+        }
+    }
+
+private:
+    Peers& mPeers;
+    const Work mWork;
+    std::uint64_t mSent = 0;
+};
+
+}  // namespace
+
+Cost Measure(Kind kind, const Work& work)
+{
+    const Folder folder;
+    const int all = work.receivers + 1 + (work.oneStopped ? 1 : 0);
+    const ServerProcess server(kind, folder.Data(), all);
+    Peers peers(server, all);
+    if (work.oneStopped) peers.Stop(all - 1);
+    Load load(peers, work);
+    load.Run(kWarm);
+    const auto used = server.Cpu();
+    const std::size_t resident = server.Resident();
+    const std::uint64_t received = load.Received();
+    load.Run(kMeasured);
+    const double microseconds = std::chrono::duration<double, std::micro>(server.Cpu() - used).count();
+    const std::size_t now = server.Resident();
+    return {microseconds / static_cast<double>(load.Received() - received) / work.receivers,
+            MiB(now - std::min(now, resident))};
+}
+
+std::vector<double> Ages(Kind kind)
+{
+    const Prompt prompt;
+    const Folder folder;
+    const ServerProcess server(kind, folder.Data(), kSenders + kReceivers);
+    Peers peers(server, kSenders + kReceivers);
+    std::vector<double> ages;
+    const auto begin = steady_clock::now();
+    for (int tick = 0; tick < kSenders * kEachASecond * kSeconds; ++tick) {
+        const auto due = begin + tick * (1'000'000us / (kSenders * kEachASecond));
+        for (auto now = steady_clock::now(); now < due; now = steady_clock::now())
+            peers.Poll(std::chrono::duration_cast<std::chrono::milliseconds>(due - now), &ages);
+        peers[tick % kSenders].Post(200);
+    }
+    for (int i = 0; i < 20; ++i) peers.Poll(5ms, &ages);
+    return ages;
+}
+
+Memory MeasureMemory(Kind kind)
+{
+    const Folder folder;
+    const ServerProcess server(kind, folder.Data(), kIdle);
+    Memory memory;
+    {
+        Peers first(server, 1, false);
+        memory.withOneMiB = MiB(server.Resident());
+    }
+    Peers many(server, kIdle, false);
+    memory.eachKiB = (MiB(server.Resident()) - memory.withOneMiB) * 1024 / (kIdle - 1);
+    return memory;
+}
