@@ -12,6 +12,7 @@ namespace {
 
 const QString kRecord = u"[[ZUM_WB_PEN]]"_s;
 const QString kLine = u"line "_s;
+const QString kCode = u"ROOM1"_s;
 
 int NumberOf(const QString& handle)
 {
@@ -38,6 +39,19 @@ std::optional<Read> ReadPayload(Channel channel, int sender, const QString& text
     if (words.size() < 2) return Read{0, false};
     const Read read{words[0].toUInt(), false};
     return Read{read.number, text == Payload(channel, sender, read.number, words[1].toULongLong())};
+}
+
+bool Entry::Take(const QString& fromHandle, const QString& text)
+{
+    const int sender = NumberOf(fromHandle);
+    for (const Channel channel : {Talk, Board}) {
+        const auto read = ReadPayload(channel, sender, text);
+        if (!read) continue;
+        if (!read->whole) ++damaged;
+        applied[channel].push_back({sender, read->number, Clock::now()});
+        return true;
+    }
+    return false;
 }
 
 void Sleep(double milliseconds)
@@ -158,15 +172,8 @@ void Client::Transmit(Channel channel, std::size_t bytes)
 
 void Client::NewMessage(const QString& fromHandle, const QString& message)
 {
-    const int sender = NumberOf(fromHandle);
-    if (onText) onText(sender, message);
-    for (const Channel channel : {Talk, Board}) {
-        const auto read = ReadPayload(channel, sender, message);
-        if (!read || entries.empty()) continue;
-        if (!read->whole) ++entries.back().damaged;
-        entries.back().applied[channel].push_back({sender, read->number, Clock::now()});
-        ++appliedCount;
-    }
+    if (onText) onText(NumberOf(fromHandle), message);
+    if (!entries.empty() && entries.back().Take(fromHandle, message)) ++appliedCount;
 }
 
 void Client::StatusChanged(const QString& userHandle, qint32 newStatus)
@@ -188,12 +195,13 @@ void Client::LinkChanged(const LinkState& state)
     states.push_back({state, Clock::now()});
 }
 
-Crowd Gather(const Daemon& daemon, int count, const QString& code)
+Crowd Gather(const Daemon& daemon, int count, const std::function<void(Client&)>& prepare)
 {
     Crowd crowd;
     for (int i = 0; i < count; ++i) {
         crowd.push_back(std::make_unique<Client>(daemon, i));
-        crowd.back()->Enter(code, i == 0);
+        if (prepare) prepare(*crowd.back());
+        crowd.back()->Enter(kCode, i == 0);
     }
     for (auto& one : crowd)
         if (!one->Until([&] { return int(one->Attendee().Handles().size()) == count; }))

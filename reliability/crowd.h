@@ -45,6 +45,9 @@ struct Entry {
     std::array<std::vector<Applied>, 2> applied;  // by channel, in the order of taking
     std::vector<std::pair<int, int>> presence;    // who, status
     int damaged = 0;
+
+    /// False: no payload of ours.
+    bool Take(const QString& fromHandle, const QString& text);
 };
 
 struct Load {
@@ -127,8 +130,9 @@ private:
 
 using Crowd = std::vector<std::unique_ptr<Client>>;
 
-/// `count` clients in one meeting that the first one makes; everybody holds everybody.
-Crowd Gather(const Daemon& daemon, int count, const QString& code = QStringLiteral("ROOM1"));
+/// `count` clients in one meeting that the first one makes; everybody holds everybody. `prepare` sees each
+/// before it connects.
+Crowd Gather(const Daemon& daemon, int count, const std::function<void(Client&)>& prepare = {});
 void SetLoad(const Crowd& crowd, const Load& load);
 /// New connections go to where the daemon listens now.
 void Follow(const Crowd& crowd, const Daemon& daemon);

@@ -53,6 +53,8 @@ struct Goal {
 };
 
 std::vector<Goal> CutGoals();   // R1, R2, R3
+std::vector<Goal> SlowGoals();  // R4, R5, R6
 std::vector<Goal> KillGoals();  // R7, R8, R9, R12
+std::vector<Goal> SizeGoals();  // R13, newcomer, uplink
 
 }  // namespace reliability

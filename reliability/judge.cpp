@@ -11,19 +11,19 @@ namespace {
 
 using Key = std::pair<int, std::uint32_t>;  // sender, number
 
-void JudgeOne(const Crowd& crowd, const Client& receiver, Channel channel, Verdict& verdict)
+void JudgeChannel(const Crowd& crowd, int receiver, const Entry& entry, Channel channel, Verdict& verdict)
 {
     const auto fault = [&](const char* what, int sender, std::uint32_t number) {
         if (verdict.firstFault.isEmpty())
-            verdict.firstFault = u"%1: %2 %3 of c%4 at %5"_s.arg(QLatin1String(what))
+            verdict.firstFault = u"%1: %2 %3 of c%4 at c%5"_s.arg(QLatin1String(what))
                                      .arg(channel == Board ? u"record"_s : u"line"_s)
                                      .arg(number)
                                      .arg(sender)
-                                     .arg(receiver.Handle());
+                                     .arg(receiver);
     };
     std::set<Key> seen;
     std::map<int, std::uint32_t> last;
-    for (const Applied& one : receiver.entries.back().applied[channel]) {
+    for (const Applied& one : entry.applied[channel]) {
         ++verdict.deliveries;
         if (!seen.insert({one.sender, one.number}).second) {
             ++verdict.twice;
@@ -35,7 +35,7 @@ void JudgeOne(const Crowd& crowd, const Client& receiver, Channel channel, Verdi
         last[one.sender] = std::max(last[one.sender], one.number);
     }
     for (const auto& sender : crowd) {
-        if (sender.get() == &receiver) continue;
+        if (sender->Number() == receiver) continue;
         for (const Sent& one : sender->sent[channel])
             if (!seen.contains({sender->Number(), one.number})) {
                 ++verdict.lost;
@@ -55,15 +55,17 @@ std::vector<Key> BoardOf(const Client& one, const Client& other)
 
 }  // namespace
 
+void JudgeEntry(const Crowd& crowd, int receiver, const Entry& entry, Verdict& verdict)
+{
+    for (const Channel channel : {Talk, Board}) JudgeChannel(crowd, receiver, entry, channel, verdict);
+    verdict.damaged += std::size_t(entry.damaged);
+    for (const auto& [who, status] : entry.presence) verdict.leaves += status == kStatusLeft;
+}
+
 Verdict JudgeAll(const Crowd& crowd)
 {
     Verdict verdict;
-    for (const auto& receiver : crowd) {
-        for (const Channel channel : {Talk, Board}) JudgeOne(crowd, *receiver, channel, verdict);
-        const Entry& entry = receiver->entries.back();
-        verdict.damaged += std::size_t(entry.damaged);
-        for (const auto& [who, status] : entry.presence) verdict.leaves += status == kStatusLeft;
-    }
+    for (const auto& one : crowd) JudgeEntry(crowd, one->Number(), one->entries.back(), verdict);
     for (const auto& a : crowd)
         for (const auto& b : crowd)
             if (a->Number() < b->Number() && BoardOf(*a, *b) != BoardOf(*b, *a)) verdict.oneOrder = false;

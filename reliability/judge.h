@@ -12,6 +12,8 @@ struct Verdict {
     QString firstFault;
 };
 
+/// What one of them, or somebody beside them, saw of what the crowd sent while it was there.
+void JudgeEntry(const Crowd& crowd, int receiver, const Entry& entry, Verdict& verdict);
 /// Everybody was there from the first item to the last, in one entry. Nobody runs meanwhile.
 Verdict JudgeAll(const Crowd& crowd);
 /// Puts it among the figures, and demands that nothing is wrong.

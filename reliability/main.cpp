@@ -15,7 +15,8 @@ using namespace reliability;
 std::vector<Goal> AllGoals()
 {
     std::vector<Goal> all;
-    for (auto part : {CutGoals(), KillGoals()}) all.insert(all.end(), part.begin(), part.end());
+    for (auto part : {CutGoals(), SlowGoals(), KillGoals(), SizeGoals()})
+        all.insert(all.end(), part.begin(), part.end());
     return all;
 }
 

@@ -191,7 +191,7 @@ asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
         road.carried += written;
         if (lost) break;
         if (cut) co_return pair->Close(pair->fate.how);
-        if (road.bytesPerSecond) co_await pause(1s * goes / road.bytesPerSecond);
+        if (road.bytesPerSecond) co_await pause(std::chrono::nanoseconds(1s) * goes / road.bytesPerSecond);
     }
     pair->Close(End::Finish);
 }
