@@ -134,7 +134,7 @@ static void Repaint(benchmark::State& run, bool whole)
     ScaledBoard scaled;
     for (auto _ : run) {
         QPainter painter(&screen);
-        scaled.Paint(painter, board.Image(), changed, 1);
+        scaled.Paint(painter, board, changed, 1);
     }
 }
 BENCHMARK_CAPTURE(Repaint, AfterStroke, false)->Unit(benchmark::kMicrosecond);

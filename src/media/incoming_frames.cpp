@@ -33,10 +33,20 @@ void WipeAndNote(Board& board, std::map<QString, CRect>& rects, const QString& h
     entry->second = now;
 }
 
-void Paint(Board& board, const Pixels& pixels, int x, int y)
+void LetGo(void* owner)
 {
-    board.Paint(QImage(pixels.data, pixels.width, pixels.height, pixels.bytesPerLine, QImage::Format_RGB32),
-                {x, y});
+    delete static_cast<std::shared_ptr<const void>*>(owner);
+}
+
+/// The pixels themselves, kept as long as the image; copied when nobody says that they stay.
+QImage AsImage(const Pixels& pixels)
+{
+    const auto image = [&](QImageCleanupFunction letGo, void* owner) {
+        return QImage(pixels.data, pixels.width, pixels.height, pixels.bytesPerLine, QImage::Format_RGB32,
+                      letGo, owner);
+    };
+    if (!pixels.owner) return image(nullptr, nullptr).copy();
+    return image(LetGo, new std::shared_ptr<const void>(pixels.owner));
 }
 
 void TraceFrame(ProcessState& state, const QString& handle, const CRect& rect, qint32 frameType)
@@ -58,7 +68,7 @@ void ShowFrame(ProcessState& state, const QString& handle, const Pixels& pixels,
     Board& board = screen.Image();
     const CRect rect{x, x + pixels.width, y, y + pixels.height};
     if (auto* rects = RectsFor(state, frameType)) WipeAndNote(board, *rects, handle, rect);
-    Paint(board, pixels, x, y);
+    board.Paint(AsImage(pixels), {x, y});
     screen.Refresh();
     if (frameType == kFrameWhiteboard) {
         ShowLastModified(state, handle);

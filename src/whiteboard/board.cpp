@@ -24,6 +24,9 @@ constexpr float kTinyPoints = 4;
 constexpr qsizetype kMeasuredLine = 512;  // measuring a line costs as much as drawing it
 constexpr int kMarkStep = 2 * kTileSide;
 
+constexpr qsizetype kLaidBytes = 16 * 1024 * 1024;  // pictures that are kept beside the image
+constexpr std::size_t kMostLaid = 16;
+
 QPen BoardPen(quint32 colour, int width)
 {
     return QPen(QColor(ToRgb(colour)), width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
@@ -64,12 +67,35 @@ int Near(int value)
     return std::clamp(value, int(-4 * kFar), int(4 * kFar));
 }
 
+/// The tiles that `area`, within the board, touches.
+TileSet TilesOf(const QRect& area)
+{
+    TileSet tiles;
+    if (area.isEmpty()) return tiles;
+    for (int row = area.top() / kTileSide; row <= area.bottom() / kTileSide; ++row)
+        for (int column = area.left() / kTileSide; column <= area.right() / kTileSide; ++column)
+            tiles.set(std::size_t(row * kTilesAcross + column));
+    return tiles;
+}
+
 QString OneLine(const QString& text, float points)
 {
     QString line = text.left(points < kTinyPoints ? kLongestTinyLine : kLongestLine);
     for (QChar& c : line)
         if (c.category() == QChar::Other_Control) c = u' ';
     return line;
+}
+
+/// Copies what `area` of `to` shows of `from`, whose top left corner lies at `at`. Both have 32 bits a pixel.
+void CopyRows(QImage& to, const QImage& from, QPoint at, const QRect& area)
+{
+    const QRect part = area & to.rect() & QRect(at, from.size());
+    if (part.isEmpty()) return;
+    const std::size_t bytes = std::size_t(part.width()) * sizeof(QRgb);
+    const std::size_t toLeft = std::size_t(part.left()) * sizeof(QRgb);
+    const std::size_t fromLeft = std::size_t(part.left() - at.x()) * sizeof(QRgb);
+    for (int y = part.top(); y <= part.bottom(); ++y)
+        std::memcpy(to.scanLine(y) + toLeft, from.constScanLine(y - at.y()) + fromLeft, bytes);
 }
 
 }  // namespace
@@ -99,7 +125,7 @@ Board::Board() : mImage(kBoardWidth, kBoardHeight, QImage::Format_RGB32), mFontN
 QString Board::Checksum() const
 {
     constexpr quint64 kStart = 0xcbf29ce484222325u, kPrime = 0x100000001b3u;
-    const auto* pixel = reinterpret_cast<const QRgb*>(mImage.constBits());
+    const auto* pixel = reinterpret_cast<const QRgb*>(Image().constBits());
     quint64 sum = kStart;
     for (const QRgb* end = pixel + mImage.sizeInBytes() / qsizetype(sizeof(QRgb)); pixel != end; ++pixel)
         sum = std::rotl((sum ^ *pixel) * kPrime, 23);
@@ -110,7 +136,7 @@ void Board::Draw(std::span<const Segment> segments, int width)
 {
     if (segments.empty()) return;
     const int drawn = DrawnWidth(width);
-    QPainter painter(&mImage);
+    QPainter painter(&Settled());
     quint32 colour = segments.front().colour;
     painter.setPen(BoardPen(colour, drawn));
     for (Segment s : segments) {
@@ -129,7 +155,7 @@ void Board::Draw(const BoxRecord& box)
     const QPointF a(Near(box.x1), Near(box.y1)), b(Near(box.x2), Near(box.y2));
     const int width = DrawnWidth(box.width);
     const QRectF outline = QRectF(a, b).normalized();
-    QPainter painter(&mImage);
+    QPainter painter(&Settled());
     painter.setPen(BoardPen(box.colour, width));
     if (a == b)
         painter.drawPoint(a);
@@ -152,7 +178,7 @@ void Board::Draw(const CircleRecord& circle)
               bottom = Near(std::max(circle.top, circle.bottom));
     const int width = DrawnWidth(circle.width);
     const QRectF outline(left, top, std::max(0, right - left - 1), std::max(0, bottom - top - 1));
-    QPainter painter(&mImage);
+    QPainter painter(&Settled());
     painter.setPen(BoardPen(circle.colour, width));
     if (outline.width() == 0 && outline.height() == 0)
         painter.drawPoint(outline.topLeft());
@@ -167,7 +193,7 @@ void Board::Draw(const CircleRecord& circle)
 void Board::Draw(const TextRecord& text)
 {
     const QString line = OneLine(text.text, text.look.points);
-    QPainter painter(&mImage);
+    QPainter painter(&Settled());
     painter.setRenderHint(QPainter::TextAntialiasing);
     painter.setFont(BoardFont(text.look));
     painter.setPen(QColor(ToRgb(text.colour)));
@@ -183,6 +209,7 @@ void Board::Draw(const TextRecord& text)
 
 void Board::Clear()
 {
+    mLaid.clear();
     mImage.fill(ToRgb(kWhite));
     mUnsaved.set();
     mUnshown.set();
@@ -191,25 +218,58 @@ void Board::Clear()
 void Board::Fill(const QRect& rect, quint32 colour)
 {
     const QRect area = rect & mImage.rect();
-    QPainter(&mImage).fillRect(area, QColor(ToRgb(colour)));
-    Mark(area);
+    QPainter(&Settled()).fillRect(area, QColor(ToRgb(colour)));
+    MarkArea(area);
 }
 
 void Board::Paint(const QImage& picture, QPoint at)
 {
     if (picture.isNull()) throw std::runtime_error("there is no picture to paint");
-    QPainter(&mImage).drawImage(QRect(at, picture.size()), picture);  // a rectangle: own size at any scale
-    Mark(QRect(at, picture.size()));
+    const QRect place(at, picture.size());
+    if (picture.format() == mImage.format())
+        Lay(picture, at);
+    else
+        QPainter(&Settled()).drawImage(place, picture);  // a rectangle: own size at any scale
+    MarkArea(place & mImage.rect());
 }
 
 void Board::PutTile(int tile, const QRgb* pixels)
 {
     const QRect place = TileRect(tile);
+    QImage& image = Settled();
     for (int row = 0; row < kTileSide; ++row) {
-        uchar* to = mImage.scanLine(place.top() + row) + std::size_t(place.left()) * sizeof(QRgb);
+        uchar* to = image.scanLine(place.top() + row) + std::size_t(place.left()) * sizeof(QRgb);
         std::memcpy(to, pixels + row * kTileSide, kTileSide * sizeof(QRgb));
     }
     mUnshown.set(std::size_t(tile));
+}
+
+void Board::Lay(const QImage& picture, QPoint at)
+{
+    const Laid top{picture, at};
+    std::erase_if(mLaid, [&](const Laid& one) { return top.Place().contains(one.Place()); });
+    qsizetype bytes = picture.sizeInBytes();
+    for (const Laid& one : mLaid) bytes += one.picture.sizeInBytes();
+    mLaid.push_back(top);
+    if (bytes > kLaidBytes || mLaid.size() > kMostLaid) Settled();
+}
+
+QImage& Board::Settled() const
+{
+    for (const Laid& one : mLaid) CopyRows(mImage, one.picture, one.at, one.Place());
+    mLaid.clear();
+    return mImage;
+}
+
+void Board::CopyTo(QImage& to, QPoint shift, const QRegion& area) const
+{
+    QRegion rest = area;
+    for (auto one = mLaid.rbegin(); one != mLaid.rend(); ++one) {
+        for (const QRect& part : rest & one->Place())
+            CopyRows(to, one->picture, one->at + shift, part.translated(shift));
+        rest -= one->Place();
+    }
+    for (const QRect& part : rest) CopyRows(to, mImage, shift, part.translated(shift));
 }
 
 int Board::LineHeight(const TextLook& look) const
@@ -224,7 +284,7 @@ TileSet Board::TakeUnsaved()
 
 QRegion Board::TakeUnshown()
 {
-    QRegion region;
+    QRegion region = std::exchange(mUnshownAreas, {});
     for (int row = 0; row < kTilesDown; ++row) {
         for (int column = 0; column < kTilesAcross; ++column) {
             int end = column;
@@ -240,14 +300,15 @@ QRegion Board::TakeUnshown()
 
 void Board::Mark(const QRect& rect)
 {
-    const QRect area = rect & mImage.rect();
-    if (area.isEmpty()) return;
-    for (int row = area.top() / kTileSide; row <= area.bottom() / kTileSide; ++row) {
-        for (int column = area.left() / kTileSide; column <= area.right() / kTileSide; ++column) {
-            mUnsaved.set(std::size_t(row * kTilesAcross + column));
-            mUnshown.set(std::size_t(row * kTilesAcross + column));
-        }
-    }
+    const TileSet touched = TilesOf(rect & mImage.rect());
+    mUnsaved |= touched;
+    mUnshown |= touched;
+}
+
+void Board::MarkArea(const QRect& area)
+{
+    mUnsaved |= TilesOf(area);
+    mUnshownAreas += area;
 }
 
 void Board::MarkSegment(const Segment& s, int margin)

@@ -7,6 +7,7 @@
 #include <QRegion>
 #include <bitset>
 #include <span>
+#include <vector>
 
 #include "whiteboard/records.h"
 
@@ -25,8 +26,10 @@ class Board {
 public:
     Board();
 
-    const QImage& Image() const { return mImage; }
-    QRgb Pixel(int x, int y) const { return mImage.pixel(x, y); }
+    const QImage& Image() const { return Settled(); }
+    QRgb Pixel(int x, int y) const { return Image().pixel(x, y); }
+    /// Copies `area` into `to`, which has 32 bits a pixel and its corner where the board has `-shift`.
+    void CopyTo(QImage& to, QPoint shift, const QRegion& area) const;
     /// Of all pixels, as 16 hexadecimal digits; equal boards have equal sums.
     QString Checksum() const;
 
@@ -42,7 +45,9 @@ public:
     void Clear();
     /// `rect` in one colour, 0x00BBGGRR.
     void Fill(const QRect& rect, quint32 colour);
-    /// `picture` at its own size with its top left corner at `at`. A null one throws.
+    /// `picture` at its own size with its top left corner at `at`. A null one throws. Its pixels are taken
+    /// when somebody asks for the image or draws on it: of a video, most frames are covered by the next
+    /// before that.
     void Paint(const QImage& picture, QPoint at);
     /// `pixels` of one tile, row by row. Counts as shown later, not as unsaved: for the history alone.
     void PutTile(int tile, const QRgb* pixels);
@@ -60,10 +65,21 @@ public:
 
 private:
     void Mark(const QRect& rect);
+    void MarkArea(const QRect& area);
     void MarkSegment(const Segment& segment, int margin);
 
-    QImage mImage;
+    struct Laid {
+        QImage picture;
+        QPoint at;
+        QRect Place() const { return {at, picture.size()}; }
+    };
+    void Lay(const QImage& picture, QPoint at);
+    QImage& Settled() const;
+
+    mutable QImage mImage;            // without what is laid on it
+    mutable std::vector<Laid> mLaid;  // the last is on top
     TileSet mUnsaved, mUnshown;
+    QRegion mUnshownAreas;  // of pictures, to the pixel: a tile more on each side is a fifth of a video
     QString mFontName;
 };
 

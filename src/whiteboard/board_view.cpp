@@ -102,7 +102,19 @@ void BoardView::Refresh()
     const QRegion changed = mBoard.TakeUnshown();
     if (changed.isEmpty()) return;
     mScaled.Outdate(changed);
-    update(changed);
+    update(changed & Uncovered());
+}
+
+/// What no control around the board lies on. Without it each picture beneath a scroll bar would repaint the
+/// bar.
+QRegion BoardView::Uncovered() const
+{
+    QRegion seen(parentWidget()->rect() & geometry());
+    for (const QObject* child : parentWidget()->children()) {
+        const auto* other = qobject_cast<const QWidget*>(child);
+        if (other && other != this && other->isVisible() && !other->isWindow()) seen -= other->geometry();
+    }
+    return seen.translated(-pos());
 }
 
 void BoardView::ShowBand(const RubberBand& band)
@@ -220,7 +232,7 @@ bool BoardView::event(QEvent* event)
 void BoardView::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
-    mScaled.Paint(painter, mBoard.Image(), event->region() & rect(), devicePixelRatioF());
+    mScaled.Paint(painter, mBoard, event->region() & rect(), devicePixelRatioF());
     PaintBand(painter);
 }
 

@@ -88,6 +88,7 @@ protected:
 
 private:
     void Lost();
+    QRegion Uncovered() const;
     void PaintBand(QPainter& painter) const;
     QRegion BandRegion() const;
     QPoint Origin() const { return hooks.origin ? hooks.origin() : QPoint(); }

@@ -5,15 +5,16 @@
 #include <QImage>
 #include <QRegion>
 
+class Board;
 class QPainter;
 
 class ScaledBoard {
 public:
     /// Board pixels that no longer show what the image holds.
     void Outdate(const QRegion& region) { mStale += region; }
-    /// Paints `region` (board pixels) of `image`; the painter works in board pixels, `scale` device pixels
+    /// Paints `region` (board pixels) of `board`; the painter works in board pixels, `scale` device pixels
     /// each.
-    void Paint(QPainter& painter, const QImage& image, const QRegion& region, qreal scale);
+    void Paint(QPainter& painter, const Board& board, const QRegion& region, qreal scale);
 
 private:
     void Renew(const QImage& image, const QRegion& region, qreal scale);

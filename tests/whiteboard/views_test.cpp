@@ -139,6 +139,22 @@ TEST(BoardView, RepaintsOnlyWhatChangedAndKeepsRubberBandsOutOfTheImage)
     QApplication::processEvents();
     EXPECT_FALSE(watch.painted.isEmpty());
     EXPECT_LE(watch.painted.boundingRect().width(), kTileSide);
+    // Videos that lie over each other and under a control: shown and kept alike, without the control's
+    // repainting.
+    w.draw.HScroll->setGeometry(0, 300, 680, 100);
+    QApplication::processEvents();
+    w.draw.HScroll->installEventFilter(&watch);
+    watch.painted = {};
+    for (int i = 0; i < 3; ++i) {
+        QImage frame(90, 70, QImage::Format_RGB32);
+        frame.fill(QColor::fromHsv(i * 80, 255, 200));
+        w.draw.Image().Paint(frame, {280 + i * 30, 230 - i * 25});
+    }
+    w.draw.Refresh();
+    QApplication::processEvents();
+    EXPECT_EQ(watch.painted.boundingRect(), QRect(280, 180, 150, 300 - w.tool.height() - 180));
+    const QImage shown = w.draw.grab({250, 150, 200, 100}).toImage().convertToFormat(QImage::Format_RGB32);
+    EXPECT_EQ(shown, w.draw.Image().Image().copy(250, 150, 200, 100));
     tool_ButtonMenuClick(w.state, ToolKey::Shape, u"Box"_s);
     const QString before = w.draw.Image().Checksum();
     QTest::mousePress(&w.draw, Qt::LeftButton, {}, {100, 100});
