@@ -42,11 +42,16 @@ bool FontExists(const QString& name)
     return QFontDatabase::families().contains(name);  // exact, with case
 }
 
+QString DrawnFamily(const QString& name)
+{
+    const QString standIn = StandInFor(name);
+    return !standIn.isEmpty() && Installed(standIn) ? standIn : name;
+}
+
 QFont BoardFont(const TextLook& look)
 {
     constexpr double kSmallest = 1, kLargest = 1024;
-    const QString standIn = StandInFor(look.fontName);
-    QFont font(!standIn.isEmpty() && Installed(standIn) ? standIn : look.fontName);
+    QFont font(DrawnFamily(look.fontName));
     font.setPointSizeF(std::clamp(double(look.points), kSmallest, kLargest));
     font.setBold(look.bold);
     font.setItalic(look.italic);

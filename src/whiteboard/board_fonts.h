@@ -8,6 +8,8 @@
 /// True when `name` is, exactly, one of the installed fonts, or one whose stand-in of equal widths is
 /// installed.
 bool FontExists(const QString& name);
+/// The installed family that stands in for `name`; `name` itself where there is none.
+QString DrawnFamily(const QString& name);
 /// The font that draws on the board; sizes outside 1..1024 points are brought into it. Names with a stand-in
 /// use that wherever it is installed, so that boards agree between machines.
 QFont BoardFont(const TextLook& look);

@@ -8,6 +8,7 @@
 #include "messaging/tags.h"
 #include "platform/clipboard.h"
 #include "whiteboard/board.h"
+#include "whiteboard/board_fonts.h"
 #include "whiteboard/history.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/toolbar_rules.h"
@@ -221,11 +222,13 @@ void tool_ButtonClick(ProcessState& state, ToolKey key)
 void SelectTextFont(ProcessState& state)
 {
     TextLook& look = ToolsOf(state).TextFont();
-    const FontChoice now{look.fontName, double(look.points), look.bold,
-                         look.italic,   look.strikethrough,  look.underline};
+    // The dialog lists what is installed. Whoever leaves the stand-in selected keeps the font's own name.
+    const QString drawn = DrawnFamily(look.fontName);
+    const FontChoice now{drawn,       double(look.points), look.bold,
+                         look.italic, look.strikethrough,  look.underline};
     const FontChoice chosen = state.ports.prompts->SelectFont(u"Select Font"_s, now);
-    look = {chosen.name,   float(chosen.size),   chosen.bold,
-            chosen.italic, chosen.strikethrough, chosen.underline};
+    const QString name = chosen.name == drawn ? look.fontName : chosen.name;
+    look = {name, float(chosen.size), chosen.bold, chosen.italic, chosen.strikethrough, chosen.underline};
     PressParent(state, ToolKey::Text);
 }
 

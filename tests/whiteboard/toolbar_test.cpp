@@ -217,6 +217,9 @@ TEST(ToolSettings, AreTakenCheckedAppliedAndStored)
     EXPECT_FALSE(ann.state.gVideoOn);  // switched off, and yet shown pressed
     EXPECT_TRUE(ann.tools.IsPressed(ToolKey::Video));
 
+    ann.prompts.font = {u"Liberation Sans"_s, 36, false, false, false, false};
+    ann.Choose(ToolKey::Text, u"Font"_s);
+    EXPECT_EQ(ann.tools.TextFont().fontName, u"Arial"_s);  // the dialog showed what stands in for it
     ann.prompts.font = {u"Liberation Mono"_s, 12.5, false, true, true, false};
     ann.Choose(ToolKey::Text, u"Font"_s);
     picSelColor_Click(ann.state, 5);
