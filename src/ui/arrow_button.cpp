@@ -23,6 +23,7 @@ void ArrowButton::ShowCollapsed(bool collapsed)
 void ArrowButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
+    painter.fillRect(rect(), palette().window());  // a collapsed panel, dragged wide, has the preview beneath
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF box = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
     if (underMouse() || hasFocus()) {
