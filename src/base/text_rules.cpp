@@ -1,6 +1,7 @@
 #include "base/text_rules.h"
 
 #include <QLocale>
+#include <QStringConverter>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -73,6 +74,12 @@ QString WithoutZone(const QString& format)
 }
 
 }  // namespace
+
+QString Utf8Text(QByteArrayView bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return decoder(bytes);
+}
 
 QString Trim(const QString& text)
 {

@@ -1,11 +1,15 @@
 #pragma once
 // Text as the program's formats mean it: blanks, numbers, dates. Pure; any thread; no locale but where said.
 
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QString>
 #include <QStringView>
 #include <optional>
 
+/// UTF-8 as text. A byte-order mark in front stays, as it would elsewhere: QString::fromUtf8 takes it off, so
+/// that a line could turn into a record on its way.
+QString Utf8Text(QByteArrayView bytes);
 /// Takes U+0020 off both ends; tabs, no-break spaces and line breaks stay.
 QString Trim(const QString& text);
 /// The text up to its first NUL.

@@ -5,6 +5,8 @@
 #include <cctype>
 #include <stdexcept>
 
+#include "base/text_rules.h"
+
 namespace {
 
 constexpr char kHeader[] = "Windows Registry Editor Version 5.00";
@@ -68,7 +70,7 @@ std::optional<RegValue> ReadData(QByteArrayView data)
     if (data.startsWith('"')) {
         const auto text = TakeQuoted(data);
         if (!text || !data.trimmed().isEmpty()) return std::nullopt;
-        return RegValue{{}, RegType::Sz, TextData(QString::fromUtf8(*text))};
+        return RegValue{{}, RegType::Sz, TextData(Utf8Text(*text))};
     }
     const QByteArray lower = data.toByteArray().toLower();
     if (lower.startsWith("dword:")) {
@@ -96,7 +98,7 @@ std::optional<RegValue> ReadValue(QByteArrayView line)
     line = line.trimmed();
     if (!line.startsWith('=')) return std::nullopt;
     auto value = ReadData(line.sliced(1).trimmed());
-    if (value) value->name = QString::fromUtf8(name);
+    if (value) value->name = Utf8Text(name);
     return value;
 }
 
@@ -106,7 +108,7 @@ std::optional<QString> ReadKey(QByteArrayView line)
     line = line.trimmed();
     const qsizetype end = line.lastIndexOf(']');
     if (!line.startsWith('[') || line.startsWith("[-") || end < 2) return std::nullopt;
-    return QString::fromUtf8(line.sliced(1, end - 1));
+    return Utf8Text(line.sliced(1, end - 1));
 }
 
 /// Whether a quote that was `open` in front of `line` is open behind it.

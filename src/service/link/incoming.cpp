@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/text_rules.h"
 #include "contract/messenger_service.h"
 #include "service/wire/content.h"
 
@@ -11,7 +12,7 @@ namespace {
 
 QString Text(std::string_view utf8)
 {
-    return QString::fromUtf8(utf8.data(), qsizetype(utf8.size()));
+    return Utf8Text({utf8.data(), qsizetype(utf8.size())});
 }
 
 void SetPicture(LinkEvent& event, const PictureInfo& picture, const std::string& from, std::string_view body)

@@ -116,12 +116,12 @@ TEST(Arriving, DropsWhatCameBeforeByTheSendersOwnNumber)
     net.Item("bob", 1, 3, "three");  // numbers may jump
     net.Item("bob", 1, 3, "again");  // posted again under a higher sequence
     net.Item("bob", 1, 2, "late");
-    net.Item("bob", 1, 1, "[[ZUM_WB_PEN]]");  // the board counts for itself
-    net.Item("bob", 2, 1, "other stream");    // bob logged in anew
-    net.Item("carl", 1, 1, "carl");
-    net.Item("ann", 7, 9, "own");  // the own stream
+    net.Item("bob", 1, 1, "[[ZUM_WB_PEN]]");       // the board counts for itself
+    net.Item("bob", 2, 1, "other stream");         // bob logged in anew
+    net.Item("carl", 1, 1, "\xEF\xBB\xBF[[carl");  // a mark in front must not make a record of a line
+    net.Item("ann", 7, 9, "own");                  // the own stream
     EXPECT_EQ(net.Take(), QStringList({u"bob:one"_s, u"bob:three"_s, u"bob:[[ZUM_WB_PEN]]"_s,
-                                       u"bob:other stream"_s, u"carl:carl"_s}));
+                                       u"bob:other stream"_s, u"carl:\uFEFF[[carl"_s}));
     EXPECT_EQ(net.queue.Marks(false).talk, net.talk);  // what was dropped counts as read
 }
 
