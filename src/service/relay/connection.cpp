@@ -21,6 +21,13 @@ constexpr std::size_t kControlBytes = 256 * 1024;  // of answers that a client d
 constexpr int kBatchesInARow = 4;                  // then others have a turn
 constexpr std::chrono::seconds kGoodbye{2};        // for the last bytes to leave
 
+/// For the log: what happened, without the library's source lines.
+std::string Problem(const std::exception& error)
+{
+    const auto* system = dynamic_cast<const boost::system::system_error*>(&error);
+    return system ? system->code().message() : error.what();
+}
+
 }  // namespace
 
 Connection::Connection(TlsStream::Socket socket, Services& services, std::string address,
@@ -107,7 +114,7 @@ asio::awaitable<void> Connection::Open()
     try {
         co_await mStream.Handshake();
     } catch (const std::exception& error) {
-        why = error.what();
+        why = Problem(error);
     }
     if (why.empty())
         co_await Unseated();
@@ -123,10 +130,10 @@ asio::awaitable<void> Connection::Unseated()
         const Next next = co_await UnseatedTurns();
         if (next == Next::Moved) co_return;
     } catch (const WireError& error) {
-        why = error.what();
+        why = Problem(error);
         spoiled = true;
     } catch (const std::exception& error) {
-        why = error.what();
+        why = Problem(error);
     }
     if (spoiled) {
         End(BYE_DONE, why);
@@ -184,10 +191,10 @@ asio::awaitable<void> Connection::Seated(std::shared_ptr<Meeting> meeting, std::
             if (!back) co_await Receive();
         }
     } catch (const WireError& error) {
-        why = error.what();
+        why = Problem(error);
         spoiled = true;
     } catch (const std::exception& error) {
-        why = error.what();
+        why = Problem(error);
     }
     if (back) {
         MoveBack();
@@ -264,13 +271,14 @@ void Connection::Flush(std::string& scratch)
             mControl.clear();
             if (mSource && !mEnding) mSource->Fill(scratch, kBatchBytes);
             if (scratch.empty()) {
-                if (mEnding) mStream.Tcp().shutdown(TlsStream::Socket::shutdown_send);
+                boost::system::error_code gone;  // the other side may have closed first
+                if (mEnding) mStream.Tcp().shutdown(TlsStream::Socket::shutdown_send, gone);
                 return;
             }
             if (!mStream.Put(scratch)) return WaitWritable();
         }
     } catch (const std::exception& error) {
-        return Drop(error.what());
+        return Drop(Problem(error));
     }
     PostHome([this] { FlushSelf(); });
 }
@@ -294,7 +302,7 @@ void Connection::OnWritable()
         if (mStream.Backlog() < before) mBusySince = Clock::now();
         if (!empty) return WaitWritable();
     } catch (const std::exception& error) {
-        return Drop(error.what());
+        return Drop(Problem(error));
     }
     mWaitingToWrite = false;
     FlushSelf();

@@ -43,6 +43,8 @@ std::optional<std::string> PasswordFault(std::string_view password)
         return "a password may not begin or end with a blank";
     if (std::any_of(password.begin(), password.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }))
         return "a password may not hold control characters";
+    if (password.find_first_not_of('?') == std::string_view::npos)
+        return "a password may not be question marks only: that is what lost characters look like";
     if (!CanBeTyped(password)) return "a password holds Western European characters (Windows-1252) only";
     return std::nullopt;
 }

@@ -81,8 +81,7 @@ void ReadListen(const std::string& text, RelayOptions& options)
     if (options.host.size() > 2 && options.host.front() == '[')
         options.host = options.host.substr(1, options.host.size() - 2);
     if (options.host.empty()) throw StartError("\"" + text + "\" names no host to listen on");
-    options.port = kDefaultPort;
-    if (colon == std::string::npos) return;
+    if (colon == std::string::npos) throw StartError("\"" + text + "\" names no port; HOST:PORT is needed");
     const char* end = text.data() + text.size();
     const auto read = std::from_chars(text.data() + colon + 1, end, options.port);
     if (read.ec != std::errc() || read.ptr != end)

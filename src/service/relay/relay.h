@@ -64,7 +64,7 @@ private:
     std::vector<std::thread> mThreads;
 };
 
-/// "HOST:PORT", "[V6]:PORT" or "HOST" (then the default port). Throws StartError.
+/// "HOST:PORT" or "[V6]:PORT". Throws StartError.
 void ReadListen(const std::string& text, RelayOptions& options);
 
 }  // namespace zephyl

@@ -54,6 +54,16 @@ void AddUser(CLI::App& app, UserRequest& request)
     command("forbid", UserRequest::Do::Forbid, "Let an account enter no meetings; ends its presence in one");
 }
 
+/// The word that should have been a command; null when a command lacks something else.
+const char* Misspelt(const CLI::App& app, int argc, char** argv)
+{
+    const CLI::App* at = &app;
+    int word = 1;
+    for (; word < argc && !at->get_subcommands().empty(); ++word) at = at->get_subcommands().front();
+    const bool takesCommand = at->get_require_subcommand_min() > 0;
+    return takesCommand && word < argc && argv[word][0] != '-' ? argv[word] : nullptr;
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -66,7 +76,16 @@ int main(int argc, char** argv)
     AddServe(app, serve);
     AddUser(app, user);
     app.add_subcommand("sample-config", "Print a configuration file with every key, explained");
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::RequiredError& error) {
+        const char* word = Misspelt(app, argc, argv);
+        if (!word) return app.exit(error);
+        std::cerr << "zephyld: there is no command \"" << word << "\". Try zephyld --help.\n";
+        return int(CLI::ExitCodes::ExtrasError);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error);
+    }
     try {
         zephyl::StartSodium();
         if (app.got_subcommand("serve")) return zephyl::Serve(serve);

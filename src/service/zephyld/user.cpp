@@ -1,6 +1,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 
@@ -71,6 +72,20 @@ std::string NewPassword(const UserRequest& request)
     return HashPassword(password, {});
 }
 
+/// Something that may stand in a mail's head: one address, no spaces, no control characters.
+void CheckAddress(const std::string& address)
+{
+    constexpr std::size_t kLongest = 254;
+    const std::size_t at = address.find('@');
+    const bool plain = std::all_of(address.begin(), address.end(), [](unsigned char c) {
+        return c > ' ' && c != 0x7f &&
+               std::string_view(",;:<>()[]\"\\").find(char(c)) == std::string_view::npos;
+    });
+    if (!plain || at == 0 || at == std::string::npos || at + 1 == address.size() ||
+        address.find('@', at + 1) != std::string::npos || address.size() > kLongest)
+        throw StartError("\"" + address + "\" is no mail address");
+}
+
 void List(const Accounts& accounts)
 {
     for (const Account& account : accounts.List())
@@ -81,7 +96,10 @@ void List(const Accounts& accounts)
 bool Change(Accounts& accounts, const UserRequest& request)
 {
     switch (request.what) {
-        case Do::Add: accounts.Add(request.name, NewPassword(request), request.address); return true;
+        case Do::Add:
+            if (!request.address.empty()) CheckAddress(request.address);
+            accounts.Add(request.name, NewPassword(request), request.address);
+            return true;
         case Do::Password:
             return accounts.Find(request.name) && accounts.SetPassword(request.name, NewPassword(request));
         case Do::Remove: return accounts.Remove(request.name);
