@@ -90,6 +90,11 @@ int main(int argc, char** argv)
     AddCipher(app, exitCode, keyFile);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::RequiredError& e) {
+        const bool misspelt = argc > 1 && argv[1][0] != '-' && app.get_subcommands().empty();
+        if (!misspelt) return app.exit(e);
+        std::cerr << "zephyl: there is no command \"" << argv[1] << "\". Try zephyl --help.\n";
+        return int(CLI::ExitCodes::ExtrasError);
     } catch (const CLI::ParseError& e) {
         return app.exit(e);
     } catch (const std::exception& e) {

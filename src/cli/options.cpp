@@ -64,7 +64,11 @@ std::optional<QString> ServiceOptions::Trusted() const
 
 QString AccountOptions::Password() const
 {
-    if (!passwordFile.empty()) return QString::fromStdString(FirstLine(passwordFile));
+    if (!passwordFile.empty()) {
+        const std::string password = FirstLine(passwordFile);
+        if (password.empty()) throw std::runtime_error("there is no password in " + passwordFile);
+        return QString::fromStdString(password);
+    }
     if (!::isatty(STDIN_FILENO))
         throw std::runtime_error("no terminal to ask for the password: use --password-file");
     std::cerr << "Password of " << handle << ": ";
@@ -81,7 +85,8 @@ std::string FirstLine(const std::string& file)
 {
     std::ifstream stream(file);
     std::string line;
-    if (!stream || !std::getline(stream, line)) throw std::runtime_error("cannot read " + file);
+    if (!stream || (!std::getline(stream, line) && (stream.bad() || !stream.eof())))
+        throw std::runtime_error("cannot read " + file);
     if (line.ends_with('\r')) line.pop_back();
     return line;
 }

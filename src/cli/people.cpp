@@ -42,7 +42,7 @@ public:
     void LinkChanged(const LinkState& state) override
     {
         const bool passing = state.phase == LinkState::Phase::Connected && state.back == LinkState::Back::No;
-        if (!state.text.isEmpty() && !(passing && state.text == u"Not in a meeting"_s))
+        if (!state.text.isEmpty() && !(passing && state.text == QLatin1String(kNotInMeeting)))
             Say(u"* "_s + state.text);
     }
 
@@ -68,9 +68,7 @@ public:
         if (!service->HasMeetingPermission()) throw std::runtime_error("this handle may not enter meetings");
         const bool entered =
             options.create ? service->CreateMeeting(code, QString()) : service->JoinMeeting(code);
-        if (!entered)
-            throw std::runtime_error(options.create ? "the meeting code is in use"
-                                                    : "no meeting has this code");
+        if (!entered) throw std::runtime_error(service->LastRefusal().toStdString());
     }
 
     Loop loop;

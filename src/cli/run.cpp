@@ -36,7 +36,7 @@ int Run(const RunOptions& options)
     service->SetEvents(&script);
     loop.ReadLines(
         [&](const QByteArray& line) {
-            if (!line.trimmed().isEmpty() && !script.Line(line)) loop.Quit();
+            if (!script.Line(line)) loop.Quit();
         },
         [&] { loop.Quit(); });
     loop.Run([&] { loop.Quit(); });

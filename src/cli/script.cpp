@@ -56,9 +56,9 @@ QByteArray ReadFile(const QString& path)
     return file.readAll();
 }
 
-QJsonObject Ok(bool ok = true)
+QJsonObject Ok()
 {
-    return {{u"ok"_s, ok}};
+    return {{u"ok"_s, true}};
 }
 
 }  // namespace
@@ -108,6 +108,12 @@ bool Script::Line(const QByteArray& line)
     return !mDone;
 }
 
+/// What is sent behind the session's end would be lost without a word.
+void Script::RequireSession() const
+{
+    if (!mService.LoggedIn()) Fail(mEnded.isEmpty() ? u"There is no session."_s : mEnded);
+}
+
 // --- commands ------------------------------------------------------------------------------------------
 
 QJsonObject Script::Login(const QJsonObject& command)
@@ -116,8 +122,7 @@ QJsonObject Script::Login(const QJsonObject& command)
     const QString hostname = command.contains(u"hostname"_s) ? Text(command, u"hostname"_s) : QString();
     if (!SurvivesCodePage(password))
         return {{u"ok"_s, false}, {u"reason"_s, u"The password has characters outside Windows-1252."_s}};
-    if (mService.Login(Text(command, u"handle"_s), EncipherPassword(password), hostname)) return Ok();
-    return {{u"ok"_s, false}, {u"reason"_s, mService.LastRefusal()}};
+    return Answer(mService.Login(Text(command, u"handle"_s), EncipherPassword(password), hostname));
 }
 
 QJsonObject Script::Permission(const QJsonObject&)
@@ -125,10 +130,16 @@ QJsonObject Script::Permission(const QJsonObject&)
     return {{u"allowed"_s, mService.HasMeetingPermission()}};
 }
 
+QJsonObject Script::Answer(bool ok) const
+{
+    if (ok) return Ok();
+    return {{u"ok"_s, false}, {u"reason"_s, mService.LastRefusal()}};
+}
+
 QJsonObject Script::Entered(bool ok)
 {
     mUsers = mService.Users();
-    return Ok(ok);
+    return Answer(ok);
 }
 
 QJsonObject Script::Create(const QJsonObject& command)
@@ -150,20 +161,25 @@ QJsonObject Script::Users(const QJsonObject&)
 
 QJsonObject Script::ServerKey(const QJsonObject&)
 {
+    RequireSession();
     return {{u"key"_s, mService.ServerKey()}};
 }
 
 QJsonObject Script::Send(const QJsonObject& command)
 {
-    mService.Send(Text(command, u"to"_s), Text(command, u"text"_s));
+    const QString to = Text(command, u"to"_s), text = Text(command, u"text"_s);
+    RequireSession();
+    mService.Send(to, text);
     return Ok();
 }
 
 /// Whoever is not in the list of users cannot be reached: an error before anything is sent.
 std::vector<std::shared_ptr<UserItem>> Script::Recipients(const QJsonObject& command) const
 {
+    const QStringList handles = Texts(command, u"to"_s);
+    RequireSession();
     std::vector<std::shared_ptr<UserItem>> items;
-    for (const QString& handle : Texts(command, u"to"_s)) items.push_back(mUsers->Item(handle));
+    for (const QString& handle : handles) items.push_back(mUsers->Item(handle));
     return items;
 }
 
@@ -264,10 +280,11 @@ void Script::LinkChanged(const LinkState& state)
     QString name;
     if (state.phase == LinkState::Phase::Cut && before != state.phase) name = u"cut"_s;
     if (state.phase == LinkState::Phase::Ended && before != state.phase) name = u"ended"_s;
+    mEnded = state.phase == LinkState::Phase::Ended ? state.text : QString();
     if (state.back == LinkState::Back::Resumed) name = u"resumed"_s;
     if (state.back == LinkState::Back::Returned) name = u"returned"_s;
     if (!name.isEmpty())
         mWrite({{u"event"_s, u"link"_s}, {u"state"_s, name}, {u"reason"_s, state.text}});
-    else if (!state.text.isEmpty() && state.text != noted)
+    else if (!state.text.isEmpty() && state.text != noted && state.text != QLatin1String(kNotInMeeting))
         mWrite({{u"event"_s, u"note"_s}, {u"text"_s, state.text}});
 }

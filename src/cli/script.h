@@ -37,7 +37,9 @@ private:
     QJsonObject Leave(const QJsonObject& command);
     QJsonObject Logout(const QJsonObject& command);
     QJsonObject Quit(const QJsonObject& command);
+    QJsonObject Answer(bool ok) const;
     QJsonObject Entered(bool ok);
+    void RequireSession() const;
     std::vector<std::shared_ptr<UserItem>> Recipients(const QJsonObject& command) const;
 
     MessengerService& mService;
@@ -45,6 +47,7 @@ private:
     const std::function<void(const QJsonObject&)> mWrite;
     std::shared_ptr<UsersCollection> mUsers;
     LinkState::Phase mPhase = LinkState::Phase::Offline;
+    QString mEnded;  // why the session is over; "" while it is not
     QString mNoted;  // the text of the link's state told last
     int mSaved = 0;
     bool mDone = false;

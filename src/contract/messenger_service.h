@@ -55,6 +55,9 @@ public:
     virtual std::vector<std::shared_ptr<UserItem>> Items() const = 0;
 };
 
+/// The text of a LinkState while there is nothing to say but this.
+inline constexpr char kNotInMeeting[] = "Not in a meeting";
+
 /// What is known of the connection; for the last status panel.
 struct LinkState {
     enum class Phase { Offline, Connected, Cut, Ended };
@@ -117,6 +120,7 @@ public:
     /// Much is waiting to be sent: whoever begins something new to send should wait. Sending still works
     /// until the outbox is full; then it throws.
     virtual bool SendingIsTight() const { return false; }
-    /// Why the last Login was refused, in one sentence for people; "" when it was not.
+    /// Why the last Login, CreateMeeting or JoinMeeting was refused, in one sentence for people; "" when it
+    /// was not.
     virtual QString LastRefusal() const = 0;
 };

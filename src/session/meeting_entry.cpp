@@ -55,6 +55,8 @@ void ReadEncryption(ProcessState& state)
 /// Says what was refused, then starts over with the dialog.
 void Retry(ProcessState& state, LoginScreen& screen, const char16_t* message)
 {
+    const QString reason = state.gMessenger->LastRefusal();  // it may be full, or busy
+    if (!reason.isEmpty()) LogEvent(state, EventType::Information, u"Meeting: "_s + reason);
     state.ports.prompts->Box(BoxIcon::Information, QLatin1String(kAppTitle), QString::fromUtf16(message));
     LoginUser(state, screen, false, QString(), QString());
 }

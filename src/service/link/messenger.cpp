@@ -156,7 +156,7 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
             session, [words, deadline](Session& s) { return s.Login(words, deadline); }, Remaining(deadline));
         if (outcome && outcome->refusal.empty()) {
             mAccount = {QString::fromStdString(outcome->handle), QString::fromStdString(outcome->serverKey),
-                        QString::fromStdString(outcome->sendTag), outcome->permitted};
+                        QString::fromStdString(outcome->sendTag)};
             mSession = std::move(session);
             return true;
         }
@@ -165,7 +165,6 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
                      : QStringLiteral("The service does not answer."));
     } catch (const std::exception& e) {
         mRefusal = QString::fromUtf8(e.what());
-        mNeeds.log(QStringLiteral("Login refused: %1").arg(mRefusal));
     }
     return false;
 }
@@ -178,7 +177,12 @@ bool LinkMessenger::LoggedIn() const
 bool LinkMessenger::HasMeetingPermission()
 {
     if (!LoggedIn()) Fail(mSession ? mSession->EndReason() : QStringLiteral("There is no session."));
-    return mAccount.permitted;
+    const Deadline deadline = SteadyClock::now() + kCallTime;
+    const auto outcome = Ask<PermissionOutcome>(
+        mSession, [deadline](Session& s) { return s.AskPermission(deadline); }, kCallTime);
+    if (!outcome) Fail(QStringLiteral("The service does not answer."));
+    if (!outcome->problem.empty()) Fail(QString::fromStdString(outcome->problem));
+    return outcome->permitted;
 }
 
 QString LinkMessenger::SendPassword(const QString& handle)
@@ -222,7 +226,7 @@ void LinkMessenger::EndSession(Limit limit)
     ForgetMeeting();
     mUsers->Clear();
     LinkState offline;
-    offline.text = kNotInMeeting;
+    offline.text = QLatin1String(kNotInMeeting);
     mQueue.PushState(std::move(offline));
 }
 

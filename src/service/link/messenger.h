@@ -53,7 +53,6 @@ public:
 private:
     struct Account {
         QString handle, serverKey, sendTag;
-        bool permitted = false;
     };
     using Limit = std::chrono::milliseconds;
 

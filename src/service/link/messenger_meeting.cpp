@@ -44,9 +44,10 @@ bool LinkMessenger::Enter(const QString& code, bool create)
     }
     if (outcome->kind == EnterOutcome::Kind::Failed) Fail(QString::fromStdString(outcome->reason));
     if (outcome->kind == EnterOutcome::Kind::Refused) {
-        mNeeds.log(QStringLiteral("Meeting refused: %1").arg(QString::fromStdString(outcome->reason)));
+        mRefusal = QString::fromStdString(outcome->reason);
         return false;
     }
+    mRefusal.clear();
     mEntry = entry;
     mQueue.DropBefore(entry);
     mInMeeting = mMetBefore = true;

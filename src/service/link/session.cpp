@@ -84,14 +84,13 @@ asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline
         outcome.refusal = RefusalText(answer.result());
         if (!outcome.refusal.empty()) co_return outcome;
         mHandle = outcome.handle = answer.handle();
-        outcome.permitted = answer.permitted();
         outcome.serverKey = answer.server_key();
         outcome.sendTag = answer.send_tag();
         mPhase = Phase::LoggedIn;
         mReady = true;
         asio::co_spawn(
             mIo, [self] { return self->Tick(); }, asio::detached);
-        State(LinkState::Phase::Connected, kNotInMeeting);
+        State(LinkState::Phase::Connected, QLatin1String(kNotInMeeting));
     } catch (const std::exception& e) {
         outcome.refusal = ProblemText(e);
     }
@@ -114,6 +113,25 @@ asio::awaitable<PasswordOutcome> Session::SendPassword(std::string handle, Deadl
         outcome.problem = ProblemText(e);
     }
     co_return outcome;
+}
+
+asio::awaitable<PermissionOutcome> Session::AskPermission(Deadline deadline)
+{
+    const auto self = shared_from_this();
+    PermissionOutcome outcome;
+    for (;;) try {
+            co_await WaitReady(deadline);
+            Header header;
+            header.mutable_ask_permission()->set_call(++mLastCall);
+            const Header answer = co_await Call(header, mLastCall, deadline);
+            outcome.permitted = answer.permission().permitted();
+            co_return outcome;
+        } catch (const ConnectionLost&) {
+            // asked again on the next connection
+        } catch (const std::exception& e) {
+            outcome.problem = e.what();
+            co_return outcome;
+        }
 }
 
 asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quint64 entry, bool clearFirst,
@@ -167,7 +185,7 @@ asio::awaitable<QString> Session::Leave(quint64 entry, Deadline deadline)
     mSeat.reset();
     mLanes.SetOpen(false);
     if (seated) mIncoming.End(entry);
-    if (seated && mReady) State(LinkState::Phase::Connected, kNotInMeeting);
+    if (seated && mReady) State(LinkState::Phase::Connected, QLatin1String(kNotInMeeting));
     try {
         if (!mReady) co_return undelivered;
         Header header;

@@ -39,7 +39,6 @@ struct LoginWords {
 struct LoginOutcome {
     std::string refusal;  // "": logged in
     std::string handle;   // the account's spelling
-    bool permitted = false;
     std::string serverKey, sendTag;
 };
 
@@ -52,6 +51,11 @@ struct EnterOutcome {
 struct PasswordOutcome {
     std::string problem;  // "": asked
     std::string address;  // "": no such handle
+};
+
+struct PermissionOutcome {
+    std::string problem;  // "": answered
+    bool permitted = false;
 };
 
 struct SessionNeeds {
@@ -72,6 +76,8 @@ public:
     /// Sends the first bytes: only after whoever answered is trusted.
     Task<LoginOutcome> Login(LoginWords words, Deadline deadline);
     Task<PasswordOutcome> SendPassword(std::string handle, Deadline deadline);
+    /// Asked each time: an operator may change it while the session lives.
+    Task<PermissionOutcome> AskPermission(Deadline deadline);
     /// `entry` names the events of this meeting; `clearFirst` as in Incoming.
     Task<EnterOutcome> Enter(std::string code, bool create, quint64 entry, bool clearFirst,
                              Deadline deadline);

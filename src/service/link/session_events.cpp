@@ -37,6 +37,7 @@ void Session::OnFrame(const FrameView& frame)
         case Header::kResumed: return OnAnswer(header.resumed().call(), header);
         case Header::kLeft: return OnAnswer(header.left().call(), header);
         case Header::kLoggedOut: return OnAnswer(header.logged_out().call(), header);
+        case Header::kPermission: return OnAnswer(header.permission().call(), header);
         case Header::kPasswordSent: return OnAnswer(header.password_sent().call(), header);
         case Header::kAccepted:
             mOutbox.Accepted(header.accepted().talk(), header.accepted().board());
@@ -135,7 +136,7 @@ void Session::Say(const QString& text)
 
 void Session::State(LinkState::Phase phase, const QString& text, LinkState::Back back)
 {
-    if (!text.isEmpty() && text != kNotInMeeting) {
+    if (!text.isEmpty() && text != QLatin1String(kNotInMeeting)) {
         mSaid = text;
         mSaidAt = std::chrono::steady_clock::now();
     }
@@ -181,7 +182,7 @@ LinkStats Session::Stats() const
 /// while, else nothing.
 QString Session::Standing()
 {
-    if (mPhase != Phase::Seated) return kNotInMeeting;
+    if (mPhase != Phase::Seated) return QLatin1String(kNotInMeeting);
     const std::uint64_t taken = mQueue.Marks(false).boardBytes;
     if (taken + kNearlyAll + mBoardToCome / 20 >= mBoardToCome) mBoardToCome = 0;
     if (mBoardToCome > 0) return QStringLiteral("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);

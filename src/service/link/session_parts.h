@@ -15,7 +15,6 @@ inline constexpr std::chrono::milliseconds kLastWord{500};
 /// How often the figures of the connection are told anew.
 inline constexpr int kDetailsEverySeconds = 5;
 inline constexpr std::chrono::seconds kRemarkStays{8};
-inline const QString kNotInMeeting = QStringLiteral("Not in a meeting");
 /// Bytes of a newcomer's board that are not worth a word.
 inline constexpr std::uint64_t kNearlyAll = 64 * 1024;
 

@@ -75,7 +75,7 @@ asio::awaitable<void> AdminSocket::Serve(stream_protocol::socket socket)
     const bool known = line.starts_with(kAccount);
     if (known) {
         const std::string handle = line.substr(kAccount.size());
-        mServices.directory.AccountChanged(handle, mServices.accounts.Find(handle));
+        co_await mServices.directory.AccountChanged(handle, mServices.accounts.Find(handle));
     }
     const std::string answer = known ? "ok\n" : "unknown\n";
     co_await asio::async_write(socket, asio::buffer(answer), asio::use_awaitable);

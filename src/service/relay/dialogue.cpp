@@ -65,6 +65,10 @@ asio::awaitable<Connection::Next> Connection::Handle(const FrameView& frame)
         answer.mutable_password_sent()->set_call(header.send_password().call());
         answer.mutable_password_sent()->set_result(RESULT_NO_MAIL);
         Send(answer);
+    } else if (mState == State::LoggedIn && message == Header::kAskPermission) {
+        answer.mutable_permission()->set_call(header.ask_permission().call());
+        answer.mutable_permission()->set_permitted(mSession->permitted);
+        Send(answer);
     } else if (mState == State::LoggedIn && message == Header::kEnter) {
         co_return co_await EnterMeeting(header.enter());
     } else if (mState == State::Greeted && message == Header::kResume) {

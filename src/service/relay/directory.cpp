@@ -255,24 +255,28 @@ void Directory::EndEntry(const Entry& entry, ByeReason reason, const std::string
     if (const auto connection = entry.connection.lock()) connection->PostEnd(reason, text);
 }
 
-void Directory::AccountChanged(const std::string& handle, std::optional<Account> account)
+asio::awaitable<void> Directory::AccountChanged(std::string handle, std::optional<Account> account)
 {
     const std::optional<HandleForms> forms = ReadHandle(handle);
-    if (!forms) return;
-    asio::post(mStrand, [this, key = forms->key, account = std::move(account)] {
-        const auto at = mEntries.find(key);
-        if (at == mEntries.end()) return;
-        const Entry entry = at->second;
-        if (!account || account->generation != entry.session->generation) {
-            mServices.log.info("{}: account removed or password changed", entry.session->handle);
-            EndEntry(entry, BYE_KICKED, account ? "the password was changed" : "the account was removed");
-            return;
-        }
-        entry.session->permitted = account->permitted;
-        const std::shared_ptr<Meeting> meeting = entry.meeting.lock();
-        if (!account->permitted && meeting)
-            meeting->PostEndSeat(entry.session, BYE_KICKED, "no permission for meetings any more");
-    });
+    if (forms)
+        co_await asio::co_spawn(mStrand, DoAccountChanged(forms->key, std::move(account)),
+                                asio::use_awaitable);
+}
+
+asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional<Account> account)
+{
+    const auto at = mEntries.find(key);
+    if (at == mEntries.end()) co_return;
+    const Entry entry = at->second;
+    if (!account || account->generation != entry.session->generation) {
+        mServices.log.info("{}: account removed or password changed", entry.session->handle);
+        EndEntry(entry, BYE_KICKED, account ? "the password was changed" : "the account was removed");
+        co_return;
+    }
+    entry.session->permitted = account->permitted;
+    const std::shared_ptr<Meeting> meeting = entry.meeting.lock();
+    if (!account->permitted && meeting)
+        meeting->PostEndSeat(entry.session, BYE_KICKED, "no permission for meetings any more");
 }
 
 void Directory::StopMeetings()

@@ -49,6 +49,8 @@ public:
                                        std::shared_ptr<Connection> connection, bool again);
     boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, Enter enter);
     boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
+    /// The store has changed; `account` is what it holds now. Afterwards every session knows it.
+    boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account);
 
     // --- any thread ---
     void ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);
@@ -58,8 +60,6 @@ public:
     void SeatEnded(std::shared_ptr<Session> session);
     /// Deletes a meeting that nobody is in any more.
     void MeetingEmpty(std::shared_ptr<Meeting> meeting);
-    /// The store has changed; `account` is what it holds now.
-    void AccountChanged(const std::string& handle, std::optional<Account> account);
     /// No meeting tells anybody any more that somebody left: the service itself goes.
     void StopMeetings();
 
@@ -74,6 +74,7 @@ private:
     boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoById(std::string id);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
+    boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account);
     boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
     std::filesystem::path Folder() const;
     std::shared_ptr<Meeting> Make(const struct MeetingHead& head);

@@ -66,6 +66,11 @@ Meeting::After Meeting::Handle(Connection& connection, const FrameView& frame)
             answer.mutable_pong()->set_nonce(header.ping().nonce());
             connection.Send(answer);
             break;
+        case Header::kAskPermission:
+            answer.mutable_permission()->set_call(header.ask_permission().call());
+            answer.mutable_permission()->set_permitted(seat->session->permitted);
+            connection.Send(answer);
+            break;
         case Header::kPong:
         case Header::MESSAGE_NOT_SET: return After::GoOn;
         case Header::kLeave:

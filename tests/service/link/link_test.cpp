@@ -13,6 +13,7 @@
 #include "cipher/password.h"
 #include "service/codec/jpeg_encoder.h"
 #include "service/link/link_messenger.h"
+#include "service/relay/admin_socket.h"
 #include "service/relay/relay_fixture.h"
 #include "support/fault_proxy.h"
 #include "support/linked_attendee.h"
@@ -211,10 +212,13 @@ TEST_F(LinkTest, RefusalsAreResultsWithAReason)
     EXPECT_FALSE(alice->link->JoinMeeting(u"nocode"_s));
     EXPECT_TRUE(alice->link->CreateMeeting(u"Taken1"_s, {}));
 
-    relay->TheAccounts().SetPermitted("bob", false);
     auto bob = Attendee();
     EXPECT_TRUE(bob->Login(u"bob"_s));
-    EXPECT_FALSE(bob->link->HasMeetingPermission());
+    for (const bool permitted : {true, false, true, false}) {  // an operator changes it while he is logged in
+        relay->TheAccounts().SetPermitted("bob", permitted);
+        EXPECT_TRUE(TellDaemon(options.data, "account bob"));
+        EXPECT_EQ(bob->link->HasMeetingPermission(), permitted);
+    }
     EXPECT_FALSE(bob->link->JoinMeeting(u"taken1"_s));
     auto carol = Attendee();
     EXPECT_TRUE(carol->Login(u"carol"_s));
