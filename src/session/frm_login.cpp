@@ -126,7 +126,7 @@ void frmLogin::chkMore_Click()
         more);
     frameMore->setVisible(more);
     frameButtons->move(frameButtons->x(), layout.buttonsTop);
-    setFixedSize(frameLogin->x() * 2 + frameLogin->width(), layout.formHeight);
+    setFixedSize(frameLogin->x() * 2 + frameLogin->width(), layout.interiorHeight);
     chkMore->setText(more ? u"More <<"_s : u"More >>"_s);
 }
 

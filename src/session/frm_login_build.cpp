@@ -21,6 +21,7 @@ constexpr int kRow = 32;
 constexpr int kFirstRow = 26;  // below the frame's title
 constexpr int kField = 120;    // left of the fields
 constexpr int kHeight = 26;
+constexpr int kFrameGap = 5;  // what the opened form grows by beside its second frame
 
 /// A control whose member name is its objectName.
 template <class W>
@@ -100,7 +101,8 @@ void frmLogin::BuildLogin()
 
 void frmLogin::BuildMore()
 {
-    frameMore = Frame(this, "frameMore", u"Advanced Options"_s, frameLogin->geometry().bottom() + 4, 4);
+    frameMore =
+        Frame(this, "frameMore", u"Advanced Options"_s, frameLogin->geometry().bottom() + 1 + kFrameGap, 4);
     cmbConfig = Named<QComboBox>(frameMore, "cmbConfig", FieldAt(0, 164));
     cmbConfig->setToolTip(u"Choose current configuration"_s);
     chkDefaultConfig = Button<QCheckBox>(frameMore, "chkDefaultConfig", u"&Default"_s,

@@ -11,8 +11,9 @@ namespace {
 constexpr int kShortestCode = 6;
 constexpr int kLongestCode = 20;
 constexpr int kFrameGap = 3;
-constexpr int kBelowLogin = 32;  // what the form is higher than its frames
+constexpr int kBelowLogin = 32;  // what the whole form is higher than its frames
 constexpr int kBelowMore = 37;
+constexpr int kTitleAndBorder = 25;  // counted in the above; here they are the window manager's
 
 bool IsLetterOrDigit(QChar c)
 {
@@ -53,8 +54,9 @@ QString UsablePollingInterval(const QString& stored)
 LoginLayout PlaceFrames(const LoginFrames& f, bool more)
 {
     const int aboveButtons = f.loginTop + f.loginHeight;
-    if (!more) return {aboveButtons + f.buttonsHeight + kBelowLogin, aboveButtons + kFrameGap};
-    return {aboveButtons + f.moreHeight + f.buttonsHeight + kBelowMore, f.moreTop + f.moreHeight + kFrameGap};
+    const int frames = aboveButtons + f.buttonsHeight - kTitleAndBorder;
+    if (!more) return {frames + kBelowLogin, aboveButtons + kFrameGap};
+    return {frames + f.moreHeight + kBelowMore, f.moreTop + f.moreHeight + kFrameGap};
 }
 
 QString PasswordSentMessage(const QString& handle, const QString& address)

@@ -21,7 +21,7 @@ struct LoginFrames {
     int loginTop, loginHeight, moreTop, moreHeight, buttonsHeight;
 };
 struct LoginLayout {
-    int formHeight, buttonsTop;
+    int interiorHeight, buttonsTop;
 };
 LoginLayout PlaceFrames(const LoginFrames& frames, bool more);
 

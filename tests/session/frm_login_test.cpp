@@ -255,14 +255,17 @@ TEST(FrmLogin, MoreMovesTheButtonsUnderTheLastFrame)
     const auto frame = [&](const char* name) { return f.Get<QWidget>(name)->geometry(); };
     const int collapsed =
         frame("frameLogin").top() + frame("frameLogin").height() + frame("frameButtons").height();
-    EXPECT_EQ(f.form->height(), collapsed + 32);
+    constexpr int kTitleAndBorder = 25;
+    EXPECT_EQ(f.form->height() + kTitleAndBorder, collapsed + 32);
     EXPECT_FALSE(f.Get<QWidget>("frameMore")->isVisible());
     f.Click("chkMore");
-    EXPECT_EQ(f.form->height(), collapsed + frame("frameMore").height() + 37);
+    EXPECT_EQ(f.form->height() + kTitleAndBorder, collapsed + frame("frameMore").height() + 37);
+    EXPECT_LT(frame("frameLogin").bottom(), frame("frameMore").top());
+    EXPECT_LT(frame("frameButtons").bottom(), f.form->height());
     EXPECT_EQ(frame("frameButtons").top(), frame("frameMore").top() + frame("frameMore").height() + 3);
     EXPECT_EQ(f.Get<QPushButton>("chkMore")->text(), u"More <<"_s);
     EXPECT_TRUE(f.Edit("txtService")->toolTip().contains(u"&lt;b&gt;wrong"_s));  // shown as it is
     f.Click("chkMore");
-    EXPECT_EQ(f.form->height(), collapsed + 32);
+    EXPECT_EQ(f.form->height() + kTitleAndBorder, collapsed + 32);
     EXPECT_EQ(frame("frameButtons").top(), frame("frameLogin").top() + frame("frameLogin").height() + 3);
 }
