@@ -9,6 +9,7 @@
 #include "app/application.h"
 #include "app/end_program.h"
 #include "app/machine_setup.h"
+#include "app/mnemonics.h"
 #include "app/options.h"
 #include "app/signals.h"
 #include "app/startup.h"
@@ -94,6 +95,8 @@ int main(int argc, char** argv)
         return 2;
     }
     SubstituteFonts();
+    MnemonicsAtOnce mnemonics;
+    application.installEventFilter(&mnemonics);
 
     std::unique_ptr<Machine> machine;
     try {
