@@ -4,6 +4,7 @@
 
 #include "base/report.h"
 #include "ui/plain_text.h"
+#include "whiteboard/history.h"
 
 using namespace Qt::StringLiterals;
 
@@ -46,7 +47,7 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     mModified = Add("WBStatus", u"Last user to update the whiteboard"_s, 0);
     mLink = Add("Link", u"Connection to the service"_s, 1);
     mReady->setText(u"Zephyl Whiteboard: Ready"_s);
-    mModified->setText(u"Last Modified: (Not Modified) "_s);
+    mModified->setText(QLatin1String(kNotModified));
     mNoteTime.setSingleShot(true);
     mNoteTime.setInterval(kNoteTime);
     QObject::connect(&mNoteTime, &QTimer::timeout, this, [this] { ShowLink(); });
@@ -99,8 +100,9 @@ void MeetingStatusBar::SetInMeeting(bool in)
 
 QString MeetingStatusBar::LinkText() const
 {
-    if (mInMeeting) return mLinkText;
-    return mLinkText.isEmpty() ? u"Not in a meeting"_s : u"Not in a meeting \u2013 "_s + mLinkText;
+    if (mInMeeting) return mLinkText == QLatin1String(kNotInMeeting) ? QString() : mLinkText;
+    const QString none = QLatin1String(kNotInMeeting);
+    return mLinkText.isEmpty() || mLinkText == none ? none : none + u" \u2013 "_s + mLinkText;
 }
 
 void MeetingStatusBar::ShowLink()

@@ -10,6 +10,8 @@
 #include "settings/settings.h"
 #include "ui/lifecycle.h"
 #include "ui/meeting_desk.h"
+#include "whiteboard/board_screen.h"
+#include "whiteboard/history.h"
 
 using namespace Qt::StringLiterals;
 
@@ -154,6 +156,8 @@ TEST(MeetingWindow, MovesToAnotherMeeting)
 {
     MeetingDesk desk;
     desk.Whole();
+    desk.service->Say(u"bob"_s, u"[[ZUM_WB_PEN]]3|¥|1|¥|1|¥|9|¥|9|¥|0"_s);
+    EXPECT_EQ(desk.state.gWBBuffer->Count(), 2);
     QAction* mnuLogin = desk.window->findChild<QAction*>(u"mnuLogin"_s);
     desk.onNewMeeting = [&] {
         EXPECT_FALSE(mnuLogin->isEnabled());  // nothing else may enter a meeting meanwhile
@@ -164,6 +168,13 @@ TEST(MeetingWindow, MovesToAnotherMeeting)
     mnuLogin->trigger();
     EXPECT_EQ(desk.Listed(), QStringList({u"ann"_s, u"zoe"_s}));
     EXPECT_TRUE(mnuLogin->isEnabled());
+    // The link clears the other meeting's board: nothing tells of it, and nobody can undo into it.
+    desk.service->Say(u"ann (earlier)"_s, u"[[ZUM_WB_CLEAR]]"_s);
+    EXPECT_EQ(desk.state.gWBBuffer->Count(), 1);
+    EXPECT_EQ(desk.window->Board().Image().Image().pixelColor(5, 5), QColor(Qt::white));
+    EXPECT_EQ(desk.Find<QLabel>("WBStatus")->text(), u"Last Modified: (Not Modified) "_s);
+    desk.service->Say(u"ann (earlier)"_s, u"[[ZUM_WB_CLEAR]]"_s);  // her own of an earlier stay is one
+    EXPECT_EQ(desk.state.gWBBuffer->Count(), 2);
     desk.onNewMeeting = [&] { desk.service->Logout(); };  // gave up: a session without a meeting, or none
     mnuLogin->trigger();
     EXPECT_EQ(desk.Listed(), QStringList());
