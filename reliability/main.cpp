@@ -7,6 +7,7 @@
 
 #include "reliability/daemon.h"
 #include "reliability/goal.h"
+#include "reliability/saver.h"
 
 namespace {
 
@@ -15,7 +16,8 @@ using namespace reliability;
 std::vector<Goal> AllGoals()
 {
     std::vector<Goal> all;
-    for (auto part : {CutGoals(), SlowGoals(), KillGoals(), SizeGoals()})
+    for (auto part :
+         {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(), ModelGoals()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }
@@ -59,7 +61,12 @@ int main(int argc, char** argv)
     app.add_flag("--short", brief, "the short forms");
     app.add_option("--seed", seed, "for the same random choices once more");
     app.add_option("GOAL", names, "R1, R2, ...; none: all of them");
+    std::string saveFolder;
+    int generation = 1;
+    auto* const saver = app.add_option("--saver", saveFolder)->group("");  // what R9 kills
+    app.add_option("--generation", generation)->group("")->needs(saver);
     CLI11_PARSE(app, argc, argv);
+    if (!saveFolder.empty()) return SaveForever(QString::fromStdString(saveFolder), generation);
 
     bool good = true, any = false;
     for (const Goal& goal : AllGoals()) {

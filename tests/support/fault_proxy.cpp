@@ -167,6 +167,7 @@ asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
     auto& buffer = pair->buffers[way == Way::Up];
     auto& timer = pair->timers[way == Way::Up];
     Road& road = Of(way);
+    auto due = std::chrono::steady_clock::now();
     const auto pause = [&](std::chrono::nanoseconds time) {
         timer.expires_after(time);
         return timer.async_wait(kTuple);
@@ -191,7 +192,11 @@ asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
         road.carried += written;
         if (lost) break;
         if (cut) co_return pair->Close(pair->fate.how);
-        if (road.bytesPerSecond) co_await pause(std::chrono::nanoseconds(1s) * goes / road.bytesPerSecond);
+        if (road.bytesPerSecond == 0) continue;
+        // Paced by due times: what one timer oversleeps the next one makes good.
+        const auto now = std::chrono::steady_clock::now();
+        due = std::max(due, now - 50ms) + std::chrono::nanoseconds(1s) * goes / road.bytesPerSecond;
+        if (due > now) co_await pause(due - now);
     }
     pair->Close(End::Finish);
 }

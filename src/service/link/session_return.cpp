@@ -35,9 +35,10 @@ void Session::OnLost(const std::string& reason)
 {
     CloseConnection(reason);
     if (mPhase == Phase::Idle || mReturning) return;
-    mNeeds.log(
-        QStringLiteral("The connection to the service is lost: %1").arg(QString::fromStdString(reason)));
-    State(LinkState::Phase::Cut, QStringLiteral("The connection is interrupted; trying again."));
+    const QString why = QString::fromStdString(reason);
+    mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
+    State(LinkState::Phase::Cut,
+          QStringLiteral("The connection is interrupted (%1); trying again.").arg(why));
     NotifyChanged();
     mReturning = true;
     const auto self = shared_from_this();

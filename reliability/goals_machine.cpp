@@ -1,0 +1,390 @@
+// What the machine runs out of, and what a long time does.
+
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <QDir>
+#include <QFile>
+#include <algorithm>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <map>
+
+#include "reliability/judge.h"
+
+using namespace Qt::StringLiterals;
+
+namespace reliability {
+namespace {
+
+// --- nothing left --------------------------------------------------------------------------------------
+
+/// A data folder on a small volume that only the daemon's side of the machine sees.
+class SmallVolume {
+public:
+    SmallVolume(const Daemon& daemon, int mebibytes)
+        : mData(daemon.Data()),
+          mHolder(u"unshare"_s,
+                  {u"-Urm"_s, u"sh"_s, u"-c"_s,
+                   u"cp -a \"$0\" \"$0.kept\" && mount -t tmpfs -o size=%1m,mode=0700 none \"$0\" && "
+                   "cp -a \"$0.kept/.\" \"$0\" && echo mounted && exec sleep 3600"_s.arg(mebibytes),
+                   mData},
+                  {}, daemon.Folder() / "volume.log")
+    {
+        if (mHolder.ReadLine(10) != "mounted") throw std::runtime_error("no volume");
+    }
+    QStringList Inside() const
+    {
+        return {u"nsenter"_s, u"-t"_s, QString::number(mHolder.Pid()),
+                u"-U"_s,      u"-m"_s, u"--preserve-credentials"_s};
+    }
+    void Fill()
+    {
+        QFile file(Filler());
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) throw std::runtime_error("no filler");
+        for (const qsizetype bytes : {1 << 20, 4096, 1})
+            while (file.write(QByteArray(bytes, 'x')) == bytes) continue;
+    }
+    void Free() { QFile::remove(Filler()); }
+
+private:
+    QString Filler() const { return u"/proc/%1/root%2/filler"_s.arg(mHolder.Pid()).arg(mData); }
+    const QString mData;
+    stage::Child mHolder;
+};
+
+/// Whether an account can be added now, and what the program says to it.
+bool AddAccount(const Daemon& daemon, const QString& handle, QString& said)
+{
+    QFile password(daemon.Folder() / "password");
+    if (!password.open(QIODevice::WriteOnly)) throw std::runtime_error("no password file");
+    password.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    password.write("secret\n");
+    password.close();
+    const QString log = daemon.Folder() / "user.log";
+    QFile::remove(log);
+    const QStringList words = daemon.wrapper + QStringList{stage::Programs() + u"/zephyld"_s,
+                                                           u"user"_s,
+                                                           u"add"_s,
+                                                           handle,
+                                                           u"--password-file"_s,
+                                                           password.fileName(),
+                                                           u"--data"_s,
+                                                           daemon.Data()};
+    const int status = stage::Child(words.front(), words.mid(1), {}, log).WaitForEnd();
+    QFile text(log);
+    said = text.open(QIODevice::ReadOnly) ? QString::fromUtf8(text.readAll()).trimmed() : QString();
+    return status == 0;
+}
+
+void SendMuch(const Crowd& crowd, int records, std::size_t bytes)
+{
+    for (int i = 0; i < records; ++i)
+        for (auto& one : crowd) one->SendOne(i % 4 ? Board : Talk, i % 4 ? bytes : 60);
+}
+
+/// Everything has been applied by everybody; the log may still have it in memory only.
+bool AllApplied(const Crowd& crowd, double seconds)
+{
+    return WaitFor(
+        [&] {
+            std::uint64_t all = 0;
+            for (auto& one : crowd) all += one->sentCount;
+            return std::all_of(crowd.begin(), crowd.end(),
+                               [&](auto& one) { return one->appliedCount >= all - one->sentCount; });
+        },
+        seconds);
+}
+
+/// Processor time of the service in two quiet seconds, as a share of one core.
+double IdleShare(const Daemon& daemon)
+{
+    const double before = daemon.ProcessorSeconds();
+    Sleep(2000);
+    return (daemon.ProcessorSeconds() - before) / 2;
+}
+
+void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolume& volume)
+{
+    Crowd crowd = Gather(daemon, 3);
+    SendMuch(crowd, 10, 2000);
+    outcome.Must(AtRest(crowd), u"it does not come to rest before"_s);
+    volume.Fill();
+    SendMuch(crowd, run.Form(20, 60), 60'000);
+    outcome.Must(AllApplied(crowd, 60), u"the meeting does not go on"_s);
+    const auto told = [&](const char* words) {
+        return crowd[0]->Until(
+            [&] {
+                return std::any_of(
+                    crowd[0]->states.begin(), crowd[0]->states.end(),
+                    [&](const LinkSeen& seen) { return seen.state.text.contains(QLatin1String(words)); });
+            },
+            20);
+    };
+    outcome.Must(told("cannot save"), u"nobody is told"_s);
+    // The first ones may still fit into pages that the store has.
+    QString said;
+    int added = 0;
+    while (added < 40 && AddAccount(daemon, u"late%1"_s.arg(added), said)) ++added;
+    outcome.Must(added < 40, u"accounts are added to a full volume"_s);
+    outcome.Must(!said.isEmpty(), u"an account is refused without a word"_s);
+    const double idle = IdleShare(daemon);
+    volume.Free();
+    // Until then a kill may lose what was said meanwhile, and everybody knows it.
+    outcome.Must(told("saves this meeting again"),
+                 u"what was kept in memory is not written when there is room"_s);
+    outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
+    daemon.End(SIGKILL);
+    daemon.Start();
+    Follow(crowd, daemon);
+    SendMuch(crowd, 5, 2000);
+    outcome.Must(AtRest(crowd), u"it does not come to rest after a kill"_s);
+    Demand(outcome, JudgeAll(crowd));
+    Client newcomer(daemon, 3);
+    newcomer.Enter(u"ROOM1"_s, false);
+    std::size_t board = 0;
+    for (auto& one : crowd) board += one->sent[Board].size();
+    newcomer.Until([&] { return newcomer.entries.back().applied[Board].size() == board; }, 20);
+    const std::size_t got = newcomer.Do([&] { return newcomer.entries.back().applied[Board].size(); });
+    outcome.Must(got == board, u"a newcomer gets %1 of %2 records"_s.arg(got).arg(board));
+    QString again;
+    outcome.Must(AddAccount(daemon, u"late%1"_s.arg(added), again),
+                 u"no account can be added afterwards: "_s + again);
+    outcome.Figure(
+        u"volume full: everybody told, and told again when there was room; an account refused with "
+        "\"%1\"; idle at %2 % of a core"_s.arg(said.section(u'\n', 0, 0))
+            .arg(idle * 100, 0, 'f', 1));
+    outcome.Must(idle < 0.2, u"it spins"_s);
+}
+
+void FewDescriptors(Outcome& outcome, Daemon& daemon)
+{
+    Crowd crowd = Gather(daemon, 3);
+    rlimit before{}, few{};
+    prlimit(daemon.Pid(), RLIMIT_NOFILE, nullptr, &before);
+    few = before;
+    few.rlim_cur = rlim_t(daemon.Descriptors() + 2);
+    prlimit(daemon.Pid(), RLIMIT_NOFILE, &few, nullptr);
+    boost::asio::io_context io;
+    std::vector<boost::asio::ip::tcp::socket> idle;
+    for (int i = 0; i < 8; ++i) {
+        idle.emplace_back(io);
+        idle.back().connect({boost::asio::ip::address_v4::loopback(), daemon.Port()});
+    }
+    SendMuch(crowd, 10, 2000);
+    outcome.Must(AllApplied(crowd, 60), u"without descriptors the meeting does not go on"_s);
+    const double share = IdleShare(daemon);
+    idle.clear();
+    prlimit(daemon.Pid(), RLIMIT_NOFILE, &before, nullptr);
+    Client late(daemon, 3);
+    late.Enter(u"ROOM1"_s, false);
+    outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
+    Demand(outcome, JudgeAll(crowd));
+    outcome.Figure(
+        u"no descriptor left: idle at %1 % of a core, a newcomer afterwards"_s.arg(share * 100, 0, 'f', 1));
+    outcome.Must(share < 0.2, u"it spins without descriptors"_s);
+}
+
+void NothingLeft(Run& run, Outcome& outcome)
+{
+    {
+        Daemon daemon(4);
+        FewDescriptors(outcome, daemon);
+    }
+    Daemon daemon(4);
+    daemon.End(SIGTERM);
+    std::unique_ptr<SmallVolume> volume;
+    try {
+        volume = std::make_unique<SmallVolume>(daemon, 48);
+    } catch (const std::exception&) {
+        outcome.cannot = u"this machine lets nobody mount a small volume"_s;
+        return;
+    }
+    daemon.wrapper = volume->Inside();
+    daemon.Start();
+    FullVolume(run, outcome, daemon, *volume);
+    daemon.End(SIGTERM);
+}
+
+// --- a long time ---------------------------------------------------------------------------------------
+
+/// Comes, stays, talks and goes, always in the same room, until it is told to stop.
+class Regular {
+public:
+    Regular(const Daemon& daemon, int number, std::uint64_t seed)
+        : client(daemon, number), mRandom(seed), mRoom(u"SOAK%1"_s.arg(number % kRooms))
+    {
+        client.onText = [this](int, const QString& text) {
+            if (text.startsWith(u"[[ZUM_WB_CLEAR]]"_s))
+                client.entries.back().applied[Board].push_back({-1, 0, {}});
+        };
+        mThread = std::thread([this] { Live(); });
+    }
+    ~Regular() { Stop(); }
+    void Stop()
+    {
+        mStop = true;
+        if (mThread.joinable()) mThread.join();
+    }
+
+    static constexpr int kRooms = 5;
+    Client client;
+    std::atomic<int> visits{0}, troubles{0};
+    std::atomic<bool> inside{false}, stay{false};
+
+private:
+    void Live()
+    {
+        while (!mStop) try {
+                Arrive();
+                inside = true;
+                ++visits;
+                client.SetLoad({1, 0.2, 300, 60});
+                Pause(5 + double(mRandom() % 25));
+                while (stay && !mStop) Pause(0.05);
+                client.SetLoad({});
+                inside = false;
+                if (mStop) return;
+                if (mRandom() % 3 == 0)
+                    client.Do([this] { client.Attendee().link->Logout(); });
+                else
+                    client.Leave();
+                Pause(double(mRandom() % 4));
+            } catch (const std::exception&) {
+                ++troubles;
+                Pause(0.5);
+            }
+    }
+    void Arrive()
+    {
+        try {
+            client.Enter(mRoom, false);
+        } catch (const std::exception&) {
+            client.Enter(mRoom, true);
+        }
+        if (mRandom() % 10 == 0)
+            client.Do([this] {
+                const auto items = client.Attendee().link->Users()->Items();
+                if (items.size() > 1) client.Attendee().Draw(u"[[ZUM_WB_CLEAR]]"_s);
+            });
+    }
+    void Pause(double seconds)
+    {
+        for (const Time begun = Clock::now(); !mStop && Since(begun) < seconds * 1000;) Sleep(20);
+    }
+
+    std::mt19937_64 mRandom;
+    const QString mRoom;
+    std::atomic<bool> mStop{false};
+    std::thread mThread;
+};
+
+using Regulars = std::vector<std::unique_ptr<Regular>>;
+
+/// What each visit saw rises by one from each sender; a CLEAR may have taken what was in front of it, and
+/// what a sender named as undelivered when it left is missing.
+void JudgeVisits(const Regulars& all, Outcome& outcome)
+{
+    std::size_t deliveries = 0, twice = 0, missing = 0, damaged = 0, visits = 0;
+    for (const auto& regular : all)
+        for (const Entry& entry : regular->client.entries) {
+            ++visits;
+            damaged += std::size_t(entry.damaged);
+            for (const Channel channel : {Talk, Board}) {
+                std::map<int, std::uint32_t> last;
+                for (const Applied& one : entry.applied[channel]) {
+                    if (one.sender < 0) {
+                        last.clear();
+                        continue;
+                    }
+                    ++deliveries;
+                    std::uint32_t& before = last[one.sender];
+                    twice += before != 0 && one.number <= before;
+                    if (before != 0 && one.number > before + 1) missing += one.number - before - 1;
+                    before = std::max(before, one.number);
+                }
+            }
+        }
+    int named = 0;
+    for (const auto& regular : all)
+        named += int(
+            std::count_if(regular->client.states.begin(), regular->client.states.end(),
+                          [](const LinkSeen& seen) { return seen.state.text.contains(u"Not delivered"_s); }));
+    outcome.Figure(
+        u"%1 visits, %2 deliveries: %3 twice or out of order, %4 missing (%5 goodbyes named "
+        "undelivered items), %6 damaged"_s.arg(visits)
+            .arg(deliveries)
+            .arg(twice)
+            .arg(missing)
+            .arg(named)
+            .arg(damaged));
+    outcome.Must(deliveries > 0 && twice == 0 && damaged == 0, u"twice, out of order or damaged"_s);
+    outcome.Must(missing == 0 || named > 0, u"something is missing"_s);
+}
+
+/// MiB in ten minutes, by least squares.
+double Slope(const std::vector<std::pair<double, double>>& samples)
+{
+    double x = 0, y = 0, xx = 0, xy = 0;
+    const auto n = double(samples.size());
+    for (const auto& [seconds, mebibytes] : samples)
+        x += seconds, y += mebibytes, xx += seconds * seconds, xy += seconds * mebibytes;
+    const double spread = n * xx - x * x;
+    return spread == 0 ? 0 : (n * xy - x * y) / spread * 600;
+}
+
+void Soak(Run& run, Outcome& outcome)
+{
+    const int count = run.Form(15, 50);
+    const double seconds = run.Form(12, 1200);
+    Daemon daemon(count);
+    Regulars all;
+    for (int i = 0; i < count; ++i) all.push_back(std::make_unique<Regular>(daemon, i, run.random()));
+    const auto everybodyIn = [&] {
+        for (auto& one : all) one->stay = true;
+        const bool in = WaitFor(
+            [&] { return std::all_of(all.begin(), all.end(), [](auto& one) { return bool(one->inside); }); },
+            60);
+        outcome.Must(in, u"somebody does not get in"_s);
+        Sleep(1500);
+        const int descriptors = daemon.Descriptors();
+        for (auto& one : all) one->stay = false;
+        return descriptors;
+    };
+    const int before = everybodyIn();
+    const Time begun = Clock::now();
+    std::vector<std::pair<double, double>> samples;
+    int cuts = 0;
+    while (Since(begun) < seconds * 1000) {
+        Sleep(1000);
+        for (auto& one : all)
+            if (run.Below(20) == 0) one->client.proxy.Cut(), ++cuts;
+        if (Since(begun) > seconds * 250)
+            samples.emplace_back(Since(begun) / 1000, double(daemon.ResidentKiB()) / 1024);
+    }
+    const int after = everybodyIn();
+    for (auto& one : all) one->Stop();
+    JudgeVisits(all, outcome);
+    const double slope = Slope(samples);
+    const double mean = samples.empty() ? 0 : samples[samples.size() / 2].second;
+    outcome.Figure(
+        u"%1 cuts in %2 s; memory about %3 MiB, slope %4 MiB in ten minutes; %5 descriptors before, "
+        "%6 after"_s.arg(cuts)
+            .arg(seconds, 0, 'f', 0)
+            .arg(mean, 0, 'f', 1)
+            .arg(slope, 0, 'f', 2)
+            .arg(before)
+            .arg(after));
+    outcome.Must(std::abs(after - before) <= 5, u"descriptors grow"_s);
+    outcome.Soon(slope < 1, u"memory grows"_s);
+}
+
+}  // namespace
+
+std::vector<Goal> MachineGoals()
+{
+    return {{"R14", "a soak with clients coming and going, one in twenty cut each second", Soak},
+            {"R16", "data volume full; no descriptors left", NothingLeft}};
+}
+
+}  // namespace reliability

@@ -1,0 +1,413 @@
+// The operations that the model of the message path is played with, on two real clients: the same seeds, the
+// same witness.
+
+#include <signal.h>
+
+#include <algorithm>
+#include <mutex>
+#include <set>
+
+#include "model/operations.h"
+#include "model/witness.h"
+#include "reliability/judge.h"
+#include "service/link/link_messenger.h"
+
+using namespace Qt::StringLiterals;
+
+namespace reliability {
+namespace {
+
+using model::Act;
+using model::Kind;
+
+struct KindTag {
+    Kind kind;
+    const char* tag;
+};
+constexpr KindTag kTags[] = {
+    {Kind::Line, "line "},           {Kind::Draw, "[[ZUM_WB_PEN]]"},  {Kind::Clear, "[[ZUM_WB_CLEAR]]"},
+    {Kind::Undo, "[[ZUM_WB_UNDO]]"}, {Kind::Redo, "[[ZUM_WB_REDO]]"}, {Kind::Pointer, "[[ZUM_WB_POINTER]]"}};
+
+QString TextOf(Kind kind, int id)
+{
+    for (const KindTag& row : kTags)
+        if (row.kind == kind) return QLatin1String(row.tag) + QString::number(id);
+    return {};
+}
+
+/// Where the daemon listens now; it is killed and started again behind the players' backs.
+class Address {
+public:
+    explicit Address(std::uint16_t port) : mPort(port) {}
+    std::uint16_t Port() const { return mPort; }
+    void Set(std::uint16_t port) { mPort = port; }
+
+private:
+    std::atomic<std::uint16_t> mPort;
+};
+
+/// One of the two. Its user interface is the thread that plays the sequence.
+class Player final : private MessengerEvents {
+public:
+    Player(int self, QString handle, const Address& address, const std::string& key, model::Witness& witness)
+        : mSelf(self),
+          mHandle(std::move(handle)),
+          mAddress(address),
+          mKey(key),
+          mWitness(witness),
+          mProxy(address.Port())
+    {
+    }
+
+    bool In() const { return mIn; }
+    LinkedAttendee* At() { return mAttendee.get(); }
+    FaultProxy& Proxy() { return mProxy; }
+    void Follow() { mProxy.SetTarget(mAddress.Port()); }
+    void Turn()
+    {
+        if (mAttendee) mAttendee->Turn();
+    }
+    void Hold(bool held)
+    {
+        if (mAttendee) mAttendee->Hold(held);
+    }
+    bool Holds(const QString& other) const { return mAttendee && mAttendee->Handles().contains(other); }
+
+    /// False: the service could not be asked just now.
+    bool Join(const QString& code, bool anew)
+    {
+        if (!mAttendee) {
+            mAttendee = std::make_unique<LinkedAttendee>(u"127.0.0.1:%1"_s.arg(mProxy.Port()), mKey);
+            mAttendee->watcher = this;
+        }
+        try {
+            if (anew || !mAttendee->link->LoggedIn()) {
+                mAttendee->link->Logout();
+                if (!mAttendee->Login(mHandle)) return false;
+            }
+            if (!mAttendee->link->JoinMeeting(code) && !mAttendee->link->CreateMeeting(code, {}))
+                return false;
+        } catch (const std::exception&) {
+            return false;
+        }
+        mIn = true;
+        ++mEntry;
+        mSeen.clear();
+        mPending.clear();
+        mWitness.Begins(mSelf, 1);
+        return true;
+    }
+    /// With an empty outbox.
+    void Leave()
+    {
+        mAttendee->link->LeaveMeeting();
+        mIn = false;
+        mWitness.Ends(mSelf, {});
+        mAttendee->Turn();
+    }
+    /// As a process that dies: nothing more gets through.
+    void Kill()
+    {
+        mProxy.Block(true);
+        mProxy.Cut();
+        mAttendee.reset();
+        mProxy.Block(false);
+        if (mIn) mWitness.Ends(mSelf, mPending);
+        std::erase_if(posted, [this](const Posted& one) {
+            return std::find(mPending.begin(), mPending.end(), one.id) != mPending.end();
+        });
+        mIn = false;
+    }
+    /// To everybody, or a whisper to the other one.
+    void Post(Kind kind, const QString& other, bool whisper)
+    {
+        const bool together = Holds(other);
+        if (!together && (whisper || kind == Kind::Line)) return;
+        const unsigned list = whisper ? 1u << (1 - mSelf) : 0;
+        const int id = mWitness.Posts(mSelf, kind, list, false);
+        mWitness.Appended(id, model::Sequence(id));
+        mPending.push_back(id);
+        const QString text = TextOf(kind, id);
+        if (whisper || kind == Kind::Line)
+            mAttendee->link->Send(other, text);
+        else if (together)
+            mAttendee->Draw(text);
+        else
+            mAttendee->link->Keep(text);
+        mAttendee->Turn();
+        if (model::KeptForAll({.kind = kind, .everyone = !whisper}))
+            posted.push_back({id, kind, mSelf, mEntry});
+    }
+    void Mark(const QString& other, int mark)
+    {
+        mAttendee->link->Send(other, u"mark %1"_s.arg(mark));
+        mAttendee->link->Send(other, u"[[ZUM_WB_POINTER]]mark %1"_s.arg(mark));
+        mAttendee->Turn();
+    }
+    bool OutboxEmpty()
+    {
+        if (!mAttendee || StatsOf(*mAttendee->link).outbox == 0) return mPending.clear(), true;
+        return false;
+    }
+
+    struct Posted {
+        int id;
+        Kind kind;
+        int sender, entry;
+    };
+    /// Drawn by itself in this entry, or applied.
+    bool Has(const Posted& one) const
+    {
+        return (one.sender == mSelf && one.entry == mEntry) || mSeen.contains(one.id);
+    }
+    std::vector<Posted> posted;  // what is kept for whoever comes
+    int marks[2] = {0, 0};       // the last one of each channel
+
+private:
+    void NewMessage(const QString& from, const QString& text) override
+    {
+        for (const KindTag& row : kTags) {
+            if (!text.startsWith(QLatin1String(row.tag))) continue;
+            const QString rest = text.mid(qsizetype(qstrlen(row.tag)));
+            if (rest.startsWith(u"mark "_s)) marks[Board] = rest.mid(5).toInt();
+            const int id = rest.toInt();
+            if (id == 0) return;  // the link clears the board of an earlier meeting
+            mSeen.insert(id);
+            model::Item item{.id = id, .kind = row.kind};
+            item.sequence = model::Sequence(id);
+            mWitness.Takes(mSelf, item);
+            return;
+        }
+        if (text.startsWith(u"mark "_s)) marks[Talk] = text.mid(5).toInt();
+        if (!text.startsWith(u"mark "_s)) mWitness.Breaks("unknown text from " + from.toStdString());
+    }
+    void StatusChanged(const QString&, qint32) override {}
+    void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override {}
+    void LinkChanged(const LinkState& state) override
+    {
+        if (state.phase != LinkState::Phase::Ended) return;
+        mWitness.Breaks("client " + std::to_string(mSelf) + " ended: " + state.text.toStdString());
+        mIn = false;
+    }
+
+    const int mSelf;
+    const QString mHandle;
+    const Address& mAddress;
+    const std::string mKey;
+    model::Witness& mWitness;
+    FaultProxy mProxy;
+    std::vector<int> mPending;  // perhaps still in the outbox
+    std::set<int> mSeen;
+    bool mIn = false;
+    int mEntry = 0;
+    std::unique_ptr<LinkedAttendee> mAttendee;  // the last one: gone first
+};
+
+/// Two players through one sequence.
+class Game {
+public:
+    Game(const Address& address, const std::string& key, int lane, std::uint64_t seed)
+        : mCode(u"GAME%1"_s.arg(seed))
+    {
+        for (int i = 0; i < 2; ++i) {
+            mHandles[i] = u"c%1"_s.arg(2 * lane + i);
+            mPlayers[i] = std::make_unique<Player>(i, mHandles[i], address, key, mWitness);
+        }
+    }
+
+    /// What is wrong; "" for nothing.
+    std::string Play(std::uint64_t seed)
+    {
+        for (const model::Operation& operation : model::Operations(seed)) {
+            for (auto& player : mPlayers) player->Follow();
+            Apply(operation);
+            for (auto& player : mPlayers) player->Turn();
+            if (!mWitness.Broken().empty()) return Describe(operation) + ": " + mWitness.Broken();
+        }
+        Settle();
+        return mWitness.Broken();
+    }
+
+private:
+    void Apply(const model::Operation& operation)
+    {
+        const int who = operation.client % 2;
+        Player& player = *mPlayers[who];
+        FaultProxy& proxy = player.Proxy();
+        switch (operation.act) {
+            case Act::Join:
+                Release(who);
+                if (!player.In())
+                    TryUntil([&] { return player.Join(mCode, operation.how & 1); }, "cannot enter");
+                return;
+            case Act::Leave:
+                if (!player.In()) return;
+                Release(who);
+                TryUntil([&] { return player.OutboxEmpty(); }, "nothing leaves the outbox");
+                return player.Leave();
+            case Act::KillClient: return player.Kill();
+            case Act::Post: return Post(player, operation);
+            case Act::Take: return player.Hold(operation.amount % 2);
+            case Act::Cut:
+                if (operation.amount % 3 == 0)
+                    return proxy.Cut(operation.how % 2 ? FaultProxy::End::Reset : FaultProxy::End::Finish);
+                return proxy.CutIn(1 + operation.amount * 97,
+                                   operation.how % 2 ? FaultProxy::Way::Up : FaultProxy::Way::Down);
+            case Act::Up: return proxy.Stall(FaultProxy::Way::Up, operation.how % 2);
+            case Act::Down: return proxy.Stall(FaultProxy::Way::Down, operation.how % 2);
+            case Act::GraceOver: return BeyondGrace(who);
+            case Act::Settle: return Settle();
+            case Act::Sync:
+            case Act::SeatOver:   // ten minutes
+            case Act::KillRelay:  // from beside, for all games at once
+            case Act::PowerCut:
+            case Act::Notice: return;
+        }
+    }
+    void Post(Player& player, const model::Operation& operation)
+    {
+        if (!player.In()) return;
+        const bool whisper = operation.list & 3;
+        const bool drawn = operation.kind != Kind::Line && operation.kind != Kind::Pointer;
+        const Kind kind = whisper && drawn ? Kind::Pointer : operation.kind;
+        for (unsigned i = 0; i <= operation.amount; ++i)
+            player.Post(kind, mHandles[&player == mPlayers[0].get()], whisper);
+    }
+    void Release(int who)
+    {
+        FaultProxy& proxy = mPlayers[who]->Proxy();
+        proxy.Stall(FaultProxy::Way::Up, false);
+        proxy.Stall(FaultProxy::Way::Down, false);
+        mPlayers[who]->Hold(false);
+    }
+    /// The other one sees it leave, and come back later.
+    void BeyondGrace(int who)
+    {
+        Player& other = *mPlayers[1 - who];
+        if (!mPlayers[who]->In() || !other.In()) return;
+        Settle();
+        mPlayers[who]->Proxy().Block(true);
+        mPlayers[who]->Proxy().Cut();
+        TryUntil([&] { return !other.Holds(mHandles[who]); }, "nobody sees the leave");
+        mPlayers[who]->Proxy().Block(false);
+    }
+    template <class Enough>
+    void TryUntil(Enough enough, const char* otherwise)
+    {
+        const Time begun = Clock::now();
+        while (mWitness.Broken().empty()) {
+            for (auto& player : mPlayers) player->Follow(), player->Turn();
+            if (enough()) return;
+            if (Since(begun) > 60'000) mWitness.Breaks(otherwise);
+            Sleep(5);
+        }
+    }
+    void Settle()
+    {
+        for (int i : {0, 1}) Release(i);
+        const bool both = mPlayers[0]->In() && mPlayers[1]->In();
+        if (both) {
+            TryUntil([&] { return mPlayers[0]->Holds(mHandles[1]) && mPlayers[1]->Holds(mHandles[0]); },
+                     "they do not hold each other");
+            ++mMark;
+            for (int i : {0, 1}) mPlayers[i]->Mark(mHandles[1 - i], mMark);
+            TryUntil(
+                [&] {
+                    return std::all_of(std::begin(mPlayers), std::end(mPlayers), [&](auto& player) {
+                        return player->marks[Talk] == mMark && player->marks[Board] == mMark;
+                    });
+                },
+                "it does not come to rest");
+        }
+        TryUntil([&] { return mPlayers[0]->OutboxEmpty() && mPlayers[1]->OutboxEmpty(); },
+                 "something stays in an outbox");
+        TryUntil([&] { return HasAll(*mPlayers[0]) && HasAll(*mPlayers[1]); }, "the board is not whole");
+        mWitness.AtRest(KeptLog());
+    }
+    /// What everybody who is in must have: all of it, unless a CLEAR was followed by so much that what was in
+    /// front of it may be gone.
+    std::vector<Player::Posted> Kept() const
+    {
+        std::vector<Player::Posted> all;
+        for (auto& player : mPlayers) all.insert(all.end(), player->posted.begin(), player->posted.end());
+        const auto changes =
+            std::count_if(all.begin(), all.end(), [](auto& one) { return model::Changes(one.kind); });
+        const bool cleared =
+            std::any_of(all.begin(), all.end(), [](auto& one) { return one.kind == Kind::Clear; });
+        if (cleared && changes >= 20) all.clear();
+        return all;
+    }
+    model::MeetingLog KeptLog() const
+    {
+        model::MeetingLog log;
+        log.meeting = 1;
+        for (const Player::Posted& one : Kept()) {
+            model::Item item{.id = one.id, .kind = one.kind, .everyone = true};
+            item.sequence = model::Sequence(one.id);
+            log.channel[model::Board].entries.push_back(item);
+        }
+        return log;
+    }
+    bool HasAll(const Player& player) const
+    {
+        const auto kept = Kept();
+        return !player.In() ||
+               std::all_of(kept.begin(), kept.end(), [&](auto& one) { return player.Has(one); });
+    }
+
+    const QString mCode;
+    model::Witness mWitness;
+    QString mHandles[2];
+    std::unique_ptr<Player> mPlayers[2];
+    int mMark = 0;
+};
+
+void RandomOperations(Run& run, Outcome& outcome)
+{
+    const int lanes = run.Form(8, 32);
+    const std::uint64_t wanted = run.Form(40, 10'000);
+    const double seconds = run.Form(60, 1500);
+    Daemon daemon(2 * lanes,
+                  u"grace_seconds = 1\nkeep_empty_seconds = 30\nconnections_per_address = 1000\n"_s);
+    Address address(daemon.Port());
+    std::atomic<std::uint64_t> next{1}, done{0};
+    std::mutex mutex;
+    QStringList faults;
+    const Time begun = Clock::now();
+    std::vector<std::thread> threads;
+    for (int lane = 0; lane < lanes; ++lane)
+        threads.emplace_back([&, lane] {
+            while (Since(begun) < seconds * 1000) {
+                const std::uint64_t seed = next++;
+                if (seed > wanted) return;
+                const std::string fault = Game(address, daemon.Fingerprint(), lane, seed).Play(seed);
+                ++done;
+                if (fault.empty()) continue;
+                const std::lock_guard lock(mutex);
+                faults += u"seed %1: %2"_s.arg(seed).arg(QString::fromStdString(fault));
+            }
+        });
+    int kills = 0;
+    while (done < wanted && Since(begun) < seconds * 1000) {
+        Sleep(double(2000 + run.Below(3000)));
+        daemon.End(SIGKILL);
+        daemon.Start();
+        address.Set(daemon.Port());
+        ++kills;
+    }
+    for (std::thread& thread : threads) thread.join();
+    outcome.Figure(
+        u"%1 sequences (seeds 1 on) under %2 kills of the service: %3 differences"_s.arg(done).arg(kills).arg(
+            faults.size()));
+    outcome.Must(faults.isEmpty(), faults.mid(0, 3).join(u"; "_s));
+    outcome.Must(done >= wanted, u"only %1 of %2 sequences in %3 s"_s.arg(done).arg(wanted).arg(seconds));
+}
+
+}  // namespace
+
+std::vector<Goal> ModelGoals()
+{
+    return {{"F4", "random operations of two real clients, as the model plays them", RandomOperations}};
+}
+
+}  // namespace reliability
