@@ -46,6 +46,9 @@ namespace {
     options.logsInMemory = kind == Kind::RelayMemory;
     options.bounds.connectionsPerAddress = 100'000;
     options.bounds.connectionsBeforeLogin = 100'000;
+    options.budgets.items = options.budgets.bytes = options.budgets.liveFrames = options.budgets.liveBytes =
+        0;
+    options.bounds.memory = 0;
     const HashCost cheap{1, 8192};
     Relay relay(options,
                 std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>()),

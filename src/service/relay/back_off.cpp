@@ -6,7 +6,7 @@ namespace zephyl {
 namespace {
 
 constexpr int kFreePerAccount = 5;        // wrong passwords before it slows down
-constexpr int kFreePerAddress = 40;       // a team may sit behind one address
+constexpr int kFreePerAddress = 12;       // 200 addresses with 10,000 guesses get 4,000 of them looked at
 constexpr int kLongestShift = 6;          // 1 s doubling to 64 s
 constexpr std::size_t kRecords = 10'000;  // then the old ones go
 constexpr std::chrono::minutes kMemory{15};
@@ -36,10 +36,19 @@ void BackOff::Wrong(const std::string& account, const std::string& address, cons
     Count(mAddresses[address], kFreePerAddress, wrong, now);
 }
 
-void BackOff::Right(const std::string& account)
+void BackOff::Right(const std::string& account, const std::string& address)
 {
     const std::lock_guard lock(mMutex);
     mAccounts.erase(account);
+    const auto at = mAddresses.find(address);
+    if (at != mAddresses.end() && at->second.failures > 0) --at->second.failures;
+}
+
+bool BackOff::Suspected(const std::string& address)
+{
+    const std::lock_guard lock(mMutex);
+    const auto at = mAddresses.find(address);
+    return at != mAddresses.end() && at->second.failures > 1;
 }
 
 void BackOff::Count(Record& record, int free, std::size_t wrong, Clock::time_point now)

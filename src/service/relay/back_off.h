@@ -19,7 +19,9 @@ public:
     /// The same wrong password again counts once: a client with an old one stored is no guesser.
     void Wrong(const std::string& account, const std::string& address, const std::string& password,
                Clock::time_point now);
-    void Right(const std::string& account);
+    void Right(const std::string& account, const std::string& address);
+    /// Wrong passwords came from there lately, and not just one.
+    bool Suspected(const std::string& address);
 
 private:
     struct Record {

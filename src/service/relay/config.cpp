@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <fstream>
 #include <sstream>
+#include <variant>
 
 #include "service/relay/identity.h"
 #include "service/relay/relay.h"
@@ -15,12 +16,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// A whole number with its range; `set` gets what was given.
+using Place = std::variant<milliseconds RelayTimes::*, std::size_t RelayBounds::*,
+                           std::size_t RelayBudgets::*, unsigned RelayOptions::*>;
+
+// A whole number with its range, in units of what the options count in.
 struct NumberKey {
     const char* name;
-    std::int64_t least, most;
-    void (*set)(RelayOptions&, std::int64_t);
-    std::int64_t byDefault;
+    Place place;
+    std::int64_t unit, least, most;
     const char* comment;
 };
 struct TextKey {
@@ -30,35 +33,59 @@ struct TextKey {
     const char* comment;
 };
 
+constexpr std::int64_t kSecond = 1000;
+constexpr std::int64_t kMebibyte = 1 << 20;
+
 constexpr std::array kNumbers{
-    NumberKey{"threads", 0, 256,
-              [](RelayOptions& o, std::int64_t v) { o.threads = static_cast<unsigned>(v); }, 0,
+    NumberKey{"threads", &RelayOptions::threads, 1, 0, 256,
               "Threads that serve connections. 0: as many as the machine has cores."},
-    NumberKey{"grace_seconds", 0, 600,
-              [](RelayOptions& o, std::int64_t v) { o.times.grace = milliseconds(v * 1000); }, 60,
+    NumberKey{"grace_seconds", &RelayTimes::grace, kSecond, 0, 600,
               "Seconds that a seat outlives its connection. Until then nobody sees the attendee leave\n"
               "and nothing sent to them is lost. 0: leave at once."},
-    NumberKey{"away_seconds", 0, 86'400,
-              [](RelayOptions& o, std::int64_t v) { o.times.away = milliseconds(v * 1000); }, 600,
+    NumberKey{"away_seconds", &RelayTimes::away, kSecond, 0, 86'400,
               "Seconds after that in which an attendee who comes back goes on where they had read."},
-    NumberKey{"keep_empty_seconds", 0, 86'400,
-              [](RelayOptions& o, std::int64_t v) { o.times.keepEmpty = milliseconds(v * 1000); }, 600,
+    NumberKey{"keep_empty_seconds", &RelayTimes::keepEmpty, kSecond, 0, 86'400,
               "Seconds that a meeting which everybody has left can still be joined."},
+    NumberKey{"silent_seconds", &RelayTimes::lostAfter, kSecond, 6, 600,
+              "A connection that says nothing for so long is cut off; clients answer every 5 seconds."},
+    NumberKey{"stuck_seconds", &RelayTimes::stuckAfter, kSecond, 5, 600,
+              "A connection that takes nothing of what is sent to it for so long is cut off."},
+    NumberKey{"before_login_seconds", &RelayTimes::beforeLogin, kSecond, 1, 600,
+              "A connection that has not logged in by then is closed."},
+    NumberKey{"connections_per_address", &RelayBounds::connectionsPerAddress, 1, 1, 10'000,
+              "Connections from one address that have not logged in (ten times as many just after a start)."},
+    NumberKey{"connections_before_login", &RelayBounds::connectionsBeforeLogin, 1, 1, 100'000,
+              "Connections in all that have not logged in."},
+    NumberKey{"seats_per_meeting", &RelayBounds::seatsPerMeeting, 1, 2, kSeatsPerMeeting,
+              "People in one meeting."},
+    NumberKey{"talk_kept_mebibytes", &RelayBounds::talkKept, kMebibyte, 1, 1024,
+              "What is kept of one meeting's lines for those who have not read them. The oldest goes first."},
+    NumberKey{"board_kept_mebibytes", &RelayBounds::boardKept, kMebibyte, 16, 4096,
+              "What is kept of one meeting's board for newcomers. The oldest goes first."},
+    NumberKey{"log_memory_mebibytes", &RelayBounds::logInMemory, kMebibyte, 1, 4096,
+              "What stands in memory of one meeting's log; the older part is read from its files."},
+    NumberKey{"logs_memory_mebibytes", &RelayBounds::logsInMemory, kMebibyte, 1, 65'536,
+              "The same for all meetings together."},
     NumberKey{
-        "connections_per_address", 1, 10'000,
-        [](RelayOptions& o, std::int64_t v) { o.bounds.connectionsPerAddress = static_cast<std::size_t>(v); },
-        20, "Connections from one address that have not logged in (ten times as many just after a start)."},
-    NumberKey{"connections_before_login", 1, 100'000,
-              [](RelayOptions& o, std::int64_t v) {
-                  o.bounds.connectionsBeforeLogin = static_cast<std::size_t>(v);
-              },
-              1000, "Connections in all that have not logged in."},
-    NumberKey{"seats_per_meeting", 2, kSeatsPerMeeting,
-              [](RelayOptions& o, std::int64_t v) { o.bounds.seatsPerMeeting = static_cast<std::size_t>(v); },
-              kSeatsPerMeeting, "People in one meeting."},
-    NumberKey{"board_kept_mebibytes", 16, 4096,
-              [](RelayOptions& o, std::int64_t v) { o.bounds.boardKept = static_cast<std::size_t>(v) << 20; },
-              256, "What is kept of one meeting's board for newcomers. The oldest goes first."},
+        "memory_mebibytes", &RelayBounds::memory, kMebibyte, 0, 1'048'576,
+        "Memory of the whole service. Near it camera pictures are dropped, then nobody more is let in,\n"
+        "then those who lag most are cut off. 0: no limit."},
+    NumberKey{"items_per_second", &RelayBudgets::items, 1, 0, 1'000'000,
+              "Lines, records and pictures of one session, a second and at once. Over it the session waits.\n"
+              "0: no limit."},
+    NumberKey{"items_burst", &RelayBudgets::itemsBurst, 1, 1, 10'000'000, nullptr},
+    NumberKey{"mebibytes_per_second", &RelayBudgets::bytes, kMebibyte, 0, 10'000, "Their bytes."},
+    NumberKey{"mebibytes_burst", &RelayBudgets::bytesBurst, kMebibyte, 1, 100'000, nullptr},
+    NumberKey{"live_frames_per_second", &RelayBudgets::liveFrames, 1, 0, 10'000,
+              "Camera and application pictures of one session, and their bytes. 0: no limit."},
+    NumberKey{"live_mebibytes_per_second", &RelayBudgets::liveBytes, kMebibyte, 0, 10'000, nullptr},
+    NumberKey{"flood_seconds", &RelayTimes::floodAfter, kSecond, 1, 3600,
+              "A session over one of these budgets for so long is cut off; it may come back."},
+    NumberKey{"wrong_codes_per_account", &RelayBudgets::codesPerAccount, 1, 1, 10'000,
+              "Meeting codes that no meeting has, a minute."},
+    NumberKey{"wrong_codes_per_address", &RelayBudgets::codesPerAddress, 1, 1, 100'000, nullptr},
+    NumberKey{"entries_per_account", &RelayBudgets::entries, 1, 1, 10'000,
+              "Meetings entered by one account, a minute."},
 };
 
 void SetLevel(RelayOptions& options, const std::string& level)
@@ -85,13 +112,49 @@ std::string Where(const std::string& name, const toml::node& node)
     return name + ":" + std::to_string(node.source().begin.line) + ": ";
 }
 
+auto& Member(RelayOptions& options, milliseconds RelayTimes::*member)
+{
+    return options.times.*member;
+}
+auto& Member(RelayOptions& options, std::size_t RelayBounds::*member)
+{
+    return options.bounds.*member;
+}
+auto& Member(RelayOptions& options, std::size_t RelayBudgets::*member)
+{
+    return options.budgets.*member;
+}
+auto& Member(RelayOptions& options, unsigned RelayOptions::*member)
+{
+    return options.*member;
+}
+
+void Set(milliseconds& member, std::int64_t value)
+{
+    member = milliseconds(value);
+}
+template <class Number>
+void Set(Number& member, std::int64_t value)
+{
+    member = static_cast<Number>(value);
+}
+
+std::int64_t Get(milliseconds member)
+{
+    return member.count();
+}
+std::int64_t Get(std::size_t member)
+{
+    return static_cast<std::int64_t>(member);
+}
+
 void Take(const NumberKey& key, const toml::node& node, RelayOptions& options)
 {
     const auto value = node.value_exact<std::int64_t>();
     if (!value || *value < key.least || *value > key.most)
         throw StartError(std::string(key.name) + " is a whole number from " + std::to_string(key.least) +
                          " to " + std::to_string(key.most));
-    key.set(options, *value);
+    std::visit([&](auto member) { Set(Member(options, member), *value * key.unit); }, key.place);
 }
 
 void Take(const TextKey& key, const toml::node& node, RelayOptions& options)
@@ -154,6 +217,7 @@ void ReadConfig(const std::filesystem::path& file, RelayOptions& options)
 
 std::string SampleConfig()
 {
+    RelayOptions defaults;
     std::ostringstream out;
     for (const TextKey& key : kTexts) {
         PutComment(out, key.comment);
@@ -161,7 +225,9 @@ std::string SampleConfig()
     }
     for (const NumberKey& key : kNumbers) {
         PutComment(out, key.comment);
-        out << key.name << " = " << key.byDefault << "\n\n";
+        const std::int64_t value =
+            std::visit([&](auto member) { return Get(Member(defaults, member)); }, key.place);
+        out << key.name << " = " << value / key.unit << "\n\n";
     }
     return out.str();
 }

@@ -156,6 +156,25 @@ asio::awaitable<Connection::Next> Connection::UnseatedTurns()
     }
 }
 
+// Nothing is read meanwhile, so the other side meets a full socket; what goes down goes on.
+asio::awaitable<void> Connection::WaitForBudget()
+{
+    asio::steady_timer timer(mServices.io);
+    FloodBudget& budget = mSession->budget;
+    for (auto now = Clock::now(); !mClosed && !mEnding; now = Clock::now()) {
+        const std::chrono::milliseconds pause = budget.Pause(now);
+        if (budget.Over(now) > mServices.options.times.floodAfter) {
+            mServices.log.warn("{} {} sends too much", mAddress, mSession->handle);
+            End(BYE_FLOOD, "too much was sent", pause);
+        }
+        if (pause.count() == 0 || mEnding) break;
+        timer.expires_after(std::min(pause, mServices.options.times.tick));
+        co_await timer.async_wait(asio::use_awaitable);
+        mHeard = Clock::now();
+    }
+    if (mClosed) throw std::runtime_error("closed while it waited for its budget");
+}
+
 // Until the other side has closed, or the tick has.
 asio::awaitable<void> Connection::Linger()
 {
@@ -186,6 +205,11 @@ asio::awaitable<void> Connection::Seated(std::shared_ptr<Meeting> meeting, std::
                 const std::optional<FrameView> frame = mReader.Next();
                 if (!frame) break;
                 back = meeting->Handle(*this, *frame) == Meeting::After::SeatGone;
+                const Clock::time_point now = Clock::now();
+                mSession->budget.Charge(*frame, now);
+                if (back || mSession->budget.Pause(now).count() == 0) continue;
+                meeting->EndOfTurn();
+                co_await WaitForBudget();
             }
             meeting->EndOfTurn();
             if (!back) co_await Receive();
@@ -308,12 +332,13 @@ void Connection::OnWritable()
     FlushSelf();
 }
 
-void Connection::End(ByeReason reason, const std::string& text)
+void Connection::End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait)
 {
     if (mClosed || mEnding) return;
     Header header;
     header.mutable_bye()->set_reason(reason);
     header.mutable_bye()->set_text(text);
+    header.mutable_bye()->set_wait_ms(static_cast<std::uint32_t>(wait.count()));
     Send(header);
     mEnding = true;
     mSince = Clock::now();

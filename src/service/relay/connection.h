@@ -47,7 +47,8 @@ public:
     /// Sends what is ready until the socket is busy. `scratch` is memory to build in.
     void Flush(std::string& scratch);
     /// Says Bye and closes once that has left. What comes in meanwhile is thrown away.
-    void End(ByeReason reason, const std::string& text);
+    /// `wait`: the client should not come back before.
+    void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {});
     /// Closes at once; the reader meets the end.
     void Drop(const std::string& why);
     /// Once a tick: pings, and finds that the other side is gone or takes nothing.
@@ -74,6 +75,7 @@ private:
     boost::asio::awaitable<void> Unseated();
     boost::asio::awaitable<Next> UnseatedTurns();
     boost::asio::awaitable<void> Seated(std::shared_ptr<Meeting> meeting, std::function<bool()> begin);
+    boost::asio::awaitable<void> WaitForBudget();
     boost::asio::awaitable<void> Linger();
     boost::asio::awaitable<void> Receive();
     boost::asio::awaitable<Next> Handle(const FrameView& frame);

@@ -13,11 +13,13 @@
 #include "service/relay/host_names.h"
 #include "service/relay/login_desk.h"
 #include "service/relay/meeting.h"
+#include "service/relay/memory_watch.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
 namespace {
 
+constexpr std::chrono::milliseconds kMemoryWait{5000};
 constexpr char kSendTag[] = "zephyl-share-end";
 
 // The desk's answer as something to wait for.
@@ -108,7 +110,11 @@ void Connection::Greet(const Hello& hello)
 
 asio::awaitable<void> Connection::LogIn(Login login)
 {
-    const LoginVerdict verdict = co_await Ask(mServices.desk, login, mAddress);
+    LoginVerdict verdict;
+    if (mServices.memory.Under(Pressure::RefuseLogins))
+        verdict = {RESULT_LATER, {}, {}, kMemoryWait};
+    else
+        verdict = co_await Ask(mServices.desk, login, mAddress);
     mSince = Clock::now();  // the time at the desk is not the client's
     // Somebody who has given up meanwhile must not push out the one who came next.
     if (mStream.PeerClosed()) throw WireError("gone while the password was checked");
@@ -127,7 +133,7 @@ asio::awaitable<void> Connection::LogIn(Login login)
 asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answer,
                                              const LoginVerdict& verdict)
 {
-    auto session = std::make_shared<Session>();
+    auto session = std::make_shared<Session>(FloodBudget(mServices.options.budgets, Clock::now()));
     session->handle = verdict.account.handle;
     session->key = verdict.key;
     session->stream = login.stream();
@@ -151,7 +157,7 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
 
 asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
 {
-    const Directory::Found found = co_await mServices.directory.Find(mSession, enter);
+    const Directory::Found found = co_await mServices.directory.Find(mSession, mAddress, enter);
     if (found.result == RESULT_OK && !mEnding) {
         const std::shared_ptr<Meeting> meeting = found.hold->meeting;
         MoveTo(meeting,
@@ -161,6 +167,7 @@ asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
     Header header;
     header.mutable_entered()->set_call(enter.call());
     header.mutable_entered()->set_result(found.result);
+    header.mutable_entered()->set_wait_ms(static_cast<std::uint32_t>(found.wait.count()));
     Send(header);
     co_return Next::GoOn;
 }

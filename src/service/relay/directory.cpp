@@ -43,7 +43,7 @@ MeetingHold::~MeetingHold()
 }
 
 Directory::Directory(asio::io_context& io, Services& services)
-    : mServices(services), mStrand(asio::make_strand(io))
+    : mServices(services), mLimits(services.options.budgets), mStrand(asio::make_strand(io))
 {
 }
 
@@ -60,16 +60,24 @@ asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session,
 
 // The logs of meetings that are asked for are opened on the meetings' own strands, before and after this
 // strand's one step.
-asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> session, Enter enter)
+asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> session, std::string address,
+                                                  Enter enter)
 {
+    const bool byUser = enter.rejoin().empty();
+    const auto wait = mLimits.WaitFor(session->key, address, EntryLimits::Clock::now());
+    if (byUser && wait.count() > 0) co_return Found{RESULT_LATER, nullptr, wait};
     const std::shared_ptr<Meeting> known =
         co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(enter.code())), asio::use_awaitable);
     if (known) co_await Opened(known);
     Found found = co_await asio::co_spawn(mStrand, DoFind(session, enter), asio::use_awaitable);
     if (found.hold) {
         const bool usable = co_await Opened(found.hold->meeting);
-        if (!usable) found = {RESULT_LATER, nullptr};
+        if (!usable) found = {RESULT_LATER, nullptr, {}};
     }
+    if (found.result == RESULT_OK)
+        mLimits.Entered(session->key, EntryLimits::Clock::now());
+    else if (found.result == RESULT_NOT_FOUND || found.result == RESULT_IN_USE)  // both answer a guess
+        mLimits.WrongCode(session->key, address, EntryLimits::Clock::now());
     co_return found;
 }
 

@@ -3,6 +3,7 @@
 // the relay is locked for it.
 
 #include <boost/asio/awaitable.hpp>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <unordered_map>
 
 #include "service/relay/accounts.h"
+#include "service/relay/entry_limits.h"
 #include "service/relay/services.h"
 #include "service/relay/session.h"
 #include "service/wire/zephyl.pb.h"
@@ -35,8 +37,9 @@ public:
     ~Directory();
 
     struct Found {
-        Result result = RESULT_NOT_FOUND;   // ok, in use, not found, not permitted, ended
+        Result result = RESULT_NOT_FOUND;   // ok, in use, not found, not permitted, ended, later
         std::shared_ptr<MeetingHold> hold;  // when ok
+        std::chrono::milliseconds wait{};   // when later
     };
 
     /// Finds the meetings that the data folder has from before. Once, before anybody asks.
@@ -47,7 +50,8 @@ public:
     /// older login of that handle ends.
     boost::asio::awaitable<bool> Admit(std::shared_ptr<Session> session,
                                        std::shared_ptr<Connection> connection, bool again);
-    boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, Enter enter);
+    /// `address`: by which the relay knows the client.
+    boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, std::string address, Enter enter);
     boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
     /// The store has changed; `account` is what it holds now. Afterwards every session knows it.
     boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account);
@@ -82,6 +86,7 @@ private:
     void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
 
     Services& mServices;
+    EntryLimits mLimits;
     Strand mStrand;
     std::unordered_map<std::string, std::shared_ptr<Meeting>> mByCode, mById;
     std::unordered_map<std::string, Entry> mEntries;  // by folded handle

@@ -95,6 +95,7 @@ bool LaneOut::ReadMore()
 void LaneOut::Sent(const LogItem& item)
 {
     mSent = item.sequence;
+    if (item.stream != 0) ++mSentItems;
     mOutstanding += item.frames.size();
     if (mMarks.empty() || mMarks.back().bytes >= kMarkBytes) mMarks.push_back({item.sequence, 0});
     mMarks.back().sequence = item.sequence;
@@ -108,6 +109,13 @@ void LaneOut::OnRead(std::uint64_t sequence)
         mOutstanding -= mMarks.front().bytes;
         mMarks.pop_front();
     }
+}
+
+std::size_t LaneOut::LagBytes() const
+{
+    std::size_t bytes = mOutstanding + (mItem ? mItem->frames.size() : 0);
+    for (const ItemPtr& item : mReady) bytes += item->frames.size();
+    return bytes;
 }
 
 std::uint64_t LaneOut::ReadUpTo() const

@@ -37,6 +37,10 @@ public:
     /// Set when items that concern it may have gone before they were sent; taken by the caller.
     std::uint64_t TakeSkipped() { return std::exchange(mSkipped, 0); }
     bool Concerns(const LogItem& item) const;
+    /// Sent and not read, or in hand.
+    std::size_t LagBytes() const;
+    /// Items of others that were sent since the last call.
+    int TakeSentItems() { return std::exchange(mSentItems, 0); }
 
 private:
     struct Mark {
@@ -58,6 +62,7 @@ private:
     std::uint64_t mSent = 0;      // last item that was sent whole
     std::uint64_t mRead = 0;
     std::uint64_t mSkipped = 0;
+    int mSentItems = 0;
     std::deque<ItemPtr> mReady;  // read, not yet sent
     ItemPtr mItem;               // half sent
     std::size_t mAt = 0;

@@ -27,6 +27,13 @@ void LiveSlots::Forget(SeatNumber from)
     std::erase_if(mSlots, [&](const Slot& slot) { return slot.from == from; });
 }
 
+std::size_t LiveSlots::WaitingBytes() const
+{
+    std::size_t bytes = 0;
+    for (const Slot& slot : mSlots) bytes += slot.frame->frames.size();
+    return bytes;
+}
+
 void LiveSlots::OnRead(std::uint64_t bytes, Clock::time_point now)
 {
     bytes = std::min(bytes, mSent);

@@ -28,6 +28,9 @@ public:
     /// A frame is half sent, or one waits and may go.
     bool Ready(Clock::time_point now);
     void Fill(std::string& batch, std::size_t limit, Clock::time_point now);
+    std::size_t WaitingBytes() const;
+    /// What waits goes unsent.
+    void Shed() { mSlots.clear(); }
     /// For a new connection.
     void Reset() { *this = LiveSlots(); }
 

@@ -9,6 +9,7 @@ namespace {
 
 constexpr int kWorkers = 2;
 constexpr int kQueue = 32;
+constexpr int kForSuspects = 16;  // of the queue: guessers never fill it for the others
 constexpr std::chrono::milliseconds kBusyWait{1000};
 
 }  // namespace
@@ -39,7 +40,8 @@ void LoginDesk::Check(const std::string& handle, const std::string& password, co
     const std::string key = forms ? forms->key : std::string();
     LoginVerdict verdict;
     verdict.wait = mBackOff.WaitFor(key, address, BackOff::Clock::now());
-    const auto check = [this, handle, key, password, address, done] {
+    const bool suspected = mBackOff.Suspected(address);
+    const auto check = [this, handle, key, password, address, suspected, done] {
         LoginVerdict answer;
         try {
             answer = Decide(handle, key, password);
@@ -48,32 +50,34 @@ void LoginDesk::Check(const std::string& handle, const std::string& password, co
             answer.wait = kBusyWait;
         }
         if (answer.result == RESULT_WRONG) mBackOff.Wrong(key, address, password, BackOff::Clock::now());
-        if (answer.result == RESULT_OK) mBackOff.Right(key);
+        if (answer.result == RESULT_OK) mBackOff.Right(key, address);
         done(std::move(answer));
-        Finished(key);
+        Finished(key, suspected);
     };
-    if (verdict.wait.count() == 0 && !Queue(key, check)) verdict.wait = kBusyWait;
+    if (verdict.wait.count() == 0 && !Queue(key, suspected, check)) verdict.wait = kBusyWait;
     if (verdict.wait.count() == 0) return;
     verdict.result = RESULT_LATER;
     done(std::move(verdict));
 }
 
 // False: too many wait.
-bool LoginDesk::Queue(const std::string& key, std::function<void()> check)
+bool LoginDesk::Queue(const std::string& key, bool suspected, std::function<void()> check)
 {
     const std::lock_guard lock(mMutex);
-    if (mWaiting >= kQueue + kWorkers) return false;
+    if (mWaiting >= kQueue + kWorkers || (suspected && mSuspected >= kForSuspects)) return false;
     ++mWaiting;
+    if (suspected) ++mSuspected;
     auto& waiting = mByHandle[key];
     waiting.push_back(std::move(check));
     if (waiting.size() == 1) boost::asio::post(mPool, waiting.front());
     return true;
 }
 
-void LoginDesk::Finished(const std::string& key)
+void LoginDesk::Finished(const std::string& key, bool suspected)
 {
     const std::lock_guard lock(mMutex);
     --mWaiting;
+    if (suspected) --mSuspected;
     const auto at = mByHandle.find(key);
     at->second.pop_front();
     if (at->second.empty())

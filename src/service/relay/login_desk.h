@@ -36,8 +36,8 @@ public:
     void Run(std::function<void()> work);
 
 private:
-    bool Queue(const std::string& key, std::function<void()> check);
-    void Finished(const std::string& key);
+    bool Queue(const std::string& key, bool suspected, std::function<void()> check);
+    void Finished(const std::string& key, bool suspected);
     LoginVerdict Decide(const std::string& handle, const std::string& key, const std::string& password);
     LoginVerdict Register(const std::string& handle, const std::string& key, const std::string& password);
 
@@ -49,6 +49,7 @@ private:
     std::mutex mMutex;
     std::unordered_map<std::string, std::deque<std::function<void()>>> mByHandle;  // the first one is at work
     int mWaiting = 0;
+    int mSuspected = 0;  // of them
     boost::asio::thread_pool mPool;
 };
 

@@ -7,6 +7,7 @@
 #include <boost/asio/post.hpp>
 
 #include "service/relay/handle_rules.h"
+#include "service/relay/memory_watch.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -87,7 +88,10 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
     }
     if (mClosed || mStopping) return Refuse(connection, enter.call(), RESULT_LATER), false;
     const bool returns = seat && !enter.rejoin().empty();
-    if (seat) seat->session = session;
+    if (seat) {
+        session->budget = seat->session->budget;
+        seat->session = session;
+    }
     if (!seat) {
         if (mSeats.size() >= mServices.options.bounds.seatsPerMeeting)
             return Refuse(connection, enter.call(), RESULT_FULL), false;
@@ -149,6 +153,7 @@ void Meeting::Attach(Seat& seat, Connection& connection)
         seat.connection->PullFrom(nullptr);
         seat.connection->End(BYE_REPLACED, "");
     }
+    if (seat.state != SeatState::Present) seat.session->budget.Returned(Clock::now());
     seat.connection = connection.shared_from_this();
     seat.state = SeatState::Present;
 }
@@ -414,6 +419,18 @@ void Meeting::OnTick(Clock::time_point now)
     }
     EndOfTurn();
     TrimLog();
+    SaveMemory();
+}
+
+void Meeting::SaveMemory()
+{
+    if (!mServices.memory.Under(Pressure::ShedLive)) return;
+    for (const SeatPtr& seat : mSeats) seat->live.Shed();
+    if (!mServices.memory.Under(Pressure::DetachLagging)) return;
+    SeatPtr most;
+    for (const SeatPtr& seat : mSeats)
+        if (seat->connection && (!most || seat->LagBytes() > most->LagBytes())) most = seat;
+    if (most && most->LagBytes() > 0) most->connection->Drop("lags most while memory is short");
 }
 
 void Meeting::TrimLog()

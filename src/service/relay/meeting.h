@@ -104,6 +104,7 @@ private:
     void ArmTick();
     void OnTick(Clock::time_point now);
     void TrimLog();
+    void SaveMemory();
 
     Services& mServices;
     const MeetingHead mHead;

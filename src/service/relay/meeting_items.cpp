@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "service/relay/meeting.h"
+#include "service/relay/memory_watch.h"
 #include "service/wire/content.h"
 
 namespace zephyl {
@@ -185,7 +186,7 @@ void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view bo
 {
     const PictureInfo& picture = live.picture();
     if (tooLarge || body.empty() || picture.type() == kWhiteboardPicture || !SixteenBits(picture.x()) ||
-        !SixteenBits(picture.y()))
+        !SixteenBits(picture.y()) || mServices.memory.Under(Pressure::ShedLive))
         return;  // live frames may always be dropped
     Header header;
     zephyl::Live& down = *header.mutable_live();

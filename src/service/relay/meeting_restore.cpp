@@ -76,7 +76,7 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     const std::optional<Account> account = mServices.accounts.Find(entry.handle);
     const std::optional<HandleForms> forms = ReadHandle(entry.handle);
     if (!account || !forms || !account->permitted || account->generation != entry.generation) return;
-    auto session = std::make_shared<Session>();
+    auto session = std::make_shared<Session>(FloodBudget(mServices.options.budgets, Clock::now()));
     session->handle = entry.handle;
     session->key = forms->key;
     session->address = entry.address;

@@ -17,6 +17,7 @@ struct RelayTimes {
     std::chrono::milliseconds pingAfter = kPingAfterSilence;
     std::chrono::milliseconds lostAfter = kLostAfterSilence;
     std::chrono::milliseconds stuckAfter{30'000};  // a socket that takes nothing
+    std::chrono::milliseconds floodAfter{30'000};  // over its budget without a break
     std::chrono::milliseconds beforeLogin = kBeforeLogin;
     std::chrono::milliseconds grace{60'000};       // a cut-off seat that nobody sees leave
     std::chrono::milliseconds away{600'000};       // and after that, until it is gone
@@ -33,8 +34,19 @@ struct RelayBounds {
     std::size_t boardKept = kBoardKeptBytes;
     std::size_t logInMemory = kLogInMemoryBytes;    // a meeting; older parts are read from its files
     std::size_t logsInMemory = kLogsInMemoryBytes;  // in all
+    std::size_t memory = 1 << 30;                   // of the whole process; 0: no limit
     std::size_t talkWindow = kTalkWindowBytes;
     std::size_t boardWindow = kBoardWindowBytes;
+};
+
+/// Of one session, a second; 0: no limit.
+struct RelayBudgets {
+    std::size_t items = 60, itemsBurst = 300;  // lines, records, pictures
+    std::size_t bytes = 2 << 20, bytesBurst = 16 << 20;
+    std::size_t liveFrames = 30, liveBytes = 4 << 20;
+    // A minute.
+    std::size_t codesPerAccount = 10, codesPerAddress = 60;  // that no meeting has
+    std::size_t entries = 60;                                // into meetings, of one account
 };
 
 struct RelayOptions {
@@ -49,6 +61,7 @@ struct RelayOptions {
     std::string door;  // what Hello must hold; "" = nothing
     RelayTimes times;
     RelayBounds bounds;
+    RelayBudgets budgets;
 };
 
 }  // namespace zephyl

@@ -95,8 +95,18 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
       mTls(ServerTls(mOptions)),
       mAccounts(mOptions.data),
       mGate(mOptions.bounds),
-      mServices{mIo,   mOptions, *mLog,      mTls,  mAccounts,
-                mLogs, mDesk,    mDirectory, mGate, mAccounts.ServerKey()},
+      mMemory(mOptions.bounds.memory),
+      mServices{mIo,
+                mOptions,
+                *mLog,
+                mTls,
+                mAccounts,
+                mLogs,
+                mDesk,
+                mDirectory,
+                mGate,
+                mMemory,
+                mAccounts.ServerKey()},
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
       mDesk(mAccounts, mOptions.personal, cost),
@@ -131,6 +141,7 @@ const std::string& Relay::Fingerprint() const
 void Relay::Start(std::function<void()> whenIdle)
 {
     asio::co_spawn(mIo, Accept(), asio::detached);
+    asio::co_spawn(mIo, WatchMemory(), asio::detached);
     if (whenIdle) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
     mDirectory.LoadMeetings();
     mAdmin->Start();
@@ -170,6 +181,20 @@ void Relay::Welcome(tcp::socket socket)
         std::make_shared<Connection>(std::move(socket), mServices, address, std::move(ticket))->Start();
     } catch (const std::exception& error) {
         mLog->error("{}: {}", address, error.what());
+    }
+}
+
+asio::awaitable<void> Relay::WatchMemory()
+{
+    asio::steady_timer timer(mIo);
+    for (;;) {
+        timer.expires_after(mOptions.times.tick);
+        co_await timer.async_wait(asio::use_awaitable);
+        if (mMemory.Measure())
+            mLog->warn("memory: {}", mMemory.Under(Pressure::DetachLagging) ? "those who lag most are cut off"
+                                     : mMemory.Under(Pressure::RefuseLogins) ? "nobody more is let in"
+                                     : mMemory.Under(Pressure::ShedLive)     ? "live pictures are dropped"
+                                                                             : "enough again");
     }
 }
 

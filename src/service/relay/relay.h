@@ -15,6 +15,7 @@
 #include "service/relay/directory.h"
 #include "service/relay/log_room.h"
 #include "service/relay/login_desk.h"
+#include "service/relay/memory_watch.h"
 #include "service/relay/services.h"
 
 namespace zephyl {
@@ -44,6 +45,7 @@ public:
 
 private:
     boost::asio::awaitable<void> Accept();
+    boost::asio::awaitable<void> WatchMemory();
     boost::asio::awaitable<void> WatchIdle(std::function<void()> whenIdle);
     void Welcome(boost::asio::ip::tcp::socket socket);
 
@@ -54,6 +56,7 @@ private:
     // What connections refer to stands before mIo, whose destructor ends the last of them.
     Accounts mAccounts;
     ConnectionGate mGate;
+    MemoryWatch mMemory;
     Services mServices;
     boost::asio::io_context mIo;
     LogRoom mLogs;

@@ -42,6 +42,7 @@ void Seat::Fill(std::string& batch, std::size_t limit)
     const Clock::time_point now = Clock::now();
     const std::size_t reliable = live.Ready(now) ? limit - limit / 5 : limit;
     mTalk.Fill(batch, reliable);
+    session->budget.MayAnswer(mTalk.TakeSentItems());
     if (const std::uint64_t upTo = mTalk.TakeSkipped()) PutSkipped(batch, CHANNEL_TALK, upTo);
     mBoard.Fill(batch, reliable);
     if (const std::uint64_t upTo = mBoard.TakeSkipped()) PutSkipped(batch, CHANNEL_BOARD, upTo);

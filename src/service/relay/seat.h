@@ -50,6 +50,11 @@ public:
     void BeginAt(const Sequences& cursor, const Sequences& entered);
     void OnRead(const zephyl::Read& read, Clock::time_point now);
     Sequences ReadUpTo() const { return {mTalk.ReadUpTo(), mBoard.ReadUpTo()}; }
+    /// What it costs the service that it does not read, or has half sent.
+    std::size_t LagBytes() const
+    {
+        return mTalk.LagBytes() + mBoard.LagBytes() + incoming.HeldBytes() + live.WaitingBytes();
+    }
     Header AcceptedNow() const;
     bool Concerns(const LogItem& item) const { return mTalk.Concerns(item); }
 

@@ -18,6 +18,7 @@ class Accounts;
 class ConnectionGate;
 class Directory;
 class LoginDesk;
+class MemoryWatch;
 struct LogRoom;
 class TlsContext;
 
@@ -33,6 +34,7 @@ struct Services {
     LoginDesk& desk;
     Directory& directory;
     ConnectionGate& gate;
+    MemoryWatch& memory;
     std::string serverKey;
 };
 

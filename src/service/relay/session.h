@@ -5,9 +5,12 @@
 #include <cstdint>
 #include <string>
 
+#include "service/relay/flood_budget.h"
+
 namespace zephyl {
 
 struct Session {
+    explicit Session(const FloodBudget& full) : budget(full) {}
     std::string handle;   // the account's own spelling
     std::string key;      // folded
     std::string address;  // by which others reach this client
@@ -15,6 +18,7 @@ struct Session {
     std::int64_t generation = 0;         // of the account's password
     std::atomic<bool> fenced{false};     // a later login of the handle was answered
     std::atomic<bool> permitted{false};  // an operator may change it while the session lives
+    FloodBudget budget;                  // on the strand of its meeting
 };
 
 }  // namespace zephyl

@@ -108,7 +108,8 @@ std::optional<FrameView> FrameReader::Next()
     if (!mHeader.ParseFromArray(rest.data() + kFramePrefixBytes, static_cast<int>(headerBytes)))
         throw WireError("a header that cannot be read");
     mAt += 4 + length;
-    return FrameView{mHeader, rest.substr(kFramePrefixBytes + headerBytes, length - 2 - headerBytes)};
+    return FrameView{mHeader, rest.substr(kFramePrefixBytes + headerBytes, length - 2 - headerBytes),
+                     4 + length};
 }
 
 void FrameReader::Rest()
@@ -159,6 +160,14 @@ std::size_t BodyLimit(const Header& header)
 bool ItemReader::IsLaneFrame(const Header& header)
 {
     return header.has_post() || header.has_item() || header.has_live() || header.has_more();
+}
+
+std::size_t ItemReader::HeldBytes() const
+{
+    std::size_t bytes = 0;
+    for (const auto& half : mHalves)
+        if (half) bytes += half->body.size();
+    return bytes;
 }
 
 std::optional<ItemView> ItemReader::Take(const FrameView& frame)

@@ -59,6 +59,7 @@ void AppendItem(std::string& out, const Header& first, Lane lane, std::string_vi
 struct FrameView {
     const Header& header;
     std::string_view body;
+    std::size_t bytes = 0;  // of the whole frame
 };
 
 /// Finds frames in a stream of bytes. Lengths are checked as soon as the prefix is there, before the
@@ -98,6 +99,8 @@ public:
     /// Takes a lane frame; gives the item that it completes. Throws WireError when a lane has two items
     /// at once, a More without a first frame, or more bytes than were announced.
     std::optional<ItemView> Take(const FrameView& frame);
+    /// Of items that are not complete yet.
+    std::size_t HeldBytes() const;
 
 private:
     struct Half {

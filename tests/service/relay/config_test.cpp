@@ -14,6 +14,9 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
     RelayOptions options;
     EXPECT_NO_THROW(ReadConfigText(SampleConfig(), "sample", options));
     EXPECT_EQ(options.port, kDefaultPort);
+    ReadConfigText("memory_mebibytes = 3\nflood_seconds = 7", "units", options);
+    EXPECT_EQ(options.bounds.memory, 3u << 20);
+    EXPECT_EQ(options.times.floodAfter, std::chrono::seconds(7));
     const struct {
         const char* text;
         const char* mentions;
@@ -24,6 +27,8 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
         {"grace_seconds = \"60\"", "whole number"},
         {"grace_seconds = 1.5", "whole number"},
         {"threads = true", "threads"},
+        {"memory_mebibytes = 1.5", "whole number"},
+        {"talk_kept_mebibytes = 0", "1 to 1024"},
         {"listen = 7420", "quotes"},
         {"listen = \"host:99999\"", "port"},
         {"listen = \":1\"", "host"},

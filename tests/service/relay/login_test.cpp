@@ -98,7 +98,7 @@ TEST_P(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
     enter.mutable_enter()->set_code("Room1");
     early.Send(enter);
     EXPECT_EQ(early.Wait(Header::kBye).header.bye().reason(), BYE_DONE);
-    options.times.beforeLogin = std::chrono::milliseconds(100);
+    options.times.beforeLogin = std::chrono::seconds(1);
     StartRelay();
     EXPECT_TRUE(RawClient(relay->Port()).Ended());  // silent
 }

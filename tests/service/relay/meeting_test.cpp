@@ -1,5 +1,10 @@
 // Meetings as their attendees see them, over real connections.
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <fstream>
+
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -294,6 +299,74 @@ TEST_P(RelayTest, ANewcomerGetsTheBoardAndNotWhatPassed)
     EXPECT_EQ(board[21], "Alice: [[ZUM_WB_UNDO]]");
     EXPECT_EQ(board[22], "Alice: [[ZUM_WB_PEN]]last");
     EXPECT_TRUE(carol->Quiet(Header::kItem));
+}
+
+TEST_P(RelayTest, AFloodIsPausedThenCutOffAndLosesNothing)
+{
+    options.times.grace = std::chrono::minutes(1);
+    options.times.floodAfter = std::chrono::milliseconds(300);
+    options.budgets.items = 100;
+    options.budgets.itemsBurst = 50;
+    auto bob = In("bob");
+    auto alice = In("Alice");
+    for (std::uint64_t i = 1; i <= 500; ++i) alice->Post(i, std::to_string(i));
+    const Bye bye = alice->Wait(Header::kBye).header.bye();
+    EXPECT_EQ(bye.reason(), BYE_FLOOD);
+    EXPECT_TRUE(alice->Ended());
+    alice = std::make_unique<RawClient>(relay->Port());
+    const Resumed back = alice->Resume(place, place.position());
+    ASSERT_EQ(back.result(), RESULT_OK);
+    const std::uint64_t have = back.place().have().talk();
+    EXPECT_GT(have, 50u);
+    EXPECT_LT(have, 250u);
+    alice->Post(have + 1, "the next one");
+    const Texts all = bob->Texts(static_cast<int>(have) + 1);
+    EXPECT_EQ(all.back(), "Alice: the next one");
+    EXPECT_EQ(all[49], "Alice: 50");
+}
+
+TEST_P(RelayTest, GuessedCodesAreAnsweredLater)
+{
+    auto alice = In("Alice");
+    auto bob = LoggedIn("bob");
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(bob->Enter("guess" + std::to_string(i), false).result(), RESULT_NOT_FOUND);
+    const Entered later = bob->Enter("Room1", false);
+    EXPECT_EQ(later.result(), RESULT_LATER);
+    EXPECT_GT(later.wait_ms(), 0u);
+    In("carol");
+}
+
+TEST_P(RelayTest, ShortOfMemoryItGivesUpTheLeastAndRecovers)
+{
+    constexpr std::size_t kRoom = 64 << 20;
+    std::size_t pages = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> pages >> resident;
+    options.bounds.memory = resident * static_cast<std::size_t>(::getpagesize()) + kRoom;
+    options.times.grace = std::chrono::minutes(1);
+    auto alice = In("Alice");
+    alice->readAlong = true;
+    auto bob = In("bob");
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    alice->Post(1, "unread");
+    alice->WaitAccepted(CHANNEL_TALK, 1);
+    const auto logsIn = [&] {
+        return RawClient(relay->Port()).Login("carol", "secret", 7).result() == RESULT_OK;
+    };
+    EXPECT_TRUE(logsIn());
+    void* ballast =
+        ::mmap(nullptr, 2 * kRoom, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    while (logsIn()) {
+    }
+    EXPECT_TRUE(bob->Ended());  // who has not read is the first to go, and may come back
+    alice->Post(2, "goes on");
+    alice->WaitAccepted(CHANNEL_TALK, 2);
+    ::munmap(ballast, 2 * kRoom);
+    while (!logsIn()) {
+    }
+    bob = std::make_unique<RawClient>(relay->Port());
+    ASSERT_EQ(bob->Resume(place, place.position()).result(), RESULT_OK);
+    EXPECT_EQ(bob->Texts(2).back(), "Alice: goes on");
 }
 
 }  // namespace

@@ -51,6 +51,7 @@ protected:
         options.times.grace =
             std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
         options.bounds.connectionsPerAddress = 1000;
+        options.budgets.items = options.budgets.bytes = 0;  // tests send faster than people
     }
 
     /// Starts what `options` says; again: the same data, another port.

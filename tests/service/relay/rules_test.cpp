@@ -4,6 +4,8 @@
 
 #include "service/relay/back_off.h"
 #include "service/relay/board_history.h"
+#include "service/relay/entry_limits.h"
+#include "service/relay/flood_budget.h"
 #include "service/relay/live_slots.h"
 
 namespace zephyl {
@@ -61,7 +63,7 @@ TEST(BackOff, DoublesForgivesAndNeverLocks)
     backOff.Wrong("alice", "10.0.0.1", "one more", now);
     EXPECT_GT(backOff.WaitFor("bob", "10.0.0.1", now).count(), 0);  // the guesser's address
     EXPECT_EQ(backOff.WaitFor("bob", "10.0.0.2", now).count(), 0);
-    backOff.Right("alice");
+    backOff.Right("alice", "10.0.0.2");
     EXPECT_EQ(backOff.WaitFor("alice", "10.0.0.2", now).count(), 0);
 }
 
@@ -91,6 +93,91 @@ TEST(LiveSlots, SendWhatTheReceiverKeepsUpWith)
     EXPECT_EQ(batch.size(), 4 * 7u);  // 80,000 were answered just now, so more than 65,536 may go
     EXPECT_FALSE(slots.Ready(now + std::chrono::milliseconds(251)));
     EXPECT_EQ(slots.Ready(now), false);
+}
+
+// A minute of somebody's sending, in steps of 10 ms: how long it was paused in all, and whether it is over
+// its budget for good.
+TEST(FloodBudget, PausesTheFloodAndNeverTheLively)
+{
+    struct Sender {
+        const char* who;
+        double posts, liveFrames;  // a second
+        std::size_t postBytes, liveBytes;
+        int linesHeard, receipts;  // a second
+        bool paused, over;
+    };
+    const Sender rows[] = {
+        {"lively", 59, 30, 2000, 40'000, 0, 0, false, false},
+        {"in a lively crowd", 50, 25, 500, 20'000, 400, 400, false, false},
+        {"answers nobody's lines", 50, 0, 500, 0, 0, 400, true, true},
+        {"many items", 100, 0, 100, 0, 0, 0, true, true},
+        {"many bytes", 10, 0, 500'000, 0, 0, 0, true, true},
+        {"many pictures", 1, 60, 100, 20'000, 0, 0, true, true},
+        {"large pictures", 1, 20, 100, 500'000, 0, 0, true, true},
+    };
+    for (const Sender& row : rows) {
+        SCOPED_TRACE(row.who);
+        auto now = FloodBudget::Clock::now();
+        FloodBudget budget({}, now);
+        Header post, live, receipt;
+        post.mutable_post()->set_everyone(true);
+        live.mutable_live();
+        receipt.mutable_post()->set_channel(CHANNEL_TALK);
+        receipt.mutable_post()->mutable_recipients()->add_handles("bob");
+        std::chrono::milliseconds paused{}, over{};
+        double posts = 0, frames = 0;
+        for (int step = 0; step < 6000; ++step, now += std::chrono::milliseconds(10)) {
+            over = std::max(over, budget.Over(now));
+            if (budget.Pause(now).count() > 0) {
+                paused += std::chrono::milliseconds(10);
+                continue;
+            }
+            budget.MayAnswer(row.linesHeard / 100);
+            for (int i = 0; i < row.receipts / 100; ++i) budget.Charge({receipt, {}, 100}, now);
+            for (posts += row.posts / 100; posts >= 1; --posts) budget.Charge({post, {}, row.postBytes}, now);
+            for (frames += row.liveFrames / 100; frames >= 1; --frames)
+                budget.Charge({live, {}, row.liveBytes}, now);
+        }
+        EXPECT_EQ(paused.count() > 0, row.paused);
+        EXPECT_EQ(over > std::chrono::seconds(30), row.over) << over.count();
+    }
+    auto now = FloodBudget::Clock::now();
+    FloodBudget budget({}, now);
+    Header post;
+    post.mutable_post();
+    for (int i = 0; i < 300; ++i) budget.Charge({post, {}, 100}, now);
+    now += std::chrono::seconds(60);  // cut off, drawing on
+    budget.Returned(now);
+    for (int i = 0; i < 3600; ++i) budget.Charge({post, {}, 100}, now);
+    EXPECT_EQ(budget.Pause(now).count(), 0);
+    budget.Charge({post, {}, 100}, now);
+    EXPECT_GT(budget.Pause(now).count(), 0);
+}
+
+TEST(EntryLimits, SlowGuessersAndLetARightCodeIn)
+{
+    const RelayBudgets budgets;
+    EntryLimits limits(budgets);
+    auto now = EntryLimits::Clock::now();
+    const auto guess = [&](const std::string& account) {
+        if (limits.WaitFor(account, "10.0.0.1", now).count() > 0) return 0;
+        limits.WrongCode(account, "10.0.0.1", now);
+        return 1;
+    };
+    const auto guesses = [&](const std::string& account) {
+        int looked = 0;
+        for (int i = 0; i < 100; ++i) looked += guess(account);
+        return looked;
+    };
+    EXPECT_EQ(guesses("a"), 10);
+    now += std::chrono::seconds(60);
+    EXPECT_EQ(guesses("a"), 10);
+    int looked = 0;
+    for (const char* account : {"b", "c", "d", "e", "f", "g", "h"}) looked += guesses(account);
+    EXPECT_EQ(looked, 50 + 2);  // sixty from the address; then each account's first is looked at still
+    EXPECT_EQ(limits.WaitFor("honest", "10.0.0.1", now).count(), 0);
+    for (int i = 0; i < 60; ++i) limits.Entered("busy", now);
+    EXPECT_EQ(limits.WaitFor("busy", "10.0.0.2", now), std::chrono::seconds(1));
 }
 
 }  // namespace

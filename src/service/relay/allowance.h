@@ -1,0 +1,55 @@
+#pragma once
+// So much a second, and what was not used of it up to a bound. Pure: the time is passed in.
+
+#include <algorithm>
+#include <chrono>
+
+namespace zephyl {
+
+class Allowance {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Begins full. Nothing a second: there is no limit.
+    Allowance(double aSecond, double most, Clock::time_point now)
+        : mASecond(aSecond), mMost(most), mLeft(most), mAt(now)
+    {
+    }
+    /// Taken in any case; what is missing becomes a debt.
+    void Spend(double amount, Clock::time_point now)
+    {
+        if (mASecond <= 0) return;
+        mLeft = Left(now) - amount;
+        mAt = now;
+    }
+    double Left(Clock::time_point now) const
+    {
+        return std::max(mLeft, std::min(mMost, mLeft + mASecond * Seconds(now)));
+    }
+    /// Nothing could be used until now: all of it is added, whatever the bound.
+    void Unspent(Clock::time_point now)
+    {
+        mLeft += mASecond * Seconds(now);
+        mAt = now;
+    }
+    /// Until this much is there; 0: it is.
+    std::chrono::milliseconds WaitFor(double amount, Clock::time_point now) const
+    {
+        if (mASecond <= 0 || Left(now) >= amount) return {};
+        const double seconds = (amount - Left(now)) / mASecond;
+        return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+    }
+    /// At least this part of the bound is there.
+    bool AtLeast(double part, Clock::time_point now) const
+    {
+        return mASecond <= 0 || Left(now) >= part * mMost;
+    }
+
+private:
+    double Seconds(Clock::time_point now) const { return std::chrono::duration<double>(now - mAt).count(); }
+
+    double mASecond, mMost, mLeft;
+    Clock::time_point mAt;
+};
+
+}  // namespace zephyl
