@@ -117,21 +117,11 @@ TEST_P(RelayTest, RefusesSinglePostsAndGoesOn)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
-    const auto post = [](Channel channel, std::uint64_t number) {
-        Header header;
-        header.mutable_post()->set_channel(channel);
-        header.mutable_post()->set_number(number);
-        header.mutable_post()->set_everyone(true);
-        return header;
-    };
-    Header text = post(CHANNEL_BOARD, 1);  // a line that calls itself a record
-    text.mutable_post()->mutable_text();
-    text.mutable_post()->set_total(5);
-    alice->SendItem(text, "hello");
-    Header picture = post(CHANNEL_BOARD, 2);  // a camera frame in the log
-    picture.mutable_post()->mutable_picture()->set_type(0);
+    alice->SendItem(PostHeader(CHANNEL_BOARD, 1, 5), "hello");  // a line that calls itself a record
+    Header picture = PostHeader(CHANNEL_BOARD, 2, 0);
+    picture.mutable_post()->mutable_picture()->set_type(0);  // a camera frame in the log
     alice->Send(picture);
-    picture = post(CHANNEL_BOARD, 3);
+    picture.mutable_post()->set_number(3);
     picture.mutable_post()->mutable_picture()->set_type(2);
     picture.mutable_post()->mutable_picture()->set_x(32'768);
     alice->Send(picture);
@@ -150,13 +140,7 @@ TEST_P(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
     auto bob = In("bob");
     bob->readAlong = true;
     const std::string record = "[[ZUM_WB_PEN]]" + std::string(kRecordBytes - 14, 'p');
-    Header header;
-    header.mutable_post()->set_channel(CHANNEL_BOARD);
-    header.mutable_post()->set_number(1);
-    header.mutable_post()->set_everyone(true);
-    header.mutable_post()->mutable_text();
-    header.mutable_post()->set_total(kRecordBytes);
-    ItemCutter cutter(header, LANE_BOARD, record, Way::Up);
+    ItemCutter cutter(PostHeader(CHANNEL_BOARD, 1, kRecordBytes), LANE_BOARD, record, Way::Up);
     int frames = 0;
     std::uint64_t lines = 0;
     while (!cutter.Done()) {
@@ -242,12 +226,8 @@ TEST_P(RelayTest, LyingLengthsEndOnlyTheirOwnConnection)
     auto bob = In("bob");
     alice->Wait(Header::kItem);
     const std::string text = "12345678901234567890";
-    Header half;
-    half.mutable_post()->set_channel(CHANNEL_TALK);
-    half.mutable_post()->set_everyone(true);
-    half.mutable_post()->mutable_text();
-    half.mutable_post()->set_total(10);
-    std::string overfull, twice, nothing, empty;
+    Header half = PostHeader(CHANNEL_TALK, 0, 10);
+    std::string overfull, twice, nothing;
     AppendFrame(overfull, half, text, Way::Up);
     half.mutable_post()->set_total(30);
     for (int i = 0; i < 2; ++i) AppendFrame(twice, half, text, Way::Up);

@@ -15,6 +15,18 @@ namespace {
 constexpr std::chrono::seconds kPatience{10};
 }
 
+Header PostHeader(Channel channel, std::uint64_t number, std::size_t total)
+{
+    Header header;
+    zephyl::Post& post = *header.mutable_post();
+    post.set_channel(channel);
+    post.set_number(number);
+    post.set_everyone(true);
+    post.mutable_text();
+    post.set_total(static_cast<std::uint32_t>(total));
+    return header;
+}
+
 RawClient::RawClient(std::uint16_t port, const std::string& door, std::uint32_t version)
 {
     asio::ip::tcp::socket socket(mIo);
@@ -57,14 +69,8 @@ void RawClient::SendItem(const Header& header, std::string_view body)
 
 void RawClient::Post(std::uint64_t number, const std::string& text, const std::vector<std::string>& to)
 {
-    Header header;
-    zephyl::Post& post = *header.mutable_post();
-    post.set_channel(ChannelOfText(text));
-    post.set_number(number);
-    post.mutable_text();
-    post.set_total(static_cast<std::uint32_t>(text.size()));
-    if (to.empty()) post.set_everyone(true);
-    for (const std::string& handle : to) post.mutable_recipients()->add_handles(handle);
+    Header header = PostHeader(ChannelOfText(text), number, text.size());
+    for (const std::string& handle : to) header.mutable_post()->mutable_recipients()->add_handles(handle);
     SendItem(header, text);
 }
 

@@ -26,6 +26,9 @@ struct NothingCame : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// A text of `total` bytes for everybody, to be shaped further; what its frame begins with.
+Header PostHeader(Channel channel, std::uint64_t number, std::size_t total);
+
 class RawClient {
 public:
     explicit RawClient(std::uint16_t port, const std::string& door = {},

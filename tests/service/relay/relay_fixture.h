@@ -64,11 +64,12 @@ protected:
                 relay->TheAccounts().Add(handle, HashPassword("secret", kCheapHash), "");
         relay->Start();
     }
+    std::unique_ptr<RawClient> Fresh() { return std::make_unique<RawClient>(relay->Port(), options.door); }
     /// Logged in under a stream that is the handle's own.
     std::unique_ptr<RawClient> LoggedIn(const std::string& handle)
     {
         if (!relay) StartRelay();
-        auto client = std::make_unique<RawClient>(relay->Port(), options.door);
+        auto client = Fresh();
         EXPECT_EQ(client->Login(handle, "secret", StreamOf(handle)).result(), RESULT_OK) << handle;
         return client;
     }

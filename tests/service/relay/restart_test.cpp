@@ -19,7 +19,6 @@ protected:
     RestartTest() { options.times.grace = std::chrono::minutes(1); }
     /// The service goes without a word to anybody, and another one starts on its data.
     void KillAndStart() { StartRelay(); }
-    std::unique_ptr<RawClient> Fresh() { return std::make_unique<RawClient>(relay->Port()); }
     fs::path NewestSegment(const std::string& part) const
     {
         fs::path newest;
@@ -126,9 +125,12 @@ TEST_P(RestartTest, AllIsSafeBeforeItEndsInOrder)
     for (;;) {
         const Received next = alice->Next();
         if (next.header.has_accepted()) accepted = next.header.accepted().board();
-        if (next.header.has_bye()) break;
+        if (!next.header.has_bye()) continue;
+        EXPECT_EQ(next.header.bye().reason(), BYE_RESTART);
+        break;
     }
     EXPECT_EQ(accepted, 50u);
+    EXPECT_TRUE(alice->Ended());
     StartRelay();
     EXPECT_EQ(In("bob")->Texts(50).back(), "Alice: [[ZUM_WB_PEN]]50");
 }

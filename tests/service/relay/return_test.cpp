@@ -10,7 +10,6 @@ using Texts = std::vector<std::string>;
 class ReturnTest : public RelayTest {
 protected:
     ReturnTest() { options.times.grace = std::chrono::minutes(1); }
-    std::unique_ptr<RawClient> Fresh() { return std::make_unique<RawClient>(relay->Port()); }
     static Cursor At(const Place& place) { return place.position(); }
 };
 
@@ -67,30 +66,12 @@ TEST_P(ReturnTest, HalfAnItemOfTheOldConnectionIsDropped)
     auto bob = In("bob");
     auto alice = In("Alice");
     const Place cut = place;
-    Header half;
-    half.mutable_post()->set_channel(CHANNEL_TALK);
-    half.mutable_post()->set_number(1);
-    half.mutable_post()->set_everyone(true);
-    half.mutable_post()->mutable_text();
-    half.mutable_post()->set_total(30'000);
-    alice->Send(half, std::string(10'000, 'a'));
+    alice->Send(PostHeader(CHANNEL_TALK, 1, 30'000), std::string(10'000, 'a'));
     EXPECT_TRUE(alice->Quiet(Header::kItem));
     alice = Fresh();
     ASSERT_EQ(alice->Resume(cut, At(cut)).place().have().talk(), 0u);
     alice->Post(1, "whole");
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: whole"});
-}
-
-TEST_P(ReturnTest, ARefusalIsSaidAgain)
-{
-    auto alice = In("Alice");
-    alice->Post(1, std::string(kTextBytes + 1, 'x'));
-    alice->Post(2, "taken");
-    alice->WaitAccepted(CHANNEL_TALK, 2);
-    alice->Kill();
-    alice = Fresh();
-    ASSERT_EQ(alice->Resume(place, At(place)).result(), RESULT_OK);
-    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 1u);
 }
 
 TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
