@@ -57,58 +57,33 @@ TEST(MessagePath, RareFaultsAreFoundByPlaying)
         return Operation{Act::Post, who, strokes - 1, 1, Kind::Draw};
     };
     const auto post = [](int who, Kind kind) { return Operation{Act::Post, who, 0, 1, kind}; };
+    const auto up = [](int who, unsigned a, unsigned b = 0) { return Operation{Act::Up, who, a, b}; };
+    const auto down = [](int who, unsigned a, unsigned b = 0) { return Operation{Act::Down, who, a, b}; };
+    const auto cut = [](int who, unsigned a = 0, unsigned b = 0) { return Operation{Act::Cut, who, a, b}; };
+    const Operation sync{Act::Sync}, power{Act::PowerCut}, harder{Act::PowerCut, 0, 0, 0, Kind::Line, 2};
+    const Operation killed{Act::KillClient, 0}, seatOver{Act::SeatOver, 1},
+        lines{Act::Post, 0, 2, 1, Kind::Line};
+    using Play = std::vector<Operation>;
+    const Play unsynced{join0,       join1,      settle, draw(1, 3), settle, post(0, Kind::Clear),
+                        draw(0, 25), up(0, 100), sync,   killed,     power,  settle,
+                        join2};
+    const Play undone{join0,       settle, draw(0, 3), post(0, Kind::Clear), post(0, Kind::Undo),
+                      draw(0, 25), settle, join1};
+    const Play revived{join0, join1, settle, cut(1), up(1, 1), seatOver, draw(0, 3), up(0, 2), harder};
+    const Play late{join0,         settle,      join1,         up(1, 9, 1), down(1, 9, 1), cut(1, 8, 8),
+                    down(1, 9),    up(1, 9, 1), down(1, 9, 1), up(1, 9, 1), sync,          sync,
+                    down(1, 9, 1), lines,       up(0, 9),      up(1, 9)};
     const struct {
         Fault fault;
         const char* story;
-        std::vector<Operation> play;
+        Play play;
     } rows[] = {
         {Fault::TrimUnsynced,
-         "a CLEAR dies with its sender and the power, after the old board was trimmed for it",
-         {join0,
-          join1,
-          settle,
-          draw(1, 3),
-          settle,
-          post(0, Kind::Clear),
-          draw(0, 25),
-          {Act::Up, 0, 100},
-          {Act::Sync},
-          {Act::KillClient, 0},
-          {Act::PowerCut},
-          settle,
-          join2}},
-        {Fault::TrimIgnoresUndo,
-         "an UNDO brings back what stood before the CLEAR",
-         {join0, settle, draw(0, 3), post(0, Kind::Clear), post(0, Kind::Undo), draw(0, 25), settle, join1}},
-        {Fault::SeatEndUnsynced,
-         "a power cut revives a seat that was over, behind a line that left it out",
-         {join0,
-          join1,
-          settle,
-          {Act::Cut, 1},
-          {Act::Up, 1, 1},
-          {Act::SeatOver, 1},
-          draw(0, 3),
-          {Act::Up, 0, 2},
-          {Act::PowerCut, 0, 0, 0, Kind::Line, 2}}},
-        {Fault::LoginFencesNot,
-         "an Enter that was given up arrives behind the one that replaced it",
-         {join0,
-          settle,
-          join1,
-          {Act::Up, 1, 9, 1},
-          {Act::Down, 1, 9, 1},
-          {Act::Cut, 1, 8, 8},
-          {Act::Down, 1, 9},
-          {Act::Up, 1, 9, 1},
-          {Act::Down, 1, 9, 1},
-          {Act::Up, 1, 9, 1},
-          {Act::Sync},
-          {Act::Sync},
-          {Act::Down, 1, 9, 1},
-          {Act::Post, 0, 2, 1, Kind::Line},
-          {Act::Up, 0, 9},
-          {Act::Up, 1, 9}}},
+         "a CLEAR dies with its sender and the power, after the old board was trimmed for it", unsynced},
+        {Fault::TrimIgnoresUndo, "an UNDO brings back what stood before the CLEAR", undone},
+        {Fault::SeatEndUnsynced, "a power cut revives a seat that was over, behind a line that left it out",
+         revived},
+        {Fault::LoginFencesNot, "an Enter that was given up arrives behind the one that replaced it", late},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Outcome(row.play), "") << row.story;

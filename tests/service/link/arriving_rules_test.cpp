@@ -179,17 +179,6 @@ TEST(Arriving, EventsOfAnEntryThatWasLeftAreDroppedAndThoseOfTheNextWait)
     EXPECT_EQ(net.Take(), QStringList({u"carl:new"_s}));
 }
 
-TEST(Arriving, ReportsAfter256Items)
-{
-    Arrivals net;
-    for (std::uint64_t i = 1; i <= 256; ++i) {
-        EXPECT_EQ(net.reports, 0);
-        net.Item("bob", 1, i, "x");
-        net.Take();
-    }
-    EXPECT_EQ(net.reports, 1);
-}
-
 TEST(Arriving, PicturesComeDecodedAndHoldUpNoLine)
 {
     Arrivals net;
