@@ -106,9 +106,15 @@ Child::Child(const QString& program, const QStringList& arguments,
     }
 }
 
+void Child::CloseInput()
+{
+    if (mIn >= 0) close(mIn);
+    mIn = -1;
+}
+
 Child::~Child()
 {
-    close(mIn);
+    CloseInput();
     if (Running()) {
         kill(mPid, SIGTERM);
         const auto until = Clock::now() + std::chrono::seconds(5);
@@ -239,11 +245,15 @@ void Service::Stop(int signal)
 }
 
 Script::Script(const Service& service, const Folder& folder, const char* name, QStringList options)
-    : mChild(std::make_unique<Child>(
-          Programs() + u"/zephyl"_s,
-          QStringList{u"run"_s, u"--service"_s, service.Address(), u"--trust"_s, service.Fingerprint()} +
-              options,
-          std::map<QString, QString>{{u"XDG_CONFIG_HOME"_s, folder / name}}, folder / name + u".log"_s))
+    : Script(QStringList{u"--service"_s, service.Address(), u"--trust"_s, service.Fingerprint()} + options,
+             {{u"XDG_CONFIG_HOME"_s, folder / name}}, folder / name + u".log"_s)
+{
+}
+
+Script::Script(const QStringList& options, const std::map<QString, QString>& environment,
+               const QString& logFile)
+    : mChild(std::make_unique<Child>(Programs() + u"/zephyl"_s, QStringList{u"run"_s} + options, environment,
+                                     logFile))
 {
 }
 
@@ -254,7 +264,12 @@ QJsonObject Script::NextLine(int seconds)
 
 QJsonObject Script::Ask(const QJsonObject& command)
 {
-    mChild->Write(Compact(command));
+    return AskLine(Compact(command));
+}
+
+QJsonObject Script::AskLine(const QByteArray& text)
+{
+    mChild->Write(text);
     for (;;) {
         const QJsonObject line = NextLine(30);
         if (!line.contains(u"event"_s)) return line;

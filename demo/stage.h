@@ -34,6 +34,7 @@ public:
     void Write(const QByteArray& line);
     /// The next line of standard output; throws after `seconds` or when the program has ended.
     QByteArray ReadLine(int seconds = 30);
+    void CloseInput();
     void Signal(int number);
     /// Exit status (128 + signal when killed); throws when it still runs after `seconds`.
     int WaitForEnd(int seconds = 30);
@@ -94,8 +95,10 @@ private:
 class Script {
 public:
     Script(const Service& service, const Folder& folder, const char* name, QStringList options = {});
+    Script(const QStringList& options, const std::map<QString, QString>& environment, const QString& logFile);
     /// Sends one command and returns its answer; events that came in between are kept.
     QJsonObject Ask(const QJsonObject& command);
+    QJsonObject AskLine(const QByteArray& line);
     /// The next event that matches; what does not match is dropped.
     QJsonObject Event(const Match& match, int seconds = 30);
     /// Whether an event that matches has come so far.

@@ -1,28 +1,19 @@
 // Every drawing tool with a real mouse: two boards stay the same, and what leaves is the exact record.
-#include <gtest/gtest.h>
-
 #include <QFile>
 
-#include "demo/stage.h"
+#include "scenarios/meeting_fixture.h"
 
-using namespace Qt::StringLiterals;
 using namespace stage;
 
 namespace {
 
-const std::map<QString, QString> kPeople = {
-    {u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}, {u"eve"_s, u"eve's secret"_s}};
-
-class Board : public testing::Test {
+class Board : public Meeting {
 protected:
     void SetUp() override
     {
-        Enter(ann, u"ann"_s, false);
-        Enter(bob, u"bob"_s, true);
-        for (const QJsonObject& command : std::initializer_list<QJsonObject>{
-                 {{u"do"_s, u"login"_s}, {u"handle"_s, u"eve"_s}, {u"password"_s, kPeople.at(u"eve"_s)}},
-                 {{u"do"_s, u"join"_s}, {u"code"_s, u"Board123"_s}}})
-            ASSERT_TRUE(eve.Ask(command)[u"ok"_s].toBool());
+        Enter(ann, u"ann"_s, u"Board123"_s, false);
+        Enter(bob, u"bob"_s, u"Board123"_s, true);
+        Join(eve, u"eve"_s, u"Board123"_s);
         for (Desk* desk : {&ann, &bob}) desk->Wait("attendee", Is("handle", u"eve"_s));
     }
     void TearDown() override
@@ -30,14 +21,6 @@ protected:
         if (!HasFailure() || !qEnvironmentVariableIsSet("QUORVIA_KEEP")) return;
         ann.Screenshot(folder / "ann.png");
         bob.Screenshot(folder / "bob.png");
-    }
-    void Enter(Desk& desk, const QString& name, bool join)
-    {
-        desk.Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
-        desk.StartClient({u"--service"_s, service.Address()});
-        desk.Wait("dialog", Is("name", u"frmLogin"_s));
-        desk.Login(name, kPeople.at(name), u"Board123"_s, join);
-        desk.Wait("window_whole");
     }
     void Choose(Desk& desk, const char* button)
     {
@@ -64,9 +47,8 @@ protected:
         EXPECT_EQ(eve.Event(fromThem).value(u"text"_s).toString().toStdString(), record.toStdString());
     }
 
-    Folder folder;
-    Service service{folder, kPeople};
-    Desk ann{folder, u"ann"_s}, bob{folder, u"bob"_s};
+    std::unique_ptr<Desk> annsDesk = Sit(u"ann"_s), bobsDesk = Sit(u"bob"_s);
+    Desk &ann = *annsDesk, &bob = *bobsDesk;
     Script eve{service, folder, "eve"};
 };
 

@@ -32,11 +32,15 @@ inline const std::map<QString, QString> kPeople = {
 
 class Meeting : public testing::Test {
 protected:
-    /// A desk that knows the service and has its key pinned, with the login dialog open.
-    std::unique_ptr<Desk> Sit(const QString& name, bool pinned = true)
+    /// A desk that knows the service and has its key pinned, with the login dialog open. `data`: more
+    /// settings.
+    std::unique_ptr<Desk> Sit(const QString& name, bool pinned = true,
+                              const std::map<QString, QString>& data = {})
     {
         auto desk = std::make_unique<Desk>(folder, name);
         if (pinned) desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
+        for (const auto& [key, text] : data)
+            desk->Setting(u"Zephyl\\Configs\\(System Default)\\Data"_s, key, text);
         desk->StartClient({u"--service"_s, service.Address()});
         desk->Wait("dialog", Is("name", u"frmLogin"_s));
         return desk;
@@ -46,12 +50,15 @@ protected:
         desk.Login(name, kPeople.at(name), code, join);
         desk.Wait("window_whole");
     }
-    void Join(Script& script, const QString& name, const QString& code)
+    void Ok(Script& script, const char* what, const QJsonObject& fields)
     {
-        ASSERT_TRUE(script.Ask(Do("login", {{u"handle"_s, name}, {u"password"_s, kPeople.at(name)}}))[u"ok"_s]
-                        .toBool());
+        ASSERT_TRUE(script.Ask(Do(what, fields))[u"ok"_s].toBool()) << what;
+    }
+    void Join(Script& script, const QString& name, const QString& code, const char* how = "join")
+    {
+        Ok(script, "login", {{u"handle"_s, name}, {u"password"_s, kPeople.at(name)}});
         ASSERT_TRUE(script.Ask(Do("permission"))[u"allowed"_s].toBool());
-        ASSERT_TRUE(script.Ask(Do("join", {{u"code"_s, code}}))[u"ok"_s].toBool());
+        Ok(script, how, {{u"code"_s, code}});
     }
     void Say(Desk& desk, const QString& text)
     {

@@ -28,7 +28,7 @@ TEST_F(Meeting, TwoPeopleAndAScriptTalkWhisperAndDraw)
     Say(*ann, u"Hello all"_s);
     EXPECT_EQ(bob->Wait("line", Is("from", u"ann"_s)).value(u"text"_s).toString(), u"Hello all"_s);
     eve.Event(Message(u"ann"_s, u"Hello all"_s));
-    EXPECT_TRUE(eve.Ask(Do("send", {{u"to"_s, u"bob"_s}, {u"text"_s, u"psst"_s}}))[u"ok"_s].toBool());
+    Ok(eve, "send", {{u"to"_s, u"bob"_s}, {u"text"_s, u"psst"_s}});
     bob->Wait("line", Is("text", u"psst"_s));
 
     // Bob whispers to eve only: first entry of the list is his own.
@@ -61,10 +61,7 @@ TEST_F(Meeting, TwoPeopleAndAScriptTalkWhisperAndDraw)
 TEST_F(Meeting, RefusalsSayWhatTheyShouldAndTheDialogComesBack)
 {
     Script eve(service, folder, "eve");
-    ASSERT_TRUE(
-        eve.Ask(Do("login", {{u"handle"_s, u"eve"_s}, {u"password"_s, kPeople.at(u"eve"_s)}}))[u"ok"_s]
-            .toBool());
-    ASSERT_TRUE(eve.Ask(Do("create", {{u"code"_s, u"Taken123"_s}}))[u"ok"_s].toBool());
+    Join(eve, u"eve"_s, u"Taken123"_s, "create");
     service.Zephyld({u"user"_s, u"forbid"_s, u"bob"_s, u"--data"_s, folder / "service"});
 
     auto desk = Sit(u"ann"_s);
@@ -113,10 +110,7 @@ TEST_F(Meeting, NewMeetingLeavesTheOldOneBehind)
     Enter(*ann, u"ann"_s, u"First001"_s, false);
     Join(eve, u"eve"_s, u"First001"_s);
     ann->Wait("attendee", Is("handle", u"eve"_s));
-    ASSERT_TRUE(
-        bob.Ask(Do("login", {{u"handle"_s, u"bob"_s}, {u"password"_s, kPeople.at(u"bob"_s)}}))[u"ok"_s]
-            .toBool());
-    ASSERT_TRUE(bob.Ask(Do("create", {{u"code"_s, u"Second02"_s}}))[u"ok"_s].toBool());
+    Join(bob, u"bob"_s, u"Second02"_s, "create");
 
     ann->Key(u"alt+m"_s);
     ann->Key(u"n"_s);
@@ -130,7 +124,7 @@ TEST_F(Meeting, NewMeetingLeavesTheOldOneBehind)
 
     // What eve says in the old meeting reaches nobody here; bob's line does, and ann's goes to bob alone.
     EXPECT_EQ(eve.Ask(Do("users"))[u"handles"_s].toArray(), QJsonArray{u"eve"_s});
-    EXPECT_TRUE(bob.Ask(Do("send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"welcome"_s}}))[u"ok"_s].toBool());
+    Ok(bob, "send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"welcome"_s}});
     ann->Wait("line", Is("text", u"welcome"_s));
     Say(*ann, u"thanks"_s);
     bob.Event(Message(u"ann"_s, u"thanks"_s));

@@ -13,14 +13,10 @@ class Pictures : public Meeting {
 protected:
     std::unique_ptr<Desk> SitWithCamera(const QString& name, const QString& code, bool join)
     {
-        const QString data = u"Zephyl\\Configs\\(System Default)\\Data"_s;
-        auto desk = std::make_unique<Desk>(folder, name);
-        desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
-        desk->Setting(data, u"Video Device"_s, u"pattern"_s);
-        desk->Setting(data, u"Frame Rate"_s, u"10"_s);
-        desk->Setting(data, u"AppShare Interval"_s, u"200"_s);
-        desk->StartClient({u"--service"_s, service.Address()});
-        desk->Wait("dialog", Is("name", u"frmLogin"_s));
+        auto desk = Sit(name, true,
+                        {{u"Video Device"_s, u"pattern"_s},
+                         {u"Frame Rate"_s, u"10"_s},
+                         {u"AppShare Interval"_s, u"200"_s}});
         Enter(*desk, name, code, join);
         return desk;
     }
@@ -110,14 +106,14 @@ TEST_F(Pictures, HostileOnesStopNobody)
                              Write("text", "no picture at all")};
     const int before = Resident(*ann);
     for (int i = 0; i < 200; ++i)
-        EXPECT_TRUE(eve.Ask(Do("frame", {{u"to"_s, QJsonArray{u"ann"_s}},
-                                         {u"file"_s, files[i % 5]},
-                                         {u"x"_s, 5},
-                                         {u"y"_s, 5},
-                                         {u"type"_s, i % 3},
-                                         {u"quality"_s, 65}}))[u"ok"_s]
-                        .toBool());
-    EXPECT_TRUE(eve.Ask(Do("send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"after"_s}}))[u"ok"_s].toBool());
+        Ok(eve, "frame",
+           {{u"to"_s, QJsonArray{u"ann"_s}},
+            {u"file"_s, files[i % 5]},
+            {u"x"_s, 5},
+            {u"y"_s, 5},
+            {u"type"_s, i % 3},
+            {u"quality"_s, 65}});
+    Ok(eve, "send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"after"_s}});
     ann->Wait("line", Is("text", u"after"_s));
     ann->Wait("frame", Frame(u"ann"_s, 0));
     EXPECT_LT(Resident(*ann), before + 96);
