@@ -60,36 +60,20 @@ TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
         EXPECT_EQ(list->item(2)->text(), u"<b>editor</b>"_s);
         Run(dialog, [&] {
             list->setCurrentRow(row.row);
-            if (row.press == std::string("double")) {
-                const QPoint at = list->visualItemRect(list->item(row.row)).center();
-                QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, at);
-                QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
-            } else if (row.press == std::string("escape")) {
-                QTest::keyClick(&dialog, Qt::Key_Escape);
-            } else if (row.press == std::string("enter")) {
-                QTest::keyClick(list, Qt::Key_Return);
-            } else {
-                Find<QPushButton>(dialog, row.press)->click();
-            }
+            const QPoint at = list->visualItemRect(list->item(row.row)).center();
+            const std::string press = row.press;
+            if (press == "double")
+                QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, at),
+                    QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
+            if (press == "escape") QTest::keyClick(&dialog, Qt::Key_Escape);
+            if (press == "enter") QTest::keyClick(list, Qt::Key_Return);
+            if (auto* button = Find<QPushButton>(dialog, row.press)) button->click();
         });
         EXPECT_EQ(state.gShareWindow, row.after);
         EXPECT_EQ(dialog.Unloaded(), row.unloaded);
         EXPECT_EQ(prompts.beeps, row.unloaded ? 0 : 1);
         EXPECT_FALSE(dialog.isVisible());
     }
-}
-
-TEST_F(Dialogs, ShareAppThatIsOnlyHiddenShowsTheSameListAgain)
-{
-    frmShareApp dialog(state, u"Meeting"_s, nullptr);
-    Run(dialog, [&] { Find<QPushButton>(dialog, "cmdOK")->click(); });
-    windows.topLevel.clear();
-    Run(dialog, [&] {
-        Find<QListWidget>(dialog, "lstApps")->setCurrentRow(1);
-        Find<QPushButton>(dialog, "cmdOK")->click();
-    });
-    EXPECT_EQ(state.gShareWindow, 5u);
-    EXPECT_TRUE(dialog.Unloaded());
 }
 
 TEST_F(Dialogs, ShareAppSaysWhyThereIsNothingToShare)
@@ -116,38 +100,32 @@ TEST_F(Dialogs, AboutStartsTheFirstViewerThatStarts)
     const QString root = uR"(HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Shared Tools)"_s;
     QFile old(folders.dir.filePath(u"MSINFO32.EXE"_s));
     ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+    const QString here = folders.dir.path(), none = u"/nowhere"_s;
     const struct {
-        const char *path, *location, *installed, *starts, *tried;
-        int boxes;
+        QString path, folder, installed, starts, tried;
     } rows[] = {
-        {"/opt/viewer", "", "hardinfo", "/opt/viewer", "/opt/viewer", 0},
-        {"/opt/viewer", "", "hardinfo", "hardinfo", "/opt/viewer,hardinfo", 0},
-        {"", "there", "hardinfo", "MSINFO32.EXE", "MSINFO32.EXE", 0},
-        {"", "elsewhere", "kinfocenter", "kinfocenter", "kinfocenter", 0},
-        {"", "", "", "", "", 1},
-        {"/opt/viewer", "", "", "", "/opt/viewer", 1},
+        {u"/opt/viewer"_s, none, u"hardinfo"_s, u"viewer"_s, u"viewer"_s},
+        {u"/opt/viewer"_s, none, u"hardinfo"_s, u"hardinfo"_s, u"viewer,hardinfo"_s},
+        {{}, here, u"hardinfo"_s, u"MSINFO32.EXE"_s, u"MSINFO32.EXE"_s},
+        {{}, none, u"kinfocenter"_s, u"kinfocenter"_s, u"kinfocenter"_s},
+        {u"/opt/viewer"_s, none, {}, {}, u"viewer"_s},  // the last one: nothing starts
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.tried);
-        prompts.boxes.clear();
-        registry.WriteText(root + u"\\MSINFO"_s, u"PATH"_s, QLatin1String(row.path));
-        const QString folder = row.location == std::string("there") ? folders.dir.path() : u"/nowhere"_s;
-        registry.WriteText(root + u" Location"_s, u"MSINFO"_s, folder);
+        SCOPED_TRACE(row.tried.toStdString());
+        EXPECT_TRUE(prompts.boxes.isEmpty());
+        registry.WriteText(root + u"\\MSINFO"_s, u"PATH"_s, row.path);
+        registry.WriteText(root + u" Location"_s, u"MSINFO"_s, row.folder);
         QStringList tried;
-        frmAbout about(
-            state, nullptr,
-            {[&](const QString& name) { return name == QLatin1String(row.installed) ? name : QString(); },
-             [&](const ProgramStart& one) {
-                 const QString name = one.program.section(u'/', -1);
-                 tried += name == u"viewer"_s ? one.program : name;
-                 return tried.last() == QLatin1String(row.starts);
-             }});
+        const auto find = [&](const QString& name) { return name == row.installed ? name : QString(); };
+        const auto start = [&](const ProgramStart& one) {
+            tried += one.program.section(u'/', -1);
+            return tried.last() == row.starts;
+        };
+        frmAbout about(state, nullptr, {find, start});
         Find<QPushButton>(about, "cmdSysInfo")->click();
-        EXPECT_EQ(tried.join(u','), QLatin1String(row.tried));
-        EXPECT_EQ(prompts.boxes.size(), row.boxes);
+        EXPECT_EQ(tried.join(u','), row.tried);
     }
-    EXPECT_EQ(prompts.boxes[0], u"none|Quorvia|System Information Is Unavailable At This Time"_s);
-    frmAbout about(state, nullptr);
-    EXPECT_EQ(about.windowTitle(), u"About Quorvia"_s);
-    EXPECT_EQ(Find<QLabel>(about, "lblVersion")->text(), u"Version "_s + VersionText());
+    EXPECT_EQ(prompts.boxes, QStringList(u"none|Quorvia|System Information Is Unavailable At This Time"_s));
+    EXPECT_EQ(Find<QLabel>(*std::make_unique<frmAbout>(state, nullptr), "lblVersion")->text(),
+              u"Version "_s + VersionText());
 }

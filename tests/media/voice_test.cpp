@@ -26,23 +26,6 @@ TEST_F(Voice, PortIsAPositive16BitNumber)
     }
 }
 
-TEST_F(Voice, TalkTellsOfEverybodyElse)
-{
-    InMeeting(u"alice"_s, {u"bob"_s, u"carol"_s, u"Dürer"_s});
-    companion.running = true;
-    media.talk = true;
-    chkTalk_Click(state);
-    EXPECT_EQ(companion.journal,
-              QStringList({u"1225 bob.example:2074|bob"_s, u"1225 carol.example:2074|carol"_s,
-                           u"1225 Dürer.example:2074|Dürer"_s}));
-    companion.journal.clear();
-    media.talk = false;
-    chkTalk_Click(state);
-    VoiceRemoveParticipant(state, u"10.0.0.5"_s, u"bob"_s);
-    EXPECT_EQ(companion.journal, QStringList({u"1228 bob.example|bob"_s, u"1228 carol.example|carol"_s,
-                                              u"1228 Dürer.example|Dürer"_s, u"1229 10.0.0.5|bob"_s}));
-}
-
 TEST_F(Voice, TheFirstRequestStartsTheCompanionAndIsLost)
 {
     VoiceStopParticipant(state, u"a"_s, u"bob"_s);

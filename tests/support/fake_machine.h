@@ -22,7 +22,6 @@ public:
 class FakeWaits final : public Waits {
 public:
     std::vector<std::chrono::milliseconds> pauses;
-    int eventRuns = 0;
     std::function<void()> during;  // runs inside each of both
     void Pause(std::chrono::milliseconds time) override
     {
@@ -31,7 +30,6 @@ public:
     }
     void LetEventsRun() override
     {
-        ++eventRuns;
         if (during) during();
     }
     void Hurry(std::chrono::milliseconds) override {}
@@ -69,7 +67,6 @@ public:
 class FakeFolders final : public Folders {
 public:
     QTemporaryDir dir;
-    bool documents = true;  // false: the look-up fails
     QString Special(int folderId) const override;
     QString Program() const override { return dir.path(); }
 };

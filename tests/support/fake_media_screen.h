@@ -11,7 +11,6 @@ public:
     bool formatEnabled = true, talk = false;
     int fps = -1, quality = 65;
     QImage preview;
-    int previews = 0, shareDialogs = 0;
     std::optional<CameraFormat> choice;  // ChooseFormat's answer
 
     void SetFormatCaption(const QString& text) override { caption = text; }
@@ -20,12 +19,8 @@ public:
     void SetFrameRateSlider(int rate) override { fps = rate; }
     int QualitySlider() const override { return quality; }
     bool TalkChecked() const override { return talk; }
-    void SetPreview(const QImage& picture) override
-    {
-        preview = picture;
-        ++previews;
-    }
-    void RunShareApp() override { ++shareDialogs; }
+    void SetPreview(const QImage& picture) override { preview = picture; }
+    void RunShareApp() override {}
     std::optional<CameraFormat> ChooseFormat(const CameraFormat&, const std::vector<CameraFormat>&) override
     {
         return choice;

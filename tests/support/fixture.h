@@ -18,7 +18,6 @@ public:
     BoardScreen* board = nullptr;
     ToolbarScreen* toolbar = nullptr;
     MediaScreen* media = nullptr;
-    int fills = 0;
 
     void SetPanel(Panel panel, const QString& text) override { panels[panel] = text; }
     void Note(const QString& text) override { notes += text; }
@@ -39,7 +38,7 @@ public:
     void Resize(float width, float height) override { placement.width = width, placement.height = height; }
     void Show() override { mJournal += QStringLiteral("show"); }
     void ResetPointer() override { mJournal += QStringLiteral("pointer"); }
-    void FillUsers() override { ++fills; }
+    void FillUsers() override {}
     void SetShareTimer(int milliseconds) override
     {
         mJournal += QStringLiteral("share timer %1").arg(milliseconds);

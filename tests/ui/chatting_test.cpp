@@ -69,22 +69,19 @@ TEST(Chatting, TypingAnywhereGoesIntoTheMessage)
     for (const char* name : {"lstUsers", "picDraw", "picMain", "txtChat", "sldFPS", "chkTalk"}) {
         SCOPED_TRACE(name);
         QWidget* place = desk.Find(name);
-        place->setFocus();
-        Press(place, Qt::Key_AsciiTilde, u"~"_s);
-        place->setFocus();
-        QTest::keyClick(place, Qt::Key_Z);
-        QTest::keyClick(desk.Panel().txtMessage, Qt::Key_Backspace);
-        place->setFocus();
-        Press(place, Qt::Key_Clear, u"\v"_s);  // a key that the message box does not want either
+        for (const auto& [key, text] : {std::pair(Qt::Key_AsciiTilde, u"~"_s),
+                                        std::pair(Qt::Key_Clear, u"\v"_s)}) {  // the second is no text
+            place->setFocus();
+            Press(place, key, text);
+            EXPECT_TRUE(desk.Panel().txtMessage->hasFocus());
+        }
         EXPECT_EQ(desk.Panel().MessageText(), QString(++letters, u'~'));
-        EXPECT_TRUE(desk.Panel().txtMessage->hasFocus());
     }
     for (const char* name : {"lstUsers", "picDraw", "txtChat", "sldFPS"}) {
         desk.Panel().SetMessageText(u"go"_s);
-        QWidget* place = desk.Find(name);
-        place->setFocus();
-        QTest::keyClick(place, Qt::Key_Left);
-        QTest::keyClick(place, Qt::Key_Return);  // the default button, once
+        desk.Find(name)->setFocus();
+        QTest::keyClick(desk.Find(name), Qt::Key_Left);
+        QTest::keyClick(desk.Find(name), Qt::Key_Return);  // the default button, once
         EXPECT_EQ(desk.Panel().MessageText(), u""_s) << name;
     }
     EXPECT_EQ(desk.Sent().count(u"bob: go"_s), 4);

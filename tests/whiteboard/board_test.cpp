@@ -36,54 +36,35 @@ Segment Line(float x1, float y1, float x2, float y2)
 
 TEST(Board, ShapesCoverExactlyTheirExtent)
 {
-    const auto segment = [](Board& b, int w, Segment s) { b.Draw({&s, 1}, w); };
+    using Draw = std::function<void(Board&)>;
+    const auto line = [](int width, float x1, float x2) -> Draw {
+        return [=](Board& b) { b.Draw(std::vector{Line(x1, 20, x2, 20)}, width); };
+    };
+    const auto box = [](float x1, float y1, float x2, float y2) -> Draw {
+        return [=](Board& b) { b.Draw(BoxRecord{1, x1, y1, x2, y2, kRed}); };
+    };
+    const auto circle = [](int x1, int y1, int x2, int y2) -> Draw {
+        return [=](Board& b) { b.Draw(CircleRecord{1, x1, y1, x2, y2, kRed}); };
+    };
     const struct {
         const char* what;
-        std::function<void(Board&)> draw;
+        Draw draw;
         QRect ink;
     } rows[] = {
-        {"dot of 1", [&](Board& b) { segment(b, 1, Line(10, 10, 10, 10)); }, {10, 10, 1, 1}},
-        {"no width is 1", [&](Board& b) { segment(b, 0, Line(10, 10, 10, 10)); }, {10, 10, 1, 1}},
-        {"below 1 is 1", [&](Board& b) { segment(b, -32768, Line(10, 10, 10, 10)); }, {10, 10, 1, 1}},
-        {"dot of 32", [&](Board& b) { segment(b, 32, Line(100, 100, 100, 100)); }, {84, 84, 32, 32}},
-        {"line, both ends", [&](Board& b) { segment(b, 1, Line(10, 20, 30, 20)); }, {10, 20, 21, 1}},
-        {"line from far away", [&](Board& b) { segment(b, 1, Line(-1e30f, 20, 30, 20)); }, {0, 20, 31, 1}},
-        {"line far away", [&](Board& b) { segment(b, 1, Line(1e9f, 20, 2e9f, 20)); }, {}},
-        {"box, corners in",
-         [](Board& b) {
-             b.Draw(BoxRecord{1, 10, 20, 30, 50, kRed});
-         },
-         {10, 20, 21, 31}},
-        {"box, swapped",
-         [](Board& b) {
-             b.Draw(BoxRecord{1, 30, 50, 10, 20, kRed});
-         },
-         {10, 20, 21, 31}},
-        {"box, a click",
-         [](Board& b) {
-             b.Draw(BoxRecord{1, 30, 50, 30, 50, kRed});
-         },
-         {30, 50, 1, 1}},
-        {"box, flat",
-         [](Board& b) {
-             b.Draw(BoxRecord{1, 30, 50, 40, 50, kRed});
-         },
-         {30, 50, 11, 1}},
-        {"circle, right out",
-         [](Board& b) {
-             b.Draw(CircleRecord{1, 10, 20, 30, 50, kRed});
-         },
-         {10, 20, 20, 30}},
-        {"circle, swapped",
-         [](Board& b) {
-             b.Draw(CircleRecord{1, 30, 50, 10, 20, kRed});
-         },
-         {10, 20, 20, 30}},
-        {"circle, a click",
-         [](Board& b) {
-             b.Draw(CircleRecord{1, 30, 50, 30, 50, kRed});
-         },
-         {30, 50, 1, 1}},
+        {"dot of 1", line(1, 10, 10), {10, 20, 1, 1}},
+        {"no width is 1", line(0, 10, 10), {10, 20, 1, 1}},
+        {"below 1 is 1", line(-32768, 10, 10), {10, 20, 1, 1}},
+        {"dot of 32", line(32, 100, 100), {84, 4, 32, 32}},
+        {"line, both ends", line(1, 10, 30), {10, 20, 21, 1}},
+        {"line from far away", line(1, -1e30f, 30), {0, 20, 31, 1}},
+        {"line far away", line(1, 1e9f, 2e9f), {}},
+        {"box, corners in", box(10, 20, 30, 50), {10, 20, 21, 31}},
+        {"box, swapped", box(30, 50, 10, 20), {10, 20, 21, 31}},
+        {"box, a click", box(30, 50, 30, 50), {30, 50, 1, 1}},
+        {"box, flat", box(30, 50, 40, 50), {30, 50, 11, 1}},
+        {"circle, right out", circle(10, 20, 30, 50), {10, 20, 20, 30}},
+        {"circle, swapped", circle(30, 50, 10, 20), {10, 20, 20, 30}},
+        {"circle, a click", circle(30, 50, 30, 50), {30, 50, 1, 1}},
         {"fill, cut",
          [](Board& b) {
              b.Fill({-5, -5, 10, 10}, kRed);

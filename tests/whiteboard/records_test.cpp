@@ -116,14 +116,11 @@ TEST(Records, NameTheFirstFieldThatIsBadOrMissing)
 
 TEST(Records, KeepPartsInFrontOfTheDamage)
 {
-    const auto text = ReadText(Payload("1/2/True/False/Liberation Mono/x"));
-    EXPECT_EQ(text.value.look.fontName, u"Liberation Mono"_s);  // attributes stay
     const auto pointer = ReadPointer(Payload("40000.5/2/3/4"));
     EXPECT_EQ(pointer.value.first->x, 40000.5f);  // moved there, then refused
     EXPECT_TRUE(pointer.value.points.empty());
-    const auto rounded = ReadPointer(Payload("0.5/1.5/2.5/3.5"));
-    EXPECT_EQ(rounded.value.points[0].x, 0);
-    EXPECT_EQ(rounded.value.points[1].y, 4);
+    const auto rounded = ReadPointer(Payload("0.5/1.5/2.5/3.5")).value.points;
+    EXPECT_TRUE(rounded[0].x == 0 && rounded[1].y == 4);
     EXPECT_EQ(ReadResize(Payload("0/0/0/x")).value.state, 0);
 }
 

@@ -181,44 +181,33 @@ TEST(Input, TheStoredColourIsTheOneLastUsed)
 TEST(Input, AnActionEndsHoweverItsReleaseIsLost)
 {
     const QString whole = u"[[ZUM_WB_PEN]]1/10/20/10/20/0/10/20/30/25/0/30/25/30/25/0"_s;
-    const auto begun = [](Client& ann) {
-        ann.Press({10, 20});
-        picDraw_MouseMove(ann.state, MouseButton::Left, {30, 25});
+    const QString further = u"[[ZUM_WB_PEN]]1/10/20/10/20/0/10/20/30/25/0/30/25/31/25/0/31/25/31/25/0"_s;
+    using Loss = std::function<void(Client&)>;
+    const Loss right = [](Client& c) { picDraw_MouseDown(c.state, MouseButton::Other, {40, 40}); };
+    const Loss anew = [](Client& c) { c.Press({9, 9}), c.tools.action.reset(); };
+    const Loss elsewhere = [](Client& c) { picDraw_MouseUp(c.state, {31, 25}); };
+    const auto cleared = [](Client& c) {
+        c.Receive(u"[[ZUM_WB_CLEAR]]"_s), picDraw_MouseUp(c.state, {30, 25});
     };
+    const auto drawn = [](Client& c) { c.Receive(u"[[ZUM_WB_PEN]]8/1/1/2/2/255"_s), LoseRelease(c.state); };
     const struct {
         const char* how;
-        std::function<void(Client&)> lose;
+        Loss lose;
         QString sent;
         int menus;
     } rows[] = {
-        {"right press",
-         [](Client& c) {
-             picDraw_MouseDown(c.state, MouseButton::Other, {40, 40});
-         },
-         whole, 1},
+        {"right press", right, whole, 1},
         {"hidden", [](Client& c) { LoseRelease(c.state); }, whole, 0},
-        {"pressed anew",
-         [](Client& c) {
-             c.Press({9, 9}), c.tools.action.reset();
-         },
-         whole, 0},
-        {"released elsewhere",
-         [](Client& c) {
-             picDraw_MouseUp(c.state, {31, 25});
-         },
-         u"[[ZUM_WB_PEN]]1/10/20/10/20/0/10/20/30/25/0/30/25/31/25/0/31/25/31/25/0"_s, 0},
-        {"cleared meanwhile",
-         [](Client& c) {
-             c.Receive(u"[[ZUM_WB_CLEAR]]"_s), picDraw_MouseUp(c.state, {30, 25});
-         },
-         whole, 0},
-        {"another's pen meanwhile",
-         [](Client& c) { c.Receive(u"[[ZUM_WB_PEN]]8/1/1/2/2/255"_s), LoseRelease(c.state); }, whole, 0},
+        {"pressed anew", anew, whole, 0},
+        {"released elsewhere", elsewhere, further, 0},
+        {"cleared meanwhile", cleared, whole, 0},
+        {"another's pen meanwhile", drawn, whole, 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.how);
         Client ann;
-        begun(ann);
+        ann.Press({10, 20});
+        picDraw_MouseMove(ann.state, MouseButton::Left, {30, 25});
         row.lose(ann);
         EXPECT_EQ(ann.Sent(), row.sent);
         EXPECT_EQ(ann.screen.menus, row.menus);

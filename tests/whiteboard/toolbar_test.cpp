@@ -70,23 +70,6 @@ TEST(Toolbar, ShowsWhatIsSelectedAfterEveryCommand)
     }
 }
 
-TEST(Toolbar, EachToolHasItsPointer)
-{
-    const struct {
-        ToolKey key;
-        const char* sub;
-        CursorChoice cursor;
-    } rows[] = {
-        {ToolKey::Draw, "Pen", {BoardCursor::Cross, {}}},
-        {ToolKey::Draw, "Point", {BoardCursor::Icon, u"Point"_s}},
-        {ToolKey::Shape, "Box", {BoardCursor::Cross, {}}},
-        {ToolKey::Text, "", {BoardCursor::IBeam, {}}},
-        {ToolKey::Erase, "", {BoardCursor::Icon, u"Erase"_s}},
-        {ToolKey::None, "", {}},
-    };
-    for (const auto& row : rows) EXPECT_EQ(CursorFor(row.key, QLatin1String(row.sub)), row.cursor);
-}
-
 TEST(Toolbar, StepsThroughTheHistoryAndTellsTheOthers)
 {
     Client ann;
@@ -157,21 +140,6 @@ TEST(Toolbar, FilesBothWays)
     mnuCopy_Click(ann.state);
     EXPECT_EQ(ann.clipboard.cleared, 1);
     EXPECT_FALSE(ann.clipboard.picture.isNull());
-}
-
-TEST(Toolbar, TracesWhatHappened)
-{
-    Client ann;
-    ann.state.ports.trace = &ann.trace;
-    ann.Drag({{10, 10}});
-    EXPECT_EQ(ann.trace.Last("record"),
-              QJsonObject({{u"tag"_s, u"PEN"_s}, {u"from"_s, u"ann"_s}, {u"board"_s, ann.Sum()}}));
-    ann.Receive(u"[[ZUM_WB_BOX]]1/2/2/9/9/0"_s);
-    EXPECT_EQ(ann.trace.Last("record").value(u"from"_s), u"bob"_s);
-    ann.Choose(ToolKey::Undo);
-    EXPECT_EQ(ann.trace.Last("undo").value(u"index"_s), 2);
-    ann.Choose(ToolKey::Erase);
-    EXPECT_EQ(ann.trace.Last("tool").value(u"key"_s), u"Erase"_s);
 }
 
 TEST(ToolSettings, AreTakenCheckedAppliedAndStored)
