@@ -52,11 +52,3 @@ TEST(TextRules, SinglesReadBackAndHaveNoExponent)
     }
     EXPECT_EQ(SingleText(120.5f), u"120.5"_s);
 }
-
-TEST(TextRules, RoundsTiesToEven)
-{
-    EXPECT_EQ(RoundHalfEven(0.5), 0);
-    EXPECT_EQ(RoundHalfEven(1.5), 2);
-    EXPECT_EQ(RoundHalfEven(-2.5), -2);
-    EXPECT_EQ(RoundHalfEven(7.6), 8);
-}

@@ -24,20 +24,8 @@ QByteArray Contents(const QString& path)
 
 QString HostileHandle(QRandomGenerator& random)
 {
-    static const QStringList pieces{u".."_s,
-                                    u"/"_s,
-                                    u"\\"_s,
-                                    u"a"_s,
-                                    u"%2E"_s,
-                                    u"\n"_s,
-                                    u" "_s,
-                                    u"~"_s,
-                                    u"\u00FC"_s,
-                                    QString(300, u'x'),
-                                    QString(QChar(0xD800)),
-                                    u"\u202E"_s,
-                                    u"con"_s,
-                                    u":"_s};
+    const QStringList pieces = u"../|/|\\|a|%2E|\n| |~|\u00FC|\u202E|con|:"_s.split(u'|') +
+                               QStringList{QString(300, u'x'), QString(QChar(0xD800))};
     QString handle;
     for (int i = random.bounded(1, 6); i > 0; --i) handle += pieces[random.bounded(int(pieces.size()))];
     return handle;

@@ -24,25 +24,11 @@ TEST(ChatLine, IsOneParagraphWhateverItSays)
         {u"\u05D0\u05D1"_s, u"eve: \u2068\u05D0\u05D1\u2069"_s},  // right to left: kept to itself
         {u"\u05D0\nb"_s, u"eve: \u2068\u05D0\u2069\u2028b"_s},
     };
-    for (const auto& row : rows) {
+    for (const auto& row : rows)
         EXPECT_EQ(LineFor(u"ann"_s, u"eve"_s, row.text).text, row.shown) << row.text.toStdString();
-    }
+    EXPECT_EQ(LineFor(u"ann"_s, u"Ann"_s, u"x"_s).colour, 16711680u);  // one's own colour is nobody else's
     EXPECT_EQ(WithoutIsolates(LineFor(u"ann"_s, u"\u05D0"_s, u"\u05D1"_s).text), u"\u05D0: \u05D1"_s);
     EXPECT_EQ(LineFor(u"ann"_s, u"e\nann"_s, u"x"_s).text, u"e ann: x"_s);
-}
-
-TEST(ChatLine, HasItsSendersColour)
-{
-    EXPECT_EQ(LineFor(u"ann"_s, u"ann"_s, u"x"_s).colour, 255u);
-    EXPECT_EQ(LineFor(u"ann"_s, u"eve"_s, u"ann: I said so"_s).colour, 16711680u);
-    EXPECT_EQ(LineFor(u"ann"_s, u"Ann"_s, u"x"_s).colour, 16711680u);
-}
-
-TEST(ChatSending, SkipsOneselfOnly)
-{
-    EXPECT_EQ(Recipients({u"ann"_s, u"bob"_s, u"Ann"_s, u"cy"_s}, u"ann"_s),
-              QStringList({u"bob"_s, u"Ann"_s, u"cy"_s}));
-    EXPECT_EQ(Recipients({u"ann"_s}, u"ann"_s), QStringList());
 }
 
 TEST(ChatSending, CutsWhatGoesOverTheLimit)

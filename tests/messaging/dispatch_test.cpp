@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "messaging/attendees.h"
 #include "messaging/envelope.h"
 
 using namespace Qt::StringLiterals;
@@ -83,17 +82,6 @@ TEST(Dispatch, KnowsWhatReceiversWouldNotShow)
         EXPECT_TRUE(ActsAsRecord(text)) << text.toStdString();
     for (const auto& text : {u"hello"_s, u""_s, u"[[ZUM_INVITATION]]"_s, u" [[ZUM_WB_UNDO]]"_s})
         EXPECT_FALSE(ActsAsRecord(text)) << text.toStdString();
-}
-
-TEST(Attendees, OnlyPresentAndLeftMeanSomething)
-{
-    EXPECT_EQ(DecideStatus(false, 5), AttendeeChange::Joined);
-    EXPECT_EQ(DecideStatus(true, 0), AttendeeChange::Left);
-    const struct {
-        bool listed;
-        int status;
-    } silent[] = {{true, 5}, {false, 0}, {false, 3}, {true, 3}, {true, -1}};
-    for (const auto& row : silent) EXPECT_EQ(DecideStatus(row.listed, row.status), AttendeeChange::None);
 }
 
 TEST(Envelope, LogsWhatPeopleSayAndNoDrawing)
