@@ -55,7 +55,7 @@ void Incoming::Return(const Place& place)
     Compare(place.attendees());
 }
 
-void Incoming::OnSkipped(const Skipped& skipped)
+bool Incoming::OnSkipped(const Skipped& skipped)
 {
     Compare(skipped.attendees());
     LinkEvent event;
@@ -63,8 +63,10 @@ void Incoming::OnSkipped(const Skipped& skipped)
     event.entry = mEntry;
     event.sequence = skipped.up_to();
     std::uint64_t& highest = skipped.channel() == CHANNEL_BOARD ? mBoard : mTalk;
+    const bool missing = skipped.up_to() > highest;
     highest = std::max(highest, skipped.up_to());
     mQueue.Push(std::move(event));
+    return missing;
 }
 
 void Incoming::Compare(const google::protobuf::RepeatedPtrField<Attendee>& attendees)

@@ -23,7 +23,8 @@ public:
     void Return(const Place& place);
     void OnItem(const ItemView& item);
     void OnLive(const ItemView& item);
-    void OnSkipped(const Skipped& skipped);
+    /// False: what is gone had been received, so nothing is missing.
+    bool OnSkipped(const Skipped& skipped);
     /// The entry is over: everybody still held leaves, as the last events of `entry`.
     void End(quint64 entry);
     /// From now on nothing is raised and everything counts as read.

@@ -44,7 +44,7 @@ void Session::OnFrame(const FrameView& frame)
             return NotifyChanged();
         case Header::kRefused: return OnRefused(header.refused());
         case Header::kSkipped:
-            mIncoming.OnSkipped(header.skipped());
+            if (!mIncoming.OnSkipped(header.skipped())) return;
             return Say(
                 QStringLiteral("Something is missing: it was too long ago for the service to keep it."));
         case Header::kBye: return OnBye(header.bye());

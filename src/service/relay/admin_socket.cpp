@@ -11,6 +11,8 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/read_until.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 
@@ -25,7 +27,8 @@ namespace {
 
 constexpr std::size_t kLineBytes = 1024;
 constexpr std::string_view kAccount = "account ";
-constexpr time_t kPatience = 5;  // seconds, of `zephyld user`
+constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors
+constexpr time_t kPatience = 5;                         // seconds, of `zephyld user`
 
 std::filesystem::path SocketPath(const std::filesystem::path& data)
 {
@@ -60,9 +63,18 @@ void AdminSocket::Start()
 
 asio::awaitable<void> AdminSocket::Accept()
 {
+    asio::steady_timer pause(mServices.io);
     for (;;) {
-        stream_protocol::socket socket = co_await mAcceptor.async_accept(asio::use_awaitable);
-        asio::co_spawn(mServices.io, Serve(std::move(socket)), asio::detached);
+        boost::system::error_code error;
+        stream_protocol::socket socket =
+            co_await mAcceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
+        if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor) co_return;
+        if (!error) {
+            asio::co_spawn(mServices.io, Serve(std::move(socket)), asio::detached);
+            continue;
+        }
+        pause.expires_after(kAcceptPause);
+        co_await pause.async_wait(asio::use_awaitable);
     }
 }
 

@@ -56,6 +56,9 @@ ChannelFiles::ChannelFiles(fs::path folder, Channel channel, std::size_t bound)
 
 Damage ChannelFiles::Load(std::uint64_t end, std::uint64_t lost, const MeetingLog::Take& take)
 {
+    mSegments.clear();  // of an attempt that failed half way
+    mRecent = ItemQueue();
+    mAppended = mOnDisk = mSafe = mCold = 0;
     mState.lost = mState.begin = lost;
     Damage damage = Damage::None;
     const std::vector<fs::path> paths = SegmentsOf(mFolder, NameOf(mChannel));

@@ -103,7 +103,7 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
     EndOfTurn();
     const Sequences ends{mLog->State(CHANNEL_TALK).end, mLog->State(CHANNEL_BOARD).end};
     if (returns)
-        seat->BeginAt({enter.cursor().talk(), enter.cursor().board()}, seat->enteredAt);
+        seat->GoOnAt({enter.cursor().talk(), enter.cursor().board()});
     else
         seat->BeginAt({ends.talk, mLog->State(CHANNEL_BOARD).begin}, ends);
     Attach(*seat, connection);
@@ -129,7 +129,7 @@ bool Meeting::Resume(Connection& connection, const zephyl::Resume& resume)
         return false;
     }
     Seat& seat = **at;
-    seat.BeginAt({resume.cursor().talk(), resume.cursor().board()}, seat.enteredAt);
+    seat.GoOnAt({resume.cursor().talk(), resume.cursor().board()});
     connection.Adopt(seat.session);
     mServices.directory.ConnectionResumed(seat.session, connection.shared_from_this());
     Attach(seat, connection);
@@ -156,6 +156,7 @@ void Meeting::Attach(Seat& seat, Connection& connection)
     if (seat.state != SeatState::Present) seat.session->budget.Returned(Clock::now());
     seat.connection = connection.shared_from_this();
     seat.state = SeatState::Present;
+    seat.timeIsUp = false;
 }
 
 void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
@@ -244,9 +245,9 @@ void Meeting::Detach(Seat& seat)
 
 void Meeting::Gone(const SeatPtr& seat)
 {
+    if (std::erase(mSeats, seat) == 0) return;
     if (seat->connection) seat->connection->PullFrom(nullptr);
     seat->connection = nullptr;
-    std::erase(mSeats, seat);
     for (const SeatPtr& other : mSeats) other->live.Forget(seat->number);
     if (seat->state != SeatState::Away) Announce(*seat, kLeft);
     SeatEntry entry = seat->Entry();
@@ -256,6 +257,19 @@ void Meeting::Gone(const SeatPtr& seat)
     mLeaving.push_back(seat->numbers);
     mEmptySince = Clock::now();
     mServices.log.info("{} gone from meeting {}", seat->session->handle, mHead.code);
+}
+
+// Safe first, then done: else a kill could bring back a seat that items were appended without.
+void Meeting::EndByTime(const SeatPtr& seat)
+{
+    seat->timeIsUp = true;
+    SeatEntry entry = seat->Entry();
+    entry.gone = true;
+    mLog->Seat(entry);
+    mLog->WhenSynced([weak = weak_from_this(), seat] {
+        const auto self = weak.lock();
+        if (self && seat->timeIsUp && seat->state == SeatState::Away) self->Gone(seat);
+    });
 }
 
 void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text)
@@ -413,8 +427,9 @@ void Meeting::OnTick(Clock::time_point now)
             Announce(*seat, kLeft);
             seat->state = SeatState::Away;
             mLog->Seat(seat->Entry());
-        } else if (seat->state == SeatState::Away && now - seat->cutOff > times.grace + times.away) {
-            Gone(seat);
+        } else if (seat->state == SeatState::Away && now - seat->cutOff > times.grace + times.away &&
+                   !seat->timeIsUp) {
+            EndByTime(seat);
         }
     }
     EndOfTurn();

@@ -77,6 +77,7 @@ private:
     void Attach(Seat& seat, Connection& connection);
     void Detach(Seat& seat);
     void Gone(const SeatPtr& seat);
+    void EndByTime(const SeatPtr& seat);
     void SendPlace(Seat& seat, Header& header, Place& place);
     void Announce(const Seat& seat, int status);
     void Refuse(Connection& connection, std::uint32_t call, Result result);

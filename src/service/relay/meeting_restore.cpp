@@ -31,6 +31,7 @@ boost::asio::awaitable<bool> Meeting::Ready()
             OpenLog();
             mOpen = true;
         } catch (const std::exception& error) {
+            mEmptySince = Clock::now();  // somebody wants it: it is not deleted before it could be read
             mServices.log.error("the log of meeting {} cannot be used: {}", mHead.code, error.what());
         }
     }
@@ -39,6 +40,9 @@ boost::asio::awaitable<bool> Meeting::Ready()
 
 void Meeting::OpenLog()
 {
+    mSeats.clear();  // of an attempt that failed half way
+    mNumbers.clear();
+    mHistory = {};
     const LogContents contents = mLog->Open();
     mLog->WhenSafe([this](const Sequences& upTo) { OnSafe(upTo); });
     mLog->NumbersFrom([this] { return AllNumbers(); });
@@ -75,7 +79,12 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     if (entry.gone) return;
     const std::optional<Account> account = mServices.accounts.Find(entry.handle);
     const std::optional<HandleForms> forms = ReadHandle(entry.handle);
-    if (!account || !forms || !account->permitted || account->generation != entry.generation) return;
+    if (!account || !forms || !account->permitted || account->generation != entry.generation) {
+        SeatEntry gone = entry;
+        gone.gone = true;
+        mLog->Seat(gone);
+        return;
+    }
     auto session = std::make_shared<Session>(FloodBudget(mServices.options.budgets, Clock::now()));
     session->handle = entry.handle;
     session->key = forms->key;

@@ -11,6 +11,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <charconv>
+#include <utility>
 
 #include "service/net/tls_context.h"
 #include "service/relay/admin_socket.h"
@@ -151,16 +152,18 @@ void Relay::Start(std::function<void()> whenIdle)
 asio::awaitable<void> Relay::Accept()
 {
     asio::steady_timer pause(mIo);
+    bool refused = false;
     for (;;) {
         boost::system::error_code error;
         tcp::socket socket =
             co_await mAcceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
         if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor) co_return;
         if (!error) {
+            refused = false;
             Welcome(std::move(socket));
             continue;
         }
-        mLog->warn("cannot accept: {}", error.message());
+        if (!std::exchange(refused, true)) mLog->warn("cannot accept: {}", error.message());
         pause.expires_after(kAcceptPause);
         co_await pause.async_wait(asio::use_awaitable);
     }

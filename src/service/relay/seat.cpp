@@ -2,6 +2,8 @@
 
 #include <sodium.h>
 
+#include <algorithm>
+
 #include "service/relay/passwords.h"
 
 namespace zephyl {
@@ -74,6 +76,12 @@ void Seat::BeginAt(const Sequences& cursor, const Sequences& entered)
     mBoard.Begin(cursor.board, entered.board);
     live.Reset();
     incoming = ItemReader();
+}
+
+void Seat::GoOnAt(const Sequences& client)
+{
+    const Sequences read = ReadUpTo();
+    BeginAt({std::max(read.talk, client.talk), std::max(read.board, client.board)}, enteredAt);
 }
 
 void Seat::OnRead(const zephyl::Read& read, Clock::time_point now)

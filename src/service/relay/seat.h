@@ -48,6 +48,8 @@ public:
     /// Control first, then talk and board, then live with a fifth of the batch when it waits.
     void Fill(std::string& batch, std::size_t limit) override;
     void BeginAt(const Sequences& cursor, const Sequences& entered);
+    /// After a cut: where it is known to stand, or where the client says that it does if that is further.
+    void GoOnAt(const Sequences& client);
     void OnRead(const zephyl::Read& read, Clock::time_point now);
     Sequences ReadUpTo() const { return {mTalk.ReadUpTo(), mBoard.ReadUpTo()}; }
     /// What it costs the service that it does not read, or has half sent.
@@ -72,6 +74,7 @@ public:
     std::shared_ptr<Connection> connection;  // null: detached or away
     SeatState state = SeatState::Present;
     Clock::time_point cutOff{};  // when the connection went
+    bool timeIsUp = false;       // away for too long; gone when that is safe
     bool dirty = false;          // something may be ready for it
     bool acceptedNews = false;   // numbers have become safe
     LiveSlots live;

@@ -1,5 +1,6 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <boost/asio/io_context.hpp>
@@ -60,6 +61,15 @@ private:
     int mLock = -1;
 };
 
+/// Each connection is a descriptor, each meeting in use three.
+void AllowAllDescriptors()
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 void RunUntilAsked(Relay& relay)
 {
     boost::asio::io_context main;
@@ -76,6 +86,8 @@ void RunUntilAsked(Relay& relay)
 int Serve(const ServeRequest& request)
 {
     const RelayOptions options = Options(request);
+    AllowAllDescriptors();
+    std::signal(SIGXFSZ, SIG_IGN);  // a limit of file sizes is met like a full volume
     auto log = std::make_shared<spdlog::logger>("zephyld", std::make_shared<spdlog::sinks::stderr_sink_mt>());
     log->set_level(spdlog::level::from_str(options.logLevel));
     if (!options.personal) {

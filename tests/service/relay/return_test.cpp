@@ -1,5 +1,6 @@
 // Coming back: after a cut, after grace, and behind a login elsewhere.
 
+#include "service/relay/admin_socket.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -93,6 +94,29 @@ TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
     EXPECT_EQ(back.place().seat(), cut.seat());
     EXPECT_EQ(alice->Texts(1), Texts{"bob: while away"});
     EXPECT_EQ(bob->Presence(), "Alice 5");
+}
+
+TEST_P(ReturnTest, ADetachedSeatEndsWithItsAccount)
+{
+    auto bob = In("bob");
+    const std::function<bool(Accounts&, const std::string&)> changes[] = {
+        [](Accounts& accounts, const std::string& handle) { return accounts.SetPermitted(handle, false); },
+        [](Accounts& accounts, const std::string& handle) {
+            return accounts.SetPassword(handle, HashPassword("another", kCheapHash));
+        },
+        [](Accounts& accounts, const std::string& handle) { return accounts.Remove(handle); },
+    };
+    const char* handles[] = {"Alice", "carol", "dave"};
+    for (std::size_t i = 0; i < std::size(changes); ++i) {
+        const std::string handle = handles[i];
+        In(handle)->Kill();
+        const Place cut = place;
+        EXPECT_EQ(bob->Presence(), handle + " 5");
+        EXPECT_TRUE(changes[i](relay->TheAccounts(), handle));
+        EXPECT_TRUE(TellDaemon(options.data, "account " + handle));
+        EXPECT_EQ(bob->Presence(), handle + " 0");
+        EXPECT_EQ(Fresh()->Resume(cut, At(cut)).result(), RESULT_UNKNOWN) << handle;
+    }
 }
 
 TEST_P(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
