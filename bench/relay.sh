@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Measures the relay beside bare loops and beside mosquitto, nats-server and mumble-server; prints Markdown.
-#   bench/relay.sh [who|deliveries|latency|memory|stopped|durability]     all of it takes a quarter of an hour
+#   bench/relay.sh [who|deliveries|latency|memory|stopped|durability] [BYTES]
+# All of it takes a quarter of an hour; BYTES leaves the cells of messages of that size.
 # Installs what it needs; the servers run on loopback, on free ports, and only those it started are ended.
 set -eu
 cd "$(dirname "$0")/.."

@@ -122,14 +122,18 @@ std::vector<double> Ages(Kind kind)
 
 Memory MeasureMemory(Kind kind)
 {
-    const Folder folder;
-    const ServerProcess server(kind, folder.Data(), kIdle);
     Memory memory;
     {
-        Peers first(server, 1, false);
+        const Folder folder;
+        const ServerProcess server(kind, folder.Data(), 1);
+        const Peers one(server, 1, false);
         memory.withOneMiB = MiB(server.Resident());
     }
-    Peers many(server, kIdle, false);
-    memory.eachKiB = (MiB(server.Resident()) - memory.withOneMiB) * 1024 / (kIdle - 1);
+    const Folder folder;
+    const ServerProcess server(kind, folder.Data(), kIdle + 1);
+    const Peers first(server, 1, false);
+    const std::size_t before = server.Resident();
+    const Peers others(server, kIdle, false, 1);
+    memory.eachKiB = MiB(server.Resident() - before) * 1024 / kIdle;
     return memory;
 }

@@ -105,11 +105,11 @@ void Peer::TakeArrived(std::vector<double>* ages)
     if (!answer.empty()) Put(answer);
 }
 
-Peers::Peers(const ServerProcess& server, int count, bool join) : mEpoll(::epoll_create1(0))
+Peers::Peers(const ServerProcess& server, int count, bool join, int first) : mEpoll(::epoll_create1(0))
 {
     const auto tls = TlsContext::Client();
     for (int i = 0; i < count; ++i) {
-        mPeers.push_back(std::make_unique<Peer>(mIo, tls, server, i, join));
+        mPeers.push_back(std::make_unique<Peer>(mIo, tls, server, first + i, join));
         epoll_event event{};
         event.events = EPOLLIN;
         event.data.u32 = static_cast<std::uint32_t>(i);

@@ -36,8 +36,8 @@ private:
 /// Several peers and what waits for them.
 class Peers {
 public:
-    /// `join`: else they only log in.
-    Peers(const ServerProcess& server, int count, bool join = true);
+    /// `join`: else they only log in. Their names count from `first`.
+    Peers(const ServerProcess& server, int count, bool join = true, int first = 0);
     ~Peers();
     Peer& operator[](int at) { return *mPeers[static_cast<std::size_t>(at)]; }
     /// Takes what has arrived; waits for at most this long.

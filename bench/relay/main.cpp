@@ -90,7 +90,7 @@ const char* Verdict(double ratio, double target)
     return ratio <= target ? "met" : ratio <= 1.15 * target ? "within 15 %" : "**missed**";
 }
 
-void Who()
+void Who(std::size_t)
 {
     for (const auto& [kind, name] : kNames) {
         if (kind == Kind::RelayMemory || kind == Kind::BareEach) continue;
@@ -104,7 +104,7 @@ void Who()
     }
 }
 
-void Deliveries()
+void Deliveries(std::size_t onlyBytes)
 {
     const struct {
         Work work;
@@ -119,6 +119,7 @@ void Deliveries()
         "| mosquitto | nats-server | mumble-server | |\n"
         "| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- |");
     for (const auto& [work, target] : cells) {
+        if (onlyBytes > 0 && work.bytes != onlyBytes) continue;
         Figures all;
         InTurn({Kind::Relay, Kind::BareEach, Kind::BareBatch, Kind::Mosquitto, Kind::Nats, Kind::Mumble},
                [&](Kind kind) { all[kind].push_back(Measure(kind, work).microseconds); });
@@ -132,7 +133,7 @@ void Deliveries()
     }
 }
 
-void Latency()
+void Latency(std::size_t)
 {
     Figures half, most;
     InTurn({Kind::Relay, Kind::BareBatch, Kind::Mosquitto, Kind::Nats, Kind::Mumble}, [&](Kind kind) {
@@ -155,7 +156,7 @@ void Latency()
     row("p99", Medians(most), 1.5);
 }
 
-void MemoryHeld()
+void MemoryHeld(std::size_t)
 {
     std::map<Kind, Memory> held;
     InTurn({Kind::Relay, Kind::Mosquitto, Kind::Nats, Kind::Mumble}, [&](Kind kind) {
@@ -178,7 +179,7 @@ void MemoryHeld()
     row("the process with one, MiB", &Memory::withOneMiB, 12);
 }
 
-void Stopped()
+void Stopped(std::size_t)
 {
     std::puts(
         "\n| 200 bytes to 8, one more stopped | without, us | with, us | ratio | target | | memory grown, "
@@ -200,12 +201,13 @@ void Stopped()
     }
 }
 
-void Durability()
+void Durability(std::size_t onlyBytes)
 {
     std::puts(
         "\n| log in files beside memory | memory, us | files, us | ratio | target | |\n"
         "| --- | --- | --- | --- | --- | --- |");
     for (const Work& work : {Work{200, 8, 32}, Work{8192, 8, 16}, Work{102'400, 8, 4}}) {
+        if (onlyBytes > 0 && work.bytes != onlyBytes) continue;
         Figures all;
         InTurn({Kind::RelayMemory, Kind::Relay},
                [&](Kind kind) { all[kind].push_back(Measure(kind, work).microseconds); });
@@ -224,14 +226,15 @@ int main(int argc, char** argv)
     zephyl::StartSodium();
     PinTo(kLoadCore);
     const std::string only = argc > 1 ? argv[1] : "";
+    const std::size_t onlyBytes = argc > 2 ? std::stoul(argv[2]) : 0;
     const struct {
         const char* name;
-        void (*run)();
+        void (*run)(std::size_t onlyBytes);
     } parts[] = {
         {"who", Who},           {"deliveries", Deliveries}, {"latency", Latency},
         {"memory", MemoryHeld}, {"stopped", Stopped},       {"durability", Durability},
     };
     for (const auto& part : parts)
-        if (only.empty() || only == part.name) part.run();
+        if (only.empty() || only == part.name) part.run(onlyBytes);
     return 0;
 }

@@ -18,6 +18,7 @@
 #include "relay/bare_loop.h"
 #include "relay/foreign_servers.h"
 #include "service/relay/identity.h"
+#include "service/relay/process_memory.h"
 #include "service/relay/relay.h"
 
 namespace asio = boost::asio;
@@ -27,6 +28,7 @@ namespace {
 
 [[noreturn]] void RunBare(Kind kind, const std::filesystem::path& data, int report)
 {
+    PrepareMemory();
     PreparePrivateFolder(data);
     const Identity identity = PrepareIdentity(data);
     asio::io_context io;
@@ -39,6 +41,7 @@ namespace {
 
 [[noreturn]] void RunRelay(Kind kind, const std::filesystem::path& data, int accounts, int report)
 {
+    PrepareMemory();
     RelayOptions options;
     options.data = data;
     options.port = 0;
@@ -58,6 +61,7 @@ namespace {
     relay.Start();
     const std::uint16_t port = relay.Port();
     if (::write(report, &port, sizeof port) != sizeof port) ::_exit(1);
+    ForgetStart();
     for (;;) ::pause();
 }
 

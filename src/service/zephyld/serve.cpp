@@ -12,6 +12,7 @@
 #include "service/relay/config.h"
 #include "service/relay/identity.h"
 #include "service/relay/passwords.h"
+#include "service/relay/process_memory.h"
 #include "service/relay/relay.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
@@ -77,6 +78,7 @@ void RunUntilAsked(Relay& relay)
     signals.async_wait([&](const boost::system::error_code&, int) { main.stop(); });
     relay.Start([&main] { main.stop(); });
     std::cout << "zephyld ready " << relay.Address() << " " << relay.Fingerprint() << std::endl;
+    ForgetStart();
     main.run();
     relay.Stop();
 }
@@ -85,6 +87,7 @@ void RunUntilAsked(Relay& relay)
 
 int Serve(const ServeRequest& request)
 {
+    PrepareMemory();
     const RelayOptions options = Options(request);
     AllowAllDescriptors();
     std::signal(SIGXFSZ, SIG_IGN);  // a limit of file sizes is met like a full volume
