@@ -11,6 +11,7 @@ find_package(CLI11 REQUIRED)
 find_package(tomlplusplus REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
+pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)
 pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
 pkg_check_modules(JPEG REQUIRED IMPORTED_TARGET libjpeg)
 

@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::uint64_t kLargestSegment = 8 * 1024 * 1024;
 constexpr std::uint64_t kReserveBytes = 1024 * 1024;
-constexpr std::size_t kSegmentsInBound = 16;  // so the oldest go in small steps
+constexpr std::size_t kEntriesKept = 256 * 1024;  // of memory, between writes
+constexpr std::size_t kSegmentsInBound = 16;      // so the oldest go in small steps
 
 const char* NameOf(Channel channel)
 {
@@ -139,7 +140,8 @@ bool ChannelFiles::Write()
         const auto& items = mRecent.Items();
         auto at = items.end();
         while (at != items.begin() && (*(at - 1))->sequence > mOnDisk) --at;
-        std::string entries;
+        std::string& entries = mEntries;
+        entries.clear();
         mPlaces.clear();
         const std::uint64_t place = mNow->Bytes();
         const auto first = at;
@@ -154,6 +156,7 @@ bool ChannelFiles::Write()
         mOnDisk = at == items.end() ? mAppended : (*(at - 1))->sequence;
         if (mNow->Bytes() > mRollAt) TryRoll();
     }
+    if (mEntries.capacity() > kEntriesKept) mEntries = std::string();
     return true;
 }
 

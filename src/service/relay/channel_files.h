@@ -76,8 +76,9 @@ private:
     std::uint64_t mAppended = 0, mOnDisk = 0, mSafe = 0;
     std::uint64_t mCold = 0;  // items up to here stand in files only
     std::uint64_t mReadByAll = 0;
-    std::size_t mWanted = 0;  // bytes, about
-    std::vector<std::uint64_t> mPlaces;
+    std::size_t mWanted = 0;             // bytes, about
+    std::vector<std::uint64_t> mPlaces;  // of one write, as mEntries; kept for the next one
+    std::string mEntries;
 };
 
 }  // namespace zephyl

@@ -112,7 +112,7 @@ bool FileLog::RewriteSeats(const std::vector<NumbersEntry>& numbers)
         ReplaceFile(mFolder / "seats", entries);
         auto seats = std::make_shared<Journal>(mFolder / "seats");
         seats->Load([](std::string_view, std::uint64_t) {});
-        seats->Reserve(seats->Bytes() + kSeatsReserve);
+        seats->Reserve(kSeatsReserve);
         mSeats = std::move(seats);
     } catch (const std::system_error&) {
         return false;

@@ -1,8 +1,8 @@
 #include "service/relay/journal.h"
 
 #include <fcntl.h>
-#include <sodium.h>
 #include <unistd.h>
+#include <xxhash.h>
 
 #include <array>
 #include <cerrno>
@@ -13,21 +13,21 @@
 namespace zephyl {
 namespace {
 
-constexpr std::size_t kPrefixBytes = 4 + crypto_shorthash_BYTES;
+constexpr std::size_t kCheckBytes = sizeof(XXH64_hash_t);
+constexpr std::size_t kPrefixBytes = 4 + kCheckBytes;
 constexpr std::size_t kEntryBytes = 16 * 1024 * 1024;  // more than the largest item
-constexpr std::array<unsigned char, crypto_shorthash_KEYBYTES> kKey{'z', 'e', 'p',
-                                                                    'h', 'y', 'l'};  // no secret
 
 [[noreturn]] void Fail(const std::string& what)
 {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-std::array<char, crypto_shorthash_BYTES> CheckOf(std::string_view payload)
+// Against torn writes and decay, not against an attacker: he could rewrite the check with the entry.
+std::array<char, kCheckBytes> CheckOf(std::string_view payload)
 {
-    std::array<char, crypto_shorthash_BYTES> check{};
-    crypto_shorthash(reinterpret_cast<unsigned char*>(check.data()),
-                     reinterpret_cast<const unsigned char*>(payload.data()), payload.size(), kKey.data());
+    const XXH64_hash_t hash = XXH3_64bits(payload.data(), payload.size());
+    std::array<char, kCheckBytes> check{};
+    std::memcpy(check.data(), &hash, sizeof hash);
     return check;
 }
 
@@ -73,13 +73,14 @@ std::string ReadAll(int file)
 
 }  // namespace
 
-void AppendEntry(std::string& out, std::string_view payload)
+void AppendEntry(std::string& out, std::string_view payload, std::string_view more)
 {
-    const auto length = static_cast<std::uint32_t>(payload.size());
-    const auto check = CheckOf(payload);
-    out.append(reinterpret_cast<const char*>(&length), sizeof length);
-    out.append(check.data(), check.size());
-    out.append(payload);
+    const std::size_t at = out.size();
+    const auto length = static_cast<std::uint32_t>(payload.size() + more.size());
+    out.append(kPrefixBytes, '\0').append(payload).append(more);
+    const auto check = CheckOf(std::string_view(out).substr(at + kPrefixBytes));
+    std::memcpy(out.data() + at, &length, sizeof length);
+    std::memcpy(out.data() + at + sizeof length, check.data(), check.size());
 }
 
 std::size_t TakeEntries(std::string_view bytes, std::uint64_t at, const TakeEntry& take)
@@ -132,12 +133,15 @@ void Journal::Cut()
 
 bool Journal::Append(std::string_view entries)
 {
+    if (mReserveStep > 0 && mBytes + entries.size() > mReserved) ReserveMore(entries.size());
     std::size_t written = 0;
+    mUnsynced = true;
     while (written < entries.size()) {
         const ssize_t now = ::pwrite(mFile, entries.data() + written, entries.size() - written,
                                      static_cast<off_t>(mBytes + written));
         if (now < 0 && errno == EINTR) continue;
         if (now <= 0) {
+            mReserveStep = 0;
             if (::ftruncate(mFile, static_cast<off_t>(mBytes)) != 0)
                 return false;  // cut at the next opening then
             return false;
@@ -150,19 +154,29 @@ bool Journal::Append(std::string_view entries)
 
 bool Journal::Sync()
 {
-    if (::fdatasync(mFile) != 0) return false;
+    if (!mUnsynced.exchange(false)) return true;
+    bool synced = ::fdatasync(mFile) == 0;
     try {
-        if (!mNameSynced) SyncFolder(mPath.parent_path());
+        if (synced && !mNameSynced) SyncFolder(mPath.parent_path());
+        mNameSynced = mNameSynced || synced;
     } catch (const std::system_error&) {
-        return false;
+        synced = false;
     }
-    return mNameSynced = true;
+    if (!synced) mUnsynced = true;
+    return synced;
 }
 
-void Journal::Reserve(std::uint64_t bytes)
+void Journal::Reserve(std::uint64_t step)
 {
-    const int ignored = ::posix_fallocate(mFile, 0, static_cast<off_t>(bytes));
-    static_cast<void>(ignored);
+    mReserveStep = step;
+    ReserveMore(0);
+}
+
+void Journal::ReserveMore(std::uint64_t bytes)
+{
+    mReserved = mBytes + bytes + mReserveStep;
+    const std::uint64_t room = mReserved - mBytes;
+    if (::posix_fallocate(mFile, static_cast<off_t>(mBytes), static_cast<off_t>(room)) != 0) mReserveStep = 0;
 }
 
 void SyncFolder(const std::filesystem::path& folder)

@@ -1,6 +1,7 @@
 #pragma once
 // A file of entries, each with length and checksum, written at its end only.
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -10,8 +11,8 @@
 
 namespace zephyl {
 
-/// Bytes as an entry stands in a file, appended to `out`.
-void AppendEntry(std::string& out, std::string_view payload);
+/// Bytes as an entry stands in a file, appended to `out`. Its payload may come in two parts.
+void AppendEntry(std::string& out, std::string_view payload, std::string_view more = {});
 
 using TakeEntry = std::function<void(std::string_view payload, std::uint64_t at)>;
 /// Hands every whole entry at the front of `bytes` to `take`; places count from `at`. Returns the bytes of
@@ -43,20 +44,24 @@ public:
     void Cut();
     /// Writes entries made by AppendEntry. False: not written, and nothing half written is left.
     bool Append(std::string_view entries);
-    /// With the file's name, the first time. Returns false when the disk could not take it. Any thread, one
-    /// at a time.
+    /// With the file's name, the first time. Returns false when the disk could not take it. Costs nothing
+    /// when nothing was written since. Any thread, one at a time.
     bool Sync();
-    /// Sets room aside, so that appending seldom changes the file's own data. A disk that cannot is left
-    /// alone.
-    void Reserve(std::uint64_t bytes);
+    /// Sets room aside, now and whenever it is used up, so that appending seldom changes the file's own data.
+    /// A disk that cannot is left alone.
+    void Reserve(std::uint64_t step);
 
     std::uint64_t Bytes() const { return mBytes; }
     const std::filesystem::path& Path() const { return mPath; }
 
 private:
+    void ReserveMore(std::uint64_t bytes);
+
     std::filesystem::path mPath;
     int mFile;
     std::uint64_t mBytes = 0;
+    std::uint64_t mReserved = 0, mReserveStep = 0;
+    std::atomic<bool> mUnsynced{true};  // what an earlier process wrote may not be safe
     bool mNameSynced = false;
 };
 

@@ -9,18 +9,6 @@
 namespace zephyl {
 namespace {
 
-// A length, the description, the frames as they are.
-std::string Payload(const stored::Item& description, std::string_view frames)
-{
-    const std::string text = description.SerializeAsString();
-    const auto length = static_cast<std::uint32_t>(text.size());
-    std::string payload(sizeof length, '\0');
-    payload.reserve(sizeof length + text.size() + frames.size());
-    std::memcpy(payload.data(), &length, sizeof length);
-    payload.append(text).append(frames);
-    return payload;
-}
-
 SeatEntry FromStored(const stored::Seat& seat)
 {
     SeatEntry entry;
@@ -53,7 +41,11 @@ void StoreItem(std::string& out, const LogItem& item)
     description.set_refused(item.refused);
     description.set_sender(item.sender);
     for (const SeatNumber seat : item.seats) description.add_seats(seat);
-    AppendEntry(out, Payload(description, item.frames));
+    std::string head(sizeof(std::uint32_t), '\0');  // a length, the description; the frames as they are
+    description.AppendToString(&head);
+    const auto length = static_cast<std::uint32_t>(head.size() - sizeof(std::uint32_t));
+    std::memcpy(head.data(), &length, sizeof length);
+    AppendEntry(out, head, item.frames);
 }
 
 ItemPtr LoadItem(Channel channel, std::string_view payload)

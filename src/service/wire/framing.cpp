@@ -7,6 +7,7 @@
 namespace zephyl {
 namespace {
 
+constexpr std::size_t kFrameExtraBytes = 16;       // prefix, and the header of a More
 constexpr std::size_t kReserveBytes = 256 * 1024;  // of an announced item, before its bytes are there
 
 std::size_t HeaderLimit(Way way)
@@ -80,6 +81,8 @@ void ItemCutter::AppendNext(std::string& out)
 void AppendItem(std::string& out, const Header& first, Lane lane, std::string_view body, Way way)
 {
     ItemCutter cutter(first, lane, body, way);
+    const std::size_t frames = body.size() / kBodyBytes + 1;
+    out.reserve(out.size() + body.size() + first.ByteSizeLong() + frames * kFrameExtraBytes);
     while (!cutter.Done()) cutter.AppendNext(out);
 }
 
