@@ -125,10 +125,14 @@ Board::Board() : mImage(kBoardWidth, kBoardHeight, QImage::Format_RGB32), mFontN
 QString Board::Checksum() const
 {
     constexpr quint64 kStart = 0xcbf29ce484222325u, kPrime = 0x100000001b3u;
-    const auto* pixel = reinterpret_cast<const QRgb*>(Image().constBits());
+    constexpr std::size_t kLanes = 4;  // multiplications that need not wait for each other
+    const auto* pair = reinterpret_cast<const quint64*>(Image().constBits());
+    quint64 lanes[kLanes] = {kStart, kStart, kStart, kStart};
+    for (std::size_t i = 0; i < std::size_t(mImage.sizeInBytes()) / sizeof(quint64); i += kLanes)
+        for (std::size_t lane = 0; lane < kLanes; ++lane)
+            lanes[lane] = std::rotl((lanes[lane] ^ pair[i + lane]) * kPrime, 23);
     quint64 sum = kStart;
-    for (const QRgb* end = pixel + mImage.sizeInBytes() / qsizetype(sizeof(QRgb)); pixel != end; ++pixel)
-        sum = std::rotl((sum ^ *pixel) * kPrime, 23);
+    for (const quint64 lane : lanes) sum = std::rotl((sum ^ lane) * kPrime, 23);
     return u"%1"_s.arg(sum, 16, 16, QChar(u'0'));
 }
 
