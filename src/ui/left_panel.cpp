@@ -2,6 +2,8 @@
 
 #include <QLabel>
 #include <QMouseEvent>
+#include <QPainter>
+#include <QStyleOptionButton>
 
 #include "ui/fonts.h"
 #include "ui/layout_rules.h"
@@ -41,6 +43,27 @@ QSlider* Slider(QWidget* parent, const char* name, const QRect& at, int from, in
     slider->setAccessibleName(tip);
     return slider;
 }
+
+/// The toolkit's outline of an empty box is nearly the colour of a dark desktop.
+class OutlinedCheckBox final : public QCheckBox {
+public:
+    using QCheckBox::QCheckBox;
+
+protected:
+    void paintEvent(QPaintEvent* event) override
+    {
+        constexpr int kAlpha = 110;
+        QCheckBox::paintEvent(event);
+        QStyleOptionButton option;
+        initStyleOption(&option);
+        const QRect box = style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, this);
+        QColor outline = palette().color(QPalette::WindowText);
+        outline.setAlpha(kAlpha);
+        QPainter painter(this);
+        painter.setPen(outline);
+        painter.drawRect(box.adjusted(0, 0, -1, -1));
+    }
+};
 
 /// The text keeps its place: where it is a little too wide, it is set narrower.
 void Label(QWidget* parent, const QString& text, const QRect& at)
@@ -91,7 +114,7 @@ void LeftPanel::BuildVideo()
 {
     picVideo = Placed<VideoPreview>(this, "picVideo", place::picVideo, u"Video input window"_s);
     picVideo->setAccessibleName(u"Own video"_s);
-    chkTalk = Placed<QCheckBox>(this, "chkTalk", place::chkTalk);
+    chkTalk = Placed<OutlinedCheckBox>(this, "chkTalk", place::chkTalk);
     chkTalk->setText(u"&Talk"_s);
     chkTalk->setShortcut(QKeySequence());  // Alt+T opens the Tools menu
     cmdFormat = Button(this, "cmdFormat", place::cmdFormat, u"Res: 160x120"_s, QString());

@@ -83,7 +83,8 @@ void PlacementKeeper::Resize(float widthTwips, float heightTwips)
 
 QSize PlacementKeeper::OnThisScreen(const QSize& size) const
 {
-    return size.boundedTo(mWindow.screen()->availableSize()).expandedTo(mWindow.minimumSize());
+    const QSize frame = mWindow.frameGeometry().size() - mWindow.size();
+    return size.boundedTo(mWindow.screen()->availableSize() - frame).expandedTo(mWindow.minimumSize());
 }
 
 bool PlacementKeeper::eventFilter(QObject* watched, QEvent* event)
