@@ -169,9 +169,11 @@ asio::awaitable<void> Connection::WaitForBudget()
         }
         if (pause.count() == 0 || mEnding) break;
         timer.expires_after(std::min(pause, mServices.options.times.tick));
+        mUnread = true;
         co_await timer.async_wait(asio::use_awaitable);
-        mHeard = Clock::now();
     }
+    mUnread = false;
+    mHeard = Clock::now();
     if (mClosed) throw std::runtime_error("closed while it waited for its budget");
 }
 
@@ -377,7 +379,7 @@ void Connection::OnTick(Clock::time_point now)
     if (mEnding) return;
     if (mState != State::LoggedIn && now - mSince > times.beforeLogin) return Drop("no login");
     if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
-    if (now - mHeard > times.lostAfter) return Drop("silent");
+    if (!mUnread && now - mHeard > times.lostAfter) return Drop("silent");
     if (mState != State::LoggedIn || now - mHeard < times.pingAfter || now - mPinged < times.pingAfter)
         return;
     mPinged = now;

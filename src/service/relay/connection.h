@@ -112,6 +112,7 @@ private:
     std::shared_ptr<Session> mSession;
     State mState = State::New;
     bool mWaitingToWrite = false;
+    bool mUnread = false;  // over its budget
     bool mEnding = false;
     bool mClosed = false;
     std::size_t mBeforeLogin = 0;
