@@ -27,12 +27,10 @@ void SetPicture(LinkEvent& event, const PictureInfo& picture, const std::string&
 
 }  // namespace
 
-void Incoming::Begin(quint64 entry, const std::string& ownHandle, std::uint64_t ownStream, const Place& place,
-                     bool clearFirst)
+void Incoming::Begin(quint64 entry, const Self& self, const Place& place, bool clearFirst)
 {
     mEntry = entry;
-    mOwnHandle = ownHandle;
-    mOwnStream = ownStream;
+    mSelf = self;
     mMuted = false;
     mFilter.Reset();
     mPresent.clear();
@@ -45,7 +43,7 @@ void Incoming::Begin(quint64 entry, const std::string& ownHandle, std::uint64_t 
     clear.kind = LinkEvent::Kind::Message;
     clear.line = Line::Board;
     clear.entry = entry;
-    clear.from = Text(ownHandle + kEarlierSuffix);
+    clear.from = Text(mSelf.handle + kEarlierSuffix);
     clear.text = QStringLiteral("[[ZUM_WB_CLEAR]]");
     mQueue.Push(std::move(clear));
 }
@@ -75,7 +73,7 @@ void Incoming::Compare(const google::protobuf::RepeatedPtrField<Attendee>& atten
     for (const std::string& handle : held) {
         const bool there = std::any_of(attendees.begin(), attendees.end(),
                                        [&](const Attendee& one) { return one.handle() == handle; });
-        if (!there && handle != mOwnHandle) RaisePresence(handle, kStatusLeft, {}, {});
+        if (!there && handle != mSelf.handle) RaisePresence(handle, kStatusLeft, {}, {});
     }
     for (const Attendee& one : attendees)
         if (!Holds(one.handle())) RaisePresence(one.handle(), kStatusPresent, one.address(), {});
@@ -96,9 +94,9 @@ void Incoming::RaisePresence(const std::string& handle, int status, const std::s
     event.text = Text(address);
     event.status = status;
     const bool news = status == kStatusPresent ? !Holds(handle) : status != kStatusLeft || Holds(handle);
-    if (!news || handle == mOwnHandle) event.kind = LinkEvent::Kind::Nothing;
+    if (!news || handle == mSelf.handle) event.kind = LinkEvent::Kind::Nothing;
     if (news && status == kStatusPresent) mPresent.push_back(handle);
-    if (news && status == kStatusLeft && handle != mOwnHandle) {
+    if (news && status == kStatusLeft && handle != mSelf.handle) {
         std::erase(mPresent, handle);
         mFilter.ForgetLive(handle);
     }
@@ -133,9 +131,10 @@ void Incoming::RaiseContent(const ItemView& view, LinkEvent event)
 {
     const Item& item = view.header.item();
     std::string from = item.from();
-    const bool own = from == mOwnHandle;
-    if (own && event.line == Line::Board && item.stream() != mOwnStream) from += kEarlierSuffix;
-    const bool dropped = (own && from == mOwnHandle) || item.has_notice();
+    const bool own = from == mSelf.handle;
+    const bool before = item.stream() != mSelf.stream || item.number() <= mSelf.boardNumber;
+    if (own && event.line == Line::Board && before) from += kEarlierSuffix;
+    const bool dropped = (own && from == mSelf.handle) || item.has_notice();
     if (!dropped && item.has_picture()) {
         SetPicture(event, item.picture(), from, view.body);
     } else if (!dropped && item.has_text()) {
@@ -152,7 +151,7 @@ void Incoming::OnLive(const ItemView& view)
     mLiveBytes += view.tooLarge ? live.total() : view.body.size();
     const int type = live.picture().type();
     if (type != kVideoFrame && type != kApplicationImage) return;  // each type has a place that is kept
-    if (mMuted || view.tooLarge || !Holds(live.from()) || live.from() == mOwnHandle) return;
+    if (mMuted || view.tooLarge || !Holds(live.from()) || live.from() == mSelf.handle) return;
     if (!mFilter.TakeLive(live.from(), type, live.frame())) return;
     LinkEvent event;
     event.line = Line::Live;

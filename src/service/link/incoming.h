@@ -16,9 +16,14 @@ class Incoming {
 public:
     explicit Incoming(EventQueue& queue) : mQueue(queue) {}
 
+    /// Who entered. `boardNumber`: the highest number of a board item so far; what comes back with a number
+    /// up to it was drawn before this entry.
+    struct Self {
+        std::string handle;
+        std::uint64_t stream = 0, boardNumber = 0;
+    };
     /// The user entered. `clearFirst`: the window still shows another meeting's board.
-    void Begin(quint64 entry, const std::string& ownHandle, std::uint64_t ownStream, const Place& place,
-               bool clearFirst);
+    void Begin(quint64 entry, const Self& self, const Place& place, bool clearFirst);
     /// The link came back to the same meeting.
     void Return(const Place& place);
     void OnItem(const ItemView& item);
@@ -45,8 +50,7 @@ private:
     EventQueue& mQueue;
     NumberFilter mFilter;
     quint64 mEntry = 0;
-    std::string mOwnHandle;
-    std::uint64_t mOwnStream = 0;
+    Self mSelf;
     std::vector<std::string> mPresent;    // in order of joining, the own one too
     std::uint64_t mTalk = 0, mBoard = 0;  // highest sequences received
     std::uint64_t mLiveBytes = 0;         // on this connection

@@ -158,7 +158,8 @@ void LinkMessenger::Deliver(const ReadyEvent& ready)
         case LinkEvent::Kind::Message: return mSink->NewMessage(event.from, event.text);
         case LinkEvent::Kind::Status:
             if (event.status == kStatusPresent) mAddresses.insert(event.from, event.text);
-            if (event.status == kStatusLeft) mAddresses.remove(event.from);
+            // Who came just before the meeting was left has not been told of.
+            if (event.status == kStatusLeft && mAddresses.remove(event.from) == 0) return;
             return mSink->StatusChanged(event.from, event.status);
         case LinkEvent::Kind::Frame:
             return mSink->VideoFrame(event.from, ready.picture, event.x, event.y, event.type);

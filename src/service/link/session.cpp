@@ -151,7 +151,8 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
                 mSeat = Seat{code, {}, {}, 0};
                 mLeaving = false;
                 mPhase = Phase::Seated;
-                mIncoming.Begin(entry, mHandle, mStream, answer.entered().place(), clearFirst);
+                mIncoming.Begin(entry, {mHandle, mStream, mOutbox.Highest(CHANNEL_BOARD)},
+                                answer.entered().place(), clearFirst);
                 TakePlace(answer.entered().place());
                 mBoardToCome = answer.entered().place().board_bytes();
             };

@@ -99,12 +99,14 @@ asio::awaitable<bool> Session::ReturnOnce()
     co_return true;
 }
 
-/// The seat is taken again; whoever left meanwhile gave it up.
+/// The seat is taken again, or another one when it had gone; whoever left meanwhile gave it up.
 void Session::BackAt(const Place& place)
 {
     if (!mSeat) return;
+    const bool sameSeat = place.seat() == mSeat->number;
     TakePlace(place);
     mIncoming.Return(place);
+    if (!sameSeat) Say(QStringLiteral("Something may be missing: this client was away for too long."));
 }
 
 Cursor Session::TakenCursor() const

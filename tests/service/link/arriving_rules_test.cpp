@@ -31,7 +31,7 @@ struct Arrivals {
     {
         Place place;
         for (const char* handle : {"ann", "bob"}) place.add_attendees()->set_handle(handle);
-        incoming.Begin(entry, "ann", 7, place, false);
+        incoming.Begin(entry, {"ann", 7, 0}, place, false);
     }
 
     void Item(const char* from, std::uint64_t stream, std::uint64_t number, const std::string& text)
@@ -161,17 +161,22 @@ TEST(Arriving, OwnEarlierWorkHasANameThatIsNotIgnored)
     net.Item("ann", 6, 1, "a line");  // said and shown long ago
     EXPECT_EQ(net.Take(), QStringList({u"ann (earlier):[[ZUM_WB_PEN]]"_s}));
 
+    net.Item("ann", 7, 1, "[[ZUM_WB_PEN]]2");  // came back though it was drawn in this entry
+    EXPECT_EQ(net.Take(), QStringList());
+
     net.entry = 2;
-    net.incoming.Begin(2, "ann", 8, Place(), true);
-    EXPECT_EQ(net.Take(),
-              QStringList({u"ann (earlier):[[ZUM_WB_CLEAR]]"_s}));  // the board of another meeting
+    net.incoming.Begin(2, {"ann", 7, 2}, Place(), true);  // left and entered again, without a new login
+    net.Item("ann", 7, 2, "[[ZUM_WB_PEN]]2");
+    net.Item("ann", 7, 3, "[[ZUM_WB_PEN]]3");
+    EXPECT_EQ(net.Take(), QStringList({u"ann (earlier):[[ZUM_WB_CLEAR]]"_s,  // the board of before
+                                       u"ann (earlier):[[ZUM_WB_PEN]]2"_s}));
 }
 
 TEST(Arriving, EventsOfAnEntryThatWasLeftAreDroppedAndThoseOfTheNextWait)
 {
     Arrivals net;
     net.Item("bob", 1, 1, "old");
-    net.incoming.Begin(2, "ann", 7, Place(), false);
+    net.incoming.Begin(2, {"ann", 7, 0}, Place(), false);
     net.Item("carl", 1, 1, "new");
     EXPECT_EQ(net.Take(), QStringList({u"bob:old"_s}));  // the first is still the one in use
     net.entry = 2;
