@@ -9,9 +9,9 @@
 #include <thread>
 
 #include "reliability/daemon.h"
+#include "reliability/fault_proxy.h"
+#include "reliability/linked_attendee.h"
 #include "service/link/link_stats.h"
-#include "support/fault_proxy.h"
-#include "support/linked_attendee.h"
 
 namespace reliability {
 

@@ -9,12 +9,12 @@
 
 #include "cipher/code_page.h"
 #include "cipher/password.h"
+#include "reliability/fault_proxy.h"
+#include "reliability/linked_attendee.h"
 #include "service/codec/jpeg_encoder.h"
 #include "service/link/link_messenger.h"
 #include "service/relay/admin_socket.h"
 #include "service/relay/relay_fixture.h"
-#include "support/fault_proxy.h"
-#include "support/linked_attendee.h"
 
 namespace zephyl {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/fault_proxy.h"
+#include "reliability/fault_proxy.h"
 
 #include <algorithm>
 #include <boost/asio/as_tuple.hpp>

@@ -1,4 +1,4 @@
-#include "support/linked_attendee.h"
+#include "reliability/linked_attendee.h"
 
 #include <ostream>
 
