@@ -104,8 +104,11 @@ private:
     int mNames = 0;
 };
 
+/// Passwords by their hashes, once they were tried: a try takes its time.
+using Tried = std::map<std::string, QString>;
+
 /// Nothing when the store is whole and says of every account what `expected` says.
-QString Difference(const QString& data, const KnownAccounts& expected)
+QString Difference(const QString& data, const KnownAccounts& expected, Tried& tried)
 {
     zephyl::Accounts accounts(data.toStdString());
     KnownAccounts there;
@@ -114,7 +117,11 @@ QString Difference(const QString& data, const KnownAccounts& expected)
         const auto known = expected.find(handle);
         if (known == expected.end()) return handle + u" is there"_s;
         if (account.permitted != known->second.permitted) return handle + u" has another permission"_s;
-        if (!zephyl::PasswordFits(account.passwordHash, known->second.password.toStdString()))
+        const QString& password = known->second.password;
+        const auto before = tried.find(account.passwordHash);
+        if (before == tried.end() && zephyl::PasswordFits(account.passwordHash, password.toStdString()))
+            tried[account.passwordHash] = password;
+        else if (before == tried.end() || before->second != password)
             return handle + u" has another password"_s;
         there[handle] = known->second;
     }
@@ -149,11 +156,12 @@ double UsualTime(AccountClerk& clerk, KnownAccounts& now)
 
 void KilledAccountChanges(Run& run, Outcome& outcome)
 {
-    const int wanted = run.Form(6, 100);
+    const int wanted = run.Form(4, 100);
     Daemon daemon(0);
     AccountClerk clerk(run, daemon);
     KnownAccounts now;
     const double usual = UsualTime(clerk, now);
+    Tried tried;
     int kills = 0, kept = 0, undone = 0;
     for (int round = 0; kills < wanted && round < 4 * wanted && outcome.broken.isEmpty(); ++round) {
         KnownAccounts after;
@@ -168,9 +176,10 @@ void KilledAccountChanges(Run& run, Outcome& outcome)
         if (service) daemon.Start();
         const QString integrity = IntegrityOf(daemon.Data());
         outcome.Must(integrity == u"ok"_s, u"the integrity check says: "_s + integrity);
-        const bool done = Difference(daemon.Data(), after).isEmpty();
-        outcome.Must(done || (!acknowledged && Difference(daemon.Data(), now).isEmpty()),
-                     u"after kill %1 neither old nor new: "_s.arg(kills) + Difference(daemon.Data(), after));
+        const bool done = Difference(daemon.Data(), after, tried).isEmpty();
+        outcome.Must(
+            done || (!acknowledged && Difference(daemon.Data(), now, tried).isEmpty()),
+            u"after kill %1 neither old nor new: "_s.arg(kills) + Difference(daemon.Data(), after, tried));
         (done ? kept : undone) += !acknowledged;
         if (done) now = after;
     }
