@@ -175,7 +175,10 @@ std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
     } else {
         log = std::make_unique<FileLog>(
             Folder() / Hex(head.id), head, mServices.options.bounds, mServices.logs,
-            [home](std::function<void()> work) { asio::post(home, std::move(work)); },
+            [home, made](std::function<void()> work) {  // the meeting lives until that is done
+                if (const auto meeting = made->lock())
+                    asio::post(home, [meeting, work = std::move(work)] { work(); });
+            },
             [made](bool refused) {
                 if (const auto meeting = made->lock()) meeting->OnTrouble(refused);
             });

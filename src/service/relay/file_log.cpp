@@ -44,6 +44,7 @@ FileLog::FileLog(fs::path folder, MeetingHead head, const RelayBounds& bounds, L
       mHead(std::move(head)),
       mMemoryBound(bounds.logInMemory),
       mRoom(room),
+      mMemory(room.memory),
       mPost(std::move(post)),
       mTrouble(std::move(trouble)),
       mTalk(mFolder, CHANNEL_TALK, bounds.talkKept),
@@ -53,7 +54,7 @@ FileLog::FileLog(fs::path folder, MeetingHead head, const RelayBounds& bounds, L
 
 FileLog::~FileLog()
 {
-    mRoom.memory -= mCounted;
+    *mMemory -= mCounted;
 }
 
 // --- opening ---------------------------------------------------------------------------------------
@@ -224,11 +225,11 @@ void FileLog::ShrinkMemory()
     const auto inMemory = [this] { return mTalk.MemoryBytes() + mBoard.MemoryBytes(); };
     const auto count = [&] {
         const std::size_t now = inMemory();
-        mRoom.memory += now - mCounted;
+        *mMemory += now - mCounted;
         mCounted = now;
     };
     count();
-    while (mCounted > mMemoryBound || (mCounted > kLeastInMemory && mRoom.memory > mRoom.memoryBound)) {
+    while (mCounted > mMemoryBound || (mCounted > kLeastInMemory && *mMemory > mRoom.memoryBound)) {
         ChannelFiles& larger = mTalk.MemoryBytes() > mBoard.MemoryBytes() ? mTalk : mBoard;
         ChannelFiles& other = &larger == &mTalk ? mBoard : mTalk;
         if (!larger.ForgetOldest() && !other.ForgetOldest()) return;

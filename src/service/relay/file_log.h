@@ -32,7 +32,7 @@ std::optional<MeetingHead> ReadHead(const std::filesystem::path& folder);
 
 class FileLog final : public MeetingLog {
 public:
-    /// Runs work on the meeting's strand, later.
+    /// Runs work on the meeting's strand, later, if the log still exists then. Any thread.
     using Post = std::function<void(std::function<void()>)>;
     /// Told once when the disk refuses, and once when it takes again. On the strand.
     using Trouble = std::function<void(bool refused)>;
@@ -90,7 +90,8 @@ private:
     const std::filesystem::path mFolder;
     MeetingHead mHead;
     const std::size_t mMemoryBound;
-    LogRoom& mRoom;
+    LogRoom& mRoom;  // not in the destructor: it may have gone
+    const std::shared_ptr<std::atomic<std::size_t>> mMemory;
     const Post mPost;
     const Trouble mTrouble;
     ChannelFiles mTalk, mBoard;

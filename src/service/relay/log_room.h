@@ -1,12 +1,13 @@
 #pragma once
 // What the logs of all meetings share: the thread that makes them last, the one that reads cold parts, and
-// the sum of what they hold in memory. Outlives them.
+// the sum of what they hold in memory.
 
 #include <atomic>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <cstddef>
 #include <functional>
+#include <memory>
 
 #include "service/relay/sync_thread.h"
 
@@ -26,7 +27,8 @@ struct LogRoom {
     explicit LogRoom(std::size_t bound) : memoryBound(bound) {}
     SyncThread sync;
     ReadThread reads;
-    std::atomic<std::size_t> memory{0};  // bytes of items
+    const std::shared_ptr<std::atomic<std::size_t>> memory =
+        std::make_shared<std::atomic<std::size_t>>(0);  // bytes of items; the logs hold it, too
     const std::size_t memoryBound;
 };
 

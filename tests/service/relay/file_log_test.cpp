@@ -105,12 +105,12 @@ TEST_F(FileLogTest, HoldsOnlyTheNewestInMemoryAndReadsTheRest)
     Add(CHANNEL_BOARD, 100'000, 300);
     Add(CHANNEL_BOARD, 7 * kMiB);  // one item larger than a read
     Add(CHANNEL_TALK, 1000, 3);
-    EXPECT_LE(room.memory, 4 * kMiB);
+    EXPECT_LE(*room.memory, 4 * kMiB);
     for (int opened = 0; opened < 2; ++opened) {
         EXPECT_EQ(Count(CHANNEL_BOARD, 0), 301);
         EXPECT_EQ(Count(CHANNEL_TALK, 0), 3);
         Open();
-        EXPECT_LE(room.memory, 4 * kMiB);
+        EXPECT_LE(*room.memory, 4 * kMiB);
         EXPECT_EQ(log->BoardBytes(), 300 * 100'000 + 7 * kMiB);
     }
     const std::uint64_t end = log->State(CHANNEL_BOARD).end;
