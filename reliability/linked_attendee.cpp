@@ -151,7 +151,10 @@ void LinkedAttendee::StatusChanged(const QString& userHandle, qint32 newStatus)
         item->Init(userHandle, true);
         link->Users()->Add(std::move(item));
     }
-    if (newStatus == kStatusLeft) link->Users()->Remove(userHandle);
+    if (newStatus != kStatusLeft) return;
+    for (const auto& item : link->Users()->Items())
+        if (item->Handle() == userHandle) leftFrom = item->Address();
+    link->Users()->Remove(userHandle);
 }
 
 void LinkedAttendee::VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,

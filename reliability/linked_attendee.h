@@ -45,6 +45,7 @@ public:
 
     MessengerEvents* watcher = nullptr;  // hears events instead of `heard` and `states`
     std::deque<QString> heard;
+    QString leftFrom;  // the address of who left last, as it was asked while they left
     std::vector<LinkState> states;
     QStringList log;
     QString service;

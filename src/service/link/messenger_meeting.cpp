@@ -154,13 +154,17 @@ bool LinkMessenger::DeliverOne()
 void LinkMessenger::Deliver(const ReadyEvent& ready)
 {
     const LinkEvent& event = ready.event;
+    const std::weak_ptr<Outlet> alive = mAlive;  // a handler may end the link
     switch (event.kind) {
         case LinkEvent::Kind::Message: return mSink->NewMessage(event.from, event.text);
         case LinkEvent::Kind::Status:
             if (event.status == kStatusPresent) mAddresses.insert(event.from, event.text);
             // Who came just before the meeting was left has not been told of.
-            if (event.status == kStatusLeft && mAddresses.remove(event.from) == 0) return;
-            return mSink->StatusChanged(event.from, event.status);
+            if (event.status == kStatusLeft && !mAddresses.contains(event.from)) return;
+            mSink->StatusChanged(event.from, event.status);  // of who has left the address is still asked
+            if (!alive.expired() && event.status == kStatusLeft && event.entry == mEntry)
+                mAddresses.remove(event.from);
+            return;
         case LinkEvent::Kind::Frame:
             return mSink->VideoFrame(event.from, ready.picture, event.x, event.y, event.type);
         case LinkEvent::Kind::Nothing: return;

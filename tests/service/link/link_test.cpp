@@ -86,6 +86,7 @@ TEST_F(LinkTest, TalksInOrderAndWhispersToOne)
     EXPECT_EQ(bob->Next(3), QStringList({u"Alice=0"_s, u"bob=0"_s, u"carol=0"_s}));
     EXPECT_EQ(alice->Next(), u"bob=0"_s);
     EXPECT_EQ(carol->Next(), u"bob=0"_s);
+    EXPECT_EQ(carol->leftFrom, u"127.0.0.1"_s);  // the voice companion is told
     EXPECT_TRUE(carol->heard.empty() && alice->heard.empty());
 }
 
