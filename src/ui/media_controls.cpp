@@ -1,5 +1,7 @@
 #include "ui/media_controls.h"
 
+#include <QGuiApplication>
+#include <QMouseEvent>
 #include <QSignalBlocker>
 
 #include "media/capture.h"
@@ -9,12 +11,31 @@
 #include "ui/dialogs.h"
 #include "ui/left_panel.h"
 
+namespace {
+
+/// A box that opens under a press of the mouse takes its release: without it the slider would go on paging
+/// when the box has closed, and open it again. Posted, because the press is still being handled.
+void EndLostPress(QSlider& slider)
+{
+    if (QGuiApplication::mouseButtons() != Qt::NoButton) return;
+    const QPointF at(slider.rect().center());
+    QCoreApplication::postEvent(
+        &slider, new QMouseEvent(QEvent::MouseButtonRelease, at, slider.mapToGlobal(at), Qt::LeftButton,
+                                 Qt::NoButton, Qt::NoModifier));
+}
+
+}  // namespace
+
 MediaControls::MediaControls(ProcessState& state, LeftPanel& panel, QWidget& window)
     : mState(state), mPanel(panel), mWindow(window)
 {
     QObject::connect(panel.chkTalk, &QCheckBox::toggled, &window, [&state] { chkTalk_Click(state); });
     QObject::connect(panel.cmdFormat, &QPushButton::clicked, &window, [&state] { cmdFormat_Click(state); });
-    QObject::connect(panel.sldFPS, &QSlider::valueChanged, &window, [&state] { sldFPS_Scroll(state); });
+    QObject::connect(panel.sldFPS, &QSlider::valueChanged, &window,
+                     [&state, slider = panel.sldFPS](int value) {
+                         sldFPS_Scroll(state);
+                         if (slider->value() != value) EndLostPress(*slider);
+                     });
     QObject::connect(panel.sldJPEG, &QSlider::valueChanged, &window, [&state] { sldJPEG_Scroll(state); });
 }
 
