@@ -16,7 +16,12 @@ struct Pixels {
     bool IsNull() const { return data == nullptr; }
 };
 
-/// A received picture: the JPEG bytes as they came and their pixels.
+/// The board that all pictures are for, in pixels.
+inline constexpr int kBoardWidth = 2048;
+inline constexpr int kBoardHeight = 1536;
+
+/// A received picture: the JPEG bytes as they came and their pixels. What lies beside the board, where its
+/// sender put it, is not set.
 struct Picture {
     QByteArray jpeg;
     Pixels pixels;

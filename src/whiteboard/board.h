@@ -9,10 +9,9 @@
 #include <span>
 #include <vector>
 
+#include "contract/picture.h"
 #include "whiteboard/records.h"
 
-inline constexpr int kBoardWidth = 2048;
-inline constexpr int kBoardHeight = 1536;
 inline constexpr int kTileSide = 64;
 inline constexpr int kTilesAcross = kBoardWidth / kTileSide;
 inline constexpr int kTilesDown = kBoardHeight / kTileSide;

@@ -11,14 +11,21 @@
 
 namespace zephyl {
 
+/// What somebody will look at, in pixels of the picture; right and bottom are exclusive.
+struct PicturePart {
+    std::int64_t left = 0, top = 0, right = INT32_MAX, bottom = INT32_MAX;
+};
+
 struct PictureLimits {
     int side = 8192;  // pixels
     std::uint64_t pixels = 16 * 1024 * 1024;
     int scans = 64;
     std::chrono::milliseconds time{500};
+    PicturePart part;
 };
 
-/// Pixels are 0xffRRGGBB in the machine's byte order, rows from the top, no padding.
+/// Pixels are 0xffRRGGBB in the machine's byte order, rows from the top, no padding. Outside the part wanted
+/// nothing is written: of a large picture that takes no memory.
 struct DecodedPicture {
     int width = 0;
     int height = 0;

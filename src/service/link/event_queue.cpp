@@ -271,8 +271,11 @@ void EventQueue::DecodeLive(std::unique_lock<std::mutex>& lock, LiveSlot& slot)
 
 PicturePtr EventQueue::Decode(const LinkEvent& event)
 {
+    PictureLimits limits;
+    limits.part = {-event.x, -event.y, kBoardWidth - event.x, kBoardHeight - event.y};
     const DecodedPicture decoded = DecodeGuarded(
-        {reinterpret_cast<const std::uint8_t*>(event.jpeg.constData()), std::size_t(event.jpeg.size())});
+        {reinterpret_cast<const std::uint8_t*>(event.jpeg.constData()), std::size_t(event.jpeg.size())},
+        limits);
     if (!decoded.pixels) {
         const auto now = std::chrono::steady_clock::now();
         if (now - mLastRefusal >= kRefusalLogged)

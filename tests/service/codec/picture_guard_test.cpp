@@ -121,6 +121,27 @@ TEST(PictureGuard, EndsAtItsTime)
     EXPECT_EQ(DecodeGuarded(Jpeg(600, 600, 3), limits).refusal, "takes too long to decode");
 }
 
+TEST(PictureGuard, ReadsOnlyThePartThatIsLookedAt)
+{
+    const Bytes jpeg = Jpeg(61, 37, 3);
+    const DecodedPicture whole = DecodeGuarded(jpeg);
+    ASSERT_TRUE(whole.pixels);
+    const PicturePart parts[] = {
+        {10, 5, 50, 30}, {-9, -9, 20, 20}, {40, 20, 900, 900}, {70, 50, 90, 90}, {5, 5, 2, 2}};
+    for (const PicturePart& part : parts) {
+        PictureLimits limits;
+        limits.part = part;
+        const DecodedPicture some = DecodeGuarded(jpeg, limits);
+        ASSERT_TRUE(some.pixels) << some.refusal;
+        EXPECT_EQ(some.width * 100 + some.height, 61 * 100 + 37);
+        for (int i = 0; i < 61 * 37; ++i) {
+            if (i % 61 >= part.left && i % 61 < part.right && i / 61 >= part.top && i / 61 < part.bottom) {
+                ASSERT_EQ(some.pixels[std::size_t(i)], whole.pixels[std::size_t(i)]) << i;
+            }
+        }
+    }
+}
+
 TEST(JpegEncoder, PicturesComeBackInTheirColours)
 {
     constexpr int kWidth = 33, kHeight = 17;  // odd: chroma planes round up
