@@ -86,6 +86,14 @@ void frmLogin::Connect()
     connect(chkMore, &QPushButton::toggled, this, [this] { chkMore_Click(); });
     connect(chkHostname, &QCheckBox::toggled, this, [this] { chkHostname_Click(); });
     connect(cmbConfig, &QComboBox::activated, this, [this] { cmbConfig_Click(); });
+    for (QRadioButton* option : {optJoinMeeting, optNewMeeting, optHTTP, optTCP, optUDP}) {
+        // Tab goes to the one that is chosen; by itself the toolkit offers the first one.
+        const auto follow = [option](bool chosen) {
+            option->setFocusPolicy(chosen ? Qt::StrongFocus : Qt::ClickFocus);
+        };
+        connect(option, &QRadioButton::toggled, this, follow);
+        follow(option->isChecked());
+    }
     cmbMeetingCode->installEventFilter(this);
     for (QWidget* watched : {static_cast<QWidget*>(txtHandle), static_cast<QWidget*>(txtPassword),
                              static_cast<QWidget*>(txtHostname), static_cast<QWidget*>(lblPassword)})
@@ -290,6 +298,8 @@ bool frmLogin::eventFilter(QObject* target, QEvent* event)
         lblPassword_Click();
         return true;
     }
+    if (target == lblPassword && (type == QEvent::FocusIn || type == QEvent::FocusOut))
+        lblPassword->setFrameStyle(type == QEvent::FocusIn ? QFrame::Box | QFrame::Plain : QFrame::NoFrame);
     if (target == txtHostname && type == QEvent::MouseButtonDblClick) {
         txtHostname_DblClick();
         return true;

@@ -93,6 +93,9 @@ TEST(FrmLogin, OkStoresWhatWasTyped)
     QTest::keyClicks(f.Edit("txtHandle"), u" Alice "_s);
     QTest::keyClicks(f.Edit("txtPassword"), u" se cret"_s);
     QTest::keyClicks(f.Codes()->lineEdit(), u"abc 123 "_s.remove(3, 1));
+    f.Codes()->setFocus();
+    QTest::keyClick(f.Codes()->lineEdit(), Qt::Key_Tab);
+    EXPECT_EQ(f.form->focusWidget()->objectName(), u"optNewMeeting"_s);  // the one chosen
     f.Click("chkMore");
     f.Click("optHTTP");
     f.Get<QCheckBox>("chkDefaultConfig")->click();
