@@ -1,4 +1,5 @@
 // listen and send: a meeting for people at a terminal.
+#include <functional>
 #include <iostream>
 #include <stdexcept>
 
@@ -29,6 +30,9 @@ std::string Shown(const QString& text)
 
 class Teller final : public MessengerEvents {
 public:
+    /// `ended`: nothing more will come.
+    explicit Teller(std::function<void()> ended) : mEnded(std::move(ended)) {}
+
     void NewMessage(const QString& fromHandle, const QString& message) override
     {
         if (!message.startsWith(u"[[ZUM_"_s)) Say(fromHandle + u": "_s + message);
@@ -44,10 +48,13 @@ public:
         const bool passing = state.phase == LinkState::Phase::Connected && state.back == LinkState::Back::No;
         if (!state.text.isEmpty() && !(passing && state.text == QLatin1String(kNotInMeeting)))
             Say(u"* "_s + state.text);
+        if (state.phase == LinkState::Phase::Ended) mEnded();
     }
 
 private:
     static void Say(const QString& line) { std::cout << Shown(line) << std::endl; }
+
+    const std::function<void()> mEnded;
 };
 
 /// A link on a loop of its own, logged in and in the meeting.
@@ -98,24 +105,30 @@ int Listen(const PeopleOptions& options)
     for (const auto& item : visit.service->Users()->Items())
         std::cout << "* " << Shown(item->Handle()) << " is here\n";
     std::cout.flush();
-    Teller teller;
+    int exitCode = 0;
+    Teller teller([&] {
+        exitCode = 1;
+        visit.loop.Quit();
+    });
     visit.service->SetEvents(&teller);
     visit.loop.Run([&] { visit.loop.Quit(); });
     visit.service->SetEvents(nullptr);
     visit.service->Close();
-    return 0;
+    return exitCode;
 }
 
 int Send(const PeopleOptions& options)
 {
+    const QString text = QString::fromStdString(options.text);
+    if (Trim(text).isEmpty()) throw std::runtime_error("there is nothing to say");
     Visit visit(options);
     MessengerService& service = *visit.service;
-    const QString text = QString::fromStdString(options.text);
     QStringList to;
     for (const std::string& handle : options.to) to += QString::fromStdString(handle);
     if (to.isEmpty())
         for (const auto& item : service.Users()->Items())
             if (item->Handle() != service.Handle()) to += item->Handle();
+    if (to.isEmpty()) throw std::runtime_error("nobody else is in the meeting");
     for (const QString& handle : to) service.Send(AsSpelt(*service.Users(), handle), text);
     service.Close();  // waits until the service has it
     return 0;

@@ -167,6 +167,7 @@ TEST_F(ZephylTest, PeopleListenAndSend)
         EXPECT_EQ(listener->ReadLine(), line);
     EXPECT_EQ(send({u"--to"_s, u"dave"_s, u"standup"_s, u"x"_s}), 1);
     EXPECT_EQ(send({u"nowhere"_s, u"x"_s}), 1);
+    EXPECT_EQ(send({u"standup"_s, u" "_s}), 1);
     listener->Signal(SIGTERM);
     EXPECT_EQ(listener->WaitForEnd(), 0);
 }
