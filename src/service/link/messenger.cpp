@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
+constexpr std::size_t kLoginBytes = 2048;  // fits into one header
+
 std::chrono::milliseconds Remaining(Deadline deadline)
 {
     return std::max(0ms,
@@ -150,6 +152,8 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
     try {
         const LoginWords words{handle.toStdString(), PasswordOf(password).toStdString(),
                                hostname.toStdString()};
+        if (words.handle.size() + words.password.size() + words.hostName.size() > kLoginBytes)
+            Fail(QStringLiteral("That is longer than a handle, a password and a host name can be."));
         Deadline deadline = SteadyClock::now() + kCallTime;
         std::shared_ptr<Session> session = ConnectTrusted(deadline);
         const auto outcome = Ask<LoginOutcome>(

@@ -281,13 +281,13 @@ asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional
     const Entry entry = at->second;
     if (!account || account->generation != entry.session->generation) {
         mServices.log.info("{}: account removed or password changed", entry.session->handle);
-        EndEntry(entry, BYE_KICKED, account ? "the password was changed" : "the account was removed");
+        EndEntry(entry, BYE_KICKED, account ? "The password was changed." : "The account was removed.");
         co_return;
     }
     entry.session->permitted = account->permitted;
     const std::shared_ptr<Meeting> meeting = entry.meeting.lock();
     if (!account->permitted && meeting)
-        meeting->PostEndSeat(entry.session, BYE_KICKED, "no permission for meetings any more");
+        meeting->PostEndSeat(entry.session, BYE_KICKED, "This handle may not enter meetings any more.");
 }
 
 void Directory::StopMeetings()

@@ -194,6 +194,7 @@ TEST_F(LinkTest, RefusalsAreResultsWithAReason)
     };
     EXPECT_TRUE(reason("Alice", EncipherPassword(u"wrong"_s)).contains(u"wrong"_s));
     EXPECT_TRUE(reason("nobody", EncipherPassword(u"secret"_s)).contains(u"wrong"_s));
+    EXPECT_TRUE(reason("Alice", EncipherPassword(QString(3000, u'x'))).contains(u"longer"_s));
     for (const QString& lost : {u"пароль1"_s, u"??????"_s})
         EXPECT_TRUE(reason("Alice", EncipherPassword(lost)).contains(u"Windows-1252"_s));
     EXPECT_THROW(alice->link->HasMeetingPermission(), std::runtime_error);
