@@ -143,7 +143,7 @@ void Relay::Start(std::function<void()> whenIdle)
 {
     asio::co_spawn(mIo, Accept(), asio::detached);
     asio::co_spawn(mIo, WatchMemory(), asio::detached);
-    if (whenIdle) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
+    if (whenIdle && mOptions.personal) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
     mDirectory.LoadMeetings();
     mAdmin->Start();
     for (unsigned i = 0; i < Threads(mOptions); ++i) mThreads.emplace_back([this] { mIo.run(); });

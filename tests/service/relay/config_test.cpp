@@ -4,6 +4,8 @@
 
 #include <sys/stat.h>
 
+#include <future>
+
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -80,6 +82,20 @@ TEST_P(RelayTest, GuardsItsDataFolder)
     ::chmod((options.data / "key.pem").c_str(), 0600);
     std::filesystem::remove(options.data / "certificate.pem");
     EXPECT_THROW(StartRelay(), StartError);  // never a new key behind people's backs
+}
+
+TEST_P(RelayTest, OnlyAPersonalServiceGoesWhenNobodyIsConnected)
+{
+    options.times.tick = std::chrono::milliseconds(1);
+    options.times.idleEnd = std::chrono::milliseconds(0);
+    for (const bool personal : {true, false}) {
+        options.personal = personal;
+        std::promise<void> idle;
+        Relay served(options, SilentLog(), kCheapHash);
+        served.Start([&idle] { idle.set_value(); });
+        const auto patience = std::chrono::milliseconds(personal ? 20'000 : 100);
+        EXPECT_EQ(idle.get_future().wait_for(patience) == std::future_status::ready, personal);
+    }
 }
 
 }  // namespace
