@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::size_t kReceiveBytes = 64 * 1024;
 constexpr int kClearBytes = 16 * 1024;             // one TLS record
+constexpr std::size_t kRecordExtraBytes = 22;      // header, type and tag
 constexpr std::size_t kHandshakeBytes = 4 * 1024;  // a ClientHello; more comes in the next turn
 constexpr int kUnsentBytes = 16 * 1024;            // in the kernel, before a socket counts as busy
 
@@ -179,6 +180,7 @@ bool TlsStream::Put(std::string_view bytes)
     if (!bytes.empty()) {
         ERR_clear_error();
         const int count = static_cast<int>(bytes.size());
+        mOut.reserve(mOut.size() + bytes.size() + (bytes.size() / kClearBytes + 1) * kRecordExtraBytes);
         if (SSL_write(mSsl, bytes.data(), count) != count) throw LastTlsError("TLS");
     }
     return Flush();
