@@ -58,7 +58,10 @@ public:
         return mTalk.LagBytes() + mBoard.LagBytes() + incoming.HeldBytes() + live.WaitingBytes();
     }
     Header AcceptedNow() const;
-    bool Concerns(const LogItem& item) const { return mTalk.Concerns(item); }
+    bool Concerns(const LogItem& item) const
+    {
+        return (item.channel == CHANNEL_TALK ? mTalk : mBoard).Concerns(item);
+    }
 
     /// Draws a new token for Resume. The one before it stays good until the first frame on the new
     /// connection.

@@ -40,6 +40,8 @@ TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
     bob->Leave();
     EXPECT_EQ(alice->Presence(), "bob 0");
     EXPECT_EQ(bob->Enter("room1", false).result(), RESULT_OK);
+    alice->Post(1, "[[ZUM_WB_POINTER]]1");
+    EXPECT_EQ(bob->Texts(1), Texts{"Alice: [[ZUM_WB_POINTER]]1"});  // the board's first, after much talk
     bob->Kill();
     EXPECT_EQ(alice->Presence(), "bob 5");
     EXPECT_EQ(alice->Presence(), "bob 0");
