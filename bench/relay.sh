@@ -6,6 +6,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 for list in packages bench-packages; do packaging/install.sh "$list.txt" >&2; done
+mkdir -p build
 cmake --preset release -DQUORVIA_BENCH=ON >build/bench.log
 cmake --build build/release --target relay_bench >>build/bench.log || { tail -n 20 build/bench.log >&2; exit 1; }
 exec build/release/bin/relay_bench "$@"
