@@ -48,6 +48,8 @@ protected:
         options.logsInMemory = logs == Logs::Memory;
         if (logs == Logs::ColdFiles) options.bounds.logInMemory = 0;
         options.times.tick = std::chrono::milliseconds(20);
+        options.times.lostAfter =
+            std::chrono::minutes(10);  // clients of tests answer only while they are read
         options.times.grace =
             std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
         options.bounds.connectionsPerAddress = 1000;
