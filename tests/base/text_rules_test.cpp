@@ -6,19 +6,6 @@
 
 using namespace Qt::StringLiterals;
 
-TEST(TextRules, TrimTakesBlanksOnly)
-{
-    const struct {
-        QString in, out;
-    } rows[] = {
-        {u"  a b  "_s, u"a b"_s},
-        {u"\ta\u00A0"_s, u"\ta\u00A0"_s},  // neither tabs nor no-break spaces
-        {u"   "_s, u""_s},
-        {u""_s, u""_s},
-    };
-    for (const auto& row : rows) EXPECT_EQ(Trim(row.in), row.out) << row.in.toStdString();
-}
-
 TEST(TextRules, WholeAndLeadingNumbers)
 {
     const struct {

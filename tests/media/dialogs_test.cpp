@@ -7,7 +7,6 @@
 #include <QTimer>
 
 #include "base/version.h"
-#include "media/frm_format.h"
 #include "media/frm_share_app.h"
 #include "media/media_fixture.h"
 #include "ui/frm_about.h"
@@ -83,16 +82,6 @@ TEST_F(Dialogs, ShareAppSaysWhyThereIsNothingToShare)
     EXPECT_EQ(Find<QListWidget>(dialog, "lstApps")->count(), 0);
     EXPECT_FALSE(Find<QPushButton>(dialog, "cmdOK")->isEnabled());
     EXPECT_EQ(dialog.findChild<QLabel*>()->text(), u"Not here."_s);
-}
-
-TEST_F(Dialogs, FormatOffersTheSizesAndStartsAtTheOneInUse)
-{
-    frmFormat dialog(Yuv(320, 240), {Yuv(160, 120), Yuv(320, 240), Yuv(640, 480)}, nullptr);
-    EXPECT_EQ(dialog.Chosen(), Yuv(320, 240));
-    Find<QListWidget>(dialog, "lstFormats")->setCurrentRow(2);
-    EXPECT_EQ(dialog.Chosen(), Yuv(640, 480));
-    frmFormat unknown(Yuv(99, 99), {Yuv(160, 120)}, nullptr);
-    EXPECT_EQ(unknown.Chosen(), Yuv(99, 99));
 }
 
 TEST_F(Dialogs, AboutStartsTheFirstViewerThatStarts)

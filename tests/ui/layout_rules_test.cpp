@@ -14,24 +14,6 @@ AreaSizes Window(int width, int height, int panel = kPanelWidth)
 
 }  // namespace
 
-TEST(WindowLayout, MeetsAtTheEdges)
-{
-    for (const AreaSizes& sizes :
-         {Window(1100, 680), Window(680, 111), Window(2500, 1800), Window(900, 600, 20)}) {
-        SCOPED_TRACE(sizes.interior.width());
-        const Areas at = Arrange(sizes);
-        EXPECT_EQ(at.tool, QRect(0, 0, sizes.interior.width(), 40));
-        EXPECT_EQ(at.status.bottom() + 1, sizes.interior.height());
-        EXPECT_EQ(at.panel, QRect(0, 40, sizes.panelWidth, sizes.interior.height() - 62));
-        EXPECT_EQ(at.vScroll.top(), 42);  // two pixels below the toolbar
-        EXPECT_EQ(at.vScroll.right() + 1, sizes.interior.width());
-        EXPECT_EQ(at.hScroll.left(), sizes.panelWidth);
-        EXPECT_EQ(at.hScroll.bottom() + 1, at.status.top());
-        EXPECT_EQ(at.corner, QRect(at.hScroll.right() + 1, at.vScroll.bottom() + 1, 17, 17));
-        EXPECT_EQ(at.boardLeft, sizes.panelWidth);
-    }
-}
-
 TEST(WindowLayout, EveryInkCanBeScrolledTo)
 {
     // At the maximum the board's far edges meet the bars.

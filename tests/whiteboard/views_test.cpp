@@ -229,17 +229,6 @@ TEST(Toolbar, NeverShowsWhatAClickToggledByItself)
     EXPECT_TRUE(w.tool.Button(ToolKey::Redo)->isEnabled() && w.Entry("mnuUndo")->isEnabled());
 }
 
-TEST(Toolbar, FitsTheSmallestWindowAndKeepsItsPlaces)
-{
-    Window w;
-    EXPECT_LE(w.tool.minimumSizeHint().width(), 680);
-    const int exit = w.tool.Button(ToolKey::Exit)->x();
-    tool_ButtonMenuClick(w.state, ToolKey::Shape, u"Circle"_s);
-    QApplication::processEvents();
-    EXPECT_EQ(w.tool.Button(ToolKey::Shape)->text(), u"Circle"_s);
-    EXPECT_EQ(w.tool.Button(ToolKey::Exit)->x(), exit);
-}
-
 TEST(Toolbar, WorksFromTheKeyboardWithNames)
 {
     Window w;
