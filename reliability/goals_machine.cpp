@@ -336,7 +336,7 @@ double Slope(const std::vector<std::pair<double, double>>& samples)
 void Soak(Run& run, Outcome& outcome)
 {
     const int count = run.Form(15, 50);
-    const double seconds = run.Form(12, 1200);
+    const double seconds = run.Form(8, 1200);
     Daemon daemon(count);
     Regulars all;
     for (int i = 0; i < count; ++i) all.push_back(std::make_unique<Regular>(daemon, i, run.random()));

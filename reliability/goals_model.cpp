@@ -89,12 +89,15 @@ public:
         try {
             if (anew || !mAttendee->link->LoggedIn()) {
                 mAttendee->link->Logout();
+                refusal = "login";
                 if (!mAttendee->Login(mHandle)) return false;
             }
             // Whoever asks for many codes that are none is slowed down: the first one creates.
+            refusal = "refused";
             if (create ? !mAttendee->link->CreateMeeting(code, {}) : !mAttendee->link->JoinMeeting(code))
                 return false;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            refusal = e.what();
             return false;
         }
         mIn = true;
@@ -159,6 +162,7 @@ public:
         Kind kind;
     };
     std::vector<Posted> posted;  // what is kept for whoever comes
+    std::string refusal;         // why it could not enter
     int marks[2] = {0, 0};       // the last one of each channel
 
 private:
@@ -217,7 +221,9 @@ public:
             for (auto& player : mPlayers) player->Follow();
             Apply(operation);
             for (auto& player : mPlayers) player->Turn();
-            if (!mWitness.Broken().empty()) return Describe(operation) + ": " + mWitness.Broken();
+            if (!mWitness.Broken().empty())
+                return Describe(operation) + ": " + mWitness.Broken() + " (" + mPlayers[0]->refusal + ", " +
+                       mPlayers[1]->refusal + ")";
         }
         Settle();
         return mWitness.Broken();
