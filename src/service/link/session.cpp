@@ -162,6 +162,7 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
             outcome.kind = outcome.reason.empty() ? EnterOutcome::Kind::Entered : EnterOutcome::Kind::Refused;
             const auto& attendees = entered.place().attendees();
             outcome.attendees.assign(attendees.begin(), attendees.end());
+            if (mPhase == Phase::Seated) ShowStanding();
             co_return outcome;
         } catch (const ConnectionLost&) {
             // asked again on the next connection

@@ -142,6 +142,7 @@ private:
     void State(LinkState::Phase phase, const QString& text, LinkState::Back back = LinkState::Back::No);
     QString Details() const;
     QString Standing();
+    void ShowStanding();
     QString TakeUndelivered();
     void Say(const QString& text);
 

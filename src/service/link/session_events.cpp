@@ -189,6 +189,12 @@ QString Session::Standing()
     return std::chrono::steady_clock::now() - mSaidAt < kRemarkStays ? mSaid : QString();
 }
 
+void Session::ShowStanding()
+{
+    QString standing = Standing();
+    mQueue.PushState({LinkState::Phase::Connected, LinkState::Back::No, std::move(standing), Details()});
+}
+
 /// Once a second: what was taken meanwhile is reported, and the figures for the tooltip now and then.
 asio::awaitable<void> Session::Tick()
 {
@@ -199,10 +205,7 @@ asio::awaitable<void> Session::Tick()
         if (mPhase == Phase::Idle) co_return;
         ReportRead();
         if (!mReady) continue;
-        const bool behind = mBoardToCome > 0;
-        const QString standing = Standing();
-        if (behind || seconds % kDetailsEverySeconds == 0)
-            mQueue.PushState({LinkState::Phase::Connected, LinkState::Back::No, standing, Details()});
+        if (mBoardToCome > 0 || seconds % kDetailsEverySeconds == 0) ShowStanding();
     }
 }
 
