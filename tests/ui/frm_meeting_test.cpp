@@ -118,8 +118,8 @@ TEST(MeetingWindow, StoresToolsOnItsCloseBoxAndNoPlacement)
 {
     MeetingDesk desk;
     desk.Whole();
-    desk.window->Resize(800 * 15, 500 * 15);
-    EXPECT_EQ(desk.window->NormalPlacement().width, 800 * 15);
+    desk.window->Resize(720 * 15, 500 * 15);
+    EXPECT_EQ(desk.window->NormalPlacement().width, 720 * 15);
     EXPECT_THROW(frmMeeting_Close(desk.state), ProcessEnded);
     EXPECT_EQ(GetSetting(desk.state, keys::kSelectedTool), u"Draw"_s);
     EXPECT_EQ(GetSetting(desk.state, keys::kFontSize), u"10"_s);
