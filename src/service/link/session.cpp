@@ -19,6 +19,7 @@ Session::Session(asio::io_context& io, std::shared_ptr<const TlsContext> context
       mNeeds(std::move(needs)),
       mChanged(io, Deadline::max()),
       mTick(io),
+      mPause(io),
       mIncoming(queue)
 {
 }
@@ -227,6 +228,7 @@ void Session::Drop()
     mWords = {};
     CloseConnection("closed");
     mTick.cancel();
+    mPause.cancel();
     NotifyChanged();
 }
 
@@ -270,6 +272,7 @@ void Session::NotifyChanged()
 
 asio::awaitable<void> Session::WaitReady(Deadline deadline)
 {
+    HurryBack();
     while (!mReady) {
         const QString ended = EndReason();
         if (!ended.isEmpty()) throw std::runtime_error(ended.toStdString());

@@ -131,6 +131,7 @@ private:
     void CloseConnection(const std::string& reason);
 
     Task<void> Return();
+    void HurryBack();
     Task<bool> ReturnOnce();
     Task<bool> TryResume(Deadline deadline);
     Task<bool> LoginAgain(Deadline deadline);
@@ -159,7 +160,8 @@ private:
     ItemReader mReader;
     std::uint32_t mLastCall = 0;
     std::map<std::uint32_t, std::shared_ptr<PendingCall>> mPending;
-    boost::asio::steady_timer mChanged, mTick;
+    boost::asio::steady_timer mChanged, mTick, mPause;
+    bool mMayHurry = false;  // the pause between two tries may be cut short
 
     LoginWords mWords;
     std::string mHandle;

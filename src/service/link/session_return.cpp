@@ -53,10 +53,13 @@ asio::awaitable<void> Session::Return()
     while (mPhase != Phase::Idle) {
         std::uniform_real_distribution<double> jitter(0.75, 1.25);
         const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(pause * jitter(mRandom));
-        asio::steady_timer timer(mIo, std::max(wait, std::exchange(mAskedWait, 0ms)));
-        co_await timer.async_wait(asio::as_tuple(asio::use_awaitable));
+        const std::chrono::milliseconds asked = std::exchange(mAskedWait, 0ms);
+        mMayHurry = asked == 0ms;
+        mPause.expires_after(std::max(wait, asked));
+        const auto [hurried] = co_await mPause.async_wait(asio::as_tuple(asio::use_awaitable));
+        mMayHurry = false;
         if (mPhase == Phase::Idle) break;
-        pause = std::min(pause * 2, kLongestPause);
+        pause = hurried ? kFirstPause : std::min(pause * 2, kLongestPause);
         try {
             if (co_await ReturnOnce()) break;
         } catch (const EndedForGood& e) {
@@ -67,6 +70,12 @@ asio::awaitable<void> Session::Return()
     }
     mReturning = false;
     NotifyChanged();
+}
+
+/// Somebody waits for an answer: the next try is now, unless the service asked for the pause.
+void Session::HurryBack()
+{
+    if (mMayHurry) mPause.cancel();
 }
 
 /// False: not yet. Throws EndedForGood, or whatever the connection throws.
