@@ -169,3 +169,37 @@ TEST_F(Board, SavesABitmapAndCopiesForOtherPrograms)
     ASSERT_TRUE(copied.open(QIODevice::ReadOnly));
     EXPECT_EQ(copied.read(4), "\x89PNG");
 }
+
+TEST_F(Board, PicturesPointersAndTheViewReachTheOthers)
+{
+    ann.Run(u"convert"_s, {u"-size"_s, u"60x40"_s, u"xc:red"_s, u"BMP3:"_s + folder / "red.BMP"});
+    const Match placed = [](const QJsonObject& line) { return line[u"type"_s] == 2; };
+    ann.ClickControl(u"tool_File"_s);
+    ann.Wait("dialog", Is("name", u"openFile"_s));
+    ann.Type(folder / "red.BMP");
+    ann.Key(u"Return"_s);
+    ann.Wait("tool", Is("key", u"File"_s));
+    const auto place = [&](int x, int y, int width) {
+        ann.Click(ann.Board(x, y));
+        const QJsonObject frame = bob.Wait("frame", placed);
+        EXPECT_EQ(frame[u"x"_s].toInt(), x);
+        EXPECT_EQ(frame[u"width"_s].toInt(), width);
+    };
+    place(100, 120, 60);
+    ann.Run(u"sh"_s,
+            {u"-c"_s, u"xclip -selection clipboard -t image/bmp -i "_s + folder / "red.BMP >/dev/null 2>&1"});
+    Choose(ann, "Paste");
+    place(200, 130, 60);
+
+    ChooseBelow(ann, "Draw", 3);  // Point
+    ann.Click(ann.Board(300, 90));
+    bob.Wait("record", Is("tag", u"POINTER"_s));
+    for (const auto& [record, tag] :
+         {std::pair(u"[[ZUM_WB_HSCROLL]]120"_s, u"HSCROLL"_s),
+          std::pair(u"[[ZUM_WB_RESIZE]]0|¥|0|¥|0|¥|12000|¥|9000"_s, u"RESIZE"_s)}) {
+        eve.Ask({{u"do"_s, u"deliver"_s}, {u"to"_s, QJsonArray{u"bob"_s}}, {u"text"_s, record}});
+        bob.Wait("record", Is("tag", tag));
+    }
+    for (Desk* desk : {&ann, &bob})
+        for (const QJsonObject& line : desk->Lines()) EXPECT_NE(line[u"event"_s], u"box"_s);
+}
