@@ -93,6 +93,7 @@ void MakePaper(QTextEdit* box)
 LeftPanel::LeftPanel(QWidget* parent) : QWidget(parent)
 {
     setObjectName(u"picMain"_s);
+    setAccessibleName(u"Chat bar"_s);
     setFont(PanelFont());
     setAutoFillBackground(true);
     setMouseTracking(true);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QAction>
 #include <QLabel>
 #include <QSlider>
@@ -125,6 +126,21 @@ TEST(MeetingWindow, StoresToolsOnItsCloseBoxAndNoPlacement)
     EXPECT_EQ(GetSetting(desk.state, keys::kFontSize), u"10"_s);
     EXPECT_EQ(GetSetting(desk.state, keys::kXPos), QString());
     EXPECT_FALSE(desk.journal.contains(u"Logout()"_s));
+}
+
+TEST(MeetingWindow, EverythingThatTakesTheFocusHasANameForScreenReaders)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    int named = 0;
+    for (QWidget* widget : desk.window->findChildren<QWidget*>()) {
+        if (widget->focusPolicy() == Qt::NoFocus || !widget->isVisible()) continue;
+        QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(widget);
+        EXPECT_FALSE(!seen || seen->text(QAccessible::Name).isEmpty())
+            << widget->metaObject()->className() << ' ' << widget->objectName().toStdString();
+        ++named;
+    }
+    EXPECT_GT(named, 10);
 }
 
 TEST(MeetingWindow, MovesToAnotherMeeting)
