@@ -58,7 +58,7 @@ struct ProcessState {
     bool gUseLocalKey = false;
 
     bool gWBApplyingRemote = false;        // a received record is applied, or the window loads
-    std::shared_ptr<WBHistory> gWBBuffer;  // whiteboard/history.h; begins anew with another meeting
+    std::shared_ptr<WBHistory> gWBBuffer;  // whiteboard/history.h; outlives "New Meeting..."
 
     std::unique_ptr<FrameEncoder> gFrameEncoder;  // holds the JPEG quality; null before InitDIB
     bool gCameraReady = false;

@@ -203,10 +203,8 @@ void frmMeeting::mnuLogin_Click()
     Trapped(mState, "mnuLogin_Click", [&] {
         mnuLogin->setEnabled(false);
         mMedia->AcrossMeetings([this] {
-            const auto before = mState.gUsers;
             mNewMeeting();
             FillUsers();
-            if (mState.gUsers != before) mZUM->Entered();
         });
     });
     mnuLogin->setEnabled(true);

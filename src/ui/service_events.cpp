@@ -13,7 +13,6 @@
 #include "settings/settings.h"
 #include "ui/attendee_list.h"
 #include "ui/status_panels.h"
-#include "whiteboard/history.h"
 #include "whiteboard/remote_apply.h"
 
 using namespace Qt::StringLiterals;
@@ -70,10 +69,6 @@ void ServiceEvents::mZUM_NewMessage(const QString& fromHandle, const QString& me
 
 void ServiceEvents::Do(const QString& fromHandle, const decision::BoardRecord& record)
 {
-    const bool first = std::exchange(mEntered, false);
-    const QString earlier = mState.gMessenger->Handle() + QLatin1String(kEarlierSuffix);
-    if (first && fromHandle == earlier && record.message == QString::fromUtf16(tags::kWBClear))
-        return BeginBoard(mState);
     HandleWBMessage(mState, fromHandle, record.message);
 }
 

@@ -13,9 +13,6 @@ class ServiceEvents final : public MessengerEvents {
 public:
     ServiceEvents(ProcessState& state, AttendeeList& lstUsers, MeetingStatusBar& status);
 
-    /// Another meeting was entered: the clearing that the link raises first begins its board.
-    void Entered() { mEntered = true; }
-
     void NewMessage(const QString& fromHandle, const QString& message) override;
     void StatusChanged(const QString& userHandle, qint32 newStatus) override;
     void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
@@ -36,5 +33,4 @@ private:
     ProcessState& mState;
     AttendeeList& mUsers;
     MeetingStatusBar& mStatus;
-    bool mEntered = false;  // and nothing of the board has come since
 };

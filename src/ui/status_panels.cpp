@@ -4,7 +4,6 @@
 
 #include "base/report.h"
 #include "ui/plain_text.h"
-#include "whiteboard/history.h"
 
 using namespace Qt::StringLiterals;
 
@@ -47,7 +46,7 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     mModified = Add("WBStatus", u"Last user to update the whiteboard"_s, 0);
     mLink = Add("Link", u"Connection to the service"_s, 1);
     mReady->setText(u"Zephyl Whiteboard: Ready"_s);
-    mModified->setText(QLatin1String(kNotModified));
+    mModified->setText(u"Last Modified: (Not Modified) "_s);
     mNoteTime.setSingleShot(true);
     mNoteTime.setInterval(kNoteTime);
     QObject::connect(&mNoteTime, &QTimer::timeout, this, [this] { ShowLink(); });

@@ -168,17 +168,6 @@ void SaveWBBuffer(ProcessState& state, const QString& userHandle)
     SaveWBBuffer(state, &state.gMeetingForm->Board().Image(), 0, 0, userHandle, state.ports.clock->Now());
 }
 
-void BeginBoard(ProcessState& state)
-{
-    BoardScreen& screen = state.gMeetingForm->Board();
-    screen.Image().Clear();
-    state.gWBBuffer.reset();
-    SaveWBBuffer(state, state.gMessenger->Handle());
-    screen.Refresh();
-    state.gMeetingForm->Panels().SetPanel(Panel::WBStatus, QLatin1String(kNotModified));
-    TraceEvent(state, "board_begins");
-}
-
 void LoadWBBuffer(ProcessState& state, qint16 index)
 {
     Trapped(state, "LoadWBBuffer", [&] {

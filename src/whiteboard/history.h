@@ -67,12 +67,6 @@ void SaveWBBuffer(ProcessState& state, const QString& userHandle);
 /// Shows entry `index`: board, status text of that entry, Undo and Redo buttons. Trapped: "LoadWBBuffer: ".
 void LoadWBBuffer(ProcessState& state, qint16 index);
 
-/// A blank board with a history that begins there, as in a window just opened: nobody can undo into another
-/// meeting.
-void BeginBoard(ProcessState& state);
-
-/// What the panel "WBStatus" says of a board that nobody has changed.
-inline constexpr char kNotModified[] = "Last Modified: (Not Modified) ";
 /// "Last Modified: ", the handle and the time, with a blank behind each.
 QString LastModifiedText(const QString& userHandle, const QDateTime& when);
 /// Puts that text into the panel "WBStatus", for now.
