@@ -26,9 +26,9 @@ using asio::local::stream_protocol;
 namespace {
 
 constexpr std::size_t kLineBytes = 1024;
-constexpr std::string_view kAccount = "account ";
+constexpr std::string_view kAccount = "account ", kKick = "kick ";
 constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors
-constexpr time_t kPatience = 5;                         // seconds, of `zephyld user`
+constexpr time_t kPatience = 5;                         // seconds, of who asks
 
 std::filesystem::path SocketPath(const std::filesystem::path& data)
 {
@@ -84,21 +84,33 @@ asio::awaitable<void> AdminSocket::Serve(stream_protocol::socket socket)
     co_await asio::async_read_until(socket, asio::dynamic_buffer(line, kLineBytes), '\n',
                                     asio::use_awaitable);
     line.resize(line.find('\n'));
-    const bool known = line.starts_with(kAccount);
-    if (known) {
-        const std::string handle = line.substr(kAccount.size());
-        co_await mServices.directory.AccountChanged(handle, mServices.accounts.Find(handle));
-    }
-    const std::string answer = known ? "ok\n" : "unknown\n";
+    const std::string answer = co_await Answer(line) + "\n";
     co_await asio::async_write(socket, asio::buffer(answer), asio::use_awaitable);
 }
 
-bool TellDaemon(const std::filesystem::path& data, const std::string& line)
+asio::awaitable<std::string> AdminSocket::Answer(std::string line)
+{
+    if (line.starts_with(kAccount)) {
+        const std::string handle = line.substr(kAccount.size());
+        co_await mServices.directory.AccountChanged(handle, mServices.accounts.Find(handle));
+        co_return "ok";
+    }
+    const std::size_t tab = line.find('\t');
+    if (!line.starts_with(kKick) || tab == std::string::npos) co_return "unknown";
+    const std::optional<Account> account = mServices.accounts.Find(line.substr(tab + 1));
+    const std::optional<HandleForms> whom = ReadHandle(account ? account->handle : "");
+    if (!whom) co_return "no account";
+    const bool found =
+        co_await mServices.directory.Kick(line.substr(kKick.size(), tab - kKick.size()), *whom);
+    co_return found ? "ok" : "no meeting";
+}
+
+std::optional<std::string> TellDaemon(const std::filesystem::path& data, const std::string& line)
 {
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     const std::string path = SocketPath(data).string();
-    if (path.size() >= sizeof name.sun_path) return false;
+    if (path.size() >= sizeof name.sun_path) return std::nullopt;
     path.copy(name.sun_path, sizeof name.sun_path - 1);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval patience{kPatience, 0};
@@ -106,10 +118,13 @@ bool TellDaemon(const std::filesystem::path& data, const std::string& line)
     bool told = ::connect(fd, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
     const std::string text = line + "\n";
     char answer[16];
+    ssize_t got = 0;
     told = told && ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
-    told = told && ::recv(fd, answer, sizeof answer, 0) > 0;
+    told = told && (got = ::recv(fd, answer, sizeof answer, 0)) > 0;
     ::close(fd);
-    return told;
+    if (!told) return std::nullopt;
+    const std::string_view said(answer, static_cast<std::size_t>(got));
+    return std::string(said.substr(0, said.find('\n')));
 }
 
 }  // namespace zephyl

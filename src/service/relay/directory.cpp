@@ -9,7 +9,6 @@
 
 #include "service/relay/connection.h"
 #include "service/relay/file_log.h"
-#include "service/relay/handle_rules.h"
 #include "service/relay/identity.h"
 #include "service/relay/meeting.h"
 #include "service/relay/memory_log.h"
@@ -288,6 +287,16 @@ asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional
     const std::shared_ptr<Meeting> meeting = entry.meeting.lock();
     if (!account->permitted && meeting)
         meeting->PostEndSeat(entry.session, BYE_KICKED, "This handle may not enter meetings any more.");
+}
+
+asio::awaitable<bool> Directory::Kick(std::string code, HandleForms whom)
+{
+    const std::shared_ptr<Meeting> meeting =
+        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(code)), asio::use_awaitable);
+    if (!meeting) co_return false;
+    const bool usable = co_await Opened(meeting);
+    if (usable) co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
+    co_return usable;
 }
 
 void Directory::StopMeetings()

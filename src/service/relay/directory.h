@@ -12,6 +12,7 @@
 
 #include "service/relay/accounts.h"
 #include "service/relay/entry_limits.h"
+#include "service/relay/handle_rules.h"
 #include "service/relay/services.h"
 #include "service/relay/session.h"
 #include "service/wire/zephyl.pb.h"
@@ -55,6 +56,9 @@ public:
     boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
     /// The store has changed; `account` is what it holds now. Afterwards every session knows it.
     boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account);
+
+    /// An operator's word: the handle is out of this meeting, and stays out. False: no meeting has the code.
+    boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
 
     // --- any thread ---
     void ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);

@@ -118,9 +118,10 @@ bool FileLog::RewriteSeats(const std::vector<NumbersEntry>& numbers)
     } catch (const std::system_error&) {
         return false;
     }
-    // Of those who are gone only the last one still says something: which numbers were given out.
+    // Of those who are gone only the last one still says something: which numbers were given out; and who may
+    // not come back.
     std::erase_if(mSeatEntries, [&](const auto& one) {
-        return one.second.gone && one.first != mSeatEntries.rbegin()->first;
+        return one.second.gone && !one.second.barred && one.first != mSeatEntries.rbegin()->first;
     });
     return true;
 }

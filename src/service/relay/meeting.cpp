@@ -6,7 +6,6 @@
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/post.hpp>
 
-#include "service/relay/handle_rules.h"
 #include "service/relay/memory_watch.h"
 
 namespace zephyl {
@@ -80,6 +79,7 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
         connection.End(BYE_REPLACED, "");
         return true;
     }
+    if (mBarred.contains(session->key)) return Refuse(connection, enter.call(), RESULT_NOT_PERMITTED), false;
     if (seat && seat->session->stream != session->stream) {
         if (seat->connection)
             seat->connection->End(BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
@@ -252,6 +252,7 @@ void Meeting::Gone(const SeatPtr& seat)
     if (seat->state != SeatState::Away) Announce(*seat, kLeft);
     SeatEntry entry = seat->Entry();
     entry.gone = true;
+    entry.barred = mBarred.contains(seat->session->key);
     mLog->Seat(entry);
     mServices.directory.SeatEnded(seat->session);
     mLeaving.push_back(seat->numbers);

@@ -5,11 +5,13 @@
 #include <boost/asio/steady_timer.hpp>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "service/relay/board_history.h"
 #include "service/relay/file_log.h"
+#include "service/relay/handle_rules.h"
 #include "service/relay/seat.h"
 
 namespace zephyl {
@@ -44,6 +46,9 @@ public:
     /// Opens the log when it has not been; everything else of a meeting waits for this. False: it cannot be
     /// used.
     boost::asio::awaitable<bool> Ready();
+    /// Ends its seat, and lets that handle in no more for as long as there is this meeting. Returns when that
+    /// is safe.
+    boost::asio::awaitable<void> Bar(HandleForms whom);
     /// The log's volume has refused to write, or takes again.
     void OnTrouble(bool refused);
 
@@ -114,6 +119,7 @@ private:
     std::atomic<int> mOccupied{0};
     std::vector<SeatPtr> mSeats;  // in order of joining
     SeatNumber mLastSeat = 0;
+    std::set<std::string> mBarred;                                              // folded handles
     std::map<std::string, std::deque<std::shared_ptr<StreamMemory>>> mNumbers;  // by folded handle
     std::vector<std::shared_ptr<StreamMemory>> mLeaving;  // their seats went before all was safe
     BoardHistory mHistory;

@@ -32,6 +32,7 @@ struct SeatEntry {
     SeatNumber number = 0;
     bool gone = false;
     bool away = false;
+    bool barred = false;  // with gone: its handle does not get in any more
     std::string handle;
     std::string address;
     std::uint64_t stream = 0;

@@ -3,14 +3,16 @@
 #include <spdlog/logger.h>
 
 #include <algorithm>
+#include <boost/asio/async_result.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
 
 #include "service/relay/accounts.h"
-#include "service/relay/handle_rules.h"
 #include "service/relay/meeting.h"
 #include "service/wire/content.h"
 
 namespace zephyl {
+namespace asio = boost::asio;
 namespace {
 
 // What a kept item does to the board, read from its first frame.
@@ -24,7 +26,7 @@ BoardEffect StoredEffect(const LogItem& item)
 
 }  // namespace
 
-boost::asio::awaitable<bool> Meeting::Ready()
+asio::awaitable<bool> Meeting::Ready()
 {
     if (!mOpen && !mClosed) {
         try {
@@ -76,9 +78,10 @@ void Meeting::Restore(const LogItem& item)
 void Meeting::RestoreSeat(const SeatEntry& entry)
 {
     mLastSeat = std::max(mLastSeat, entry.number);
+    const std::optional<HandleForms> forms = ReadHandle(entry.handle);
+    if (entry.barred && forms) mBarred.insert(forms->key);
     if (entry.gone) return;
     const std::optional<Account> account = mServices.accounts.Find(entry.handle);
-    const std::optional<HandleForms> forms = ReadHandle(entry.handle);
     if (!account || !forms || !account->permitted || account->generation != entry.generation) {
         SeatEntry gone = entry;
         gone.gone = true;
@@ -104,6 +107,31 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     mServices.directory.SeatRestored(session, shared_from_this());
 }
 
+asio::awaitable<void> Meeting::Bar(HandleForms whom)
+{
+    if (mBarred.insert(whom.key).second) {
+        if (const SeatPtr seat = OfKey(whom.key)) {
+            if (seat->connection) seat->connection->End(BYE_KICKED, "");
+            Gone(seat);
+            EndOfTurn();
+        } else {
+            SeatEntry entry;
+            entry.number = ++mLastSeat;
+            entry.gone = entry.barred = true;
+            entry.handle = whom.spelling;
+            mLog->Seat(entry);
+        }
+        mServices.log.info("{} is barred from meeting {}", whom.spelling, mHead.code);
+    }
+    const auto initiate = [this](auto handler) {
+        auto shared = std::make_shared<decltype(handler)>(std::move(handler));
+        mLog->WhenSynced([shared] {
+            asio::post(asio::get_associated_executor(*shared), [shared] { std::move (*shared)(); });
+        });
+    };
+    co_await asio::async_initiate<const asio::use_awaitable_t<>, void()>(initiate, asio::use_awaitable);
+}
+
 // Only what is safe: the items that carry the others still stand in the log.
 std::vector<NumbersEntry> Meeting::AllNumbers() const
 {
@@ -126,7 +154,7 @@ void Meeting::OnTrouble(bool refused)
 // In a turn of its own: the log may be in the middle of something.
 void Meeting::Notify(std::string text)
 {
-    boost::asio::post(mHome, [weak = weak_from_this(), text = std::move(text)] {
+    asio::post(mHome, [weak = weak_from_this(), text = std::move(text)] {
         const auto self = weak.lock();
         if (!self || self->mClosed) return;
         Header header;

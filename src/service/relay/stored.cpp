@@ -15,6 +15,7 @@ SeatEntry FromStored(const stored::Seat& seat)
     entry.number = seat.number();
     entry.gone = seat.gone();
     entry.away = seat.away();
+    entry.barred = seat.barred();
     entry.handle = seat.handle();
     entry.address = seat.address();
     entry.stream = seat.stream();
@@ -80,6 +81,7 @@ void StoreSeat(std::string& out, const SeatEntry& seat)
     to.set_number(seat.number);
     to.set_gone(seat.gone);
     to.set_away(seat.away);
+    to.set_barred(seat.barred);
     to.set_handle(seat.handle);
     to.set_address(seat.address);
     to.set_stream(seat.stream);

@@ -24,4 +24,10 @@ struct UserRequest {
 };
 int ChangeUsers(const UserRequest& request);
 
+struct KickRequest {
+    std::string code, name;
+    std::filesystem::path data;
+};
+int Kick(const KickRequest& request);
+
 }  // namespace zephyl

@@ -54,6 +54,15 @@ void AddUser(CLI::App& app, UserRequest& request)
     command("forbid", UserRequest::Do::Forbid, "Let an account enter no meetings; ends its presence in one");
 }
 
+void AddKick(CLI::App& app, zephyl::KickRequest& request)
+{
+    CLI::App& kick = *app.add_subcommand(
+        "kick", "Put somebody out of a meeting of the running daemon; they stay out until it ends");
+    kick.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")->type_name("DIR");
+    kick.add_option("CODE", request.code, "The meeting's code")->required();
+    kick.add_option("NAME", request.name, "The handle")->required();
+}
+
 /// The word that should have been a command; null when a command lacks something else.
 const char* Misspelt(const CLI::App& app, int argc, char** argv)
 {
@@ -73,8 +82,10 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     zephyl::ServeRequest serve;
     UserRequest user;
+    zephyl::KickRequest kick;
     AddServe(app, serve);
     AddUser(app, user);
+    AddKick(app, kick);
     app.add_subcommand("sample-config", "Print a configuration file with every key, explained");
     try {
         app.parse(argc, argv);
@@ -90,6 +101,7 @@ int main(int argc, char** argv)
         zephyl::StartSodium();
         if (app.got_subcommand("serve")) return zephyl::Serve(serve);
         if (app.got_subcommand("user")) return zephyl::ChangeUsers(user);
+        if (app.got_subcommand("kick")) return zephyl::Kick(kick);
         std::cout << zephyl::SampleConfig();
         return 0;
     } catch (const std::exception& error) {

@@ -5,6 +5,7 @@
 
 #include <fstream>
 
+#include "service/relay/admin_socket.h"
 #include "service/relay/journal.h"
 #include "service/relay/relay_fixture.h"
 
@@ -76,6 +77,38 @@ TEST_P(RestartTest, ASeatEndsWithItsAccountsPermission)
     const Resumed back = Fresh()->Resume(alices, alices.position());
     ASSERT_EQ(back.result(), RESULT_OK);
     EXPECT_EQ(back.place().attendees_size(), 1);
+}
+
+TEST_P(RestartTest, WhoIsKickedStaysOutUntilTheMeetingEnds)
+{
+    auto bob = In("bob");
+    const Place bobs = place;
+    auto alice = In("Alice");
+    const Place alices = place;
+    const struct {
+        const char *what, *answer;
+    } rows[] = {
+        {"kick room1\tnobody", "no account"}, {"kick room2\tAlice", "no meeting"},
+        {"kick room1 Alice", "unknown"},      {"kick  ROOM1\talice", "ok"},
+        {"kick room1\tcarol", "ok"},  // who is not there
+        {"kick room1\tcarol", "ok"},  // and is out already
+    };
+    for (const auto& row : rows) EXPECT_EQ(TellDaemon(options.data, row.what), row.answer) << row.what;
+    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(bob->Presence(), "Alice 5");
+    EXPECT_EQ(bob->Presence(), "Alice 0");
+    In("dave")->Leave();
+    for (int kills = 0; kills < 3; ++kills) {
+        EXPECT_EQ(Fresh()->Resume(alices, alices.position()).result(), RESULT_UNKNOWN);
+        for (const char* handle : {"Alice", "carol"})
+            for (const std::string& rejoin : {std::string(), alices.meeting()})
+                EXPECT_EQ(LoggedIn(handle)->Enter("Room1", false, rejoin).result(), RESULT_NOT_PERMITTED);
+        KillAndStart();
+    }
+    bob = Fresh();
+    EXPECT_EQ(bob->Resume(bobs, bobs.position()).result(), RESULT_OK);
+    bob->Leave();
+    EXPECT_EQ(LoggedIn("carol")->Enter("Room1", true).result(), RESULT_OK);  // another meeting
 }
 
 TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
