@@ -9,7 +9,6 @@
 
 #include "service/relay/accounts.h"
 #include "service/relay/identity.h"
-#include "service/relay/passwords.h"
 
 using namespace Qt::StringLiterals;
 
@@ -20,13 +19,13 @@ double Since(Time since)
     return std::chrono::duration<double, std::milli>(Clock::now() - since).count();
 }
 
-Daemon::Daemon(int accounts, const QString& config)
+Daemon::Daemon(int accounts, const QString& config, zephyl::HashCost cost)
 {
     zephyl::StartSodium();
     const std::filesystem::path data = Data().toStdString();
     zephyl::PreparePrivateFolder(data);
     zephyl::Accounts store(data);
-    const std::string hash = zephyl::HashPassword("secret", {1, 8192});  // logins are not what is measured
+    const std::string hash = zephyl::HashPassword("secret", cost);
     for (int i = 0; i < accounts; ++i) store.Add("c" + std::to_string(i), hash, "");
     QFile file(mFolder / "zephyld.toml");
     if (!file.open(QIODevice::WriteOnly)) throw std::runtime_error("no configuration file");
@@ -80,6 +79,12 @@ int Daemon::Descriptors() const
     while (::readdir(folder)) ++count;
     ::closedir(folder);
     return count;
+}
+
+int Daemon::Logged(const QByteArray& words) const
+{
+    QFile file(mFolder / "zephyld.log");
+    return file.open(QIODevice::ReadOnly) ? int(file.readAll().count(words)) : 0;
 }
 
 double Daemon::ProcessorSeconds() const

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "demo/stage.h"
+#include "service/relay/passwords.h"
 
 namespace reliability {
 
@@ -17,7 +18,8 @@ double Since(Time since);
 class Daemon {
 public:
     /// Accounts "c0" to "c<accounts - 1>" with the password "secret". `config`: lines of its configuration.
-    explicit Daemon(int accounts, const QString& config = {});
+    /// `cost`: of checking their passwords; cheap, because logins are seldom what is measured.
+    explicit Daemon(int accounts, const QString& config = {}, zephyl::HashCost cost = {1, 8192});
 
     /// Returns when it listens, on another port than before; it keeps its data.
     void Start();
@@ -34,6 +36,8 @@ public:
     long ResidentKiB() const;
     int Descriptors() const;
     double ProcessorSeconds() const;
+    /// How many lines of its log hold these words.
+    int Logged(const QByteArray& words) const;
 
     /// Put in front of the program's own words at the next start.
     QStringList wrapper;

@@ -44,6 +44,8 @@ struct FaultProxy::Pair {
     std::array<std::array<char, kPortion>, 2> buffers;
     std::array<asio::steady_timer, 2> timers;
     Fate fate;
+    bool records = false;
+    std::array<std::string, 2> recorded, inserted;
 };
 
 FaultProxy::FaultProxy(std::uint16_t target)
@@ -85,8 +87,7 @@ void FaultProxy::CutAfter(std::size_t bytes, Way way, End how)
 void FaultProxy::CutIn(std::size_t bytes, Way way, End how)
 {
     OnThread([&] {
-        if (mPairs.empty()) return;
-        if (const auto newest = mPairs.back().lock()) newest->fate = {bytes, way, how};
+        if (const auto newest = Newest()) newest->fate = {bytes, way, how};
     });
 }
 
@@ -113,6 +114,27 @@ void FaultProxy::Throttle(Way way, std::size_t bytesPerSecond)
 void FaultProxy::Delay(Way way, std::chrono::milliseconds time)
 {
     OnThread([&] { Of(way).delay = time; });
+}
+
+void FaultProxy::Record()
+{
+    OnThread([&] { mRecords = true; });
+}
+
+std::string FaultProxy::Recorded(Way way)
+{
+    std::string bytes;
+    OnThread([&] {
+        if (const auto newest = Newest()) bytes = newest->recorded[way == Way::Up];
+    });
+    return bytes;
+}
+
+void FaultProxy::Insert(Way way, const std::string& bytes)
+{
+    OnThread([&] {
+        if (const auto newest = Newest()) newest->inserted[way == Way::Up] += bytes;
+    });
 }
 
 std::uint64_t FaultProxy::Carried(Way way)
@@ -145,6 +167,7 @@ asio::awaitable<void> FaultProxy::Accept()
             continue;
         }
         pair->fate = std::exchange(mNext, {});
+        pair->records = mRecords;
         boost::system::error_code ignored;
         const asio::socket_base::receive_buffer_size narrow(kNarrowBuffer);
         const asio::socket_base::send_buffer_size narrowOut(kNarrowBuffer);
@@ -185,6 +208,9 @@ asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
         while (road.stalled && pair->open) co_await pause(5ms);
         if (mBlackHole) continue;
         if (!to.is_open()) break;  // made inside the hole: it leads nowhere
+        if (pair->records) pair->recorded[way == Way::Up].append(buffer.data(), got);
+        if (std::string more = std::exchange(pair->inserted[way == Way::Up], {}); !more.empty())
+            co_await asio::async_write(to, asio::buffer(more), kTuple);
         const bool cut = pair->fate.bytes != 0 && pair->fate.way == way && got >= pair->fate.bytes;
         const std::size_t goes = cut ? pair->fate.bytes : got;
         if (pair->fate.bytes != 0 && pair->fate.way == way) pair->fate.bytes -= goes;

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <string>
 #include <thread>
 
 class FaultProxy {
@@ -42,6 +43,12 @@ public:
     void Throttle(Way way, std::size_t bytesPerSecond);
     /// Every portion of at most 16 KiB is held for so long.
     void Delay(Way way, std::chrono::milliseconds time);
+    /// From the next connection on the bytes of each are kept.
+    void Record();
+    /// What the newest connection has carried that way; "" when it was not recorded.
+    std::string Recorded(Way way);
+    /// Puts these in front of what the newest connection carries next that way.
+    void Insert(Way way, const std::string& bytes);
     /// Bytes that arrived that way, over all connections.
     std::uint64_t Carried(Way way);
 
@@ -62,6 +69,7 @@ private:
     boost::asio::awaitable<void> Accept();
     boost::asio::awaitable<void> Carry(std::shared_ptr<Pair> pair, Way way);
     Road& Of(Way way) { return mRoads[way == Way::Up]; }
+    std::shared_ptr<Pair> Newest() const { return mPairs.empty() ? nullptr : mPairs.back().lock(); }
     template <class Work>
     void OnThread(Work work);
 
@@ -69,7 +77,7 @@ private:
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> mWork{mIo.get_executor()};
     boost::asio::ip::tcp::acceptor mAcceptor;
     std::uint16_t mPort, mTarget;
-    bool mBlocked = false, mBlackHole = false;
+    bool mBlocked = false, mBlackHole = false, mRecords = false;
     Fate mNext;  // of the next connection
     std::array<Road, 2> mRoads;
     std::list<std::weak_ptr<Pair>> mPairs;

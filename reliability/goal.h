@@ -52,12 +52,13 @@ struct Goal {
     std::function<void(Run&, Outcome&)> run;
 };
 
-std::vector<Goal> CutGoals();      // R1, R2, R3
-std::vector<Goal> SlowGoals();     // R4, R5, R6
-std::vector<Goal> KillGoals();     // R7, R8, R9, R12
-std::vector<Goal> SizeGoals();     // R13, newcomer, uplink
-std::vector<Goal> MachineGoals();  // R14, R16
-std::vector<Goal> TokenGoals();    // S9
-std::vector<Goal> ModelGoals();    // F4
+std::vector<Goal> CutGoals();       // R1, R2, R3
+std::vector<Goal> SlowGoals();      // R4, R5, R6
+std::vector<Goal> KillGoals();      // R7, R8, R9, R12
+std::vector<Goal> SizeGoals();      // R13, newcomer, uplink
+std::vector<Goal> MachineGoals();   // R14, R16
+std::vector<Goal> TokenGoals();     // S9
+std::vector<Goal> StrangerGoals();  // S3, S7, S10, S12
+std::vector<Goal> ModelGoals();     // F4
 
 }  // namespace reliability

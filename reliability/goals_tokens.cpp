@@ -1,5 +1,10 @@
 // Frames and tokens used a second time.
 
+#include <poll.h>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/write.hpp>
+
 #include "reliability/judge.h"
 #include "service/relay/raw_client.h"
 
@@ -8,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace reliability {
 namespace {
 
+namespace asio = boost::asio;
 using zephyl::RawClient;
 
 /// In the meeting, under a stream of its own.
@@ -59,6 +65,66 @@ zephyl::Place Forged(Run& run, const zephyl::Place& own, const zephyl::Place& ot
     return forged;
 }
 
+// --- the bytes of a connection, as somebody on the road has them
+// ---------------------------------------------
+
+/// Sends these bytes as a connection of their own. True: the service has ended it.
+bool PlayAgain(const Daemon& daemon, const std::string& bytes)
+{
+    asio::io_context io;
+    asio::ip::tcp::socket socket(io);
+    socket.connect({asio::ip::address_v4::loopback(), daemon.Port()});
+    boost::system::error_code error;
+    asio::write(socket, asio::buffer(bytes), error);  // it may be closed on the way
+    pollfd readable{socket.native_handle(), POLLIN, 0};
+    std::array<char, 16384> answer;
+    while (!error && ::poll(&readable, 1, 2000) > 0) socket.read_some(asio::buffer(answer), error);
+    return bool(error);
+}
+
+/// One of two clients is recorded; what it sent, or was sent, comes once more: as a connection of its own,
+/// whole or cut off, and in the middle of a later connection.
+void ReplayedConnections(Run& run, Outcome& outcome)
+{
+    const int rounds = run.Form(6, 150);
+    Daemon daemon(2, u"connections_per_address = 1000\n"_s);
+    Crowd crowd = Gather(daemon, 2, [](Client& one) { one.proxy.Record(); });
+    SetLoad(crowd, {20, 20});
+    Client& victim = *crowd[0];
+    int whole = 0, cut = 0, inserted = 0, open = 0;
+    std::string up, down;
+    for (int i = 0; i < rounds; ++i) {
+        const std::uint64_t before = victim.sentCount;
+        outcome.Must(WaitFor([&] { return victim.sentCount > before + 5; }, 20), u"it does not go on"_s);
+        const bool longEnough = up.size() < 30'000 || run.Below(2);  // the same one twice, too
+        if (longEnough) up = victim.proxy.Recorded(FaultProxy::Way::Up);
+        if (longEnough) down = victim.proxy.Recorded(FaultProxy::Way::Down);
+        open += !PlayAgain(daemon, up);
+        ++whole;
+        PlayAgain(daemon, up.substr(0, run.Below(up.size())) + up.substr(run.Below(up.size())));
+        ++cut;
+        const FaultProxy::Way way = run.Below(3) ? FaultProxy::Way::Up : FaultProxy::Way::Down;
+        const std::string& bytes = way == FaultProxy::Way::Up ? up : down;
+        const std::size_t from = run.Below(bytes.size());
+        const std::uint64_t returns = victim.returns;
+        victim.proxy.Insert(way, run.Below(2) ? bytes : bytes.substr(from, 1 + run.Below(5000)));
+        ++inserted;
+        outcome.Must(WaitFor([&] { return victim.returns > returns; }, 20),
+                     u"inserted bytes did not end the connection, or it does not come back"_s);
+    }
+    SetLoad(crowd, {});
+    outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
+    Demand(outcome, JudgeAll(crowd));
+    outcome.Must(open == 0, u"%1 replayed connections were left open"_s.arg(open));
+    outcome.Must(daemon.Logged("logged in from") == 2, u"a replayed login was accepted"_s);
+    outcome.Must(crowd[1]->cuts == 0, u"the other one was disturbed"_s);
+    outcome.Figure(
+        u"a recorded connection played again whole %1 and in pieces %2 times, inserted into a later one %3 "
+        "times: 0 logins accepted"_s.arg(whole)
+            .arg(cut)
+            .arg(inserted));
+}
+
 void UsedTokensAndFrames(Run& run, Outcome& outcome)
 {
     const int rounds = run.Form(20, 1000);
@@ -93,6 +159,7 @@ void UsedTokensAndFrames(Run& run, Outcome& outcome)
             .arg(frames)
             .arg(number)
             .arg(heard.size()));
+    ReplayedConnections(run, outcome);
 }
 
 }  // namespace

@@ -16,8 +16,8 @@ using namespace reliability;
 std::vector<Goal> AllGoals()
 {
     std::vector<Goal> all;
-    for (auto part :
-         {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(), ModelGoals()})
+    for (auto part : {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(),
+                      StrangerGoals(), ModelGoals()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }

@@ -27,9 +27,10 @@ Header PostHeader(Channel channel, std::uint64_t number, std::size_t total)
     return header;
 }
 
-RawClient::RawClient(std::uint16_t port, const std::string& door, std::uint32_t version)
+RawClient::RawClient(std::uint16_t port, const std::string& door, std::uint32_t version,
+                     const std::string& from)
 {
-    asio::ip::tcp::socket socket(mIo);
+    asio::ip::tcp::socket socket(mIo, {asio::ip::make_address(from), 0});
     socket.connect({asio::ip::address_v4::loopback(), port});
     mStream = std::make_unique<TlsStream>(std::move(socket), TlsContext::Client());
     std::exception_ptr failed;

@@ -31,8 +31,9 @@ Header PostHeader(Channel channel, std::uint64_t number, std::size_t total);
 
 class RawClient {
 public:
+    /// `from`: the loopback address that it comes from.
     explicit RawClient(std::uint16_t port, const std::string& door = {},
-                       std::uint32_t version = kProtocolVersion);
+                       std::uint32_t version = kProtocolVersion, const std::string& from = "127.0.0.1");
 
     // Sending.
     void Send(const Header& header, std::string_view body = {});
