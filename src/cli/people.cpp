@@ -46,7 +46,9 @@ public:
     void LinkChanged(const LinkState& state) override
     {
         const bool passing = state.phase == LinkState::Phase::Connected && state.back == LinkState::Back::No;
-        if (!state.text.isEmpty() && !(passing && state.text == QLatin1String(kNotInMeeting)))
+        const QString before = state.remark ? QString() : std::exchange(mShown, state.text);
+        if (!state.text.isEmpty() && state.text != before &&
+            !(passing && state.text == QLatin1String(kNotInMeeting)))
             Say(u"* "_s + state.text);
         if (state.phase == LinkState::Phase::Ended) mEnded();
     }
@@ -55,6 +57,7 @@ private:
     static void Say(const QString& line) { std::cout << Shown(line) << std::endl; }
 
     const std::function<void()> mEnded;
+    QString mShown;  // of the connection: it says the same for a while
 };
 
 /// A link on a loop of its own, logged in and in the meeting.

@@ -275,6 +275,7 @@ void Script::VideoFrame(const QString& fromHandle, const PicturePtr& frame, int 
 
 void Script::LinkChanged(const LinkState& state)
 {
+    if (state.remark) return mWrite({{u"event"_s, u"note"_s}, {u"text"_s, state.text}});
     const QString noted = std::exchange(mNoted, state.text);
     const LinkState::Phase before = std::exchange(mPhase, state.phase);
     QString name;

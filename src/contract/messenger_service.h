@@ -66,6 +66,8 @@ struct LinkState {
     enum class Back { No, Resumed, Returned } back = Back::No;
     QString text;     // one short sentence for people; "" when there is nothing to say
     QString details;  // protocol, round-trip time, bytes; for the tooltip
+    /// Only the text counts: something was not delivered or is missing. It is shown beside what follows.
+    bool remark = false;
 };
 
 /// Receives the service's events.

@@ -1,6 +1,7 @@
 #include "ui/status_panels.h"
 
-#include <QResizeEvent>
+#include <QPainter>
+#include <QStyle>
 
 #include "base/report.h"
 #include "ui/plain_text.h"
@@ -10,8 +11,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::seconds kNoteTime{6};
+constexpr std::chrono::seconds kRemarkTime{30};  // somebody may look away just now
 
-/// Shows the beginning of its text when there is no room for all of it; never asks for more room than it has.
+/// Shows the beginning of its text, and that there is more, when there is no room for all of it; never asks
+/// for more room than it has.
 class PanelLabel : public QLabel {
 public:
     explicit PanelLabel(QWidget* parent) : QLabel(parent)
@@ -21,7 +24,24 @@ public:
         setMargin(1);
     }
     QSize minimumSizeHint() const override { return QSize(24, QLabel::minimumSizeHint().height()); }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        drawFrame(&painter);
+        const int indent = margin() + fontMetrics().horizontalAdvance(u'x') / 2;  // as a framed label has it
+        const QRect room = contentsRect().adjusted(indent, margin(), -margin(), -margin());
+        style()->drawItemText(&painter, room, Qt::AlignLeft | Qt::AlignVCenter, palette(), isEnabled(),
+                              fontMetrics().elidedText(text(), Qt::ElideRight, room.width()),
+                              foregroundRole());
+    }
 };
+
+QString Joined(const QString& first, const QString& second)
+{
+    return (first.endsWith(u'.') ? first.chopped(1) : first) + u" \u2013 "_s + second;
+}
 
 const char* NameOf(Panel panel)
 {
@@ -48,7 +68,6 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     mReady->setText(u"Zephyl Whiteboard: Ready"_s);
     mModified->setText(u"Last Modified: (Not Modified) "_s);
     mNoteTime.setSingleShot(true);
-    mNoteTime.setInterval(kNoteTime);
     QObject::connect(&mNoteTime, &QTimer::timeout, this, [this] { ShowLink(); });
 }
 
@@ -80,15 +99,25 @@ void MeetingStatusBar::SetPanel(Panel panel, const QString& text)
 
 void MeetingStatusBar::Note(const QString& text)
 {
-    mNoteTime.start();
-    mLink->setText(text);
+    ShowNote(text, kNoteTime);
+}
+
+void MeetingStatusBar::ShowNote(const QString& text, std::chrono::seconds time)
+{
+    mNote = text;
+    mNoteTime.start(time);
+    ShowLink();
     TraceEvent(mState, "note", {{u"text"_s, text}});
 }
 
 void MeetingStatusBar::ShowLink(const LinkState& link)
 {
-    SetPanel(Panel::Link, link.text);
-    mLink->setToolTip(link.details.isEmpty() ? u"Connection to the service"_s : PlainToolTip(link.details));
+    if (!link.details.isEmpty() || !link.remark)
+        mDetails = link.details.isEmpty() ? u"Connection to the service"_s : link.details;
+    if (link.remark)
+        ShowNote(link.text, kRemarkTime);
+    else
+        SetPanel(Panel::Link, link.text);
 }
 
 void MeetingStatusBar::SetInMeeting(bool in)
@@ -101,10 +130,14 @@ QString MeetingStatusBar::LinkText() const
 {
     if (mInMeeting) return mLinkText == QLatin1String(kNotInMeeting) ? QString() : mLinkText;
     const QString none = QLatin1String(kNotInMeeting);
-    return mLinkText.isEmpty() || mLinkText == none ? none : none + u" \u2013 "_s + mLinkText;
+    return mLinkText.isEmpty() || mLinkText == none ? none : Joined(none, mLinkText);
 }
 
+/// A note never hides how the connection is, nor the other way round.
 void MeetingStatusBar::ShowLink()
 {
-    if (!mNoteTime.isActive()) mLink->setText(LinkText());
+    QString text = LinkText();
+    if (mNoteTime.isActive() && text != mNote) text = text.isEmpty() ? mNote : Joined(mNote, text);
+    mLink->setText(text);
+    mLink->setToolTip(PlainToolTip(text.isEmpty() ? mDetails : text + u'\n' + mDetails));
 }

@@ -16,7 +16,8 @@ public:
 
     void SetPanel(Panel panel, const QString& text) override;
     void Note(const QString& text) override;
-    /// What the last panel says when there is no note.
+    /// What the last panel says, behind the note if there is one; its tooltip has the whole text and the
+    /// details.
     void ShowLink(const LinkState& link);
 
     /// Outside a meeting the last panel says so, whatever the connection.
@@ -26,10 +27,11 @@ private:
     QLabel* Add(const char* key, const QString& help, int stretch);
     QString LinkText() const;
     void ShowLink();
+    void ShowNote(const QString& text, std::chrono::seconds time);
 
     ProcessState& mState;
     QLabel *mReady, *mOpen, *mModified, *mLink;
-    QString mLinkText;
+    QString mLinkText, mNote, mDetails = QStringLiteral("Connection to the service");
     bool mInMeeting = true;
     QTimer mNoteTime;
 };

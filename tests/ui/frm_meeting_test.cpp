@@ -163,6 +163,12 @@ TEST(MeetingWindow, MovesToAnotherMeeting)
     mnuLogin->trigger();
     EXPECT_EQ(desk.Listed(), QStringList());
     EXPECT_EQ(desk.Find<QLabel>("Link")->text(), u"Not in a meeting"_s);
+    // What was lost is not hidden by how the connection is, nor that by a note.
+    desk.service->Link({LinkState::Phase::Connected, LinkState::Back::No, u"Not delivered."_s, {}, true});
+    desk.service->Link({LinkState::Phase::Cut, LinkState::Back::No, u"Cut off"_s, u"figures"_s, false});
+    const QString whole = u"Not delivered \u2013 Not in a meeting \u2013 Cut off"_s;
+    EXPECT_EQ(desk.Find<QLabel>("Link")->text(), whole);
+    EXPECT_EQ(desk.Find<QLabel>("Link")->toolTip(), whole + u"\nfigures"_s);
     desk.window->findChild<QAction*>(u"mnuExit"_s)->trigger();
     EXPECT_EQ(desk.exits, 1);
 }

@@ -223,8 +223,9 @@ void LinkMessenger::EndSession(Limit limit)
     CloseFold();
     if (!mSession) return;
     const Deadline deadline = SteadyClock::now() + limit - std::min(kMargin, limit / 2);
-    Ask<QString>(
+    const auto undelivered = Ask<QString>(
         mSession, [deadline](Session& s) { return s.Logout(deadline); }, limit);
+    if (undelivered && !undelivered->isEmpty()) Note(*undelivered);
     Release(std::exchange(mSession, nullptr));
     mAccount = {};
     ForgetMeeting();

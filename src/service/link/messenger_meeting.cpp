@@ -94,6 +94,7 @@ void LinkMessenger::Note(const QString& text)
     LinkState state;
     state.phase = LinkState::Phase::Connected;
     state.text = text;
+    state.remark = true;
     mQueue.PushState(std::move(state));
 }
 

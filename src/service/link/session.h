@@ -181,8 +181,9 @@ private:
     std::uint64_t mReconnects = 0;
     std::uint64_t mBoardToCome = 0;  // bytes of the board that were there before we entered
     QString mSaid;                   // the last remark, and when
-    Deadline mSaidAt{};
-    Traffic mEarlier;  // of the connections before
+    Deadline mSaidAt{}, mRefusedAt{};
+    std::vector<OutboxEntryPtr> mRefused;  // not long ago
+    Traffic mEarlier;                      // of the connections before
     std::mt19937_64 mRandom{std::random_device{}()};
 
     mutable std::mutex mEndMutex;

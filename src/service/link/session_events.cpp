@@ -71,8 +71,17 @@ void Session::OnItem(const FrameView& frame)
 void Session::OnRefused(const Refused& refused)
 {
     const OutboxEntryPtr entry = mOutbox.Refused(refused.channel(), refused.number());
-    if (entry)
-        Say(UndeliveredText({entry}) + QStringLiteral(" (%1)").arg(QString::fromStdString(refused.reason())));
+    if (entry) {
+        // Refusals come one by one, often many behind a return: each remark names all of them.
+        if (std::chrono::steady_clock::now() - mRefusedAt > kRemarkStays) mRefused.clear();
+        mRefusedAt = std::chrono::steady_clock::now();
+        auto named = std::make_shared<OutboxEntry>(*entry);
+        named->what.body.reset();
+        named->what.room.reset();
+        mRefused.push_back(std::move(named));
+        Say(UndeliveredText(mRefused) +
+            QStringLiteral(" (%1)").arg(QString::fromStdString(refused.reason())));
+    }
     NotifyChanged();
 }
 
@@ -131,7 +140,12 @@ QString Session::EndReason() const
 void Session::Say(const QString& text)
 {
     mNeeds.log(text);
-    State(mReady ? LinkState::Phase::Connected : LinkState::Phase::Cut, text);
+    LinkState state;
+    state.phase = mReady ? LinkState::Phase::Connected : LinkState::Phase::Cut;
+    state.text = text;
+    state.details = Details();
+    state.remark = true;
+    mQueue.PushState(std::move(state));
 }
 
 void Session::State(LinkState::Phase phase, const QString& text, LinkState::Back back)
@@ -192,7 +206,8 @@ QString Session::Standing()
 void Session::ShowStanding()
 {
     QString standing = Standing();
-    mQueue.PushState({LinkState::Phase::Connected, LinkState::Back::No, std::move(standing), Details()});
+    mQueue.PushState(
+        {LinkState::Phase::Connected, LinkState::Back::No, std::move(standing), Details(), false});
 }
 
 /// Once a second: what was taken meanwhile is reported, and the figures for the tooltip now and then.

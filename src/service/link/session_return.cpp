@@ -37,8 +37,7 @@ void Session::OnLost(const std::string& reason)
     if (mPhase == Phase::Idle || mReturning) return;
     const QString why = QString::fromStdString(reason);
     mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
-    State(LinkState::Phase::Cut,
-          QStringLiteral("The connection is interrupted (%1); trying again.").arg(why));
+    State(LinkState::Phase::Cut, QStringLiteral("Cut off, trying again: %1").arg(why));
     NotifyChanged();
     mReturning = true;
     const auto self = shared_from_this();
