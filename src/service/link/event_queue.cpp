@@ -11,7 +11,9 @@ namespace {
 
 constexpr std::size_t kStatesKept = 64;
 constexpr std::size_t kDecodedBytes = 32 * 1024 * 1024;  // live pictures that wait for the window
-constexpr std::chrono::seconds kRefusalLogged{1};        // a storm of bad pictures is one line a second
+constexpr qsizetype kSmallPicture = 64 * 1024;           // takes a few milliseconds at most, as a rule
+constexpr std::chrono::milliseconds kShownTogether{4};
+constexpr std::chrono::seconds kRefusalLogged{1};  // a storm of bad pictures is one line a second
 
 bool IsPicture(const LinkEvent& event)
 {
@@ -41,6 +43,7 @@ EventQueue::~EventQueue()
 
 void EventQueue::Push(LinkEvent event)
 {
+    bool live = false, work = false;
     {
         const std::lock_guard lock(mMutex);
         if (event.entry < mOldest) return;
@@ -50,11 +53,15 @@ void EventQueue::Push(LinkEvent event)
         switch (waiting.event.line) {
             case Line::Talk: mTalk.push_back(std::move(waiting)); break;
             case Line::Board: mBoard.push_back(std::move(waiting)); break;
-            case Line::Live: PushLive(std::move(waiting)); break;
+            case Line::Live:
+                PushLive(std::move(waiting));
+                live = true;
+                break;
         }
+        work = WorkForIdle();
     }
-    mWork.notify_one();
-    mWake();
+    if (work) mWork.notify_one();
+    if (!live) mWake();  // a live picture is nothing for the window before it is decoded
 }
 
 void EventQueue::PushLive(Waiting waiting)
@@ -142,7 +149,7 @@ bool EventQueue::BoardReady() const
 
 std::optional<ReadyEvent> EventQueue::Take(quint64 entry)
 {
-    bool report = false;
+    bool report = false, work = false;
     std::optional<ReadyEvent> ready;
     {
         const std::lock_guard lock(mMutex);
@@ -152,8 +159,9 @@ std::optional<ReadyEvent> EventQueue::Take(quint64 entry)
         if (ready) Mark(ready->event);
         const bool due = mMarks.items >= kReadEveryItems || mMarks.bytes >= kReadEveryBytes;
         report = due && !std::exchange(mReportAsked, due);
+        work = WorkForIdle();
     }
-    mWork.notify_one();
+    if (work) mWork.notify_one();
     if (report) mReport();
     return ready;
 }
@@ -208,7 +216,7 @@ std::size_t EventQueue::DecodedBytes() const
     return bytes;
 }
 
-EventQueue::LiveSlot* EventQueue::NextLive()
+EventQueue::LiveSlot* EventQueue::NextLive() const
 {
     if (DecodedBytes() >= kDecodedBytes) return nullptr;
     LiveSlot* next = nullptr;
@@ -219,17 +227,50 @@ EventQueue::LiveSlot* EventQueue::NextLive()
     return next;
 }
 
+bool EventQueue::BoardWaits() const
+{
+    return !mBoard.empty() && IsPicture(mBoard.front().event) && mBoardStage == Stage::None;
+}
+
+/// Waking the decoder for nothing costs both threads a switch.
+bool EventQueue::WorkForIdle() const
+{
+    return mIdle && (BoardWaits() || NextLive());
+}
+
 void EventQueue::DecodeLoop()
 {
     std::unique_lock lock(mMutex);
     while (!mStop) {
-        if (!mBoard.empty() && IsPicture(mBoard.front().event) && mBoardStage == Stage::None)
+        LiveSlot* slot = NextLive();
+        const bool board = BoardWaits();
+        if (mUntold && !HoldsBack(board, slot)) {
+            TellWindow(lock);
+        } else if (board) {
             DecodeBoard(lock);
-        else if (LiveSlot* slot = NextLive())
+        } else if (slot) {
             DecodeLive(lock, *slot);
-        else
+        } else {
+            mIdle = true;
             mWork.wait(lock);
+            mIdle = false;
+        }
     }
+}
+
+/// Pictures of several senders that come together are shown together: what is ready waits for small ones.
+bool EventQueue::HoldsBack(bool board, const LiveSlot* next) const
+{
+    return !board && next && next->fresh->event.jpeg.size() <= kSmallPicture &&
+           std::chrono::steady_clock::now() - mUntoldSince < kShownTogether;
+}
+
+void EventQueue::TellWindow(std::unique_lock<std::mutex>& lock)
+{
+    mUntold = false;
+    lock.unlock();
+    mWake();
+    lock.lock();
 }
 
 void EventQueue::DecodeBoard(std::unique_lock<std::mutex>& lock)
@@ -243,9 +284,7 @@ void EventQueue::DecodeBoard(std::unique_lock<std::mutex>& lock)
     if (mBoard.empty() || mBoard.front().arrival != arrival) return;  // dropped meanwhile
     mBoardStage = Stage::Done;
     mBoardPicture = std::move(picture);
-    lock.unlock();
-    mWake();
-    lock.lock();
+    TellWindow(lock);
 }
 
 void EventQueue::DecodeLive(std::unique_lock<std::mutex>& lock, LiveSlot& slot)
@@ -264,9 +303,7 @@ void EventQueue::DecodeLive(std::unique_lock<std::mutex>& lock, LiveSlot& slot)
     if (waiting.event.entry < mOldest) return;
     slot.decoded = std::move(waiting);
     slot.picture = std::move(picture);
-    lock.unlock();
-    mWake();
-    lock.lock();
+    if (!std::exchange(mUntold, true)) mUntoldSince = std::chrono::steady_clock::now();
 }
 
 PicturePtr EventQueue::Decode(const LinkEvent& event)
