@@ -1,17 +1,23 @@
 // What a client pays for four videos of 15 frames a second, beside the bare decoding of the same frames:
-// processor time of the whole program (network, decoding, board, window) against the library alone. Needs
-// Xvfb and openbox.
+// processor time of the whole program (network, decoding, board, window) against the library alone, and
+// against a program that decodes the same files and draws them in a bare widget. Needs Xvfb and openbox.
 #include <turbojpeg.h>
 
+#include <QApplication>
 #include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QPaintEvent>
 #include <QPainter>
+#include <QTimer>
+#include <QWidget>
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <iostream>
+#include <string>
 #include <string_view>
 #include <thread>
 
@@ -79,6 +85,10 @@ public:
         mSeconds += ThreadSeconds() - begin;
     }
     double Seconds() const { return mSeconds; }
+    QImage Picture() const
+    {
+        return QImage(mPixels.data(), mSize.width(), mSize.height(), QImage::Format_RGB32);
+    }
 
 private:
     static double ThreadSeconds()
@@ -91,6 +101,62 @@ private:
     std::vector<unsigned char> mPixels;
     tjhandle mDecoder = tjInitDecompress();
     double mSeconds = 0;
+};
+
+QPoint Spot(int sender)
+{
+    return {10 + sender % 2 * 340, 10 + sender / 2 * 260};
+}
+
+/// The least that a program with a window of this toolkit can do: decodes and draws, on one thread.
+class BareWidget final : public QWidget {
+public:
+    BareWidget(QSize size, const QStringList& files)
+    {
+        for (int i = 0; i < kSenders; ++i) mVideos.push_back(std::make_unique<Reference>(size));
+        for (const QString& name : files) {
+            QFile file(name);
+            if (file.open(QIODevice::ReadOnly)) mPictures.push_back(file.readAll());
+        }
+        setAttribute(Qt::WA_OpaquePaintEvent);
+        setFixedSize(1000, 740);
+        mTimer.setTimerType(Qt::PreciseTimer);
+        connect(&mTimer, &QTimer::timeout, this, [this] { Next(); });
+        show();
+    }
+    /// A round for each line of input, answered by a line.
+    void Play()
+    {
+        mRound = 0;
+        mTimer.start(1000 / kRate);
+    }
+
+private:
+    void Next()
+    {
+        for (int i = 0; i < kSenders; ++i) {
+            mVideos[size_t(i)]->Decode(mPictures[size_t(mRound + i) % mPictures.size()]);
+            update(QRect(Spot(i), mVideos[size_t(i)]->Picture().size()));
+        }
+        if (++mRound < kRate * kSeconds) return;
+        mTimer.stop();
+        std::cout << "done" << std::endl;
+        std::string line;
+        if (std::getline(std::cin, line))
+            Play();
+        else
+            QCoreApplication::quit();
+    }
+    void paintEvent(QPaintEvent* event) override
+    {
+        QPainter painter(this);
+        painter.setClipRegion(event->region());
+        for (int i = 0; i < kSenders; ++i) painter.drawImage(Spot(i), mVideos[size_t(i)]->Picture());
+    }
+    std::vector<std::unique_ptr<Reference>> mVideos;
+    std::vector<QByteArray> mPictures;
+    QTimer mTimer;
+    int mRound = 0;
 };
 
 struct Meeting {
@@ -126,8 +192,8 @@ struct Meeting {
         for (int i = 0; i < kSenders; ++i)
             senders[size_t(i)]->Ask(Do("frame", {{u"to"_s, QJsonArray{u"ann"_s}},
                                                  {u"file"_s, files[(round + i) % files.size()]},
-                                                 {u"x"_s, 10 + i % 2 * 340},
-                                                 {u"y"_s, 10 + i / 2 * 260},
+                                                 {u"x"_s, Spot(i).x()},
+                                                 {u"y"_s, Spot(i).y()},
                                                  {u"type"_s, 0},
                                                  {u"quality"_s, 65}}));
     }
@@ -140,12 +206,13 @@ int Shown(Desk& desk)
 }
 
 struct Figures {
-    double client = 0, paced = 0, hot = 0;  // processor seconds
+    double client = 0, paced = 0, hot = 0, widget = 0;  // processor seconds
 };
 
 /// The reference twice: at the pace of the videos, where its tables and pictures have left the caches as they
 /// have in the client, and all frames in one go.
-Figures Round(Meeting& meeting, QSize size, const std::vector<QByteArray>& pictures, const QStringList& files)
+Figures Round(Meeting& meeting, Child& widget, QSize size, const std::vector<QByteArray>& pictures,
+              const QStringList& files)
 {
     Reference paced(size), hot(size);
     const double before = Spent(meeting.ann->Client().Pid());
@@ -159,7 +226,10 @@ Figures Round(Meeting& meeting, QSize size, const std::vector<QByteArray>& pictu
     meeting.ann->Lines();  // or the client would wait for its trace to be read
     for (int round = 0; round < kRate * kSeconds; ++round)
         for (int i = 0; i < kSenders; ++i) hot.Decode(pictures[size_t(round + i) % pictures.size()]);
-    return {client, paced.Seconds(), hot.Seconds()};
+    const double widgetBefore = Spent(widget.Pid());
+    widget.Write("go");
+    widget.ReadLine();
+    return {client, paced.Seconds(), hot.Seconds(), Spent(widget.Pid()) - widgetBefore};
 }
 
 double Median(std::vector<double> values)
@@ -178,22 +248,27 @@ bool Measure(Meeting& meeting, QSize size)
         QFile file(files.last());
         if (!file.open(QIODevice::WriteOnly) || file.write(pictures.back()) < 0) return false;
     }
+    const QStringList arguments =
+        QStringList{u"widget"_s, QString::number(size.width()), QString::number(size.height())} + files;
+    const auto widget = meeting.ann->Start(Programs() + u"/bench_four_videos"_s, arguments);
+    widget->ReadLine();  // a round to get warm
     meeting.SendRound(files, 0);
     const int shownBefore = Shown(*meeting.ann), sent = kSenders * kRate * kSeconds * kRounds;
-    std::vector<double> client, paced, hot;
+    std::vector<double> client, paced, hot, drawn;
     for (int i = 0; i < kRounds; ++i) {
-        const Figures figures = Round(meeting, size, pictures, files);
+        const Figures figures = Round(meeting, *widget, size, pictures, files);
         client.push_back(figures.client);
         paced.push_back(figures.paced);
         hot.push_back(figures.hot);
+        drawn.push_back(figures.widget);
     }
     const int shown = Shown(*meeting.ann) - shownBefore;
     const double ours = Median(client);
     std::printf(
         "%d x %d: %d of %d frames shown; client %.3f s; bare decoding at that pace %.3f s: %.2fx; "
-        "in one go %.3f s: %.2fx\n",
+        "in one go %.3f s: %.2fx; with a bare widget %.3f s, which is %.2fx of the decoding\n",
         size.width(), size.height(), shown, sent, ours, Median(paced), ours / Median(paced), Median(hot),
-        ours / Median(hot));
+        ours / Median(hot), Median(drawn), Median(drawn) / Median(paced));
     return true;
 }
 
@@ -201,6 +276,13 @@ bool Measure(Meeting& meeting, QSize size)
 
 int main(int count, char** arguments)
 {
+    if (count > 4 && arguments[1] == std::string_view("widget")) {
+        QApplication application(count, arguments);
+        const QStringList given = QCoreApplication::arguments();
+        BareWidget widget({given[2].toInt(), given[3].toInt()}, given.sliced(4));
+        widget.Play();
+        return QApplication::exec();
+    }
     const bool large = count > 1 && arguments[1] == std::string_view("640");
     Meeting meeting;
     return (large || Measure(meeting, {320, 240})) && Measure(meeting, {640, 480}) ? 0 : 1;
