@@ -77,6 +77,13 @@ public:
     {
         if (mAttendee) mAttendee->Hold(held);
     }
+    std::string Standing() const
+    {
+        if (!mAttendee) return "is out";
+        const LinkStats stats = StatsOf(*mAttendee->link);
+        return "holds " + mAttendee->Handles().join(u" and "_s).toStdString() + ", " + mLast + ", " +
+               std::to_string(stats.reconnects) + " reconnects";
+    }
     bool Holds(const QString& other) const { return mAttendee && mAttendee->Handles().contains(other); }
 
     /// False: the service could not be asked just now.
@@ -186,6 +193,7 @@ private:
     void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override {}
     void LinkChanged(const LinkState& state) override
     {
+        mLast = state.text.toStdString();
         if (state.phase != LinkState::Phase::Ended) return;
         mWitness.Breaks("client " + std::to_string(mSelf) + " ended: " + state.text.toStdString());
         mIn = false;
@@ -199,6 +207,7 @@ private:
     FaultProxy mProxy;
     std::vector<int> mPending;  // perhaps still in the outbox
     bool mIn = false;
+    std::string mLast;                          // that its link said
     std::unique_ptr<LinkedAttendee> mAttendee;  // the last one: gone first
 };
 
@@ -293,15 +302,24 @@ private:
         TryUntil([&] { return !other.Holds(mHandles[who]); }, "nobody sees the leave");
         mPlayers[who]->Proxy().Block(false);
     }
+    /// Looks less often at what takes long: many games share the machine.
+    static void SleepAfter(double waited) { Sleep(std::clamp(waited / 10, 2.0, 50.0)); }
+    /// Where both stand, for the report of a failure.
+    std::string Standing() const
+    {
+        std::string all;
+        for (int i : {0, 1}) all += "; " + mHandles[i].toStdString() + " " + mPlayers[i]->Standing();
+        return all;
+    }
     template <class Enough>
-    void TryUntil(Enough enough, const char* otherwise)
+    void TryUntil(Enough enough, const std::string& otherwise)
     {
         const Time begun = Clock::now();
         while (mWitness.Broken().empty()) {
             for (auto& player : mPlayers) player->Follow(), player->Turn();
             if (enough()) return;
-            if (Since(begun) > 60'000) mWitness.Breaks(otherwise);
-            Sleep(5);
+            if (Since(begun) > 60'000) mWitness.Breaks(otherwise + Standing());
+            SleepAfter(Since(begun));
         }
     }
     void Settle()
@@ -329,7 +347,7 @@ private:
         const Time begun = Clock::now();
         while (!atRest(mWitness) && Since(begun) < 60'000) {
             for (auto& player : mPlayers) player->Follow(), player->Turn();
-            Sleep(5);
+            SleepAfter(Since(begun));
         }
         mWitness.AtRest(kept);
     }
@@ -368,10 +386,10 @@ private:
 void RandomOperations(Run& run, Outcome& outcome)
 {
     // As with the model's own test: QUORVIA_MODEL_FIRST and QUORVIA_MODEL_SEEDS choose other sequences.
-    const int lanes = run.Form(6, 32);
+    const int lanes = int(FromEnvironment("QUORVIA_MODEL_LANES", run.Form<std::uint64_t>(6, 64)));
     const std::uint64_t first = FromEnvironment("QUORVIA_MODEL_FIRST", 1);
     const std::uint64_t wanted = FromEnvironment("QUORVIA_MODEL_SEEDS", run.Form<std::uint64_t>(12, 10'000));
-    const double seconds = run.Form(60, 1500);
+    const double seconds = run.Form(60, 3400);
     Daemon daemon(2 * lanes,
                   u"grace_seconds = 1\nkeep_empty_seconds = 120\nconnections_per_address = 1000\n"_s);
     Address address(daemon.Port());
