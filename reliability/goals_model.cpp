@@ -128,9 +128,8 @@ public:
         mAttendee.reset();
         mProxy.Block(false);
         if (mIn) mWitness.Ends(mSelf, mPending);
-        std::erase_if(posted, [this](const Posted& one) {
-            return std::find(mPending.begin(), mPending.end(), one.id) != mPending.end();
-        });
+        for (Posted& one : posted)
+            one.perhaps |= std::find(mPending.begin(), mPending.end(), one.id) != mPending.end();
         mIn = false;
     }
     /// To everybody, or a whisper to the other one.
@@ -167,6 +166,7 @@ public:
     struct Posted {
         int id;
         Kind kind;
+        bool perhaps = false;  // it died on its way, or had arrived
     };
     std::vector<Posted> posted;  // what is kept for whoever comes
     std::string refusal;         // why it could not enter
@@ -362,6 +362,7 @@ private:
         const bool cleared =
             std::any_of(all.begin(), all.end(), [](auto& one) { return one.kind == Kind::Clear; });
         if (cleared && changes >= 20) all.clear();
+        std::erase_if(all, [](auto& one) { return one.perhaps; });
         return all;
     }
     model::MeetingLog KeptLog() const

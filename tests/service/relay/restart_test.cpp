@@ -114,11 +114,47 @@ TEST_P(RestartTest, WhoIsKickedStaysOutUntilTheMeetingEnds)
 TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
 {
     options.times.keepEmpty = std::chrono::milliseconds(50);
-    In("Alice")->Leave();
+    auto alice = In("Alice");  // whose place nobody asks for is no reason to keep it
     KillAndStart();
     auto bob = LoggedIn("bob");
     while (!fs::is_empty(options.data / "meetings")) EXPECT_TRUE(bob->Quiet(Header::kItem));
     EXPECT_EQ(bob->Enter("Room1", false).result(), RESULT_NOT_FOUND);
+    EXPECT_EQ(Fresh()->Resume(place, place.position()).result(), RESULT_UNKNOWN);
+}
+
+// Whatever was left of a seat's time, a service that starts gives all of it again.
+TEST_P(RestartTest, TimesBeginAnew)
+{
+    using std::chrono::steady_clock;
+    options.times.grace = std::chrono::milliseconds(300);
+    options.budgets.codesPerAccount = options.budgets.codesPerAddress = 0;
+    auto bob = In("bob");
+    Place bobs = place;
+    auto alice = In("Alice");
+    const Place alices = place;
+    EXPECT_EQ(bob->Presence(), "Alice 5");
+    auto started = steady_clock::now();
+    const auto again = [&] {  // Alice is not there when the service goes
+        started = steady_clock::now();
+        KillAndStart();
+        bob = Fresh();
+        bobs = bob->Resume(bobs, bobs.position()).place();
+    };
+    alice->Kill();
+    for (int kills = 0; kills < 2; ++kills) again();  // a place that was cut off keeps all of its grace time
+    while (bob->Presence() != "Alice 0") continue;
+    EXPECT_GE(steady_clock::now() - started, options.times.grace);
+    again();  // and is away after that, for all of that time
+    alice = LoggedIn("Alice");
+    EXPECT_EQ(alice->Enter("Room1", false, alices.meeting()).place().seat(), alices.seat());
+    alice->Kill();
+    while (bob->Presence() != "Alice 0") continue;
+    options.times.away = std::chrono::milliseconds(300);
+    again();
+    bob->Leave();
+    auto carol = LoggedIn("carol");  // the code is in use until Alice's place is gone
+    while (carol->Enter("Room1", true).result() == RESULT_IN_USE) continue;
+    EXPECT_GE(steady_clock::now() - started, options.times.away);
 }
 
 TEST_P(RestartTest, ATornEndIsCutAndItsSenderSendsItAgain)
