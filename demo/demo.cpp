@@ -133,8 +133,15 @@ void Leave(std::initializer_list<Desk*> desks)
     }
 }
 
+/// What the programs of a desk have started for themselves goes with them.
+struct PersonalServicesEnd {
+    ~PersonalServicesEnd() { stage::EndPersonalServices(runtime); }
+    const QString runtime;
+};
+
 void PlayMeeting(const Folder& folder)
 {
+    const PersonalServicesEnd end{folder / "run"};
     Say("Two people start Quorvia and meet; no service is named, so the first starts one.");
     Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s);
     Meet(ann, bob);

@@ -327,6 +327,27 @@ void Screen::StartManager(std::map<QString, QString> environment, const QString&
     }
 }
 
+std::vector<pid_t> PersonalServices(const QString& runtime)
+{
+    std::vector<pid_t> found;
+    const QByteArray runsThere = "XDG_RUNTIME_DIR=" + QFile::encodeName(runtime) + '\0';
+    for (const QString& pid : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+        QFile environment(u"/proc/"_s + pid + u"/environ"_s);
+        if (QFile::symLinkTarget(u"/proc/"_s + pid + u"/exe"_s) == Programs() + u"/zephyld"_s &&
+            environment.open(QIODevice::ReadOnly) && environment.readAll().contains(runsThere))
+            found.push_back(pid.toInt());
+    }
+    return found;
+}
+
+bool EndPersonalServices(const QString& runtime)
+{
+    const auto until = Clock::now() + std::chrono::seconds(20);
+    for (const pid_t pid : PersonalServices(runtime)) kill(pid, SIGTERM);
+    while (!PersonalServices(runtime).empty() && Clock::now() < until) poll(nullptr, 0, 20);
+    return PersonalServices(runtime).empty();
+}
+
 Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale)
     : mName(name), mHome(folder.Path() + u'/' + name), mLogs(mHome + u".log"_s)
 {

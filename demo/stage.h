@@ -91,6 +91,11 @@ private:
     std::unique_ptr<Child> mDaemon;
 };
 
+/// The services for one person alone that programs have started with this as XDG_RUNTIME_DIR.
+std::vector<pid_t> PersonalServices(const QString& runtime);
+/// Ends them; false when one is still there after 20 s. By themselves they stay for ten idle minutes.
+bool EndPersonalServices(const QString& runtime);
+
 /// `zephyl run`: a script as an attendee.
 class Script {
 public:

@@ -68,8 +68,9 @@ zephyl::Place Forged(Run& run, const zephyl::Place& own, const zephyl::Place& ot
 // --- the bytes of a connection, as somebody on the road has them
 // ---------------------------------------------
 
-/// Sends these bytes as a connection of their own. True: the service has ended it.
-bool PlayAgain(const Daemon& daemon, const std::string& bytes)
+/// Sends these bytes as a connection of their own. True: the service has ended it before it was silent so
+/// long.
+bool PlayAgain(const Daemon& daemon, const std::string& bytes, int milliseconds)
 {
     asio::io_context io;
     asio::ip::tcp::socket socket(io);
@@ -78,7 +79,7 @@ bool PlayAgain(const Daemon& daemon, const std::string& bytes)
     asio::write(socket, asio::buffer(bytes), error);  // it may be closed on the way
     pollfd readable{socket.native_handle(), POLLIN, 0};
     std::array<char, 16384> answer;
-    while (!error && ::poll(&readable, 1, 2000) > 0) socket.read_some(asio::buffer(answer), error);
+    while (!error && ::poll(&readable, 1, milliseconds) > 0) socket.read_some(asio::buffer(answer), error);
     return bool(error);
 }
 
@@ -99,9 +100,9 @@ void ReplayedConnections(Run& run, Outcome& outcome)
         const bool longEnough = up.size() < 30'000 || run.Below(2);  // the same one twice, too
         if (longEnough) up = victim.proxy.Recorded(FaultProxy::Way::Up);
         if (longEnough) down = victim.proxy.Recorded(FaultProxy::Way::Down);
-        open += !PlayAgain(daemon, up);
+        open += !PlayAgain(daemon, up, 5000);
         ++whole;
-        PlayAgain(daemon, up.substr(0, run.Below(up.size())) + up.substr(run.Below(up.size())));
+        PlayAgain(daemon, up.substr(0, run.Below(up.size())) + up.substr(run.Below(up.size())), 100);
         ++cut;
         const FaultProxy::Way way = run.Below(3) ? FaultProxy::Way::Up : FaultProxy::Way::Down;
         const std::string& bytes = way == FaultProxy::Way::Up ? up : down;

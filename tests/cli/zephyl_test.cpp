@@ -4,7 +4,6 @@
 
 #include <QFile>
 #include <QJsonDocument>
-#include <thread>
 
 #include "demo/stage.h"
 #include "service/codec/jpeg_encoder.h"
@@ -182,23 +181,6 @@ TEST_F(ZephylTest, EnciphersLineByLine)
     EXPECT_EQ(Exit({u"encipher"_s, u"--key-file"_s, u"/nowhere"_s}), 1);
 }
 
-/// Those that serve behind a door below this folder.
-std::vector<pid_t> DaemonsIn(const std::filesystem::path& runtime)
-{
-    std::vector<pid_t> found;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        std::error_code unreadable;
-        const auto program = std::filesystem::read_symlink(entry.path() / "exe", unreadable);
-        QFile environment(QString::fromStdString((entry.path() / "environ").string()));
-        if (unreadable || program != stage::Programs().toStdString() + "/zephyld" ||
-            !environment.open(QIODevice::ReadOnly))
-            continue;
-        if (environment.readAll().contains(("XDG_RUNTIME_DIR=" + runtime.string()).c_str()))
-            found.push_back(pid_t(std::stoi(entry.path().filename().string())));
-    }
-    return found;
-}
-
 /// Two programs start at the same moment where no service is running: one service comes of it.
 TEST_F(ZephylTest, StartsThePersonalServiceOfThisComputer)
 {
@@ -215,15 +197,11 @@ TEST_F(ZephylTest, StartsThePersonalServiceOfThisComputer)
         for (const char* next : {R"({"do":"create","code":"private"})", R"({"do":"stats"})"})
             EXPECT_TRUE(alice.AskLine(next)[u"ok"_s].toBool());  // the answers to login and to create
         EXPECT_TRUE(bob.Ok(R"({"do":"join","code":"private"})"));
-        daemons = DaemonsIn(runtime);
+        daemons = stage::PersonalServices(Path("runtime"));
         EXPECT_TRUE(ReadDoorFile(runtime / "zephyl" / "door").has_value());
     }
     EXPECT_EQ(daemons.size(), 1u);
-    for (const pid_t daemon : daemons) ::kill(daemon, SIGTERM);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!DaemonsIn(runtime).empty() && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::yield();
-    EXPECT_TRUE(DaemonsIn(runtime).empty());
+    EXPECT_TRUE(stage::EndPersonalServices(Path("runtime")));
 }
 
 }  // namespace
