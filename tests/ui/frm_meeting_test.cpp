@@ -5,6 +5,7 @@
 #include <QAccessible>
 #include <QAction>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QSlider>
 
 #include "media/media_screen.h"
@@ -14,6 +15,19 @@
 #include "whiteboard/history.h"
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Released : QObject {
+    int count = 0;
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        count += event->type() == QEvent::MouseButtonRelease;
+        return false;
+    }
+};
+
+}  // namespace
 
 TEST(MeetingWindow, HoldsEventsUntilItIsWhole)
 {
@@ -53,6 +67,25 @@ TEST(MeetingWindow, FollowsWhoComesAndGoes)
     EXPECT_EQ(desk.Listed(), QStringList({u"ann"_s, u"bob"_s, u"cy"_s, u"gus"_s}));
     EXPECT_THROW(desk.state.gUsers->Item(u"dan"_s), std::runtime_error);
     EXPECT_EQ(desk.prompts.boxes, QStringList());
+}
+
+TEST(MeetingWindow, APressThatOpensABoxEndsWithIt)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    SaveSetting(desk.state, keys::kUseHttp, u"1"_s);
+    QSlider* slider = desk.Panel().sldFPS;
+    Released released;  // by us: the box took the hand's release, and the slider would go on paging
+    slider->installEventFilter(&released);
+    slider->setPageStep(9);
+    const QPointF at(slider->width() - 3, slider->height() / 2.0);
+    QMouseEvent press(QEvent::MouseButtonPress, at, slider->mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
+                      Qt::NoModifier);
+    QCoreApplication::sendEvent(slider, &press);  // of the toolkit's own state, no button is down then
+    EXPECT_EQ(desk.prompts.boxes.size(), 1);
+    EXPECT_EQ(slider->value(), 5);
+    QCoreApplication::sendPostedEvents(slider);
+    EXPECT_EQ(released.count, 1);
 }
 
 TEST(MeetingWindow, ActsOnMessages)
