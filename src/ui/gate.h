@@ -19,5 +19,6 @@ public:
 
 private:
     int mClosings = 0;
+    bool mPosted = false;  // what waited is served soon: once, however often the gate opens meanwhile
     std::function<void()> mDrain;
 };
