@@ -115,7 +115,7 @@ void BeyondGrace(Run& run, Outcome& outcome)
         lonely.proxy.Cut();
         outcome.Must(lonely.Until([&] { return lonely.states.back().state.phase == LinkState::Phase::Cut; }),
                      u"the cut is not noticed"_s);
-        outcome.Must(lonely.states.back().state.text.contains(u"interrupted"_s), u"nothing says so"_s);
+        outcome.Must(lonely.states.back().state.text.contains(u"trying again"_s), u"nothing says so"_s);
         for (int i = 0; i < 5; ++i) lonely.SendOne(i % 2 ? Talk : Board, 100);
     };
     goSilent();

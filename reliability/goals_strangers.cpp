@@ -213,10 +213,10 @@ void SilentConnections(Run& run, Outcome& outcome)
     asio::io_context io;
     std::vector<std::unique_ptr<Idler>> idlers;
     std::vector<std::unique_ptr<RawClient>> greeted;  // through TLS, then silent
-    const Time begun = Clock::now();
     for (int i = 0; i < shaken; ++i) greeted.push_back(From(daemon, Address(i / 20)));
     for (int i = shaken; i < count; ++i)
         idlers.push_back(std::make_unique<Idler>(io, daemon, Address(i / 20)));
+    const Time begun = Clock::now();
     long most = 0;
     const std::string hello("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11);  // as TLS begins
     for (std::size_t turn = 0; Since(begun) < patience * 1000 + 4000; ++turn) {
