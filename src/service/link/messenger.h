@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <atomic>
+#include <chrono>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <thread>
@@ -99,6 +100,7 @@ private:
     LinkNeeds mNeeds;
     std::shared_ptr<Outlet> mAlive;  // gives out weak pointers to this; owns nothing
     std::atomic<bool> mDrainPosted{false};
+    std::chrono::milliseconds mSlice{0};  // of serving events; grows while more wait
     std::shared_ptr<std::atomic<std::size_t>> mRoomTaken = std::make_shared<std::atomic<std::size_t>>(0);
 
     boost::asio::io_context mIo;

@@ -1,5 +1,6 @@
 // The meeting half of LinkMessenger: entering, its collection, leaving, and the events on their way out.
 
+#include <algorithm>
 #include <boost/asio/post.hpp>
 
 #include "service/link/jpeg_frame_encoder.h"
@@ -125,14 +126,19 @@ void LinkMessenger::Wake()
 
 void LinkMessenger::Drain()
 {
-    constexpr std::chrono::milliseconds kSlice = 8ms;  // then the window has its turn
+    // Then the window has its turn: soon, but a newcomer's board is not painted after each few strokes.
+    constexpr std::chrono::milliseconds kShortest = 8ms, kLongest = 48ms;
     mDrainPosted = false;
     const std::weak_ptr<Outlet> alive = mAlive;
-    const auto until = SteadyClock::now() + kSlice;
+    mSlice = std::clamp(mSlice, kShortest, kLongest);
+    const auto until = SteadyClock::now() + mSlice;
     while (DeliverOne()) {
         if (alive.expired()) return;
-        if (SteadyClock::now() >= until) return Wake();
+        if (SteadyClock::now() < until) continue;
+        mSlice *= 2;
+        return Wake();
     }
+    if (!alive.expired() && mNeeds.gate.IsOpen()) mSlice = kShortest;
 }
 
 /// False: nothing may or can be delivered now. A handler may end the link.
