@@ -22,15 +22,43 @@ const char* NameOf(Channel channel)
     return channel == CHANNEL_TALK ? "talk" : "board";
 }
 
-// By their first sequence, which their names count in equal width.
+constexpr std::size_t kSpareBytes = 8 * 1024 * 1024;
+constexpr std::size_t kDeadPart = 16;      // of the bound, before segments are written anew
+constexpr std::size_t kFootprintPart = 4;  // of the bound: the files are never larger than it by more
+
+// By their first sequence, which their names count in equal width. What was only on its way goes.
 std::vector<fs::path> SegmentsOf(const fs::path& folder, const std::string& name)
 {
     std::vector<fs::path> found;
-    for (const auto& entry : fs::directory_iterator(folder))
-        if (entry.path().extension() == ".log" && entry.path().filename().string().starts_with(name + "-"))
-            found.push_back(entry.path());
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        if (!entry.path().filename().string().starts_with(name + "-")) continue;
+        if (entry.path().extension() == ".log") found.push_back(entry.path());
+        if (entry.path().extension() == ".spare" || entry.path().extension() == ".new")
+            fs::remove(entry.path(), ignored);
+    }
     std::sort(found.begin(), found.end());
     return found;
+}
+
+// In front of it nothing that the file holds is its own: it was written over an older one.
+std::uint64_t FirstOf(const fs::path& path)
+{
+    const std::string name = path.filename().string();
+    return std::strtoull(name.c_str() + name.find('-') + 1, nullptr, 10);
+}
+
+fs::path Aside(const fs::path& path)
+{
+    return path.string() + ".damaged";
+}
+
+// Not for want of descriptors or memory: what cannot be read now will not be later.
+bool CannotBeRead(const std::system_error& error)
+{
+    for (const int code : {EIO, ELOOP, EACCES, EPERM, EISDIR, ENXIO})
+        if (error.code().value() == code) return true;
+    return false;
 }
 
 // At no moment is there neither the file nor the part of it that could be read.
@@ -39,7 +67,7 @@ void SaveAndPutAside(const fs::path& path, std::uint64_t soundBytes)
     std::string sound(soundBytes, '\0');
     std::ifstream(path, std::ios::binary).read(sound.data(), static_cast<std::streamsize>(sound.size()));
     std::error_code there;
-    fs::create_hard_link(path, path.string() + ".damaged", there);
+    fs::create_hard_link(path, Aside(path), there);
     ReplaceFile(path, sound);
 }
 
@@ -63,10 +91,16 @@ Damage ChannelFiles::Load(std::uint64_t end, std::uint64_t lost, const MeetingLo
     mState.lost = mState.begin = lost;
     Damage damage = Damage::None;
     const std::vector<fs::path> paths = SegmentsOf(mFolder, NameOf(mChannel));
-    for (const fs::path& path : paths)
-        if (LoadSegment(path, path == paths.back(), take) == Damage::Found) damage = Damage::Found;
+    for (const fs::path& path : paths) try {
+            if (LoadSegment(path, path == paths.back(), take) == Damage::Found) damage = Damage::Found;
+        } catch (const std::system_error& error) {
+            if (!CannotBeRead(error)) throw;
+            fs::rename(path, Aside(path));
+            damage = Damage::Found;
+        }
     mAppended = mOnDisk = mSafe = mState.end = end;
     Roll(end);
+    mQuietTicks = 2;
     Recount();
     return damage;
 }
@@ -74,33 +108,36 @@ Damage ChannelFiles::Load(std::uint64_t end, std::uint64_t lost, const MeetingLo
 // The newest one may end in a write that was cut short; in the others that is damage, too.
 Damage ChannelFiles::LoadSegment(const fs::path& path, bool newest, const MeetingLog::Take& take)
 {
-    Segment segment(path);
-    Journal journal(path);
+    std::optional<Segment> segment;
+    Journal journal(path, Marked::Yes);
+    const std::uint64_t first = FirstOf(path);
     const JournalEnd state = journal.Load([&](std::string_view payload, std::uint64_t at) {
         ItemPtr item = LoadItem(mChannel, payload);
-        if (!item || item->sequence <= mAppended || item->sequence <= mState.lost) return;
+        if (!item || item->sequence <= mAppended || item->sequence <= mState.lost || item->sequence < first)
+            return;
         mAppended = mSafe = item->sequence;
-        segment.Note(*item, at, at + EntryBytes(payload.size()));
+        if (!segment) segment.emplace(path, journal.Mark());
+        segment->Note(*item, at, at + EntryBytes(payload.size()));
         take(*item);
         Add(std::move(item));
     });
     const bool damaged = state == JournalEnd::Damaged || (state == JournalEnd::Torn && !newest);
     if (damaged)
         SaveAndPutAside(path, journal.Bytes());
-    else if (segment.Last() == 0)
+    else if (!segment)
         fs::remove(path);
     else if (state == JournalEnd::Torn)
         journal.Cut();
-    if (!damaged && segment.Last() > 0 && !journal.Sync()) throw StartError("cannot sync " + path.string());
-    if (segment.Last() > 0) mSegments.push_back(std::move(segment));
+    if (!damaged && segment && !journal.Sync()) throw StartError("cannot sync " + path.string());
+    if (segment) mSegments.push_back(std::move(*segment));
     return damaged ? Damage::Found : Damage::None;
 }
 
 fs::path ChannelFiles::SegmentPath(std::uint64_t first) const
 {
-    char name[40];
-    std::snprintf(name, sizeof name, "%s-%020llu.log", NameOf(mChannel),
-                  static_cast<unsigned long long>(first));
+    char name[64];
+    std::snprintf(name, sizeof name, "%s-%020llu-%010u.log", NameOf(mChannel),
+                  static_cast<unsigned long long>(first), mRolls);
     return mFolder / name;
 }
 
@@ -108,13 +145,34 @@ fs::path ChannelFiles::SegmentPath(std::uint64_t first) const
 
 void ChannelFiles::Roll(std::uint64_t first)
 {
-    auto next = std::make_shared<Journal>(SegmentPath(first));
-    next->Load([](std::string_view, std::uint64_t) {});
-    next->Reserve(std::min(kReserveBytes, mSegmentBytes));
-    if (mNow) mFull.push_back(mNow);
+    ++mRolls;
+    std::shared_ptr<Journal> next = FreshFile(SegmentPath(first));
+    if (mNow && !mSuspect) {
+        mNow->Cut();
+        mFull.push_back(mNow);
+    }
+    mSuspect = false;
     mNow = std::move(next);
-    mSegments.emplace_back(mNow->Path());
+    mSegments.emplace_back(mNow->Path(), mNow->Mark());
     mRollAt = mSegmentBytes;
+    mQuietTicks = 0;
+    mGrown = mThinnable = true;
+}
+
+std::shared_ptr<Journal> ChannelFiles::FreshFile(const fs::path& path)
+{
+    std::shared_ptr<Journal> file;
+    mOver = !mSpare.empty();
+    if (mOver) {
+        file = std::move(mSpare.back());
+        mSpare.pop_back();
+        file->Rename(path);
+    } else {
+        file = std::make_shared<Journal>(path, Marked::Yes);
+    }
+    file->Begin();
+    if (!mOver) file->Reserve(std::min(kReserveBytes, mSegmentBytes));
+    return file;
 }
 
 // Where no file can be made the old one goes on.
@@ -136,6 +194,13 @@ void ChannelFiles::Add(ItemPtr item)
 
 bool ChannelFiles::Write()
 {
+    if (mSuspect) {
+        try {
+            Roll(mSafe + 1);
+        } catch (const std::system_error&) {
+            return false;
+        }
+    }
     while (mOnDisk < mAppended) {
         const auto& items = mRecent.Items();
         auto at = items.end();
@@ -171,7 +236,8 @@ void ChannelFiles::Distrust()
 {
     mOnDisk = mSafe;
     for (Segment& segment : mSegments) segment.Distrust(mSafe);
-    if (mNow->Bytes() > 0) TryRoll();
+    mFull.clear();
+    mSuspect = true;
 }
 
 // --- letting go ------------------------------------------------------------------------------------
@@ -228,9 +294,14 @@ void ChannelFiles::Lose(std::uint64_t upTo)
 std::vector<fs::path> ChannelFiles::KeepBound()
 {
     std::vector<fs::path> paths;
-    if (mWanted <= mBound) return paths;
+    if (mWanted <= mBound && !std::exchange(mGrown, false)) return paths;
     Recount();
-    while (mWanted > mBound && mSegments.size() > 1) {
+    const auto footprint = [this] {
+        std::size_t bytes = 0;
+        for (const Segment& segment : mSegments) bytes += segment.End();
+        return bytes;
+    };
+    while ((mWanted > mBound || footprint() > mBound + mBound / kFootprintPart) && mSegments.size() > 1) {
         Lose(mSegments.front().Last());
         paths.push_back(mSegments.front().Path());
         mSegments.pop_front();
@@ -262,8 +333,8 @@ bool ChannelFiles::Read(std::uint64_t from, std::size_t bytes, LogChunk& chunk, 
         chunk = mRecent.Read(from, bytes);
         return true;
     }
-    wanted = {segment->Path(), mChannel,       segment->PlaceFor(from), segment->End(), from,
-              mState.begin,    segment->Last()};
+    wanted = {segment->Path(), mChannel, segment->Mark(), segment->PlaceFor(from),
+              segment->End(),  from,     mState.begin,    segment->Last()};
     return false;
 }
 
@@ -275,8 +346,147 @@ void ChannelFiles::PutAside(const fs::path& path)
     Lose(std::min(at->Last(), mCold));
     if (at->Last() > mCold || at + 1 == mSegments.end()) return;  // the rest of it stands in memory
     std::error_code ignored;
-    fs::rename(path, path.string() + ".damaged", ignored);
+    fs::rename(path, Aside(path), ignored);
     mSegments.erase(at);
+}
+
+bool ChannelFiles::Holds(const fs::path& path, std::uint64_t mark) const
+{
+    return std::any_of(mSegments.begin(), mSegments.end(),
+                       [&](const Segment& known) { return known.Mark() == mark && known.Path() == path; });
+}
+
+// --- giving space back -----------------------------------------------------------------------------
+
+// Under another name first, and written over only when that is safe: else a power cut could leave an old
+// name with new entries behind it.
+ChannelFiles::Journals ChannelFiles::Retire(const std::vector<fs::path>& paths)
+{
+    Journals retired;
+    const std::size_t most = mQuietTicks > 1 ? 0 : std::max<std::size_t>(2, kSpareBytes / mSegmentBytes);
+    for (const fs::path& path : paths) {
+        std::error_code ignored;
+        if (mSpare.size() + mRetired >= most) {
+            fs::remove(path, ignored);
+            continue;
+        }
+        try {
+            auto file = std::make_shared<Journal>(path, Marked::Yes);
+            file->Rename(fs::path(path).replace_extension(".spare"));
+            retired.push_back(std::move(file));
+            ++mRetired;
+        } catch (const std::system_error&) {
+            fs::remove(path, ignored);
+        }
+    }
+    if (!retired.empty()) mNow->NamesChanged();
+    return retired;
+}
+
+void ChannelFiles::Reuse(const Journals& retired, bool safe)
+{
+    std::error_code ignored;
+    mRetired -= retired.size();
+    for (const auto& file : retired) {
+        if (safe && mQuietTicks <= 1)
+            mSpare.push_back(file);
+        else
+            fs::remove(file->Path(), ignored);
+    }
+}
+
+void ChannelFiles::Tick()
+{
+    mAtLastTick = std::exchange(mAtTick, mAppended);
+    if (++mQuietTicks > 1) {
+        std::error_code ignored;
+        for (const auto& file : mSpare) fs::remove(file->Path(), ignored);
+        mSpare.clear();
+    }
+    if (!mOver || mAtLastTick != mAppended) return;
+    try {
+        mNow->Cut();
+        mNow->Reserve(std::min(kReserveBytes, mSegmentBytes));
+        mOver = false;
+    } catch (const std::system_error&) {
+        // at the next one then
+    }
+}
+
+bool ChannelFiles::Idle() const
+{
+    const Segment& newest = mSegments.back();
+    return !mSuspect && newest.Last() > 0 && mAtLastTick == mAppended && mOnDisk == mAppended &&
+           mSafe >= mAppended && newest.WantedBytes(mState.begin, mReadByAll) == 0;
+}
+
+void ChannelFiles::Restart()
+{
+    try {
+        mNow->Begin();
+        mNow->Cut();
+    } catch (const std::system_error&) {
+        // a longer file than it need be, under a new mark
+    }
+    mSegments.back() = Segment(mNow->Path(), mNow->Mark());
+    mRollAt = mSegmentBytes;
+}
+
+std::size_t ChannelFiles::DeadBytes(const Segment& segment) const
+{
+    const std::size_t wanted = segment.WantedBytes(mState.begin, mReadByAll);
+    return segment.Last() > mSafe || segment.End() < wanted ? 0 : segment.End() - wanted;
+}
+
+// The one with most dead bytes, with those beside it as long as all that is wanted fits into one.
+std::optional<Thinning> ChannelFiles::ToThin() const
+{
+    if (!mThinnable || mSegments.size() < 2) return std::nullopt;
+    const auto closed = mSegments.end() - 1;
+    std::size_t dead = 0;
+    auto from = mSegments.begin();
+    for (auto at = from; at != closed; ++at) {
+        dead += DeadBytes(*at);
+        if (DeadBytes(*at) > DeadBytes(*from)) from = at;
+    }
+    if (dead <= mBound / kDeadPart) return std::nullopt;
+    const auto wanted = [this](const Segment& one) { return one.WantedBytes(mState.begin, mReadByAll); };
+    auto to = from + 1;
+    std::size_t bytes = wanted(*from);
+    for (; from != mSegments.begin() && bytes + wanted(*(from - 1)) <= mSegmentBytes; --from)
+        bytes += wanted(*(from - 1));
+    for (; to != closed && to->Last() <= mSafe && bytes + wanted(*to) <= mSegmentBytes; ++to)
+        bytes += wanted(*to);
+    Thinning thinning{{}, {}, {}, mChannel, mState.begin, mReadByAll};
+    for (; from != to; ++from) {
+        thinning.paths.push_back(from->Path());
+        thinning.marks.push_back(from->Mark());
+        thinning.ends.push_back(from->End());
+    }
+    return thinning;
+}
+
+std::vector<fs::path> ChannelFiles::Thinned(const Thinning& wanted, std::optional<Segment> thin)
+{
+    const fs::path& path = wanted.paths.front();
+    const fs::path fresh = path.string() + ".new";
+    std::error_code error;
+    mThinnable = thin.has_value();
+    bool still = mThinnable && thin->Last() > 0;
+    for (std::size_t i = 0; i < wanted.paths.size(); ++i)
+        still = still && Holds(wanted.paths[i], wanted.marks[i]);
+    if (still) fs::rename(fresh, path, error);
+    if (!still || error) {
+        fs::remove(fresh, error);
+        return {};
+    }
+    const auto first = std::find_if(mSegments.begin(), mSegments.end(),
+                                    [&](const Segment& one) { return one.Path() == path; });
+    *first = std::move(*thin);
+    mSegments.erase(first + 1, first + static_cast<std::ptrdiff_t>(wanted.paths.size()));
+    mNow->NamesChanged();
+    Recount();
+    return {wanted.paths.begin() + 1, wanted.paths.end()};
 }
 
 }  // namespace zephyl

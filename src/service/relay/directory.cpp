@@ -195,7 +195,7 @@ void Directory::LoadMeetings()
     PreparePrivateFolder(Folder());
     for (const auto& entry : fs::directory_iterator(Folder())) {
         const auto head = ReadHead(entry.path());
-        if (head)
+        if (head && entry.path().filename() == Hex(head->id))  // a copy of a meeting is none
             Make(*head);
         else
             mServices.log.warn("{} holds no meeting that can be read; it is left alone",

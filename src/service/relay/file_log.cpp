@@ -13,10 +13,11 @@ namespace zephyl {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr std::uint32_t kFormat = 1;
+constexpr std::uint32_t kFormat = 2;
 constexpr std::uint64_t kSeatsBytes = 1024 * 1024;  // of the seats' file, before it is written anew
 constexpr std::uint64_t kSeatsReserve = 64 * 1024;
 constexpr std::size_t kLeastInMemory = 64 * 1024;  // of one meeting, however many there are
+constexpr std::size_t kRepeatedBytes = 1024 * 1024;
 constexpr int kOpeningShift = 32;
 
 std::optional<stored::Head> StoredHead(const fs::path& folder)
@@ -24,7 +25,10 @@ std::optional<stored::Head> StoredHead(const fs::path& folder)
     std::ifstream in(folder / "head", std::ios::binary);
     std::ostringstream bytes;
     stored::Head head;
-    if (!in || !(bytes << in.rdbuf()) || !head.ParseFromString(bytes.str())) return std::nullopt;
+    if (!in || !(bytes << in.rdbuf())) return std::nullopt;
+    TakeEntries(bytes.view(), 0, 0, [&](std::string_view payload, std::uint64_t) {
+        if (!head.ParseFromArray(payload.data(), static_cast<int>(payload.size()))) head.Clear();
+    });
     if (head.format() != kFormat || head.id().empty()) return std::nullopt;
     return head;
 }
@@ -71,7 +75,9 @@ void FileLog::OpenHead()
     head.set_creator_key(mHead.creatorKey);
     head.set_creator_stream(mHead.creatorStream);
     head.set_openings(head.openings() + 1);
-    ReplaceFile(mFolder / "head", head.SerializeAsString());
+    std::string entry;
+    AppendEntry(entry, head.SerializeAsString());
+    ReplaceFile(mFolder / "head", entry);
     SyncFolder(mFolder.parent_path());
     mFirstSequence = std::uint64_t{head.openings()} << kOpeningShift;
 }
@@ -81,6 +87,9 @@ LogContents FileLog::Open()
     OpenHead();
     LogContents contents;
     const fs::path path = mFolder / "seats";
+    if (const auto kind = fs::symlink_status(path).type();
+        kind != fs::file_type::regular && kind != fs::file_type::not_found)
+        fs::rename(path, path.string() + ".damaged");
     const JournalEnd end = Journal(path).Load(
         [&](std::string_view payload, std::uint64_t) { LoadSeatsEntry(payload, contents); });
     std::error_code ignored;
@@ -140,8 +149,8 @@ void FileLog::Append(std::vector<ItemPtr> items, Done done)
     for (ItemPtr& item : items) Of(item->channel).Add(std::move(item));
     if (mDisk != Disk::Refuses) WriteItems();
     if (done) done();
-    Delete(mTalk.KeepBound());
-    Delete(mBoard.KeepBound());
+    Delete(CHANNEL_TALK, mTalk.KeepBound());
+    Delete(CHANNEL_BOARD, mBoard.KeepBound());
     ShrinkMemory();
     AskSync();
 }
@@ -158,12 +167,12 @@ void FileLog::Seat(const SeatEntry& entry)
     std::string stored;
     StoreSeat(stored, entry);
     mSeatEntries[entry.number] = entry;
-    WriteSeats(stored);
+    WriteSeats(std::move(stored));
     AskSync();
 }
 
 // What is not taken stands in what is written anew when there is room.
-void FileLog::WriteSeats(const std::string& entries)
+void FileLog::WriteSeats(std::string entries)
 {
     ++mWrites;
     if (mDisk == Disk::Refuses) return;
@@ -178,21 +187,23 @@ void FileLog::Refuse()
     if (before == Disk::Takes) mTrouble(true);
 }
 
-// Once a tick, until a sync says that everything is there.
-void FileLog::Retry()
+// At once and then at every tick, until a sync says that everything is there.
+bool FileLog::Retry()
 {
-    if (!mTalk.Write() || !mBoard.Write() || !RewriteSeats(mNumbers())) return;
+    if (!mNumbers || !mTalk.Write() || !mBoard.Write() || !RewriteSeats(mNumbers())) return false;
     mDisk = Disk::TakesAgain;
     mRetriedAt = ++mWrites;
     AskSync();
+    return true;
 }
 
 // --- letting go ------------------------------------------------------------------------------------
 
 void FileLog::Trim(Channel channel, std::uint64_t before, std::uint64_t readByAll)
 {
-    Delete(Of(channel).Trim(before, readByAll));
+    Delete(channel, Of(channel).Trim(before, readByAll));
     ShrinkMemory();
+    GiveSpaceBack(channel);
     if (channel != CHANNEL_BOARD) return;
     if (mDisk == Disk::Refuses) Retry();
     std::vector<std::function<void()>> reads;
@@ -207,18 +218,61 @@ void FileLog::WriteMarks()
     std::string entries;
     for (const NumbersEntry& entry : mNumbers()) StoreNumbers(entries, entry);
     StoreLost(entries, mLost);
-    WriteSeats(entries);
+    WriteSeats(std::move(entries));
     AskSync();
 }
 
-void FileLog::Delete(std::vector<fs::path> paths)
+void FileLog::Delete(Channel channel, std::vector<fs::path> paths)
 {
     if (paths.empty()) return;
     WriteMarks();
-    WhenSynced([paths = std::move(paths)] {
-        std::error_code ignored;
-        for (const fs::path& path : paths) fs::remove(path, ignored);
+    WhenSynced([this, channel, paths = std::move(paths)] {
+        const auto retired = Of(channel).Retire(paths);
+        if (!retired.empty())
+            WhenSynced([this, channel, retired] { Of(channel).Reuse(retired, mDisk == Disk::Takes); });
     });
+}
+
+// Once a second. What only says which numbers were given out is written elsewhere first.
+void FileLog::GiveSpaceBack(Channel channel)
+{
+    Of(channel).Tick();
+    if (mDisk != Disk::Takes || !mNumbers) return;
+    if (Of(channel).Idle()) {
+        WriteMarks();
+        WhenSynced([this, channel] {
+            if (mDisk == Disk::Takes && Of(channel).Idle()) Of(channel).Restart();
+        });
+    }
+    ThinOut(channel);
+}
+
+void FileLog::ThinOut(Channel channel)
+{
+    auto wanted = mThinning || mDisk != Disk::Takes ? std::nullopt : Of(channel).ToThin();
+    if (!wanted) return;
+    mThinning = true;
+    WriteMarks();
+    WhenSynced([this, wanted = std::move(*wanted)] {
+        mRoom.reads.Run([this, post = mPost, alive = std::weak_ptr<int>(mAlive), wanted] {
+            const auto thin = std::make_shared<std::optional<Segment>>(Thin(wanted));
+            post([this, alive, wanted, thin] {
+                if (!alive.expired()) EndThinning(wanted, std::move(*thin));
+            });
+        });
+    });
+}
+
+// Its other parts stand until no power cut can bring back the first one as it was.
+void FileLog::EndThinning(const Thinning& wanted, std::optional<Segment> thin)
+{
+    mThinning = false;
+    auto gone = Of(wanted.channel).Thinned(wanted, std::move(thin));
+    WhenSynced([gone = std::move(gone)] {
+        std::error_code ignored;
+        for (const fs::path& path : gone) fs::remove(path, ignored);
+    });
+    ThinOut(wanted.channel);
 }
 
 void FileLog::ShrinkMemory()
@@ -248,6 +302,7 @@ void FileLog::Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadD
     ReadFromFile(wanted, std::move(done));
 }
 
+// A file that was written anew or over meanwhile is looked up again.
 void FileLog::ReadFromFile(const ColdRead& wanted, ReadDone done)
 {
     mRoom.reads.Run([this, post = mPost, alive = std::weak_ptr<int>(mAlive), wanted, done = std::move(done)] {
@@ -259,6 +314,8 @@ void FileLog::ReadFromFile(const ColdRead& wanted, ReadDone done)
                 mReadsToRepeat.push_back([this, wanted, done] { ReadFromFile(wanted, done); });
                 return;
             }
+            if (result == ColdResult::Damaged && !Of(wanted.channel).Holds(wanted.path, wanted.mark))
+                return Read(wanted.channel, wanted.from, kRepeatedBytes, done);
             if (result == ColdResult::Damaged) {
                 Of(wanted.channel).PutAside(wanted.path);
                 WriteMarks();
@@ -295,7 +352,8 @@ void FileLog::AskSync()
                    });
 }
 
-// While the disk refuses, what the meeting has in memory counts as safe: it must go on.
+// A disk that has not kept what it took is given it again at once, in other files, and nothing counts as
+// safe before that is. While it refuses that too, what the meeting has in memory counts: it must go on.
 void FileLog::OnSynced(bool synced, const Covered& covered)
 {
     mSyncing = false;
@@ -309,7 +367,9 @@ void FileLog::OnSynced(bool synced, const Covered& covered)
     } else {
         mTalk.Distrust();
         mBoard.Distrust();
+        const bool first = mDisk == Disk::Takes;
         Refuse();
+        if (first && Retry()) return;
     }
     ShrinkMemory();
     if (mSafe) mSafe(covered.appended);

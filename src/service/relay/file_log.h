@@ -76,16 +76,19 @@ private:
     ChannelFiles& Of(Channel channel) { return channel == CHANNEL_TALK ? mTalk : mBoard; }
     void OpenHead();
     void WriteItems();
-    void WriteSeats(const std::string& entries);
+    void WriteSeats(std::string entries);
     bool RewriteSeats(const std::vector<NumbersEntry>& numbers);
     void WriteMarks();
-    void Delete(std::vector<std::filesystem::path> paths);
+    void Delete(Channel channel, std::vector<std::filesystem::path> paths);
+    void GiveSpaceBack(Channel channel);
+    void ThinOut(Channel channel);
+    void EndThinning(const Thinning& wanted, std::optional<Segment> thin);
     void ShrinkMemory();
     void ReadFromFile(const ColdRead& wanted, ReadDone done);
     void AskSync();
     void OnSynced(bool synced, const Covered& covered);
     void Refuse();
-    void Retry();
+    bool Retry();
 
     const std::filesystem::path mFolder;
     MeetingHead mHead;
@@ -101,6 +104,7 @@ private:
     std::uint64_t mFirstSequence = 0;  // of this opening
     std::uint64_t mWrites = 0;         // counts them
     bool mSyncing = false;
+    bool mThinning = false;
     Disk mDisk = Disk::Takes;
     std::uint64_t mRetriedAt = 0;  // of mWrites
     std::deque<Waiter> mWaiters;

@@ -30,7 +30,8 @@ bool ReadAt(int file, std::string& bytes, std::uint64_t at)
 
 // Takes whole entries from 1 MiB at `at`, at least one. Returns the place behind them; `at`: none could be
 // read.
-std::uint64_t TakeSome(int file, std::uint64_t at, std::uint64_t end, const TakeEntry& take)
+std::uint64_t TakeSome(int file, std::uint64_t at, std::uint64_t end, std::uint64_t mark,
+                       const TakeEntry& take)
 {
     std::string bytes(std::min<std::uint64_t>(kColdBytes, end - at), '\0');
     if (!ReadAt(file, bytes, at)) return at;
@@ -40,7 +41,7 @@ std::uint64_t TakeSome(int file, std::uint64_t at, std::uint64_t end, const Take
         bytes.resize(announced);
         if (!ReadAt(file, bytes, at)) return at;
     }
-    return at + TakeEntries(bytes, at, take);
+    return at + TakeEntries(bytes, at, mark, take);
 }
 
 }  // namespace
@@ -48,9 +49,10 @@ std::uint64_t TakeSome(int file, std::uint64_t at, std::uint64_t end, const Take
 void Segment::Note(const LogItem& item, std::uint64_t at, std::uint64_t end)
 {
     if (mBlocks.empty() || at - mBlocks.back().at >= kBlockBytes)
-        mBlocks.push_back({item.sequence, item.sequence, at, 0});
+        mBlocks.push_back({item.sequence, item.sequence, at, 0, 0});
     mBlocks.back().last = mLast = item.sequence;
-    (item.kept ? mBlocks.back().kept : mPassing) += item.frames.size();
+    (item.kept ? mBlocks.back().holds : mPassing) += end - at;
+    if (item.kept) mBlocks.back().kept += item.frames.size();
     mEnd = end;
 }
 
@@ -82,7 +84,11 @@ std::size_t Segment::KeptBytes(std::uint64_t begin) const
 
 std::size_t Segment::WantedBytes(std::uint64_t begin, std::uint64_t readByAll) const
 {
-    return KeptBytes(begin) + (mLast > readByAll ? mPassing : 0);
+    std::size_t bytes = mLast > readByAll ? mPassing : 0;
+    if (mLast <= begin) return bytes;
+    for (const Block& block : mBlocks)
+        if (block.last > begin) bytes += block.holds;
+    return bytes;
 }
 
 ColdResult ReadCold(const ColdRead& wanted, LogChunk& chunk)
@@ -95,7 +101,7 @@ ColdResult ReadCold(const ColdRead& wanted, LogChunk& chunk)
     std::uint64_t at = wanted.at;
     while (sound && chunk.items.empty() && at < wanted.end) {
         const std::uint64_t next =
-            TakeSome(file, at, wanted.end, [&](std::string_view payload, std::uint64_t) {
+            TakeSome(file, at, wanted.end, wanted.mark, [&](std::string_view payload, std::uint64_t) {
                 ItemPtr item = LoadItem(wanted.channel, payload);
                 if (!item || item->sequence <= chunk.upTo || item->sequence > wanted.last) return;
                 chunk.upTo = item->sequence;
@@ -108,6 +114,53 @@ ColdResult ReadCold(const ColdRead& wanted, LogChunk& chunk)
     if (!sound) return ColdResult::Damaged;
     if (at >= wanted.end) chunk.upTo = std::max(chunk.upTo, wanted.last);
     return ColdResult::Read;
+}
+
+namespace {
+
+// What is wanted of one of them, behind what is there already. False: not all of it could be read.
+bool ThinOne(const Thinning& wanted, std::size_t which, std::uint64_t mark, std::string& out, Segment& thin)
+{
+    const int file = ::open(wanted.paths[which].c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (file < 0) return false;
+    const std::size_t start = StartOf(mark).size();
+    bool sound = true;
+    for (std::uint64_t at = start, next = at; sound && at < wanted.ends[which]; at = next) {
+        next = TakeSome(file, at, wanted.ends[which], wanted.marks[which],
+                        [&](std::string_view payload, std::uint64_t) {
+                            const ItemPtr item = LoadItem(wanted.channel, payload);
+                            if (!item || item->sequence <= thin.Last() ||
+                                item->sequence <= (item->kept ? wanted.begin : wanted.readByAll))
+                                return;
+                            std::string entry;
+                            AppendEntry(entry, payload);
+                            MarkEntries(entry, mark);
+                            thin.Note(*item, out.size(), out.size() + entry.size());
+                            out += entry;
+                        });
+        sound = next > at;
+    }
+    ::close(file);
+    return sound;
+}
+
+}  // namespace
+
+std::optional<Segment> Thin(const Thinning& wanted)
+{
+    const std::uint64_t mark = DrawMark();
+    Segment thin(wanted.paths.front(), mark);
+    std::string out = StartOf(mark);
+    for (std::size_t i = 0; i < wanted.paths.size(); ++i)
+        if (!ThinOne(wanted, i, mark, out, thin)) return std::nullopt;
+    const std::string fresh = wanted.paths.front().string() + ".new";
+    try {
+        WriteSafely(fresh, out);
+    } catch (const std::system_error&) {
+        ::unlink(fresh.c_str());
+        return std::nullopt;
+    }
+    return thin;
 }
 
 }  // namespace zephyl

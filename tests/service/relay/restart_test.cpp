@@ -159,6 +159,7 @@ TEST_P(RestartTest, TimesBeginAnew)
 
 TEST_P(RestartTest, ATornEndIsCutAndItsSenderSendsItAgain)
 {
+    auto bob = In("bob");  // who has read nothing
     auto alice = In("Alice");
     const Place alices = place;
     alice->Post(1, "safe");
@@ -176,9 +177,9 @@ TEST_P(RestartTest, ATornEndIsCutAndItsSenderSendsItAgain)
     alice = Fresh();
     const Resumed back = alice->Resume(alices, alices.position());
     EXPECT_EQ(back.place().have().talk(), 1u);
-    auto bob = In("bob");
+    auto carol = In("carol");
     alice->Post(2, "torn");
-    EXPECT_EQ(bob->Texts(1), Texts{"Alice: torn"});
+    EXPECT_EQ(carol->Texts(1), Texts{"Alice: torn"});
     const Received presence = alice->Wait(Header::kItem);
     EXPECT_GT(presence.header.item().sequence() >> 32,
               alices.position().talk() >> 32);  // no cursor stands before it
