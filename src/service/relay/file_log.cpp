@@ -137,8 +137,12 @@ bool FileLog::RewriteSeats(const std::vector<NumbersEntry>& numbers)
 
 void FileLog::Remove()
 {
-    std::error_code ignored;
-    fs::remove_all(mFolder, ignored);
+    const auto remove = [folder = mFolder] {
+        std::error_code ignored;
+        fs::remove_all(folder, ignored);
+    };
+    remove();
+    if (mThinning) mRoom.reads.Run(remove);  // behind what writes there now
 }
 
 // --- writing ---------------------------------------------------------------------------------------

@@ -259,7 +259,7 @@ TEST_F(FileLogTest, AFolderHoldsLittleMoreThanWhatIsWanted)
         for (int turn = 0; turn < round % 7; ++turn) Turn();
         if (round % 5 != 0) continue;
         Wait();
-        const fs::path copy = folder.path / "copy";
+        const fs::path copy = folder.path / std::to_string(round);
         fs::copy(own, copy);
         std::uintmax_t bytes = 0;
         for (const auto& entry : fs::directory_iterator(copy)) bytes += fs::file_size(entry);
@@ -273,7 +273,6 @@ TEST_F(FileLogTest, AFolderHoldsLittleMoreThanWhatIsWanted)
         EXPECT_EQ(Count(CHANNEL_BOARD, 0), 3 * round);
         log = std::move(kept);
         at = own;
-        fs::remove_all(copy);
     }
 }
 
