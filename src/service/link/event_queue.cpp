@@ -11,9 +11,7 @@ namespace {
 
 constexpr std::size_t kStatesKept = 64;
 constexpr std::size_t kDecodedBytes = 32 * 1024 * 1024;  // live pictures that wait for the window
-constexpr qsizetype kSmallPicture = 64 * 1024;           // takes a few milliseconds at most, as a rule
-constexpr std::chrono::milliseconds kShownTogether{4};
-constexpr std::chrono::seconds kRefusalLogged{1};  // a storm of bad pictures is one line a second
+constexpr std::chrono::seconds kRefusalLogged{1};        // a storm of bad pictures is one line a second
 
 bool IsPicture(const LinkEvent& event)
 {
@@ -242,13 +240,9 @@ void EventQueue::DecodeLoop()
 {
     std::unique_lock lock(mMutex);
     while (!mStop) {
-        LiveSlot* slot = NextLive();
-        const bool board = BoardWaits();
-        if (mUntold && !HoldsBack(board, slot)) {
-            TellWindow(lock);
-        } else if (board) {
+        if (BoardWaits()) {
             DecodeBoard(lock);
-        } else if (slot) {
+        } else if (LiveSlot* slot = NextLive()) {
             DecodeLive(lock, *slot);
         } else {
             mIdle = true;
@@ -258,16 +252,8 @@ void EventQueue::DecodeLoop()
     }
 }
 
-/// Pictures of several senders that come together are shown together: what is ready waits for small ones.
-bool EventQueue::HoldsBack(bool board, const LiveSlot* next) const
-{
-    return !board && next && next->fresh->event.jpeg.size() <= kSmallPicture &&
-           std::chrono::steady_clock::now() - mUntoldSince < kShownTogether;
-}
-
 void EventQueue::TellWindow(std::unique_lock<std::mutex>& lock)
 {
-    mUntold = false;
     lock.unlock();
     mWake();
     lock.lock();
@@ -303,7 +289,7 @@ void EventQueue::DecodeLive(std::unique_lock<std::mutex>& lock, LiveSlot& slot)
     if (waiting.event.entry < mOldest) return;
     slot.decoded = std::move(waiting);
     slot.picture = std::move(picture);
-    if (!std::exchange(mUntold, true)) mUntoldSince = std::chrono::steady_clock::now();
+    TellWindow(lock);
 }
 
 PicturePtr EventQueue::Decode(const LinkEvent& event)

@@ -99,7 +99,6 @@ private:
     LiveSlot* NextLive() const;
     bool BoardWaits() const;
     bool WorkForIdle() const;
-    bool HoldsBack(bool board, const LiveSlot* next) const;
     void TellWindow(std::unique_lock<std::mutex>& lock);
     void DecodeLoop();
     void DecodeBoard(std::unique_lock<std::mutex>& lock);
@@ -114,9 +113,7 @@ private:
     mutable std::mutex mMutex;
     std::condition_variable mWork;
     bool mStop = false;
-    bool mIdle = false;                                    // the decoding thread waits for work
-    bool mUntold = false;                                  // a live picture is ready and the window not told
-    std::chrono::steady_clock::time_point mUntoldSince{};  // when the first of them was
+    bool mIdle = false;  // the decoding thread waits for work
     quint64 mArrivals = 0;
     quint64 mOldest = 0;  // entries below are gone
     std::deque<Waiting> mTalk, mBoard;
