@@ -65,8 +65,7 @@ zephyl::Place Forged(Run& run, const zephyl::Place& own, const zephyl::Place& ot
     return forged;
 }
 
-// --- the bytes of a connection, as somebody on the road has them
-// ---------------------------------------------
+// --- the bytes of a connection, as somebody on the road has them -----------------------------------------
 
 /// Sends these bytes as a connection of their own. True: the service has ended it before it was silent so
 /// long.

@@ -4,9 +4,9 @@
 
 #include <QHash>
 #include <atomic>
-#include <chrono>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <chrono>
 #include <thread>
 
 #include "service/link/answer.h"

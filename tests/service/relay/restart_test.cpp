@@ -126,7 +126,7 @@ TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
 TEST_P(RestartTest, TimesBeginAnew)
 {
     using std::chrono::steady_clock;
-    options.times.grace = std::chrono::milliseconds(300);
+    options.times.grace = std::chrono::seconds(1);
     options.budgets.codesPerAccount = options.budgets.codesPerAddress = 0;
     auto bob = In("bob");
     Place bobs = place;
@@ -149,7 +149,7 @@ TEST_P(RestartTest, TimesBeginAnew)
     EXPECT_EQ(alice->Enter("Room1", false, alices.meeting()).place().seat(), alices.seat());
     alice->Kill();
     while (bob->Presence() != "Alice 0") continue;
-    options.times.away = std::chrono::milliseconds(300);
+    options.times.away = std::chrono::seconds(1);
     again();
     bob->Leave();
     auto carol = LoggedIn("carol");  // the code is in use until Alice's place is gone
