@@ -339,6 +339,7 @@ void Session::ReportRead()
     header.mutable_read()->set_board(marks.board);
     header.mutable_read()->set_live_bytes(live);
     mConnection->Control(header);
+    if (mBoardToCome > 0) ShowStanding();
 }
 
 }  // namespace zephyl::link
