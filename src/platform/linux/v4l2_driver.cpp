@@ -3,20 +3,25 @@
 #include <fcntl.h>
 #include <libv4l2.h>
 #include <linux/videodev2.h>
+#include <poll.h>
 #include <sys/mman.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <set>
+#include <utility>
 
 #include "platform/linux/i420.h"
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
 constexpr unsigned kBufferCount = 4;
+constexpr int kMostMisses = 16;   // frames in a row that the driver could not deliver
+constexpr auto kSettled = 300ms;  // a slider that is dragged asks for many rates
 
 /// ioctl that goes on after a signal.
 template <class T>
@@ -45,6 +50,38 @@ bool CanStream(int descriptor)
     const quint32 able =
         capability.capabilities & V4L2_CAP_DEVICE_CAPS ? capability.device_caps : capability.capabilities;
     return (able & V4L2_CAP_VIDEO_CAPTURE) && (able & V4L2_CAP_STREAMING);
+}
+
+/// The library turns most of what cameras give into I420, but not everything.
+bool CanDeliverI420(int descriptor)
+{
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    if (Control(descriptor, VIDIOC_G_FMT, &format) < 0) return false;
+    format.fmt.pix.pixelformat = V4L2_PIX_FMT_YUV420;
+    return Control(descriptor, VIDIOC_TRY_FMT, &format) == 0 &&
+           format.fmt.pix.pixelformat == V4L2_PIX_FMT_YUV420;
+}
+
+/// Several programs may open a camera; only one gets its buffers.
+bool IsFree(int descriptor)
+{
+    v4l2_requestbuffers request{};
+    request.count = 1;
+    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    request.memory = V4L2_MEMORY_MMAP;
+    if (Control(descriptor, VIDIOC_REQBUFS, &request) < 0) return errno != EBUSY;
+    request.count = 0;
+    Control(descriptor, VIDIOC_REQBUFS, &request);
+    return true;
+}
+
+/// Whether a frame waits, or the reason why none will. To ask for a frame in vain is an error that the
+/// library writes to the terminal.
+bool HasNews(int descriptor)
+{
+    pollfd one{descriptor, POLLIN, 0};
+    return poll(&one, 1, 0) > 0;
 }
 
 quint32 ToPixelFormat(quint32 compression)
@@ -82,12 +119,20 @@ std::unique_ptr<V4l2Driver> V4l2Driver::Open(const QString& path, QString& troub
         return nullptr;
     }
     std::unique_ptr<V4l2Driver> driver(new V4l2Driver(descriptor, path));
-    if (CanStream(descriptor) && driver->ReadFormat()) return driver;
-    trouble = u"%1 delivers no video."_s.arg(path);
+    if (!CanStream(descriptor) || !CanDeliverI420(descriptor) || !driver->ReadFormat())
+        trouble = u"%1 delivers no video."_s.arg(path);
+    else if (!IsFree(descriptor))
+        trouble = OpenTrouble(path, EBUSY);
+    else
+        return driver;
     return nullptr;
 }
 
-V4l2Driver::V4l2Driver(int descriptor, const QString& path) : mDescriptor(descriptor), mPath(path) {}
+V4l2Driver::V4l2Driver(int descriptor, const QString& path) : mDescriptor(descriptor), mPath(path)
+{
+    mRestart.setSingleShot(true);
+    QObject::connect(&mRestart, &QTimer::timeout, &mRestart, [this] { Restart(); });
+}
 
 V4l2Driver::~V4l2Driver()
 {
@@ -148,24 +193,32 @@ bool V4l2Driver::SetFormat(const CameraFormat& wanted)
     const bool taken = Control(mDescriptor, VIDIOC_S_FMT, &format) == 0 && ReadFormat();
     mTrouble = taken ? QString() : OpenTrouble(mPath, errno);
     if (taken && wanted.compression == kIYUV && mFormat.compression == kI420) mFormat.compression = kIYUV;
-    if (wasStreaming) StartStream();
+    if (wasStreaming) Restart();  // with another size the camera has forgotten its rate
     return taken;
 }
 
 void V4l2Driver::Run(bool on, std::chrono::milliseconds interval)
 {
+    const bool another = std::exchange(mInterval, interval) != interval;
+    if (!on) return StopStream();
+    if (!mStreaming) return Restart();
+    if (another) mRestart.start(kSettled);
+}
+
+/// Takes a camera a tenth of a second and more, and it takes another rate at no other time.
+void V4l2Driver::Restart()
+{
     StopStream();
-    if (!on) return;
-    AskForRate(interval);
+    AskForRate();
     StartStream();
 }
 
 /// A wish only: what the camera delivers beyond it is dropped here.
-void V4l2Driver::AskForRate(std::chrono::milliseconds interval)
+void V4l2Driver::AskForRate()
 {
     v4l2_streamparm parameters{};
     parameters.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    parameters.parm.capture.timeperframe = {quint32(std::max<qint64>(interval.count(), 1)), 1000};
+    parameters.parm.capture.timeperframe = {quint32(std::max<qint64>(mInterval.count(), 1)), 1000};
     Control(mDescriptor, VIDIOC_S_PARM, &parameters);
 }
 
@@ -200,6 +253,7 @@ bool V4l2Driver::MapBuffers(unsigned count)
 
 void V4l2Driver::StopStream()
 {
+    mRestart.stop();
     mNotifier.reset();
     mReady = -1;
     mFresh = false;
@@ -217,18 +271,23 @@ void V4l2Driver::StopStream()
 
 void V4l2Driver::TakeReady()
 {
-    for (;;) {
+    while (HasNews(mDescriptor)) {
         v4l2_buffer buffer = MappedBuffer(0);
-        if (Control(mDescriptor, VIDIOC_DQBUF, &buffer) < 0) {
-            if (errno != EAGAIN) Fail(u"The camera %1 has been unplugged."_s.arg(mPath));
-            return;
-        }
+        if (Control(mDescriptor, VIDIOC_DQBUF, &buffer) < 0) return Miss(errno);
         if (buffer.index >= mBuffers.size()) return Fail(u"The camera %1 stopped working."_s.arg(mPath));
+        mMisses = 0;
         if (mReady >= 0) GiveBack(unsigned(mReady));
         mReady = int(buffer.index);
         mReadyBytes = std::min<size_t>(buffer.bytesused, mBuffers[buffer.index].size);
         mFresh = !(buffer.flags & V4L2_BUF_FLAG_ERROR);
     }
+}
+
+/// A frame that was lost on the way is none of the user's business; a camera without frames is.
+void V4l2Driver::Miss(int error)
+{
+    if (error == ENODEV || error == ENXIO) return Fail(u"The camera %1 has been unplugged."_s.arg(mPath));
+    if (error != EAGAIN && ++mMisses >= kMostMisses) Fail(u"The camera %1 stopped working."_s.arg(mPath));
 }
 
 bool V4l2Driver::GiveBack(unsigned index)
@@ -244,13 +303,13 @@ QByteArray V4l2Driver::Newest()
     return Packed(static_cast<const uchar*>(mBuffers[size_t(mReady)].data), mReadyBytes);
 }
 
-/// Rows of a camera may be padded; those of a frame are not.
+/// Rows of a camera may be padded and its frames cut short; what is handed out is neither.
 QByteArray V4l2Driver::Packed(const uchar* data, size_t used) const
 {
-    const bool yuv = mFormat.compression == kI420 || mFormat.compression == kIYUV;
-    if (!yuv || mRowBytes <= mFormat.width) return {reinterpret_cast<const char*>(data), qsizetype(used)};
-    const int chromaRows = (mFormat.height + 1) / 2, chromaWidth = (mFormat.width + 1) / 2;
-    if (used < size_t(mRowBytes) * size_t(mFormat.height) + size_t(mRowBytes / 2) * size_t(chromaRows) * 2)
+    if (mFormat.compression != kI420 && mFormat.compression != kIYUV) return {};
+    const int rowBytes = std::max(mRowBytes, mFormat.width), chromaRowBytes = (rowBytes + 1) / 2;
+    const int chromaRows = 2 * ((mFormat.height + 1) / 2), chromaWidth = (mFormat.width + 1) / 2;
+    if (used < size_t(rowBytes) * size_t(mFormat.height) + size_t(chromaRowBytes) * size_t(chromaRows))
         return {};
     QByteArray packed;
     packed.reserve(I420Size(mFormat.width, mFormat.height));
@@ -258,8 +317,8 @@ QByteArray V4l2Driver::Packed(const uchar* data, size_t used) const
         for (int row = 0; row < rows; ++row, data += stride)
             packed.append(reinterpret_cast<const char*>(data), width);
     };
-    append(mFormat.height, mRowBytes, mFormat.width);
-    append(2 * chromaRows, mRowBytes / 2, chromaWidth);
+    append(mFormat.height, rowBytes, mFormat.width);
+    append(chromaRows, chromaRowBytes, chromaWidth);
     return packed;
 }
 

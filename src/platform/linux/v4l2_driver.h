@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QSocketNotifier>
+#include <QTimer>
 #include <memory>
 
 #include "platform/linux/camera_driver.h"
@@ -31,11 +32,13 @@ private:
 
     V4l2Driver(int descriptor, const QString& path);
     bool ReadFormat();
-    void AskForRate(std::chrono::milliseconds interval);
+    void AskForRate();
     void StartStream();
     bool MapBuffers(unsigned count);
     void StopStream();
+    void Restart();
     void TakeReady();
+    void Miss(int error);
     bool GiveBack(unsigned index);
     QByteArray Packed(const uchar* data, size_t used) const;
     void Fail(const QString& what);
@@ -46,6 +49,9 @@ private:
     int mRowBytes = 0;  // of the first plane
     std::vector<Buffer> mBuffers;
     bool mStreaming = false;
+    std::chrono::milliseconds mInterval{0};  // wished for between two frames
+    QTimer mRestart;                         // for that wish
+    int mMisses = 0;
     int mReady = -1;  // the buffer with the newest frame; ours until the next one comes
     size_t mReadyBytes = 0;
     bool mFresh = false;  // that frame was not handed out yet
