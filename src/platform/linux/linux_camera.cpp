@@ -90,22 +90,31 @@ void LinuxCamera::SetLostCallback(std::function<void(const QString&)> callback)
     mOnLost = std::move(callback);
 }
 
+/// The next frame never moves away: whoever changes the rate again and again does not stop the preview.
 void LinuxCamera::Apply()
 {
+    const bool wasRunning = mTimer.isActive();
     mTimer.stop();
     if (!mDriver) return;
     const bool running = mPreview && mRate > 0ms;
     mDriver->Run(running, running ? mRate : 1000ms);
     if (!running) return;
-    mDue = std::chrono::steady_clock::now() + mRate;
-    mTimer.start(mRate);
+    const auto due = std::chrono::steady_clock::now() + mRate;
+    mDue = wasRunning ? std::min(mDue, due) : due;
+    WaitUntilDue();
+}
+
+void LinuxCamera::WaitUntilDue()
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(mDue - std::chrono::steady_clock::now());
+    mTimer.start(std::max(left, 0ms));
 }
 
 void LinuxCamera::ArmNext()
 {
-    const auto now = std::chrono::steady_clock::now();
-    mDue = std::max(mDue + mRate, now);  // keeps the cadence, but never runs after what was missed
-    mTimer.start(std::chrono::ceil<std::chrono::milliseconds>(mDue - now));
+    // keeps the cadence, but never runs after what was missed
+    mDue = std::max(mDue + mRate, std::chrono::steady_clock::now());
+    WaitUntilDue();
 }
 
 void LinuxCamera::Tick()

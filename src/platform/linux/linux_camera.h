@@ -32,6 +32,7 @@ private:
     void Apply();
     void Tick();
     void ArmNext();
+    void WaitUntilDue();
     void Lose(const QString& reason);
 
     Gate* mGate;
