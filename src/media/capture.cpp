@@ -152,7 +152,8 @@ bool InitDIB(ProcessState& state)
             return false;
         }
         CameraPort& camera = Camera(state);
-        camera.SetFormat(AsYuv(camera.Format()));
+        if (!camera.SetFormat(AsYuv(camera.Format())))
+            LogEvent(state, EventType::Information, camera.Trouble());
         const CameraFormat format = camera.Format();
         state.gCaptureIsYUV = true;
         state.gFrameEncoder->PrepareFrameFormat(format.width, format.height);
