@@ -421,6 +421,18 @@ void Desk::ReadTrace(int milliseconds)
     }
 }
 
+/// Whether the window of that line has become active, before its first painting or after it, or has closed.
+bool Desk::HadTheKeys(std::size_t dialog) const
+{
+    const QJsonValue name = mLines[dialog][u"name"_s];
+    for (std::size_t i = dialog + 1; i < mLines.size(); ++i)
+        if (mLines[i][u"name"_s] == name && mLines[i][u"event"_s] != u"controls"_s) return true;
+    for (std::size_t i = dialog; i-- > 0;)
+        if (mLines[i][u"name"_s] == name && mLines[i][u"event"_s] != u"controls"_s)
+            return mLines[i][u"event"_s] == u"active"_s;
+    return false;
+}
+
 const std::vector<QJsonObject>& Desk::Lines()
 {
     ReadTrace(0);
@@ -433,15 +445,17 @@ QJsonObject Desk::Wait(const char* event, const Match& match, int seconds)
     for (;;) {
         for (; mNext < mLines.size(); ++mNext) {
             const QJsonObject& line = mLines[mNext];
-            if (line.value(u"event"_s) == QLatin1String(event) && (!match || match(line))) {
-                ++mNext;
-                return line;
-            }
+            if (line.value(u"event"_s) != QLatin1String(event) || (match && !match(line))) continue;
+            if (line[u"activates"_s].toBool() && !HadTheKeys(mNext)) break;
+            ++mNext;
+            return line;
         }
         if (Clock::now() >= until) {
-            const QString last = mLines.empty() ? u"(none)"_s : QString::fromUtf8(Compact(mLines.back()));
+            QString last;  // a box traces what it says before its place
+            for (std::size_t i = std::max(mLines.size(), std::size_t(2)) - 2; i < mLines.size(); ++i)
+                last += QString::fromUtf8(Compact(mLines[i]));
             Fail(mName + u": no trace line \""_s + QLatin1String(event) +
-                 u"\" within %1 s; the last one: "_s.arg(seconds) + last);
+                 u"\" within %1 s; the last ones: "_s.arg(seconds) + last);
         }
         ReadTrace(200);
     }

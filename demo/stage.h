@@ -128,6 +128,7 @@ public:
     Child& Client() { return *mClient; }
 
     /// The next trace line of that event which matches; earlier ones are dropped. Throws after `seconds`.
+    /// A dialog counts when it has the keys, too: what was typed before that went nowhere.
     QJsonObject Wait(const char* event, const Match& match = {}, int seconds = 30);
     /// Everything traced so far, for questions afterwards.
     const std::vector<QJsonObject>& Lines();
@@ -155,6 +156,7 @@ public:
 
 private:
     void ReadTrace(int milliseconds);
+    bool HadTheKeys(std::size_t dialog) const;
     void Xdotool(const QStringList& arguments);
 
     QString mName, mHome, mTracePipe, mLogs;

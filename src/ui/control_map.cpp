@@ -43,7 +43,10 @@ public:
             TraceEvent(mState, "dialog",
                        {{u"name"_s, mWindow->objectName()},
                         {u"title"_s, mWindow->windowTitle()},
+                        {u"activates"_s, !mWindow->testAttribute(Qt::WA_ShowWithoutActivating)},
                         {u"controls"_s, ControlPlaces(*mWindow)}});
+        } else if (own && event->type() == QEvent::WindowActivate) {
+            TraceEvent(mState, "active", {{u"name"_s, mWindow->objectName()}});
         } else if (own && event->type() == QEvent::Hide && !event->spontaneous() && mShown) {
             mShown = false;
             TraceEvent(mState, "dialog_closed", {{u"name"_s, mWindow->objectName()}});

@@ -10,7 +10,8 @@ struct ProcessState;
 /// pixels.
 QJsonObject ControlPlaces(const QWidget& window);
 
-/// From now on `window` traces "dialog" {name, title, controls} when it is first painted after a showing,
-/// "controls" {name, controls} when they have moved, and "dialog_closed" {name}. Does nothing without a
-/// trace. Call once for each window; the window owns what this makes.
+/// From now on `window` traces "dialog" {name, title, activates, controls} when it is first painted after a
+/// showing, "active" {name} when the window manager gives it the keys, "controls" {name, controls} when they
+/// have moved, and "dialog_closed" {name}. Does nothing without a trace. Call once for each window; the
+/// window owns what this makes.
 void TraceWindow(ProcessState& state, QWidget* window);
