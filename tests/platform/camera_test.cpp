@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QBuffer>
 #include <QCoreApplication>
@@ -111,9 +112,12 @@ TEST_F(CameraTest, ReadsY4mAndMjpegInALoopAroundDamage)
         EXPECT_EQ(frames[0].bytes, frames[2].bytes);
         EXPECT_EQ(frames[1].bytes, frames[3].bytes);
     }
-    camera.Choose(u"file:"_s + dir.filePath(u"missing"_s));
-    EXPECT_FALSE(camera.Open(1));
-    EXPECT_FALSE(camera.Trouble().isEmpty());
+    mkfifo(qPrintable(dir.filePath(u"pipe"_s)), 0600);
+    for (const QString& name : {u"missing"_s, u"pipe"_s, u"."_s}) {
+        camera.Choose(u"file:"_s + dir.filePath(name));
+        EXPECT_FALSE(camera.Open(1));
+        EXPECT_FALSE(camera.Trouble().isEmpty());
+    }
 }
 
 TEST_F(CameraTest, ScalesToTheFormatAndKeepsColours)

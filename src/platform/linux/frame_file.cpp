@@ -1,5 +1,7 @@
 #include "platform/linux/frame_file.h"
 
+#include <QFileInfo>
+
 #include "platform/linux/mjpeg_file.h"
 #include "platform/linux/y4m_file.h"
 
@@ -19,6 +21,8 @@ OpenedFrameFile Refused(const QString& path, const QString& why)
 
 OpenedFrameFile OpenFrameFile(const QString& path)
 {
+    const QFileInfo info(path);  // opening a named pipe would wait for its other end
+    if (info.exists() && !info.isFile()) return Refused(path, u"it is no file"_s);
     auto file = std::make_unique<QFile>(path);
     if (!file->open(QIODevice::ReadOnly)) return Refused(path, file->errorString());
     const QByteArray line = file->readLine(kLongestHeader);
