@@ -30,18 +30,27 @@ qint32 Number(ProcessState& state, const SettingKey& key)
     return RoundedNumber(NumberSetting(state, key), key.key);
 }
 
-/// A setting that a control or the encoder shows: outside its range the default stands, and the log says so.
-qint32 NumberWithin(ProcessState& state, const SettingKey& key, qint32 low, qint32 high, qint32 fallback)
+qint32 StoredQuality(ProcessState& state)
 {
-    const qint32 value = Number(state, key);
-    if (value >= low && value <= high) return value;
+    const qint32 quality = Number(state, keys::kImageQuality);
+    if (quality >= 1 && quality <= kImageQualityTop) return quality;
     LogEvent(state, EventType::Warning,
-             u"\"%1\" is %2, outside %3 to %4; %5 is used"_s.arg(QLatin1String(key.key))
-                 .arg(value)
-                 .arg(low)
-                 .arg(high)
-                 .arg(fallback));
-    return fallback;
+             u"\"Image Quality\" is %1, outside 1 to %2; %3 is used"_s.arg(quality)
+                 .arg(kImageQualityTop)
+                 .arg(kImageQualityDefault));
+    return kImageQualityDefault;
+}
+
+/// It need not be one that the slider can show.
+qint32 StoredFrameRate(ProcessState& state)
+{
+    const qint32 rate = Number(state, keys::kFrameRate);
+    if (rate != ShownFrameRate(state))
+        LogEvent(state, EventType::Warning,
+                 u"\"Frame Rate\" is %1; the slider ends at %2 and shows %3"_s.arg(rate)
+                     .arg(kFrameRateTop)
+                     .arg(ShownFrameRate(state)));
+    return rate;
 }
 
 std::chrono::milliseconds IntervalOf(ProcessState& state, qint32 rate)
@@ -91,7 +100,7 @@ void OnLost(ProcessState& state, const QString& reason)
 
 void StartPreview(ProcessState& state, CameraPort& camera)
 {
-    camera.SetPreviewRate(IntervalOf(state, Number(state, keys::kFrameRate)));
+    camera.SetPreviewRate(IntervalOf(state, StoredFrameRate(state)));
     camera.SetPreview(true);
     camera.SetLostCallback([&state](const QString& reason) { OnLost(state, reason); });
     camera.SetFrameCallback([&state](const CameraFrame& frame) { OnFrame(state, frame); });
@@ -100,8 +109,7 @@ void StartPreview(ProcessState& state, CameraPort& camera)
 void SettleEncoder(ProcessState& state)
 {
     if (!state.gFrameEncoder) state.gFrameEncoder = state.gMessenger->MakeFrameEncoder();
-    state.gFrameEncoder->SetQuality(
-        qint16(NumberWithin(state, keys::kImageQuality, 1, 100, kImageQualityDefault)));
+    state.gFrameEncoder->SetQuality(qint16(StoredQuality(state)));
 }
 
 bool HttpChosen(ProcessState& state)
@@ -158,12 +166,17 @@ bool InitDIB(ProcessState& state)
         state.gCaptureIsYUV = true;
         state.gFrameEncoder->PrepareFrameFormat(format.width, format.height);
         if (MediaScreen* screen = Screen(state)) {
-            screen->SetFrameRateSlider(
-                NumberWithin(state, keys::kFrameRate, 0, kFrameRateTop, kFrameRateDefault));
+            screen->SetFrameRateSlider(ShownFrameRate(state));
             screen->SetFormatCaption(ResolutionCaption(format));
         }
         return true;
     });
+}
+
+int ShownFrameRate(ProcessState& state)
+{
+    const double rate = RoundHalfEven(NumberSetting(state, keys::kFrameRate));
+    return rate >= 0 && rate <= kFrameRateTop ? int(rate) : kFrameRateDefault;
 }
 
 void MyFrameCallback(ProcessState& state, const CameraFrame& frame)

@@ -11,6 +11,8 @@ struct CameraFrame;
 bool InitCamera(ProcessState& state);
 /// Makes gFrameEncoder, gives it the quality, and settles format, slider and caption. Right after InitCamera.
 bool InitDIB(ProcessState& state);
+/// The setting "Frame Rate" as sldFPS shows it: the default where the slider does not reach.
+int ShownFrameRate(ProcessState& state);
 /// Every captured frame: sends it to each item of gUsers while the own video is on.
 void MyFrameCallback(ProcessState& state, const CameraFrame& frame);
 /// EndProgram's part: callback off, preview off, close, in that order. Each step runs for itself.

@@ -10,6 +10,7 @@ inline constexpr int kFrameRateDefault = 5;
 inline constexpr int kFrameRateTop = 24;     // the slider's end
 inline constexpr int kHttpFrameRateTop = 5;  // polling carries no more
 inline constexpr int kImageQualityDefault = 65;
+inline constexpr int kImageQualityTop = 100;  // the encoder's end; the slider's is 99
 
 /// Nearest integer, ties to even. Throws std::runtime_error naming `what` beyond 32 bits.
 qint32 RoundedNumber(double value, const char* what);

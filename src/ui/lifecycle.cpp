@@ -15,8 +15,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kFastestFrameRate = 24;
-
 void LoadVoice(ProcessState& state, MediaControls& media)
 {
     media.EnableTalk(VoktalEnabled(state));
@@ -25,19 +23,11 @@ void LoadVoice(ProcessState& state, MediaControls& media)
     StartVoktal(state);
 }
 
-int StoredFrameRate(ProcessState& state)
-{
-    const double rate = RoundHalfEven(NumberSetting(state, keys::kFrameRate));
-    if (rate >= 0 && rate <= kFastestFrameRate) return int(rate);
-    LogEvent(state, EventType::Warning, u"Frame Rate %1 is outside 0..24, 5 is used"_s.arg(rate));
-    return QLatin1String(keys::kFrameRate.fallback).toInt();
-}
-
 void LoadVideo(ProcessState& state, MediaControls& media)
 {
     state.gCameraReady = InitCamera(state);
     InitDIB(state);
-    media.SetFrameRateSlider(StoredFrameRate(state));
+    media.SetFrameRateSlider(ShownFrameRate(state));
     if (!state.gFrameEncoder) throw std::runtime_error("the service gave no encoder for pictures");
     media.SetQualitySlider(state.gFrameEncoder->Quality());
 }
