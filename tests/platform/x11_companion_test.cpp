@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -95,8 +97,14 @@ TEST_F(X11CompanionTest, StartsTheProgramBesideOursHiddenOrShown)
 {
     VoiceAddParticipant(state, u"a"_s, u"bob"_s);  // not installed: nothing happens, nothing is said
     EXPECT_TRUE(prompts.boxes.isEmpty());
-    ASSERT_TRUE(QFile::link(stage::Programs() + u"/x11_double"_s, folder / "Voktal"));
     qputenv("DISPLAY", desk.Display().toLatin1());
+    prctl(PR_SET_CHILD_SUBREAPER, 1);  // one that ends at once, and whose end nobody asks for
+    ASSERT_TRUE(QFile::link(u"/bin/true"_s, folder / "Voktal"));
+    StartVoktal(state);
+    siginfo_t ended;
+    ASSERT_EQ(waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), 0);
+    ASSERT_TRUE(QFile::remove(folder / "Voktal"));
+    ASSERT_TRUE(QFile::link(stage::Programs() + u"/x11_double"_s, folder / "Voktal"));
     for (const char* hide : {"1", "0"}) {
         Set("Hide Voktal", hide);
         StartVoktal(state);

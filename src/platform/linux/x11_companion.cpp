@@ -1,6 +1,8 @@
 #include "platform/linux/x11_companion.h"
 
-#include <signal.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -17,7 +19,10 @@ X11Companion::X11Companion(const QString& folder, const QByteArray& display)
 {
 }
 
-X11Companion::~X11Companion() = default;
+X11Companion::~X11Companion()
+{
+    Forget();
+}
 
 bool X11Companion::Ready()
 {
@@ -29,7 +34,7 @@ bool X11Companion::Ready()
 bool X11Companion::Running()
 {
     const bool found = Ready() && Find() != 0;
-    if (found) mStarted = 0;  // it has arrived; when its window goes, so does it
+    if (found) Forget();  // it has arrived; when its window goes, so does it
     return found;
 }
 
@@ -55,16 +60,32 @@ bool X11Companion::IsCompanion(xcb_window_t window)
            mConnection->Bytes(window, "WM_NAME") == "Voktal";
 }
 
+void X11Companion::Forget()
+{
+    if (mStarted >= 0) close(mStarted);
+    mStarted = -1;
+}
+
+/// Its number would not do: that stays in use until somebody has asked how the process ended, and can then
+/// become another's.
+bool X11Companion::OnItsWay() const
+{
+    pollfd ended{mStarted, POLLIN, 0};
+    return mStarted >= 0 && poll(&ended, 1, 0) == 0;
+}
+
 void X11Companion::Start(CompanionShow show)
 {
-    if (mStarted > 0 && kill(pid_t(mStarted), 0) == 0) return;  // on its way; its window will come
+    if (OnItsWay()) return;  // its window will come
+    Forget();
     QProcess companion;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"VOKTAL_SHOW"_s, show == CompanionShow::Hidden ? u"0"_s : u"5"_s);
     companion.setProcessEnvironment(environment);
     companion.setProgram(mFolder + u"/Voktal"_s);
     companion.setStandardInputFile(QProcess::nullDevice());
-    if (!companion.startDetached(&mStarted)) mStarted = 0;
+    qint64 process = 0;
+    if (companion.startDetached(&process)) mStarted = int(syscall(SYS_pidfd_open, pid_t(process), 0));
 }
 
 bool X11Companion::Send(int number, const QByteArray& text)

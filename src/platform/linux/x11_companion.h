@@ -23,10 +23,12 @@ private:
     bool Ready();
     xcb_window_t Find();
     bool IsCompanion(xcb_window_t window);
+    bool OnItsWay() const;
+    void Forget();
 
     QString mFolder;
     QByteArray mDisplay;
     std::shared_ptr<X11Connection> mConnection;
     xcb_window_t mWindow = 0;  // where it was last
-    qint64 mStarted = 0;       // its process until its window was seen; 0: none
+    int mStarted = -1;         // a pidfd of its process until its window was seen; -1: none
 };
