@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/text_rules.h"
+
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(1);
@@ -91,20 +93,37 @@ xcb_atom_t X11Connection::Atom(const QByteArray& name)
     return made ? mAtoms[name] = made->atom : xcb_atom_t(XCB_ATOM_NONE);
 }
 
+/// Null when there is none of that format.
+XReply<xcb_get_property_reply_t> X11Connection::Property(xcb_window_t window, const char* property,
+                                                         int format)
+{
+    auto reply = Answer<xcb_get_property_reply_t>(
+        xcb_get_property(mConnection, 0, window, Atom(property), XCB_ATOM_ANY, 0, kLongestProperty / 4));
+    if (reply && reply->format != format) reply.reset();
+    return reply;
+}
+
 QByteArray X11Connection::Bytes(xcb_window_t window, const char* property)
 {
-    const auto reply = Answer<xcb_get_property_reply_t>(
-        xcb_get_property(mConnection, 0, window, Atom(property), XCB_ATOM_ANY, 0, kLongestProperty / 4));
-    if (!reply || reply->format != 8) return {};
+    const auto reply = Property(window, property, 8);
+    if (!reply) return {};
     return {static_cast<const char*>(xcb_get_property_value(reply.get())),
             xcb_get_property_value_length(reply.get())};
 }
 
+QString X11Connection::Text(xcb_window_t window, const char* property)
+{
+    const auto reply = Property(window, property, 8);
+    if (!reply) return {};
+    const QByteArrayView bytes(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                               xcb_get_property_value_length(reply.get()));
+    return reply->type == Atom("UTF8_STRING") ? Utf8Text(bytes) : QString::fromLatin1(bytes);
+}
+
 std::vector<quint32> X11Connection::Numbers(xcb_window_t window, const char* property)
 {
-    const auto reply = Answer<xcb_get_property_reply_t>(
-        xcb_get_property(mConnection, 0, window, Atom(property), XCB_ATOM_ANY, 0, kLongestProperty / 4));
-    if (!reply || reply->format != 32) return {};
+    const auto reply = Property(window, property, 32);
+    if (!reply) return {};
     std::vector<quint32> numbers(size_t(xcb_get_property_value_length(reply.get())) / 4);
     if (!numbers.empty())
         std::memcpy(numbers.data(), xcb_get_property_value(reply.get()), numbers.size() * 4);

@@ -5,6 +5,7 @@
 #include <xcb/xcb.h>
 
 #include <QByteArray>
+#include <QString>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -47,6 +48,8 @@ public:
     /// A property as 32-bit numbers or as bytes; empty when there is none of that kind.
     std::vector<quint32> Numbers(xcb_window_t window, const char* property);
     QByteArray Bytes(xcb_window_t window, const char* property);
+    /// A property as text: UTF-8 where its type says so, else Latin-1.
+    QString Text(xcb_window_t window, const char* property);
     /// Children, the topmost last.
     std::vector<xcb_window_t> Children(xcb_window_t window);
     /// Tells the root (and so the window manager) about `window`.
@@ -55,6 +58,7 @@ public:
 private:
     explicit X11Connection(xcb_connection_t* connection, xcb_screen_t* screen);
     void* Wait(unsigned sequence);
+    XReply<xcb_get_property_reply_t> Property(xcb_window_t window, const char* property, int format);
     bool SawError();
 
     xcb_connection_t* mConnection;

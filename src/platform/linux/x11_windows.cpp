@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "base/text_rules.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -108,9 +110,10 @@ bool X11Windows::IsOwnProcessWindow(xcb_window_t window)
 
 QString X11Windows::Title(xcb_window_t window)
 {
-    QString title = QString::fromUtf8(mConnection->Bytes(window, "_NET_WM_NAME"));
-    if (title.isEmpty()) title = QString::fromLatin1(mConnection->Bytes(window, "WM_NAME"));
+    QString title = Utf8Text(mConnection->Bytes(window, "_NET_WM_NAME"));
+    if (title.isEmpty()) title = mConnection->Text(window, "WM_NAME");
     title.truncate(kLongestTitle);
+    if (!title.isEmpty() && title.back().isHighSurrogate()) title.chop(1);
     const qsizetype end = title.indexOf(QChar(0));
     return end < 0 ? title : title.left(end);
 }
