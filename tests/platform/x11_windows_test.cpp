@@ -92,6 +92,11 @@ TEST_F(X11WindowsTest, CapturesTheFrameAsTheScreenShowsItCutToTheScreen)
     Pixels first = windows.Capture(red.id);
     EXPECT_GT(first.height, 100);  // with its title bar
     EXPECT_EQ(Pixel(first, first.width / 2, first.height - 50), 0xff0000u);
+    desk.Run(u"xprop"_s, {u"-id"_s, QString::number(red.id), u"-f"_s, u"_GTK_FRAME_EXTENTS"_s, u"32c"_s,
+                          u"-set"_s, u"_GTK_FRAME_EXTENTS"_s, u"10,20,30,40"_s});
+    const Pixels unshadowed = windows.Capture(red.id);
+    EXPECT_EQ(QSize(unshadowed.width, unshadowed.height), QSize(170, 30));  // shadows show other windows
+    desk.Run(u"xprop"_s, {u"-id"_s, QString::number(red.id), u"-remove"_s, u"_GTK_FRAME_EXTENTS"_s});
 
     const Pixels second = windows.Capture(red.id);
     EXPECT_NE(first.data, second.data);  // the first one is still held

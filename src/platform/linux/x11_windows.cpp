@@ -13,7 +13,8 @@ namespace {
 
 constexpr qsizetype kLongestTitle = 1024;
 constexpr int kDeepestNesting = 64;  // windows above a window; a bound for a tree that changes meanwhile
-constexpr quint32 kFromUser = 2;     // the source that window managers obey at once
+constexpr quint32 kWidestMargin = 1000;
+constexpr quint32 kFromUser = 2;  // the source that window managers obey at once
 
 }  // namespace
 
@@ -171,19 +172,38 @@ void X11Windows::RaiseNormal(WindowId id)
     mConnection->Settle();
 }
 
-/// Where the window with its frame lies on the screen; empty when it has gone or lies outside.
+/// Where a window with its border lies on the screen; empty when it has gone.
+QRect X11Windows::Place(xcb_window_t window)
+{
+    const auto size =
+        mConnection->Answer<xcb_get_geometry_reply_t>(xcb_get_geometry(mConnection->Raw(), window));
+    const auto at = mConnection->Answer<xcb_translate_coordinates_reply_t>(
+        xcb_translate_coordinates(mConnection->Raw(), window, mConnection->Screen().root, 0, 0));
+    if (!size || !at) return {};
+    const int border = size->border_width;
+    return QRect(at->dst_x, at->dst_y, size->width, size->height).adjusted(-border, -border, border, border);
+}
+
+/// A property of four widths: left, right, top, bottom.
+std::optional<QMargins> X11Windows::Margins(xcb_window_t window, const char* property)
+{
+    std::vector<quint32> widths = mConnection->Numbers(window, property);
+    if (widths.size() != 4) return std::nullopt;
+    for (quint32& width : widths) width = std::min(width, kWidestMargin);
+    return QMargins(int(widths[0]), int(widths[2]), int(widths[1]), int(widths[3]));
+}
+
+/// Where the window with its frame lies on the screen; empty when it has gone or lies outside. The room for
+/// grips that some frames have around them, and for shadows that some windows have, shows other windows: it
+/// does not count.
 QRect X11Windows::OnScreen(xcb_window_t window)
 {
-    const auto root = mConnection->Answer<xcb_get_geometry_reply_t>(xcb_get_geometry(
-        mConnection->Raw(), mConnection->Screen().root));  // the screen may have been resized
-    if (!root) return {};
-    const QRect screen(0, 0, root->width, root->height);
+    const QRect screen = Place(mConnection->Screen().root);  // it may have been resized
     if (window == mConnection->Screen().root) return screen;
-    const auto frame = mConnection->Answer<xcb_get_geometry_reply_t>(
-        xcb_get_geometry(mConnection->Raw(), OutermostParent(window)));
-    if (!frame) return {};
-    const int borders = 2 * frame->border_width;
-    return QRect(frame->x, frame->y, frame->width + borders, frame->height + borders) & screen;
+    QRect area = Place(OutermostParent(window)) & screen;
+    if (const auto frame = Margins(window, "_NET_FRAME_EXTENTS")) area &= Place(window) + *frame;
+    if (const auto shadow = Margins(window, "_GTK_FRAME_EXTENTS")) area &= Place(window) - *shadow;
+    return area;
 }
 
 Pixels X11Windows::Capture(WindowId id)

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QMargins>
 #include <QRect>
 #include <QString>
 #include <memory>
+#include <optional>
 
 #include "platform/linux/x11_capture.h"
 #include "platform/linux/x11_connection.h"
@@ -36,6 +38,8 @@ private:
     bool IsOwnProcessWindow(xcb_window_t window);
     QString Title(xcb_window_t window);
     xcb_window_t OutermostParent(xcb_window_t window);
+    QRect Place(xcb_window_t window);
+    std::optional<QMargins> Margins(xcb_window_t window, const char* property);
     QRect OnScreen(xcb_window_t window);
     bool ManagerKnows(const char* request);
 
