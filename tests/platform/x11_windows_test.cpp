@@ -73,8 +73,16 @@ TEST_F(X11WindowsTest, ListsOthersTopmostFirstAndRaises)
     EXPECT_TRUE(UntilListed({u"blue"_s}));
     EXPECT_TRUE(windows.Exists(red.id));
     EXPECT_TRUE(windows.Capture(red.id).IsNull());
-    windows.RaiseNormal(red.id);  // "normal" is neither minimised nor hidden
+    windows.RaiseNormal(red.id);  // "normal" is neither minimised nor hidden ...
     EXPECT_TRUE(UntilListed({u"red"_s, u"blue"_s}));
+    const auto asker = X11Connection::Open(desk.Display().toLatin1());
+    asker->TellRoot(
+        red.id, "_NET_WM_STATE",
+        {1, asker->Atom("_NET_WM_STATE_MAXIMIZED_VERT"), asker->Atom("_NET_WM_STATE_MAXIMIZED_HORZ"), 2, 0});
+    asker->Settle();
+    EXPECT_TRUE(desk.Until([&] { return windows.Capture(red.id).width == 640; }));
+    windows.RaiseNormal(red.id);  // ... nor maximised
+    EXPECT_TRUE(desk.Until([&] { return windows.Capture(red.id).width < 300; }));
 
     red.process.reset();
     EXPECT_TRUE(desk.Until([&] { return !windows.Exists(red.id); }));

@@ -15,6 +15,7 @@ constexpr qsizetype kLongestTitle = 1024;
 constexpr int kDeepestNesting = 64;  // windows above a window; a bound for a tree that changes meanwhile
 constexpr quint32 kWidestMargin = 1000;
 constexpr quint32 kFromUser = 2;  // the source that window managers obey at once
+constexpr quint32 kRemove = 0;    // of _NET_WM_STATE
 
 }  // namespace
 
@@ -160,6 +161,10 @@ void X11Windows::RaiseNormal(WindowId id)
 {
     if (!Ready() || id == 0 || id == mConnection->Screen().root) return;
     const auto window = xcb_window_t(id);
+    if (ManagerKnows("_NET_WM_STATE"))
+        mConnection->TellRoot(window, "_NET_WM_STATE",
+                              {kRemove, mConnection->Atom("_NET_WM_STATE_MAXIMIZED_VERT"),
+                               mConnection->Atom("_NET_WM_STATE_MAXIMIZED_HORZ"), kFromUser, 0});
     if (ManagerKnows("_NET_ACTIVE_WINDOW")) {
         mConnection->TellRoot(window, "_NET_ACTIVE_WINDOW", {kFromUser, XCB_CURRENT_TIME, 0, 0, 0});
     } else {
