@@ -134,8 +134,28 @@ TEST(X11WindowsBare, WorksWithoutAWindowManager)
     X11Windows windows(QString(), desk.Display().toLatin1());
     auto red = desk.Open(u"x"_s, u"red"_s, {10, 20, 30, 40}, u"ff0000"_s);
     ASSERT_TRUE(desk.Until([&] { return windows.TopLevel().size() == 1; }));
-    EXPECT_EQ(windows.TopLevel()[0].id, red.id);
+    EXPECT_EQ(xcb_window_t(windows.TopLevel()[0].id), red.id);
     windows.RaiseNormal(red.id);
-    EXPECT_EQ(windows.Foreground(), red.id);
+    EXPECT_EQ(xcb_window_t(windows.Foreground()), red.id);
     EXPECT_EQ(windows.Capture(red.id).width, 30);
+
+    // One of the old kind gives a nameless frame and a mark; one that died has left its list behind.
+    xcb_connection_t* manager = desk.Raw();
+    const auto names = X11Connection::Open(desk.Display().toLatin1());
+    const xcb_window_t frame = xcb_generate_id(manager);
+    const quint32 normal[] = {1, 0};
+    xcb_create_window(manager, XCB_COPY_FROM_PARENT, frame, names->Screen().root, 200, 100, 60, 70, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, names->Screen().root_visual, 0, nullptr);
+    xcb_reparent_window(manager, red.id, frame, 5, 20);
+    xcb_map_window(manager, frame);
+    xcb_change_property(manager, XCB_PROP_MODE_REPLACE, red.id, names->Atom("WM_STATE"),
+                        names->Atom("WM_STATE"), 32, 2, normal);
+    xcb_change_property(manager, XCB_PROP_MODE_REPLACE, names->Screen().root,
+                        names->Atom("_NET_CLIENT_LIST_STACKING"), XCB_ATOM_WINDOW, 32, 1, &frame);
+    xcb_flush(manager);
+    ASSERT_TRUE(desk.Until([&] { return windows.Capture(red.id).width == 60; }));
+    windows.RaiseNormal(red.id);
+    ASSERT_EQ(windows.TopLevel().size(), 1u);
+    EXPECT_EQ(windows.TopLevel()[0].title, u"red"_s);
+    EXPECT_EQ(windows.Foreground(), windows.TopLevel()[0].id);
 }

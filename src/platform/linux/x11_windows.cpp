@@ -4,6 +4,7 @@
 #include <xcb/res.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/text_rules.h"
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr qsizetype kLongestTitle = 1024;
 constexpr int kDeepestNesting = 64;  // windows above a window; a bound for a tree that changes meanwhile
+constexpr int kFrameDepth = 3;       // levels of a window manager's frame, its client's included
 constexpr quint32 kWidestMargin = 1000;
 constexpr quint32 kFromUser = 2;  // the source that window managers obey at once
 constexpr quint32 kRemove = 0;    // of _NET_WM_STATE
@@ -69,10 +71,35 @@ std::vector<WindowInfo> X11Windows::TopLevel()
 std::vector<xcb_window_t> X11Windows::TopmostFirst()
 {
     const xcb_window_t root = mConnection->Screen().root;
-    std::vector<xcb_window_t> windows = mConnection->Numbers(root, "_NET_CLIENT_LIST_STACKING");
-    if (windows.empty()) windows = mConnection->Children(root);
+    std::vector<xcb_window_t> windows;
+    if (Managed()) windows = mConnection->Numbers(root, "_NET_CLIENT_LIST_STACKING");
+    if (windows.empty())
+        for (const xcb_window_t window : mConnection->Children(root)) windows.push_back(ClientIn(window));
     std::ranges::reverse(windows);
     return windows;
+}
+
+/// A window manager that died leaves its announcements behind; its own window goes with it.
+bool X11Windows::Managed()
+{
+    const auto manager = mConnection->Numbers(mConnection->Screen().root, "_NET_SUPPORTING_WM_CHECK");
+    return !manager.empty() && mConnection->Numbers(manager[0], "_NET_SUPPORTING_WM_CHECK") == manager;
+}
+
+/// The program's own window inside a frame, which every window manager marks with WM_STATE; where there is
+/// none, the outermost itself.
+xcb_window_t X11Windows::ClientIn(xcb_window_t outermost)
+{
+    std::vector<xcb_window_t> level{outermost};
+    for (int depth = 0; depth < kFrameDepth; ++depth) {
+        std::vector<xcb_window_t> below;
+        for (const xcb_window_t window : level) {
+            if (!mConnection->Numbers(window, "WM_STATE").empty()) return window;
+            std::ranges::copy(mConnection->Children(window), std::back_inserter(below));
+        }
+        level = std::move(below);
+    }
+    return outermost;
 }
 
 bool X11Windows::CanBeShared(xcb_window_t window)
@@ -130,12 +157,25 @@ bool X11Windows::Exists(WindowId id)
 WindowId X11Windows::Foreground()
 {
     if (!Ready()) return 0;
-    const std::vector<quint32> active =
-        mConnection->Numbers(mConnection->Screen().root, "_NET_ACTIVE_WINDOW");
-    if (!active.empty()) return active[0];
+    std::vector<quint32> active;
+    if (Managed()) active = mConnection->Numbers(mConnection->Screen().root, "_NET_ACTIVE_WINDOW");
+    return active.empty() ? Focused() : active[0];
+}
+
+/// Where the keys go, when nobody announces it. They may follow the pointer.
+xcb_window_t X11Windows::Focused()
+{
     const auto focus =
         mConnection->Answer<xcb_get_input_focus_reply_t>(xcb_get_input_focus(mConnection->Raw()));
-    return focus && focus->focus > XCB_INPUT_FOCUS_POINTER_ROOT ? OutermostParent(focus->focus) : 0;
+    if (!focus || focus->focus == XCB_INPUT_FOCUS_NONE) return XCB_NONE;
+    xcb_window_t outermost = XCB_NONE;
+    if (focus->focus != XCB_INPUT_FOCUS_POINTER_ROOT) {
+        outermost = OutermostParent(focus->focus);
+    } else if (const auto pointer = mConnection->Answer<xcb_query_pointer_reply_t>(
+                   xcb_query_pointer(mConnection->Raw(), mConnection->Screen().root))) {
+        outermost = pointer->child;
+    }
+    return outermost == XCB_NONE ? XCB_NONE : ClientIn(outermost);
 }
 
 xcb_window_t X11Windows::OutermostParent(xcb_window_t window)
@@ -152,7 +192,7 @@ xcb_window_t X11Windows::OutermostParent(xcb_window_t window)
 
 bool X11Windows::ManagerKnows(const char* request)
 {
-    return HasAtom(mConnection->Screen().root, "_NET_SUPPORTED", request);
+    return Managed() && HasAtom(mConnection->Screen().root, "_NET_SUPPORTED", request);
 }
 
 /// The window manager restores, raises and activates; the window is in front only as long as the user leaves

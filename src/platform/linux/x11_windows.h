@@ -31,13 +31,16 @@ public:
 
 private:
     bool Ready() const;
+    bool Managed();
     std::vector<xcb_window_t> TopmostFirst();
+    xcb_window_t ClientIn(xcb_window_t outermost);
     bool CanBeShared(xcb_window_t window);
     bool IsViewable(xcb_window_t window);
     bool HasAtom(xcb_window_t window, const char* property, const char* value);
     bool IsOwnProcessWindow(xcb_window_t window);
     QString Title(xcb_window_t window);
     xcb_window_t OutermostParent(xcb_window_t window);
+    xcb_window_t Focused();
     QRect Place(xcb_window_t window);
     std::optional<QMargins> Margins(xcb_window_t window, const char* property);
     QRect OnScreen(xcb_window_t window);
