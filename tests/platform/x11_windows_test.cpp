@@ -18,6 +18,10 @@ struct X11WindowsTest : testing::Test {
         for (const WindowInfo& window : windows.TopLevel()) titles += window.title;
         return titles;
     }
+    bool UntilInFront(xcb_window_t window)
+    {
+        return desk.Until([&] { return xcb_window_t(windows.Foreground()) == window; });
+    }
     bool UntilListed(const QStringList& titles)
     {
         return desk.Until([&] { return Titles() == titles; });
@@ -63,11 +67,11 @@ TEST_F(X11WindowsTest, ListsOthersTopmostFirstAndRaises)
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
     xcb_map_window(own, mine);
     xcb_flush(own);
-    ASSERT_TRUE(desk.Until([&] { return windows.Foreground() == mine; }));
+    ASSERT_TRUE(UntilInFront(mine));
     EXPECT_EQ(Titles(), QStringList({u"blue"_s, u"red"_s}));
 
     windows.RaiseNormal(red.id);
-    EXPECT_TRUE(desk.Until([&] { return windows.Foreground() == red.id; }));
+    EXPECT_TRUE(UntilInFront(red.id));
     EXPECT_TRUE(UntilListed({u"red"_s, u"blue"_s}));
     desk.Run(u"xdotool"_s, {u"windowminimize"_s, QString::number(red.id)});
     EXPECT_TRUE(UntilListed({u"blue"_s}));
@@ -84,8 +88,14 @@ TEST_F(X11WindowsTest, ListsOthersTopmostFirstAndRaises)
     windows.RaiseNormal(red.id);  // ... nor maximised
     EXPECT_TRUE(desk.Until([&] { return windows.Capture(red.id).width < 300; }));
 
+    const WindowId chosen = windows.TopLevel()[0].id;
+    EXPECT_TRUE(windows.Exists(chosen));
     red.process.reset();
     EXPECT_TRUE(desk.Until([&] { return !windows.Exists(red.id); }));
+    auto next = desk.Open(u"x"_s, u"next"_s, {0, 0, 50, 50}, u"00ff00"_s, true);
+    EXPECT_EQ(next.id, red.id);  // the server gives the number again
+    EXPECT_TRUE(windows.Exists(next.id) && !windows.Exists(chosen));
+    next.process.reset();
     EXPECT_TRUE(windows.Capture(red.id).IsNull());
     windows.RaiseNormal(red.id);
     EXPECT_TRUE(UntilListed({u"blue"_s}));

@@ -64,7 +64,7 @@ std::vector<WindowInfo> X11Windows::TopLevel()
     if (!Ready()) return {};
     std::vector<WindowInfo> windows;
     for (const xcb_window_t window : TopmostFirst())
-        if (CanBeShared(window)) windows.push_back({window, Title(window)});
+        if (CanBeShared(window)) windows.push_back({Id(window), Title(window)});
     return windows;
 }
 
@@ -123,18 +123,28 @@ bool X11Windows::HasAtom(xcb_window_t window, const char* property, const char* 
     return std::ranges::find(atoms, mConnection->Atom(value)) != atoms.end();
 }
 
-/// The server knows the process of each local client; what windows say of themselves may be missing.
+/// What windows say of themselves may be missing.
 bool X11Windows::IsOwnProcessWindow(xcb_window_t window)
 {
     const std::vector<quint32> said = mConnection->Numbers(window, "_NET_WM_PID");
-    if (!said.empty()) return pid_t(said[0]) == getpid();
+    return pid_t(said.empty() ? Process(window) : said[0]) == getpid();
+}
+
+/// As the server knows it of each local client; 0: not known.
+quint32 X11Windows::Process(xcb_window_t window)
+{
     const xcb_res_client_id_spec_t whose{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
     const auto reply = mConnection->Answer<xcb_res_query_client_ids_reply_t>(
         xcb_res_query_client_ids(mConnection->Raw(), 1, &whose));
-    if (!reply) return false;
+    if (!reply) return 0;
     const auto ids = xcb_res_query_client_ids_ids_iterator(reply.get());
-    return ids.rem > 0 && xcb_res_client_id_value_value_length(ids.data) > 0 &&
-           pid_t(*xcb_res_client_id_value_value(ids.data)) == getpid();
+    const bool known = ids.rem > 0 && xcb_res_client_id_value_value_length(ids.data) > 0;
+    return known ? *xcb_res_client_id_value_value(ids.data) : 0;
+}
+
+WindowId X11Windows::Id(xcb_window_t window)
+{
+    return window == XCB_NONE ? 0 : WindowId(Process(window)) << 32 | window;
 }
 
 QString X11Windows::Title(xcb_window_t window)
@@ -150,8 +160,11 @@ QString X11Windows::Title(xcb_window_t window)
 bool X11Windows::Exists(WindowId id)
 {
     if (id == 0 || !Ready()) return false;
+    const auto window = xcb_window_t(id);
+    const auto process = quint32(id >> 32);
     return mConnection->Answer<xcb_get_window_attributes_reply_t>(
-               xcb_get_window_attributes(mConnection->Raw(), xcb_window_t(id))) != nullptr;
+               xcb_get_window_attributes(mConnection->Raw(), window)) &&
+           (process == 0 || process == Process(window));
 }
 
 WindowId X11Windows::Foreground()
@@ -159,7 +172,7 @@ WindowId X11Windows::Foreground()
     if (!Ready()) return 0;
     std::vector<quint32> active;
     if (Managed()) active = mConnection->Numbers(mConnection->Screen().root, "_NET_ACTIVE_WINDOW");
-    return active.empty() ? Focused() : active[0];
+    return Id(active.empty() ? Focused() : active[0]);
 }
 
 /// Where the keys go, when nobody announces it. They may follow the pointer.
@@ -199,7 +212,7 @@ bool X11Windows::ManagerKnows(const char* request)
 /// it there, nothing keeps it on top.
 void X11Windows::RaiseNormal(WindowId id)
 {
-    if (!Ready() || id == 0 || id == mConnection->Screen().root) return;
+    if (!Exists(id) || id == mConnection->Screen().root) return;
     const auto window = xcb_window_t(id);
     if (ManagerKnows("_NET_WM_STATE"))
         mConnection->TellRoot(window, "_NET_WM_STATE",

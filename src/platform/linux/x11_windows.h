@@ -14,7 +14,9 @@
 /// are the environment's XDG_SESSION_TYPE and WAYLAND_DISPLAY.
 QString WhyWindowsAreHidden(const QString& sessionType, const QString& waylandDisplay);
 
-/// Windows of an X11 desktop, as its window manager announces them; without one, what lies on the screen.
+/// Windows of an X11 desktop, as its window manager announces them; where none does, what lies on the screen.
+/// An id is the window's number and, in its upper half, that of the process, where the server knows it: the
+/// numbers of closed windows go to whatever is started next.
 class X11Windows final : public WindowsPort {
 public:
     /// Connects at the first call. `hidden`: see WhyWindowsAreHidden. `display` as in DISPLAY, "": that one.
@@ -38,6 +40,8 @@ private:
     bool IsViewable(xcb_window_t window);
     bool HasAtom(xcb_window_t window, const char* property, const char* value);
     bool IsOwnProcessWindow(xcb_window_t window);
+    quint32 Process(xcb_window_t window);
+    WindowId Id(xcb_window_t window);
     QString Title(xcb_window_t window);
     xcb_window_t OutermostParent(xcb_window_t window);
     xcb_window_t Focused();
