@@ -5,6 +5,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
 
+#include "reliability/guessers.h"
 #include "reliability/judge.h"
 #include "service/relay/raw_client.h"
 
@@ -16,11 +17,6 @@ namespace {
 namespace asio = boost::asio;
 using asio::ip::tcp;
 using zephyl::RawClient;
-
-std::string Address(int number)
-{
-    return "127.1." + std::to_string(number / 200) + "." + std::to_string(1 + number % 200);
-}
 
 std::unique_ptr<RawClient> From(const Daemon& daemon, const std::string& address)
 {
@@ -38,34 +34,10 @@ void SideBySide(int count, Work work)
 
 // --- passwords -------------------------------------------------------------------------------------------
 
-struct Guesses {
-    std::atomic<int> accepted{0}, hashed{0}, later{0}, unanswered{0};
-    void Count(zephyl::Result result)
-    {
-        ++(result == zephyl::RESULT_OK ? accepted : result == zephyl::RESULT_WRONG ? hashed : later);
-    }
-};
-
-void GuessPasswords(const Daemon& daemon, const std::string& address, int tries, Guesses& guesses)
-{
-    std::unique_ptr<RawClient> client;
-    for (int i = 0; i < tries; ++i) {
-        try {
-            if (i % 10 == 0 || !client) client = From(daemon, address);
-            // Of accounts that there are, and of others.
-            const std::string handle = i % 2 ? "c" + std::to_string(i % 8) : "nobody" + std::to_string(i);
-            guesses.Count(client->Login(handle, "guess " + std::to_string(i), 7).result());
-        } catch (const std::exception&) {
-            client = nullptr;
-            ++guesses.unanswered;
-        }
-    }
-}
-
-bool LogsIn(const Daemon& daemon)
+bool LogsIn(const Daemon& daemon, const std::string& address)
 {
     try {
-        return From(daemon, "127.9.9.9")->Login("c8", "secret", 9).result() == zephyl::RESULT_OK;
+        return From(daemon, address)->Login("c8", "secret", 9).result() == zephyl::RESULT_OK;
     } catch (const std::exception&) {
         return false;
     }
@@ -75,25 +47,30 @@ void WrongLogins(Run& run, Outcome& outcome)
 {
     const int addresses = run.Form(10, 200), tries = 50;
     Daemon daemon(9, {}, zephyl::HashCost{});
-    Guesses guesses;
     std::atomic<bool> over{false};
     std::vector<double> waits;
     std::thread honest([&] {
         do {
+            const std::string address = Address(1000 + int(waits.size()));  // never seen before
             const Time begun = Clock::now();
-            while (!LogsIn(daemon) && Since(begun) < 20'000) Sleep(100);  // "later" is a try more
+            while (!LogsIn(daemon, address) && Since(begun) < 20'000) Sleep(100);  // "later" is a try more
             waits.push_back(Since(begun));
             Sleep(100);
         } while (!over);
     });
-    SideBySide(addresses, [&](int i) { GuessPasswords(daemon, Address(i), tries, guesses); });
+    const Time begun = Clock::now();
+    const Guesses guesses =
+        GuessPasswords(daemon, addresses, tries, std::chrono::milliseconds(run.Form(100, 1000)));
+    const double lasted = Since(begun);
     over = true;
     honest.join();
     const int all = addresses * tries;
     const double slowest = *std::max_element(waits.begin(), waits.end());
     outcome.Figure(
-        u"%1 wrong logins from %2 addresses: %3 accepted, %4 hashed, %5 told to wait, %6 closed"_s.arg(all)
+        u"%1 wrong logins from %2 addresses within %3: %4 accepted, %5 hashed, %6 told to wait, %7 closed"_s
+            .arg(all)
             .arg(addresses)
+            .arg(Milliseconds(lasted))
             .arg(guesses.accepted)
             .arg(guesses.hashed)
             .arg(guesses.later)

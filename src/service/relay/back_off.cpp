@@ -40,15 +40,28 @@ void BackOff::Right(const std::string& account, const std::string& address)
 {
     const std::lock_guard lock(mMutex);
     mAccounts.erase(account);
+    mTurnedAway.erase(address);
     const auto at = mAddresses.find(address);
     if (at != mAddresses.end() && at->second.failures > 0) --at->second.failures;
 }
 
-bool BackOff::Suspected(const std::string& address)
+void BackOff::TurnedAway(const std::string& address, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);
-    const auto at = mAddresses.find(address);
-    return at != mAddresses.end() && at->second.failures > 1;
+    Forget(mTurnedAway, now);
+    Record& record = mTurnedAway[address];
+    ++record.failures;
+    record.last = now;
+}
+
+BackOff::Blame BackOff::Lately(const std::string& account, const std::string& address, Clock::time_point now)
+{
+    const std::lock_guard lock(mMutex);
+    const auto failures = [now](const Records& records, const std::string& name) {
+        const auto at = records.find(name);
+        return at == records.end() || now - at->second.last > kMemory ? 0 : at->second.failures;
+    };
+    return {failures(mAddresses, address) + failures(mTurnedAway, address), failures(mAccounts, account)};
 }
 
 void BackOff::Count(Record& record, int free, std::size_t wrong, Clock::time_point now)

@@ -3,6 +3,7 @@
 // out for good. Any thread.
 
 #include <chrono>
+#include <compare>
 #include <mutex>
 #include <string>
 #include <unordered_map>
@@ -20,8 +21,16 @@ public:
     void Wrong(const std::string& account, const std::string& address, const std::string& password,
                Clock::time_point now);
     void Right(const std::string& account, const std::string& address);
-    /// Wrong passwords came from there lately, and not just one.
-    bool Suspected(const std::string& address);
+    /// Too many waited, so this one was not looked at. Who asks again at once is behind those who do not.
+    void TurnedAway(const std::string& address, Clock::time_point now);
+    /// What speaks against an attempt: wrong passwords lately, and for the address how often it was turned
+    /// away since it was right. Less is better, and the address says more than the account, which is at the
+    /// mercy of others.
+    struct Blame {
+        int ofAddress = 0, ofAccount = 0;
+        auto operator<=>(const Blame&) const = default;
+    };
+    Blame Lately(const std::string& account, const std::string& address, Clock::time_point now);
 
 private:
     struct Record {
@@ -31,10 +40,11 @@ private:
     };
     using Records = std::unordered_map<std::string, Record>;
     static void Count(Record& record, int free, std::size_t wrong, Clock::time_point now);
-    void Forget(Records& records, Clock::time_point now);
+    static void Forget(Records& records, Clock::time_point now);
 
     std::mutex mMutex;
     Records mAccounts, mAddresses;
+    Records mTurnedAway;  // addresses; apart, so that no flood without hashes makes the others forgotten
     std::size_t mSalt =
         std::hash<const void*>()(this) ^ static_cast<std::size_t>(Clock::now().time_since_epoch().count());
 };

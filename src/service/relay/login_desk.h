@@ -1,13 +1,15 @@
 #pragma once
-// Checks passwords beside the io threads: a small pool with a short queue. Logins of one handle are
-// answered in the order in which they came. Any thread may ask.
+// Checks passwords beside the io threads: a small pool with a short queue. Who has not been wrong lately and
+// does not press is served before those who guess, and puts them out when the queue is full; among equals the
+// newest comes first, so a crowd that came before does not decide how long somebody waits. Logins of one
+// handle are answered in the order in which they came. Any thread may ask.
 
 #include <boost/asio/thread_pool.hpp>
-#include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
+#include <set>
 #include <string>
-#include <unordered_map>
 
 #include "service/relay/accounts.h"
 #include "service/relay/back_off.h"
@@ -29,17 +31,28 @@ public:
     LoginDesk(Accounts& accounts, bool registers, HashCost cost);
     ~LoginDesk();
 
-    /// `done` runs on a thread of the pool, or at once on the caller's when the answer needs no hash.
+    /// `done` runs on a thread of the pool, or on that of a caller when the answer needs no hash.
     void Check(const std::string& handle, const std::string& password, const std::string& address,
                std::function<void(LoginVerdict)> done);
     /// Runs short work on the database beside the io threads.
     void Run(std::function<void()> work);
 
 private:
-    bool Queue(const std::string& key, bool suspected, std::function<void()> check);
-    void Finished(const std::string& key, bool suspected);
-    LoginVerdict Decide(const std::string& handle, const std::string& key, const std::string& password);
-    LoginVerdict Register(const std::string& handle, const std::string& key, const std::string& password);
+    struct Asked {
+        std::string handle, key, password, address;
+        std::function<void(LoginVerdict)> done;
+        BackOff::Clock::time_point since = BackOff::Clock::now();
+    };
+    using Waiting = std::list<Asked>;  // in the order in which they came
+
+    BackOff::Blame BlameOf(const Asked& asked);
+    Waiting Queue(Asked asked);
+    void GiveWork();
+    Waiting::iterator Next();
+    Waiting::iterator Last();
+    void Answer(const Asked& asked);
+    LoginVerdict Decide(const Asked& asked);
+    LoginVerdict Register(const Asked& asked);
 
     Accounts& mAccounts;
     const bool mRegisters;
@@ -47,9 +60,8 @@ private:
     const std::string mNobody;  // a hash that fits nothing: unknown handles cost the same
     BackOff mBackOff;
     std::mutex mMutex;
-    std::unordered_map<std::string, std::deque<std::function<void()>>> mByHandle;  // the first one is at work
-    int mWaiting = 0;
-    int mSuspected = 0;  // of them
+    Waiting mWaiting;
+    std::set<std::string> mAtWork;  // keys of those whom the workers have
     boost::asio::thread_pool mPool;
 };
 

@@ -1,13 +1,8 @@
-// Accounts: whose name is whose, and what a kill leaves behind.
+// Accounts: whose name is whose.
 
 #include "service/relay/accounts.h"
 
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <fstream>
 
 #include "service/relay/handle_rules.h"
 #include "service/relay/passwords.h"
@@ -82,38 +77,6 @@ TEST(Passwords, AreSuchAsEveryClientCanSend)
         EXPECT_FALSE(PasswordFault(usable)) << usable;
     for (const char* refused : {"", " front", "back ", "tab\t", "\xD0\xBF\xD0\xB0", "\xFF", "\xC2\x80"})
         EXPECT_TRUE(PasswordFault(refused)) << refused;
-}
-
-// Each change is told to the parent after the call returned; then the child is killed at some moment.
-TEST(AccountStore, KeepsEveryAnsweredChangeThroughAKill)
-{
-    const TemporaryFolder folder;
-    int answered = 0;
-    for (int round = 0; round < 5; ++round) {
-        int pipe[2];
-        ASSERT_EQ(::pipe(pipe), 0);
-        const pid_t child = ::fork();
-        if (child == 0) {
-            Accounts accounts(folder.path);
-            for (int i = answered;; ++i) {
-                accounts.Add("user" + std::to_string(i), "hash", "");
-                if (::write(pipe[1], &i, sizeof i) < 0) ::_exit(1);
-            }
-        }
-        ::close(pipe[1]);
-        int last = -1;
-        while (last < answered + 20 * (round + 1) && ::read(pipe[0], &last, sizeof last) == sizeof last) {
-        }
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-        while (::read(pipe[0], &last, sizeof last) == sizeof last) {
-        }
-        ::close(pipe[0]);
-        const Accounts accounts(folder.path);
-        for (int i = 0; i <= last; ++i) ASSERT_TRUE(accounts.Find("user" + std::to_string(i))) << i;
-        answered = static_cast<int>(accounts.List().size());
-        EXPECT_LE(answered, last + 2);  // at most the one that was under way
-    }
 }
 
 }  // namespace

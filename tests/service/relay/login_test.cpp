@@ -1,6 +1,11 @@
 // Who gets in, and what ends a session.
 
+#include <atomic>
+#include <latch>
+#include <semaphore>
+
 #include "service/relay/admin_socket.h"
+#include "service/relay/login_desk.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -43,6 +48,43 @@ TEST_P(RelayTest, SlowsGuessersDownAndForgivesARepeatedOldPassword)
     EXPECT_EQ(last, RESULT_LATER);
     EXPECT_EQ(RawClient(relay->Port()).Login("carol", "secret", 1).result(),
               RESULT_OK);  // others are not concerned
+}
+
+TEST(LoginDesk, LetsAStrangerPassThoseWhoGuess)
+{
+    StartSodium();
+    TemporaryFolder folder;
+    Accounts accounts(folder.path);
+    accounts.Add("alice", HashPassword("secret", kCheapHash), "");
+    std::counting_semaphore<> answered(0);
+    std::latch guessed(1), over(1);
+    std::vector<std::string> served;
+    std::atomic<int> refused = 0;
+    LoginDesk desk(accounts, false, kCheapHash);
+    const auto ask = [&](const std::string& handle, const std::string& password, const std::string& address) {
+        desk.Check(handle, password, address, [&, handle](const LoginVerdict& verdict) {
+            if (verdict.result == RESULT_LATER)
+                ++refused;
+            else
+                served.push_back(handle + " " + std::to_string(verdict.result == RESULT_OK));
+            answered.release();
+        });
+    };
+    ask("nobody", "guess", "10.0.0.1");
+    answered.acquire();
+    desk.Run([&] { over.wait(); });  // one worker is left, so the order is certain
+    desk.Run([&] { guessed.wait(); });
+    for (int i = 0; i < 40; ++i) ask("nobody " + std::to_string(i), "guess", "10.0.0.1");
+    ask("alice", "guess", "10.0.0.1");
+    ask("alice", "secret", "10.0.0.2");
+    guessed.count_down();
+    for (int i = 0; i < 42; ++i) answered.acquire();
+    over.count_down();
+    EXPECT_EQ(refused, 42 - 2 - 32);
+    // Behind the two that the workers had; an older login of the same handle is answered first, and
+    // meanwhile the other worker takes the newest guess.
+    EXPECT_EQ(std::vector(served.begin() + 3, served.begin() + 6),
+              (std::vector<std::string>{"alice 0", "nobody 39 0", "alice 1"}));
 }
 
 TEST_P(RelayTest, ALoginElsewhereTakesOver)
