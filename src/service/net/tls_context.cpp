@@ -3,9 +3,10 @@
 #include <openssl/err.h>
 #include <openssl/sha.h>
 #include <openssl/ssl.h>
-#include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
 #include <array>
+#include <boost/asio/ip/address.hpp>
 #include <cstring>
 
 #include "service/net/tls_stream.h"
@@ -59,6 +60,18 @@ int MemoryCreate(BIO* bio)
 {
     BIO_set_init(bio, 1);
     return 1;
+}
+
+void NamePeer(SSL* ssl, const std::string& name)
+{
+    boost::system::error_code notAnAddress;
+    boost::asio::ip::make_address(name, notAnAddress);
+    if (!notAnAddress) {
+        X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), name.c_str());
+    } else {
+        SSL_set_tlsext_host_name(ssl, name.c_str());
+        SSL_set1_host(ssl, name.c_str());
+    }
 }
 
 }  // namespace
@@ -131,17 +144,24 @@ std::shared_ptr<TlsContext> TlsContext::Server(const std::filesystem::path& key,
 std::shared_ptr<TlsContext> TlsContext::Client()
 {
     std::shared_ptr<TlsContext> made(new TlsContext(false));
-    SSL_CTX_set_default_verify_paths(made->mContext);
     const std::string list = AlpnList();
     SSL_CTX_set_alpn_protos(made->mContext, reinterpret_cast<const unsigned char*>(list.data()),
                             static_cast<unsigned int>(list.size()));
     return made;
 }
 
-SSL* TlsContext::NewSsl() const
+SSL* TlsContext::NewSsl(const std::string& peer) const
 {
     SSL* ssl = SSL_new(mContext);
     if (!ssl) throw LastTlsError("no TLS state");
+    if (mServer) {
+        SSL_set_accept_state(ssl);
+        return ssl;
+    }
+    SSL_set_connect_state(ssl);
+    if (peer.empty()) return ssl;
+    std::call_once(mAuthorities, [this] { SSL_CTX_set_default_verify_paths(mContext); });
+    NamePeer(ssl, peer);
     return ssl;
 }
 

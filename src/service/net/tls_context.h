@@ -1,9 +1,10 @@
 #pragma once
 // TLS 1.3 settings of one end, and keys as fingerprints. OpenSSL types stay out of this header but for
-// forward declarations. A context is immutable once made: any thread.
+// forward declarations. Any thread.
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 
@@ -37,11 +38,11 @@ public:
     TlsContext(const TlsContext&) = delete;
     TlsContext& operator=(const TlsContext&) = delete;
 
-    /// A new connection's TLS state. Throws TlsError.
-    SSL* NewSsl() const;
+    /// A new connection's TLS state. `peer`: the name or address that a client asked for, which the machine's
+    /// authorities have to vouch for; "": nobody asks. Throws TlsError.
+    SSL* NewSsl(const std::string& peer) const;
     /// How a stream's bytes reach OpenSSL: through the stream's memory, never through a socket.
     const BIO_METHOD* Memory() const { return mMemory; }
-    bool IsServer() const { return mServer; }
     /// Of the own certificate; "" for a client.
     const std::string& Fingerprint() const { return mFingerprint; }
 
@@ -51,6 +52,7 @@ private:
     BIO_METHOD* mMemory;
     bool mServer;
     std::string mFingerprint;
+    mutable std::once_flag mAuthorities;  // reading them takes 20 ms, so not before somebody needs them
 };
 
 }  // namespace zephyl

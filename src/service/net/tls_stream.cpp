@@ -3,7 +3,6 @@
 #include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
-#include <openssl/x509v3.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -35,18 +34,6 @@ constexpr int kUnsentBytes = 16 * 1024;            // in the kernel, before a so
     throw boost::system::system_error(asio::error::eof);
 }
 
-void NamePeer(SSL* ssl, const std::string& name)
-{
-    boost::system::error_code notAnAddress;
-    asio::ip::make_address(name, notAnAddress);
-    if (!notAnAddress) {
-        X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), name.c_str());
-    } else {
-        SSL_set_tlsext_host_name(ssl, name.c_str());
-        SSL_set1_host(ssl, name.c_str());
-    }
-}
-
 }  // namespace
 
 void PrepareSocket(asio::ip::tcp::socket& socket)
@@ -57,7 +44,7 @@ void PrepareSocket(asio::ip::tcp::socket& socket)
 }
 
 TlsStream::TlsStream(Socket socket, std::shared_ptr<const TlsContext> context, const std::string& serverName)
-    : mSocket(std::move(socket)), mContext(std::move(context)), mSsl(mContext->NewSsl())
+    : mSocket(std::move(socket)), mContext(std::move(context)), mSsl(mContext->NewSsl(serverName))
 {
     boost::system::error_code ignored;
     mSocket.non_blocking(true, ignored);
@@ -69,12 +56,6 @@ TlsStream::TlsStream(Socket socket, std::shared_ptr<const TlsContext> context, c
     }
     BIO_set_data(memory, this);
     SSL_set_bio(mSsl, memory, memory);
-    if (mContext->IsServer()) {
-        SSL_set_accept_state(mSsl);
-    } else {
-        SSL_set_connect_state(mSsl);
-        if (!serverName.empty()) NamePeer(mSsl, serverName);
-    }
 }
 
 TlsStream::~TlsStream()

@@ -101,6 +101,7 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
         Announce(*seat, kPresent);
     }
     EndOfTurn();
+    TrimLog();  // a newcomer begins where the board is kept, not where it was at the last tick
     const Sequences ends{mLog->State(CHANNEL_TALK).end, mLog->State(CHANNEL_BOARD).end};
     if (returns)
         seat->GoOnAt({enter.cursor().talk(), enter.cursor().board()});
