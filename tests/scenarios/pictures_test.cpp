@@ -1,7 +1,11 @@
 // Cameras, shared windows and what strangers send instead of pictures, at real windows through a real
 // service.
+#include <fcntl.h>
+
+#include <QDir>
 #include <QFile>
 #include <QRegularExpression>
+#include <algorithm>
 
 #include "scenarios/meeting_fixture.h"
 
@@ -33,6 +37,17 @@ protected:
                    (x < 0 || line[u"x"_s] == x);
         };
     }
+    /// What programs that it starts do not get: everything but the three standard files.
+    bool KeepsItsFiles(Desk& desk)
+    {
+        const QDir files(u"/proc/%1/fdinfo"_s.arg(desk.Client().Pid()));
+        static const QRegularExpression line(u"flags:\\s+(\\d+)"_s);
+        return std::ranges::all_of(files.entryList(QDir::Files), [&](const QString& name) {
+            QFile info(files.filePath(name));
+            return name.toInt() < 3 || !info.open(QIODevice::ReadOnly) ||
+                   line.match(QString::fromLatin1(info.readAll())).captured(1).toInt(nullptr, 8) & O_CLOEXEC;
+        });
+    }
     QString Write(const char* name, const QByteArray& bytes)
     {
         QFile file(folder / name);
@@ -58,6 +73,7 @@ TEST_F(Pictures, VideosAndASharedWindowReachEveryBoard)
     Script eve(service, folder, "eve", {u"--save"_s, folder / "saved"});
     Join(eve, u"eve"_s, u"Pictures1"_s);
     ann->Wait("attendee", Is("handle", u"eve"_s));
+    EXPECT_TRUE(KeepsItsFiles(*ann));
     PlaceVideo(*ann, 30, 40);
     PlaceVideo(*bob, 330, 40);
     for (Desk* desk : {ann.get(), bob.get()}) {

@@ -1,5 +1,6 @@
 #include "service/net/tls_stream.h"
 
+#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
@@ -39,6 +40,7 @@ constexpr int kUnsentBytes = 16 * 1024;            // in the kernel, before a so
 void PrepareSocket(asio::ip::tcp::socket& socket)
 {
     const int on = 1;
+    ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
     ::setsockopt(socket.native_handle(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     ::setsockopt(socket.native_handle(), IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kUnsentBytes, sizeof kUnsentBytes);
 }

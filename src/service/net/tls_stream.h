@@ -15,6 +15,7 @@
 namespace zephyl {
 
 /// No delay, and little unsent data in the kernel, so that what is urgent does not queue behind it.
+/// Programs that are started do not inherit it: they would hold the connection open after our end.
 /// A socket that refuses (already closed) is left as it is.
 void PrepareSocket(boost::asio::ip::tcp::socket& socket);
 
