@@ -127,9 +127,9 @@ asio::awaitable<void> Connection::WriteLoop()
         while (mOwner) {
             batch.clear();
             batch.swap(mUrgent);
-            mOwner->Fill(batch);
+            const SteadyClock::time_point again = mOwner->Fill(batch);
             if (batch.empty()) {
-                mWake.expires_at(SteadyClock::time_point::max());
+                mWake.expires_at(again);
                 co_await mWake.async_wait(kNoThrow);
                 continue;
             }

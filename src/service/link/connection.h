@@ -24,8 +24,9 @@ public:
     virtual ~ConnectionOwner() = default;
     /// Pings are answered already. Throwing WireError ends the connection.
     virtual void OnFrame(const FrameView& frame) = 0;
-    /// Appends what is to be sent, up to about a batch. Called when the socket is free.
-    virtual void Fill(std::string& batch) = 0;
+    /// Appends what is to be sent, up to about a batch. Called when the socket is free, again at the time
+    /// that it gives back, and after Wake.
+    virtual std::chrono::steady_clock::time_point Fill(std::string& batch) = 0;
     /// Once, when the connection ended by itself.
     virtual void OnLost(const std::string& reason) = 0;
 };

@@ -8,7 +8,20 @@ namespace zephyl::link {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::size_t kLiveShare = kBatchBytes / 5;
+constexpr double kOfTheLimit = 0.9;
+constexpr auto kLiveCredit = 500ms;  // what was not sent so long may follow at once; the service gives 2 s
+
+/// How long this one keeps the next waiting.
+Lanes::Clock::duration LiveCost(std::size_t bytes)
+{
+    const double seconds =
+        std::max(1.0 / double(kLiveFramesEachSecond), double(bytes) / double(kLiveBytesEachSecond));
+    return std::chrono::duration_cast<Lanes::Clock::duration>(
+        std::chrono::duration<double>(seconds / kOfTheLimit));
+}
 
 Header LiveHeader(const Outgoing& what, std::uint64_t frame)
 {
@@ -46,16 +59,17 @@ void Lanes::Reset()
     mLiveCutter.reset();
 }
 
-void Lanes::Fill(std::string& batch)
+Lanes::Clock::time_point Lanes::Fill(std::string& batch, Clock::time_point now)
 {
-    if (!mOpen) return;
-    const bool live = !mLiveWaiting.empty() || !mLiveGoing.empty();
+    if (!mOpen) return Clock::time_point::max();
+    const bool live = mLiveCutter || BeginLive(now);
     const std::size_t reliable = live ? kBatchBytes - kLiveShare : kBatchBytes;
     while (batch.size() < reliable &&
            (Step(mTalk, CHANNEL_TALK, batch) || Step(mBoard, CHANNEL_BOARD, batch))) {
     }
-    while (batch.size() < kBatchBytes && StepLive(batch)) {
+    while (batch.size() < kBatchBytes && StepLive(batch, now)) {
     }
+    return mLiveWaiting.empty() && mLiveGoing.empty() ? Clock::time_point::max() : mLiveDue;
 }
 
 bool Lanes::Step(Going& lane, Channel channel, std::string& batch)
@@ -71,21 +85,26 @@ bool Lanes::Step(Going& lane, Channel channel, std::string& batch)
     return true;
 }
 
-void Lanes::BeginLive()
+/// False: none waits, or it is too early.
+bool Lanes::BeginLive(Clock::time_point now)
 {
-    if (mLiveGoing.empty() && !mLiveWaiting.empty()) {
-        mLiveGoing = std::move(mLiveWaiting.begin()->second);
-        mLiveWaiting.erase(mLiveWaiting.begin());
+    if (now < mLiveDue || (mLiveGoing.empty() && mLiveWaiting.empty())) return false;
+    if (mLiveGoing.empty()) {
+        auto next = mLiveWaiting.upper_bound(mLiveType);
+        if (next == mLiveWaiting.end()) next = mLiveWaiting.begin();
+        mLiveType = next->first;
+        mLiveGoing = std::move(next->second);
+        mLiveWaiting.erase(next);
     }
-    if (!mLiveGoing.empty() && !mLiveCutter)
-        mLiveCutter.emplace(LiveHeader(mLiveGoing.back(), ++mLiveFrames), LANE_LIVE, *mLiveGoing.back().body,
-                            Way::Up);
+    const Outgoing& picture = mLiveGoing.back();
+    mLiveCutter.emplace(LiveHeader(picture, ++mLiveFrames), LANE_LIVE, *picture.body, Way::Up);
+    mLiveDue = std::max(mLiveDue, now - kLiveCredit) + LiveCost(picture.body->size());
+    return true;
 }
 
-bool Lanes::StepLive(std::string& batch)
+bool Lanes::StepLive(std::string& batch, Clock::time_point now)
 {
-    BeginLive();
-    if (!mLiveCutter) return false;
+    if (!mLiveCutter && !BeginLive(now)) return false;
     mLiveCutter->AppendNext(batch);
     if (mLiveCutter->Done()) {
         mLiveCutter.reset();

@@ -1,7 +1,8 @@
 #pragma once
-// What leaves next: talk, then board, one item at a time in each, and the newest live picture of each type,
-// which gets a fifth of a batch when it waits. Pure. Network thread.
+// What leaves next: talk, then board, one item at a time in each, and the newest live picture of each type in
+// turn, which gets a fifth of a batch when it waits. Pure. Network thread.
 
+#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -14,12 +15,15 @@ namespace zephyl::link {
 
 class Lanes {
 public:
+    using Clock = std::chrono::steady_clock;
+
     explicit Lanes(Outbox& outbox) : mOutbox(outbox) {}
 
     /// Takes the place of the one of its type that waits.
     void SetLive(Outgoing picture);
-    /// Appends frames up to about a batch.
-    void Fill(std::string& batch);
+    /// Appends frames up to about a batch. Live pictures stay a little below what the service takes, or it
+    /// would stop reading lines as well. The result: when one that waits may go; max: none waits.
+    Clock::time_point Fill(std::string& batch, Clock::time_point now);
     /// A new connection: whatever was half sent begins anew, live pictures are forgotten.
     void Reset();
     /// Posts leave only between Enter and Leave.
@@ -31,8 +35,8 @@ private:
         std::optional<ItemCutter> cutter;
     };
     bool Step(Going& lane, Channel channel, std::string& batch);
-    bool StepLive(std::string& batch);
-    void BeginLive();
+    bool StepLive(std::string& batch, Clock::time_point now);
+    bool BeginLive(Clock::time_point now);
 
     Outbox& mOutbox;
     Going mTalk, mBoard;
@@ -40,6 +44,8 @@ private:
     std::vector<Outgoing> mLiveGoing;                   // the last one is being cut
     std::optional<ItemCutter> mLiveCutter;
     std::uint64_t mLiveFrames = 0;
+    int mLiveType = 0;  // of the last one that began
+    Clock::time_point mLiveDue;
     bool mOpen = false;
 };
 

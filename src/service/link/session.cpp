@@ -317,9 +317,9 @@ void Session::SetLive(Outgoing picture)
     mConnection->Wake();
 }
 
-void Session::Fill(std::string& batch)
+Lanes::Clock::time_point Session::Fill(std::string& batch)
 {
-    mLanes.Fill(batch);
+    return mLanes.Fill(batch, Lanes::Clock::now());
 }
 
 void Session::ReportRead()

@@ -99,7 +99,7 @@ public:
     QString EndReason() const;
 
     void OnFrame(const FrameView& frame) override;
-    void Fill(std::string& batch) override;
+    std::chrono::steady_clock::time_point Fill(std::string& batch) override;
     void OnLost(const std::string& reason) override;
 
 private:

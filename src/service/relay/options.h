@@ -43,7 +43,7 @@ struct RelayBounds {
 struct RelayBudgets {
     std::size_t items = 60, itemsBurst = 300;  // lines, records, pictures
     std::size_t bytes = 2 << 20, bytesBurst = 16 << 20;
-    std::size_t liveFrames = 30, liveBytes = 4 << 20;
+    std::size_t liveFrames = kLiveFramesEachSecond, liveBytes = kLiveBytesEachSecond;
     // A minute.
     std::size_t codesPerAccount = 10, codesPerAddress = 60;  // that no meeting has
     std::size_t entries = 60;                                // into meetings, of one account

@@ -26,6 +26,10 @@ inline constexpr std::size_t kPictureBytes = 4 * 1024 * 1024;
 inline constexpr std::size_t kLiveFrameBytes = 512 * 1024;
 inline constexpr std::size_t kApplicationImageBytes = 4 * 1024 * 1024;
 
+// Live pictures of one session: what the service takes unless its operator says otherwise.
+inline constexpr std::size_t kLiveFramesEachSecond = 30;
+inline constexpr std::size_t kLiveBytesEachSecond = 4 * 1024 * 1024;
+
 // Queues.
 inline constexpr std::size_t kOutboxBytes = 32 * 1024 * 1024;
 inline constexpr std::size_t kBatchBytes = 64 * 1024;

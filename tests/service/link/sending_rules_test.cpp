@@ -165,12 +165,13 @@ TEST(Lanes, LinesOvertakeRecordsAndLivePicturesHaveTheirShare)
 {
     Outbox outbox;
     Lanes lanes(outbox);
+    auto now = std::chrono::steady_clock::now();
     std::string batch;
     outbox.Add(Text("[[ZUM_WB_PEN]]" + std::string(6 * kBodyBytes, '1')));
-    lanes.Fill(batch);
+    lanes.Fill(batch, now);
     EXPECT_EQ(batch, "");  // nobody has entered yet
     lanes.SetOpen(true);
-    lanes.Fill(batch);
+    lanes.Fill(batch, now);
     EXPECT_EQ(Lanes1(batch), "Bbbb");
 
     outbox.Add(Text("a line"));
@@ -180,15 +181,36 @@ TEST(Lanes, LinesOvertakeRecordsAndLivePicturesHaveTheirShare)
         lanes.SetLive(live);
     }
     batch.clear();
-    lanes.Fill(batch);
+    lanes.Fill(batch, now);
     EXPECT_EQ(Lanes1(batch), "TbbbL");
     EXPECT_TRUE(batch.ends_with("new"));  // the newest wins
 
     outbox.Resume(1, 0);
     lanes.Reset();
     batch.clear();
-    lanes.Fill(batch);
+    lanes.Fill(batch, now);
     EXPECT_EQ(Lanes1(batch), "Bbbb");  // after a cut the half record begins anew
+}
+
+TEST(Lanes, LivePicturesStayBelowWhatTheServiceTakesAndTakeTurns)
+{
+    Outbox outbox;
+    Lanes lanes(outbox);
+    lanes.SetOpen(true);
+    int sent[2] = {};
+    auto now = std::chrono::steady_clock::now(), due = now;
+    for (int i = 0; i < 10'000; ++i, now += std::chrono::milliseconds(1)) {
+        for (const int type : {0, 1}) {
+            Outgoing live = Text(type ? "window" : "camera");
+            live.picture = PictureShape{0, 0, type};
+            if (i % 41 == 0) lanes.SetLive(live);  // 24 a second
+        }
+        std::string batch;
+        if (i % 41 == 0 || due <= now) due = lanes.Fill(batch, now);
+        for (const int type : {0, 1}) sent[type] += batch.find(type ? "window" : "camera") != batch.npos;
+    }
+    EXPECT_LT(sent[0] + sent[1], 300);
+    EXPECT_GT(std::min(sent[0], sent[1]), 130);
 }
 
 TEST(Trust, IsSettledByAuthorityOrPinElseByAsking)
