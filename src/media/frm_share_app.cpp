@@ -10,10 +10,28 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// The first key chooses the first entry. By itself the toolkit marks that one without choosing it, and the
+/// key passes it by.
+class AppList final : public QListWidget {
+public:
+    using QListWidget::QListWidget;
+
+protected:
+    void focusInEvent(QFocusEvent* event) override
+    {
+        QListWidget::focusInEvent(event);
+        if (selectedItems().isEmpty()) setCurrentItem(nullptr);
+    }
+};
+
+}  // namespace
+
 frmShareApp::frmShareApp(ProcessState& state, const QString& ownCaption, QWidget* parent)
     : QDialog(parent),
       mState(state),
-      lstApps(new QListWidget(this)),
+      lstApps(new AppList(this)),
       cmdOK(new QPushButton(u"OK"_s, this)),
       cmdCancel(new QPushButton(u"Cancel"_s, this))
 {

@@ -48,6 +48,7 @@ TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
         {"double", 1, 9, 5, true},
         {"escape", 1, 9, 9, true},
         {"enter", 2, 0, 6, true},
+        {"down", -1, 9, FakeWindows::kDesktop, true},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.press + std::to_string(row.row));
@@ -58,14 +59,15 @@ TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
         ASSERT_EQ(list->count(), 3);  // "(Desktop)" and the two that are not the meeting
         EXPECT_EQ(list->item(2)->text(), u"<b>editor</b>"_s);
         Run(dialog, [&] {
-            list->setCurrentRow(row.row);
+            if (row.row >= 0) list->setCurrentRow(row.row);
             const QPoint at = list->visualItemRect(list->item(row.row)).center();
             const std::string press = row.press;
             if (press == "double")
                 QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, at),
                     QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
             if (press == "escape") QTest::keyClick(&dialog, Qt::Key_Escape);
-            if (press == "enter") QTest::keyClick(list, Qt::Key_Return);
+            if (press == "down") QTest::keyClick(list, Qt::Key_Down);  // the first key, the first entry
+            if (press == "enter" || press == "down") QTest::keyClick(list, Qt::Key_Return);
             if (auto* button = Find<QPushButton>(dialog, row.press)) button->click();
         });
         EXPECT_EQ(state.gShareWindow, row.after);
