@@ -5,8 +5,9 @@
 
 #include "contract/picture.h"
 
-/// Encodes lazily: EncodePicture and EncodeFrame take the image, GetBytes encodes it with the quality
-/// of that moment and keeps the bytes until image or quality change. User-interface thread only.
+/// EncodePicture takes the image, GetBytes encodes it with the quality of that moment and keeps the bytes
+/// until image or quality change; a lower quality where they would be more than can be sent (512 KiB of a
+/// frame, 4 MiB of a picture). User-interface thread only.
 /// Every failing call throws std::runtime_error.
 class FrameEncoder {
 public:
@@ -24,6 +25,6 @@ public:
     /// JPEG bytes of the last image given. The array is shared, not copied.
     virtual QByteArray GetBytes() = 0;
     /// `frame`: one I420 frame of the prepared size when `isYUV`, else 24-bit BGR rows from the top.
-    /// Returns the quality it is encoded with, which callers pass on as SendVideoFrame's Quality.
+    /// Encodes at once and returns the quality it took, which callers pass on as SendVideoFrame's Quality.
     virtual qint32 EncodeFrame(const QByteArray& frame, bool isYUV) = 0;
 };

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "service/wire/limits.h"
+
 namespace zephyl::link {
 
 namespace {
@@ -62,28 +64,39 @@ qint32 JpegFrameEncoder::EncodeFrame(const QByteArray& frame, bool isYUV)
     Hold(isYUV ? Held::Yuv : Held::Bgr);
     mPicture = {};
     mFrame = frame;
-    return mQuality;
+    EncodeToFit();
+    return mUsed;
 }
 
-JpegBytes JpegFrameEncoder::Encode()
+JpegBytes JpegFrameEncoder::Encode(int quality)
 {
     switch (mHeld) {
         case Held::Picture:
             return mEncoder.EncodeRgb32(mPicture.data, mPicture.width, mPicture.height,
-                                        std::size_t(mPicture.bytesPerLine), mQuality);
-        case Held::Yuv: return mEncoder.EncodeI420(BytesOf(mFrame), mWidth, mHeight, mQuality);
-        case Held::Bgr: return mEncoder.EncodeBgr24(BytesOf(mFrame), mWidth, mHeight, mQuality);
+                                        std::size_t(mPicture.bytesPerLine), quality);
+        case Held::Yuv: return mEncoder.EncodeI420(BytesOf(mFrame), mWidth, mHeight, quality);
+        case Held::Bgr: return mEncoder.EncodeBgr24(BytesOf(mFrame), mWidth, mHeight, quality);
         case Held::Nothing: break;
     }
     throw std::runtime_error("the encoder holds no image");
 }
 
+/// A camera with many pixels, or a slider at its end, would otherwise make frames that cannot be sent.
+void JpegFrameEncoder::EncodeToFit()
+{
+    const std::size_t most = mHeld == Held::Picture ? kPictureBytes : kLiveFrameBytes;
+    mUsed = mQuality;
+    JpegBytes jpeg = Encode(mUsed);
+    while (jpeg.size() > most && mUsed > 1) {
+        mUsed = qint16(mUsed * 2 / 3);
+        jpeg = Encode(mUsed);
+    }
+    mBytes = QByteArray(reinterpret_cast<const char*>(jpeg.data()), qsizetype(jpeg.size()));
+}
+
 QByteArray JpegFrameEncoder::GetBytes()
 {
-    if (mBytes.isEmpty()) {
-        const JpegBytes jpeg = Encode();
-        mBytes = QByteArray(reinterpret_cast<const char*>(jpeg.data()), qsizetype(jpeg.size()));
-    }
+    if (mBytes.isEmpty()) EncodeToFit();
     return mBytes;
 }
 

@@ -19,10 +19,12 @@ public:
 private:
     enum class Held { Nothing, Picture, Yuv, Bgr };
     void Hold(Held what);
-    JpegBytes Encode();
+    JpegBytes Encode(int quality);
+    void EncodeToFit();
 
     JpegEncoder mEncoder;
     qint16 mQuality = 65;
+    qint16 mUsed = 65;            // for mBytes
     int mWidth = 0, mHeight = 0;  // of raw frames
     Held mHeld = Held::Nothing;
     Pixels mPicture;

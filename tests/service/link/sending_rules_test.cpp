@@ -1,6 +1,7 @@
 // Copies into posts, posts into the outbox, posts onto the wire.
 #include <gtest/gtest.h>
 
+#include "service/link/jpeg_frame_encoder.h"
 #include "service/link/lanes.h"
 #include "service/link/post_folder.h"
 #include "service/link/trust.h"
@@ -211,6 +212,20 @@ TEST(Lanes, LivePicturesStayBelowWhatTheServiceTakesAndTakeTurns)
     }
     EXPECT_LT(sent[0] + sent[1], 300);
     EXPECT_GT(std::min(sent[0], sent[1]), 130);
+}
+
+TEST(JpegFrameEncoder, TakesAsMuchQualityAsCanBeSent)
+{
+    JpegFrameEncoder encoder;
+    encoder.PrepareFrameFormat(1280, 720);
+    encoder.SetQuality(99);
+    QByteArray frame(1280 * 720 * 3 / 2, 'x');
+    EXPECT_EQ(encoder.EncodeFrame(frame, true), 99);
+    unsigned noise = 1;
+    for (char& one : frame) one = char((noise = noise * 1664525 + 1013904223) >> 24);
+    EXPECT_LT(encoder.EncodeFrame(frame, true), 99);
+    EXPECT_LE(encoder.GetBytes().size(), qsizetype(kLiveFrameBytes));
+    EXPECT_EQ(encoder.Quality(), 99);
 }
 
 TEST(Trust, IsSettledByAuthorityOrPinElseByAsking)
