@@ -1,5 +1,6 @@
 #include "app/machine_setup.h"
 
+#include <QGuiApplication>
 #include <QStandardPaths>
 
 #include "base/report.h"
@@ -51,6 +52,7 @@ Machine::Machine(ProcessState& state, const QString& traceFile)
     ports.windows = &mWindows;
     ports.companion = &mCompanion;
     ports.clipboard = &mClipboard;
+    if (QGuiApplication::platformName() == u"xcb") ports.liveScreen = &mLiveScreen;
 }
 
 LinkNeeds Machine::NeedsOfLink()

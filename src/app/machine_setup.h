@@ -8,6 +8,7 @@
 #include "platform/linux/local_host.h"
 #include "platform/linux/machine.h"
 #include "platform/linux/x11_companion.h"
+#include "platform/linux/x11_live_screen.h"
 #include "platform/linux/x11_windows.h"
 #include "settings/file_registry.h"
 #include "ui/end_process.h"
@@ -43,6 +44,7 @@ private:
     LinuxCamera mCamera;
     X11Windows mWindows;
     X11Companion mCompanion;
+    X11LiveScreen mLiveScreen;
     StoreServiceSettings mSettings;
     PromptTrustQuestion mTrust;
     QtUiPost mPost;

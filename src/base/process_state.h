@@ -17,6 +17,7 @@ class CameraPort;
 class WindowsPort;
 class CompanionPort;
 class ClipboardPort;
+class LiveScreen;
 struct ShareKept;
 
 /// The machine, borrowed. Null where a test has no use for it.
@@ -36,6 +37,7 @@ struct Ports {
     WindowsPort* windows = nullptr;
     CompanionPort* companion = nullptr;
     ClipboardPort* clipboard = nullptr;
+    LiveScreen* liveScreen = nullptr;  // also null where the toolkit draws on something else
 };
 
 struct ProcessState {

@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <memory>
 
+class PixelMemory;
+
 /// Pixels in memory: 32 bits each, 0xffRRGGBB in the machine's byte order, rows from the top.
 /// `owner` keeps `data` alive; whoever holds a copy may read it on any thread.
 struct Pixels {
@@ -12,6 +14,7 @@ struct Pixels {
     qsizetype bytesPerLine = 0;
     const uchar* data = nullptr;
     std::shared_ptr<const void> owner;
+    const PixelMemory* memory = nullptr;  // what `owner` keeps, where the display can be shown it
 
     bool IsNull() const { return data == nullptr; }
 };

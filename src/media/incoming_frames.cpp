@@ -69,7 +69,7 @@ void ShowFrame(ProcessState& state, const QString& handle, const Pixels& pixels,
     const CRect rect{x, x + pixels.width, y, y + pixels.height};
     if (auto* rects = RectsFor(state, frameType)) WipeAndNote(board, *rects, handle, rect);
     board.Paint(AsImage(pixels), {x, y});
-    screen.Refresh();
+    screen.RefreshPicture(pixels, {x, y});
     if (frameType == kFrameWhiteboard) {
         ShowLastModified(state, handle);
         SaveWBBuffer(state, handle);

@@ -2,9 +2,11 @@
 // What records, sending and tools need of the board's view. User-interface thread only.
 
 #include <QImage>
+#include <QPoint>
 #include <QSize>
 #include <QString>
 
+#include "contract/picture.h"
 #include "whiteboard/records.h"
 
 class Board;
@@ -31,6 +33,8 @@ public:
     virtual Board& Image() = 0;
     /// Shows what changed on the image since the last call.
     virtual void Refresh() = 0;
+    /// The same after that picture was painted there; it may go to the window past the toolkit.
+    virtual void RefreshPicture(const Pixels& picture, QPoint at) = 0;
     virtual void ShowBand(const RubberBand& band) = 0;
 
     /// imgSelPointer: size in board pixels; moving also works while it is hidden.

@@ -57,7 +57,8 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
       lineTool(new LineControl(this)),
       imgSelPointer(new PointerControl(state, this)),
       txtText(new TextBox(state, this)),
-      mState(state)
+      mState(state),
+      mStraight(*this, state.ports.liveScreen)
 {
     setObjectName(u"picDraw"_s);
     setAccessibleName(tr("Whiteboard"));
@@ -99,10 +100,24 @@ void BoardView::VScroll_Change()
 
 void BoardView::Refresh()
 {
+    update(TakeChanged());
+}
+
+void BoardView::RefreshPicture(const Pixels& picture, QPoint at)
+{
+    QRegion changed = TakeChanged();
+    const QRegion place =
+        (changed & QRect(at, QSize(picture.width, picture.height))) - childrenRegion() - BandRegion();
+    if (mStraight.Show(picture, at, place)) changed -= place;
+    update(changed);
+}
+
+/// What of the board's changes can be seen.
+QRegion BoardView::TakeChanged()
+{
     const QRegion changed = mBoard.TakeUnshown();
-    if (changed.isEmpty()) return;
     mScaled.Outdate(changed);
-    update(changed & Uncovered());
+    return changed & Uncovered();
 }
 
 /// What no control around the board lies on. Without it each picture beneath a scroll bar would repaint the
@@ -234,6 +249,7 @@ void BoardView::paintEvent(QPaintEvent* event)
     QPainter painter(this);
     mScaled.Paint(painter, mBoard, event->region() & rect(), devicePixelRatioF());
     PaintBand(painter);
+    mStraight.Painted(event->region());
 }
 
 void BoardView::PaintBand(QPainter& painter) const
@@ -300,6 +316,11 @@ void BoardView::focusOutEvent(QFocusEvent* event)
     // A menu opened by its key in mid-stroke takes the release.
     if (event->reason() == Qt::PopupFocusReason || event->reason() == Qt::MenuBarFocusReason) Lost();
     QWidget::focusOutEvent(event);
+}
+
+void BoardView::moveEvent(QMoveEvent*)
+{
+    mStraight.CatchUp();
 }
 
 void BoardView::hideEvent(QHideEvent*)

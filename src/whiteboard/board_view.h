@@ -10,6 +10,7 @@
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/scaled_board.h"
+#include "whiteboard/straight_pictures.h"
 
 struct ProcessState;
 class LineControl;
@@ -59,6 +60,7 @@ public:
 
     Board& Image() override { return mBoard; }
     void Refresh() override;
+    void RefreshPicture(const Pixels& picture, QPoint at) override;
     void ShowBand(const RubberBand& band) override;
     QSize PointerSize() const override;
     void MovePointer(BoardPoint topLeft) override;
@@ -85,9 +87,11 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void moveEvent(QMoveEvent* event) override;
 
 private:
     void Lost();
+    QRegion TakeChanged();
     QRegion Uncovered() const;
     void PaintBand(QPainter& painter) const;
     QRegion BandRegion() const;
@@ -97,6 +101,7 @@ private:
     ProcessState& mState;
     Board mBoard;
     ScaledBoard mScaled;
+    StraightPictures mStraight;
     RubberBand mBand;
     bool mPressed = false;  // the left button went down here
 };

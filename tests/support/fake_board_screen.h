@@ -20,6 +20,7 @@ public:
 
     Board& Image() override { return board; }
     void Refresh() override { ++refreshes; }
+    void RefreshPicture(const Pixels&, QPoint) override { ++refreshes; }
     void ShowBand(const RubberBand& wanted) override { band = wanted; }
     QSize PointerSize() const override { return {32, 32}; }
     void MovePointer(BoardPoint topLeft) override { pointer = topLeft; }

@@ -18,8 +18,29 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+struct Watch : QObject {
+    QRegion painted;
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint) painted += static_cast<QPaintEvent*>(event)->region();
+        return false;
+    }
+};
+
+struct FakeLiveScreen final : LiveScreen {
+    bool able = false;
+    QRegion shown;
+    bool Show(quint64, const Pixels&, QPoint, const QRegion& parts) override
+    {
+        if (able) shown = parts;
+        return able;
+    }
+};
+
 /// The real views in a bare window.
 struct Window : Fixture {
+    FakeLiveScreen live;
+    const bool plugged = (state.ports.liveScreen = &live) != nullptr;
     QWidget interior;
     Whiteboard board{state, &interior};
     BoardView& draw = *board.picDraw;
@@ -122,14 +143,7 @@ TEST(BoardView, AGestureMayBeginOnThePointerImage)
 
 TEST(BoardView, RepaintsOnlyWhatChangedAndKeepsRubberBandsOutOfTheImage)
 {
-    struct Watch : QObject {
-        QRegion painted;
-        bool eventFilter(QObject*, QEvent* event) override
-        {
-            if (event->type() == QEvent::Paint) painted += static_cast<QPaintEvent*>(event)->region();
-            return false;
-        }
-    } watch;
+    Watch watch;
     Window w;
     QApplication::processEvents();
     w.draw.installEventFilter(&watch);
@@ -162,6 +176,43 @@ TEST(BoardView, RepaintsOnlyWhatChangedAndKeepsRubberBandsOutOfTheImage)
     int dark = 0;
     for (int x = 0; x < seen.width(); ++x) dark += (seen.pixel(x, 0) & 0xffffff) == 0;
     EXPECT_TRUE(dark > 10 && dark < 50) << dark;  // dotted
+}
+
+TEST(BoardView, LivePicturesGoPastTheToolkitWhichCatchesUp)
+{
+    Watch watch;
+    Window w;
+    w.draw.MovePointer({340, 180});
+    w.draw.ShowPointer(true);
+    QApplication::processEvents();
+    w.draw.installEventFilter(&watch);
+    const QRegion place(280, 130, 90, 70), beside = place - w.draw.imgSelPointer->geometry();
+    QImage frame(90, 70, QImage::Format_RGB32);
+    frame.fill(Qt::red);
+    const auto show = [&](bool able) {
+        w.live.able = able;
+        watch.painted = w.live.shown = {};
+        w.draw.Image().Paint(frame, {280, 130});
+        w.draw.RefreshPicture({90, 70, 360, frame.constBits(), {}}, {280, 130});
+        QApplication::processEvents();
+        return std::exchange(watch.painted, {}) & place;  // the pointer image paints its own all
+    };
+    EXPECT_EQ(show(false), place);
+    const auto uncover = [&] {
+        QExposeEvent expose(QRect(0, 0, 680, 400));
+        QApplication::sendEvent(w.interior.windowHandle(), &expose);
+        QApplication::processEvents();
+        return std::exchange(watch.painted, {});
+    };
+    EXPECT_TRUE(uncover().isEmpty());
+    EXPECT_EQ(show(true), place - beside);
+    EXPECT_EQ(w.live.shown, beside.translated(0, w.tool.height()));
+    EXPECT_EQ(uncover(), beside);
+    EXPECT_TRUE(uncover().isEmpty());
+    show(true);
+    w.draw.move(-40, w.draw.y());
+    QApplication::processEvents();
+    EXPECT_TRUE((beside - watch.painted).isEmpty());
 }
 
 TEST(BoardView, ScrollsWithinItsRangeAndNowhereElse)

@@ -4,30 +4,11 @@
 #include <sys/shm.h>
 #include <xcb/shm.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace {
 
 constexpr unsigned kAllPlanes = ~0u;
-
-bool HasPlainPixels(const X11Connection& connection)
-{
-    const xcb_setup_t* setup = xcb_get_setup(connection.Raw());
-    const xcb_screen_t& screen = connection.Screen();
-    const xcb_format_t* formats = xcb_setup_pixmap_formats(setup);
-    const bool wide =
-        std::any_of(formats, formats + xcb_setup_pixmap_formats_length(setup),
-                    [&](const auto& f) { return f.depth == screen.root_depth && f.bits_per_pixel == 32; });
-    const bool sameOrder =
-        (setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST) == (Q_BYTE_ORDER == Q_LITTLE_ENDIAN);
-    for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem; xcb_depth_next(&depth))
-        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem; xcb_visualtype_next(&visual))
-            if (visual.data->visual_id == screen.root_visual)
-                return wide && sameOrder && visual.data->red_mask == 0xff0000 &&
-                       visual.data->green_mask == 0xff00 && visual.data->blue_mask == 0xff;
-    return false;
-}
 
 }  // namespace
 
@@ -64,7 +45,7 @@ struct X11Capture::Segment {
 
 X11Capture::X11Capture(std::shared_ptr<X11Connection> connection) : mConnection(std::move(connection))
 {
-    mPossible = HasPlainPixels(*mConnection);
+    mPossible = mConnection->HasPlainPixels();
     mShares = mConnection->Answer<xcb_shm_query_version_reply_t>(xcb_shm_query_version(mConnection->Raw())) !=
               nullptr;
 }

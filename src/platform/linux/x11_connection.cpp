@@ -43,6 +43,23 @@ X11Connection::~X11Connection()
     xcb_disconnect(mConnection);
 }
 
+bool X11Connection::HasPlainPixels() const
+{
+    const xcb_setup_t* setup = xcb_get_setup(mConnection);
+    const xcb_format_t* formats = xcb_setup_pixmap_formats(setup);
+    const bool wide =
+        std::any_of(formats, formats + xcb_setup_pixmap_formats_length(setup),
+                    [&](const auto& f) { return f.depth == mScreen->root_depth && f.bits_per_pixel == 32; });
+    const bool sameOrder =
+        (setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST) == (Q_BYTE_ORDER == Q_LITTLE_ENDIAN);
+    for (auto depth = xcb_screen_allowed_depths_iterator(mScreen); depth.rem; xcb_depth_next(&depth))
+        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem; xcb_visualtype_next(&visual))
+            if (visual.data->visual_id == mScreen->root_visual)
+                return wide && sameOrder && visual.data->red_mask == 0xff0000 &&
+                       visual.data->green_mask == 0xff00 && visual.data->blue_mask == 0xff;
+    return false;
+}
+
 void X11Connection::Begin()
 {
     mDeadline = std::chrono::steady_clock::now() + kPatience;

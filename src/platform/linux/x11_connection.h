@@ -29,6 +29,8 @@ public:
 
     xcb_connection_t* Raw() const { return mConnection; }
     const xcb_screen_t& Screen() const { return *mScreen; }
+    /// Whether the screen's pixels are 0xRRGGBB in 32 bits of this machine's byte order.
+    bool HasPlainPixels() const;
     bool Alive() const { return xcb_connection_has_error(mConnection) == 0; }
 
     /// Begins one call of a port: together its answers may take one second; after that every Answer is null

@@ -149,7 +149,13 @@ PicturePart Within(const PicturePart& part, std::int64_t width, std::int64_t hei
 
 }  // namespace
 
-DecodedPicture DecodeGuarded(std::span<const std::uint8_t> jpeg, const PictureLimits& limits)
+std::shared_ptr<std::uint32_t[]> FreshPixels(std::size_t count)
+{
+    return std::make_shared_for_overwrite<std::uint32_t[]>(count);
+}
+
+DecodedPicture DecodeGuarded(std::span<const std::uint8_t> jpeg, const PictureLimits& limits,
+                             const PixelRoom& room)
 {
     if (jpeg.empty()) return {0, 0, nullptr, "empty"};
     Decoding decoding;
@@ -165,8 +171,7 @@ DecodedPicture DecodeGuarded(std::span<const std::uint8_t> jpeg, const PictureLi
     if (!Open(decoding, jpeg, limits)) return {0, 0, nullptr, decoding.reason.data()};
     picture.width = int(decoding.codec.image_width);
     picture.height = int(decoding.codec.image_height);
-    const auto pixels = std::make_shared_for_overwrite<std::uint32_t[]>(std::size_t(picture.width) *
-                                                                        std::size_t(picture.height));
+    const auto pixels = room(std::size_t(picture.width) * std::size_t(picture.height));
     const PicturePart part = Within(limits.part, picture.width, picture.height);
     const bool whole = part.right - part.left == picture.width && part.bottom - part.top == picture.height;
     std::vector<std::uint32_t> row(whole ? 0 : std::size_t(picture.width));

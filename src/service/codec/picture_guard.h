@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -33,7 +34,12 @@ struct DecodedPicture {
     std::string refusal;                            // why, in a few words
 };
 
+/// Room for that many pixels; what stands in it does not matter.
+using PixelRoom = std::function<std::shared_ptr<std::uint32_t[]>(std::size_t)>;
+std::shared_ptr<std::uint32_t[]> FreshPixels(std::size_t count);
+
 /// 8 bits, one or three components, within the limits, whole; else a refusal. Never throws but bad_alloc.
-DecodedPicture DecodeGuarded(std::span<const std::uint8_t> jpeg, const PictureLimits& limits = {});
+DecodedPicture DecodeGuarded(std::span<const std::uint8_t> jpeg, const PictureLimits& limits = {},
+                             const PixelRoom& room = FreshPixels);
 
 }  // namespace zephyl

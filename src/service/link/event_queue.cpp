@@ -296,9 +296,15 @@ PicturePtr EventQueue::Decode(const LinkEvent& event)
 {
     PictureLimits limits;
     limits.part = {-event.x, -event.y, kBoardWidth - event.x, kBoardHeight - event.y};
+    std::shared_ptr<PixelMemory> memory;
+    const auto room = [&](std::size_t count) {
+        if (event.line == Line::Live) memory = mPool.Take(count * sizeof(std::uint32_t));
+        if (!memory) return FreshPixels(count);
+        return std::shared_ptr<std::uint32_t[]>(memory, static_cast<std::uint32_t*>(memory->Data()));
+    };
     const DecodedPicture decoded = DecodeGuarded(
         {reinterpret_cast<const std::uint8_t*>(event.jpeg.constData()), std::size_t(event.jpeg.size())},
-        limits);
+        limits, room);
     if (!decoded.pixels) {
         const auto now = std::chrono::steady_clock::now();
         if (now - mLastRefusal >= kRefusalLogged)
@@ -314,6 +320,7 @@ PicturePtr EventQueue::Decode(const LinkEvent& event)
     picture->pixels.bytesPerLine = qsizetype(decoded.width) * 4;
     picture->pixels.data = reinterpret_cast<const uchar*>(decoded.pixels.get());
     picture->pixels.owner = decoded.pixels;
+    picture->pixels.memory = memory.get();
     return picture;
 }
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "contract/messenger_service.h"
+#include "contract/pixel_memory.h"
 
 namespace zephyl::link {
 
@@ -124,6 +125,7 @@ private:
     ReadMarks mMarks;
     bool mReportAsked = false;
     std::chrono::steady_clock::time_point mLastRefusal{};  // decoding thread only
+    PixelPool mPool;                                       // for live pictures
     std::thread mDecoder;
 };
 

@@ -1,0 +1,111 @@
+#include "platform/linux/x11_live_screen.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "contract/pixel_memory.h"
+
+namespace {
+
+constexpr std::size_t kAttachedBytes = 48 * 1024 * 1024;  // that the server keeps mapped for us
+constexpr std::size_t kMostOnTheirWay = 32;
+constexpr quint32 kFilesPassed = 2;  // minor version of the extension since which memory goes by file
+
+}  // namespace
+
+bool X11LiveScreen::Show(quint64 window, const Pixels& picture, QPoint at, const QRegion& parts)
+{
+    if (!picture.memory || parts.isEmpty() || !Ready(xcb_window_t(window))) return false;
+    LetGo();
+    const xcb_shm_seg_t name = mOnTheirWay.size() < kMostOnTheirWay ? NameOf(*picture.memory) : 0;
+    if (name == 0) return false;
+    int left = parts.rectCount();
+    for (const QRect& part : parts)
+        xcb_shm_put_image(mConnection->Raw(), mWindow, mContext, quint16(picture.width),
+                          quint16(picture.height), quint16(part.left() - at.x()),
+                          quint16(part.top() - at.y()), quint16(part.width()), quint16(part.height()),
+                          qint16(part.left()), qint16(part.top()), mConnection->Screen().root_depth,
+                          XCB_IMAGE_FORMAT_Z_PIXMAP, --left == 0, name, 0);
+    xcb_flush(mConnection->Raw());
+    mOnTheirWay.push_back({name, picture.owner});
+    return true;
+}
+
+bool X11LiveScreen::Ready(xcb_window_t window)
+{
+    if (!mTried) {
+        mTried = true;
+        mConnection = X11Connection::Open(mDisplay);
+        if (!mConnection || !mConnection->HasPlainPixels()) return mConnection = nullptr, false;
+        const auto* extension = xcb_get_extension_data(mConnection->Raw(), &xcb_shm_id);
+        const auto version =
+            mConnection->Answer<xcb_shm_query_version_reply_t>(xcb_shm_query_version(mConnection->Raw()));
+        const bool able = version && (version->major_version > 1 || version->minor_version >= kFilesPassed);
+        if (!able) return mConnection = nullptr, false;
+        mDone = quint8(extension->first_event + XCB_SHM_COMPLETION);
+    }
+    if (!mConnection || !mConnection->Alive()) return false;
+    if (window == mWindow) return mContext != 0;
+    if (mContext) xcb_free_gc(mConnection->Raw(), mContext);
+    mWindow = window;
+    mContext = 0;
+    mConnection->Begin();
+    if (!IsOurs(window)) return false;
+    mContext = xcb_generate_id(mConnection->Raw());
+    xcb_create_gc(mConnection->Raw(), mContext, window, 0, nullptr);
+    return true;
+}
+
+/// Another display than the toolkit's may have a window of that number too.
+bool X11LiveScreen::IsOurs(xcb_window_t window)
+{
+    if (mConnection->Numbers(window, "_NET_WM_PID") != std::vector<quint32>{quint32(getpid())}) return false;
+    const auto looks = mConnection->Answer<xcb_get_window_attributes_reply_t>(
+        xcb_get_window_attributes(mConnection->Raw(), window));
+    return looks && looks->visual == mConnection->Screen().root_visual;
+}
+
+/// 0: the server does not take it. Asked once for each memory, of which a video has a few.
+xcb_shm_seg_t X11LiveScreen::NameOf(const PixelMemory& memory)
+{
+    const auto known =
+        std::ranges::find_if(mAttached, [&](const Attached& one) { return one.serial == memory.Serial(); });
+    if (known != mAttached.end()) {
+        std::rotate(known, known + 1, mAttached.end());
+        return mAttached.back().name;
+    }
+    MakeRoom(memory.Size());
+    const int file = fcntl(memory.File(), F_DUPFD_CLOEXEC, 0);  // the library closes what it has sent
+    if (file < 0) return 0;
+    const xcb_shm_seg_t name = xcb_generate_id(mConnection->Raw());
+    const auto refused = XReply<xcb_generic_error_t>(
+        xcb_request_check(mConnection->Raw(), xcb_shm_attach_fd_checked(mConnection->Raw(), name, file, 1)));
+    if (refused) mConnection = nullptr;  // a server elsewhere
+    if (refused || !mConnection->Alive()) return 0;
+    mAttached.push_back({memory.Serial(), memory.Size(), name});
+    return name;
+}
+
+void X11LiveScreen::MakeRoom(std::size_t bytes)
+{
+    for (const Attached& one : mAttached) bytes += one.bytes;
+    for (; bytes > kAttachedBytes && !mAttached.empty(); mAttached.pop_front()) {
+        bytes -= mAttached.front().bytes;
+        xcb_shm_detach(mConnection->Raw(), mAttached.front().name);
+    }
+}
+
+/// What the server has read may be used again. Its errors are those of a window that has gone.
+void X11LiveScreen::LetGo()
+{
+    while (const auto event = XReply<xcb_generic_event_t>(xcb_poll_for_event(mConnection->Raw()))) {
+        if (event->response_type == 0) mWindow = XCB_WINDOW_NONE, mOnTheirWay.clear();
+        if ((event->response_type & 0x7f) != mDone) continue;
+        const auto name = reinterpret_cast<const xcb_shm_completion_event_t*>(event.get())->shmseg;
+        const auto done =
+            std::ranges::find_if(mOnTheirWay, [&](const OnItsWay& one) { return one.name == name; });
+        if (done != mOnTheirWay.end()) mOnTheirWay.erase(done);
+    }
+}

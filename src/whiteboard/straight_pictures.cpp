@@ -1,0 +1,45 @@
+#include "whiteboard/straight_pictures.h"
+
+#include <QTimerEvent>
+#include <QWindow>
+
+namespace {
+
+constexpr int kQuietMilliseconds = 1000;
+
+}  // namespace
+
+bool StraightPictures::Show(const Pixels& picture, QPoint at, const QRegion& parts)
+{
+    QWindow* window = mWidget.window()->windowHandle();
+    if (!mScreen || !window || !window->isExposed() || mWidget.devicePixelRatioF() != 1) return false;
+    const QPoint corner = mWidget.mapTo(mWidget.window(), QPoint(0, 0));
+    if (!mScreen->Show(window->winId(), picture, at + corner, parts.translated(corner))) return false;
+    if (window != mWindow) {
+        if (mWindow) mWindow->removeEventFilter(this);
+        mWindow = window;
+        window->installEventFilter(this);
+    }
+    mBehind += parts;
+    mShownSince = true;
+    if (!mQuiet.isActive()) mQuiet.start(kQuietMilliseconds, this);
+    return true;
+}
+
+void StraightPictures::Painted(const QRegion& region)
+{
+    if (!mBehind.isEmpty()) mBehind -= region;
+}
+
+bool StraightPictures::eventFilter(QObject*, QEvent* event)
+{
+    if (event->type() == QEvent::Expose) CatchUp();
+    return false;
+}
+
+void StraightPictures::timerEvent(QTimerEvent*)
+{
+    if (std::exchange(mShownSince, false)) return;
+    mQuiet.stop();
+    CatchUp();
+}
