@@ -66,6 +66,8 @@ TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
                 QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, at),
                     QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
             if (press == "escape") QTest::keyClick(&dialog, Qt::Key_Escape);
+            QFocusEvent activated(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
+            if (press == "down") QCoreApplication::sendEvent(list, &activated);
             if (press == "down") QTest::keyClick(list, Qt::Key_Down);  // the first key, the first entry
             if (press == "enter" || press == "down") QTest::keyClick(list, Qt::Key_Return);
             if (auto* button = Find<QPushButton>(dialog, row.press)) button->click();
