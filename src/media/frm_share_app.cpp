@@ -12,8 +12,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The first key chooses the first entry. By itself the toolkit marks that one without choosing it, and the
-/// key passes it by.
+/// The first key chooses the first entry, or with End the last. By itself the toolkit marks the first without
+/// choosing it, and the key passes it by.
 class AppList final : public QListWidget {
 public:
     using QListWidget::QListWidget;
@@ -23,6 +23,11 @@ protected:
     {
         QListWidget::focusInEvent(event);
         if (selectedItems().isEmpty()) setCurrentItem(nullptr);
+    }
+    QModelIndex moveCursor(CursorAction way, Qt::KeyboardModifiers modifiers) override
+    {
+        if (way == MoveEnd) return model()->index(count() - 1, 0);
+        return QListWidget::moveCursor(way, modifiers);
     }
 };
 

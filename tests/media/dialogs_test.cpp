@@ -49,6 +49,7 @@ TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
         {"escape", 1, 9, 9, true},
         {"enter", 2, 0, 6, true},
         {"down", -1, 9, FakeWindows::kDesktop, true},
+        {"end", -1, 9, 6, true},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.press + std::to_string(row.row));
@@ -67,9 +68,10 @@ TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
                     QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
             if (press == "escape") QTest::keyClick(&dialog, Qt::Key_Escape);
             QFocusEvent activated(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
-            if (press == "down") QCoreApplication::sendEvent(list, &activated);
+            if (row.row < 0) QCoreApplication::sendEvent(list, &activated);
             if (press == "down") QTest::keyClick(list, Qt::Key_Down);  // the first key, the first entry
-            if (press == "enter" || press == "down") QTest::keyClick(list, Qt::Key_Return);
+            if (press == "end") QTest::keyClick(list, Qt::Key_End);
+            if (press == "enter" || press == "down" || press == "end") QTest::keyClick(list, Qt::Key_Return);
             if (auto* button = Find<QPushButton>(dialog, row.press)) button->click();
         });
         EXPECT_EQ(state.gShareWindow, row.after);
