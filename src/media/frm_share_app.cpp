@@ -4,6 +4,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "base/error_trap.h"
 #include "media/app_sharing.h"
@@ -11,6 +12,14 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// An entry is one line, whatever the title holds.
+QString OneLine(QString title)
+{
+    std::ranges::replace_if(
+        title, [](QChar c) { return c.category() == QChar::Other_Control; }, u' ');
+    return title;
+}
 
 /// The first key chooses the first entry, or with End the last. By itself the toolkit marks the first without
 /// choosing it, and the key passes it by.
@@ -47,6 +56,7 @@ frmShareApp::frmShareApp(ProcessState& state, const QString& ownCaption, QWidget
     setWindowTitle(u"Share Application"_s);
     cmdOK->setDefault(true);
     lstApps->setAccessibleName(u"Running applications"_s);
+    lstApps->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // long titles end in dots
     Arrange(mState.ports.windows ? mState.ports.windows->WhyNot()
                                  : u"Windows cannot be shared on this computer."_s);
     BuildList(ownCaption);
@@ -82,9 +92,9 @@ void frmShareApp::BuildList(const QString& ownCaption)
         if (!windows || !windows->WhyNot().isEmpty()) return;
         for (const WindowInfo& window :
              ShareableWindows(windows->Desktop(), windows->TopLevel(), ownCaption)) {
-            auto* entry = new QListWidgetItem(window.title, lstApps);
+            auto* entry = new QListWidgetItem(OneLine(window.title), lstApps);
             entry->setData(Qt::UserRole, window.id);
-            entry->setToolTip(window.title.toHtmlEscaped());
+            entry->setToolTip(u"<p>%1</p>"_s.arg(window.title.toHtmlEscaped()));  // so that it wraps
         }
     });
 }

@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 struct Dialogs : testing::Test, MediaFixture {
-    Dialogs() { windows.topLevel = {{5, u"xterm"_s}, {6, u"<b>editor</b>"_s}, {7, u"Meeting"_s}}; }
+    Dialogs() { windows.topLevel = {{5, u"xterm"_s}, {6, u"<b>ed\nitor</b>"_s}, {7, u"Meeting"_s}}; }
 
     /// Shows it modally and acts on it once it is up.
     static void Run(QDialog& dialog, const std::function<void()>& act)
@@ -58,7 +58,7 @@ TEST_F(Dialogs, ShareAppLeavesItsChoiceOrKeepsTheOldOne)
         frmShareApp dialog(state, u"Meeting"_s, nullptr);
         auto* list = Find<QListWidget>(dialog, "lstApps");
         ASSERT_EQ(list->count(), 3);  // "(Desktop)" and the two that are not the meeting
-        EXPECT_EQ(list->item(2)->text(), u"<b>editor</b>"_s);
+        EXPECT_EQ(list->item(2)->text(), u"<b>ed itor</b>"_s);
         Run(dialog, [&] {
             if (row.row >= 0) list->setCurrentRow(row.row);
             const QPoint at = list->visualItemRect(list->item(row.row)).center();
