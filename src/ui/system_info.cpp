@@ -1,6 +1,7 @@
 #include "ui/system_info.h"
 
 #include <QFileInfo>
+#include <QProcess>
 
 #include "base/error_trap.h"
 #include "platform/registry_file.h"
@@ -49,8 +50,11 @@ std::vector<ProgramStart> SystemInfoPrograms(ProcessState& state,
     std::vector<ProgramStart> programs;
     QString place;
     if (GetKeyValue(state, uR"(SOFTWARE\Microsoft\Shared Tools\MSINFO)"_s, u"PATH"_s, place) &&
-        !place.isEmpty())
+        !place.isEmpty()) {
         programs.push_back({place, {}});
+        QStringList words = QProcess::splitCommand(place);  // it may have arguments
+        if (words.size() > 1) programs.push_back({words.takeFirst(), words});
+    }
     if (GetKeyValue(state, uR"(SOFTWARE\Microsoft\Shared Tools Location)"_s, u"MSINFO"_s, place) &&
         QFileInfo::exists(place + u"/MSINFO32.EXE"_s))
         programs.push_back({place + u"/MSINFO32.EXE"_s, {}});

@@ -101,6 +101,7 @@ TEST_F(Dialogs, AboutStartsTheFirstViewerThatStarts)
     } rows[] = {
         {u"/opt/viewer"_s, none, u"hardinfo"_s, u"viewer"_s, u"viewer"_s},
         {u"/opt/viewer"_s, none, u"hardinfo"_s, u"hardinfo"_s, u"viewer,hardinfo"_s},
+        {u"/opt/viewer -x"_s, none, {}, u"viewer|-x"_s, u"viewer -x,viewer|-x"_s},
         {{}, here, u"hardinfo"_s, u"MSINFO32.EXE"_s, u"MSINFO32.EXE"_s},
         {{}, none, u"kinfocenter"_s, u"kinfocenter"_s, u"kinfocenter"_s},
         {u"/opt/viewer"_s, none, {}, {}, u"viewer"_s},  // the last one: nothing starts
@@ -113,7 +114,7 @@ TEST_F(Dialogs, AboutStartsTheFirstViewerThatStarts)
         QStringList tried;
         const auto find = [&](const QString& name) { return name == row.installed ? name : QString(); };
         const auto start = [&](const ProgramStart& one) {
-            tried += one.program.section(u'/', -1);
+            tried += (QStringList(one.program.section(u'/', -1)) + one.arguments).join(u'|');
             return tried.last() == row.starts;
         };
         frmAbout about(state, nullptr, {find, start});
