@@ -60,6 +60,7 @@ void TellThatItHasGone(ProcessState& state)
                       QString::fromUtf16(tags::kAppShareOff), 0);
         state.gShareWindow = 0;
     }
+    state.gShareWindow = 0;  // also where nobody is there to be told
     state.gShareKept.reset();
     if (state.gMeetingForm) state.gMeetingForm->Panels().Note(u"The shared window has been closed."_s);
 }

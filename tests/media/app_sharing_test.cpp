@@ -129,6 +129,11 @@ TEST_F(AppSharing, AVanishedWindowIsToldOnceToEverybody)
     EXPECT_EQ(state.gShareWindow, 0u);
     EXPECT_TRUE(state.gAppShareOn);  // the button stays pressed until the user presses it
     EXPECT_EQ(meeting.notes.size(), 1);
+
+    Share(kEditor);  // nobody is there any more
+    while (!state.gUsers->Items().empty()) state.gUsers->Remove(state.gUsers->Items()[0]->Handle());
+    for (int tick = 0; tick < 3; ++tick) ShareAppTick(state);
+    EXPECT_EQ(meeting.notes.size(), 2);
     EXPECT_FALSE(journal.contains(u"share timer 0"_s));
 }
 
