@@ -356,13 +356,10 @@ Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale
     const QString run = folder / "run";
     QDir().mkpath(run);
     QFile::setPermissions(run, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    mEnvironment = {{u"WAYLAND_DISPLAY"_s, u""_s},
-                    {u"XDG_CONFIG_HOME"_s, mHome},
-                    {u"XDG_DATA_HOME"_s, folder / "data"},
-                    {u"XDG_RUNTIME_DIR"_s, run},
-                    {u"HOME"_s, mHome},
-                    {u"QT_QPA_PLATFORM"_s, u"xcb"_s},
-                    {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
+    mEnvironment = {{u"WAYLAND_DISPLAY"_s, u""_s},    {u"XDG_SESSION_TYPE"_s, u"x11"_s},
+                    {u"XDG_CONFIG_HOME"_s, mHome},    {u"XDG_DATA_HOME"_s, folder / "data"},
+                    {u"XDG_RUNTIME_DIR"_s, run},      {u"HOME"_s, mHome},
+                    {u"QT_QPA_PLATFORM"_s, u"xcb"_s}, {u"QT_SCALE_FACTOR"_s, QString::number(scale)},
                     {u"LC_ALL"_s, u"C.UTF-8"_s}};
     mScreen = std::make_unique<Screen>(screen, true, mEnvironment, mLogs);
     mEnvironment[u"DISPLAY"_s] = mScreen->Display();
