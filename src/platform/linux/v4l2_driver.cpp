@@ -182,7 +182,7 @@ std::vector<CameraFormat> V4l2Driver::Offered()
 
 bool V4l2Driver::SetFormat(const CameraFormat& wanted)
 {
-    const bool wasStreaming = mStreaming;
+    const bool wasOn = mStreaming || mRestart.isActive();
     StopStream();
     v4l2_format format{};
     format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
@@ -193,7 +193,7 @@ bool V4l2Driver::SetFormat(const CameraFormat& wanted)
     const bool taken = Control(mDescriptor, VIDIOC_S_FMT, &format) == 0 && ReadFormat();
     mTrouble = taken ? QString() : OpenTrouble(mPath, errno);
     if (taken && wanted.compression == kIYUV && mFormat.compression == kI420) mFormat.compression = kIYUV;
-    if (wasStreaming) Restart();  // with another size the camera has forgotten its rate
+    if (wasOn) mRestart.start(0ms);  // with another size the camera has forgotten its rate
     return taken;
 }
 
@@ -201,7 +201,7 @@ void V4l2Driver::Run(bool on, std::chrono::milliseconds interval)
 {
     const bool another = std::exchange(mInterval, interval) != interval;
     if (!on) return StopStream();
-    if (!mStreaming) return Restart();
+    if (!mStreaming) return mRestart.start(0ms);  // once the format is settled as well
     if (another) mRestart.start(kSettled);
 }
 
