@@ -2,6 +2,7 @@
 
 #include <QKeyEvent>
 #include <QMimeData>
+#include <QScrollBar>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -54,8 +55,15 @@ void ChatBox::Append(const ShownLine& line)
     end.endEditBlock();
     mEmpty = false;
     Forget(LinesToDrop(document()->blockCount(), document()->characterCount()));
-    end.movePosition(QTextCursor::End);
-    setTextCursor(end);  // scrolls to it
+    ShowEnd();
+}
+
+// A caret at the end has moved along with it; setting it for each line costs a quarter of everything.
+void ChatBox::ShowEnd()
+{
+    const QTextCursor caret = textCursor();
+    if (caret.hasSelection() || !caret.atEnd()) moveCursor(QTextCursor::End);
+    verticalScrollBar()->setValue(verticalScrollBar()->maximum());
 }
 
 void ChatBox::Forget(int lines)

@@ -19,6 +19,7 @@ public:
 
 private:
     void Forget(int lines);
+    void ShowEnd();
 
     QTextBlockFormat mParagraph;
     bool mEmpty = true;

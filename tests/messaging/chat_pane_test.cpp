@@ -4,6 +4,7 @@
 
 #include <QMimeData>
 #include <QRandomGenerator>
+#include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
 
@@ -74,7 +75,15 @@ TEST(ChatBox, NobodyCanForgeALine)
 TEST(ChatBox, ForgetsTheOldestLines)
 {
     ChatBox box(nullptr);
-    for (int i = 0; i < 10'500; ++i) box.Append(LineFor(u"ann"_s, u"bob"_s, QString::number(i)));
+    box.show();
+    for (int i = 0; i < 10'500; ++i) {
+        if (i == 300) box.moveCursor(QTextCursor::Start);  // somebody reads what was said before
+        if (i == 600) box.selectAll();
+        box.Append(LineFor(u"ann"_s, u"bob"_s, QString::number(i)));
+        ASSERT_TRUE(box.textCursor().atEnd() && !box.textCursor().hasSelection()) << i;
+    }
+    EXPECT_GT(box.verticalScrollBar()->value(), 10'000);
+    EXPECT_EQ(box.verticalScrollBar()->value(), box.verticalScrollBar()->maximum());
     EXPECT_EQ(box.document()->blockCount(), 10'000);
     EXPECT_TRUE(box.Conversation().startsWith(u"bob: 500\r\n"_s));
     EXPECT_TRUE(box.Conversation().endsWith(u"bob: 10499"_s));
