@@ -110,19 +110,14 @@ TEST_F(X11CompanionTest, StartsTheProgramBesideOursHiddenOrShown)
         StartVoktal(state);
         StartVoktal(state);  // still on its way: not a second time
         ASSERT_TRUE(desk.Until([&] { return real.Running(); }));
-        const auto tree = xcb_query_tree_reply(
-            desk.Raw(),
-            xcb_query_tree(desk.Raw(), xcb_setup_roots_iterator(xcb_get_setup(desk.Raw())).data->root),
-            nullptr);
-        ASSERT_EQ(xcb_query_tree_children_length(tree), 1);
-        const xcb_window_t window = xcb_query_tree_children(tree)[0];
-        std::free(tree);
+        const auto asker = X11Connection::Open(desk.Display().toLatin1());
+        const auto voktal = asker->Children(asker->Screen().root);
+        ASSERT_EQ(voktal.size(), 1u);
         const auto shown = [&] {
-            auto* reply = xcb_get_window_attributes_reply(
-                desk.Raw(), xcb_get_window_attributes(desk.Raw(), window), nullptr);
-            const bool viewable = reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
-            std::free(reply);
-            return viewable;
+            asker->Begin();
+            const auto reply = asker->Answer<xcb_get_window_attributes_reply_t>(
+                xcb_get_window_attributes(asker->Raw(), voktal[0]));
+            return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
         };
         EXPECT_EQ(*hide == '0' ? desk.Until(shown) : shown(), *hide == '0');
         CloseVoktal(state);
