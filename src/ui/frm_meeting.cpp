@@ -120,6 +120,7 @@ void frmMeeting::ConnectBoard()
     hooks.showShareApp = [this] { ShowShareApp(mState); };
     hooks.startSharingAt = [this](qint16 x, qint16 y) { StartSharingAt(mState, x, y); };
     hooks.stopSharing = [this] { StopSharing(mState); };
+    tmrShareApp.setTimerType(Qt::PreciseTimer);  // others may be a twentieth early
     connect(&tmrShareApp, &QTimer::timeout, this, [this] {
         if (!mState.ports.gate || mState.ports.gate->IsOpen()) ShareAppTick(mState);
     });
