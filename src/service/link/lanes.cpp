@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "service/wire/limits.h"
-
 namespace zephyl::link {
 
 namespace {
@@ -13,15 +11,6 @@ using namespace std::chrono_literals;
 constexpr std::size_t kLiveShare = kBatchBytes / 5;
 constexpr double kOfTheLimit = 0.9;
 constexpr auto kLiveCredit = 500ms;  // what was not sent so long may follow at once; the service gives 2 s
-
-/// How long this one keeps the next waiting.
-Lanes::Clock::duration LiveCost(std::size_t bytes)
-{
-    const double seconds =
-        std::max(1.0 / double(kLiveFramesEachSecond), double(bytes) / double(kLiveBytesEachSecond));
-    return std::chrono::duration_cast<Lanes::Clock::duration>(
-        std::chrono::duration<double>(seconds / kOfTheLimit));
-}
 
 Header LiveHeader(const Outgoing& what, std::uint64_t frame)
 {
@@ -41,6 +30,19 @@ Header LiveHeader(const Outgoing& what, std::uint64_t frame)
 }
 
 }  // namespace
+
+void Lanes::SetLiveLimits(std::uint64_t frames, std::uint64_t bytes)
+{
+    mFramesEachSecond = frames ? frames : kLiveFramesEachSecond;
+    mBytesEachSecond = bytes ? bytes : kLiveBytesEachSecond;
+}
+
+/// How long this one keeps the next waiting.
+Lanes::Clock::duration Lanes::LiveCost(std::size_t bytes) const
+{
+    const double seconds = std::max(1 / double(mFramesEachSecond), double(bytes) / double(mBytesEachSecond));
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds / kOfTheLimit));
+}
 
 void Lanes::SetLive(Outgoing picture)
 {

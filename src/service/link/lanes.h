@@ -10,6 +10,7 @@
 
 #include "service/link/outbox.h"
 #include "service/wire/framing.h"
+#include "service/wire/limits.h"
 
 namespace zephyl::link {
 
@@ -19,6 +20,8 @@ public:
 
     explicit Lanes(Outbox& outbox) : mOutbox(outbox) {}
 
+    /// What the service takes of live pictures in a second; 0: the usual.
+    void SetLiveLimits(std::uint64_t frames, std::uint64_t bytes);
     /// Takes the place of the one of its type that waits.
     void SetLive(Outgoing picture);
     /// Appends frames up to about a batch. Live pictures stay a little below what the service takes, or it
@@ -37,6 +40,7 @@ private:
     bool Step(Going& lane, Channel channel, std::string& batch);
     bool StepLive(std::string& batch, Clock::time_point now);
     bool BeginLive(Clock::time_point now);
+    Clock::duration LiveCost(std::size_t bytes) const;
 
     Outbox& mOutbox;
     Going mTalk, mBoard;
@@ -44,6 +48,7 @@ private:
     std::vector<Outgoing> mLiveGoing;                   // the last one is being cut
     std::optional<ItemCutter> mLiveCutter;
     std::uint64_t mLiveFrames = 0;
+    std::uint64_t mFramesEachSecond = kLiveFramesEachSecond, mBytesEachSecond = kLiveBytesEachSecond;
     int mLiveType = 0;  // of the last one that began
     Clock::time_point mLiveDue;
     bool mOpen = false;

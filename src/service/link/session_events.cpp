@@ -32,6 +32,9 @@ void Session::OnFrame(const FrameView& frame)
 {
     const Header& header = frame.header;
     switch (header.message_case()) {
+        case Header::kWelcome:
+            return mLanes.SetLiveLimits(header.welcome().limits().live_frames_each_second(),
+                                        header.welcome().limits().live_bytes_each_second());
         case Header::kLoggedIn: return OnAnswer(header.logged_in().call(), header);
         case Header::kEntered: return OnAnswer(header.entered().call(), header);
         case Header::kResumed: return OnAnswer(header.resumed().call(), header);

@@ -105,6 +105,10 @@ void Connection::Greet(const Hello& hello)
     welcome.mutable_limits()->set_picture_bytes(kPictureBytes);
     welcome.mutable_limits()->set_live_frame_bytes(kLiveFrameBytes);
     welcome.mutable_limits()->set_application_image_bytes(kApplicationImageBytes);
+    const RelayBudgets& budgets = mServices.options.budgets;
+    const auto orAll = [](std::size_t budget) { return budget ? budget : std::size_t(UINT32_MAX); };
+    welcome.mutable_limits()->set_live_frames_each_second(std::uint32_t(orAll(budgets.liveFrames)));
+    welcome.mutable_limits()->set_live_bytes_each_second(orAll(budgets.liveBytes));
     Send(header);
 }
 
