@@ -169,3 +169,21 @@ TEST(X11WindowsBare, WorksWithoutAWindowManager)
     EXPECT_EQ(windows.TopLevel()[0].title, u"red"_s);
     EXPECT_EQ(windows.Foreground(), windows.TopLevel()[0].id);
 }
+
+TEST(X11WindowsBare, NeedsNoExtensionOfTheServer)
+{
+    stage::Folder folder;
+    stage::Child server(u"Xvfb"_s,
+                        {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-extension"_s, u"MIT-SHM"_s,
+                         u"-extension"_s, u"X-Resource"_s},
+                        {}, folder / "log");
+    const QString display = u":"_s + QString::fromLatin1(server.ReadLine().trimmed());
+    stage::Child red(stage::Programs() + u"/x11_double"_s,
+                     {u"x"_s, u"red"_s, u"10"_s, u"20"_s, u"30"_s, u"40"_s, u"ff0000"_s},
+                     {{u"DISPLAY"_s, display}}, folder / "log");
+    red.ReadLine();
+    X11Windows windows(QString(), display.toLatin1());
+    ASSERT_EQ(windows.TopLevel().size(), 1u);
+    EXPECT_EQ(windows.TopLevel()[0].title, u"red"_s);
+    EXPECT_EQ(windows.Capture(windows.TopLevel()[0].id).width, 30);
+}

@@ -46,8 +46,7 @@ struct X11Capture::Segment {
 X11Capture::X11Capture(std::shared_ptr<X11Connection> connection) : mConnection(std::move(connection))
 {
     mPossible = mConnection->HasPlainPixels();
-    mShares = mConnection->Answer<xcb_shm_query_version_reply_t>(xcb_shm_query_version(mConnection->Raw())) !=
-              nullptr;
+    mShares = mConnection->Has(xcb_shm_id);
 }
 
 std::shared_ptr<X11Capture::Segment> X11Capture::FreeSegment(size_t bytes)

@@ -60,6 +60,12 @@ bool X11Connection::HasPlainPixels() const
     return false;
 }
 
+bool X11Connection::Has(xcb_extension_t& extension) const
+{
+    const auto* data = xcb_get_extension_data(mConnection, &extension);
+    return data && data->present;
+}
+
 void X11Connection::Begin()
 {
     mDeadline = std::chrono::steady_clock::now() + kPatience;

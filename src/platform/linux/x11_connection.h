@@ -33,6 +33,10 @@ public:
     bool HasPlainPixels() const;
     bool Alive() const { return xcb_connection_has_error(mConnection) == 0; }
 
+    /// Whether the server has it; a request of one that it lacks ends the connection. The first question
+    /// waits.
+    bool Has(xcb_extension_t& extension) const;
+
     /// Begins one call of a port: together its answers may take one second; after that every Answer is null
     /// at once. Forgets errors of earlier calls.
     void Begin();

@@ -133,6 +133,7 @@ bool X11Windows::IsOwnProcessWindow(xcb_window_t window)
 /// As the server knows it of each local client; 0: not known.
 quint32 X11Windows::Process(xcb_window_t window)
 {
+    if (!mConnection->Has(xcb_res_id)) return 0;
     const xcb_res_client_id_spec_t whose{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
     const auto reply = mConnection->Answer<xcb_res_query_client_ids_reply_t>(
         xcb_res_query_client_ids(mConnection->Raw(), 1, &whose));
