@@ -152,11 +152,14 @@ TEST(X11WindowsBare, WorksWithoutAWindowManager)
     // One of the old kind gives a nameless frame and a mark; one that died has left its list behind.
     xcb_connection_t* manager = desk.Raw();
     const auto names = X11Connection::Open(desk.Display().toLatin1());
-    const xcb_window_t frame = xcb_generate_id(manager);
+    const xcb_window_t frame = xcb_generate_id(manager), lining = xcb_generate_id(manager);
     const quint32 normal[] = {1, 0};
     xcb_create_window(manager, XCB_COPY_FROM_PARENT, frame, names->Screen().root, 200, 100, 60, 70, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, names->Screen().root_visual, 0, nullptr);
-    xcb_reparent_window(manager, red.id, frame, 5, 20);
+    xcb_create_window(manager, XCB_COPY_FROM_PARENT, lining, frame, 5, 20, 40, 45, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, names->Screen().root_visual, 0, nullptr);
+    xcb_map_window(manager, lining);
+    xcb_reparent_window(manager, red.id, lining, 0, 0);
     xcb_map_window(manager, frame);
     xcb_change_property(manager, XCB_PROP_MODE_REPLACE, red.id, names->Atom("WM_STATE"),
                         names->Atom("WM_STATE"), 32, 2, normal);

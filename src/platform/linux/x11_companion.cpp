@@ -6,7 +6,6 @@
 
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -38,18 +37,13 @@ bool X11Companion::Running()
     return found;
 }
 
-/// A hidden companion is in no list of the window manager, so the tree itself is searched: the screen's
-/// children and theirs, because a shown one has a frame.
+/// A hidden companion is in no list of the window manager, so the tree itself is searched.
 xcb_window_t X11Companion::Find()
 {
     if (mWindow != 0 && IsCompanion(mWindow)) return mWindow;
-    const auto children = mConnection->Children(mConnection->Screen().root);
-    for (const xcb_window_t window : children)
-        if (IsCompanion(window)) return mWindow = window;
-    for (const xcb_window_t frame : children)
-        for (const xcb_window_t window : mConnection->Children(frame))
-            if (IsCompanion(window)) return mWindow = window;
-    return mWindow = 0;
+    const auto outermost = mConnection->Children(mConnection->Screen().root);
+    return mWindow =
+               mConnection->FindIn(outermost, [this](xcb_window_t window) { return IsCompanion(window); });
 }
 
 bool X11Companion::IsCompanion(xcb_window_t window)

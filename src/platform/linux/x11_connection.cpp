@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "base/text_rules.h"
 
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(1);
+constexpr int kFrameDepth = 3;                    // a frame, what some line it with, the program's window
 constexpr unsigned kLongestProperty = 64 * 1024;  // bytes; a window's own, so anything may stand there
 
 xcb_screen_t* ScreenOf(xcb_connection_t* connection, int number)
@@ -159,6 +161,20 @@ std::vector<xcb_window_t> X11Connection::Children(xcb_window_t window)
     if (!reply) return {};
     const xcb_window_t* first = xcb_query_tree_children(reply.get());
     return {first, first + xcb_query_tree_children_length(reply.get())};
+}
+
+xcb_window_t X11Connection::FindIn(std::vector<xcb_window_t> windows,
+                                   const std::function<bool(xcb_window_t)>& is)
+{
+    for (int depth = 0; depth < kFrameDepth; ++depth) {
+        std::vector<xcb_window_t> below;
+        for (const xcb_window_t window : windows) {
+            if (is(window)) return window;
+            std::ranges::copy(Children(window), std::back_inserter(below));
+        }
+        windows = std::move(below);
+    }
+    return XCB_NONE;
 }
 
 void X11Connection::TellRoot(xcb_window_t window, const char* type, const std::array<quint32, 5>& data)

@@ -9,6 +9,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -58,6 +59,9 @@ public:
     QString Text(xcb_window_t window, const char* property);
     /// Children, the topmost last.
     std::vector<xcb_window_t> Children(xcb_window_t window);
+    /// The first of `windows`, or of what lies in them as deep as window managers put a program's window, for
+    /// which `is` holds; outer ones first. None: XCB_NONE.
+    xcb_window_t FindIn(std::vector<xcb_window_t> windows, const std::function<bool(xcb_window_t)>& is);
     /// Tells the root (and so the window manager) about `window`.
     void TellRoot(xcb_window_t window, const char* type, const std::array<quint32, 5>& data);
 

@@ -4,7 +4,6 @@
 #include <xcb/res.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "base/text_rules.h"
 
@@ -14,7 +13,6 @@ namespace {
 
 constexpr qsizetype kLongestTitle = 1024;
 constexpr int kDeepestNesting = 64;  // windows above a window; a bound for a tree that changes meanwhile
-constexpr int kFrameDepth = 3;       // levels of a window manager's frame, its client's included
 constexpr quint32 kWidestMargin = 1000;
 constexpr quint32 kFromUser = 2;  // the source that window managers obey at once
 constexpr quint32 kRemove = 0;    // of _NET_WM_STATE
@@ -90,16 +88,10 @@ bool X11Windows::Managed()
 /// none, the outermost itself.
 xcb_window_t X11Windows::ClientIn(xcb_window_t outermost)
 {
-    std::vector<xcb_window_t> level{outermost};
-    for (int depth = 0; depth < kFrameDepth; ++depth) {
-        std::vector<xcb_window_t> below;
-        for (const xcb_window_t window : level) {
-            if (!mConnection->Numbers(window, "WM_STATE").empty()) return window;
-            std::ranges::copy(mConnection->Children(window), std::back_inserter(below));
-        }
-        level = std::move(below);
-    }
-    return outermost;
+    const xcb_window_t marked = mConnection->FindIn({outermost}, [this](xcb_window_t window) {
+        return !mConnection->Numbers(window, "WM_STATE").empty();
+    });
+    return marked == XCB_NONE ? outermost : marked;
 }
 
 bool X11Windows::CanBeShared(xcb_window_t window)
