@@ -33,26 +33,30 @@ bool X11LiveScreen::Show(quint64 window, const Pixels& picture, QPoint at, const
     return true;
 }
 
+void X11LiveScreen::Connect()
+{
+    mTried = true;
+    auto connection = X11Connection::Open(mDisplay);
+    if (!connection || !connection->Has(xcb_shm_id) || !connection->HasPlainPixels()) return;
+    const auto version =
+        connection->Answer<xcb_shm_query_version_reply_t>(xcb_shm_query_version(connection->Raw()));
+    if (!version || (version->major_version == 1 && version->minor_version < kFilesPassed)) return;
+    mDone = quint8(xcb_get_extension_data(connection->Raw(), &xcb_shm_id)->first_event + XCB_SHM_COMPLETION);
+    mConnection = std::move(connection);
+}
+
 bool X11LiveScreen::Ready(xcb_window_t window)
 {
-    if (!mTried) {
-        mTried = true;
-        mConnection = X11Connection::Open(mDisplay);
-        if (!mConnection || !mConnection->HasPlainPixels()) return mConnection = nullptr, false;
-        const auto* extension = xcb_get_extension_data(mConnection->Raw(), &xcb_shm_id);
-        const auto version =
-            mConnection->Answer<xcb_shm_query_version_reply_t>(xcb_shm_query_version(mConnection->Raw()));
-        const bool able = version && (version->major_version > 1 || version->minor_version >= kFilesPassed);
-        if (!able) return mConnection = nullptr, false;
-        mDone = quint8(extension->first_event + XCB_SHM_COMPLETION);
-    }
+    if (!mTried) Connect();
     if (!mConnection || !mConnection->Alive()) return false;
     if (window == mWindow) return mContext != 0;
     if (mContext) xcb_free_gc(mConnection->Raw(), mContext);
     mWindow = window;
     mContext = 0;
     mConnection->Begin();
-    if (!IsOurs(window)) return false;
+    const bool ours = IsOurs(window);
+    mOnTheirWay.clear();  // the answers came behind them
+    if (!ours) return false;
     mContext = xcb_generate_id(mConnection->Raw());
     xcb_create_gc(mConnection->Raw(), mContext, window, 0, nullptr);
     return true;

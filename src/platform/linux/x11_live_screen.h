@@ -25,6 +25,7 @@ private:
         xcb_shm_seg_t name = 0;
         std::shared_ptr<const void> owner;
     };
+    void Connect();
     bool Ready(xcb_window_t window);
     bool IsOurs(xcb_window_t window);
     xcb_shm_seg_t NameOf(const PixelMemory& memory);
