@@ -79,6 +79,11 @@ TEST_F(X11WindowsTest, ListsOthersTopmostFirstAndRaises)
     EXPECT_TRUE(windows.Capture(red.id).IsNull());
     windows.RaiseNormal(red.id);  // "normal" is neither minimised nor hidden ...
     EXPECT_TRUE(UntilListed({u"red"_s, u"blue"_s}));
+    desk.Run(u"xdotool"_s,
+             {u"set_num_desktops"_s, u"2"_s, u"set_desktop_for_window"_s, QString::number(red.id), u"1"_s});
+    EXPECT_TRUE(UntilListed({u"blue"_s}));
+    windows.RaiseNormal(red.id);  // ... nor on another desktop ...
+    EXPECT_TRUE(UntilListed({u"red"_s, u"blue"_s}));
     const auto asker = X11Connection::Open(desk.Display().toLatin1());
     asker->TellRoot(
         red.id, "_NET_WM_STATE",

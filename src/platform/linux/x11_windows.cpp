@@ -15,7 +15,8 @@ constexpr qsizetype kLongestTitle = 1024;
 constexpr int kDeepestNesting = 64;  // windows above a window; a bound for a tree that changes meanwhile
 constexpr quint32 kWidestMargin = 1000;
 constexpr quint32 kFromUser = 2;  // the source that window managers obey at once
-constexpr quint32 kRemove = 0;    // of _NET_WM_STATE
+constexpr quint32 kEveryDesktop = 0xffffffff;
+constexpr quint32 kRemove = 0;  // of _NET_WM_STATE
 
 }  // namespace
 
@@ -201,12 +202,24 @@ bool X11Windows::ManagerKnows(const char* request)
     return Managed() && HasAtom(mConnection->Screen().root, "_NET_SUPPORTED", request);
 }
 
+/// From a desktop that is not shown; by itself activating does that under few window managers. Others show
+/// several desktops, one on each screen: what can be seen stays where it is.
+void X11Windows::BringHere(xcb_window_t window)
+{
+    if (IsViewable(window)) return;
+    const auto here = mConnection->Numbers(mConnection->Screen().root, "_NET_CURRENT_DESKTOP");
+    const auto there = mConnection->Numbers(window, "_NET_WM_DESKTOP");
+    if (here.size() != 1 || there.size() != 1 || there == here || there[0] == kEveryDesktop) return;
+    mConnection->TellRoot(window, "_NET_WM_DESKTOP", {here[0], kFromUser, 0, 0, 0});
+}
+
 /// The window manager restores, raises and activates; the window is in front only as long as the user leaves
 /// it there, nothing keeps it on top.
 void X11Windows::RaiseNormal(WindowId id)
 {
     if (!Exists(id) || id == mConnection->Screen().root) return;
     const auto window = xcb_window_t(id);
+    if (ManagerKnows("_NET_WM_DESKTOP")) BringHere(window);
     if (ManagerKnows("_NET_WM_STATE"))
         mConnection->TellRoot(window, "_NET_WM_STATE",
                               {kRemove, mConnection->Atom("_NET_WM_STATE_MAXIMIZED_VERT"),

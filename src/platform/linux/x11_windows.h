@@ -49,6 +49,7 @@ private:
     std::optional<QMargins> Margins(xcb_window_t window, const char* property);
     QRect OnScreen(xcb_window_t window);
     bool ManagerKnows(const char* request);
+    void BringHere(xcb_window_t window);
 
     QString mHidden;
     QByteArray mDisplay;
