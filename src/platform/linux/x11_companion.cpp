@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <QFileInfo>
 #include <QProcess>
 #include <QProcessEnvironment>
 
@@ -72,11 +73,13 @@ void X11Companion::Start(CompanionShow show)
 {
     if (OnItsWay()) return;  // its window will come
     Forget();
+    const QString program = mFolder + u"/Voktal"_s;
+    if (!QFileInfo(program).isExecutable()) return;  // asked for each attendee, and a process takes 4 ms
     QProcess companion;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"VOKTAL_SHOW"_s, show == CompanionShow::Hidden ? u"0"_s : u"5"_s);
     companion.setProcessEnvironment(environment);
-    companion.setProgram(mFolder + u"/Voktal"_s);
+    companion.setProgram(program);
     companion.setStandardInputFile(QProcess::nullDevice());
     qint64 process = 0;
     if (companion.startDetached(&process)) mStarted = int(syscall(SYS_pidfd_open, pid_t(process), 0));
