@@ -44,6 +44,20 @@ void TrappedAs(ProcessState& state, const QString& prefix, Body&& body)
     }
 }
 
+/// As Trapped, for what happens by itself and again and again: the box does not hold the window.
+template <class Body>
+void TrappedInPassing(ProcessState& state, const char* name, Body&& body)
+{
+    try {
+        std::forward<Body>(body)();
+    } catch (const ProcessEnded&) {
+        throw;
+    } catch (const std::exception& e) {
+        ReportCriticalError(state, QLatin1String(name) + QLatin1String(": ") + QString::fromUtf8(e.what()),
+                            EventType::Error, true, Cause::Remote);
+    }
+}
+
 /// Nothing is shown: the error ends `body` and goes to the event log. Also for one statement at a time,
 /// where each runs although the one before failed.
 template <class Body>

@@ -21,6 +21,7 @@ public:
     virtual void PrepareFrameFormat(int width, int height) = 0;
     /// Releases the held image. GetBytes throws until another one is given.
     virtual void Clear() = 0;
+    /// What lies beyond 8192 pixels or 16 Mpx is left out at the right and at the bottom.
     virtual void EncodePicture(const Pixels& picture) = 0;
     /// JPEG bytes of the last image given. The array is shared, not copied.
     virtual QByteArray GetBytes() = 0;

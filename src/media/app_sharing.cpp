@@ -110,7 +110,7 @@ void StopSharing(ProcessState& state)
 void ShareAppTick(ProcessState& state)
 {
     if (state.gShareWindow == 0 || !state.gAppShareOn || !state.gUsers) return;
-    Trapped(state, "ShareAppTick", [&] {
+    TrappedInPassing(state, "ShareAppTick", [&] {
         const qint16 quality = state.gFrameEncoder ? state.gFrameEncoder->Quality() : kImageQualityDefault;
         if (!Windows(state).Exists(state.gShareWindow)) return TellThatItHasGone(state);
         const QByteArray jpeg = CapturedJpeg(state, quality);

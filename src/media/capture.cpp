@@ -182,15 +182,12 @@ int ShownFrameRate(ProcessState& state)
 void MyFrameCallback(ProcessState& state, const CameraFrame& frame)
 {
     if (!state.gVideoOn || !state.gUsers || !state.gFrameEncoder) return;
-    try {
+    TrappedInPassing(state, "MyFrameCallback", [&] {
         const qint32 quality = state.gFrameEncoder->EncodeFrame(frame.bytes, state.gCaptureIsYUV);
         for (const auto& item : state.gUsers->Items())
             item->SendVideoFrame(state.gFrameEncoder->GetBytes(), state.gMessenger->Handle(), state.gVideoX,
                                  state.gVideoY, kFrameVideo, quality);
-    } catch (const std::exception& e) {  // with each frame: the box must not keep the user from "Video"
-        ReportCriticalError(state, u"MyFrameCallback: "_s + QString::fromUtf8(e.what()), EventType::Error,
-                            true, Cause::Remote);
-    }
+    });
 }
 
 void CloseCamera(ProcessState& state)

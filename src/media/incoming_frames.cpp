@@ -89,10 +89,7 @@ void mZUM_VideoFrame(ProcessState& state, const QString& fromHandle, const Pictu
                      qint32 frameType)
 {
     if (!frame || frame->pixels.IsNull() || !state.gMeetingForm) return;
-    try {
+    TrappedInPassing(state, "mZUM_VideoFrame", [&] {
         ShowFrame(state, WithoutWhiteboardPrefix(fromHandle), frame->pixels, x, y, frameType);
-    } catch (const std::exception& e) {  // not the user's act: the box must not hold the window
-        ReportCriticalError(state, u"mZUM_VideoFrame: "_s + QString::fromUtf8(e.what()), EventType::Error,
-                            true, Cause::Remote);
-    }
+    });
 }

@@ -1,8 +1,10 @@
 #include "service/link/jpeg_frame_encoder.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
+#include "service/codec/picture_guard.h"
 #include "service/wire/limits.h"
 
 namespace zephyl::link {
@@ -48,10 +50,15 @@ void JpegFrameEncoder::Hold(Held what)
 
 void JpegFrameEncoder::EncodePicture(const Pixels& picture)
 {
-    if (picture.IsNull()) throw std::runtime_error("there is no picture to encode");
+    if (picture.IsNull() || picture.width < 1) throw std::runtime_error("there is no picture to encode");
     Hold(Held::Picture);
     mFrame.clear();
     mPicture = picture;
+    const PictureLimits limits;
+    mPicture.width = std::min(picture.width, limits.side);
+    const auto rows = limits.pixels / std::uint64_t(mPicture.width);
+    mPicture.height =
+        int(std::min<std::uint64_t>({std::uint64_t(picture.height), std::uint64_t(limits.side), rows}));
 }
 
 qint32 JpegFrameEncoder::EncodeFrame(const QByteArray& frame, bool isYUV)

@@ -1,6 +1,9 @@
 // Copies into posts, posts into the outbox, posts onto the wire.
 #include <gtest/gtest.h>
 
+#include <QSize>
+
+#include "service/codec/picture_guard.h"
 #include "service/link/jpeg_frame_encoder.h"
 #include "service/link/lanes.h"
 #include "service/link/post_folder.h"
@@ -214,7 +217,7 @@ TEST(Lanes, LivePicturesStayBelowWhatTheServiceTakesAndTakeTurns)
     EXPECT_GT(std::min(sent[0], sent[1]), 130);
 }
 
-TEST(JpegFrameEncoder, TakesAsMuchQualityAsCanBeSent)
+TEST(JpegFrameEncoder, TakesAsMuchOfQualityAndSizeAsCanBeSent)
 {
     JpegFrameEncoder encoder;
     encoder.PrepareFrameFormat(1280, 720);
@@ -226,6 +229,21 @@ TEST(JpegFrameEncoder, TakesAsMuchQualityAsCanBeSent)
     EXPECT_LT(encoder.EncodeFrame(frame, true), 99);
     EXPECT_LE(encoder.GetBytes().size(), qsizetype(kLiveFrameBytes));
     EXPECT_EQ(encoder.Quality(), 99);
+    const struct {
+        int width, height;
+        QSize sent;
+    } rows[] = {
+        {9000, 2, {8192, 2}}, {2, 9000, {2, 8192}}, {8192, 3000, {8192, 2048}}, {640, 480, {640, 480}}};
+    const std::vector<quint32> pixels(9000 * 3000, 0xff8040);
+    for (const auto& row : rows) {
+        encoder.EncodePicture(
+            {row.width, row.height, row.width * 4, reinterpret_cast<const uchar*>(pixels.data()), {}});
+        const QByteArray jpeg = encoder.GetBytes();
+        const DecodedPicture seen =
+            DecodeGuarded({reinterpret_cast<const uint8_t*>(jpeg.data()), size_t(jpeg.size())});
+        EXPECT_EQ(QSize(seen.width, seen.height), row.sent);
+        EXPECT_TRUE(seen.pixels) << seen.refusal;
+    }
 }
 
 TEST(Trust, IsSettledByAuthorityOrPinElseByAsking)
