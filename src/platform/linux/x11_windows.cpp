@@ -239,10 +239,11 @@ void X11Windows::RaiseNormal(WindowId id)
 /// Where a window with its border lies on the screen; empty when it has gone.
 QRect X11Windows::Place(xcb_window_t window)
 {
-    const auto size =
-        mConnection->Answer<xcb_get_geometry_reply_t>(xcb_get_geometry(mConnection->Raw(), window));
-    const auto at = mConnection->Answer<xcb_translate_coordinates_reply_t>(
-        xcb_translate_coordinates(mConnection->Raw(), window, mConnection->Screen().root, 0, 0));
+    const auto sizeAsked = xcb_get_geometry(mConnection->Raw(), window);
+    const auto placeAsked =
+        xcb_translate_coordinates(mConnection->Raw(), window, mConnection->Screen().root, 0, 0);
+    const auto size = mConnection->Answer<xcb_get_geometry_reply_t>(sizeAsked);
+    const auto at = mConnection->Answer<xcb_translate_coordinates_reply_t>(placeAsked);
     if (!size || !at) return {};
     const int border = size->border_width;
     return QRect(at->dst_x, at->dst_y, size->width, size->height).adjusted(-border, -border, border, border);
@@ -272,7 +273,7 @@ QRect X11Windows::OnScreen(xcb_window_t window)
 
 Pixels X11Windows::Capture(WindowId id)
 {
-    if (!Ready() || !mCapture->Possible() || !IsViewable(xcb_window_t(id))) return {};
+    if (!Ready() || !mCapture->Possible() || (id != Desktop() && !IsViewable(xcb_window_t(id)))) return {};
     const QRect area = OnScreen(xcb_window_t(id));
     return area.isEmpty() ? Pixels{} : mCapture->Grab(area);
 }
