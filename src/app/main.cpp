@@ -81,12 +81,13 @@ int main(int argc, char** argv)
             early.error.isEmpty() ? "there is no display to open a window on." : qPrintable(early.error));
         return 2;
     }
-    // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's.
-    QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
-    QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
     HoldEndSignals();
     ProcessState state;
     Application application(state, argc, argv);
+    // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's. Not before it
+    // has met its platform, which turns this on.
+    QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
+    QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
     QApplication::setQuitOnLastWindowClosed(false);
     Q_INIT_RESOURCE(logo);  // the library it lies in is linked statically
     QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));

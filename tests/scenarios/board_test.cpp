@@ -134,14 +134,13 @@ TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
     ann.Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--class"_s, u"xterm"_s,
                            u"windowactivate"_s, u"--sync"_s});
     // The press that brings the window back draws already, with the stored tool and from where it was.
-    // One move: the display joins those that come before the window manager has let the press through.
-    ann.Drag({ann.Board(100, 100), ann.Board(200, 140)});
+    ann.Drag({ann.Board(100, 100), ann.Board(150, 120), ann.Board(200, 140)});
     ann.Wait("activate");
     ann.Wait("tool", Is("key", u"Draw"_s));
     ExpectSame(
         ann, bob, u"ann"_s,
-        u"[[ZUM_WB_PEN]]1|¥|100|¥|100|¥|100|¥|100|¥|0|¥|100|¥|100|¥|200|¥|140|¥|0|¥|200|¥|140|¥|200|¥|140"
-        u"|¥|0"_s);
+        u"[[ZUM_WB_PEN]]1|¥|100|¥|100|¥|100|¥|100|¥|0|¥|100|¥|100|¥|150|¥|120|¥|0|¥|150|¥|120|¥|200|¥|140"
+        u"|¥|0|¥|200|¥|140|¥|200|¥|140|¥|0"_s);
 }
 
 TEST_F(Board, SavesABitmapAndCopiesForOtherPrograms)
