@@ -17,8 +17,9 @@ constexpr quint32 kFilesPassed = 2;  // minor version of the extension since whi
 
 bool X11LiveScreen::Show(quint64 window, const Pixels& picture, QPoint at, const QRegion& parts)
 {
-    if (!picture.memory || parts.isEmpty() || !Ready(xcb_window_t(window))) return false;
+    if (!picture.memory || parts.isEmpty()) return false;
     LetGo();
+    if (!Ready(xcb_window_t(window))) return false;
     const xcb_shm_seg_t name = mOnTheirWay.size() < kMostOnTheirWay ? NameOf(*picture.memory) : 0;
     if (name == 0) return false;
     int left = parts.rectCount();
@@ -104,6 +105,7 @@ void X11LiveScreen::MakeRoom(std::size_t bytes)
 /// What the server has read may be used again. Its errors are those of a window that has gone.
 void X11LiveScreen::LetGo()
 {
+    if (!mConnection) return;
     while (const auto event = XReply<xcb_generic_event_t>(xcb_poll_for_event(mConnection->Raw()))) {
         if (event->response_type == 0) mWindow = XCB_WINDOW_NONE, mOnTheirWay.clear();
         if ((event->response_type & 0x7f) != mDone) continue;
