@@ -296,6 +296,7 @@ bool Script::Has(const Match& match)
 
 Screen::Screen(QSize size, bool managed, const std::map<QString, QString>& environment,
                const QString& logFile)
+    : mLog(logFile)
 {
     const QString pixels = u"%1x%2x24"_s.arg(size.width()).arg(size.height());
     const QStringList options{u"-displayfd"_s, u"1"_s,         u"-screen"_s, u"0"_s,
@@ -313,18 +314,31 @@ void Screen::StartManager(std::map<QString, QString> environment, const QString&
                                        environment, logFile);
     mManager->ReadLine();
     // ... but a request that comes while it sets itself up stays in its own queue, and it sleeps until the
-    // next one wakes it. So it is asked, again and again, for what it does only from its event loop.
+    // next one wakes it.
+    AskManager("1");
+}
+
+/// For what it does only from its event loop, again and again.
+void Screen::AskManager(const QByteArray& desktops)
+{
     const auto until = Clock::now() + std::chrono::seconds(30);
-    for (QByteArray desktops; desktops != "1";) {
+    const auto ask = [&](const QStringList& words) {
+        return std::make_unique<Child>(u"xdotool"_s, words,
+                                       std::map<QString, QString>{{u"DISPLAY"_s, mDisplay}}, mLog);
+    };
+    for (QByteArray there; there != desktops;) {
         if (Clock::now() > until) Fail(u"the window manager does not answer"_s);
-        const auto ask = [&](const QStringList& words) {
-            return std::make_unique<Child>(u"xdotool"_s, words, environment, logFile);
-        };
-        ask({u"set_num_desktops"_s, u"1"_s})->WaitForEnd();
+        ask({u"set_num_desktops"_s, QString::fromLatin1(desktops)})->WaitForEnd();
         const auto answer = ask({u"get_num_desktops"_s});
-        desktops = answer->ReadLine();
+        there = answer->ReadLine();
         answer->WaitForEnd();
     }
+}
+
+void Screen::LetManagerCatchUp()
+{
+    AskManager("2");
+    AskManager("1");
 }
 
 std::vector<pid_t> PersonalServices(const QString& runtime)

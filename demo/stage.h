@@ -54,11 +54,14 @@ public:
     /// Throws std::runtime_error when there is no display or the manager does not answer.
     Screen(QSize size, bool managed, const std::map<QString, QString>& environment, const QString& logFile);
     const QString& Display() const { return mDisplay; }
+    /// Comes back when the window manager has done all that came before.
+    void LetManagerCatchUp();
 
 private:
     void StartManager(std::map<QString, QString> environment, const QString& logFile);
+    void AskManager(const QByteArray& desktops);
 
-    QString mDisplay;
+    QString mDisplay, mLog;
     std::unique_ptr<Child> mServer, mManager;  // the manager ends first
 };
 
@@ -150,6 +153,7 @@ public:
     void Screenshot(const QString& file);
     void Run(const QString& program, const QStringList& arguments);  // on this display; waits for its end
     QString Display() const { return mScreen->Display(); }
+    void LetManagerCatchUp() { mScreen->LetManagerCatchUp(); }
     QString Name() const { return mName; }
     QString ConfigHome() const { return mHome; }
     std::unique_ptr<Child> Start(const QString& program, const QStringList& arguments);

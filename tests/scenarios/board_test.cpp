@@ -1,5 +1,6 @@
 // Every drawing tool with a real mouse: two boards stay the same, and what leaves is the exact record.
 #include <QFile>
+#include <csignal>
 
 #include "scenarios/meeting_fixture.h"
 
@@ -59,6 +60,21 @@ TEST_F(Board, EveryToolDrawsTheSameEverywhere)
     Choose(ann, "Draw");
     ann.Click(ann.Board(40, 40));
     ExpectSame(ann, bob, u"ann"_s, u"[[ZUM_WB_PEN]]1|¥|40|¥|40|¥|40|¥|40|¥|0|¥|40|¥|40|¥|40|¥|40|¥|0"_s);
+
+    // A window that is busy meanwhile has every point of the stroke all the same.
+    const auto to = [&](int x, int y) {
+        const QPoint at = ann.Board(x, y);
+        return QStringList{u"mousemove"_s, QString::number(at.x()), QString::number(at.y())};
+    };
+    ann.Client().Signal(SIGSTOP);
+    ann.Run(u"xdotool"_s, to(50, 60) + QStringList{u"mousedown"_s, u"1"_s});
+    ann.LetManagerCatchUp();  // it holds the press back, and the display joins moves until then
+    ann.Run(u"xdotool"_s, to(60, 62) + to(70, 66) + to(80, 60));
+    ann.Client().Signal(SIGCONT);
+    ann.Run(u"xdotool"_s, {u"mouseup"_s, u"1"_s});
+    ExpectSame(ann, bob, u"ann"_s,
+               u"[[ZUM_WB_PEN]]1|¥|50|¥|60|¥|50|¥|60|¥|0|¥|50|¥|60|¥|60|¥|62|¥|0|¥|60|¥|62|¥|70|¥|66|¥|0"
+               u"|¥|70|¥|66|¥|80|¥|60|¥|0|¥|80|¥|60|¥|80|¥|60|¥|0"_s);
 
     ChooseBelow(ann, "Draw", 2);  // Line
     ann.ClickControl(u"picSelColor_5"_s);
