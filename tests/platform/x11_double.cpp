@@ -54,7 +54,7 @@ xcb_window_t Open(xcb_connection_t* x, xcb_screen_t* screen, const Look& look)
     xcb_icccm_size_hints_set_position(&hints, 1, look.x, look.y);
     xcb_icccm_set_wm_normal_hints(x, window, &hints);
     if (!look.hidden) xcb_map_window(x, window);
-    xcb_flush(x);
+    std::free(xcb_get_input_focus_reply(x, xcb_get_input_focus(x), nullptr));  // now everybody sees it
     return window;
 }
 

@@ -76,7 +76,7 @@ TEST_F(X11WindowsTest, ListsOthersTopmostFirstAndRaises)
     desk.Run(u"xdotool"_s, {u"windowminimize"_s, QString::number(red.id)});
     EXPECT_TRUE(UntilListed({u"blue"_s}));
     EXPECT_TRUE(windows.Exists(red.id));
-    EXPECT_TRUE(windows.Capture(red.id).IsNull());
+    EXPECT_TRUE(desk.Until([&] { return windows.Capture(red.id).IsNull(); }));
     windows.RaiseNormal(red.id);  // "normal" is neither minimised nor hidden ...
     EXPECT_TRUE(UntilListed({u"red"_s, u"blue"_s}));
     desk.Run(u"xdotool"_s,
