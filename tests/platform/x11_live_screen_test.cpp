@@ -28,7 +28,8 @@ struct LiveScreenTest : testing::Test {
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
         const auto name = xcb_intern_atom_reply(own, xcb_intern_atom(own, 0, 11, "_NET_WM_PID"), nullptr);
         const quint32 process = quint32(getpid());
-        xcb_change_property(own, XCB_PROP_MODE_REPLACE, window, name->atom, XCB_ATOM_CARDINAL, 32, 1, &process);
+        xcb_change_property(own, XCB_PROP_MODE_REPLACE, window, name->atom, XCB_ATOM_CARDINAL, 32, 1,
+                            &process);
         free(name);
         xcb_map_window(own, window);
         free(xcb_get_input_focus_reply(own, xcb_get_input_focus(own), nullptr));
@@ -39,7 +40,7 @@ struct LiveScreenTest : testing::Test {
         const auto memory = pool.Take(size_t(kSize.width()) * size_t(kSize.height()) * 4);
         std::fill_n(static_cast<quint32*>(memory->Data()), kSize.width() * kSize.height(), colour);
         return {kSize.width(), kSize.height(), kSize.width() * 4, static_cast<const uchar*>(memory->Data()),
-                memory, memory.get()};
+                memory,        memory.get()};
     }
     bool Seen(QPoint at, quint32 colour)
     {
@@ -72,7 +73,8 @@ TEST_F(LiveScreenTest, ShowsThePartsAndKeepsTheMemoryUntilTheyAreShown)
 
 TEST_F(LiveScreenTest, LeavesToTheToolkitWhatItCannotShow)
 {
-    const auto other = desk.Open(QStringLiteral("x"), QStringLiteral("other"), {0, 0, 50, 50}, QStringLiteral("0000ff"));
+    const auto other =
+        desk.Open(QStringLiteral("x"), QStringLiteral("other"), {0, 0, 50, 50}, QStringLiteral("0000ff"));
     Pixels plain = Picture(0);
     plain.memory = nullptr;
     const QRegion all(0, 0, 10, 10);
