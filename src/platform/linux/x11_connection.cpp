@@ -38,6 +38,10 @@ X11Connection::X11Connection(xcb_connection_t* connection, xcb_screen_t* screen)
     : mConnection(connection), mScreen(screen)
 {
     Begin();
+    const quint32 resized = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(mConnection, mScreen->root, XCB_CW_EVENT_MASK, &resized);
+    const auto now = Answer<xcb_get_geometry_reply_t>(xcb_get_geometry(mConnection, mScreen->root));
+    if (now) mSize = {now->width, now->height};
 }
 
 X11Connection::~X11Connection()
@@ -93,12 +97,15 @@ void* X11Connection::Wait(unsigned sequence)
     return nullptr;
 }
 
-/// Empties the queue. Nothing in it is for us but errors: we listen to no events.
+/// Empties the queue. Nothing in it is for us but errors and what becomes of the screen.
 bool X11Connection::SawError()
 {
     bool saw = false;
     while (xcb_generic_event_t* event = xcb_poll_for_event(mConnection)) {
         saw |= event->response_type == 0;
+        const auto* change = reinterpret_cast<const xcb_configure_notify_event_t*>(event);
+        if ((event->response_type & 0x7f) == XCB_CONFIGURE_NOTIFY && change->window == mScreen->root)
+            mSize = {change->width, change->height};
         std::free(event);
     }
     return saw;

@@ -5,6 +5,7 @@
 #include <xcb/xcb.h>
 
 #include <QByteArray>
+#include <QSize>
 #include <QString>
 #include <array>
 #include <chrono>
@@ -30,6 +31,8 @@ public:
 
     xcb_connection_t* Raw() const { return mConnection; }
     const xcb_screen_t& Screen() const { return *mScreen; }
+    /// In pixels, as it was when the last call began: it may be resized.
+    QSize ScreenSize() const { return mSize; }
     /// Whether the screen's pixels are 0xRRGGBB in 32 bits of this machine's byte order.
     bool HasPlainPixels() const;
     bool Alive() const { return xcb_connection_has_error(mConnection) == 0; }
@@ -73,6 +76,7 @@ private:
 
     xcb_connection_t* mConnection;
     xcb_screen_t* mScreen;
+    QSize mSize;
     std::map<QByteArray, xcb_atom_t> mAtoms;
     std::chrono::steady_clock::time_point mDeadline;
 };

@@ -263,7 +263,7 @@ std::optional<QMargins> X11Windows::Margins(xcb_window_t window, const char* pro
 /// does not count.
 QRect X11Windows::OnScreen(xcb_window_t window)
 {
-    const QRect screen = Place(mConnection->Screen().root);  // it may have been resized
+    const QRect screen(QPoint(0, 0), mConnection->ScreenSize());
     if (window == mConnection->Screen().root) return screen;
     QRect area = Place(OutermostParent(window)) & screen;
     if (const auto frame = Margins(window, "_NET_FRAME_EXTENTS")) area &= Place(window) + *frame;
