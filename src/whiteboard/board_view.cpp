@@ -1,7 +1,9 @@
 #include "whiteboard/board_view.h"
 
+#include <QBackingStore>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPaintEngine>
 #include <QPaintEvent>
 #include <QPainter>
 #include <cmath>
@@ -249,7 +251,10 @@ void BoardView::paintEvent(QPaintEvent* event)
     QPainter painter(this);
     mScaled.Paint(painter, mBoard, event->region() & rect(), devicePixelRatioF());
     PaintBand(painter);
-    mStraight.Painted(event->region());
+    // A copy of the window is painted the same way, but into a picture of its own.
+    QBackingStore* buffer = backingStore();
+    if (buffer && painter.paintEngine()->paintDevice() == buffer->paintDevice())
+        mStraight.Painted(event->region());
 }
 
 void BoardView::PaintBand(QPainter& painter) const

@@ -4,7 +4,6 @@
 #include <xcb/shm.h>
 
 #include <deque>
-#include <optional>
 
 #include "platform/linux/x11_connection.h"
 #include "platform/live_screen.h"
