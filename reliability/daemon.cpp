@@ -7,8 +7,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "service/relay/accounts.h"
-#include "service/relay/identity.h"
+#include "service/relay/door/accounts.h"
+#include "service/relay/door/identity.h"
 
 using namespace Qt::StringLiterals;
 

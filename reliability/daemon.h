@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "demo/stage.h"
-#include "service/relay/passwords.h"
+#include "service/relay/door/passwords.h"
 
 namespace reliability {
 

@@ -9,8 +9,8 @@
 
 #include "reliability/judge.h"
 #include "reliability/saver.h"
-#include "service/relay/accounts.h"
-#include "service/relay/passwords.h"
+#include "service/relay/door/accounts.h"
+#include "service/relay/door/passwords.h"
 
 using namespace Qt::StringLiterals;
 

@@ -12,7 +12,7 @@
 #include <fstream>
 #include <thread>
 
-#include "service/relay/identity.h"
+#include "service/relay/door/identity.h"
 
 namespace asio = boost::asio;
 namespace fs = std::filesystem;

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "relay/cells.h"
-#include "service/relay/passwords.h"
+#include "service/relay/door/passwords.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
-#include "service/relay/directory.h"
-#include "service/relay/meeting.h"
+#include "service/relay/meeting/directory.h"
+#include "service/relay/meeting/meeting.h"
 
 namespace zephyl {
 namespace asio = boost::asio;

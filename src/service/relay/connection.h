@@ -11,9 +11,9 @@
 #include <string>
 
 #include "service/net/tls_stream.h"
-#include "service/relay/connection_gate.h"
+#include "service/relay/door/connection_gate.h"
+#include "service/relay/meeting/session.h"
 #include "service/relay/services.h"
-#include "service/relay/session.h"
 #include "service/wire/framing.h"
 
 namespace zephyl {

@@ -9,10 +9,10 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/relay/connection.h"
-#include "service/relay/directory.h"
-#include "service/relay/host_names.h"
-#include "service/relay/login_desk.h"
-#include "service/relay/meeting.h"
+#include "service/relay/door/host_names.h"
+#include "service/relay/door/login_desk.h"
+#include "service/relay/meeting/directory.h"
+#include "service/relay/meeting/meeting.h"
 #include "service/relay/memory_watch.h"
 
 namespace zephyl {

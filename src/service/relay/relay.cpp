@@ -16,7 +16,7 @@
 #include "service/net/tls_context.h"
 #include "service/relay/admin_socket.h"
 #include "service/relay/connection.h"
-#include "service/relay/identity.h"
+#include "service/relay/door/identity.h"
 
 namespace zephyl {
 namespace asio = boost::asio;

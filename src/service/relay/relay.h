@@ -10,11 +10,11 @@
 #include <thread>
 #include <vector>
 
-#include "service/relay/accounts.h"
-#include "service/relay/connection_gate.h"
-#include "service/relay/directory.h"
-#include "service/relay/log_room.h"
-#include "service/relay/login_desk.h"
+#include "service/relay/door/accounts.h"
+#include "service/relay/door/connection_gate.h"
+#include "service/relay/door/login_desk.h"
+#include "service/relay/log/log_room.h"
+#include "service/relay/meeting/directory.h"
 #include "service/relay/memory_watch.h"
 #include "service/relay/services.h"
 

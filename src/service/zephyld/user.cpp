@@ -5,10 +5,10 @@
 #include <fstream>
 #include <iostream>
 
-#include "service/relay/accounts.h"
 #include "service/relay/admin_socket.h"
-#include "service/relay/identity.h"
-#include "service/relay/passwords.h"
+#include "service/relay/door/accounts.h"
+#include "service/relay/door/identity.h"
+#include "service/relay/door/passwords.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
 

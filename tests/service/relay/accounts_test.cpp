@@ -1,11 +1,11 @@
 // Accounts: whose name is whose.
 
-#include "service/relay/accounts.h"
+#include "service/relay/door/accounts.h"
 
 #include <sys/stat.h>
 
-#include "service/relay/handle_rules.h"
-#include "service/relay/passwords.h"
+#include "service/relay/door/handle_rules.h"
+#include "service/relay/door/passwords.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {

@@ -1,6 +1,6 @@
 // The log in files by itself: what it holds in memory, what goes at a bound, and a disk that refuses.
 
-#include "service/relay/file_log.h"
+#include "service/relay/log/file_log.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

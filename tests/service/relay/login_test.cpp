@@ -5,7 +5,7 @@
 #include <semaphore>
 
 #include "service/relay/admin_socket.h"
-#include "service/relay/login_desk.h"
+#include "service/relay/door/login_desk.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {

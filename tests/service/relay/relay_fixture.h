@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "service/relay/identity.h"
+#include "service/relay/door/identity.h"
 #include "service/relay/raw_client.h"
 #include "service/relay/relay.h"
 

@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "service/relay/admin_socket.h"
-#include "service/relay/journal.h"
+#include "service/relay/log/journal.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include "service/relay/back_off.h"
-#include "service/relay/board_history.h"
-#include "service/relay/entry_limits.h"
-#include "service/relay/flood_budget.h"
-#include "service/relay/live_slots.h"
+#include "service/relay/door/back_off.h"
+#include "service/relay/door/entry_limits.h"
+#include "service/relay/log/board_history.h"
+#include "service/relay/meeting/flood_budget.h"
+#include "service/relay/meeting/live_slots.h"
 
 namespace zephyl {
 namespace {

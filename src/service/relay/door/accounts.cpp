@@ -1,0 +1,172 @@
+#include "service/relay/door/accounts.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "service/relay/door/handle_rules.h"
+#include "service/relay/door/passwords.h"
+
+namespace zephyl {
+namespace {
+
+constexpr int kBusyMilliseconds = 5000;  // another program's change: `zephyld user` beside the daemon
+constexpr std::size_t kServerKeyBytes = 10;
+
+constexpr char kSchema[] =
+    "CREATE TABLE IF NOT EXISTS account("
+    " key TEXT PRIMARY KEY, skeleton TEXT NOT NULL UNIQUE, handle TEXT NOT NULL, hash TEXT NOT NULL,"
+    " address TEXT NOT NULL, permitted INTEGER NOT NULL DEFAULT 1, generation INTEGER NOT NULL DEFAULT 1);"
+    "CREATE TABLE IF NOT EXISTS service(name TEXT PRIMARY KEY, value TEXT NOT NULL);";
+constexpr char kColumns[] = "SELECT handle, hash, address, permitted, generation FROM account ";
+
+[[noreturn]] void Fail(sqlite3* db, const std::string& what)
+{
+    throw AccountError(what + ": " + (db ? sqlite3_errmsg(db) : "out of memory"));
+}
+
+}  // namespace
+
+/// A prepared statement with its values, from 1 on. Finished by the destructor.
+class Accounts::Statement {
+public:
+    Statement(sqlite3* db, const std::string& sql) : mDb(db)
+    {
+        if (sqlite3_prepare_v2(db, sql.c_str(), -1, &mStatement, nullptr) != SQLITE_OK) Fail(db, "accounts");
+    }
+    ~Statement() { sqlite3_finalize(mStatement); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    Statement& Bind(int at, const std::string& value)
+    {
+        sqlite3_bind_text(mStatement, at, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
+        return *this;
+    }
+    /// True: a row is there.
+    bool Step()
+    {
+        const int result = sqlite3_step(mStatement);
+        if (result == SQLITE_ROW) return true;
+        if (result != SQLITE_DONE) Fail(mDb, "accounts");
+        return false;
+    }
+    std::string Text(int column) const
+    {
+        const auto* text = sqlite3_column_text(mStatement, column);
+        return text ? reinterpret_cast<const char*>(text) : "";
+    }
+    std::int64_t Number(int column) const { return sqlite3_column_int64(mStatement, column); }
+    Account Row() const { return {Text(0), Text(1), Text(2), Number(3) != 0, Number(4)}; }
+
+private:
+    sqlite3* mDb;
+    sqlite3_stmt* mStatement = nullptr;
+};
+
+Accounts::Accounts(const std::filesystem::path& data)
+{
+    const std::filesystem::path file = data / "accounts.sqlite";
+    // SQLite gives its side files the mode of the file itself, so that is made first.
+    const int fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0) throw AccountError("cannot open " + file.string());
+    ::fchmod(fd, 0600);
+    ::close(fd);
+    if (sqlite3_open_v2(file.c_str(), &mDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr) !=
+        SQLITE_OK)
+        Fail(mDb, "cannot open " + file.string());
+    sqlite3_busy_timeout(mDb, kBusyMilliseconds);
+    Run("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;");
+    Run(kSchema);
+}
+
+Accounts::~Accounts()
+{
+    sqlite3_close_v2(mDb);
+}
+
+void Accounts::Run(const char* sql) const
+{
+    if (sqlite3_exec(mDb, sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(mDb, "accounts");
+}
+
+std::optional<Account> Accounts::Find(const std::string& handle) const
+{
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    if (!forms) return std::nullopt;
+    const std::lock_guard lock(mMutex);
+    Statement find(mDb, std::string(kColumns) + "WHERE key = ?1");
+    if (!find.Bind(1, forms->key).Step()) return std::nullopt;
+    return find.Row();
+}
+
+std::vector<Account> Accounts::List() const
+{
+    const std::lock_guard lock(mMutex);
+    Statement all(mDb, std::string(kColumns) + "ORDER BY key");
+    std::vector<Account> accounts;
+    while (all.Step()) accounts.push_back(all.Row());
+    return accounts;
+}
+
+Account Accounts::Add(const std::string& handle, const std::string& passwordHash, const std::string& address)
+{
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    if (!forms)
+        throw AccountError("\"" + handle +
+                           "\" is no handle: 1 to 32 letters, digits, inner spaces, \".\", \"_\" or \"-\"");
+    const std::lock_guard lock(mMutex);
+    Statement add(mDb,
+                  "INSERT INTO account(key, skeleton, handle, hash, address) VALUES(?1, ?2, ?3, ?4, ?5) "
+                  "ON CONFLICT DO NOTHING");
+    add.Bind(1, forms->key)
+        .Bind(2, forms->skeleton)
+        .Bind(3, forms->spelling)
+        .Bind(4, passwordHash)
+        .Bind(5, address)
+        .Step();
+    if (sqlite3_changes(mDb) == 1) return {forms->spelling, passwordHash, address, true, 1};
+    Statement like(mDb, "SELECT handle FROM account WHERE key = ?1 OR skeleton = ?2");
+    like.Bind(1, forms->key).Bind(2, forms->skeleton).Step();
+    throw AccountError("\"" + forms->spelling + "\" is taken, or looks like \"" + like.Text(0) + "\"");
+}
+
+bool Accounts::Change(const char* sql, const std::string& handle, const std::string& value)
+{
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    if (!forms) return false;
+    const std::lock_guard lock(mMutex);
+    Statement(mDb, sql).Bind(1, forms->key).Bind(2, value).Step();
+    return sqlite3_changes(mDb) == 1;
+}
+
+bool Accounts::Remove(const std::string& handle)
+{
+    return Change("DELETE FROM account WHERE key = ?1", handle,
+                  {});  // a value that the statement does not use
+}
+
+bool Accounts::SetPassword(const std::string& handle, const std::string& passwordHash)
+{
+    return Change("UPDATE account SET hash = ?2, generation = generation + 1 WHERE key = ?1", handle,
+                  passwordHash);
+}
+
+bool Accounts::SetPermitted(const std::string& handle, bool permitted)
+{
+    return Change("UPDATE account SET permitted = CAST(?2 AS INTEGER) WHERE key = ?1", handle,
+                  permitted ? "1" : "0");
+}
+
+std::string Accounts::ServerKey()
+{
+    const std::string hex = RandomHex(kServerKeyBytes);
+    const std::lock_guard lock(mMutex);
+    Statement(mDb, "INSERT INTO service VALUES('server key', ?1) ON CONFLICT DO NOTHING").Bind(1, hex).Step();
+    Statement read(mDb, "SELECT value FROM service WHERE name = 'server key'");
+    if (!read.Step()) throw AccountError("accounts: no server key");
+    return read.Text(0);
+}
+
+}  // namespace zephyl

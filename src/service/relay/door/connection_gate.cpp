@@ -1,0 +1,59 @@
+#include "service/relay/door/connection_gate.h"
+
+namespace zephyl {
+namespace {
+constexpr std::chrono::seconds kAfterStart{30};
+constexpr std::size_t kMoreAfterStart = 10;
+}  // namespace
+
+std::unique_ptr<ConnectionGate::Ticket> ConnectionGate::Ask(const std::string& address)
+{
+    const bool justStarted = std::chrono::steady_clock::now() - mStarted < kAfterStart;
+    const std::lock_guard lock(mMutex);
+    std::size_t& here = mWaiting[address];
+    const std::size_t most = mBounds.connectionsPerAddress * (justStarted ? kMoreAfterStart : 1);
+    if (here >= most || mWaitingInAll >= mBounds.connectionsBeforeLogin) {
+        if (here == 0) mWaiting.erase(address);
+        return nullptr;
+    }
+    ++here;
+    ++mWaitingInAll;
+    return std::make_unique<Ticket>(*this, address);
+}
+
+void ConnectionGate::GiveBack(const std::string& address)
+{
+    const std::lock_guard lock(mMutex);
+    const auto at = mWaiting.find(address);
+    if (--at->second == 0) mWaiting.erase(at);
+    --mWaitingInAll;
+}
+
+void ConnectionGate::Add(const std::shared_ptr<Connection>& connection)
+{
+    const std::lock_guard lock(mMutex);
+    mConnections[connection.get()] = connection;
+}
+
+void ConnectionGate::Remove(const Connection* connection)
+{
+    const std::lock_guard lock(mMutex);
+    mConnections.erase(connection);
+}
+
+std::vector<std::shared_ptr<Connection>> ConnectionGate::All() const
+{
+    const std::lock_guard lock(mMutex);
+    std::vector<std::shared_ptr<Connection>> all;
+    for (const auto& [raw, weak] : mConnections)
+        if (auto connection = weak.lock()) all.push_back(std::move(connection));
+    return all;
+}
+
+std::size_t ConnectionGate::Count() const
+{
+    const std::lock_guard lock(mMutex);
+    return mConnections.size();
+}
+
+}  // namespace zephyl

@@ -1,0 +1,37 @@
+#pragma once
+// How often an account may try meeting codes that are none, and enter meetings at all. Any thread; the time
+// is passed in.
+
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+#include "service/relay/door/allowance.h"
+#include "service/relay/options.h"
+
+namespace zephyl {
+
+class EntryLimits {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    explicit EntryLimits(const RelayBudgets& budgets) : mBudgets(budgets) {}
+    /// How long until a code of this account is looked at; 0: now. An address that guesses too much slows
+    /// down only those of its accounts that have guessed: somebody else there with a right code gets in.
+    std::chrono::milliseconds WaitFor(const std::string& account, const std::string& address,
+                                      Clock::time_point now);
+    void WrongCode(const std::string& account, const std::string& address, Clock::time_point now);
+    void Entered(const std::string& account, Clock::time_point now);
+
+private:
+    using Records = std::unordered_map<std::string, Allowance>;
+    static Allowance& Of(Records& records, const std::string& name, std::size_t aMinute,
+                         Clock::time_point now);
+
+    const RelayBudgets& mBudgets;
+    std::mutex mMutex;
+    Records mByAccount, mByAddress, mEntered;
+};
+
+}  // namespace zephyl

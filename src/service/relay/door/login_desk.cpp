@@ -1,0 +1,143 @@
+#include "service/relay/door/login_desk.h"
+
+#include <algorithm>
+#include <boost/asio/post.hpp>
+
+#include "service/relay/door/handle_rules.h"
+
+namespace zephyl {
+namespace {
+
+constexpr std::size_t kWorkers = 2;
+constexpr std::size_t kQueue = 32;
+constexpr std::chrono::milliseconds kBusyWait{1000};
+constexpr std::chrono::seconds kLongestWait{3};  // clients give up after ten
+
+LoginVerdict Later(std::chrono::milliseconds wait)
+{
+    return {RESULT_LATER, {}, {}, wait};
+}
+
+}  // namespace
+
+LoginDesk::LoginDesk(Accounts& accounts, bool registers, HashCost cost)
+    : mAccounts(accounts),
+      mRegisters(registers),
+      mCost(cost),
+      mNobody(HashPassword(RandomHex(32), cost)),
+      mPool(kWorkers)
+{
+}
+
+LoginDesk::~LoginDesk()
+{
+    mPool.join();
+}
+
+void LoginDesk::Run(std::function<void()> work)
+{
+    boost::asio::post(mPool, std::move(work));
+}
+
+void LoginDesk::Check(const std::string& handle, const std::string& password, const std::string& address,
+                      std::function<void(LoginVerdict)> done)
+{
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    const std::string key = forms ? forms->key : std::string();
+    const std::chrono::milliseconds wait = mBackOff.WaitFor(key, address, BackOff::Clock::now());
+    if (wait.count() > 0) return done(Later(wait));
+    for (const Asked& out : Queue({handle, key, password, address, std::move(done)})) {
+        mBackOff.TurnedAway(out.address, BackOff::Clock::now());
+        out.done(Later(kBusyWait));
+    }
+}
+
+BackOff::Blame LoginDesk::BlameOf(const Asked& asked)
+{
+    return mBackOff.Lately(asked.key, asked.address, BackOff::Clock::now());
+}
+
+// Gives back who has to go: the last when too many wait, and those whom others always pass.
+LoginDesk::Waiting LoginDesk::Queue(Asked asked)
+{
+    const auto passed = asked.since - kLongestWait;
+    const std::lock_guard lock(mMutex);
+    mWaiting.push_back(std::move(asked));
+    GiveWork();
+    Waiting out;
+    if (mWaiting.size() > kQueue) out.splice(out.end(), mWaiting, Last());
+    while (!mWaiting.empty() && mWaiting.front().since < passed)
+        out.splice(out.end(), mWaiting, mWaiting.begin());
+    return out;
+}
+
+void LoginDesk::GiveWork()
+{
+    while (mAtWork.size() < kWorkers) {
+        const auto next = Next();
+        if (next == mWaiting.end()) return;
+        mAtWork.insert(next->key);
+        boost::asio::post(mPool, [this, asked = std::move(*next)] { Answer(asked); });
+        mWaiting.erase(next);
+    }
+}
+
+// Whoever waits behind another of the same handle lends it the own rank.
+LoginDesk::Waiting::iterator LoginDesk::Next()
+{
+    auto best = mWaiting.end();
+    BackOff::Blame least{};
+    for (auto at = mWaiting.begin(); at != mWaiting.end(); ++at) {
+        if (mAtWork.contains(at->key)) continue;
+        const BackOff::Blame blame = BlameOf(*at);
+        if (best != mWaiting.end() && least < blame) continue;
+        best = at;
+        least = blame;
+    }
+    if (best == mWaiting.end()) return best;
+    return std::ranges::find(mWaiting, best->key, &Asked::key);
+}
+
+// The oldest among equals.
+LoginDesk::Waiting::iterator LoginDesk::Last()
+{
+    return std::ranges::max_element(mWaiting, {}, [this](const Asked& one) { return BlameOf(one); });
+}
+
+void LoginDesk::Answer(const Asked& asked)
+{
+    LoginVerdict verdict;
+    try {
+        verdict = Decide(asked);
+    } catch (const std::exception&) {
+        verdict = Later(kBusyWait);  // no memory, or a store that is busy
+    }
+    if (verdict.result == RESULT_WRONG)
+        mBackOff.Wrong(asked.key, asked.address, asked.password, BackOff::Clock::now());
+    if (verdict.result == RESULT_OK) mBackOff.Right(asked.key, asked.address);
+    asked.done(std::move(verdict));
+    const std::lock_guard lock(mMutex);
+    mAtWork.erase(asked.key);
+    GiveWork();
+}
+
+LoginVerdict LoginDesk::Decide(const Asked& asked)
+{
+    const std::optional<Account> account = mAccounts.Find(asked.handle);
+    if (!account && mRegisters && !asked.key.empty()) return Register(asked);
+    if (!PasswordFits(account ? account->passwordHash : mNobody, asked.password) || !account) return {};
+    return {RESULT_OK, *account, asked.key, {}};
+}
+
+LoginVerdict LoginDesk::Register(const Asked& asked)
+{
+    if (PasswordFault(asked.password)) return {};
+    try {
+        return {
+            RESULT_OK, mAccounts.Add(asked.handle, HashPassword(asked.password, mCost), ""), asked.key, {}};
+    } catch (const AccountError&) {
+        return {};  // looks like another one, or came in at the same moment
+    }
+}
+
+}  // namespace zephyl

@@ -1,0 +1,309 @@
+#include "service/relay/meeting/directory.h"
+
+#include <sodium.h>
+#include <spdlog/logger.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "service/relay/connection.h"
+#include "service/relay/door/identity.h"
+#include "service/relay/door/passwords.h"
+#include "service/relay/log/file_log.h"
+#include "service/relay/log/memory_log.h"
+#include "service/relay/meeting/meeting.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace fs = std::filesystem;
+namespace {
+
+constexpr std::size_t kMeetingIdBytes = 16;
+
+std::string Hex(const std::string& bytes)
+{
+    std::string hex(2 * bytes.size() + 1, '\0');
+    sodium_bin2hex(hex.data(), hex.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
+                   bytes.size());
+    hex.pop_back();
+    return hex;
+}
+
+}  // namespace
+
+MeetingHold::MeetingHold(std::shared_ptr<Meeting> held) : meeting(std::move(held))
+{
+    meeting->Occupy(1);
+}
+MeetingHold::~MeetingHold()
+{
+    meeting->Occupy(-1);
+}
+
+Directory::Directory(asio::io_context& io, Services& services)
+    : mServices(services), mLimits(services.options.budgets), mStrand(asio::make_strand(io))
+{
+}
+
+Directory::~Directory()
+{
+    for (const auto& [id, meeting] : mById) meeting->Abandon();
+}
+
+asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session,
+                                       std::shared_ptr<Connection> connection, bool again)
+{
+    co_return co_await asio::co_spawn(mStrand, DoAdmit(session, connection, again), asio::use_awaitable);
+}
+
+// The logs of meetings that are asked for are opened on the meetings' own strands, before and after this
+// strand's one step.
+asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> session, std::string address,
+                                                  Enter enter)
+{
+    const bool byUser = enter.rejoin().empty();
+    const auto wait = mLimits.WaitFor(session->key, address, EntryLimits::Clock::now());
+    if (byUser && wait.count() > 0) co_return Found{RESULT_LATER, nullptr, wait};
+    const std::shared_ptr<Meeting> known =
+        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(enter.code())), asio::use_awaitable);
+    if (known) co_await Opened(known);
+    Found found = co_await asio::co_spawn(mStrand, DoFind(session, enter), asio::use_awaitable);
+    if (found.hold) {
+        const bool usable = co_await Opened(found.hold->meeting);
+        if (!usable) found = {RESULT_LATER, nullptr, {}};
+    }
+    if (found.result == RESULT_OK)
+        mLimits.Entered(session->key, EntryLimits::Clock::now());
+    else if (found.result == RESULT_NOT_FOUND || found.result == RESULT_IN_USE)  // both answer a guess
+        mLimits.WrongCode(session->key, address, EntryLimits::Clock::now());
+    co_return found;
+}
+
+asio::awaitable<std::shared_ptr<Meeting>> Directory::ById(std::string id)
+{
+    std::shared_ptr<Meeting> found = co_await asio::co_spawn(mStrand, DoById(id), asio::use_awaitable);
+    if (found) {
+        const bool usable = co_await Opened(found);
+        if (!usable) found = nullptr;
+    }
+    co_return found;
+}
+
+asio::awaitable<bool> Directory::Opened(std::shared_ptr<Meeting> meeting)
+{
+    co_return co_await asio::co_spawn(meeting->Home(), meeting->Ready(), asio::use_awaitable);
+}
+
+asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session,
+                                         std::shared_ptr<Connection> connection, bool again)
+{
+    Entry& entry = mEntries[session->key];
+    if (entry.session) {
+        const bool sameStream = entry.session->stream == session->stream;
+        if (!sameStream && again) co_return false;
+        entry.session->fenced = true;
+        if (!sameStream) {
+            EndEntry(entry, BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
+            entry.meeting.reset();
+        } else if (const auto older = entry.connection.lock(); older && older != connection) {
+            older->PostEnd(BYE_REPLACED, "");
+        }
+    }
+    entry.session = session;
+    entry.connection = connection;
+    co_return true;
+}
+
+asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> session, Enter enter)
+{
+    Found found;
+    const auto entry = mEntries.find(session->key);
+    if (!session->permitted || session->fenced || entry == mEntries.end()) {
+        found.result = RESULT_NOT_PERMITTED;
+        co_return found;
+    }
+    const std::string code = MeetingCodeKey(enter.code());
+    const auto at = mByCode.find(code);
+    std::shared_ptr<Meeting> meeting = at == mByCode.end() ? nullptr : at->second;
+    if (!enter.rejoin().empty()) {
+        found.result = RESULT_ENDED;
+        if (!meeting || meeting->Id() != enter.rejoin()) co_return found;
+    } else if (enter.create()) {
+        found.result = RESULT_IN_USE;
+        if (code.empty()) co_return found;
+        if (meeting && !meeting->MadeBy(*session)) {
+            if (meeting->Occupied()) co_return found;
+            Delete(meeting);
+            meeting = nullptr;
+        }
+        if (!meeting) meeting = Make({RandomBytes(kMeetingIdBytes), code, session->key, session->stream});
+    } else if (!meeting) {
+        co_return found;
+    }
+    found.result = RESULT_OK;
+    found.hold = std::make_shared<MeetingHold>(meeting);
+    entry->second.meeting = meeting;
+    co_return found;
+}
+
+asio::awaitable<std::shared_ptr<Meeting>> Directory::DoByCode(std::string code)
+{
+    const auto at = mByCode.find(code);
+    co_return at == mByCode.end() ? nullptr : at->second;
+}
+
+asio::awaitable<std::shared_ptr<Meeting>> Directory::DoById(std::string id)
+{
+    const auto at = mById.find(id);
+    co_return at == mById.end() ? nullptr : at->second;
+}
+
+fs::path Directory::Folder() const
+{
+    return mServices.options.data / "meetings";
+}
+
+std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
+{
+    Strand home = asio::make_strand(mServices.io);
+    std::unique_ptr<MeetingLog> log;
+    const auto made = std::make_shared<std::weak_ptr<Meeting>>();
+    if (mServices.options.logsInMemory) {
+        log = std::make_unique<MemoryLog>(mServices.options.bounds);
+    } else {
+        log = std::make_unique<FileLog>(
+            Folder() / Hex(head.id), head, mServices.options.bounds, mServices.logs,
+            [home, made](std::function<void()> work) {  // the meeting lives until that is done
+                if (const auto meeting = made->lock())
+                    asio::post(home, [meeting, work = std::move(work)] { work(); });
+            },
+            [made](bool refused) {
+                if (const auto meeting = made->lock()) meeting->OnTrouble(refused);
+            });
+    }
+    auto meeting = std::make_shared<Meeting>(mServices, head, home, std::move(log));
+    *made = meeting;
+    mByCode[head.code] = mById[head.id] = meeting;
+    meeting->Start();
+    return meeting;
+}
+
+void Directory::LoadMeetings()
+{
+    if (mServices.options.logsInMemory) return;
+    PreparePrivateFolder(Folder());
+    for (const auto& entry : fs::directory_iterator(Folder())) {
+        const auto head = ReadHead(entry.path());
+        if (head && entry.path().filename() == Hex(head->id))  // a copy of a meeting is none
+            Make(*head);
+        else
+            mServices.log.warn("{} holds no meeting that can be read; it is left alone",
+                               entry.path().string());
+    }
+}
+
+void Directory::Delete(const std::shared_ptr<Meeting>& meeting)
+{
+    mById.erase(meeting->Id());
+    if (const auto at = mByCode.find(meeting->Code()); at != mByCode.end() && at->second == meeting)
+        mByCode.erase(at);
+    meeting->PostClose();
+}
+
+void Directory::ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection)
+{
+    asio::post(mStrand, [this, session, connection] {
+        const auto at = mEntries.find(session->key);
+        if (at == mEntries.end() || at->second.session->stream != session->stream) return;
+        if (at->second.connection.lock() == connection) at->second.connection.reset();
+        if (!at->second.connection.lock() && !at->second.meeting.lock()) mEntries.erase(at);
+    });
+}
+
+void Directory::ConnectionResumed(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection)
+{
+    asio::post(mStrand, [this, session, connection] {
+        Entry& entry = mEntries[session->key];
+        if (!entry.session) entry.session = session;
+        if (entry.session->stream == session->stream) entry.connection = connection;
+    });
+}
+
+void Directory::SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting)
+{
+    asio::post(mStrand, [this, session, meeting] {
+        Entry& entry = mEntries[session->key];
+        if (!entry.session) entry.session = session;
+        if (entry.session->stream == session->stream)
+            entry.meeting = meeting;
+        else
+            meeting->PostEndSeat(session, BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
+    });
+}
+
+void Directory::SeatEnded(std::shared_ptr<Session> session)
+{
+    asio::post(mStrand, [this, session] {
+        const auto at = mEntries.find(session->key);
+        if (at == mEntries.end() || at->second.session->stream != session->stream) return;
+        at->second.meeting.reset();
+        if (!at->second.connection.lock()) mEntries.erase(at);
+    });
+}
+
+void Directory::MeetingEmpty(std::shared_ptr<Meeting> meeting)
+{
+    asio::post(mStrand, [this, meeting] {
+        if (!meeting->Occupied()) Delete(meeting);
+    });
+}
+
+void Directory::EndEntry(const Entry& entry, ByeReason reason, const std::string& text)
+{
+    if (const auto meeting = entry.meeting.lock()) meeting->PostEndSeat(entry.session, reason, text);
+    if (const auto connection = entry.connection.lock()) connection->PostEnd(reason, text);
+}
+
+asio::awaitable<void> Directory::AccountChanged(std::string handle, std::optional<Account> account)
+{
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    if (forms)
+        co_await asio::co_spawn(mStrand, DoAccountChanged(forms->key, std::move(account)),
+                                asio::use_awaitable);
+}
+
+asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional<Account> account)
+{
+    const auto at = mEntries.find(key);
+    if (at == mEntries.end()) co_return;
+    const Entry entry = at->second;
+    if (!account || account->generation != entry.session->generation) {
+        mServices.log.info("{}: account removed or password changed", entry.session->handle);
+        EndEntry(entry, BYE_KICKED, account ? "The password was changed." : "The account was removed.");
+        co_return;
+    }
+    entry.session->permitted = account->permitted;
+    const std::shared_ptr<Meeting> meeting = entry.meeting.lock();
+    if (!account->permitted && meeting)
+        meeting->PostEndSeat(entry.session, BYE_KICKED, "This handle may not enter meetings any more.");
+}
+
+asio::awaitable<bool> Directory::Kick(std::string code, HandleForms whom)
+{
+    const std::shared_ptr<Meeting> meeting =
+        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(code)), asio::use_awaitable);
+    if (!meeting) co_return false;
+    const bool usable = co_await Opened(meeting);
+    if (usable) co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
+    co_return usable;
+}
+
+void Directory::StopMeetings()
+{
+    asio::post(mStrand, [this] {
+        for (const auto& [id, meeting] : mById) meeting->PostStop();
+    });
+}
+
+}  // namespace zephyl

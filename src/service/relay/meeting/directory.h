@@ -1,0 +1,99 @@
+#pragma once
+// Which meetings there are by code and id, and who is logged in. On a strand of its own; nothing else of
+// the relay is locked for it.
+
+#include <boost/asio/awaitable.hpp>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "service/relay/door/accounts.h"
+#include "service/relay/door/entry_limits.h"
+#include "service/relay/door/handle_rules.h"
+#include "service/relay/meeting/session.h"
+#include "service/relay/services.h"
+#include "service/wire/zephyl.pb.h"
+
+namespace zephyl {
+
+class Connection;
+class Meeting;
+
+/// Counts as somebody in the meeting for as long as it exists: a seat, or somebody on the way to one.
+struct MeetingHold {
+    explicit MeetingHold(std::shared_ptr<Meeting> held);
+    ~MeetingHold();
+    MeetingHold(const MeetingHold&) = delete;
+    MeetingHold& operator=(const MeetingHold&) = delete;
+    const std::shared_ptr<Meeting> meeting;
+};
+
+class Directory {
+public:
+    Directory(boost::asio::io_context& io, Services& services);
+    /// When no thread runs any more.
+    ~Directory();
+
+    struct Found {
+        Result result = RESULT_NOT_FOUND;   // ok, in use, not found, not permitted, ended, later
+        std::shared_ptr<MeetingHold> hold;  // when ok
+        std::chrono::milliseconds wait{};   // when later
+    };
+
+    /// Finds the meetings that the data folder has from before. Once, before anybody asks.
+    void LoadMeetings();
+
+    // --- any coroutine; it goes on where it was ---
+    /// False: it comes back by itself and another stream has the handle. Otherwise it is logged in, and an
+    /// older login of that handle ends.
+    boost::asio::awaitable<bool> Admit(std::shared_ptr<Session> session,
+                                       std::shared_ptr<Connection> connection, bool again);
+    /// `address`: by which the relay knows the client.
+    boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, std::string address, Enter enter);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
+    /// The store has changed; `account` is what it holds now. Afterwards every session knows it.
+    boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account);
+
+    /// An operator's word: the handle is out of this meeting, and stays out. False: no meeting has the code.
+    boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
+
+    // --- any thread ---
+    void ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);
+    void ConnectionResumed(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);
+    /// A log was opened that has this seat.
+    void SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting);
+    void SeatEnded(std::shared_ptr<Session> session);
+    /// Deletes a meeting that nobody is in any more.
+    void MeetingEmpty(std::shared_ptr<Meeting> meeting);
+    /// No meeting tells anybody any more that somebody left: the service itself goes.
+    void StopMeetings();
+
+private:
+    struct Entry {
+        std::shared_ptr<Session> session;
+        std::weak_ptr<Connection> connection;
+        std::weak_ptr<Meeting> meeting;  // where its seat is, or may be soon
+    };
+    boost::asio::awaitable<bool> DoAdmit(std::shared_ptr<Session> session,
+                                         std::shared_ptr<Connection> connection, bool again);
+    boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> DoById(std::string id);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
+    boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account);
+    boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
+    std::filesystem::path Folder() const;
+    std::shared_ptr<Meeting> Make(const struct MeetingHead& head);
+    void Delete(const std::shared_ptr<Meeting>& meeting);
+    void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
+
+    Services& mServices;
+    EntryLimits mLimits;
+    Strand mStrand;
+    std::unordered_map<std::string, std::shared_ptr<Meeting>> mByCode, mById;
+    std::unordered_map<std::string, Entry> mEntries;  // by folded handle
+};
+
+}  // namespace zephyl

@@ -1,0 +1,37 @@
+#pragma once
+// What one session may send. Each frame is counted once, however many receive it. Pure: the time is passed
+// in.
+
+#include "service/relay/door/allowance.h"
+#include "service/relay/options.h"
+#include "service/wire/framing.h"
+
+namespace zephyl {
+
+class FloodBudget {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    FloodBudget(const RelayBudgets& budgets, Clock::time_point now);
+
+    void Charge(const FrameView& frame, Clock::time_point now);
+    /// So many lines were sent to this session: it may answer each with a short text to one.
+    void MayAnswer(int lines);
+    /// A time without a connection, in which nothing could be used, is over.
+    void Returned(Clock::time_point now);
+
+    /// How long nothing of it is read; 0: go on.
+    std::chrono::milliseconds Pause(Clock::time_point now) const;
+    /// How long it has been over its budget without a break.
+    std::chrono::milliseconds Over(Clock::time_point now);
+
+private:
+    bool IsAnswer(const FrameView& frame);
+
+    Allowance mItems, mBytes, mLiveFrames, mLiveBytes;
+    int mAnswers = 0;
+    Clock::time_point mOverSince;
+    bool mOver = false;
+};
+
+}  // namespace zephyl

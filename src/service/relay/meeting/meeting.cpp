@@ -1,0 +1,465 @@
+#include "service/relay/meeting/meeting.h"
+
+#include <spdlog/logger.h>
+
+#include <algorithm>
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/post.hpp>
+
+#include "service/relay/memory_watch.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+constexpr int kPresent = 5;
+constexpr int kLeft = 0;
+
+}  // namespace
+
+Meeting::Meeting(Services& services, MeetingHead head, Strand home, std::unique_ptr<MeetingLog> log)
+    : mServices(services),
+      mHead(std::move(head)),
+      mHome(std::move(home)),
+      mLog(std::move(log)),
+      mEmptySince(Clock::now()),
+      mTick(services.io),
+      mAccepted(services.io)
+{
+}
+
+Meeting::~Meeting() = default;
+
+void Meeting::Start()
+{
+    asio::post(mHome, [self = shared_from_this()] { self->ArmTick(); });
+}
+
+// --- seats -----------------------------------------------------------------------------------------
+
+Meeting::SeatPtr Meeting::OfConnection(const Connection& connection) const
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->connection.get() == &connection; });
+    return at == mSeats.end() ? nullptr : *at;
+}
+
+Meeting::SeatPtr Meeting::OfKey(const std::string& key) const
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->session->key == key; });
+    return at == mSeats.end() ? nullptr : *at;
+}
+
+Meeting::SeatPtr Meeting::OfHandle(const std::string& handle) const
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->session->handle == handle; });
+    if (at != mSeats.end()) return *at;
+    const std::optional<HandleForms> forms = ReadHandle(handle);
+    return forms ? OfKey(forms->key) : nullptr;
+}
+
+std::shared_ptr<StreamMemory> Meeting::NumbersOf(const std::string& key, std::uint64_t stream)
+{
+    auto& streams = mNumbers[key];
+    for (const auto& known : streams)
+        if (known->stream == stream) return known;
+    if (streams.size() >= kStreamsPerHandle) streams.pop_front();
+    streams.push_back(std::make_shared<StreamMemory>());
+    streams.back()->stream = stream;
+    return streams.back();
+}
+
+bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, const zephyl::Enter& enter)
+{
+    const std::shared_ptr<Session> session = connection.TheSession();
+    SeatPtr seat = OfKey(session->key);
+    if (session->fenced) {  // a later login has taken its place while this was on its way
+        connection.End(BYE_REPLACED, "");
+        return true;
+    }
+    if (mBarred.contains(session->key)) return Refuse(connection, enter.call(), RESULT_NOT_PERMITTED), false;
+    if (seat && seat->session->stream != session->stream) {
+        if (seat->connection)
+            seat->connection->End(BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
+        Gone(seat);
+        seat = nullptr;
+    }
+    if (mClosed || mStopping) return Refuse(connection, enter.call(), RESULT_LATER), false;
+    const bool returns = seat && !enter.rejoin().empty();
+    if (seat) {
+        session->budget = seat->session->budget;
+        seat->session = session;
+    }
+    if (!seat) {
+        if (mSeats.size() >= mServices.options.bounds.seatsPerMeeting)
+            return Refuse(connection, enter.call(), RESULT_FULL), false;
+        seat = NewSeat(session, std::move(hold));
+        Announce(*seat, kPresent);
+    } else if (seat->state == SeatState::Away) {
+        Announce(*seat, kPresent);
+    }
+    EndOfTurn();
+    TrimLog();  // a newcomer begins where the board is kept, not where it was at the last tick
+    const Sequences ends{mLog->State(CHANNEL_TALK).end, mLog->State(CHANNEL_BOARD).end};
+    if (returns)
+        seat->GoOnAt({enter.cursor().talk(), enter.cursor().board()});
+    else
+        seat->BeginAt({ends.talk, mLog->State(CHANNEL_BOARD).begin}, ends);
+    Attach(*seat, connection);
+    Header header;
+    header.mutable_entered()->set_call(enter.call());
+    header.mutable_entered()->set_result(RESULT_OK);
+    SendPlace(*seat, header, *header.mutable_entered()->mutable_place());
+    mServices.log.info("{} in meeting {} at seat {}", session->handle, mHead.code, seat->number);
+    return true;
+}
+
+bool Meeting::Resume(Connection& connection, const zephyl::Resume& resume)
+{
+    const auto at = std::find_if(mSeats.begin(), mSeats.end(),
+                                 [&](const SeatPtr& seat) { return seat->number == resume.seat(); });
+    Header header;
+    Resumed& resumed = *header.mutable_resumed();
+    resumed.set_call(resume.call());
+    resumed.set_result(RESULT_UNKNOWN);
+    if (mClosed || at == mSeats.end() || (*at)->state == SeatState::Away || (*at)->session->fenced ||
+        !(*at)->TokenFits(resume.token())) {
+        connection.Send(header);
+        return false;
+    }
+    Seat& seat = **at;
+    seat.GoOnAt({resume.cursor().talk(), resume.cursor().board()});
+    connection.Adopt(seat.session);
+    mServices.directory.ConnectionResumed(seat.session, connection.shared_from_this());
+    Attach(seat, connection);
+    resumed.set_result(RESULT_OK);
+    SendPlace(seat, header, *resumed.mutable_place());
+    return true;
+}
+
+Meeting::SeatPtr Meeting::NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold)
+{
+    mSeats.push_back(std::make_shared<Seat>(++mLastSeat, session, std::move(hold),
+                                            NumbersOf(session->key, session->stream),
+                                            static_cast<SeatSurroundings&>(*this), mServices.options.bounds));
+    return mSeats.back();
+}
+
+// The fence: whatever the older connection has under way is dropped with it.
+void Meeting::Attach(Seat& seat, Connection& connection)
+{
+    if (seat.connection && seat.connection.get() != &connection) {
+        seat.connection->PullFrom(nullptr);
+        seat.connection->End(BYE_REPLACED, "");
+    }
+    if (seat.state != SeatState::Present) seat.session->budget.Returned(Clock::now());
+    seat.connection = connection.shared_from_this();
+    seat.state = SeatState::Present;
+    seat.timeIsUp = false;
+}
+
+void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
+{
+    const ChannelState board = mLog->State(CHANNEL_BOARD);
+    const Sequences read = seat.ReadUpTo();
+    place.set_meeting(mHead.id);
+    place.set_seat(seat.number);
+    place.set_token(seat.NewToken());
+    place.mutable_position()->set_talk(read.talk);
+    place.mutable_position()->set_board(read.board);
+    place.set_board_bytes(read.board <= board.begin ? mLog->BoardBytes() : 0);
+    place.mutable_have()->set_talk(seat.numbers->have.talk);
+    place.mutable_have()->set_board(seat.numbers->have.board);
+    place.set_entered_at(seat.enteredAt.board);
+    AddAttendees(*place.mutable_attendees());
+    mLog->Seat(seat.Entry());
+    // Fixed at this moment, told once the seat is safe: nobody is let in whom a power cut would forget.
+    mLog->WhenSynced([weak = weak_from_this(), number = seat.number, connection = seat.connection, header] {
+        const auto self = weak.lock();
+        if (!self) return;
+        const SeatPtr seated = self->OfConnection(*connection);
+        if (!seated || seated->number != number) return;
+        connection->Send(header);
+        for (const std::string& refused : seated->numbers->refused) connection->SendBytes(refused);
+        seated->acceptedNews = true;
+        connection->PullFrom(seated.get());
+        self->Wake(number);
+    });
+}
+
+void Meeting::AddAttendees(google::protobuf::RepeatedPtrField<Attendee>& to) const
+{
+    for (const SeatPtr& seat : mSeats) {
+        if (seat->state == SeatState::Away) continue;
+        Attendee& attendee = *to.Add();
+        attendee.set_handle(seat->session->handle);
+        attendee.set_address(seat->session->address);
+    }
+}
+
+void Meeting::Refuse(Connection& connection, std::uint32_t call, Result result)
+{
+    Header header;
+    header.mutable_entered()->set_call(call);
+    header.mutable_entered()->set_result(result);
+    connection.Send(header);
+}
+
+void Meeting::Announce(const Seat& seat, int status)
+{
+    Header header;
+    header.mutable_item()->set_channel(CHANNEL_TALK);
+    zephyl::Presence& presence = *header.mutable_item()->mutable_presence();
+    presence.set_handle(seat.session->handle);
+    presence.set_status(status);
+    presence.set_address(seat.session->address);
+    auto item = std::make_shared<LogItem>();
+    item->channel = CHANNEL_TALK;
+    item->presence = true;
+    item->about = seat.number;
+    item->everyone = true;
+    Put(std::move(item), header, {}, BoardEffect::None);
+}
+
+void Meeting::ConnectionLost(Connection& connection)
+{
+    const SeatPtr seat = OfConnection(connection);
+    if (!seat) return;
+    connection.PullFrom(nullptr);
+    seat->connection = nullptr;
+    if (mServices.options.times.grace.count() == 0 && !mStopping)
+        Gone(seat);
+    else
+        Detach(*seat);
+    EndOfTurn();
+}
+
+void Meeting::Detach(Seat& seat)
+{
+    seat.state = SeatState::Detached;
+    seat.cutOff = Clock::now();
+    seat.BeginAt(seat.ReadUpTo(), seat.enteredAt);
+    mLog->Seat(seat.Entry());
+}
+
+void Meeting::Gone(const SeatPtr& seat)
+{
+    if (std::erase(mSeats, seat) == 0) return;
+    if (seat->connection) seat->connection->PullFrom(nullptr);
+    seat->connection = nullptr;
+    for (const SeatPtr& other : mSeats) other->live.Forget(seat->number);
+    if (seat->state != SeatState::Away) Announce(*seat, kLeft);
+    SeatEntry entry = seat->Entry();
+    entry.gone = true;
+    entry.barred = mBarred.contains(seat->session->key);
+    mLog->Seat(entry);
+    mServices.directory.SeatEnded(seat->session);
+    mLeaving.push_back(seat->numbers);
+    mEmptySince = Clock::now();
+    mServices.log.info("{} gone from meeting {}", seat->session->handle, mHead.code);
+}
+
+// Safe first, then done: else a kill could bring back a seat that items were appended without.
+void Meeting::EndByTime(const SeatPtr& seat)
+{
+    seat->timeIsUp = true;
+    SeatEntry entry = seat->Entry();
+    entry.gone = true;
+    mLog->Seat(entry);
+    mLog->WhenSynced([weak = weak_from_this(), seat] {
+        const auto self = weak.lock();
+        if (self && seat->timeIsUp && seat->state == SeatState::Away) self->Gone(seat);
+    });
+}
+
+void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text)
+{
+    asio::post(mHome, [self = shared_from_this(), session, reason, text = std::move(text)] {
+        const SeatPtr seat = self->OfKey(session->key);
+        if (!seat || seat->session->stream != session->stream) return;
+        if (seat->connection) seat->connection->End(reason, text);
+        self->Gone(seat);
+        self->EndOfTurn();
+    });
+}
+
+void Meeting::PostStop()
+{
+    asio::post(mHome, [self = shared_from_this()] {
+        self->mStopping = true;
+        if (self->mOpen) self->mLog->WhenSynced([self] { self->EndAll(); });
+    });
+}
+
+// Everything taken is safe: that is said, then goodbye.
+void Meeting::EndAll()
+{
+    const std::vector<SeatPtr> seats = mSeats;
+    for (const SeatPtr& seat : seats) {
+        const std::shared_ptr<Connection> connection = seat->connection;
+        if (!connection) continue;
+        connection->Send(seat->AcceptedNow());
+        connection->End(BYE_RESTART, "the service restarts");
+    }
+}
+
+void Meeting::PostClose()
+{
+    asio::post(mHome, [self = shared_from_this()] {
+        self->mClosed = true;
+        self->mLog->Remove();
+        self->mTick.cancel();
+        self->mAccepted.cancel();
+    });
+}
+
+void Meeting::Abandon()
+{
+    for (const SeatPtr& seat : mSeats) {
+        if (seat->connection) seat->connection->PullFrom(nullptr);
+        seat->connection = nullptr;
+    }
+    mSeats.clear();  // a seat holds its meeting
+}
+
+// --- delivery --------------------------------------------------------------------------------------
+
+void Meeting::EndOfTurn()
+{
+    if (mPending.empty()) {
+        FlushSoon();
+        return;
+    }
+    std::vector<ItemPtr> items;
+    items.swap(mPending);
+    std::vector<ItemPtr> concerned = items;
+    mLog->Append(std::move(items), [this, weak = weak_from_this(), concerned = std::move(concerned)] {
+        const auto self = weak.lock();
+        if (!self) return;
+        for (const SeatPtr& seat : mSeats)
+            seat->dirty =
+                seat->dirty || std::any_of(concerned.begin(), concerned.end(),
+                                           [&](const ItemPtr& item) { return seat->Concerns(*item); });
+        FlushSoon();
+    });
+}
+
+void Meeting::Wake(SeatNumber number)
+{
+    for (const SeatPtr& seat : mSeats)
+        if (seat->number == number) seat->dirty = true;
+    FlushSoon();
+}
+
+void Meeting::FlushSoon()
+{
+    if (mFlushPosted) return;
+    mFlushPosted = true;
+    asio::post(mHome, [self = shared_from_this()] { self->FlushDirty(); });
+}
+
+void Meeting::FlushDirty()
+{
+    mFlushPosted = false;
+    for (std::size_t i = 0; i < mSeats.size(); ++i) {
+        const SeatPtr seat = mSeats[i];
+        if (!std::exchange(seat->dirty, false) || !seat->connection) continue;
+        seat->connection->Flush(mScratch);
+    }
+}
+
+void Meeting::Settle(StreamMemory& numbers, const Sequences& upTo)
+{
+    for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) {
+        auto& waiting = numbers.Of(channel);
+        for (; !waiting.empty() && waiting.front().sequence <= upTo[channel]; waiting.pop_front())
+            numbers.safe[channel] = waiting.front().number;
+    }
+}
+
+void Meeting::OnSafe(const Sequences& upTo)
+{
+    for (const auto& numbers : mLeaving) Settle(*numbers, upTo);
+    std::erase_if(mLeaving,
+                  [](const auto& numbers) { return numbers->talk.empty() && numbers->board.empty(); });
+    bool news = false;
+    for (const SeatPtr& seat : mSeats) {
+        const Sequences before = seat->numbers->safe;
+        Settle(*seat->numbers, upTo);
+        if (seat->numbers->safe.talk > before.talk || seat->numbers->safe.board > before.board)
+            seat->acceptedNews = news = true;
+    }
+    if (!news || mAcceptedArmed) return;
+    mAcceptedArmed = true;
+    mAccepted.expires_after(mServices.options.times.accepted);
+    mAccepted.async_wait(
+        asio::bind_executor(mHome, [weak = weak_from_this()](boost::system::error_code error) {
+            const auto self = weak.lock();
+            if (error || !self) return;
+            self->mAcceptedArmed = false;
+            for (const SeatPtr& seat : self->mSeats) seat->dirty = seat->dirty || seat->acceptedNews;
+            self->FlushDirty();
+        }));
+}
+
+// --- time ------------------------------------------------------------------------------------------
+
+void Meeting::ArmTick()
+{
+    mTick.expires_after(mServices.options.times.tick);
+    mTick.async_wait(asio::bind_executor(mHome, [weak = weak_from_this()](boost::system::error_code error) {
+        const auto self = weak.lock();
+        if (error || !self || self->mClosed) return;
+        self->OnTick(Clock::now());
+        self->ArmTick();
+    }));
+}
+
+void Meeting::OnTick(Clock::time_point now)
+{
+    const RelayTimes& times = mServices.options.times;
+    if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)
+        mServices.directory.MeetingEmpty(shared_from_this());
+    if (!mOpen) return;
+    const std::vector<SeatPtr> seats = mSeats;
+    for (const SeatPtr& seat : seats) {
+        if (seat->state == SeatState::Detached && now - seat->cutOff > times.grace) {
+            Announce(*seat, kLeft);
+            seat->state = SeatState::Away;
+            mLog->Seat(seat->Entry());
+        } else if (seat->state == SeatState::Away && now - seat->cutOff > times.grace + times.away &&
+                   !seat->timeIsUp) {
+            EndByTime(seat);
+        }
+    }
+    EndOfTurn();
+    TrimLog();
+    SaveMemory();
+}
+
+void Meeting::SaveMemory()
+{
+    if (!mServices.memory.Under(Pressure::ShedLive)) return;
+    for (const SeatPtr& seat : mSeats) seat->live.Shed();
+    if (!mServices.memory.Under(Pressure::DetachLagging)) return;
+    SeatPtr most;
+    for (const SeatPtr& seat : mSeats)
+        if (seat->connection && (!most || seat->LagBytes() > most->LagBytes())) most = seat;
+    if (most && most->LagBytes() > 0) most->connection->Drop("lags most while memory is short");
+}
+
+void Meeting::TrimLog()
+{
+    Sequences read{mLog->State(CHANNEL_TALK).end, mLog->State(CHANNEL_BOARD).end};
+    for (const SeatPtr& seat : mSeats) {
+        const Sequences its = seat->ReadUpTo();
+        read.talk = std::min(read.talk, its.talk);
+        read.board = std::min(read.board, its.board);
+    }
+    mLog->Trim(CHANNEL_TALK, 0, read.talk);
+    mLog->Trim(CHANNEL_BOARD, mBoardBegin, read.board);
+}
+
+}  // namespace zephyl

@@ -1,0 +1,138 @@
+#pragma once
+// One meeting: its log and its seats. Everything but the calls marked so runs on its strand.
+
+#include <atomic>
+#include <boost/asio/steady_timer.hpp>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "service/relay/door/handle_rules.h"
+#include "service/relay/log/board_history.h"
+#include "service/relay/log/file_log.h"
+#include "service/relay/meeting/seat.h"
+
+namespace zephyl {
+
+class Meeting final : public std::enable_shared_from_this<Meeting>, private SeatSurroundings {
+public:
+    using Clock = std::chrono::steady_clock;
+    enum class After { GoOn, SeatGone };
+
+    Meeting(Services& services, MeetingHead head, Strand home, std::unique_ptr<MeetingLog> log);
+    ~Meeting() override;
+    /// Once, right after it was made.
+    void Start();
+
+    // --- any thread ---
+    const std::string& Id() const { return mHead.id; }
+    const std::string& Code() const { return mHead.code; }
+    const Strand& Home() const { return mHome; }
+    bool MadeBy(const Session& session) const
+    {
+        return session.key == mHead.creatorKey && session.stream == mHead.creatorStream;
+    }
+    bool Occupied() const { return mOccupied.load() > 0; }
+    void Occupy(int change) { mOccupied += change; }
+    void PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text);
+    void PostStop();
+    void PostClose();
+    /// Lets go of seats and connections, whose strands run no more.
+    void Abandon();
+
+    // --- on the strand ---
+    /// Opens the log when it has not been; everything else of a meeting waits for this. False: it cannot be
+    /// used.
+    boost::asio::awaitable<bool> Ready();
+    /// Ends its seat, and lets that handle in no more for as long as there is this meeting. Returns when that
+    /// is safe.
+    boost::asio::awaitable<void> Bar(HandleForms whom);
+    /// The log's volume has refused to write, or takes again.
+    void OnTrouble(bool refused);
+
+    // --- on the strand, called by a connection whose home this is ---
+    /// Takes a seat and sends Entered. False: it was refused, and said so.
+    bool Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, const zephyl::Enter& enter);
+    bool Resume(Connection& connection, const zephyl::Resume& resume);
+    /// One frame of a seated connection. Throws WireError. SeatGone: it may ask for another meeting.
+    After Handle(Connection& connection, const FrameView& frame);
+    /// What the frames of one turn brought is appended, then delivered.
+    void EndOfTurn();
+    void ConnectionLost(Connection& connection);
+
+private:
+    using SeatPtr = std::shared_ptr<Seat>;
+    using Handles = google::protobuf::RepeatedPtrField<std::string>;
+
+    // seats
+    SeatPtr OfConnection(const Connection& connection) const;
+    SeatPtr OfKey(const std::string& key) const;
+    SeatPtr OfHandle(const std::string& handle) const;
+    SeatPtr NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold);
+    std::shared_ptr<StreamMemory> NumbersOf(const std::string& key, std::uint64_t stream);
+    void EndAll();
+
+    // restoring
+    void OpenLog();
+    void Restore(const LogItem& item);
+    void RestoreSeat(const SeatEntry& entry);
+    std::vector<NumbersEntry> AllNumbers() const;
+    void Attach(Seat& seat, Connection& connection);
+    void Detach(Seat& seat);
+    void Gone(const SeatPtr& seat);
+    void EndByTime(const SeatPtr& seat);
+    void SendPlace(Seat& seat, Header& header, Place& place);
+    void Announce(const Seat& seat, int status);
+    void Refuse(Connection& connection, std::uint32_t call, Result result);
+
+    // items
+    void TakeItem(Seat& seat, const ItemView& item);
+    void TakePost(Seat& seat, const Post& post, std::string_view body, bool tooLarge);
+    void TakeLive(Seat& seat, const zephyl::Live& live, std::string_view body, bool tooLarge);
+    std::vector<SeatNumber> SeatsOf(const Handles& handles, SeatNumber sender) const;
+    void RefusePost(Seat& seat, const Post& post, const char* fault);
+    void Put(std::shared_ptr<LogItem> item, Header& header, std::string_view body, BoardEffect effect);
+    /// Says it to everybody, in the log.
+    void Notify(std::string text);
+    void OnSafe(const Sequences& upTo);
+    void Settle(StreamMemory& numbers, const Sequences& upTo);
+
+    // delivery
+    MeetingLog& Log() override { return *mLog; }
+    void AddAttendees(google::protobuf::RepeatedPtrField<Attendee>& to) const override;
+    void Wake(SeatNumber seat) override;
+    void FlushSoon();
+    void FlushDirty();
+
+    // time
+    void ArmTick();
+    void OnTick(Clock::time_point now);
+    void TrimLog();
+    void SaveMemory();
+
+    Services& mServices;
+    const MeetingHead mHead;
+    const Strand mHome;
+    const std::unique_ptr<MeetingLog> mLog;
+    std::atomic<int> mOccupied{0};
+    std::vector<SeatPtr> mSeats;  // in order of joining
+    SeatNumber mLastSeat = 0;
+    std::set<std::string> mBarred;                                              // folded handles
+    std::map<std::string, std::deque<std::shared_ptr<StreamMemory>>> mNumbers;  // by folded handle
+    std::vector<std::shared_ptr<StreamMemory>> mLeaving;  // their seats went before all was safe
+    BoardHistory mHistory;
+    std::uint64_t mBoardBegin = 0;  // the CLEAR that newcomers begin with
+    std::vector<ItemPtr> mPending;  // of this turn
+    std::string mScratch;
+    bool mFlushPosted = false;
+    bool mAcceptedArmed = false;
+    bool mOpen = false;
+    bool mStopping = false;
+    bool mClosed = false;
+    Clock::time_point mEmptySince;
+    boost::asio::steady_timer mTick, mAccepted;
+};
+
+}  // namespace zephyl

@@ -1,0 +1,209 @@
+// What a seated client sends: posts into the log, live frames past it, and what it says of itself.
+
+#include <algorithm>
+
+#include "service/relay/meeting/meeting.h"
+#include "service/relay/memory_watch.h"
+#include "service/wire/content.h"
+
+namespace zephyl {
+namespace {
+
+constexpr std::size_t kRefusalsRemembered = 256;  // a client that is sane has none
+
+bool SixteenBits(int value)
+{
+    return value >= -32768 && value <= 32767;
+}
+
+// Field by field: what else a sender may have put there goes to nobody.
+void CopyKnown(const PictureInfo& from, PictureInfo& to)
+{
+    to.set_x(from.x());
+    to.set_y(from.y());
+    to.set_type(from.type());
+    to.set_prefixed(from.prefixed());
+    to.set_quality(from.quality());
+}
+
+// Why this post is not taken; null when it is.
+const char* FaultOf(const Post& post, std::string_view body, bool tooLarge)
+{
+    if (tooLarge) return "it is too large";
+    if (post.to_case() == Post::TO_NOT_SET) return "it names no recipients";
+    if (post.content_case() == Post::CONTENT_NOT_SET) return "it has no content";
+    if (post.has_text())
+        return ChannelOfText(body) == post.channel() ? nullptr : "its text belongs to the other channel";
+    if (ChannelOfPicture(post.picture().type()) != post.channel()) return "such a picture goes by no channel";
+    if (!SixteenBits(post.picture().x()) || !SixteenBits(post.picture().y()))
+        return "its place is outside 16 bits";
+    return nullptr;
+}
+
+}  // namespace
+
+Meeting::After Meeting::Handle(Connection& connection, const FrameView& frame)
+{
+    const SeatPtr seat = OfConnection(connection);
+    if (!seat) return After::SeatGone;
+    if (seat->session->fenced) {  // a login elsewhere: what comes here now counts no more
+        connection.End(BYE_REPLACED, "");
+        return After::GoOn;
+    }
+    if (!seat->tokenHashes[1].empty()) {
+        seat->TokenArrived();
+        mLog->Seat(seat->Entry());
+    }
+    const Header& header = frame.header;
+    Header answer;
+    if (ItemReader::IsLaneFrame(header)) {
+        const std::optional<ItemView> item = seat->incoming.Take(frame);
+        if (item) TakeItem(*seat, *item);
+        return After::GoOn;
+    }
+    switch (header.message_case()) {
+        case Header::kRead: seat->OnRead(header.read(), Clock::now()); break;
+        case Header::kPing:
+            answer.mutable_pong()->set_nonce(header.ping().nonce());
+            connection.Send(answer);
+            break;
+        case Header::kAskPermission:
+            answer.mutable_permission()->set_call(header.ask_permission().call());
+            answer.mutable_permission()->set_permitted(seat->session->permitted);
+            connection.Send(answer);
+            break;
+        case Header::kPong:
+        case Header::MESSAGE_NOT_SET: return After::GoOn;
+        case Header::kLeave:
+            answer.mutable_left()->set_call(header.leave().call());
+            Gone(seat);
+            connection.Send(answer);
+            return After::SeatGone;
+        case Header::kLogout:
+            answer.mutable_logged_out()->set_call(header.logout().call());
+            Gone(seat);
+            connection.Send(answer);
+            connection.End(BYE_DONE, "");
+            return After::GoOn;
+        case Header::kBye:
+            Gone(seat);
+            connection.End(BYE_DONE, "");
+            return After::GoOn;
+        default: throw WireError("not at this point");
+    }
+    seat->dirty = true;
+    return After::GoOn;
+}
+
+void Meeting::TakeItem(Seat& seat, const ItemView& item)
+{
+    if (item.header.has_post())
+        TakePost(seat, item.header.post(), item.body, item.tooLarge);
+    else if (item.header.has_live())
+        TakeLive(seat, item.header.live(), item.body, item.tooLarge);
+    else
+        throw WireError("items only go down");
+}
+
+void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool tooLarge)
+{
+    const Channel channel = post.channel();
+    std::uint64_t& have = seat.numbers->have[channel];
+    if (post.number() <= have || mStopping) return;  // it is there already, or will be sent again
+    have = post.number();
+    if (const char* fault = FaultOf(post, body, tooLarge)) return RefusePost(seat, post, fault);
+    Header header;
+    Item& down = *header.mutable_item();
+    down.set_channel(channel);
+    down.set_from(seat.session->handle);
+    down.set_stream(seat.session->stream);
+    down.set_number(post.number());
+    down.set_total(static_cast<std::uint32_t>(body.size()));
+    if (post.has_text())
+        down.mutable_text();
+    else
+        CopyKnown(post.picture(), *down.mutable_picture());
+    auto item = std::make_shared<LogItem>();
+    item->channel = channel;
+    item->stream = seat.session->stream;
+    item->number = post.number();
+    item->sender = seat.session->key;
+    item->everyone = post.everyone();
+    if (!item->everyone) item->seats = SeatsOf(post.recipients().handles(), seat.number);
+    const BoardEffect effect = post.has_text() ? EffectOf(body) : BoardEffect::Change;
+    item->kept = item->everyone && channel == CHANNEL_BOARD && effect != BoardEffect::None;
+    Put(std::move(item), header, body, effect);
+    seat.numbers->Of(channel).push_back({mLog->State(channel).end, post.number()});
+}
+
+// A refusal has its place in the log, so that it is not forgotten while what came after it is remembered.
+void Meeting::RefusePost(Seat& seat, const Post& post, const char* fault)
+{
+    Header header;
+    header.mutable_refused()->set_channel(post.channel());
+    header.mutable_refused()->set_number(post.number());
+    header.mutable_refused()->set_reason(fault);
+    auto item = std::make_shared<LogItem>();
+    item->channel = post.channel();
+    item->sequence = mLog->Next(item->channel);
+    item->stream = seat.session->stream;
+    item->number = post.number();
+    item->sender = seat.session->key;
+    item->refused = true;
+    AppendFrame(item->frames, header, {}, Way::Down);
+    seat.connection->Send(header);
+    seat.dirty = true;
+    auto& refused = seat.numbers->refused;
+    refused.push_back(item->frames);
+    if (refused.size() > kRefusalsRemembered) refused.pop_front();
+    seat.numbers->Of(item->channel).push_back({item->sequence, item->number});
+    mPending.push_back(std::move(item));
+}
+
+std::vector<SeatNumber> Meeting::SeatsOf(const Handles& handles, SeatNumber sender) const
+{
+    std::vector<SeatNumber> seats;
+    for (const std::string& handle : handles)
+        if (const SeatPtr seat = OfHandle(handle); seat && seat->number != sender)
+            seats.push_back(seat->number);
+    std::sort(seats.begin(), seats.end());
+    seats.erase(std::unique(seats.begin(), seats.end()), seats.end());
+    return seats;
+}
+
+void Meeting::Put(std::shared_ptr<LogItem> item, Header& header, std::string_view body, BoardEffect effect)
+{
+    item->sequence = mLog->Next(item->channel);
+    header.mutable_item()->set_sequence(item->sequence);
+    const Lane lane = item->channel == CHANNEL_TALK ? LANE_TALK : LANE_BOARD;
+    AppendItem(item->frames, header, lane, body, Way::Down);
+    if (item->kept)
+        if (const auto begin = mHistory.Take(item->sequence, effect)) mBoardBegin = *begin;
+    mPending.push_back(std::move(item));
+}
+
+void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view body, bool tooLarge)
+{
+    const PictureInfo& picture = live.picture();
+    if (tooLarge || body.empty() || picture.type() == kWhiteboardPicture || !SixteenBits(picture.x()) ||
+        !SixteenBits(picture.y()) || mServices.memory.Under(Pressure::ShedLive))
+        return;  // live frames may always be dropped
+    Header header;
+    zephyl::Live& down = *header.mutable_live();
+    down.set_from(seat.session->handle);
+    CopyKnown(picture, *down.mutable_picture());
+    down.set_frame(live.frame());
+    down.set_total(static_cast<std::uint32_t>(body.size()));
+    auto frame = std::make_shared<LiveFrame>();
+    frame->bodyBytes = body.size();
+    AppendItem(frame->frames, header, LANE_LIVE, body, Way::Down);
+    const std::vector<SeatNumber> seats = SeatsOf(live.recipients().handles(), seat.number);
+    for (const SeatPtr& other : mSeats) {
+        if (other->number == seat.number || !other->connection) continue;
+        if (!live.everyone() && !std::binary_search(seats.begin(), seats.end(), other->number)) continue;
+        other->live.Put(seat.number, picture.type(), frame);
+        other->dirty = true;
+    }
+}
+
+}  // namespace zephyl

@@ -1,0 +1,171 @@
+// A meeting as its log remembers it.
+
+#include <spdlog/logger.h>
+
+#include <algorithm>
+#include <boost/asio/async_result.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "service/relay/door/accounts.h"
+#include "service/relay/meeting/meeting.h"
+#include "service/wire/content.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+// What a kept item does to the board, read from its first frame.
+BoardEffect StoredEffect(const LogItem& item)
+{
+    FrameReader reader(Way::Down);
+    reader.Feed(std::string_view(item.frames).substr(0, FrameBytes(item.frames)));
+    const auto frame = reader.Next();
+    return frame && frame->header.item().has_text() ? EffectOf(frame->body) : BoardEffect::Change;
+}
+
+}  // namespace
+
+asio::awaitable<bool> Meeting::Ready()
+{
+    if (!mOpen && !mClosed) {
+        try {
+            OpenLog();
+            mOpen = true;
+        } catch (const std::exception& error) {
+            mEmptySince = Clock::now();  // somebody wants it: it is not deleted before it could be read
+            mServices.log.error("the log of meeting {} cannot be used: {}", mHead.code, error.what());
+        }
+    }
+    co_return mOpen && !mClosed;
+}
+
+void Meeting::OpenLog()
+{
+    mSeats.clear();  // of an attempt that failed half way
+    mNumbers.clear();
+    mHistory = {};
+    const LogContents contents = mLog->Open();
+    mLog->WhenSafe([this](const Sequences& upTo) { OnSafe(upTo); });
+    mLog->NumbersFrom([this] { return AllNumbers(); });
+    for (const NumbersEntry& entry : contents.numbers) {
+        const auto numbers = NumbersOf(entry.key, entry.stream);
+        numbers->have = entry.have;
+        numbers->refused.assign(entry.refused.begin(), entry.refused.end());
+    }
+    const Damage damage = mLog->Replay([this](const LogItem& item) { Restore(item); });
+    for (const auto& [key, streams] : mNumbers)
+        for (const auto& numbers : streams) numbers->safe = numbers->have;
+    mLog->Trim(CHANNEL_BOARD, mBoardBegin, 0);
+    for (const SeatEntry& entry : contents.seats) RestoreSeat(entry);
+    if (damage == Damage::None) return;
+    mServices.log.error("a file of meeting {} was damaged and put aside", mHead.code);
+    Notify("A part of this meeting could not be read any more by the service.");
+}
+
+void Meeting::Restore(const LogItem& item)
+{
+    if (item.kept)
+        if (const auto begin = mHistory.Take(item.sequence, StoredEffect(item))) mBoardBegin = *begin;
+    if (item.stream == 0) return;
+    const auto numbers = NumbersOf(item.sender, item.stream);
+    std::uint64_t& have = numbers->have[item.channel];
+    if (item.refused && item.number > have) numbers->refused.push_back(item.frames);
+    have = std::max(have, item.number);
+}
+
+// Fresh grace: nobody could come back while there was no service. One whose account has changed is dropped.
+void Meeting::RestoreSeat(const SeatEntry& entry)
+{
+    mLastSeat = std::max(mLastSeat, entry.number);
+    const std::optional<HandleForms> forms = ReadHandle(entry.handle);
+    if (entry.barred && forms) mBarred.insert(forms->key);
+    if (entry.gone) return;
+    const std::optional<Account> account = mServices.accounts.Find(entry.handle);
+    if (!account || !forms || !account->permitted || account->generation != entry.generation) {
+        SeatEntry gone = entry;
+        gone.gone = true;
+        mLog->Seat(gone);
+        return;
+    }
+    auto session = std::make_shared<Session>(FloodBudget(mServices.options.budgets, Clock::now()));
+    session->handle = entry.handle;
+    session->key = forms->key;
+    session->address = entry.address;
+    session->stream = entry.stream;
+    session->generation = entry.generation;
+    session->permitted = true;
+    auto seat =
+        std::make_shared<Seat>(entry.number, session, std::make_shared<MeetingHold>(shared_from_this()),
+                               NumbersOf(session->key, session->stream),
+                               static_cast<SeatSurroundings&>(*this), mServices.options.bounds);
+    seat->tokenHashes = entry.tokenHashes;
+    seat->state = entry.away ? SeatState::Away : SeatState::Detached;
+    seat->cutOff = Clock::now() - (entry.away ? mServices.options.times.grace : std::chrono::milliseconds(0));
+    seat->BeginAt(entry.read, entry.enteredAt);
+    mSeats.push_back(std::move(seat));
+    mServices.directory.SeatRestored(session, shared_from_this());
+}
+
+asio::awaitable<void> Meeting::Bar(HandleForms whom)
+{
+    if (mBarred.insert(whom.key).second) {
+        if (const SeatPtr seat = OfKey(whom.key)) {
+            if (seat->connection) seat->connection->End(BYE_KICKED, "");
+            Gone(seat);
+            EndOfTurn();
+        } else {
+            SeatEntry entry;
+            entry.number = ++mLastSeat;
+            entry.gone = entry.barred = true;
+            entry.handle = whom.spelling;
+            mLog->Seat(entry);
+        }
+        mServices.log.info("{} is barred from meeting {}", whom.spelling, mHead.code);
+    }
+    const auto initiate = [this](auto handler) {
+        auto shared = std::make_shared<decltype(handler)>(std::move(handler));
+        mLog->WhenSynced([shared] {
+            asio::post(asio::get_associated_executor(*shared), [shared] { std::move (*shared)(); });
+        });
+    };
+    co_await asio::async_initiate<const asio::use_awaitable_t<>, void()>(initiate, asio::use_awaitable);
+}
+
+// Only what is safe: the items that carry the others still stand in the log.
+std::vector<NumbersEntry> Meeting::AllNumbers() const
+{
+    std::vector<NumbersEntry> all;
+    for (const auto& [key, streams] : mNumbers)
+        for (const auto& numbers : streams)
+            all.push_back(
+                {key, numbers->stream, numbers->safe, {numbers->refused.begin(), numbers->refused.end()}});
+    return all;
+}
+
+void Meeting::OnTrouble(bool refused)
+{
+    mServices.log.error("the volume of meeting {} {}", mHead.code,
+                        refused ? "takes nothing; it goes on in memory" : "takes again");
+    Notify(refused ? "The service cannot save this meeting at the moment."
+                   : "The service saves this meeting again.");
+}
+
+// In a turn of its own: the log may be in the middle of something.
+void Meeting::Notify(std::string text)
+{
+    asio::post(mHome, [weak = weak_from_this(), text = std::move(text)] {
+        const auto self = weak.lock();
+        if (!self || self->mClosed) return;
+        Header header;
+        header.mutable_item()->set_channel(CHANNEL_TALK);
+        header.mutable_item()->mutable_notice()->set_text(text);
+        auto item = std::make_shared<LogItem>();
+        item->channel = CHANNEL_TALK;
+        item->everyone = true;
+        self->Put(std::move(item), header, {}, BoardEffect::None);
+        self->EndOfTurn();
+    });
+}
+
+}  // namespace zephyl
