@@ -5,14 +5,18 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "widgets/named.h"
+
 using namespace Qt::StringLiterals;
 
 frmFormat::frmFormat(const CameraFormat& current, std::vector<CameraFormat> offered, QWidget* parent)
-    : QDialog(parent), mOffered(std::move(offered)), mCurrent(current), lstFormats(new QListWidget(this))
+    : QDialog(parent),
+      mOffered(std::move(offered)),
+      mCurrent(current),
+      lstFormats(Named<QListWidget>(this, "lstFormats"))
 {
     setObjectName(u"frmFormat"_s);
     setWindowTitle(u"Video Format"_s);
-    lstFormats->setObjectName(u"lstFormats"_s);
     lstFormats->setAccessibleName(u"Picture sizes of the camera"_s);
     for (const CameraFormat& format : mOffered) {
         lstFormats->addItem(u"%1 \u00D7 %2"_s.arg(format.width).arg(format.height));
@@ -20,10 +24,10 @@ frmFormat::frmFormat(const CameraFormat& current, std::vector<CameraFormat> offe
             lstFormats->setCurrentRow(lstFormats->count() - 1);
     }
 
-    auto* cmdOK = new QPushButton(u"OK"_s, this);
-    auto* cmdCancel = new QPushButton(u"Cancel"_s, this);
-    cmdOK->setObjectName(u"cmdOK"_s);
-    cmdCancel->setObjectName(u"cmdCancel"_s);
+    auto* cmdOK = Named<QPushButton>(this, "cmdOK");
+    auto* cmdCancel = Named<QPushButton>(this, "cmdCancel");
+    cmdOK->setText(u"OK"_s);
+    cmdCancel->setText(u"Cancel"_s);
     cmdOK->setDefault(true);
     connect(cmdOK, &QPushButton::clicked, this, &QDialog::accept);
     connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);

@@ -8,6 +8,7 @@
 
 #include "base/error_trap.h"
 #include "media/app_sharing.h"
+#include "widgets/named.h"
 
 using namespace Qt::StringLiterals;
 
@@ -45,15 +46,14 @@ protected:
 frmShareApp::frmShareApp(ProcessState& state, const QString& ownCaption, QWidget* parent)
     : QDialog(parent),
       mState(state),
-      lstApps(new AppList(this)),
-      cmdOK(new QPushButton(u"OK"_s, this)),
-      cmdCancel(new QPushButton(u"Cancel"_s, this))
+      lstApps(Named<AppList>(this, "lstApps")),
+      cmdOK(Named<QPushButton>(this, "cmdOK")),
+      cmdCancel(Named<QPushButton>(this, "cmdCancel"))
 {
     setObjectName(u"frmShareApp"_s);
-    lstApps->setObjectName(u"lstApps"_s);
-    cmdOK->setObjectName(u"cmdOK"_s);
-    cmdCancel->setObjectName(u"cmdCancel"_s);
     setWindowTitle(u"Share Application"_s);
+    cmdOK->setText(u"OK"_s);
+    cmdCancel->setText(u"Cancel"_s);
     cmdOK->setDefault(true);
     lstApps->setAccessibleName(u"Running applications"_s);
     lstApps->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // long titles end in dots

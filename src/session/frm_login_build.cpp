@@ -7,9 +7,10 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QTextDocument>
 
 #include "session/frm_login.h"
+#include "widgets/named.h"
+#include "widgets/plain_text.h"
 
 using namespace Qt::StringLiterals;
 
@@ -23,20 +24,10 @@ constexpr int kField = 120;    // left of the fields
 constexpr int kHeight = 26;
 constexpr int kFrameGap = 5;  // what the opened form grows by beside its second frame
 
-/// A control whose member name is its objectName.
-template <class W>
-W* Named(QWidget* parent, const char* name, const QRect& place)
-{
-    auto* control = new W(parent);
-    control->setObjectName(QLatin1String(name));
-    control->setGeometry(place);
-    return control;
-}
-
 template <class W>
 W* Button(QWidget* parent, const char* name, const QString& text, const QRect& place)
 {
-    W* button = Named<W>(parent, name, place);
+    W* button = Placed<W>(parent, name, place);
     button->setText(text);
     return button;
 }
@@ -49,22 +40,16 @@ QRect FieldAt(int row, int width)
 QLabel* Label(QWidget* parent, const char* name, const QString& text, int row)
 {
     auto* label =
-        Named<QLabel>(parent, name, {kMargin, kFirstRow + row * kRow, kField - kMargin - 6, kHeight});
+        Placed<QLabel>(parent, name, {kMargin, kFirstRow + row * kRow, kField - kMargin - 6, kHeight});
     label->setText(text);
     return label;
 }
 
 QGroupBox* Frame(QWidget* parent, const char* name, const QString& title, int top, int rows)
 {
-    auto* frame = Named<QGroupBox>(parent, name, {kMargin, top, kFrameWidth, kFirstRow + rows * kRow + 6});
+    auto* frame = Placed<QGroupBox>(parent, name, {kMargin, top, kFrameWidth, kFirstRow + rows * kRow + 6});
     frame->setTitle(title);
     return frame;
-}
-
-/// The toolkit guesses whether a tooltip is markup.
-QString PlainTip(const QString& text)
-{
-    return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
 }
 
 }  // namespace
@@ -72,11 +57,11 @@ QString PlainTip(const QString& text)
 void frmLogin::BuildLogin()
 {
     frameLogin = Frame(this, "frameLogin", u"Meeting Information"_s, kMargin, 5);
-    txtHandle = Named<QLineEdit>(frameLogin, "txtHandle", FieldAt(0, 250));
-    txtPassword = Named<QLineEdit>(frameLogin, "txtPassword", FieldAt(1, 140));
+    txtHandle = Placed<QLineEdit>(frameLogin, "txtHandle", FieldAt(0, 250));
+    txtPassword = Placed<QLineEdit>(frameLogin, "txtPassword", FieldAt(1, 140));
     txtPassword->setEchoMode(QLineEdit::Password);
     txtPassword->setStyleSheet(u"lineedit-password-character: 42"_s);  // "*"
-    lblPassword = Named<QLabel>(frameLogin, "lblPassword", {kField + 148, kFirstRow + kRow, 106, kHeight});
+    lblPassword = Placed<QLabel>(frameLogin, "lblPassword", {kField + 148, kFirstRow + kRow, 106, kHeight});
     lblPassword->setTextFormat(Qt::PlainText);
     lblPassword->setText(u"Send Password!"_s);
     lblPassword->setCursor(Qt::PointingHandCursor);
@@ -85,7 +70,7 @@ void frmLogin::BuildLogin()
     link.setUnderline(true);
     lblPassword->setFont(link);
     lblPassword->setForegroundRole(QPalette::Link);
-    cmbMeetingCode = Named<QComboBox>(frameLogin, "cmbMeetingCode", FieldAt(2, 250));
+    cmbMeetingCode = Placed<QComboBox>(frameLogin, "cmbMeetingCode", FieldAt(2, 250));
     cmbMeetingCode->setEditable(true);
     cmbMeetingCode->setInsertPolicy(QComboBox::NoInsert);
     cmbMeetingCode->setCompleter(nullptr);  // it would change what is typed
@@ -103,7 +88,7 @@ void frmLogin::BuildMore()
 {
     frameMore =
         Frame(this, "frameMore", u"Advanced Options"_s, frameLogin->geometry().bottom() + 1 + kFrameGap, 4);
-    cmbConfig = Named<QComboBox>(frameMore, "cmbConfig", FieldAt(0, 164));
+    cmbConfig = Placed<QComboBox>(frameMore, "cmbConfig", FieldAt(0, 164));
     cmbConfig->setToolTip(u"Choose current configuration"_s);
     chkDefaultConfig = Button<QCheckBox>(frameMore, "chkDefaultConfig", u"&Default"_s,
                                          {kField + 174, kFirstRow, 80, kHeight});
@@ -115,15 +100,15 @@ void frmLogin::BuildMore()
         Button<QRadioButton>(frameMore, "optUDP", u"UDP"_s, {kField + 168, kFirstRow + kRow, 74, kHeight});
     chkHostname = Button<QCheckBox>(frameMore, "chkHostname", u"Host&name:"_s,
                                     {kMargin, kFirstRow + 2 * kRow, kField - kMargin - 6, kHeight});
-    txtHostname = Named<QLineEdit>(frameMore, "txtHostname", FieldAt(2, 250));
+    txtHostname = Placed<QLineEdit>(frameMore, "txtHostname", FieldAt(2, 250));
     txtHostname->setToolTip(
         u"Enter your computer's IP address or its fully qualified domain name, for example desk.example.com"_s);
-    txtService = Named<QLineEdit>(frameMore, "txtService", FieldAt(3, 250));
+    txtService = Placed<QLineEdit>(frameMore, "txtService", FieldAt(3, 250));
     txtService->setPlaceholderText(u"this computer"_s);
     const QString refusal = mState.gMessenger ? mState.gMessenger->LastRefusal() : QString();
     txtService->setToolTip(refusal.isEmpty()
                                ? u"Where the meeting is: HOST or HOST:PORT; empty for this computer"_s
-                               : PlainTip(refusal));
+                               : PlainToolTip(refusal));
     Label(frameMore, "lblLabels", u"Configuration:"_s, 0)->setBuddy(cmbConfig);
     Label(frameMore, "lblLabels", u"Protocol:"_s, 1);
     Label(frameMore, "lblService", u"Ser&vice:"_s, 3)->setBuddy(txtService);
@@ -131,7 +116,7 @@ void frmLogin::BuildMore()
 
 void frmLogin::BuildButtons()
 {
-    frameButtons = Named<QFrame>(this, "frameButtons", {kMargin, 0, kFrameWidth, 36});
+    frameButtons = Placed<QFrame>(this, "frameButtons", {kMargin, 0, kFrameWidth, 36});
     chkMore = Button<QPushButton>(frameButtons, "chkMore", QString(), {0, 5, 90, 28});
     chkMore->setCheckable(true);
     chkMore->setToolTip(u"Choose login options"_s);

@@ -2,8 +2,8 @@
 
 #include <QKeyEvent>
 
-#include "ui/plain_text.h"
 #include "ui/typing.h"
+#include "widgets/plain_text.h"
 
 AttendeeList::AttendeeList(QWidget* parent) : QListWidget(parent)
 {

@@ -11,7 +11,7 @@
 
 #include "base/error_trap.h"
 #include "base/version.h"
-#include "ui/named.h"
+#include "widgets/named.h"
 
 using namespace Qt::StringLiterals;
 

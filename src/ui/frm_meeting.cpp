@@ -20,12 +20,12 @@
 #include "ui/lifecycle.h"
 #include "ui/media_controls.h"
 #include "ui/meeting_menus.h"
-#include "ui/named.h"
 #include "ui/placement_keeper.h"
 #include "ui/service_events.h"
 #include "ui/status_panels.h"
 #include "ui/typing.h"
 #include "whiteboard/whiteboard.h"
+#include "widgets/named.h"
 
 using namespace Qt::StringLiterals;
 

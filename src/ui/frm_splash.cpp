@@ -12,6 +12,7 @@
 
 #include "base/process_state.h"
 #include "base/version.h"
+#include "widgets/named.h"
 
 using namespace Qt::StringLiterals;
 
@@ -30,22 +31,20 @@ frmSplash::frmSplash() : QWidget(nullptr, Qt::FramelessWindowHint)
     setFixedSize(kSize);
     setFocusPolicy(Qt::StrongFocus);
 
-    Frame1 = new QFrame(this);
-    Frame1->setObjectName(u"Frame1"_s);
+    Frame1 = Named<QFrame>(this, "Frame1");
     Frame1->setFrameStyle(QFrame::Box | QFrame::Plain);
     Frame1->installEventFilter(this);
 
-    imgLogo = new QLabel(Frame1);
-    imgLogo->setObjectName(u"imgLogo"_s);
+    imgLogo = Named<QLabel>(Frame1, "imgLogo");
     imgLogo->setPixmap(QIcon(u":/logo.svg"_s).pixmap(QSize(kLogo, kLogo), devicePixelRatioF()));
-    lblProductName = new QLabel(QLatin1String(kAppTitle), Frame1);
-    lblProductName->setObjectName(u"lblProductName"_s);
+    lblProductName = Named<QLabel>(Frame1, "lblProductName");
+    lblProductName->setText(QLatin1String(kAppTitle));
     QFont large = font();
     large.setPixelSize(34);
     large.setBold(true);
     lblProductName->setFont(large);
-    lblVersion = new QLabel(u"Version "_s + VersionText(), Frame1);
-    lblVersion->setObjectName(u"lblVersion"_s);
+    lblVersion = Named<QLabel>(Frame1, "lblVersion");
+    lblVersion->setText(u"Version "_s + VersionText());
 
     auto* rows = new QVBoxLayout(Frame1);
     rows->addStretch();

@@ -7,19 +7,18 @@
 
 #include "ui/fonts.h"
 #include "ui/layout_rules.h"
-#include "ui/named.h"
 #include "ui/titled_frame.h"
 #include "ui/typing.h"
+#include "widgets/named.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 template <class W>
-W* Placed(QWidget* parent, const char* name, const QRect& at, const QString& tip = QString())
+W* Placed(QWidget* parent, const char* name, const QRect& at, const QString& tip)
 {
-    W* control = Named<W>(parent, name);
-    control->setGeometry(at);
+    W* control = Placed<W>(parent, name, at);
     control->setToolTip(tip);
     return control;
 }

@@ -4,7 +4,7 @@
 #include <QStyle>
 
 #include "base/report.h"
-#include "ui/plain_text.h"
+#include "widgets/plain_text.h"
 
 using namespace Qt::StringLiterals;
 

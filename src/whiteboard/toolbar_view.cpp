@@ -13,6 +13,7 @@
 #include "whiteboard/toolbar_boxes.h"
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/tools_menu.h"
+#include "widgets/named.h"
 
 using namespace Qt::StringLiterals;
 
@@ -129,8 +130,7 @@ void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
 
 QWidget* ToolbarView::MakePalette()
 {
-    auto* frame = new QFrame(this);
-    frame->setObjectName(u"framePalette"_s);
+    auto* frame = Named<QFrame>(this, "framePalette");
     frame->setAccessibleName(tr("Colours"));
     auto* grid = new QGridLayout(frame);
     grid->setContentsMargins(3, 0, 3, 0);
@@ -146,8 +146,7 @@ QWidget* ToolbarView::MakePalette()
 
 QWidget* ToolbarView::MakeWidths()
 {
-    auto* frame = new QFrame(this);
-    frame->setObjectName(u"frameLineWidth"_s);
+    auto* frame = Named<QFrame>(this, "frameLineWidth");
     frame->setAccessibleName(tr("Line widths"));
     auto* grid = new QGridLayout(frame);
     grid->setContentsMargins(3, 0, 3, 0);
