@@ -1,5 +1,6 @@
 #include "app/startup.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "base/error_trap.h"
@@ -10,11 +11,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr double kFarthestTwips = 1e8;  // what a stored number beyond any desktop becomes
+
 /// The stored number, or the window's present one, which is also what unreadable text gives.
 float PlacementSetting(ProcessState& state, const SettingKey& key, float now)
 {
     const auto stored = WholeNumber(GetSetting(state, key));
-    return stored ? float(*stored) : now;
+    return stored ? float(std::clamp(*stored, -kFarthestTwips, kFarthestTwips)) : now;
 }
 
 void RestorePlacement(ProcessState& state)

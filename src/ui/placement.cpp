@@ -8,12 +8,12 @@ namespace {
 constexpr float kTwipsPerPixel = 15;
 constexpr int kGrip = 80;  // pixels of the title bar that must be on a screen
 constexpr int kTitleHeight = 24;
-constexpr float kFarthest = 1e6F;  // pixels; also what "not a number" becomes
+constexpr float kFarthest = 1e6F;  // pixels
 
 int Pixels(float twips)
 {
     const float pixels = twips / kTwipsPerPixel;
-    return int(std::lround(pixels > -kFarthest && pixels < kFarthest ? pixels : kFarthest));
+    return std::isnan(pixels) ? 0 : int(std::lround(std::clamp(pixels, -kFarthest, kFarthest)));
 }
 
 bool CanBeCaught(const QRect& window, const QRect& screen)
@@ -22,6 +22,17 @@ bool CanBeCaught(const QRect& window, const QRect& screen)
     const QRect seen = title.intersected(screen);
     return seen.width() >= std::min(kGrip, window.width()) && seen.height() >= kTitleHeight / 2 &&
            window.top() >= screen.top() - kTitleHeight / 2;
+}
+
+/// The screen that most of the window is on; the primary one when it is on none.
+const QRect& HomeOf(const QRect& window, const std::vector<QRect>& screens)
+{
+    const auto shared = [&](const QRect& screen) {
+        const QRect seen = window.intersected(screen);
+        return qint64(seen.width()) * seen.height();
+    };
+    return *std::max_element(screens.begin(), screens.end(),
+                             [&](const QRect& a, const QRect& b) { return shared(a) < shared(b); });
 }
 
 }  // namespace
@@ -42,14 +53,12 @@ QRect OnScreen(const QRect& window, const QSize& smallest, const std::vector<QRe
 {
     QRect placed(window.topLeft(), window.size().expandedTo(smallest));
     if (screens.empty()) return placed;
-    const auto largest = std::max_element(screens.begin(), screens.end(), [](const QRect& a, const QRect& b) {
-        return a.width() * a.height() < b.width() * b.height();
-    });
-    placed.setSize(placed.size().boundedTo(largest->size()).expandedTo(smallest));
-    if (std::any_of(screens.begin(), screens.end(), [&](const QRect& s) { return CanBeCaught(placed, s); }))
-        return placed;
-    const QRect& home = screens.front();
+    const QRect& home = HomeOf(placed, screens);
     placed.setSize(placed.size().boundedTo(home.size()).expandedTo(smallest));
+    const bool asLeft = placed.size() == window.size();
+    if (asLeft &&
+        std::any_of(screens.begin(), screens.end(), [&](const QRect& s) { return CanBeCaught(placed, s); }))
+        return placed;
     placed.moveLeft(
         std::clamp(placed.left(), home.left(), std::max(home.left(), home.right() + 1 - placed.width())));
     placed.moveTop(

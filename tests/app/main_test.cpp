@@ -110,12 +110,14 @@ TEST_F(Starting, OpensTheMeetingWhereItStood)
     // Stored, missing and unreadable: what cannot be used leaves the window's own.
     SaveSetting(state, keys::kXPos, u"300.5"_s);
     SaveSetting(state, keys::kHeight, u"tall"_s);
+    SaveSetting(state, keys::kWidth, u"1e99"_s);  // more than the number it becomes can hold
     Main(state, parts);
     EXPECT_EQ(journal,
               (QStringList{u"messenger"_s, u"splash"_s, u"login"_s, u"meeting"_s, u"show"_s, u"unload"_s}));
     EXPECT_EQ(meeting.placement.left, 300.5f);
     EXPECT_EQ(meeting.placement.top, 900);
     EXPECT_EQ(meeting.placement.height, 9000);
+    EXPECT_TRUE(std::isfinite(meeting.placement.width)) << meeting.placement.width;
     EXPECT_EQ(state.gMeetingForm, &meeting);
 }
 

@@ -64,10 +64,17 @@ TEST(Placement, ComesBackOntoAScreen)
         {{-1090, 80, 1100, 700}, {0, 80, 1100, 700}, "ten pixels are no handle"},
         {{0, 0, 9000, 9000}, {0, 0, 1920, 1080}, "larger than any screen"},
         {{50, 60, 10, 10}, {50, 60, 680, 133}, "smaller than it can be"},
+        {{100, 80, 9000, -33}, {0, 80, 1920, 133}, "cut to the screen, so all of it is on it"},
+        {{2000, 80, 1400, 700}, {1920, 80, 1280, 700}, "larger than the screen it is on, not than the other"},
+        {{-200, 1000, 100, 700}, {0, 380, 680, 700}, "no hand made it so small, nor left it there"},
     };
     for (const auto& row : rows) EXPECT_EQ(OnScreen(row.saved, least, screens), row.placed) << row.why;
     EXPECT_EQ(OnScreen({5000, 5000, 700, 200}, least, {}), QRect(5000, 5000, 700, 200));
-    EXPECT_EQ(ToPixels({NAN, INFINITY, -INFINITY, 0}).left(), 1000000);
+    const auto opened = [&](const TwipsRect& stored) { return OnScreen(ToPixels(stored), least, screens); };
+    EXPECT_EQ(opened({1500, 900, 1e30f, -500}), QRect(0, 60, 1920, 133));
+    EXPECT_EQ(opened({-1e30f, INFINITY, 16500, 10500}), QRect(0, 380, 1100, 700));
+    EXPECT_EQ(opened({1e30f, -INFINITY, -1e30f, INFINITY}), QRect(1240, 0, 680, 1080));
+    EXPECT_EQ(opened({NAN, NAN, NAN, NAN}), QRect(0, 0, 680, 133));
 }
 
 TEST(Activation, CountsTheFirstAndReturnsFromOtherPrograms)
