@@ -19,7 +19,9 @@ widgets='QApplication|QWidget|QDialog|QMainWindow|QMessageBox|QLabel|QPushButton
 gui='QImage|QPainter|QColor|QFont|QPixmap|QCursor|QClipboard|QGuiApplication|QtGui'
 floors='app/|ui/|media/|whiteboard/|session/|messaging/'
 
-deny 'service/wire service/net service/codec service/relay service/zephyld' "$qt" 'the service knows no Qt'
+deny 'text/one_line.h text/one_line.cpp' "$qt" 'the text rule serves those who know no Qt'
+deny 'text' "$floors|settings/|base/|contract/|cipher/|platform/|service/" 'the text rule knows nobody'
+deny 'service/wire service/net service/codec service/relay service/zephyld' "$qt|text/qt_" 'the service knows no Qt'
 deny 'service/wire service/net service/codec service/relay service/zephyld' "$floors|settings/|base/|contract/|cipher/|platform/" 'the service knows nothing of the client'
 deny 'service/wire' 'boost/|openssl/|sys/socket' 'the wire knows no sockets'
 deny 'service/link cli' "$gui|$widgets" 'link and command line have no screen'
