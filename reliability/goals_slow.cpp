@@ -27,7 +27,7 @@ public:
     {
         const QString handle = u"c%1"_s.arg(number);
         mChild.Write(R"({"do":"login","handle":")" + handle.toUtf8() + R"(","password":"secret"})");
-        mChild.Write(R"({"do":"join","code":"ROOM1"})");
+        mChild.Write(R"({"do":"join","code":"ROOM01"})");
         mThread = std::thread([this] { ReadAll(); });
     }
     ~Script()

@@ -115,7 +115,7 @@ void WrongCodes(Run& run, Outcome& outcome)
     const double seconds = run.Form(3, 90);
     Daemon daemon(kGuessers + 2);
     LoggedInGuesser host(daemon, "127.0.0.1", kGuessers);
-    host.client->Enter("ROOM1", true);
+    host.client->Enter("ROOM01", true);
     LoggedInGuesser honest(daemon, Address(0), kGuessers + 1);  // at the address of those who guess
     std::vector<std::unique_ptr<LoggedInGuesser>> guessers;
     for (int i = 0; i < kGuessers; ++i)
@@ -125,7 +125,7 @@ void WrongCodes(Run& run, Outcome& outcome)
         if (i < kGuessers) return GuessCodes(*guessers[std::size_t(i)], i, seconds);
         for (const Time begun = Clock::now(); Since(begun) < seconds * 1000; Sleep(1500)) {
             const Time asked = Clock::now();
-            honest.joined += honest.client->Enter("ROOM1", false).result() == zephyl::RESULT_OK;
+            honest.joined += honest.client->Enter("ROOM01", false).result() == zephyl::RESULT_OK;
             waits.push_back(Since(asked));
             honest.client->Leave();
         }
@@ -251,7 +251,7 @@ struct Flooder {
         for (const Time begun = Clock::now(); Since(begun) < seconds * 1000;) try {
                 RawClient client(daemon.Port());
                 if (client.Login(handle, "secret", 77).result() != zephyl::RESULT_OK) continue;
-                client.Enter("ROOM1", false);
+                client.Enter("ROOM01", false);
                 while (Since(begun) < seconds * 1000) client.Post(++sent, record);
             } catch (const std::exception&) {
                 ++thrownOut;  // it is not read any more, or not there any more

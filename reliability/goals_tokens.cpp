@@ -24,7 +24,7 @@ struct Member {
         if (client->Login(handle, "secret", std::hash<std::string>()(handle) | 1).result() !=
             zephyl::RESULT_OK)
             throw std::runtime_error("login refused");
-        place = client->Enter("ROOM1", create).place();
+        place = client->Enter("ROOM01", create).place();
     }
     std::unique_ptr<RawClient> client;
     zephyl::Place place;

@@ -51,14 +51,14 @@ protected:
         const std::string address = "127.0.0.1:" + std::to_string(port ? port : relay->Port());
         return std::make_unique<LinkedAttendee>(QString::fromStdString(address), relay->Fingerprint());
     }
-    /// Logged in and in the meeting "Room1", which the first one makes.
+    /// Logged in and in the meeting "Room01", which the first one makes.
     AttendeePtr Joined(const char* handle, std::uint16_t port = 0)
     {
         auto attendee = Attendee(port);
         EXPECT_TRUE(attendee->Login(QString::fromLatin1(handle)))
             << qPrintable(attendee->link->LastRefusal());
-        EXPECT_TRUE(mMade ? attendee->link->JoinMeeting(u"room1"_s)
-                          : attendee->link->CreateMeeting(u"Room1"_s, {}));
+        EXPECT_TRUE(mMade ? attendee->link->JoinMeeting(u"room01"_s)
+                          : attendee->link->CreateMeeting(u"Room01"_s, {}));
         mMade = true;
         return attendee;
     }
@@ -311,7 +311,7 @@ TEST_F(LinkTest, AServiceThatStopsFreezesNobody)
     EXPECT_FALSE(alice->link->LoggedIn());
     EXPECT_TRUE(alice->Handles().isEmpty());
     EXPECT_TRUE(alice->Login(u"Alice"_s));
-    EXPECT_TRUE(alice->link->CreateMeeting(u"Room1"_s, {}));
+    EXPECT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
 }
 
 /// Beyond grace the others see a leave and a join, the board is whole again, and nothing is sent twice.

@@ -98,7 +98,7 @@ TEST_P(RelayTest, ALoginElsewhereTakesOver)
     EXPECT_TRUE(bob->Ended());
     EXPECT_EQ(alice->Presence(), "bob 5");
     EXPECT_EQ(alice->Presence(), "bob 0");
-    EXPECT_EQ(elsewhere.Enter("Room1", false).result(), RESULT_OK);
+    EXPECT_EQ(elsewhere.Enter("Room01", false).result(), RESULT_OK);
     EXPECT_EQ(alice->Presence(), "bob 5");
 }
 
@@ -114,11 +114,11 @@ TEST_P(RelayTest, HearsOfChangedAccountsAtOnce)
     EXPECT_EQ(alice->Presence(), "bob 0");
     RawClient again(relay->Port());
     EXPECT_FALSE(again.Login("bob", "secret", 5).permitted());
-    EXPECT_EQ(again.Enter("Room1", false).result(),
+    EXPECT_EQ(again.Enter("Room01", false).result(),
               RESULT_NOT_PERMITTED);  // whatever the client asked before
     accounts.SetPermitted("bob", true);
     EXPECT_TRUE(TellDaemon(options.data, "account bob"));
-    EXPECT_EQ(again.Enter("Room1", false).result(), RESULT_OK);
+    EXPECT_EQ(again.Enter("Room01", false).result(), RESULT_OK);
     accounts.SetPassword("bob", HashPassword("another", kCheapHash));
     EXPECT_TRUE(TellDaemon(options.data, "account bob"));
     EXPECT_EQ(again.Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
@@ -137,7 +137,7 @@ TEST_P(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
     EXPECT_EQ(talkative.Wait(Header::kBye).header.bye().reason(), BYE_DONE);
     RawClient early(relay->Port());
     Header enter;
-    enter.mutable_enter()->set_code("Room1");
+    enter.mutable_enter()->set_code("Room01");
     early.Send(enter);
     EXPECT_EQ(early.Wait(Header::kBye).header.bye().reason(), BYE_DONE);
     options.times.beforeLogin = std::chrono::seconds(1);

@@ -24,7 +24,7 @@ TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
     } rows[] = {
         {"nowhere", false, RESULT_NOT_FOUND},
         {"", true, RESULT_IN_USE},
-        {"Room1", true, RESULT_OK},
+        {"Room01", true, RESULT_OK},
     };
     for (const auto& row : rows)
         EXPECT_EQ(alice->Enter(row.code, row.create).result(), row.result) << row.code;
@@ -39,7 +39,7 @@ TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
     EXPECT_TRUE(bob->Quiet(Header::kItem));  // nobody is told of themselves
     bob->Leave();
     EXPECT_EQ(alice->Presence(), "bob 0");
-    EXPECT_EQ(bob->Enter("room1", false).result(), RESULT_OK);
+    EXPECT_EQ(bob->Enter("room01", false).result(), RESULT_OK);
     alice->Post(1, "[[ZUM_WB_POINTER]]1");
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: [[ZUM_WB_POINTER]]1"});  // the board's first, after much talk
     bob->Kill();
@@ -55,15 +55,15 @@ TEST_P(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
     alice->WaitAccepted(CHANNEL_BOARD, 1);
     alice->Leave();
     auto bob = LoggedIn("bob");
-    const Entered joined = bob->Enter("Room1", false);
+    const Entered joined = bob->Enter("Room01", false);
     EXPECT_EQ(joined.place().meeting(), first);
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]3"});
     bob->Leave();
-    const Entered anew = bob->Enter("Room1", true);
+    const Entered anew = bob->Enter("Room01", true);
     ASSERT_EQ(anew.result(), RESULT_OK);
     EXPECT_NE(anew.place().meeting(), first);
     EXPECT_TRUE(bob->Quiet(Header::kItem));
-    EXPECT_EQ(alice->Enter("Room1", false, first).result(), RESULT_ENDED);  // that code means another one now
+    EXPECT_EQ(alice->Enter("Room01", false, first).result(), RESULT_ENDED);  // that code means another one now
 }
 
 TEST_P(RelayTest, EveryTextArrivesOnceAndInOrder)
@@ -313,7 +313,7 @@ TEST_P(RelayTest, GuessedCodesAreAnsweredLater)
     auto bob = LoggedIn("bob");
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(bob->Enter("guess" + std::to_string(i), false).result(), RESULT_NOT_FOUND);
-    const Entered later = bob->Enter("Room1", false);
+    const Entered later = bob->Enter("Room01", false);
     EXPECT_EQ(later.result(), RESULT_LATER);
     EXPECT_GT(later.wait_ms(), 0u);
     In("carol");

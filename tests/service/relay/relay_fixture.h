@@ -79,7 +79,7 @@ protected:
     std::unique_ptr<RawClient> In(const std::string& handle)
     {
         auto client = LoggedIn(handle);
-        const Entered entered = client->Enter("Room1", !mMade);
+        const Entered entered = client->Enter("Room01", !mMade);
         EXPECT_EQ(entered.result(), RESULT_OK) << handle;
         mMade = true;
         place = entered.place();

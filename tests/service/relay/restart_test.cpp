@@ -60,8 +60,8 @@ TEST_P(RestartTest, EverybodyGoesOnWhereTheyWere)
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: after the restart"});
     EXPECT_TRUE(bob->Quiet(Header::kItem));  // nobody was seen to leave
     auto carol = LoggedIn("carol");
-    EXPECT_EQ(carol->Enter("room1", true).result(), RESULT_IN_USE);
-    EXPECT_EQ(carol->Enter("room1", false).result(), RESULT_OK);
+    EXPECT_EQ(carol->Enter("room01", true).result(), RESULT_IN_USE);
+    EXPECT_EQ(carol->Enter("room01", false).result(), RESULT_OK);
     EXPECT_EQ(carol->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]drawn"});
 }
 
@@ -102,13 +102,13 @@ TEST_P(RestartTest, WhoIsKickedStaysOutUntilTheMeetingEnds)
         EXPECT_EQ(Fresh()->Resume(alices, alices.position()).result(), RESULT_UNKNOWN);
         for (const char* handle : {"Alice", "carol"})
             for (const std::string& rejoin : {std::string(), alices.meeting()})
-                EXPECT_EQ(LoggedIn(handle)->Enter("Room1", false, rejoin).result(), RESULT_NOT_PERMITTED);
+                EXPECT_EQ(LoggedIn(handle)->Enter("Room01", false, rejoin).result(), RESULT_NOT_PERMITTED);
         KillAndStart();
     }
     bob = Fresh();
     EXPECT_EQ(bob->Resume(bobs, bobs.position()).result(), RESULT_OK);
     bob->Leave();
-    EXPECT_EQ(LoggedIn("carol")->Enter("Room1", true).result(), RESULT_OK);  // another meeting
+    EXPECT_EQ(LoggedIn("carol")->Enter("Room01", true).result(), RESULT_OK);  // another meeting
 }
 
 TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
@@ -118,7 +118,7 @@ TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
     KillAndStart();
     auto bob = LoggedIn("bob");
     while (!fs::is_empty(options.data / "meetings")) EXPECT_TRUE(bob->Quiet(Header::kItem));
-    EXPECT_EQ(bob->Enter("Room1", false).result(), RESULT_NOT_FOUND);
+    EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_NOT_FOUND);
     EXPECT_EQ(Fresh()->Resume(place, place.position()).result(), RESULT_UNKNOWN);
 }
 
@@ -146,14 +146,14 @@ TEST_P(RestartTest, TimesBeginAnew)
     EXPECT_GE(steady_clock::now() - started, options.times.grace);
     again();  // and is away after that, for all of that time
     alice = LoggedIn("Alice");
-    EXPECT_EQ(alice->Enter("Room1", false, alices.meeting()).place().seat(), alices.seat());
+    EXPECT_EQ(alice->Enter("Room01", false, alices.meeting()).place().seat(), alices.seat());
     alice->Kill();
     while (bob->Presence() != "Alice 0") continue;
     options.times.away = std::chrono::seconds(1);
     again();
     bob->Leave();
     auto carol = LoggedIn("carol");  // the code is in use until Alice's place is gone
-    while (carol->Enter("Room1", true).result() == RESULT_IN_USE) continue;
+    while (carol->Enter("Room01", true).result() == RESULT_IN_USE) continue;
     EXPECT_GE(steady_clock::now() - started, options.times.away);
 }
 

@@ -89,7 +89,7 @@ TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
     alice = Fresh();
     EXPECT_EQ(alice->Resume(cut, At(cut)).result(), RESULT_UNKNOWN);
     ASSERT_EQ(alice->Login("Alice", "secret", StreamOf("Alice"), true).result(), RESULT_OK);
-    const Entered back = alice->Enter("Room1", false, cut.meeting());
+    const Entered back = alice->Enter("Room01", false, cut.meeting());
     ASSERT_EQ(back.result(), RESULT_OK);
     EXPECT_EQ(back.place().seat(), cut.seat());
     EXPECT_EQ(alice->Texts(1), Texts{"bob: while away"});
@@ -125,7 +125,7 @@ TEST_P(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
     alice->Post(1, "[[ZUM_WB_PEN]]mine");
     alice->WaitAccepted(CHANNEL_BOARD, 1);
     alice->Leave();
-    const Entered again = alice->Enter("Room1", false);
+    const Entered again = alice->Enter("Room01", false);
     EXPECT_EQ(again.place().have().board(), 1u);  // numbers go on
     EXPECT_EQ(alice->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]mine"});
 }
@@ -136,7 +136,7 @@ TEST_P(ReturnTest, WhatAGivenUpLoginSendsLaterCountsNoMore)
     auto old = LoggedIn("Alice");
     auto alice = LoggedIn("Alice");  // the same stream: the link came back by itself
     EXPECT_EQ(old->Wait(Header::kBye).header.bye().reason(), BYE_REPLACED);
-    EXPECT_EQ(alice->Enter("Room1", false).result(), RESULT_OK);
+    EXPECT_EQ(alice->Enter("Room01", false).result(), RESULT_OK);
     EXPECT_TRUE(old->Ended());
     EXPECT_EQ(bob->Presence(), "Alice 5");
     EXPECT_TRUE(bob->Quiet(Header::kItem));
