@@ -12,7 +12,7 @@ namespace {
 
 const QString kRecord = u"[[ZUM_WB_PEN]]"_s;
 const QString kLine = u"line "_s;
-const QString kCode = u"ROOM1"_s;
+const QString kCode = u"ROOM01"_s;
 
 int NumberOf(const QString& handle)
 {

@@ -141,7 +141,7 @@ void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolume& volume)
     outcome.Must(AtRest(crowd), u"it does not come to rest after a kill"_s);
     Demand(outcome, JudgeAll(crowd));
     Client newcomer(daemon, 3);
-    newcomer.Enter(u"ROOM1"_s, false);
+    newcomer.Enter(u"ROOM01"_s, false);
     std::size_t board = 0;
     for (auto& one : crowd) board += one->sent[Board].size();
     newcomer.Until([&] { return newcomer.entries.back().applied[Board].size() == board; }, 20);
@@ -177,7 +177,7 @@ void FewDescriptors(Outcome& outcome, Daemon& daemon)
     idle.clear();
     prlimit(daemon.Pid(), RLIMIT_NOFILE, &before, nullptr);
     Client late(daemon, 3);
-    late.Enter(u"ROOM1"_s, false);
+    late.Enter(u"ROOM01"_s, false);
     outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
     Demand(outcome, JudgeAll(crowd));
     outcome.Figure(

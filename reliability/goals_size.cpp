@@ -92,7 +92,7 @@ void Newcomer(Run& run, Outcome& outcome)
     Drawer own, newcomer;
     for (int i = 0; i < painters; ++i) {
         Client painter(daemon, i);
-        painter.Enter(u"ROOM1"_s, i == 0);
+        painter.Enter(u"ROOM01"_s, i == 0);
         painter.Do([&] {
             for (int stroke = 0; stroke < kEach; ++stroke) {
                 const QString record = Stroke(run, 40);
@@ -109,7 +109,7 @@ void Newcomer(Run& run, Outcome& outcome)
         ++applied;
     };
     const Time begun = Clock::now();
-    late.Enter(u"ROOM1"_s, false);
+    late.Enter(u"ROOM01"_s, false);
     const double entered = Since(begun);
     outcome.Must(WaitFor([&] { return applied == strokes; }, 30), u"not all strokes arrive"_s);
     const double time = Since(begun);

@@ -88,10 +88,10 @@ TEST_P(RestartTest, WhoIsKickedStaysOutUntilTheMeetingEnds)
     const struct {
         const char *what, *answer;
     } rows[] = {
-        {"kick room1\tnobody", "no account"}, {"kick room2\tAlice", "no meeting"},
-        {"kick room1 Alice", "unknown"},      {"kick  ROOM1\talice", "ok"},
-        {"kick room1\tcarol", "ok"},  // who is not there
-        {"kick room1\tcarol", "ok"},  // and is out already
+        {"kick room01\tnobody", "no account"}, {"kick room2\tAlice", "no meeting"},
+        {"kick room01 Alice", "unknown"},      {"kick  ROOM01\talice", "ok"},
+        {"kick room01\tcarol", "ok"},  // who is not there
+        {"kick room01\tcarol", "ok"},  // and is out already
     };
     for (const auto& row : rows) EXPECT_EQ(TellDaemon(options.data, row.what), row.answer) << row.what;
     EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
