@@ -167,13 +167,15 @@ void LeftPanel::resizeEvent(QResizeEvent*)
     Line1->resize(width(), Line1->height());
     mCover->resize(size());
     ShowCover();
-    if (!mChatHidden && !mChatAnimating) ArrangeControls();
+    if (!mChatHidden && !mChatAnimating) {
+        if (width() < NarrowestPanel()) return resize(NarrowestPanel(), height());
+        ArrangeControls();
+    }
     if (onWidthChanged) onWidthChanged();
 }
 
 void LeftPanel::ArrangeControls()
 {
-    if (width() < NarrowestPanel()) return resize(NarrowestPanel(), height());
     const PanelControls at = ArrangePanel(width(), picHide->width());
     txtChat->resize(at.chatWidth, txtChat->height());
     txtMessage->resize(at.messageWidth, txtMessage->height());
@@ -200,6 +202,7 @@ void LeftPanel::picHide_Click()
     }
     mChatAnimating = false;
     mChatHidden = !mChatHidden;
+    if (!mChatHidden) ArrangeControls();  // on the way they kept the places of the width before
     ShowCover();
     picHide->ShowCollapsed(mChatHidden);
 }

@@ -1,6 +1,6 @@
 #include "ui/typing.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QKeyEvent>
 #include <QWidget>
 
@@ -18,6 +18,8 @@ bool IsTyping(const QKeyEvent& event)
 
 void ForwardTyping(QKeyEvent* event, QWidget* target)
 {
+    // An open menu's key is that menu's, even if it begins no entry; the menu bar passes it on.
+    if (QApplication::activePopupWidget()) return event->ignore();
     // What the target itself did not want has come back up to us.
     if (target->window()->focusWidget() == target) return event->ignore();
     target->setFocus(Qt::OtherFocusReason);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QMenuBar>
+
 #include "settings/settings.h"
 #include "ui/meeting_desk.h"
 
@@ -92,6 +94,20 @@ TEST(Chatting, TypingAnywhereGoesIntoTheMessage)
     QTest::keyClick(desk.Panel().cmdWhisper, Qt::Key_Return);  // presses itself, not Send
     EXPECT_EQ(desk.Sent().count(u"cy: secret"_s), 0);
     EXPECT_EQ(desk.Sent().count(u"bob: secret"_s), 1);
+}
+
+TEST(Chatting, KeysOfAnOpenMenuStayInIt)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    auto* menu = desk.Find<QMenu>("mnuTools");
+    desk.Find("picDraw")->setFocus();
+    desk.window->menuBar()->setActiveAction(menu->menuAction());
+    ASSERT_EQ(QApplication::activePopupWidget(), menu);
+    QTest::keyClick(menu, Qt::Key_Z);  // no entry begins like that
+    EXPECT_EQ(desk.Panel().MessageText(), QString());
+    EXPECT_TRUE(desk.Find("picDraw")->hasFocus());
+    menu->close();
 }
 
 TEST(Chatting, LogsPlainAndSendsEnciphered)
