@@ -47,6 +47,8 @@ public:
     std::deque<QString> heard;
     QString leftFrom;  // the address of who left last, as it was asked while they left
     std::vector<LinkState> states;
+    quint64 linesAccepted = 0;
+    std::vector<quint64> linesLost;
     QStringList log;
     QString service;
     std::map<QString, QString> pins;
@@ -67,6 +69,8 @@ private:
         if (watcher) return watcher->LinkChanged(state);
         states.push_back(state);
     }
+    void LinesAccepted(quint64 upTo) override { linesAccepted = upTo; }
+    void LineLost(quint64 line) override { linesLost.push_back(line); }
     bool Wait(PendingAnswer& pending, std::chrono::milliseconds limit) override;
     bool IsOpen() const override { return !mHeld; }
     void WhenOpen(std::function<void()> drain) override { mDrain = std::move(drain); }

@@ -80,6 +80,11 @@ public:
                             qint32 frameType) = 0;
     /// Ours, beside the three: the connection changed, or something could not be delivered.
     virtual void LinkChanged(const LinkState&) {}
+    /// Ours: own lines up to this number (see LastLine) are safe with the service. They come in front of
+    /// what others answer to them. Of each line the first word counts, this or the next.
+    virtual void LinesAccepted(quint64 /*upTo*/) {}
+    /// Ours: this own line reaches nobody: it was refused, or the meeting ended before it was accepted.
+    virtual void LineLost(quint64 /*line*/) {}
 };
 
 class MessengerService {
@@ -122,6 +127,11 @@ public:
     /// Much is waiting to be sent: whoever begins something new to send should wait. Sending still works
     /// until the outbox is full; then it throws.
     virtual bool SendingIsTight() const { return false; }
+    /// The number of the newest text beside the board's that was handed over for somebody else; 0: none yet.
+    /// Numbers rise by one or more with a text, whatever its recipients, and never restart; what was handed
+    /// over to nobody (alone, or refused at the call) has none. Asking ends the line: an equal text sent
+    /// after it is another one.
+    virtual quint64 LastLine() = 0;
     /// Why the last Login, CreateMeeting or JoinMeeting was refused, in one sentence for people; "" when it
     /// was not.
     virtual QString LastRefusal() const = 0;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <stdexcept>
 
+#include "messaging/dispatch.h"
 #include "messaging/tags.h"
 
 using namespace Qt::StringLiterals;
@@ -34,6 +35,7 @@ void FakeItem::Deliver(const QString& from, const QString& tag, const QString& m
     mService.Call("Deliver", {mHandle, from, tag, message});
     mService.NeedSession();
     if (from != mService.Handle()) Fail(u"not the session's handle: "_s + from);
+    mService.CountLine(mHandle, message);
     mService.texts.push_back({mHandle, tag, message});
 }
 
@@ -132,7 +134,13 @@ void FakeService::Send(const QString& to, const QString& message, qint32)
 {
     Call("Send", {to, message});
     NeedSession();
+    CountLine(to, message);
     texts.push_back({to, QString(), message});
+}
+
+void FakeService::CountLine(const QString& to, const QString& message)
+{
+    if (to != mHandle && !IsBoardRecord(message)) ++lines;
 }
 
 void FakeService::Logout()
@@ -211,6 +219,16 @@ void FakeService::Status(const QString& handle, qint32 status)
 void FakeService::Show(const QString& from, const PicturePtr& picture, int x, int y, qint32 type)
 {
     Raise([=](MessengerEvents& sink) { sink.VideoFrame(from, picture, x, y, type); });
+}
+
+void FakeService::Accept(quint64 upTo)
+{
+    Raise([=](MessengerEvents& sink) { sink.LinesAccepted(upTo); });
+}
+
+void FakeService::Lose(quint64 line)
+{
+    Raise([=](MessengerEvents& sink) { sink.LineLost(line); });
 }
 
 void FakeService::Link(const LinkState& state)

@@ -71,6 +71,7 @@ public:
     std::map<QString, QString> failures;                // operation -> description: the call throws
     QString address = QStringLiteral("a***@e***.org");  // SendPassword's answer
     QString serverKey = QStringLiteral("00112233445566778899");
+    quint64 lines = 0;   // the number of the last one: each copy counts, but not the board's
     bool tight = false;  // much is waiting to be sent
     QString refusal;     // LastRefusal after a Login that was refused
 
@@ -94,6 +95,8 @@ public:
     void Status(const QString& handle, qint32 status);
     void Show(const QString& from, const PicturePtr& picture, int x, int y, qint32 type);
     void Link(const LinkState& state);
+    void Accept(quint64 upTo);
+    void Lose(quint64 line);
 
     bool HasMeetingPermission() override { return Answer("HasMeetingPermission", {}); }
     QString ServerKey() const override { return serverKey; }
@@ -121,11 +124,13 @@ public:
     void UseServiceAddress(const QString* typed) override;
     void Keep(const QString& record) override { kept += record; }
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
+    quint64 LastLine() override { return lines; }
     QString LastRefusal() const override { return mRefusal; }
 
     /// Writes the call down and throws what was arranged for it.
     void Call(const char* name, const QStringList& arguments);
     void NeedSession() const;
+    void CountLine(const QString& to, const QString& message);
 
 private:
     bool Answer(const char* name, const QStringList& arguments);

@@ -104,6 +104,32 @@ std::optional<LinkState> EventQueue::TakeState()
     return state;
 }
 
+void EventQueue::LinesAccepted(quint64 upTo)
+{
+    {
+        const std::lock_guard lock(mMutex);
+        if (!mLineNews) mLineNews.emplace();
+        mLineNews->acceptedUpTo = std::max(mLineNews->acceptedUpTo, upTo);
+    }
+    mWake();
+}
+
+void EventQueue::LineLost(quint64 line)
+{
+    {
+        const std::lock_guard lock(mMutex);
+        if (!mLineNews) mLineNews.emplace();
+        mLineNews->lost.push_back(line);
+    }
+    mWake();
+}
+
+std::optional<LineNews> EventQueue::TakeLineNews()
+{
+    const std::lock_guard lock(mMutex);
+    return std::exchange(mLineNews, std::nullopt);
+}
+
 void EventQueue::BeginEntry(quint64 entry, quint64 talk, quint64 board)
 {
     const std::lock_guard lock(mMutex);

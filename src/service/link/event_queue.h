@@ -42,6 +42,12 @@ struct ReadyEvent {
     PicturePtr picture;  // Frame; null: none, or refused
 };
 
+/// What became of own lines.
+struct LineNews {
+    quint64 acceptedUpTo = 0;
+    std::vector<quint64> lost;
+};
+
 /// How far the user-interface thread has taken what the relay sent.
 struct ReadMarks {
     quint64 entry = 0;
@@ -63,6 +69,9 @@ public:
     // Any thread.
     void Push(LinkEvent event);
     void PushState(LinkState state);
+    /// Own lines up to this number are safe; this one will not be. They outlive the entry they belong to.
+    void LinesAccepted(quint64 upTo);
+    void LineLost(quint64 line);
     /// Begins an entry: marks stand at these sequences.
     void BeginEntry(quint64 entry, quint64 talk, quint64 board);
     /// The marks; a report counts from here on when `reported`.
@@ -72,6 +81,7 @@ public:
 
     // User-interface thread.
     std::optional<LinkState> TakeState();
+    std::optional<LineNews> TakeLineNews();
     /// The next event of this entry. Older ones are dropped on the way, newer ones wait.
     std::optional<ReadyEvent> Take(quint64 entry);
 
@@ -122,6 +132,7 @@ private:
     PicturePtr mBoardPicture;
     std::deque<std::unique_ptr<LiveSlot>> mLive;  // addresses stay while a slot is decoded
     std::deque<LinkState> mStates;
+    std::optional<LineNews> mLineNews;  // no more than the outbox held
     ReadMarks mMarks;
     bool mReportAsked = false;
     std::chrono::steady_clock::time_point mLastRefusal{};  // decoding thread only

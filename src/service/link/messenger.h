@@ -47,6 +47,7 @@ public:
     void Keep(const QString& record) override;
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
     bool SendingIsTight() const override;
+    quint64 LastLine() override;
     QString LastRefusal() const override { return mRefusal; }
 
     LinkStats Stats();
@@ -67,6 +68,7 @@ private:
     void OpenPost(const Copy& copy);
     void CloseFold();
     void HandOver(Outgoing what);
+    void Lose(const Copy& copy);
     void RaiseOwn(const Copy& copy);
     void PostEveryone(Copy copy);
     PictureShape ShapeOf(const QString& fromHandle, int x, int y, qint32 frameType, qint32 quality) const;
@@ -95,6 +97,7 @@ private:
     void Wake();
     void Drain();
     bool DeliverOne();
+    void TellLines(const LineNews& news);
     void Deliver(const ReadyEvent& ready);
 
     LinkNeeds mNeeds;
@@ -116,6 +119,7 @@ private:
     Account mAccount;
     bool mInMeeting = false;
     bool mMetBefore = false;  // a meeting was entered earlier: its board is still on the window
+    quint64 mLastLine = 0;
     quint64 mLastEntry = 0;
     quint64 mEntry = 0;  // whose events are delivered
     std::shared_ptr<LinkUsers> mUsers = std::make_shared<LinkUsers>();

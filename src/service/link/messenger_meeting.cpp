@@ -149,6 +149,10 @@ bool LinkMessenger::DeliverOne()
         mSink->LinkChanged(*state);
         return true;
     }
+    if (const auto news = mQueue.TakeLineNews()) {
+        TellLines(*news);
+        return true;
+    }
     const auto ready = mQueue.Take(mEntry);
     if (!ready) return false;
     if (ready->event.kind != LinkEvent::Kind::Nothing) {
@@ -156,6 +160,16 @@ bool LinkMessenger::DeliverOne()
         Deliver(*ready);
     }
     return true;
+}
+
+void LinkMessenger::TellLines(const LineNews& news)
+{
+    const std::weak_ptr<Outlet> alive = mAlive;  // a handler may end the link
+    for (const quint64 line : news.lost) {
+        mSink->LineLost(line);
+        if (alive.expired() || !mSink) return;
+    }
+    if (news.acceptedUpTo > 0) mSink->LinesAccepted(news.acceptedUpTo);
 }
 
 void LinkMessenger::Deliver(const ReadyEvent& ready)

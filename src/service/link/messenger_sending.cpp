@@ -31,6 +31,12 @@ std::size_t BoundOf(const Copy& copy, const std::string& body)
     }
 }
 
+/// A text beside the board's.
+bool IsLine(const Copy& copy)
+{
+    return !copy.picture && !IsBoardText(copy.text.left(64).toStdString());
+}
+
 void CheckCoordinate(const char* name, int value)
 {
     if (value < -32768 || value > 32767)
@@ -127,7 +133,7 @@ QStringList LinkMessenger::Others() const
 
 void LinkMessenger::AddCopy(Copy copy)
 {
-    if (!LoggedIn()) return;  // ended a moment ago; the events that say so are on their way
+    if (!LoggedIn()) return Lose(copy);  // ended a moment ago; the events that say so are on their way
     if (!mFolder.Join(copy)) {
         CloseFold();
         OpenPost(copy);
@@ -156,7 +162,20 @@ void LinkMessenger::CloseFold()
     if (!post || !mSession) return;
     post->recipients.removeAll(mAccount.handle);
     if (post->recipients.isEmpty()) return;
-    HandOver(Outgoing{post->body, post->first.picture, AudienceOf(*post, Others()), post->room});
+    const quint64 line = IsLine(post->first) ? ++mLastLine : 0;
+    HandOver(Outgoing{post->body, post->first.picture, AudienceOf(*post, Others()), post->room, line});
+}
+
+quint64 LinkMessenger::LastLine()
+{
+    CloseFold();
+    return mLastLine;
+}
+
+/// There is no session to hand it to.
+void LinkMessenger::Lose(const Copy& copy)
+{
+    if (IsLine(copy) && copy.to != mAccount.handle) mQueue.LineLost(++mLastLine);
 }
 
 void LinkMessenger::PostEveryone(Copy copy)
@@ -195,7 +214,7 @@ void LinkMessenger::RaiseOwn(const Copy& copy)
         event.type = copy.picture->type;
     } else {
         event.kind = LinkEvent::Kind::Message;
-        event.line = IsBoardText(copy.text.left(64).toStdString()) ? Line::Board : Line::Talk;
+        event.line = IsLine(copy) ? Line::Talk : Line::Board;
         event.text = copy.text;
     }
     mQueue.Push(std::move(event));

@@ -97,16 +97,24 @@ bool Outbox::Waiting() const
     return mTalk.sentUpTo < mTalk.lastNumber || mBoard.sentUpTo < mBoard.lastNumber;
 }
 
-void Outbox::Drop(Line& line, std::uint64_t upTo)
+OutboxEntryPtr Outbox::Drop(Line& line, std::uint64_t upTo)
 {
+    OutboxEntryPtr newest;
     line.accepted = std::max(line.accepted, std::min(upTo, line.lastNumber));
-    while (!line.entries.empty() && line.entries.front()->number <= upTo) line.entries.pop_front();
+    while (!line.entries.empty() && line.entries.front()->number <= upTo) {
+        newest = std::move(line.entries.front());
+        line.entries.pop_front();
+    }
+    return newest;
 }
 
-void Outbox::Accepted(std::uint64_t talk, std::uint64_t board)
+std::uint64_t Outbox::Accepted(std::uint64_t talk, std::uint64_t board)
 {
-    Drop(mTalk, talk);
     Drop(mBoard, board);
+    const OutboxEntryPtr newest = Drop(mTalk, talk);
+    if (!newest) return 0;
+    const bool partLeft = !mTalk.entries.empty() && mTalk.entries.front()->what.line == newest->what.line;
+    return newest->what.line - (partLeft ? 1 : 0);
 }
 
 OutboxEntryPtr Outbox::Refused(Channel channel, std::uint64_t number)

@@ -35,8 +35,9 @@ public:
     /// The next one of this channel in front of which nothing waits; null: none. It counts as sent from now
     /// on.
     OutboxEntryPtr Next(Channel channel);
-    /// The log has everything up to these numbers safely: gone.
-    void Accepted(std::uint64_t talk, std::uint64_t board);
+    /// The log has everything up to these numbers safely: gone. Gives the last line that is gone whole; 0:
+    /// none is.
+    std::uint64_t Accepted(std::uint64_t talk, std::uint64_t board);
     /// This one is not taken. Null when it is not here.
     OutboxEntryPtr Refused(Channel channel, std::uint64_t number);
     /// A new connection stands: what is above the log's highest numbers waits again.
@@ -61,7 +62,8 @@ private:
     };
     Line& Of(Channel channel) { return channel == CHANNEL_BOARD ? mBoard : mTalk; }
     const Line& Of(Channel channel) const { return channel == CHANNEL_BOARD ? mBoard : mTalk; }
-    static void Drop(Line& line, std::uint64_t upTo);
+    /// The newest that is gone; null: none is.
+    static OutboxEntryPtr Drop(Line& line, std::uint64_t upTo);
 
     Line mTalk, mBoard;
 };

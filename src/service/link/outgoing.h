@@ -28,6 +28,7 @@ struct Outgoing {
     std::optional<PictureShape> picture;  // none: the body is a text
     Audience audience;
     std::shared_ptr<const void> room;  // its share of the outbox; given back by the last owner
+    std::uint64_t line = 0;            // its number among the lines of this link; 0: not a line
 };
 
 }  // namespace zephyl::link

@@ -305,7 +305,10 @@ void Session::CloseConnection(const std::string& reason)
 
 void Session::Post(Outgoing what)
 {
-    if (mPhase != Phase::Seated) return;
+    if (mPhase != Phase::Seated) {
+        if (what.line > 0) mQueue.LineLost(what.line);
+        return;
+    }
     mOutbox.Add(std::move(what));
     if (mConnection) mConnection->Wake();
 }

@@ -125,6 +125,7 @@ private:
     void TakePlace(const Place& place);
     void BackAt(const Place& place);
     void OnAnswer(std::uint32_t call, const Header& header);
+    void OnAccepted(const zephyl::Accepted& accepted);
     void OnRefused(const Refused& refused);
     void OnBye(const Bye& bye);
     void OnItem(const FrameView& frame);

@@ -42,9 +42,7 @@ void Session::OnFrame(const FrameView& frame)
         case Header::kLoggedOut: return OnAnswer(header.logged_out().call(), header);
         case Header::kPermission: return OnAnswer(header.permission().call(), header);
         case Header::kPasswordSent: return OnAnswer(header.password_sent().call(), header);
-        case Header::kAccepted:
-            mOutbox.Accepted(header.accepted().talk(), header.accepted().board());
-            return NotifyChanged();
+        case Header::kAccepted: return OnAccepted(header.accepted());
         case Header::kRefused: return OnRefused(header.refused());
         case Header::kSkipped:
             if (!mIncoming.OnSkipped(header.skipped())) return;
@@ -71,6 +69,13 @@ void Session::OnItem(const FrameView& frame)
     if (mLeaving) ReportRead();
 }
 
+void Session::OnAccepted(const zephyl::Accepted& accepted)
+{
+    const std::uint64_t lines = mOutbox.Accepted(accepted.talk(), accepted.board());
+    if (lines > 0) mQueue.LinesAccepted(lines);
+    NotifyChanged();
+}
+
 void Session::OnRefused(const Refused& refused)
 {
     const OutboxEntryPtr entry = mOutbox.Refused(refused.channel(), refused.number());
@@ -81,6 +86,7 @@ void Session::OnRefused(const Refused& refused)
         auto named = std::make_shared<OutboxEntry>(*entry);
         named->what.body.reset();
         named->what.room.reset();
+        if (entry->what.line > 0) mQueue.LineLost(entry->what.line);
         mRefused.push_back(std::move(named));
         Say(UndeliveredText(mRefused) +
             QStringLiteral(" (%1)").arg(QString::fromStdString(refused.reason())));
@@ -229,7 +235,10 @@ asio::awaitable<void> Session::Tick()
 
 QString Session::TakeUndelivered()
 {
-    const QString text = UndeliveredText(mOutbox.TakeAll());
+    const std::vector<OutboxEntryPtr> left = mOutbox.TakeAll();
+    for (const OutboxEntryPtr& entry : left)
+        if (entry->what.line > 0) mQueue.LineLost(entry->what.line);
+    const QString text = UndeliveredText(left);
     if (!text.isEmpty()) mNeeds.log(text);
     return text;
 }

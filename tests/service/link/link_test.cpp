@@ -184,6 +184,38 @@ TEST_F(LinkTest, AFullOutboxRefusesTheNextPostWhole)
     EXPECT_NO_THROW(alice->Draw(record));
 }
 
+/// One number for a line however many get it, none for what goes to nobody or to the board.
+TEST_F(LinkTest, TellsWhichOwnLinesAreSafe)
+{
+    StartPatientRelay();
+    FaultProxy proxy(relay->Port());
+    auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob"), carol = Joined("carol");
+    alice->Next(2);
+    const auto say = [&](const QStringList& to) {
+        for (const QString& handle : to) alice->link->Send(handle, u"hello"_s);
+        return alice->link->LastLine();
+    };
+    const auto accepted = [&](quint64 line) {
+        return alice->Until([&] { return alice->linesAccepted == line; });
+    };
+    EXPECT_EQ(alice->link->LastLine(), 0u);
+    EXPECT_EQ(say({u"bob"_s, u"carol"_s}), 1u);
+    EXPECT_EQ(say({u"Alice"_s}), 1u);
+    alice->Draw(kStroke);
+    EXPECT_EQ(say({u"bob"_s}), 2u);
+    EXPECT_TRUE(accepted(2));
+    proxy.Block(true);
+    proxy.Cut();
+    EXPECT_TRUE(alice->Until(
+        [&] { return !alice->states.empty() && alice->states.back().phase == LinkState::Phase::Cut; }));
+    say({u"bob"_s});
+    EXPECT_EQ(say({u"bob"_s}), 4u);
+    EXPECT_EQ(alice->linesAccepted, 2u);
+    proxy.Block(false);
+    EXPECT_TRUE(accepted(4));
+    EXPECT_TRUE(alice->linesLost.empty());
+}
+
 TEST_F(LinkTest, RefusalsAreResultsWithAReason)
 {
     auto alice = Attendee();
@@ -303,11 +335,15 @@ TEST_F(LinkTest, AServiceThatStopsFreezesNobody)
         [&] { return !alice->states.empty() && alice->states.back().phase == LinkState::Phase::Cut; }));
     EXPECT_NO_THROW(alice->link->Send(u"bob"_s, u"are you there"_s));
     alice->Turn();
+    const quint64 line = alice->link->LastLine();
     StartRelay();  // its memory is empty: the meeting is gone, and so is the session
     EXPECT_EQ(alice->Next(2), QStringList({u"Alice=0"_s, u"bob=0"_s}));
     EXPECT_TRUE(alice->Until([&] { return alice->states.back().phase == LinkState::Phase::Ended; }));
     EXPECT_TRUE(alice->states.back().text.contains(u"1 line to bob"_s))
         << qPrintable(alice->states.back().text);
+    alice->link->Send(u"bob"_s, u"nobody listens any more"_s);
+    EXPECT_TRUE(alice->Until([&] { return alice->linesLost.size() == 2; }));
+    EXPECT_EQ(alice->linesLost, (std::vector{line, alice->link->LastLine()}));
     EXPECT_FALSE(alice->link->LoggedIn());
     EXPECT_TRUE(alice->Handles().isEmpty());
     EXPECT_TRUE(alice->Login(u"Alice"_s));
