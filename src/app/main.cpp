@@ -26,6 +26,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// By itself the toolkit asks where panels lie with one screen only.
+constexpr const char* kAsksForPanels = "QT_RELY_ON_NET_WORKAREA_ATOM";
+
 QStringList Arguments(int argc, char** argv)
 {
     QStringList words;
@@ -83,7 +86,9 @@ int main(int argc, char** argv)
     }
     HoldEndSignals();
     ProcessState state;
+    qputenv(kAsksForPanels, "1");
     Application application(state, argc, argv);
+    qunsetenv(kAsksForPanels);
     // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's. Not before it
     // has met its platform, which turns this on.
     QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);

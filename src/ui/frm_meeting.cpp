@@ -2,10 +2,8 @@
 
 #include <QAction>
 #include <QCloseEvent>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMenuBar>
-#include <QScreen>
 
 #include "base/error_trap.h"
 #include "media/app_sharing.h"
@@ -24,6 +22,7 @@
 #include "ui/service_events.h"
 #include "ui/status_panels.h"
 #include "ui/typing.h"
+#include "ui/work_areas.h"
 #include "whiteboard/whiteboard.h"
 #include "widgets/named.h"
 
@@ -128,9 +127,11 @@ void frmMeeting::ConnectBoard()
 
 void frmMeeting::PlaceFirst()
 {
-    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
-    resize(kFirstWindow.boundedTo(screen.size()));
-    move(screen.center() - rect().center());
+    const QMargins usualFrame(4, 30, 4, 4);  // what a frame takes is known only once there is one
+    const std::vector<QRect> areas = WorkAreas(usualFrame);
+    const QRect room = areas.empty() ? QRect(QPoint(), kFirstWindow) : areas.front();
+    resize(kFirstWindow.boundedTo(room.size()));
+    move(room.center() - rect().center());
 }
 
 void frmMeeting::LoadOnce()
@@ -188,6 +189,7 @@ void frmMeeting::Activate()
 {
     frmMeeting_Activate(mState);
     if (std::exchange(mWhole, true)) return;
+    mPlacement->Fit();
     TraceWindow(mState, this);
     TraceEvent(mState, "window_whole", {{u"controls"_s, ControlPlaces(*this)}});
     if (mState.ports.gate) mState.ports.gate->Open();

@@ -56,12 +56,14 @@ QRect OnScreen(const QRect& window, const QSize& smallest, const std::vector<QRe
     const QRect& home = HomeOf(placed, screens);
     placed.setSize(placed.size().boundedTo(home.size()).expandedTo(smallest));
     const bool asLeft = placed.size() == window.size();
+    const int lowest = std::max(home.top(), home.bottom() + 1 - placed.height());
     if (asLeft &&
-        std::any_of(screens.begin(), screens.end(), [&](const QRect& s) { return CanBeCaught(placed, s); }))
+        std::any_of(screens.begin(), screens.end(), [&](const QRect& s) { return CanBeCaught(placed, s); })) {
+        placed.moveTop(std::min(placed.top(), lowest));
         return placed;
+    }
     placed.moveLeft(
         std::clamp(placed.left(), home.left(), std::max(home.left(), home.right() + 1 - placed.width())));
-    placed.moveTop(
-        std::clamp(placed.top(), home.top(), std::max(home.top(), home.bottom() + 1 - placed.height())));
+    placed.moveTop(std::clamp(placed.top(), home.top(), lowest));
     return placed;
 }

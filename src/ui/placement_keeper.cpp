@@ -4,9 +4,11 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QWidget>
+#include <QWindow>
 
 #include "ui/layout_rules.h"
 #include "ui/placement.h"
+#include "ui/work_areas.h"
 
 using namespace std::chrono_literals;
 
@@ -22,11 +24,10 @@ bool IsNormal(const QWidget& window)
     return !(window.windowState() & (Qt::WindowMinimized | Qt::WindowMaximized | Qt::WindowFullScreen));
 }
 
-std::vector<QRect> Screens()
+/// None before the window manager has framed it.
+QMargins FrameOf(const QWidget& window)
 {
-    std::vector<QRect> screens{QGuiApplication::primaryScreen()->availableGeometry()};
-    for (const QScreen* screen : QGuiApplication::screens()) screens.push_back(screen->availableGeometry());
-    return screens;
+    return window.windowHandle() ? window.windowHandle()->frameMargins() : QMargins();
 }
 
 }  // namespace
@@ -38,6 +39,14 @@ PlacementKeeper::PlacementKeeper(QWidget& window) : mWindow(window), mNormal(Pla
     mSettled.setInterval(200ms);
     connect(&mSettled, &QTimer::timeout, this, [this] { Settle(); });
     window.installEventFilter(this);
+    const auto watch = [this](QScreen* screen) {
+        connect(screen, &QScreen::availableGeometryChanged, this, [this] {
+            mFitOnceSettled = true;
+            mSettled.start();
+        });
+    };
+    for (QScreen* screen : QGuiApplication::screens()) watch(screen);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, watch);
 }
 
 TwipsRect PlacementKeeper::Placement() const
@@ -49,7 +58,21 @@ TwipsRect PlacementKeeper::Placement() const
 
 void PlacementKeeper::Restore(const TwipsRect& placement)
 {
-    mNormal = OnScreen(ToPixels(placement), mWindow.minimumSize(), Screens());
+    mNormal = OnScreen(ToPixels(placement), mWindow.minimumSize(), WorkAreas(FrameOf(mWindow)));
+    Apply();
+}
+
+void PlacementKeeper::Fit()
+{
+    if (!IsNormal(mWindow)) return;
+    const QRect fitting = OnScreen(PlaceOf(mWindow), mWindow.minimumSize(), WorkAreas(FrameOf(mWindow)));
+    if (fitting == PlaceOf(mWindow)) return;
+    mNormal = fitting;
+    Apply();
+}
+
+void PlacementKeeper::Apply()
+{
     mWindow.resize(mNormal.size());
     mWindow.move(mNormal.topLeft());
 }
@@ -99,10 +122,9 @@ void PlacementKeeper::Settle()
 {
     if (!IsNormal(mWindow)) return;
     mLeaving = false;
-    if (std::exchange(mSizeOnceNormal, false)) {
-        mWindow.resize(mNormal.size());
-        mWindow.move(mNormal.topLeft());
-    } else {
+    if (std::exchange(mFitOnceSettled, false)) Fit();
+    if (std::exchange(mSizeOnceNormal, false))
+        Apply();
+    else
         mNormal = PlaceOf(mWindow);
-    }
 }

@@ -18,6 +18,8 @@ public:
     TwipsRect Placement() const;
     /// Brings it back onto a screen when it is on none.
     void Restore(const TwipsRect& placement);
+    /// The same once it is shown, when it is known how much its frame takes.
+    void Fit();
 
     WindowState State() const;
     void SetState(WindowState state);
@@ -30,11 +32,13 @@ protected:
 
 private:
     void Settle();
+    void Apply();
     QSize OnThisScreen(const QSize& size) const;
 
     QWidget& mWindow;
     QRect mNormal;
     bool mLeaving = false;         // on the way to the normal state
     bool mSizeOnceNormal = false;  // mNormal was asked for meanwhile
+    bool mFitOnceSettled = true;   // after the first show, and when a screen or its panels have changed
     QTimer mSettled;               // no move, size or state for a moment: the normal state is what is seen
 };

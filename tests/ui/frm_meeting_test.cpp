@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QScreen>
 #include <QSlider>
 
 #include "media/media_screen.h"
@@ -147,6 +148,30 @@ TEST(MeetingWindow, HidesRestoresAndDragsItsPanel)
     EXPECT_EQ(click(), 217);  // the steps' last one that is not above 220
     EXPECT_EQ(panel.txtMessage->width(), 163);
     EXPECT_EQ(panel.cmdSend->geometry().right(), 217 - 4);  // in sight, not where the wide panel had it
+}
+
+TEST(MeetingWindow, FitsTheScreenWithItsFrame)
+{
+    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+    const struct {
+        std::optional<TwipsRect> stored;
+        const char* why;
+    } rows[] = {
+        {std::nullopt, "never stored, and the first size is larger than this screen"},
+        {TwipsRect{0, 0, 15.0f * screen.width(), 15.0f * screen.height()}, "all but the frame fits"},
+        {TwipsRect{0, 15 * 400, 15 * 700, 15 * 500}, "its status bar was left below the edge"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        MeetingDesk desk;
+        if (row.stored) desk.window->SetNormalPlacement(*row.stored);
+        desk.window->Show();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return desk.gate.IsOpen(); }));
+        const QRect frame = desk.window->frameGeometry();
+        EXPECT_GT(frame.height(), desk.window->height());
+        EXPECT_TRUE(screen.contains(frame)) << frame.x() << ' ' << frame.y() << ' ' << frame.width() << ' '
+                                            << frame.height();
+    }
 }
 
 TEST(MeetingWindow, StoresToolsOnItsCloseBoxAndNoPlacement)

@@ -59,6 +59,7 @@ TEST(Placement, ComesBackOntoAScreen)
         {{100, 80, 1100, 700}, {100, 80, 1100, 700}, "untouched"},
         {{2000, 80, 1100, 700}, {2000, 80, 1100, 700}, "on the second screen"},
         {{-200, 80, 1100, 700}, {-200, 80, 1100, 700}, "half off, but its title can be caught"},
+        {{-200, 500, 1100, 700}, {-200, 380, 1100, 700}, "half off, but its status bar can be read"},
         {{4000, 3000, 1100, 700}, {820, 380, 1100, 700}, "that screen has gone"},
         {{100, -400, 1100, 700}, {100, 0, 1100, 700}, "the title is above the screen"},
         {{-1090, 80, 1100, 700}, {0, 80, 1100, 700}, "ten pixels are no handle"},
