@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "service/relay/door/accounts.h"
-#include "service/relay/door/identity.h"
+#include "service/relay/private_folder.h"
 
 using namespace Qt::StringLiterals;
 

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "service/relay/door/identity.h"
+#include "service/relay/private_folder.h"
 
 namespace asio = boost::asio;
 namespace fs = std::filesystem;

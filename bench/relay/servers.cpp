@@ -19,6 +19,7 @@
 #include "relay/bare_loop.h"
 #include "relay/foreign_servers.h"
 #include "service/relay/door/identity.h"
+#include "service/relay/private_folder.h"
 #include "service/relay/process_memory.h"
 #include "service/relay/relay.h"
 

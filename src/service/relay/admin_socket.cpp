@@ -16,9 +16,9 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 
-#include "service/relay/door/identity.h"
 #include "service/relay/door/login_desk.h"
 #include "service/relay/meeting/directory.h"
+#include "service/relay/private_folder.h"
 
 namespace zephyl {
 namespace asio = boost::asio;

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <variant>
 
-#include "service/relay/door/identity.h"
+#include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
 
 namespace zephyl {

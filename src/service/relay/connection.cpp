@@ -10,6 +10,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "service/relay/connection_list.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/meeting/meeting.h"
 
@@ -45,12 +46,12 @@ Connection::Connection(TlsStream::Socket socket, Services& services, std::string
 
 Connection::~Connection()
 {
-    mServices.gate.Remove(this);
+    mServices.connections.Remove(this);
 }
 
 void Connection::Start()
 {
-    mServices.gate.Add(shared_from_this());
+    mServices.connections.Add(shared_from_this());
     asio::co_spawn(
         Home(), [self = shared_from_this()] { return self->Open(); }, asio::detached);
 }
@@ -101,7 +102,7 @@ asio::awaitable<void> Connection::Receive()
             intake.resize(before);
             continue;
         }
-        if (mState != State::LoggedIn && (mBeforeLogin += intake.size() - before) > kBeforeLoginBytes)
+        if (mStanding != Standing::LoggedIn && (mBeforeLogin += intake.size() - before) > kBeforeLoginBytes)
             throw WireError("too much before login");
         co_return;
     }
@@ -190,7 +191,7 @@ asio::awaitable<void> Connection::Linger()
 void Connection::Adopt(std::shared_ptr<Session> session)
 {
     mSession = std::move(session);
-    mState = State::LoggedIn;
+    mStanding = Standing::LoggedIn;
     mTicket.reset();
 }
 
@@ -227,7 +228,7 @@ asio::awaitable<void> Connection::Seated(std::shared_ptr<Meeting> meeting, std::
         co_return;
     }
     if (spoiled) End(BYE_DONE, why);
-    meeting->ConnectionLost(*this);
+    meeting->ClientLost(*this);
     if (spoiled) co_await Linger();
     Closed(why);
 }
@@ -258,7 +259,7 @@ void Connection::Closed(const std::string& why)
     mSource = nullptr;
     mStream.Close();
     mTicket.reset();
-    if (mSession) mServices.directory.ConnectionEnded(mSession, shared_from_this());
+    if (mSession) mServices.directory.ClientEnded(mSession, shared_from_this());
 }
 
 // --- writing ---------------------------------------------------------------------------------------
@@ -377,10 +378,10 @@ void Connection::OnTick(Clock::time_point now)
     const RelayTimes& times = mServices.options.times;
     if (mEnding && now - mSince > kGoodbye) return Drop("the last bytes did not leave");
     if (mEnding) return;
-    if (mState != State::LoggedIn && now - mSince > times.beforeLogin) return Drop("no login");
+    if (mStanding != Standing::LoggedIn && now - mSince > times.beforeLogin) return Drop("no login");
     if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
     if (!mUnread && now - mHeard > times.lostAfter) return Drop("silent");
-    if (mState != State::LoggedIn || now - mHeard < times.pingAfter || now - mPinged < times.pingAfter)
+    if (mStanding != Standing::LoggedIn || now - mHeard < times.pingAfter || now - mPinged < times.pingAfter)
         return;
     mPinged = now;
     Header ping;

@@ -12,6 +12,8 @@
 
 #include "service/net/tls_stream.h"
 #include "service/relay/door/connection_gate.h"
+#include "service/relay/meeting/answers.h"
+#include "service/relay/meeting/client.h"
 #include "service/relay/meeting/session.h"
 #include "service/relay/services.h"
 #include "service/wire/framing.h"
@@ -21,54 +23,32 @@ namespace zephyl {
 class Meeting;
 struct LoginVerdict;
 
-/// What a seat sends beside the connection's own control frames. Asked when the socket is free.
-class BatchSource {
-public:
-    virtual ~BatchSource() = default;
-    virtual void Fill(std::string& batch, std::size_t limit) = 0;
-};
-
-class Connection : public std::enable_shared_from_this<Connection> {
+class Connection final : public Client, public std::enable_shared_from_this<Connection> {
 public:
     using Clock = std::chrono::steady_clock;
 
     Connection(TlsStream::Socket socket, Services& services, std::string address,
                std::unique_ptr<ConnectionGate::Ticket> ticket);
-    ~Connection();
+    ~Connection() override;
 
     /// Begins with the handshake. Once.
     void Start();
 
-    // --- on the home strand ---
-    /// Queues a control frame for the next Flush.
-    void Send(const Header& header);
-    /// The same with frames that are made already.
-    void SendBytes(std::string_view frames);
-    /// Sends what is ready until the socket is busy. `scratch` is memory to build in.
-    void Flush(std::string& scratch);
-    /// Says Bye and closes once that has left. What comes in meanwhile is thrown away.
-    /// `wait`: the client should not come back before.
-    void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {});
-    /// Closes at once; the reader meets the end.
-    void Drop(const std::string& why);
-    /// Once a tick: pings, and finds that the other side is gone or takes nothing.
-    void OnTick(Clock::time_point now);
-    bool Ending() const { return mEnding; }
+    void Send(const Header& header) override;
+    void SendBytes(std::string_view frames) override;
+    void Flush(std::string& scratch) override;
+    void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) override;
+    void Drop(const std::string& why) override;
+    void PullFrom(BatchSource* source) override { mSource = source; }
+    void Adopt(std::shared_ptr<Session> session) override;
+    std::shared_ptr<Session> TheSession() const override { return mSession; }
+    void PostEnd(ByeReason reason, std::string text) override;
 
     // --- any thread ---
-    void PostEnd(ByeReason reason, std::string text);
     /// The service restarts. With a seat the meeting says so, when everything is safe.
     void PostRestart();
-    const std::string& Address() const { return mAddress; }
-    std::shared_ptr<Session> TheSession() const { return mSession; }
-
-    /// For the meeting: a seat was resumed, so this connection is that session's now.
-    void Adopt(std::shared_ptr<Session> session);
-    /// For the meeting: what to pull batches from; null when the seat has gone.
-    void PullFrom(BatchSource* source) { mSource = source; }
 
 private:
-    enum class State { New, Greeted, LoggedIn };
     enum class Next { GoOn, Moved };
 
     boost::asio::awaitable<void> Open();
@@ -95,6 +75,8 @@ private:
     /// Runs on whatever strand is home when its turn comes.
     void PostHome(std::function<void()> work);
     void ArmTick();
+    /// Once a tick: pings, and finds that the other side is gone or takes nothing.
+    void OnTick(Clock::time_point now);
     void WaitWritable();
     void OnWritable();
     void FlushSelf();
@@ -110,7 +92,7 @@ private:
     std::string mControl;
     BatchSource* mSource = nullptr;
     std::shared_ptr<Session> mSession;
-    State mState = State::New;
+    Standing mStanding = Standing::New;
     bool mWaitingToWrite = false;
     bool mUnread = false;  // over its budget
     bool mEnding = false;

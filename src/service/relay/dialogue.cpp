@@ -48,41 +48,23 @@ asio::awaitable<Connection::Next> Connection::Handle(const FrameView& frame)
 {
     const Header& header = frame.header;
     const auto message = header.message_case();
-    Header answer;
-    switch (message) {
-        case Header::MESSAGE_NOT_SET: co_return Next::GoOn;  // from a later version
-        case Header::kPing:
-            answer.mutable_pong()->set_nonce(header.ping().nonce());
-            Send(answer);
-            co_return Next::GoOn;
-        case Header::kPong: co_return Next::GoOn;
-        case Header::kBye: End(BYE_DONE, ""); co_return Next::GoOn;
-        default: break;
-    }
-    if (mState == State::New && message == Header::kHello) {
-        Greet(header.hello());
-    } else if (mState == State::Greeted && message == Header::kLogin) {
-        co_await LogIn(header.login());
-    } else if (mState != State::New && message == Header::kSendPassword) {
-        answer.mutable_password_sent()->set_call(header.send_password().call());
-        answer.mutable_password_sent()->set_result(RESULT_NO_MAIL);
-        Send(answer);
-    } else if (mState == State::LoggedIn && message == Header::kAskPermission) {
-        answer.mutable_permission()->set_call(header.ask_permission().call());
-        answer.mutable_permission()->set_permitted(mSession->permitted);
-        Send(answer);
-    } else if (mState == State::LoggedIn && message == Header::kEnter) {
-        co_return co_await EnterMeeting(header.enter());
-    } else if (mState == State::Greeted && message == Header::kResume) {
-        co_return co_await ResumeSeat(header.resume());
-    } else if (mState == State::LoggedIn && message == Header::kLeave) {
-        answer.mutable_left()->set_call(header.leave().call());
-        Send(answer);
-    } else if (mState != State::New && message == Header::kLogout) {
-        answer.mutable_logged_out()->set_call(header.logout().call());
-        Send(answer);
+    const bool loggedIn = mStanding == Standing::LoggedIn;
+    if (const std::optional<Header> answer = AnswerTo(header, mStanding, mSession.get())) {
+        Send(*answer);
+        if (message == Header::kLogout) End(BYE_DONE, "");
+    } else if (message == Header::MESSAGE_NOT_SET || message == Header::kPong) {
+        // from a later version, or heard already
+    } else if (message == Header::kBye) {
         End(BYE_DONE, "");
-    } else if (mState == State::LoggedIn && (ItemReader::IsLaneFrame(header) || message == Header::kRead)) {
+    } else if (mStanding == Standing::New && message == Header::kHello) {
+        Greet(header.hello());
+    } else if (mStanding == Standing::Greeted && message == Header::kLogin) {
+        co_await LogIn(header.login());
+    } else if (mStanding == Standing::Greeted && message == Header::kResume) {
+        co_return co_await ResumeSeat(header.resume());
+    } else if (loggedIn && message == Header::kEnter) {
+        co_return co_await EnterMeeting(header.enter());
+    } else if (loggedIn && (ItemReader::IsLaneFrame(header) || message == Header::kRead)) {
         // on its way when the seat went: there is nobody any more to whom it could go
     } else {
         End(BYE_DONE, "not at this point");
@@ -96,7 +78,7 @@ void Connection::Greet(const Hello& hello)
         return End(BYE_VERSION, "this service speaks version " + std::to_string(kProtocolVersion));
     if (!mServices.options.door.empty() && !SameDoor(hello.door(), mServices.options.door))
         return End(BYE_ENDED, "this is somebody's personal service");
-    mState = State::Greeted;
+    mStanding = Standing::Greeted;
     Header header;
     Welcome& welcome = *header.mutable_welcome();
     welcome.set_version(kProtocolVersion);
@@ -143,14 +125,14 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
     session->stream = login.stream();
     session->generation = verdict.account.generation;
     session->permitted = verdict.account.permitted;
-    session->address = co_await AcceptedHostName(mServices, login.host_name(), mAddress);
+    session->address = co_await AcceptedHostName(mServices.log, login.host_name(), mAddress);
     const bool admitted = co_await mServices.directory.Admit(session, shared_from_this(), login.again());
     if (!admitted) {
         answer.set_result(RESULT_TAKEN_OVER);
         co_return;
     }
     mSession = session;
-    mState = State::LoggedIn;
+    mStanding = Standing::LoggedIn;
     mTicket.reset();
     answer.set_handle(session->handle);
     answer.set_permitted(session->permitted);
@@ -164,15 +146,12 @@ asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
     const Directory::Found found = co_await mServices.directory.Find(mSession, mAddress, enter);
     if (found.result == RESULT_OK && !mEnding) {
         const std::shared_ptr<Meeting> meeting = found.hold->meeting;
-        MoveTo(meeting,
-               [this, meeting, hold = found.hold, enter] { return meeting->Enter(*this, hold, enter); });
+        MoveTo(meeting, [this, meeting, hold = found.hold, enter] {
+            return meeting->Enter(shared_from_this(), hold, enter);
+        });
         co_return Next::Moved;
     }
-    Header header;
-    header.mutable_entered()->set_call(enter.call());
-    header.mutable_entered()->set_result(found.result);
-    header.mutable_entered()->set_wait_ms(static_cast<std::uint32_t>(found.wait.count()));
-    Send(header);
+    Send(EnteredAnswer(enter, found.result, found.wait));
     co_return Next::GoOn;
 }
 
@@ -180,13 +159,10 @@ asio::awaitable<Connection::Next> Connection::ResumeSeat(zephyl::Resume resume)
 {
     const std::shared_ptr<Meeting> meeting = co_await mServices.directory.ById(resume.meeting());
     if (meeting && !mEnding) {
-        MoveTo(meeting, [this, meeting, resume] { return meeting->Resume(*this, resume); });
+        MoveTo(meeting, [this, meeting, resume] { return meeting->Resume(shared_from_this(), resume); });
         co_return Next::Moved;
     }
-    Header header;
-    header.mutable_resumed()->set_call(resume.call());
-    header.mutable_resumed()->set_result(RESULT_UNKNOWN);
-    Send(header);
+    Send(ResumedAnswer(resume, RESULT_UNKNOWN));
     co_return Next::GoOn;
 }
 

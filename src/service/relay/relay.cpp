@@ -17,6 +17,7 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/connection.h"
 #include "service/relay/door/identity.h"
+#include "service/relay/private_folder.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -102,16 +103,16 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
                 *mLog,
                 mTls,
                 mAccounts,
-                mLogs,
                 mDesk,
                 mDirectory,
                 mGate,
+                mConnections,
                 mMemory,
                 mAccounts.ServerKey()},
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
       mDesk(mAccounts, mOptions.personal, cost),
-      mDirectory(mIo, mServices),
+      mDirectory({mIo, mOptions, *mLog, mAccounts, mLogs, mMemory}),
       mAcceptor(Listen(mIo, mOptions)),
       mAdmin(std::make_unique<AdminSocket>(mServices))
 {
@@ -209,7 +210,7 @@ asio::awaitable<void> Relay::WatchIdle(std::function<void()> whenIdle)
         timer.expires_after(mOptions.times.tick);
         co_await timer.async_wait(asio::use_awaitable);
         const auto now = std::chrono::steady_clock::now();
-        if (mGate.Count() > 0) busy = now;
+        if (mConnections.Count() > 0) busy = now;
         if (now - busy < mOptions.times.idleEnd) continue;
         whenIdle();
         co_return;
@@ -223,9 +224,9 @@ void Relay::Stop()
         mAcceptor.close(ignored);
     });
     mDirectory.StopMeetings();
-    for (const auto& connection : mGate.All()) connection->PostRestart();
+    for (const auto& connection : mConnections.All()) connection->PostRestart();
     const auto until = std::chrono::steady_clock::now() + kStop;
-    while (mGate.Count() > 0 && std::chrono::steady_clock::now() < until)
+    while (mConnections.Count() > 0 && std::chrono::steady_clock::now() < until)
         std::this_thread::sleep_for(kStopStep);
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "service/relay/connection_list.h"
 #include "service/relay/door/accounts.h"
 #include "service/relay/door/connection_gate.h"
 #include "service/relay/door/login_desk.h"
@@ -56,6 +57,7 @@ private:
     // What connections refer to stands before mIo, whose destructor ends the last of them.
     Accounts mAccounts;
     ConnectionGate mGate;
+    ConnectionList mConnections;
     MemoryWatch mMemory;
     Services mServices;
     boost::asio::io_context mIo;

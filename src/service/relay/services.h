@@ -1,40 +1,30 @@
 #pragma once
-// What every connection and meeting of one relay shares. Made by Relay, outlives them all.
+// What every connection of one relay shares. Made by Relay, outlives them all.
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/strand.hpp>
 #include <memory>
 #include <string>
 
-#include "service/relay/options.h"
-
-namespace spdlog {
-class logger;
-}
+#include "service/relay/meeting/meeting_services.h"
 
 namespace zephyl {
 
-class Accounts;
 class ConnectionGate;
+class ConnectionList;
 class Directory;
 class LoginDesk;
-class MemoryWatch;
-struct LogRoom;
 class TlsContext;
-
-using Strand = boost::asio::strand<boost::asio::io_context::executor_type>;
 
 struct Services {
     boost::asio::io_context& io;
     const RelayOptions& options;
     spdlog::logger& log;
     std::shared_ptr<const TlsContext> tls;
-    Accounts& accounts;
-    LogRoom& logs;
+    const Accounts& accounts;
     LoginDesk& desk;
     Directory& directory;
     ConnectionGate& gate;
-    MemoryWatch& memory;
+    ConnectionList& connections;
+    const MemoryWatch& memory;
     std::string serverKey;
 };
 

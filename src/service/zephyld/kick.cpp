@@ -1,6 +1,6 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/door/handle_rules.h"
-#include "service/relay/door/identity.h"
+#include "service/relay/private_folder.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
 

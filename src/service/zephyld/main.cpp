@@ -4,8 +4,8 @@
 #include <iostream>
 
 #include "service/relay/config.h"
-#include "service/relay/door/identity.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/private_folder.h"
 #include "service/zephyld/commands.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include <iostream>
 
 #include "service/relay/config.h"
-#include "service/relay/door/identity.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/private_folder.h"
 #include "service/relay/process_memory.h"
 #include "service/relay/relay.h"
 #include "service/wire/door_file.h"

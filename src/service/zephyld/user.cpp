@@ -7,8 +7,8 @@
 
 #include "service/relay/admin_socket.h"
 #include "service/relay/door/accounts.h"
-#include "service/relay/door/identity.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/private_folder.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
 

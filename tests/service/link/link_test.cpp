@@ -14,6 +14,7 @@
 #include "service/codec/jpeg_encoder.h"
 #include "service/link/link_messenger.h"
 #include "service/relay/admin_socket.h"
+#include "service/relay/door/identity.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {

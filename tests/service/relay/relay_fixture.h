@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "service/relay/door/identity.h"
+#include "service/relay/private_folder.h"
 #include "service/relay/raw_client.h"
 #include "service/relay/relay.h"
 

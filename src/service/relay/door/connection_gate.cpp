@@ -29,31 +29,4 @@ void ConnectionGate::GiveBack(const std::string& address)
     --mWaitingInAll;
 }
 
-void ConnectionGate::Add(const std::shared_ptr<Connection>& connection)
-{
-    const std::lock_guard lock(mMutex);
-    mConnections[connection.get()] = connection;
-}
-
-void ConnectionGate::Remove(const Connection* connection)
-{
-    const std::lock_guard lock(mMutex);
-    mConnections.erase(connection);
-}
-
-std::vector<std::shared_ptr<Connection>> ConnectionGate::All() const
-{
-    const std::lock_guard lock(mMutex);
-    std::vector<std::shared_ptr<Connection>> all;
-    for (const auto& [raw, weak] : mConnections)
-        if (auto connection = weak.lock()) all.push_back(std::move(connection));
-    return all;
-}
-
-std::size_t ConnectionGate::Count() const
-{
-    const std::lock_guard lock(mMutex);
-    return mConnections.size();
-}
-
 }  // namespace zephyl

@@ -62,7 +62,7 @@ asio::awaitable<std::vector<address>> LookUp(std::string name)
 
 }  // namespace
 
-asio::awaitable<std::string> AcceptedHostName(const Services& services, std::string announced,
+asio::awaitable<std::string> AcceptedHostName(spdlog::logger& log, std::string announced,
                                               std::string observed)
 {
     if (announced.empty() || announced == observed) co_return observed;
@@ -74,8 +74,7 @@ asio::awaitable<std::string> AcceptedHostName(const Services& services, std::str
         });
     }
     if (accepted) co_return announced;
-    services.log.warn("{} announced a host name that is not its own; others get the observed address",
-                      observed);
+    log.warn("{} announced a host name that is not its own; others get the observed address", observed);
     co_return observed;
 }
 

@@ -5,13 +5,13 @@
 #include <openssl/pem.h>
 #include <openssl/rand.h>
 #include <openssl/x509v3.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <memory>
+
+#include "service/relay/private_folder.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;
@@ -22,11 +22,6 @@ constexpr long kYears = 20;  // clients pin the key; the dates of our own certif
 using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
 using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
 
-[[noreturn]] void Refuse(const std::string& what)
-{
-    throw StartError(errno ? what + ": " + std::strerror(errno) : what);
-}
-
 /// Creates the file 0600 and lets `write` fill it; a half-written one never stands under its name.
 template <class Write>
 void MakePrivateFile(const fs::path& path, Write&& write)
@@ -35,10 +30,11 @@ void MakePrivateFile(const fs::path& path, Write&& write)
     ::unlink(temporary.c_str());
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     FILE* file = fd < 0 ? nullptr : ::fdopen(fd, "w");
-    if (!file) Refuse("cannot write " + temporary);
+    if (!file) RefuseStart("cannot write " + temporary);
     const bool written = write(file) == 1 && std::fflush(file) == 0 && ::fsync(fd) == 0;
     std::fclose(file);
-    if (!written || ::rename(temporary.c_str(), path.c_str()) != 0) Refuse("cannot write " + path.string());
+    if (!written || ::rename(temporary.c_str(), path.c_str()) != 0)
+        RefuseStart("cannot write " + path.string());
 }
 
 Certificate SelfSigned(EVP_PKEY* key)
@@ -60,14 +56,14 @@ Certificate SelfSigned(EVP_PKEY* key)
         X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1,IP:::1");
     if (names) X509_add_ext(certificate, names, -1);
     X509_EXTENSION_free(names);
-    if (X509_sign(certificate, key, EVP_sha256()) == 0) Refuse("cannot sign the certificate");
+    if (X509_sign(certificate, key, EVP_sha256()) == 0) RefuseStart("cannot sign the certificate");
     return made;
 }
 
 void MakeIdentity(const Identity& identity)
 {
     const Key key(EVP_EC_gen("P-256"), EVP_PKEY_free);
-    if (!key) Refuse("cannot draw a key");
+    if (!key) RefuseStart("cannot draw a key");
     const Certificate certificate = SelfSigned(key.get());
     MakePrivateFile(identity.certificate,
                     [&](FILE* file) { return PEM_write_X509(file, certificate.get()); });
@@ -77,43 +73,6 @@ void MakeIdentity(const Identity& identity)
 }
 
 }  // namespace
-
-void PreparePrivateFolder(const fs::path& path)
-{
-    std::error_code error;
-    if (path.has_parent_path()) fs::create_directories(path.parent_path(), error);
-    if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
-        Refuse("cannot make the folder " + path.string());
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0) Refuse("cannot look at " + path.string());
-    errno = 0;
-    if (!S_ISDIR(info.st_mode)) Refuse(path.string() + " is no folder");
-    if (info.st_uid != ::geteuid()) Refuse(path.string() + " belongs to another user");
-    if ((info.st_mode & 077) && ::chmod(path.c_str(), 0700) != 0)
-        Refuse("cannot close " + path.string() + " to others");
-}
-
-int TakeLock(const fs::path& file)
-{
-    const int fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (fd < 0) Refuse("cannot open " + file.string());
-    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
-    ::close(fd);
-    return -1;
-}
-
-DataFolder::DataFolder(fs::path path) : mPath(std::move(path))
-{
-    PreparePrivateFolder(mPath);
-    mLock = TakeLock(mPath / "lock");
-    errno = 0;
-    if (mLock < 0) Refuse("another zephyld serves " + mPath.string());
-}
-
-DataFolder::~DataFolder()
-{
-    ::close(mLock);
-}
 
 Identity PrepareIdentity(const fs::path& data)
 {
@@ -125,10 +84,10 @@ Identity PrepareIdentity(const fs::path& data)
     }
     errno = 0;
     if (info.st_mode & 077)
-        Refuse("the key " + identity.key.string() + " can be read by others; if nobody did: chmod 600 " +
-               identity.key.string());
+        RefuseStart("the key " + identity.key.string() + " can be read by others; if nobody did: chmod 600 " +
+                    identity.key.string());
     if (!fs::exists(identity.certificate))
-        Refuse("there is a key but no certificate " + identity.certificate.string());
+        RefuseStart("there is a key but no certificate " + identity.certificate.string());
     return identity;
 }
 

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <system_error>
 
-#include "service/relay/door/identity.h"
 #include "service/relay/log/stored.h"
+#include "service/relay/private_folder.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;

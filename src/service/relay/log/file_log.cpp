@@ -5,9 +5,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "service/relay/door/identity.h"
 #include "service/relay/log/stored.h"
 #include "service/relay/log/stored.pb.h"
+#include "service/relay/private_folder.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;

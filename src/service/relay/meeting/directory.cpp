@@ -7,12 +7,11 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "service/relay/connection.h"
-#include "service/relay/door/identity.h"
 #include "service/relay/door/passwords.h"
 #include "service/relay/log/file_log.h"
 #include "service/relay/log/memory_log.h"
 #include "service/relay/meeting/meeting.h"
+#include "service/relay/private_folder.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -32,17 +31,8 @@ std::string Hex(const std::string& bytes)
 
 }  // namespace
 
-MeetingHold::MeetingHold(std::shared_ptr<Meeting> held) : meeting(std::move(held))
-{
-    meeting->Occupy(1);
-}
-MeetingHold::~MeetingHold()
-{
-    meeting->Occupy(-1);
-}
-
-Directory::Directory(asio::io_context& io, Services& services)
-    : mServices(services), mLimits(services.options.budgets), mStrand(asio::make_strand(io))
+Directory::Directory(const MeetingServices& services)
+    : mServices(services), mLimits(services.options.budgets), mStrand(asio::make_strand(services.io))
 {
 }
 
@@ -51,10 +41,10 @@ Directory::~Directory()
     for (const auto& [id, meeting] : mById) meeting->Abandon();
 }
 
-asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session,
-                                       std::shared_ptr<Connection> connection, bool again)
+asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
+                                       bool again)
 {
-    co_return co_await asio::co_spawn(mStrand, DoAdmit(session, connection, again), asio::use_awaitable);
+    co_return co_await asio::co_spawn(mStrand, DoAdmit(session, client, again), asio::use_awaitable);
 }
 
 // The logs of meetings that are asked for are opened on the meetings' own strands, before and after this
@@ -95,8 +85,8 @@ asio::awaitable<bool> Directory::Opened(std::shared_ptr<Meeting> meeting)
     co_return co_await asio::co_spawn(meeting->Home(), meeting->Ready(), asio::use_awaitable);
 }
 
-asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session,
-                                         std::shared_ptr<Connection> connection, bool again)
+asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
+                                         bool again)
 {
     Entry& entry = mEntries[session->key];
     if (entry.session) {
@@ -106,12 +96,12 @@ asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session,
         if (!sameStream) {
             EndEntry(entry, BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
             entry.meeting.reset();
-        } else if (const auto older = entry.connection.lock(); older && older != connection) {
+        } else if (const auto older = entry.client.lock(); older && older != client) {
             older->PostEnd(BYE_REPLACED, "");
         }
     }
     entry.session = session;
-    entry.connection = connection;
+    entry.client = client;
     co_return true;
 }
 
@@ -182,7 +172,8 @@ std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
                 if (const auto meeting = made->lock()) meeting->OnTrouble(refused);
             });
     }
-    auto meeting = std::make_shared<Meeting>(mServices, head, home, std::move(log));
+    auto meeting =
+        std::make_shared<Meeting>(mServices, static_cast<MeetingKeeper&>(*this), head, home, std::move(log));
     *made = meeting;
     mByCode[head.code] = mById[head.id] = meeting;
     meeting->Start();
@@ -211,22 +202,22 @@ void Directory::Delete(const std::shared_ptr<Meeting>& meeting)
     meeting->PostClose();
 }
 
-void Directory::ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection)
+void Directory::ClientEnded(std::shared_ptr<Session> session, std::shared_ptr<Client> client)
 {
-    asio::post(mStrand, [this, session, connection] {
+    asio::post(mStrand, [this, session, client] {
         const auto at = mEntries.find(session->key);
         if (at == mEntries.end() || at->second.session->stream != session->stream) return;
-        if (at->second.connection.lock() == connection) at->second.connection.reset();
-        if (!at->second.connection.lock() && !at->second.meeting.lock()) mEntries.erase(at);
+        if (at->second.client.lock() == client) at->second.client.reset();
+        if (!at->second.client.lock() && !at->second.meeting.lock()) mEntries.erase(at);
     });
 }
 
-void Directory::ConnectionResumed(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection)
+void Directory::ClientResumed(std::shared_ptr<Session> session, std::shared_ptr<Client> client)
 {
-    asio::post(mStrand, [this, session, connection] {
+    asio::post(mStrand, [this, session, client] {
         Entry& entry = mEntries[session->key];
         if (!entry.session) entry.session = session;
-        if (entry.session->stream == session->stream) entry.connection = connection;
+        if (entry.session->stream == session->stream) entry.client = client;
     });
 }
 
@@ -248,7 +239,7 @@ void Directory::SeatEnded(std::shared_ptr<Session> session)
         const auto at = mEntries.find(session->key);
         if (at == mEntries.end() || at->second.session->stream != session->stream) return;
         at->second.meeting.reset();
-        if (!at->second.connection.lock()) mEntries.erase(at);
+        if (!at->second.client.lock()) mEntries.erase(at);
     });
 }
 
@@ -262,7 +253,7 @@ void Directory::MeetingEmpty(std::shared_ptr<Meeting> meeting)
 void Directory::EndEntry(const Entry& entry, ByeReason reason, const std::string& text)
 {
     if (const auto meeting = entry.meeting.lock()) meeting->PostEndSeat(entry.session, reason, text);
-    if (const auto connection = entry.connection.lock()) connection->PostEnd(reason, text);
+    if (const auto client = entry.client.lock()) client->PostEnd(reason, text);
 }
 
 asio::awaitable<void> Directory::AccountChanged(std::string handle, std::optional<Account> account)

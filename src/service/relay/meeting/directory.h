@@ -13,27 +13,17 @@
 #include "service/relay/door/accounts.h"
 #include "service/relay/door/entry_limits.h"
 #include "service/relay/door/handle_rules.h"
+#include "service/relay/meeting/client.h"
+#include "service/relay/meeting/meeting_keeper.h"
+#include "service/relay/meeting/meeting_services.h"
 #include "service/relay/meeting/session.h"
-#include "service/relay/services.h"
 #include "service/wire/zephyl.pb.h"
 
 namespace zephyl {
 
-class Connection;
-class Meeting;
-
-/// Counts as somebody in the meeting for as long as it exists: a seat, or somebody on the way to one.
-struct MeetingHold {
-    explicit MeetingHold(std::shared_ptr<Meeting> held);
-    ~MeetingHold();
-    MeetingHold(const MeetingHold&) = delete;
-    MeetingHold& operator=(const MeetingHold&) = delete;
-    const std::shared_ptr<Meeting> meeting;
-};
-
-class Directory {
+class Directory final : private MeetingKeeper {
 public:
-    Directory(boost::asio::io_context& io, Services& services);
+    explicit Directory(const MeetingServices& services);
     /// When no thread runs any more.
     ~Directory();
 
@@ -49,8 +39,8 @@ public:
     // --- any coroutine; it goes on where it was ---
     /// False: it comes back by itself and another stream has the handle. Otherwise it is logged in, and an
     /// older login of that handle ends.
-    boost::asio::awaitable<bool> Admit(std::shared_ptr<Session> session,
-                                       std::shared_ptr<Connection> connection, bool again);
+    boost::asio::awaitable<bool> Admit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
+                                       bool again);
     /// `address`: by which the relay knows the client.
     boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, std::string address, Enter enter);
     boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
@@ -61,24 +51,23 @@ public:
     boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
 
     // --- any thread ---
-    void ConnectionEnded(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);
-    void ConnectionResumed(std::shared_ptr<Session> session, std::shared_ptr<Connection> connection);
-    /// A log was opened that has this seat.
-    void SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting);
-    void SeatEnded(std::shared_ptr<Session> session);
-    /// Deletes a meeting that nobody is in any more.
-    void MeetingEmpty(std::shared_ptr<Meeting> meeting);
+    void ClientEnded(std::shared_ptr<Session> session, std::shared_ptr<Client> client);
     /// No meeting tells anybody any more that somebody left: the service itself goes.
     void StopMeetings();
 
 private:
     struct Entry {
         std::shared_ptr<Session> session;
-        std::weak_ptr<Connection> connection;
+        std::weak_ptr<Client> client;
         std::weak_ptr<Meeting> meeting;  // where its seat is, or may be soon
     };
-    boost::asio::awaitable<bool> DoAdmit(std::shared_ptr<Session> session,
-                                         std::shared_ptr<Connection> connection, bool again);
+    void ClientResumed(std::shared_ptr<Session> session, std::shared_ptr<Client> client) override;
+    void SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting) override;
+    void SeatEnded(std::shared_ptr<Session> session) override;
+    void MeetingEmpty(std::shared_ptr<Meeting> meeting) override;
+
+    boost::asio::awaitable<bool> DoAdmit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
+                                         bool again);
     boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoById(std::string id);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
@@ -89,7 +78,7 @@ private:
     void Delete(const std::shared_ptr<Meeting>& meeting);
     void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
 
-    Services& mServices;
+    const MeetingServices mServices;
     EntryLimits mLimits;
     Strand mStrand;
     std::unordered_map<std::string, std::shared_ptr<Meeting>> mByCode, mById;

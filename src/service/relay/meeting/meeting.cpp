@@ -6,6 +6,7 @@
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/post.hpp>
 
+#include "service/relay/meeting/answers.h"
 #include "service/relay/memory_watch.h"
 
 namespace zephyl {
@@ -17,8 +18,10 @@ constexpr int kLeft = 0;
 
 }  // namespace
 
-Meeting::Meeting(Services& services, MeetingHead head, Strand home, std::unique_ptr<MeetingLog> log)
+Meeting::Meeting(const MeetingServices& services, MeetingKeeper& keeper, MeetingHead head, Strand home,
+                 std::unique_ptr<MeetingLog> log)
     : mServices(services),
+      mKeeper(keeper),
       mHead(std::move(head)),
       mHome(std::move(home)),
       mLog(std::move(log)),
@@ -30,6 +33,16 @@ Meeting::Meeting(Services& services, MeetingHead head, Strand home, std::unique_
 
 Meeting::~Meeting() = default;
 
+MeetingHold::MeetingHold(std::shared_ptr<Meeting> held) : meeting(std::move(held))
+{
+    meeting->Occupy(1);
+}
+
+MeetingHold::~MeetingHold()
+{
+    meeting->Occupy(-1);
+}
+
 void Meeting::Start()
 {
     asio::post(mHome, [self = shared_from_this()] { self->ArmTick(); });
@@ -37,10 +50,10 @@ void Meeting::Start()
 
 // --- seats -----------------------------------------------------------------------------------------
 
-Meeting::SeatPtr Meeting::OfConnection(const Connection& connection) const
+Meeting::SeatPtr Meeting::OfClient(const Client& client) const
 {
     const auto at = std::find_if(mSeats.begin(), mSeats.end(),
-                                 [&](const SeatPtr& seat) { return seat->connection.get() == &connection; });
+                                 [&](const SeatPtr& seat) { return seat->client.get() == &client; });
     return at == mSeats.end() ? nullptr : *at;
 }
 
@@ -71,30 +84,33 @@ std::shared_ptr<StreamMemory> Meeting::NumbersOf(const std::string& key, std::ui
     return streams.back();
 }
 
-bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, const zephyl::Enter& enter)
+bool Meeting::Enter(const std::shared_ptr<Client>& client, std::shared_ptr<MeetingHold> hold,
+                    const zephyl::Enter& enter)
 {
-    const std::shared_ptr<Session> session = connection.TheSession();
+    const std::shared_ptr<Session> session = client->TheSession();
     SeatPtr seat = OfKey(session->key);
     if (session->fenced) {  // a later login has taken its place while this was on its way
-        connection.End(BYE_REPLACED, "");
+        client->End(BYE_REPLACED, "");
         return true;
     }
-    if (mBarred.contains(session->key)) return Refuse(connection, enter.call(), RESULT_NOT_PERMITTED), false;
+    const auto refuse = [&](Result result) {
+        client->Send(EnteredAnswer(enter, result));
+        return false;
+    };
+    if (mBarred.contains(session->key)) return refuse(RESULT_NOT_PERMITTED);
     if (seat && seat->session->stream != session->stream) {
-        if (seat->connection)
-            seat->connection->End(BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
+        if (seat->client) seat->client->End(BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
         Gone(seat);
         seat = nullptr;
     }
-    if (mClosed || mStopping) return Refuse(connection, enter.call(), RESULT_LATER), false;
+    if (mClosed || mStopping) return refuse(RESULT_LATER);
     const bool returns = seat && !enter.rejoin().empty();
     if (seat) {
         session->budget = seat->session->budget;
         seat->session = session;
     }
     if (!seat) {
-        if (mSeats.size() >= mServices.options.bounds.seatsPerMeeting)
-            return Refuse(connection, enter.call(), RESULT_FULL), false;
+        if (mSeats.size() >= mServices.options.bounds.seatsPerMeeting) return refuse(RESULT_FULL);
         seat = NewSeat(session, std::move(hold));
         Announce(*seat, kPresent);
     } else if (seat->state == SeatState::Away) {
@@ -107,35 +123,29 @@ bool Meeting::Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, c
         seat->GoOnAt({enter.cursor().talk(), enter.cursor().board()});
     else
         seat->BeginAt({ends.talk, mLog->State(CHANNEL_BOARD).begin}, ends);
-    Attach(*seat, connection);
-    Header header;
-    header.mutable_entered()->set_call(enter.call());
-    header.mutable_entered()->set_result(RESULT_OK);
+    Attach(*seat, client);
+    Header header = EnteredAnswer(enter, RESULT_OK);
     SendPlace(*seat, header, *header.mutable_entered()->mutable_place());
     mServices.log.info("{} in meeting {} at seat {}", session->handle, mHead.code, seat->number);
     return true;
 }
 
-bool Meeting::Resume(Connection& connection, const zephyl::Resume& resume)
+bool Meeting::Resume(const std::shared_ptr<Client>& client, const zephyl::Resume& resume)
 {
     const auto at = std::find_if(mSeats.begin(), mSeats.end(),
                                  [&](const SeatPtr& seat) { return seat->number == resume.seat(); });
-    Header header;
-    Resumed& resumed = *header.mutable_resumed();
-    resumed.set_call(resume.call());
-    resumed.set_result(RESULT_UNKNOWN);
     if (mClosed || at == mSeats.end() || (*at)->state == SeatState::Away || (*at)->session->fenced ||
         !(*at)->TokenFits(resume.token())) {
-        connection.Send(header);
+        client->Send(ResumedAnswer(resume, RESULT_UNKNOWN));
         return false;
     }
     Seat& seat = **at;
     seat.GoOnAt({resume.cursor().talk(), resume.cursor().board()});
-    connection.Adopt(seat.session);
-    mServices.directory.ConnectionResumed(seat.session, connection.shared_from_this());
-    Attach(seat, connection);
-    resumed.set_result(RESULT_OK);
-    SendPlace(seat, header, *resumed.mutable_place());
+    client->Adopt(seat.session);
+    mKeeper.ClientResumed(seat.session, client);
+    Attach(seat, client);
+    Header header = ResumedAnswer(resume, RESULT_OK);
+    SendPlace(seat, header, *header.mutable_resumed()->mutable_place());
     return true;
 }
 
@@ -148,14 +158,14 @@ Meeting::SeatPtr Meeting::NewSeat(const std::shared_ptr<Session>& session, std::
 }
 
 // The fence: whatever the older connection has under way is dropped with it.
-void Meeting::Attach(Seat& seat, Connection& connection)
+void Meeting::Attach(Seat& seat, const std::shared_ptr<Client>& client)
 {
-    if (seat.connection && seat.connection.get() != &connection) {
-        seat.connection->PullFrom(nullptr);
-        seat.connection->End(BYE_REPLACED, "");
+    if (seat.client && seat.client != client) {
+        seat.client->PullFrom(nullptr);
+        seat.client->End(BYE_REPLACED, "");
     }
     if (seat.state != SeatState::Present) seat.session->budget.Returned(Clock::now());
-    seat.connection = connection.shared_from_this();
+    seat.client = client;
     seat.state = SeatState::Present;
     seat.timeIsUp = false;
 }
@@ -176,15 +186,15 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     AddAttendees(*place.mutable_attendees());
     mLog->Seat(seat.Entry());
     // Fixed at this moment, told once the seat is safe: nobody is let in whom a power cut would forget.
-    mLog->WhenSynced([weak = weak_from_this(), number = seat.number, connection = seat.connection, header] {
+    mLog->WhenSynced([weak = weak_from_this(), number = seat.number, client = seat.client, header] {
         const auto self = weak.lock();
         if (!self) return;
-        const SeatPtr seated = self->OfConnection(*connection);
+        const SeatPtr seated = self->OfClient(*client);
         if (!seated || seated->number != number) return;
-        connection->Send(header);
-        for (const std::string& refused : seated->numbers->refused) connection->SendBytes(refused);
+        client->Send(header);
+        for (const std::string& refused : seated->numbers->refused) client->SendBytes(refused);
         seated->acceptedNews = true;
-        connection->PullFrom(seated.get());
+        client->PullFrom(seated.get());
         self->Wake(number);
     });
 }
@@ -197,14 +207,6 @@ void Meeting::AddAttendees(google::protobuf::RepeatedPtrField<Attendee>& to) con
         attendee.set_handle(seat->session->handle);
         attendee.set_address(seat->session->address);
     }
-}
-
-void Meeting::Refuse(Connection& connection, std::uint32_t call, Result result)
-{
-    Header header;
-    header.mutable_entered()->set_call(call);
-    header.mutable_entered()->set_result(result);
-    connection.Send(header);
 }
 
 void Meeting::Announce(const Seat& seat, int status)
@@ -223,12 +225,12 @@ void Meeting::Announce(const Seat& seat, int status)
     Put(std::move(item), header, {}, BoardEffect::None);
 }
 
-void Meeting::ConnectionLost(Connection& connection)
+void Meeting::ClientLost(Client& client)
 {
-    const SeatPtr seat = OfConnection(connection);
+    const SeatPtr seat = OfClient(client);
     if (!seat) return;
-    connection.PullFrom(nullptr);
-    seat->connection = nullptr;
+    client.PullFrom(nullptr);
+    seat->client = nullptr;
     if (mServices.options.times.grace.count() == 0 && !mStopping)
         Gone(seat);
     else
@@ -247,15 +249,15 @@ void Meeting::Detach(Seat& seat)
 void Meeting::Gone(const SeatPtr& seat)
 {
     if (std::erase(mSeats, seat) == 0) return;
-    if (seat->connection) seat->connection->PullFrom(nullptr);
-    seat->connection = nullptr;
+    if (seat->client) seat->client->PullFrom(nullptr);
+    seat->client = nullptr;
     for (const SeatPtr& other : mSeats) other->live.Forget(seat->number);
     if (seat->state != SeatState::Away) Announce(*seat, kLeft);
     SeatEntry entry = seat->Entry();
     entry.gone = true;
     entry.barred = mBarred.contains(seat->session->key);
     mLog->Seat(entry);
-    mServices.directory.SeatEnded(seat->session);
+    mKeeper.SeatEnded(seat->session);
     mLeaving.push_back(seat->numbers);
     mEmptySince = Clock::now();
     mServices.log.info("{} gone from meeting {}", seat->session->handle, mHead.code);
@@ -279,7 +281,7 @@ void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, st
     asio::post(mHome, [self = shared_from_this(), session, reason, text = std::move(text)] {
         const SeatPtr seat = self->OfKey(session->key);
         if (!seat || seat->session->stream != session->stream) return;
-        if (seat->connection) seat->connection->End(reason, text);
+        if (seat->client) seat->client->End(reason, text);
         self->Gone(seat);
         self->EndOfTurn();
     });
@@ -298,10 +300,10 @@ void Meeting::EndAll()
 {
     const std::vector<SeatPtr> seats = mSeats;
     for (const SeatPtr& seat : seats) {
-        const std::shared_ptr<Connection> connection = seat->connection;
-        if (!connection) continue;
-        connection->Send(seat->AcceptedNow());
-        connection->End(BYE_RESTART, "the service restarts");
+        const std::shared_ptr<Client> client = seat->client;
+        if (!client) continue;
+        client->Send(seat->AcceptedNow());
+        client->End(BYE_RESTART, "the service restarts");
     }
 }
 
@@ -318,8 +320,8 @@ void Meeting::PostClose()
 void Meeting::Abandon()
 {
     for (const SeatPtr& seat : mSeats) {
-        if (seat->connection) seat->connection->PullFrom(nullptr);
-        seat->connection = nullptr;
+        if (seat->client) seat->client->PullFrom(nullptr);
+        seat->client = nullptr;
     }
     mSeats.clear();  // a seat holds its meeting
 }
@@ -365,8 +367,8 @@ void Meeting::FlushDirty()
     mFlushPosted = false;
     for (std::size_t i = 0; i < mSeats.size(); ++i) {
         const SeatPtr seat = mSeats[i];
-        if (!std::exchange(seat->dirty, false) || !seat->connection) continue;
-        seat->connection->Flush(mScratch);
+        if (!std::exchange(seat->dirty, false) || !seat->client) continue;
+        seat->client->Flush(mScratch);
     }
 }
 
@@ -421,7 +423,7 @@ void Meeting::OnTick(Clock::time_point now)
 {
     const RelayTimes& times = mServices.options.times;
     if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)
-        mServices.directory.MeetingEmpty(shared_from_this());
+        mKeeper.MeetingEmpty(shared_from_this());
     if (!mOpen) return;
     const std::vector<SeatPtr> seats = mSeats;
     for (const SeatPtr& seat : seats) {
@@ -446,8 +448,8 @@ void Meeting::SaveMemory()
     if (!mServices.memory.Under(Pressure::DetachLagging)) return;
     SeatPtr most;
     for (const SeatPtr& seat : mSeats)
-        if (seat->connection && (!most || seat->LagBytes() > most->LagBytes())) most = seat;
-    if (most && most->LagBytes() > 0) most->connection->Drop("lags most while memory is short");
+        if (seat->client && (!most || seat->LagBytes() > most->LagBytes())) most = seat;
+    if (most && most->LagBytes() > 0) most->client->Drop("lags most while memory is short");
 }
 
 void Meeting::TrimLog()

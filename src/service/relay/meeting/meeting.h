@@ -2,6 +2,7 @@
 // One meeting: its log and its seats. Everything but the calls marked so runs on its strand.
 
 #include <atomic>
+#include <boost/asio/awaitable.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <map>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/log/board_history.h"
 #include "service/relay/log/file_log.h"
+#include "service/relay/meeting/meeting_services.h"
 #include "service/relay/meeting/seat.h"
 
 namespace zephyl {
@@ -21,7 +23,8 @@ public:
     using Clock = std::chrono::steady_clock;
     enum class After { GoOn, SeatGone };
 
-    Meeting(Services& services, MeetingHead head, Strand home, std::unique_ptr<MeetingLog> log);
+    Meeting(const MeetingServices& services, MeetingKeeper& keeper, MeetingHead head, Strand home,
+            std::unique_ptr<MeetingLog> log);
     ~Meeting() override;
     /// Once, right after it was made.
     void Start();
@@ -39,7 +42,7 @@ public:
     void PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text);
     void PostStop();
     void PostClose();
-    /// Lets go of seats and connections, whose strands run no more.
+    /// Lets go of seats and clients, whose strands run no more.
     void Abandon();
 
     // --- on the strand ---
@@ -52,22 +55,23 @@ public:
     /// The log's volume has refused to write, or takes again.
     void OnTrouble(bool refused);
 
-    // --- on the strand, called by a connection whose home this is ---
+    // --- on the strand, called by a client whose home this is ---
     /// Takes a seat and sends Entered. False: it was refused, and said so.
-    bool Enter(Connection& connection, std::shared_ptr<MeetingHold> hold, const zephyl::Enter& enter);
-    bool Resume(Connection& connection, const zephyl::Resume& resume);
-    /// One frame of a seated connection. Throws WireError. SeatGone: it may ask for another meeting.
-    After Handle(Connection& connection, const FrameView& frame);
+    bool Enter(const std::shared_ptr<Client>& client, std::shared_ptr<MeetingHold> hold,
+               const zephyl::Enter& enter);
+    bool Resume(const std::shared_ptr<Client>& client, const zephyl::Resume& resume);
+    /// One frame of a seated client. Throws WireError. SeatGone: it may ask for another meeting.
+    After Handle(Client& client, const FrameView& frame);
     /// What the frames of one turn brought is appended, then delivered.
     void EndOfTurn();
-    void ConnectionLost(Connection& connection);
+    void ClientLost(Client& client);
 
 private:
     using SeatPtr = std::shared_ptr<Seat>;
     using Handles = google::protobuf::RepeatedPtrField<std::string>;
 
     // seats
-    SeatPtr OfConnection(const Connection& connection) const;
+    SeatPtr OfClient(const Client& client) const;
     SeatPtr OfKey(const std::string& key) const;
     SeatPtr OfHandle(const std::string& handle) const;
     SeatPtr NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold);
@@ -79,13 +83,12 @@ private:
     void Restore(const LogItem& item);
     void RestoreSeat(const SeatEntry& entry);
     std::vector<NumbersEntry> AllNumbers() const;
-    void Attach(Seat& seat, Connection& connection);
+    void Attach(Seat& seat, const std::shared_ptr<Client>& client);
     void Detach(Seat& seat);
     void Gone(const SeatPtr& seat);
     void EndByTime(const SeatPtr& seat);
     void SendPlace(Seat& seat, Header& header, Place& place);
     void Announce(const Seat& seat, int status);
-    void Refuse(Connection& connection, std::uint32_t call, Result result);
 
     // items
     void TakeItem(Seat& seat, const ItemView& item);
@@ -112,7 +115,8 @@ private:
     void TrimLog();
     void SaveMemory();
 
-    Services& mServices;
+    const MeetingServices mServices;
+    MeetingKeeper& mKeeper;
     const MeetingHead mHead;
     const Strand mHome;
     const std::unique_ptr<MeetingLog> mLog;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "service/relay/meeting/answers.h"
 #include "service/relay/meeting/meeting.h"
 #include "service/relay/memory_watch.h"
 #include "service/wire/content.h"
@@ -42,12 +43,12 @@ const char* FaultOf(const Post& post, std::string_view body, bool tooLarge)
 
 }  // namespace
 
-Meeting::After Meeting::Handle(Connection& connection, const FrameView& frame)
+Meeting::After Meeting::Handle(Client& client, const FrameView& frame)
 {
-    const SeatPtr seat = OfConnection(connection);
+    const SeatPtr seat = OfClient(client);
     if (!seat) return After::SeatGone;
     if (seat->session->fenced) {  // a login elsewhere: what comes here now counts no more
-        connection.End(BYE_REPLACED, "");
+        client.End(BYE_REPLACED, "");
         return After::GoOn;
     }
     if (!seat->tokenHashes[1].empty()) {
@@ -55,43 +56,28 @@ Meeting::After Meeting::Handle(Connection& connection, const FrameView& frame)
         mLog->Seat(seat->Entry());
     }
     const Header& header = frame.header;
-    Header answer;
     if (ItemReader::IsLaneFrame(header)) {
         const std::optional<ItemView> item = seat->incoming.Take(frame);
         if (item) TakeItem(*seat, *item);
         return After::GoOn;
     }
-    switch (header.message_case()) {
-        case Header::kRead: seat->OnRead(header.read(), Clock::now()); break;
-        case Header::kPing:
-            answer.mutable_pong()->set_nonce(header.ping().nonce());
-            connection.Send(answer);
-            break;
-        case Header::kAskPermission:
-            answer.mutable_permission()->set_call(header.ask_permission().call());
-            answer.mutable_permission()->set_permitted(seat->session->permitted);
-            connection.Send(answer);
-            break;
+    seat->dirty = true;
+    const auto message = header.message_case();
+    switch (message) {
+        case Header::kRead: seat->OnRead(header.read(), Clock::now()); return After::GoOn;
         case Header::kPong:
         case Header::MESSAGE_NOT_SET: return After::GoOn;
         case Header::kLeave:
-            answer.mutable_left()->set_call(header.leave().call());
-            Gone(seat);
-            connection.Send(answer);
-            return After::SeatGone;
         case Header::kLogout:
-            answer.mutable_logged_out()->set_call(header.logout().call());
-            Gone(seat);
-            connection.Send(answer);
-            connection.End(BYE_DONE, "");
-            return After::GoOn;
-        case Header::kBye:
-            Gone(seat);
-            connection.End(BYE_DONE, "");
-            return After::GoOn;
-        default: throw WireError("not at this point");
+        case Header::kBye: Gone(seat); break;
+        default: break;
     }
-    seat->dirty = true;
+    if (const auto answer = AnswerTo(header, Standing::LoggedIn, seat->session.get()))
+        client.Send(*answer);
+    else if (message != Header::kBye)
+        throw WireError("not at this point");
+    if (message == Header::kLeave) return After::SeatGone;
+    if (message == Header::kLogout || message == Header::kBye) client.End(BYE_DONE, "");
     return After::GoOn;
 }
 
@@ -151,7 +137,7 @@ void Meeting::RefusePost(Seat& seat, const Post& post, const char* fault)
     item->sender = seat.session->key;
     item->refused = true;
     AppendFrame(item->frames, header, {}, Way::Down);
-    seat.connection->Send(header);
+    seat.client->Send(header);
     seat.dirty = true;
     auto& refused = seat.numbers->refused;
     refused.push_back(item->frames);
@@ -199,7 +185,7 @@ void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view bo
     AppendItem(frame->frames, header, LANE_LIVE, body, Way::Down);
     const std::vector<SeatNumber> seats = SeatsOf(live.recipients().handles(), seat.number);
     for (const SeatPtr& other : mSeats) {
-        if (other->number == seat.number || !other->connection) continue;
+        if (other->number == seat.number || !other->client) continue;
         if (!live.everyone() && !std::binary_search(seats.begin(), seats.end(), other->number)) continue;
         other->live.Put(seat.number, picture.type(), frame);
         other->dirty = true;

@@ -104,14 +104,14 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     seat->cutOff = Clock::now() - (entry.away ? mServices.options.times.grace : std::chrono::milliseconds(0));
     seat->BeginAt(entry.read, entry.enteredAt);
     mSeats.push_back(std::move(seat));
-    mServices.directory.SeatRestored(session, shared_from_this());
+    mKeeper.SeatRestored(session, shared_from_this());
 }
 
 asio::awaitable<void> Meeting::Bar(HandleForms whom)
 {
     if (mBarred.insert(whom.key).second) {
         if (const SeatPtr seat = OfKey(whom.key)) {
-            if (seat->connection) seat->connection->End(BYE_KICKED, "");
+            if (seat->client) seat->client->End(BYE_KICKED, "");
             Gone(seat);
             EndOfTurn();
         } else {

@@ -78,10 +78,10 @@ void Seat::BeginAt(const Sequences& cursor, const Sequences& entered)
     incoming = ItemReader();
 }
 
-void Seat::GoOnAt(const Sequences& client)
+void Seat::GoOnAt(const Sequences& cursor)
 {
     const Sequences read = ReadUpTo();
-    BeginAt({std::max(read.talk, client.talk), std::max(read.board, client.board)}, enteredAt);
+    BeginAt({std::max(read.talk, cursor.talk), std::max(read.board, cursor.board)}, enteredAt);
 }
 
 void Seat::OnRead(const zephyl::Read& read, Clock::time_point now)

@@ -6,10 +6,12 @@
 #include <memory>
 #include <string>
 
-#include "service/relay/connection.h"
-#include "service/relay/meeting/directory.h"
+#include "service/relay/meeting/client.h"
 #include "service/relay/meeting/lane_out.h"
 #include "service/relay/meeting/live_slots.h"
+#include "service/relay/meeting/meeting_keeper.h"
+#include "service/relay/meeting/session.h"
+#include "service/wire/framing.h"
 
 namespace zephyl {
 
@@ -49,7 +51,7 @@ public:
     void Fill(std::string& batch, std::size_t limit) override;
     void BeginAt(const Sequences& cursor, const Sequences& entered);
     /// After a cut: where it is known to stand, or where the client says that it does if that is further.
-    void GoOnAt(const Sequences& client);
+    void GoOnAt(const Sequences& cursor);
     void OnRead(const zephyl::Read& read, Clock::time_point now);
     Sequences ReadUpTo() const { return {mTalk.ReadUpTo(), mBoard.ReadUpTo()}; }
     /// What it costs the service that it does not read, or has half sent.
@@ -74,9 +76,9 @@ public:
     std::shared_ptr<Session> session;  // of the login that took the seat last
     const std::shared_ptr<MeetingHold> hold;
     const std::shared_ptr<StreamMemory> numbers;
-    std::shared_ptr<Connection> connection;  // null: detached or away
+    std::shared_ptr<Client> client;  // null: detached or away
     SeatState state = SeatState::Present;
-    Clock::time_point cutOff{};  // when the connection went
+    Clock::time_point cutOff{};  // when the client went
     bool timeIsUp = false;       // away for too long; gone when that is safe
     bool dirty = false;          // something may be ready for it
     bool acceptedNews = false;   // numbers have become safe

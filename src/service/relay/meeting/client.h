@@ -1,0 +1,51 @@
+#pragma once
+// What a meeting needs of a client's connection, and what the connection asks back.
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "service/wire/zephyl.pb.h"
+
+namespace zephyl {
+
+struct Session;
+
+/// What a seat sends beside the connection's own control frames. Asked when the socket is free.
+class BatchSource {
+public:
+    virtual ~BatchSource() = default;
+    virtual void Fill(std::string& batch, std::size_t limit) = 0;
+};
+
+/// One client's end of a connection. Lives on one strand at a time, its home: a meeting's while it has a
+/// seat there.
+class Client {
+public:
+    virtual ~Client() = default;
+
+    // --- on the home strand ---
+    /// Queues a control frame for the next Flush.
+    virtual void Send(const Header& header) = 0;
+    /// The same with frames that are made already.
+    virtual void SendBytes(std::string_view frames) = 0;
+    /// Sends what is ready until the socket is busy. `scratch` is memory to build in.
+    virtual void Flush(std::string& scratch) = 0;
+    /// Says Bye and closes once that has left. What comes in meanwhile is thrown away.
+    /// `wait`: the client should not come back before.
+    virtual void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) = 0;
+    /// Closes at once; the reader meets the end.
+    virtual void Drop(const std::string& why) = 0;
+    /// What to pull batches from; null when the seat has gone.
+    virtual void PullFrom(BatchSource* source) = 0;
+    /// A seat was resumed: this is that session's connection now.
+    virtual void Adopt(std::shared_ptr<Session> session) = 0;
+    /// Null before login.
+    virtual std::shared_ptr<Session> TheSession() const = 0;
+
+    // --- any thread ---
+    virtual void PostEnd(ByeReason reason, std::string text) = 0;
+};
+
+}  // namespace zephyl

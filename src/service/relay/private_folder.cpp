@@ -1,0 +1,56 @@
+#include "service/relay/private_folder.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace zephyl {
+namespace fs = std::filesystem;
+
+void RefuseStart(const std::string& what)
+{
+    throw StartError(errno ? what + ": " + std::strerror(errno) : what);
+}
+
+void PreparePrivateFolder(const fs::path& path)
+{
+    std::error_code error;
+    if (path.has_parent_path()) fs::create_directories(path.parent_path(), error);
+    if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+        RefuseStart("cannot make the folder " + path.string());
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) RefuseStart("cannot look at " + path.string());
+    errno = 0;
+    if (!S_ISDIR(info.st_mode)) RefuseStart(path.string() + " is no folder");
+    if (info.st_uid != ::geteuid()) RefuseStart(path.string() + " belongs to another user");
+    if ((info.st_mode & 077) && ::chmod(path.c_str(), 0700) != 0)
+        RefuseStart("cannot close " + path.string() + " to others");
+}
+
+int TakeLock(const fs::path& file)
+{
+    const int fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0) RefuseStart("cannot open " + file.string());
+    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
+    ::close(fd);
+    return -1;
+}
+
+DataFolder::DataFolder(fs::path path) : mPath(std::move(path))
+{
+    PreparePrivateFolder(mPath);
+    mLock = TakeLock(mPath / "lock");
+    errno = 0;
+    if (mLock < 0) RefuseStart("another zephyld serves " + mPath.string());
+}
+
+DataFolder::~DataFolder()
+{
+    ::close(mLock);
+}
+
+}  // namespace zephyl
