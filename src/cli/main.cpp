@@ -4,6 +4,7 @@
 
 #include "base/version.h"
 #include "cli/commands.h"
+#include "text/one_line.h"
 
 namespace {
 
@@ -81,6 +82,9 @@ int main(int argc, char** argv)
     CLI::App app(kAbout, "zephyl");
     app.set_version_flag("--version", "zephyl " + VersionText().toStdString());
     app.require_subcommand(1);
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "zephyl: " + OneLine(error.what()) + ". Try zephyl --help.\n";
+    });
     int exitCode = 0;
     RunOptions run;
     PeopleOptions people;
@@ -93,12 +97,12 @@ int main(int argc, char** argv)
     } catch (const CLI::RequiredError& e) {
         const bool misspelt = argc > 1 && argv[1][0] != '-' && app.get_subcommands().empty();
         if (!misspelt) return app.exit(e);
-        std::cerr << "zephyl: there is no command \"" << argv[1] << "\". Try zephyl --help.\n";
+        std::cerr << "zephyl: there is no command \"" << OneLine(argv[1]) << "\". Try zephyl --help.\n";
         return int(CLI::ExitCodes::ExtrasError);
     } catch (const CLI::ParseError& e) {
         return app.exit(e);
     } catch (const std::exception& e) {
-        std::cerr << "zephyl: " << e.what() << '\n';
+        std::cerr << "zephyl: " << OneLine(e.what()) << '\n';
         return 1;
     }
     return exitCode;

@@ -8,10 +8,11 @@
 #include <string>
 
 #include "base/version.h"
+#include "text/qt_line.h"
 
 bool TerminalTrust::Ask(const QString& service, const QString& fingerprint)
 {
-    const std::string name = service.toStdString(), key = fingerprint.toStdString();
+    const std::string name = OneLine(service).toStdString(), key = fingerprint.toStdString();
     std::cerr << "Nobody vouches for the service " << name << ". Its key is\n  " << key << '\n';
     if (!::isatty(STDIN_FILENO) || !::isatty(STDERR_FILENO)) {
         std::cerr << "If that is right, give it as: --trust " << key << '\n';
@@ -25,7 +26,7 @@ bool TerminalTrust::Ask(const QString& service, const QString& fingerprint)
 
 void LogToStandardError(const QString& line)
 {
-    const QByteArray text = "zephyl: " + line.toUtf8() + '\n';
+    const QByteArray text = "zephyl: " + OneLine(line).toUtf8() + '\n';
     std::fwrite(text.constData(), 1, std::size_t(text.size()), stderr);
 }
 

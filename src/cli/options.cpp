@@ -9,6 +9,8 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "text/one_line.h"
+
 namespace {
 
 /// No echo while it lives.
@@ -71,7 +73,7 @@ QString AccountOptions::Password() const
     }
     if (!::isatty(STDIN_FILENO))
         throw std::runtime_error("no terminal to ask for the password: use --password-file");
-    std::cerr << "Password of " << handle << ": ";
+    std::cerr << "Password of " << OneLine(handle) << ": ";
     std::string typed;
     {
         const Hidden hidden;

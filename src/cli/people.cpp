@@ -10,23 +10,12 @@
 #include "cli/loop.h"
 #include "cli/needs.h"
 #include "service/link/link_messenger.h"
+#include "session/login_rules.h"
+#include "text/qt_line.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// Control characters must not reach a terminal.
-std::string Shown(const QString& text)
-{
-    QString shown;
-    for (const QChar c : text) {
-        if (c.category() == QChar::Other_Control && c != u'\t')
-            shown += u"\\x%1"_s.arg(uint(c.unicode()), 2, 16, QChar(u'0'));
-        else
-            shown += c;
-    }
-    return shown.toStdString();
-}
 
 class Teller final : public MessengerEvents {
 public:
@@ -54,7 +43,7 @@ public:
     }
 
 private:
-    static void Say(const QString& line) { std::cout << Shown(line) << std::endl; }
+    static void Say(const QString& line) { std::cout << OneLine(line).toStdString() << std::endl; }
 
     const std::function<void()> mEnded;
     QString mShown;  // of the connection: it says the same for a while
@@ -68,9 +57,11 @@ public:
           service(MakeLinkMessenger(LinkNeeds{mSettings, mGate, loop, mTrust, loop, LogToStandardError,
                                               ProgramName(), ZephyldPath()}))
     {
+        const QString code = QString::fromStdString(options.code);
+        if (const LoginFault fault = CheckCode(code); fault != LoginFault::None)
+            throw std::runtime_error(FaultMessage(fault).toStdString());
         const QString password = options.account.Password();
         const QString handle = QString::fromStdString(options.account.handle);
-        const QString code = QString::fromStdString(options.code);
         if (!SurvivesCodePage(password))
             throw std::runtime_error("the password has characters outside Windows-1252");
         if (!service->Login(handle, EncipherPassword(password), QString()))
@@ -106,7 +97,7 @@ int Listen(const PeopleOptions& options)
 {
     Visit visit(options);
     for (const auto& item : visit.service->Users()->Items())
-        std::cout << "* " << Shown(item->Handle()) << " is here\n";
+        std::cout << "* " << OneLine(item->Handle()).toStdString() << " is here\n";
     std::cout.flush();
     int exitCode = 0;
     Teller teller([&] {

@@ -8,13 +8,15 @@
 #include "cli/needs.h"
 #include "cli/script.h"
 #include "service/link/link_messenger.h"
+#include "text/one_line.h"
 
 namespace {
 
 void WriteLine(const QJsonObject& object)
 {
-    const QByteArray line = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-    std::fwrite(line.constData(), 1, std::size_t(line.size()), stdout);
+    const std::string line =
+        JsonWithEscapes(QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString()) + '\n';
+    std::fwrite(line.data(), 1, line.size(), stdout);
     std::fflush(stdout);
 }
 

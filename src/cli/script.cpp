@@ -9,6 +9,7 @@
 #include "cipher/code_page.h"
 #include "cipher/password.h"
 #include "service/link/link_messenger.h"
+#include "session/login_rules.h"
 
 using namespace Qt::StringLiterals;
 
@@ -136,20 +137,27 @@ QJsonObject Script::Answer(bool ok) const
     return {{u"ok"_s, false}, {u"reason"_s, mService.LastRefusal()}};
 }
 
-QJsonObject Script::Entered(bool ok)
+/// What is no code does not leave this computer.
+template <class Enter>
+QJsonObject Script::Entering(const QJsonObject& command, Enter enter)
 {
+    const QString code = Text(command, u"code"_s);
+    RequireSession();
+    if (const LoginFault fault = CheckCode(code); fault != LoginFault::None)
+        return {{u"ok"_s, false}, {u"reason"_s, FaultMessage(fault)}};
+    const bool ok = enter(code);
     mUsers = mService.Users();
     return Answer(ok);
 }
 
 QJsonObject Script::Create(const QJsonObject& command)
 {
-    return Entered(mService.CreateMeeting(Text(command, u"code"_s), QString()));
+    return Entering(command, [&](const QString& code) { return mService.CreateMeeting(code, QString()); });
 }
 
 QJsonObject Script::Join(const QJsonObject& command)
 {
-    return Entered(mService.JoinMeeting(Text(command, u"code"_s)));
+    return Entering(command, [&](const QString& code) { return mService.JoinMeeting(code); });
 }
 
 QJsonObject Script::Users(const QJsonObject&)

@@ -38,7 +38,8 @@ private:
     QJsonObject Logout(const QJsonObject& command);
     QJsonObject Quit(const QJsonObject& command);
     QJsonObject Answer(bool ok) const;
-    QJsonObject Entered(bool ok);
+    template <class Enter>
+    QJsonObject Entering(const QJsonObject& command, Enter enter);
     void RequireSession() const;
     std::vector<std::shared_ptr<UserItem>> Recipients(const QJsonObject& command) const;
 

@@ -11,6 +11,7 @@
 #include "cipher/code_page.h"
 #include "messaging/log_folder.h"
 #include "settings/settings.h"
+#include "text/one_line.h"
 
 using namespace Qt::StringLiterals;
 
@@ -43,29 +44,16 @@ QByteArray ShortHash(const QString& text)
     return QCryptographicHash::hash(units, QCryptographicHash::Sha256).toHex().left(16);
 }
 
-QByteArray Escape(char32_t c)
-{
-    switch (c) {
-        case '\n': return "\\n";
-        case '\r': return "\\r";
-        case '\t': return "\\t";
-        default: break;
-    }
-    return (c <= 0xFFFF ? QByteArray("\\u") : QByteArray("\\U")) +
-           QByteArray::number(uint(c), 16).rightJustified(c <= 0xFFFF ? 4 : 8, '0');
-}
-
 QByteArray AnsiText(const QString& text)
 {
     QByteArray bytes;
     for (const uint c : text.toUcs4()) {
-        const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
         const std::optional<uchar> byte =
-            control || c > 0xFFFF ? std::nullopt : ToCodePage(QChar(char16_t(c)));
+            IsUnseen(c) || c > 0xFFFF ? std::nullopt : ToCodePage(QChar(char16_t(c)));
         if (byte)
             bytes += char(*byte);
         else
-            bytes += Escape(c);
+            bytes += QByteArray::fromStdString(Escape(c));
     }
     return bytes;
 }

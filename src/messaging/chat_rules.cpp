@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "text/qt_line.h"
+
 namespace {
 
 constexpr int kLinesKept = 10'000;
@@ -45,17 +47,6 @@ QString Cleaned(const QString& text, QStringView lineBreak)
     return out;
 }
 
-bool MayTurnDirection(QChar c)
-{
-    return c.direction() == QChar::DirR || c.direction() == QChar::DirAL || c.isSurrogate();
-}
-
-QString Isolated(const QString& text)
-{
-    if (std::none_of(text.begin(), text.end(), MayTurnDirection)) return text;
-    return QChar(kIsolate) + text + QChar(kEndIsolate);
-}
-
 /// Each visual line by itself: an isolate does not reach across a soft break.
 QString IsolatedLines(const QString& text)
 {
@@ -76,7 +67,7 @@ int BytesOf(QChar c)
 ShownLine LineFor(const QString& ownHandle, const QString& fromHandle, const QString& text)
 {
     const QChar softBreak(kSoftBreak);
-    return {Isolated(Cleaned(fromHandle, u" ")) + QLatin1String(": ") +
+    return {InSentence(Cleaned(fromHandle, u" ")) + QLatin1String(": ") +
                 IsolatedLines(Cleaned(text, QStringView(&softBreak, 1))),
             fromHandle == ownHandle ? kOwnLineColour : kOtherLineColour};
 }

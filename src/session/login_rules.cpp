@@ -32,6 +32,11 @@ LoginFault CheckLogin(const QString& handle, const QString& password, const QStr
 {
     if (Trim(handle).isEmpty()) return LoginFault::NoHandle;
     if (Trim(password).isEmpty()) return LoginFault::NoPassword;
+    return CheckCode(code);
+}
+
+LoginFault CheckCode(const QString& code)
+{
     if (Trim(code).size() < kShortestCode || code.size() > kLongestCode) return LoginFault::CodeLength;
     return IsAlphanumeric(code) ? LoginFault::None : LoginFault::CodeCharacters;
 }

@@ -10,6 +10,8 @@ enum class LoginFault { None, NoHandle, NoPassword, CodeLength, CodeCharacters }
 
 /// The first thing that keeps the dialog open. All three as typed.
 LoginFault CheckLogin(const QString& handle, const QString& password, const QString& code);
+/// The part of it that concerns the meeting code.
+LoginFault CheckCode(const QString& code);
 /// The message for a fault; "": a beep says it all.
 QString FaultMessage(LoginFault fault);
 

@@ -141,6 +141,12 @@ TEST_F(ZephylTest, EveryLineHasOneAnswerAndItGoesOn)
     EXPECT_FALSE(alice.Ok(R"({"do":"login","handle":"alice","password":"wrong"})"));
     EXPECT_FALSE(alice.Ok(R"({"do":"login","handle":"alice","password":"пароль"})"));
     EXPECT_TRUE(alice.Ok(kLoginAlice));
+    for (const char* code : {"", "short", "stand up", "stand-up", "st\u00e4ndup", "standup\\u2028",
+                             "standup\\u009b", "standup\\u202e", "abcdefghijklmnopqrstu"}) {
+        const QJsonObject reply = alice.AskLine(QByteArray(R"({"do":"create","code":")") + code + "\"}");
+        EXPECT_EQ(reply[u"ok"_s], false) << code;
+        EXPECT_TRUE(reply[u"reason"_s].toString().startsWith(u"The Meeting Code must "_s)) << code;
+    }
 
     Script stranger = Run(Options().first(2));  // nobody vouches for the key
     EXPECT_FALSE(stranger.Ok(kLoginBob));

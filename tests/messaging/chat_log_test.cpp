@@ -86,7 +86,7 @@ TEST(LogEntries, AreOneLineOfTheCodePage)
     };
     EXPECT_EQ(line(u"ann: hello"_s), "ann: hello\r\n");
     EXPECT_EQ(line(u"\u20AC \u00FC \u201Cq\u201D"_s), "\x80 \xFC \x93q\x94\r\n");
-    EXPECT_EQ(line(u"a\r\nb\tc\u001B"_s), "a\\r\\nb\\tc\\u001b\r\n");  // no forged entry
+    EXPECT_EQ(line(u"a\r\nb\tc\u001B"_s), "a\\r\\nb\\tc\\x1b\r\n");  // no forged entry
     EXPECT_EQ(line(u"\u0416 \U0001F600 \u0081"_s), "\\u0416 \\U0001f600 \\u0081\r\n");
     EXPECT_TRUE(LogEntry(when, u"x"_s).contains("26"));
 }

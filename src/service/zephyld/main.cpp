@@ -7,6 +7,7 @@
 #include "service/relay/door/passwords.h"
 #include "service/relay/private_folder.h"
 #include "service/zephyld/commands.h"
+#include "text/one_line.h"
 
 namespace {
 
@@ -80,6 +81,9 @@ int main(int argc, char** argv)
     CLI::App app("zephyld, the Zephyl messaging service");
     app.set_version_flag("--version", "zephyld 1.0.0");
     app.require_subcommand(1);
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "zephyld: " + OneLine(error.what()) + ". Try zephyld --help.\n";
+    });
     zephyl::ServeRequest serve;
     UserRequest user;
     zephyl::KickRequest kick;
@@ -92,7 +96,7 @@ int main(int argc, char** argv)
     } catch (const CLI::RequiredError& error) {
         const char* word = Misspelt(app, argc, argv);
         if (!word) return app.exit(error);
-        std::cerr << "zephyld: there is no command \"" << word << "\". Try zephyld --help.\n";
+        std::cerr << "zephyld: there is no command \"" << OneLine(word) << "\". Try zephyld --help.\n";
         return int(CLI::ExitCodes::ExtrasError);
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
@@ -105,7 +109,7 @@ int main(int argc, char** argv)
         std::cout << zephyl::SampleConfig();
         return 0;
     } catch (const std::exception& error) {
-        std::cerr << "zephyld: " << error.what() << "\n";
+        std::cerr << "zephyld: " << OneLine(error.what()) << "\n";
         return 1;
     }
 }

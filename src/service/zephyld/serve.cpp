@@ -1,3 +1,4 @@
+#include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 #include <sys/resource.h>
@@ -16,6 +17,7 @@
 #include "service/relay/relay.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
+#include "text/one_line.h"
 
 namespace zephyl {
 namespace {
@@ -62,6 +64,27 @@ private:
     int mLock = -1;
 };
 
+/// Whatever an entry tells of what somebody wrote, it stays one line that drives no terminal.
+class PlainEntry final : public spdlog::custom_flag_formatter {
+public:
+    void format(const spdlog::details::log_msg& message, const std::tm&, spdlog::memory_buf_t& line) override
+    {
+        const std::string text = OneLine({message.payload.data(), message.payload.size()});
+        line.append(text.data(), text.data() + text.size());
+    }
+    std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<PlainEntry>(); }
+};
+
+std::shared_ptr<spdlog::logger> StandardErrorLog(const std::string& level)
+{
+    auto log = std::make_shared<spdlog::logger>("zephyld", std::make_shared<spdlog::sinks::stderr_sink_mt>());
+    auto lines = std::make_unique<spdlog::pattern_formatter>();
+    lines->add_flag<PlainEntry>('*').set_pattern("[%Y-%m-%d %H:%M:%S.%e] [%n] [%l] %*");
+    log->set_formatter(std::move(lines));
+    log->set_level(spdlog::level::from_str(level));
+    return log;
+}
+
 /// Each connection is a descriptor, each meeting in use three.
 void AllowAllDescriptors()
 {
@@ -91,8 +114,7 @@ int Serve(const ServeRequest& request)
     const RelayOptions options = Options(request);
     AllowAllDescriptors();
     std::signal(SIGXFSZ, SIG_IGN);  // a limit of file sizes is met like a full volume
-    auto log = std::make_shared<spdlog::logger>("zephyld", std::make_shared<spdlog::sinks::stderr_sink_mt>());
-    log->set_level(spdlog::level::from_str(options.logLevel));
+    const auto log = StandardErrorLog(options.logLevel);
     if (!options.personal) {
         Relay relay(options, log);
         RunUntilAsked(relay);

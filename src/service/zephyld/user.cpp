@@ -11,6 +11,7 @@
 #include "service/relay/private_folder.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
+#include "text/one_line.h"
 
 namespace zephyl {
 namespace {
@@ -72,7 +73,7 @@ std::string NewPassword(const UserRequest& request)
     return HashPassword(password, {});
 }
 
-/// Something that may stand in a mail's head: one address, no spaces, no control characters.
+/// Something that may stand in a mail's head: one address, no spaces, nothing unseen.
 void CheckAddress(const std::string& address)
 {
     constexpr std::size_t kLongest = 254;
@@ -81,16 +82,17 @@ void CheckAddress(const std::string& address)
         return c > ' ' && c != 0x7f &&
                std::string_view(",;:<>()[]\"\\").find(char(c)) == std::string_view::npos;
     });
-    if (!plain || at == 0 || at == std::string::npos || at + 1 == address.size() ||
-        address.find('@', at + 1) != std::string::npos || address.size() > kLongest)
+    if (!plain || OneLine(address) != address || at == 0 || at == std::string::npos ||
+        at + 1 == address.size() || address.find('@', at + 1) != std::string::npos ||
+        address.size() > kLongest)
         throw StartError("\"" + address + "\" is no mail address");
 }
 
 void List(const Accounts& accounts)
 {
     for (const Account& account : accounts.List())
-        std::cout << account.handle << "\t" << (account.permitted ? "permitted" : "forbidden") << "\t"
-                  << account.address << "\n";
+        std::cout << OneLine(account.handle) << "\t" << (account.permitted ? "permitted" : "forbidden")
+                  << "\t" << OneLine(account.address) << "\n";
 }
 
 bool Change(Accounts& accounts, const UserRequest& request)

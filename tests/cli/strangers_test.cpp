@@ -1,0 +1,307 @@
+// What strangers write, and what a hostile service says, at the terminals of zephyl and zephyld: plain lines.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include <QFile>
+#include <QJsonDocument>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/use_future.hpp>
+#include <filesystem>
+#include <thread>
+
+#include "base/text_rules.h"
+#include "demo/stage.h"
+#include "service/relay/door/identity.h"
+#include "service/relay/relay_fixture.h"
+#include "service/wire/content.h"
+#include "support/injections.h"
+
+namespace zephyl {
+namespace {
+
+namespace asio = boost::asio;
+using namespace Qt::StringLiterals;
+using stage::Child;
+
+constexpr char kEnd[] = "that is all";
+
+/// A service that lets anybody in and then says what it was told to.
+class TellingService {
+public:
+    explicit TellingService(std::string said) : mSaid(std::move(said))
+    {
+        PreparePrivateFolder(mFolder.path);
+        const Identity identity = PrepareIdentity(mFolder.path);
+        mTls = TlsContext::Server(identity.key, identity.certificate);
+        mDone = asio::co_spawn(mIo, Serve(), asio::use_future);
+        mThread = std::thread([this] { mIo.run(); });
+    }
+    ~TellingService()
+    {
+        mIo.stop();
+        mThread.join();
+    }
+    QStringList Options() const
+    {
+        return {u"--service"_s, u"127.0.0.1:%1"_s.arg(mAcceptor.local_endpoint().port()), u"--trust"_s,
+                QString::fromStdString(mTls->Fingerprint())};
+    }
+
+private:
+    asio::awaitable<void> Serve()
+    {
+        for (;;) {
+            TlsStream stream(co_await mAcceptor.async_accept(asio::use_awaitable), mTls);
+            try {
+                co_await stream.Handshake();
+                FrameReader reader(Way::Up);
+                for (std::string bytes;; bytes.clear()) {
+                    co_await stream.Read(bytes);
+                    reader.Feed(bytes);
+                    while (const auto frame = reader.Next()) co_await Answer(stream, frame->header);
+                }
+            } catch (const std::exception&) {
+            }  // the next one
+        }
+    }
+    asio::awaitable<void> Answer(TlsStream& stream, const Header& asked)
+    {
+        Header header;
+        if (asked.has_hello()) header.mutable_welcome()->set_version(kProtocolVersion);
+        if (asked.has_login()) {
+            LoggedIn& in = *header.mutable_logged_in();
+            in.set_call(asked.login().call());
+            in.set_result(RESULT_OK);
+            in.set_handle(asked.login().handle());
+            in.set_permitted(true);
+        }
+        if (asked.has_ask_permission()) {
+            header.mutable_permission()->set_call(asked.ask_permission().call());
+            header.mutable_permission()->set_permitted(true);
+        }
+        if (asked.has_enter()) {
+            Entered& entered = *header.mutable_entered();
+            entered.set_call(asked.enter().call());
+            entered.set_result(RESULT_OK);
+            entered.mutable_place()->set_meeting(std::string(16, 'm'));
+            entered.mutable_place()->set_token(std::string(32, 't'));
+        }
+        if (asked.has_leave()) header.mutable_left()->set_call(asked.leave().call());
+        if (asked.has_logout()) header.mutable_logged_out()->set_call(asked.logout().call());
+        std::string bytes;
+        if (header.message_case() != Header::MESSAGE_NOT_SET) AppendFrame(bytes, header, {}, Way::Down);
+        if (asked.has_enter()) bytes += mSaid;
+        co_await stream.Write(bytes);
+    }
+
+    const std::string mSaid;
+    TemporaryFolder mFolder;
+    asio::io_context mIo;
+    asio::ip::tcp::acceptor mAcceptor{mIo, {asio::ip::address_v4::loopback(), 0}};
+    std::shared_ptr<const TlsContext> mTls;
+    std::future<void> mDone;
+    std::thread mThread;
+};
+
+/// What comes behind the entry, in order.
+class Said {
+public:
+    void Text(const std::string& from, std::string_view text)
+    {
+        Item& item = Next();
+        item.set_from(from);
+        item.set_stream(7);
+        item.set_number(item.sequence());
+        item.mutable_text();
+        item.set_total(std::uint32_t(text.size()));
+        AppendItem(bytes, mHeader, LANE_TALK, text, Way::Down);
+    }
+    void Present(const std::string& handle)
+    {
+        Presence& presence = *Next().mutable_presence();
+        presence.set_handle(handle);
+        presence.set_status(5);
+        AppendItem(bytes, mHeader, LANE_TALK, {}, Way::Down);
+    }
+    void Notice(const std::string& text)
+    {
+        Next().mutable_notice()->set_text(text);
+        AppendItem(bytes, mHeader, LANE_TALK, {}, Way::Down);
+    }
+    void Bye(const std::string& text)
+    {
+        mHeader.Clear();
+        mHeader.mutable_bye()->set_reason(BYE_KICKED);
+        mHeader.mutable_bye()->set_text(text);
+        AppendFrame(bytes, mHeader, {}, Way::Down);
+    }
+    std::string bytes;
+
+private:
+    Item& Next()
+    {
+        mHeader.Clear();
+        mHeader.mutable_item()->set_channel(CHANNEL_TALK);
+        mHeader.mutable_item()->set_sequence(++mSequence);
+        return *mHeader.mutable_item();
+    }
+    Header mHeader;
+    std::uint64_t mSequence = 0;
+};
+
+bool ShowsItself(char32_t c)
+{
+    switch (QChar::category(c)) {
+        case QChar::Other_Control:
+        case QChar::Other_Format:
+        case QChar::Other_Surrogate:
+        case QChar::Separator_Line:
+        case QChar::Separator_Paragraph: return false;
+        default: return true;
+    }
+}
+
+/// Lines of UTF-8 in which nothing hides.
+void ExpectPlain(const QByteArray& line)
+{
+    const QString text = Utf8Text(line);
+    EXPECT_EQ(text.toUtf8(), line);
+    for (const uint c : text.toUcs4())
+        EXPECT_TRUE(ShowsItself(c)) << std::hex << c << " in " << line.toStdString();
+}
+
+class StrangersTest : public testing::Test {
+protected:
+    std::unique_ptr<Child> Zephyl(const QStringList& words)
+    {
+        return std::make_unique<Child>(stage::Programs() + u"/zephyl"_s, words, std::map<QString, QString>{},
+                                       Path("log"));
+    }
+    std::unique_ptr<Child> Listener(const TellingService& service)
+    {
+        QFile password(Path("pw"));
+        EXPECT_TRUE(password.open(QIODevice::WriteOnly) && password.write("secret\n") > 0);
+        return Zephyl(
+            QStringList{u"listen"_s} + service.Options() +
+            QStringList{u"--handle"_s, u"bob"_s, u"--password-file"_s, password.fileName(), u"standup"_s});
+    }
+    /// Of standard error; each line begins like this.
+    qsizetype ExpectPlainLog(const QByteArray& begin)
+    {
+        QFile log(Path("log"));
+        EXPECT_TRUE(log.open(QIODevice::ReadOnly));
+        const QByteArrayList lines = log.readAll().split('\n');
+        for (const QByteArray& line : lines) {
+            ExpectPlain(line);
+            EXPECT_TRUE(line.isEmpty() || line.startsWith(begin)) << line.toStdString();
+        }
+        return lines.size() - 1;
+    }
+    QString Path(const char* name) const { return QString::fromStdString((folder.path / name).string()); }
+
+    TemporaryFolder folder;
+    const std::vector<std::string> injections = Injections();
+};
+
+bool IsUtf8(const std::string& text)
+{
+    return Utf8Text(QByteArrayView(text.data(), qsizetype(text.size()))).toStdString() == text;
+}
+
+TEST_F(StrangersTest, TextsAndHandlesStayInTheirLines)
+{
+    ASSERT_EQ(injections.size(), 500u);
+    Said said;
+    std::string everything;
+    for (const std::string& text : injections) {
+        if (IsUtf8(text) && everything.size() < 30'000) {  // the wire refuses other handles and notices
+            said.Present(text);
+            everything += text;
+        }
+        said.Text("eve", text);
+    }
+    said.Notice(everything);
+    said.Text("eve", kEnd);
+    const TellingService service(said.bytes);
+
+    const auto listener = Listener(service);
+    std::size_t texts = 0;
+    for (QByteArray line; line != QByteArray("eve: ") + kEnd; ++texts) {
+        do ExpectPlain(line = listener->ReadLine());
+        while (line.startsWith("* "));
+        ASSERT_TRUE(line.startsWith("eve: ")) << line.toStdString();
+    }
+    EXPECT_EQ(texts, injections.size() + 1);
+    listener->Signal(SIGTERM);
+    EXPECT_EQ(listener->WaitForEnd(), 0);
+
+    stage::Script script(service.Options(), {}, Path("log"));
+    script.AskLine(R"({"do":"login","handle":"bob","password":"secret"})");
+    script.Process().Write(R"({"do":"join","code":"standup"})");
+    QStringList heard;
+    while (heard.isEmpty() || heard.last() != QLatin1String(kEnd)) {
+        const QByteArray line = script.Process().ReadLine();
+        ExpectPlain(line);
+        const QJsonObject event = QJsonDocument::fromJson(line).object();
+        if (event[u"event"_s] == u"message"_s) heard += event[u"text"_s].toString();
+    }
+    ASSERT_EQ(std::size_t(heard.size()), injections.size() + 1);
+    for (std::size_t i = 0; i < injections.size(); ++i)
+        EXPECT_EQ(heard[qsizetype(i)],
+                  Utf8Text(QByteArrayView(injections[i].data(), qsizetype(injections[i].size()))));
+    ExpectPlainLog("zephyl: ");
+}
+
+TEST_F(StrangersTest, AFarewellIsOneLine)
+{
+    Said said;
+    said.Bye("over\r\nzephyl: \x1b]0;x\x07\u009b2J\u2028\u202eann: y");
+    const TellingService service(said.bytes);
+    const auto listener = Listener(service);
+    EXPECT_EQ(listener->ReadLine(), "* bob is here");
+    ExpectPlain(listener->ReadLine());
+    EXPECT_ANY_THROW(listener->ReadLine());
+    EXPECT_EQ(listener->WaitForEnd(), 1);
+    ExpectPlainLog("zephyl: ");
+}
+
+TEST_F(StrangersTest, TheServicesLogIsOneLineAnEntry)
+{
+    const std::filesystem::path meetings = folder.path / "data" / "meetings";
+    std::filesystem::create_directories(meetings);
+    for (const std::filesystem::path& made : {folder.path / "data", meetings})
+        std::filesystem::permissions(made, std::filesystem::perms::owner_all);
+    qsizetype strange = 0;  // folders that are no meetings: each is told
+    for (const std::string& name : injections)
+        if (name.size() < 200 && name.find_first_of(std::string("/\0", 2)) == std::string::npos)
+            strange += std::filesystem::create_directory(meetings / name);
+    const auto zephyld = [&](const QStringList& words) {
+        return std::make_unique<Child>(stage::Programs() + u"/zephyld"_s, words, std::map<QString, QString>{},
+                                       Path("log"));
+    };
+    const auto service = zephyld({u"serve"_s, u"--data"_s, Path("data"), u"--listen"_s, u"127.0.0.1:0"_s});
+    EXPECT_TRUE(service->ReadLine().startsWith("zephyld ready "));
+    service->Signal(SIGTERM);
+    EXPECT_EQ(service->WaitForEnd(), 0);
+    EXPECT_GT(strange, 200);
+    EXPECT_GE(ExpectPlainLog("["), strange);
+
+    QFile::remove(Path("log"));
+    const QString name = u"a\x1b]0;x\a\r\nzephyld: ready\u0085\u009b2J\u2028\u202e\U000e0041"_s;
+    for (const QStringList& words : {QStringList{u"kick"_s, name, u"bob"_s},
+                                     {u"kick"_s, u"standup"_s, name},
+                                     {u"user"_s, u"permit"_s, name},
+                                     {u"user"_s, u"add"_s, u"bob"_s, u"--email"_s, u"a@b."_s + name},
+                                     {u"user"_s, u"add"_s, name, u"--password-file"_s, Path("pw")},
+                                     {name},
+                                     {u"kick"_s, u"a"_s, u"b"_s, name}})
+        EXPECT_NE(
+            zephyld(words.size() > 1 ? words + QStringList{u"--data"_s, Path("data")} : words)->WaitForEnd(),
+            0);
+    EXPECT_EQ(ExpectPlainLog("zephyld: "), 7);
+}
+
+}  // namespace
+}  // namespace zephyl
