@@ -127,6 +127,8 @@ public:
 
     /// Settings before the start: one "key"="text" each, below HKEY_CURRENT_USER\Software\Velnor\.
     void Setting(const QString& path, const QString& key, const QString& text);
+    /// For the programs started here from now on.
+    void Environment(const QString& name, const QString& value) { mEnvironment[name] = value; }
     void StartClient(QStringList options = {});
     Child& Client() { return *mClient; }
 

@@ -25,7 +25,8 @@ public:
     virtual void EncodePicture(const Pixels& picture) = 0;
     /// JPEG bytes of the last image given. The array is shared, not copied.
     virtual QByteArray GetBytes() = 0;
-    /// `frame`: one I420 frame of the prepared size when `isYUV`, else 24-bit BGR rows from the top.
-    /// Encodes at once and returns the quality it took, which callers pass on as SendVideoFrame's Quality.
+    /// `frame`: one I420 frame of the prepared size when `isYUV`, its numbers as JPEG means them (ITU-R
+    /// BT.601, all of 0 to 255), else 24-bit BGR rows from the top. Encodes at once and returns the quality
+    /// it took, which callers pass on as SendVideoFrame's Quality.
     virtual qint32 EncodeFrame(const QByteArray& frame, bool isYUV) = 0;
 };

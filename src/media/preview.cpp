@@ -11,12 +11,12 @@ uchar Clamped(int value)
     return uchar(std::clamp(value, 0, 255));
 }
 
-// ITU-R BT.601, video range, in 8-bit fixed point.
+// As JPEG means them, in 16-bit fixed point.
 QRgb Rgb(int y, int u, int v)
 {
-    const int c = 298 * (y - 16) + 128, d = u - 128, e = v - 128;
-    return qRgb(Clamped((c + 409 * e) >> 8), Clamped((c - 100 * d - 208 * e) >> 8),
-                Clamped((c + 516 * d) >> 8));
+    const int c = (y << 16) + (1 << 15), d = u - 128, e = v - 128;
+    return qRgb(Clamped((c + 91881 * e) >> 16), Clamped((c - 22554 * d - 46802 * e) >> 16),
+                Clamped((c + 116130 * d) >> 16));
 }
 
 }  // namespace

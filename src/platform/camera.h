@@ -26,7 +26,8 @@ struct CameraFormat {
     friend bool operator==(const CameraFormat&, const CameraFormat&) = default;
 };
 
-/// One frame as the driver gave it; I420 planes have rows of (width + 1) / 2 chroma samples.
+/// One frame. I420 planes have rows of (width + 1) / 2 chroma samples, and their numbers mean what they mean
+/// in JPEG (ITU-R BT.601, all of 0 to 255), whatever the camera meant by its own.
 struct CameraFrame {
     CameraFormat format;
     QByteArray bytes;

@@ -76,7 +76,7 @@ bool Near(QRgb a, QRgb b)
 
 TEST_F(CameraTest, ReadsY4mAndMjpegInALoopAroundDamage)
 {
-    const QByteArray header = "YUV4MPEG2 W16 H16 F25:1 C420jpeg\n", two = Y4mFrame(1) + Y4mFrame(2);
+    const QByteArray header = "YUV4MPEG2 W16 H16 F25:1 C420jpeg\n", two = Y4mFrame(50) + Y4mFrame(100);
     const QByteArray red = Jpeg(qRgb(255, 0, 0)), green = Jpeg(qRgb(0, 255, 0));
     const struct {
         const char* why;
@@ -85,9 +85,9 @@ TEST_F(CameraTest, ReadsY4mAndMjpegInALoopAroundDamage)
         const char* trouble;
     } rows[] = {
         {"whole", header + two, 2, ""},
-        {"frame parameters", header + "FRAME Ip\n" + QByteArray(384, 1) + Y4mFrame(2), 2, ""},
-        {"last frame cut off", header + two + Y4mFrame(3).chopped(1), 2, ""},
-        {"damage between frames", header + Y4mFrame(1) + "FRAM" + Y4mFrame(2), 1, ""},
+        {"frame parameters", header + "FRAME Ip\n" + QByteArray(384, 50) + Y4mFrame(100), 2, ""},
+        {"last frame cut off", header + two + Y4mFrame(120).chopped(1), 2, ""},
+        {"damage between frames", header + Y4mFrame(50) + "FRAM" + Y4mFrame(100), 1, ""},
         {"header alone", header, 0, "holds no whole picture"},
         {"no size", "YUV4MPEG2 W16 C420\n" + two, 0, "16 x 0"},
         {"too wide", "YUV4MPEG2 W4097 H16\n", 0, "4097 x 16"},
@@ -172,7 +172,7 @@ TEST_F(CameraTest, PatternMovesWithTheClockAndRestsAtTheGate)
 TEST_F(CameraTest, AVideoFileThatShrinksIsALostCamera)
 {
     const QByteArray header = "YUV4MPEG2 W16 H16\n";
-    camera.Choose(u"file:"_s + Write(header + Y4mFrame(1) + Y4mFrame(2)));
+    camera.Choose(u"file:"_s + Write(header + Y4mFrame(50) + Y4mFrame(100)));
     ASSERT_TRUE(camera.Open(0));
     QString reason;
     camera.SetLostCallback([&](const QString& why) { reason = why; });

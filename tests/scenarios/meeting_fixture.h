@@ -27,20 +27,24 @@ inline Match Begins(const char* field, const QString& with)
     };
 }
 
-inline const std::map<QString, QString> kPeople = {
-    {u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}, {u"eve"_s, u"eve's secret"_s}};
+inline const std::map<QString, QString> kPeople = {{u"ann"_s, u"ann's secret"_s},
+                                                   {u"bob"_s, u"bob's secret"_s},
+                                                   {u"eve"_s, u"eve's secret"_s},
+                                                   {u"sam"_s, u"sam's secret"_s}};
 
 class Meeting : public testing::Test {
 protected:
     /// A desk that knows the service and has its key pinned, with the login dialog open. `data`: more
     /// settings.
     std::unique_ptr<Desk> Sit(const QString& name, bool pinned = true,
-                              const std::map<QString, QString>& data = {})
+                              const std::map<QString, QString>& data = {},
+                              const std::map<QString, QString>& environment = {})
     {
         auto desk = std::make_unique<Desk>(folder, name);
         if (pinned) desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
         for (const auto& [key, text] : data)
             desk->Setting(u"Zephyl\\Configs\\(System Default)\\Data"_s, key, text);
+        for (const auto& [key, text] : environment) desk->Environment(key, text);
         desk->StartClient({u"--service"_s, service.Address()});
         desk->Wait("dialog", Is("name", u"frmLogin"_s));
         return desk;

@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 #include <algorithm>
 
+#include "platform/colour_bars.h"
 #include "scenarios/meeting_fixture.h"
 
 using namespace stage;
@@ -103,6 +104,44 @@ TEST_F(Pictures, VideosAndASharedWindowReachEveryBoard)
     eve.Event(Message(u"ann"_s, u"[[ZUM_APP_SHARE_OFF]]"_s));
     ann->Wait("note");
     EXPECT_FALSE(eve.Has(Message(u"ann"_s, u"[[ZUM_APP_SHARE_OFF]]"_s)));
+}
+
+TEST_F(Pictures, EveryCamerasColoursAreThoseThatOthersSee)
+{
+    const struct {
+        QString name, file;
+        std::map<QString, QString> settings, environment;
+    } rows[] = {
+        {u"ann"_s,
+         Write("y4m", bars::Y4m("C420jpeg", {})),
+         {{u"Video Device"_s, u"file:"_s + folder / "y4m"}},
+         {}},
+        {u"bob"_s, Write("mjpeg", bars::Jpeg()), {{u"Video Device"_s, u"file:"_s + folder / "mjpeg"}}, {}},
+        {u"eve"_s,
+         Write("yuyv", bars::Yuyv({})),
+         {},
+         {{u"MADE_UP_FRAME"_s, folder / "yuyv"},
+          {u"LD_PRELOAD"_s, QStringLiteral(MADE_UP_CAMERA)},
+          {u"ASAN_OPTIONS"_s, u"verify_asan_link_order=0"_s}}},
+    };
+    Script sam(service, folder, "sam", {u"--save"_s, folder / "saved"});
+    Join(sam, u"sam"_s, u"Colours"_s, "create");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.file.toStdString());
+        auto desk = Sit(row.name, true, row.settings, row.environment);
+        Enter(*desk, row.name, u"Colours"_s, true);
+        PlaceVideo(*desk, 20, 20);
+        const QJsonObject frame = sam.Event(Frame(row.name, 0));
+        EXPECT_LE(bars::Off(QImage(frame[u"file"_s].toString())), 3);
+        desk->Wait("frame", Frame(row.name, 0));
+        desk->Screenshot(folder / "screen.png");
+        const QImage screen(folder / "screen.png");
+        const QPoint board = desk->Board(20, 20);
+        EXPECT_LE(bars::Off(screen.copy(board.x(), board.y(), frame[u"width"_s].toInt(),
+                                        frame[u"height"_s].toInt())),
+                  3);
+        EXPECT_LE(bars::Off(screen.copy(desk->Control(u"picVideo"_s))), 3);
+    }
 }
 
 TEST_F(Pictures, HostileOnesStopNobody)

@@ -12,12 +12,19 @@ struct Rgb {
     int red = 0, green = 0, blue = 0;
 };
 
-uchar Luma(QRgb pixel)
+/// `fixed`: with 16 binary digits behind the point, and as many more as make up for the sum of several
+/// pixels.
+uchar Level(int fixed, int bits)
 {
-    return uchar(((66 * qRed(pixel) + 129 * qGreen(pixel) + 25 * qBlue(pixel) + 128) >> 8) + 16);
+    return uchar(std::clamp((fixed + (1 << (bits - 1))) >> bits, 0, 255));
 }
 
-Rgb MeanOfFour(const QImage& picture, int x, int y)
+uchar Luma(QRgb pixel)
+{
+    return Level(19595 * qRed(pixel) + 38470 * qGreen(pixel) + 7471 * qBlue(pixel), 16);
+}
+
+Rgb SumOfFour(const QImage& picture, int x, int y)
 {
     const int right = std::min(x + 1, picture.width() - 1), below = std::min(y + 1, picture.height() - 1);
     Rgb sum;
@@ -27,7 +34,7 @@ Rgb MeanOfFour(const QImage& picture, int x, int y)
         sum.green += qGreen(pixel);
         sum.blue += qBlue(pixel);
     }
-    return {sum.red / 4, sum.green / 4, sum.blue / 4};
+    return sum;
 }
 
 void ScalePlane(const uchar* from, QSize fromSize, uchar* to, QSize toSize)
@@ -76,9 +83,9 @@ I420Picture ToI420(const QImage& source)
     uchar* v = u + Area(Half({width, height}));
     for (int y = 0; y < height; y += 2)
         for (int x = 0; x < width; x += 2) {
-            const auto [red, green, blue] = MeanOfFour(picture, x, y);
-            *u++ = uchar(((-38 * red - 74 * green + 112 * blue + 128) >> 8) + 128);
-            *v++ = uchar(((112 * red - 94 * green - 18 * blue + 128) >> 8) + 128);
+            const auto [red, green, blue] = SumOfFour(picture, x, y);
+            *u++ = Level(-11058 * red - 21710 * green + 32768 * blue + (128 << 18), 18);
+            *v++ = Level(32768 * red - 27439 * green - 5329 * blue + (128 << 18), 18);
         }
     return planes;
 }

@@ -1,6 +1,6 @@
 #pragma once
 // Pictures as three planes: luminance, then both colour planes at half the size. Rows without padding, odd
-// sizes rounded up. Pure; any thread.
+// sizes rounded up. The numbers mean what they mean in JPEG: ITU-R BT.601, all of 0 to 255. Pure; any thread.
 
 #include <QByteArray>
 #include <QImage>
@@ -22,7 +22,7 @@ inline constexpr int kMostSide = 4096;
 /// Bytes of one picture.
 qsizetype I420Size(int width, int height);
 CameraFormat I420Format(int width, int height);
-/// ITU-R BT.601, video range; each colour sample is the mean of its four pixels.
+/// Each colour sample is the mean of its four pixels.
 I420Picture ToI420(const QImage& picture);
 /// Smoothly to another size; the aspect may change.
 I420Picture Scaled(const I420Picture& picture, int width, int height);

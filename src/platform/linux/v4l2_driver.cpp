@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/linux/i420.h"
+#include "platform/linux/v4l2_colours.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -154,6 +155,7 @@ bool V4l2Driver::ReadFormat()
                      : pixels.pixelformat,
                BitsOf(pixels), qint32(pixels.sizeimage)};
     mRowBytes = int(pixels.bytesperline ? pixels.bytesperline : pixels.width);
+    mMeaning = MeaningOfI420(mDescriptor);
     return true;
 }
 
@@ -311,7 +313,8 @@ QByteArray V4l2Driver::Packed(const uchar* data, size_t used) const
     const int chromaRows = 2 * ((mFormat.height + 1) / 2), chromaWidth = (mFormat.width + 1) / 2;
     if (used < size_t(rowBytes) * size_t(mFormat.height) + size_t(chromaRowBytes) * size_t(chromaRows))
         return {};
-    QByteArray packed;
+    I420Picture picture{mFormat.width, mFormat.height, {}};
+    QByteArray& packed = picture.bytes;
     packed.reserve(I420Size(mFormat.width, mFormat.height));
     const auto append = [&](int rows, int stride, int width) {
         for (int row = 0; row < rows; ++row, data += stride)
@@ -319,6 +322,7 @@ QByteArray V4l2Driver::Packed(const uchar* data, size_t used) const
     };
     append(mFormat.height, rowBytes, mFormat.width);
     append(chromaRows, chromaRowBytes, chromaWidth);
+    ToJpegMeaning(picture, mMeaning);
     return packed;
 }
 

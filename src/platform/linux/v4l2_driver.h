@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/linux/camera_driver.h"
+#include "platform/linux/yuv_meaning.h"
 
 /// A camera through libv4l2, which turns what the camera gives into I420 where it is asked to. Frames stream
 /// into memory shared with the driver; the newest one waits there until it is asked for.
@@ -47,6 +48,7 @@ private:
     QString mPath, mTrouble, mGone;
     CameraFormat mFormat;
     int mRowBytes = 0;  // of the first plane
+    YuvMeaning mMeaning;
     std::vector<Buffer> mBuffers;
     bool mStreaming = false;
     std::chrono::milliseconds mInterval{0};  // wished for between two frames

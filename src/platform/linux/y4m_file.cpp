@@ -28,6 +28,7 @@ Y4mHeader ReadY4mHeader(const QByteArray& line)
         if (field.startsWith('W')) header.width = Side(field.sliced(1));
         if (field.startsWith('H')) header.height = Side(field.sliced(1));
         if (field.startsWith('C')) colour = field.sliced(1);
+        if (field == "XCOLORRANGE=FULL") header.meaning.studio = false;
     }
     if (!IsPlain420(colour))
         header.trouble =
@@ -42,7 +43,11 @@ Y4mHeader ReadY4mHeader(const QByteArray& line)
 }
 
 Y4mFile::Y4mFile(std::unique_ptr<QFile> file, const Y4mHeader& header)
-    : mFile(std::move(file)), mWidth(header.width), mHeight(header.height), mFirstFrame(mFile->pos())
+    : mFile(std::move(file)),
+      mWidth(header.width),
+      mHeight(header.height),
+      mMeaning(header.meaning),
+      mFirstFrame(mFile->pos())
 {
 }
 
@@ -58,6 +63,8 @@ I420Picture Y4mFile::ReadOne()
     const QByteArray line = mFile->readLine(kLongestFrameLine);
     if (!line.startsWith("FRAME") || !line.endsWith('\n')) return {};
     const qsizetype size = I420Size(mWidth, mHeight);
-    QByteArray bytes = mFile->read(size);
-    return bytes.size() == size ? I420Picture{mWidth, mHeight, std::move(bytes)} : I420Picture{};
+    I420Picture picture{mWidth, mHeight, mFile->read(size)};
+    if (picture.bytes.size() != size) return {};
+    ToJpegMeaning(picture, mMeaning);
+    return picture;
 }

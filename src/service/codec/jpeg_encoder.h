@@ -26,7 +26,7 @@ public:
                           int quality);
     /// 24 bits a pixel, blue first, rows from the top without padding.
     JpegBytes EncodeBgr24(std::span<const std::uint8_t> frame, int width, int height, int quality);
-    /// One I420 frame without padding; compressed straight from its planes.
+    /// One I420 frame without padding, BT.601 and all of 0 to 255; compressed straight from its planes.
     JpegBytes EncodeI420(std::span<const std::uint8_t> frame, int width, int height, int quality);
     /// Gives the output buffer back.
     void Clear();
