@@ -24,7 +24,7 @@ struct Drawer : Fixture {
         meeting.toolbar = &toolbar;
         state.ports.trace = nullptr;  // its checksums read the whole board
         InMeeting(u"here"_s, {});
-        SaveWBBuffer(state, u"here"_s);
+        SaveWBBuffer(state, u"here"_s, clock.now);
     }
     void Apply(const QString& record) { HandleWBMessage(state, u"there"_s, record); }
     int Steps() const { return state.gWBBuffer->Index() - 1; }

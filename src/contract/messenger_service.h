@@ -6,7 +6,9 @@
 
 #include <QString>
 #include <QStringList>
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "contract/frame_encoder.h"
@@ -21,8 +23,8 @@ inline constexpr qint32 kFrameVideo = 0;
 inline constexpr qint32 kFrameApplication = 1;
 inline constexpr qint32 kFrameWhiteboard = 2;
 
-/// Own board work of an earlier stay, which comes again when the link enters the meeting anew by itself, has
-/// this behind the own handle: it is to be drawn, and waits for nothing. No handle contains brackets.
+/// Own board work of an earlier stay, which comes again when the meeting is entered anew, has this behind the
+/// own handle: it is to be drawn. No handle contains brackets.
 inline constexpr char kEarlierSuffix[] = " (earlier)";
 
 /// One attendee, as somebody to send to. Made by MessengerService::MakeUserItem, then Init.
@@ -124,6 +126,9 @@ public:
     /// Board records and whiteboard pictures that were drawn while nobody else was present.
     virtual void Keep(const QString& record) = 0;
     virtual void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) = 0;
+    /// While an event of the board is delivered that happened before the user entered: how long ago, counted
+    /// by the service's clock alone; zero where that is not known. None: it happens now.
+    virtual std::optional<std::chrono::milliseconds> EventAge() const { return std::nullopt; }
     /// Much is waiting to be sent: whoever begins something new to send should wait. Sending still works
     /// until the outbox is full; then it throws.
     virtual bool SendingIsTight() const { return false; }

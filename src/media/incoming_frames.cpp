@@ -71,8 +71,9 @@ void ShowFrame(ProcessState& state, const QString& handle, const Pixels& pixels,
     board.Paint(AsImage(pixels), {x, y});
     screen.RefreshPicture(pixels, {x, y});
     if (frameType == kFrameWhiteboard) {
-        ShowLastModified(state, handle);
-        SaveWBBuffer(state, handle);
+        const QDateTime when = EventTime(state);
+        ShowLastModified(state, handle, when);
+        SaveWBBuffer(state, handle, when);
     }
     TraceFrame(state, handle, rect, frameType);
 }

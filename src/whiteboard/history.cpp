@@ -14,6 +14,7 @@
 #include "whiteboard/whiteboard_tools.h"
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -141,11 +142,20 @@ QString LastModifiedText(const QString& userHandle, const QDateTime& when)
     return u"Last Modified: "_s + userHandle + u' ' + GeneralDate(when) + u' ';
 }
 
-void ShowLastModified(ProcessState& state, const QString& userHandle)
+void ShowLastModified(ProcessState& state, const QString& userHandle, const QDateTime& when)
 {
-    if (!state.gMeetingForm) return;
-    state.gMeetingForm->Panels().SetPanel(Panel::WBStatus,
-                                          LastModifiedText(userHandle, state.ports.clock->Now()));
+    if (state.gMeetingForm)
+        state.gMeetingForm->Panels().SetPanel(Panel::WBStatus, LastModifiedText(userHandle, when));
+}
+
+QDateTime Now(const ProcessState& state)
+{
+    return state.ports.clock->Now();
+}
+
+QDateTime EventTime(const ProcessState& state)
+{
+    return Now(state).addDuration(-state.gMessenger->EventAge().value_or(0ms));
 }
 
 void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,
@@ -163,9 +173,9 @@ void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const Q
     });
 }
 
-void SaveWBBuffer(ProcessState& state, const QString& userHandle)
+void SaveWBBuffer(ProcessState& state, const QString& userHandle, const QDateTime& modifiedAt)
 {
-    SaveWBBuffer(state, &state.gMeetingForm->Board().Image(), 0, 0, userHandle, state.ports.clock->Now());
+    SaveWBBuffer(state, &state.gMeetingForm->Board().Image(), 0, 0, userHandle, modifiedAt);
 }
 
 void LoadWBBuffer(ProcessState& state, qint16 index)

@@ -62,12 +62,17 @@ private:
 /// Adds a snapshot of `board` and sets the Undo and Redo buttons. Trapped: "SaveWBBuffer: ".
 void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,
                   const QDateTime& modifiedAt);
-/// The same for the meeting window's board, now.
-void SaveWBBuffer(ProcessState& state, const QString& userHandle);
+/// The same for the meeting window's board.
+void SaveWBBuffer(ProcessState& state, const QString& userHandle, const QDateTime& modifiedAt);
 /// Shows entry `index`: board, status text of that entry, Undo and Redo buttons. Trapped: "LoadWBBuffer: ".
 void LoadWBBuffer(ProcessState& state, qint16 index);
 
 /// "Last Modified: ", the handle and the time, with a blank behind each.
 QString LastModifiedText(const QString& userHandle, const QDateTime& when);
-/// Puts that text into the panel "WBStatus", for now.
-void ShowLastModified(ProcessState& state, const QString& userHandle);
+/// Puts that text into the panel "WBStatus".
+void ShowLastModified(ProcessState& state, const QString& userHandle, const QDateTime& when);
+
+/// Now, on the user's clock.
+QDateTime Now(const ProcessState& state);
+/// When the event that is being delivered happened: now, or for a newcomer as long ago as the service says.
+QDateTime EventTime(const ProcessState& state);

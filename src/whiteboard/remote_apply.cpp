@@ -32,7 +32,8 @@ struct Apply {
 
     MeetingScreens& Form() const { return *state.gMeetingForm; }
     Board& Image() const { return Form().Board().Image(); }
-    bool Earlier() const { return from.endsWith(QLatin1String(kEarlierSuffix)); }
+    /// Of before the user entered: it waits for nothing and keeps its time.
+    bool Earlier() const { return state.gMessenger->EventAge().has_value(); }
     void Pause(std::chrono::milliseconds time) const
     {
         if (state.ports.waits && !Earlier()) state.ports.waits->Pause(time);
@@ -48,8 +49,9 @@ void RefuseDamaged(const std::optional<FieldError>& error)
 void Note(const Apply& apply)
 {
     apply.Form().Board().Refresh();
-    SaveWBBuffer(apply.state, apply.from);
-    ShowLastModified(apply.state, apply.from);
+    const QDateTime when = EventTime(apply.state);
+    SaveWBBuffer(apply.state, apply.from, when);
+    ShowLastModified(apply.state, apply.from, when);
 }
 
 /// How many segments to draw before looking at the clock again.
@@ -130,7 +132,7 @@ void ApplyPointer(const Apply& apply, QStringView payload)
         apply.Pause(50ms);
     }
     RefuseDamaged(read.error);
-    ShowLastModified(apply.state, apply.from);
+    ShowLastModified(apply.state, apply.from, EventTime(apply.state));
 }
 
 /// Whether others may resize and scroll this window.
@@ -167,7 +169,7 @@ void ApplyStep(const Apply& apply, ToolKey key)
 {
     const Restore catchingUp(apply.Form().Toolbar().Tools().catchingUp, apply.Earlier());
     tool_ButtonClick(apply.state, key);
-    ShowLastModified(apply.state, apply.from);
+    ShowLastModified(apply.state, apply.from, EventTime(apply.state));
 }
 
 void ApplyClear(const Apply& apply)

@@ -84,9 +84,9 @@ void SendWhiteboard(ProcessState& state, qint16 x1, qint16 y1, qint16 x2, qint16
         const bool draws = !tools.action || tools.action->Draws();
         const QString own = state.gMessenger->Handle();
         const QString sent = SendAction(state, x1, y1, x2, y2);
-        ShowLastModified(state, own);
+        ShowLastModified(state, own, Now(state));
         state.gMeetingForm->Board().Refresh();
-        if (draws) SaveWBBuffer(state, own);
+        if (draws) SaveWBBuffer(state, own, Now(state));
         if (!sent.isEmpty()) TraceRecord(state, sent, own);
     });
 }

@@ -37,8 +37,8 @@ void Clear(ProcessState& state)
     screen.Image().Clear();
     screen.Refresh();
     SendWBMessage(state, QString::fromUtf16(tags::kWBClear));
-    ShowLastModified(state, own);
-    SaveWBBuffer(state, own);
+    ShowLastModified(state, own, Now(state));
+    SaveWBBuffer(state, own, Now(state));
     TraceRecord(state, u"CLEAR"_s, own);
 }
 

@@ -98,7 +98,7 @@ void LoadTools(ProcessState& state)
     tools.mWidthIndex = Index(state, keys::kSelectedWidth, int(kLineWidths.size()) - 1);
     picLineWidth_Click(state, tools.mWidthIndex);
     LoadFont(state);
-    SaveWBBuffer(state, state.gMessenger->Handle());
+    SaveWBBuffer(state, state.gMessenger->Handle(), Now(state));
 }
 
 void ActivateTools(ProcessState& state)

@@ -65,6 +65,7 @@ void SetSteps(WhiteboardTools& tools, int index, int count)
 
 bool RemoteStepWaits(WhiteboardTools& tools, std::chrono::steady_clock::time_point now)
 {
+    if (tools.catchingUp) return false;
     tools.remoteSteps = now - tools.remoteStepEnd < kInARow ? tools.remoteSteps + 1 : 1;
-    return !tools.catchingUp && tools.remoteSteps <= kStepsThatWait;
+    return tools.remoteSteps <= kStepsThatWait;
 }

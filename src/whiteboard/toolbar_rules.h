@@ -30,7 +30,7 @@ bool DropMode(WhiteboardTools& tools, ToolKey mode);
 /// What the Undo and Redo buttons may do at this place in the history.
 void SetSteps(WhiteboardTools& tools, int index, int count);
 /// Counts an undo or redo record of somebody else. The first three in a row wait a second each, the fourth
-/// and all behind it share one. True: wait.
+/// and all behind it share one; what is caught up with waits for nothing. True: wait.
 bool RemoteStepWaits(WhiteboardTools& tools, std::chrono::steady_clock::time_point now);
 
 // --- procedures ----------------------------------------------------------------------------------------

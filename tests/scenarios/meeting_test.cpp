@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <QDateTime>
+#include <QRegularExpression>
+
 #include "scenarios/meeting_fixture.h"
 
 using namespace Qt::StringLiterals;
@@ -101,6 +104,41 @@ TEST_F(Meeting, AVanishedServiceFreezesNobody)
     ann->Wait("record", Is("from", u"ann"_s));
     ann->Key(u"alt+F4"_s);
     EXPECT_EQ(ann->Client().WaitForEnd(), 0);
+}
+
+/// Of a meeting that a service begun anew has read from its disk.
+TEST_F(Meeting, ALateJoinerHasTheBoardOfTheOthersWithItsTimes)
+{
+    Script eve(service, folder, "eve");
+    auto ann = Sit(u"ann"_s);
+    Enter(*ann, u"ann"_s, u"Earlier1"_s, false);
+    Join(eve, u"eve"_s, u"Earlier1"_s);
+    ann->Wait("attendee", Is("handle", u"eve"_s));
+    const auto second = [] { return QDateTime::currentSecsSinceEpoch() % 3600; };
+    const qint64 from = second();
+    QStringList records{u"[[ZUM_WB_PEN]]5|¥|10|¥|10|¥|200|¥|150|¥|255"_s,
+                        u"[[ZUM_WB_TEXT]]50|¥|60|¥|False|¥|False|¥|Arial|¥|20|¥|False|¥|False|¥|0|¥|plan"_s,
+                        u"[[ZUM_WB_BOX]]2|¥|300|¥|300|¥|400|¥|350|¥|16711680"_s};
+    for (int i = 0; i < 4; ++i) records += {u"[[ZUM_WB_UNDO]]"_s, u"[[ZUM_WB_REDO]]"_s};
+    records += u"[[ZUM_WB_UNDO]]"_s;
+    for (const QString& record : records)
+        Ok(eve, "deliver", {{u"to"_s, QJsonArray{u"ann"_s}}, {u"text"_s, record}});
+    const qint64 took = (second() - from + 3600) % 3600;
+    QJsonValue board;
+    for (qsizetype i = 0; i < records.size(); ++i)
+        board = ann->Wait("record", Is("from", u"eve"_s)).value(u"board"_s);
+    service.Stop(SIGKILL);
+    service.Start();
+
+    auto bob = Sit(u"bob"_s);
+    Enter(*bob, u"bob"_s, u"Earlier1"_s, true);
+    for (qsizetype i = 1; i < records.size(); ++i) bob->Wait("record", Is("from", u"eve"_s));
+    const QString status = bob->Wait("panel", Begins("text", u"Last Modified: eve "_s))[u"text"_s].toString();
+    EXPECT_EQ(bob->Wait("record", Is("from", u"eve"_s)).value(u"board"_s), board);
+    const auto time = QRegularExpression(u":(\\d\\d):(\\d\\d)"_s).match(status);
+    ASSERT_TRUE(time.hasMatch()) << status.toStdString();
+    const qint64 shown = time.captured(1).toInt() * 60 + time.captured(2).toInt();
+    EXPECT_LE((shown - from + 3601) % 3600, took + 2) << status.toStdString();
 }
 
 TEST_F(Meeting, NewMeetingLeavesTheOldOneBehind)

@@ -73,7 +73,8 @@ public:
     QString serverKey = QStringLiteral("00112233445566778899");
     quint64 lines = 0;   // the number of the last one: each copy counts, but not the board's
     bool tight = false;  // much is waiting to be sent
-    QString refusal;     // LastRefusal after a Login that was refused
+    std::optional<std::chrono::milliseconds> age;  // of the events that are raised
+    QString refusal;                               // LastRefusal after a Login that was refused
 
     // --- what happened
     struct Text {
@@ -100,6 +101,7 @@ public:
 
     bool HasMeetingPermission() override { return Answer("HasMeetingPermission", {}); }
     QString ServerKey() const override { return serverKey; }
+    std::optional<std::chrono::milliseconds> EventAge() const override { return age; }
     bool SendingIsTight() const override { return tight; }
     QString SendTag() const override { return QStringLiteral("tag"); }
     bool LoggedIn() const override { return mLoggedIn; }

@@ -22,7 +22,7 @@ struct Client : Fixture {
         meeting.toolbar = &toolbar;
         state.ports.trace = nullptr;  // its checksums read the whole board
         InMeeting(handle, others);
-        SaveWBBuffer(state, handle);  // the blank board
+        SaveWBBuffer(state, handle, clock.now);  // the blank board
         Choose(ToolKey::Draw);
     }
 

@@ -112,10 +112,38 @@ TEST(RemoteApply, ManyUndosShareTheirSecond)
     EXPECT_TRUE(ann.service->texts.empty());
     EXPECT_TRUE(ann.tools.toolbarEnabled);
     EXPECT_TRUE(ann.tools.redoEnabled);
-    ann.waits.pauses.clear();
-    ann.Receive(u"[[ZUM_WB_REDO]]"_s, u"bob (earlier)"_s);  // catching up waits for nothing
+}
+
+TEST(RemoteApply, WhatIsEarlierNeverWaitsAndKeepsItsTime)
+{
+    Client ann;
+    const QDateTime now = ann.clock.now;
+    const auto at = [&](std::chrono::seconds ago) {
+        return LastModifiedText(u"bob"_s, now.addDuration(-ago));
+    };
+    ann.service->age = 90min;
+    ann.Receive(u"[[ZUM_WB_PEN]]3/10/10/20/10/255"_s);
+    EXPECT_EQ(ann.Status(), at(90min));
+    ann.service->age = 80min;
+    ann.Receive(u"[[ZUM_WB_CLEAR]]"_s);
+    for (int i = 0; i < 100; ++i) {
+        ann.Receive(i % 2 == 0 ? u"[[ZUM_WB_UNDO]]"_s : u"[[ZUM_WB_REDO]]"_s);
+        ann.Receive(u"[[ZUM_WB_POINTER]]1/2/3/4"_s);
+    }
+    EXPECT_EQ(ann.waits.pauses, std::vector<std::chrono::milliseconds>());
+    EXPECT_EQ(ann.Status(), at(80min));
+    ann.service->age = 0ms;  // it is not known when: as it comes, and without a wait
+    ann.Receive(u"[[ZUM_WB_UNDO]]"_s);
+    EXPECT_EQ(ann.Status(), at(0s));
     EXPECT_TRUE(ann.waits.pauses.empty());
-    EXPECT_TRUE(ann.Inked(30, 30));
+    EXPECT_TRUE(ann.Inked(15, 10));
+
+    ann.service->age.reset();  // and now what happens while the user is there
+    ann.clock.now = now.addSecs(60);
+    ann.Receive(u"[[ZUM_WB_UNDO]]"_s);
+    EXPECT_EQ(ann.waits.pauses, std::vector(1, 1000ms));
+    tool_ButtonClick(ann.state, ToolKey::Redo);  // shows the entry's own time
+    EXPECT_EQ(ann.Status(), at(90min));
 }
 
 TEST(RemoteApply, LongDrawingsPaintInSlicesAsOneStep)

@@ -33,6 +33,8 @@ struct LinkEvent {
     QByteArray jpeg;  // Frame
     int x = 0, y = 0;
     qint32 type = 0;
+    /// Of the board before the user entered: when it was drawn. None: it happens now.
+    std::optional<std::chrono::steady_clock::time_point> drawn;
     quint64 sequence = 0;   // 0: raised by the link itself
     std::size_t bytes = 0;  // on the wire
 };

@@ -10,6 +10,9 @@ namespace zephyl::link {
 
 namespace {
 
+constexpr std::uint64_t kClockWasSetMs = 978'307'200'000;  // 2001: a clock in front of that was never set
+constexpr std::uint64_t kLongestAgeMs = 100ull * 366 * 24 * 3600 * 1000;  // fits any clock
+
 QString Text(std::string_view utf8)
 {
     return Utf8Text({utf8.data(), qsizetype(utf8.size())});
@@ -37,6 +40,7 @@ void Incoming::Begin(quint64 entry, const Self& self, const Place& place, bool c
     for (const Attendee& attendee : place.attendees()) mPresent.push_back(attendee.handle());
     mTalk = place.position().talk();
     mBoard = place.position().board();
+    TakeClock(place);
     mQueue.BeginEntry(entry, mTalk, mBoard);
     if (!clearFirst) return;
     LinkEvent clear;
@@ -45,12 +49,30 @@ void Incoming::Begin(quint64 entry, const Self& self, const Place& place, bool c
     clear.entry = entry;
     clear.from = Text(mSelf.handle + kEarlierSuffix);
     clear.text = QStringLiteral("[[ZUM_WB_CLEAR]]");
+    clear.drawn = mServiceNowAt;
     mQueue.Push(std::move(clear));
 }
 
 void Incoming::Return(const Place& place)
 {
+    TakeClock(place);
     Compare(place.attendees());
+}
+
+void Incoming::TakeClock(const Place& place)
+{
+    mCatchUpTo = place.entered_at();
+    mServiceNow = place.now_ms();
+    mServiceNowAt = std::chrono::steady_clock::now();
+}
+
+/// Only the service's clock is compared with itself; what it cannot have meant is now.
+std::optional<std::chrono::steady_clock::time_point> Incoming::DrawnAt(const Item& item) const
+{
+    if (item.sequence() > mCatchUpTo) return std::nullopt;
+    const bool known = item.taken_ms() >= kClockWasSetMs && item.taken_ms() < mServiceNow;
+    const std::uint64_t age = known ? std::min(mServiceNow - item.taken_ms(), kLongestAgeMs) : 0;
+    return mServiceNowAt - std::chrono::milliseconds(age);
 }
 
 bool Incoming::OnSkipped(const Skipped& skipped)
@@ -134,6 +156,7 @@ void Incoming::RaiseContent(const ItemView& view, LinkEvent event)
     const bool own = from == mSelf.handle;
     const bool before = item.stream() != mSelf.stream || item.number() <= mSelf.boardNumber;
     if (own && event.line == Line::Board && before) from += kEarlierSuffix;
+    if (event.line == Line::Board) event.drawn = DrawnAt(item);
     const bool dropped = (own && from == mSelf.handle) || item.has_notice();
     if (!dropped && item.has_picture()) {
         SetPicture(event, item.picture(), from, view.body);

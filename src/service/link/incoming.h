@@ -2,7 +2,9 @@
 // What arrives in a meeting, made into events: duplicates are dropped, presence is compared with what is
 // held, the sender's own earlier work comes under a name of its own. Network thread.
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +44,8 @@ public:
     std::uint64_t ReceivedBoard() const { return mBoard; }
 
 private:
+    void TakeClock(const Place& place);
+    std::optional<std::chrono::steady_clock::time_point> DrawnAt(const Item& item) const;
     void Compare(const google::protobuf::RepeatedPtrField<Attendee>& attendees);
     void RaisePresence(const std::string& handle, int status, const std::string& address, LinkEvent event);
     void RaiseContent(const ItemView& item, LinkEvent event);
@@ -53,7 +57,10 @@ private:
     Self mSelf;
     std::vector<std::string> mPresent;    // in order of joining, the own one too
     std::uint64_t mTalk = 0, mBoard = 0;  // highest sequences received
-    std::uint64_t mLiveBytes = 0;         // on this connection
+    std::uint64_t mCatchUpTo = 0;         // of the board: what is there at entry
+    std::uint64_t mServiceNow = 0;        // milliseconds since 1970 by the service's clock, and by ours
+    std::chrono::steady_clock::time_point mServiceNowAt{};
+    std::uint64_t mLiveBytes = 0;  // on this connection
     bool mMuted = false;
 };
 

@@ -49,6 +49,7 @@ public:
     bool SendingIsTight() const override;
     quint64 LastLine() override;
     QString LastRefusal() const override { return mRefusal; }
+    std::optional<std::chrono::milliseconds> EventAge() const override;
 
     LinkStats Stats();
 
@@ -116,6 +117,7 @@ private:
     QString mConfig;
     std::optional<QString> mTypedAddress;
     QString mRefusal;
+    std::optional<std::chrono::steady_clock::time_point> mDrawn;  // of the event that is being delivered
     Account mAccount;
     bool mInMeeting = false;
     bool mMetBefore = false;  // a meeting was entered earlier: its board is still on the window

@@ -157,7 +157,11 @@ bool LinkMessenger::DeliverOne()
     if (!ready) return false;
     if (ready->event.kind != LinkEvent::Kind::Nothing) {
         CloseFold();
+        const std::weak_ptr<Outlet> alive = mAlive;
+        mDrawn = ready->event.drawn;
         Deliver(*ready);
+        if (alive.expired()) return false;
+        mDrawn.reset();
     }
     return true;
 }
@@ -170,6 +174,12 @@ void LinkMessenger::TellLines(const LineNews& news)
         if (alive.expired() || !mSink) return;
     }
     if (news.acceptedUpTo > 0) mSink->LinesAccepted(news.acceptedUpTo);
+}
+
+std::optional<std::chrono::milliseconds> LinkMessenger::EventAge() const
+{
+    if (!mDrawn) return std::nullopt;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - *mDrawn);
 }
 
 void LinkMessenger::Deliver(const ReadyEvent& ready)

@@ -43,6 +43,7 @@ struct Arrivals {
         item.set_from(from);
         item.set_stream(stream);
         item.set_number(number);
+        item.set_taken_ms(takenMs);
         item.mutable_text();
         incoming.OnItem({header, text});
     }
@@ -99,6 +100,7 @@ struct Arrivals {
     }
 
     std::uint64_t talk = 0, board = 0;
+    std::uint64_t takenMs = 0;  // of the next items
 };
 
 std::string Jpeg(int width)
@@ -170,6 +172,51 @@ TEST(Arriving, OwnEarlierWorkHasANameThatIsNotIgnored)
     net.Item("ann", 7, 3, "[[ZUM_WB_PEN]]3");
     EXPECT_EQ(net.Take(), QStringList({u"ann (earlier):[[ZUM_WB_CLEAR]]"_s,  // the board of before
                                        u"ann (earlier):[[ZUM_WB_PEN]]2"_s}));
+}
+
+TEST(Arriving, WhatIsOnTheBoardAtEntryIsAsOldAsTheServicesClockSays)
+{
+    constexpr std::uint64_t kNow = 1'800'000'000'000;
+    using std::chrono::hours;
+    Arrivals net;
+    Place place;
+    place.set_entered_at(8);
+    place.set_now_ms(kNow);
+    const auto before = std::chrono::steady_clock::now();
+    net.incoming.Begin(net.entry, {"ann", 7, 0}, place, false);
+    const auto after = std::chrono::steady_clock::now();
+    const struct {
+        std::uint64_t takenMs;
+        hours age;
+    } rows[] = {
+        {kNow - 3'600'000, hours(1)},
+        {kNow, hours(0)},
+        {kNow + 3'600'000, hours(0)},  // its clock was put back meanwhile
+        {~0ull, hours(0)},
+        {0, hours(0)},                // written when the log had no times
+        {978'307'199'999, hours(0)},  // its clock had not been set
+        {kNow - 600ull * 24 * 3'600'000, hours(600 * 24)},
+    };
+    for (std::uint64_t number = 0; const auto& row : rows) {
+        net.takenMs = row.takenMs;
+        net.Item("bob", 1, ++number, "[[ZUM_WB_PEN]]");
+        const auto drawn = net.queue.Take(net.entry)->event.drawn;
+        ASSERT_TRUE(drawn) << row.takenMs;
+        EXPECT_TRUE(*drawn + row.age >= before && *drawn + row.age <= after) << row.takenMs;
+    }
+    // A cut in the middle of catching up changes nothing; with the last that stood there it is over.
+    net.incoming.Return(place);
+    net.Item("bob", 1, 8, "[[ZUM_WB_UNDO]]");
+    EXPECT_TRUE(net.queue.Take(net.entry)->event.drawn);
+    net.Item("bob", 1, 9, "[[ZUM_WB_UNDO]]");
+    net.Item("bob", 1, 1, "a line");
+    for (int i = 0; i < 2; ++i) EXPECT_FALSE(net.queue.Take(net.entry)->event.drawn);
+
+    place.set_now_ms(~0ull);  // a service that says anything
+    net.incoming.Begin(net.entry, {"ann", 7, 0}, place, false);
+    net.board = 0;
+    net.Item("bob", 2, 1, "[[ZUM_WB_PEN]]");
+    EXPECT_LT(net.queue.Take(net.entry)->event.drawn, before);
 }
 
 TEST(Arriving, EventsOfAnEntryThatWasLeftAreDroppedAndThoseOfTheNextWait)

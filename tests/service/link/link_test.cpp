@@ -21,6 +21,7 @@ namespace zephyl {
 namespace {
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using AttendeePtr = std::unique_ptr<LinkedAttendee>;
 
 const QString kStroke = u"[[ZUM_WB_PEN]]3"_s;
@@ -106,6 +107,49 @@ TEST_F(LinkTest, WhatWentToEveryoneReachesTheNewcomerAndAWhisperDoesNot)
     alice->link->Send(u"carol"_s, u"now you"_s);
     alice->Turn();
     EXPECT_EQ(carol->Next(), u"Alice:now you"_s);
+}
+
+/// A cut in the middle of catching up: the rest is as early as what came before it.
+TEST_F(LinkTest, ANewcomerIsToldHowLongAgoWhatItCatchesUpWithWas)
+{
+    struct Ages final : MessengerEvents {
+        MessengerService* link = nullptr;
+        std::vector<std::optional<std::chrono::milliseconds>> ages;
+        int frames = 0;
+        void NewMessage(const QString&, const QString&) override { ages.push_back(link->EventAge()); }
+        void StatusChanged(const QString&, qint32) override {}
+        void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override
+        {
+            EXPECT_TRUE(link->EventAge());
+            ++frames;
+        }
+    } heard;
+    StartPatientRelay();
+    auto alice = Joined("Alice"), bob = Joined("bob");
+    alice->Next();
+    constexpr std::size_t kRecords = 100;
+    for (std::size_t i = 0; i < kRecords; ++i)
+        alice->Draw(i % 2 ? u"[[ZUM_WB_UNDO]]"_s : kStroke + QString(4000, u' '));
+    alice->link->Users()->Item(u"bob"_s)->SendVideoFrame(
+        Jpeg(48, 8), u"[[ZUM_RESERVED_HANDLE_WHITEBOARD]]Alice"_s, 0, 0, 2, 65);
+    alice->Turn();
+    EXPECT_TRUE(bob->Until([&] { return bob->heard.size() > kRecords; }));
+
+    FaultProxy proxy(relay->Port());
+    proxy.CutAfter(100'000, FaultProxy::Way::Down);
+    auto carol = Joined("carol", proxy.Port());
+    heard.link = carol->link.get();
+    carol->watcher = &heard;
+    EXPECT_FALSE(carol->link->EventAge());
+    EXPECT_TRUE(carol->Until([&] { return heard.ages.size() == kRecords && heard.frames == 1; }));
+    for (const auto& age : heard.ages) EXPECT_TRUE(age && *age >= 0ms && *age < 1h);
+    EXPECT_GT(proxy.Carried(FaultProxy::Way::Down), 200'000u);  // and it was cut
+    alice->Draw(kStroke);
+    alice->link->Send(u"carol"_s, u"a line"_s);
+    alice->Turn();
+    EXPECT_TRUE(carol->Until([&] { return heard.ages.size() == kRecords + 2; }));
+    EXPECT_FALSE(heard.ages.end()[-1] || heard.ages.end()[-2]);  // while the user is there
+    carol->watcher = nullptr;
 }
 
 TEST_F(LinkTest, PicturesComeDecodedToEverybodyAndToOneself)

@@ -170,6 +170,13 @@ void Meeting::Attach(Seat& seat, const std::shared_ptr<Client>& client)
     seat.timeIsUp = false;
 }
 
+std::uint64_t Meeting::WallClockMs()
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(
+        std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(now).count()));
+}
+
 void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
 {
     const ChannelState board = mLog->State(CHANNEL_BOARD);
@@ -183,6 +190,7 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     place.mutable_have()->set_talk(seat.numbers->have.talk);
     place.mutable_have()->set_board(seat.numbers->have.board);
     place.set_entered_at(seat.enteredAt.board);
+    place.set_now_ms(WallClockMs());
     AddAttendees(*place.mutable_attendees());
     mLog->Seat(seat.Entry());
     // Fixed at this moment, told once the seat is safe: nobody is let in whom a power cut would forget.

@@ -39,6 +39,8 @@ public:
     }
     bool Occupied() const { return mOccupied.load() > 0; }
     void Occupy(int change) { mOccupied += change; }
+    /// Milliseconds since 1970: what clients are told of when, and nothing is decided by.
+    static std::uint64_t WallClockMs();
     void PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text);
     void PostStop();
     void PostClose();

@@ -105,6 +105,7 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     down.set_stream(seat.session->stream);
     down.set_number(post.number());
     down.set_total(static_cast<std::uint32_t>(body.size()));
+    if (channel == CHANNEL_BOARD) down.set_taken_ms(WallClockMs());
     if (post.has_text())
         down.mutable_text();
     else
