@@ -5,6 +5,8 @@
 #include <QGridLayout>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QStyleOptionToolButton>
+#include <QStylePainter>
 #include <QToolButton>
 #include <algorithm>
 
@@ -25,6 +27,41 @@ constexpr int kCaptionHeight = 11;  // pixels: all buttons fit into the smallest
 constexpr int kCaptionRoom = 8;     // beside a caption
 constexpr int kArrowRoom = 12;      // of a drop-down
 constexpr int kNarrowestButton = 36;
+
+/// Pressed, it wears the desktop's mark of a selection, whatever the mouse does: the toolkit's own shade can
+/// hardly be seen on a dark desktop and gives way to that of the mouse.
+class ToolButton final : public QToolButton {
+public:
+    using QToolButton::QToolButton;
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QStylePainter painter(this);
+        QStyleOptionToolButton option;
+        initStyleOption(&option);
+        if (isChecked() || isDown()) {
+            DrawPressed(painter);
+            option.state &= ~(QStyle::State_On | QStyle::State_Sunken | QStyle::State_MouseOver);
+        }
+        painter.drawComplexControl(QStyle::CC_ToolButton, option);
+    }
+
+private:
+    void DrawPressed(QPainter& painter) const
+    {
+        constexpr int kFill = 90, kOutline = 110, kRound = 2;  // alphas; pixels
+        QColor fill = palette().color(QPalette::Highlight), outline = palette().color(QPalette::WindowText);
+        fill.setAlpha(kFill);
+        outline.setAlpha(kOutline);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(outline);
+        painter.setBrush(fill);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), kRound, kRound);
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        painter.setBrush(Qt::NoBrush);
+    }
+};
 
 void AddSeparator(QBoxLayout& row)
 {
@@ -95,7 +132,7 @@ ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent)
 
 void ToolbarView::AddButton(QBoxLayout& row, const ButtonRow& wanted)
 {
-    auto* button = new QToolButton(this);
+    auto* button = new ToolButton(this);
     button->setObjectName(u"tool_"_s + ToolName(wanted.key));
     button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     button->setIconSize({kIconSide, kIconSide});

@@ -282,6 +282,28 @@ TEST(Toolbar, NeverShowsWhatAClickToggledByItself)
     EXPECT_TRUE(w.tool.Button(ToolKey::Redo)->isEnabled() && w.Entry("mnuUndo")->isEnabled());
 }
 
+TEST(Toolbar, APressedToolStandsOutAlsoUnderTheMouse)
+{
+    for (const QColor& colour : {QColor(239, 239, 239), QColor(42, 46, 50)}) {
+        Window w;
+        w.tool.setPalette(QPalette(colour));
+        QToolButton* button = w.tool.Button(ToolKey::Erase);
+        const auto fill = [&](bool pressed, bool mouse) {
+            button->setChecked(pressed);
+            button->setAttribute(Qt::WA_UnderMouse, mouse);
+            return button->grab().toImage().pixelColor(5, button->height() / 2);
+        };
+        for (const bool mouse : {false, true})
+            for (const bool other : {false, true}) {
+                const QColor pressed = fill(true, mouse), raised = fill(false, other);
+                EXPECT_GE(abs(pressed.red() - raised.red()) + abs(pressed.green() - raised.green()) +
+                              abs(pressed.blue() - raised.blue()),
+                          60)
+                    << colour.name().toStdString() << ' ' << mouse << other;
+            }
+    }
+}
+
 TEST(Toolbar, WorksFromTheKeyboardWithNames)
 {
     Window w;
