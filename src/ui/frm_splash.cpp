@@ -1,14 +1,17 @@
 #include "ui/frm_splash.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDeadlineTimer>
+#include <QDialog>
 #include <QEvent>
 #include <QFrame>
 #include <QGuiApplication>
 #include <QIcon>
 #include <QLabel>
 #include <QScreen>
+#include <QTimer>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "base/process_state.h"
 #include "base/version.h"
@@ -34,6 +37,7 @@ frmSplash::frmSplash() : QWidget(nullptr, Qt::FramelessWindowHint)
     Frame1 = Named<QFrame>(this, "Frame1");
     Frame1->setFrameStyle(QFrame::Box | QFrame::Plain);
     Frame1->installEventFilter(this);
+    qApp->installEventFilter(this);
 
     imgLogo = Named<QLabel>(Frame1, "imgLogo");
     imgLogo->setPixmap(QIcon(u":/logo.svg"_s).pixmap(QSize(kLogo, kLogo), devicePixelRatioF()));
@@ -69,6 +73,21 @@ void frmSplash::ShowPainted()
                                         int(until.remainingTime()));
 }
 
+void frmSplash::Unload()
+{
+    mUnloaded = true;
+    qApp->removeEventFilter(this);
+    hide();
+}
+
+void frmSplash::GiveWay()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    const bool dialog = std::ranges::any_of(
+        windows, [](QWidget* window) { return window->isVisible() && qobject_cast<QDialog*>(window); });
+    if (!mUnloaded) setVisible(!dialog);
+}
+
 void frmSplash::keyPressEvent(QKeyEvent*)
 {
     Unload();
@@ -82,6 +101,11 @@ void frmSplash::paintEvent(QPaintEvent* event)
 
 bool frmSplash::eventFilter(QObject* watched, QEvent* event)
 {
+    if (event->type() == QEvent::Show && qobject_cast<QDialog*>(watched)) GiveWay();
+    if (event->type() == QEvent::Hide && qobject_cast<QDialog*>(watched)) {
+        setAttribute(Qt::WA_ShowWithoutActivating);
+        QTimer::singleShot(0, this, &frmSplash::GiveWay);  // the program may end here, or another dialog come
+    }
     if (watched == Frame1 && event->type() == QEvent::MouseButtonPress) {
         Unload();
         return true;

@@ -1,5 +1,6 @@
 #pragma once
-// frmSplash: what shows while the program starts. Any key, or a click on the panel, unloads it early.
+// frmSplash: what shows while the program starts. Any key, or a click on the panel, unloads it early. It is
+// hidden while a dialog is open, which it would stand half behind.
 
 #include <QWidget>
 
@@ -13,7 +14,7 @@ public:
     /// Shows the splash and returns when it has been painted, or after half a second where it cannot be.
     void ShowPainted();
     /// Harmless when it is unloaded already.
-    void Unload() { hide(); }
+    void Unload();
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -21,9 +22,12 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void GiveWay();
+
     QFrame* Frame1;
     QLabel* imgLogo;
     QLabel* lblProductName;
     QLabel* lblVersion;
     bool mPainted = false;
+    bool mUnloaded = false;
 };

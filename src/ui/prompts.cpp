@@ -4,8 +4,11 @@
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QFontDialog>
+#include <QHeaderView>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
+#include <QTreeView>
 
 #include "base/report.h"
 #include "ui/control_map.h"
@@ -68,6 +71,40 @@ void TraceBox(ProcessState& state, BoxIcon icon, const QString& title, const QSt
                {{u"title"_s, title}, {u"text"_s, text}, {u"icon"_s, QLatin1String(IconName(icon))}});
 }
 
+/// Keeps the stock icons off the buttons of a box or dialog, and of what it asks inside: ours elsewhere have
+/// none. Belongs to the dialog.
+class PlainButtons final : public QObject {
+public:
+    explicit PlainButtons(QDialog& dialog) : QObject(&dialog) { dialog.installEventFilter(this); }
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show) Strip(watched);
+        if (event->type() == QEvent::ChildPolished) {
+            QObject* child = static_cast<QChildEvent*>(event)->child();
+            if (qobject_cast<QMessageBox*>(child)) Strip(child);
+        }
+        return false;
+    }
+
+private:
+    static void Strip(QObject* window)
+    {
+        for (QPushButton* button : window->findChildren<QPushButton*>()) button->setIcon(QIcon());
+    }
+};
+
+/// Columns as wide as what stands in them, the name's with what is left; by itself the dialog cuts dates off.
+/// Does nothing where the desktop brings a dialog of its own.
+void ShowColumnsWhole(QFileDialog& dialog)
+{
+    constexpr QSize kRoomy(720, 440);
+    auto* list = dialog.findChild<QTreeView*>(u"treeView"_s);
+    if (!list) return;
+    list->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    list->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    dialog.resize(dialog.size().expandedTo(kRoomy).boundedTo(dialog.screen()->availableSize() * 9 / 10));
+}
+
 /// "Pictures (*.jpg;*.bmp)" is what the dialog shows. Some desktops' own dialogs compare names exactly, so
 /// upper-case endings are named as well, in the part that the dialog hides.
 void SetFilter(QFileDialog& dialog, const QString& name, const QStringList& patterns)
@@ -117,6 +154,7 @@ void QtPrompts::CriticalBox(const QString& title, const QString& text, Cause cau
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setAttribute(Qt::WA_ShowWithoutActivating);
     box->setModal(false);
+    new PlainButtons(*box);
     QObject::connect(box, &QDialog::finished, box, [this] {
         mCritical = nullptr;  // it is deleted later; an error until then needs a box of its own
         mSinceClosed.start();
@@ -154,6 +192,7 @@ QString QtPrompts::OpenFile(const QString& title, const QString& filterName, con
     SetFilter(dialog, filterName, patterns);
     dialog.setObjectName(u"openFile"_s);
     dialog.setFileMode(QFileDialog::ExistingFile);
+    ShowColumnsWhole(dialog);
     return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
 
@@ -164,6 +203,8 @@ QString QtPrompts::SaveFile(const QString& title, const QString& filterName, con
     SetFilter(dialog, filterName, patterns);
     dialog.setObjectName(u"saveFile"_s);
     dialog.setAcceptMode(QFileDialog::AcceptSave);  // asks before it overwrites
+    dialog.setLabelText(QFileDialog::LookIn, u"Save in:"_s);
+    ShowColumnsWhole(dialog);
     dialog.setDefaultSuffix(defaultExtension);
     return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
@@ -207,6 +248,7 @@ int QtPrompts::RunDialog(QDialog& dialog)
 {
     const QtWaits::Lift lifted(mWaits);  // a wait must not keep the user from answering
     TraceWindow(mState, &dialog);
+    const PlainButtons plain(dialog);
     ++mOpen;
     const int result = dialog.exec();
     --mOpen;

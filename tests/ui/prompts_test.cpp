@@ -1,14 +1,23 @@
-// Error boxes that come in numbers, and the mark that our own dialogs leave.
+// Dialogs and boxes, the mark that they leave, and the splash that gives way to them.
 #include "ui/prompts.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QDialog>
+#include <QFile>
+#include <QFileDialog>
+#include <QHeaderView>
 #include <QMessageBox>
+#include <QProxyStyle>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
 #include <QTimer>
+#include <QTreeView>
 
 #include "support/fixture.h"
+#include "ui/frm_splash.h"
 #include "ui/gate.h"
 
 using namespace Qt::StringLiterals;
@@ -52,6 +61,85 @@ TEST(Prompts, OneErrorBoxCountsWhatComesMeanwhile)
     });
     f.real.CriticalBox(u"T"_s, u"own"_s, Cause::Local);  // returns when it is answered
     EXPECT_TRUE(modal);
+}
+
+TEST(Prompts, TheSaveDialogSaysSoAndShowsItsColumnsWhole)
+{
+    Dialogs f;
+    QTemporaryDir folder;
+    const QDir before = QDir::current();
+    QDir::setCurrent(folder.path());
+    QFile(folder.filePath(u"meeting.bmp"_s)).open(QIODevice::WriteOnly);
+    QTimer::singleShot(0, &f.theGate, [&] {
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        ASSERT_TRUE(dialog);
+        EXPECT_EQ(dialog->labelText(QFileDialog::LookIn), u"Save in:"_s);
+        auto* list = dialog->findChild<QTreeView*>(u"treeView"_s);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return list->model()->rowCount(list->rootIndex()) == 1; }));
+        const QAbstractItemView* sized = list;  // which lets everybody ask
+        int wanted = 0;
+        for (int column = 0; column < list->header()->count(); ++column) {
+            EXPECT_GE(list->columnWidth(column), sized->sizeHintForColumn(column)) << column;
+            wanted += list->columnWidth(column);
+        }
+        EXPECT_LE(wanted, list->viewport()->width());
+        dialog->reject();
+    });
+    f.real.SaveFile(u"T"_s, u"Images"_s, {u"*.jpg"_s, u"*.bmp"_s}, u"jpg"_s);
+    QDir::setCurrent(before.path());
+}
+
+TEST(Prompts, NoButtonHasAStockIcon)
+{
+    struct IconStyle : QProxyStyle {  // as desktops have it
+        int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                      QStyleHintReturn* data) const override
+        {
+            return hint == SH_DialogButtonBox_ButtonsHaveIcons
+                       ? 1
+                       : QProxyStyle::styleHint(hint, option, widget, data);
+        }
+    };
+    QApplication::setStyle(new IconStyle);
+    Dialogs f;
+    const auto look = [&](auto run) {
+        int buttons = 0;
+        QTimer::singleShot(0, &f.theGate, [&] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            QMessageBox inside(QMessageBox::Warning, u"T"_s, u"Replace it?"_s, QMessageBox::Yes, dialog);
+            inside.show();
+            for (QWidget* window : {static_cast<QWidget*>(dialog), static_cast<QWidget*>(&inside)})
+                for (const QPushButton* button : window->findChildren<QPushButton*>()) {
+                    EXPECT_TRUE(button->icon().isNull()) << button->text().toStdString();
+                    ++buttons;
+                }
+            dialog->reject();
+        });
+        run();
+        EXPECT_GE(buttons, 2);
+    };
+    look([&] { f.real.Box(BoxIcon::Information, u"T"_s, u"x"_s); });
+    look([&] { f.real.CriticalBox(u"T"_s, u"x"_s, Cause::Local); });
+    look([&] { f.real.OpenFile(u"T"_s, u"Images"_s, {u"*.jpg"_s}); });
+    look([&] { f.real.SelectFont(u"T"_s, {}); });
+    QApplication::setStyle(u"Fusion"_s);
+}
+
+TEST(Splash, NeverStandsBehindADialog)
+{
+    frmSplash splash;
+    splash.ShowPainted();
+    ASSERT_TRUE(splash.isVisible());
+    QDialog dialog;
+    dialog.show();
+    EXPECT_FALSE(splash.isVisible());
+    dialog.hide();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return splash.isVisible(); }));  // while the login goes on
+    splash.Unload();
+    dialog.show();
+    dialog.hide();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(splash.isVisible());
 }
 
 TEST(Prompts, AModelessFormServesTheRestAndMarksItsClosing)
