@@ -16,6 +16,7 @@
 #include "session/meeting_entry.h"
 #include "settings/configurations.h"
 #include "settings/settings.h"
+#include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;
 
@@ -65,6 +66,7 @@ frmLogin::frmLogin(ProcessState& state, QWidget* parent) : QDialog(parent), mSta
     BuildMore();
     BuildButtons();
     SetTabs();
+    KeepReadable();
     Connect();
     Trapped(mState, "frmLogin_Load", [this] { Load(); });
 }
@@ -99,6 +101,26 @@ void frmLogin::Connect()
                              static_cast<QWidget*>(txtHostname), static_cast<QWidget*>(lblPassword)})
         watched->installEventFilter(this);
     cmbMeetingCode->lineEdit()->installEventFilter(this);
+}
+
+/// Dark desktops tend to leave links and hints as dark as on paper.
+void frmLogin::KeepReadable()
+{
+    QPalette link = palette();
+    link.setColor(QPalette::Link, ReadableOn(link.color(QPalette::Link), link.color(QPalette::Window)));
+    lblPassword->setPalette(link);
+    QPalette hint = palette();
+    hint.setColor(QPalette::PlaceholderText,
+                  ReadableOn(hint.color(QPalette::PlaceholderText), hint.color(QPalette::Base)));
+    txtService->setPalette(hint);
+}
+
+void frmLogin::changeEvent(QEvent* event)
+{
+    QDialog::changeEvent(event);
+    if (event->type() != QEvent::PaletteChange || !lblPassword || mUnloaded) return;
+    KeepReadable();
+    chkHostname_Click();  // its field has colours of its own too
 }
 
 void frmLogin::FillLists()

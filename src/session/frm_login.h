@@ -35,6 +35,7 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
     bool eventFilter(QObject* target, QEvent* event) override;
 
 private:
@@ -42,6 +43,7 @@ private:
     void BuildMore();
     void BuildButtons();
     void SetTabs();
+    void KeepReadable();
     void Connect();
     void Load();
     void LoadConfigSettings();
@@ -60,7 +62,7 @@ private:
 
     QGroupBox* frameLogin;
     QLineEdit *txtHandle, *txtPassword;
-    QLabel* lblPassword;
+    QLabel* lblPassword = nullptr;
     QComboBox* cmbMeetingCode;
     QRadioButton *optJoinMeeting, *optNewMeeting;
     QFrame* frameButtons;

@@ -242,6 +242,25 @@ TEST(FrmLogin, HostnameOffersTheAddressesInTurn)
     EXPECT_TRUE(f.prompts.boxes.last().contains(u"txtHostname_DblClick: "_s));
 }
 
+TEST(FrmLogin, CanBeReadOnADarkDesktop)
+{
+    Login f;
+    f.Open();
+    const auto contrast = [](const QColor& a, const QColor& b) {
+        return abs(qGray(a.rgb()) - qGray(b.rgb()));
+    };
+    for (const QColor& window : {QColor(239, 239, 239), QColor(42, 46, 50)}) {
+        QPalette desktop(window);
+        desktop.setColor(QPalette::PlaceholderText, QColor(0, 0, 0, 128));  // as desktops leave it
+        f.form->setPalette(desktop);
+        const QPalette link = f.Get<QLabel>("lblPassword")->palette();
+        EXPECT_GE(contrast(link.color(QPalette::Link), window), 80) << window.name().toStdString();
+        const QPalette hint = f.Edit("txtService")->palette();
+        EXPECT_GE(contrast(hint.color(QPalette::PlaceholderText), hint.color(QPalette::Base)), 60)
+            << window.name().toStdString();
+    }
+}
+
 TEST(FrmLogin, MoreMovesTheButtonsUnderTheLastFrame)
 {
     Login f;

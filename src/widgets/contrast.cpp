@@ -1,0 +1,43 @@
+#include "widgets/contrast.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// Contrasts as the accessibility rules of the web reckon them (WCAG 2.1): black on white has 21, red on white
+// 4.0. Small coloured letters on dark paper need more than on light.
+constexpr double kLeastOnDark = 6, kLeastOnLight = 3.9;
+constexpr double kDark = 0.18;  // luminance of middle grey
+
+double Linear(double channel)
+{
+    return channel <= 0.03928 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);
+}
+
+double Luminance(const QColor& colour)
+{
+    return 0.2126 * Linear(colour.redF()) + 0.7152 * Linear(colour.greenF()) +
+           0.0722 * Linear(colour.blueF());
+}
+
+double Contrast(const QColor& a, const QColor& b)
+{
+    const auto [darker, lighter] = std::minmax({Luminance(a), Luminance(b)});
+    return (lighter + 0.05) / (darker + 0.05);
+}
+
+}  // namespace
+
+QColor ReadableOn(const QColor& ink, const QColor& paper)
+{
+    constexpr int kStep = 5;
+    const bool dark = Luminance(paper) < kDark;
+    QColor shade = ink;
+    for (int lightness = ink.lightness(); lightness >= 0 && lightness <= 255;
+         lightness += dark ? kStep : -kStep) {
+        if (lightness != ink.lightness()) shade.setHsl(ink.hslHue(), ink.hslSaturation(), lightness);
+        if (Contrast(shade, paper) >= (dark ? kLeastOnDark : kLeastOnLight)) return shade;
+    }
+    return dark ? QColor(Qt::white) : QColor(Qt::black);
+}
