@@ -51,7 +51,10 @@ QString DrawnFamily(const QString& name)
 QFont BoardFont(const TextLook& look)
 {
     constexpr double kSmallest = 1, kLargest = 1024;
-    QFont font(DrawnFamily(look.fontName));
+    QFont font;
+    // What the font lacks comes from these on every machine that has them, whatever else is installed.
+    font.setFamilies(
+        {DrawnFamily(look.fontName), u"Liberation Sans"_s, u"Droid Sans Fallback"_s, u"Noto Color Emoji"_s});
     font.setPointSizeF(std::clamp(double(look.points), kSmallest, kLargest));
     font.setBold(look.bold);
     font.setItalic(look.italic);
