@@ -23,6 +23,9 @@ public:
     virtual ~ChatScreen() = default;
     /// Appends one line (sender, ": ", text) in the sender's colour and scrolls to it.
     virtual void AppendLine(const QString& fromHandle, const QString& text) = 0;
+    /// The line appended last left as the link's numbers behind `after`, up to `upTo` (see LastLine): a sign
+    /// stands beside it until it is accepted.
+    virtual void AwaitAcceptance(quint64 /*after*/, quint64 /*upTo*/) {}
 };
 
 /// Twips; 1 pixel is 15 twips at every scale.

@@ -38,9 +38,12 @@ void Note(ProcessState& state, const QString& text)
 void SendToAll(ProcessState& state, const QString& text)
 {
     const QString own = state.gMessenger->Handle();
+    const quint64 before = state.gMessenger->LastLine();
     for (const QString& handle : Recipients(HandlesInMeeting(state), own))
         SendZUMMessage(state, handle, text);
+    const quint64 last = state.gMessenger->LastLine();
     state.gMeetingForm->Chat().AppendLine(own, text);
+    if (last != before) state.gMeetingForm->Chat().AwaitAcceptance(before, last);
     Note(state, Caution(state, text));
 }
 
@@ -48,7 +51,7 @@ void WhisperTo(ProcessState& state, const QStringList& selected, const QString& 
 {
     const QStringList to = Recipients(selected, state.gMessenger->Handle());
     for (const QString& handle : to) SendZUMMessage(state, handle, text);
-    if (to.isEmpty()) return;
+    if (to.isEmpty()) return Note(state, u"Whispered to nobody: only your own name is selected."_s);
     const QString caution = Caution(state, text);
     Note(state, caution.isEmpty() ? u"Whispered to "_s + to.join(u", "_s) : caution);
 }

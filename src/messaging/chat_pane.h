@@ -6,9 +6,14 @@
 #include <functional>
 
 #include "messaging/chat_rules.h"
+#include "messaging/open_lines.h"
 
 /// txtChat. Plain text in the senders' colours; a line is appended as one paragraph and nothing before it is
-/// touched. Old lines are forgotten when the box has grown too large (see LinesToDrop).
+/// touched. Old lines are forgotten when the box has grown too large (see LinesToDrop). Where the desktop is
+/// dark, lighter shades of the colours are painted; what is copied keeps the colours.
+///
+/// Behind an own line that the service has not accepted a small clock is painted, or a mark for good when it
+/// was lost. Neither is part of the text.
 class ChatBox : public QTextEdit {
 public:
     explicit ChatBox(QWidget* parent);
@@ -17,11 +22,34 @@ public:
     /// The conversation: handle, ": ", text, lines separated by CR LF.
     QString Conversation() const;
 
+    /// The last line left as the link's numbers behind `after`, up to `upTo`, and is not accepted yet. Its
+    /// sign comes after a second, or at once while there is no connection.
+    void AwaitAcceptance(quint64 after, quint64 upTo);
+    void Accepted(quint64 upTo);
+    void Lost(quint64 number);
+    void SetConnected(bool connected);
+
+    /// What the sign at a place of the viewport says; "" where there is none.
+    QString SignText(QPoint at) const;
+    /// Where signs are painted, in the viewport.
+    QList<QRect> Signs() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
 private:
     void Forget(int lines);
     void ShowEnd();
+    void Shade(const QTextBlock& line);
+    QRect PlaceOf(const OpenLine& line) const;
+    void UpdateIf(bool changed);
 
-    QTextBlockFormat mParagraph;
+    QTextBlockFormat mParagraph, mOwnParagraph;
+    OpenLines mOpen;
+    qint64 mForgotten = 0;  // lines
+    bool mConnected = true;
     bool mEmpty = true;
 };
 

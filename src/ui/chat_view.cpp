@@ -1,5 +1,7 @@
 #include "ui/chat_view.h"
 
+#include <utility>
+
 #include "base/report.h"
 #include "messaging/chat_pane.h"
 
@@ -10,4 +12,34 @@ void ChatView::AppendLine(const QString& fromHandle, const QString& text)
     const QString own = mState.gMessenger->Handle();
     mBox.Append(LineFor(own, fromHandle, text));
     TraceEvent(mState, "line", {{u"from"_s, fromHandle}, {u"text"_s, text}, {u"own"_s, fromHandle == own}});
+}
+
+void ChatView::AwaitAcceptance(quint64 after, quint64 upTo)
+{
+    mBox.AwaitAcceptance(after, upTo);
+    TraceSigns();
+}
+
+void ChatView::LinesAccepted(quint64 upTo)
+{
+    mBox.Accepted(upTo);
+    TraceSigns();
+}
+
+void ChatView::LineLost(quint64 number)
+{
+    mBox.Lost(number);
+    TraceSigns();
+}
+
+void ChatView::SetConnected(bool connected)
+{
+    mBox.SetConnected(connected);
+    TraceSigns();
+}
+
+void ChatView::TraceSigns()
+{
+    const int signs = int(mBox.Signs().size());
+    if (std::exchange(mSigns, signs) != signs) TraceEvent(mState, "unsent", {{u"signs"_s, signs}});
 }

@@ -44,7 +44,7 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     PlaceFirst();
     mPlacement = std::make_unique<PlacementKeeper>(*this);
     mActivation = std::make_unique<ActivationWatch>(mState, *this, [this] { Activate(); });
-    mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *status);
+    mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *mChat, *status);
     mState.gMessenger->SetEvents(mZUM.get());
 }
 

@@ -43,12 +43,18 @@ QSlider* Slider(QWidget* parent, const char* name, const QRect& at, int from, in
     return slider;
 }
 
-/// The toolkit's outline of an empty box is nearly the colour of a dark desktop.
-class OutlinedCheckBox final : public QCheckBox {
+/// The toolkit's outline of an empty box is nearly the colour of a dark desktop. No letter is underlined:
+/// another control has it.
+class TalkBox final : public QCheckBox {
 public:
     using QCheckBox::QCheckBox;
 
 protected:
+    void initStyleOption(QStyleOptionButton* option) const override
+    {
+        QCheckBox::initStyleOption(option);
+        option->text.remove(u'&');
+    }
     void paintEvent(QPaintEvent* event) override
     {
         constexpr int kAlpha = 110;
@@ -74,17 +80,6 @@ void Label(QWidget* parent, const QString& text, const QRect& at)
     const int width = QFontMetrics(font).horizontalAdvance(text) + 1;
     if (width > at.width()) font.setStretch(100 * at.width() / width);
     label->setFont(font);
-}
-
-/// What is said stays readable in the senders' pure colours under every desktop theme: ink on paper.
-void MakePaper(QTextEdit* box)
-{
-    QPalette paper = box->palette();
-    paper.setColor(QPalette::Base, Qt::white);
-    paper.setColor(QPalette::Text, Qt::black);
-    paper.setColor(QPalette::PlaceholderText, QColor(0x70, 0x70, 0x70));
-    box->setPalette(paper);
-    box->setFont(ChatFont());
 }
 
 }  // namespace
@@ -114,7 +109,7 @@ void LeftPanel::BuildVideo()
 {
     picVideo = Placed<VideoPreview>(this, "picVideo", place::picVideo, u"Video input window"_s);
     picVideo->setAccessibleName(u"Own video"_s);
-    chkTalk = Placed<OutlinedCheckBox>(this, "chkTalk", place::chkTalk);
+    chkTalk = Placed<TalkBox>(this, "chkTalk", place::chkTalk);
     chkTalk->setText(u"&Talk"_s);
     chkTalk->setShortcut(QKeySequence());  // Alt+T opens the Tools menu
     cmdFormat = Button(this, "cmdFormat", place::cmdFormat, u"Res: 160x120"_s, QString());
@@ -147,8 +142,8 @@ void LeftPanel::BuildChat()
 
 void LeftPanel::SettleLooks()
 {
-    MakePaper(txtMessage);
-    MakePaper(txtChat);
+    txtMessage->setFont(ChatFont());
+    txtChat->setFont(ChatFont());
     cmdSend->setDefault(true);
     cmdWhisper->raise();  // it keeps its place when the message box grows beneath it
     for (QWidget* control :

@@ -12,6 +12,7 @@
 #include "messaging/tags.h"
 #include "settings/settings.h"
 #include "ui/attendee_list.h"
+#include "ui/chat_view.h"
 #include "ui/status_panels.h"
 #include "whiteboard/remote_apply.h"
 
@@ -34,8 +35,9 @@ void TrappedFromAfar(ProcessState& state, const QString& name, Body&& body)
 
 }  // namespace
 
-ServiceEvents::ServiceEvents(ProcessState& state, AttendeeList& lstUsers, MeetingStatusBar& status)
-    : mState(state), mUsers(lstUsers), mStatus(status)
+ServiceEvents::ServiceEvents(ProcessState& state, AttendeeList& lstUsers, ChatView& chat,
+                             MeetingStatusBar& status)
+    : mState(state), mUsers(lstUsers), mChat(chat), mStatus(status)
 {
 }
 
@@ -58,6 +60,17 @@ void ServiceEvents::VideoFrame(const QString& fromHandle, const PicturePtr& fram
 void ServiceEvents::LinkChanged(const LinkState& link)
 {
     mStatus.ShowLink(link);
+    if (!link.remark) mChat.SetConnected(link.phase == LinkState::Phase::Connected);
+}
+
+void ServiceEvents::LinesAccepted(quint64 upTo)
+{
+    mChat.LinesAccepted(upTo);
+}
+
+void ServiceEvents::LineLost(quint64 number)
+{
+    mChat.LineLost(number);
 }
 
 void ServiceEvents::mZUM_NewMessage(const QString& fromHandle, const QString& message)
@@ -70,6 +83,7 @@ void ServiceEvents::mZUM_NewMessage(const QString& fromHandle, const QString& me
 void ServiceEvents::Do(const QString& fromHandle, const decision::BoardRecord& record)
 {
     HandleWBMessage(mState, fromHandle, record.message);
+    NoteMissingScript(record.message);  // only texts of people have other characters than the form's own
 }
 
 void ServiceEvents::Do(const QString& fromHandle, const decision::FrameRate& rate)
@@ -87,6 +101,13 @@ void ServiceEvents::Do(const QString& fromHandle, const decision::ChatLine& line
     if (line.sendReceipt) mState.gMessenger->Send(fromHandle, QString::fromUtf16(tags::kMessageReceived), 0);
     mState.gMeetingForm->Chat().AppendLine(fromHandle, line.text);
     mState.gMeetingForm->ResetPointer();
+    NoteMissingScript(fromHandle + line.text);
+}
+
+void ServiceEvents::NoteMissingScript(const QString& text)
+{
+    const QString script = mMissingScript.In(text);
+    if (!script.isEmpty()) mStatus.Note(u"No font for %1 is installed."_s.arg(script));
 }
 
 void ServiceEvents::mZUM_StatusChanged(const QString& userHandle, qint32 newStatus)

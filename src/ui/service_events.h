@@ -4,20 +4,24 @@
 #include "base/process_state.h"
 #include "contract/messenger_service.h"
 #include "messaging/dispatch.h"
+#include "ui/missing_script.h"
 
 class AttendeeList;
+class ChatView;
 class MeetingStatusBar;
 
 /// What it is given must outlive it. Needs gMeetingForm from the first event on.
 class ServiceEvents final : public MessengerEvents {
 public:
-    ServiceEvents(ProcessState& state, AttendeeList& lstUsers, MeetingStatusBar& status);
+    ServiceEvents(ProcessState& state, AttendeeList& lstUsers, ChatView& chat, MeetingStatusBar& status);
 
     void NewMessage(const QString& fromHandle, const QString& message) override;
     void StatusChanged(const QString& userHandle, qint32 newStatus) override;
     void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
                     qint32 frameType) override;
     void LinkChanged(const LinkState& link) override;
+    void LinesAccepted(quint64 upTo) override;
+    void LineLost(quint64 number) override;
 
 private:
     void mZUM_NewMessage(const QString& fromHandle, const QString& message);
@@ -29,8 +33,11 @@ private:
     void Do(const QString& fromHandle, const decision::ChatLine& line);
     void AddAttendee(const QString& handle);
     void RemoveAttendee(const QString& handle);
+    void NoteMissingScript(const QString& text);
 
     ProcessState& mState;
     AttendeeList& mUsers;
+    ChatView& mChat;
     MeetingStatusBar& mStatus;
+    MissingScript mMissingScript{SomeFontShows};
 };

@@ -53,6 +53,46 @@ TEST(ChatBox, KeepsOneParagraphALine)
     EXPECT_TRUE(box.Conversation().startsWith(u"ann: hi\r\n"_s));
 }
 
+TEST(ChatBox, MarksBesideTheTextWhatHasNotGoneOut)
+{
+    ChatBox box(nullptr);
+    box.resize(212, 197);
+    box.show();
+    const auto say = [&](const QString& text, quint64 after, quint64 upTo) {
+        box.Append(LineFor(u"ann"_s, u"ann"_s, text));
+        box.AwaitAcceptance(after, upTo);
+    };
+    const auto signs = [&] {
+        QStringList said;
+        for (const QRect& place : box.Signs()) {
+            EXPECT_TRUE(box.viewport()->rect().contains(place)) << place.x() << ' ' << place.y();
+            said += box.SignText(place.center()).left(8);
+        }
+        return said;
+    };
+    say(u"quickly accepted"_s, 0, 3);  // three receivers
+    box.Accepted(3);
+    say(u"open"_s, 3, 6);
+    EXPECT_EQ(signs(), QStringList());  // for a moment
+    box.SetConnected(false);
+    EXPECT_EQ(signs(), QStringList({u"Not sent"_s}));
+    box.Append(LineFor(u"ann"_s, u"bob"_s, u"in between"_s));
+    say(QString(u"as wide as the box and longer "_s).repeated(3), 9, 10);  // behind a whisper, 7 to 9
+    EXPECT_EQ(signs(), QStringList({u"Not sent"_s, u"Not sent"_s}));
+    const QImage marked = box.grab().toImage();
+    box.Accepted(5);  // one of three copies is not there yet
+    box.Lost(8);      // the whisper
+    EXPECT_EQ(signs().size(), 2);
+    box.Lost(10);
+    box.Accepted(10);  // the first word counts
+    EXPECT_EQ(signs(), QStringList({u"Not deli"_s}));
+    EXPECT_NE(marked, box.grab().toImage());
+    EXPECT_TRUE(
+        box.Conversation().startsWith(u"ann: quickly accepted\r\nann: open\r\nbob: in between\r\n"_s));
+    for (int i = 0; i < 10'500; ++i) box.Append(LineFor(u"ann"_s, u"bob"_s, u"x"_s));
+    EXPECT_EQ(signs(), QStringList());  // the line is forgotten, and its sign with it
+}
+
 TEST(ChatBox, NobodyCanForgeALine)
 {
     const QStringList pieces =

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <QMenuBar>
+#include <QTextBlock>
 
 #include "settings/settings.h"
 #include "ui/meeting_desk.h"
+#include "ui/missing_script.h"
 
 using namespace Qt::StringLiterals;
 
@@ -61,6 +63,101 @@ TEST(Chatting, WhisperReachesTheSelectionOnly)
     EXPECT_EQ(desk.Sent().size(), 1);
     EXPECT_EQ(desk.prompts.beeps, 1);
     EXPECT_EQ(desk.Panel().MessageText(), u""_s);
+    EXPECT_TRUE(desk.trace.Last("note").value(u"text"_s).toString().startsWith(u"Whispered to nobody"_s));
+}
+
+TEST(Chatting, ALineIsMarkedUntilTheServiceHasIt)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    const auto say = [&](const QString& text) {
+        desk.Type(text);
+        QTest::keyClick(desk.Panel().txtMessage, Qt::Key_Return);
+    };
+    const auto signs = [&] { return desk.Panel().txtChat->Signs().size(); };
+    desk.service->Link({LinkState::Phase::Cut, LinkState::Back::No, u"Cut off"_s, {}, false});
+    say(u"one"_s);
+    say(u"two"_s);
+    EXPECT_EQ(signs(), 2);
+    desk.service->Link({LinkState::Phase::Connected, LinkState::Back::Resumed, u""_s, {}, false});
+    EXPECT_EQ(signs(), 2);
+    desk.service->Accept(2);  // bob and cy
+    EXPECT_EQ(signs(), 1);
+    desk.service->Lose(4);
+    EXPECT_EQ(signs(), 1);
+    EXPECT_EQ(desk.Conversation(), u"ann: one\r\nann: two"_s);
+
+    MeetingDesk alone(QStringList{});
+    alone.Whole();
+    alone.service->Link({LinkState::Phase::Cut, LinkState::Back::No, u"Cut off"_s, {}, false});
+    alone.Type(u"echo"_s);
+    QTest::keyClick(alone.Panel().txtMessage, Qt::Key_Return);
+    EXPECT_EQ(alone.Panel().txtChat->Signs().size(), 0);  // nobody it could reach
+}
+
+TEST(Chatting, SaysWhichScriptHasNoFont)
+{
+    const auto latinAndGreek = [](char32_t c) { return c < 0x400; };
+    const struct {
+        QString text, missing;
+    } rows[] = {
+        {u"caf\u00E9 \u03B1 \u2014 \u20AC"_s, {}},  // punctuation and signs have no script
+        {u"\u4F60\u597D"_s, u"Chinese"_s},
+        {u"\u304B\u306A"_s, u"Japanese"_s},
+        {u"a \uD55C\uAE00"_s, u"Korean"_s},
+        {u"\u0416"_s, u"Cyrillic"_s},
+        {u"ok \U0001F600"_s, u"emoji"_s},
+        {u"\u13A0"_s, u"a rare script"_s},
+        {u"\uE000\uFFFF"_s, {}},  // private, and no character at all
+        {QString(), {}},
+    };
+    MissingScript watch(latinAndGreek);
+    for (const auto& row : rows) EXPECT_EQ(watch.In(row.text), row.missing) << row.text.toStdString();
+
+    int asked = 0;
+    MissingScript all([&](char32_t) { return ++asked > 0; });
+    QString many;
+    for (char16_t c = 0x4E00; c < 0x5E00; ++c) many += c;
+    EXPECT_EQ(all.In(many), QString());
+    EXPECT_EQ(asked, 64);  // a stranger's text does not hold the window
+    all.In(u"\u4E00\u4E01"_s);
+    EXPECT_EQ(asked, 64);
+
+    MeetingDesk desk;
+    desk.Whole();
+    desk.service->Say(u"bob"_s, u"\U00016F00"_s);  // Miao; hardly a machine shows it
+    EXPECT_EQ(desk.trace.Last("note").value(u"text"_s).toString().startsWith(u"No font for a rare script"_s),
+              !SomeFontShows(U'\U00016F00'));
+}
+
+TEST(Chatting, FollowsADarkDesktop)
+{
+    const QPalette before = QApplication::palette();
+    QApplication::setPalette(QPalette(QColor(42, 46, 50)));
+    {
+        MeetingDesk desk;
+        desk.Whole().Type(u"own"_s);
+        const QColor paper = QApplication::palette().color(QPalette::Base);
+        const auto brightest = [&](QWidget* box) {
+            const QImage seen = box->grab().toImage();
+            EXPECT_EQ(seen.pixelColor(seen.width() / 2, seen.height() - 4), paper);
+            int most = 0;
+            for (int y = 0; y < seen.height(); ++y)
+                for (int x = 0; x < seen.width(); ++x) most = std::max(most, qGray(seen.pixel(x, y)));
+            return most - qGray(paper.rgb());
+        };
+        QTextEdit* chat = desk.Panel().txtChat;
+        EXPECT_GE(brightest(desk.Panel().txtMessage->viewport()), 80);
+        QTest::keyClick(desk.Panel().txtMessage, Qt::Key_Return);
+        EXPECT_GE(brightest(chat->viewport()), 60);
+        chat->clear();
+        desk.service->Say(u"bob"_s, u"other"_s);
+        EXPECT_GE(brightest(chat->viewport()), 60);
+        // What is copied keeps the colour that lines of others have.
+        EXPECT_EQ(chat->document()->lastBlock().begin().fragment().charFormat().foreground().color(),
+                  QColor(Qt::blue));
+    }
+    QApplication::setPalette(before);
 }
 
 TEST(Chatting, TypingAnywhereGoesIntoTheMessage)

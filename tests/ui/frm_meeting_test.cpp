@@ -169,9 +169,20 @@ TEST(MeetingWindow, FitsTheScreenWithItsFrame)
         ASSERT_TRUE(QTest::qWaitFor([&] { return desk.gate.IsOpen(); }));
         const QRect frame = desk.window->frameGeometry();
         EXPECT_GT(frame.height(), desk.window->height());
-        EXPECT_TRUE(screen.contains(frame)) << frame.x() << ' ' << frame.y() << ' ' << frame.width() << ' '
-                                            << frame.height();
+        EXPECT_TRUE(screen.contains(frame))
+            << frame.x() << ' ' << frame.y() << ' ' << frame.width() << ' ' << frame.height();
     }
+}
+
+TEST(MeetingWindow, PromisesAltTToOneControlOnly)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    QCheckBox* talk = desk.Panel().chkTalk;  // the menu has the key
+    EXPECT_EQ(talk->text(), u"&Talk"_s);
+    const QImage shown = talk->grab().toImage();
+    talk->setText(u"Talk"_s);
+    EXPECT_EQ(shown, talk->grab().toImage());
 }
 
 TEST(MeetingWindow, StoresToolsOnItsCloseBoxAndNoPlacement)
