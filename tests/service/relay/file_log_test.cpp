@@ -3,40 +3,15 @@
 #include "service/relay/log/file_log.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <boost/asio/io_context.hpp>
-#include <csignal>
 #include <fstream>
 #include <random>
 
+#include "service/relay/log/stored.h"
 #include "service/relay/relay_fixture.h"
-
-namespace {
-std::atomic<int> failingSyncs{0};
-}
-
-// A disk that fails: the kernel says so once and drops what it could not write, here every item of 'z'.
-extern "C" int fdatasync(int file)
-{
-    if (failingSyncs <= 0) return static_cast<int>(::syscall(SYS_fdatasync, file));
-    --failingSyncs;
-    struct stat about {};
-    ::fstat(file, &about);
-    std::string bytes(static_cast<std::size_t>(about.st_size), '\0');
-    if (::pread(file, bytes.data(), bytes.size(), 0) == about.st_size) {
-        const std::string dropped(1000, 'z');
-        for (auto at = bytes.find(dropped); at != std::string::npos; at = bytes.find(dropped))
-            bytes.replace(at, dropped.size(), dropped.size(), '\0');
-        if (::pwrite(file, bytes.data(), bytes.size(), 0) != about.st_size) std::abort();
-    }
-    errno = EIO;
-    return -1;
-}
+#include "service/relay/test_disk.h"
 
 namespace zephyl {
 namespace {
@@ -48,7 +23,12 @@ const unsigned kSeeds = std::getenv("LOG_SEEDS") ? std::stoul(std::getenv("LOG_S
 class FileLogTest : public testing::Test {
 protected:
     FileLogTest() { bounds.logInMemory = 4 * kMiB; }
-    void TearDown() override { log.reset(); }
+    void TearDown() override
+    {
+        log.reset();
+        disk.room = TestDisk::kEnough;
+        disk.failingSyncs = 0;
+    }
 
     /// As after a kill: nothing was said to the one before.
     Sequences Open()
@@ -59,9 +39,14 @@ protected:
             at, MeetingHead{"id", "code", "key", 1}, bounds, room,
             [this](auto work) { boost::asio::post(io, std::move(work)); },
             [this](bool refused) { trouble += refused ? '-' : '+'; });
-        Sequences last = log->Open().lost;
+        const LogContents contents = log->Open();
+        Sequences last = contents.lost;
+        seats = contents.seats.size();
         log->NumbersFrom([] { return std::vector<NumbersEntry>(); });
-        damage = log->Replay([&](const LogItem& item) { last[item.channel] = item.sequence; });
+        replayed = log->Replay([&](const LogItem& item) {
+            last[item.channel] = item.sequence;
+            if (onReplay) onReplay(item);
+        });
         return last;
     }
     void Add(Channel channel, std::size_t bytes, int count = 1, char letter = 0)
@@ -118,6 +103,7 @@ protected:
         return oldest;
     }
 
+    TestDisk& disk = TestDisk::The();
     TemporaryFolder folder;
     fs::path at = folder.path / "meeting";
     RelayBounds bounds;
@@ -125,7 +111,9 @@ protected:
     LogRoom room{kLogsInMemoryBytes};
     std::unique_ptr<FileLog> log;
     std::string trouble;
-    Damage damage = Damage::None;
+    Replayed replayed;
+    std::size_t seats = 0;
+    MeetingLog::Take onReplay;
 };
 
 TEST_F(FileLogTest, HoldsOnlyTheNewestInMemoryAndReadsTheRest)
@@ -180,7 +168,7 @@ TEST_F(FileLogTest, DamageIsPutAsideAndTheRestIsRead)
     };
     spoil(350'000);
     Open();
-    EXPECT_EQ(damage, Damage::Found);
+    EXPECT_EQ(replayed.damage, Damage::Found);
     EXPECT_TRUE(fs::exists(Oldest("board").string() + ".damaged"));
     EXPECT_EQ(Count(CHANNEL_BOARD, 0), 50 - 8);  // eleven in that file, three of them in front of the damage
     spoil(150'000);                              // while it is served
@@ -189,31 +177,56 @@ TEST_F(FileLogTest, DamageIsPutAsideAndTheRestIsRead)
     EXPECT_EQ(Count(CHANNEL_BOARD, lost), 39);  // who had not read it finds that said
 }
 
-// A limit of the process stands for a full volume: a write fails in its middle.
+// Whatever was kept in memory, in however many segments, is in the files once it is said to be.
 TEST_F(FileLogTest, GoesOnInMemoryWhileTheDiskTakesNothing)
 {
-    std::signal(SIGXFSZ, SIG_IGN);
-    Open();
-    Add(CHANNEL_TALK, 100'000, 5);
-    rlimit before{};
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit full{700'000, before.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &full);
-    std::uint64_t safe = 0;
-    log->WhenSafe([&](const Sequences& upTo) { safe = upTo.talk; });
-    Add(CHANNEL_TALK, 100'000, 5);
-    log->Seat({});
-    EXPECT_EQ(safe, log->State(CHANNEL_TALK).end);
-    log->Trim(CHANNEL_BOARD, 0, 0);  // a tick: no room yet
-    EXPECT_EQ(trouble, "-");
-    EXPECT_EQ(Count(CHANNEL_TALK, 0), 10);
-    ::setrlimit(RLIMIT_FSIZE, &before);
-    log->Trim(CHANNEL_BOARD, 0, 0);
-    Add(CHANNEL_TALK, 100'000);
-    EXPECT_EQ(trouble, "-+");
-    Open();
-    EXPECT_EQ(Count(CHANNEL_TALK, 0), 11);
-    EXPECT_EQ(damage, Damage::None);
+    bounds.boardKept = bounds.talkKept = 16 * kMiB;  // segments of 1 MiB
+    const struct {
+        const char* what;
+        std::size_t bytes;
+        int items;
+        std::vector<long long> rooms;  // one after another, until there is enough
+    } rows[] = {
+        {"less than a segment", 100'000, 5, {0}},
+        {"several segments", 170'000, 60, {200'000}},
+        {"items larger than one", 3 * kMiB, 4, {0}},
+        {"full again in the middle of each pass", 170'000, 60, {0, 900'000, 3'000'000, 2'000'000}},
+        {"full again between the channels", 300'000, 20, {0, 6'200'000}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        at = folder.path / row.what;
+        log.reset();
+        trouble.clear();
+        Open();
+        for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) Add(channel, 100'000, 5);
+        Sequences safe;
+        log->WhenSafe([&](const Sequences& upTo) { safe = upTo; });
+        for (const long long left : row.rooms) {
+            disk.room = left;
+            if (left == row.rooms.front())
+                for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD})
+                    Add(channel, row.bytes, row.items);
+            log->Seat({});
+            log->Trim(CHANNEL_BOARD, 0, 0);  // a tick
+            Wait();
+            EXPECT_EQ(trouble, "-");
+            EXPECT_EQ(safe.talk, log->State(CHANNEL_TALK).end);
+            EXPECT_EQ(Count(CHANNEL_TALK, 0), 5 + row.items);
+        }
+        disk.room = TestDisk::kEnough;
+        log->Trim(CHANNEL_BOARD, 0, 0);
+        Wait();
+        EXPECT_EQ(trouble, "-+");
+        for (int kill = 0; kill < 2; ++kill) {
+            for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) {
+                EXPECT_EQ(Count(channel, 0), 5 + row.items + kill);
+                Add(channel, 10);
+            }
+            Open();
+            EXPECT_EQ(replayed.damage, Damage::None);
+        }
+    }
 }
 
 TEST_F(FileLogTest, WhatAFailedSyncMayHaveDroppedIsWrittenAgainBeforeItCounts)
@@ -227,12 +240,12 @@ TEST_F(FileLogTest, WhatAFailedSyncMayHaveDroppedIsWrittenAgainBeforeItCounts)
         Add(CHANNEL_TALK, 1000, 3);
         std::uint64_t safe = 0;
         log->WhenSafe([&](const Sequences& upTo) {
-            EXPECT_TRUE(upTo.talk == safe || failures > 1 || failingSyncs == 0);
+            EXPECT_TRUE(upTo.talk == safe || failures > 1 || disk.failingSyncs == 0);
             safe = upTo.talk;
         });
-        failingSyncs = failures;
+        disk.failingSyncs = failures;
         Add(CHANNEL_TALK, 1000, 3, 'z');
-        while (failingSyncs > 0) {
+        while (disk.failingSyncs > 0) {
             log->Trim(CHANNEL_BOARD, 0, 0);  // a tick
             Wait();
         }
@@ -268,12 +281,123 @@ TEST_F(FileLogTest, AFolderHoldsLittleMoreThanWhatIsWanted)
         auto kept = std::move(log);
         at = copy;
         Open();
-        EXPECT_EQ(damage, Damage::None);
+        EXPECT_EQ(replayed.damage, Damage::None);
         log->Trim(CHANNEL_BOARD, 0, log->State(CHANNEL_BOARD).end);
         EXPECT_EQ(Count(CHANNEL_BOARD, 0), 3 * round);
         log = std::move(kept);
         at = own;
     }
+}
+
+/// What a test has told the log and was told by it, held against what an opening finds.
+struct Told {
+    struct One {
+        std::size_t bytes;
+        char letter;
+    };
+    std::map<std::uint64_t, One> items;      // of one channel, by sequence
+    std::uint64_t delivered = 0, safe = 0;   // while the disk took all
+    std::uint64_t begin = 0, readByAll = 0;  // as Trim was told
+    std::uint64_t lost = 0;
+    bool Needs(std::uint64_t sequence, const One& one, bool killed, bool trouble) const
+    {
+        const bool passing = one.letter == 'P';
+        return sequence <= (killed && !trouble ? delivered : safe) && sequence > lost &&
+               sequence > (passing ? readByAll : begin);
+    }
+};
+
+// A kill, and a loss of power, between any two steps of whatever the log does.
+TEST_F(FileLogTest, AtNoMomentIsAnythingMissingThatWasSaidToBeThere)
+{
+    bounds.boardKept = bounds.talkKept = 2 * kMiB;  // segments of 128 KiB
+    struct Moment {
+        fs::path at;
+        bool killed, trouble;
+        std::map<Channel, Told> told;
+    };
+    for (unsigned seed = 0; seed < kSeeds / 8; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        std::map<Channel, Told> told;
+        std::deque<Moment> moments;
+        at = folder.path / std::to_string(seed);
+        log.reset();
+        trouble.clear();
+        Open();
+        disk.Watch(at);
+        disk.drops = false;
+        const auto healthy = [&] { return trouble.empty() || trouble.back() == '+'; };
+        log->WhenSafe([&](const Sequences& upTo) {
+            for (auto& [channel, one] : told)
+                if (healthy()) one.safe = std::max(one.safe, upTo[channel]);
+        });
+        disk.beforeSteps = [&] {
+            if (random() % 100 != 0) return;
+            for (auto& [channel, one] : told) one.lost = log->State(channel).lost;
+            const fs::path copy = at.string() + "-" + std::to_string(moments.size());
+            moments.push_back({copy, random() % 2 == 0, !healthy(), told});
+            if (moments.back().killed)
+                disk.CopyAfterKill(copy);
+            else
+                disk.CopyAfterPowerCut(copy, random);
+        };
+        for (int step = 0; step < 80; ++step) {
+            const Channel channel = random() % 2 ? CHANNEL_TALK : CHANNEL_BOARD;
+            Told& one = told[channel];
+            const std::uint64_t end = log->State(channel).end;
+            switch (random() % 12) {
+                case 0: disk.room = random() % 2 ? random() % 600'000 : 0; break;
+                case 1: disk.failingSyncs = 1 + static_cast<int>(random() % 3); break;
+                case 2:
+                case 3: disk.room = TestDisk::kEnough; break;
+                case 4:
+                    one.readByAll =
+                        std::max(one.readByAll, end - std::min<std::uint64_t>(end, random() % 20));
+                    if (random() % 4 == 0) one.begin = one.readByAll - 1;
+                    break;
+                case 5: Turn(); break;
+                case 6: Wait(); break;
+                default:
+                    for (unsigned i = random() % 8; i < 8; ++i) {
+                        auto item = std::make_shared<LogItem>();
+                        const std::size_t sizes[] = {50, 3'000, 40'000, 200'000};
+                        const Told::One what{sizes[random() % 4] / (i + 1) + 1, random() % 2 ? 'P' : 'k'};
+                        item->channel = channel;
+                        item->everyone = true;
+                        item->kept = what.letter != 'P';
+                        item->frames = std::string(what.bytes, what.letter);
+                        const std::uint64_t sequence = item->sequence = log->Next(channel);
+                        one.items[sequence] = what;
+                        log->Append({std::move(item)}, [&] {
+                            if (healthy()) one.delivered = sequence;
+                        });
+                    }
+            }
+            for (const Channel tick : {CHANNEL_TALK, CHANNEL_BOARD})  // a tick
+                if (step % 3 == 0) log->Trim(tick, told[tick].begin + 1, told[tick].readByAll);
+        }
+        disk.beforeSteps = {};
+        disk.room = TestDisk::kEnough;
+        disk.failingSyncs = 0;
+        for (const Moment& moment : moments) {
+            SCOPED_TRACE(moment.at.filename().string() + (moment.killed ? " killed" : " without power"));
+            log.reset();
+            at = moment.at;
+            std::map<Channel, std::map<std::uint64_t, std::string>> found;
+            onReplay = [&](const LogItem& item) { found[item.channel][item.sequence] = item.frames; };
+            Open();
+            for (const auto& [channel, one] : moment.told)
+                for (const auto& [sequence, what] : one.items) {
+                    if (!one.Needs(sequence, what, moment.killed, moment.trouble)) continue;
+                    ASSERT_TRUE(found[channel][sequence] == std::string(what.bytes, what.letter))
+                        << sequence << " of " << one.delivered << " delivered, " << one.safe << " safe";
+                }
+        }
+        disk.Forget();
+        onReplay = {};
+    }
+    disk.drops = true;
 }
 
 TEST_F(FileLogTest, WhateverStandsInTheFolderItOpensAndNumbersNothingTwice)
@@ -325,11 +449,91 @@ TEST_F(FileLogTest, WhateverStandsInTheFolderItOpensAndNumbersNothingTwice)
         opens();
         fs::remove_all(at);
     }
-    at = folder.path / "headless";
+    at = sound;
+}
+
+// The head stands in two files. Whatever happens to one of them, the meeting keeps its name, and no number
+// is given out twice.
+TEST_F(FileLogTest, WhateverHappensToOneOfItsHeadsTheMeetingGoesOn)
+{
+    for (int opening = 0; opening < 3; ++opening) Open();
+    Add(CHANNEL_TALK, 10);
+    const std::uint64_t last = log->State(CHANNEL_TALK).end;
+    log.reset();
+    const fs::path sound = at;
+    const auto head = static_cast<unsigned>(fs::file_size(sound / "head"));
+    const auto flip = [](const fs::path& path, unsigned place, unsigned bytes) {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekg(place);
+        std::string spoiled(bytes, '\0');
+        file.read(spoiled.data(), bytes);
+        for (char& byte : spoiled) byte = static_cast<char>(~byte);
+        file.seekp(place).write(spoiled.data(), bytes);
+    };
+    std::vector<std::pair<std::string, std::function<void(const fs::path&)>>> faults{
+        {"nothing", [](auto&) {}},
+        {"missing", [](auto& path) { fs::remove(path); }},
+        {"a folder", [](auto& path) { fs::remove(path), fs::create_directory(path); }},
+        {"a link", [](auto& path) { fs::remove(path), fs::create_symlink("/dev/zero", path); }},
+        {"a pipe", [](auto& path) { fs::remove(path), ::mkfifo(path.c_str(), 0600); }},
+        {"the first half", [&](auto& path) { flip(path, 0, head / 2); }},
+        {"the second half", [&](auto& path) { flip(path, head / 2, head / 2); }},
+    };
+    for (unsigned place = 0; place < head; ++place) {
+        faults.emplace_back("byte", [&flip, place](auto& path) { flip(path, place, 1); });
+        faults.emplace_back("cut", [place](auto& path) { fs::resize_file(path, place); });
+    }
+    const auto reads = [&] {
+        const auto read = ReadHead(at);
+        return read && read->id == "id" && read->code == "code" && read->creatorKey == "key" &&
+               read->creatorStream == 1;
+    };
+    for (const char* file : {"head", "seats"})
+        for (const auto& [what, fault] : faults) {
+            SCOPED_TRACE(file + (": " + what));
+            at = folder.path / "spoiled";
+            fs::copy(sound, at);
+            fault(at / file);
+            EXPECT_TRUE(reads());
+            Open();
+            EXPECT_EQ(Count(CHANNEL_TALK, 0), 1);
+            EXPECT_EQ(log->State(CHANNEL_TALK).end >> 32, (last >> 32) + 1);
+            EXPECT_EQ(replayed.headLost, what != "nothing" && file == std::string("head"));
+            log.reset();
+            fs::remove_all(at / "head");  // both were written again
+            EXPECT_TRUE(reads());
+            fs::remove_all(at);
+        }
     fs::copy(sound, at);
-    fs::resize_file(at / "head", 0);
+    for (const char* file : {"head", "seats"}) flip(at / file, 20, 2);
     EXPECT_FALSE(ReadHead(at));  // left alone
     at = sound;
+}
+
+// As a service before this one left it: one head, and nothing of it in the seats.
+TEST_F(FileLogTest, AFolderOfBeforeOpensAndAHeadThatIsBehindGivesOutNoNumberTwice)
+{
+    Open();
+    log->Seat({1, false, false, false, "bob", "address", 7, 1, {"token", ""}, {1, 2}, {3, 4}});
+    Add(CHANNEL_BOARD, 10, 3);
+    log.reset();
+    std::string seat;
+    StoreSeat(seat, {1, false, false, false, "bob", "address", 7, 1, {"token", ""}, {1, 2}, {3, 4}});
+    std::ofstream(at / "seats", std::ios::binary) << seat;
+    const fs::path head = folder.path / "old head";
+    fs::copy_file(at / "head", head);
+    for (int opening = 2; opening < 4; ++opening) {
+        ASSERT_TRUE(ReadHead(at));
+        Open();
+        EXPECT_EQ(log->State(CHANNEL_BOARD).end >> 32, opening);
+        EXPECT_EQ(Count(CHANNEL_BOARD, 0), 3);
+        EXPECT_EQ(seats, 1u);
+        log.reset();
+    }
+    fs::remove(at / "seats");
+    fs::copy_file(head, at / "head", fs::copy_options::overwrite_existing);  // restored from somewhere
+    Open();
+    EXPECT_EQ(log->State(CHANNEL_BOARD).end >> 32, 4u);
 }
 
 }  // namespace

@@ -41,13 +41,6 @@ std::vector<fs::path> SegmentsOf(const fs::path& folder, const std::string& name
     return found;
 }
 
-// In front of it nothing that the file holds is its own: it was written over an older one.
-std::uint64_t FirstOf(const fs::path& path)
-{
-    const std::string name = path.filename().string();
-    return std::strtoull(name.c_str() + name.find('-') + 1, nullptr, 10);
-}
-
 fs::path Aside(const fs::path& path)
 {
     return path.string() + ".damaged";
@@ -83,38 +76,44 @@ ChannelFiles::ChannelFiles(fs::path folder, Channel channel, std::size_t bound)
 
 // --- opening ---------------------------------------------------------------------------------------
 
-Damage ChannelFiles::Load(std::uint64_t end, std::uint64_t lost, const MeetingLog::Take& take)
+void ChannelFiles::Load(std::uint64_t end, std::uint64_t lost, const MeetingLog::Take& take,
+                        Replayed& replayed)
 {
     mSegments.clear();  // of an attempt that failed half way
     mRecent = ItemQueue();
     mAppended = mOnDisk = mSafe = mCold = 0;
     mState.lost = mState.begin = lost;
-    Damage damage = Damage::None;
     const std::vector<fs::path> paths = SegmentsOf(mFolder, NameOf(mChannel));
     for (const fs::path& path : paths) try {
-            if (LoadSegment(path, path == paths.back(), take) == Damage::Found) damage = Damage::Found;
+            LoadSegment(path, path == paths.back(), take, replayed);
         } catch (const std::system_error& error) {
             if (!CannotBeRead(error)) throw;
             fs::rename(path, Aside(path));
-            damage = Damage::Found;
+            replayed.damage = Damage::Found;
         }
     mAppended = mOnDisk = mSafe = mState.end = end;
     Roll(end);
     mQuietTicks = 2;
     Recount();
-    return damage;
 }
 
-// The newest one may end in a write that was cut short; in the others that is damage, too.
-Damage ChannelFiles::LoadSegment(const fs::path& path, bool newest, const MeetingLog::Take& take)
+// The newest one may end in a write that was cut short; in the others that is damage, too. What stands in
+// an earlier one already was written again after a failed sync, or is what is left of a file that was to be
+// written over.
+void ChannelFiles::LoadSegment(const fs::path& path, bool newest, const MeetingLog::Take& take,
+                               Replayed& replayed)
 {
     std::optional<Segment> segment;
     Journal journal(path, Marked::Yes);
-    const std::uint64_t first = FirstOf(path);
+    std::size_t unknown = 0;
     const JournalEnd state = journal.Load([&](std::string_view payload, std::uint64_t at) {
         ItemPtr item = LoadItem(mChannel, payload);
-        if (!item || item->sequence <= mAppended || item->sequence <= mState.lost || item->sequence < first)
+        if (item && item->sequence <= mState.lost) return;
+        if (!item) ++unknown;
+        if (!item || item->sequence <= mAppended) {
+            ++replayed.skipped;
             return;
+        }
         mAppended = mSafe = item->sequence;
         if (!segment) segment.emplace(path, journal.Mark());
         segment->Note(*item, at, at + EntryBytes(payload.size()));
@@ -124,13 +123,15 @@ Damage ChannelFiles::LoadSegment(const fs::path& path, bool newest, const Meetin
     const bool damaged = state == JournalEnd::Damaged || (state == JournalEnd::Torn && !newest);
     if (damaged)
         SaveAndPutAside(path, journal.Bytes());
+    else if (!segment && unknown > 0)
+        fs::rename(path, Aside(path));
     else if (!segment)
         fs::remove(path);
     else if (state == JournalEnd::Torn)
         journal.Cut();
     if (!damaged && segment && !journal.Sync()) throw StartError("cannot sync " + path.string());
     if (segment) mSegments.push_back(std::move(*segment));
-    return damaged ? Damage::Found : Damage::None;
+    if (damaged || (!segment && unknown > 0)) replayed.damage = Damage::Found;
 }
 
 fs::path ChannelFiles::SegmentPath(std::uint64_t first) const
@@ -146,11 +147,9 @@ fs::path ChannelFiles::SegmentPath(std::uint64_t first) const
 void ChannelFiles::Roll(std::uint64_t first)
 {
     ++mRolls;
+    if (mNow && !mSuspect) mNow->Cut();
     std::shared_ptr<Journal> next = FreshFile(SegmentPath(first));
-    if (mNow && !mSuspect) {
-        mNow->Cut();
-        mFull.push_back(mNow);
-    }
+    if (mNow && !mSuspect) mFull.push_back(mNow);
     mSuspect = false;
     mNow = std::move(next);
     mSegments.emplace_back(mNow->Path(), mNow->Mark());
@@ -159,18 +158,26 @@ void ChannelFiles::Roll(std::uint64_t first)
     mGrown = mThinnable = true;
 }
 
+// One that cannot be begun leaves nothing behind.
 std::shared_ptr<Journal> ChannelFiles::FreshFile(const fs::path& path)
 {
     std::shared_ptr<Journal> file;
-    mOver = !mSpare.empty();
-    if (mOver) {
-        file = std::move(mSpare.back());
-        mSpare.pop_back();
-        file->Rename(path);
-    } else {
-        file = std::make_shared<Journal>(path, Marked::Yes);
+    const bool over = !mSpare.empty();
+    try {
+        if (over) {
+            file = std::move(mSpare.back());
+            mSpare.pop_back();
+            file->Rename(path);
+        } else {
+            file = std::make_shared<Journal>(path, Marked::Yes);
+        }
+        file->Begin();
+    } catch (const std::system_error&) {
+        std::error_code ignored;
+        fs::remove(file ? file->Path() : path, ignored);
+        throw;
     }
-    file->Begin();
+    mOver = over;
     if (!mOver) file->Reserve(std::min(kReserveBytes, mSegmentBytes));
     return file;
 }
@@ -179,7 +186,7 @@ std::shared_ptr<Journal> ChannelFiles::FreshFile(const fs::path& path)
 void ChannelFiles::TryRoll()
 {
     try {
-        Roll(mAppended + 1);
+        Roll(mOnDisk + 1);
     } catch (const std::system_error&) {
         mRollAt = mNow->Bytes() + mSegmentBytes;
     }
@@ -210,7 +217,7 @@ bool ChannelFiles::Write()
         mPlaces.clear();
         const std::uint64_t place = mNow->Bytes();
         const auto first = at;
-        for (; at != items.end() && entries.size() < kLargestSegment; ++at) {
+        for (; at != items.end() && entries.size() < mSegmentBytes; ++at) {
             mPlaces.push_back(place + entries.size());
             StoreItem(entries, **at);
         }
@@ -426,7 +433,7 @@ void ChannelFiles::Restart()
         mNow->Begin();
         mNow->Cut();
     } catch (const std::system_error&) {
-        // a longer file than it need be, under a new mark
+        mSuspect = true;  // under which mark it stands is not known: what comes goes to another one
     }
     mSegments.back() = Segment(mNow->Path(), mNow->Mark());
     mRollAt = mSegmentBytes;

@@ -23,9 +23,9 @@ public:
     ChannelFiles(std::filesystem::path folder, Channel channel, std::size_t bound);
 
     /// Reads what the folder holds and begins a new segment behind `end`. A file with damage in its middle
-    /// is put aside, with what stood in front of it saved; one that cannot be read, as it is. Throws
-    /// std::exception.
-    Damage Load(std::uint64_t end, std::uint64_t lost, const MeetingLog::Take& take);
+    /// is put aside, with what stood in front of it saved; one that cannot be read, as it is. Adds to
+    /// `replayed`. Throws std::exception.
+    void Load(std::uint64_t end, std::uint64_t lost, const MeetingLog::Take& take, Replayed& replayed);
 
     std::uint64_t Next() { return ++mState.end; }
     const ChannelState& State() const { return mState; }
@@ -75,7 +75,8 @@ public:
 
 private:
     std::filesystem::path SegmentPath(std::uint64_t first) const;
-    Damage LoadSegment(const std::filesystem::path& path, bool newest, const MeetingLog::Take& take);
+    void LoadSegment(const std::filesystem::path& path, bool newest, const MeetingLog::Take& take,
+                     Replayed& replayed);
     std::shared_ptr<Journal> FreshFile(const std::filesystem::path& path);
     void Roll(std::uint64_t first);
     std::size_t DeadBytes(const Segment& segment) const;

@@ -1,46 +1,19 @@
 #include "service/relay/log/file_log.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <fstream>
-#include <sstream>
 
 #include "service/relay/log/stored.h"
-#include "service/relay/log/stored.pb.h"
 #include "service/relay/private_folder.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr std::uint32_t kFormat = 2;
 constexpr std::uint64_t kSeatsBytes = 1024 * 1024;  // of the seats' file, before it is written anew
 constexpr std::uint64_t kSeatsReserve = 64 * 1024;
 constexpr std::size_t kLeastInMemory = 64 * 1024;  // of one meeting, however many there are
 constexpr std::size_t kRepeatedBytes = 1024 * 1024;
-constexpr int kOpeningShift = 32;
-
-std::optional<stored::Head> StoredHead(const fs::path& folder)
-{
-    std::ifstream in(folder / "head", std::ios::binary);
-    std::ostringstream bytes;
-    stored::Head head;
-    if (!in || !(bytes << in.rdbuf())) return std::nullopt;
-    TakeEntries(bytes.view(), 0, 0, [&](std::string_view payload, std::uint64_t) {
-        if (!head.ParseFromArray(payload.data(), static_cast<int>(payload.size()))) head.Clear();
-    });
-    if (head.format() != kFormat || head.id().empty()) return std::nullopt;
-    return head;
-}
-
 }  // namespace
-
-std::optional<MeetingHead> ReadHead(const fs::path& folder)
-{
-    const auto head = StoredHead(folder);
-    if (!head) return std::nullopt;
-    return MeetingHead{head->id(), head->code(), head->creator_key(), head->creator_stream()};
-}
 
 FileLog::FileLog(fs::path folder, MeetingHead head, const RelayBounds& bounds, LogRoom& room, Post post,
                  Trouble trouble)
@@ -63,28 +36,10 @@ FileLog::~FileLog()
 
 // --- opening ---------------------------------------------------------------------------------------
 
-// Each opening counts sequences from a place of its own: what a power cut took from the end is posted again
-// under higher ones, so no cursor ever stands in front of something that it has not seen.
-void FileLog::OpenHead()
-{
-    PreparePrivateFolder(mFolder);
-    stored::Head head = StoredHead(mFolder).value_or(stored::Head());
-    head.set_format(kFormat);
-    head.set_id(mHead.id);
-    head.set_code(mHead.code);
-    head.set_creator_key(mHead.creatorKey);
-    head.set_creator_stream(mHead.creatorStream);
-    head.set_openings(head.openings() + 1);
-    std::string entry;
-    AppendEntry(entry, head.SerializeAsString());
-    ReplaceFile(mFolder / "head", entry);
-    SyncFolder(mFolder.parent_path());
-    mFirstSequence = std::uint64_t{head.openings()} << kOpeningShift;
-}
-
 LogContents FileLog::Open()
 {
-    OpenHead();
+    PreparePrivateFolder(mFolder);
+    mOpening = OpenHead(mFolder, mHead);
     LogContents contents;
     const fs::path path = mFolder / "seats";
     if (const auto kind = fs::symlink_status(path).type();
@@ -100,21 +55,23 @@ LogContents FileLog::Open()
     return contents;
 }
 
-Damage FileLog::Replay(const Take& take)
+Replayed FileLog::Replay(const Take& take)
 {
+    Replayed replayed;
+    replayed.headLost = mOpening.headLost;
     const auto one = [&](const LogItem& item) {
         take(item);
         ShrinkMemory();
     };
-    const Damage talk = mTalk.Load(mFirstSequence, mLost.talk, one);
-    const Damage board = mBoard.Load(mFirstSequence, mLost.board, one);
-    return talk == Damage::Found ? talk : board;
+    mTalk.Load(mOpening.firstSequence, mLost.talk, one, replayed);
+    mBoard.Load(mOpening.firstSequence, mLost.board, one, replayed);
+    return replayed;
 }
 
 // At each opening, and when it has grown, with what still holds.
 bool FileLog::RewriteSeats(const std::vector<NumbersEntry>& numbers)
 {
-    std::string entries;
+    std::string entries = mOpening.entry;
     for (const auto& [number, seat] : mSeatEntries) StoreSeat(entries, seat);
     for (const NumbersEntry& entry : numbers) StoreNumbers(entries, entry);
     StoreLost(entries, mLost);
@@ -230,10 +187,10 @@ void FileLog::Delete(Channel channel, std::vector<fs::path> paths)
 {
     if (paths.empty()) return;
     WriteMarks();
-    WhenSynced([this, channel, paths = std::move(paths)] {
+    OnlyWhenSafe([this, channel, paths = std::move(paths)] {
         const auto retired = Of(channel).Retire(paths);
         if (!retired.empty())
-            WhenSynced([this, channel, retired] { Of(channel).Reuse(retired, mDisk == Disk::Takes); });
+            OnlyWhenSafe([this, channel, retired] { Of(channel).Reuse(retired, mDisk == Disk::Takes); });
     });
 }
 
@@ -244,7 +201,7 @@ void FileLog::GiveSpaceBack(Channel channel)
     if (mDisk != Disk::Takes || !mNumbers) return;
     if (Of(channel).Idle()) {
         WriteMarks();
-        WhenSynced([this, channel] {
+        OnlyWhenSafe([this, channel] {
             if (mDisk == Disk::Takes && Of(channel).Idle()) Of(channel).Restart();
         });
     }
@@ -257,7 +214,7 @@ void FileLog::ThinOut(Channel channel)
     if (!wanted) return;
     mThinning = true;
     WriteMarks();
-    WhenSynced([this, wanted = std::move(*wanted)] {
+    OnlyWhenSafe([this, wanted = std::move(*wanted)] {
         mRoom.reads.Run([this, post = mPost, alive = std::weak_ptr<int>(mAlive), wanted] {
             const auto thin = std::make_shared<std::optional<Segment>>(Thin(wanted));
             post([this, alive, wanted, thin] {
@@ -272,7 +229,7 @@ void FileLog::EndThinning(const Thinning& wanted, std::optional<Segment> thin)
 {
     mThinning = false;
     auto gone = Of(wanted.channel).Thinned(wanted, std::move(thin));
-    WhenSynced([gone = std::move(gone)] {
+    OnlyWhenSafe([gone = std::move(gone)] {
         std::error_code ignored;
         for (const fs::path& path : gone) fs::remove(path, ignored);
     });
@@ -338,6 +295,22 @@ void FileLog::WhenSynced(Done done)
     AskSync();
 }
 
+// What takes something away waits for a sync that has not failed.
+void FileLog::OnlyWhenSafe(Done done)
+{
+    mPatient.push_back({++mWrites, std::move(done)});
+    AskSync();
+}
+
+void FileLog::RunWaiters(std::deque<Waiter>& waiters, std::uint64_t writes)
+{
+    while (!waiters.empty() && waiters.front().writes <= writes) {
+        const Done done = std::move(waiters.front().done);
+        waiters.pop_front();
+        done();
+    }
+}
+
 void FileLog::AskSync()
 {
     if (mSyncing) return;
@@ -377,11 +350,8 @@ void FileLog::OnSynced(bool synced, const Covered& covered)
     }
     ShrinkMemory();
     if (mSafe) mSafe(covered.appended);
-    while (!mWaiters.empty() && mWaiters.front().writes <= covered.writes) {
-        const Done done = std::move(mWaiters.front().done);
-        mWaiters.pop_front();
-        done();
-    }
+    RunWaiters(mWaiters, covered.writes);
+    if (synced) RunWaiters(mPatient, covered.writes);
     if (mWrites > covered.writes) AskSync();
 }
 

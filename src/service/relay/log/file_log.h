@@ -15,20 +15,11 @@
 
 #include "service/relay/log/channel_files.h"
 #include "service/relay/log/log_room.h"
+#include "service/relay/log/meeting_head.h"
 #include "service/relay/log/meeting_log.h"
 #include "service/relay/options.h"
 
 namespace zephyl {
-
-/// What names a meeting on disk.
-struct MeetingHead {
-    std::string id;
-    std::string code;
-    std::string creatorKey;
-    std::uint64_t creatorStream = 0;
-};
-/// None when the folder holds no head that can be read.
-std::optional<MeetingHead> ReadHead(const std::filesystem::path& folder);
 
 class FileLog final : public MeetingLog {
 public:
@@ -42,7 +33,7 @@ public:
     ~FileLog() override;
 
     LogContents Open() override;
-    Damage Replay(const Take& take) override;
+    Replayed Replay(const Take& take) override;
     void Remove() override;
     std::uint64_t Next(Channel channel) override { return Of(channel).Next(); }
     void Append(std::vector<ItemPtr> items, Done done) override;
@@ -74,7 +65,6 @@ private:
         Sequences appended, onDisk;
     };
     ChannelFiles& Of(Channel channel) { return channel == CHANNEL_TALK ? mTalk : mBoard; }
-    void OpenHead();
     void WriteItems();
     void WriteSeats(std::string entries);
     bool RewriteSeats(const std::vector<NumbersEntry>& numbers);
@@ -85,13 +75,15 @@ private:
     void EndThinning(const Thinning& wanted, std::optional<Segment> thin);
     void ShrinkMemory();
     void ReadFromFile(const ColdRead& wanted, ReadDone done);
+    void OnlyWhenSafe(Done done);
     void AskSync();
+    void RunWaiters(std::deque<Waiter>& waiters, std::uint64_t writes);
     void OnSynced(bool synced, const Covered& covered);
     void Refuse();
     bool Retry();
 
     const std::filesystem::path mFolder;
-    MeetingHead mHead;
+    const MeetingHead mHead;
     const std::size_t mMemoryBound;
     LogRoom& mRoom;  // not in the destructor: it may have gone
     const std::shared_ptr<std::atomic<std::size_t>> mMemory;
@@ -100,14 +92,15 @@ private:
     ChannelFiles mTalk, mBoard;
     std::shared_ptr<Journal> mSeats;
     std::map<SeatNumber, SeatEntry> mSeatEntries;
-    Sequences mLost;                   // as written
-    std::uint64_t mFirstSequence = 0;  // of this opening
-    std::uint64_t mWrites = 0;         // counts them
+    Sequences mLost;  // as written
+    Opening mOpening;
+    std::uint64_t mWrites = 0;  // counts them
     bool mSyncing = false;
     bool mThinning = false;
     Disk mDisk = Disk::Takes;
     std::uint64_t mRetriedAt = 0;  // of mWrites
     std::deque<Waiter> mWaiters;
+    std::deque<Waiter> mPatient;  // those that no failed sync lets go on
     std::vector<std::function<void()>> mReadsToRepeat;
     std::size_t mCounted = 0;  // bytes, in the room's sum
     Safe mSafe;

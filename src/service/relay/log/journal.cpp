@@ -171,11 +171,11 @@ JournalEnd Journal::Load(const TakeEntry& take)
 
 void Journal::Begin()
 {
-    mMark = DrawMark();
+    const std::uint64_t mark = DrawMark();
     mUnsynced = true;
-    const std::string start = StartOf(mMark);
-    if (::pwrite(mFile, start.data(), start.size(), 0) != static_cast<ssize_t>(start.size()))
-        Fail("cannot write " + mPath.string());
+    const std::string start = StartOf(mark);
+    if (!WriteAt(start, 0)) Fail("cannot write " + mPath.string());
+    mMark = mark;
     mBytes = start.size();
     const off_t end = ::lseek(mFile, 0, SEEK_END);
     mReserved = end > 0 ? static_cast<std::uint64_t>(end) : 0;
@@ -195,23 +195,29 @@ void Journal::Cut()
     mReserved = mBytes;
 }
 
+bool Journal::WriteAt(std::string_view bytes, std::uint64_t at)
+{
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t now =
+            ::pwrite(mFile, bytes.data() + written, bytes.size() - written, static_cast<off_t>(at + written));
+        if (now < 0 && errno == EINTR) continue;
+        if (now <= 0) return false;
+        written += static_cast<std::size_t>(now);
+    }
+    return true;
+}
+
 bool Journal::Append(std::string& entries)
 {
     MarkEntries(entries, mMark);
     if (mReserveStep > 0 && mBytes + entries.size() > mReserved) ReserveMore(entries.size());
-    std::size_t written = 0;
     mUnsynced = true;
-    while (written < entries.size()) {
-        const ssize_t now = ::pwrite(mFile, entries.data() + written, entries.size() - written,
-                                     static_cast<off_t>(mBytes + written));
-        if (now < 0 && errno == EINTR) continue;
-        if (now <= 0) {
-            mReserveStep = 0;
-            if (::ftruncate(mFile, static_cast<off_t>(mBytes)) != 0)
-                return false;  // cut at the next opening then
-            return false;
-        }
-        written += static_cast<std::size_t>(now);
+    if (!WriteAt(entries, mBytes)) {
+        mReserveStep = 0;
+        if (::ftruncate(mFile, static_cast<off_t>(mBytes)) != 0)
+            return false;  // cut at the next opening then
+        return false;
     }
     mBytes += entries.size();
     return true;

@@ -78,6 +78,7 @@ public:
     const std::filesystem::path& Path() const { return mPath; }
 
 private:
+    bool WriteAt(std::string_view bytes, std::uint64_t at);
     void ReserveMore(std::uint64_t bytes);
 
     std::filesystem::path mPath;

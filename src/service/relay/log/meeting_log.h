@@ -59,6 +59,13 @@ struct LogContents {
 
 enum class Damage { None, Found };
 
+/// What an opening did not give back.
+struct Replayed {
+    Damage damage = Damage::None;  // some could not be read any more, and their file was put aside
+    std::size_t skipped = 0;       // items that stand in the files twice, or in no form that is known
+    bool headLost = false;         // what names the meeting was read from its second place
+};
+
 struct LogChunk {
     std::vector<ItemPtr> items;
     std::uint64_t upTo = 0;  // continue with this cursor
@@ -77,9 +84,8 @@ public:
     virtual ~MeetingLog() = default;
     /// Once, before anything else. Throws std::exception when the log cannot be used.
     virtual LogContents Open() = 0;
-    /// Once, right after Open: every item, in order within each channel. May read much. Damage: some could
-    /// not be read any more, and their file was put aside. Throws as Open.
-    virtual Damage Replay(const Take& take) = 0;
+    /// Once, right after Open: every item, in order within each channel. May read much. Throws as Open.
+    virtual Replayed Replay(const Take& take) = 0;
     /// For good, with everything in it.
     virtual void Remove() = 0;
     /// Gives out the next sequence of a channel. What gets it must be appended before the strand's turn ends.

@@ -11,7 +11,7 @@ class MemoryLog final : public MeetingLog {
 public:
     explicit MemoryLog(const RelayBounds& bounds);
     LogContents Open() override { return {}; }
-    Damage Replay(const Take&) override { return Damage::None; }
+    Replayed Replay(const Take&) override { return {}; }
     void Remove() override {}
     void WhenSynced(Done done) override { done(); }
     void NumbersFrom(AskNumbers) override {}

@@ -53,12 +53,17 @@ void Meeting::OpenLog()
         numbers->have = entry.have;
         numbers->refused.assign(entry.refused.begin(), entry.refused.end());
     }
-    const Damage damage = mLog->Replay([this](const LogItem& item) { Restore(item); });
+    const Replayed replayed = mLog->Replay([this](const LogItem& item) { Restore(item); });
     for (const auto& [key, streams] : mNumbers)
         for (const auto& numbers : streams) numbers->safe = numbers->have;
     mLog->Trim(CHANNEL_BOARD, mBoardBegin, 0);
     for (const SeatEntry& entry : contents.seats) RestoreSeat(entry);
-    if (damage == Damage::None) return;
+    if (replayed.skipped > 0)
+        mServices.log.warn("opening meeting {}: {} items were skipped that stand twice or in no known form",
+                           mHead.code, replayed.skipped);
+    if (replayed.headLost)
+        mServices.log.error("the head of meeting {} could not be read; it was written again", mHead.code);
+    if (replayed.damage == Damage::None) return;
     mServices.log.error("a file of meeting {} was damaged and put aside", mHead.code);
     Notify("A part of this meeting could not be read any more by the service.");
 }
