@@ -160,16 +160,36 @@ asio::awaitable<void> TlsStream::Read(std::string& into)
 
 bool TlsStream::Put(std::string_view bytes)
 {
+    std::string sealed;
+    return Put(bytes, sealed);
+}
+
+bool TlsStream::Put(std::string_view bytes, std::string& sealed)
+{
+    if (Backlog() == 0) {  // TLS may have answered for itself what the socket has not taken yet
+        sealed.clear();
+        mOut.swap(sealed);
+    }
     if (!bytes.empty()) {
         ERR_clear_error();
         const int count = static_cast<int>(bytes.size());
         mOut.reserve(mOut.size() + bytes.size() + (bytes.size() / kClearBytes + 1) * kRecordExtraBytes);
         if (SSL_write(mSsl, bytes.data(), count) != count) throw LastTlsError("TLS");
     }
-    return Flush();
+    if (!SendOut()) return false;
+    mOut.swap(sealed);
+    return true;
 }
 
 bool TlsStream::Flush()
+{
+    if (!SendOut()) return false;
+    mOut = std::string();
+    return true;
+}
+
+// True: everything has left, and mOut may be used for something else.
+bool TlsStream::SendOut()
 {
     while (mOutAt < mOut.size()) {
         const ssize_t sent =
@@ -179,7 +199,6 @@ bool TlsStream::Flush()
         if (sent < 0) Lost(errno);
         mOutAt += static_cast<std::size_t>(sent);
     }
-    mOut = std::string();
     mOutAt = 0;
     return true;
 }

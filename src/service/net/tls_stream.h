@@ -52,9 +52,12 @@ public:
     bool InputKept() const { return !mKeptIn.empty(); }
     /// Appends what has arrived, if anything. Throws as Read.
     bool TakeReady(std::string& into);
-    /// Encrypts `bytes` and sends what the socket takes; the rest is kept. Precondition: no Backlog.
+    /// Encrypts `bytes` and sends what the socket takes; the rest is kept.
     /// Returns true when everything has left. Throws as Read.
     bool Put(std::string_view bytes);
+    /// The same in memory that a caller keeps for one stream after another; it comes back empty-handed when
+    /// something is left.
+    bool Put(std::string_view bytes, std::string& sealed);
     /// Sends on what was kept.
     bool Flush();
     std::size_t Backlog() const { return mOut.size() - mOutAt; }
@@ -74,6 +77,7 @@ private:
     bool Receive(std::string& into);
     bool Decrypt(std::string& into);
     void KeepInput();
+    bool SendOut();
     boost::asio::awaitable<void> Drain();
 
     Socket mSocket;

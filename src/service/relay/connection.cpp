@@ -285,24 +285,24 @@ void Connection::PostRestart()
 
 void Connection::FlushSelf()
 {
-    std::string scratch;
+    Scratch scratch;
     Flush(scratch);
 }
 
-void Connection::Flush(std::string& scratch)
+void Connection::Flush(Scratch& scratch)
 {
     if (mClosed || mWaitingToWrite) return;
     try {
         for (int batches = 0; batches < kBatchesInARow; ++batches) {
-            scratch.assign(mControl);
+            scratch.clear.assign(mControl);
             mControl.clear();
-            if (mSource && !mEnding) mSource->Fill(scratch, kBatchBytes);
-            if (scratch.empty()) {
+            if (mSource && !mEnding) mSource->Fill(scratch.clear, kBatchBytes);
+            if (scratch.clear.empty()) {
                 boost::system::error_code gone;  // the other side may have closed first
                 if (mEnding) mStream.Tcp().shutdown(TlsStream::Socket::shutdown_send, gone);
                 return;
             }
-            if (!mStream.Put(scratch)) return WaitWritable();
+            if (!mStream.Put(scratch.clear, scratch.sealed)) return WaitWritable();
         }
     } catch (const std::exception& error) {
         return Drop(Problem(error));

@@ -36,7 +36,7 @@ public:
 
     void Send(const Header& header) override;
     void SendBytes(std::string_view frames) override;
-    void Flush(std::string& scratch) override;
+    void Flush(Scratch& scratch) override;
     void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) override;
     void Drop(const std::string& why) override;
     void PullFrom(BatchSource* source) override { mSource = source; }

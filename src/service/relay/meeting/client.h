@@ -30,8 +30,12 @@ public:
     virtual void Send(const Header& header) = 0;
     /// The same with frames that are made already.
     virtual void SendBytes(std::string_view frames) = 0;
-    /// Sends what is ready until the socket is busy. `scratch` is memory to build in.
-    virtual void Flush(std::string& scratch) = 0;
+    /// Memory to build batches in; its owner keeps it from one client to the next.
+    struct Scratch {
+        std::string clear, sealed;
+    };
+    /// Sends what is ready until the socket is busy.
+    virtual void Flush(Scratch& scratch) = 0;
     /// Says Bye and closes once that has left. What comes in meanwhile is thrown away.
     /// `wait`: the client should not come back before.
     virtual void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) = 0;

@@ -131,7 +131,7 @@ private:
     BoardHistory mHistory;
     std::uint64_t mBoardBegin = 0;  // the CLEAR that newcomers begin with
     std::vector<ItemPtr> mPending;  // of this turn
-    std::string mScratch;
+    Client::Scratch mScratch;
     bool mFlushPosted = false;
     bool mAcceptedArmed = false;
     bool mOpen = false;
