@@ -24,6 +24,21 @@ void EndLostPress(QSlider& slider)
                                  Qt::NoButton, Qt::NoModifier));
 }
 
+/// The button's place is given: a long text is set narrower, so that there is room on both sides of it.
+void FitText(QPushButton& button)
+{
+    constexpr int kMargin = 6;
+    QFont font = button.font();
+    font.setStretch(QFont::Unstretched);
+    const int room = button.width() - 2 * kMargin;
+    int width = QFontMetrics(font).horizontalAdvance(button.text());
+    for (int stretch = QFont::Unstretched; width > room && stretch > QFont::UltraCondensed; --stretch) {
+        font.setStretch(stretch);
+        width = QFontMetrics(font).horizontalAdvance(button.text());
+    }
+    button.setFont(font);
+}
+
 }  // namespace
 
 MediaControls::MediaControls(ProcessState& state, LeftPanel& panel, QWidget& window)
@@ -44,6 +59,7 @@ MediaControls::~MediaControls() = default;
 void MediaControls::SetFormatCaption(const QString& caption)
 {
     mPanel.cmdFormat->setText(caption);
+    FitText(*mPanel.cmdFormat);
 }
 void MediaControls::SetFormatEnabled(bool enabled)
 {

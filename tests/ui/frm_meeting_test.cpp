@@ -185,6 +185,20 @@ TEST(MeetingWindow, PromisesAltTToOneControlOnly)
     EXPECT_EQ(shown, talk->grab().toImage());
 }
 
+TEST(MeetingWindow, TheFormatButtonsCaptionKeepsAMargin)
+{
+    MeetingDesk desk;
+    const auto* button = desk.window->findChild<QPushButton*>(u"cmdFormat"_s);
+    for (const QString& caption :
+         {u"Res:240x180"_s, u"Res:1280x720"_s, u"Res:4096x4096"_s, u"(No Video)"_s}) {
+        desk.window->Media().SetFormatCaption(caption);
+        EXPECT_EQ(button->text(), caption);
+        EXPECT_LE(button->fontMetrics().horizontalAdvance(caption), button->width() - 10)
+            << caption.toStdString();
+    }
+    EXPECT_EQ(button->font().stretch(), QFont::Unstretched);  // only as long as it has to be narrower
+}
+
 TEST(MeetingWindow, StoresToolsOnItsCloseBoxAndNoPlacement)
 {
     MeetingDesk desk;
