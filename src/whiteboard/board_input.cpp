@@ -145,6 +145,8 @@ void picDraw_Click(ProcessState& state)
                 state.gVideoOn = true;
                 state.gVideoX = tools.mLastX;
                 state.gVideoY = tools.mLastY;
+                if (!state.gCameraReady)
+                    state.gMeetingForm->Panels().Note(u"There is no camera: nobody sees a video of yours."_s);
                 return;
             case ToolKey::App:
                 if (tools.hooks.startSharingAt) tools.hooks.startSharingAt(tools.mLastX, tools.mLastY);

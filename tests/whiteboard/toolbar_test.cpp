@@ -184,6 +184,14 @@ TEST(ToolSettings, AreTakenCheckedAppliedAndStored)
     ActivateTools(ann.state);
     EXPECT_FALSE(ann.state.gVideoOn);  // switched off, and yet shown pressed
     EXPECT_TRUE(ann.tools.IsPressed(ToolKey::Video));
+    for (const bool camera : {true, false}) {
+        ann.Choose(ToolKey::Video);
+        ann.state.gCameraReady = camera;
+        ann.Drag({{30, 40}});
+        EXPECT_TRUE(ann.state.gVideoOn);
+        EXPECT_EQ(ann.meeting.notes.size(), camera ? 0 : 1);  // why nothing comes
+        ann.Choose(ToolKey::Video);
+    }
 
     ann.prompts.font = {u"Liberation Sans"_s, 36, false, false, false, false};
     ann.Choose(ToolKey::Text, u"Font"_s);
