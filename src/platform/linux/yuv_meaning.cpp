@@ -1,7 +1,10 @@
 #include "platform/linux/yuv_meaning.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <span>
+#include <vector>
 
 namespace {
 
@@ -48,15 +51,31 @@ void TurnLuminance(uchar* row, int width, const std::vector<int>& added, int fac
     for (int x = 0; x < width; ++x) row[x] = Level(factor * row[x] + added[size_t(x) / 2]);
 }
 
+/// Levels around `black` become levels around `to`. By a table, since a frame has many more pixels than
+/// levels.
+void Turn(std::span<uchar> plane, int factor, int black, int to)
+{
+    std::array<uchar, 256> table;
+    for (int level = 0; level < 256; ++level)
+        table[size_t(level)] = Level(factor * (level - black) + (to << kBits) + kHalf);
+    for (uchar& level : plane) level = table[level];
+}
+
 }  // namespace
 
 void ToJpegMeaning(I420Picture& picture, const YuvMeaning& meaning)
 {
     const Factors by = FactorsOf(meaning);
     const int width = picture.width, height = picture.height, half = (width + 1) / 2;
+    const auto pixels = size_t(width) * size_t(height), colours = size_t(half) * size_t((height + 1) / 2);
     auto* luma = reinterpret_cast<uchar*>(picture.bytes.data());
-    uchar* u = luma + qsizetype(width) * height;
-    uchar* v = u + qsizetype(half) * ((height + 1) / 2);
+    uchar* u = luma + pixels;
+    uchar* v = u + colours;
+    if (by.yu == 0 && by.yv == 0) {  // the same weights: each plane by itself
+        if (!meaning.studio) return;
+        Turn({luma, pixels}, by.y, by.black, 0);
+        return Turn({u, 2 * colours}, by.uu, 128, 128);
+    }
     std::vector<int> added(static_cast<size_t>(half));
     for (int y = 0; y < height; ++y) {
         if (y % 2 == 0) TurnColours(u + y / 2 * half, v + y / 2 * half, added, by);
