@@ -59,6 +59,7 @@ std::vector<Goal> SizeGoals();      // R13, newcomer, uplink
 std::vector<Goal> MachineGoals();   // R14, R16
 std::vector<Goal> TokenGoals();     // S9
 std::vector<Goal> StrangerGoals();  // S3, S7, S10, S12
+std::vector<Goal> TrustGoals();     // S8
 std::vector<Goal> ModelGoals();     // F4
 
 }  // namespace reliability

@@ -17,7 +17,7 @@ std::vector<Goal> AllGoals()
 {
     std::vector<Goal> all;
     for (auto part : {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(),
-                      StrangerGoals(), ModelGoals()})
+                      StrangerGoals(), TrustGoals(), ModelGoals()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }

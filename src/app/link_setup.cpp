@@ -33,8 +33,11 @@ ServiceChoice StoreServiceSettings::Read(const QString& configName)
 
 std::optional<QString> StoreServiceSettings::PinnedKey(const QString& service)
 {
-    const QString pin = GetSetting(mState, QLatin1String(kPins), service, std::nullopt, Scoped::No,
-                                   QLatin1String(keys::kZephyl));
+    if (service.isEmpty()) return std::nullopt;  // the door file says whom to trust
+    // A pin that cannot be read is not a pin that is not there: any authority could speak for the service
+    // then.
+    const QString pin =
+        StoredSetting(mState, QLatin1String(kPins), service, Scoped::No, QLatin1String(keys::kZephyl));
     return pin.isEmpty() ? std::nullopt : std::optional(pin);
 }
 

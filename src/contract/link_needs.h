@@ -25,7 +25,8 @@ public:
     virtual QString DefaultConfig() = 0;
     /// Read afresh at each Login and SendPassword.
     virtual ServiceChoice Read(const QString& configName) = 0;
-    /// Pinned key of `service` ("sha256:" and 64 hex digits); none: never asked.
+    /// Pinned key of `service` ("sha256:" and 64 hex digits), "" the personal one; none: never asked. Throws
+    /// std::runtime_error when that cannot be told.
     virtual std::optional<QString> PinnedKey(const QString& service) = 0;
     virtual void PinKey(const QString& service, const QString& fingerprint) = 0;
 };

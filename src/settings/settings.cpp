@@ -38,18 +38,6 @@ QString TextOf(const RegValue& value)
     return value.type == RegType::Dword ? QString::number(DataNumber(value.data)) : QString();
 }
 
-/// The stored value at its own place or the legacy one. None: missing, or the store cannot be read.
-std::optional<RegValue> Stored(ProcessState& state, const ValuePath& path, const ValuePath& legacy)
-try {
-    RegistryFile& registry = *state.ports.registry;
-    auto value = registry.Read(path.key, path.name);
-    if (!value && !path.key.contains(kLegacy)) value = registry.Read(legacy.key, legacy.name);
-    return value;
-} catch (const std::exception& e) {
-    LogEvent(state, EventType::Warning, u"GetSetting: "_s + QString::fromUtf8(e.what()));
-    return std::nullopt;
-}
-
 QString Name(const char* text)
 {
     return QString::fromLatin1(text);
@@ -62,12 +50,28 @@ std::optional<QString> Fallback(const SettingKey& key)
 
 }  // namespace
 
+QString StoredSetting(ProcessState& state, const QString& section, const QString& key, Scoped scoped,
+                      const QString& application)
+{
+    RegistryFile& registry = *state.ports.registry;
+    const ValuePath path = PathOf(state, section, key, scoped, application);
+    auto value = registry.Read(path.key, path.name);
+    if (!value && !path.key.contains(kLegacy)) {
+        const ValuePath legacy = Split(kLegacy + u'\\' + application + u'\\' + section + u'\\' + key);
+        value = registry.Read(legacy.key, legacy.name);
+    }
+    return value ? TextOf(*value) : QString();
+}
+
 QString GetSetting(ProcessState& state, const QString& section, const QString& key,
                    const std::optional<QString>& fallback, Scoped scoped, const QString& application)
 {
-    const auto value = Stored(state, PathOf(state, section, key, scoped, application),
-                              Split(kLegacy + u'\\' + application + u'\\' + section + u'\\' + key));
-    const QString text = value ? TextOf(*value) : QString();
+    QString text;
+    try {
+        text = StoredSetting(state, section, key, scoped, application);
+    } catch (const std::exception& e) {
+        LogEvent(state, EventType::Warning, u"GetSetting: "_s + QString::fromUtf8(e.what()));
+    }
     return text.isEmpty() ? fallback.value_or(QString()) : text;
 }
 

@@ -13,6 +13,10 @@
 /// value does not exist. Never throws.
 QString GetSetting(ProcessState& state, const QString& section, const QString& key,
                    const std::optional<QString>& fallback, Scoped scoped, const QString& application);
+/// The stored text alone, "" when there is none; looks where GetSetting looks. Throws std::runtime_error when
+/// the store cannot be read.
+QString StoredSetting(ProcessState& state, const QString& section, const QString& key, Scoped scoped,
+                      const QString& application);
 /// Stores a text value. A failure is reported: "SaveSetting: Section/Key=Value(description)".
 void SaveSetting(ProcessState& state, const QString& section, const QString& key, const QString& value,
                  Scoped scoped, const QString& application);

@@ -20,6 +20,12 @@ namespace {
 
 constexpr std::size_t kLoginBytes = 2048;  // fits into one header
 
+/// What its pin is kept by; "" for the personal service.
+QString NameOf(const Target& target)
+{
+    return target.personal ? QString() : QString::fromStdString(ServiceName({target.host, target.port}));
+}
+
 std::chrono::milliseconds Remaining(Deadline deadline)
 {
     return std::max(0ms,
@@ -84,19 +90,20 @@ void LinkMessenger::Release(std::shared_ptr<Session> session)
 Target LinkMessenger::ReadTarget() const
 {
     const QString service = Trim(mTypedAddress.value_or(mNeeds.settings.Read(mConfig).service));
-    if (service.isEmpty()) return Target{{}, {}, 0, true};
+    if (service.isEmpty()) return Target{.personal = true};
     const auto address = ReadServiceAddress(service.toStdString());
     if (!address) Fail(QStringLiteral("\"%1\" is not the address of a service.").arg(service));
-    return Target{service.toStdString(), address->host, address->port, false};
+    return Target{.name = service.toStdString(), .host = address->host, .port = address->port};
 }
 
 /// A session whose connection stands and is trusted; nothing of ours has been sent. Throws.
 std::shared_ptr<Session> LinkMessenger::ConnectTrusted(Deadline& deadline)
 {
-    const Target target = ReadTarget();
+    Target target = ReadTarget();
     const QString name =
         target.personal ? QStringLiteral("on this computer") : QString::fromStdString(target.name);
     for (int round = 0; round < 2; ++round) {
+        target.pin = PinOf(target);
         std::shared_ptr<Session> session = NewSession();
         const auto outcome = Ask<ConnectOutcome>(
             session, [target](Session& s) { return s.Connect(target); }, Remaining(deadline));
@@ -110,16 +117,25 @@ std::shared_ptr<Session> LinkMessenger::ConnectTrusted(Deadline& deadline)
     Fail(QStringLiteral("The service %1 changed its key just now.").arg(name));
 }
 
+/// The key that the user named, or accepted under any spelling of the address. Throws when the store cannot
+/// tell.
+std::optional<std::string> LinkMessenger::PinOf(const Target& target)
+{
+    const QString name = NameOf(target), typed = QString::fromStdString(target.name);
+    if (const auto accepted = mAccepted.find(name); accepted != mAccepted.end()) return accepted->second;
+    for (const QString& spelling : {name, typed})
+        if (const auto pin = mNeeds.settings.PinnedKey(spelling)) return pin->toStdString();
+    return std::nullopt;
+}
+
 /// False: the key was accepted only now, while the connection waited too long; connect again.
 bool LinkMessenger::SettleTrust(const Target& target, const ConnectOutcome& outcome, Deadline& deadline)
 {
-    if (target.personal) return outcome.known;
+    if (target.personal && !target.pin) return outcome.known;
     const QString name = QString::fromStdString(target.name);
     const QString key = QString::fromStdString(outcome.peer.fingerprint);
-    std::optional<std::string> pinned;
-    if (const auto known = mNeeds.settings.PinnedKey(name)) pinned = known->toStdString();
-    switch (Judge(outcome.peer.fingerprint, outcome.peer.vouched, pinned)) {
-        case Trust::Yes: return true;
+    switch (Judge(outcome.peer.fingerprint, outcome.peer.vouched, target.pin)) {
+        case Trust::Yes: return !target.personal || outcome.known;
         case Trust::Changed:
             Fail(QStringLiteral("The key of the service %1 is not the one that was accepted before. "
                                 "Nothing was sent. It is now %2.")
@@ -130,7 +146,8 @@ bool LinkMessenger::SettleTrust(const Target& target, const ConnectOutcome& outc
     const bool accepted = mNeeds.trust.Ask(name, key);
     deadline += SteadyClock::now() - asked;
     if (!accepted) Fail(QStringLiteral("The key of the service %1 was not accepted.").arg(name));
-    mNeeds.settings.PinKey(name, key);
+    mAccepted[NameOf(target)] = outcome.peer.fingerprint;
+    mNeeds.settings.PinKey(NameOf(target), key);
     return false;
 }
 

@@ -7,6 +7,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <chrono>
+#include <map>
 #include <thread>
 
 #include "service/link/answer.h"
@@ -86,6 +87,7 @@ private:
     void Release(std::shared_ptr<Session> session);
     Target ReadTarget() const;
     std::shared_ptr<Session> ConnectTrusted(Deadline& deadline);
+    std::optional<std::string> PinOf(const Target& target);
     bool SettleTrust(const Target& target, const ConnectOutcome& outcome, Deadline& deadline);
     QString PasswordOf(const QString& stored) const;
     bool Enter(const QString& code, bool create);
@@ -116,6 +118,8 @@ private:
 
     QString mConfig;
     std::optional<QString> mTypedAddress;
+    std::map<QString, std::string>
+        mAccepted;  // keys, by the service's name, also when they could not be stored
     QString mRefusal;
     std::optional<std::chrono::steady_clock::time_point> mDrawn;  // of the event that is being delivered
     Account mAccount;

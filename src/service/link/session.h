@@ -20,10 +20,11 @@ namespace zephyl::link {
 using Deadline = std::chrono::steady_clock::time_point;
 
 struct Target {
-    std::string name;  // as the user knows it; "" for the personal service
-    std::string host;
+    std::string name = {};  // as the user knows it; "" for the personal service
+    std::string host = {};
     std::uint16_t port = 0;
-    bool personal = false;  // behind the door file of this computer
+    bool personal = false;                // behind the door file of this computer
+    std::optional<std::string> pin = {};  // the only key to trust; none: nobody has named one
 };
 
 /// `problem` "": the connection stands and nothing of ours has been sent.

@@ -83,9 +83,9 @@ asio::awaitable<bool> Session::ReturnOnce()
     std::shared_ptr<Connection> connection = co_await OpenTarget();
     if (mPhase == Phase::Idle) co_return true;
     const TlsPeer& peer = connection->Peer();
-    const bool same = mTarget.personal
-                          ? peer.fingerprint == mExpectedKey
-                          : peer.fingerprint == mTrusted.fingerprint || (mTrusted.vouched && peer.vouched);
+    const bool known = peer.fingerprint == (mTarget.personal ? mExpectedKey : mTrusted.fingerprint);
+    const bool renewed = !mTarget.personal && mTrusted.vouched && peer.vouched;
+    const bool same = mTarget.pin ? peer.fingerprint == *mTarget.pin : known || renewed;
     if (!same) throw EndedForGood("The key of the service has changed.");
     mConnection = std::move(connection);
     Greet();

@@ -1,6 +1,7 @@
 #include "service/link/trust.h"
 
 #include <algorithm>
+#include <boost/asio/ip/address.hpp>
 #include <charconv>
 
 #include "service/wire/limits.h"
@@ -10,9 +11,8 @@ namespace zephyl::link {
 Trust Judge(const std::string& fingerprint, bool vouched, const std::optional<std::string>& pinned)
 {
     if (fingerprint.empty()) return Trust::Changed;  // nobody can be recognised without a key
-    if (vouched) return Trust::Yes;
-    if (!pinned) return Trust::Ask;
-    return *pinned == fingerprint ? Trust::Yes : Trust::Changed;
+    if (pinned) return *pinned == fingerprint ? Trust::Yes : Trust::Changed;
+    return vouched ? Trust::Yes : Trust::Ask;
 }
 
 std::optional<ServiceAddress> ReadServiceAddress(std::string text)
@@ -42,6 +42,17 @@ std::optional<ServiceAddress> ReadServiceAddress(std::string text)
                                     [](unsigned char c) { return c <= ' ' || c == '/'; });
     if (address.host.empty() || !plain) return std::nullopt;
     return address;
+}
+
+std::string ServiceName(const ServiceAddress& address)
+{
+    boost::system::error_code notAnAddress;
+    const auto number = boost::asio::ip::make_address(address.host, notAnAddress);
+    std::string name = notAnAddress ? address.host : number.to_string();
+    for (char& c : name)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (name.find(':') != std::string::npos) name = '[' + name + ']';
+    return address.port == kDefaultPort ? name : name + ':' + std::to_string(address.port);
 }
 
 }  // namespace zephyl::link

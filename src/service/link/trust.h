@@ -9,8 +9,8 @@ namespace zephyl::link {
 enum class Trust { Yes, Ask, Changed };
 
 /// `vouched`: an authority of this machine vouches for the key under the name that was asked for. `pinned`:
-/// the key that the user accepted before. A pinned key that changed is refused unless an authority vouches
-/// for the new one; without both the user is asked.
+/// the key that the user named or accepted before; then it is the only one that is trusted, whoever vouches
+/// for another. Without both the user is asked.
 Trust Judge(const std::string& fingerprint, bool vouched, const std::optional<std::string>& pinned);
 
 struct ServiceAddress {
@@ -20,5 +20,7 @@ struct ServiceAddress {
 /// "HOST", "HOST:PORT", "[V6]:PORT" or a bare V6 address, blanks at the ends ignored; the default port where
 /// none is named. None: not an address.
 std::optional<ServiceAddress> ReadServiceAddress(std::string text);
+/// One text for all spellings of an address: lower case, without the default port. What pins are kept by.
+std::string ServiceName(const ServiceAddress& address);
 
 }  // namespace zephyl::link

@@ -62,16 +62,32 @@ int MemoryCreate(BIO* bio)
     return 1;
 }
 
+void Require(bool good, const char* what)
+{
+    if (!good) throw LastTlsError(what);
+}
+
 void NamePeer(SSL* ssl, const std::string& name)
 {
     boost::system::error_code notAnAddress;
     boost::asio::ip::make_address(name, notAnAddress);
-    if (!notAnAddress) {
-        X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), name.c_str());
-    } else {
-        SSL_set_tlsext_host_name(ssl, name.c_str());
-        SSL_set1_host(ssl, name.c_str());
+    SSL_set_hostflags(ssl, X509_CHECK_FLAG_NEVER_CHECK_SUBJECT | X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    if (notAnAddress) {
+        Require(SSL_set_tlsext_host_name(ssl, name.c_str()) == 1 && SSL_set1_host(ssl, name.c_str()) == 1,
+                "no name of a service");
+    } else if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), name.c_str()) != 1) {
+        ERR_clear_error();  // an address with a zone: Vouched finds nothing that was to be checked
     }
+}
+
+/// Whether the chain was checked against a name or an address at all.
+bool PeerNamed(const SSL* ssl)
+{
+    X509_VERIFY_PARAM* const checks = SSL_get0_param(const_cast<SSL*>(ssl));
+    char* const address = X509_VERIFY_PARAM_get1_ip_asc(checks);
+    const bool named = address || X509_VERIFY_PARAM_get0_host(checks, 0);
+    OPENSSL_free(address);
+    return named;
 }
 
 }  // namespace
@@ -84,6 +100,11 @@ TlsError LastTlsError(const std::string& what)
     std::array<char, 256> text{};
     ERR_error_string_n(code, text.data(), text.size());
     return TlsError(what + ": " + text.data());
+}
+
+bool Vouched(const SSL* ssl)
+{
+    return PeerNamed(ssl) && SSL_get_verify_result(ssl) == X509_V_OK;
 }
 
 std::string KeyFingerprint(const X509* certificate)
@@ -109,13 +130,14 @@ TlsContext::TlsContext(bool server)
     BIO_meth_set_write(mMemory, MemoryWrite);
     BIO_meth_set_ctrl(mMemory, MemoryControl);
     BIO_meth_set_create(mMemory, MemoryCreate);
-    SSL_CTX_set_min_proto_version(mContext, TLS1_3_VERSION);
+    Require(SSL_CTX_set_min_proto_version(mContext, TLS1_3_VERSION) == 1, "no TLS 1.3");
     SSL_CTX_set_mode(mContext, SSL_MODE_RELEASE_BUFFERS);
     SSL_CTX_set_options(mContext,
                         SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_NO_TICKET | SSL_OP_NO_RENEGOTIATION);
     SSL_CTX_set_session_cache_mode(mContext, SSL_SESS_CACHE_OFF);
-    SSL_CTX_set_ciphersuites(mContext,
-                             "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384");
+    Require(SSL_CTX_set_ciphersuites(
+                mContext, "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384") == 1,
+            "no ciphers");
 }
 
 TlsContext::~TlsContext()
@@ -145,8 +167,9 @@ std::shared_ptr<TlsContext> TlsContext::Client()
 {
     std::shared_ptr<TlsContext> made(new TlsContext(false));
     const std::string list = AlpnList();
-    SSL_CTX_set_alpn_protos(made->mContext, reinterpret_cast<const unsigned char*>(list.data()),
-                            static_cast<unsigned int>(list.size()));
+    Require(SSL_CTX_set_alpn_protos(made->mContext, reinterpret_cast<const unsigned char*>(list.data()),
+                                    static_cast<unsigned int>(list.size())) == 0,
+            "no protocol");
     return made;
 }
 
@@ -160,8 +183,14 @@ SSL* TlsContext::NewSsl(const std::string& peer) const
     }
     SSL_set_connect_state(ssl);
     if (peer.empty()) return ssl;
+    // Without them nobody is vouched for.
     std::call_once(mAuthorities, [this] { SSL_CTX_set_default_verify_paths(mContext); });
-    NamePeer(ssl, peer);
+    try {
+        NamePeer(ssl, peer);
+    } catch (const TlsError&) {
+        SSL_free(ssl);
+        throw;
+    }
     return ssl;
 }
 

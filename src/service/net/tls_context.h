@@ -23,6 +23,10 @@ struct TlsError : std::runtime_error {
 /// `what` and the oldest error of OpenSSL's queue of this thread, which is emptied.
 TlsError LastTlsError(const std::string& what);
 
+/// Whether an authority of this machine vouches for the certificate that answered, under the name or address
+/// that NewSsl was told. What could not be checked is not vouched for.
+bool Vouched(const SSL* ssl);
+
 /// "sha256:" and the SHA-256 of the certificate's SubjectPublicKeyInfo in lower-case hex.
 std::string KeyFingerprint(const X509* certificate);
 
@@ -39,7 +43,8 @@ public:
     TlsContext& operator=(const TlsContext&) = delete;
 
     /// A new connection's TLS state. `peer`: the name or address that a client asked for, which the machine's
-    /// authorities have to vouch for; "": nobody asks. Throws TlsError.
+    /// authorities have to vouch for; "": nobody asks. Throws TlsError. Nobody can vouch for an address with
+    /// a zone (fe80::1%eth0): every network has its own.
     SSL* NewSsl(const std::string& peer) const;
     /// How a stream's bytes reach OpenSSL: through the stream's memory, never through a socket.
     const BIO_METHOD* Memory() const { return mMemory; }

@@ -15,6 +15,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "service/wire/limits.h"
+
 namespace zephyl {
 namespace asio = boost::asio;
 namespace {
@@ -33,6 +35,16 @@ constexpr int kUnsentBytes = 16 * 1024;            // in the kernel, before a so
 [[noreturn]] void Ended()
 {
     throw boost::system::system_error(asio::error::eof);
+}
+
+/// Who agreed to nothing may be anybody: a service of another kind, or a road between that listens in.
+void RequireProtocol(const SSL* ssl)
+{
+    const unsigned char* agreed = nullptr;
+    unsigned int bytes = 0;
+    SSL_get0_alpn_selected(ssl, &agreed, &bytes);
+    if (std::string_view(reinterpret_cast<const char*>(agreed), bytes) != kAlpn)
+        throw TlsError(std::string("the other side does not speak ") + kAlpn);
 }
 
 }  // namespace
@@ -90,7 +102,7 @@ asio::awaitable<void> TlsStream::Handshake()
         Flush();
         if (result != 1 && reason != SSL_ERROR_WANT_READ) throw LastTlsError("TLS handshake");
         co_await Drain();
-        if (result == 1) co_return;
+        if (result == 1) co_return RequireProtocol(mSsl);
         co_await mSocket.async_wait(Socket::wait_read, asio::use_awaitable);
         char raw[kHandshakeBytes];
         const ssize_t got = ::recv(mSocket.native_handle(), raw, sizeof raw, 0);
@@ -104,7 +116,7 @@ TlsPeer TlsStream::Peer() const
 {
     X509* certificate = SSL_get0_peer_certificate(mSsl);
     if (!certificate) return {};
-    return {KeyFingerprint(certificate), SSL_get_verify_result(mSsl) == X509_V_OK};
+    return {KeyFingerprint(certificate), Vouched(mSsl)};
 }
 
 bool TlsStream::Decrypt(std::string& into)

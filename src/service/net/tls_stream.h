@@ -36,7 +36,8 @@ public:
     TlsStream(const TlsStream&) = delete;
     TlsStream& operator=(const TlsStream&) = delete;
 
-    /// Throws TlsError, or boost::system::system_error when the connection is lost.
+    /// Both ends agree to the one protocol here. Throws TlsError, or boost::system::system_error when the
+    /// connection is lost.
     boost::asio::awaitable<void> Handshake();
     TlsPeer Peer() const;
 

@@ -253,6 +253,7 @@ TEST(Trust, IsSettledByAuthorityOrPinElseByAsking)
     EXPECT_EQ(Judge(key, false, key), Trust::Yes);
     EXPECT_EQ(Judge(key, false, std::nullopt), Trust::Ask);
     EXPECT_EQ(Judge(key, false, "sha256:bb"), Trust::Changed);
+    EXPECT_EQ(Judge(key, true, "sha256:bb"), Trust::Changed);  // no authority is asked about a named key
     EXPECT_EQ(Judge("", false, std::nullopt), Trust::Changed);
 }
 
@@ -262,13 +263,15 @@ TEST(Trust, AddressesAreReadAsPeopleTypeThem)
         const char* text;
         const char* host;
         int port;
+        const char* name = "";  // of its pin
     } rows[] = {
-        {"meet.example", "meet.example", kDefaultPort},
-        {" meet.example:81 ", "meet.example", 81},
-        {"[::1]:7000", "::1", 7000},
-        {"[::1]", "::1", kDefaultPort},
-        {"fe80::1", "fe80::1", kDefaultPort},
-        {"h:65535", "h", 65535},
+        {"meet.example", "meet.example", kDefaultPort, "meet.example"},
+        {"Meet.Example:7420", "Meet.Example", kDefaultPort, "meet.example"},
+        {" meet.example:81 ", "meet.example", 81, "meet.example:81"},
+        {"[::1]:7000", "::1", 7000, "[::1]:7000"},
+        {"[0:0::0:1]", "0:0::0:1", kDefaultPort, "[::1]"},
+        {"FE80::1", "FE80::1", kDefaultPort, "[fe80::1]"},
+        {"h:65535", "h", 65535, "h:65535"},
         {"h:65536", "", 0},
         {"h:0", "", 0},
         {"h:", "", 0},
@@ -285,6 +288,7 @@ TEST(Trust, AddressesAreReadAsPeopleTypeThem)
         const auto address = ReadServiceAddress(row.text);
         EXPECT_EQ(address ? address->host : "", row.host);
         EXPECT_EQ(address ? address->port : 0, row.port);
+        EXPECT_EQ(address ? ServiceName(*address) : "", row.name);
     }
 }
 
