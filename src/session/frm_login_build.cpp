@@ -7,6 +7,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <algorithm>
+#include <cmath>
 
 #include "session/frm_login.h"
 #include "widgets/named.h"
@@ -24,10 +26,29 @@ constexpr int kField = 120;    // left of the fields
 constexpr int kHeight = 26;
 constexpr int kFrameGap = 5;  // what the opened form grows by beside its second frame
 
+/// How much larger than drawn everything is, so that the longest texts fit at the desktop's font.
+double Enlarged(const QWidget& form)
+{
+    const QFontMetrics metrics(form.font());
+    return std::max({1.0, (metrics.horizontalAdvance(u"Send Password!"_s) + 2) / 106.0,
+                     (metrics.horizontalAdvance(u"Configuration:"_s) + 2) / 104.0, metrics.height() / 20.0});
+}
+
+/// `place` is as drawn, for the usual font.
+template <class W>
+W* Put(QWidget* parent, const char* name, const QRect& place)
+{
+    const double factor = Enlarged(*parent->window());
+    const auto scaled = [&](int length) { return int(std::lround(length * factor)); };
+    return Placed<W>(
+        parent, name,
+        QRect(scaled(place.x()), scaled(place.y()), scaled(place.width()), scaled(place.height())));
+}
+
 template <class W>
 W* Button(QWidget* parent, const char* name, const QString& text, const QRect& place)
 {
-    W* button = Placed<W>(parent, name, place);
+    W* button = Put<W>(parent, name, place);
     button->setText(text);
     return button;
 }
@@ -39,15 +60,14 @@ QRect FieldAt(int row, int width)
 
 QLabel* Label(QWidget* parent, const char* name, const QString& text, int row)
 {
-    auto* label =
-        Placed<QLabel>(parent, name, {kMargin, kFirstRow + row * kRow, kField - kMargin - 6, kHeight});
+    auto* label = Put<QLabel>(parent, name, {kMargin, kFirstRow + row * kRow, kField - kMargin - 6, kHeight});
     label->setText(text);
     return label;
 }
 
 QGroupBox* Frame(QWidget* parent, const char* name, const QString& title, int top, int rows)
 {
-    auto* frame = Placed<QGroupBox>(parent, name, {kMargin, top, kFrameWidth, kFirstRow + rows * kRow + 6});
+    auto* frame = Put<QGroupBox>(parent, name, {kMargin, top, kFrameWidth, kFirstRow + rows * kRow + 6});
     frame->setTitle(title);
     return frame;
 }
@@ -57,11 +77,11 @@ QGroupBox* Frame(QWidget* parent, const char* name, const QString& title, int to
 void frmLogin::BuildLogin()
 {
     frameLogin = Frame(this, "frameLogin", u"Meeting Information"_s, kMargin, 5);
-    txtHandle = Placed<QLineEdit>(frameLogin, "txtHandle", FieldAt(0, 250));
-    txtPassword = Placed<QLineEdit>(frameLogin, "txtPassword", FieldAt(1, 140));
+    txtHandle = Put<QLineEdit>(frameLogin, "txtHandle", FieldAt(0, 250));
+    txtPassword = Put<QLineEdit>(frameLogin, "txtPassword", FieldAt(1, 140));
     txtPassword->setEchoMode(QLineEdit::Password);
     txtPassword->setStyleSheet(u"lineedit-password-character: 42"_s);  // "*"
-    lblPassword = Placed<QLabel>(frameLogin, "lblPassword", {kField + 148, kFirstRow + kRow, 106, kHeight});
+    lblPassword = Put<QLabel>(frameLogin, "lblPassword", {kField + 148, kFirstRow + kRow, 106, kHeight});
     lblPassword->setTextFormat(Qt::PlainText);
     lblPassword->setText(u"Send Password!"_s);
     lblPassword->setCursor(Qt::PointingHandCursor);
@@ -70,7 +90,7 @@ void frmLogin::BuildLogin()
     link.setUnderline(true);
     lblPassword->setFont(link);
     lblPassword->setForegroundRole(QPalette::Link);
-    cmbMeetingCode = Placed<QComboBox>(frameLogin, "cmbMeetingCode", FieldAt(2, 250));
+    cmbMeetingCode = Put<QComboBox>(frameLogin, "cmbMeetingCode", FieldAt(2, 250));
     cmbMeetingCode->setEditable(true);
     cmbMeetingCode->setInsertPolicy(QComboBox::NoInsert);
     cmbMeetingCode->setCompleter(nullptr);  // it would change what is typed
@@ -86,9 +106,9 @@ void frmLogin::BuildLogin()
 
 void frmLogin::BuildMore()
 {
-    frameMore =
-        Frame(this, "frameMore", u"Advanced Options"_s, frameLogin->geometry().bottom() + 1 + kFrameGap, 4);
-    cmbConfig = Placed<QComboBox>(frameMore, "cmbConfig", FieldAt(0, 164));
+    frameMore = Frame(this, "frameMore", u"Advanced Options"_s, 0, 4);
+    frameMore->move(frameMore->x(), frameLogin->geometry().bottom() + 1 + kFrameGap);
+    cmbConfig = Put<QComboBox>(frameMore, "cmbConfig", FieldAt(0, 164));
     cmbConfig->setToolTip(u"Choose current configuration"_s);
     chkDefaultConfig = Button<QCheckBox>(frameMore, "chkDefaultConfig", u"&Default"_s,
                                          {kField + 174, kFirstRow, 80, kHeight});
@@ -100,10 +120,10 @@ void frmLogin::BuildMore()
         Button<QRadioButton>(frameMore, "optUDP", u"UDP"_s, {kField + 168, kFirstRow + kRow, 74, kHeight});
     chkHostname = Button<QCheckBox>(frameMore, "chkHostname", u"Host&name:"_s,
                                     {kMargin, kFirstRow + 2 * kRow, kField - kMargin - 6, kHeight});
-    txtHostname = Placed<QLineEdit>(frameMore, "txtHostname", FieldAt(2, 250));
+    txtHostname = Put<QLineEdit>(frameMore, "txtHostname", FieldAt(2, 250));
     txtHostname->setToolTip(
         u"Enter your computer's IP address or its fully qualified domain name, for example desk.example.com"_s);
-    txtService = Placed<QLineEdit>(frameMore, "txtService", FieldAt(3, 250));
+    txtService = Put<QLineEdit>(frameMore, "txtService", FieldAt(3, 250));
     txtService->setPlaceholderText(u"this computer"_s);
     const QString refusal = mState.gMessenger ? mState.gMessenger->LastRefusal() : QString();
     txtService->setToolTip(refusal.isEmpty()
@@ -116,7 +136,7 @@ void frmLogin::BuildMore()
 
 void frmLogin::BuildButtons()
 {
-    frameButtons = Placed<QFrame>(this, "frameButtons", {kMargin, 0, kFrameWidth, 36});
+    frameButtons = Put<QFrame>(this, "frameButtons", {kMargin, 0, kFrameWidth, 36});
     chkMore = Button<QPushButton>(frameButtons, "chkMore", QString(), {0, 5, 90, 28});
     chkMore->setCheckable(true);
     chkMore->setToolTip(u"Choose login options"_s);

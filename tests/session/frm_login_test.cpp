@@ -261,6 +261,27 @@ TEST(FrmLogin, CanBeReadOnADarkDesktop)
     }
 }
 
+TEST(FrmLogin, ShowsItsTextsWholeAtEveryFont)
+{
+    const QFont before = QApplication::font();
+    for (const int points : {9, 15, 22}) {
+        QFont larger = before;
+        larger.setPointSize(points);
+        QApplication::setFont(larger);
+        Login f;
+        f.Open();
+        f.Click("chkMore");
+        for (QWidget* control : f.form->findChildren<QWidget*>()) {
+            const bool text = qobject_cast<QLabel*>(control) || qobject_cast<QAbstractButton*>(control);
+            if (!text || !control->isVisible()) continue;
+            EXPECT_LE(control->sizeHint().width(), control->width())
+                << points << ' ' << control->objectName().toStdString();
+            EXPECT_TRUE(control->parentWidget()->rect().contains(control->geometry()));
+        }
+    }
+    QApplication::setFont(before);
+}
+
 TEST(FrmLogin, MoreMovesTheButtonsUnderTheLastFrame)
 {
     Login f;
