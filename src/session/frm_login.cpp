@@ -9,6 +9,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
+#include <algorithm>
 
 #include "base/error_trap.h"
 #include "base/text_rules.h"
@@ -158,6 +160,15 @@ void frmLogin::chkMore_Click()
     frameButtons->move(frameButtons->x(), layout.buttonsTop);
     setFixedSize(frameLogin->x() * 2 + frameLogin->width(), layout.interiorHeight);
     chkMore->setText(more ? u"More <<"_s : u"More >>"_s);
+    if (isVisible()) MoveUpOntoScreen();
+}
+
+/// Opened low on the screen, the buttons would lie below its edge.
+void frmLogin::MoveUpOntoScreen()
+{
+    const QRect room = screen()->availableGeometry();
+    const int over = frameGeometry().bottom() - room.bottom();
+    if (over > 0) move(x(), std::max(room.top(), y() - over));
 }
 
 void frmLogin::cmbConfig_Click()

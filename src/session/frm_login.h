@@ -44,6 +44,7 @@ private:
     void BuildButtons();
     void SetTabs();
     void KeepReadable();
+    void MoveUpOntoScreen();
     void Connect();
     void Load();
     void LoadConfigSettings();

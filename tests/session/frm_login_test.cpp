@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QTest>
 
 #include "cipher/password.h"
@@ -280,6 +281,17 @@ TEST(FrmLogin, ShowsItsTextsWholeAtEveryFont)
         }
     }
     QApplication::setFont(before);
+}
+
+TEST(FrmLogin, OpensItsOptionsOnTheScreen)
+{
+    Login f;
+    f.Open();
+    const QRect screen = f.form->screen()->availableGeometry();
+    f.form->move(screen.left() + 50, screen.bottom() - f.form->frameGeometry().height());
+    f.Click("chkMore");
+    EXPECT_TRUE(screen.contains(f.form->frameGeometry())) << f.form->frameGeometry().bottom();
+    EXPECT_EQ(f.form->x(), screen.left() + 50);
 }
 
 TEST(FrmLogin, MoreMovesTheButtonsUnderTheLastFrame)
