@@ -54,7 +54,7 @@ QFont BoardFont(const TextLook& look)
     QFont font;
     // What the font lacks comes from these on every machine that has them, whatever else is installed.
     font.setFamilies(
-        {DrawnFamily(look.fontName), u"Liberation Sans"_s, u"Droid Sans Fallback"_s, u"Noto Color Emoji"_s});
+        {DrawnFamily(look.fontName), u"Liberation Sans"_s, u"WenQuanYi Micro Hei"_s, u"Noto Color Emoji"_s});
     font.setPointSizeF(std::clamp(double(look.points), kSmallest, kLargest));
     font.setBold(look.bold);
     font.setItalic(look.italic);
