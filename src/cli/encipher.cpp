@@ -17,7 +17,7 @@ QString Encipher(const SkipJack& cipher, const QString& line)
 
 int Cipher(const std::string& keyFile, CipherWay way)
 {
-    const SkipJack cipher(QString::fromStdString(FirstLine(keyFile)));
+    const SkipJack cipher(QString::fromStdString(FirstLine(keyFile, files::Owner::Anybody)));
     std::string line;
     while (std::getline(std::cin, line)) {
         if (line.ends_with('\r')) line.pop_back();

@@ -5,13 +5,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <fstream>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 
 #include "text/one_line.h"
 
 namespace {
+
+constexpr std::size_t kSecretFileBytes = 64 * 1024;
 
 /// No echo while it lives.
 class Hidden {
@@ -67,7 +69,7 @@ std::optional<QString> ServiceOptions::Trusted() const
 QString AccountOptions::Password() const
 {
     if (!passwordFile.empty()) {
-        const std::string password = FirstLine(passwordFile);
+        const std::string password = FirstLine(passwordFile, files::Owner::Private);
         if (password.empty()) throw std::runtime_error("there is no password in " + passwordFile);
         return QString::fromStdString(password);
     }
@@ -83,12 +85,11 @@ QString AccountOptions::Password() const
     return QString::fromStdString(typed);
 }
 
-std::string FirstLine(const std::string& file)
+std::string FirstLine(const std::string& file, files::Owner owner)
 {
-    std::ifstream stream(file);
+    std::istringstream stream(files::ReadNamed(file, kSecretFileBytes, owner));
     std::string line;
-    if (!stream || (!std::getline(stream, line) && (stream.bad() || !stream.eof())))
-        throw std::runtime_error("cannot read " + file);
+    std::getline(stream, line);
     if (line.ends_with('\r')) line.pop_back();
     return line;
 }

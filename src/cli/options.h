@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "files/careful_file.h"
+
 namespace CLI {
 class App;
 }
@@ -29,4 +31,4 @@ void AddServiceOptions(CLI::App& command, ServiceOptions& options);
 void AddAccountOptions(CLI::App& command, AccountOptions& options);
 
 /// The first line of a file, without its end. Throws std::runtime_error.
-std::string FirstLine(const std::string& file);
+std::string FirstLine(const std::string& file, files::Owner owner);

@@ -8,12 +8,15 @@
 
 #include "cipher/code_page.h"
 #include "cipher/password.h"
+#include "files/careful_file.h"
 #include "service/link/link_messenger.h"
 #include "session/login_rules.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr std::size_t kPictureFileBytes = 64 << 20;  // what may be sent is far less, and checked by the link
 
 [[noreturn]] void Fail(const QString& text)
 {
@@ -51,10 +54,11 @@ QStringList Texts(const QJsonObject& command, const QString& name)
 }
 
 QByteArray ReadFile(const QString& path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) Fail(u"cannot read %1: %2"_s.arg(path, file.errorString()));
-    return file.readAll();
+try {
+    return QByteArray::fromStdString(
+        files::ReadNamed(QFile::encodeName(path).toStdString(), kPictureFileBytes, files::Owner::Anybody));
+} catch (const files::FileProblem& problem) {
+    Fail(u"cannot read %1"_s.arg(QString::fromUtf8(problem.what())));
 }
 
 QJsonObject Ok()

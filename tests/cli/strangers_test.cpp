@@ -183,6 +183,7 @@ protected:
     {
         QFile password(Path("pw"));
         EXPECT_TRUE(password.open(QIODevice::WriteOnly) && password.write("secret\n") > 0);
+        password.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
         return Zephyl(
             QStringList{u"listen"_s} + service.Options() +
             QStringList{u"--handle"_s, u"bob"_s, u"--password-file"_s, password.fileName(), u"standup"_s});

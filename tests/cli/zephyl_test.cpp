@@ -1,9 +1,11 @@
 // The program zephyl as scripts and people meet it.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <QFile>
 #include <QJsonDocument>
+#include <boost/asio/ip/tcp.hpp>
 
 #include "demo/stage.h"
 #include "service/codec/jpeg_encoder.h"
@@ -56,11 +58,20 @@ protected:
         for (qsizetype i = 0; i < input.count('\n') + 1; ++i) lines += filter->ReadLine() + '\n';
         return lines;
     }
+    /// The environment of somebody who has no personal service yet.
+    using Home = std::map<QString, QString>;
+    Home MakeHome(const char* data) const
+    {
+        std::filesystem::create_directory(folder.path / "runtime");
+        std::filesystem::permissions(folder.path / "runtime", std::filesystem::perms::owner_all);
+        return {{u"XDG_RUNTIME_DIR"_s, Path("runtime")}, {u"XDG_DATA_HOME"_s, Path(data)}};
+    }
     QString Path(const char* name) const { return QString::fromStdString((folder.path / name).string()); }
     QString File(const char* name, const QByteArray& content) const
     {
         QFile file(Path(name));
         EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
         return file.fileName();
     }
 };
@@ -190,11 +201,8 @@ TEST_F(ZephylTest, EnciphersLineByLine)
 /// Two programs start at the same moment where no service is running: one service comes of it.
 TEST_F(ZephylTest, StartsThePersonalServiceOfThisComputer)
 {
+    const Home own = MakeHome("share");
     const std::filesystem::path runtime = folder.path / "runtime";
-    std::filesystem::create_directory(runtime);
-    std::filesystem::permissions(runtime, std::filesystem::perms::owner_all);
-    const std::map<QString, QString> own{{u"XDG_RUNTIME_DIR"_s, Path("runtime")},
-                                         {u"XDG_DATA_HOME"_s, Path("share")}};
     std::vector<pid_t> daemons;
     {
         Script alice({}, own, Path("log")), bob({}, own, Path("log"));
@@ -208,6 +216,59 @@ TEST_F(ZephylTest, StartsThePersonalServiceOfThisComputer)
     }
     EXPECT_EQ(daemons.size(), 1u);
     EXPECT_TRUE(stage::EndPersonalServices(Path("runtime")));
+}
+
+/// A mute program has the port of a service that is dead; or the door is a pipe that nobody fills.
+TEST_F(ZephylTest, StartsItBesideWhatADeadOneLeft)
+{
+    const Home own = MakeHome("share");
+    const std::filesystem::path door = folder.path / "runtime" / "zephyl" / "door";
+    boost::asio::io_context io;
+    const boost::asio::ip::tcp::acceptor mute(io, {boost::asio::ip::address_v4::loopback(), 0});
+    WriteDoorFile(door, {mute.local_endpoint().port(), relay->Fingerprint(), std::string(64, 'a')});
+    for (const bool pipe : {false, true}) {
+        if (pipe) {
+            std::filesystem::remove(door);
+            ASSERT_EQ(::mkfifo(door.c_str(), 0600), 0);
+        }
+        EXPECT_TRUE(Script({}, own, Path("log")).Ok(kLoginBob)) << pipe;
+        EXPECT_TRUE(stage::EndPersonalServices(Path("runtime")));
+    }
+}
+
+TEST_F(ZephylTest, SaysWhyThereCanBeNoPersonalService)
+{
+    const Home own = MakeHome("runtime/no folder");
+    File("runtime/no folder", "");  // as a home that cannot be written to
+    const auto reason = [&] {
+        return Script({}, own, Path("log")).AskLine(kLoginBob)[u"reason"_s].toString();
+    };
+    EXPECT_TRUE(reason().contains(u"cannot make the folder"_s)) << qPrintable(reason());
+    const std::filesystem::path lock = folder.path / "runtime" / "zephyl" / "door.lock";
+    std::filesystem::remove(lock);
+    ASSERT_EQ(::mkfifo(lock.c_str(), 0600), 0);
+    EXPECT_TRUE(reason().contains(u"door.lock is not a regular file"_s)) << qPrintable(reason());
+}
+
+TEST_F(ZephylTest, APasswordFileIsItsOwnersAlone)
+{
+    const QString file = File("pw", "secret\n");
+    const auto status = [&](const QString& program, QStringList words) {
+        return Child(stage::Programs() + program, words + QStringList{u"--password-file"_s, file}, {},
+                     Path("log"))
+            .WaitForEnd();
+    };
+    const QStringList add{u"user"_s, u"add"_s, u"erin"_s, u"--data"_s, Path("data")};
+    const QStringList listen =
+        QStringList{u"send"_s, u"--handle"_s, u"bob"_s, u"nowhere"_s, u"x"_s} + Options();
+    QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+    EXPECT_EQ(status(u"/zephyld"_s, add), 1);
+    EXPECT_EQ(status(u"/zephyl"_s, listen), 1);
+    QFile log(Path("log"));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    EXPECT_EQ(log.readAll().count("chmod 600 "), 2);
+    QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner);
+    EXPECT_EQ(status(u"/zephyld"_s, add), 0);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <thread>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -100,6 +101,45 @@ TEST_F(FileRegistryTest, FailuresThrowAndChangeNothing)
     EXPECT_EQ(Text(registry, kUser, u"a"_s), u"1"_s);
     FileRegistry folder(dir.path(), QString());
     EXPECT_THROW(folder.Read(kUser, u"a"_s), std::runtime_error);
+}
+
+TEST_F(FileRegistryTest, NeverWaitsForWhatSomebodyElseHasPutThere)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+    const auto pipe = [](const QString& name) {
+        EXPECT_EQ(::mkfifo(QFile::encodeName(name).constData(), 0600), 0);
+    };
+    FileRegistry registry = Open();
+    pipe(path + u".new"_s);  // taken away
+    registry.WriteText(kUser, u"a"_s, u"1"_s);
+    QFile::remove(path + u".lock"_s);
+    pipe(path + u".lock"_s);
+    EXPECT_THROW(registry.WriteText(kUser, u"a"_s, u"2"_s), std::runtime_error);
+    QFile::remove(path + u".lock"_s);
+    ASSERT_TRUE(QFile::link(path, path + u".lock"_s));  // a lock is no link
+    EXPECT_THROW(registry.WriteText(kUser, u"a"_s, u"2"_s), std::runtime_error);
+    EXPECT_EQ(Text(registry, kUser, u"a"_s), u"1"_s);
+    QFile::remove(path);
+    pipe(path);
+    EXPECT_THROW(registry.Read(kUser, u"a"_s), std::runtime_error);
+}
+
+TEST_F(FileRegistryTest, ALockThatSomebodyKeepsIsGivenUp)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+    std::optional held(files::LockFile((path + u".lock"_s).toStdString(), 0ms));
+    SharedFile file(path, 50ms);
+    const auto keep = [](const QByteArray& content) { return content + "x"; };
+    const QString holder = u"process %1"_s.arg(::getpid());
+    for (int tries = 0; tries < 2; ++tries) try {
+            file.Replace(keep);
+            ADD_FAILURE() << "replaced";
+        } catch (const std::exception& problem) {
+            EXPECT_TRUE(QString::fromUtf8(problem.what()).contains(holder)) << problem.what();
+        }
+    held.reset();
+    file.Replace(keep);
+    EXPECT_EQ(file.Read(), "x");
 }
 
 TEST_F(FileRegistryTest, FollowsLinksAndLooksTheMachineUpBehindTheUser)

@@ -1,7 +1,6 @@
 #include "platform/linux/shared_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,50 +11,21 @@
 #include <cstring>
 #include <stdexcept>
 
+using namespace std::chrono_literals;
+
 namespace {
 
-constexpr qint64 kLimit = 64LL << 20;
+constexpr std::size_t kLimit = 64 << 20;
 
 [[noreturn]] void Fail(const QByteArray& path, int error)
 {
     throw std::runtime_error(path.toStdString() + ": " + std::strerror(error));
 }
 
-class Descriptor {
-public:
-    Descriptor(QByteArray path, int flags) : mPath(std::move(path))
-    {
-        mNumber = ::open(mPath.constData(), flags | O_CLOEXEC, 0600);
-        if (mNumber < 0) Fail(mPath, errno);
-    }
-    ~Descriptor() { ::close(mNumber); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    void Write(const QByteArray& bytes) const
-    {
-        for (qsizetype done = 0; done < bytes.size();) {
-            const ssize_t wrote =
-                ::write(mNumber, bytes.constData() + done, std::size_t(bytes.size() - done));
-            if (wrote < 0 && errno != EINTR) Fail(mPath, errno);
-            if (wrote > 0) done += wrote;
-        }
-        Sync();
-    }
-    void Sync() const
-    {
-        if (::fsync(mNumber) != 0) Fail(mPath, errno);
-    }
-    void Lock() const
-    {
-        while (::flock(mNumber, LOCK_EX) != 0)
-            if (errno != EINTR) Fail(mPath, errno);
-    }
-
-private:
-    QByteArray mPath;
-    int mNumber;
-};
+void Sync(const files::Descriptor& file, const QByteArray& path)
+{
+    if (::fsync(file.Number()) != 0) Fail(path, errno);
+}
 
 void MakeFolder(const QString& folder)
 {
@@ -73,20 +43,19 @@ QString Resolved(const QString& path)
 
 }  // namespace
 
-SharedFile::SharedFile(QString path) : mPath(std::move(path)) {}
+SharedFile::SharedFile(QString path, std::chrono::milliseconds patience)
+    : mPath(std::move(path)), mFullPatience(patience), mPatience(patience)
+{
+}
 
 QByteArray SharedFile::Read() const
-{
-    const std::string name = QFile::encodeName(mPath).toStdString();
-    QFile file(mPath);
-    if (!file.exists()) return {};
-    if (!file.open(QIODevice::ReadOnly))
-        throw std::runtime_error(name + ": " + file.errorString().toStdString());
-    const QByteArray content = file.read(kLimit + 1);
-    if (file.error() != QFile::NoError)
-        throw std::runtime_error(name + ": " + file.errorString().toStdString());
-    if (content.size() > kLimit) throw std::runtime_error(name + " holds more than 64 MiB");
-    return content;
+try {
+    const std::string path = QFile::encodeName(mPath).toStdString();
+    const files::Descriptor file = files::OpenRegular(path, O_RDONLY, files::Owner::Us);
+    return QByteArray::fromStdString(files::ReadWhole(file, kLimit, path));
+} catch (const files::FileProblem& problem) {
+    if (problem.error == ENOENT || problem.error == ENOTDIR) return {};
+    throw;
 }
 
 QByteArray SharedFile::Stamp() const
@@ -106,12 +75,28 @@ void SharedFile::Replace(const std::function<QByteArray(const QByteArray&)>& cha
     const QString folder = QFileInfo(target).path();
     MakeFolder(folder);
     const QByteArray name = QFile::encodeName(target), next = name + ".new";
-    const Descriptor lock(name + ".lock", O_RDWR | O_CREAT);
-    lock.Lock();
+    const files::Descriptor lock = Lock(name.toStdString() + ".lock");
     const QByteArray before = Read();
     const QByteArray after = change(before);
     if (after == before && QFile::exists(target)) return;
-    Descriptor(next, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW).Write(after);
+    ::unlink(next.constData());  // left over from a program that was killed
+    {
+        const auto file =
+            files::OpenRegular(next.toStdString(), O_WRONLY | O_CREAT | O_EXCL, files::Owner::Us);
+        files::WriteWhole(file, after.toStdString(), next.toStdString());
+        Sync(file, next);
+    }
     if (::rename(next.constData(), name.constData()) != 0) Fail(name, errno);
-    Descriptor(QFile::encodeName(folder), O_RDONLY | O_DIRECTORY).Sync();
+    const files::Descriptor place(
+        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Sync(place, QFile::encodeName(folder));
+}
+
+/// Once somebody has kept it for so long, nobody waits for them again.
+files::Descriptor SharedFile::Lock(const std::string& path)
+{
+    const auto patience = std::exchange(mPatience, 0ms);
+    files::Descriptor lock = files::LockFile(path, patience);
+    mPatience = mFullPatience;
+    return lock;
 }

@@ -6,9 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -26,6 +28,7 @@ extern char** environ;
 namespace zephyl::link {
 
 namespace asio = boost::asio;
+using namespace asio::experimental::awaitable_operators;
 
 namespace {
 
@@ -33,6 +36,7 @@ constexpr std::size_t kReadyLineBytes = 1024;
 constexpr char kNoProgram[] = "cannot run zephyld: ";
 constexpr std::chrono::milliseconds kNextTry{50};
 constexpr std::chrono::seconds kStartTime{8};
+constexpr std::chrono::milliseconds kDoorTime{2000};  // on loopback even a busy machine is faster
 
 /// Starts it in between, so that nobody has to wait for it when it ends one day: the shell-like middle
 /// process ends at once and is waited for here. Returns the reading end of the daemon's standard output.
@@ -71,14 +75,22 @@ int Spawn(const std::string& path)
 
 }  // namespace
 
-asio::awaitable<void> StartPersonalService(std::string zephyldPath)
+asio::awaitable<Started> StartPersonalService(std::string zephyldPath, std::chrono::milliseconds limit)
 {
     if (zephyldPath.empty()) throw std::runtime_error("the program zephyld is not found");
-    asio::posix::stream_descriptor output(co_await asio::this_coro::executor, Spawn(zephyldPath));
+    const auto executor = co_await asio::this_coro::executor;
+    asio::posix::stream_descriptor output(executor, Spawn(zephyldPath));
+    asio::steady_timer timer(executor, limit);
     std::string line;
-    co_await asio::async_read_until(output, asio::dynamic_buffer(line, kReadyLineBytes), '\n',
-                                    asio::as_tuple(asio::use_awaitable));
+    const auto told = co_await (asio::async_read_until(output, asio::dynamic_buffer(line, kReadyLineBytes),
+                                                       '\n', asio::as_tuple(asio::use_awaitable)) ||
+                                timer.async_wait(asio::as_tuple(asio::use_awaitable)));
+    if (told.index() != 0) throw std::runtime_error("zephyld was started and says nothing");
     if (line.starts_with(kNoProgram)) throw std::runtime_error(line);
+    if (line.starts_with(kCannotServe))
+        throw std::runtime_error(
+            line.substr(sizeof kCannotServe - 1, line.find('\n') - (sizeof kCannotServe - 1)));
+    co_return line.empty() ? Started::AnotherServes : Started::Serves;
 }
 
 asio::awaitable<std::shared_ptr<Connection>> Session::OpenTarget()
@@ -87,18 +99,33 @@ asio::awaitable<std::shared_ptr<Connection>> Session::OpenTarget()
     co_return co_await Connection::Open(mContext, mTarget.host, mTarget.port);
 }
 
-/// Null: nobody answers there, or not who the door file promises.
-asio::awaitable<std::shared_ptr<Connection>> Session::TryDoor()
+/// Null: nobody answers at the port of the door file.
+asio::awaitable<std::shared_ptr<Connection>> Session::Knock(std::uint16_t port)
+{
+    std::string problem;
+    try {
+        co_return co_await Connection::Open(mContext, "127.0.0.1", port);
+    } catch (const std::exception& e) {
+        problem = ProblemText(e);
+    }
+    mNeeds.log(
+        QStringLiteral("This computer's service does not answer: %1").arg(QString::fromStdString(problem)));
+    co_return nullptr;
+}
+
+/// Null: nobody answers there within `limit`, or not who the door file promises. At the port of a service
+/// that is dead somebody may be who takes connections and says nothing.
+asio::awaitable<std::shared_ptr<Connection>> Session::TryDoor(std::chrono::milliseconds limit)
 {
     const auto door = ReadDoorFile(DoorFilePath());
     if (!door) co_return nullptr;
-    std::shared_ptr<Connection> connection;
-    try {
-        connection = co_await Connection::Open(mContext, "127.0.0.1", door->port);
-    } catch (const std::exception& e) {
-        mNeeds.log(QStringLiteral("This computer's service does not answer: %1")
-                       .arg(QString::fromStdString(ProblemText(e))));
+    asio::steady_timer timer(mIo, limit);
+    auto first = co_await (Knock(door->port) || timer.async_wait(asio::as_tuple(asio::use_awaitable)));
+    if (first.index() != 0) {
+        mNeeds.log(QStringLiteral("This computer's service does not answer: nothing comes from its port"));
+        co_return nullptr;
     }
+    const std::shared_ptr<Connection> connection = std::get<0>(std::move(first));
     if (!connection || connection->Peer().fingerprint != door->fingerprint) co_return nullptr;
     mDoor = door->door;
     mExpectedKey = door->fingerprint;
@@ -109,15 +136,24 @@ asio::awaitable<std::shared_ptr<Connection>> Session::TryDoor()
 /// has opened its door. So whoever finds none looks again.
 asio::awaitable<std::shared_ptr<Connection>> Session::OpenPersonal()
 {
-    const auto deadline = std::chrono::steady_clock::now() + kStartTime;
+    using std::chrono::steady_clock;
+    const auto deadline = steady_clock::now() + kStartTime;
+    const auto left = [&] {
+        return std::max(kNextTry,
+                        std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now()));
+    };
+    Started started = Started::Serves;
     do {
-        if (auto connection = co_await TryDoor()) co_return connection;
-        co_await StartPersonalService(mNeeds.zephyldPath);
-        if (auto connection = co_await TryDoor()) co_return connection;
+        if (auto connection = co_await TryDoor(std::min(kDoorTime, left()))) co_return connection;
+        started = co_await StartPersonalService(mNeeds.zephyldPath, left());
+        // One that lives and is slow has half of the time that is left.
+        const auto patience = started == Started::AnotherServes ? std::max(kDoorTime, left() / 2) : left();
+        if (auto connection = co_await TryDoor(patience)) co_return connection;
         asio::steady_timer pause(mIo, kNextTry);
         co_await pause.async_wait(asio::as_tuple(asio::use_awaitable));
-    } while (std::chrono::steady_clock::now() < deadline);
-    throw std::runtime_error("it could not be started");
+    } while (steady_clock::now() < deadline);
+    throw std::runtime_error(started == Started::AnotherServes ? "it runs, but does not answer"
+                                                               : "it was started, but does not answer");
 }
 
 }  // namespace zephyl::link

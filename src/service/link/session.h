@@ -113,7 +113,8 @@ private:
 
     Task<std::shared_ptr<Connection>> OpenTarget();
     Task<std::shared_ptr<Connection>> OpenPersonal();
-    Task<std::shared_ptr<Connection>> TryDoor();
+    Task<std::shared_ptr<Connection>> TryDoor(std::chrono::milliseconds limit);
+    Task<std::shared_ptr<Connection>> Knock(std::uint16_t port);
     void Greet();
     /// `atOnce` runs when the answer arrives, in front of the frames behind it.
     Task<Header> Call(Header header, std::uint32_t call, Deadline deadline,

@@ -1,5 +1,6 @@
 #include "service/net/tls_context.h"
 
+#include <fcntl.h>
 #include <openssl/err.h>
 #include <openssl/sha.h>
 #include <openssl/ssl.h>
@@ -9,6 +10,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <cstring>
 
+#include "files/careful_file.h"
 #include "service/net/tls_stream.h"
 #include "service/wire/limits.h"
 
@@ -65,6 +67,19 @@ int MemoryCreate(BIO* bio)
 void Require(bool good, const char* what)
 {
     if (!good) throw LastTlsError(what);
+}
+
+files::Descriptor Opened(const std::filesystem::path& path, files::Owner owner)
+try {
+    return files::OpenRegular(path, O_RDONLY, owner);
+} catch (const files::FileProblem& problem) {
+    throw TlsError(problem.what());
+}
+
+/// What has been checked is what is read, whatever stands at its path by then.
+std::string NameOf(const files::Descriptor& file)
+{
+    return "/proc/self/fd/" + std::to_string(file.Number());
 }
 
 void NamePeer(SSL* ssl, const std::string& name)
@@ -151,9 +166,11 @@ std::shared_ptr<TlsContext> TlsContext::Server(const std::filesystem::path& key,
 {
     std::shared_ptr<TlsContext> made(new TlsContext(true));
     SSL_CTX* context = made->mContext;
-    if (SSL_CTX_use_certificate_chain_file(context, certificate.c_str()) != 1)
+    const files::Descriptor chainFile = Opened(certificate, files::Owner::Anybody);
+    if (SSL_CTX_use_certificate_chain_file(context, NameOf(chainFile).c_str()) != 1)
         throw LastTlsError("cannot use the certificate " + certificate.string());
-    if (SSL_CTX_use_PrivateKey_file(context, key.c_str(), SSL_FILETYPE_PEM) != 1)
+    const files::Descriptor keyFile = Opened(key, files::Owner::Private);
+    if (SSL_CTX_use_PrivateKey_file(context, NameOf(keyFile).c_str(), SSL_FILETYPE_PEM) != 1)
         throw LastTlsError("cannot use the key " + key.string());
     if (SSL_CTX_check_private_key(context) != 1)
         throw LastTlsError("key and certificate do not belong together");

@@ -32,7 +32,7 @@ std::string KeyFingerprint(const X509* certificate);
 
 class TlsContext {
 public:
-    /// Key and certificate as PEM files. Throws TlsError.
+    /// Key and certificate as PEM files. Throws TlsError, also when others can read the key.
     static std::shared_ptr<TlsContext> Server(const std::filesystem::path& key,
                                               const std::filesystem::path& certificate);
     /// For connecting. The chain is checked against the machine's authorities, but a failed check does

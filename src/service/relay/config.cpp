@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <fstream>
 #include <sstream>
 #include <variant>
 
+#include "files/careful_file.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
 
@@ -207,12 +207,13 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
 
 void ReadConfig(const std::filesystem::path& file, RelayOptions& options)
 {
-    std::ifstream in(file);
-    std::ostringstream text;
-    in.peek();  // nothing to copy is a failure to the stream, an empty file is none here
-    if (!in.is_open() || in.bad() || (!in.eof() && !(text << in.rdbuf())))
-        throw StartError("cannot read the configuration " + file.string());
-    ReadConfigText(text.str(), file.string(), options);
+    std::string text;
+    try {
+        text = files::ReadNamed(file, kMebibyte, files::Owner::Anybody);
+    } catch (const files::FileProblem& problem) {
+        throw StartError(std::string("cannot read the configuration: ") + problem.what());
+    }
+    ReadConfigText(text, file.string(), options);
 }
 
 std::string SampleConfig()

@@ -1,12 +1,12 @@
 #include "service/relay/private_folder.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+
+#include "files/careful_file.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;
@@ -33,11 +33,12 @@ void PreparePrivateFolder(const fs::path& path)
 
 int TakeLock(const fs::path& file)
 {
-    const int fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (fd < 0) RefuseStart("cannot open " + file.string());
-    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
-    ::close(fd);
-    return -1;
+    try {
+        return files::LockFile(file, std::chrono::milliseconds(0)).Release();
+    } catch (const files::FileProblem& problem) {
+        if (problem.error == EWOULDBLOCK) return -1;
+        throw StartError(problem.what());
+    }
 }
 
 DataFolder::DataFolder(fs::path path) : mPath(std::move(path))

@@ -1,7 +1,6 @@
 #include "service/wire/door_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +8,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
+
+#include "files/careful_file.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;
@@ -29,26 +30,11 @@ fs::path Variable(const char* name)
 
 /// The text of a small private file of this user; "" for anything else.
 std::string PrivateText(const fs::path& path)
-{
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-    if (fd < 0) return {};
-    struct stat info {};
-    std::string text(kDoorFileBytes, '\0');
-    ssize_t got = -1;
-    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == ::geteuid() &&
-        !(info.st_mode & 077))
-        got = ::read(fd, text.data(), text.size());
-    ::close(fd);
-    text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-    return text;
-}
-
-void WriteAll(int fd, const std::string& text, const std::string& what)
-{
-    if (::write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        ::close(fd);
-        Fail(what);
-    }
+try {
+    const auto file = files::OpenRegular(path, O_RDONLY | O_NOFOLLOW, files::Owner::Private);
+    return files::ReadWhole(file, kDoorFileBytes, path);
+} catch (const files::FileProblem&) {
+    return {};
 }
 
 }  // namespace
@@ -92,13 +78,10 @@ void WriteDoorFile(const fs::path& path, const Door& door)
     fs::permissions(path.parent_path(), fs::perms::owner_all);
     const std::string temporary = path.string() + ".new";
     ::unlink(temporary.c_str());
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0) Fail("cannot write " + temporary);
-    WriteAll(fd,
-             "port " + std::to_string(door.port) + "\nfingerprint " + door.fingerprint + "\ndoor " +
-                 door.door + "\n",
-             "cannot write " + temporary);
-    ::close(fd);
+    files::WriteWhole(files::OpenRegular(temporary, O_WRONLY | O_CREAT | O_EXCL, files::Owner::Private),
+                      "port " + std::to_string(door.port) + "\nfingerprint " + door.fingerprint + "\ndoor " +
+                          door.door + "\n",
+                      temporary);
     if (::rename(temporary.c_str(), path.c_str()) != 0) Fail("cannot replace " + path.string());
 }
 

@@ -6,7 +6,7 @@
 // that does not get the lock ends at once with exit code 0, because another one serves already. So a
 // client that finds no file, or nobody answering behind it, just starts `zephyld serve --personal`,
 // however many clients do so at the same moment, and reads the file again when that one printed its
-// ready line or ended.
+// ready line or ended. A daemon that cannot serve says why in its first line.
 
 #include <cstdint>
 #include <filesystem>
@@ -14,6 +14,9 @@
 #include <string>
 
 namespace zephyl {
+
+/// How the first line of a personal service begins that cannot serve; the reason follows.
+inline constexpr char kCannotServe[] = "zephyld cannot serve: ";
 
 struct Door {
     std::uint16_t port = 0;
@@ -29,7 +32,8 @@ std::filesystem::path DoorLockPath(const std::filesystem::path& doorFile);
 
 /// None when the file is absent, not whole, or not a plain file of this user with mode 0600.
 std::optional<Door> ReadDoorFile(const std::filesystem::path& path);
-/// Replaces the file at one stroke, mode 0600, its folder made 0700. Throws std::system_error.
+/// Replaces the file at one stroke, mode 0600, its folder made 0700. Throws
+/// std::runtime_error.
 void WriteDoorFile(const std::filesystem::path& path, const Door& door);
 
 /// Where a service keeps its data for a person: $XDG_DATA_HOME/zephyl, else ~/.local/share/zephyl.

@@ -47,6 +47,7 @@ public:
     {
         PreparePrivateFolder(mPath.parent_path());
         mLock = TakeLock(DoorLockPath(mPath));
+        if (Ours()) ::unlink(mPath.c_str());  // a dead one's, at whose port anybody may be by now
     }
     ~OpenDoor()
     {
@@ -106,6 +107,15 @@ void RunUntilAsked(Relay& relay)
     relay.Stop();
 }
 
+void ServeOne(const RelayOptions& options, const std::shared_ptr<spdlog::logger>& log)
+{
+    OpenDoor door;
+    if (!door.Ours()) return;  // another one serves already
+    Relay relay(options, log);
+    door.Write({relay.Port(), relay.Fingerprint(), options.door});
+    RunUntilAsked(relay);
+}
+
 }  // namespace
 
 int Serve(const ServeRequest& request)
@@ -120,11 +130,13 @@ int Serve(const ServeRequest& request)
         RunUntilAsked(relay);
         return 0;
     }
-    OpenDoor door;
-    if (!door.Ours()) return 0;  // another one serves already
-    Relay relay(options, log);
-    door.Write({relay.Port(), relay.Fingerprint(), options.door});
-    RunUntilAsked(relay);
+    try {
+        ServeOne(options, log);
+    } catch (const std::exception& error) {
+        std::cout << kCannotServe << OneLine(error.what())
+                  << std::endl;  // whoever started it reads only this
+        throw;
+    }
     return 0;
 }
 

@@ -2,9 +2,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iostream>
+#include <sstream>
 
+#include "files/careful_file.h"
 #include "service/relay/admin_socket.h"
 #include "service/relay/door/accounts.h"
 #include "service/relay/door/passwords.h"
@@ -17,6 +18,8 @@ namespace zephyl {
 namespace {
 
 using Do = UserRequest::Do;
+
+constexpr std::size_t kPasswordFileBytes = 64 * 1024;
 
 /// The terminal shows nothing of what is typed while this exists.
 class NoEcho {
@@ -61,8 +64,8 @@ std::string NewPassword(const UserRequest& request)
 {
     std::string password;
     if (!request.passwordFile.empty()) {
-        std::ifstream file(request.passwordFile);
-        if (!file) throw StartError("cannot read " + request.passwordFile.string());
+        std::istringstream file(
+            files::ReadNamed(request.passwordFile, kPasswordFileBytes, files::Owner::Private));
         password = Line(file, request.passwordFile.string());
     } else {
         password = Typed("Password: ");

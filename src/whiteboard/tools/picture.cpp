@@ -1,5 +1,6 @@
 #include "whiteboard/tools/picture.h"
 
+#include <QFileInfo>
 #include <QImageReader>
 #include <QPainter>
 #include <stdexcept>
@@ -21,6 +22,8 @@ constexpr qint64 kMostPixels = 16'000'000;
 
 QImage LoadBoardPicture(const QString& file)
 {
+    // Opening a named pipe would wait for its other end.
+    if (QFileInfo(file).exists() && !QFileInfo(file).isFile()) Refuse(file, u"no file"_s);
     QImageReader reader(file);
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(true);  // photographs stand upright

@@ -71,7 +71,15 @@ TEST_P(RelayTest, GuardsItsDataFolder)
     relay.reset();
     ::chmod((options.data / "key.pem").c_str(), 0640);
     EXPECT_THROW(StartRelay(), StartError);
-    ::chmod((options.data / "key.pem").c_str(), 0600);
+    std::filesystem::rename(options.data / "key.pem",
+                            folder.path / "own.pem");  // the same for a key named by people
+    options.key = folder.path / "own.pem", options.certificate = options.data / "certificate.pem";
+    EXPECT_THROW(StartRelay(), StartError);
+    ::chmod(options.key.c_str(), 0600);
+    StartRelay();
+    relay.reset();
+    std::filesystem::rename(options.key, options.data / "key.pem");
+    options.key = options.certificate = "";
     std::filesystem::remove(options.data / "certificate.pem");
     EXPECT_THROW(StartRelay(), StartError);  // never a new key behind people's backs
 }
