@@ -31,6 +31,11 @@ TEST(Handles, AreWhatAPersonReads)
         {"a:b", nullptr},
         {"[[ZUM]]", nullptr},
         {"a|b", nullptr},
+        {".", nullptr},  // a folder, an option, a mark alone
+        {"-x", nullptr},
+        {" ._", nullptr},
+        {"\xCC\x88u", nullptr},
+        {"9-.", "9-."},
         {"a\xE2\x80\x8B"
          "b",
          nullptr},  // invisible

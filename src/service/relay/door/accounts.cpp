@@ -115,7 +115,8 @@ Account Accounts::Add(const std::string& handle, const std::string& passwordHash
     const std::optional<HandleForms> forms = ReadHandle(handle);
     if (!forms)
         throw AccountError("\"" + handle +
-                           "\" is no handle: 1 to 32 letters, digits, inner spaces, \".\", \"_\" or \"-\"");
+                           "\" is no handle: 1 to 32 letters, digits, inner spaces, \".\", \"_\" or \"-\", "
+                           "a letter or a digit first");
     const std::lock_guard lock(mMutex);
     Statement add(mDb,
                   "INSERT INTO account(key, skeleton, handle, hash, address) VALUES(?1, ?2, ?3, ?4, ?5) "

@@ -47,7 +47,8 @@ bool AllAllowed(const icu::UnicodeString& text)
     if (text.isEmpty() || text.countChar32() > kHandleCharacters) return false;
     for (int32_t i = 0; i < text.length(); i = text.moveIndex32(i, 1))
         if (!Allowed(text.char32At(i))) return false;
-    return text.char32At(0) != ' ' && text.char32At(text.length() - 1) != ' ';
+    // "." and "-x" would be taken for a folder and for an option.
+    return u_isalnum(text.char32At(0)) && text.char32At(text.length() - 1) != ' ';
 }
 
 icu::UnicodeString Skeleton(const icu::UnicodeString& text)

@@ -14,7 +14,8 @@ struct HandleForms {
     std::string skeleton;  // equal for handles that look alike
 };
 
-/// None when it is no handle: 1 to 32 characters, letters, digits, inner spaces, ".", "_", "-".
+/// None when it is no handle: 1 to 32 characters, the first one a letter or a digit, then letters, digits,
+/// inner spaces, ".", "_", "-".
 std::optional<HandleForms> ReadHandle(std::string_view utf8);
 
 /// Letters without regard to case, blanks at the ends cut off; "" when nothing usable is left (a code has
