@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <string_view>
 
 namespace {
 
@@ -36,11 +37,32 @@ qsizetype NumberLength(QStringView text)
     return at;
 }
 
-/// `number` must be what NumberLength accepted. Out of range gives infinity or zero, as the sign says.
+/// Of a number that no double can hold: whether it is too near to 0, and not too far from it. The place of
+/// its first digit other than 0, its exponent counted in, says so.
+bool TooSmall(std::string_view number)
+{
+    const std::size_t exponentAt = std::min(number.find_first_of("eE"), number.size());
+    const std::string_view digits = number.substr(0, exponentAt);
+    const std::size_t first = digits.find_first_of("123456789");
+    const std::size_t point = std::min(digits.find('.'), digits.size());
+    const auto place = static_cast<long long>(point) - static_cast<long long>(first);
+    std::string_view exponent = number.substr(std::min(exponentAt + 1, number.size()));
+    if (exponent.starts_with('+')) exponent.remove_prefix(1);
+    constexpr std::size_t kCounts = 18;  // digits; a text is never so long that more of them matter
+    long long value = 0;
+    const bool negative = exponent.starts_with('-');
+    if (negative) exponent.remove_prefix(1);
+    exponent.remove_prefix(std::min(exponent.find_first_not_of('0'), exponent.size()));
+    if (exponent.size() > kCounts) return negative;
+    std::from_chars(exponent.data(), exponent.data() + exponent.size(), value);
+    return place + (negative ? -value : value) < 0;
+}
+
+/// `number` must be what NumberLength accepted. Too large gives infinity with its sign, too small 0.
 double Value(QStringView number)
 {
     if (!number.isEmpty() && number.front() == u'+') number = number.sliced(1);
-    std::array<char, 64> shortText;
+    std::array<char, 64> shortText{};
     QByteArray longText;
     const char* first = shortText.data();
     if (std::size_t(number.size()) <= shortText.size()) {
@@ -51,8 +73,9 @@ double Value(QStringView number)
     }
     double value = 0;
     const auto read = std::from_chars(first, first + number.size(), value);
-    if (read.ec == std::errc::result_out_of_range) return number.front() == u'-' ? -HUGE_VAL : HUGE_VAL;
-    return value;
+    if (read.ec != std::errc::result_out_of_range) return value;
+    if (TooSmall({first, std::size_t(number.size())})) return 0;
+    return number.front() == u'-' ? -HUGE_VAL : HUGE_VAL;
 }
 
 QStringView SkipBlanks(QStringView text)
