@@ -126,6 +126,7 @@ int main(int argc, char** argv)
     parts.unloadSplash = [&] { splash->Unload(); };
     parts.loginUser = [&] { return LoginUser(state, dialogs, false, QString(), QString()); };
     parts.endProgram = [&] { EndProgram(state); };
+    parts.startFailed = [&] { machine->Ending().SetCode(1); };
     parts.makeMeeting = [&] {
         meeting =
             std::make_unique<frmMeeting>(state, parts.endProgram, [&] { mnuLogin_Click(state, dialogs); });

@@ -1,11 +1,13 @@
 #include "app/startup.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 
 #include "base/error_trap.h"
 #include "base/text_rules.h"
 #include "settings/settings.h"
+#include "text/one_line.h"
 
 using namespace Qt::StringLiterals;
 
@@ -38,12 +40,14 @@ void OpenMeeting(ProcessState& state, const MainParts& parts)
     parts.unloadSplash();
 }
 
-[[noreturn]] void FailedToLoad(ProcessState& state, const char* what)
+[[noreturn]] void FailedToLoad(ProcessState& state, const MainParts& parts, const char* what)
 {
     LogSwallowed(state, "Main", what);
     if (state.ports.pointer) state.ports.pointer->Set(PointerShape::Default);
     const QString title = QLatin1String(kAppTitle);
     ReportCriticalError(state, title + u" failed to load. You may need to re-install "_s + title + u'.');
+    std::fprintf(stderr, "quorvia: %s\n", OneLine(what).c_str());
+    parts.startFailed();
     state.ports.endProcess->Now();
     std::abort();  // not reached
 }
@@ -61,5 +65,5 @@ try {
         parts.endProgram();
     }
 } catch (const std::exception& error) {
-    FailedToLoad(state, error.what());
+    FailedToLoad(state, parts, error.what());
 }

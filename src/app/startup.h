@@ -15,6 +15,7 @@ struct MainParts {
     std::function<bool()> loginUser;     // LoginUser(False, "", "")
     std::function<MeetingScreens*()> makeMeeting;
     std::function<void()> endProgram;
+    std::function<void()> startFailed;  // from now on the process ends with a code that says so
 };
 
 /// Returns once the meeting window is shown; ends the process when the user gave up or something failed.

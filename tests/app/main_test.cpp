@@ -98,6 +98,7 @@ protected:
             return &meeting;
         };
         parts.endProgram = [this] { journal += u"end"_s; };
+        parts.startFailed = [this] { journal += u"failed"_s; };
     }
     bool entered = true;
     MainParts parts;
@@ -133,6 +134,7 @@ TEST_F(Starting, AFailureSaysOneSentenceAndEnds)
     parts.makeMeeting = []() -> MeetingScreens* { throw std::runtime_error("no window"); };
     pointer.shape = PointerShape::Busy;
     EXPECT_THROW(Main(state, parts), ProcessEnded);
+    EXPECT_EQ(journal.last(2), QStringList({u"failed"_s, u"end"_s}));  // the exit code tells a script
     EXPECT_EQ(pointer.shape, PointerShape::Default);
     ASSERT_EQ(prompts.boxes.size(), 1);
     EXPECT_TRUE(prompts.boxes[0].endsWith(
