@@ -20,6 +20,7 @@ gui='QImage|QPainter|QColor|QFont|QPixmap|QCursor|QClipboard|QGuiApplication|QtG
 floors='app/|ui/|media/|whiteboard/|session/|messaging/'
 
 deny 'text/one_line.h text/one_line.cpp' "$qt" 'the text rule serves those who know no Qt'
+deny 'files' "$qt|boost/|text/|$floors|settings/|base/|contract/|cipher/|platform/|service/" 'opening files knows nobody'
 deny 'text' "$floors|settings/|base/|contract/|cipher/|platform/|service/" 'the text rule knows nobody'
 deny 'service/wire service/net service/codec service/relay service/zephyld' "$qt|text/qt_" 'the service knows no Qt'
 deny 'service/wire service/net service/codec service/relay service/zephyld' "$floors|settings/|base/|contract/|cipher/|platform/" 'the service knows nothing of the client'
@@ -40,4 +41,6 @@ deny 'whiteboard' 'app/|ui/|media/|session/|service/' 'the whiteboard knows noth
 deny 'media' 'app/|ui/|session/|service/' 'media includes nothing above it'
 deny 'ui' 'app/|service/' 'the windows know the service by its contract'
 deny 'base contract cipher settings' "$gui|$widgets|widgets/" 'core knows values only'
+[ "$(grep -cE '^inline constexpr (SettingKey|FlagKey) k' settings/keys.h)" = "$(grep -oE '&k[A-Z]\w+' settings/keys.h | wc -l)" ] ||
+    { echo 'settings/keys.h: a key is missing in the list of all keys'; failed=1; }
 exit $failed

@@ -6,12 +6,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr char kPins[] = "Trusted Services";  // one value per service: its key's fingerprint
-
-}  // namespace
-
 QString StoreServiceSettings::DefaultConfig()
 {
     return GetSetting(mState, keys::kDefaultConfig);
@@ -22,9 +16,9 @@ ServiceChoice StoreServiceSettings::Read(const QString& configName)
     const Restore<QString> named(mState.gConfigName, configName);
     ServiceChoice choice;
     choice.service = Trim(GetSetting(mState, keys::kServiceAddress));
-    if (GetSetting(mState, keys::kUseHttp) == u"1"_s)
+    if (FlagSetting(mState, keys::kUseHttp))
         choice.protocol = Protocol::Http;
-    else if (GetSetting(mState, keys::kUseTcpPort) == u"1"_s)
+    else if (FlagSetting(mState, keys::kUseTcpPort))
         choice.protocol = Protocol::Tcp;
     const double interval = NumberSetting(mState, keys::kHttpPollingInterval);
     choice.pollingInterval = std::chrono::seconds(int(std::clamp(interval, 1.0, 3600.0)));
@@ -36,12 +30,13 @@ std::optional<QString> StoreServiceSettings::PinnedKey(const QString& service)
     if (service.isEmpty()) return std::nullopt;  // the door file says whom to trust
     // A pin that cannot be read is not a pin that is not there: any authority could speak for the service
     // then.
-    const QString pin =
-        StoredSetting(mState, QLatin1String(kPins), service, Scoped::No, QLatin1String(keys::kZephyl));
+    const QString pin = StoredSetting(mState, QLatin1String(keys::kTrustedServices), service, Scoped::No,
+                                      QLatin1String(keys::kZephyl));
     return pin.isEmpty() ? std::nullopt : std::optional(pin);
 }
 
 void StoreServiceSettings::PinKey(const QString& service, const QString& fingerprint)
 {
-    SaveSetting(mState, QLatin1String(kPins), service, fingerprint, Scoped::No, QLatin1String(keys::kZephyl));
+    SaveSetting(mState, QLatin1String(keys::kTrustedServices), service, fingerprint, Scoped::No,
+                QLatin1String(keys::kZephyl));
 }

@@ -2,9 +2,13 @@
 
 #include <QGuiApplication>
 #include <QStandardPaths>
+#include <cstdio>
 
 #include "base/report.h"
 #include "base/version.h"
+#include "settings/settings.h"
+#include "settings/settings_listing.h"
+#include "text/qt_line.h"
 
 using namespace Qt::StringLiterals;
 
@@ -66,4 +70,27 @@ LinkNeeds Machine::NeedsOfLink()
             [&log](const QString& line) { log.Write(EventType::Information, line); },
             u"quorvia "_s + VersionText(),
             mFolders.Program() + u"/zephyld"_s};
+}
+
+int PrintSettings(const QString& config)
+try {
+    FileRegistry registry(UserRegistry(), MachineRegistry());
+    ProcessState state;
+    state.ports.registry = &registry;
+    const SettingKey& chosen = keys::kDefaultConfig;
+    state.gConfigName = config;
+    if (config.isEmpty())
+        state.gConfigName = StoredSetting(state, QLatin1String(chosen.section), QLatin1String(chosen.key),
+                                          chosen.scoped, QLatin1String(chosen.application));
+    if (state.gConfigName.isEmpty()) state.gConfigName = QLatin1String(keys::kSystemDefault);
+    QStringList lines{u"File: "_s + OneLine(UserRegistry())};
+    lines += ListSettings(state);
+    const QStringList strange = RegText(SharedFile(UserRegistry()).Read()).NotUnderstood();
+    if (!strange.isEmpty()) lines += QStringList{QString(), u"Not understood:"_s};
+    for (const QString& line : strange) lines += u"  "_s + OneLine(line);
+    for (const QString& line : lines) std::printf("%s\n", line.toUtf8().constData());
+    return std::fflush(stdout) == 0 ? 0 : 1;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "quorvia: %s\n", OneLine(error.what()).c_str());
+    return 1;
 }

@@ -49,3 +49,6 @@ private:
     PromptTrustQuestion mTrust;
     QtUiPost mPost;
 };
+
+/// What `quorvia --settings` prints; "": the default configuration. Needs no display. Returns the exit code.
+int PrintSettings(const QString& config);

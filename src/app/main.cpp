@@ -78,6 +78,7 @@ int main(int argc, char** argv)
         std::fputs(qPrintable(early.helpText), stdout);
         return 0;
     }
+    if (early.settings && early.error.isEmpty()) return PrintSettings(early.config);
     if (!HasDisplay()) {
         std::fprintf(
             stderr, "quorvia: %s\n",

@@ -21,7 +21,10 @@ Options ReadOptions(const QStringList& arguments)
     const QCommandLineOption trace(
         u"trace"_s, u"Append one JSON line for everything visible, for scripts and bug reports."_s,
         u"FILE"_s);
-    parser.addOptions({service, config, trace});
+    const QCommandLineOption settings(
+        u"settings"_s,
+        u"Print every setting in effect and where it comes from, and what is not read; then leave."_s);
+    parser.addOptions({service, config, trace, settings});
     const QCommandLineOption help({u"h"_s, u"help"_s}, u"Show this help."_s);
     const QCommandLineOption version({u"v"_s, u"version"_s}, u"Show the version."_s);
     parser.addOptions({help, version});
@@ -41,5 +44,6 @@ Options ReadOptions(const QStringList& arguments)
     if (parser.isSet(service)) options.service = parser.value(service);
     options.config = parser.value(config);
     options.trace = parser.value(trace);
+    options.settings = parser.isSet(settings);
     return options;
 }

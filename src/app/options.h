@@ -8,6 +8,7 @@ struct Options {
     std::optional<QString> service;  // HOST[:PORT]; given: kept in the chosen configuration
     QString config;                  // "": the default one
     QString trace;                   // "": none
+    bool settings = false;           // print what is in effect and leave
     QString helpText;                // not empty: print it and leave
     QString error;                   // not empty: print it and leave with 2
 };

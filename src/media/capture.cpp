@@ -114,7 +114,7 @@ void SettleEncoder(ProcessState& state)
 
 bool HttpChosen(ProcessState& state)
 {
-    return WholeNumber(GetSetting(state, keys::kUseHttp)) == 1.0;
+    return FlagSetting(state, keys::kUseHttp);
 }
 
 void ReportNoCamera(ProcessState& state)
@@ -139,7 +139,7 @@ void TakeFormat(ProcessState& state, CameraPort& camera)
 bool InitCamera(ProcessState& state)
 {
     return Trapped(state, "InitCamera", [&] {
-        if (GetSetting(state, keys::kDisableVideo) != u"0"_s) return false;
+        if (FlagSetting(state, keys::kDisableVideo)) return false;
         if (!state.ports.camera) return false;
         CameraPort& camera = *state.ports.camera;
         if (camera.IsOpen()) CloseCamera(state);

@@ -23,7 +23,7 @@ QByteArray CompanionText(const QString& address, const QString& handle)
 
 void StartCompanion(ProcessState& state)
 {
-    const bool hidden = GetSetting(state, keys::kHideVoktal) == u"1"_s;
+    const bool hidden = FlagSetting(state, keys::kHideVoktal);
     state.ports.companion->Start(hidden ? CompanionShow::Hidden : CompanionShow::Shown);
 }
 
@@ -47,7 +47,7 @@ void TellOf(ProcessState& state, const char* name, int number, const QString& ad
 
 bool VoktalEnabled(ProcessState& state)
 {
-    return GetSetting(state, keys::kEnableVoktal) == u"1"_s;
+    return FlagSetting(state, keys::kEnableVoktal);
 }
 
 void LoadVoktalPort(ProcessState& state)

@@ -91,7 +91,7 @@ void WriteEntry(const LogFolder& folder, const QString& name, const QByteArray& 
 void AppendChatLog(ProcessState& state, const QString& handle, const QString& line)
 {
     TrappedAs(state, u"Zephyl Chat Log Error: "_s, [&] {
-        if (GetSetting(state, keys::kEnableLogging) != u"1"_s) return;
+        if (!FlagSetting(state, keys::kEnableLogging)) return;
         const LogFolder folder(LogFolderPath(state));
         WriteEntry(folder, LogFileName(handle), LogEntry(state.ports.clock->Now(), line), SizeLimit(state));
     });

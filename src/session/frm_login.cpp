@@ -140,10 +140,10 @@ void frmLogin::LoadConfigSettings()
     txtHostname->setText(GetSetting(mState, keys::kHostname));
     chkHostname->setChecked(!txtHostname->text().isEmpty());
     chkHostname_Click();  // its state may not have changed, the field's must follow all the same
-    if (GetSetting(mState, keys::kJoinMeetingDefault) == u"1"_s) optJoinMeeting->setChecked(true);
-    if (GetSetting(mState, keys::kUseHttp) == u"1"_s)
+    if (FlagSetting(mState, keys::kJoinMeetingDefault)) optJoinMeeting->setChecked(true);
+    if (FlagSetting(mState, keys::kUseHttp))
         optHTTP->setChecked(true);
-    else if (GetSetting(mState, keys::kUseTcpPort) == u"1"_s)
+    else if (FlagSetting(mState, keys::kUseTcpPort))
         optTCP->setChecked(true);
     else
         optUDP->setChecked(true);

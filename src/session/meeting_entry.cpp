@@ -48,8 +48,8 @@ void ReadEncryption(ProcessState& state)
 {
     state.gLocalKey = GetSetting(state, keys::kLocalEncryptionKey);
     state.gServerKey = state.gMessenger->ServerKey();
-    state.gEncryptMessages = GetSetting(state, keys::kEncryptMessages) == u"1"_s;
-    state.gUseLocalKey = BooleanText(GetSetting(state, keys::kUseLocalKey)).value_or(false);
+    state.gEncryptMessages = FlagSetting(state, keys::kEncryptMessages);
+    state.gUseLocalKey = FlagSetting(state, keys::kUseLocalKey);
 }
 
 /// Says what was refused, then starts over with the dialog.

@@ -11,36 +11,49 @@ struct SettingKey {
     const char* application = "Zephyl";
 };
 
+/// How the text of an on/off setting is meant. Whatever it is compared with is compared whole.
+enum class FlagRule {
+    One,         // on: exactly "1"
+    NotZero,     // off: exactly "0"
+    BooleanText  // "True", "False" in any case, or a number; on: True, and any number but 0
+};
+/// An on/off setting: read by FlagSetting alone.
+struct FlagKey : SettingKey {
+    FlagRule rule;
+};
+
 namespace keys {
 
 inline constexpr char kZephyl[] = "Zephyl";
 inline constexpr char kQuorvia[] = "Quorvia";
 inline constexpr char kSystemDefault[] = "(System Default)";
+inline constexpr char kTrustedServices[] =
+    "Trusted Services";  // one value per service: its key's fingerprint
 inline constexpr char kMeetingCodesSection[] = "Meeting Codes";  // one value per code; application "Quorvia"
 
 // who and where
 inline constexpr SettingKey kHandle{"Data", "Handle", nullptr};
 inline constexpr SettingKey kPassword{"Data", "Password", nullptr};
 inline constexpr SettingKey kHostname{"Data", "Hostname", nullptr};
-inline constexpr SettingKey kJoinMeetingDefault{"Data", "Join Meeting Default", "0"};
-inline constexpr SettingKey kUseHttp{"Data", "Use HTTP", "0"};
-inline constexpr SettingKey kUseTcpPort{"Data", "Use TCP Port", "0"};
+inline constexpr FlagKey kJoinMeetingDefault{{"Data", "Join Meeting Default", "0"}, FlagRule::One};
+inline constexpr FlagKey kUseHttp{{"Data", "Use HTTP", "0"}, FlagRule::One};
+inline constexpr FlagKey kUseTcpPort{{"Data", "Use TCP Port", "0"}, FlagRule::One};
 inline constexpr SettingKey kHttpPollingInterval{"Data", "HTTP Polling Interval", nullptr};
 inline constexpr SettingKey kServiceAddress{"Data", "Service Address", nullptr};
 
 // encryption
 inline constexpr SettingKey kLocalEncryptionKey{"Data", "Local Encryption Key",
                                                 "KEM0181LSB8GBC6NCHCR60SD3909960308"};
-inline constexpr SettingKey kEncryptMessages{"Data", "Encrypt Messages", "0"};
-inline constexpr SettingKey kUseLocalKey{"Data", "Use Local Key", "False"};
+inline constexpr FlagKey kEncryptMessages{{"Data", "Encrypt Messages", "0"}, FlagRule::One};
+inline constexpr FlagKey kUseLocalKey{{"Data", "Use Local Key", "False"}, FlagRule::BooleanText};
 
 // voice
-inline constexpr SettingKey kEnableVoktal{"Data", "Enable Voktal", "1"};
-inline constexpr SettingKey kHideVoktal{"Data", "Hide Voktal", "1"};
+inline constexpr FlagKey kEnableVoktal{{"Data", "Enable Voktal", "1"}, FlagRule::One};
+inline constexpr FlagKey kHideVoktal{{"Data", "Hide Voktal", "1"}, FlagRule::One};
 inline constexpr SettingKey kVoktalPort{"Data", "Voktal Port", "2074"};
 
 // pictures
-inline constexpr SettingKey kDisableVideo{"Data", "Disable Video", "0"};
+inline constexpr FlagKey kDisableVideo{{"Data", "Disable Video", "0"}, FlagRule::NotZero};
 inline constexpr SettingKey kVideoDevice{"Data", "Video Device", ""};  // "": cameras; file:PATH; pattern
 inline constexpr SettingKey kVideoWidth{"Data", "Video Width", "240"};
 inline constexpr SettingKey kVideoHeight{"Data", "Video Height", "180"};
@@ -50,12 +63,12 @@ inline constexpr SettingKey kImageQuality{"Data", "Image Quality", "65"};
 inline constexpr SettingKey kAppShareInterval{"Data", "AppShare Interval", "3000"};  // milliseconds
 
 // chat log
-inline constexpr SettingKey kEnableLogging{"Data", "Enable Logging", "0"};
+inline constexpr FlagKey kEnableLogging{{"Data", "Enable Logging", "0"}, FlagRule::One};
 inline constexpr SettingKey kLogFileLocation{"Data", "Log File Location", nullptr};  // default: documents
 inline constexpr SettingKey kMaximumLogSize{"Data", "Maximum Log Size", "129072"};   // bytes
 
 // what others may do to this window: resize, scroll, frame rate
-inline constexpr SettingKey kAllowRemoteView{"Data", "Allow Remote View Control", "1"};
+inline constexpr FlagKey kAllowRemoteView{{"Data", "Allow Remote View Control", "1"}, FlagRule::One};
 
 // whiteboard
 inline constexpr SettingKey kSelectedTool{"Whiteboard", "Selected Tool", "Draw"};
@@ -65,10 +78,11 @@ inline constexpr SettingKey kSelectedColor{"Whiteboard", "Selected Color", "1"};
 inline constexpr SettingKey kSelectedWidth{"Whiteboard", "Selected Width", "0"};
 inline constexpr SettingKey kFontName{"Whiteboard", "Font Name", "Arial"};
 inline constexpr SettingKey kFontSize{"Whiteboard", "Font Size", "10"};
-inline constexpr SettingKey kFontBold{"Whiteboard", "Font Bold", "False"};
-inline constexpr SettingKey kFontItalic{"Whiteboard", "Font Italic", "False"};
-inline constexpr SettingKey kFontStrikethrough{"Whiteboard", "Font Strikethrough", "False"};
-inline constexpr SettingKey kFontUnderline{"Whiteboard", "Font Underline", "False"};
+inline constexpr FlagKey kFontBold{{"Whiteboard", "Font Bold", "False"}, FlagRule::BooleanText};
+inline constexpr FlagKey kFontItalic{{"Whiteboard", "Font Italic", "False"}, FlagRule::BooleanText};
+inline constexpr FlagKey kFontStrikethrough{{"Whiteboard", "Font Strikethrough", "False"},
+                                            FlagRule::BooleanText};
+inline constexpr FlagKey kFontUnderline{{"Whiteboard", "Font Underline", "False"}, FlagRule::BooleanText};
 
 // not below a configuration
 inline constexpr SettingKey kDefaultConfig{"Configs", "Default Config", kSystemDefault, Scoped::No};
@@ -76,5 +90,51 @@ inline constexpr SettingKey kXPos{"Data", "XPos", nullptr, Scoped::No, kQuorvia}
 inline constexpr SettingKey kYPos{"Data", "YPos", nullptr, Scoped::No, kQuorvia};
 inline constexpr SettingKey kWidth{"Data", "Width", nullptr, Scoped::No, kQuorvia};
 inline constexpr SettingKey kHeight{"Data", "Height", nullptr, Scoped::No, kQuorvia};
+
+/// All of them.
+inline constexpr const SettingKey* kAll[] = {
+    &kHandle,
+    &kPassword,
+    &kHostname,
+    &kJoinMeetingDefault,
+    &kUseHttp,
+    &kUseTcpPort,
+    &kHttpPollingInterval,
+    &kServiceAddress,
+    &kLocalEncryptionKey,
+    &kEncryptMessages,
+    &kUseLocalKey,
+    &kEnableVoktal,
+    &kHideVoktal,
+    &kVoktalPort,
+    &kDisableVideo,
+    &kVideoDevice,
+    &kVideoWidth,
+    &kVideoHeight,
+    &kFrameRate,
+    &kMinimumFrameRate,
+    &kImageQuality,
+    &kAppShareInterval,
+    &kEnableLogging,
+    &kLogFileLocation,
+    &kMaximumLogSize,
+    &kAllowRemoteView,
+    &kSelectedTool,
+    &kSelectedDrawTool,
+    &kSelectedShapeTool,
+    &kSelectedColor,
+    &kSelectedWidth,
+    &kFontName,
+    &kFontSize,
+    &kFontBold,
+    &kFontItalic,
+    &kFontStrikethrough,
+    &kFontUnderline,
+    &kDefaultConfig,
+    &kXPos,
+    &kYPos,
+    &kWidth,
+    &kHeight,
+};
 
 }  // namespace keys

@@ -223,6 +223,19 @@ void RegText::ReadLine(const QByteArray& raw)
     mSections.back().lines.push_back({raw, mSections.size() > 1 ? ReadValue(raw) : std::nullopt});
 }
 
+QStringList RegText::NotUnderstood() const
+{
+    QStringList lines;
+    for (const Section& section : mSections)
+        for (const Line& line : section.lines) {
+            const QByteArray text = line.raw.trimmed();
+            const bool heading = text == kHeader || text == "REGEDIT4" || text == "\xEF\xBB\xBF";
+            if (!line.value && !text.isEmpty() && !text.startsWith(';') && !heading && !ReadKey(text))
+                lines += Utf8Text(text);
+        }
+    return lines;
+}
+
 QByteArray RegText::Write() const
 {
     QByteArray file;

@@ -35,6 +35,8 @@ public:
     /// In file order. A key exists when it or a key below it has a line.
     QStringList Subkeys(const QString& keyPath) const;
     std::vector<RegValue> Values(const QString& keyPath) const;
+    /// Lines that are no key, value, comment or heading: somebody has mistyped them.
+    QStringList NotUnderstood() const;
 
 private:
     struct Line {

@@ -7,7 +7,17 @@
 #include <vector>
 
 #include "base/process_state.h"
+#include "platform/registry_file.h"
 #include "settings/keys.h"
+
+/// Where a value stands in the store.
+struct SettingPlace {
+    QString path, name;
+};
+SettingPlace PlaceOf(const ProcessState& state, const SettingKey& key);
+SettingPlace LegacyPlaceOf(const SettingKey& key);
+/// A number value reads as its decimal text; types without a text form read as "".
+QString TextOf(const RegValue& value);
 
 /// The stored text, or `fallback` when it is missing or empty. Looks under the legacy location once when the
 /// value does not exist. Never throws.
@@ -24,6 +34,12 @@ void SaveSetting(ProcessState& state, const QString& section, const QString& key
 /// The same by the key table, which knows section, scope, application and default.
 QString GetSetting(ProcessState& state, const SettingKey& key);
 void SaveSetting(ProcessState& state, const SettingKey& key, const QString& value);
+
+/// An on/off setting by the rule of its key; none: the text is no Boolean.
+std::optional<bool> ReadFlag(const FlagKey& key, const QString& text);
+/// The same of the stored text; what is no Boolean is the default, and the event log says so.
+bool FlagSetting(ProcessState& state, const FlagKey& key);
+QString GetSetting(ProcessState& state, const FlagKey& key) = delete;
 
 /// A number setting: text that is no number gives the leading number, as everywhere; missing gives the
 /// default.

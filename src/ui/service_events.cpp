@@ -88,7 +88,7 @@ void ServiceEvents::Do(const QString& fromHandle, const decision::BoardRecord& r
 
 void ServiceEvents::Do(const QString& fromHandle, const decision::FrameRate& rate)
 {
-    if (GetSetting(mState, keys::kAllowRemoteView) != u"1"_s) {
+    if (!FlagSetting(mState, keys::kAllowRemoteView)) {
         mStatus.Note(fromHandle + u" asked for another frame rate; your settings do not allow it."_s);
         return;
     }

@@ -138,7 +138,7 @@ void ApplyPointer(const Apply& apply, QStringView payload)
 /// Whether others may resize and scroll this window.
 bool MayControlView(ProcessState& state)
 {
-    if (GetSetting(state, keys::kAllowRemoteView) != u"0"_s) return true;
+    if (FlagSetting(state, keys::kAllowRemoteView)) return true;
     LogEvent(state, EventType::Information, u"a record that controls the view was not applied"_s);
     return false;
 }

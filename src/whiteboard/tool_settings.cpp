@@ -49,14 +49,6 @@ int Index(ProcessState& state, const SettingKey& key, int highest)
     return QString::fromLatin1(key.fallback).toInt();
 }
 
-bool Flag(ProcessState& state, const SettingKey& key)
-{
-    const QString value = GetSetting(state, key);
-    const auto flag = BooleanText(value);
-    if (!flag) LogStrange(state, key, value);
-    return flag.value_or(false);
-}
-
 float FontSize(ProcessState& state)
 {
     const QString value = GetSetting(state, keys::kFontSize);
@@ -71,10 +63,10 @@ void LoadFont(ProcessState& state)
     TextLook& look = ToolsOf(state).TextFont();
     look.fontName = GetSetting(state, keys::kFontName);
     look.points = FontSize(state);
-    look.bold = Flag(state, keys::kFontBold);
-    look.italic = Flag(state, keys::kFontItalic);
-    look.strikethrough = Flag(state, keys::kFontStrikethrough);
-    look.underline = Flag(state, keys::kFontUnderline);
+    look.bold = FlagSetting(state, keys::kFontBold);
+    look.italic = FlagSetting(state, keys::kFontItalic);
+    look.strikethrough = FlagSetting(state, keys::kFontStrikethrough);
+    look.underline = FlagSetting(state, keys::kFontUnderline);
     state.gMeetingForm->Board().SetTextLook(look);
 }
 

@@ -5,6 +5,7 @@
 #include "settings/configurations.h"
 #include "settings/file_registry.h"
 #include "settings/registry_lists.h"
+#include "settings/settings_listing.h"
 #include "support/fixture.h"
 
 using namespace Qt::StringLiterals;
@@ -106,4 +107,59 @@ TEST(Configurations, OfferTheDefaultOnceAndSelectTheCurrent)
     EXPECT_EQ(LoadMeetingCodeList(f.state).selected, -1);
     f.state.gMeetingCode = u"ALPHA22"_s;
     EXPECT_EQ(LoadMeetingCodeList(f.state).selected, 1);
+}
+
+TEST(Settings, AFlagHasOneReading)
+{
+    const struct {
+        const FlagKey& key;
+        const char* text;
+        bool on;
+    } rows[] = {
+        {keys::kAllowRemoteView, "1", true},   {keys::kAllowRemoteView, "", true},  // the default
+        {keys::kAllowRemoteView, "0", false},  {keys::kAllowRemoteView, "True", false},
+        {keys::kEncryptMessages, "01", false}, {keys::kUseHttp, " 1", false},
+        {keys::kDisableVideo, "0", false},     {keys::kDisableVideo, "False", true},
+        {keys::kUseLocalKey, "true", true},    {keys::kUseLocalKey, "-1", true},
+        {keys::kUseLocalKey, "0", false},      {keys::kFontBold, "yes", false},  // no Boolean: the default
+    };
+    for (const auto& row : rows) {
+        Fixture f;
+        SaveSetting(f.state, row.key, QLatin1String(row.text));
+        EXPECT_EQ(FlagSetting(f.state, row.key), row.on) << row.key.key << " = " << row.text;
+    }
+}
+
+TEST(Settings, ListsWhatIsInEffectAndWhatNobodyReads)
+{
+    Fixture f;
+    f.state.gConfigName = u"Work"_s;
+    const QString data = u"Zephyl\\Configs\\Work\\Data"_s;
+    f.registry.Put(data, u"handle"_s, u"bob"_s);
+    f.registry.Put(data, u"Password"_s, u"5E0C"_s);
+    f.registry.Put(data, u"Use HTP"_s, u"1"_s);
+    f.registry.Put(data, u"XPos"_s, u"15"_s);
+    f.registry.Put(data, u"Frame Rate"_s, u""_s);
+    f.registry.Put(u"Zephyl\\Configs\\Default\\Data"_s, u"Encrypt Messages"_s, u"1"_s);
+    f.registry.Put(u"Zephyl\\Data"_s, u"Hide Voktal"_s, u"0\x1b[2J"_s);
+    f.registry.Put(u"Zephyl\\Trusted Services"_s, u"meet.example"_s, u"sha256:aa"_s);
+    f.registry.Put(u"Quorvia\\Meeting Codes"_s, u"ROOM1"_s, u"yesterday"_s);
+    f.registry.WriteText(u"HKEY_CURRENT_USER\\Software\\VB and VBA Program Settings\\Zephyl\\Data"_s,
+                         u"Hostname"_s, u"desk"_s);
+    const QString text = ListSettings(f.state).join(u'\n');
+    for (const char* line :
+         {"Configuration: \"Work\"", "\"Handle\" = \"bob\"  from Zephyl\\Configs\\Work\\Data\n",
+          "\"Password\" = (not shown)  from", "\"Encrypt Messages\" = \"0\"  the default\n",
+          "\"Hostname\" = \"desk\"  from HKEY_CURRENT_USER\\Software\\VB and VBA Program "
+          "Settings\\Zephyl\\Data\n",
+          "\"Frame Rate\" = \"5\"  the default; what Zephyl\\Configs\\Work\\Data has is empty\n",
+          "\nNot read:\n", "Work\\Data: \"Use HTP\" = \"1\"  there is no such setting",
+          "Work\\Data: \"XPos\" = \"15\"  it counts only in Quorvia\\Data",
+          "Default\\Data: \"Encrypt Messages\" = \"1\"  it is of another configuration than the one in use",
+          "Zephyl\\Data: \"Hide Voktal\" = \"0\\x1b[2J\"  it counts only in Zephyl\\Configs\\Work\\Data"})
+        EXPECT_TRUE(text.contains(QString::fromLatin1(line))) << line << " is not in\n" << text.toStdString();
+    for (const char* silent : {"5E0C", "meet.example", "ROOM1"})
+        EXPECT_FALSE(text.contains(QLatin1String(silent))) << silent;
+    f.registry.readFailure = u"broken"_s;
+    EXPECT_THROW(ListSettings(f.state), std::runtime_error);
 }

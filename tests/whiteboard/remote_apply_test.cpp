@@ -177,9 +177,11 @@ TEST(RemoteApply, OthersControlTheViewWithinBoundsAndOnlyWhenAllowed)
     EXPECT_EQ(ann.meeting.placement.width, 32767 * 15);
     EXPECT_EQ(ann.meeting.placement.height, 0);
     EXPECT_EQ(ann.meeting.placement.left, 1500);
-    SaveSetting(ann.state, keys::kAllowRemoteView, u"0"_s);
-    ann.Receive(u"[[ZUM_WB_VSCROLL]]9"_s);
-    ann.Receive(u"[[ZUM_WB_RESIZE]]1/0/0/1/1"_s);
+    for (const QString& no : {u"0"_s, u"False"_s, u" 1"_s, u"no"_s}) {
+        SaveSetting(ann.state, keys::kAllowRemoteView, no);
+        ann.Receive(u"[[ZUM_WB_VSCROLL]]9"_s);
+        ann.Receive(u"[[ZUM_WB_RESIZE]]1/0/0/1/1"_s);
+    }
     EXPECT_EQ(ann.screen.scrolls.size(), 1u);
     EXPECT_EQ(ann.meeting.state, WindowState::Normal);
     EXPECT_TRUE(ann.prompts.boxes.empty());
