@@ -137,7 +137,7 @@ void frmLogin::LoadConfigSettings()
 {
     txtHandle->setText(GetSetting(mState, keys::kHandle));
     txtPassword->setText(DecipherPassword(GetSetting(mState, keys::kPassword)));
-    txtHostname->setText(GetSetting(mState, keys::kHostname));
+    LoadFields();
     chkHostname->setChecked(!txtHostname->text().isEmpty());
     chkHostname_Click();  // its state may not have changed, the field's must follow all the same
     if (FlagSetting(mState, keys::kJoinMeetingDefault)) optJoinMeeting->setChecked(true);
@@ -147,7 +147,6 @@ void frmLogin::LoadConfigSettings()
         optTCP->setChecked(true);
     else
         optUDP->setChecked(true);
-    txtService->setText(GetSetting(mState, keys::kServiceAddress));
 }
 
 void frmLogin::chkMore_Click()

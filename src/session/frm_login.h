@@ -41,6 +41,11 @@ protected:
 private:
     void BuildLogin();
     void BuildMore();
+    struct Option;
+    struct OptionRow;
+    static std::vector<OptionRow> OptionRows();
+    QWidget* MakeOption(const Option& option, int row);
+    void LoadFields();
     void BuildButtons();
     void SetTabs();
     void KeepReadable();
@@ -74,4 +79,5 @@ private:
     QRadioButton *optHTTP, *optTCP, *optUDP;
     QCheckBox* chkHostname;
     QLineEdit *txtHostname, *txtService;
+    std::vector<QWidget*> mOptions;  // all of these, in the order of Tab
 };

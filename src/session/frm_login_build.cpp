@@ -9,8 +9,11 @@
 #include <QRadioButton>
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
+#include <variant>
 
 #include "session/frm_login.h"
+#include "settings/settings.h"
 #include "widgets/named.h"
 #include "widgets/plain_text.h"
 
@@ -104,34 +107,96 @@ void frmLogin::BuildLogin()
     Label(frameLogin, "lblLabels", u"&Meeting Code:"_s, 2)->setBuddy(cmbMeetingCode);
 }
 
+/// One control of "Advanced Options".
+struct frmLogin::Option {
+    std::variant<QComboBox * frmLogin::*, QCheckBox * frmLogin::*, QRadioButton * frmLogin::*,
+                 QLineEdit * frmLogin::*>
+        control;
+    const char* name;
+    const char16_t* text;  // its caption; what an empty field shows
+    int left, width;       // from the left of the fields
+    const char16_t* tip = u"";
+    const SettingKey* key =
+        nullptr;  // what a field shows of the configuration; the others follow rules of their own
+};
+struct frmLogin::OptionRow {
+    const char* labelName;  // null: the row has none
+    const char16_t* label;
+    std::vector<Option> options;  // in the order of Tab
+};
+
+std::vector<frmLogin::OptionRow> frmLogin::OptionRows()
+{
+    using Form = frmLogin;
+    return {
+        {"lblLabels",
+         u"Configuration:",
+         {{&Form::cmbConfig, "cmbConfig", u"", 0, 164, u"Choose current configuration"},
+          {&Form::chkDefaultConfig, "chkDefaultConfig", u"&Default", 174, 80,
+           u"Set as default configuration"}}},
+        {"lblLabels",
+         u"Protocol:",
+         {{&Form::optHTTP, "optHTTP", u"HTTP", 0, 74},
+          {&Form::optTCP, "optTCP", u"TCP", 84, 74},
+          {&Form::optUDP, "optUDP", u"UDP", 168, 74}}},
+        {nullptr,
+         u"",
+         {{&Form::chkHostname, "chkHostname", u"Host&name:", kMargin - kField, kField - kMargin - 6},
+          {&Form::txtHostname, "txtHostname", u"", 0, 250,
+           u"Enter your computer's IP address or its fully qualified domain name, for example "
+           u"desk.example.com",
+           &keys::kHostname}}},
+        {"lblService",
+         u"Ser&vice:",
+         {{&Form::txtService, "txtService", u"this computer", 0, 250,
+           u"Where the meeting is: HOST or HOST:PORT; empty for this computer", &keys::kServiceAddress}}},
+    };
+}
+
+QWidget* frmLogin::MakeOption(const Option& option, int row)
+{
+    return std::visit(
+        [&](auto member) -> QWidget* {
+            auto*& control = this->*member;
+            using W = std::remove_reference_t<decltype(*control)>;
+            control = Put<W>(frameMore, option.name,
+                             {kField + option.left, kFirstRow + row * kRow, option.width, kHeight});
+            const QString text = QString::fromUtf16(option.text);
+            if constexpr (std::is_base_of_v<QAbstractButton, W>) control->setText(text);
+            if constexpr (std::is_same_v<W, QLineEdit>) control->setPlaceholderText(text);
+            control->setToolTip(QString::fromUtf16(option.tip));
+            return control;
+        },
+        option.control);
+}
+
 void frmLogin::BuildMore()
 {
-    frameMore = Frame(this, "frameMore", u"Advanced Options"_s, 0, 4);
+    const std::vector<OptionRow> rows = OptionRows();
+    frameMore = Frame(this, "frameMore", u"Advanced Options"_s, 0, int(rows.size()));
     frameMore->move(frameMore->x(), frameLogin->geometry().bottom() + 1 + kFrameGap);
-    cmbConfig = Put<QComboBox>(frameMore, "cmbConfig", FieldAt(0, 164));
-    cmbConfig->setToolTip(u"Choose current configuration"_s);
-    chkDefaultConfig = Button<QCheckBox>(frameMore, "chkDefaultConfig", u"&Default"_s,
-                                         {kField + 174, kFirstRow, 80, kHeight});
-    chkDefaultConfig->setToolTip(u"Set as default configuration"_s);
-    optHTTP = Button<QRadioButton>(frameMore, "optHTTP", u"HTTP"_s, {kField, kFirstRow + kRow, 74, kHeight});
-    optTCP =
-        Button<QRadioButton>(frameMore, "optTCP", u"TCP"_s, {kField + 84, kFirstRow + kRow, 74, kHeight});
-    optUDP =
-        Button<QRadioButton>(frameMore, "optUDP", u"UDP"_s, {kField + 168, kFirstRow + kRow, 74, kHeight});
-    chkHostname = Button<QCheckBox>(frameMore, "chkHostname", u"Host&name:"_s,
-                                    {kMargin, kFirstRow + 2 * kRow, kField - kMargin - 6, kHeight});
-    txtHostname = Put<QLineEdit>(frameMore, "txtHostname", FieldAt(2, 250));
-    txtHostname->setToolTip(
-        u"Enter your computer's IP address or its fully qualified domain name, for example desk.example.com"_s);
-    txtService = Put<QLineEdit>(frameMore, "txtService", FieldAt(3, 250));
-    txtService->setPlaceholderText(u"this computer"_s);
+    for (int row = 0; row < int(rows.size()); ++row) {
+        const OptionRow& made = rows[std::size_t(row)];
+        QWidget* first = nullptr;
+        for (const Option& option : made.options) {
+            mOptions.push_back(MakeOption(option, row));
+            if (!first) first = mOptions.back();
+        }
+        if (!made.labelName) continue;
+        QLabel* label = Label(frameMore, made.labelName, QString::fromUtf16(made.label), row);
+        if (!qobject_cast<QAbstractButton*>(first)) label->setBuddy(first);
+    }
     const QString refusal = mState.gMessenger ? mState.gMessenger->LastRefusal() : QString();
-    txtService->setToolTip(refusal.isEmpty()
-                               ? u"Where the meeting is: HOST or HOST:PORT; empty for this computer"_s
-                               : PlainToolTip(refusal));
-    Label(frameMore, "lblLabels", u"Configuration:"_s, 0)->setBuddy(cmbConfig);
-    Label(frameMore, "lblLabels", u"Protocol:"_s, 1);
-    Label(frameMore, "lblService", u"Ser&vice:"_s, 3)->setBuddy(txtService);
+    if (!refusal.isEmpty()) txtService->setToolTip(PlainToolTip(refusal));
+}
+
+void frmLogin::LoadFields()
+{
+    for (const OptionRow& row : OptionRows())
+        for (const Option& option : row.options)
+            if (const auto* field = std::get_if<QLineEdit * frmLogin::*>(&option.control);
+                field && option.key)
+                (this->**field)->setText(GetSetting(mState, *option.key));
 }
 
 void frmLogin::BuildButtons()
@@ -152,13 +217,10 @@ void frmLogin::BuildButtons()
 
 void frmLogin::SetTabs()
 {
-    QWidget* before = nullptr;
-    for (QWidget* control : std::initializer_list<QWidget*>{
-             txtHandle, txtPassword, cmbMeetingCode, optJoinMeeting, optNewMeeting, lblPassword, cmbConfig,
-             chkDefaultConfig, optHTTP, optTCP, optUDP, chkHostname, txtHostname, txtService, chkMore,
-             cmdCancel, cmdOK}) {
-        if (before) setTabOrder(before, control);
-        before = control;
-    }
+    std::vector<QWidget*> controls{txtHandle,      txtPassword,   cmbMeetingCode,
+                                   optJoinMeeting, optNewMeeting, lblPassword};
+    controls.insert(controls.end(), mOptions.begin(), mOptions.end());
+    controls.insert(controls.end(), {chkMore, cmdCancel, cmdOK});
+    for (std::size_t i = 1; i < controls.size(); ++i) setTabOrder(controls[i - 1], controls[i]);
     txtHandle->setFocus();
 }
