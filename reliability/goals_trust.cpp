@@ -30,7 +30,7 @@ struct Visitor {
     int Visit(const QString& address, const std::string& trust) const
     {
         QStringList words{u"send"_s,           u"--handle"_s,  u"bob"_s, u"--password-file"_s,
-                          folder / "password", u"--service"_s, address,  u"ROOM1"_s,
+                          folder / "password", u"--service"_s, address,  u"ROOM123"_s,
                           u"hello"_s};
         if (!trust.empty()) words += {u"--trust"_s, QString::fromStdString(trust)};
         stage::Child child(stage::Programs() + u"/zephyl"_s, words, environment, folder / "zephyl.log");
@@ -117,7 +117,8 @@ void ChangedOnTheWay(const char* trusted, bool byKey, Authority& authority, Outc
     FakeService thief({.papers = authority.Make()});
     LinkedAttendee alice(u"127.0.0.1:%1"_s.arg(road.Port()), byKey ? daemon.Fingerprint() : std::string());
     const QString what = QLatin1String(trusted);
-    outcome.Must(alice.Login(u"c0"_s) && alice.link->CreateMeeting(u"ROOM1"_s, {}), what + u": no meeting"_s);
+    outcome.Must(alice.Login(u"c0"_s) && alice.link->CreateMeeting(u"ROOM123"_s, {}),
+                 what + u": no meeting"_s);
     road.SetTarget(thief.Port());
     road.Cut();
     const bool ended = alice.Until([&] { return !alice.link->LoggedIn() || !thief.Quiet(); });
