@@ -155,7 +155,8 @@ QDateTime Now(const ProcessState& state)
 
 QDateTime EventTime(const ProcessState& state)
 {
-    return Now(state).addDuration(-state.gMessenger->EventAge().value_or(0ms));
+    const auto age = state.gMessenger ? state.gMessenger->EventAge() : std::nullopt;
+    return Now(state).addDuration(-age.value_or(0ms));
 }
 
 void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,

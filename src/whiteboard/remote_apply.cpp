@@ -33,7 +33,7 @@ struct Apply {
     MeetingScreens& Form() const { return *state.gMeetingForm; }
     Board& Image() const { return Form().Board().Image(); }
     /// Of before the user entered: it waits for nothing and keeps its time.
-    bool Earlier() const { return state.gMessenger->EventAge().has_value(); }
+    bool Earlier() const { return state.gMessenger && state.gMessenger->EventAge().has_value(); }
     void Pause(std::chrono::milliseconds time) const
     {
         if (state.ports.waits && !Earlier()) state.ports.waits->Pause(time);
