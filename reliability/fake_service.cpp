@@ -168,7 +168,7 @@ std::string AnswerTo(const std::string& bytes, const std::string& protocol, std:
     return answer;
 }
 
-FakeService::FakeService(const Guise& guise, const char* address)
+PretendedService::PretendedService(const Guise& guise, const char* address)
     : mGuise(guise), mStop(::eventfd(0, EFD_CLOEXEC))
 {
     sockaddr_in6 six{};
@@ -186,21 +186,21 @@ FakeService::FakeService(const Guise& guise, const char* address)
     mThread = std::thread([this] { Serve(); });
 }
 
-FakeService::~FakeService()
+PretendedService::~PretendedService()
 {
     End();
     ::close(mListener);
     ::close(mStop);
 }
 
-const std::string& FakeService::End()
+const std::string& PretendedService::End()
 {
     ::eventfd_write(mStop, 1);
     if (mThread.joinable()) mThread.join();
     return mHeard;
 }
 
-void FakeService::Serve()
+void PretendedService::Serve()
 {
     OutlivePeers();
     for (;;) {

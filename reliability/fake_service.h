@@ -54,12 +54,12 @@ struct Guise {
 std::string AnswerTo(const std::string& bytes, const std::string& protocol, std::uint16_t port);
 
 /// One connection at a time, each of them until the client ends it or has said something after the handshake.
-class FakeService {
+class PretendedService {
 public:
-    explicit FakeService(const Guise& guise, const char* address = "127.0.0.1");
-    ~FakeService();
-    FakeService(const FakeService&) = delete;
-    FakeService& operator=(const FakeService&) = delete;
+    explicit PretendedService(const Guise& guise, const char* address = "127.0.0.1");
+    ~PretendedService();
+    PretendedService(const PretendedService&) = delete;
+    PretendedService& operator=(const PretendedService&) = delete;
 
     std::uint16_t Port() const { return mPort; }
     /// Ends it, after whoever has connected by now. What all of them said behind their handshakes.

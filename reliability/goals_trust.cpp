@@ -80,7 +80,7 @@ void ServicesThatAreNot(Run&, Outcome& outcome)
     int refused = 0, heard = 0;
     for (const auto& row : rows) {
         const QString what = QString::fromLatin1(row.what);
-        FakeService service(row.guise, row.host.contains(u':') ? "::1" : "127.0.0.1");
+        PretendedService service(row.guise, row.host.contains(u':') ? "::1" : "127.0.0.1");
         const int status = visitor.Visit(row.host + u':' + QString::number(service.Port()), row.trust);
         std::string said = service.End();
         outcome.Must(status != 0 && status < 128, u"\"%1\": zephyl ended with %2"_s.arg(what).arg(status));
@@ -114,7 +114,7 @@ void ChangedOnTheWay(const char* trusted, bool byKey, Authority& authority, Outc
     std::filesystem::rename(papers.certificate, (daemon.Data() + u"/certificate.pem"_s).toStdString());
     daemon.Start();
     FaultProxy road(daemon.Port());
-    FakeService thief({.papers = authority.Make()});
+    PretendedService thief({.papers = authority.Make()});
     LinkedAttendee alice(u"127.0.0.1:%1"_s.arg(road.Port()), byKey ? daemon.Fingerprint() : std::string());
     const QString what = QLatin1String(trusted);
     outcome.Must(alice.Login(u"c0"_s) && alice.link->CreateMeeting(u"ROOM123"_s, {}),
