@@ -34,13 +34,28 @@ void SideBySide(int count, Work work)
 
 // --- passwords -------------------------------------------------------------------------------------------
 
-bool LogsIn(const Daemon& daemon, const std::string& address)
+/// `device`: the word of an earlier login.
+bool LogsIn(const Daemon& daemon, const std::string& address, const std::string& device = {})
 {
     try {
-        return From(daemon, address)->Login("c8", "secret", 9).result() == zephyl::RESULT_OK;
+        const auto client = From(daemon, address);
+        if (!device.empty()) client->device = device;
+        return client->Login("c8", "secret", 9).result() == zephyl::RESULT_OK;
     } catch (const std::exception&) {
         return false;
     }
+}
+
+double LoginTime(const Daemon& daemon, const std::string& address, const std::string& device = {})
+{
+    const Time begun = Clock::now();
+    while (!LogsIn(daemon, address, device) && Since(begun) < 20'000) Sleep(100);  // "later" is a try more
+    return Since(begun);
+}
+
+double Slowest(const std::vector<double>& waits)
+{
+    return waits.empty() ? 0 : *std::max_element(waits.begin(), waits.end());
 }
 
 void WrongLogins(Run& run, Outcome& outcome)
@@ -51,21 +66,18 @@ void WrongLogins(Run& run, Outcome& outcome)
     std::vector<double> waits;
     std::thread honest([&] {
         do {
-            const std::string address = Address(1000 + int(waits.size()));  // never seen before
-            const Time begun = Clock::now();
-            while (!LogsIn(daemon, address) && Since(begun) < 20'000) Sleep(100);  // "later" is a try more
-            waits.push_back(Since(begun));
+            waits.push_back(LoginTime(daemon, Address(1000 + int(waits.size()))));  // never seen before
             Sleep(100);
         } while (!over);
     });
     const Time begun = Clock::now();
     const Guesses guesses =
-        GuessPasswords(daemon, addresses, tries, std::chrono::milliseconds(run.Form(100, 1000)));
+        GuessPasswords(daemon, "", addresses, tries, std::chrono::milliseconds(run.Form(100, 1000)));
     const double lasted = Since(begun);
     over = true;
     honest.join();
     const int all = addresses * tries;
-    const double slowest = *std::max_element(waits.begin(), waits.end());
+    const double slowest = Slowest(waits);
     outcome.Figure(
         u"%1 wrong logins from %2 addresses within %3: %4 accepted, %5 hashed, %6 told to wait, %7 closed"_s
             .arg(all)
@@ -81,6 +93,49 @@ void WrongLogins(Run& run, Outcome& outcome)
     outcome.Must(guesses.hashed <= all * 4 / 10, u"too many passwords were hashed"_s);
     outcome.Must(slowest < 20'000, u"an uninvolved user is kept out"_s);
     outcome.Soon(slowest <= 1500, u"an uninvolved user waits longer than 1.5 s"_s);
+}
+
+/// The same at one account, whose owner comes from an address where it was before, with the word of an
+/// earlier login, and as a stranger.
+void WrongLoginsOfOne(Run& run, Outcome& outcome)
+{
+    const int addresses = run.Form(10, 200), tries = run.Form(20, 50);
+    Daemon daemon(9, {}, zephyl::HashCost{});
+    const auto laptop = From(daemon, "127.0.0.7");
+    laptop->device = "";
+    if (laptop->Login("c8", "secret", 9).result() != zephyl::RESULT_OK) throw std::runtime_error("no login");
+    std::atomic<bool> over{false};
+    std::vector<double> known, device, stranger;
+    std::thread owner([&] {
+        for (int i = 1000; !over; ++i) {
+            known.push_back(LoginTime(daemon, "127.0.0.7"));
+            device.push_back(LoginTime(daemon, Address(2 * i), *laptop->device));
+            stranger.push_back(LoginTime(daemon, Address(2 * i + 1)));
+            Sleep(100);
+        }
+    });
+    const Time begun = Clock::now();
+    const Guesses guesses =
+        GuessPasswords(daemon, "c8", addresses, tries, std::chrono::milliseconds(run.Form(100, 1000)));
+    const double lasted = Since(begun);
+    over = true;
+    owner.join();
+    outcome.Figure(u"%1 wrong logins of one account from %2 addresses within %3: %4 accepted, %5 hashed"_s
+                       .arg(addresses * tries)
+                       .arg(addresses)
+                       .arg(Milliseconds(lasted))
+                       .arg(guesses.accepted)
+                       .arg(guesses.hashed));
+    outcome.Figure(
+        u"its owner got in %1 times: from a known address after %2 at most, with a device's word after "
+        "%3, from a new address after %4"_s.arg(known.size() + device.size() + stranger.size())
+            .arg(Milliseconds(Slowest(known)), Milliseconds(Slowest(device)),
+                 Milliseconds(Slowest(stranger))));
+    const double slowest = std::max({Slowest(known), Slowest(device), Slowest(stranger)});
+    outcome.Must(guesses.accepted == 0, u"a wrong password was accepted"_s);
+    outcome.Must(guesses.hashed <= addresses * tries * 4 / 10, u"too many passwords were hashed"_s);
+    outcome.Must(slowest < 20'000, u"the owner is kept out"_s);
+    outcome.Soon(slowest <= 1500, u"the owner waits longer than 1.5 s"_s);
 }
 
 // --- meeting codes ---------------------------------------------------------------------------------------
@@ -100,7 +155,8 @@ struct LoggedInGuesser {
 void GuessCodes(LoggedInGuesser& one, int number, double seconds)
 {
     for (const Time begun = Clock::now(); Since(begun) < seconds * 1000;) {
-        const std::string code = "X" + std::to_string(number) + "-" + std::to_string(one.looked + one.later);
+        const std::string code =
+            "X" + std::to_string(number) + "Q" + std::to_string(100'000 + one.looked + one.later);
         const auto result = one.client->Enter(code, false).result();
         ++(result == zephyl::RESULT_LATER ? one.later
            : result == zephyl::RESULT_OK  ? one.joined
@@ -316,6 +372,7 @@ void OneAtFullSpeed(Run& run, Outcome& outcome)
 std::vector<Goal> StrangerGoals()
 {
     return {{"S3", "wrong logins from many addresses", WrongLogins},
+            {"S3a", "wrong logins of one account", WrongLoginsOfOne},
             {"S7", "guessing meeting codes", WrongCodes},
             {"S10", "silent and slow connections", SilentConnections},
             {"S12", "one attendee at full speed", OneAtFullSpeed}};

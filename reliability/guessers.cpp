@@ -62,9 +62,15 @@ private:
 
 class Guesser {
 public:
-    Guesser(asio::io_context& io, std::shared_ptr<const TlsContext> tls, std::uint16_t port, int number,
-            std::chrono::milliseconds patience, Guesses& guesses)
-        : mIo(io), mTls(std::move(tls)), mPort(port), mNumber(number), mPatience(patience), mGuesses(guesses)
+    Guesser(asio::io_context& io, std::shared_ptr<const TlsContext> tls, std::uint16_t port,
+            std::string account, int number, std::chrono::milliseconds patience, Guesses& guesses)
+        : mIo(io),
+          mTls(std::move(tls)),
+          mPort(port),
+          mAccount(std::move(account)),
+          mNumber(number),
+          mPatience(patience),
+          mGuesses(guesses)
     {
     }
 
@@ -92,6 +98,7 @@ private:
     }
     std::string Handle(int guess) const
     {
+        if (!mAccount.empty()) return mAccount;
         if (guess % 2) return "c" + std::to_string(guess % 8);
         return "nobody" + std::to_string(mNumber) + "." + std::to_string(guess);
     }
@@ -105,6 +112,7 @@ private:
     asio::io_context& mIo;
     const std::shared_ptr<const TlsContext> mTls;
     const std::uint16_t mPort;
+    const std::string mAccount;
     const int mNumber;
     const std::chrono::milliseconds mPatience;
     Guesses& mGuesses;
@@ -118,7 +126,8 @@ std::string Address(int number)
     return "127.1." + std::to_string(number / 200) + "." + std::to_string(1 + number % 200);
 }
 
-Guesses GuessPasswords(const Daemon& daemon, int addresses, int tries, std::chrono::milliseconds patience)
+Guesses GuessPasswords(const Daemon& daemon, const std::string& account, int addresses, int tries,
+                       std::chrono::milliseconds patience)
 {
     asio::io_context io(1);
     const std::shared_ptr<const TlsContext> tls = TlsContext::Client();
@@ -126,7 +135,7 @@ Guesses GuessPasswords(const Daemon& daemon, int addresses, int tries, std::chro
     std::vector<std::unique_ptr<Guesser>> guessers;
     for (int i = 0; i < addresses; ++i) {
         const auto pause = i % 2 ? patience : std::chrono::milliseconds(0);
-        guessers.push_back(std::make_unique<Guesser>(io, tls, daemon.Port(), i, pause, guesses));
+        guessers.push_back(std::make_unique<Guesser>(io, tls, daemon.Port(), account, i, pause, guesses));
         asio::co_spawn(io, guessers.back()->Run(tries), asio::detached);
     }
     io.run();

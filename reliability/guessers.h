@@ -17,9 +17,10 @@ struct Guesses {
     int unanswered = 0;  // the connection was closed or refused
 };
 
-/// `addresses` guessers of `tries` guesses each, all at once, at the accounts "c0" to "c7" and at others that
-/// there are not. Every other one guesses on without a pause; the rest wait as long as they are told to, but
-/// never longer than `patience`. Returns when all have ended.
-Guesses GuessPasswords(const Daemon& daemon, int addresses, int tries, std::chrono::milliseconds patience);
+/// `addresses` guessers of `tries` guesses each, all at once, at `account`, or if that is "" at the accounts
+/// "c0" to "c7" and at others that there are not. Every other one guesses on without a pause; the rest wait
+/// as long as they are told to, but never longer than `patience`. Returns when all have ended.
+Guesses GuessPasswords(const Daemon& daemon, const std::string& account, int addresses, int tries,
+                       std::chrono::milliseconds patience);
 
 }  // namespace reliability

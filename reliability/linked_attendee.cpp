@@ -12,14 +12,16 @@ void PrintTo(const QString& text, std::ostream* stream)
     *stream << '"' << text.left(200).toStdString() << '"';
 }
 
-LinkedAttendee::LinkedAttendee(QString address, const std::string& pin) : service(std::move(address))
+LinkedAttendee::LinkedAttendee(QString address, const std::string& pin, const QString& devices)
+    : service(std::move(address))
 {
     if (!pin.empty()) pins[service] = QString::fromStdString(pin);
     const auto keep = [this](const QString& line) {
         const std::lock_guard lock(mMutex);
         log += line;
     };
-    link = MakeLinkMessenger(LinkNeeds{*this, *this, *this, *this, *this, keep, QStringLiteral("test"), {}});
+    link = MakeLinkMessenger(
+        LinkNeeds{*this, *this, *this, *this, *this, keep, QStringLiteral("test"), {}, devices});
     link->SetEvents(this);
 }
 

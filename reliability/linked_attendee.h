@@ -21,8 +21,8 @@ class LinkedAttendee final : public MessengerEvents,
                              private TrustQuestion,
                              private ServiceSettings {
 public:
-    /// `pin`: the key to trust; "": none.
-    explicit LinkedAttendee(QString service, const std::string& pin = {});
+    /// `pin`: the key to trust; "": none. `devices`: where it keeps its words; "": nowhere.
+    explicit LinkedAttendee(QString service, const std::string& pin = {}, const QString& devices = {});
     ~LinkedAttendee() override;
 
     bool Login(const QString& handle, const QString& password = QStringLiteral("secret"));

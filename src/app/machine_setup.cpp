@@ -69,7 +69,8 @@ LinkNeeds Machine::NeedsOfLink()
             mPost,
             [&log](const QString& line) { log.Write(EventType::Information, line); },
             u"quorvia "_s + VersionText(),
-            mFolders.Program() + u"/zephyld"_s};
+            mFolders.Program() + u"/zephyld"_s,
+            QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/quorvia/devices"_s};
 }
 
 int PrintSettings(const QString& config)

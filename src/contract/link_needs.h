@@ -82,4 +82,5 @@ struct LinkNeeds {
     std::function<void(const QString& line)> log;  // any thread; one line for the event log
     QString program;                               // "quorvia 1.0.0"
     QString zephyldPath;                           // the daemon to start where no service is named
+    QString deviceFolder = {};                     // for what services gave this device; "": nothing is kept
 };

@@ -173,7 +173,7 @@ void Incoming::OnLive(const ItemView& view)
     const Live& live = view.header.live();
     mLiveBytes += view.tooLarge ? live.total() : view.body.size();
     const int type = live.picture().type();
-    if (type != kVideoFrame && type != kApplicationImage) return;  // each type has a place that is kept
+    if (!IsLiveType(type)) return;  // each type has a place that is kept
     if (mMuted || view.tooLarge || !Holds(live.from()) || live.from() == mSelf.handle) return;
     if (!mFilter.TakeLive(live.from(), type, live.frame())) return;
     LinkEvent event;

@@ -78,7 +78,8 @@ std::shared_ptr<Session> LinkMessenger::NewSession()
 {
     return std::make_shared<Session>(
         mIo, mContext, mQueue,
-        SessionNeeds{mNeeds.program.toStdString(), mNeeds.zephyldPath.toStdString(), mNeeds.log});
+        SessionNeeds{mNeeds.program.toStdString(), mNeeds.zephyldPath.toStdString(), mNeeds.log,
+                     mNeeds.deviceFolder.toStdString()});
 }
 
 /// Its end belongs to the network thread.

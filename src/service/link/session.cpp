@@ -20,6 +20,7 @@ Session::Session(asio::io_context& io, std::shared_ptr<const TlsContext> context
       mChanged(io, Deadline::max()),
       mTick(io),
       mPause(io),
+      mDeviceWords(mNeeds.deviceFolder),
       mIncoming(queue)
 {
 }
@@ -67,8 +68,17 @@ asio::awaitable<LoggedIn> Session::AskLogin(bool again, Deadline deadline)
     login.set_host_name(mWords.hostName);
     login.set_stream(mStream);
     login.set_again(again);
+    // A service of this computer alone has no strangers at its door.
+    const bool keeps = mDeviceWords.Keeps() && !mTarget.personal;
+    if (keeps) login.set_device(mDeviceWords.Read(ServiceName(), mWords.handle));
     const Header answer = co_await Call(header, mLastCall, deadline);
+    if (keeps) mDeviceWords.Keep(ServiceName(), mWords.handle, answer.logged_in().device());
     co_return answer.logged_in();
+}
+
+std::string Session::ServiceName() const
+{
+    return mTarget.host + ':' + std::to_string(mTarget.port);
 }
 
 asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline)

@@ -10,6 +10,7 @@
 #include <random>
 
 #include "service/link/connection.h"
+#include "service/link/device_words.h"
 #include "service/link/incoming.h"
 #include "service/link/lanes.h"
 #include "service/link/link_stats.h"
@@ -63,6 +64,7 @@ struct SessionNeeds {
     std::string program;  // for Hello
     std::string zephyldPath;
     std::function<void(QString)> log;
+    std::string deviceFolder = {};  // as DeviceWords has it
 };
 
 class Session final : public ConnectionOwner, public std::enable_shared_from_this<Session> {
@@ -120,6 +122,7 @@ private:
     Task<Header> Call(Header header, std::uint32_t call, Deadline deadline,
                       std::function<void(const Header& answer)> atOnce = {});
     Task<LoggedIn> AskLogin(bool again, Deadline deadline);
+    std::string ServiceName() const;
     Task<void> WaitReady(Deadline deadline);
     Task<void> Changed(Deadline until);
     void NotifyChanged();
@@ -167,6 +170,7 @@ private:
     bool mMayHurry = false;  // the pause between two tries may be cut short
 
     LoginWords mWords;
+    const DeviceWords mDeviceWords;
     std::string mHandle;
     std::uint64_t mStream = 0;
     Phase mPhase = Phase::Idle;

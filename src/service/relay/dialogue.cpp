@@ -27,7 +27,9 @@ asio::awaitable<LoginVerdict> Ask(LoginDesk& desk, const Login& login, const std
 {
     const auto initiate = [&desk, &login, &address](auto handler) {
         auto shared = std::make_shared<decltype(handler)>(std::move(handler));
-        desk.Check(login.handle(), login.password(), address, [shared](LoginVerdict verdict) {
+        LoginWords words{login.handle(), login.password(), address, {}};
+        if (login.has_device()) words.device = login.device();
+        desk.Check(words, [shared](LoginVerdict verdict) {
             auto executor = asio::get_associated_executor(*shared);
             asio::post(executor,
                        [shared, verdict = std::move(verdict)]() mutable { (*shared)(std::move(verdict)); });
@@ -98,7 +100,7 @@ asio::awaitable<void> Connection::LogIn(Login login)
 {
     LoginVerdict verdict;
     if (mServices.memory.Under(Pressure::RefuseLogins))
-        verdict = {RESULT_LATER, {}, {}, kMemoryWait};
+        verdict = {RESULT_LATER, {}, {}, kMemoryWait, {}};
     else
         verdict = co_await Ask(mServices.desk, login, mAddress);
     mSince = Clock::now();  // the time at the desk is not the client's
@@ -138,6 +140,7 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
     answer.set_permitted(session->permitted);
     answer.set_server_key(mServices.serverKey);
     answer.set_send_tag(kSendTag);
+    answer.set_device(verdict.device);
     mServices.log.info("{} logged in from {}", session->handle, mAddress);
 }
 

@@ -183,6 +183,7 @@ TEST_F(LinkTest, RefusesAtTheCallWhatCannotBeSent)
         {"two prefixes", [&] { item->SendVideoFrame(small, twice, 0, 0, 2, 65); }, true},
         {"x beyond", [&] { item->SendVideoFrame(small, u"Alice"_s, 32768, 0, 0, 65); }, true},
         {"y beyond", [&] { item->SendVideoFrame(small, u"Alice"_s, 0, -32769, 0, 65); }, true},
+        {"a picture of no type", [&] { item->SendVideoFrame(small, u"Alice"_s, 0, 0, 3, 65); }, true},
         {"longest text", [&] { alice->link->Send(u"bob"_s, QString(20'480, QChar(0xe9))); }, false},
         {"one more", [&] { alice->link->Send(u"bob"_s, QString(20'480, QChar(0xe9)) + u'x'); }, true},
         {"largest frame", [&] { item->SendVideoFrame(QByteArray(512 * 1024, 'x'), u"Alice"_s, 0, 0, 0, 65); },
@@ -312,6 +313,30 @@ TEST_F(LinkTest, TrustIsAskedOnceAndWaitsWithoutAClock)
     EXPECT_TRUE(alice->Login(u"Alice"_s));
     EXPECT_EQ(alice->questions, 2);
     EXPECT_EQ(alice->pins[alice->service], QString::fromStdString(relay->Fingerprint()));
+}
+
+TEST_F(LinkTest, ADeviceThatWasInBeforeIsNotLockedOutWithItsAddress)
+{
+    const auto devices = folder.path / "share" / "devices";
+    LinkedAttendee alice(Attendee()->service, relay->Fingerprint(), QString::fromStdString(devices));
+    EXPECT_TRUE(alice.Login(u"Alice"_s));
+    const auto guess = [&](int i) {
+        return Fresh()->Login("alice", "guess " + std::to_string(i), 1).result();
+    };
+    for (int i = 0; i < 12; ++i) EXPECT_EQ(guess(i), RESULT_WRONG);  // a neighbour behind the same address
+    EXPECT_EQ(Fresh()->Login("alice", "secret", 1).result(), RESULT_LATER);
+    EXPECT_TRUE(alice.Login(u" alice"_s)) << qPrintable(alice.link->LastRefusal());
+    const auto files = [&] {
+        const std::filesystem::directory_iterator each(devices);
+        return std::vector(begin(each), end(each));
+    };
+    ASSERT_EQ(files().size(), 1u);
+    const std::filesystem::path file = files()[0];
+    using std::filesystem::perms;
+    EXPECT_EQ(status(file).permissions(), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(status(devices).permissions(), perms::owner_all);
+    permissions(file, perms::all);  // others could have put it there
+    EXPECT_FALSE(alice.Login(u"Alice"_s));
 }
 
 /// Counts what a client says to a service that nobody trusts.

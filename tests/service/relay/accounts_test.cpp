@@ -52,6 +52,37 @@ TEST(Handles, AreWhatAPersonReads)
     }
 }
 
+TEST(MeetingCodes, AreLettersAndDigits)
+{
+    const struct {
+        std::string given, key;
+    } rows[] = {
+        {" ROOM01 ", "room01"},
+        {"12345678901234567890", "12345678901234567890"},
+        {"123456789012345678901", ""},
+        {"Room1", ""},
+        {"", ""},
+        {"room 01", ""},
+        {"room-01", ""},
+        {"r\xC3\xA4um01", ""},
+        {"room\xC2\x9B"
+         "01",
+         ""},  // a control character beyond ASCII
+        {"room\xE2\x80\xA8"
+         "01",
+         ""},  // a line separator
+        {"room\xE2\x80\xAE"
+         "01",
+         ""},  // turns the reading direction
+        {std::string("room\0"
+                     "01",
+                     7),
+         ""},
+        {"room01\n", ""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(MeetingCodeKey(row.given), row.key) << row.given;
+}
+
 TEST(AccountStore, OneNamePerPersonsEye)
 {
     StartSodium();

@@ -50,6 +50,54 @@ TEST_P(RelayTest, SlowsGuessersDownAndForgivesARepeatedOldPassword)
               RESULT_OK);  // others are not concerned
 }
 
+// Three guess at Alice's account from many addresses, before and after the service starts anew.
+TEST_P(RelayTest, NobodyIsLockedOutByWhoGuessesAtTheirAccount)
+{
+    const auto from = [&](int network, int host) {
+        const std::string address = "127.0." + std::to_string(network) + "." + std::to_string(host);
+        return std::make_unique<RawClient>(relay->Port(), "", kProtocolVersion, address);
+    };
+    std::optional<std::string> word = "";
+    for (int network : {10, 20}) {
+        StartRelay();
+        if (network == 10) {
+            auto laptop = from(1, 1);
+            laptop->device = "";
+            ASSERT_EQ(laptop->Login("Alice", "secret", 1).result(), RESULT_OK);
+            ASSERT_EQ(laptop->device->size(), 32u);
+            word = laptop->device;
+        }
+        for (int host = 1; host <= 30; ++host)
+            EXPECT_EQ(from(network, host)->Login("alice", "guess " + std::to_string(host), 1).result(),
+                      RESULT_WRONG);
+        const struct {
+            const char* who;
+            std::unique_ptr<RawClient> client;
+            std::optional<std::string> word;
+            int wrong;  // before the right one
+            Result result;
+        } rows[] = {
+            {"a clean address", from(network + 1, 1), {}, 2, RESULT_OK},
+            {"a guesser", from(network + 1, 2), {}, 3, RESULT_LATER},
+            {"where Alice was before", from(1, 1), {}, 11, RESULT_OK},
+            {"Alice's laptop elsewhere", from(network + 1, 3), word, 11, RESULT_OK},
+            {"with another's word", from(network + 1, 4), std::string(32, 'x'), 3, RESULT_LATER},
+        };
+        for (const auto& row : rows) {
+            row.client->device = row.word;
+            for (int i = 0; i < row.wrong; ++i)
+                EXPECT_EQ(row.client->Login("alice", row.who + std::to_string(i), 1).result(), RESULT_WRONG)
+                    << row.who << " " << i;
+            EXPECT_EQ(row.client->Login("alice", "secret", 1).result(), row.result) << row.who;
+            EXPECT_EQ(row.client->device, row.word) << "no new one";
+        }
+        // Nobody gets in by a word alone.
+        auto thief = from(network + 1, 5);
+        thief->device = word;
+        EXPECT_EQ(thief->Login("alice", "", 1).result(), RESULT_WRONG);
+    }
+}
+
 TEST(LoginDesk, LetsAStrangerPassThoseWhoGuess)
 {
     StartSodium();
@@ -62,7 +110,7 @@ TEST(LoginDesk, LetsAStrangerPassThoseWhoGuess)
     std::atomic<int> refused = 0;
     LoginDesk desk(accounts, false, kCheapHash);
     const auto ask = [&](const std::string& handle, const std::string& password, const std::string& address) {
-        desk.Check(handle, password, address, [&, handle](const LoginVerdict& verdict) {
+        desk.Check({handle, password, address, {}}, [&, handle](const LoginVerdict& verdict) {
             if (verdict.result == RESULT_LATER)
                 ++refused;
             else
@@ -70,20 +118,19 @@ TEST(LoginDesk, LetsAStrangerPassThoseWhoGuess)
             answered.release();
         });
     };
-    ask("nobody", "guess", "10.0.0.1");
-    answered.acquire();
     desk.Run([&] { over.wait(); });  // one worker is left, so the order is certain
     desk.Run([&] { guessed.wait(); });
     for (int i = 0; i < 40; ++i) ask("nobody " + std::to_string(i), "guess", "10.0.0.1");
     ask("alice", "guess", "10.0.0.1");
+    ask("alice", "last year's", "10.0.0.2");
     ask("alice", "secret", "10.0.0.2");
     guessed.count_down();
-    for (int i = 0; i < 42; ++i) answered.acquire();
+    for (int i = 0; i < 43; ++i) answered.acquire();
     over.count_down();
-    EXPECT_EQ(refused, 42 - 2 - 32);
-    // Behind the two that the workers had; an older login of the same handle is answered first, and
-    // meanwhile the other worker takes the newest guess.
-    EXPECT_EQ(std::vector(served.begin() + 3, served.begin() + 6),
+    EXPECT_EQ(refused, 43 - 2 - 32);
+    // Behind the two that the workers had; the older login of the same device is answered first, and
+    // meanwhile the other worker takes the newest guess. Who guesses at the handle comes behind its owner.
+    EXPECT_EQ(std::vector(served.begin() + 2, served.begin() + 5),
               (std::vector<std::string>{"alice 0", "nobody 39 0", "alice 1"}));
 }
 

@@ -103,8 +103,11 @@ LoggedIn RawClient::Login(const std::string& handle, const std::string& password
     header.mutable_login()->set_password(password);
     header.mutable_login()->set_stream(stream);
     header.mutable_login()->set_again(again);
+    if (device) header.mutable_login()->set_device(*device);
     Send(header);
-    return Wait(Header::kLoggedIn).header.logged_in();
+    const LoggedIn answer = Wait(Header::kLoggedIn).header.logged_in();
+    if (!answer.device().empty()) device = answer.device();
+    return answer;
 }
 
 Entered RawClient::Enter(const std::string& code, bool create, const std::string& rejoin)

@@ -7,6 +7,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -69,7 +70,8 @@ public:
     void Kill();
 
     std::size_t bytesRead = 0;
-    bool readAlong = false;  // answer every item with Read, as a client does that keeps up
+    std::optional<std::string> device;  // shown at each login; one that comes takes its place
+    bool readAlong = false;             // answer every item with Read, as a client does that keeps up
 
 private:
     void Fill(std::chrono::steady_clock::time_point until);

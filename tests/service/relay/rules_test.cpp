@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "service/relay/door/address_group.h"
 #include "service/relay/door/back_off.h"
 #include "service/relay/door/entry_limits.h"
 #include "service/relay/log/board_history.h"
@@ -52,19 +53,44 @@ TEST(BackOff, DoublesForgivesAndNeverLocks)
 {
     BackOff backOff;
     auto now = BackOff::Clock::now();
+    const Attempt guesser{"alice", "10.0.0.1", {}};
+    const auto wait = [&](Attempt attempt) { return backOff.WaitFor(attempt, now); };
     std::chrono::milliseconds longest{};
     for (int i = 0; i < 50; ++i) {
-        backOff.Wrong("alice", "10.0.0.1", "guess " + std::to_string(i), now);
-        longest = std::max(longest, backOff.WaitFor("alice", "10.0.0.2", now));
-        now += backOff.WaitFor("alice", "10.0.0.1", now);
+        backOff.Wrong(guesser, "guess " + std::to_string(i), now);
+        longest = std::max(longest, wait(guesser));
+        now += wait(guesser);
     }
     EXPECT_EQ(longest, std::chrono::seconds(64));
-    EXPECT_EQ(backOff.WaitFor("alice", "10.0.0.2", now).count(), 0);
-    backOff.Wrong("alice", "10.0.0.1", "one more", now);
-    EXPECT_GT(backOff.WaitFor("bob", "10.0.0.1", now).count(), 0);  // the guesser's address
-    EXPECT_EQ(backOff.WaitFor("bob", "10.0.0.2", now).count(), 0);
-    backOff.Right("alice", "10.0.0.2");
-    EXPECT_EQ(backOff.WaitFor("alice", "10.0.0.2", now).count(), 0);
+    EXPECT_EQ(wait({"alice", "10.0.0.2", {}}).count(), 0);
+    backOff.Wrong(guesser, "one more", now);
+    EXPECT_GT(wait({"bob", "10.0.0.1", {}}).count(), 0);  // the guesser's address
+    EXPECT_EQ(wait({"bob", "10.0.0.2", {}}).count(), 0);
+    EXPECT_EQ(wait({"alice", "10.0.0.1", "laptop"}).count(), 0);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(wait({"alice", "10.0.0.2", {}}).count(), 0) << i;
+    EXPECT_EQ(wait({"alice", "10.0.0.2", {}}), std::chrono::seconds(20));  // three tries a minute
+    Attempt stranger{"alice", "10.0.0.3", {}};
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(backOff.WaitFor(stranger, now).count(), 0) << i;
+        backOff.TurnedAway(stranger, now);  // costs it nothing
+    }
+}
+
+TEST(BackOff, RemembersWhoGuessesThroughAFloodOfNames)
+{
+    BackOff backOff;
+    auto now = BackOff::Clock::now();
+    for (int i = 0; i < 30'000; ++i) {
+        if (i % 100 == 0) backOff.Wrong({"alice", "10.0.0.1", {}}, "guess " + std::to_string(i), now);
+        now += std::chrono::milliseconds(1);
+        backOff.Wrong({"nobody " + std::to_string(i), "2001:db8:0:" + std::to_string(i), {}}, "guess", now);
+    }
+    Attempt guesser{"bob", "10.0.0.1", {}};
+    EXPECT_GT(backOff.WaitFor(guesser, now).count(), 30'000);
+    EXPECT_EQ(AddressGroup("2001:db8:0:1::17"), AddressGroup("2001:db8:0:1:ffff::2"));
+    EXPECT_NE(AddressGroup("2001:db8:0:1::17"), AddressGroup("2001:db8:0:2::17"));
+    for (const char* own : {"10.0.0.1", "::1", "fe80::1%eth0", "::ffff:10.0.0.1", "none"})
+        EXPECT_EQ(AddressGroup(own), own);
 }
 
 TEST(LiveSlots, SendWhatTheReceiverKeepsUpWith)
@@ -103,17 +129,18 @@ TEST(FloodBudget, PausesTheFloodAndNeverTheLively)
         const char* who;
         double posts, liveFrames;  // a second
         std::size_t postBytes, liveBytes;
-        int linesHeard, receipts;  // a second
+        int linesHeard, receipts, shortLines;  // a second
         bool paused, over;
     };
     const Sender rows[] = {
-        {"lively", 59, 30, 2000, 40'000, 0, 0, false, false},
-        {"in a lively crowd", 50, 25, 500, 20'000, 400, 400, false, false},
-        {"answers nobody's lines", 50, 0, 500, 0, 0, 400, true, true},
-        {"many items", 100, 0, 100, 0, 0, 0, true, true},
-        {"many bytes", 10, 0, 500'000, 0, 0, 0, true, true},
-        {"many pictures", 1, 60, 100, 20'000, 0, 0, true, true},
-        {"large pictures", 1, 20, 100, 500'000, 0, 0, true, true},
+        {"lively", 59, 30, 2000, 40'000, 0, 0, 0, false, false},
+        {"in a lively crowd", 50, 25, 500, 20'000, 400, 400, 0, false, false},
+        {"answers nobody's lines", 50, 0, 500, 0, 0, 400, 0, true, true},
+        {"talks back to a crowd", 50, 0, 500, 0, 400, 0, 400, true, true},
+        {"many items", 100, 0, 100, 0, 0, 0, 0, true, true},
+        {"many bytes", 10, 0, 500'000, 0, 0, 0, 0, true, true},
+        {"many pictures", 1, 60, 100, 20'000, 0, 0, 0, true, true},
+        {"large pictures", 1, 20, 100, 500'000, 0, 0, 0, true, true},
     };
     for (const Sender& row : rows) {
         SCOPED_TRACE(row.who);
@@ -133,7 +160,9 @@ TEST(FloodBudget, PausesTheFloodAndNeverTheLively)
                 continue;
             }
             budget.MayAnswer(row.linesHeard / 100);
-            for (int i = 0; i < row.receipts / 100; ++i) budget.Charge({receipt, {}, 100}, now);
+            for (int i = 0; i < row.receipts / 100; ++i)
+                budget.Charge({receipt, "[[ZUM_MESSAGE_RECEIVIED]]", 100}, now);
+            for (int i = 0; i < row.shortLines / 100; ++i) budget.Charge({receipt, "hello", 100}, now);
             for (posts += row.posts / 100; posts >= 1; --posts) budget.Charge({post, {}, row.postBytes}, now);
             for (frames += row.liveFrames / 100; frames >= 1; --frames)
                 budget.Charge({live, {}, row.liveBytes}, now);

@@ -18,6 +18,7 @@ constexpr char kSchema[] =
     "CREATE TABLE IF NOT EXISTS account("
     " key TEXT PRIMARY KEY, skeleton TEXT NOT NULL UNIQUE, handle TEXT NOT NULL, hash TEXT NOT NULL,"
     " address TEXT NOT NULL, permitted INTEGER NOT NULL DEFAULT 1, generation INTEGER NOT NULL DEFAULT 1);"
+    "CREATE TABLE IF NOT EXISTS devices(key TEXT PRIMARY KEY, text TEXT NOT NULL);"
     "CREATE TABLE IF NOT EXISTS service(name TEXT PRIMARY KEY, value TEXT NOT NULL);";
 constexpr char kColumns[] = "SELECT handle, hash, address, permitted, generation FROM account ";
 
@@ -144,8 +145,24 @@ bool Accounts::Change(const char* sql, const std::string& handle, const std::str
 
 bool Accounts::Remove(const std::string& handle)
 {
-    return Change("DELETE FROM account WHERE key = ?1", handle,
-                  {});  // a value that the statement does not use
+    const std::string unused;
+    Change("DELETE FROM devices WHERE key = ?1", handle, unused);
+    return Change("DELETE FROM account WHERE key = ?1", handle, unused);
+}
+
+std::vector<std::pair<std::string, std::string>> Accounts::Devices() const
+{
+    const std::lock_guard lock(mMutex);
+    Statement all(mDb, "SELECT key, text FROM devices");
+    std::vector<std::pair<std::string, std::string>> devices;
+    while (all.Step()) devices.emplace_back(all.Text(0), all.Text(1));
+    return devices;
+}
+
+void Accounts::SaveDevices(const std::string& key, const std::string& text)
+{
+    const std::lock_guard lock(mMutex);
+    Statement(mDb, "INSERT OR REPLACE INTO devices VALUES(?1, ?2)").Bind(1, key).Bind(2, text).Step();
 }
 
 bool Accounts::SetPassword(const std::string& handle, const std::string& passwordHash)

@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct sqlite3;
@@ -46,6 +47,10 @@ public:
     bool Remove(const std::string& handle);
     bool SetPassword(const std::string& handle, const std::string& passwordHash);
     bool SetPermitted(const std::string& handle, bool permitted);
+
+    // What is known of each account's devices, in KnownDevices' own words. Goes with the account.
+    std::vector<std::pair<std::string, std::string>> Devices() const;  // by folded handle
+    void SaveDevices(const std::string& key, const std::string& text);
 
     /// 20 hexadecimal digits, drawn once for the whole service.
     std::string ServerKey();

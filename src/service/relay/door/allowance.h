@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string>
+#include <unordered_map>
 
 namespace zephyl {
 
@@ -50,6 +52,32 @@ private:
 
     double mASecond, mMost, mLeft;
     Clock::time_point mAt;
+};
+
+/// One for each name that others give. At their bound those go first that have used least of theirs.
+class Allowances {
+public:
+    explicit Allowances(double aMinute) : mAMinute(aMinute) {}
+
+    Allowance& Of(const std::string& name, Allowance::Clock::time_point now)
+    {
+        for (const double part : {1.0, 0.5, 0.0})
+            if (mByName.size() >= kMost)
+                std::erase_if(mByName, [&](const auto& one) { return one.second.AtLeast(part, now); });
+        if (mByName.size() >= kMost) mByName.clear();
+        return mByName.try_emplace(name, mAMinute / 60, mAMinute, now).first->second;
+    }
+    /// Null: nothing of it was used.
+    const Allowance* Find(const std::string& name) const
+    {
+        const auto at = mByName.find(name);
+        return at == mByName.end() ? nullptr : &at->second;
+    }
+
+private:
+    static constexpr std::size_t kMost = 10'000;
+    const double mAMinute;
+    std::unordered_map<std::string, Allowance> mByName;
 };
 
 }  // namespace zephyl

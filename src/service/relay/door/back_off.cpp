@@ -1,6 +1,7 @@
 #include "service/relay/door/back_off.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace zephyl {
 namespace {
@@ -8,60 +9,92 @@ namespace {
 constexpr int kFreePerAccount = 5;        // wrong passwords before it slows down
 constexpr int kFreePerAddress = 12;       // 200 addresses with 10,000 guesses get 4,000 of them looked at
 constexpr int kLongestShift = 6;          // 1 s doubling to 64 s
+constexpr double kSpareAMinute = 3;       // tries of one address at accounts that are guessed at
 constexpr std::size_t kRecords = 10'000;  // then the old ones go
 constexpr std::chrono::minutes kMemory{15};
 
+std::string DeviceOf(const Attempt& attempt)
+{
+    return attempt.account + '\0' + attempt.device;
+}
+
+std::string NameOf(const Attempt& attempt)
+{
+    return attempt.device.empty() ? attempt.address : DeviceOf(attempt);
+}
+
 }  // namespace
 
-std::chrono::milliseconds BackOff::WaitFor(const std::string& account, const std::string& address,
-                                           Clock::time_point now)
+BackOff::BackOff() : mSpare(kSpareAMinute) {}
+
+std::chrono::milliseconds BackOff::WaitFor(Attempt& attempt, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);
-    Clock::time_point until{};
-    if (const auto at = mAccounts.find(account); at != mAccounts.end()) until = at->second.until;
-    if (const auto at = mAddresses.find(address); at != mAddresses.end())
-        until = std::max(until, at->second.until);
+    Clock::time_point until =
+        attempt.device.empty() ? Until(mAddresses, attempt.address) : Until(mDevices, DeviceOf(attempt));
+    if (attempt.device.empty() && until <= now && Until(mAccounts, attempt.account) > now) {
+        Allowance& spare = mSpare.Of(attempt.address, now);
+        attempt.spare = spare.WaitFor(1, now).count() == 0;
+        if (attempt.spare)
+            spare.Spend(1, now);
+        else
+            until = std::min(Until(mAccounts, attempt.account), now + spare.WaitFor(1, now));
+    }
     if (until <= now) return {};
     return std::chrono::ceil<std::chrono::milliseconds>(until - now);
 }
 
-void BackOff::Wrong(const std::string& account, const std::string& address, const std::string& password,
-                    Clock::time_point now)
+void BackOff::Wrong(const Attempt& attempt, const std::string& password, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);
-    Forget(mAccounts, now);
-    Forget(mAddresses, now);
-    const std::size_t wrong = std::hash<std::string>()(account + '\0' + password) ^ mSalt;
-    Count(mAccounts[account], kFreePerAccount, wrong, now);
-    Count(mAddresses[address], kFreePerAddress, wrong, now);
+    const std::size_t wrong = std::hash<std::string>()(attempt.account + '\0' + password) ^ mSalt;
+    for (Records* records : {&mAccounts, &mAddresses, &mDevices}) Forget(*records, now);
+    if (!attempt.device.empty()) return Count(mDevices[DeviceOf(attempt)], kFreePerAddress, wrong, now);
+    Count(mAccounts[attempt.account], kFreePerAccount, wrong, now);
+    Count(mAddresses[attempt.address], kFreePerAddress, wrong, now);
 }
 
-void BackOff::Right(const std::string& account, const std::string& address)
+void BackOff::Right(const Attempt& attempt)
 {
     const std::lock_guard lock(mMutex);
-    mAccounts.erase(account);
-    mTurnedAway.erase(address);
-    const auto at = mAddresses.find(address);
+    mTurnedAway.erase(NameOf(attempt));
+    if (!attempt.device.empty()) {
+        mDevices.erase(DeviceOf(attempt));
+        return;
+    }
+    const auto at = mAddresses.find(attempt.address);
     if (at != mAddresses.end() && at->second.failures > 0) --at->second.failures;
 }
 
-void BackOff::TurnedAway(const std::string& address, Clock::time_point now)
+void BackOff::TurnedAway(const Attempt& attempt, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);
+    if (attempt.spare) mSpare.Of(attempt.address, now).Spend(-1, now);
     Forget(mTurnedAway, now);
-    Record& record = mTurnedAway[address];
+    Record& record = mTurnedAway[NameOf(attempt)];
     ++record.failures;
     record.last = now;
 }
 
-BackOff::Blame BackOff::Lately(const std::string& account, const std::string& address, Clock::time_point now)
+BackOff::Blame BackOff::Lately(const Attempt& attempt, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);
-    const auto failures = [now](const Records& records, const std::string& name) {
-        const auto at = records.find(name);
-        return at == records.end() || now - at->second.last > kMemory ? 0 : at->second.failures;
-    };
-    return {failures(mAddresses, address) + failures(mTurnedAway, address), failures(mAccounts, account)};
+    const int turnedAway = Failures(mTurnedAway, NameOf(attempt), now);
+    if (!attempt.device.empty()) return {turnedAway + Failures(mDevices, DeviceOf(attempt), now), 0};
+    return {turnedAway + Failures(mAddresses, attempt.address, now),
+            Failures(mAccounts, attempt.account, now)};
+}
+
+BackOff::Clock::time_point BackOff::Until(const Records& records, const std::string& name)
+{
+    const auto at = records.find(name);
+    return at == records.end() ? Clock::time_point{} : at->second.until;
+}
+
+int BackOff::Failures(const Records& records, const std::string& name, Clock::time_point now)
+{
+    const auto at = records.find(name);
+    return at == records.end() || now - at->second.last > kMemory ? 0 : at->second.failures;
 }
 
 void BackOff::Count(Record& record, int free, std::size_t wrong, Clock::time_point now)
@@ -74,11 +107,17 @@ void BackOff::Count(Record& record, int free, std::size_t wrong, Clock::time_poi
     record.until = now + std::chrono::seconds(1 << std::min(record.failures - free, kLongestShift));
 }
 
+// A flood of names makes the older half forgotten: who guesses all the time stays known.
 void BackOff::Forget(Records& records, Clock::time_point now)
 {
     if (records.size() < kRecords) return;
     std::erase_if(records, [&](const auto& entry) { return now - entry.second.last > kMemory; });
-    if (records.size() >= kRecords) records.clear();  // a flood of names: the addresses still slow it down
+    if (records.size() < kRecords) return;
+    std::vector<Clock::time_point> times;
+    for (const auto& [name, record] : records) times.push_back(record.last);
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    std::erase_if(records, [&](const auto& entry) { return entry.second.last <= *middle; });
 }
 
 }  // namespace zephyl

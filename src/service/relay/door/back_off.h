@@ -1,6 +1,6 @@
 #pragma once
-// Slows down whoever guesses: per account and per address, before a hash is computed. Nobody is locked
-// out for good. Any thread.
+// Slows down whoever guesses, before a hash is computed: per account and per address for strangers, per
+// device for whoever has logged in before. So nobody is locked out by what others try. Any thread.
 
 #include <chrono>
 #include <compare>
@@ -8,29 +8,45 @@
 #include <string>
 #include <unordered_map>
 
+#include "service/relay/door/allowance.h"
+
 namespace zephyl {
+
+/// One attempt to log in.
+struct Attempt {
+    std::string account;  // folded handle
+    std::string address;  // as AddressGroup says
+    std::string device;   // by what it is known to have been in before; "": a stranger
+    bool spare =
+        false;  // set by WaitFor: only its own address speaks for it, the account is being guessed at
+
+    /// Whose attempts are one after the other.
+    const std::string& Who() const { return device.empty() ? address : device; }
+};
 
 class BackOff {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// How long this attempt has to wait; zero: go ahead.
-    std::chrono::milliseconds WaitFor(const std::string& account, const std::string& address,
-                                      Clock::time_point now);
+    BackOff();
+
+    /// How long this attempt has to wait; zero: go ahead. An address that is not slowed down itself has a few
+    /// tries a minute at accounts that are.
+    std::chrono::milliseconds WaitFor(Attempt& attempt, Clock::time_point now);
     /// The same wrong password again counts once: a client with an old one stored is no guesser.
-    void Wrong(const std::string& account, const std::string& address, const std::string& password,
-               Clock::time_point now);
-    void Right(const std::string& account, const std::string& address);
+    void Wrong(const Attempt& attempt, const std::string& password, Clock::time_point now);
+    /// The account stays slow for strangers: whoever is right is known from now on.
+    void Right(const Attempt& attempt);
     /// Too many waited, so this one was not looked at. Who asks again at once is behind those who do not.
-    void TurnedAway(const std::string& address, Clock::time_point now);
-    /// What speaks against an attempt: wrong passwords lately, and for the address how often it was turned
-    /// away since it was right. Less is better, and the address says more than the account, which is at the
-    /// mercy of others.
+    void TurnedAway(const Attempt& attempt, Clock::time_point now);
+    /// What speaks against an attempt: wrong passwords lately, and for whom it comes from how often that was
+    /// turned away since it was right. Less is better, and the address says more than the account, which is
+    /// at the mercy of others.
     struct Blame {
         int ofAddress = 0, ofAccount = 0;
         auto operator<=>(const Blame&) const = default;
     };
-    Blame Lately(const std::string& account, const std::string& address, Clock::time_point now);
+    Blame Lately(const Attempt& attempt, Clock::time_point now);
 
 private:
     struct Record {
@@ -41,10 +57,13 @@ private:
     using Records = std::unordered_map<std::string, Record>;
     static void Count(Record& record, int free, std::size_t wrong, Clock::time_point now);
     static void Forget(Records& records, Clock::time_point now);
+    static Clock::time_point Until(const Records& records, const std::string& name);
+    static int Failures(const Records& records, const std::string& name, Clock::time_point now);
 
     std::mutex mMutex;
-    Records mAccounts, mAddresses;
-    Records mTurnedAway;  // addresses; apart, so that no flood without hashes makes the others forgotten
+    Records mAccounts, mAddresses, mDevices;  // strangers', strangers', of an account and a device
+    Records mTurnedAway;  // apart, so that no flood without hashes makes the others forgotten
+    Allowances mSpare;    // of addresses, at accounts that are guessed at
     std::size_t mSalt =
         std::hash<const void*>()(this) ^ static_cast<std::size_t>(Clock::now().time_since_epoch().count());
 };

@@ -1,13 +1,16 @@
 #include "service/relay/door/connection_gate.h"
 
+#include "service/relay/door/address_group.h"
+
 namespace zephyl {
 namespace {
 constexpr std::chrono::seconds kAfterStart{30};
 constexpr std::size_t kMoreAfterStart = 10;
 }  // namespace
 
-std::unique_ptr<ConnectionGate::Ticket> ConnectionGate::Ask(const std::string& address)
+std::unique_ptr<ConnectionGate::Ticket> ConnectionGate::Ask(const std::string& client)
 {
+    const std::string address = AddressGroup(client);
     const bool justStarted = std::chrono::steady_clock::now() - mStarted < kAfterStart;
     const std::lock_guard lock(mMutex);
     std::size_t& here = mWaiting[address];

@@ -31,7 +31,7 @@ public:
         std::string mAddress;
     };
     /// Null: too many. Just after a start everybody comes back at once, so then more are let in.
-    std::unique_ptr<Ticket> Ask(const std::string& address);
+    std::unique_ptr<Ticket> Ask(const std::string& client);
 
 private:
     void GiveBack(const std::string& address);

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <mutex>
 #include <string>
-#include <unordered_map>
 
 #include "service/relay/door/allowance.h"
 #include "service/relay/options.h"
@@ -16,7 +15,7 @@ class EntryLimits {
 public:
     using Clock = std::chrono::steady_clock;
 
-    explicit EntryLimits(const RelayBudgets& budgets) : mBudgets(budgets) {}
+    explicit EntryLimits(const RelayBudgets& budgets);
     /// How long until a code of this account is looked at; 0: now. An address that guesses too much slows
     /// down only those of its accounts that have guessed: somebody else there with a right code gets in.
     std::chrono::milliseconds WaitFor(const std::string& account, const std::string& address,
@@ -25,13 +24,8 @@ public:
     void Entered(const std::string& account, Clock::time_point now);
 
 private:
-    using Records = std::unordered_map<std::string, Allowance>;
-    static Allowance& Of(Records& records, const std::string& name, std::size_t aMinute,
-                         Clock::time_point now);
-
-    const RelayBudgets& mBudgets;
     std::mutex mMutex;
-    Records mByAccount, mByAddress, mEntered;
+    Allowances mByAccount, mByAddress, mEntered;
 };
 
 }  // namespace zephyl

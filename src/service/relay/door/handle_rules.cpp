@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kHandleCharacters = 32;
 constexpr std::size_t kHandleBytes = 4 * kHandleCharacters + 64;  // before anything is normalised
-constexpr std::size_t kCodeBytes = 64;
+constexpr std::size_t kLeastCode = 6, kMostCode = 20;
 
 struct CloseChecker {
     void operator()(USpoofChecker* checker) const { uspoof_close(checker); }
@@ -62,9 +62,11 @@ icu::UnicodeString Skeleton(const icu::UnicodeString& text)
     return skeleton;
 }
 
-}  // namespace
+struct Spelt {
+    icu::UnicodeString text, folded;
+};
 
-std::optional<HandleForms> ReadHandle(std::string_view utf8)
+std::optional<Spelt> Spell(std::string_view utf8)
 {
     if (utf8.size() > kHandleBytes) return std::nullopt;
     UErrorCode status = U_ZERO_ERROR;
@@ -78,18 +80,33 @@ std::optional<HandleForms> ReadHandle(std::string_view utf8)
     icu::UnicodeString folded = text;
     folded.foldCase();
     folded = nfc->normalize(folded, status);
-    return HandleForms{Utf8(text), Utf8(folded), Utf8(Skeleton(folded))};
+    return Spelt{text, folded};
+}
+
+}  // namespace
+
+std::optional<HandleForms> ReadHandle(std::string_view utf8)
+{
+    const std::optional<Spelt> spelt = Spell(utf8);
+    if (!spelt) return std::nullopt;
+    return HandleForms{Utf8(spelt->text), Utf8(spelt->folded), Utf8(Skeleton(spelt->folded))};
+}
+
+std::optional<std::string> HandleKey(std::string_view utf8)
+{
+    const std::optional<Spelt> spelt = Spell(utf8);
+    return spelt ? std::optional(Utf8(spelt->folded)) : std::nullopt;
 }
 
 std::string MeetingCodeKey(std::string_view code)
 {
-    const std::string_view trimmed = Trim(code);
-    if (trimmed.size() > kCodeBytes) return {};
-    for (const char c : trimmed)
-        if (static_cast<unsigned char>(c) < ' ' || c == 0x7f) return {};
-    icu::UnicodeString text =
-        icu::UnicodeString::fromUTF8(icu::StringPiece(trimmed.data(), static_cast<int32_t>(trimmed.size())));
-    return Utf8(text.foldCase());
+    std::string key(Trim(code));
+    if (key.size() < kLeastCode || key.size() > kMostCode) return {};
+    for (char& c : key) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        if (!(c >= 'a' && c <= 'z') && !(c >= '0' && c <= '9')) return {};
+    }
+    return key;
 }
 
 }  // namespace zephyl

@@ -18,8 +18,11 @@ struct HandleForms {
 /// inner spaces, ".", "_", "-".
 std::optional<HandleForms> ReadHandle(std::string_view utf8);
 
-/// Letters without regard to case, blanks at the ends cut off; "" when nothing usable is left (a code has
-/// at most 64 bytes and no control characters).
+/// The key alone: a look-alike form costs much more.
+std::optional<std::string> HandleKey(std::string_view utf8);
+
+/// Blanks at its ends cut off, in small letters; "" when it is no code: 6 to 20 letters and digits, A to Z
+/// only.
 std::string MeetingCodeKey(std::string_view code);
 
 }  // namespace zephyl

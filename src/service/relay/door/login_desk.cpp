@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 
+#include "service/relay/door/address_group.h"
 #include "service/relay/door/handle_rules.h"
 
 namespace zephyl {
@@ -15,7 +16,7 @@ constexpr std::chrono::seconds kLongestWait{3};  // clients give up after ten
 
 LoginVerdict Later(std::chrono::milliseconds wait)
 {
-    return {RESULT_LATER, {}, {}, wait};
+    return {RESULT_LATER, {}, {}, wait, {}};
 }
 
 }  // namespace
@@ -25,6 +26,7 @@ LoginDesk::LoginDesk(Accounts& accounts, bool registers, HashCost cost)
       mRegisters(registers),
       mCost(cost),
       mNobody(HashPassword(RandomHex(32), cost)),
+      mDevices(accounts),
       mPool(kWorkers)
 {
 }
@@ -39,22 +41,21 @@ void LoginDesk::Run(std::function<void()> work)
     boost::asio::post(mPool, std::move(work));
 }
 
-void LoginDesk::Check(const std::string& handle, const std::string& password, const std::string& address,
-                      std::function<void(LoginVerdict)> done)
+void LoginDesk::Check(const LoginWords& words, std::function<void(LoginVerdict)> done)
 {
-    const std::optional<HandleForms> forms = ReadHandle(handle);
-    const std::string key = forms ? forms->key : std::string();
-    const std::chrono::milliseconds wait = mBackOff.WaitFor(key, address, BackOff::Clock::now());
+    Attempt attempt{HandleKey(words.handle).value_or(""), AddressGroup(words.address), {}};
+    attempt.device = mDevices.Recognise(attempt.account, attempt.address, words.device).value_or("");
+    const std::chrono::milliseconds wait = mBackOff.WaitFor(attempt, BackOff::Clock::now());
     if (wait.count() > 0) return done(Later(wait));
-    for (const Asked& out : Queue({handle, key, password, address, std::move(done)})) {
-        mBackOff.TurnedAway(out.address, BackOff::Clock::now());
+    for (const Asked& out : Queue({words, std::move(attempt), std::move(done)})) {
+        mBackOff.TurnedAway(out.attempt, BackOff::Clock::now());
         out.done(Later(kBusyWait));
     }
 }
 
 BackOff::Blame LoginDesk::BlameOf(const Asked& asked)
 {
-    return mBackOff.Lately(asked.key, asked.address, BackOff::Clock::now());
+    return mBackOff.Lately(asked.attempt, BackOff::Clock::now());
 }
 
 // Gives back who has to go: the last when too many wait, and those whom others always pass.
@@ -76,26 +77,29 @@ void LoginDesk::GiveWork()
     while (mAtWork.size() < kWorkers) {
         const auto next = Next();
         if (next == mWaiting.end()) return;
-        mAtWork.insert(next->key);
+        mAtWork.insert(next->attempt.account);
+        mSpareAtWork = mSpareAtWork || next->attempt.spare;
         boost::asio::post(mPool, [this, asked = std::move(*next)] { Answer(asked); });
         mWaiting.erase(next);
     }
 }
 
-// Whoever waits behind another of the same handle lends it the own rank.
+// Whoever waits behind another of the same device lends it the own rank.
 LoginDesk::Waiting::iterator LoginDesk::Next()
 {
     auto best = mWaiting.end();
     BackOff::Blame least{};
     for (auto at = mWaiting.begin(); at != mWaiting.end(); ++at) {
-        if (mAtWork.contains(at->key)) continue;
+        if (mAtWork.contains(at->attempt.account) || (mSpareAtWork && at->attempt.spare)) continue;
         const BackOff::Blame blame = BlameOf(*at);
         if (best != mWaiting.end() && least < blame) continue;
         best = at;
         least = blame;
     }
     if (best == mWaiting.end()) return best;
-    return std::ranges::find(mWaiting, best->key, &Asked::key);
+    return std::ranges::find_if(mWaiting, [&](const Asked& one) {
+        return one.attempt.account == best->attempt.account && one.attempt.Who() == best->attempt.Who();
+    });
 }
 
 // The oldest among equals.
@@ -113,28 +117,37 @@ void LoginDesk::Answer(const Asked& asked)
         verdict = Later(kBusyWait);  // no memory, or a store that is busy
     }
     if (verdict.result == RESULT_WRONG)
-        mBackOff.Wrong(asked.key, asked.address, asked.password, BackOff::Clock::now());
-    if (verdict.result == RESULT_OK) mBackOff.Right(asked.key, asked.address);
+        mBackOff.Wrong(asked.attempt, asked.words.password, BackOff::Clock::now());
+    const bool right = verdict.result == RESULT_OK;
+    const std::string account = asked.attempt.account;
+    if (right) {
+        mBackOff.Right(asked.attempt);
+        verdict.device = mDevices.Met(account, asked.attempt.address, asked.words.device);
+    }
     asked.done(std::move(verdict));
-    const std::lock_guard lock(mMutex);
-    mAtWork.erase(asked.key);
-    GiveWork();
+    {
+        const std::lock_guard lock(mMutex);
+        mAtWork.erase(account);
+        if (asked.attempt.spare) mSpareAtWork = false;
+        GiveWork();
+    }
+    if (right) mDevices.Save(account);
 }
 
 LoginVerdict LoginDesk::Decide(const Asked& asked)
 {
-    const std::optional<Account> account = mAccounts.Find(asked.handle);
-    if (!account && mRegisters && !asked.key.empty()) return Register(asked);
-    if (!PasswordFits(account ? account->passwordHash : mNobody, asked.password) || !account) return {};
-    return {RESULT_OK, *account, asked.key, {}};
+    const std::optional<Account> account = mAccounts.Find(asked.words.handle);
+    if (!account && mRegisters && !asked.attempt.account.empty()) return Register(asked);
+    if (!PasswordFits(account ? account->passwordHash : mNobody, asked.words.password) || !account) return {};
+    return {RESULT_OK, *account, asked.attempt.account, {}, {}};
 }
 
 LoginVerdict LoginDesk::Register(const Asked& asked)
 {
-    if (PasswordFault(asked.password)) return {};
+    if (PasswordFault(asked.words.password)) return {};
     try {
-        return {
-            RESULT_OK, mAccounts.Add(asked.handle, HashPassword(asked.password, mCost), ""), asked.key, {}};
+        const Account made = mAccounts.Add(asked.words.handle, HashPassword(asked.words.password, mCost), "");
+        return {RESULT_OK, made, asked.attempt.account, {}, {}};
     } catch (const AccountError&) {
         return {};  // looks like another one, or came in at the same moment
     }

@@ -1,28 +1,39 @@
 #pragma once
 // Checks passwords beside the io threads: a small pool with a short queue. Who has not been wrong lately and
 // does not press is served before those who guess, and puts them out when the queue is full; among equals the
-// newest comes first, so a crowd that came before does not decide how long somebody waits. Logins of one
-// handle are answered in the order in which they came. Any thread may ask.
+// newest comes first, so a crowd that came before does not decide how long somebody waits. One handle's
+// passwords are checked one after the other, and those of one device in the order in which they came; tries
+// that only a clean address speaks for have one worker at most. Any thread may ask.
 
 #include <boost/asio/thread_pool.hpp>
 #include <functional>
 #include <list>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 
 #include "service/relay/door/accounts.h"
 #include "service/relay/door/back_off.h"
+#include "service/relay/door/known_devices.h"
 #include "service/relay/door/passwords.h"
 #include "service/wire/zephyl.pb.h"
 
 namespace zephyl {
+
+/// What a client says of itself.
+struct LoginWords {
+    std::string handle, password;
+    std::string address;                // by which the relay knows it
+    std::optional<std::string> device;  // the word of an earlier login, or ""; none: it would not keep one
+};
 
 struct LoginVerdict {
     Result result = RESULT_WRONG;      // ok, wrong, later
     Account account;                   // when ok
     std::string key;                   // the handle, folded
     std::chrono::milliseconds wait{};  // when later
+    std::string device;                // when ok: a new word for the client to keep; may be empty
 };
 
 class LoginDesk {
@@ -32,14 +43,14 @@ public:
     ~LoginDesk();
 
     /// `done` runs on a thread of the pool, or on that of a caller when the answer needs no hash.
-    void Check(const std::string& handle, const std::string& password, const std::string& address,
-               std::function<void(LoginVerdict)> done);
+    void Check(const LoginWords& words, std::function<void(LoginVerdict)> done);
     /// Runs short work on the database beside the io threads.
     void Run(std::function<void()> work);
 
 private:
     struct Asked {
-        std::string handle, key, password, address;
+        LoginWords words;
+        Attempt attempt;
         std::function<void(LoginVerdict)> done;
         BackOff::Clock::time_point since = BackOff::Clock::now();
     };
@@ -59,9 +70,11 @@ private:
     const HashCost mCost;
     const std::string mNobody;  // a hash that fits nothing: unknown handles cost the same
     BackOff mBackOff;
+    KnownDevices mDevices;
     std::mutex mMutex;
     Waiting mWaiting;
-    std::set<std::string> mAtWork;  // keys of those whom the workers have
+    std::set<std::string> mAtWork;  // handles of those whom the workers have
+    bool mSpareAtWork = false;
     boost::asio::thread_pool mPool;
 };
 
