@@ -39,6 +39,16 @@ BoardEffect EffectOf(std::string_view text)
     return tag ? tag->effect : BoardEffect::None;
 }
 
+bool IsLiveType(int type)
+{
+    return type == kVideoFrame || type == kApplicationImage;
+}
+
+bool IsReceipt(std::string_view text)
+{
+    return text.starts_with("[[ZUM_MESSAGE_RECEIVIED]]");
+}
+
 Channel ChannelOfText(std::string_view text)
 {
     return IsBoardText(text) ? CHANNEL_BOARD : CHANNEL_TALK;

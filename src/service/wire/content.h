@@ -24,6 +24,11 @@ bool IsBoardText(std::string_view text);
 /// None for texts that change no picture (scroll, size, pointer) and for those that are no records.
 BoardEffect EffectOf(std::string_view text);
 
+/// A picture that is shown as it comes, and kept by nobody.
+bool IsLiveType(int type);
+/// Consumed by the client that gets it: it answers a line.
+bool IsReceipt(std::string_view text);
+
 /// The channel that a text, or a picture of this type, must take. Live pictures have none.
 Channel ChannelOfText(std::string_view text);
 Channel ChannelOfPicture(int type);

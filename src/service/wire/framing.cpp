@@ -64,6 +64,12 @@ std::size_t FrameBytes(std::string_view bytes)
     return 4 + Number(bytes, 0, 4);
 }
 
+std::string_view FirstBody(std::string_view bytes)
+{
+    const std::size_t body = kFramePrefixBytes + Number(bytes, 4, 2);
+    return bytes.substr(body, FrameBytes(bytes) - body);
+}
+
 ItemCutter::ItemCutter(Header first, Lane lane, std::string_view body, Way way)
     : mHeader(std::move(first)), mLane(lane), mRest(body), mWay(way)
 {

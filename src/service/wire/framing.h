@@ -35,6 +35,9 @@ void AppendFrame(std::string& out, const Header& header, std::string_view body, 
 /// for frames of our own making.
 std::size_t FrameBytes(std::string_view bytes);
 
+/// The body of that frame.
+std::string_view FirstBody(std::string_view bytes);
+
 /// Cuts one item into frames of at most kBodyBytes, one at a time, so that frames of other lanes may
 /// go between. `first` must carry the total; `body` must outlive the cutter.
 class ItemCutter {

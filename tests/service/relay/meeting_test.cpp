@@ -63,7 +63,8 @@ TEST_P(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
     ASSERT_EQ(anew.result(), RESULT_OK);
     EXPECT_NE(anew.place().meeting(), first);
     EXPECT_TRUE(bob->Quiet(Header::kItem));
-    EXPECT_EQ(alice->Enter("Room01", false, first).result(), RESULT_ENDED);  // that code means another one now
+    EXPECT_EQ(alice->Enter("Room01", false, first).result(),
+              RESULT_ENDED);  // that code means another one now
 }
 
 TEST_P(RelayTest, EveryTextArrivesOnceAndInOrder)
@@ -205,6 +206,56 @@ TEST_P(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
         if (newest < 50) bob->SendRead(0, 0, live);
     }
     EXPECT_LT(frames, 20u);  // two on their way, then one for each answer
+}
+
+TEST_P(RelayTest, TakesNoLivePictureOfATypeThereIsNot)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    for (const int type : {2, 3, -1, 300, 0, 1}) alice->SendLive(type, 1, "frame");
+    EXPECT_EQ(bob->Wait(Header::kLive).header.live().picture().type(), 0);
+    EXPECT_EQ(bob->Wait(Header::kLive).header.live().picture().type(), 1);
+    EXPECT_TRUE(bob->Quiet(Header::kLive));
+    const std::vector<std::string> crowd(kSeatsPerMeeting, "x");
+    alice->Post(1, "to a crowd", crowd);
+    alice->WaitAccepted(CHANNEL_TALK, 1);
+    alice->Post(2, "to more than there can be", std::vector<std::string>(kSeatsPerMeeting + 1, "x"));
+    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 2u);
+}
+
+TEST_P(RelayTest, KeepsSomeEmptyMeetingsOfOneCreator)
+{
+    options.budgets.entries = 0;
+    auto alice = LoggedIn("Alice");
+    auto bob = LoggedIn("bob");
+    for (int i = 0; i < 22; ++i) {
+        EXPECT_EQ(alice->Enter("room" + std::to_string(10 + i), true).result(), RESULT_OK);
+        if (i == 0) bob->Enter("room10", false);
+        alice->Leave();
+    }
+    EXPECT_EQ(alice->Enter("room10", false).result(), RESULT_OK);  // somebody is there
+    alice->Leave();
+    EXPECT_EQ(alice->Enter("room11", false).result(), RESULT_NOT_FOUND);
+    EXPECT_EQ(alice->Enter("room12", false).result(), RESULT_OK);
+}
+
+// Short lines to one person, who answers each with a receipt: the receipts pay for none of them.
+TEST_P(RelayTest, LinesToSomebodyWhoAnswersCostTheirBudget)
+{
+    options.budgets.items = 1;
+    options.budgets.itemsBurst = 20;
+    options.times.floodAfter = std::chrono::milliseconds(200);
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    int lines = 0;
+    for (std::uint64_t number = 1; number <= 200; ++number) {
+        alice->Post(number, "line", {"bob"});
+        const Received next = bob->Wait(Header::kItem);
+        if (!next.header.item().has_text()) break;  // she was put out
+        ++lines;
+        bob->Post(number, "[[ZUM_MESSAGE_RECEIVIED]]", {"Alice"});
+    }
+    EXPECT_LT(lines, 60);
 }
 
 TEST_P(RelayTest, NobodySpeaksAsAnother)

@@ -100,6 +100,39 @@ TEST(Framing, FindsALieBeforeItWaitsForMore)
     EXPECT_TRUE(out.empty());
 }
 
+TEST(Framing, RefusesItemsThatDoNotAddUp)
+{
+    Header more, other;
+    more.mutable_more()->set_lane(LANE_TALK);
+    other.mutable_more()->set_lane(LANE_BOARD);
+    const Header ten = TextPost(CHANNEL_TALK, 10), none = TextPost(CHANNEL_TALK, 0);
+    const struct {
+        const char* what;
+        std::vector<FrameView> frames;  // all but the last are good
+        bool good;
+    } rows[] = {
+        {"whole", {{ten, "1234567890"}}, true},
+        {"in two", {{ten, "12345"}, {more, "67890"}}, true},
+        {"nothing at all", {{none, ""}}, true},
+        {"more than nothing", {{none, "1"}}, false},
+        {"an empty More", {{ten, "12345"}, {more, ""}}, false},
+        {"a byte too many", {{ten, "12345"}, {more, "678901"}}, false},
+        {"More of nothing", {{more, "1"}}, false},
+        {"More of another lane", {{ten, "12345"}, {other, "67890"}}, false},
+        {"two at once", {{ten, "12345"}, {ten, "12345"}}, false},
+        {"no lane", {{Header(), "1"}}, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        ItemReader items;
+        for (std::size_t i = 0; i + 1 < row.frames.size(); ++i) EXPECT_FALSE(items.Take(row.frames[i]));
+        if (row.good)
+            EXPECT_TRUE(items.Take(row.frames.back()));
+        else
+            EXPECT_THROW(items.Take(row.frames.back()), WireError);
+    }
+}
+
 TEST(Framing, AnOversizedItemIsNamedAtItsFirstFrameAndThrownAway)
 {
     ItemReader items;

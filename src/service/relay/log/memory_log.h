@@ -7,7 +7,7 @@
 
 namespace zephyl {
 
-class MemoryLog final : public MeetingLog {
+class MemoryLog : public MeetingLog {
 public:
     explicit MemoryLog(const RelayBounds& bounds);
     LogContents Open() override { return {}; }

@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t kMeetingIdBytes = 16;
+constexpr std::size_t kEmptyOfOneCreator = 20;
 
 std::string Hex(const std::string& bytes)
 {
@@ -127,6 +128,7 @@ asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> ses
             Delete(meeting);
             meeting = nullptr;
         }
+        if (!meeting) MakeRoom(session->key);
         if (!meeting) meeting = Make({RandomBytes(kMeetingIdBytes), code, session->key, session->stream});
     } else if (!meeting) {
         co_return found;
@@ -176,6 +178,7 @@ std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
         std::make_shared<Meeting>(mServices, static_cast<MeetingKeeper&>(*this), head, home, std::move(log));
     *made = meeting;
     mByCode[head.code] = mById[head.id] = meeting;
+    mMade[head.creatorKey].push_back(meeting);
     meeting->Start();
     return meeting;
 }
@@ -192,6 +195,19 @@ void Directory::LoadMeetings()
             mServices.log.warn("{} holds no meeting that can be read; it is left alone",
                                entry.path().string());
     }
+}
+
+// Of one creator's meetings that nobody is in some are kept, and the oldest of more go.
+void Directory::MakeRoom(const std::string& creator)
+{
+    std::vector<std::shared_ptr<Meeting>> empty;
+    std::erase_if(mMade[creator], [&](const auto& one) {
+        const std::shared_ptr<Meeting> meeting = one.lock();
+        if (!meeting || !mById.contains(meeting->Id())) return true;
+        if (!meeting->Occupied()) empty.push_back(meeting);
+        return false;
+    });
+    for (std::size_t i = 0; i + kEmptyOfOneCreator <= empty.size(); ++i) Delete(empty[i]);
 }
 
 void Directory::Delete(const std::shared_ptr<Meeting>& meeting)

@@ -4,6 +4,7 @@
 
 #include <boost/asio/awaitable.hpp>
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -76,12 +77,15 @@ private:
     std::filesystem::path Folder() const;
     std::shared_ptr<Meeting> Make(const struct MeetingHead& head);
     void Delete(const std::shared_ptr<Meeting>& meeting);
+    void MakeRoom(const std::string& creator);
     void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
 
     const MeetingServices mServices;
     EntryLimits mLimits;
     Strand mStrand;
     std::unordered_map<std::string, std::shared_ptr<Meeting>> mByCode, mById;
+    std::unordered_map<std::string, std::deque<std::weak_ptr<Meeting>>>
+        mMade;                                        // by their creators' folded handles
     std::unordered_map<std::string, Entry> mEntries;  // by folded handle
 };
 

@@ -1,5 +1,7 @@
 #include "service/relay/meeting/flood_budget.h"
 
+#include "service/wire/content.h"
+
 namespace zephyl {
 namespace {
 
@@ -46,7 +48,7 @@ bool FloodBudget::IsAnswer(const FrameView& frame)
     if (mAnswers == 0 || !frame.header.has_post()) return false;
     const Post& post = frame.header.post();
     if (post.channel() != CHANNEL_TALK || post.total() > kAnswerBytes ||
-        post.recipients().handles_size() != 1)
+        post.recipients().handles_size() != 1 || !IsReceipt(frame.body))
         return false;
     --mAnswers;
     return true;

@@ -15,7 +15,7 @@ public:
     FloodBudget(const RelayBudgets& budgets, Clock::time_point now);
 
     void Charge(const FrameView& frame, Clock::time_point now);
-    /// So many lines were sent to this session: it may answer each with a short text to one.
+    /// So many lines were sent to this session: it may answer each with a receipt to one.
     void MayAnswer(int lines);
     /// A time without a connection, in which nothing could be used, is over.
     void Returned(Clock::time_point now);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "service/wire/content.h"
 #include "service/wire/framing.h"
 
 namespace zephyl {
@@ -95,7 +96,7 @@ bool LaneOut::ReadMore()
 void LaneOut::Sent(const LogItem& item)
 {
     mSent = item.sequence;
-    if (item.stream != 0) ++mSentItems;
+    if (item.stream != 0 && !IsReceipt(FirstBody(item.frames))) ++mSentLines;
     mOutstanding += item.frames.size();
     if (mMarks.empty() || mMarks.back().bytes >= kMarkBytes) mMarks.push_back({item.sequence, 0});
     mMarks.back().sequence = item.sequence;

@@ -39,8 +39,8 @@ public:
     bool Concerns(const LogItem& item) const;
     /// Sent and not read, or in hand.
     std::size_t LagBytes() const;
-    /// Items of others that were sent since the last call.
-    int TakeSentItems() { return std::exchange(mSentItems, 0); }
+    /// Items of others that were sent since the last call, but for receipts: nobody answers those.
+    int TakeSentLines() { return std::exchange(mSentLines, 0); }
 
 private:
     struct Mark {
@@ -62,7 +62,7 @@ private:
     std::uint64_t mSent = 0;      // last item that was sent whole
     std::uint64_t mRead = 0;
     std::uint64_t mSkipped = 0;
-    int mSentItems = 0;
+    int mSentLines = 0;
     std::deque<ItemPtr> mReady;  // read, not yet sent
     ItemPtr mItem;               // half sent
     std::size_t mAt = 0;

@@ -8,6 +8,7 @@ namespace zephyl {
 namespace {
 
 constexpr std::chrono::milliseconds kLately{250};
+constexpr std::chrono::milliseconds kGrain{5};  // how exact it is remembered
 constexpr std::uint64_t kAlwaysBytes = 64 * 1024;
 
 }  // namespace
@@ -38,7 +39,8 @@ void LiveSlots::OnRead(std::uint64_t bytes, Clock::time_point now)
 {
     bytes = std::min(bytes, mSent);
     if (bytes <= mRead) return;
-    mLately.push_back({now, bytes - mRead});
+    if (mLately.empty() || now - mLately.back().at >= kGrain) mLately.push_back({now, 0});
+    mLately.back().bytes += bytes - mRead;
     mLatelyBytes += bytes - mRead;
     mRead = bytes;
 }

@@ -69,8 +69,8 @@ Meeting::SeatPtr Meeting::OfHandle(const std::string& handle) const
     const auto at = std::find_if(mSeats.begin(), mSeats.end(),
                                  [&](const SeatPtr& seat) { return seat->session->handle == handle; });
     if (at != mSeats.end()) return *at;
-    const std::optional<HandleForms> forms = ReadHandle(handle);
-    return forms ? OfKey(forms->key) : nullptr;
+    const std::optional<std::string> key = HandleKey(handle);
+    return key ? OfKey(*key) : nullptr;
 }
 
 std::shared_ptr<StreamMemory> Meeting::NumbersOf(const std::string& key, std::uint64_t stream)

@@ -27,11 +27,18 @@ void CopyKnown(const PictureInfo& from, PictureInfo& to)
     to.set_quality(from.quality());
 }
 
+// More than anybody could mean, and each of them costs a search.
+bool TooMany(const Recipients& recipients)
+{
+    return recipients.handles_size() > kSeatsPerMeeting;
+}
+
 // Why this post is not taken; null when it is.
 const char* FaultOf(const Post& post, std::string_view body, bool tooLarge)
 {
     if (tooLarge) return "it is too large";
     if (post.to_case() == Post::TO_NOT_SET) return "it names no recipients";
+    if (TooMany(post.recipients())) return "it names too many recipients";
     if (post.content_case() == Post::CONTENT_NOT_SET) return "it has no content";
     if (post.has_text())
         return ChannelOfText(body) == post.channel() ? nullptr : "its text belongs to the other channel";
@@ -172,8 +179,8 @@ void Meeting::Put(std::shared_ptr<LogItem> item, Header& header, std::string_vie
 void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view body, bool tooLarge)
 {
     const PictureInfo& picture = live.picture();
-    if (tooLarge || body.empty() || picture.type() == kWhiteboardPicture || !SixteenBits(picture.x()) ||
-        !SixteenBits(picture.y()) || mServices.memory.Under(Pressure::ShedLive))
+    if (tooLarge || body.empty() || !IsLiveType(picture.type()) || !SixteenBits(picture.x()) ||
+        !SixteenBits(picture.y()) || TooMany(live.recipients()) || mServices.memory.Under(Pressure::ShedLive))
         return;  // live frames may always be dropped
     Header header;
     zephyl::Live& down = *header.mutable_live();

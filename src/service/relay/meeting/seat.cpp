@@ -44,7 +44,7 @@ void Seat::Fill(std::string& batch, std::size_t limit)
     const Clock::time_point now = Clock::now();
     const std::size_t reliable = live.Ready(now) ? limit - limit / 5 : limit;
     mTalk.Fill(batch, reliable);
-    session->budget.MayAnswer(mTalk.TakeSentItems());
+    session->budget.MayAnswer(mTalk.TakeSentLines());
     if (const std::uint64_t upTo = mTalk.TakeSkipped()) PutSkipped(batch, CHANNEL_TALK, upTo);
     mBoard.Fill(batch, reliable);
     if (const std::uint64_t upTo = mBoard.TakeSkipped()) PutSkipped(batch, CHANNEL_BOARD, upTo);
@@ -80,8 +80,10 @@ void Seat::BeginAt(const Sequences& cursor, const Sequences& entered)
 
 void Seat::GoOnAt(const Sequences& cursor)
 {
-    const Sequences read = ReadUpTo();
-    BeginAt({std::max(read.talk, cursor.talk), std::max(read.board, cursor.board)}, enteredAt);
+    Sequences read = ReadUpTo();
+    for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD})
+        read[channel] = std::max(read[channel], std::min(cursor[channel], mAround.Log().State(channel).end));
+    BeginAt(read, enteredAt);
 }
 
 void Seat::OnRead(const zephyl::Read& read, Clock::time_point now)

@@ -50,7 +50,8 @@ public:
     /// Control first, then talk and board, then live with a fifth of the batch when it waits.
     void Fill(std::string& batch, std::size_t limit) override;
     void BeginAt(const Sequences& cursor, const Sequences& entered);
-    /// After a cut: where it is known to stand, or where the client says that it does if that is further.
+    /// After a cut: where it is known to stand, or where the client says that it does if that is further, but
+    /// not beyond what there is.
     void GoOnAt(const Sequences& cursor);
     void OnRead(const zephyl::Read& read, Clock::time_point now);
     Sequences ReadUpTo() const { return {mTalk.ReadUpTo(), mBoard.ReadUpTo()}; }
