@@ -18,6 +18,7 @@
 #include "session/login_dialogs.h"
 #include "session/meeting_entry.h"
 #include "settings/settings.h"
+#include "text/qt_line.h"
 #include "ui/fonts.h"
 #include "ui/frm_meeting.h"
 #include "ui/frm_splash.h"
@@ -80,9 +81,9 @@ int main(int argc, char** argv)
     }
     if (early.settings && early.error.isEmpty()) return PrintSettings(early.config);
     if (!HasDisplay()) {
-        std::fprintf(
-            stderr, "quorvia: %s\n",
-            early.error.isEmpty() ? "there is no display to open a window on." : qPrintable(early.error));
+        std::fprintf(stderr, "quorvia: %s\n",
+                     early.error.isEmpty() ? "there is no display to open a window on."
+                                           : qPrintable(OneLine(early.error)));
         return 2;
     }
     HoldEndSignals();
@@ -99,7 +100,7 @@ int main(int argc, char** argv)
     QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
     const Options options = ReadOptions(QCoreApplication::arguments());
     if (!options.error.isEmpty()) {
-        std::fprintf(stderr, "quorvia: %s\nTry quorvia --help.\n", qPrintable(options.error));
+        std::fprintf(stderr, "quorvia: %s\nTry quorvia --help.\n", qPrintable(OneLine(options.error)));
         return 2;
     }
     SubstituteFonts();
@@ -110,7 +111,7 @@ int main(int argc, char** argv)
     try {
         machine = std::make_unique<Machine>(state, options.trace);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "quorvia: %s\n", error.what());
+        std::fprintf(stderr, "quorvia: %s\n", OneLine(error.what()).c_str());
         return 2;
     }
     std::unique_ptr<frmSplash> splash;

@@ -1,5 +1,7 @@
 #include "base/report.h"
 
+#include "text/qt_line.h"
+
 using namespace Qt::StringLiterals;
 
 void ReportCriticalError(ProcessState& state, const QString& message, EventType type, bool show, Cause cause)
@@ -9,8 +11,8 @@ void ReportCriticalError(ProcessState& state, const QString& message, EventType 
     if (state.gWBApplyingRemote) cause = Cause::Remote;
     const QString title = QLatin1String(kAppTitle);
     try {
-        state.ports.prompts->CriticalBox(title + u" Error"_s, title + u" Critical Error: "_s + message,
-                                         cause);
+        state.ports.prompts->CriticalBox(title + u" Error"_s,
+                                         title + u" Critical Error: "_s + OneLine(message), cause);
     } catch (const ProcessEnded&) {
         throw;
     } catch (...) {

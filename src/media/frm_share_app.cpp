@@ -4,23 +4,15 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QVBoxLayout>
-#include <algorithm>
 
 #include "base/error_trap.h"
 #include "media/app_sharing.h"
+#include "text/qt_line.h"
 #include "widgets/named.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// An entry is one line, whatever the title holds.
-QString OneLine(QString title)
-{
-    std::ranges::replace_if(
-        title, [](QChar c) { return c.category() == QChar::Other_Control; }, u' ');
-    return title;
-}
 
 /// The first key chooses the first entry, or with End the last. By itself the toolkit marks the first without
 /// choosing it, and the key passes it by.
@@ -92,9 +84,10 @@ void frmShareApp::BuildList(const QString& ownCaption)
         if (!windows || !windows->WhyNot().isEmpty()) return;
         for (const WindowInfo& window :
              ShareableWindows(windows->Desktop(), windows->TopLevel(), ownCaption)) {
-            auto* entry = new QListWidgetItem(OneLine(window.title), lstApps);
+            const QString title = OneLine(QString(window.title).replace(u'\n', u' '));
+            auto* entry = new QListWidgetItem(title, lstApps);
             entry->setData(Qt::UserRole, window.id);
-            entry->setToolTip(u"<p>%1</p>"_s.arg(window.title.toHtmlEscaped()));  // so that it wraps
+            entry->setToolTip(u"<p>%1</p>"_s.arg(title.toHtmlEscaped()));  // so that it wraps
         }
     });
 }

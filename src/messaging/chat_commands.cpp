@@ -8,6 +8,7 @@
 #include "messaging/chat_rules.h"
 #include "messaging/dispatch.h"
 #include "messaging/envelope.h"
+#include "text/qt_line.h"
 
 using namespace Qt::StringLiterals;
 
@@ -19,6 +20,12 @@ QStringList HandlesInMeeting(const ProcessState& state)
     if (state.gUsers)
         for (const auto& item : state.gUsers->Items()) handles += item->Handle();
     return handles;
+}
+
+QString Names(QStringList handles)
+{
+    for (QString& handle : handles) handle = InSentence(handle);
+    return handles.join(u", "_s);
 }
 
 /// What others will see otherwise than it was typed.
@@ -53,7 +60,7 @@ void WhisperTo(ProcessState& state, const QStringList& selected, const QString& 
     for (const QString& handle : to) SendZUMMessage(state, handle, text);
     if (to.isEmpty()) return Note(state, u"Whispered to nobody: only your own name is selected."_s);
     const QString caution = Caution(state, text);
-    Note(state, caution.isEmpty() ? u"Whispered to "_s + to.join(u", "_s) : caution);
+    Note(state, caution.isEmpty() ? u"Whispered to "_s + Names(to) : caution);
 }
 
 }  // namespace

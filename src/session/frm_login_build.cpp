@@ -14,6 +14,7 @@
 
 #include "session/frm_login.h"
 #include "settings/settings.h"
+#include "text/qt_line.h"
 #include "widgets/named.h"
 #include "widgets/plain_text.h"
 
@@ -187,7 +188,7 @@ void frmLogin::BuildMore()
         if (!qobject_cast<QAbstractButton*>(first)) label->setBuddy(first);
     }
     const QString refusal = mState.gMessenger ? mState.gMessenger->LastRefusal() : QString();
-    if (!refusal.isEmpty()) txtService->setToolTip(PlainToolTip(refusal));
+    if (!refusal.isEmpty()) txtService->setToolTip(PlainToolTip(OneLine(refusal)));
 }
 
 void frmLogin::LoadFields()

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/text_rules.h"
+#include "text/qt_line.h"
 
 using namespace Qt::StringLiterals;
 
@@ -66,11 +67,12 @@ LoginLayout PlaceFrames(const LoginFrames& f, bool more)
 
 QString PasswordSentMessage(const QString& handle, const QString& address)
 {
-    return u"The password for '"_s + handle + u"' has been sent to '"_s + address + u"'."_s;
+    return u"The password for '"_s + InSentence(handle) + u"' has been sent to '"_s + InSentence(address) +
+           u"'."_s;
 }
 
 QString HandleUnknownMessage(const QString& handle)
 {
-    return u"The user '"_s + handle + u"' could not be found. "_s +
+    return u"The user '"_s + InSentence(handle) + u"' could not be found. "_s +
            u"Please make sure you entered the handle correctly."_s;
 }

@@ -1,12 +1,29 @@
 #include "ui/attendee_list.h"
 
 #include <QKeyEvent>
+#include <QStyledItemDelegate>
 
+#include "text/qt_line.h"
 #include "ui/typing.h"
 #include "widgets/plain_text.h"
 
+namespace {
+
+/// An entry is known by its handle, and looks as the handle looks in one line.
+class HandleLook final : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    QString displayText(const QVariant& handle, const QLocale&) const override
+    {
+        return OneLine(handle.toString());
+    }
+};
+
+}  // namespace
+
 AttendeeList::AttendeeList(QWidget* parent) : QListWidget(parent)
 {
+    setItemDelegate(new HandleLook(this));
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setUniformItemSizes(true);
@@ -21,7 +38,7 @@ bool AttendeeList::Has(const QString& handle) const
 void AttendeeList::Add(const QString& handle)
 {
     addItem(handle);
-    item(count() - 1)->setToolTip(PlainToolTip(handle));
+    item(count() - 1)->setToolTip(PlainToolTip(OneLine(handle)));
 }
 
 void AttendeeList::Remove(const QString& handle)

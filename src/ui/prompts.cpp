@@ -11,6 +11,7 @@
 #include <QTreeView>
 
 #include "base/report.h"
+#include "text/qt_line.h"
 #include "ui/control_map.h"
 
 using namespace Qt::StringLiterals;
@@ -170,7 +171,7 @@ bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint)
     box.setTextFormat(Qt::PlainText);
     box.setIcon(QMessageBox::Warning);
     box.setWindowTitle(QLatin1String(kAppTitle));
-    box.setText(u"Nobody vouches for the service at %1."_s.arg(service));
+    box.setText(u"Nobody vouches for the service at %1."_s.arg(InSentence(service)));
     box.setInformativeText(
         u"Its key has this fingerprint:\n\n%1\n\nTrust it only if the service's operator gave you the same "
         u"one. "

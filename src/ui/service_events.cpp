@@ -11,6 +11,7 @@
 #include "messaging/attendees.h"
 #include "messaging/tags.h"
 #include "settings/settings.h"
+#include "text/qt_line.h"
 #include "ui/attendee_list.h"
 #include "ui/chat_view.h"
 #include "ui/status_panels.h"
@@ -89,7 +90,8 @@ void ServiceEvents::Do(const QString& fromHandle, const decision::BoardRecord& r
 void ServiceEvents::Do(const QString& fromHandle, const decision::FrameRate& rate)
 {
     if (!FlagSetting(mState, keys::kAllowRemoteView)) {
-        mStatus.Note(fromHandle + u" asked for another frame rate; your settings do not allow it."_s);
+        mStatus.Note(InSentence(fromHandle) +
+                     u" asked for another frame rate; your settings do not allow it."_s);
         return;
     }
     mState.gMeetingForm->Media().SetFrameRateSlider(rate.value);

@@ -4,6 +4,7 @@
 #include <QStyle>
 
 #include "base/report.h"
+#include "text/qt_line.h"
 #include "widgets/plain_text.h"
 
 using namespace Qt::StringLiterals;
@@ -113,11 +114,11 @@ void MeetingStatusBar::ShowNote(const QString& text, std::chrono::seconds time)
 void MeetingStatusBar::ShowLink(const LinkState& link)
 {
     if (!link.details.isEmpty() || !link.remark)
-        mDetails = link.details.isEmpty() ? u"Connection to the service"_s : link.details;
+        mDetails = link.details.isEmpty() ? u"Connection to the service"_s : OneLine(link.details);
     if (link.remark)
-        ShowNote(link.text, kRemarkTime);
+        ShowNote(OneLine(link.text), kRemarkTime);
     else
-        SetPanel(Panel::Link, link.text);
+        SetPanel(Panel::Link, OneLine(link.text));
 }
 
 void MeetingStatusBar::SetInMeeting(bool in)

@@ -9,6 +9,7 @@
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "base/text_rules.h"
+#include "text/qt_line.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/whiteboard_tools.h"
@@ -139,7 +140,7 @@ std::shared_ptr<const Tile> WBHistory::Keep(const QImage& image, int tile)
 
 QString LastModifiedText(const QString& userHandle, const QDateTime& when)
 {
-    return u"Last Modified: "_s + userHandle + u' ' + GeneralDate(when) + u' ';
+    return u"Last Modified: "_s + InSentence(userHandle) + u' ' + GeneralDate(when) + u' ';
 }
 
 void ShowLastModified(ProcessState& state, const QString& userHandle, const QDateTime& when)

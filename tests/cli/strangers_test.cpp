@@ -1,7 +1,10 @@
 // What strangers write, and what a hostile service says, at the terminals of zephyl and zephyld: plain lines.
 #include <gtest/gtest.h>
 
+#include <pty.h>
 #include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <QFile>
 #include <QJsonDocument>
@@ -17,6 +20,7 @@
 #include "service/relay/relay_fixture.h"
 #include "service/wire/content.h"
 #include "support/injections.h"
+#include "support/plain.h"
 
 namespace zephyl {
 namespace {
@@ -151,25 +155,11 @@ private:
     std::uint64_t mSequence = 0;
 };
 
-bool ShowsItself(char32_t c)
-{
-    switch (QChar::category(c)) {
-        case QChar::Other_Control:
-        case QChar::Other_Format:
-        case QChar::Other_Surrogate:
-        case QChar::Separator_Line:
-        case QChar::Separator_Paragraph: return false;
-        default: return true;
-    }
-}
-
 /// Lines of UTF-8 in which nothing hides.
 void ExpectPlain(const QByteArray& line)
 {
-    const QString text = Utf8Text(line);
-    EXPECT_EQ(text.toUtf8(), line);
-    for (const uint c : text.toUcs4())
-        EXPECT_TRUE(ShowsItself(c)) << std::hex << c << " in " << line.toStdString();
+    EXPECT_EQ(Utf8Text(line).toUtf8(), line);
+    EXPECT_TRUE(IsPlain(Utf8Text(line))) << line.toStdString();
 }
 
 class StrangersTest : public testing::Test {
@@ -266,6 +256,25 @@ TEST_F(StrangersTest, AFarewellIsOneLine)
     EXPECT_ANY_THROW(listener->ReadLine());
     EXPECT_EQ(listener->WaitForEnd(), 1);
     ExpectPlainLog("zephyl: ");
+}
+
+TEST_F(StrangersTest, DecipheredTextDrivesNoTerminal)
+{
+    QFile key(Path("key"));
+    ASSERT_TRUE(key.open(QIODevice::WriteOnly) && key.write("00998877665544332211\n") > 0);
+    key.close();
+    const std::string zephyl = "'" + (stage::Programs() + u"/zephyl"_s).toStdString() + "' ";
+    const std::string options = "cipher --key-file '" + key.fileName().toStdString() + "'";
+    const std::string both =
+        "printf 'a\\033[2J\\302\\220b\\n' | " + zephyl + "en" + options + " | " + zephyl + "de" + options;
+    int terminal = -1;
+    const pid_t shell = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (shell == 0) ::_exit(::execl("/bin/sh", "sh", "-c", both.c_str(), nullptr));
+    QByteArray shown;
+    for (char c = 0; ::read(terminal, &c, 1) == 1;) shown += c;
+    ::close(terminal);
+    ::waitpid(shell, nullptr, 0);
+    EXPECT_EQ(shown, "a\\x1b[2J\\u0090b\r\n");
 }
 
 TEST_F(StrangersTest, TheServicesLogIsOneLineAnEntry)

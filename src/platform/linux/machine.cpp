@@ -13,6 +13,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "text/qt_line.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -38,7 +40,7 @@ SyslogEventLog::SyslogEventLog()
 
 void SyslogEventLog::Write(EventType type, const QString& message)
 {
-    syslog(Priority(type), "%s", message.toUtf8().constData());
+    syslog(Priority(type), "%s", OneLine(message).toUtf8().constData());
 }
 
 QString XdgFolders::Special(int folderId) const
@@ -73,6 +75,7 @@ void FileTrace::Line(const char* event, const QJsonObject& fields)
     QJsonObject line = fields;
     line[u"event"_s] = QLatin1String(event);
     line[u"t"_s] = mSinceStart.elapsed();
-    const QByteArray text = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
-    if (write(mFile, text.constData(), std::size_t(text.size())) < 0) return;  // a trace never disturbs
+    const std::string text =
+        JsonWithEscapes(QJsonDocument(line).toJson(QJsonDocument::Compact).toStdString()) + '\n';
+    if (write(mFile, text.data(), text.size()) < 0) return;  // a trace never disturbs
 }
