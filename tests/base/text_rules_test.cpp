@@ -60,6 +60,12 @@ TEST(TextRules, WholeAndLeadingNumbers)
     EXPECT_EQ(WholeNumber(u'1' + zeros + u"e-400"_s), 1);
 }
 
+TEST(TextRules, HalvesGoToTheEvenNeighbour)
+{
+    const std::pair<double, double> rows[] = {{0.5, 0}, {1.5, 2}, {2.5, 2}, {-2.5, -2}, {2.500001, 3}};
+    for (const auto& [value, rounded] : rows) EXPECT_EQ(RoundHalfEven(value), rounded) << value;
+}
+
 TEST(TextRules, SinglesReadBackAndHaveNoExponent)
 {
     for (const float value :

@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 
 #include "messaging/log_folder.h"
+#include "settings/settings.h"
+#include "support/fixture.h"
 
 using namespace Qt::StringLiterals;
 
@@ -105,4 +107,35 @@ TEST(LogTrimming, CutsAtTheFirstLineBreakFromThere)
         {"a\r\nb\r\n", -100, "\r\nb\r\n"},  // a limit below nothing
     };
     for (const auto& row : rows) EXPECT_EQ(TrimmedLog(row.whole, row.limit), row.left) << row.limit;
+}
+
+TEST(LogTrimming, BeginsAboveTheSizeThatIsSet)
+{
+    const struct {
+        QString set;
+        qsizetype limit;
+        bool told;
+    } rows[] = {
+        {u"100"_s, 100, false},
+        {u"99.5"_s, 100, false},  // to the even neighbour
+        {u"ten"_s, 129'072, true},
+        {u"2147483648"_s, 129'072, true},
+    };
+    for (const auto& row : rows)
+        for (const qsizetype more : {0, 1}) {
+            SCOPED_TRACE(row.set.toStdString() + (more ? " and one" : ""));
+            const QTemporaryDir place;
+            Fixture f;
+            SaveSetting(f.state, keys::kEnableLogging, u"1"_s);
+            SaveSetting(f.state, keys::kLogFileLocation, place.path());
+            SaveSetting(f.state, keys::kMaximumLogSize, row.set);
+            QFile file(place.filePath(u"bob.log"_s));
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write("\r\n" + QByteArray(row.limit + more - 2, 'a'));
+            file.close();
+            AppendChatLog(f.state, u"bob"_s, u"ann: hello"_s);
+            const qsizetype entry = LogEntry(f.clock.now, u"ann: hello"_s).size();
+            EXPECT_EQ(file.size(), row.limit + entry - more);  // the first line break and what is before it
+            EXPECT_EQ(!f.eventLog.entries.empty(), row.told);
+        }
 }

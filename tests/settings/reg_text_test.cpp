@@ -25,6 +25,7 @@ constexpr char kHandMade[] =
     "\"Expand\"=hex(2):25,00,41,00,25,00,00,00\r\n"
     "\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\r\n"
     "\"Odd\"=hex(b):00,01\r\n"
+    "\"Half\"=hex:01,2\r\n"
     "\"Gone\"=-\r\n"
     "no value at all\r\n"
     "\"Two lines\"=\"one\r\ntwo\"\r\n"
@@ -67,7 +68,7 @@ TEST(RegText, ReadsWhatPeopleAndToolsWrite)
         EXPECT_EQ(value->type, row.type);
         EXPECT_EQ(value->data, row.data);
     }
-    EXPECT_FALSE(file.Read(kKey, u"Gone"_s));
+    for (const auto& none : {u"Gone"_s, u"Half"_s}) EXPECT_FALSE(file.Read(kKey, none));
     EXPECT_EQ(Text(file, kKey + u"\\Other"_s, u"Last"_s), u"no line end"_s);  // behind the damage
     EXPECT_EQ(file.Subkeys(kKey), QStringList({u"Sub"_s, u"Other"_s}));
     EXPECT_EQ(file.Subkeys(u"hkey_current_user"_s), QStringList(u"Software"_s));
@@ -117,7 +118,7 @@ TEST(RegText, RandomTextsComeBackThroughTheFile)
     RegText file(random.bounded(2) ? QByteArray(kHandMade) : QByteArray());
     std::map<std::pair<QString, QString>, QString> model;
     for (int i = 0; i < 400; ++i) {
-        const QString key = kKey + u"\\K%1"_s.arg(random.bounded(5));
+        const QString key = kKey + u"\\K]%1"_s.arg(random.bounded(5));
         const QString name = u"]=[\"\\;@%1"_s.arg(random.bounded(30)).mid(random.bounded(6));
         const QString text = someText(40, u"ab\"\\\r\n\t\0;=[]é "_s);
         file.SetText(key, name, text);

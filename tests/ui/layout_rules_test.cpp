@@ -29,10 +29,12 @@ TEST(WindowLayout, EveryInkCanBeScrolledTo)
 TEST(PanelLayout, StopsWhereItShould)
 {
     EXPECT_EQ(CollapseWidths(303, 16).back(), 23);  // the smallest value not below the stop
+    EXPECT_EQ(CollapseWidths(30, 16).back(), 20);   // which may be the stop itself
     EXPECT_EQ(RestoreWidths(23).back(), 213);       // and never back to a dragged width
     EXPECT_TRUE(RestoreWidths(300).empty());
     EXPECT_EQ(ChatHeight(292, 295, 50), 50);  // no room: as it was
     EXPECT_EQ(ChatHeight(292, 296, 50), 1);
+    EXPECT_EQ(ArrangePanel(300, 16).sendLeft + place::cmdSend.width(), 297);  // "Send" is whole
     for (const int x : {215, 220}) EXPECT_TRUE(OnDragBand(x, 220)) << x;
     for (const int x : {214, 221}) EXPECT_FALSE(OnDragBand(x, 220)) << x;
     EXPECT_EQ(DraggedWidth(100, true, 16, 1100), 100);

@@ -112,6 +112,8 @@ TEST(PictureGuard, TakesWholePicturesAndRefusesHostileOnes)
         EXPECT_EQ(picture.pixels != nullptr, row.taken) << picture.refusal;
         EXPECT_EQ(picture.refusal.empty(), row.taken);
     }
+    // Before a pixel is asked for, not because the claimed ones are missing.
+    EXPECT_EQ(DecodeGuarded(WithHeader(good, 8, 4097, 4096)).refusal, "too large");
 }
 
 TEST(PictureGuard, EndsAtItsTime)

@@ -130,11 +130,12 @@ TEST(Arriving, DropsWhatCameBeforeByTheSendersOwnNumber)
 TEST(Arriving, ForgetsTheOldestOfTooManyStreams)
 {
     Arrivals net;
-    for (std::uint64_t stream = 1; stream <= 9; ++stream) net.Item("bob", stream, 5, "x");
+    for (std::uint64_t stream = 1; stream <= 8; ++stream) net.Item("bob", stream, 5, "x");
+    net.Item("bob", 1, 6, "x");  // still in use, so another is the oldest
+    net.Item("bob", 9, 5, "x");
     net.Take();
-    net.Item("bob", 9, 5, "known");
-    net.Item("bob", 2, 5, "known");
-    net.Item("bob", 1, 5, "forgotten");
+    for (const std::uint64_t stream : {9, 3, 1}) net.Item("bob", stream, 5, "known");
+    net.Item("bob", 2, 5, "forgotten");
     EXPECT_EQ(net.Take(), QStringList({u"bob:forgotten"_s}));
 }
 

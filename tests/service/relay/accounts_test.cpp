@@ -96,6 +96,9 @@ TEST(AccountStore, OneNamePerPersonsEye)
     accounts.SetPassword("paul", "new");
     EXPECT_EQ(accounts.Find("Paul")->generation, 2);
     EXPECT_FALSE(accounts.SetPermitted("nobody", false));
+    for (const bool permitted : {false, true})
+        EXPECT_TRUE(accounts.SetPermitted("PAUL", permitted) &&
+                    accounts.Find("Paul")->permitted == permitted);
     const std::string key = accounts.ServerKey();
     EXPECT_EQ(Accounts(folder.path).ServerKey(), key);  // drawn once
     EXPECT_TRUE(accounts.Remove("PAUL"));

@@ -110,6 +110,7 @@ TEST(LiveSlots, SendWhatTheReceiverKeepsUpWith)
     slots.Put(1, 1, frame(10'000));  // another type has its own slot
     slots.Fill(batch, 1000, now);
     EXPECT_EQ(batch.size(), 2 * 7u);  // 80,000 on their way: over what may always be
+    EXPECT_EQ(slots.WaitingBytes(), 7u);
     slots.OnRead(80'000, now);
     slots.Forget(1);
     slots.Fill(batch, 1000, now);

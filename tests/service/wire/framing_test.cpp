@@ -65,6 +65,18 @@ TEST(Framing, ItemsOfThreeLanesSurviveAnyCutting)
     }
 }
 
+TEST(Framing, WaitsForTheLastByteOfAFrame)
+{
+    std::string wire;
+    AppendFrame(wire, TextPost(CHANNEL_TALK, 5), "after", Way::Up);
+    FrameReader reader(Way::Up);
+    for (std::size_t at = 0; at < wire.size(); ++at) {
+        EXPECT_FALSE(reader.Next()) << at;
+        reader.Feed(wire.substr(at, 1));
+    }
+    EXPECT_EQ(reader.Next()->body, "after");
+}
+
 TEST(Framing, FindsALieBeforeItWaitsForMore)
 {
     const struct {
