@@ -11,7 +11,6 @@
 #include <cstring>
 
 #include "files/careful_file.h"
-#include "service/net/tls_stream.h"
 #include "service/wire/limits.h"
 
 namespace zephyl {
@@ -42,14 +41,14 @@ int ChooseProtocol(SSL*, const unsigned char** out, unsigned char* outBytes, con
 int MemoryRead(BIO* bio, char* to, int bytes)
 {
     BIO_clear_retry_flags(bio);
-    const int got = static_cast<TlsStream*>(BIO_get_data(bio))->GiveToTls(to, bytes);
+    const int got = static_cast<TlsMemory*>(BIO_get_data(bio))->GiveToTls(to, bytes);
     if (got == 0) BIO_set_retry_read(bio);
     return got == 0 ? -1 : got;
 }
 
 int MemoryWrite(BIO* bio, const char* from, int bytes)
 {
-    static_cast<TlsStream*>(BIO_get_data(bio))->TakeFromTls(from, bytes);
+    static_cast<TlsMemory*>(BIO_get_data(bio))->TakeFromTls(from, bytes);
     return bytes;
 }
 

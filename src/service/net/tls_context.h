@@ -30,6 +30,17 @@ bool Vouched(const SSL* ssl);
 /// "sha256:" and the SHA-256 of the certificate's SubjectPublicKeyInfo in lower-case hex.
 std::string KeyFingerprint(const X509* certificate);
 
+/// What OpenSSL reads and writes in the place of a socket.
+class TlsMemory {
+public:
+    /// How many bytes it gave; 0: it has none now.
+    virtual int GiveToTls(char* to, int bytes) = 0;
+    virtual void TakeFromTls(const char* from, int bytes) = 0;
+
+protected:
+    ~TlsMemory() = default;
+};
+
 class TlsContext {
 public:
     /// Key and certificate as PEM files. Throws TlsError, also when others can read the key.
@@ -46,7 +57,7 @@ public:
     /// authorities have to vouch for; "": nobody asks. Throws TlsError. Nobody can vouch for an address with
     /// a zone (fe80::1%eth0): every network has its own.
     SSL* NewSsl(const std::string& peer) const;
-    /// How a stream's bytes reach OpenSSL: through the stream's memory, never through a socket.
+    /// How a stream's bytes reach OpenSSL. Its data is a TlsMemory.
     const BIO_METHOD* Memory() const { return mMemory; }
     /// Of the own certificate; "" for a client.
     const std::string& Fingerprint() const { return mFingerprint; }

@@ -22,10 +22,11 @@ namespace asio = boost::asio;
 namespace {
 
 constexpr std::size_t kReceiveBytes = 64 * 1024;
-constexpr int kClearBytes = 16 * 1024;             // one TLS record
-constexpr std::size_t kRecordExtraBytes = 22;      // header, type and tag
-constexpr std::size_t kHandshakeBytes = 4 * 1024;  // a ClientHello; more comes in the next turn
-constexpr int kUnsentBytes = 16 * 1024;            // in the kernel, before a socket counts as busy
+constexpr int kClearBytes = 16 * 1024;              // one TLS record
+constexpr std::size_t kRecordExtraBytes = 22;       // header, type and tag
+constexpr std::size_t kHandshakeBytes = 4 * 1024;   // a ClientHello; more comes in the next turn
+constexpr std::size_t kAnswersBytes = 1024 * 1024;  // of TLS itself, behind a batch that is on its way
+constexpr int kUnsentBytes = 16 * 1024;             // in the kernel, before a socket counts as busy
 
 [[noreturn]] void Lost(int error)
 {
@@ -68,7 +69,7 @@ TlsStream::TlsStream(Socket socket, std::shared_ptr<const TlsContext> context, c
         SSL_free(mSsl);
         throw LastTlsError("no TLS memory");
     }
-    BIO_set_data(memory, this);
+    BIO_set_data(memory, static_cast<TlsMemory*>(this));
     SSL_set_bio(mSsl, memory, memory);
 }
 
@@ -162,6 +163,7 @@ bool TlsStream::TakeReady(std::string& into)
     }
     const bool any = Receive(into);
     if (Backlog() > 0) Flush();  // TLS may answer for itself
+    if (Backlog() > kAnswersBytes) throw TlsError("the peer asks TLS for answers that it does not take");
     return any;
 }
 

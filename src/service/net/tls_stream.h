@@ -25,7 +25,7 @@ struct TlsPeer {
     bool vouched = false;     // an authority of this machine vouches for it under the name that was asked for
 };
 
-class TlsStream {
+class TlsStream final : private TlsMemory {
 public:
     using Socket = boost::asio::ip::tcp::socket;
 
@@ -70,11 +70,12 @@ public:
 
     Socket& Tcp() { return mSocket; }
 
-    /// For OpenSSL's side only.
-    int GiveToTls(char* to, int bytes);
-    void TakeFromTls(const char* from, int bytes) { mOut.append(from, static_cast<std::size_t>(bytes)); }
-
 private:
+    int GiveToTls(char* to, int bytes) override;
+    void TakeFromTls(const char* from, int bytes) override
+    {
+        mOut.append(from, static_cast<std::size_t>(bytes));
+    }
     bool Receive(std::string& into);
     bool Decrypt(std::string& into);
     void KeepInput();
