@@ -44,6 +44,8 @@ struct FaultProxy::Pair {
     std::array<std::array<char, kPortion>, 2> buffers;
     std::array<asio::steady_timer, 2> timers;
     Fate fate;
+    std::optional<std::size_t> silentIn;  // bytes to the client until it is; 0: it is silent
+    bool Silent() const { return silentIn == 0u; }
     bool records = false;
     std::array<std::string, 2> recorded, inserted;
 };
@@ -99,6 +101,23 @@ void FaultProxy::Block(bool blocked)
 void FaultProxy::BlackHole(bool on)
 {
     OnThread([&] { mBlackHole = on; });
+}
+
+void FaultProxy::Silence(std::optional<std::size_t> behind)
+{
+    OnThread([&] { mSilence = behind; });
+}
+
+std::uint64_t FaultProxy::Connections()
+{
+    std::uint64_t count = 0;
+    OnThread([&] { count = mConnections; });
+    return count;
+}
+
+void FaultProxy::SilenceOne(std::optional<std::size_t> behind)
+{
+    OnThread([&] { mSilenceOne = behind; });
 }
 
 void FaultProxy::Stall(Way way, bool stalled)
@@ -160,7 +179,10 @@ asio::awaitable<void> FaultProxy::Accept()
         if (failed) co_return;
         const auto pair = std::make_shared<Pair>(std::move(socket));
         boost::system::error_code refused;
-        if (!mBlocked && !mBlackHole)
+        ++mConnections;
+        const std::optional<std::size_t> once = std::exchange(mSilenceOne, std::nullopt);
+        pair->silentIn = mSilence ? mSilence : once;
+        if (!mBlocked && !mBlackHole && !pair->Silent())
             pair->relay.connect({asio::ip::address_v4::loopback(), mTarget}, refused);
         if (mBlocked || refused) {
             pair->Close(End::Reset);
@@ -203,7 +225,9 @@ asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
         const std::size_t most =
             road.bytesPerSecond ? std::clamp<std::size_t>(road.bytesPerSecond / 50, 1, kPortion) : kPortion;
         auto [failed, got] = co_await from.async_read_some(asio::buffer(buffer.data(), most), kTuple);
+        if (failed && pair->Silent() && way == Way::Down) co_return;
         if (failed) break;
+        if (pair->Silent()) continue;
         if (road.delay > 0ms) co_await pause(road.delay);
         while (road.stalled && pair->open) co_await pause(5ms);
         if (mBlackHole) continue;
@@ -212,7 +236,11 @@ asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
         if (std::string more = std::exchange(pair->inserted[way == Way::Up], {}); !more.empty())
             co_await asio::async_write(to, asio::buffer(more), kTuple);
         const bool cut = pair->fate.bytes != 0 && pair->fate.way == way && got >= pair->fate.bytes;
-        const std::size_t goes = cut ? pair->fate.bytes : got;
+        std::size_t goes = cut ? pair->fate.bytes : got;
+        if (way == Way::Down && pair->silentIn) {
+            goes = std::min(goes, *pair->silentIn);
+            *pair->silentIn -= goes;
+        }
         if (pair->fate.bytes != 0 && pair->fate.way == way) pair->fate.bytes -= goes;
         auto [lost, written] = co_await asio::async_write(to, asio::buffer(buffer.data(), goes), kTuple);
         road.carried += written;

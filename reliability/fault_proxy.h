@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -37,6 +38,13 @@ public:
     void Block(bool blocked);
     /// Connections stand and can be made, and nothing that is sent ever arrives.
     void BlackHole(bool on);
+    /// Whoever connects from now on is let in, and hears nothing any more behind so many bytes: the
+    /// connection stands, and what is sent on it goes nowhere. None: no longer, but what is silent stays so.
+    void Silence(std::optional<std::size_t> behind);
+    /// The next connection only.
+    void SilenceOne(std::optional<std::size_t> behind);
+    /// Made so far.
+    std::uint64_t Connections();
     /// What is sent waits until this is over.
     void Stall(Way way, bool stalled);
     /// 0: as fast as it comes. Call it before the connection is made: buffers are small from then on.
@@ -78,6 +86,8 @@ private:
     boost::asio::ip::tcp::acceptor mAcceptor;
     std::uint16_t mPort, mTarget;
     bool mBlocked = false, mBlackHole = false, mRecords = false;
+    std::optional<std::size_t> mSilence, mSilenceOne;
+    std::uint64_t mConnections = 0;
     Fate mNext;  // of the next connection
     std::array<Road, 2> mRoads;
     std::list<std::weak_ptr<Pair>> mPairs;

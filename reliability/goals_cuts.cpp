@@ -23,6 +23,60 @@ FaultProxy::End AnyEnd(Run& run)
     return run.Below(2) ? FaultProxy::End::Reset : FaultProxy::End::Finish;
 }
 
+/// How far the client gets on a silent road: not even to TLS, or to any byte of what it is answered there.
+std::size_t AnyStep(Run& run)
+{
+    return run.Below(4) ? run.Below(2000) : 0;
+}
+
+/// The client has what the others had sent by now, and the log has what it had sent itself.
+double UntilBack(Client& client, const Crowd& crowd)
+{
+    const Time begun = Clock::now();
+    std::uint64_t sent = 0;
+    for (const auto& one : crowd) sent += one.get() == &client ? 0 : one->sentCount.load();
+    const LinkStats own = client.Stats();
+    const bool back = WaitFor(
+        [&] {
+            if (client.appliedCount < sent) return false;
+            const LinkStats now = client.Stats();
+            return now.acceptedTalk >= own.numberTalk && now.acceptedBoard >= own.numberBoard;
+        },
+        60);
+    return back ? Since(begun) : 60'000;
+}
+
+/// Four talk and draw while one road after the other lets in and answers nothing, from a random step of the
+/// way back on.
+void SilentRoads(Run& run, Outcome& outcome)
+{
+    const int spells = run.Form(4, 60);
+    Daemon daemon(4);
+    Crowd crowd = Gather(daemon, 4);
+    SetLoad(crowd, kTalkative);
+    double slowest = 0;
+    for (int i = 0; i < spells; ++i) {
+        Sleep(double(100 + run.Below(700)));
+        Client& victim = *crowd[run.Below(crowd.size())];
+        victim.proxy.Silence(AnyStep(run));
+        victim.proxy.Cut(AnyEnd(run));
+        for (std::size_t left = run.Below(run.Form(3000, 12'000)); left > 0;
+             left -= std::min<std::size_t>(left, 500)) {
+            Sleep(double(std::min<std::size_t>(left, 500)));
+            victim.proxy.Silence(AnyStep(run));
+        }
+        victim.proxy.Silence({});
+        slowest = std::max(slowest, UntilBack(victim, crowd));
+    }
+    SetLoad(crowd, {});
+    outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
+    Demand(outcome, JudgeAll(crowd));
+    outcome.Figure(u"%1 silent roads, everybody back %2 after the road at most"_s.arg(spells).arg(
+        Milliseconds(slowest)));
+    outcome.Must(slowest < 60'000, u"somebody is not back"_s);
+    outcome.Soon(slowest <= 5000, u"back later than 5 s"_s);
+}
+
 /// Four talk and draw while their connections end at random bytes.
 void RandomCuts(Run& run, Outcome& outcome)
 {
@@ -36,6 +90,8 @@ void RandomCuts(Run& run, Outcome& outcome)
     while (Since(begun) < seconds * 1000 || (cuts < wanted && Since(begun) < seconds * 3000)) {
         Client& victim = *crowd[run.Below(crowd.size())];
         victim.proxy.CutIn(1 + run.Below(20'000), AnyWay(run), AnyEnd(run));
+        // One way back in ten is let in and not answered; the one beside it is.
+        victim.proxy.SilenceOne(run.Below(10) ? std::nullopt : std::optional(AnyStep(run)));
         Sleep(seconds * 1000 / double(wanted) * (0.5 + double(run.Below(1000)) / 1000) * 0.9);
         cuts = 0;
         for (auto& one : crowd) cuts += one->cuts;
@@ -111,17 +167,24 @@ void BeyondGrace(Run& run, Outcome& outcome)
     Crowd crowd = Gather(daemon, 3);
     Client& lonely = *crowd[2];
     const auto goSilent = [&] {
-        lonely.proxy.Block(true);
+        if (run.Below(2))
+            lonely.proxy.Silence(run.Below(300));  // behind the handshake each try would keep the seat
+        else
+            lonely.proxy.Block(true);
         lonely.proxy.Cut();
         outcome.Must(lonely.Until([&] { return lonely.states.back().state.phase == LinkState::Phase::Cut; }),
                      u"the cut is not noticed"_s);
         outcome.Must(lonely.states.back().state.text.contains(u"trying again"_s), u"nothing says so"_s);
         for (int i = 0; i < 5; ++i) lonely.SendOne(i % 2 ? Talk : Board, 100);
     };
+    const auto comeBack = [&] {
+        lonely.proxy.Silence({});
+        lonely.proxy.Block(false);
+    };
     goSilent();
     const auto leftSeen = [&] { return Presence(*crowd[0], 2, kStatusLeft) > 0; };
     outcome.Must(WaitFor(leftSeen, grace + 10), u"nobody sees the leave"_s);
-    lonely.proxy.Block(false);
+    comeBack();
     outcome.Must(WaitFor([&] { return lonely.returns > 0; }, 30), u"it does not come back"_s);
     outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
     Verdict verdict = JudgeAll(crowd);
@@ -140,7 +203,7 @@ void BeyondGrace(Run& run, Outcome& outcome)
                  u"nobody sees the second leave"_s);
     for (int i = 0; i < 2; ++i) crowd[std::size_t(i)]->Leave();
     Sleep(7000);  // until the seat is gone, and the empty meeting with it
-    lonely.proxy.Block(false);
+    comeBack();
     outcome.Must(WaitFor([&] { return lonely.ends > 0; }, 30), u"the end is not stated"_s);
     const QString last = lonely.Do([&] { return lonely.states.back().state.text; });
     outcome.Figure(u"one leave and one join at each; told: \"%1\""_s.arg(last));
@@ -155,6 +218,7 @@ std::vector<Goal> CutGoals()
 {
     return {{"R1", "four clients, 50 records/s and 5 lines/s each, cut at random bytes", RandomCuts},
             {"R2", "cuts inside records of 64 KiB to 8 MiB", CutInsideRecords},
+            {"roads", "roads that let in and fall silent at a random step of the way back", SilentRoads},
             {"R3", "an outage beyond grace, then one in which the meeting ends", BeyondGrace}};
 }
 

@@ -31,6 +31,9 @@ void KilledService(Run& run, Outcome& outcome)
         for (auto& one : crowd) returns += one->returns;
         daemon.End(SIGKILL);
         const Time killed = Clock::now();
+        Client& unlucky =
+            *crowd[run.Below(crowd.size())];  // somebody else answers its first way back, or nobody
+        unlucky.proxy.SilenceOne(run.Below(2000));
         daemon.Start();
         Follow(crowd, daemon);
         slowestStart = std::max(slowestStart, Since(killed));

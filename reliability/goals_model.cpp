@@ -260,6 +260,8 @@ private:
             case Act::Post: return Post(player, operation);
             case Act::Take: return player.Hold(operation.amount % 2);
             case Act::Cut:
+                // Now and then the way back is let in and not answered, until somebody needs it.
+                if (operation.amount % 12 == 3) proxy.Silence(operation.how * 53 % 1500);
                 if (operation.amount % 3 == 0)
                     return proxy.Cut(operation.how % 2 ? FaultProxy::End::Reset : FaultProxy::End::Finish);
                 return proxy.CutIn(1 + operation.amount * 97,
@@ -287,6 +289,7 @@ private:
     void Release(int who)
     {
         FaultProxy& proxy = mPlayers[who]->Proxy();
+        proxy.Silence({});
         proxy.Stall(FaultProxy::Way::Up, false);
         proxy.Stall(FaultProxy::Way::Down, false);
         mPlayers[who]->Hold(false);

@@ -2,9 +2,9 @@
 
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/connect.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
@@ -18,6 +18,8 @@ using SteadyClock = std::chrono::steady_clock;
 namespace {
 
 constexpr auto kNoThrow = asio::as_tuple(asio::use_awaitable);
+constexpr std::chrono::seconds kProving{15};
+constexpr std::chrono::seconds kOneWrite{30};  // a batch that does not leave within this never will
 
 }  // namespace
 
@@ -29,33 +31,38 @@ std::string ProblemText(const std::exception& problem)
     return text.empty() ? "no answer" : text;
 }
 
-asio::awaitable<std::shared_ptr<Connection>> Connection::Open(std::shared_ptr<const TlsContext> context,
-                                                              std::string host, std::uint16_t port)
+Connection::Connection(const Executor& executor, std::shared_ptr<const TlsContext> context,
+                       const std::string& host)
+    : mStream(TlsStream::Socket(executor), std::move(context), host),
+      mWake(executor, SteadyClock::time_point::max()),
+      mPing(executor),
+      mRead(executor, SteadyClock::time_point::max())
 {
-    const auto executor = co_await asio::this_coro::executor;
-    tcp::resolver resolver(executor);
-    const auto found = co_await resolver.async_resolve(host, std::to_string(port), asio::use_awaitable);
-    tcp::socket socket(executor);
-    co_await asio::async_connect(socket, found, asio::use_awaitable);
-    auto connection = std::make_shared<Connection>(std::move(socket), std::move(context), host);
-    co_await connection->mStream.Handshake();
-    connection->mPeer = connection->mStream.Peer();
-    co_return connection;
 }
 
-Connection::Connection(TlsStream::Socket socket, std::shared_ptr<const TlsContext> context,
-                       const std::string& host)
-    : mStream(std::move(socket), std::move(context), host),
-      mWake(mStream.Tcp().get_executor(), SteadyClock::time_point::max()),
-      mPing(mStream.Tcp().get_executor())
+Connection::Executor Connection::GetExecutor()
 {
+    return mStream.Tcp().get_executor();
+}
+
+asio::awaitable<void> Connection::Connect(tcp::endpoint address)
+{
+    co_await mStream.Tcp().async_connect(address, asio::use_awaitable);
+    mStream.Tcp().non_blocking(true);
+    PrepareSocket(mStream.Tcp());
+}
+
+asio::awaitable<void> Connection::Handshake()
+{
+    co_await mStream.Handshake();
+    mPeer = mStream.Peer();
 }
 
 void Connection::Run(ConnectionOwner& owner)
 {
     mOwner = &owner;
     mHeard = SteadyClock::now();
-    const auto executor = mStream.Tcp().get_executor();
+    const auto executor = GetExecutor();
     const auto self = shared_from_this();
     asio::co_spawn(
         executor, [self] { return self->ReadLoop(); }, asio::detached);
@@ -82,6 +89,7 @@ void Connection::Close()
     mOwner = nullptr;
     mWake.cancel();
     mPing.cancel();
+    mRead.cancel();
     mStream.Close();
 }
 
@@ -100,6 +108,12 @@ asio::awaitable<void> Connection::ReadLoop()
         FrameReader reader(Way::Down);
         std::string bytes;
         while (mOwner) {
+            mHeld = !mOwner->MayRead();
+            if (mHeld) {
+                co_await mRead.async_wait(kNoThrow);
+                mHeard = SteadyClock::now();
+                continue;
+            }
             bytes.clear();
             co_await mStream.Read(bytes);
             mHeard = SteadyClock::now();
@@ -111,6 +125,8 @@ asio::awaitable<void> Connection::ReadLoop()
                 if (!OwnFrame(frame->header)) mOwner->OnFrame(*frame);
             }
             reader.Rest();
+            co_await asio::post(GetExecutor(),
+                                asio::use_awaitable);  // however much comes, others have a turn
         }
     } catch (const std::exception& e) {
         problem = ProblemText(e);
@@ -127,13 +143,20 @@ asio::awaitable<void> Connection::WriteLoop()
         while (mOwner) {
             batch.clear();
             batch.swap(mUrgent);
+            if (mPong) {
+                Header pong;
+                pong.mutable_pong()->set_nonce(*std::exchange(mPong, std::nullopt));
+                AppendFrame(batch, pong, {}, Way::Up);
+            }
             const SteadyClock::time_point again = mOwner->Fill(batch);
             if (batch.empty()) {
                 mWake.expires_at(again);
                 co_await mWake.async_wait(kNoThrow);
                 continue;
             }
+            mWriting = SteadyClock::now();
             co_await mStream.Write(batch);
+            mWriting.reset();
             mTraffic.bytesOut += batch.size();
         }
     } catch (const std::exception& e) {
@@ -146,27 +169,42 @@ asio::awaitable<void> Connection::PingLoop()
 {
     const auto self = shared_from_this();
     while (mOwner) {
-        mPing.expires_after(kPingAfterSilence);
-        co_await mPing.async_wait(kNoThrow);
+        const bool proving = SteadyClock::now() < mProvenAt;
+        mPing.expires_after(proving ? mProofSilence / 3 : std::chrono::milliseconds(kPingAfterSilence));
+        const auto [again] = co_await mPing.async_wait(kNoThrow);
+        const auto now = SteadyClock::now();
         if (!mOwner) co_return;
-        const auto silent = SteadyClock::now() - mHeard;
-        if (silent >= kLostAfterSilence) {
-            Lost("nothing heard for 15 seconds");
-            co_return;
-        }
-        Header ping;
-        ping.mutable_ping()->set_nonce(++mNonce);
-        mPinged = SteadyClock::now();
-        Control(ping);
+        if (again) continue;
+        const auto silent = now - mHeard;
+        if (!mHeld && proving && silent >= mProofSilence)
+            co_return Lost("nothing was heard behind the return");
+        if (!mHeld && silent >= kLostAfterSilence) co_return Lost("nothing heard for 15 seconds");
+        if (mWriting && now - *mWriting >= kOneWrite) co_return Lost("the service takes nothing");
+        SendPing();
     }
+}
+
+void Connection::SendPing()
+{
+    Header ping;
+    ping.mutable_ping()->set_nonce(++mNonce);
+    mPinged = SteadyClock::now();
+    Control(ping);
+}
+
+void Connection::Prove(std::chrono::milliseconds within)
+{
+    mProofSilence = within;
+    mProvenAt = SteadyClock::now() + kProving;
+    SendPing();
+    mPing.cancel();
 }
 
 bool Connection::OwnFrame(const Header& header)
 {
     if (header.has_ping()) {
-        Header pong;
-        pong.mutable_pong()->set_nonce(header.ping().nonce());
-        Control(pong);
+        mPong = header.ping().nonce();
+        Wake();
         return true;
     }
     if (!header.has_pong()) return false;

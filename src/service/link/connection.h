@@ -2,12 +2,14 @@
 // One TLS connection to the service: frames in, batches out, pings, silence. Knows nothing of meetings.
 // Network thread only.
 
+#include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "service/net/tls_stream.h"
@@ -27,6 +29,8 @@ public:
     /// Appends what is to be sent, up to about a batch. Called when the socket is free, again at the time
     /// that it gives back, and after Wake.
     virtual std::chrono::steady_clock::time_point Fill(std::string& batch) = 0;
+    /// False: what has come before waits to be taken; nothing more is read until ReadOn.
+    virtual bool MayRead() = 0;
     /// Once, when the connection ended by itself.
     virtual void OnLost(const std::string& reason) = 0;
 };
@@ -38,21 +42,32 @@ struct Traffic {
 
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    /// Connects and shakes hands; nothing of ours has been sent when it returns. Throws what the socket and
-    /// TLS throw.
-    static boost::asio::awaitable<std::shared_ptr<Connection>> Open(std::shared_ptr<const TlsContext> context,
-                                                                    std::string host, std::uint16_t port);
+    using Executor = boost::asio::any_io_executor;
 
-    explicit Connection(TlsStream::Socket socket, std::shared_ptr<const TlsContext> context,
-                        const std::string& host);
+    /// `host`: the name or address that was asked for.
+    Connection(const Executor& executor, std::shared_ptr<const TlsContext> context, const std::string& host);
+
+    /// The two steps of opening, without a bound of their own: Close ends them. Nothing of ours has been sent
+    /// behind them. They throw what the socket and TLS throw.
+    boost::asio::awaitable<void> Connect(boost::asio::ip::tcp::endpoint address);
+    boost::asio::awaitable<void> Handshake();
 
     const TlsPeer& Peer() const { return mPeer; }
-    /// Begins to read and write. The owner stays until Close or OnLost.
+    Executor GetExecutor();
+    /// Begins to read and write. The owner stays until Close, OnLost or HandTo.
     void Run(ConnectionOwner& owner);
-    /// A frame that goes in front of everything that waits.
+    /// Another owner from the next frame on.
+    void HandTo(ConnectionOwner& owner) { mOwner = &owner; }
+    /// A frame that goes in front of everything that waits. What the other side can ask for without end
+    /// (pongs, marks) does not go this way: an owner has no more than a few under way.
     void Control(const Header& header);
     /// There is something to fill a batch with.
     void Wake();
+    /// The owner may take more again.
+    void ReadOn() { mRead.cancel(); }
+    /// It has just been taken over: for a while it is lost sooner, when nothing at all is heard within this
+    /// time, and is asked for an answer often enough.
+    void Prove(std::chrono::milliseconds within);
     /// Ends it without a word to the owner.
     void Close();
     const Traffic& Counts() const { return mTraffic; }
@@ -62,14 +77,20 @@ private:
     boost::asio::awaitable<void> WriteLoop();
     boost::asio::awaitable<void> PingLoop();
     bool OwnFrame(const Header& header);
+    void SendPing();
     void Lost(const std::string& reason);
 
     TlsStream mStream;
     TlsPeer mPeer;
-    ConnectionOwner* mOwner = nullptr;  // null: closed
-    std::string mUrgent;                // framed
-    boost::asio::steady_timer mWake, mPing;
+    ConnectionOwner* mOwner = nullptr;   // null: closed
+    std::string mUrgent;                 // framed
+    std::optional<std::uint64_t> mPong;  // to the newest ping: however many come, one answer waits
+    boost::asio::steady_timer mWake, mPing, mRead;
+    bool mHeld = false;  // the owner takes no more now, so silence means nothing
     std::chrono::steady_clock::time_point mHeard, mPinged;
+    std::chrono::steady_clock::time_point mProvenAt{};
+    std::chrono::milliseconds mProofSilence{0};                     // the most until then
+    std::optional<std::chrono::steady_clock::time_point> mWriting;  // since when
     std::uint64_t mNonce = 0;
     Traffic mTraffic;
 };

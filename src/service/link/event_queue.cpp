@@ -10,12 +10,22 @@ namespace zephyl::link {
 namespace {
 
 constexpr std::size_t kStatesKept = 64;
+// Of what waits in order: twice what a service that keeps to the marks can have under way.
+constexpr std::size_t kHeldBytes = 64 * 1024 * 1024;
+constexpr std::size_t kFreshLiveBytes = 64 * 1024 * 1024;
 constexpr std::size_t kDecodedBytes = 32 * 1024 * 1024;  // live pictures that wait for the window
 constexpr std::chrono::seconds kRefusalLogged{1};        // a storm of bad pictures is one line a second
 
 bool IsPicture(const LinkEvent& event)
 {
     return event.kind == LinkEvent::Kind::Frame;
+}
+
+/// What it takes in memory, about.
+std::size_t Weight(const LinkEvent& event)
+{
+    return 2 * sizeof(LinkEvent) + 2 * std::size_t(event.text.size() + event.from.size()) +
+           std::size_t(event.jpeg.size());
 }
 
 }  // namespace
@@ -49,8 +59,8 @@ void EventQueue::Push(LinkEvent event)
         if (waiting.event.kind == LinkEvent::Kind::Status && waiting.event.status == kStatusLeft)
             ForgetLive(waiting.event.from);
         switch (waiting.event.line) {
-            case Line::Talk: mTalk.push_back(std::move(waiting)); break;
-            case Line::Board: mBoard.push_back(std::move(waiting)); break;
+            case Line::Talk: Hold(mTalk, std::move(waiting)); break;
+            case Line::Board: Hold(mBoard, std::move(waiting)); break;
             case Line::Live:
                 PushLive(std::move(waiting));
                 live = true;
@@ -62,8 +72,31 @@ void EventQueue::Push(LinkEvent event)
     if (!live) mWake();  // a live picture is nothing for the window before it is decoded
 }
 
+void EventQueue::Hold(std::deque<Waiting>& line, Waiting waiting)
+{
+    mHeld += Weight(waiting.event);
+    line.push_back(std::move(waiting));
+}
+
+void EventQueue::DropFirst(std::deque<Waiting>& line)
+{
+    mHeld -= Weight(line.front().event);
+    line.pop_front();
+}
+
+bool EventQueue::Full()
+{
+    const std::lock_guard lock(mMutex);
+    mWasFull = mHeld >= kHeldBytes;
+    return mWasFull;
+}
+
 void EventQueue::PushLive(Waiting waiting)
 {
+    std::size_t fresh = std::size_t(waiting.event.jpeg.size());
+    for (const auto& slot : mLive)
+        if (slot->fresh) fresh += std::size_t(slot->fresh->event.jpeg.size());
+    if (fresh > kFreshLiveBytes) return;  // the newest wins, but not without a bound
     const auto found = std::find_if(mLive.begin(), mLive.end(), [&](const auto& slot) {
         return !slot->gone && slot->from == waiting.event.from && slot->type == waiting.event.type;
     });
@@ -161,7 +194,7 @@ void EventQueue::DropBefore(quint64 entry)
 void EventQueue::Trim(std::deque<Waiting>& line, quint64 entry)
 {
     while (!line.empty() && line.front().event.entry < entry) {
-        line.pop_front();
+        DropFirst(line);
         if (&line == &mBoard) mBoardStage = Stage::None, mBoardPicture.reset();
     }
 }
@@ -182,7 +215,9 @@ std::optional<ReadyEvent> EventQueue::Take(quint64 entry)
         ready = TakeEarliest(entry);
         if (ready) Mark(ready->event);
         const bool due = mMarks.items >= kReadEveryItems || mMarks.bytes >= kReadEveryBytes;
-        report = due && !std::exchange(mReportAsked, due);
+        const bool room = mWasFull && mHeld < kHeldBytes / 2;
+        if (room) mWasFull = false;
+        report = (due && !std::exchange(mReportAsked, due)) || room;
         work = WorkForIdle();
     }
     if (work) mWork.notify_one();
@@ -210,12 +245,12 @@ std::optional<ReadyEvent> EventQueue::TakeEarliest(quint64 entry)
         ready.picture = std::move(live->picture);
         live->decoded.reset();
     } else if (first->event.line == Line::Talk) {
-        mTalk.pop_front();
+        DropFirst(mTalk);
     } else {
         ready.picture = std::move(mBoardPicture);
         mBoardPicture.reset();
         mBoardStage = Stage::None;
-        mBoard.pop_front();
+        DropFirst(mBoard);
     }
     return ready;
 }

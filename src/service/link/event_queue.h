@@ -74,6 +74,9 @@ public:
     /// Own lines up to this number are safe; this one will not be. They outlive the entry they belong to.
     void LinesAccepted(quint64 upTo);
     void LineLost(quint64 line);
+    /// True: so much waits for the window that nothing more is to be read. A service that keeps to the
+    /// window's marks never gets here.
+    bool Full();
     /// Begins an entry: marks stand at these sequences.
     void BeginEntry(quint64 entry, quint64 talk, quint64 board);
     /// The marks; a report counts from here on when `reported`.
@@ -103,6 +106,8 @@ private:
         PicturePtr picture;
     };
 
+    void Hold(std::deque<Waiting>& line, Waiting waiting);
+    void DropFirst(std::deque<Waiting>& line);
     void PushLive(Waiting waiting);
     void ForgetLive(const QString& from);
     void Trim(std::deque<Waiting>& line, quint64 entry);
@@ -130,6 +135,8 @@ private:
     quint64 mArrivals = 0;
     quint64 mOldest = 0;  // entries below are gone
     std::deque<Waiting> mTalk, mBoard;
+    std::size_t mHeld = 0;            // by these two, about
+    bool mWasFull = false;            // whoever reads waits to hear of room
     Stage mBoardStage = Stage::None;  // of the first board event, when it is a picture
     PicturePtr mBoardPicture;
     std::deque<std::unique_ptr<LiveSlot>> mLive;  // addresses stay while a slot is decoded

@@ -37,7 +37,8 @@ void Incoming::Begin(quint64 entry, const Self& self, const Place& place, bool c
     mMuted = false;
     mFilter.Reset();
     mPresent.clear();
-    for (const Attendee& attendee : place.attendees()) mPresent.push_back(attendee.handle());
+    for (const Attendee& attendee : place.attendees())
+        if (mPresent.size() < kMostAttendees) mPresent.push_back(attendee.handle());
     mTalk = place.position().talk();
     mBoard = place.position().board();
     TakeClock(place);
@@ -117,6 +118,8 @@ void Incoming::RaisePresence(const std::string& handle, int status, const std::s
     event.status = status;
     const bool news = status == kStatusPresent ? !Holds(handle) : status != kStatusLeft || Holds(handle);
     if (!news || handle == mSelf.handle) event.kind = LinkEvent::Kind::Nothing;
+    if (news && status == kStatusPresent && mPresent.size() >= kMostAttendees)
+        throw WireError("more attendees than a meeting can have");
     if (news && status == kStatusPresent) mPresent.push_back(handle);
     if (news && status == kStatusLeft && handle != mSelf.handle) {
         std::erase(mPresent, handle);

@@ -14,6 +14,9 @@
 
 namespace zephyl::link {
 
+/// Who is told of more has no service in front of it: a meeting has far fewer seats.
+inline constexpr int kMostAttendees = 1000;
+
 class Incoming {
 public:
     explicit Incoming(EventQueue& queue) : mQueue(queue) {}

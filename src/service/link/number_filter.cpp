@@ -8,6 +8,9 @@ namespace zephyl::link {
 
 namespace {
 
+// Two who come back after so many others in one meeting: a duplicate of theirs may be shown.
+constexpr std::size_t kHandlesRemembered = 4096;
+
 bool Rise(std::uint64_t& highest, std::uint64_t number)
 {
     if (number <= highest) return false;
@@ -27,6 +30,7 @@ bool NumberFilter::Take(const Item& item)
 
 NumberFilter::Stream& NumberFilter::Of(const std::string& from, std::uint64_t stream)
 {
+    if (mStreams.size() >= kHandlesRemembered && !mStreams.contains(from)) mStreams.erase(mStreams.begin());
     std::vector<Stream>& known = mStreams[from];
     const auto found =
         std::find_if(known.begin(), known.end(), [&](const Stream& one) { return one.stream == stream; });

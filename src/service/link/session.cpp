@@ -43,22 +43,32 @@ asio::awaitable<ConnectOutcome> Session::Connect(Target target)
     co_return outcome;
 }
 
-void Session::Greet()
+void Session::NewConnection()
 {
     mReader = ItemReader();
     mIncoming.NewConnection();
     mReportedLive = 0;
-    const std::shared_ptr<Connection> connection = mConnection;  // it may be lost before Run returns
-    connection->Run(*this);
+}
+
+Header Session::HelloHeader() const
+{
     Header header;
     Hello& hello = *header.mutable_hello();
     hello.set_version(kProtocolVersion);
     hello.set_door(mDoor);
     hello.set_program(mNeeds.program);
-    connection->Control(header);
+    return header;
 }
 
-asio::awaitable<LoggedIn> Session::AskLogin(bool again, Deadline deadline)
+void Session::Greet()
+{
+    NewConnection();
+    const std::shared_ptr<Connection> connection = mConnection;  // it may be lost before Run returns
+    connection->Run(*this);
+    connection->Control(HelloHeader());
+}
+
+Header Session::LoginHeader(bool again)
 {
     Header header;
     zephyl::Login& login = *header.mutable_login();
@@ -68,17 +78,24 @@ asio::awaitable<LoggedIn> Session::AskLogin(bool again, Deadline deadline)
     login.set_host_name(mWords.hostName);
     login.set_stream(mStream);
     login.set_again(again);
-    // A service of this computer alone has no strangers at its door.
-    const bool keeps = mDeviceWords.Keeps() && !mTarget.personal;
-    if (keeps) login.set_device(mDeviceWords.Read(ServiceName(), mWords.handle));
-    const Header answer = co_await Call(header, mLastCall, deadline);
-    if (keeps) mDeviceWords.Keep(ServiceName(), mWords.handle, answer.logged_in().device());
-    co_return answer.logged_in();
+    if (KeepsWords()) login.set_device(mDeviceWords.Read(ServiceName(), mWords.handle));
+    return header;
 }
 
 std::string Session::ServiceName() const
 {
     return mTarget.host + ':' + std::to_string(mTarget.port);
+}
+
+// A service of this computer alone has no strangers at its door.
+bool Session::KeepsWords() const
+{
+    return mDeviceWords.Keeps() && !mTarget.personal;
+}
+
+void Session::KeepWord(const LoggedIn& answer) const
+{
+    if (KeepsWords()) mDeviceWords.Keep(ServiceName(), mWords.handle, answer.device());
 }
 
 asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline)
@@ -91,7 +108,9 @@ asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline
     LoginOutcome outcome;
     try {
         Greet();
-        const LoggedIn answer = co_await AskLogin(false, deadline);
+        const Header question = LoginHeader(false);
+        const LoggedIn answer = (co_await Call(question, mLastCall, deadline)).logged_in();
+        KeepWord(answer);
         outcome.refusal = RefusalText(answer.result());
         if (!outcome.refusal.empty()) co_return outcome;
         mHandle = outcome.handle = answer.handle();
@@ -172,7 +191,8 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
             outcome.reason = RefusalText(entered.result());
             outcome.kind = outcome.reason.empty() ? EnterOutcome::Kind::Entered : EnterOutcome::Kind::Refused;
             const auto& attendees = entered.place().attendees();
-            outcome.attendees.assign(attendees.begin(), attendees.end());
+            outcome.attendees.assign(attendees.begin(),
+                                     attendees.begin() + std::min(attendees.size(), kMostAttendees));
             if (mPhase == Phase::Seated) ShowStanding();
             co_return outcome;
         } catch (const ConnectionLost&) {
@@ -236,6 +256,7 @@ void Session::Drop()
     mReady = false;
     mSeat.reset();
     mWords = {};
+    for (const auto& way : mWays) way->Close();
     CloseConnection("closed");
     mTick.cancel();
     mPause.cancel();
@@ -248,25 +269,8 @@ asio::awaitable<Header> Session::Call(Header header, std::uint32_t call, Deadlin
                                       std::function<void(const Header&)> atOnce)
 {
     if (!mConnection) throw ConnectionLost("the connection to the service is lost");
-    const auto pending = std::make_shared<PendingCall>(mIo, deadline);
-    pending->atOnce = std::move(atOnce);
-    mPending[call] = pending;
-    mConnection->Control(header);
-    co_await pending->timer.async_wait(asio::as_tuple(asio::use_awaitable));
-    mPending.erase(call);
-    if (pending->answer) co_return *pending->answer;
-    if (!pending->lost.empty()) throw ConnectionLost(pending->lost);
-    throw std::runtime_error("the service does not answer");
-}
-
-void Session::OnAnswer(std::uint32_t call, const Header& header)
-{
-    const auto found = mPending.find(call);
-    if (found == mPending.end()) return;
-    const std::shared_ptr<PendingCall> pending = found->second;
-    pending->answer = header;
-    pending->timer.cancel();
-    if (pending->atOnce) pending->atOnce(header);
+    const std::shared_ptr<Connection> connection = mConnection;
+    co_return co_await mCalls.Ask(*connection, std::move(header), call, deadline, std::move(atOnce));
 }
 
 asio::awaitable<void> Session::Changed(Deadline until)
@@ -304,11 +308,7 @@ void Session::CloseConnection(const std::string& reason)
     mReady = false;
     mLanes.SetOpen(false);
     mLanes.Reset();
-    const auto pending = std::exchange(mPending, {});
-    for (const auto& [call, waiting] : pending) {
-        waiting->lost = reason.empty() ? "the connection is lost" : reason;
-        waiting->timer.cancel();
-    }
+    mCalls.Fail(std::make_exception_ptr(ConnectionLost(reason.empty() ? "the connection is lost" : reason)));
 }
 
 // --- sending -------------------------------------------------------------------------------------------
@@ -332,10 +332,25 @@ void Session::SetLive(Outgoing picture)
 
 Lanes::Clock::time_point Session::Fill(std::string& batch)
 {
+    if (std::exchange(mReadDue, false)) AppendRead(batch);
     return mLanes.Fill(batch, Lanes::Clock::now());
 }
 
+bool Session::MayRead()
+{
+    return !mQueue.Full();
+}
+
 void Session::ReportRead()
+{
+    if (mConnection) mConnection->ReadOn();
+    if (mPhase != Phase::Seated || !mReady) return;
+    mReadDue = true;
+    mConnection->Wake();
+    if (mBoardToCome > 0) ShowStanding();
+}
+
+void Session::AppendRead(std::string& batch)
 {
     if (mPhase != Phase::Seated || !mReady) return;
     ReadMarks marks = mQueue.Marks(true);
@@ -351,8 +366,7 @@ void Session::ReportRead()
     header.mutable_read()->set_talk(marks.talk);
     header.mutable_read()->set_board(marks.board);
     header.mutable_read()->set_live_bytes(live);
-    mConnection->Control(header);
-    if (mBoardToCome > 0) ShowStanding();
+    AppendFrame(batch, header, {}, Way::Up);
 }
 
 }  // namespace zephyl::link

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <boost/asio/io_context.hpp>
+#include <deque>
 #include <map>
 #include <optional>
 #include <random>
@@ -15,10 +16,13 @@
 #include "service/link/lanes.h"
 #include "service/link/link_stats.h"
 #include "service/link/outbox.h"
+#include "service/link/remarks.h"
+#include "service/link/resolver.h"
+#include "service/link/way_back.h"
 
 namespace zephyl::link {
 
-using Deadline = std::chrono::steady_clock::time_point;
+inline constexpr std::chrono::milliseconds kFirstPause{250};
 
 struct Target {
     std::string name = {};  // as the user knows it; "" for the personal service
@@ -103,10 +107,10 @@ public:
 
     void OnFrame(const FrameView& frame) override;
     std::chrono::steady_clock::time_point Fill(std::string& batch) override;
+    bool MayRead() override;
     void OnLost(const std::string& reason) override;
 
 private:
-    struct PendingCall;
     struct Seat {
         std::string code, meeting, token;
         std::uint32_t number = 0;
@@ -118,18 +122,24 @@ private:
     Task<std::shared_ptr<Connection>> TryDoor(std::chrono::milliseconds limit);
     Task<std::shared_ptr<Connection>> Knock(std::uint16_t port);
     void Greet();
+    Header HelloHeader() const;
+    Header LoginHeader(bool again);
+    void NewConnection();
     /// `atOnce` runs when the answer arrives, in front of the frames behind it.
     Task<Header> Call(Header header, std::uint32_t call, Deadline deadline,
                       std::function<void(const Header& answer)> atOnce = {});
-    Task<LoggedIn> AskLogin(bool again, Deadline deadline);
     std::string ServiceName() const;
+    bool KeepsWords() const;
+    void KeepWord(const LoggedIn& answer) const;
     Task<void> WaitReady(Deadline deadline);
     Task<void> Changed(Deadline until);
     void NotifyChanged();
+    void AppendRead(std::string& batch);
 
     void TakePlace(const Place& place);
     void BackAt(const Place& place);
-    void OnAnswer(std::uint32_t call, const Header& header);
+    void TakeLimits(const Welcome& welcome);
+    void OnMeetingFrame(const FrameView& frame);
     void OnAccepted(const zephyl::Accepted& accepted);
     void OnRefused(const Refused& refused);
     void OnBye(const Bye& bye);
@@ -138,10 +148,18 @@ private:
 
     Task<void> Return();
     void HurryBack();
-    Task<bool> ReturnOnce();
-    Task<bool> TryResume(Deadline deadline);
-    Task<bool> LoginAgain(Deadline deadline);
-    Task<bool> EnterAgain(Deadline deadline);
+    std::chrono::milliseconds Jittered(std::chrono::milliseconds pause);
+    Deadline NextWay(Deadline company) const;
+    void BeginWay();
+    Task<void> Travel(std::shared_ptr<WayBack> way);
+    void RequireSameService(const TlsPeer& peer) const;
+    Task<void> WaitToAsk(std::shared_ptr<WayBack> way);
+    Task<void> AskBack(WayBack& way);
+    Task<bool> TryResume(WayBack& way);
+    Task<bool> LoginAgain(WayBack& way);
+    Task<void> EnterAgain(WayBack& way);
+    bool Adopt(WayBack& way);
+    void TellBack(LinkState::Back how, const char* text);
     Cursor TakenCursor() const;
     void End(const QString& reason);
 
@@ -152,12 +170,15 @@ private:
     void ShowStanding();
     QString TakeUndelivered();
     void Say(const QString& text);
+    void Tell(const QString& full);
+    void SayRefused();
 
     boost::asio::io_context& mIo;
     const std::shared_ptr<const TlsContext> mContext;
     EventQueue& mQueue;
     const SessionNeeds mNeeds;
 
+    Resolver mResolver;
     Target mTarget;
     std::string mDoor;                        // of the personal service; goes into Hello
     std::string mExpectedKey;                 // personal: the key in the door file
@@ -165,9 +186,20 @@ private:
     std::shared_ptr<Connection> mConnection;  // null: none stands
     ItemReader mReader;
     std::uint32_t mLastCall = 0;
-    std::map<std::uint32_t, std::shared_ptr<PendingCall>> mPending;
+    Calls mCalls;
     boost::asio::steady_timer mChanged, mTick, mPause;
-    bool mMayHurry = false;  // the pause between two tries may be cut short
+
+    // the way back
+    bool mReturning = false;
+    bool mHurried = false;                                 // since something was carried
+    Deadline mNextTry{}, mNoEarlier{};                     // the latter: the service asked for it
+    std::chrono::milliseconds mAskedWait{0};               // it did so while the connection stood
+    std::chrono::milliseconds mPauseLength = kFirstPause;  // goes on where a return came to nothing
+    std::deque<std::shared_ptr<WayBack>> mWays;            // by number
+    std::uint64_t mLastWay = 0, mAdopted = 0;
+    Deadline mBackAt{};
+    bool mProgress = false;  // something was carried since then
+    int mVainReturns = 0;    // in a row, without that
 
     LoginWords mWords;
     const DeviceWords mDeviceWords;
@@ -175,20 +207,22 @@ private:
     std::uint64_t mStream = 0;
     Phase mPhase = Phase::Idle;
     bool mLeaving = false;  // Leave or Logout is under way
-    bool mReturning = false;
-    bool mReady = false;  // the connection stands, logged in, and seated if there is a seat
-    std::chrono::milliseconds mAskedWait{0};  // the service asked for this pause
+    bool mReady = false;    // the connection stands, logged in, and seated if there is a seat
     std::optional<Seat> mSeat;
 
     Outbox mOutbox;
     Lanes mLanes{mOutbox};
     Incoming mIncoming;
+    bool mReadDue = false;  // however often it is asked for, one report waits
     ReadMarks mReported;
     std::uint64_t mReportedLive = 0;
     std::uint64_t mReconnects = 0;
     std::uint64_t mBoardToCome = 0;  // bytes of the board that were there before we entered
     QString mSaid;                   // the last remark, and when
     Deadline mSaidAt{}, mRefusedAt{};
+    bool mRefusedUnsaid = false;
+    std::string mRefusedWhy;
+    Remarks mRemarks;
     std::vector<OutboxEntryPtr> mRefused;  // not long ago
     Traffic mEarlier;                      // of the connections before
     std::mt19937_64 mRandom{std::random_device{}()};

@@ -31,35 +31,36 @@ std::string RefusalText(Result result)
 void Session::OnFrame(const FrameView& frame)
 {
     const Header& header = frame.header;
-    switch (header.message_case()) {
-        case Header::kWelcome:
-            return mLanes.SetLiveLimits(header.welcome().limits().live_frames_each_second(),
-                                        header.welcome().limits().live_bytes_each_second());
-        case Header::kLoggedIn: return OnAnswer(header.logged_in().call(), header);
-        case Header::kEntered: return OnAnswer(header.entered().call(), header);
-        case Header::kResumed: return OnAnswer(header.resumed().call(), header);
-        case Header::kLeft: return OnAnswer(header.left().call(), header);
-        case Header::kLoggedOut: return OnAnswer(header.logged_out().call(), header);
-        case Header::kPermission: return OnAnswer(header.permission().call(), header);
-        case Header::kPasswordSent: return OnAnswer(header.password_sent().call(), header);
-        case Header::kAccepted: return OnAccepted(header.accepted());
-        case Header::kRefused: return OnRefused(header.refused());
-        case Header::kSkipped:
-            if (!mIncoming.OnSkipped(header.skipped())) return;
-            return Say(
-                QStringLiteral("Something is missing: it was too long ago for the service to keep it."));
-        case Header::kBye: return OnBye(header.bye());
-        case Header::kItem:
-        case Header::kLive:
-        case Header::kMore: return OnItem(frame);
-        default: return;  // newer peers may say more
-    }
+    if (header.has_welcome()) return TakeLimits(header.welcome());
+    if (header.has_bye()) return OnBye(header.bye());
+    if (const std::uint32_t call = AnsweredCall(header)) return mCalls.Answer(call, header);
+    // What belongs to a meeting is nothing before the login.
+    if (mPhase != Phase::Idle) OnMeetingFrame(frame);
+}
+
+void Session::TakeLimits(const Welcome& welcome)
+{
+    mLanes.SetLiveLimits(welcome.limits().live_frames_each_second(),
+                         welcome.limits().live_bytes_each_second());
+}
+
+void Session::OnMeetingFrame(const FrameView& frame)
+{
+    const Header& header = frame.header;
+    if (header.has_item() || header.has_live() || header.has_more()) return OnItem(frame);
+    if (mPhase != Phase::Seated) return;
+    if (header.has_accepted()) return OnAccepted(header.accepted());
+    if (header.has_refused()) return OnRefused(header.refused());
+    if (header.has_skipped() && mIncoming.OnSkipped(header.skipped()))
+        Say(QStringLiteral("Something is missing: it was too long ago for the service to keep it."));
+    // Newer peers may say more.
 }
 
 void Session::OnItem(const FrameView& frame)
 {
     const auto item = mReader.Take(frame);
-    if (!item) return;
+    if (!item || mPhase != Phase::Seated) return;
+    mProgress = true;
     if (item->header.has_live()) {
         mIncoming.OnLive(*item);
         return ReportRead();
@@ -71,7 +72,9 @@ void Session::OnItem(const FrameView& frame)
 
 void Session::OnAccepted(const zephyl::Accepted& accepted)
 {
+    const std::size_t before = mOutbox.Count();
     const std::uint64_t lines = mOutbox.Accepted(accepted.talk(), accepted.board());
+    if (mOutbox.Count() < before) mProgress = true;
     if (lines > 0) mQueue.LinesAccepted(lines);
     NotifyChanged();
 }
@@ -88,24 +91,25 @@ void Session::OnRefused(const Refused& refused)
         named->what.room.reset();
         if (entry->what.line > 0) mQueue.LineLost(entry->what.line);
         mRefused.push_back(std::move(named));
-        Say(UndeliveredText(mRefused) +
-            QStringLiteral(" (%1)").arg(QString::fromStdString(refused.reason())));
+        mRefusedWhy = refused.reason();
+        SayRefused();
     }
     NotifyChanged();
 }
 
+/// Now, or a moment later with what else is refused until then.
+void Session::SayRefused()
+{
+    mRefusedUnsaid = !mRemarks.May(std::chrono::steady_clock::now());
+    if (!mRefusedUnsaid)
+        Tell(UndeliveredText(mRefused) + QStringLiteral(" (%1)").arg(QString::fromStdString(mRefusedWhy)));
+}
+
 void Session::OnBye(const Bye& bye)
 {
-    const QString text = QString::fromStdString(bye.text());
-    switch (bye.reason()) {
-        case BYE_VERSION: return End(QStringLiteral("The service speaks another version."));
-        case BYE_TAKEN_OVER: return End(QStringLiteral("This handle has logged in from another place."));
-        case BYE_KICKED:
-            return End(text.isEmpty() ? QStringLiteral("You were removed from the meeting.") : text);
-        case BYE_ENDED: return End(text.isEmpty() ? QStringLiteral("The service ended the session.") : text);
-        default: break;
-    }
-    mAskedWait = std::chrono::milliseconds(bye.wait_ms());
+    const std::string end = EndText(bye);
+    if (!end.empty()) return End(QString::fromStdString(end));
+    mAskedWait = AskedWait(bye.wait_ms());
     const std::string reason = bye.text().empty() ? "the service closed the connection" : bye.text();
     CloseConnection(reason);
     OnLost(reason);
@@ -146,8 +150,16 @@ QString Session::EndReason() const
 
 // --- telling people ------------------------------------------------------------------------------------
 
+/// What the service can make us say, so not without a pause.
 void Session::Say(const QString& text)
 {
+    if (const auto left = mRemarks.Next(std::chrono::steady_clock::now()))
+        Tell(*left == 0 ? text : text + QStringLiteral(" (and %1 more remarks)").arg(*left));
+}
+
+void Session::Tell(const QString& full)
+{
+    const QString text = full.left(kRemarkLength);
     mNeeds.log(text);
     LinkState state;
     state.phase = mReady ? LinkState::Phase::Connected : LinkState::Phase::Cut;
@@ -228,6 +240,7 @@ asio::awaitable<void> Session::Tick()
         co_await mTick.async_wait(asio::as_tuple(asio::use_awaitable));
         if (mPhase == Phase::Idle) co_return;
         ReportRead();
+        if (mRefusedUnsaid) SayRefused();
         if (!mReady) continue;
         if (mBoardToCome > 0 || seconds % kDetailsEverySeconds == 0) ShowStanding();
     }

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "service/link/opening.h"
 #include "service/link/session.h"
 
 namespace zephyl::link {
@@ -15,20 +16,9 @@ inline constexpr std::chrono::milliseconds kLastWord{500};
 /// How often the figures of the connection are told anew.
 inline constexpr int kDetailsEverySeconds = 5;
 inline constexpr std::chrono::seconds kRemarkStays{8};
+inline constexpr qsizetype kRemarkLength = 1000;
 /// Bytes of a newcomer's board that are not worth a word.
 inline constexpr std::uint64_t kNearlyAll = 64 * 1024;
-
-struct ConnectionLost : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-struct Session::PendingCall {
-    PendingCall(boost::asio::io_context& io, Deadline deadline) : timer(io, deadline) {}
-    boost::asio::steady_timer timer;  // cancelled when one of the two below is there
-    std::optional<Header> answer;
-    std::function<void(const Header&)> atOnce;
-    std::string lost;
-};
 
 /// One sentence for people; "" for "ok".
 std::string RefusalText(Result result);

@@ -1,5 +1,6 @@
 // The way back after a cut: resume, else log in again and enter the same meeting, until it works or the
-// service says that there is nothing to come back to.
+// service says that there is nothing to come back to. A try that is silent is not waited for: the next one
+// goes beside it, and whoever is answered last has the seat, as the service sees it, too.
 
 #include <algorithm>
 #include <boost/asio/as_tuple.hpp>
@@ -13,20 +14,21 @@ namespace zephyl::link {
 
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
+using SteadyClock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr std::chrono::milliseconds kFirstPause = 250ms;
-constexpr std::chrono::milliseconds kLongestPause = 15s;
-
-/// There is nothing to come back to.
-struct EndedForGood : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+constexpr std::chrono::milliseconds kLongestPause = 15s;       // between tries that end
+constexpr std::chrono::milliseconds kLongestSilence = 2500ms;  // before a silent one gets company
+constexpr std::size_t kWaysAtOnce = 4;
+constexpr auto kAskAlone = 1s;  // two that ask at once would take the seat from each other
+constexpr std::chrono::milliseconds kProof = 3s;
+constexpr int kProofsAtOnce = 4;  // then a service may just be slow
+constexpr auto kStood = 10s;      // a connection that stood so long was a good one
 
 Deadline CallTime()
 {
-    return std::chrono::steady_clock::now() + kCallTime;
+    return SteadyClock::now() + kCallTime;
 }
 
 }  // namespace
@@ -35,6 +37,11 @@ void Session::OnLost(const std::string& reason)
 {
     CloseConnection(reason);
     if (mPhase == Phase::Idle || mReturning) return;
+    if (mProgress || SteadyClock::now() - mBackAt >= kStood) {
+        mPauseLength = kFirstPause;
+        mVainReturns = 0;
+        mHurried = false;
+    }
     const QString why = QString::fromStdString(reason);
     mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
     State(LinkState::Phase::Cut, QStringLiteral("Cut off, trying again: %1").arg(why));
@@ -45,66 +52,162 @@ void Session::OnLost(const std::string& reason)
         mIo, [self] { return self->Return(); }, asio::detached);
 }
 
+std::chrono::milliseconds Session::Jittered(std::chrono::milliseconds pause)
+{
+    std::uniform_real_distribution<double> jitter(0.75, 1.25);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(pause * jitter(mRandom));
+}
+
+/// `company`: when one that is silent gets it.
+Deadline Session::NextWay(Deadline company) const
+{
+    if (mWays.empty()) return mNextTry;
+    // What is behind a door of this computer is not far away: it starts, or it stands still.
+    return mTarget.personal ? Deadline::max() : std::min(mNextTry, std::max(company, mNoEarlier));
+}
+
 asio::awaitable<void> Session::Return()
 {
     const auto self = shared_from_this();
-    std::chrono::milliseconds pause = kFirstPause;
-    while (mPhase != Phase::Idle) {
-        std::uniform_real_distribution<double> jitter(0.75, 1.25);
-        const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(pause * jitter(mRandom));
-        const std::chrono::milliseconds asked = std::exchange(mAskedWait, 0ms);
-        mMayHurry = asked == 0ms;
-        mPause.expires_after(std::max(wait, asked));
-        const auto [hurried] = co_await mPause.async_wait(asio::as_tuple(asio::use_awaitable));
-        mMayHurry = false;
-        if (mPhase == Phase::Idle) break;
-        pause = hurried ? kFirstPause : std::min(pause * 2, kLongestPause);
-        try {
-            if (co_await ReturnOnce()) break;
-        } catch (const EndedForGood& e) {
-            End(QString::fromUtf8(e.what()));
-        } catch (const std::exception& e) {
-            CloseConnection(ProblemText(e));
+    mNoEarlier = SteadyClock::now() + std::exchange(mAskedWait, 0ms);
+    mNextTry = std::max(SteadyClock::now() + Jittered(mPauseLength), mNoEarlier);
+    Deadline company = Deadline::max();
+    while (mPhase != Phase::Idle && !mReady) {
+        const Deadline due = NextWay(company);
+        if (SteadyClock::now() >= due) {
+            mPauseLength = std::min(mPauseLength * 2, kLongestPause);
+            mNextTry = SteadyClock::now() + Jittered(mPauseLength);
+            company = SteadyClock::now() + Jittered(kLongestSilence);
+            BeginWay();
+            continue;
         }
+        mPause.expires_at(due);
+        co_await mPause.async_wait(asio::as_tuple(asio::use_awaitable));
     }
     mReturning = false;
     NotifyChanged();
 }
 
-/// Somebody waits for an answer: the next try is now, unless the service asked for the pause.
+/// Somebody waits for an answer: the next try is now, unless the service asked for the pause. Once until
+/// something is carried again, or a service that closes at each question would set the pace.
 void Session::HurryBack()
 {
-    if (mMayHurry) mPause.cancel();
+    if (!mReturning || std::exchange(mHurried, true) || SteadyClock::now() < mNoEarlier) return;
+    mNextTry = SteadyClock::now();
+    mPause.cancel();
 }
 
-/// False: not yet. Throws EndedForGood, or whatever the connection throws.
-asio::awaitable<bool> Session::ReturnOnce()
+void Session::BeginWay()
 {
-    std::shared_ptr<Connection> connection = co_await OpenTarget();
-    if (mPhase == Phase::Idle) co_return true;
-    const TlsPeer& peer = connection->Peer();
+    while (mWays.size() >= kWaysAtOnce) {
+        mWays.front()->Close();
+        mWays.pop_front();
+    }
+    const auto way = std::make_shared<WayBack>(mIo, ++mLastWay);
+    mWays.push_back(way);
+    asio::co_spawn(
+        mIo, [self = shared_from_this(), way] { return self->Travel(way); }, asio::detached);
+}
+
+asio::awaitable<void> Session::Travel(std::shared_ptr<WayBack> way)
+{
+    const auto self = shared_from_this();
+    try {
+        auto connection = co_await OpenTarget();
+        if (way->stage == WayBack::Stage::Over || mPhase == Phase::Idle || mReady) {
+            connection->Close();
+        } else {
+            RequireSameService(connection->Peer());
+            way->connection = std::move(connection);
+            co_await WaitToAsk(way);
+            if (way->stage == WayBack::Stage::Asking) co_await AskBack(*way);
+        }
+    } catch (const EndedForGood& e) {
+        if (!mReady) End(QString::fromUtf8(e.what()));
+    } catch (const std::exception&) {
+        // the next one may fare better
+    }
+    if (way->askedWait > 0ms) {
+        mNoEarlier = SteadyClock::now() + way->askedWait;
+        mNextTry = std::max(mNextTry, mNoEarlier);
+    }
+    way->Close();
+    std::erase(mWays, way);
+    for (const auto& other : mWays) other->pause.cancel();
+    mPause.cancel();
+}
+
+/// Not the one who was trusted: nothing is said to it.
+void Session::RequireSameService(const TlsPeer& peer) const
+{
     const bool known = peer.fingerprint == (mTarget.personal ? mExpectedKey : mTrusted.fingerprint);
     const bool renewed = !mTarget.personal && mTrusted.vouched && peer.vouched;
     const bool same = mTarget.pin ? peer.fingerprint == *mTarget.pin : known || renewed;
     if (!same) throw EndedForGood("The key of the service has changed.");
-    mConnection = std::move(connection);
-    Greet();
-    const bool resumed = mSeat && co_await TryResume(CallTime());
-    bool back = resumed;
-    if (!back) back = co_await LoginAgain(CallTime()) && (!mSeat || co_await EnterAgain(CallTime()));
-    if (!back || !mConnection) {
-        CloseConnection("not yet");
-        co_return false;
+}
+
+/// Who asks while another is still without an answer would take the seat from it. So those who could ask wait
+/// a moment, and of them only the newest stays: its road is the freshest.
+asio::awaitable<void> Session::WaitToAsk(std::shared_ptr<WayBack> way)
+{
+    for (const auto& other : std::deque(mWays))
+        if (other->stage == WayBack::Stage::Waiting) other->Close();
+    way->stage = WayBack::Stage::Waiting;
+    while (way->stage == WayBack::Stage::Waiting) {
+        Deadline free{};
+        for (const auto& other : mWays)
+            if (other->stage == WayBack::Stage::Asking) free = std::max(free, other->askedAt + kAskAlone);
+        if (SteadyClock::now() >= free) {
+            way->stage = WayBack::Stage::Asking;
+            way->askedAt = SteadyClock::now();
+            co_return;
+        }
+        way->pause.expires_at(free);
+        co_await way->pause.async_wait(asio::as_tuple(asio::use_awaitable));
     }
+}
+
+asio::awaitable<void> Session::AskBack(WayBack& way)
+{
+    way.connection->Run(way);
+    if (!way.connection) co_return;
+    way.connection->Control(HelloHeader());
+    // Each wait is a statement of its own: GCC 12 makes nonsense of one behind && or ||.
+    if (mSeat) {
+        const bool resumed = co_await TryResume(way);
+        if (resumed) co_return;
+    }
+    if (mReady || !way.connection) co_return;  // who has the seat meanwhile has the session
+    const bool loggedIn = co_await LoginAgain(way);
+    if (loggedIn && mSeat && !mReady && way.connection) co_await EnterAgain(way);
+}
+
+/// The service has answered on this way, so it is the one from now on; whoever asked before has lost the seat
+/// to it, or never got it.
+bool Session::Adopt(WayBack& way)
+{
+    if (way.number < mAdopted || mPhase == Phase::Idle || !way.connection) return false;
+    mAdopted = way.number;
+    if (mConnection) CloseConnection("another way back was shorter");
+    mConnection = std::move(way.connection);
+    mConnection->HandTo(*this);
+    NewConnection();
+    if (way.welcome) TakeLimits(*way.welcome);
+    for (const auto& other : std::deque(mWays))
+        if (other.get() != &way && other->stage != WayBack::Stage::Asking) other->Close();
+    mProgress = false;
+    mBackAt = SteadyClock::now();
     ++mReconnects;
     mReady = true;
-    if (resumed)
-        State(LinkState::Phase::Connected, QStringLiteral("The connection is back."),
-              LinkState::Back::Resumed);
-    else
-        State(LinkState::Phase::Connected, QStringLiteral("Back in the meeting."), LinkState::Back::Returned);
+    return true;
+}
+
+void Session::TellBack(LinkState::Back how, const char* text)
+{
+    const int doublings = std::clamp(mVainReturns++ - kProofsAtOnce, 0, 2);
+    mConnection->Prove(kProof * (1 << doublings));
+    State(LinkState::Phase::Connected, QLatin1String(text), how);
     NotifyChanged();
-    co_return true;
 }
 
 /// The seat is taken again, or another one when it had gone; whoever left meanwhile gave it up.
@@ -126,7 +229,7 @@ Cursor Session::TakenCursor() const
     return cursor;
 }
 
-asio::awaitable<bool> Session::TryResume(Deadline deadline)
+asio::awaitable<bool> Session::TryResume(WayBack& way)
 {
     Header header;
     Resume& resume = *header.mutable_resume();
@@ -135,24 +238,34 @@ asio::awaitable<bool> Session::TryResume(Deadline deadline)
     resume.set_seat(mSeat->number);
     resume.set_token(mSeat->token);
     *resume.mutable_cursor() = TakenCursor();
-    const Header answer = co_await Call(header, mLastCall, deadline, [this](const Header& at) {
-        if (at.resumed().result() == RESULT_OK) BackAt(at.resumed().place());
-    });
+    const Header answer =
+        co_await way.calls.Ask(*way.connection, header, mLastCall, CallTime(), [&](const Header& at) {
+            if (at.resumed().result() != RESULT_OK || !Adopt(way)) return;
+            BackAt(at.resumed().place());
+            TellBack(LinkState::Back::Resumed, "The connection is back.");
+        });
     co_return answer.resumed().result() == RESULT_OK;
 }
 
-asio::awaitable<bool> Session::LoginAgain(Deadline deadline)
+asio::awaitable<bool> Session::LoginAgain(WayBack& way)
 {
-    const LoggedIn answer = co_await AskLogin(true, deadline);
-    switch (answer.result()) {
+    const Header question = LoginHeader(true);
+    const Header answer =
+        co_await way.calls.Ask(*way.connection, question, mLastCall, CallTime(), [&](const Header& at) {
+            if (at.logged_in().result() != RESULT_OK || mSeat || !Adopt(way)) return;
+            TellBack(LinkState::Back::Resumed, "The connection is back.");
+        });
+    const LoggedIn& login = answer.logged_in();
+    KeepWord(login);
+    switch (login.result()) {
         case RESULT_OK: co_return true;
         case RESULT_WRONG:
-        case RESULT_TAKEN_OVER: throw EndedForGood(RefusalText(answer.result()));
-        default: mAskedWait = std::chrono::milliseconds(answer.wait_ms()); co_return false;
+        case RESULT_TAKEN_OVER: throw EndedForGood(RefusalText(login.result()));
+        default: way.askedWait = AskedWait(login.wait_ms()); co_return false;
     }
 }
 
-asio::awaitable<bool> Session::EnterAgain(Deadline deadline)
+asio::awaitable<void> Session::EnterAgain(WayBack& way)
 {
     Header header;
     zephyl::Enter& enter = *header.mutable_enter();
@@ -160,16 +273,19 @@ asio::awaitable<bool> Session::EnterAgain(Deadline deadline)
     enter.set_code(mSeat->code);
     enter.set_rejoin(mSeat->meeting);
     *enter.mutable_cursor() = TakenCursor();
-    const Header answer = co_await Call(header, mLastCall, deadline, [this](const Header& at) {
-        if (at.entered().result() == RESULT_OK) BackAt(at.entered().place());
-    });
+    const Header answer =
+        co_await way.calls.Ask(*way.connection, header, mLastCall, CallTime(), [&](const Header& at) {
+            if (at.entered().result() != RESULT_OK || !Adopt(way)) return;
+            BackAt(at.entered().place());
+            TellBack(LinkState::Back::Returned, "Back in the meeting.");
+        });
     const Entered& entered = answer.entered();
     switch (entered.result()) {
-        case RESULT_OK: co_return true;
+        case RESULT_OK: co_return;
         case RESULT_ENDED:
         case RESULT_NOT_FOUND:
         case RESULT_NOT_PERMITTED: throw EndedForGood(RefusalText(entered.result()));
-        default: mAskedWait = std::chrono::milliseconds(entered.wait_ms()); co_return false;
+        default: way.askedWait = AskedWait(entered.wait_ms());
     }
 }
 

@@ -13,6 +13,7 @@
 #include "reliability/linked_attendee.h"
 #include "service/codec/jpeg_encoder.h"
 #include "service/link/link_messenger.h"
+#include "service/link/opening.h"
 #include "service/relay/admin_socket.h"
 #include "service/relay/door/identity.h"
 #include "service/relay/relay_fixture.h"
@@ -371,6 +372,48 @@ TEST_F(LinkTest, ServiceWithAnotherKeyHearsNothing)
     server.join();
 }
 
+/// Of several addresses the first that shakes hands is taken; one that only lets in holds nobody up.
+TEST_F(LinkTest, SeveralAddressesAreTriedBesideEachOther)
+{
+    namespace asio = boost::asio;
+    using asio::ip::tcp;
+    asio::io_context io;
+    const auto loopback = asio::ip::address_v4::loopback();
+    tcp::acceptor silent(io, {loopback, 0}), refusing(io, {loopback, 0});
+    const tcp::endpoint good(loopback, relay->Port()), mute = silent.local_endpoint(),
+                                                       closed = refusing.local_endpoint();
+    refusing.close();
+    const struct {
+        const char* what;
+        link::Endpoints addresses;
+        const char* problem;
+    } rows[] = {
+        {"one", {good}, ""},
+        {"the silent one first", {mute, mute, good}, ""},
+        {"the closed one first", {closed, good}, ""},
+        {"silent only", {mute}, "it does not answer the TLS handshake"},
+        {"none", {}, "it has no address"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        io.restart();
+        link::OpeningTimes times;
+        if (*row.problem) times.handshake = std::chrono::milliseconds(50);
+        times.nextAddress = std::chrono::milliseconds(20);
+        auto opened = asio::co_spawn(
+            io, link::OpenAny(TlsContext::Client(), "127.0.0.1", row.addresses, times), asio::use_future);
+        const auto begun = std::chrono::steady_clock::now();
+        while (opened.wait_for(std::chrono::seconds(0)) != std::future_status::ready) io.run_one();
+        try {
+            EXPECT_EQ(opened.get()->Peer().fingerprint, relay->Fingerprint());
+            EXPECT_STREQ(row.problem, "");
+        } catch (const std::exception& e) {
+            EXPECT_STREQ(e.what(), row.problem);
+        }
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5));  // the bound of one
+    }
+}
+
 TEST_F(LinkTest, AnotherMeetingHasItsOwnCollectionAndEvents)
 {
     auto alice = Joined("Alice"), bob = Joined("bob");
@@ -418,6 +461,28 @@ TEST_F(LinkTest, AServiceThatStopsFreezesNobody)
     EXPECT_TRUE(alice->Handles().isEmpty());
     EXPECT_TRUE(alice->Login(u"Alice"_s));
     EXPECT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
+}
+
+/// A road that lets in and answers nothing any more, at each step of the way back, is left for another.
+TEST_F(LinkTest, ARoadThatFallsSilentIsGivenUp)
+{
+    StartPatientRelay();
+    FaultProxy proxy(relay->Port());
+    auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
+    alice->Next();
+    for (const std::size_t behind : {0, 1, 300, 760, 800, 900, 1000, 1100}) {
+        SCOPED_TRACE(behind);
+        alice->states.clear();
+        const std::uint64_t before = proxy.Connections();
+        proxy.Silence(behind);
+        proxy.Cut();
+        EXPECT_TRUE(alice->Until([&] { return proxy.Connections() > before; }));
+        proxy.Silence({});
+        alice->link->Send(u"bob"_s, QString::number(behind));
+        alice->Turn();
+        EXPECT_EQ(bob->Next(), u"Alice:"_s + QString::number(behind));
+    }
+    EXPECT_TRUE(alice->heard.empty() && bob->heard.empty());
 }
 
 /// Beyond grace the others see a leave and a join, the board is whole again, and nothing is sent twice.

@@ -7,6 +7,8 @@
 #include "service/link/jpeg_frame_encoder.h"
 #include "service/link/lanes.h"
 #include "service/link/post_folder.h"
+#include "service/link/remarks.h"
+#include "service/link/resolver.h"
 #include "service/link/trust.h"
 #include "service/wire/limits.h"
 
@@ -290,6 +292,32 @@ TEST(Trust, AddressesAreReadAsPeopleTypeThem)
         EXPECT_EQ(address ? address->port : 0, row.port);
         EXPECT_EQ(address ? ServiceName(*address) : "", row.name);
     }
+}
+
+/// What one family leads to is not tried before the other had a chance.
+TEST(Opening, TakesTheFamiliesInTurn)
+{
+    const auto list = [](std::initializer_list<const char*> words) {
+        Endpoints all;
+        for (const char* word : words) all.emplace_back(boost::asio::ip::make_address(word), 1);
+        return all;
+    };
+    EXPECT_EQ(Interleaved(list({"::1", "::2", "::3", "1.1.1.1"})), list({"::1", "1.1.1.1", "::2", "::3"}));
+    EXPECT_EQ(Interleaved(list({"1.1.1.1", "::1"})), list({"1.1.1.1", "::1"}));
+    EXPECT_EQ(Interleaved({}), Endpoints());
+}
+
+TEST(Remarks, ComeAFewAtOnceAndThenOneASecond)
+{
+    Remarks remarks;
+    Remarks::Time now{std::chrono::hours(1)};
+    unsigned said = 0, kept = 0;
+    for (int i = 0; i < 1000; ++i, now += std::chrono::milliseconds(10))
+        if (const auto before = remarks.Next(now)) ++said, kept += *before;
+    EXPECT_GE(said, 18u);
+    EXPECT_LE(said, 20u);
+    EXPECT_GE(kept + said, 900u);  // none is kept back without being counted
+    EXPECT_EQ(*remarks.Next(now + std::chrono::hours(1)) + kept + said, 1000u);
 }
 
 }  // namespace
