@@ -6,14 +6,17 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <memory>
 #include <system_error>
 
 namespace {
 
 constexpr qsizetype kReadBytes = 64 * 1024;
+constexpr int kLastOutput = 200;  // milliseconds that the end waits for whoever reads
 
 int Checked(int descriptor, const char* what)
 {
@@ -63,8 +66,9 @@ bool Loop::Wait(PendingAnswer& answer, std::chrono::milliseconds limit)
     while (!answer.Done()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now());
         if (left.count() <= 0) return false;
-        pollfd one{*woken, POLLIN, 0};
-        ::poll(&one, 1, int(left.count()));
+        std::array<pollfd, 2> watched{{{*woken, POLLIN, 0}, {mSignals, POLLIN, 0}}};
+        ::poll(watched.data(), watched.size(), int(left.count()));
+        if (watched[1].revents && TakeSignal()) return false;
     }
     return true;
 }
@@ -78,8 +82,11 @@ void Loop::ReadLines(std::function<void(const QByteArray&)> line, std::function<
 void Loop::Run(std::function<void()> stop)
 {
     mStop = std::move(stop);
-    while (!mQuit)
-        if (!RunPosted() && !RunLine()) Poll(-1, true);
+    while (!mQuit) {
+        const bool posted = RunPosted();  // each has its turn, however much there is of the other
+        const bool line = !mQuit && RunLine();
+        if (!mQuit) Poll(posted || line ? 0 : -1);
+    }
 }
 
 bool Loop::RunPosted()
@@ -110,9 +117,10 @@ bool Loop::RunLine()
     return true;
 }
 
-void Loop::Poll(int milliseconds, bool everything)
+void Loop::Poll(int milliseconds)
 {
-    const bool input = everything && mLine && !mInputEnded;
+    const bool input =
+        mLine && !mInputEnded && mScanned == mInput.size();  // the lines that are there come first
     std::array<pollfd, 3> watched{
         {{mWoken, POLLIN, 0}, {mSignals, POLLIN, 0}, {input ? STDIN_FILENO : -1, POLLIN, 0}}};
     if (::poll(watched.data(), watched.size(), milliseconds) <= 0) return;
@@ -120,11 +128,33 @@ void Loop::Poll(int milliseconds, bool everything)
         eventfd_t count;
         ::eventfd_read(mWoken, &count);
     }
-    if (watched[1].revents) {
-        signalfd_siginfo info;
-        if (::read(mSignals, &info, sizeof info) > 0 && mStop) mStop();
-    }
+    if (watched[1].revents) TakeSignal();
     if (watched[2].revents) ReadInput();
+}
+
+bool Loop::TakeSignal()
+{
+    signalfd_siginfo info;
+    if (::read(mSignals, &info, sizeof info) <= 0) return false;
+    if (mStop) mStop();
+    return true;
+}
+
+void Loop::Write(std::string_view text)
+{
+    while (!text.empty() && !mOutputStuck) {
+        std::array<pollfd, 2> watched{{{STDOUT_FILENO, POLLOUT, 0}, {mSignals, POLLIN, 0}}};
+        const int ready = ::poll(watched.data(), watched.size(), mQuit ? kLastOutput : -1);
+        if (watched[0].revents) {
+            // What a pipe takes whole when it takes something.
+            const ssize_t put =
+                ::write(STDOUT_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+            if (put < 0 && errno != EINTR && errno != EAGAIN) return;  // nobody reads it any more
+            text.remove_prefix(std::size_t(std::max<ssize_t>(put, 0)));
+        } else if (ready == 0 || (watched[1].revents && TakeSignal())) {
+            mOutputStuck = true;
+        }
+    }
 }
 
 void Loop::ReadInput()

@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <string_view>
 
 #include "contract/link_needs.h"
 
@@ -17,7 +18,7 @@ public:
     Loop& operator=(const Loop&) = delete;
 
     void Post(std::function<void()> work) override;
-    /// Just blocks: posted work and lines wait until it returns.
+    /// Just blocks: posted work and lines wait until it returns. A signal ends it like the limit.
     bool Wait(PendingAnswer& answer, std::chrono::milliseconds limit) override;
 
     /// Reads standard input from now on, one line after the other. `end`: nothing more comes.
@@ -25,11 +26,15 @@ public:
     /// Runs until Quit. A signal calls `stop`.
     void Run(std::function<void()> stop);
     void Quit() { mQuit = true; }
+    /// To standard output. Waits for whoever reads it, but a signal ends that wait, and then the rest is
+    /// lost.
+    void Write(std::string_view text);
 
 private:
     bool RunPosted();
     bool RunLine();
-    void Poll(int milliseconds, bool everything);
+    void Poll(int milliseconds);
+    bool TakeSignal();
     void ReadInput();
 
     int mWoken = -1;  // an eventfd: somebody posted, or an answer is there
@@ -41,5 +46,6 @@ private:
     QByteArray mInput;
     qsizetype mScanned = 0;  // no line break in front of it
     bool mInputEnded = false;
+    bool mOutputStuck = false;
     bool mQuit = false;
 };

@@ -1,8 +1,10 @@
 #include "cli/needs.h"
 
+#include <poll.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -27,7 +29,11 @@ bool TerminalTrust::Ask(const QString& service, const QString& fingerprint)
 void LogToStandardError(const QString& line)
 {
     const QByteArray text = "zephyl: " + OneLine(line).toUtf8() + '\n';
-    std::fwrite(text.constData(), 1, std::size_t(text.size()), stderr);
+    // Whoever does not read it is not waited for: the line is left out.
+    pollfd room{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&room, 1, 0) <= 0) return;
+    [[maybe_unused]] const ssize_t put =
+        ::write(STDERR_FILENO, text.constData(), std::min<std::size_t>(std::size_t(text.size()), PIPE_BUF));
 }
 
 QString ProgramName()

@@ -1,6 +1,5 @@
 #include <QDir>
 #include <QJsonDocument>
-#include <cstdio>
 #include <stdexcept>
 
 #include "cli/commands.h"
@@ -12,12 +11,9 @@
 
 namespace {
 
-void WriteLine(const QJsonObject& object)
+std::string LineOf(const QJsonObject& object)
 {
-    const std::string line =
-        JsonWithEscapes(QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString()) + '\n';
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
+    return JsonWithEscapes(QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString()) + '\n';
 }
 
 }  // namespace
@@ -34,7 +30,7 @@ int Run(const RunOptions& options)
     TerminalTrust trust;
     const auto service = MakeLinkMessenger(
         LinkNeeds{settings, gate, loop, trust, loop, LogToStandardError, ProgramName(), ZephyldPath()});
-    Script script(*service, folder, WriteLine);
+    Script script(*service, folder, [&](const QJsonObject& object) { loop.Write(LineOf(object)); });
     service->SetEvents(&script);
     loop.ReadLines(
         [&](const QByteArray& line) {
