@@ -67,17 +67,6 @@ int Near(int value)
     return std::clamp(value, int(-4 * kFar), int(4 * kFar));
 }
 
-/// The tiles that `area`, within the board, touches.
-TileSet TilesOf(const QRect& area)
-{
-    TileSet tiles;
-    if (area.isEmpty()) return tiles;
-    for (int row = area.top() / kTileSide; row <= area.bottom() / kTileSide; ++row)
-        for (int column = area.left() / kTileSide; column <= area.right() / kTileSide; ++column)
-            tiles.set(std::size_t(row * kTilesAcross + column));
-    return tiles;
-}
-
 QString OneLine(const QString& text, float points)
 {
     QString line = text.left(points < kTinyPoints ? kLongestTinyLine : kLongestLine);
@@ -113,6 +102,19 @@ int DrawnWidth(int width)
 QRect TileRect(int tile)
 {
     return QRect(tile % kTilesAcross * kTileSide, tile / kTilesAcross * kTileSide, kTileSide, kTileSide);
+}
+
+TileSet TilesOf(const QRegion& area)
+{
+    TileSet tiles;
+    for (const QRect& part : area) {
+        const QRect inside = part & QRect(0, 0, kBoardWidth, kBoardHeight);
+        if (inside.isEmpty()) continue;
+        for (int row = inside.top() / kTileSide; row <= inside.bottom() / kTileSide; ++row)
+            for (int column = inside.left() / kTileSide; column <= inside.right() / kTileSide; ++column)
+                tiles.set(std::size_t(row * kTilesAcross + column));
+    }
+    return tiles;
 }
 
 Board::Board() : mImage(kBoardWidth, kBoardHeight, QImage::Format_RGB32), mFontName(TextLook().fontName)
@@ -304,7 +306,7 @@ QRegion Board::TakeUnshown()
 
 void Board::Mark(const QRect& rect)
 {
-    const TileSet touched = TilesOf(rect & mImage.rect());
+    const TileSet touched = TilesOf(rect);
     mUnsaved |= touched;
     mUnshown |= touched;
 }

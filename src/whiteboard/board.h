@@ -83,6 +83,8 @@ private:
 };
 
 QRect TileRect(int tile);
+/// The tiles that `area` touches; what of it lies outside the board counts nothing.
+TileSet TilesOf(const QRegion& area);
 /// The toolkit's colour of 0x00BBGGRR.
 QRgb ToRgb(quint32 colour);
 /// A drawing width as the board takes it: 1 to its diagonal.

@@ -117,9 +117,7 @@ void BoardView::RefreshPicture(const Pixels& picture, QPoint at)
 /// What of the board's changes can be seen.
 QRegion BoardView::TakeChanged()
 {
-    const QRegion changed = mBoard.TakeUnshown();
-    mScaled.Outdate(changed);
-    return changed & Uncovered();
+    return mScaled.Outdate(mBoard.TakeUnshown()) & Uncovered();
 }
 
 /// What no control around the board lies on. Without it each picture beneath a scroll bar would repaint the

@@ -2,6 +2,7 @@
 
 #include <QMenu>
 #include <QPaintEvent>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QTest>
 #include <QToolButton>
@@ -322,4 +323,38 @@ TEST(Toolbar, WorksFromTheKeyboardWithNames)
         EXPECT_FALSE(item->accessibleName().isEmpty() && item->text().isEmpty());
     }
     EXPECT_EQ(tabStops, 1);
+}
+
+/// Who painted, who saw it painted and who came later look at the same picture, at every scale.
+TEST(ScaledBoardPicture, IsTheSameHoweverItCame)
+{
+    for (const double scale : {1.0, 1.1, 1.25, 1.5, 1.75, 2.0, 2.5}) {
+        SCOPED_TRACE(scale);
+        Board board;
+        board.TakeUnshown();
+        const auto shown = [&](ScaledBoard& view, const QRegion& region, QImage& screen) {
+            screen.setDevicePixelRatio(scale);
+            QPainter painter(&screen);
+            view.Paint(painter, board, region, scale);
+        };
+        const QSize size = (QSizeF(400, 300) * scale).toSize();
+        QImage along(size, QImage::Format_RGB32), late(size, QImage::Format_RGB32);
+        ScaledBoard painters, newcomers;
+        const QRect seen(0, 0, 400, 300);
+        shown(painters, seen, along);
+        const auto after = [&](auto&& draw) {
+            draw();
+            const QRegion changed = painters.Outdate(board.TakeUnshown());
+            for (const QRect& part : changed& seen) shown(painters, part, along);
+        };
+        const Segment strokes[] = {{10, 12, 90, 64, 0}, {90, 64, 151, 40, 255}, {30.5, 127, 300, 129, 0}};
+        for (const Segment& stroke : strokes) after([&] { board.Draw({&stroke, 1}, 1); });
+        after([&] { board.Draw(BoxRecord{1, 63, 63, 191, 128, 0xff0000}); });
+        after([&] { board.Draw(TextRecord{100, 120, TextLook(), 0, u"the same for all"_s}); });
+        QImage picture(33, 47, QImage::Format_RGB32);
+        picture.fill(Qt::red);
+        after([&] { board.Paint(picture, {61, 17}); });
+        shown(newcomers, seen, late);
+        EXPECT_EQ(along, late);
+    }
 }
