@@ -1,7 +1,7 @@
 #include "reliability/crowd.h"
 
 #include "contract/messenger_service.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 #include "service/link/link_messenger.h"
 
 using namespace Qt::StringLiterals;

@@ -43,4 +43,14 @@ deny 'ui' 'app/|service/' 'the windows know the service by its contract'
 deny 'base contract cipher settings' "$gui|$widgets|widgets/" 'core knows values only'
 [ "$(grep -cE '^inline constexpr (SettingKey|FlagKey) k' settings/keys.h)" = "$(grep -oE '&k[A-Z]\w+' settings/keys.h | wc -l)" ] ||
     { echo 'settings/keys.h: a key is missing in the list of all keys'; failed=1; }
+
+# A header and its .cpp are one file here, and so is what several .cpp files of one class share ("_parts").
+# What includes each other around cannot be read, tested or moved alone.
+circles=$(grep -rnoE '^#include "[a-z_/0-9]+\.h"' --include=*.h --include=*.cpp . |
+    sed -E 's#^\./([^:]*)\.(h|cpp):[0-9]+:\#include "(.*)\.h"#\1 \3#; s#_parts( |$)#\1#g' |
+    awk '$1 != $2 && $1 !~ /^(platform\/linux|service\/net)\//' | sort -u | tsort 2>&1 >/dev/null)
+if [ -n "$circles" ]; then
+    printf 'files that include each other around:\n%s\n' "$circles"
+    failed=1
+fi
 exit $failed

@@ -11,11 +11,9 @@ public:
     Application(ProcessState& state, int& argc, char** argv) : QApplication(argc, argv), mState(state) {}
 
     bool notify(QObject* receiver, QEvent* event) override
-    try {
-        return QApplication::notify(receiver, event);
-    } catch (const std::exception& error) {
-        LogSwallowed(mState, "event", error.what());
-        return false;
+    {
+        return TrapWith([&] { return QApplication::notify(receiver, event); },
+                        [&](const QString& what) { LogSwallowed(mState, "event", what); });
     }
 
 private:

@@ -25,7 +25,6 @@ public:
 
     LinkNeeds NeedsOfLink();
     QtEndProcess& Ending() { return mEndProcess; }
-    HoldableGate& TheGate() { return mGate; }
 
 private:
     ProcessState& mState;

@@ -40,13 +40,13 @@ void OpenMeeting(ProcessState& state, const MainParts& parts)
     parts.unloadSplash();
 }
 
-[[noreturn]] void FailedToLoad(ProcessState& state, const MainParts& parts, const char* what)
+[[noreturn]] void FailedToLoad(ProcessState& state, const MainParts& parts, const QString& what)
 {
     LogSwallowed(state, "Main", what);
     if (state.ports.pointer) state.ports.pointer->Set(PointerShape::Default);
     const QString title = QLatin1String(kAppTitle);
     ReportCriticalError(state, title + u" failed to load. You may need to re-install "_s + title + u'.');
-    std::fprintf(stderr, "quorvia: %s\n", OneLine(what).c_str());
+    std::fprintf(stderr, "quorvia: %s\n", OneLine(what.toStdString()).c_str());
     parts.startFailed();
     state.ports.endProcess->Now();
     std::abort();  // not reached
@@ -55,15 +55,16 @@ void OpenMeeting(ProcessState& state, const MainParts& parts)
 }  // namespace
 
 void Main(ProcessState& state, const MainParts& parts)
-try {
-    state.gMessenger = parts.makeMessenger();
-    parts.showSplash();
-    if (parts.loginUser()) {
-        OpenMeeting(state, parts);
-    } else {
-        parts.unloadSplash();
-        parts.endProgram();
-    }
-} catch (const std::exception& error) {
-    FailedToLoad(state, parts, error.what());
+{
+    const auto run = [&] {
+        state.gMessenger = parts.makeMessenger();
+        parts.showSplash();
+        if (parts.loginUser()) {
+            OpenMeeting(state, parts);
+        } else {
+            parts.unloadSplash();
+            parts.endProgram();
+        }
+    };
+    TrapWith(run, [&](const QString& what) { FailedToLoad(state, parts, what); });
 }

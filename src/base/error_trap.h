@@ -1,5 +1,5 @@
 #pragma once
-// The error traps: one helper for each behaviour the program has. ProcessEnded passes all of them.
+// The error traps: one for each behaviour the program has.
 
 #include <QString>
 #include <exception>
@@ -9,53 +9,52 @@
 #include "base/process_state.h"
 #include "base/report.h"
 
-/// Sets the pointer back to the default and reports "prefix" + description. Never throws.
-void RestoreAndReport(ProcessState& state, const QString& prefix, const char* what);
+/// Says what was thrown, inside a handler: its description, or "unknown error".
+QString WhatWasThrown();
+/// Sets the pointer back to the default and reports "prefix" + description. Never throws but ProcessEnded.
+void RestoreAndReport(ProcessState& state, const QString& prefix, const QString& what);
+/// The same where somebody else is the cause: the box does not hold the window.
+void ReportFromAfar(ProcessState& state, const char* name, const QString& what);
 /// For the silent traps: one line in the event log. Never throws.
-void LogSwallowed(ProcessState& state, const char* name, const char* what);
+void LogSwallowed(ProcessState& state, const char* name, const QString& what);
 
-/// Runs `body`. When it throws: restores the pointer, reports "name: description" and returns the default
-/// of body's result.
-template <class Body>
-std::invoke_result_t<Body> Trapped(ProcessState& state, const char* name, Body&& body)
+/// What all traps share: whatever `body` throws goes to `report` as a description, and the default of body's
+/// result is returned. Only ProcessEnded passes.
+template <class Body, class Report>
+std::invoke_result_t<Body> TrapWith(Body&& body, Report&& report)
 {
     try {
         return std::forward<Body>(body)();
     } catch (const ProcessEnded&) {
         throw;
-    } catch (const std::exception& e) {
-        RestoreAndReport(state, QLatin1String(name) + QLatin1String(": "), e.what());
     } catch (...) {
-        RestoreAndReport(state, QLatin1String(name) + QLatin1String(": "), "unknown error");
+        report(WhatWasThrown());
     }
     return std::invoke_result_t<Body>();
+}
+
+/// Runs `body`. When it throws: restores the pointer and reports "name: description".
+template <class Body>
+std::invoke_result_t<Body> Trapped(ProcessState& state, const char* name, Body&& body)
+{
+    return TrapWith(std::forward<Body>(body), [&](const QString& what) {
+        RestoreAndReport(state, QLatin1String(name) + QLatin1String(": "), what);
+    });
 }
 
 /// As Trapped, with a prefix of the caller's own in front of the description.
 template <class Body>
 void TrappedAs(ProcessState& state, const QString& prefix, Body&& body)
 {
-    try {
-        std::forward<Body>(body)();
-    } catch (const ProcessEnded&) {
-        throw;
-    } catch (const std::exception& e) {
-        RestoreAndReport(state, prefix, e.what());
-    }
+    TrapWith(std::forward<Body>(body), [&](const QString& what) { RestoreAndReport(state, prefix, what); });
 }
 
-/// As Trapped, for what happens by itself and again and again: the box does not hold the window.
+/// As Trapped, for what others do and for what happens by itself again and again: the box does not hold the
+/// window.
 template <class Body>
-void TrappedInPassing(ProcessState& state, const char* name, Body&& body)
+void TrappedFromAfar(ProcessState& state, const char* name, Body&& body)
 {
-    try {
-        std::forward<Body>(body)();
-    } catch (const ProcessEnded&) {
-        throw;
-    } catch (const std::exception& e) {
-        ReportCriticalError(state, QLatin1String(name) + QLatin1String(": ") + QString::fromUtf8(e.what()),
-                            EventType::Error, true, Cause::Remote);
-    }
+    TrapWith(std::forward<Body>(body), [&](const QString& what) { ReportFromAfar(state, name, what); });
 }
 
 /// Nothing is shown: the error ends `body` and goes to the event log. Also for one statement at a time,
@@ -63,15 +62,7 @@ void TrappedInPassing(ProcessState& state, const char* name, Body&& body)
 template <class Body>
 void Silently(ProcessState& state, const char* name, Body&& body)
 {
-    try {
-        std::forward<Body>(body)();
-    } catch (const ProcessEnded&) {
-        throw;
-    } catch (const std::exception& e) {
-        LogSwallowed(state, name, e.what());
-    } catch (...) {
-        LogSwallowed(state, name, "unknown error");
-    }
+    TrapWith(std::forward<Body>(body), [&](const QString& what) { LogSwallowed(state, name, what); });
 }
 
 /// Puts a value back on every way out.

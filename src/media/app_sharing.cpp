@@ -7,7 +7,7 @@
 #include "base/meeting_screens.h"
 #include "media/capture_rules.h"
 #include "media/media_screen.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 #include "settings/settings.h"
 
 using namespace Qt::StringLiterals;
@@ -56,8 +56,8 @@ QByteArray CapturedJpeg(ProcessState& state, qint16 quality)
 void TellThatItHasGone(ProcessState& state)
 {
     for (const auto& item : state.gUsers->Items()) {
-        item->Deliver(state.gMessenger->Handle(), state.gMessenger->SendTag(),
-                      QString::fromUtf16(tags::kAppShareOff), 0);
+        item->Deliver(state.gMessenger->Handle(), state.gMessenger->SendTag(), TagOf(RecordKind::AppShareOff),
+                      0);
         state.gShareWindow = 0;
     }
     state.gShareWindow = 0;  // also where nobody is there to be told
@@ -110,7 +110,7 @@ void StopSharing(ProcessState& state)
 void ShareAppTick(ProcessState& state)
 {
     if (state.gShareWindow == 0 || !state.gAppShareOn || !state.gUsers) return;
-    TrappedInPassing(state, "ShareAppTick", [&] {
+    TrappedFromAfar(state, "ShareAppTick", [&] {
         const qint16 quality = state.gFrameEncoder ? state.gFrameEncoder->Quality() : kImageQualityDefault;
         if (!Windows(state).Exists(state.gShareWindow)) return TellThatItHasGone(state);
         const QByteArray jpeg = CapturedJpeg(state, quality);

@@ -182,7 +182,7 @@ int ShownFrameRate(ProcessState& state)
 void MyFrameCallback(ProcessState& state, const CameraFrame& frame)
 {
     if (!state.gVideoOn || !state.gUsers || !state.gFrameEncoder) return;
-    TrappedInPassing(state, "MyFrameCallback", [&] {
+    TrappedFromAfar(state, "MyFrameCallback", [&] {
         const qint32 quality = state.gFrameEncoder->EncodeFrame(frame.bytes, state.gCaptureIsYUV);
         for (const auto& item : state.gUsers->Items())
             item->SendVideoFrame(state.gFrameEncoder->GetBytes(), state.gMessenger->Handle(), state.gVideoX,

@@ -4,7 +4,7 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
@@ -82,7 +82,7 @@ void ShowFrame(ProcessState& state, const QString& handle, const Pixels& pixels,
 
 QString WithoutWhiteboardPrefix(const QString& fromHandle)
 {
-    const QStringView prefix(tags::kWhiteboardHandle);
+    const QStringView prefix(kWhiteboardHandle);
     return fromHandle.startsWith(prefix) ? fromHandle.sliced(prefix.size()) : fromHandle;
 }
 
@@ -90,7 +90,7 @@ void mZUM_VideoFrame(ProcessState& state, const QString& fromHandle, const Pictu
                      qint32 frameType)
 {
     if (!frame || frame->pixels.IsNull() || !state.gMeetingForm) return;
-    TrappedInPassing(state, "mZUM_VideoFrame", [&] {
+    TrappedFromAfar(state, "mZUM_VideoFrame", [&] {
         ShowFrame(state, WithoutWhiteboardPrefix(fromHandle), frame->pixels, x, y, frameType);
     });
 }

@@ -4,6 +4,8 @@
 #include <QString>
 #include <variant>
 
+#include "messaging/encryption.h"
+
 namespace decision {
 
 struct Nothing {};  // a receipt or a notice: consumed
@@ -23,19 +25,11 @@ struct ChatLine {
 using Decision =
     std::variant<decision::Nothing, decision::BoardRecord, decision::FrameRate, decision::ChatLine>;
 
-/// The keys that a marker in front of a message asks for, as the session holds them.
-struct MessageKeys {
-    QString local;
-    QString server;
-};
-
 /// Takes one layer of encryption off, whatever the own settings say, and decides by the tag in front.
 /// Tags are compared exactly; a message with an unknown one is a chat line.
 /// Throws std::runtime_error when a frame rate does not fit into 32 bits.
 Decision DecideMessage(const QString& ownHandle, const QString& fromHandle, const QString& message,
                        const MessageKeys& keys);
 
-/// The tags whose messages belong to the whiteboard.
-bool IsBoardRecord(const QString& message);
 /// Whether the receivers of `message` would take it for something else than a chat line.
 bool ActsAsRecord(const QString& message);

@@ -6,8 +6,6 @@
 
 #include "base/process_state.h"
 
-struct MessageKeys;
-
 /// Sends one text to one handle: logged as it was typed, then enciphered when the session says so, then
 /// handed over. Nothing happens for an empty handle; a blank text beeps. Failures are reported as
 /// "SendZUMMessage: description"; the text is lost then.
@@ -15,9 +13,3 @@ void SendZUMMessage(ProcessState& state, const QString& toHandle, const QString&
 
 /// The line that the log of `toHandle` gets; none for the board records that are not logged. Pure.
 std::optional<QString> LogLine(const QString& ownHandle, const QString& toHandle, const QString& message);
-
-/// The marker and the ciphertext of `message`.
-QString Enciphered(const QString& message, const MessageKeys& keys, bool useLocalKey);
-/// `message` without its outer layer of encryption; unchanged when it has none. Garbage behind a marker gives
-/// whatever text comes out.
-QString Deciphered(const QString& message, const MessageKeys& keys);

@@ -40,7 +40,6 @@ public:
 
     /// Collapses the panel, or restores it to 220 pixels at most.
     void picHide_Click();
-    bool Collapsed() const { return mChatHidden; }
 
     // --- ChatInput
     QString MessageText() const override { return txtMessage->Text(); }

@@ -9,7 +9,7 @@
 #include "media/media_screen.h"
 #include "media/voice.h"
 #include "messaging/attendees.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 #include "settings/settings.h"
 #include "text/qt_line.h"
 #include "ui/attendee_list.h"
@@ -19,23 +19,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-/// The cause of what goes wrong here is somebody else: the box does not hold the window.
-template <class Body>
-void TrappedFromAfar(ProcessState& state, const QString& name, Body&& body)
-{
-    try {
-        body();
-    } catch (const std::exception& e) {
-        state.gMeetingForm->ResetPointer();
-        ReportCriticalError(state, name + u": "_s + QString::fromUtf8(e.what()), EventType::Error, true,
-                            Cause::Remote);
-    }
-}
-
-}  // namespace
-
 ServiceEvents::ServiceEvents(ProcessState& state, AttendeeList& lstUsers, ChatView& chat,
                              MeetingStatusBar& status)
     : mState(state), mUsers(lstUsers), mChat(chat), mStatus(status)
@@ -44,12 +27,12 @@ ServiceEvents::ServiceEvents(ProcessState& state, AttendeeList& lstUsers, ChatVi
 
 void ServiceEvents::NewMessage(const QString& fromHandle, const QString& message)
 {
-    TrappedFromAfar(mState, u"mZUM_NewMessage"_s, [&] { mZUM_NewMessage(fromHandle, message); });
+    TrappedFromAfar(mState, "mZUM_NewMessage", [&] { mZUM_NewMessage(fromHandle, message); });
 }
 
 void ServiceEvents::StatusChanged(const QString& userHandle, qint32 newStatus)
 {
-    TrappedFromAfar(mState, u"mZUM_StatusChanged"_s, [&] { mZUM_StatusChanged(userHandle, newStatus); });
+    TrappedFromAfar(mState, "mZUM_StatusChanged", [&] { mZUM_StatusChanged(userHandle, newStatus); });
 }
 
 void ServiceEvents::VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
@@ -100,7 +83,7 @@ void ServiceEvents::Do(const QString& fromHandle, const decision::FrameRate& rat
 
 void ServiceEvents::Do(const QString& fromHandle, const decision::ChatLine& line)
 {
-    if (line.sendReceipt) mState.gMessenger->Send(fromHandle, QString::fromUtf16(tags::kMessageReceived), 0);
+    if (line.sendReceipt) mState.gMessenger->Send(fromHandle, TagOf(RecordKind::MessageReceived), 0);
     mState.gMeetingForm->Chat().AppendLine(fromHandle, line.text);
     mState.gMeetingForm->ResetPointer();
     NoteMissingScript(fromHandle + line.text);

@@ -29,8 +29,6 @@ public:
     void Hurry(std::chrono::milliseconds all) override { mAllEnd = QDeadlineTimer(all); }
     bool Wait(PendingAnswer& answer, std::chrono::milliseconds limit) override;
 
-    bool IsWaiting() const { return !mRunning.empty(); }
-
     /// Lifts the hold for a scope: a question that the user must answer before the wait can end. The clocks
     /// of the waits stand meanwhile.
     class Lift {

@@ -10,6 +10,7 @@
 
 #include "base/text_rules.h"
 #include "whiteboard/board_fonts.h"
+#include "whiteboard/shapes.h"
 
 using namespace Qt::StringLiterals;
 
@@ -61,10 +62,6 @@ bool BringNear(Segment& s)
 float Near(float value)
 {
     return std::clamp(value, -kFar, kFar);
-}
-int Near(int value)
-{
-    return std::clamp(value, int(-4 * kFar), int(4 * kFar));
 }
 
 QString OneLine(const QString& text, float points)
@@ -156,44 +153,14 @@ void Board::Draw(std::span<const Segment> segments, int width)
     }
 }
 
-void Board::Draw(const BoxRecord& box)
+void Board::Draw(const ShapeRecord& shape)
 {
-    const QPointF a(Near(box.x1), Near(box.y1)), b(Near(box.x2), Near(box.y2));
-    const int width = DrawnWidth(box.width);
-    const QRectF outline = QRectF(a, b).normalized();
+    const int width = DrawnWidth(shape.width);
     QPainter painter(&Settled());
-    painter.setPen(BoardPen(box.colour, width));
-    if (a == b)
-        painter.drawPoint(a);
-    else if (outline.width() == 0 || outline.height() == 0)
-        painter.drawLine(a, b);
-    else
-        painter.drawRect(outline);
-    for (const Segment& side : {Segment{float(a.x()), float(a.y()), float(b.x()), float(a.y()), 0},
-                                Segment{float(b.x()), float(a.y()), float(b.x()), float(b.y()), 0},
-                                Segment{float(b.x()), float(b.y()), float(a.x()), float(b.y()), 0},
-                                Segment{float(a.x()), float(b.y()), float(a.x()), float(a.y()), 0}})
-        MarkSegment(side, width / 2 + 2);
-}
-
-void Board::Draw(const CircleRecord& circle)
-{
-    const int left = Near(std::min(circle.left, circle.right)),
-              right = Near(std::max(circle.left, circle.right));
-    const int top = Near(std::min(circle.top, circle.bottom)),
-              bottom = Near(std::max(circle.top, circle.bottom));
-    const int width = DrawnWidth(circle.width);
-    const QRectF outline(left, top, std::max(0, right - left - 1), std::max(0, bottom - top - 1));
-    QPainter painter(&Settled());
-    painter.setPen(BoardPen(circle.colour, width));
-    if (outline.width() == 0 && outline.height() == 0)
-        painter.drawPoint(outline.topLeft());
-    else if (outline.width() == 0 || outline.height() == 0)
-        painter.drawLine(outline.topLeft(), outline.bottomRight());
-    else
-        painter.drawEllipse(outline);
+    painter.setPen(BoardPen(shape.colour, width));
     const int margin = width / 2 + 2;
-    Mark(outline.toAlignedRect().adjusted(-margin, -margin, margin, margin));
+    for (const QRectF& part : ShapeOf(shape.kind).draw(painter, shape))
+        Mark(part.toAlignedRect().adjusted(-margin, -margin, margin, margin));
 }
 
 void Board::Draw(const TextRecord& text)

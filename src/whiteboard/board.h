@@ -12,6 +12,8 @@
 #include "contract/picture.h"
 #include "whiteboard/records.h"
 
+struct ShapeRecord;
+
 inline constexpr int kTileSide = 64;
 inline constexpr int kTilesAcross = kBoardWidth / kTileSide;
 inline constexpr int kTilesDown = kBoardHeight / kTileSide;
@@ -35,8 +37,7 @@ public:
     /// Segment by segment, each with round ends; one of no length is a dot. Widths below 1 draw as 1, those
     /// above the board's diagonal as the diagonal.
     void Draw(std::span<const Segment> segments, int width);
-    void Draw(const BoxRecord& box);
-    void Draw(const CircleRecord& circle);
+    void Draw(const ShapeRecord& shape);
     /// One line of text, as much of it as the board has room for; control characters show as blanks. The font
     /// is the one named (or its stand-in), and becomes FontName().
     void Draw(const TextRecord& text);

@@ -8,7 +8,6 @@
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/board_input.h"
-#include "whiteboard/board_view.h"
 #include "whiteboard/icons.h"
 
 using namespace Qt::StringLiterals;

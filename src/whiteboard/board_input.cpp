@@ -1,12 +1,16 @@
 #include "whiteboard/board_input.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "base/sending_room.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/sending.h"
-#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
+#include "whiteboard/whiteboard_tools.h"
 
 using namespace Qt::StringLiterals;
 
@@ -29,7 +33,7 @@ void NoteLast(WhiteboardTools& tools, BoardPoint at)
 
 bool PointerTool(const WhiteboardTools& tools)
 {
-    return tools.mSelectedTool == ToolKey::Draw && tools.mDrawTool == u"Point"_s;
+    return tools.mSelectedTool == ToolKey::Draw && tools.mDrawTool == DrawTool::Point;
 }
 
 /// Rubber band away, nothing sent.
@@ -53,7 +57,7 @@ void PressOther(ProcessState& state)
 void Move(ProcessState& state, BoardPoint at)
 {
     WhiteboardTools& tools = ToolsOf(state);
-    tools.action->Move(Screen(state), at, Ink(tools));
+    tools.action->Move(Screen(state), at, SelectedInk(tools));
     if (tools.action->Follows()) NoteLast(tools, at);
 }
 
@@ -61,7 +65,7 @@ void Move(ProcessState& state, BoardPoint at)
 void Finish(ProcessState& state, BoardPoint at)
 {
     WhiteboardTools& tools = ToolsOf(state);
-    tools.action->Release(Screen(state), at, Ink(tools));
+    tools.action->Release(Screen(state), at, SelectedInk(tools));
     const auto ends = tools.action->Ends({tools.mLastX, tools.mLastY}, at);
     SendWhiteboard(state, ends[0], ends[1], ends[2], ends[3]);
     tools.action.reset();
@@ -76,6 +80,12 @@ void OpenTextBox(ProcessState& state, BoardPoint at)
 }
 
 }  // namespace
+
+BoardPoint ToBoard(const QPointF& position)
+{
+    const auto pixel = [](qreal v) { return float(std::clamp(std::floor(v), -32768.0, 32767.0)); };
+    return {pixel(position.x()), pixel(position.y())};
+}
 
 void picSelColor_Click(ProcessState& state, int index)
 {
@@ -101,7 +111,7 @@ void picDraw_MouseDown(ProcessState& state, MouseButton button, BoardPoint at)
         if (tools.pressRefused) return;
         tools.action = MakeTool(tools);
         if (tools.action)
-            tools.action->Press(Screen(state), at, Ink(tools));
+            tools.action->Press(Screen(state), at, SelectedInk(tools));
         else if (tools.mSelectedTool == ToolKey::Text)
             OpenTextBox(state, at);
         tools.actionAt = at;

@@ -2,13 +2,16 @@
 // The board's input: what the mouse, the palette and the text box do. Called by the views, which have turned
 // their events into board pixels. Handlers with a trap report their own name. User-interface thread only.
 
-#include <QtGlobal>
+#include <QPointF>
 
 #include "whiteboard/records.h"
 
 struct ProcessState;
 
 enum class MouseButton { None, Left, Other };
+
+/// The board pixel under the pointer, within 16 bits.
+BoardPoint ToBoard(const QPointF& position);
 
 /// A box of the palette or of the widths was chosen.
 void picSelColor_Click(ProcessState& state, int index);

@@ -34,12 +34,6 @@ QRectF BandRect(const RubberBand& band)
 
 }  // namespace
 
-BoardPoint ToBoard(const QPointF& position)
-{
-    const auto pixel = [](qreal v) { return float(std::clamp(std::floor(v), -32768.0, 32767.0)); };
-    return {pixel(position.x()), pixel(position.y())};
-}
-
 void BoardBar::Wheel(int eighths)
 {
     setValue(value() - eighths * kWheelPixels / kWheelNotch);

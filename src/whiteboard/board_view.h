@@ -105,6 +105,3 @@ private:
     RubberBand mBand;
     bool mPressed = false;  // the left button went down here
 };
-
-/// The board pixel under the pointer, within 16 bits.
-BoardPoint ToBoard(const QPointF& position);

@@ -11,8 +11,8 @@
 #include "base/text_rules.h"
 #include "text/qt_line.h"
 #include "whiteboard/board_screen.h"
+#include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
-#include "whiteboard/whiteboard_tools.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -169,8 +169,7 @@ void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const Q
         history.Save(board, x, y, userHandle, modifiedAt);
         if (!state.gMeetingForm) return;
         ToolbarScreen& toolbar = state.gMeetingForm->Toolbar();
-        toolbar.Tools().undoEnabled = history.Index() >= 2;
-        toolbar.Tools().redoEnabled = history.Index() < history.Count();
+        SetSteps(toolbar.Tools(), history.Index(), history.Count());
         toolbar.ShowTools();
     });
 }
@@ -190,8 +189,7 @@ void LoadWBBuffer(ProcessState& state, qint16 index)
         history.Show(index, form.Board().Image());
         form.Board().Refresh();
         form.Panels().SetPanel(Panel::WBStatus, LastModifiedText(entry.UserHandle, entry.ModifiedAt));
-        form.Toolbar().Tools().undoEnabled = index > 1;
-        form.Toolbar().Tools().redoEnabled = index < history.Count();
+        SetSteps(form.Toolbar().Tools(), index, history.Count());
         form.Toolbar().ShowTools();
     });
 }

@@ -79,12 +79,6 @@ void DrawMark(QPainter& painter, QPoint at)
 
 }  // namespace
 
-QStringList ToolbarIconKeys()
-{
-    return {u"Erase"_s, u"Pen"_s, u"Line"_s, u"Point"_s, u"Box"_s,   u"Circle"_s, u"Text"_s, u"Paste"_s,
-            u"File"_s,  u"App"_s, u"Undo"_s, u"Redo"_s,  u"Clear"_s, u"Exit"_s,   u"Video"_s};
-}
-
 QIcon ToolIcon(const QString& key, const QPalette& palette, Mirrored mirrored)
 {
     QIcon icon;

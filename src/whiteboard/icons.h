@@ -6,15 +6,12 @@
 #include <QIcon>
 #include <QPalette>
 #include <QPixmap>
-#include <QStringList>
 
 inline constexpr int kIconSide = 16;
 inline constexpr int kPointerSide = 24;  // of the pointer image, board pixels
 
 enum class Mirrored { No, Yes };
 
-/// Keys of imlToolbarIcons, in their order.
-QStringList ToolbarIconKeys();
 /// Sharp at scales up to 3, and in the colours that stand out on `palette`'s windows.
 QIcon ToolIcon(const QString& key, const QPalette& palette, Mirrored mirrored = Mirrored::No);
 /// The icon as a pointer; its hot spot is where the tool acts. Stands out on any board.

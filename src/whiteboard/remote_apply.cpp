@@ -13,8 +13,10 @@
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
 #include "whiteboard/sending.h"
-#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/shapes.h"
+#include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
+#include "whiteboard/whiteboard_tools.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -82,21 +84,14 @@ void ApplyPen(const Apply& apply, QStringView payload)
 {
     const auto read = ReadPen(payload);
     DrawInSlices(apply, read.value);
+    if (read.error) apply.Form().Board().Refresh();  // what was drawn stays
     RefuseDamaged(read.error);
     Note(apply);
 }
 
-void ApplyBox(const Apply& apply, QStringView payload)
+void ApplyShape(const Apply& apply, const TaggedPayload& record)
 {
-    const auto read = ReadBox(payload);
-    RefuseDamaged(read.error);
-    apply.Image().Draw(read.value);
-    Note(apply);
-}
-
-void ApplyCircle(const Apply& apply, QStringView payload)
-{
-    const auto read = ReadCircle(payload);
+    const auto read = ReadShape(record.kind, record.payload);
     RefuseDamaged(read.error);
     apply.Image().Draw(read.value);
     Note(apply);
@@ -180,36 +175,39 @@ void ApplyClear(const Apply& apply)
 
 void ApplyRecord(const Apply& apply, const TaggedPayload& record)
 {
-    switch (record.type) {
-        case RecordType::HScroll: ApplyScroll(apply, record.payload, Bar::HScroll); break;
-        case RecordType::VScroll: ApplyScroll(apply, record.payload, Bar::VScroll); break;
-        case RecordType::Resize: ApplyResize(apply, record.payload); break;
-        case RecordType::Pointer: ApplyPointer(apply, record.payload); break;
-        case RecordType::Text: ApplyText(apply, record.payload); break;
-        case RecordType::Pen: ApplyPen(apply, record.payload); break;
-        case RecordType::Box: ApplyBox(apply, record.payload); break;
-        case RecordType::Circle: ApplyCircle(apply, record.payload); break;
-        case RecordType::Undo: ApplyStep(apply, ToolKey::Undo); break;
-        case RecordType::Redo: ApplyStep(apply, ToolKey::Redo); break;
-        case RecordType::Clear: ApplyClear(apply); break;
+    switch (record.kind) {
+        case RecordKind::HScroll: ApplyScroll(apply, record.payload, Bar::HScroll); break;
+        case RecordKind::VScroll: ApplyScroll(apply, record.payload, Bar::VScroll); break;
+        case RecordKind::Resize: ApplyResize(apply, record.payload); break;
+        case RecordKind::Pointer: ApplyPointer(apply, record.payload); break;
+        case RecordKind::Text: ApplyText(apply, record.payload); break;
+        case RecordKind::Pen: ApplyPen(apply, record.payload); break;
+        case RecordKind::Box:
+        case RecordKind::Circle: ApplyShape(apply, record); break;
+        case RecordKind::Undo: ApplyStep(apply, ToolKey::Undo); break;
+        case RecordKind::Redo: ApplyStep(apply, ToolKey::Redo); break;
+        case RecordKind::Clear: ApplyClear(apply); break;
+        case RecordKind::LocalEncrypt:
+        case RecordKind::ServerEncrypt:
+        case RecordKind::MessageReceived:
+        case RecordKind::Invitation:
+        case RecordKind::AppShareOff:
+        case RecordKind::VideoOn:
+        case RecordKind::VideoOff:
+        case RecordKind::VideoFps: return;  // of the talk: FindRecord finds none
     }
-    TraceRecord(apply.state, RecordName(record.type), apply.from);
+    TraceRecord(apply.state, RecordName(record.kind), apply.from);
 }
 
 }  // namespace
 
 void HandleWBMessage(ProcessState& state, const QString& fromHandle, const QString& message)
 {
-    // Not Trapped: the box for what others sent must not hold the window, and the flag is down when it opens.
-    try {
+    TrappedFromAfar(state, "HandleWBMessage", [&] {
         if (fromHandle == state.gMessenger->Handle()) return;
+        const auto record = FindRecord(message);
+        if (!record) return;
         const Restore applying(state.gWBApplyingRemote, true);
-        if (const auto record = FindRecord(message)) ApplyRecord({state, fromHandle}, *record);
-    } catch (const ProcessEnded&) {
-        throw;
-    } catch (const std::exception& e) {
-        state.gMeetingForm->Board().Refresh();
-        ReportCriticalError(state, u"HandleWBMessage: "_s + QString::fromUtf8(e.what()), EventType::Error,
-                            true, Cause::Remote);
-    }
+        ApplyRecord({state, fromHandle}, *record);
+    });
 }

@@ -2,7 +2,7 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
@@ -33,7 +33,7 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
     BoardScreen& screen = state.gMeetingForm->Board();
     WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
     screen.Image().SetFontName(tools.TextFont().fontName);
-    if (screen.TypedText().contains(QStringView(tags::kFieldSeparator))) {
+    if (screen.TypedText().contains(QStringView(kFieldSeparator))) {
         state.gMeetingForm->Panels().Note(
             u"The others see this text only up to \"|\u00A5|\", which separates fields on the way to them."_s);
     }
@@ -56,10 +56,10 @@ void SendPicture(ProcessState& state, qint16 x, qint16 y)
 /// The record of the action in progress. Returns the name for the trace, "" when there was nothing to send.
 QString SendRecord(ProcessState& state, WhiteboardTools& tools, qint16 x1, qint16 y1, qint16 x2, qint16 y2)
 {
-    const QString record = tools.action->Record(x1, y1, x2, y2, Ink(tools));
+    const QString record = tools.action->Record(x1, y1, x2, y2, SelectedInk(tools));
     if (record.isEmpty()) return {};
     SendWBMessage(state, record);
-    return RecordName(FindRecord(record)->type);
+    return RecordName(FindRecord(record)->kind);
 }
 
 /// Sends what the selected tool made; an action in progress belongs to the tool that began it.
@@ -108,7 +108,7 @@ void SendWBPic(ProcessState& state, const QImage& picture, qint16 x, qint16 y)
         const auto encoder = state.gMessenger->MakeFrameEncoder();
         encoder->EncodePicture(PixelsOf(picture));
         encoder->SetQuality(state.gFrameEncoder ? state.gFrameEncoder->Quality() : kUsualQuality);
-        const QString handle = QString::fromUtf16(tags::kWhiteboardHandle) + state.gMessenger->Handle();
+        const QString handle = QString::fromUtf16(kWhiteboardHandle) + state.gMessenger->Handle();
         const auto others = Others(state);
         if (others.empty()) state.gMessenger->KeepPicture(encoder->GetBytes(), x, y, encoder->Quality());
         for (const auto& item : others)

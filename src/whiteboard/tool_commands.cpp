@@ -1,16 +1,18 @@
-// The procedures of toolbar_rules.h: what happens when a button or entry is chosen.
+#include "whiteboard/tool_commands.h"
+
 #include <QBuffer>
 #include <QSaveFile>
 #include <stdexcept>
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 #include "platform/clipboard.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/history.h"
 #include "whiteboard/sending.h"
+#include "whiteboard/shapes.h"
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/tools/picture.h"
@@ -36,7 +38,7 @@ void Clear(ProcessState& state)
     const QString own = state.gMessenger->Handle();
     screen.Image().Clear();
     screen.Refresh();
-    SendWBMessage(state, QString::fromUtf16(tags::kWBClear));
+    SendWBMessage(state, TagOf(RecordKind::Clear));
     ShowLastModified(state, own, Now(state));
     SaveWBBuffer(state, own, Now(state));
     TraceRecord(state, u"CLEAR"_s, own);
@@ -71,10 +73,8 @@ void Step(ProcessState& state, ToolKey key)
         WBHistory& history = *state.gWBBuffer;
         undo ? history.StepBack() : history.StepForward();
         LoadWBBuffer(state, qint16(history.Index()));
-        if (!state.gWBApplyingRemote)
-            SendWBMessage(state, QString::fromUtf16(undo ? tags::kWBUndo : tags::kWBRedo));
-        if (undo && history.Index() >= 2) tools.undoEnabled = true;
-        if (history.Index() < history.Count()) tools.redoEnabled = true;
+        if (!state.gWBApplyingRemote) SendWBMessage(state, TagOf(undo ? RecordKind::Undo : RecordKind::Redo));
+        SetSteps(tools, history.Index(), history.Count());
         TraceEvent(state, undo ? "undo" : "redo", {{u"index"_s, history.Index()}});
         if (!state.gWBApplyingRemote)
             TraceRecord(state, undo ? u"UNDO"_s : u"REDO"_s, state.gMessenger->Handle());
@@ -108,7 +108,7 @@ void App(ProcessState& state)
         return;
     }
     FinishTool(tools, ToolKey::App);
-    SetCursor(state, CursorFor(ToolKey::App, {}));
+    SetCursor(state, CursorFor(ToolKey::App, tools.mDrawTool));
     TraceEvent(state, "tool", {{u"key"_s, ToolName(ToolKey::App)}});
 }
 
@@ -122,7 +122,7 @@ void Video(ProcessState& state)
     }
     ReleasePlainButtons(tools);
     FinishTool(tools, ToolKey::Video);
-    SetCursor(state, CursorFor(ToolKey::Video, {}));
+    SetCursor(state, CursorFor(ToolKey::Video, tools.mDrawTool));
     TraceEvent(state, "tool", {{u"key"_s, ToolName(ToolKey::Video)}});
 }
 
@@ -251,9 +251,11 @@ void SelectTextFont(ProcessState& state)
 void tool_ButtonMenuClick(ProcessState& state, ToolKey parent, const QString& key)
 {
     Trapped(state, "tool_ButtonMenuClick", [&] {
-        if (key == u"Font"_s) return SelectTextFont(state);
-        if (parent == ToolKey::Draw) ToolsOf(state).mDrawTool = key;
-        if (parent == ToolKey::Shape) ToolsOf(state).mShapeTool = key;
+        WhiteboardTools& tools = ToolsOf(state);
+        if (parent == ToolKey::Text) return SelectTextFont(state);
+        if (parent == ToolKey::Draw) tools.mDrawTool = DrawToolNamed(key).value_or(tools.mDrawTool);
+        if (const Shape* shape = ShapeNamed(key); shape && parent == ToolKey::Shape)
+            tools.mShapeTool = shape->kind;
         PressParent(state, parent);
     });
 }

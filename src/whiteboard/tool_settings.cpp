@@ -1,6 +1,5 @@
 #include "whiteboard/tool_settings.h"
 
-#include <QStringList>
 #include <cmath>
 
 #include "base/error_trap.h"
@@ -9,6 +8,8 @@
 #include "settings/settings.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/history.h"
+#include "whiteboard/shapes.h"
+#include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
 
@@ -29,13 +30,14 @@ void LogStrange(ProcessState& state, const SettingKey& key, const QString& value
                  QLatin1String(key.key), value, QLatin1String(key.fallback)));
 }
 
-/// The stored text when it is one of `allowed`, else the default.
-QString OneOf(ProcessState& state, const SettingKey& key, const QStringList& allowed)
+/// What `named` makes of the stored text, or of the default when that means nothing.
+template <class Named>
+auto Chosen(ProcessState& state, const SettingKey& key, Named named)
 {
     const QString value = GetSetting(state, key);
-    if (allowed.contains(value)) return value;
+    if (const auto chosen = named(value)) return *chosen;
     LogStrange(state, key, value);
-    return QLatin1String(key.fallback);
+    return *named(QLatin1String(key.fallback));
 }
 
 /// The stored number when it is within 0..highest, else the default.
@@ -81,10 +83,11 @@ bool IsStored(ToolKey key)
 void LoadTools(ProcessState& state)
 {
     WhiteboardTools& tools = ToolsOf(state);
-    tools.mDrawTool = OneOf(state, keys::kSelectedDrawTool, {u"Pen"_s, u"Line"_s, u"Point"_s});
-    tool_ButtonMenuClick(state, ToolKey::Draw, tools.mDrawTool);
-    tools.mShapeTool = OneOf(state, keys::kSelectedShapeTool, {u"Box"_s, u"Circle"_s});
-    tool_ButtonMenuClick(state, ToolKey::Shape, tools.mShapeTool);
+    tools.mDrawTool = Chosen(state, keys::kSelectedDrawTool, DrawToolNamed);
+    tool_ButtonMenuClick(state, ToolKey::Draw, DrawToolName(tools.mDrawTool));
+    const Shape shape = Chosen(state, keys::kSelectedShapeTool, ShapeNamed);
+    tools.mShapeTool = shape.kind;
+    tool_ButtonMenuClick(state, ToolKey::Shape, QLatin1String(shape.name));
     tools.mColorIndex = Index(state, keys::kSelectedColor, int(kPalette.size()) - 1);
     picSelColor_Click(state, tools.mColorIndex);
     tools.mWidthIndex = Index(state, keys::kSelectedWidth, int(kLineWidths.size()) - 1);
@@ -134,8 +137,8 @@ void SaveTools(ProcessState& state)
         Silently(state, "Form_QueryUnload", [&] { SaveSetting(state, key, value); });
     };
     if (IsStored(tools.mSelectedTool)) save(keys::kSelectedTool, ToolName(tools.mSelectedTool));
-    save(keys::kSelectedDrawTool, tools.mDrawTool);
-    save(keys::kSelectedShapeTool, tools.mShapeTool);
+    save(keys::kSelectedDrawTool, DrawToolName(tools.mDrawTool));
+    save(keys::kSelectedShapeTool, QLatin1String(ShapeOf(tools.mShapeTool).name));
     save(keys::kSelectedColor, QString::number(tools.mColorIndex));
     save(keys::kSelectedWidth, QString::number(tools.mWidthIndex));
     save(keys::kFontName, look.fontName);

@@ -1,7 +1,5 @@
 #include "whiteboard/toolbar_rules.h"
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 constexpr ToolKey kPlainTools[] = {ToolKey::Erase, ToolKey::Draw,  ToolKey::Shape,
@@ -11,11 +9,11 @@ constexpr std::chrono::milliseconds kInARow{250};
 
 }  // namespace
 
-CursorChoice CursorFor(ToolKey key, const QString& drawTool)
+CursorChoice CursorFor(ToolKey key, DrawTool drawTool)
 {
     switch (key) {
         case ToolKey::Draw:
-            if (drawTool == u"Point"_s) return {BoardCursor::Icon, drawTool};
+            if (drawTool == DrawTool::Point) return {BoardCursor::Icon, DrawToolName(drawTool)};
             return {BoardCursor::Cross, {}};
         case ToolKey::Shape: return {BoardCursor::Cross, {}};
         case ToolKey::Text: return {BoardCursor::IBeam, {}};

@@ -1,13 +1,10 @@
 #pragma once
-// The toolbar's commands. The rules change WhiteboardTools and nothing else; the procedures act.
-// User-interface thread only.
+// The toolbar's rules: they change WhiteboardTools and nothing else. User-interface thread only.
 
 #include <QString>
 
 #include "whiteboard/board_screen.h"
 #include "whiteboard/whiteboard_tools.h"
-
-struct ProcessState;
 
 struct CursorChoice {
     BoardCursor cursor = BoardCursor::Default;
@@ -15,9 +12,8 @@ struct CursorChoice {
     bool operator==(const CursorChoice&) const = default;
 };
 
-// --- rules ---------------------------------------------------------------------------------------------
 /// The pointer over the board while `key` is selected.
-CursorChoice CursorFor(ToolKey key, const QString& drawTool);
+CursorChoice CursorFor(ToolKey key, DrawTool drawTool);
 /// The six plain buttons up.
 void ReleasePlainButtons(WhiteboardTools& tools);
 /// Before a plain tool is prepared: plain buttons up, a mode's button down exactly while the mode runs, plain
@@ -32,18 +28,3 @@ void SetSteps(WhiteboardTools& tools, int index, int count);
 /// Counts an undo or redo record of somebody else. The first three in a row wait a second each, the fourth
 /// and all behind it share one; what is caught up with waits for nothing. True: wait.
 bool RemoteStepWaits(WhiteboardTools& tools, std::chrono::steady_clock::time_point now);
-
-// --- procedures ----------------------------------------------------------------------------------------
-/// The one handler of every command. An error ends it; it goes to the event log and nowhere else. Whatever
-/// happens, the toolbar shows WhiteboardTools as it stands afterwards.
-void tool_ButtonClick(ProcessState& state, ToolKey key);
-/// A drop-down entry of `parent`: "Font", "Pen", "Line", "Point", "Box" or "Circle".
-/// Trapped: "tool_ButtonMenuClick: ".
-void tool_ButtonMenuClick(ProcessState& state, ToolKey parent, const QString& key);
-/// The font dialog, then the Text tool.
-void SelectTextFont(ProcessState& state);
-
-/// Trapped: "mnuSaveFile_Click: ". Writes the history's current entry as BMP, whatever the name ends in.
-void mnuSaveFile_Click(ProcessState& state);
-/// Trapped: "mnuCopy_Click: ".
-void mnuCopy_Click(ProcessState& state);

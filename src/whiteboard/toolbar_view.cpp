@@ -12,8 +12,9 @@
 
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
+#include "whiteboard/shapes.h"
+#include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_boxes.h"
-#include "whiteboard/toolbar_rules.h"
 #include "whiteboard/tools_menu.h"
 #include "widgets/named.h"
 
@@ -74,14 +75,23 @@ void AddSeparator(QBoxLayout& row)
 }
 
 /// Room for every caption that the button may show, so that its neighbours never move.
-int WidthFor(const QToolButton& button)
+int WidthFor(const QToolButton& button, ToolKey key)
 {
     const QFontMetrics metrics(button.font());
     int text = metrics.horizontalAdvance(button.text());
     if (!button.menu()) return std::max(kNarrowestButton, text + kCaptionRoom);
-    for (const QAction* entry : button.menu()->actions())
-        if (entry->data() != u"Font"_s) text = std::max(text, metrics.horizontalAdvance(entry->text()));
+    if (key != ToolKey::Text)  // keeps its own
+        for (const QAction* entry : button.menu()->actions())
+            text = std::max(text, metrics.horizontalAdvance(entry->text()));
     return std::max(kNarrowestButton, text + kCaptionRoom) + kArrowRoom;
+}
+
+template <class Range, class Name>
+QStringList NamesOf(const Range& range, Name name)
+{
+    QStringList names;
+    for (const auto& one : range) names += name(one);
+    return names;
 }
 
 }  // namespace
@@ -89,7 +99,7 @@ int WidthFor(const QToolButton& button)
 struct ToolbarView::ButtonRow {
     ToolKey key;
     const char* tooltip;
-    std::vector<const char*> entries = {};  // keys of the drop-down
+    QStringList entries = {};  // keys of the drop-down
 };
 
 ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent), mState(state)
@@ -105,9 +115,11 @@ ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent)
     row->setContentsMargins(2, 1, 2, 1);
     row->setSpacing(0);
     AddButton(*row, {ToolKey::Erase, ""});
-    AddButton(*row, {ToolKey::Draw, QT_TR_NOOP("Use the Draw tool"), {"Pen", "Line", "Point"}});
-    AddButton(*row, {ToolKey::Shape, QT_TR_NOOP("Use the Shape tool"), {"Box", "Circle"}});
-    AddButton(*row, {ToolKey::Text, QT_TR_NOOP("Use the Text tool"), {"Font"}});
+    AddButton(*row, {ToolKey::Draw, QT_TR_NOOP("Use the Draw tool"), NamesOf(kDrawTools, DrawToolName)});
+    AddButton(*row,
+              {ToolKey::Shape, QT_TR_NOOP("Use the Shape tool"),
+               NamesOf(Shapes(), [](const Shape& shape) { return QString(QLatin1String(shape.name)); })});
+    AddButton(*row, {ToolKey::Text, QT_TR_NOOP("Use the Text tool"), {u"Font"_s}});
     AddButton(*row, {ToolKey::Paste, QT_TR_NOOP("Paste an image from the clipboard")});
     AddButton(*row, {ToolKey::File, QT_TR_NOOP("Insert an image from a file")});
     AddSeparator(*row);
@@ -143,7 +155,7 @@ void ToolbarView::AddButton(QBoxLayout& row, const ButtonRow& wanted)
     button->setAccessibleDescription(button->toolTip());
     connect(button, &QToolButton::clicked, this, [this, key = wanted.key] { tool_ButtonClick(mState, key); });
     AddEntries(*button, wanted);
-    button->setFixedWidth(WidthFor(*button));
+    button->setFixedWidth(WidthFor(*button, wanted.key));
     row.addWidget(button);
     mButtons[wanted.key] = button;
     mItems.push_back(button);
@@ -151,11 +163,10 @@ void ToolbarView::AddButton(QBoxLayout& row, const ButtonRow& wanted)
 
 void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
 {
-    if (wanted.entries.empty()) return;
+    if (wanted.entries.isEmpty()) return;
     auto* menu = new QMenu(&button);
-    for (const char* entry : wanted.entries) {
-        const QString key = QLatin1String(entry);
-        QAction* action = menu->addAction(key == u"Font"_s ? tr("Font...") : key);
+    for (const QString& key : wanted.entries) {
+        QAction* action = menu->addAction(wanted.key == ToolKey::Text ? tr("Font...") : key);
         action->setObjectName(u"entry_"_s + key);
         action->setData(key);
         connect(action, &QAction::triggered, this,
@@ -218,8 +229,8 @@ void ToolbarView::ShowTools()
         Button(key)->setText(sub);
         Button(key)->setIcon(ToolIcon(sub, palette()));
     };
-    show(ToolKey::Draw, mTools.mDrawTool, mDrawShown);
-    show(ToolKey::Shape, mTools.mShapeTool, mShapeShown);
+    show(ToolKey::Draw, DrawToolName(mTools.mDrawTool), mDrawShown);
+    show(ToolKey::Shape, QLatin1String(ShapeOf(mTools.mShapeTool).name), mShapeShown);
     for (const auto& [key, button] : mButtons) {
         if (button->isCheckable()) button->setChecked(mTools.IsPressed(key));
     }

@@ -1,6 +1,6 @@
 #pragma once
 // tool: the toolbar above the board, with framePalette and frameLineWidth in its gaps. It shows
-// WhiteboardTools and calls tool_ButtonClick; what a command does stands in toolbar_rules.h.
+// WhiteboardTools and calls tool_ButtonClick; what a command does stands in tool_commands.h.
 
 #include <QPointer>
 #include <QWidget>

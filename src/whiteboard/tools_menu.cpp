@@ -2,7 +2,7 @@
 
 #include "base/meeting_screens.h"
 #include "base/process_state.h"
-#include "whiteboard/toolbar_rules.h"
+#include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
 
 using namespace Qt::StringLiterals;

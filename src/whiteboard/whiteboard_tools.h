@@ -24,8 +24,14 @@ QString ToolName(ToolKey key);
 ToolKey ToolFromName(const QString& name);
 /// Erase to Video: what can be selected and stored. The others are commands.
 bool IsTool(ToolKey key);
-/// Erase, Draw, Shape, Text, Paste, File.
-bool IsPlainTool(ToolKey key);
+
+/// What the Draw tool draws with.
+enum class DrawTool { Pen, Line, Point };
+inline constexpr std::array kDrawTools = {DrawTool::Pen, DrawTool::Line, DrawTool::Point};
+/// Its name in drop-down, settings and icons.
+QString DrawToolName(DrawTool tool);
+/// None: no draw tool has that name (exact spelling).
+std::optional<DrawTool> DrawToolNamed(const QString& name);
 
 /// 0x00BBGGRR, in the order of the boxes.
 inline constexpr std::array<quint32, 16> kPalette = {
@@ -46,12 +52,12 @@ struct WhiteboardHooks {
 
 struct WhiteboardTools {
     ToolKey mSelectedTool = ToolKey::None;
-    QString mDrawTool = QStringLiteral("Pen");   // Pen, Line or Point
-    QString mShapeTool = QStringLiteral("Box");  // Box or Circle
-    std::optional<TextLook> mTextFont;           // made when first needed
-    QImage mInsertPicture;                       // what Paste or File places
-    int mColorIndex = 1, mWidthIndex = 0;        // the boxes last found selected
-    qint16 mLastX = 0, mLastY = 0;               // board position of the last point handled
+    DrawTool mDrawTool = DrawTool::Pen;
+    RecordKind mShapeTool = RecordKind::Box;  // one of Shapes()
+    std::optional<TextLook> mTextFont;        // made when first needed
+    QImage mInsertPicture;                    // what Paste or File places
+    int mColorIndex = 1, mWidthIndex = 0;     // the boxes last found selected
+    qint16 mLastX = 0, mLastY = 0;            // board position of the last point handled
 
     // what the view shows
     KeySet pressed, checked;
@@ -79,3 +85,17 @@ struct WhiteboardTools {
 quint32 CurrentColor(WhiteboardTools& tools);
 /// The bordered width box's line width, 0 without one; sets mWidthIndex.
 int CurrentLineWidth(WhiteboardTools& tools);
+
+/// The same two for a tool in action.
+class SelectedInk final : public Ink {
+public:
+    explicit SelectedInk(WhiteboardTools& tools) : mTools(tools) {}
+    quint32 Colour() const override { return CurrentColor(mTools); }
+    int Width() const override { return CurrentLineWidth(mTools); }
+
+private:
+    WhiteboardTools& mTools;
+};
+
+/// The action of the selected tool; null when it has none between press and release.
+std::unique_ptr<Tool> MakeTool(const WhiteboardTools& tools);

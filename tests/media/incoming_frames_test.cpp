@@ -3,14 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "media/media_fixture.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 #include "whiteboard/history.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kPrefix = QString::fromUtf16(tags::kWhiteboardHandle);
+const QString kPrefix = QString::fromUtf16(kWhiteboardHandle);
 constexpr QRgb kWhitePixel = 0xffffffff, kRed = 0xffff0000, kGreen = 0xff00ff00, kInk = 0xff000000;
 
 PicturePtr Plain(int width, int height, QRgb colour)

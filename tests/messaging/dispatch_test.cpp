@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "messaging/envelope.h"
+#include "messaging/record_kinds.h"
+#include "service/wire/content.h"
 
 using namespace Qt::StringLiterals;
 
@@ -31,6 +33,31 @@ QString Decide(const QString& message, const QString& from = u"bob"_s)
 }
 
 }  // namespace
+
+/// The service has its list without Qt: a record that only one side knows would reach nobody, or be missing
+/// for whoever comes later.
+TEST(RecordKinds, TheServiceKnowsTheSameRecords)
+{
+    const auto effect = [](Draws draws) {
+        switch (draws) {
+            case Draws::Nothing: return zephyl::BoardEffect::None;
+            case Draws::Change: return zephyl::BoardEffect::Change;
+            case Draws::Clear: return zephyl::BoardEffect::Clear;
+            case Draws::Undo: return zephyl::BoardEffect::Undo;
+            case Draws::Redo: return zephyl::BoardEffect::Redo;
+        }
+        return zephyl::BoardEffect::None;
+    };
+    for (const RecordRow& row : kRecordRows) {
+        const std::string text = row.tag.toString().toStdString() + "1";
+        const bool board = row.channel == Road::Board;
+        EXPECT_EQ(zephyl::ChannelOfText(text), board ? zephyl::CHANNEL_BOARD : zephyl::CHANNEL_TALK) << text;
+        EXPECT_EQ(zephyl::EffectOf(text), effect(row.draws)) << text;
+    }
+    for (const zephyl::BoardTag& known : zephyl::BoardTags())
+        EXPECT_TRUE(RowOf(QString::fromUtf8(known.tag))) << known.tag;
+    EXPECT_EQ(QString::fromUtf8(zephyl::kWhiteboardHandle), QString::fromUtf16(kWhiteboardHandle));
+}
 
 TEST(Dispatch, ReadsTheTagInFront)
 {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "messaging/dispatch.h"
-#include "messaging/tags.h"
+#include "messaging/record_kinds.h"
 
 using namespace Qt::StringLiterals;
 
@@ -46,7 +46,7 @@ void FakeItem::SendVideoFrame(const QByteArray& data, const QString& handle, int
                                      QString::number(type), QString::number(quality)});
     mService.NeedSession();
     const QString own = mService.Handle();
-    if (handle != own && handle != QString::fromUtf16(tags::kWhiteboardHandle) + own)
+    if (handle != own && handle != QString::fromUtf16(kWhiteboardHandle) + own)
         Fail(u"not the session's handle"_s);
     if (x != qint16(x) || y != qint16(y)) Fail(u"position is outside -32768..32767"_s);
     mService.frames.push_back({mHandle, handle, x, y, type, quality, data});

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "whiteboard/board_fonts.h"
+#include "whiteboard/shapes.h"
 
 using namespace Qt::StringLiterals;
 
@@ -41,10 +42,12 @@ TEST(Board, ShapesCoverExactlyTheirExtent)
         return [=](Board& b) { b.Draw(std::vector{Line(x1, 20, x2, 20)}, width); };
     };
     const auto box = [](float x1, float y1, float x2, float y2) -> Draw {
-        return [=](Board& b) { b.Draw(BoxRecord{1, x1, y1, x2, y2, kRed}); };
+        return [=](Board& b) { b.Draw(ShapeRecord{RecordKind::Box, 1, x1, y1, x2, y2, kRed}); };
     };
     const auto circle = [](int x1, int y1, int x2, int y2) -> Draw {
-        return [=](Board& b) { b.Draw(CircleRecord{1, x1, y1, x2, y2, kRed}); };
+        return [=](Board& b) {
+            b.Draw(ShapeRecord{RecordKind::Circle, 1, float(x1), float(y1), float(x2), float(y2), kRed});
+        };
     };
     const struct {
         const char* what;
@@ -89,8 +92,8 @@ TEST(Board, SegmentsAreMarkedWhereverTheyLeaveInk)
     board.TakeUnshown();
     const Segment strokes[] = {Line(3, 3, 2040, 1500), Line(700, 20, 701, 20), Line(-50, 900, 20, 800)};
     board.Draw(strokes, 9);
-    board.Draw(BoxRecord{5, 1000, 100, 1300, 300, kRed});
-    board.Draw(CircleRecord{40, 1500, 200, 1900, 700, kRed});
+    board.Draw(ShapeRecord{RecordKind::Box, 5, 1000, 100, 1300, 300, kRed});
+    board.Draw(ShapeRecord{RecordKind::Circle, 40, 1500, 200, 1900, 700, kRed});
     board.Draw(TextRecord{200, 1200, {u"Liberation Serif"_s, 60, false, true}, kRed, u"fÅj slanted"_s});
     board.Draw(TextRecord{200, 1450, {u"Liberation Serif"_s, 10}, kRed, QString(2000, u'w')});
     const TileSet touched = board.TakeUnsaved();
@@ -111,8 +114,8 @@ TEST(Board, SurvivesAbsurdNumbers)
     const Segment wild[] = {Line(kHuge, -kHuge, -kHuge, kHuge), Line(0, 0, kHuge, 1),
                             Line(-kHuge, 5, -kHuge, 6)};
     board.Draw(wild, 32767);
-    board.Draw(BoxRecord{32767, -kHuge, -kHuge, kHuge, kHuge, 0});
-    board.Draw(CircleRecord{1, INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0});
+    board.Draw(ShapeRecord{RecordKind::Box, 32767, -kHuge, -kHuge, kHuge, kHuge, 0});
+    board.Draw(ShapeRecord{RecordKind::Circle, 1, -kHuge, -kHuge, kHuge, kHuge, 0});
     board.Draw(TextRecord{kHuge, kHuge, {u"No Such Font"_s, 1e30f}, 0, QString(2'000'000, u'x')});
     board.Draw(TextRecord{0, 0, {u""_s, -5}, 0, u"a\nb\u0000c\u202Ed"_s});
     board.Fill({INT_MIN / 2, 0, INT_MAX, 5}, 0);

@@ -8,6 +8,7 @@
 #include "whiteboard/board_input.h"
 #include "whiteboard/history.h"
 #include "whiteboard/remote_apply.h"
+#include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_rules.h"
 
 struct Client : Fixture {

@@ -5,6 +5,8 @@
 #include <random>
 #include <stdexcept>
 
+#include "whiteboard/shapes.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -32,8 +34,8 @@ void Scribble(Board& board, std::mt19937& random)
     const Segment s{upTo(2100), upTo(1600), upTo(2100), upTo(1600), quint32(random()) & 0xffffff};
     switch (random() % 6) {
         case 0: board.Clear(); break;
-        case 1: board.Draw(BoxRecord{3, s.x1, s.y1, s.x2, s.y2, s.colour}); break;
-        case 2: board.Draw(CircleRecord{3, int(s.x1), int(s.y1), int(s.x2), int(s.y2), s.colour}); break;
+        case 1: board.Draw(ShapeRecord{RecordKind::Box, 3, s.x1, s.y1, s.x2, s.y2, s.colour}); break;
+        case 2: board.Draw(ShapeRecord{RecordKind::Circle, 3, s.x1, s.y1, s.x2, s.y2, s.colour}); break;
         case 3: board.Draw(TextRecord{s.x1, s.y1, {}, s.colour, u"some text"_s}); break;
         case 4: board.Fill({int(s.x1), int(s.y1), 160, 120}, s.colour); break;
         default: board.Draw({&s, 1}, 1 + int(random() % 40));
@@ -100,7 +102,7 @@ TEST(History, CostsWhatWasDrawn)
     history.Save(&board, 0, 0, u"ann"_s, {});
     EXPECT_EQ(history.DistinctTiles(), 1);  // a white board is one tile
     for (int change = 0; change < 20; ++change) {
-        board.Draw(BoxRecord{1, 300, 300, 330, 330.0f + float(change), 255});
+        board.Draw(ShapeRecord{RecordKind::Box, 1, 300, 300, 330, 330.0f + float(change), 255});
         history.Save(&board, 0, 0, u"ann"_s, {});
     }
     EXPECT_LE(history.DistinctTiles(), 1 + 11 * 4);

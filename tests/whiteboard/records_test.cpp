@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "messaging/tags.h"
+#include "whiteboard/shapes.h"
 
 using namespace Qt::StringLiterals;
 
@@ -64,13 +64,14 @@ TEST(PenRecord, KeepsWhatCameBeforeTheDamage)
     }
     EXPECT_EQ(ReadPen(Payload("1/0/0/0/0/-1")).value.segments[0].colour, 0xffffffu);  // low 24 bits
     EXPECT_EQ(ReadPen(Payload("2.5")).value.width, 2);                                // ties to even
-    EXPECT_TRUE(Describe(*ReadPen(u"40000"_s).error).contains(u"\"40000\" is outside -32768..32767"_s));
+    EXPECT_EQ(Describe(*ReadPen(u"40000"_s).error), u"field 0 (\"40000\") is outside -32768..32767"_s);
+    EXPECT_EQ(Describe(*ReadPen(Payload("1/2")).error), u"field 2 is missing"_s);  // a sentence
 }
 
 TEST(Records, NameTheFirstFieldThatIsBadOrMissing)
 {
-    const auto box = [](const QString& p) { return BadField(ReadBox(p)); };
-    const auto circle = [](const QString& p) { return BadField(ReadCircle(p)); };
+    const auto box = [](const QString& p) { return BadField(ReadShape(RecordKind::Box, p)); };
+    const auto circle = [](const QString& p) { return BadField(ReadShape(RecordKind::Circle, p)); };
     const auto text = [](const QString& p) { return BadField(ReadText(p)); };
     const auto pointer = [](const QString& p) { return BadField(ReadPointer(p)); };
     const auto resize = [](const QString& p) { return BadField(ReadResize(p)); };
@@ -130,8 +131,14 @@ TEST(Records, ReadBackWhatTheyWrite)
     const PenRecord pen{32, {{120, 120.5f, -0.25f, 1e6f, 0xffffff}, {1, 2, 3, 4, 0}}};
     const QString penText = WritePen(pen);
     EXPECT_EQ(penText, u"[[ZUM_WB_PEN]]"_s + Payload("32/120/120.5/-0.25/1000000/16777215/1/2/3/4/0"));
-    EXPECT_EQ(WriteBox({1, 2, 3, 4, 5, 255}), u"[[ZUM_WB_BOX]]"_s + Payload("1/2/3/4/5/255"));
-    EXPECT_EQ(WriteCircle({1, -2, 3, 4, 5, 255}), u"[[ZUM_WB_CIRCLE]]"_s + Payload("1/-2/3/4/5/255"));
+    EXPECT_EQ(WriteShape({RecordKind::Box, 1, 2.5f, 3, 4, 5, 255}),
+              u"[[ZUM_WB_BOX]]"_s + Payload("1/2.5/3/4/5/255"));
+    EXPECT_EQ(WriteShape({RecordKind::Circle, 1, -2, 3, 4, 5, 255}),
+              u"[[ZUM_WB_CIRCLE]]"_s + Payload("1/-2/3/4/5/255"));
+    for (const Shape& shape : Shapes()) {
+        const QString text = WriteShape({shape.kind, 3, 1, -2, 30000, 4, 255});
+        EXPECT_EQ(WriteShape(ReadShape(shape.kind, FindRecord(text)->payload).value), text);
+    }
     const BoardPoint path[] = {{0.5f, 1}, {2, 3}};
     EXPECT_EQ(WritePointer(path), u"[[ZUM_WB_POINTER]]"_s + Payload("0.5/1/2/3"));
     const TextRecord line{100, 50, {u"Arial"_s, 10.5f, true, false, false, true}, 255, u"h\u00A5|i"_s};
@@ -140,10 +147,10 @@ TEST(Records, ReadBackWhatTheyWrite)
               u"[[ZUM_WB_TEXT]]"_s + Payload("100/50/True/False/Arial/10.5/False/True/255/h\u00A5|i"));
 
     const auto found = FindRecord(lineText);
-    ASSERT_TRUE(found && found->type == RecordType::Text);
+    ASSERT_TRUE(found && found->kind == RecordKind::Text);
     EXPECT_EQ(WriteText(ReadText(found->payload).value), lineText);
     EXPECT_EQ(WritePen(ReadPen(FindRecord(penText)->payload).value), penText);
-    EXPECT_EQ(RecordName(RecordType::HScroll), u"HSCROLL"_s);
+    EXPECT_EQ(RecordName(RecordKind::HScroll), u"HSCROLL"_s);
     for (const QString& none : {u""_s, u"[[zum_wb_pen]]1"_s, u" [[ZUM_WB_PEN]]1"_s, u"[[ZUM_WB_PEN"_s})
         EXPECT_FALSE(FindRecord(none)) << none.toStdString();
 }

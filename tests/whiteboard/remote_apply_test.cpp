@@ -1,5 +1,6 @@
 #include "whiteboard/remote_apply.h"
 
+#include "base/error_trap.h"
 #include "settings/settings.h"
 #include "whiteboard/client.h"
 
@@ -64,6 +65,40 @@ TEST(RemoteApply, EachRecordDrawsNotesAndRemembersAsItsKindDoes)
         ann.Receive(u"[[ZUM_WB_PEN]]1/500/500/500/500/0"_s);  // the next one is drawn whatever came before
         EXPECT_TRUE(ann.Inked(500, 500));
     }
+}
+
+/// The fields suit every kind that changes the picture; what follows them is read by none, or ends the
+/// record.
+TEST(RemoteApply, EveryKindThatChangesThePictureIsDrawn)
+{
+    for (const RecordRow& row : kRecordRows) {
+        if (row.draws != Draws::Change) continue;
+        Client ann;
+        const QString blank = ann.Sum();
+        ann.Receive(row.tag.toString() + u"3/10/20/60/70/255/0/0/0/text"_s);
+        EXPECT_NE(ann.Sum(), blank) << row.tag.toString().toStdString();
+    }
+}
+
+TEST(RemoteApply, WhateverIsThrownIsReportedAndTheNextOneIsApplied)
+{
+    struct Odd {};
+    Client ann;
+    ann.waits.during = [] { throw Odd(); };
+    ann.Receive(u"[[ZUM_WB_POINTER]]1/2"_s);
+    EXPECT_TRUE(ann.prompts.boxes.value(0).endsWith(u"HandleWBMessage: unknown error"_s));
+    EXPECT_EQ(ann.prompts.criticalCauses[0], Cause::Remote);
+    EXPECT_FALSE(ann.state.gWBApplyingRemote);
+    ann.waits.during = [] { throw ProcessEnded(); };
+    EXPECT_THROW(ann.Receive(u"[[ZUM_WB_POINTER]]1/2"_s), ProcessEnded);
+    ann.waits.during = {};
+    for (const auto trap : {0, 1, 2}) {
+        const auto odd = [] { throw Odd(); };
+        if (trap == 0) TrappedAs(ann.state, u"A Log Error: "_s, odd);
+        if (trap == 1) TrappedFromAfar(ann.state, "tick", odd);
+        if (trap == 2) Silently(ann.state, "passing", odd);
+    }
+    EXPECT_EQ(ann.prompts.boxes.size(), 3);
 }
 
 TEST(RemoteApply, OwnRecordsChangeNothing)

@@ -156,8 +156,8 @@ TEST(ToolSettings, AreTakenCheckedAppliedAndStored)
     put(keys::kFontBold, "-1");
     ann.state.gWBBuffer.reset();
     LoadTools(ann.state);
-    EXPECT_EQ(ann.tools.mDrawTool, u"Pen"_s);
-    EXPECT_EQ(ann.tools.mShapeTool, u"Circle"_s);
+    EXPECT_EQ(ann.tools.mDrawTool, DrawTool::Pen);
+    EXPECT_EQ(ann.tools.mShapeTool, RecordKind::Circle);
     EXPECT_EQ(ann.tools.mSelectedTool, ToolKey::Shape);  // by the drop-downs; activation makes it Draw
     EXPECT_EQ(CurrentColor(ann.tools), 0u);
     EXPECT_EQ(CurrentLineWidth(ann.tools), 8);

@@ -11,8 +11,10 @@
 #include "support/fixture.h"
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
+#include "whiteboard/icons.h"
+#include "whiteboard/shapes.h"
+#include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_boxes.h"
-#include "whiteboard/toolbar_rules.h"
 #include "whiteboard/whiteboard.h"
 
 using namespace Qt::StringLiterals;
@@ -349,12 +351,28 @@ TEST(ScaledBoardPicture, IsTheSameHoweverItCame)
         };
         const Segment strokes[] = {{10, 12, 90, 64, 0}, {90, 64, 151, 40, 255}, {30.5, 127, 300, 129, 0}};
         for (const Segment& stroke : strokes) after([&] { board.Draw({&stroke, 1}, 1); });
-        after([&] { board.Draw(BoxRecord{1, 63, 63, 191, 128, 0xff0000}); });
+        after([&] { board.Draw(ShapeRecord{RecordKind::Box, 1, 63, 63, 191, 128, 0xff0000}); });
         after([&] { board.Draw(TextRecord{100, 120, TextLook(), 0, u"the same for all"_s}); });
         QImage picture(33, 47, QImage::Format_RGB32);
         picture.fill(Qt::red);
         after([&] { board.Paint(picture, {61, 17}); });
         shown(newcomers, seen, late);
         EXPECT_EQ(along, late);
+    }
+}
+
+TEST(ToolIcons, EveryButtonAndEntryHasItsPicture)
+{
+    QStringList names;
+    for (int key = 1; key < int(kToolKeys); ++key)
+        if (ToolKey(key) != ToolKey::Draw && ToolKey(key) != ToolKey::Shape) names += ToolName(ToolKey(key));
+    for (const DrawTool tool : kDrawTools) names += DrawToolName(tool);
+    for (const Shape& shape : Shapes()) names += QLatin1String(shape.name);
+    for (const QString& name : names) {
+        const QImage icon = ToolIcon(name, QPalette()).pixmap(kIconSide).toImage();
+        bool inked = false;
+        for (int i = 0; i < icon.width() * icon.height(); ++i)
+            inked |= qAlpha(icon.pixel(i % icon.width(), i / icon.width())) != 0;
+        EXPECT_TRUE(inked) << name.toStdString();
     }
 }

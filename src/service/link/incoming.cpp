@@ -49,7 +49,7 @@ void Incoming::Begin(quint64 entry, const Self& self, const Place& place, bool c
     clear.line = Line::Board;
     clear.entry = entry;
     clear.from = Text(mSelf.handle + kEarlierSuffix);
-    clear.text = QStringLiteral("[[ZUM_WB_CLEAR]]");
+    clear.text = Text(kClearRecord);
     clear.drawn = mServiceNowAt;
     mQueue.Push(std::move(clear));
 }

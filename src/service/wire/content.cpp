@@ -5,17 +5,13 @@
 namespace zephyl {
 namespace {
 
-struct BoardTag {
-    std::string_view tag;
-    BoardEffect effect;
-};
 constexpr std::array kBoardTags{
     BoardTag{"[[ZUM_WB_HSCROLL]]", BoardEffect::None}, BoardTag{"[[ZUM_WB_VSCROLL]]", BoardEffect::None},
     BoardTag{"[[ZUM_WB_RESIZE]]", BoardEffect::None},  BoardTag{"[[ZUM_WB_POINTER]]", BoardEffect::None},
     BoardTag{"[[ZUM_WB_TEXT]]", BoardEffect::Change},  BoardTag{"[[ZUM_WB_PEN]]", BoardEffect::Change},
     BoardTag{"[[ZUM_WB_BOX]]", BoardEffect::Change},   BoardTag{"[[ZUM_WB_CIRCLE]]", BoardEffect::Change},
     BoardTag{"[[ZUM_WB_UNDO]]", BoardEffect::Undo},    BoardTag{"[[ZUM_WB_REDO]]", BoardEffect::Redo},
-    BoardTag{"[[ZUM_WB_CLEAR]]", BoardEffect::Clear},
+    BoardTag{kClearRecord, BoardEffect::Clear},
 };
 
 const BoardTag* TagOf(std::string_view text)
@@ -27,6 +23,11 @@ const BoardTag* TagOf(std::string_view text)
 }
 
 }  // namespace
+
+std::span<const BoardTag> BoardTags()
+{
+    return kBoardTags;
+}
 
 bool IsBoardText(std::string_view text)
 {

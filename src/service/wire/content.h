@@ -2,6 +2,7 @@
 // What the wire has to know of content, and nothing more: what belongs to the board, and what changes
 // its picture for everybody.
 
+#include <span>
 #include <string_view>
 
 #include "service/wire/zephyl.pb.h"
@@ -18,6 +19,14 @@ inline constexpr std::string_view kWhiteboardHandle = "[[ZUM_RESERVED_HANDLE_WHI
 
 /// What a board item does, as far as the kept history needs to know.
 enum class BoardEffect { None, Change, Clear, Undo, Redo };
+
+/// What the service knows of a record; the client's table (messaging/record_kinds.h) says the same.
+struct BoardTag {
+    std::string_view tag;
+    BoardEffect effect;
+};
+std::span<const BoardTag> BoardTags();
+inline constexpr std::string_view kClearRecord = "[[ZUM_WB_CLEAR]]";
 
 /// True when the text starts with a whiteboard tag: it goes by the board's channel.
 bool IsBoardText(std::string_view text);

@@ -5,10 +5,10 @@
 
 class PenTool : public Tool {
 public:
-    void Press(BoardScreen& screen, BoardPoint at, Ink ink) override;
-    void Move(BoardScreen& screen, BoardPoint at, Ink ink) override;
-    void Release(BoardScreen& screen, BoardPoint at, Ink ink) override;
-    QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink) override;
+    void Press(BoardScreen& screen, BoardPoint at, const Ink& ink) override;
+    void Move(BoardScreen& screen, BoardPoint at, const Ink& ink) override;
+    void Release(BoardScreen& screen, BoardPoint at, const Ink& ink) override;
+    QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, const Ink& ink) override;
     bool Follows() const override { return true; }
 
 protected:

@@ -4,22 +4,17 @@
 
 #include <QString>
 #include <array>
-#include <memory>
 
 #include "whiteboard/records.h"
 
 class BoardScreen;
-struct WhiteboardTools;
 
 /// The selected colour and width, looked up only where a tool uses them: the ones used last get stored.
 class Ink {
 public:
-    explicit Ink(WhiteboardTools& tools) : mTools(tools) {}
-    quint32 Colour() const;
-    int Width() const;
-
-private:
-    WhiteboardTools& mTools;
+    virtual ~Ink() = default;
+    virtual quint32 Colour() const = 0;
+    virtual int Width() const = 0;
 };
 
 inline constexpr int kEraseWidth = 32;
@@ -27,15 +22,15 @@ inline constexpr int kEraseWidth = 32;
 class Tool {
 public:
     virtual ~Tool() = default;
-    virtual void Press(BoardScreen& screen, BoardPoint at, Ink ink) = 0;
-    virtual void Move(BoardScreen& screen, BoardPoint at, Ink ink) = 0;
+    virtual void Press(BoardScreen& screen, BoardPoint at, const Ink& ink) = 0;
+    virtual void Move(BoardScreen& screen, BoardPoint at, const Ink& ink) = 0;
     /// Draws what the finished action leaves on the board, and takes rubber bands away.
-    virtual void Release(BoardScreen& screen, BoardPoint at, Ink ink) = 0;
+    virtual void Release(BoardScreen& screen, BoardPoint at, const Ink& ink) = 0;
     /// Takes rubber bands away; what has been drawn stays.
     virtual void Cancel(BoardScreen&) {}
     /// The finished action as a record. x1 … y2: the corners of a shape; for the others the last point in
     /// front of the release, and the release.
-    virtual QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, Ink ink) = 0;
+    virtual QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, const Ink& ink) = 0;
 
     /// Whether the action counts as finished when its release is lost; else it is dropped.
     virtual bool KeepsWhenLost() const { return true; }
@@ -46,9 +41,6 @@ public:
     /// True when mLastX and mLastY follow every move.
     virtual bool Follows() const { return false; }
 };
-
-/// The action of the selected tool; null when it has none between press and release.
-std::unique_ptr<Tool> MakeTool(const WhiteboardTools& tools);
 
 /// Nearest whole board pixel, ties to even, within 16 bits.
 qint16 ToPixel(float value);
