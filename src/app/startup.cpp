@@ -5,9 +5,9 @@
 #include <cstdlib>
 
 #include "base/error_trap.h"
-#include "base/text_rules.h"
 #include "settings/settings.h"
 #include "text/one_line.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,8 +1,8 @@
 #include "cipher/password.h"
 
-#include "base/text_rules.h"
 #include "cipher/code_page.h"
 #include "cipher/skipjack.h"
+#include "text/text_rules.h"
 
 namespace {
 

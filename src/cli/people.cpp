@@ -3,7 +3,6 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "base/text_rules.h"
 #include "cipher/code_page.h"
 #include "cipher/password.h"
 #include "cli/commands.h"
@@ -12,6 +11,7 @@
 #include "service/link/link_messenger.h"
 #include "session/login_rules.h"
 #include "text/qt_line.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

@@ -4,11 +4,11 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "base/text_rules.h"
 #include "media/capture_rules.h"
 #include "media/media_screen.h"
 #include "media/preview.h"
 #include "settings/settings.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

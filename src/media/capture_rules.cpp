@@ -3,7 +3,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

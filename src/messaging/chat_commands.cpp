@@ -3,12 +3,12 @@
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "base/sending_room.h"
-#include "base/text_rules.h"
 #include "cipher/code_page.h"
 #include "messaging/chat_rules.h"
 #include "messaging/dispatch.h"
 #include "messaging/envelope.h"
 #include "text/qt_line.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

@@ -7,11 +7,11 @@
 #include <stdexcept>
 
 #include "base/error_trap.h"
-#include "base/text_rules.h"
 #include "cipher/code_page.h"
 #include "messaging/log_folder.h"
 #include "settings/settings.h"
 #include "text/one_line.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

@@ -3,8 +3,8 @@
 #include <limits>
 #include <stdexcept>
 
-#include "base/text_rules.h"
 #include "messaging/record_kinds.h"
+#include "text/text_rules.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include "messaging/envelope.h"
 
 #include "base/error_trap.h"
-#include "base/text_rules.h"
 #include "messaging/chat_log.h"
 #include "messaging/encryption.h"
 #include "messaging/record_kinds.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

@@ -13,11 +13,11 @@
 #include <algorithm>
 
 #include "base/error_trap.h"
-#include "base/text_rules.h"
 #include "cipher/password.h"
 #include "session/meeting_entry.h"
 #include "settings/configurations.h"
 #include "settings/settings.h"
+#include "text/text_rules.h"
 #include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "base/text_rules.h"
 #include "text/qt_line.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

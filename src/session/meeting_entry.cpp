@@ -1,8 +1,8 @@
 #include "session/meeting_entry.h"
 
 #include "base/error_trap.h"
-#include "base/text_rules.h"
 #include "settings/settings.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

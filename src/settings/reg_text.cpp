@@ -5,7 +5,7 @@
 #include <cctype>
 #include <stdexcept>
 
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 
 namespace {
 

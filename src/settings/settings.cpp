@@ -1,10 +1,10 @@
 #include "settings/settings.h"
 
 #include "base/report.h"
-#include "base/text_rules.h"
 #include "platform/registry_file.h"
 #include "settings/reg_text.h"
 #include "settings/registry_lists.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

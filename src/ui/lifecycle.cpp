@@ -4,10 +4,10 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "base/text_rules.h"
 #include "media/capture.h"
 #include "media/voice.h"
 #include "settings/settings.h"
+#include "text/text_rules.h"
 #include "ui/media_controls.h"
 #include "whiteboard/tool_settings.h"
 

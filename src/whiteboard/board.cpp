@@ -8,7 +8,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/shapes.h"
 

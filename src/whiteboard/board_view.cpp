@@ -10,7 +10,7 @@
 #include <stdexcept>
 
 #include "base/error_trap.h"
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"

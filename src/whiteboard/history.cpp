@@ -8,8 +8,8 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "base/text_rules.h"
 #include "text/qt_line.h"
+#include "text/text_rules.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"

@@ -7,8 +7,8 @@
 #include <cmath>
 #include <optional>
 
-#include "base/text_rules.h"
 #include "messaging/record_kinds.h"
+#include "text/text_rules.h"
 
 /// Why reading stopped. `field` counts from 0, behind the tag; all fields in front of it were read.
 struct FieldError {

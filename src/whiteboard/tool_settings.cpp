@@ -4,8 +4,8 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "base/text_rules.h"
 #include "settings/settings.h"
+#include "text/text_rules.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/history.h"
 #include "whiteboard/shapes.h"

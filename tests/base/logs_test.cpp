@@ -7,7 +7,7 @@
 #include <QTemporaryDir>
 #include <cstdarg>
 
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 #include "platform/linux/machine.h"
 #include "support/injections.h"
 #include "support/plain.h"

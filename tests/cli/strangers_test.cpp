@@ -14,13 +14,13 @@
 #include <filesystem>
 #include <thread>
 
-#include "base/text_rules.h"
 #include "demo/stage.h"
 #include "service/relay/door/identity.h"
 #include "service/relay/relay_fixture.h"
 #include "service/wire/content.h"
 #include "support/injections.h"
 #include "support/plain.h"
+#include "text/text_rules.h"
 
 namespace zephyl {
 namespace {

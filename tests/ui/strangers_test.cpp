@@ -6,7 +6,7 @@
 #include <QTextDocument>
 
 #include "base/error_trap.h"
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 #include "messaging/chat_rules.h"
 #include "session/login_rules.h"
 #include "support/injections.h"

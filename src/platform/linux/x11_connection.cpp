@@ -7,7 +7,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 
 namespace {
 

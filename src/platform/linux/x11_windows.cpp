@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "base/text_rules.h"
 #include "contract/messenger_service.h"
 #include "service/wire/content.h"
+#include "text/text_rules.h"
 
 namespace zephyl::link {
 

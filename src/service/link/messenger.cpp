@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 
-#include "base/text_rules.h"
 #include "cipher/password.h"
 #include "service/link/messenger_parts.h"
 #include "service/link/session_parts.h"
 #include "service/link/trust.h"
 #include "service/wire/limits.h"
+#include "text/text_rules.h"
 
 namespace zephyl::link {
 

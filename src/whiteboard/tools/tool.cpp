@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/text_rules.h"
+#include "text/text_rules.h"
 
 qint16 ToPixel(float value)
 {
