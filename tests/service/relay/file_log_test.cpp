@@ -10,7 +10,7 @@
 #include <random>
 
 #include "service/relay/log/stored.h"
-#include "service/relay/relay_fixture.h"
+#include "service/relay/temporary_folder.h"
 #include "service/relay/test_disk.h"
 
 namespace zephyl {
@@ -481,7 +481,7 @@ TEST_F(FileLogTest, WhateverHappensToOneOfItsHeadsTheMeetingGoesOn)
     };
     for (unsigned place = 0; place < head; ++place) {
         faults.emplace_back("byte", [&flip, place](auto& path) { flip(path, place, 1); });
-        faults.emplace_back("cut", [place](auto& path) { fs::resize_file(path, place); });
+        if (place % 8 == 0) faults.emplace_back("cut", [place](auto& path) { fs::resize_file(path, place); });
     }
     const auto reads = [&] {
         const auto read = ReadHead(at);
@@ -534,6 +534,108 @@ TEST_F(FileLogTest, AFolderOfBeforeOpensAndAHeadThatIsBehindGivesOutNoNumberTwic
     fs::copy_file(head, at / "head", fs::copy_options::overwrite_existing);  // restored from somewhere
     Open();
     EXPECT_EQ(log->State(CHANNEL_BOARD).end >> 32, 4u);
+}
+
+// Segments as they may stand in a folder, whoever wrote them.
+TEST_F(FileLogTest, AnOpeningGivesBackEachItemOnceAndCountsWhatItSkips)
+{
+    constexpr std::uint64_t first = std::uint64_t{1} << 32;
+    const struct {
+        const char* what;
+        std::vector<std::pair<std::uint64_t, std::vector<std::uint64_t>>>
+            files;  // name, sequences; 0: no item
+        int given;
+        std::size_t skipped;
+        bool aside;
+    } rows[] = {
+        {"in order", {{1, {1, 2}}, {3, {3}}}, 3, 0, false},
+        {"named after its newest item", {{1, {1, 2}}, {5, {3, 4, 5}}, {5, {6}}}, 6, 0, false},
+        {"written again after a failed sync", {{1, {1, 2, 3}}, {2, {2, 3, 4}}}, 4, 2, false},
+        {"older ones under a new name", {{1, {2, 3}}, {4, {1, 2}}}, 2, 2, false},
+        {"no item", {{1, {1, 0, 2}}}, 2, 1, false},
+        {"nothing but that", {{1, {1}}, {2, {0}}}, 1, 1, true},
+        {"the last number before this opening", {{1, {1, first}}}, 2, 0, false},
+        {"numbers that nobody gave out yet", {{1, {1, first + 1, 2, ~std::uint64_t{0}}}}, 2, 2, false},
+        {"a name that is no number of ours", {{~std::uint64_t{0}, {1}}}, 1, 0, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        at = folder.path / row.what;
+        fs::create_directories(at);
+        int count = 0;
+        for (const auto& [name, sequences] : row.files) {
+            char path[64];
+            std::snprintf(path, sizeof path, "talk-%020llu-%010d.log", static_cast<unsigned long long>(name),
+                          ++count);
+            Journal file(at / path, Marked::Yes);
+            file.Begin();
+            for (const std::uint64_t sequence : sequences) {
+                LogItem item;
+                item.channel = CHANNEL_TALK;
+                item.everyone = true;
+                item.sequence = sequence;
+                item.frames = "x";
+                std::string entry;
+                sequence == 0 ? AppendEntry(entry, "\xff\xff\xff\xff") : StoreItem(entry, item);
+                ASSERT_TRUE(file.Append(entry));
+            }
+        }
+        std::vector<std::uint64_t> given;
+        onReplay = [&](const LogItem& item) { given.push_back(item.sequence); };
+        Open();
+        EXPECT_EQ(static_cast<int>(given.size()), row.given);
+        EXPECT_TRUE(std::is_sorted(given.begin(), given.end()));
+        EXPECT_EQ(replayed.skipped, row.skipped);
+        EXPECT_EQ(replayed.damage == Damage::Found, row.aside);
+        EXPECT_EQ(log->State(CHANNEL_TALK).end, first);
+        log.reset();
+    }
+}
+
+TEST_F(FileLogTest, TrimTakesOnlyWhatIsSafeAndNeverGoesBack)
+{
+    constexpr std::uint64_t first = std::uint64_t{1} << 32;
+    Open();
+    Add(CHANNEL_BOARD, 10, 10);
+    const struct {
+        std::uint64_t before;
+        int left;
+    } rows[] = {
+        {0, 10}, {first + 1, 10}, {first + 4, 7},  {first + 3, 7},
+        {0, 7},  {first + 10, 1}, {first + 11, 1}, {~std::uint64_t{0}, 1},
+    };
+    for (const auto& row : rows) {
+        log->Trim(CHANNEL_BOARD, row.before, ~std::uint64_t{0});
+        Wait();
+        EXPECT_EQ(Count(CHANNEL_BOARD, 0), row.left) << row.before;
+    }
+}
+
+// The newest segment is emptied once nobody wants what it holds, whatever step of it a full disk refuses.
+TEST_F(FileLogTest, ASegmentBegunAnewLosesNothingThatComesAfter)
+{
+    for (long long left = 0; left <= 72; left += 8) {
+        SCOPED_TRACE(left);
+        at = folder.path / std::to_string(left);
+        log.reset();
+        onReplay = {};
+        Open();
+        Add(CHANNEL_TALK, 1000, 3, 'P');
+        for (int tick = 0; tick < 4; ++tick) {
+            if (tick == 1) disk.room = left;  // it has been idle since the one before
+            log->Trim(CHANNEL_TALK, 0, log->State(CHANNEL_TALK).end);
+            Wait();
+        }
+        disk.room = TestDisk::kEnough;
+        log->Trim(CHANNEL_BOARD, 0, 0);
+        Wait();
+        Add(CHANNEL_TALK, 1000, 2);
+        int before = 0;
+        onReplay = [&](const LogItem& item) { before += item.frames[0] == 'P'; };
+        Open();
+        EXPECT_EQ(Count(CHANNEL_TALK, 0), 2);
+        EXPECT_TRUE(before == 0 || left < 72);
+    }
 }
 
 }  // namespace

@@ -4,27 +4,15 @@
 #include <gtest/gtest.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/null_sink.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <memory>
 
 #include "service/relay/private_folder.h"
 #include "service/relay/raw_client.h"
 #include "service/relay/relay.h"
+#include "service/relay/temporary_folder.h"
 
 namespace zephyl {
-
-/// A folder that goes with the object.
-struct TemporaryFolder {
-    TemporaryFolder()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "zephyl-test-XXXXXX").string();
-        path = ::mkdtemp(name.data());
-    }
-    ~TemporaryFolder() { std::filesystem::remove_all(path); }
-    std::filesystem::path path;
-};
 
 inline std::shared_ptr<spdlog::logger> SilentLog()
 {

@@ -85,7 +85,7 @@ void ChannelFiles::Load(std::uint64_t end, std::uint64_t lost, const MeetingLog:
     mState.lost = mState.begin = lost;
     const std::vector<fs::path> paths = SegmentsOf(mFolder, NameOf(mChannel));
     for (const fs::path& path : paths) try {
-            LoadSegment(path, path == paths.back(), take, replayed);
+            LoadSegment(path, path == paths.back(), end, take, replayed);
         } catch (const std::system_error& error) {
             if (!CannotBeRead(error)) throw;
             fs::rename(path, Aside(path));
@@ -100,8 +100,8 @@ void ChannelFiles::Load(std::uint64_t end, std::uint64_t lost, const MeetingLog:
 // The newest one may end in a write that was cut short; in the others that is damage, too. What stands in
 // an earlier one already was written again after a failed sync, or is what is left of a file that was to be
 // written over.
-void ChannelFiles::LoadSegment(const fs::path& path, bool newest, const MeetingLog::Take& take,
-                               Replayed& replayed)
+void ChannelFiles::LoadSegment(const fs::path& path, bool newest, std::uint64_t end,
+                               const MeetingLog::Take& take, Replayed& replayed)
 {
     std::optional<Segment> segment;
     Journal journal(path, Marked::Yes);
@@ -109,8 +109,9 @@ void ChannelFiles::LoadSegment(const fs::path& path, bool newest, const MeetingL
     const JournalEnd state = journal.Load([&](std::string_view payload, std::uint64_t at) {
         ItemPtr item = LoadItem(mChannel, payload);
         if (item && item->sequence <= mState.lost) return;
-        if (!item) ++unknown;
-        if (!item || item->sequence <= mAppended) {
+        const bool none = !item || item->sequence > end;  // given out by no opening before this one
+        if (none) ++unknown;
+        if (none || item->sequence <= mAppended) {
             ++replayed.skipped;
             return;
         }

@@ -75,8 +75,8 @@ public:
 
 private:
     std::filesystem::path SegmentPath(std::uint64_t first) const;
-    void LoadSegment(const std::filesystem::path& path, bool newest, const MeetingLog::Take& take,
-                     Replayed& replayed);
+    void LoadSegment(const std::filesystem::path& path, bool newest, std::uint64_t end,
+                     const MeetingLog::Take& take, Replayed& replayed);
     std::shared_ptr<Journal> FreshFile(const std::filesystem::path& path);
     void Roll(std::uint64_t first);
     std::size_t DeadBytes(const Segment& segment) const;
