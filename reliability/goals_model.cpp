@@ -215,7 +215,7 @@ private:
 class Game {
 public:
     Game(const Address& address, const std::string& key, int lane, std::uint64_t seed)
-        : mCode(u"GAME%1"_s.arg(seed))
+        : mCode(u"GAME%1"_s.arg(seed, 5, 10, QLatin1Char('0')))
     {
         for (int i = 0; i < 2; ++i) {
             mHandles[i] = u"c%1"_s.arg(2 * lane + i);

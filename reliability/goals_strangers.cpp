@@ -99,7 +99,7 @@ void WrongLogins(Run& run, Outcome& outcome)
 /// earlier login, and as a stranger.
 void WrongLoginsOfOne(Run& run, Outcome& outcome)
 {
-    const int addresses = run.Form(10, 200), tries = run.Form(20, 50);
+    const int addresses = run.Form(10, 200), tries = 50;
     Daemon daemon(9, {}, zephyl::HashCost{});
     const auto laptop = From(daemon, "127.0.0.7");
     laptop->device = "";

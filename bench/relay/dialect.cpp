@@ -30,7 +30,7 @@ public:
         header.mutable_login()->set_stream(static_cast<std::uint64_t>(index) + 1);
         if (Call(line, header).logged_in().result() != RESULT_OK) throw std::runtime_error("no login");
         if (!joins) return;
-        header.mutable_enter()->set_code("bench");
+        header.mutable_enter()->set_code("BENCH1");
         header.mutable_enter()->set_create(index == 0);
         if (Call(line, header).entered().result() != RESULT_OK) throw std::runtime_error("not entered");
     }
