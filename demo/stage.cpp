@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <chrono>
 #include <stdexcept>
@@ -179,6 +180,14 @@ int Child::WaitForEnd(int seconds)
         }
     }
     return mStatus;
+}
+
+qint64 Child::PeakMegabytes() const
+{
+    QFile file(u"/proc/%1/status"_s.arg(mPid));
+    if (!file.open(QIODevice::ReadOnly)) Fail(u"the program has ended"_s);
+    const auto peak = QRegularExpression(u"VmHWM:\\s+(\\d+)"_s).match(QString::fromLatin1(file.readAll()));
+    return peak.captured(1).toLongLong() / 1024;
 }
 
 Folder::Folder(QString keep) : mPath(std::move(keep)), mTemporary(mPath.isEmpty())
@@ -409,6 +418,16 @@ void Desk::StartClient(QStringList options)
     }
     mClient = std::make_unique<Child>(Programs() + u"/quorvia"_s, options << u"--trace"_s << mTracePipe,
                                       mEnvironment, mLogs);
+}
+
+int Desk::WaitForEnd(int seconds)
+{
+    const auto until = Clock::now() + std::chrono::seconds(seconds);
+    while (mClient->Running()) {
+        if (Clock::now() >= until) Fail(mName + u": the client does not end"_s);
+        ReadTrace(20);
+    }
+    return mClient->WaitForEnd();
 }
 
 void Desk::ReadTrace(int milliseconds)

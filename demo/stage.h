@@ -40,6 +40,8 @@ public:
     int WaitForEnd(int seconds = 30);
     bool Running();
     pid_t Pid() const { return mPid; }
+    /// The most memory that it has held so far. While it runs.
+    qint64 PeakMegabytes() const;
 
 private:
     pid_t mPid = -1;
@@ -131,6 +133,8 @@ public:
     void Environment(const QString& name, const QString& value) { mEnvironment[name] = value; }
     void StartClient(QStringList options = {});
     Child& Client() { return *mClient; }
+    /// Its exit status; its trace is read meanwhile, whose pipe would hold it. Throws after `seconds`.
+    int WaitForEnd(int seconds = 20);
 
     /// The next trace line of that event which matches; earlier ones are dropped. Throws after `seconds`.
     /// A dialog counts when it has the keys, too: what was typed before that went nowhere.

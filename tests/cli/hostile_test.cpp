@@ -3,7 +3,6 @@
 #include <signal.h>
 
 #include <QFile>
-#include <QRegularExpression>
 
 #include "demo/stage.h"
 #include "reliability/hostile_service.h"
@@ -14,14 +13,6 @@ namespace zephyl {
 namespace {
 
 using namespace Qt::StringLiterals;
-qint64 PeakMegabytes(pid_t pid)
-{
-    QFile file(u"/proc/%1/status"_s.arg(pid));
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-    const auto peak = QRegularExpression(u"VmHWM:\\s+(\\d+)"_s).match(QString::fromLatin1(file.readAll()));
-    return peak.captured(1).toLongLong() / 1024;
-}
-
 /// With its output read, or with nobody reading it; by signal, or by command.
 TEST(HostileService, HoldsNoClient)
 {
@@ -53,7 +44,7 @@ TEST(HostileService, HoldsNoClient)
         zephyl.Write(R"({"do":"join","code":"Standup"})");
         service.LetItFlood();
         EXPECT_GT(service.flooded, 0u);
-        EXPECT_LE(PeakMegabytes(zephyl.Pid()), 160);
+        EXPECT_LE(zephyl.PeakMegabytes(), 160);
         EXPECT_LE(QFile(log).size(), 100'000);
         if (byCommand)
             zephyl.Write(R"({"do":"quit"})");

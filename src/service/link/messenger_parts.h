@@ -11,7 +11,7 @@
 namespace zephyl::link {
 
 inline constexpr std::chrono::milliseconds kLeaveTime{5000};
-inline constexpr std::chrono::milliseconds kEndTime{1800};  // when the process ends, and before another login
+inline constexpr std::chrono::milliseconds kEndTime{1500};  // when the process ends, and before another login
 inline constexpr std::chrono::milliseconds kMargin{600};    // for the last word after what was under way
 
 [[noreturn]] inline void Fail(const QString& text)
