@@ -61,7 +61,8 @@ Peer::Peer(asio::io_context& io, std::shared_ptr<const TlsContext> tls, const Se
         asio::read_until(socket, asio::dynamic_buffer(info), "\r\n");
     }
     mStream = std::make_unique<TlsStream>(std::move(socket), std::move(tls));
-    asio::co_spawn(io, mStream->Handshake(), [](std::exception_ptr error) {
+    const Speaks speaks = server.Foreign() ? Speaks::OtherThings : Speaks::Zephyl;
+    asio::co_spawn(io, mStream->Handshake(speaks), [](std::exception_ptr error) {
         if (error) std::rethrow_exception(error);
     });
     io.restart();

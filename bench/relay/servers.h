@@ -36,6 +36,8 @@ public:
     ServerProcess& operator=(const ServerProcess&) = delete;
 
     Kind What() const { return mKind; }
+    /// Somebody else's program.
+    bool Foreign() const { return mKind == Kind::Mosquitto || mKind == Kind::Nats || mKind == Kind::Mumble; }
     std::uint16_t Port() const { return mPort; }
     /// Processor time that it has used, all its threads together.
     std::chrono::nanoseconds Cpu() const;

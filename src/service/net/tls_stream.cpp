@@ -92,7 +92,7 @@ void TlsStream::KeepInput()
     mIn = {};
 }
 
-asio::awaitable<void> TlsStream::Handshake()
+asio::awaitable<void> TlsStream::Handshake(Speaks speaks)
 {
     for (;;) {
         ERR_clear_error();
@@ -103,7 +103,10 @@ asio::awaitable<void> TlsStream::Handshake()
         Flush();
         if (result != 1 && reason != SSL_ERROR_WANT_READ) throw LastTlsError("TLS handshake");
         co_await Drain();
-        if (result == 1) co_return RequireProtocol(mSsl);
+        if (result == 1) {
+            if (speaks == Speaks::Zephyl) RequireProtocol(mSsl);
+            co_return;
+        }
         co_await mSocket.async_wait(Socket::wait_read, asio::use_awaitable);
         char raw[kHandshakeBytes];
         const ssize_t got = ::recv(mSocket.native_handle(), raw, sizeof raw, 0);

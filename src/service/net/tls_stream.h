@@ -25,6 +25,9 @@ struct TlsPeer {
     bool vouched = false;     // an authority of this machine vouches for it under the name that was asked for
 };
 
+/// What the other side must have agreed to before anything is said. Other things: for a benchmark of others.
+enum class Speaks { Zephyl, OtherThings };
+
 class TlsStream final : private TlsMemory {
 public:
     using Socket = boost::asio::ip::tcp::socket;
@@ -38,7 +41,7 @@ public:
 
     /// Both ends agree to the one protocol here. Throws TlsError, or boost::system::system_error when the
     /// connection is lost.
-    boost::asio::awaitable<void> Handshake();
+    boost::asio::awaitable<void> Handshake(Speaks speaks = Speaks::Zephyl);
     TlsPeer Peer() const;
 
     /// Waits until there are bytes, then appends what has arrived to `into` (up to 64 KiB of them).
