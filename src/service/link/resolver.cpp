@@ -94,9 +94,7 @@ asio::awaitable<Endpoints> Resolver::Find(std::string host, std::uint16_t port,
         });
         lock.unlock();
         co_await rung->async_wait(asio::as_tuple(asio::use_awaitable));
-        lock.lock();
-        if (!lookup->done) throw std::runtime_error("its name is not answered for");
-        lock.unlock();
+        if (!lookup->Done()) throw std::runtime_error("its name is not answered for");
     } else {
         lock.unlock();
     }

@@ -23,16 +23,16 @@ std::string HashOf(const std::string& word)
     return sodium_bin2hex(hex, sizeof hex, hash, sizeof hash);
 }
 
-bool Has(const std::deque<std::string>& entries, const std::string& entry)
+bool Has(const std::vector<std::string>& entries, const std::string& entry)
 {
     return std::ranges::find(entries, entry) != entries.end();
 }
 
 /// To the front. True: it was not there before.
-bool Use(std::deque<std::string>& entries, const std::string& entry)
+bool Use(std::vector<std::string>& entries, const std::string& entry)
 {
     const bool isNew = std::erase(entries, entry) == 0;
-    entries.push_front(entry);
+    entries.insert(entries.begin(), entry);
     if (entries.size() > KnownDevices::kEach) entries.pop_back();
     return isNew;
 }

@@ -2,11 +2,11 @@
 // From where, and with what, each account has logged in before: who comes like that is no stranger, and has
 // an own budget for wrong passwords. Nobody gets in by it. Any thread.
 
-#include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "service/relay/door/accounts.h"
 
@@ -32,7 +32,7 @@ public:
 
 private:
     struct Known {
-        std::deque<std::string> addresses, words;  // of words the hashes; the last used first
+        std::vector<std::string> addresses, words;  // of words the hashes; the last used first
         bool changed = false;
     };
     Accounts& mAccounts;
