@@ -223,7 +223,7 @@ void NothingLeft(Run& run, Outcome& outcome)
 class Regular {
 public:
     Regular(const Daemon& daemon, int number, std::uint64_t seed)
-        : client(daemon, number), mRandom(seed), mRoom(u"SOAK%1"_s.arg(number % kRooms))
+        : client(daemon, number), mRandom(seed), mRoom(u"SOAK0%1"_s.arg(number % kRooms))
     {
         client.onText = [this](int, const QString& text) {
             if (text.startsWith(u"[[ZUM_WB_CLEAR]]"_s))
