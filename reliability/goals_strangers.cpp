@@ -298,41 +298,89 @@ void SilentConnections(Run& run, Outcome& outcome)
 
 // --- too much --------------------------------------------------------------------------------------------
 
-/// Sends records to everybody as fast as they are taken, and comes back as often as it is put out.
+/// What is sent as fast as it is taken: records to everybody, or lines to one who answers each.
+enum class FloodOf { Records, LinesToOne };
+
+/// Comes back as often as it is put out.
 struct Flooder {
-    Flooder(const Daemon& to, int number) : daemon(to), handle("c" + std::to_string(number)) {}
+    Flooder(const Daemon& where, int number, FloodOf what)
+        : daemon(where),
+          handle("c" + std::to_string(number)),
+          text(what == FloodOf::Records ? "[[ZUM_WB_POINTER]]" + std::string(4000, 'f') : "short")
+    {
+        if (what == FloodOf::LinesToOne) to = {"c5"};
+    }
     void Run(double seconds)
     {
-        const std::string record = "[[ZUM_WB_POINTER]]" + std::string(4000, 'f');
         for (const Time begun = Clock::now(); Since(begun) < seconds * 1000;) try {
                 RawClient client(daemon.Port());
                 if (client.Login(handle, "secret", 77).result() != zephyl::RESULT_OK) continue;
                 client.Enter("ROOM01", false);
-                while (Since(begun) < seconds * 1000) client.Post(++sent, record);
+                while (Since(begun) < seconds * 1000) client.Post(++sent, text, to);
             } catch (const std::exception&) {
                 ++thrownOut;  // it is not read any more, or not there any more
             }
     }
     const Daemon& daemon;
-    const std::string handle;
+    const std::string handle, text;
+    std::vector<std::string> to;
     std::uint64_t sent = 0;
     int thrownOut = 0;
 };
 
-void OneAtFullSpeed(Run& run, Outcome& outcome)
+/// Sits there and answers each line at once, as a client does.
+class Answerer {
+public:
+    explicit Answerer(const Daemon& daemon, std::atomic<int>& lines)
+        : mClient(daemon.Port()), mLines(lines), mThread([this] { Run(); })
+    {
+    }
+    ~Answerer()
+    {
+        mStop = true;
+        mThread.join();
+    }
+
+private:
+    void Run()
+    try {
+        mClient.readAlong = true;
+        mClient.Login("c5", "secret", 5);
+        mClient.Enter("ROOM01", false);
+        for (std::uint64_t number = 0; !mStop;) {
+            const auto next = mClient.Next();
+            const zephyl::Item& item = next.header.item();
+            if (!next.header.has_item() || !item.has_text() || item.from() != "c4") continue;
+            ++mLines;
+            mClient.Post(++number, "[[ZUM_MESSAGE_RECEIVIED]]", {"c4"});
+        }
+    } catch (const std::exception&) {
+        // put out, which the count of lines shows
+    }
+
+    zephyl::RawClient mClient;
+    std::atomic<int>& mLines;
+    std::atomic<bool> mStop{false};
+    std::thread mThread;
+};
+
+void AtFullSpeed(Run& run, Outcome& outcome, FloodOf what)
 {
     const double seconds = run.Form(6, 60);
-    Daemon daemon(5, u"flood_seconds = %1\n"_s.arg(run.Form(2, 30)));
+    Daemon daemon(6, u"flood_seconds = %1\n"_s.arg(run.Form(2, 30)));
     std::atomic<int> flood{0};
     Crowd crowd = Gather(daemon, 4, [&](Client& one) {
-        if (one.Number() == 1) one.onText = [&](int sender, const QString&) { flood += sender == 4; };
+        if (one.Number() == 1 && what == FloodOf::Records)
+            one.onText = [&](int sender, const QString&) { flood += sender == 4; };
     });
+    std::optional<Answerer> answerer;
+    if (what == FloodOf::LinesToOne) answerer.emplace(daemon, flood);
     SetLoad(crowd, {5, 2});
     crowd[0]->SetLoad({45, 10});  // lively, and within what anybody may send
     const Time calm = Clock::now();
     Sleep(run.Form(1500, 20'000));
     const Time begun = Clock::now();
-    Flooder flooder(daemon, 4);
+    Flooder flooder(daemon, 4, what);
     std::thread thread([&] { flooder.Run(seconds); });
     thread.join();
     const Time over = Clock::now();
@@ -340,7 +388,7 @@ void OneAtFullSpeed(Run& run, Outcome& outcome)
     outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
     for (const auto& one : crowd)
         one->Do(
-            [&] { std::erase_if(one->entries.back().presence, [](auto& seen) { return seen.first == 4; }); });
+            [&] { std::erase_if(one->entries.back().presence, [](auto& seen) { return seen.first >= 4; }); });
     Demand(outcome, JudgeAll(crowd));
     std::uint64_t cuts = 0;
     int held = 0;
@@ -353,7 +401,7 @@ void OneAtFullSpeed(Run& run, Outcome& outcome)
     const int detached = daemon.Logged("sends too much");
     const double allowed = (300 + 60 * seconds) * (1 + detached);
     outcome.Figure(
-        u"one at full speed for %1 s: %2 of its records reached the others, put out %3 times"_s.arg(seconds)
+        u"one at full speed for %1 s: %2 of its items reached the others, put out %3 times"_s.arg(seconds)
             .arg(flood)
             .arg(detached));
     outcome.Figure(u"p99 of the others %1 before, %2 meanwhile (%3x of 1.5x); cut off: %4; held back: %5"_s
@@ -362,7 +410,7 @@ void OneAtFullSpeed(Run& run, Outcome& outcome)
                        .arg(cuts)
                        .arg(held));
     outcome.Must(detached > 0, u"it was not put out"_s);
-    outcome.Must(flood > 0 && flood <= allowed, u"%1 of its records were taken"_s.arg(flood));
+    outcome.Must(flood > 0 && flood <= allowed, u"%1 of its items were taken"_s.arg(flood));
     outcome.Must(cuts == 0 && held == 0, u"an honest user was slowed down"_s);
     outcome.Soon(p99Now <= 1.5 * p99, u"the others notice it"_s);
 }
@@ -375,7 +423,10 @@ std::vector<Goal> StrangerGoals()
             {"S3a", "wrong logins of one account", WrongLoginsOfOne},
             {"S7", "guessing meeting codes", WrongCodes},
             {"S10", "silent and slow connections", SilentConnections},
-            {"S12", "one attendee at full speed", OneAtFullSpeed}};
+            {"S12", "one attendee at full speed",
+             [](Run& run, Outcome& outcome) { AtFullSpeed(run, outcome, FloodOf::Records); }},
+            {"S12a", "the same with short lines to one who answers",
+             [](Run& run, Outcome& outcome) { AtFullSpeed(run, outcome, FloodOf::LinesToOne); }}};
 }
 
 }  // namespace reliability
