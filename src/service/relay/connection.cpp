@@ -238,8 +238,8 @@ void Connection::MoveTo(const std::shared_ptr<Meeting>& meeting, std::function<b
     SetHome(meeting->Home());
     asio::co_spawn(
         meeting->Home(),
-        [self = shared_from_this(), meeting, begin = std::move(begin)] {
-            return self->Seated(meeting, begin);
+        [self = shared_from_this(), meeting, begin = std::move(begin)]() mutable {
+            return self->Seated(meeting, std::move(begin));
         },
         asio::detached);
 }

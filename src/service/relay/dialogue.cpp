@@ -146,11 +146,12 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
 
 asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
 {
-    const Directory::Found found = co_await mServices.directory.Find(mSession, mAddress, enter);
+    Directory::Found found = co_await mServices.directory.Find(mSession, mAddress, enter);
     if (found.result == RESULT_OK && !mEnding) {
         const std::shared_ptr<Meeting> meeting = found.hold->meeting;
-        MoveTo(meeting, [this, meeting, hold = found.hold, enter] {
-            return meeting->Enter(shared_from_this(), hold, enter);
+        // The seat is to be the only one that holds it: who has left holds nothing.
+        MoveTo(meeting, [this, meeting, hold = std::move(found.hold), enter]() mutable {
+            return meeting->Enter(shared_from_this(), std::move(hold), enter);
         });
         co_return Next::Moved;
     }
