@@ -41,7 +41,7 @@ public:
     void Fill()
     {
         QFile file(Filler());
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) throw std::runtime_error("no filler");
+        if (!file.open(QIODevice::Append | QIODevice::Unbuffered)) throw std::runtime_error("no filler");
         for (const qsizetype bytes : {1 << 20, 4096, 1})
             while (file.write(QByteArray(bytes, 'x')) == bytes) continue;
     }
@@ -139,10 +139,14 @@ void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolume& volume)
             20);
     };
     outcome.Must(told("cannot save"), u"nobody is told"_s);
-    // The first ones may still fit into pages that the store has.
+    // The first ones may still fit into pages that the store has; and a segment that could not grow gives back
+    // what it had reserved, at a moment of its own.
     QString said;
     int added = 0;
-    while (added < 40 && AddAccount(daemon, u"late%1"_s.arg(added), said)) ++added;
+    for (; added < 40; ++added) {
+        volume.Fill();
+        if (!AddAccount(daemon, u"late%1"_s.arg(added), said)) break;
+    }
     outcome.Must(added < 40, u"accounts are added to a full volume"_s);
     outcome.Must(!said.isEmpty(), u"an account is refused without a word"_s);
     const double idle = IdleShare(daemon);
