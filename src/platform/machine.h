@@ -141,6 +141,8 @@ public:
                              const QStringList& patterns) = 0;
     virtual QString SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
                              const QString& defaultExtension) = 0;
+    /// "" when cancelled. `now`: where it opens, when there is such a folder.
+    virtual QString ChooseFolder(const QString& title, const QString& now) = 0;
     /// Runs a form of ours and returns when it has finished. Modeless: everything else is served meanwhile.
     virtual void RunForm(QDialog& form, Modality modality) = 0;
     virtual FontChoice SelectFont(const QString& title, const FontChoice& current) = 0;

@@ -37,10 +37,16 @@ std::optional<RegValue> FileRegistry::Read(const QString& keyPath, const QString
 
 void FileRegistry::WriteText(const QString& keyPath, const QString& name, const QString& text)
 {
-    if (OfMachine(keyPath)) throw std::runtime_error("settings of the machine are not written");
+    Change({{RegEdit::Kind::SetText, keyPath, name, text}});
+}
+
+void FileRegistry::Change(const std::vector<RegEdit>& edits)
+{
+    for (const RegEdit& edit : edits)
+        if (OfMachine(edit.keyPath)) throw std::runtime_error("settings of the machine are not written");
     mUser.file.Replace([&](const QByteArray& content) {
         RegText file(content);
-        file.SetText(keyPath, name, text);
+        for (const RegEdit& edit : edits) file.Make(edit);
         return file.Write();
     });
 }

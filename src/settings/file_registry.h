@@ -12,6 +12,8 @@ public:
 
     std::optional<RegValue> Read(const QString& keyPath, const QString& name) override;
     void WriteText(const QString& keyPath, const QString& name, const QString& text) override;
+    void Change(const std::vector<RegEdit>& edits) override;
+    QByteArray Snapshot() override { return mUser.file.Read(); }
     QStringList Subkeys(const QString& keyPath) override;
     std::vector<RegValue> Values(const QString& keyPath) override;
 

@@ -17,6 +17,13 @@ bool Same(const QString& a, const QString& b)
     return a.compare(b, Qt::CaseInsensitive) == 0;
 }
 
+/// Whether `path` is `keyPath` or a key below it.
+bool AtOrBelow(const QString& path, const QString& keyPath)
+{
+    return path.startsWith(keyPath, Qt::CaseInsensitive) &&
+           (path.size() == keyPath.size() || path[keyPath.size()] == u'\\');
+}
+
 /// Reads a quoted text at the front of `text` and takes it off. None: not closed, or no quote.
 std::optional<QByteArray> TakeQuoted(QByteArrayView& text)
 {
@@ -164,6 +171,11 @@ bool IsPlain(const QString& text)
            });
 }
 
+void CheckName(const QString& name)
+{
+    if (!IsPlain(name)) throw std::runtime_error("a name holds a control character");
+}
+
 QByteArray Quoted(const QString& text)
 {
     QByteArray bytes = text.toUtf8();
@@ -276,29 +288,105 @@ QByteArray RegText::Render(const RegValue& value) const
 
 void RegText::SetText(const QString& keyPath, const QString& name, const QString& text)
 {
-    if (!IsPlain(name) || !IsPlain(keyPath)) throw std::runtime_error("a name holds a control character");
+    CheckName(name);
+    CheckName(keyPath);
     const RegValue value{name, RegType::Sz, TextData(text)};
     Line line{Render(value), value};
     if (const auto at = Find(keyPath, name)) {
         mSections[at->section].lines[at->line] = std::move(line);
         return;
     }
-    if (mSections.size() == 1 && mSections.front().lines.empty())
-        mSections.front().lines.push_back({QByteArray(kHeader) + mLineEnd, std::nullopt});
-    Line& last = mSections.back().lines.back();
-    if (!last.raw.endsWith('\n')) last.raw += mLineEnd;
     auto section = std::find_if(mSections.rbegin(), mSections.rend(),
                                 [&](const Section& s) { return Same(s.keyPath, keyPath); });
     if (section != mSections.rend() && std::any_of(section->lines.begin(), section->lines.end(),
                                                    [](const Line& l) { return LeftOpen(l.raw); }))
         section = mSections.rend();  // the key once more, where nothing swallows the line
     if (section == mSections.rend()) {
-        mSections.push_back({keyPath, {{mLineEnd + '[' + keyPath.toUtf8() + ']' + mLineEnd, std::nullopt}}});
+        AppendKey(keyPath);
         section = mSections.rbegin();
     }
+    Line& last = section->lines.back();
+    if (!last.raw.endsWith('\n')) last.raw += mLineEnd;
     auto at = section->lines.end();
     while (at - section->lines.begin() > 1 && (at - 1)->raw.trimmed().isEmpty()) --at;
     section->lines.insert(at, std::move(line));
+}
+
+void RegText::Make(const RegEdit& edit)
+{
+    using Kind = RegEdit::Kind;
+    const QString made = edit.kind == Kind::AddKey ? edit.keyPath : edit.to;
+    CheckName(made);
+    if (HasKey(made) && !Same(made, edit.kind == Kind::MoveKey ? edit.keyPath : QString()))
+        throw std::runtime_error("there is already a key of the name " + made.toStdString());
+    switch (edit.kind) {
+        case Kind::SetText: return SetText(edit.keyPath, edit.name, edit.text);
+        case Kind::ReplaceText:
+            if (const auto value = Read(edit.keyPath, edit.name);
+                value && Same(DataText(value->data), edit.was))
+                SetText(edit.keyPath, edit.name, edit.text);
+            return;
+        case Kind::AddKey: AppendKey(edit.keyPath); return;
+        case Kind::CopyKey: return CopyKey(edit.keyPath, edit.to);
+        case Kind::MoveKey: return MoveKey(edit.keyPath, edit.to);
+        case Kind::RemoveKey:
+            std::erase_if(mSections, [&](const Section& s) { return AtOrBelow(s.keyPath, edit.keyPath); });
+            return;
+    }
+}
+
+bool RegText::HasKey(const QString& keyPath) const
+{
+    return !keyPath.isEmpty() && std::any_of(mSections.begin(), mSections.end(),
+                                             [&](const Section& s) { return AtOrBelow(s.keyPath, keyPath); });
+}
+
+RegText::Line RegText::KeyLine(const QString& keyPath) const
+{
+    return {'[' + keyPath.toUtf8() + ']' + mLineEnd, std::nullopt};
+}
+
+/// At the end of the file, with a blank line in front.
+RegText::Section& RegText::AppendKey(const QString& keyPath)
+{
+    if (mSections.size() == 1 && mSections.front().lines.empty())
+        mSections.front().lines.push_back({QByteArray(kHeader) + mLineEnd, std::nullopt});
+    if (!mSections.back().lines.empty()) {  // else only a removed key stood here
+        Line& last = mSections.back().lines.back();
+        if (!last.raw.endsWith('\n')) last.raw += mLineEnd;
+    }
+    mSections.push_back({keyPath, {KeyLine(keyPath)}});
+    mSections.back().lines.front().raw.prepend(mLineEnd);
+    return mSections.back();
+}
+
+/// Values alone: comments and what is not understood stay with the original.
+void RegText::CopyKey(const QString& from, const QString& to)
+{
+    if (!HasKey(from)) AppendKey(to);  // one that was only ever named
+    for (std::size_t i = 0, all = mSections.size(); i < all; ++i) {
+        const Section source = mSections[i];
+        if (!AtOrBelow(source.keyPath, from)) continue;
+        Section& copy = AppendKey(to + source.keyPath.mid(from.size()));
+        for (Line line : source.lines) {
+            if (!line.value) continue;
+            if (!line.raw.endsWith('\n')) line.raw += mLineEnd;
+            copy.lines.push_back(std::move(line));
+        }
+    }
+}
+
+void RegText::MoveKey(const QString& from, const QString& to)
+{
+    if (!HasKey(from)) AppendKey(to);
+    for (Section& section : mSections) {
+        if (!AtOrBelow(section.keyPath, from)) continue;
+        section.keyPath = to + section.keyPath.mid(from.size());
+        Line& line = section.lines.front();
+        const bool apart = line.raw.startsWith('\r') || line.raw.startsWith('\n');
+        line = KeyLine(section.keyPath);
+        if (apart) line.raw.prepend(mLineEnd);
+    }
 }
 
 QStringList RegText::Subkeys(const QString& keyPath) const

@@ -32,6 +32,9 @@ public:
     std::optional<RegValue> Read(const QString& keyPath, const QString& name) const;
     /// In the place of the value if there is one, else at the end of its key.
     void SetText(const QString& keyPath, const QString& name, const QString& text);
+    /// One step of a change. Throws std::runtime_error, and then nothing has changed, when the key to be made
+    /// exists already, or a name holds a control character.
+    void Make(const RegEdit& edit);
     /// In file order. A key exists when it or a key below it has a line.
     QStringList Subkeys(const QString& keyPath) const;
     std::vector<RegValue> Values(const QString& keyPath) const;
@@ -44,8 +47,8 @@ private:
         std::optional<RegValue> value;  // none: kept, not understood
     };
     struct Section {
-        QString keyPath;          // "" in front of the first key
-        std::vector<Line> lines;  // the first one is the key's own line, but in front of the first key
+        QString keyPath;               // "" in front of the first key
+        std::vector<Line> lines = {};  // the first one is the key's own line, but in front of the first key
     };
 
     struct Place {
@@ -53,6 +56,11 @@ private:
     };
 
     void ReadLine(const QByteArray& raw);
+    bool HasKey(const QString& keyPath) const;
+    Line KeyLine(const QString& keyPath) const;
+    Section& AppendKey(const QString& keyPath);
+    void CopyKey(const QString& from, const QString& to);
+    void MoveKey(const QString& from, const QString& to);
     std::optional<Place> Find(const QString& keyPath, const QString& name) const;
     QByteArray Render(const RegValue& value) const;
 

@@ -210,6 +210,16 @@ QString QtPrompts::SaveFile(const QString& title, const QString& filterName, con
     return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
 
+QString QtPrompts::ChooseFolder(const QString& title, const QString& now)
+{
+    QFileDialog dialog(DialogParent(), title, now);
+    dialog.setObjectName(u"chooseFolder"_s);
+    dialog.setFileMode(QFileDialog::Directory);
+    dialog.setOption(QFileDialog::ShowDirsOnly);
+    ShowColumnsWhole(dialog);
+    return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+}
+
 FontChoice QtPrompts::SelectFont(const QString& title, const FontChoice& current)
 {
     QFont font(current.name);

@@ -23,6 +23,7 @@ public:
     QString OpenFile(const QString& title, const QString& filterName, const QStringList& patterns) override;
     QString SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,
                      const QString& defaultExtension) override;
+    QString ChooseFolder(const QString& title, const QString& now) override;
     FontChoice SelectFont(const QString& title, const FontChoice& current) override;
     void RunForm(QDialog& form, Modality modality) override;
 

@@ -146,3 +146,39 @@ TEST(RegText, DamageNeverLosesBytes)
         ASSERT_EQ(Text(RegText(file.Write()), kKey, u"X"_s), u"y"_s) << bytes.toStdString();
     }
 }
+
+TEST(RegText, KeysAreCopiedMovedAndRemovedWithAllBelowThem)
+{
+    const auto made = [](RegEdit edit) {
+        RegText file(kHandMade);
+        file.Make(edit);
+        return RegText(file.Write());
+    };
+    using Kind = RegEdit::Kind;
+    const QString other = u"HKEY_CURRENT_USER\\Software\\A B [2]"_s;
+
+    const RegText copied = made({.kind = Kind::CopyKey, .keyPath = kKey, .to = other});
+    EXPECT_TRUE(copied.Write().startsWith(kHandMade));
+    for (const char* name : {"", "text", "number", "bytes", "expand", "multi", "odd", "two lines"})
+        EXPECT_EQ(copied.Read(other, QLatin1String(name))->data, copied.Read(kKey, QLatin1String(name))->data)
+            << name;
+    EXPECT_EQ(Text(copied, other + u"\\Other"_s, u"Last"_s), u"no line end"_s);
+
+    const RegText moved = made({.kind = Kind::MoveKey, .keyPath = kKey, .to = other});
+    QByteArray expected(kHandMade);
+    expected.replace("[HKEY_CURRENT_USER\\Software\\A", "[HKEY_CURRENT_USER\\Software\\A B [2]");
+    expected.replace("[HKEY_CURRENT_USER\\Software\\a", "[HKEY_CURRENT_USER\\Software\\A B [2]");
+    EXPECT_EQ(moved.Write(), expected);
+    EXPECT_EQ(made({.kind = Kind::MoveKey, .keyPath = kKey, .to = kKey.toUpper()}).Subkeys(kKey),
+              (QStringList{u"Sub"_s, u"Other"_s}));  // another spelling of itself
+
+    const RegText removed = made({.kind = Kind::RemoveKey, .keyPath = kKey});
+    EXPECT_EQ(removed.Write(), QByteArray(kHandMade).left(QByteArray(kHandMade).indexOf("[HKEY")));
+    EXPECT_EQ(made({.kind = Kind::RemoveKey, .keyPath = kKey.chopped(1) + u'B'}).Write(), kHandMade);
+
+    for (const RegEdit& refused :
+         {RegEdit{Kind::AddKey, kKey.toLower()}, RegEdit{Kind::AddKey, kKey + u"\nx"_s},
+          RegEdit{.kind = Kind::CopyKey, .keyPath = other, .to = kKey},
+          RegEdit{.kind = Kind::MoveKey, .keyPath = other, .to = kKey}})
+        EXPECT_THROW(made(refused), std::runtime_error);
+}

@@ -6,15 +6,8 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
 const QString kShort = u"HKEY_CURRENT_USER\\Software\\Velnor\\"_s;
-
-bool Same(const QString& a, const QString& b)
-{
-    return a.compare(b, Qt::CaseInsensitive) == 0;
 }
-
-}  // namespace
 
 QJsonObject FakeTrace::Last(const char* event) const
 {
@@ -57,53 +50,34 @@ bool FakePrompts::AskTrust(const QString& service, const QString& fingerprint)
 std::optional<RegValue> FakeRegistry::Read(const QString& keyPath, const QString& name)
 {
     if (!readFailure.isEmpty()) throw std::runtime_error(readFailure.toStdString());
-    for (const Entry& entry : mEntries)
-        if (Same(entry.key, keyPath) && Same(entry.value.name, name)) return entry.value;
-    return std::nullopt;
+    return TextRegistry::Read(keyPath, name);
 }
 
 void FakeRegistry::WriteText(const QString& keyPath, const QString& name, const QString& text)
 {
     if (!writeFailure.isEmpty()) throw std::runtime_error(writeFailure.toStdString());
-    QByteArray data(reinterpret_cast<const char*>(text.utf16()), (text.size() + 1) * 2);
-    for (Entry& entry : mEntries)
-        if (Same(entry.key, keyPath) && Same(entry.value.name, name)) {
-            entry.value.type = RegType::Sz;
-            entry.value.data = std::move(data);
-            return;
-        }
-    mEntries.push_back({keyPath, {name, RegType::Sz, std::move(data)}});
+    TextRegistry::WriteText(keyPath, name, text);
 }
 
-QStringList FakeRegistry::Subkeys(const QString& keyPath)
+void FakeRegistry::Change(const std::vector<RegEdit>& edits)
 {
-    QStringList names;
-    for (const Entry& entry : mEntries) {
-        if (!entry.key.startsWith(keyPath + u'\\', Qt::CaseInsensitive)) continue;
-        const QString name = entry.key.mid(keyPath.size() + 1).section(u'\\', 0, 0);
-        if (!names.contains(name, Qt::CaseInsensitive)) names += name;
-    }
-    return names;
+    if (!writeFailure.isEmpty()) throw std::runtime_error(writeFailure.toStdString());
+    TextRegistry::Change(edits);
 }
 
-std::vector<RegValue> FakeRegistry::Values(const QString& keyPath)
+QByteArray FakeRegistry::Snapshot()
 {
-    std::vector<RegValue> values;
-    for (const Entry& entry : mEntries)
-        if (Same(entry.key, keyPath)) values.push_back(entry.value);
-    return values;
+    if (!readFailure.isEmpty()) throw std::runtime_error(readFailure.toStdString());
+    return TextRegistry::Snapshot();
 }
 
 QString FakeRegistry::Text(const QString& shortPath, const QString& name)
 {
-    for (const Entry& entry : mEntries)
-        if (Same(entry.key, kShort + shortPath) && Same(entry.value.name, name))
-            return QString::fromUtf16(reinterpret_cast<const char16_t*>(entry.value.data.constData()),
-                                      entry.value.data.size() / 2 - 1);
-    return QString();
+    const auto value = TextRegistry::Read(kShort + shortPath, name);
+    return value ? DataText(value->data) : QString();
 }
 
 void FakeRegistry::Put(const QString& shortPath, const QString& name, const QString& text)
 {
-    WriteText(kShort + shortPath, name, text);
+    TextRegistry::WriteText(kShort + shortPath, name, text);
 }

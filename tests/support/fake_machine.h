@@ -11,7 +11,7 @@
 
 #include "platform/clipboard.h"
 #include "platform/machine.h"
-#include "platform/registry_file.h"
+#include "settings/text_registry.h"
 
 class FakeClock final : public Clock {
 public:
@@ -107,7 +107,7 @@ public:
     std::vector<Cause> criticalCauses;
     int beeps = 0;
     bool trust = false;
-    QString openFile, saveFile;  // "": cancelled
+    QString openFile, saveFile, folder;  // "": cancelled
     FontChoice font;
     std::function<void()> during;  // runs while a box or dialog is open
 
@@ -120,6 +120,7 @@ public:
     {
         return Open(saveFile);
     }
+    QString ChooseFolder(const QString&, const QString&) override { return Open(folder); }
     void RunForm(QDialog&, Modality) override { Open(0); }
     FontChoice SelectFont(const QString&, const FontChoice&) override { return Open(font); }
 
@@ -133,24 +134,17 @@ private:
     QStringList& mJournal;
 };
 
-/// Text values by full path, compared without case, in the order of writing.
-class FakeRegistry final : public RegistryFile {
+/// The store in memory, which fails when told to.
+class FakeRegistry final : public TextRegistry {
 public:
     QString readFailure, writeFailure;  // "": none
     std::optional<RegValue> Read(const QString& keyPath, const QString& name) override;
     void WriteText(const QString& keyPath, const QString& name, const QString& text) override;
-    QStringList Subkeys(const QString& keyPath) override;
-    std::vector<RegValue> Values(const QString& keyPath) override;
+    void Change(const std::vector<RegEdit>& edits) override;
+    QByteArray Snapshot() override;
     /// Text of a value below "HKEY_CURRENT_USER\Software\Velnor\"; a null string when it is missing.
     QString Text(const QString& shortPath, const QString& name);
     void Put(const QString& shortPath, const QString& name, const QString& text);
-
-private:
-    struct Entry {
-        QString key;
-        RegValue value;
-    };
-    std::vector<Entry> mEntries;
 };
 
 class FakeClipboard final : public ClipboardPort {

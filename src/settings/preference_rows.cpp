@@ -1,0 +1,316 @@
+#include "settings/preference_rows.h"
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using Page = PreferencePage;
+using Kind = RowKind;
+using Part = NumberRule::Part;
+using Outside = NumberRule::Outside;
+
+constexpr double kMostInteger = std::numeric_limits<int>::max();
+
+constexpr RowChoice kTools[] = {
+    {"Erase", QT_TRANSLATE_NOOP("Preferences", "Erase")},
+    {"Draw", QT_TRANSLATE_NOOP("Preferences", "Draw")},
+    {"Shape", QT_TRANSLATE_NOOP("Preferences", "Shape")},
+    {"Text", QT_TRANSLATE_NOOP("Preferences", "Text")},
+    {"Video", QT_TRANSLATE_NOOP("Preferences", "Video")},
+    {"Paste", QT_TRANSLATE_NOOP("Preferences", "None")},  // these three need preparing, so none is taken up
+    {"File", nullptr},
+    {"App", nullptr},
+};
+constexpr RowChoice kDrawTools[] = {
+    {"Pen", QT_TRANSLATE_NOOP("Preferences", "Pen")},
+    {"Line", QT_TRANSLATE_NOOP("Preferences", "Line")},
+    {"Point", QT_TRANSLATE_NOOP("Preferences", "Point")},
+};
+constexpr RowChoice kShapes[] = {
+    {"Box", QT_TRANSLATE_NOOP("Preferences", "Box")},
+    {"Circle", QT_TRANSLATE_NOOP("Preferences", "Circle")},
+};
+
+/// Of those that the toolbar shows as well.
+constexpr char kOfToolbar[] = QT_TRANSLATE_NOOP(
+    "Preferences",
+    "What the window opens with; in an open one it is chosen at once. The close box stores what is chosen by "
+    "then.");
+
+constexpr PreferenceRow kRows[] = {
+    // --- Chat
+    {&keys::kEncryptMessages, Page::Chat, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "&Encrypt what I write"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "Chat lines are enciphered, under the service's key or your own. It is an old cipher; the "
+         "connection itself is always encrypted."),
+     Acts::Taken},
+    {&keys::kUseLocalKey, Page::Chat, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "Encrypt with my &own key"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "Uses the key below instead of the service's. Whoever is to read you needs the same one."),
+     Acts::Taken},
+    {&keys::kLocalEncryptionKey,
+     Page::Chat,
+     Kind::Secret,
+     QT_TRANSLATE_NOOP("Preferences", "Own &key:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "Letters and digits. The first 20 count, as hexadecimal digits. Empty: the key that every "
+         "Quorvia has built in."),
+     Acts::Taken,
+     {},
+     {},
+     34},
+    {&keys::kEnableLogging, Page::Chat, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "Keep chat &logs"),
+     QT_TRANSLATE_NOOP("Preferences", "Writes down what you say, one file for each person you say it to.")},
+    {&keys::kLogFileLocation, Page::Chat, Kind::Folder, QT_TRANSLATE_NOOP("Preferences", "Log fol&der:"),
+     QT_TRANSLATE_NOOP("Preferences",
+                       "Where the logs are. Empty: the folder \"Zephyl Logs\" among your documents.")},
+    {&keys::kMaximumLogSize,
+     Page::Chat,
+     Kind::Number,
+     QT_TRANSLATE_NOOP("Preferences", "Lar&gest log:"),
+     QT_TRANSLATE_NOOP("Preferences", "A log that has grown beyond this loses its oldest lines."),
+     Acts::ReadAnew,
+     {0, kMostInteger, Part::Whole, Outside::Nearest, Outside::Default, 0,
+      QT_TRANSLATE_NOOP("Preferences", " bytes")}},
+
+    // --- Drawing
+    {&keys::kSelectedTool,
+     Page::Drawing,
+     Kind::Choice,
+     QT_TRANSLATE_NOOP("Preferences", "&Tool to take up:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "Chosen when the window opens, and again whenever you come back to it from another program. "
+         "The close box stores the tool that is chosen by then."),
+     Acts::ReadAnew,
+     {},
+     kTools},
+    {&keys::kSelectedDrawTool,
+     Page::Drawing,
+     Kind::Choice,
+     QT_TRANSLATE_NOOP("Preferences", "&Draw with:"),
+     kOfToolbar,
+     Acts::Taken,
+     {},
+     kDrawTools},
+    {&keys::kSelectedShapeTool,
+     Page::Drawing,
+     Kind::Choice,
+     QT_TRANSLATE_NOOP("Preferences", "&Shape:"),
+     kOfToolbar,
+     Acts::Taken,
+     {},
+     kShapes},
+    {&keys::kSelectedColor,
+     Page::Drawing,
+     Kind::Colour,
+     QT_TRANSLATE_NOOP("Preferences", "&Colour:"),
+     kOfToolbar,
+     Acts::Taken,
+     {0, 15}},
+    {&keys::kSelectedWidth,
+     Page::Drawing,
+     Kind::LineWidth,
+     QT_TRANSLATE_NOOP("Preferences", "Line &width:"),
+     kOfToolbar,
+     Acts::Taken,
+     {0, 3}},
+    {&keys::kFontName, Page::Drawing, Kind::FontFamily, QT_TRANSLATE_NOOP("Preferences", "Te&xt font:"),
+     kOfToolbar, Acts::Taken},
+    {&keys::kFontSize,
+     Page::Drawing,
+     Kind::Number,
+     QT_TRANSLATE_NOOP("Preferences", "Text si&ze:"),
+     kOfToolbar,
+     Acts::Taken,
+     {1, 1024, Part::Whole, Outside::Default, Outside::Default, 2,
+      QT_TRANSLATE_NOOP("Preferences", " points")}},
+    {&keys::kFontBold, Page::Drawing, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Bold text"), kOfToolbar,
+     Acts::Taken},
+    {&keys::kFontItalic, Page::Drawing, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Italic text"),
+     kOfToolbar, Acts::Taken},
+    {&keys::kFontStrikethrough, Page::Drawing, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "Text struck throu&gh"), kOfToolbar, Acts::Taken},
+    {&keys::kFontUnderline, Page::Drawing, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Underlined text"),
+     kOfToolbar, Acts::Taken},
+
+    // --- Pictures
+    {&keys::kDisableVideo, Page::Pictures, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "&Do not use the camera"),
+     QT_TRANSLATE_NOOP("Preferences", "No picture of you is taken or sent, and the preview stays empty."),
+     Acts::Taken},
+    {&keys::kVideoDevice, Page::Pictures, Kind::Device, QT_TRANSLATE_NOOP("Preferences", "&Video from:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "A camera of this computer, a Y4M or MJPEG file that is played again and again, or a test "
+         "picture."),
+     Acts::Taken},
+    {&keys::kMinimumFrameRate,
+     Page::Pictures,
+     Kind::Number,
+     QT_TRANSLATE_NOOP("Preferences", "Slo&west video:"),
+     QT_TRANSLATE_NOOP("Preferences",
+                       "The time from one picture to the next while the frame-rate slider stands at 0."),
+     Acts::Taken,
+     {0, kMostInteger, Part::Leading, Outside::Nearest, Outside::Nearest, 0,
+      QT_TRANSLATE_NOOP("Preferences", " milliseconds"), QT_TRANSLATE_NOOP("Preferences", "no pictures")}},
+    {&keys::kAppShareInterval,
+     Page::Pictures,
+     Kind::Number,
+     QT_TRANSLATE_NOOP("Preferences", "&Shared window:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "The time from one picture of a shared window to the next. Moving the frame-rate slider "
+         "while you share sets another one until sharing starts again."),
+     Acts::Taken,
+     {0, kMostInteger, Part::Leading, Outside::Nearest, Outside::Nearest, 0,
+      QT_TRANSLATE_NOOP("Preferences", " milliseconds"), QT_TRANSLATE_NOOP("Preferences", "no pictures")}},
+
+    // --- Voice
+    {&keys::kEnableVoktal, Page::Voice, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "&Use the voice companion"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "\"Talk\" is there only with it. The companion is the program \"Voktal\" in Quorvia's own "
+         "folder."),
+     Acts::Taken},
+    {&keys::kHideVoktal, Page::Voice, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Hide its window"),
+     QT_TRANSLATE_NOOP("Preferences", "The companion works without showing itself."), Acts::AtCompanionStart},
+    {&keys::kVoktalPort,
+     Page::Voice,
+     Kind::Number,
+     QT_TRANSLATE_NOOP("Preferences", "&Port:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "Where the companions of the others listen. Counts for everybody with whom you start to "
+         "talk from then on."),
+     Acts::Taken,
+     {1, 32767, Part::Leading}},
+
+    // --- Meeting
+    {&keys::kAllowRemoteView, Page::Meeting, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "&Others may control my view"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "They can then resize and scroll your window and set your frame rate. Without it, what they "
+         "ask for is left out.")},
+
+    // --- Configurations
+    {&keys::kDefaultConfig, Page::Configurations, Kind::Configuration,
+     QT_TRANSLATE_NOOP("Preferences", "&Use at the next start:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "The configuration that the login dialog offers first. It belongs to no configuration.")},
+};
+
+constexpr char kInLogin[] =
+    QT_TRANSLATE_NOOP("Preferences", "in the login dialog (\"Meeting\", \"New Meeting...\")");
+constexpr char kBelowPreview[] = QT_TRANSLATE_NOOP("Preferences", "the button beside your video");
+constexpr char kSliders[] = QT_TRANSLATE_NOOP("Preferences", "the sliders beside your video");
+constexpr char kPlacement[] =
+    QT_TRANSLATE_NOOP("Preferences", "move the window; \"Exit\" remembers where it is");
+
+constexpr SetElsewhere kElsewhere[] = {
+    {&keys::kHandle, kInLogin},
+    {&keys::kPassword, kInLogin},
+    {&keys::kHostname, kInLogin},
+    {&keys::kJoinMeetingDefault, kInLogin},
+    {&keys::kUseHttp, kInLogin},
+    {&keys::kUseTcpPort, kInLogin},
+    {&keys::kHttpPollingInterval,
+     QT_TRANSLATE_NOOP("Preferences", "kept for other clients; Quorvia's own connection never polls")},
+    {&keys::kServiceAddress, kInLogin},
+    {&keys::kVideoWidth, kBelowPreview},
+    {&keys::kVideoHeight, kBelowPreview},
+    {&keys::kFrameRate, kSliders},
+    {&keys::kImageQuality, kSliders},
+    {&keys::kXPos, kPlacement},
+    {&keys::kYPos, kPlacement},
+    {&keys::kWidth, kPlacement},
+    {&keys::kHeight, kPlacement},
+};
+
+consteval bool EveryKeyHasOnePlace()
+{
+    for (const SettingKey* key : keys::kAll) {
+        int places = 0;
+        for (const PreferenceRow& row : kRows) places += row.key == key;
+        for (const SetElsewhere& other : kElsewhere) places += other.key == key;
+        if (places != 1) return false;
+    }
+    return std::size(kRows) + std::size(kElsewhere) == std::size(keys::kAll);
+}
+static_assert(EveryKeyHasOnePlace(),
+              "a setting needs a row in kRows, or a place in kElsewhere that says why not");
+
+bool AllWordsStandIn(const QString& search, const QString& text)
+{
+    const QStringList words = search.simplified().split(u' ', Qt::SkipEmptyParts);
+    return !words.isEmpty() && std::all_of(words.begin(), words.end(), [&](const QString& word) {
+        return text.contains(word, Qt::CaseInsensitive);
+    });
+}
+
+}  // namespace
+
+std::span<const PreferenceRow> PreferenceRows()
+{
+    return kRows;
+}
+
+std::span<const SetElsewhere> SettingsElsewhere()
+{
+    return kElsewhere;
+}
+
+QString PageName(PreferencePage page)
+{
+    constexpr const char* names[] = {
+        QT_TRANSLATE_NOOP("Preferences", "Chat"),     QT_TRANSLATE_NOOP("Preferences", "Drawing"),
+        QT_TRANSLATE_NOOP("Preferences", "Pictures"), QT_TRANSLATE_NOOP("Preferences", "Voice"),
+        QT_TRANSLATE_NOOP("Preferences", "Meeting"),  QT_TRANSLATE_NOOP("Preferences", "Configurations"),
+    };
+    static_assert(std::size(names) == kPreferencePages);
+    return PreferenceText(names[int(page)]);
+}
+
+QString PreferenceText(const char* text)
+{
+    return QCoreApplication::translate("Preferences", text);
+}
+
+QString PlainLabel(const PreferenceRow& row)
+{
+    QString label = PreferenceText(row.label).remove(u'&');
+    if (label.endsWith(u':')) label.chop(1);
+    return label;
+}
+
+QString HelpOf(const PreferenceRow& row)
+{
+    const QString help = PreferenceText(row.help);
+    if (row.acts != Acts::AtCompanionStart) return help;
+    return help + u' ' +
+           QCoreApplication::translate("Preferences", "Acts when the companion is started next.");
+}
+
+bool Finds(const PreferenceRow& row, const QString& search)
+{
+    return AllWordsStandIn(search,
+                           PlainLabel(row) + u'\n' + HelpOf(row) + u'\n' + QLatin1String(row.key->key));
+}
+
+bool Finds(const SetElsewhere& key, const QString& search)
+{
+    return AllWordsStandIn(search, QLatin1String(key.key->key));
+}
