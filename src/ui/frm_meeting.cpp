@@ -113,6 +113,8 @@ void frmMeeting::ConnectBoard()
     picDraw->hooks.origin = [this] { return QPoint(picMain->width(), tool->height()); };
     picDraw->hooks.typed = [this](QKeyEvent* event) { ForwardTyping(event, picMain->txtMessage); };
     picDraw->hooks.sendIsDefault = [this](bool is) { picMain->cmdSend->setDefault(is); };
+    picDraw->hooks.zoomed = [this](int percent) { status->ShowZoom(percent); };
+    ZoomByKeys(*picDraw, *this);
     picDraw->hooks.copyRect = [this] { return CopiedArea(Sizes()); };
     WhiteboardHooks& hooks = tool->Tools().hooks;
     hooks.endProgram = mEndProgram;
@@ -156,11 +158,10 @@ void frmMeeting::Form_Resize()
     status->setGeometry(at.status);
     picMain->setGeometry(at.panel);
     picDraw->VScroll->setGeometry(at.vScroll);
-    picDraw->VScroll->setMaximum(at.vMax);
     picDraw->HScroll->setGeometry(at.hScroll);
-    picDraw->HScroll->setMaximum(at.hMax);
+    picDraw->SetVisible(at.visible);
     picCorner->setGeometry(at.corner);
-    picDraw->move(at.boardLeft, tool->height() - picDraw->VScroll->value());
+    picDraw->move(at.boardLeft, picDraw->Corner().y());
 }
 
 bool frmMeeting::eventFilter(QObject* watched, QEvent* event)

@@ -28,8 +28,7 @@ Areas Arrange(const AreaSizes& s)
                     s.barHeight);
     a.corner =
         Box(s.panelWidth + a.hScroll.width(), a.vScroll.top() + a.vScroll.height(), s.barWidth, s.barHeight);
-    a.hMax = std::max(0, kBoardSize.width() - a.hScroll.width());
-    a.vMax = std::max(0, kBoardSize.height() - std::max(0, middle - s.barHeight));
+    a.visible = QSize(a.hScroll.width(), std::max(0, middle - s.barHeight));
     a.boardLeft = s.panelWidth;
     return a;
 }

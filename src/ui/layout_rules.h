@@ -6,7 +6,6 @@
 #include <QSize>
 #include <vector>
 
-inline constexpr QSize kBoardSize(2048, 1536);
 inline constexpr int kPanelWidth = 220;            // design width of picMain
 inline constexpr QSize kSmallestWindow(680, 133);  // 10200 x 2000 twips
 inline constexpr QSize kFirstWindow(1100, 700);    // before a placement was ever saved
@@ -24,7 +23,7 @@ struct AreaSizes {
 struct Areas {
     QRect tool, status, panel;
     QRect vScroll, hScroll, corner;
-    int vMax = 0, hMax = 0;  // of the scroll bars: what of the board cannot be seen at once
+    QSize visible;  // of the board
     int boardLeft = 0;
 };
 

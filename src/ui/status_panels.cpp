@@ -1,10 +1,12 @@
 #include "ui/status_panels.h"
 
+#include <QCoreApplication>
 #include <QPainter>
 #include <QStyle>
 
 #include "base/report.h"
 #include "text/qt_line.h"
+#include "whiteboard/zoom.h"
 #include "widgets/plain_text.h"
 
 using namespace Qt::StringLiterals;
@@ -66,6 +68,11 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     mOpen = Add("WBOpen", u"Time the whiteboard was opened"_s, 0);
     mModified = Add("WBStatus", u"Last user to update the whiteboard"_s, 0);
     mLink = Add("Link", u"Connection to the service"_s, 1);
+    mZoom = Add("Zoom",
+                QCoreApplication::translate(
+                    "MeetingStatusBar", "Size at which you see the whiteboard; Ctrl+0 shows it at its own"),
+                0);
+    mZoom->hide();
     mReady->setText(u"Zephyl Whiteboard: Ready"_s);
     mModified->setText(u"Last Modified: (Not Modified) "_s);
     mNoteTime.setSingleShot(true);
@@ -119,6 +126,12 @@ void MeetingStatusBar::ShowLink(const LinkState& link)
         ShowNote(OneLine(link.text), kRemarkTime);
     else
         SetPanel(Panel::Link, OneLine(link.text));
+}
+
+void MeetingStatusBar::ShowZoom(int percent)
+{
+    mZoom->setText(QCoreApplication::translate("MeetingStatusBar", "%1 %").arg(percent));
+    mZoom->setVisible(percent != Zoom::kOwnSize);
 }
 
 void MeetingStatusBar::SetInMeeting(bool in)

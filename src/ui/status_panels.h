@@ -20,6 +20,9 @@ public:
     /// details.
     void ShowLink(const LinkState& link);
 
+    /// How large the board is shown; nothing is there while that is its own size.
+    void ShowZoom(int percent);
+
     /// Outside a meeting the last panel says so, whatever the connection.
     void SetInMeeting(bool in);
 
@@ -30,7 +33,7 @@ private:
     void ShowNote(const QString& text, std::chrono::seconds time);
 
     ProcessState& mState;
-    QLabel *mReady, *mOpen, *mModified, *mLink;
+    QLabel *mReady, *mOpen, *mModified, *mLink, *mZoom;
     QString mLinkText, mNote, mDetails = QStringLiteral("Connection to the service");
     bool mInMeeting = true;
     QTimer mNoteTime;

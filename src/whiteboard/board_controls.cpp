@@ -4,6 +4,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QtMath>
+#include <algorithm>
 
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
@@ -19,11 +20,14 @@ LineControl::LineControl(QWidget* board) : QWidget(board)
     hide();
 }
 
-void LineControl::Show(const RubberBand& line)
+void LineControl::Show(const RubberBand& line, Zoom zoom)
 {
     mLine = line;
-    const int margin = line.width / 2 + 2;
-    const QRectF ends = QRectF(QPointF(line.x1, line.y1), QPointF(line.x2, line.y2)).normalized();
+    mZoom = zoom;
+    const int margin = int(line.width * zoom.Factor()) / 2 + 2;
+    const QRectF ends =
+        QRectF(zoom.MiddleOf(QPointF(line.x1, line.y1)), zoom.MiddleOf(QPointF(line.x2, line.y2)))
+            .normalized();
     setGeometry(ends.toAlignedRect().adjusted(-margin, -margin, margin, margin));
     update();
     show();
@@ -33,8 +37,10 @@ void LineControl::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.translate(-pos());
-    painter.setPen(QPen(QColor(ToRgb(mLine.colour)), DrawnWidth(mLine.width), Qt::SolidLine, Qt::RoundCap));
-    painter.drawLine(QPointF(mLine.x1, mLine.y1), QPointF(mLine.x2, mLine.y2));
+    const double width = std::max(1.0, DrawnWidth(mLine.width) * mZoom.Factor());
+    painter.setPen(QPen(QColor(ToRgb(mLine.colour)), width, Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(mZoom.MiddleOf(QPointF(mLine.x1, mLine.y1)),
+                     mZoom.MiddleOf(QPointF(mLine.x2, mLine.y2)));
 }
 
 PointerControl::PointerControl(ProcessState& state, QWidget* board) : QWidget(board), mState(state)
@@ -86,8 +92,23 @@ TextBox::TextBox(ProcessState& state, QWidget* board) : QPlainTextEdit(board), m
 
 void TextBox::SetLook(const TextLook& look)
 {
-    QFont font = BoardFont(look);
-    font.setPointSizeF(font.pointSizeF() * 96 / logicalDpiY());  // as large as on the board
+    mLook = look;
+    SettleFont();
+}
+
+void TextBox::SetZoom(Zoom zoom)
+{
+    mZoom = zoom;
+    SettleFont();
+}
+
+void TextBox::SettleFont()
+{
+    constexpr double kReadable = 6;  // points: no smaller because of the zoom
+    QFont font = BoardFont(mLook);
+    const double points = font.pointSizeF();
+    font.setPointSizeF(std::max(points * mZoom.Factor(), std::min(points, kReadable)) * 96 /
+                       logicalDpiY());  // as large as on the board
     setFont(font);
     FitText();
 }

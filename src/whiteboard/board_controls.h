@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "whiteboard/board_screen.h"
+#include "whiteboard/zoom.h"
 
 struct ProcessState;
 
@@ -13,13 +14,14 @@ struct ProcessState;
 class LineControl final : public QWidget {
 public:
     explicit LineControl(QWidget* board);
-    void Show(const RubberBand& line);
+    void Show(const RubberBand& line, Zoom zoom);
 
 protected:
     void paintEvent(QPaintEvent*) override;
 
 private:
     RubberBand mLine;
+    Zoom mZoom;
 };
 
 /// imgSelPointer.
@@ -44,6 +46,7 @@ public:
 
     void SetLook(const TextLook& look);
     void SetColour(quint32 colour);
+    void SetZoom(Zoom zoom);
     /// Width and height of the text, and 5 pixels each.
     void FitText();
 
@@ -55,5 +58,9 @@ protected:
     void focusOutEvent(QFocusEvent* event) override;
 
 private:
+    void SettleFont();
+
     ProcessState& mState;
+    TextLook mLook;
+    Zoom mZoom;
 };

@@ -6,10 +6,12 @@
 #include <QPaintEngine>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QShortcut>
 #include <cmath>
 #include <stdexcept>
 
 #include "base/error_trap.h"
+#include "base/report.h"
 #include "text/text_rules.h"
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
@@ -27,16 +29,34 @@ MouseButton ButtonOf(Qt::MouseButton button)
     return button == Qt::LeftButton ? MouseButton::Left : MouseButton::Other;
 }
 
-QRectF BandRect(const RubberBand& band)
+QRectF BandRect(const RubberBand& band, Zoom zoom)
 {
-    return QRectF(QPointF(band.x1, band.y1), QPointF(band.x2, band.y2)).normalized();
+    return QRectF(zoom.MiddleOf(QPointF(band.x1, band.y1)), zoom.MiddleOf(QPointF(band.x2, band.y2)))
+        .normalized();
 }
 
 }  // namespace
 
+BoardBar::BoardBar(Qt::Orientation orientation, QWidget* parent, int boardExtent)
+    : QScrollBar(orientation, parent), mBoardExtent(boardExtent)
+{
+    SetZoom(mZoom, boardExtent);
+}
+
 void BoardBar::Wheel(int eighths)
 {
-    setValue(value() - eighths * kWheelPixels / kWheelNotch);
+    const int whole = kWheelNotch * mZoom.Percent();
+    mTurned += eighths * kWheelPixels * Zoom::kOwnSize;
+    setValue(value() - mTurned / whole);
+    mTurned %= whole;
+}
+
+void BoardBar::SetZoom(Zoom zoom, int visible)
+{
+    mZoom = zoom;
+    setSingleStep(int(RoundHalfEven(mBoardExtent / 10.0 / zoom.Factor())));
+    setPageStep(int(RoundHalfEven(mBoardExtent / 3.0 / zoom.Factor())));
+    setRange(0, zoom.LastScroll(mBoardExtent, visible));
 }
 
 void BoardBar::wheelEvent(QWheelEvent* event)
@@ -58,7 +78,7 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
 {
     setObjectName(u"picDraw"_s);
     setAccessibleName(tr("Whiteboard"));
-    setFixedSize(kBoardWidth, kBoardHeight);
+    setFixedSize(mZoom.ViewSize());
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
@@ -74,24 +94,89 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
 
 BoardBar* BoardView::MakeBar(const char* name, Qt::Orientation orientation, int boardExtent)
 {
-    auto* bar = new BoardBar(orientation, parentWidget());
+    auto* bar = new BoardBar(orientation, parentWidget(), boardExtent);
     bar->setObjectName(QLatin1String(name));
     bar->setAccessibleName(orientation == Qt::Horizontal ? tr("Scroll the whiteboard sideways")
                                                          : tr("Scroll the whiteboard up and down"));
-    bar->setSingleStep(int(RoundHalfEven(boardExtent / 10.0)));
-    bar->setPageStep(int(RoundHalfEven(boardExtent / 3.0)));
-    bar->setRange(0, 0);
     return bar;
 }
 
 void BoardView::HScroll_Change()
 {
-    Trapped(mState, "HScroll_Change", [&] { move(Origin().x() - HScroll->value(), y()); });
+    mRest.setX(0);
+    Trapped(mState, "HScroll_Change", [&] { move(Corner().x(), y()); });
 }
 
 void BoardView::VScroll_Change()
 {
-    Trapped(mState, "VScroll_Change", [&] { move(x(), Origin().y() - VScroll->value()); });
+    mRest.setY(0);
+    Trapped(mState, "VScroll_Change", [&] { move(x(), Corner().y()); });
+}
+
+void BoardView::SetVisible(QSize visible)
+{
+    mVisible = visible;
+    HScroll->SetZoom(mZoom, visible.width());
+    VScroll->SetZoom(mZoom, visible.height());
+}
+
+/// In board pixels.
+QPointF BoardView::Scrolled() const
+{
+    return QPointF(HScroll->value(), VScroll->value()) + mRest;
+}
+
+QPoint BoardView::Corner() const
+{
+    QPoint past = mZoom.ToView(Scrolled()).toPoint();
+    if (!mZoom.IsOwnSize()) {  // the last board pixel may lie beyond what is visible, but no more than it
+        const QSize most = (size() - mVisible).expandedTo({0, 0});
+        past = QPoint(std::min(past.x(), most.width()), std::min(past.y(), most.height()));
+    }
+    return Origin() - past;
+}
+
+void BoardView::SetZoom(Zoom zoom)
+{
+    SetZoom(zoom, Origin() + QRect(QPoint(), mVisible).center());
+}
+
+void BoardView::SetZoom(Zoom zoom, QPoint fixed)
+{
+    if (zoom == mZoom) return;
+    const QPointF beside = fixed - Origin();
+    // Resized, the window may show the board elsewhere than the bars say.
+    const QPointF seen =
+        pos() == Corner() ? Scrolled() + mZoom.ToBoard(beside) : mZoom.ToBoard(fixed - pos());
+    mStraight.Painted(QRect(QPoint(), size()));  // it will be, at another size
+    mZoom = zoom;
+    setFixedSize(mZoom.ViewSize());
+    SetVisible(mVisible);
+    const QPointF wanted = seen - mZoom.ToBoard(beside);
+    const QPoint whole(int(std::floor(wanted.x())), int(std::floor(wanted.y())));
+    HScroll->setValue(whole.x());
+    VScroll->setValue(whole.y());
+    mRest = {HScroll->value() == whole.x() ? wanted.x() - whole.x() : 0,
+             VScroll->value() == whole.y() ? wanted.y() - whole.y() : 0};
+    move(Corner());
+    PlaceControls();
+    update();
+    TraceEvent(mState, "zoom", {{u"percent"_s, mZoom.Percent()}});
+    if (hooks.zoomed) hooks.zoomed(mZoom.Percent());
+}
+
+/// What stands on the board goes with it.
+void BoardView::PlaceControls()
+{
+    txtText->SetZoom(mZoom);
+    MovePointer(mPointerAt);
+    txtText->move(ViewPointOf(mTextAt).toPoint());
+    if (mBand.kind == RubberBand::Kind::Line) lineTool->Show(mBand, mZoom);
+}
+
+BoardPoint BoardView::BoardPointOf(const QPointF& view) const
+{
+    return ToBoard(mZoom.ToBoard(view));
 }
 
 void BoardView::Refresh()
@@ -101,6 +186,7 @@ void BoardView::Refresh()
 
 void BoardView::RefreshPicture(const Pixels& picture, QPoint at)
 {
+    if (!mZoom.IsOwnSize()) return Refresh();
     QRegion changed = TakeChanged();
     const QRegion place =
         (changed & QRect(at, QSize(picture.width, picture.height))) - childrenRegion() - BandRegion();
@@ -108,10 +194,10 @@ void BoardView::RefreshPicture(const Pixels& picture, QPoint at)
     update(changed);
 }
 
-/// What of the board's changes can be seen.
+/// What of the board's changes can be seen, in view pixels.
 QRegion BoardView::TakeChanged()
 {
-    return mScaled.Outdate(mBoard.TakeUnshown()) & Uncovered();
+    return mZoom.ToView(mScaled.Outdate(mBoard.TakeUnshown())) & Uncovered();
 }
 
 /// What no control around the board lies on. Without it each picture beneath a scroll bar would repaint the
@@ -133,7 +219,7 @@ void BoardView::ShowBand(const RubberBand& band)
     touched += BandRegion();
     update(touched);
     if (band.kind == RubberBand::Kind::Line)
-        lineTool->Show(band);
+        lineTool->Show(band, mZoom);
     else
         lineTool->hide();
 }
@@ -141,7 +227,7 @@ void BoardView::ShowBand(const RubberBand& band)
 QRegion BoardView::BandRegion() const
 {
     if (mBand.kind != RubberBand::Kind::Box && mBand.kind != RubberBand::Kind::Ellipse) return {};
-    const QRect outside = BandRect(mBand).toAlignedRect().adjusted(-2, -2, 2, 2);
+    const QRect outside = BandRect(mBand, mZoom).toAlignedRect().adjusted(-2, -2, 2, 2);
     if (mBand.kind == RubberBand::Kind::Ellipse) return outside;
     const QRect inside = outside.adjusted(5, 5, -5, -5);
     return QRegion(outside) - QRegion(inside);
@@ -149,13 +235,15 @@ QRegion BoardView::BandRegion() const
 
 QSize BoardView::PointerSize() const
 {
-    return imgSelPointer->size();
+    return QSize(kPointerSide, kPointerSide);
 }
 
 void BoardView::MovePointer(BoardPoint topLeft)
 {
-    const BoardPoint at = ToBoard({topLeft.x, topLeft.y});
-    imgSelPointer->move(int(at.x), int(at.y));
+    mPointerAt = ToBoard({topLeft.x, topLeft.y});
+    const QPointF half =
+        QPointF(kPointerSide, kPointerSide) / 2;  // it points with its middle, and keeps its size
+    imgSelPointer->move((mZoom.ToView(QPointF(mPointerAt.x, mPointerAt.y) + half) - half).toPoint());
 }
 
 void BoardView::ShowPointer(bool visible)
@@ -203,7 +291,8 @@ void BoardView::SetTextColour(quint32 colour)
 
 void BoardView::ShowTextAt(BoardPoint topLeft)
 {
-    txtText->move(int(topLeft.x), int(topLeft.y));
+    mTextAt = topLeft;
+    txtText->move(ViewPointOf(topLeft).toPoint());
     txtText->raise();
     txtText->show();
     txtText->setFocus();
@@ -241,7 +330,12 @@ bool BoardView::event(QEvent* event)
 void BoardView::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
-    mScaled.Paint(painter, mBoard, event->region() & rect(), devicePixelRatioF());
+    const auto large = mZoom.IsOwnSize() ? ScaledBoard::Large::Smooth : ScaledBoard::Large::Squares;
+    painter.save();
+    painter.scale(mZoom.Factor(), mZoom.Factor());
+    mScaled.Paint(painter, mBoard, mZoom.ToBoard(event->region() & rect()),
+                  devicePixelRatioF() * mZoom.Factor(), large);
+    painter.restore();
     PaintBand(painter);
     // A copy of the window is painted the same way, but into a picture of its own.
     QBackingStore* buffer = backingStore();
@@ -255,15 +349,15 @@ void BoardView::PaintBand(QPainter& painter) const
     painter.setCompositionMode(QPainter::RasterOp_NotDestination);
     painter.setPen(QPen(Qt::black, 1, Qt::DotLine, Qt::FlatCap));
     if (mBand.kind == RubberBand::Kind::Box)
-        painter.drawRect(BandRect(mBand));
+        painter.drawRect(BandRect(mBand, mZoom));
     else
-        painter.drawEllipse(BandRect(mBand));
+        painter.drawEllipse(BandRect(mBand, mZoom));
 }
 
 void BoardView::mousePressEvent(QMouseEvent* event)
 {
     mPressed = event->button() == Qt::LeftButton;
-    picDraw_MouseDown(mState, ButtonOf(event->button()), ToBoard(event->position()));
+    picDraw_MouseDown(mState, ButtonOf(event->button()), BoardPointOf(event->position()));
 }
 
 void BoardView::mouseMoveEvent(QMouseEvent* event)
@@ -272,23 +366,32 @@ void BoardView::mouseMoveEvent(QMouseEvent* event)
                              : event->buttons() == Qt::NoButton ? MouseButton::None
                                                                 : MouseButton::Other;
     if (mPressed && !(event->buttons() & Qt::LeftButton)) Lost();
-    picDraw_MouseMove(mState, held, ToBoard(event->position()));
+    picDraw_MouseMove(mState, held, BoardPointOf(event->position()));
 }
 
 void BoardView::mouseReleaseEvent(QMouseEvent* event)
 {
     if (event->button() != Qt::LeftButton) return;
-    picDraw_MouseUp(mState, ToBoard(event->position()));
+    picDraw_MouseUp(mState, BoardPointOf(event->position()));
     if (std::exchange(mPressed, false) && rect().contains(event->position().toPoint())) picDraw_Click(mState);
 }
 
 void BoardView::wheelEvent(QWheelEvent* event)
 {
+    if (event->modifiers() & Qt::ControlModifier) return ZoomByWheel(*event);
     const QPoint turned = event->angleDelta();
     const bool sideways = event->modifiers() & Qt::ShiftModifier;
     HScroll->Wheel(sideways ? turned.y() : turned.x());
     if (!sideways) VScroll->Wheel(turned.y());
     event->accept();
+}
+
+void BoardView::ZoomByWheel(const QWheelEvent& event)
+{
+    mTurned += event.angleDelta().y();
+    const int steps = mTurned / kWheelNotch;
+    mTurned %= kWheelNotch;
+    if (steps != 0) SetZoom(mZoom.Stepped(steps), mapToParent(event.position().toPoint()));
 }
 
 void BoardView::keyPressEvent(QKeyEvent* event)
@@ -329,4 +432,19 @@ void BoardView::Lost()
 {
     mPressed = false;
     if (mState.gMeetingForm) LoseRelease(mState);  // none while the window is being made or has gone
+}
+
+void ZoomByKeys(BoardView& board, QWidget& window)
+{
+    const struct {
+        QKeyCombination keys;
+        int steps;
+    } rows[] = {{Qt::CTRL | Qt::Key_Plus, 1}, {Qt::CTRL | Qt::Key_Equal, 1}, {Qt::CTRL | Qt::Key_Minus, -1}};
+    for (const auto& row : rows) {
+        auto* key = new QShortcut(QKeySequence(row.keys), &window);
+        QObject::connect(key, &QShortcut::activated, &board,
+                         [&board, steps = row.steps] { board.SetZoom(board.CurrentZoom().Stepped(steps)); });
+    }
+    auto* own = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_0), &window);
+    QObject::connect(own, &QShortcut::activated, &board, [&board] { board.SetZoom(Zoom()); });
 }

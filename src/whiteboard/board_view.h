@@ -1,6 +1,6 @@
 #pragma once
 // picDraw: the widget that shows the board and turns mouse and keys into the handlers of board_input.h.
-// A board pixel is one logical pixel of the screen, whatever its scale.
+// A board pixel is one logical pixel of the screen, whatever its scale, until the user zooms.
 
 #include <QPointer>
 #include <QScrollBar>
@@ -11,6 +11,7 @@
 #include "whiteboard/board_screen.h"
 #include "whiteboard/scaled_board.h"
 #include "whiteboard/straight_pictures.h"
+#include "whiteboard/zoom.h"
 
 struct ProcessState;
 class LineControl;
@@ -29,16 +30,25 @@ struct BoardViewHooks {
     std::function<void(bool)> sendIsDefault;
     /// What "Copy to Clipboard" takes, in pixels of the window's interior.
     std::function<QRect()> copyRect;
+    /// The board is shown larger or smaller.
+    std::function<void(int percent)> zoomed;
 };
 
 /// A scroll bar whose wheel moves less than its arrows, which go a tenth of the board.
 class BoardBar final : public QScrollBar {
 public:
-    using QScrollBar::QScrollBar;
+    BoardBar(Qt::Orientation orientation, QWidget* parent, int boardExtent);
     void Wheel(int eighths);
+    /// Values are board pixels; steps and the wheel go as far on the screen at any zoom.
+    void SetZoom(Zoom zoom, int visible);
 
 protected:
     void wheelEvent(QWheelEvent* event) override;
+
+private:
+    int mBoardExtent;
+    Zoom mZoom;
+    int mTurned = 0;  // of the wheel, not yet a board pixel
 };
 
 class BoardView final : public QWidget, public BoardScreen {
@@ -56,7 +66,16 @@ public:
 
     void HScroll_Change();
     void VScroll_Change();
-    void txtText_Change();
+
+    /// How much of the board can be seen, in view pixels: from it follow the scroll bars' ranges.
+    void SetVisible(QSize visible);
+    /// Where the board's top left corner is now, in pixels of the window's interior.
+    QPoint Corner() const;
+    Zoom CurrentZoom() const { return mZoom; }
+    /// Zooms so that the board pixel at `fixed`, in pixels of the window's interior, stays there.
+    void SetZoom(Zoom zoom, QPoint fixed);
+    /// The same about the middle of what is visible.
+    void SetZoom(Zoom zoom);
 
     Board& Image() override { return mBoard; }
     void Refresh() override;
@@ -95,6 +114,11 @@ private:
     QRegion Uncovered() const;
     void PaintBand(QPainter& painter) const;
     QRegion BandRegion() const;
+    BoardPoint BoardPointOf(const QPointF& view) const;
+    QPointF ViewPointOf(BoardPoint at) const { return mZoom.ToView(QPointF(at.x, at.y)); }
+    QPointF Scrolled() const;
+    void PlaceControls();
+    void ZoomByWheel(const QWheelEvent& event);
     QPoint Origin() const { return hooks.origin ? hooks.origin() : QPoint(); }
     BoardBar* MakeBar(const char* name, Qt::Orientation orientation, int boardExtent);
 
@@ -104,4 +128,13 @@ private:
     StraightPictures mStraight;
     RubberBand mBand;
     bool mPressed = false;  // the left button went down here
+
+    Zoom mZoom;
+    QSize mVisible;   // view pixels
+    QPointF mRest;    // of a board pixel, scrolled beyond the bars' values: so that zooming keeps its place
+    int mTurned = 0;  // of the wheel, not yet a step of the zoom
+    BoardPoint mPointerAt, mTextAt;
 };
+
+/// Ctrl with + and -, and Ctrl+0, wherever the keys go in `window`.
+void ZoomByKeys(BoardView& board, QWidget& window);

@@ -13,6 +13,7 @@
 #include "settings/settings.h"
 #include "ui/lifecycle.h"
 #include "ui/meeting_desk.h"
+#include "whiteboard/board_view.h"
 #include "whiteboard/history.h"
 
 using namespace Qt::StringLiterals;
@@ -148,6 +149,31 @@ TEST(MeetingWindow, HidesRestoresAndDragsItsPanel)
     EXPECT_EQ(click(), 217);  // the steps' last one that is not above 220
     EXPECT_EQ(panel.txtMessage->width(), 163);
     EXPECT_EQ(panel.cmdSend->geometry().right(), 217 - 4);  // in sight, not where the wide panel had it
+}
+
+TEST(MeetingWindow, ZoomsByKeysAndSaysSoOnlyWhileItDoes)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    auto* board = static_cast<BoardView*>(desk.Find("picDraw"));
+    auto* shown = desk.Find<QLabel>("Zoom");
+    const int last = board->HScroll->maximum();
+    const auto key = [&](Qt::Key one) { QTest::keyClick(desk.Panel().txtMessage, one, Qt::ControlModifier); };
+    EXPECT_FALSE(shown->isVisible());
+    for (const Qt::Key one : {Qt::Key_Plus, Qt::Key_Equal, Qt::Key_Minus, Qt::Key_Plus, Qt::Key_Plus})
+        key(one);
+    EXPECT_TRUE(shown->isVisible());
+    EXPECT_EQ(shown->text(), u"200 %"_s);
+    desk.service->Say(u"bob"_s, u"[[ZUM_WB_HSCROLL]]300"_s);
+    EXPECT_EQ(board->x(), desk.Panel().width() - 600);
+    const QSize size = desk.window->size();
+    desk.window->resize(900, 600);  // its bars go on counting board pixels
+    EXPECT_EQ(board->HScroll->maximum(), Zoom(200).LastScroll(2048, board->HScroll->width()));
+    desk.window->resize(size);
+    key(Qt::Key_0);
+    EXPECT_FALSE(shown->isVisible());
+    EXPECT_EQ(board->HScroll->maximum(), last);
+    EXPECT_EQ(desk.Panel().MessageText(), QString());
 }
 
 TEST(MeetingWindow, FitsTheScreenWithItsFrame)

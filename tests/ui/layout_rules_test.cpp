@@ -4,6 +4,7 @@
 
 #include "ui/activation_rule.h"
 #include "ui/placement.h"
+#include "whiteboard/zoom.h"
 
 namespace {
 
@@ -17,13 +18,16 @@ AreaSizes Window(int width, int height, int panel = kPanelWidth)
 TEST(WindowLayout, EveryInkCanBeScrolledTo)
 {
     // At the maximum the board's far edges meet the bars.
+    const auto last = [](const Areas& at) {
+        return QPoint(Zoom().LastScroll(2048, at.visible.width()),
+                      Zoom().LastScroll(1536, at.visible.height()));
+    };
     const Areas at = Arrange(Window(1100, 680));
-    EXPECT_EQ(220 - at.hMax + 2048, at.vScroll.left());
-    EXPECT_EQ(40 - at.vMax + 1536, at.hScroll.top());
-    EXPECT_EQ(Arrange(Window(2285, 1615)).hMax, 0);  // all of it is seen
-    EXPECT_EQ(Arrange(Window(2284, 1614)).hMax, 1);
-    EXPECT_EQ(Arrange(Window(2284, 1614)).vMax, 1);
-    EXPECT_EQ(Arrange(Window(4000, 3000)).vMax, 0);
+    EXPECT_EQ(220 - last(at).x() + 2048, at.vScroll.left());
+    EXPECT_EQ(40 - last(at).y() + 1536, at.hScroll.top());
+    EXPECT_EQ(last(Arrange(Window(2285, 1615))), QPoint(0, 0));  // all of it is seen
+    EXPECT_EQ(last(Arrange(Window(2284, 1614))), QPoint(1, 1));
+    EXPECT_EQ(last(Arrange(Window(4000, 3000))), QPoint(0, 0));
 }
 
 TEST(PanelLayout, StopsWhereItShould)

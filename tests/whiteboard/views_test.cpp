@@ -218,6 +218,11 @@ TEST(BoardView, LivePicturesGoPastTheToolkitWhichCatchesUp)
     w.draw.move(-40, w.draw.y());
     QApplication::processEvents();
     EXPECT_TRUE((beside - watch.painted).isEmpty());
+    w.draw.SetZoom(Zoom(50));
+    QApplication::processEvents();
+    EXPECT_EQ(show(true), QRegion());
+    EXPECT_TRUE(w.live.shown.isEmpty());  // the display would show it at its own size
+    EXPECT_EQ(w.draw.grab({150, 70, 1, 1}).toImage().pixelColor(0, 0), QColor(Qt::red));
 }
 
 TEST(BoardView, ScrollsWithinItsRangeAndNowhereElse)
@@ -330,14 +335,17 @@ TEST(Toolbar, WorksFromTheKeyboardWithNames)
 /// Who painted, who saw it painted and who came later look at the same picture, at every scale.
 TEST(ScaledBoardPicture, IsTheSameHoweverItCame)
 {
-    for (const double scale : {1.0, 1.1, 1.25, 1.5, 1.75, 2.0, 2.5}) {
-        SCOPED_TRACE(scale);
+    for (const double signedScale : {0.25, 0.3125, 0.5, 0.625, 0.75, 0.9375, 1.0, 1.1, 1.25, 1.5, 1.75, 2.0,
+                                     2.5, -2.5, -3.75}) {  // negative: in squares
+        SCOPED_TRACE(signedScale);
+        const double scale = std::abs(signedScale);
+        const auto large = signedScale < 0 ? ScaledBoard::Large::Squares : ScaledBoard::Large::Smooth;
         Board board;
         board.TakeUnshown();
         const auto shown = [&](ScaledBoard& view, const QRegion& region, QImage& screen) {
-            screen.setDevicePixelRatio(scale);
             QPainter painter(&screen);
-            view.Paint(painter, board, region, scale);
+            painter.scale(scale, scale);
+            view.Paint(painter, board, region, scale, large);
         };
         const QSize size = (QSizeF(400, 300) * scale).toSize();
         QImage along(size, QImage::Format_RGB32), late(size, QImage::Format_RGB32);
@@ -358,7 +366,99 @@ TEST(ScaledBoardPicture, IsTheSameHoweverItCame)
         after([&] { board.Paint(picture, {61, 17}); });
         shown(newcomers, seen, late);
         EXPECT_EQ(along, late);
+        const auto at = [&](int x, int y) {
+            return late.pixel(int((x + 0.5) * scale), int((y + 0.5) * scale));
+        };
+        EXPECT_LT(qGreen(at(200, 128)), 240);  // no line is so thin that it vanishes
+        EXPECT_GT(qRed(at(75, 40)) - qBlue(at(75, 40)), 200);
+        const int exact = large == ScaledBoard::Large::Squares || scale == 2 ? 200 : 0;
+        for (int x = 0; x < exact; ++x) EXPECT_EQ(at(x, 60) & 0xffffff, board.Pixel(x, 60) & 0xffffff) << x;
     }
+}
+
+// --- zoom ----------------------------------------------------------------------------------------------
+
+/// Whatever the zoom, the same places of the board give the same records and the same board.
+TEST(ZoomedBoard, DrawsAndPlacesWhatItsOwnSizeDoes)
+{
+    QStringList records;
+    QString sum;
+    for (const int percent : {100, 25, 50, 75, 125, 200, 400}) {
+        SCOPED_TRACE(percent);
+        Window w;
+        w.draw.SetZoom(Zoom(percent));
+        const auto on = [&](int x, int y) { return QPoint(x * percent / 100, y * percent / 100); };
+        const auto drag = [&] { w.Drag(on(40, 60), on(200, 120)); };
+        const auto sub = [&](ToolKey key, const char16_t* name) {
+            tool_ButtonMenuClick(w.state, key, QString::fromUtf16(name));
+            drag();
+        };
+        for (const char16_t* name : {u"Pen", u"Line", u"Point"}) sub(ToolKey::Draw, name);
+        for (const char16_t* name : {u"Box", u"Circle"}) sub(ToolKey::Shape, name);
+        w.Choose(ToolKey::Erase);
+        drag();
+        w.clipboard.picture = QImage(30, 20, QImage::Format_RGB32);
+        w.clipboard.picture.fill(Qt::green);
+        w.Choose(ToolKey::Paste);
+        QTest::mouseClick(&w.draw, Qt::LeftButton, {}, on(400, 160));
+        w.Choose(ToolKey::Text);
+        QTest::mouseClick(&w.draw, Qt::LeftButton, {}, on(80, 200));
+        EXPECT_EQ(w.draw.txtText->pos(), on(80, 200));
+        QTest::keyClicks(w.draw.txtText, u"zoomed"_s);
+        QTest::keyClick(w.draw.txtText, Qt::Key_Return);
+        QStringList sent;
+        for (const auto& text : w.service->texts) sent += text.message;
+        for (const auto& frame : w.service->frames) sent += u"%1 %2"_s.arg(frame.x).arg(frame.y);
+        ASSERT_EQ(sent.size(), 8);
+        if (percent == 100) records = sent, sum = w.draw.Image().Checksum();
+        EXPECT_EQ(sent, records);
+        EXPECT_EQ(w.draw.Image().Checksum(), sum);
+        EXPECT_EQ(w.state.gWBBuffer->PictureOf(w.state.gWBBuffer->Index()), w.draw.Image().Image());
+        // The pointer's middle stands where the gesture ended, and goes along.
+        w.draw.SetZoom(Zoom(200));
+        EXPECT_LE((w.draw.imgSelPointer->geometry().center() - QPoint(400, 240)).manhattanLength(), 3);
+    }
+}
+
+TEST(ZoomedBoard, KeepsThePlaceUnderTheMouse)
+{
+    Window w;
+    const QSize visible(600, 300);
+    w.draw.SetVisible(visible);
+    w.draw.SetScroll(Bar::HScroll, 700);
+    w.draw.SetScroll(Bar::VScroll, 500);
+    const QPoint before = w.draw.pos(), mouse(413, 222);
+    const auto under = [&] { return QPointF(mouse - w.draw.pos()) / w.draw.CurrentZoom().Factor(); };
+    const auto turn = [&](int eighths) {
+        const QPointF at = w.draw.mapFromParent(mouse);
+        QWheelEvent wheel(at, w.draw.mapToGlobal(at), {}, {0, eighths}, Qt::NoButton, Qt::ControlModifier,
+                          Qt::NoScrollPhase, false);
+        QApplication::sendEvent(&w.draw, &wheel);
+    };
+    const QPointF there = under();
+    for (const int eighths : {120, 120, 60, 60, 120, 120, 120, -360, -240, 120, -120}) {  // 400 %, and back
+        turn(eighths);
+        const QPointF off = (under() - there) * w.draw.CurrentZoom().Factor();
+        EXPECT_LE(std::max(std::abs(off.x()), std::abs(off.y())), 1) << w.draw.CurrentZoom().Percent();
+    }
+    EXPECT_EQ(w.draw.CurrentZoom().Percent(), 100);
+    EXPECT_EQ(w.draw.pos(), before);
+    turn(-12000);
+    EXPECT_EQ(w.draw.CurrentZoom().Percent(), 25);
+    EXPECT_EQ(w.draw.pos(), QPoint(0, w.tool.height()));  // all of it is seen
+
+    // At any zoom a bar counts board pixels, and ends where the board does.
+    for (const int percent : {50, 125, 300, 400}) {
+        SCOPED_TRACE(percent);
+        w.draw.SetZoom(Zoom(percent));
+        w.draw.SetScroll(Bar::HScroll, 120);
+        EXPECT_EQ(w.draw.x(), -120 * percent / 100);
+        w.draw.HScroll->setValue(32767);
+        w.draw.VScroll->setValue(32767);
+        EXPECT_EQ(w.draw.geometry().bottomRight(),
+                  QPoint(visible.width() - 1, w.tool.height() + visible.height() - 1));
+    }
+    EXPECT_TRUE(w.service->texts.empty());
 }
 
 TEST(ToolIcons, EveryButtonAndEntryHasItsPicture)
