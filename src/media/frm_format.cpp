@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -18,6 +19,7 @@ frmFormat::frmFormat(const CameraFormat& current, std::vector<CameraFormat> offe
     setObjectName(u"frmFormat"_s);
     setWindowTitle(u"Video Format"_s);
     lstFormats->setAccessibleName(u"Picture sizes of the camera"_s);
+    FocusLeavesWith(*lstFormats);
     for (const CameraFormat& format : mOffered) {
         lstFormats->addItem(u"%1 \u00D7 %2"_s.arg(format.width).arg(format.height));
         if (format.width == current.width && format.height == current.height)
@@ -48,6 +50,6 @@ frmFormat::frmFormat(const CameraFormat& current, std::vector<CameraFormat> offe
 
 CameraFormat frmFormat::Chosen() const
 {
-    const int row = lstFormats->currentRow();
-    return row < 0 ? mCurrent : mOffered[size_t(row)];
+    const QModelIndexList rows = lstFormats->selectionModel()->selectedRows();
+    return rows.isEmpty() ? mCurrent : mOffered[size_t(rows.first().row())];
 }

@@ -9,6 +9,7 @@
 #include "media/app_sharing.h"
 #include "text/qt_line.h"
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -48,6 +49,7 @@ frmShareApp::frmShareApp(ProcessState& state, const QString& ownCaption, QWidget
     cmdCancel->setText(u"Cancel"_s);
     cmdOK->setDefault(true);
     lstApps->setAccessibleName(u"Running applications"_s);
+    FocusLeavesWith(*lstApps);
     lstApps->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // long titles end in dots
     Arrange(mState.ports.windows ? mState.ports.windows->WhyNot()
                                  : u"Windows cannot be shared on this computer."_s);

@@ -17,6 +17,7 @@
 #include "text/qt_line.h"
 #include "widgets/named.h"
 #include "widgets/plain_text.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -94,10 +95,13 @@ void frmLogin::BuildLogin()
     link.setUnderline(true);
     lblPassword->setFont(link);
     lblPassword->setForegroundRole(QPalette::Link);
+    Speak(*lblPassword,
+          {.role = QAccessible::Link, .name = lblPassword->text(), .press = [this] { lblPassword_Click(); }});
     cmbMeetingCode = Put<QComboBox>(frameLogin, "cmbMeetingCode", FieldAt(2, 250));
     cmbMeetingCode->setEditable(true);
     cmbMeetingCode->setInsertPolicy(QComboBox::NoInsert);
     cmbMeetingCode->setCompleter(nullptr);  // it would change what is typed
+    SpeakByLabel(*cmbMeetingCode, u"Meeting Code:"_s);
     optJoinMeeting =
         Button<QRadioButton>(frameLogin, "optJoinMeeting", u"&Join Existing Meeting"_s, FieldAt(3, 250));
     optNewMeeting =
@@ -187,6 +191,10 @@ void frmLogin::BuildMore()
         QLabel* label = Label(frameMore, made.labelName, QString::fromUtf16(made.label), row);
         if (!qobject_cast<QAbstractButton*>(first)) label->setBuddy(first);
     }
+    SpeakByLabel(*cmbConfig, u"Configuration:"_s);
+    txtHostname->setAccessibleName(tr("Host name or address"));
+    for (QRadioButton* protocol : {optHTTP, optTCP, optUDP})
+        protocol->setAccessibleDescription(tr("Protocol"));
     const QString refusal = mState.gMessenger ? mState.gMessenger->LastRefusal() : QString();
     if (!refusal.isEmpty()) txtService->setToolTip(PlainToolTip(OneLine(refusal)));
 }
@@ -203,6 +211,7 @@ void frmLogin::LoadFields()
 void frmLogin::BuildButtons()
 {
     frameButtons = Put<QFrame>(this, "frameButtons", {kMargin, 0, kFrameWidth, 36});
+    Speak(*frameButtons, {QAccessible::Grouping});
     chkMore = Button<QPushButton>(frameButtons, "chkMore", QString(), {0, 5, 90, 28});
     chkMore->setCheckable(true);
     chkMore->setToolTip(u"Choose login options"_s);
@@ -218,8 +227,8 @@ void frmLogin::BuildButtons()
 
 void frmLogin::SetTabs()
 {
-    std::vector<QWidget*> controls{txtHandle,      txtPassword,   cmbMeetingCode,
-                                   optJoinMeeting, optNewMeeting, lblPassword};
+    std::vector<QWidget*> controls{txtHandle,      txtPassword,    lblPassword,
+                                   cmbMeetingCode, optJoinMeeting, optNewMeeting};
     controls.insert(controls.end(), mOptions.begin(), mOptions.end());
     controls.insert(controls.end(), {chkMore, cmdCancel, cmdOK});
     for (std::size_t i = 1; i < controls.size(); ++i) setTabOrder(controls[i - 1], controls[i]);

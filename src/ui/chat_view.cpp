@@ -4,13 +4,16 @@
 
 #include "base/report.h"
 #include "messaging/chat_pane.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
 void ChatView::AppendLine(const QString& fromHandle, const QString& text)
 {
     const QString own = mState.gMessenger->Handle();
-    mBox.Append(LineFor(own, fromHandle, text));
+    const ShownLine line = LineFor(own, fromHandle, text);
+    mBox.Append(line);
+    if (fromHandle != own) Announce(mBox, WithoutIsolates(line.text));
     TraceEvent(mState, "line", {{u"from"_s, fromHandle}, {u"text"_s, text}, {u"own"_s, fromHandle == own}});
 }
 

@@ -12,6 +12,7 @@
 #include "base/error_trap.h"
 #include "base/version.h"
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -78,6 +79,7 @@ void frmAbout::Arrange()
     cmdOK->setFocus();
     auto* line = new QFrame(this);
     line->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+    Speak(*line, {QAccessible::Separator});
 
     auto* grid = new QGridLayout(this);
     grid->setHorizontalSpacing(16);

@@ -16,6 +16,7 @@
 #include "base/process_state.h"
 #include "base/version.h"
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -33,9 +34,11 @@ frmSplash::frmSplash() : QWidget(nullptr, Qt::FramelessWindowHint)
     setWindowTitle(QLatin1String(kAppTitle));
     setFixedSize(kSize);
     setFocusPolicy(Qt::StrongFocus);
+    Speak(*this, {QAccessible::Window});
 
     Frame1 = Named<QFrame>(this, "Frame1");
     Frame1->setFrameStyle(QFrame::Box | QFrame::Plain);
+    Speak(*Frame1, {QAccessible::Grouping});
     Frame1->installEventFilter(this);
     qApp->installEventFilter(this);
 

@@ -10,6 +10,7 @@
 #include "ui/titled_frame.h"
 #include "ui/typing.h"
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -87,7 +88,7 @@ void Label(QWidget* parent, const QString& text, const QRect& at)
 LeftPanel::LeftPanel(QWidget* parent) : QWidget(parent)
 {
     setObjectName(u"picMain"_s);
-    setAccessibleName(u"Chat bar"_s);
+    Speak(*this, {QAccessible::Pane, tr("Chat bar")});
     setFont(PanelFont());
     setAutoFillBackground(true);
     setMouseTracking(true);
@@ -108,18 +109,20 @@ LeftPanel::LeftPanel(QWidget* parent) : QWidget(parent)
 void LeftPanel::BuildVideo()
 {
     picVideo = Placed<VideoPreview>(this, "picVideo", place::picVideo, u"Video input window"_s);
-    picVideo->setAccessibleName(u"Own video"_s);
+    Speak(*picVideo, {QAccessible::Graphic, tr("Own video")});
     chkTalk = Placed<TalkBox>(this, "chkTalk", place::chkTalk);
     chkTalk->setText(u"&Talk"_s);
     chkTalk->setShortcut(QKeySequence());  // Alt+T opens the Tools menu
     cmdFormat = Button(this, "cmdFormat", place::cmdFormat, u"Res: 160x120"_s, QString());
     cmdFormat->setFont(PanelFont());
+    cmdFormat->setAccessibleDescription(tr("Picture size of the camera"));
     Label(this, u"image quality"_s, place::labelQuality);
     sldJPEG = Slider(this, "sldJPEG", place::sldJPEG, 1, 99, u"Adjust Image Quality"_s);
     Label(this, u"frames/sec"_s, place::labelRate);
     sldFPS = Slider(this, "sldFPS", place::sldFPS, 0, 24, u"Adjust Frame Rate"_s);
     Line1 = Placed<QFrame>(this, "Line1", QRect(0, place::Line1Top, kPanelWidth, 2));
     Line1->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+    Speak(*Line1, {QAccessible::Separator});
 }
 
 void LeftPanel::BuildChat()
@@ -128,6 +131,7 @@ void LeftPanel::BuildChat()
     frameUsers->setTitle(u"Meeting Attendees"_s);
     lstUsers = Placed<AttendeeList>(frameUsers, "lstUsers", place::lstUsers, u"Users currently in Session"_s);
     lstUsers->setAccessibleName(u"Meeting Attendees"_s);
+    FocusLeavesWith(*lstUsers);
     txtMessage = Placed<MessageBox>(this, "txtMessage", place::txtMessage, u"Enter your message here"_s);
     txtMessage->setAccessibleName(u"Message"_s);
     const QString sendTip = u"Send a message the selected user/buddy"_s;

@@ -1,5 +1,6 @@
 #include "ui/service_events.h"
 
+#include <QCoreApplication>
 #include <algorithm>
 
 #include "base/error_trap.h"
@@ -16,6 +17,7 @@
 #include "ui/chat_view.h"
 #include "ui/status_panels.h"
 #include "whiteboard/remote_apply.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -108,6 +110,7 @@ void ServiceEvents::mZUM_StatusChanged(const QString& userHandle, qint32 newStat
 void ServiceEvents::AddAttendee(const QString& handle)
 {
     mUsers.Add(handle);
+    Announce(mUsers, QCoreApplication::translate("ServiceEvents", "%1 has come").arg(InSentence(handle)));
     const std::shared_ptr<UserItem> item = mState.gMessenger->MakeUserItem();
     item->Init(handle, true);
     mState.gUsers->Add(item, 0);
@@ -118,6 +121,7 @@ void ServiceEvents::AddAttendee(const QString& handle)
 void ServiceEvents::RemoveAttendee(const QString& handle)
 {
     mUsers.Remove(handle);
+    Announce(mUsers, QCoreApplication::translate("ServiceEvents", "%1 has left").arg(InSentence(handle)));
     if (mState.gMeetingForm->Media().TalkChecked()) {
         const std::shared_ptr<UserItem> item = mState.gUsers->Item(handle);
         VoiceRemoveParticipant(mState, item->Address(), item->Handle());

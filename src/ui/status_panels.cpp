@@ -8,6 +8,7 @@
 #include "text/qt_line.h"
 #include "whiteboard/zoom.h"
 #include "widgets/plain_text.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -62,6 +63,7 @@ const char* NameOf(Panel panel)
 MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStatusBar(parent), mState(state)
 {
     setObjectName(u"status"_s);
+    setAccessibleName(tr("Status"));
     setSizeGripEnabled(false);
     setAutoFillBackground(true);
     mReady = Add("Ready", u"State of the whiteboard"_s, 0);
@@ -95,14 +97,19 @@ void MeetingStatusBar::SetPanel(Panel panel, const QString& text)
         case Panel::Ready: mReady->setText(text); break;
         case Panel::WBOpen: mOpen->setText(text); break;
         case Panel::WBStatus: mModified->setText(text); break;
-        case Panel::Link:
-            mLinkText = text;
-            ShowLink();
-            break;
+        case Panel::Link: SetLinkText(text); break;
     }
     TraceEvent(
         mState, "panel",
         {{u"panel"_s, QLatin1String(NameOf(panel))}, {u"text"_s, panel == Panel::Link ? LinkText() : text}});
+}
+
+void MeetingStatusBar::SetLinkText(const QString& text)
+{
+    const QString before = LinkText();
+    mLinkText = text;
+    ShowLink();
+    if (LinkText() != before) Announce(*this, LinkText());
 }
 
 void MeetingStatusBar::Note(const QString& text)
@@ -113,6 +120,7 @@ void MeetingStatusBar::Note(const QString& text)
 void MeetingStatusBar::ShowNote(const QString& text, std::chrono::seconds time)
 {
     mNote = text;
+    Announce(*this, text);
     mNoteTime.start(time);
     ShowLink();
     TraceEvent(mState, "note", {{u"text"_s, text}});

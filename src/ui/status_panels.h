@@ -28,6 +28,7 @@ public:
 
 private:
     QLabel* Add(const char* key, const QString& help, int stretch);
+    void SetLinkText(const QString& text);
     QString LinkText() const;
     void ShowLink();
     void ShowNote(const QString& text, std::chrono::seconds time);

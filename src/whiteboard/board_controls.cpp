@@ -10,6 +10,7 @@
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -46,7 +47,7 @@ void LineControl::paintEvent(QPaintEvent*)
 PointerControl::PointerControl(ProcessState& state, QWidget* board) : QWidget(board), mState(state)
 {
     setObjectName(u"imgSelPointer"_s);
-    setAccessibleName(tr("Pointer on the whiteboard"));
+    Speak(*this, {QAccessible::Graphic, tr("Pointer on the whiteboard")});
     setFixedSize(kPointerSide, kPointerSide);
     setMouseTracking(true);
     hide();

@@ -1,9 +1,11 @@
 #include "whiteboard/toolbar_boxes.h"
 
 #include <QPainter>
+#include <utility>
 
 #include "whiteboard/board.h"
 #include "whiteboard/whiteboard_tools.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -20,11 +22,14 @@ QString ColourName(int index)
     return names[index];
 }
 
-void Describe(QAbstractButton& box, const QString& name)
+void Describe(QAbstractButton& box, const QString& name, const bool& bordered)
 {
     box.setCheckable(false);
     box.setToolTip(name);
-    box.setAccessibleName(name);
+    Speak(box, {.role = QAccessible::RadioButton,
+                .name = name,
+                .checked = [&bordered] { return bordered; },
+                .press = [&box] { box.click(); }});
     box.setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
@@ -49,13 +54,14 @@ ColourBox::ColourBox(int index, QWidget* parent)
     : QAbstractButton(parent), mColour(ToRgb(kPalette[std::size_t(index)]))
 {
     setObjectName(u"picSelColor_%1"_s.arg(index));
-    Describe(*this, ColourName(index));
+    Describe(*this, ColourName(index), mBordered);
 }
 
 void ColourBox::SetBordered(bool bordered)
 {
-    mBordered = bordered;
+    if (std::exchange(mBordered, bordered) == bordered) return;
     update();
+    SayChecked(*this);
 }
 
 void ColourBox::paintEvent(QPaintEvent*)
@@ -75,13 +81,14 @@ WidthBox::WidthBox(int index, QWidget* parent)
     : QAbstractButton(parent), mWidth(kLineWidths[std::size_t(index)])
 {
     setObjectName(u"picLineWidth_%1"_s.arg(index));
-    Describe(*this, tr("Line width %1").arg(mWidth));
+    Describe(*this, tr("Line width %1").arg(mWidth), mBordered);
 }
 
 void WidthBox::SetBordered(bool bordered)
 {
-    mBordered = bordered;
+    if (std::exchange(mBordered, bordered) == bordered) return;
     update();
+    SayChecked(*this);
 }
 
 void WidthBox::paintEvent(QPaintEvent*)

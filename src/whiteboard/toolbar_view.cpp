@@ -17,6 +17,7 @@
 #include "whiteboard/toolbar_boxes.h"
 #include "whiteboard/tools_menu.h"
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -69,9 +70,24 @@ void AddSeparator(QBoxLayout& row)
     constexpr int kGap = 2;
     auto* line = new QFrame(row.parentWidget());
     line->setFrameStyle(QFrame::VLine | QFrame::Sunken);
+    Speak(*line, {QAccessible::Separator});
     row.addSpacing(kGap);
     row.addWidget(line);
     row.addSpacing(kGap);
+}
+
+/// One of the plain tools is chosen at a time; the modes run beside it.
+void Introduce(QToolButton& button, ToolKey key)
+{
+    const bool mode = key == ToolKey::App || key == ToolKey::Video;
+    Spoken spoken{.role = !IsTool(key) ? QAccessible::Button
+                          : mode       ? QAccessible::CheckBox
+                                       : QAccessible::RadioButton,
+                  .description = button.toolTip(),
+                  .press = [&button] { button.click(); }};
+    if (IsTool(key)) spoken.checked = [&button] { return button.isChecked(); };
+    if (button.menu()) spoken.menu = [&button] { button.showMenu(); };
+    Speak(button, std::move(spoken));
 }
 
 /// Room for every caption that the button may show, so that its neighbours never move.
@@ -105,7 +121,7 @@ struct ToolbarView::ButtonRow {
 ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent), mState(state)
 {
     setObjectName(u"tool"_s);
-    setAccessibleName(tr("Whiteboard tools"));
+    Speak(*this, {QAccessible::ToolBar, tr("Whiteboard tools")});
     setAutoFillBackground(true);  // the board scrolls under it
     setContextMenuPolicy(Qt::NoContextMenu);
     QFont small = font();
@@ -152,9 +168,9 @@ void ToolbarView::AddButton(QBoxLayout& row, const ButtonRow& wanted)
     button->setCheckable(IsTool(wanted.key));
     button->setText(ToolName(wanted.key));
     if (*wanted.tooltip) button->setToolTip(tr(wanted.tooltip));
-    button->setAccessibleDescription(button->toolTip());
     connect(button, &QToolButton::clicked, this, [this, key = wanted.key] { tool_ButtonClick(mState, key); });
     AddEntries(*button, wanted);
+    Introduce(*button, wanted.key);
     button->setFixedWidth(WidthFor(*button, wanted.key));
     row.addWidget(button);
     mButtons[wanted.key] = button;
@@ -179,7 +195,7 @@ void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
 QWidget* ToolbarView::MakePalette()
 {
     auto* frame = Named<QFrame>(this, "framePalette");
-    frame->setAccessibleName(tr("Colours"));
+    Speak(*frame, {QAccessible::Grouping, tr("Colours")});
     auto* grid = new QGridLayout(frame);
     grid->setContentsMargins(3, 0, 3, 0);
     grid->setSpacing(0);
@@ -195,7 +211,7 @@ QWidget* ToolbarView::MakePalette()
 QWidget* ToolbarView::MakeWidths()
 {
     auto* frame = Named<QFrame>(this, "frameLineWidth");
-    frame->setAccessibleName(tr("Line widths"));
+    Speak(*frame, {QAccessible::Grouping, tr("Line widths")});
     auto* grid = new QGridLayout(frame);
     grid->setContentsMargins(3, 0, 3, 0);
     grid->setSpacing(0);

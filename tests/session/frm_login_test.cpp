@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -241,6 +242,53 @@ TEST(FrmLogin, HostnameOffersTheAddressesInTurn)
     f.host.resolved = QStringList();
     QTest::mouseDClick(box, Qt::LeftButton);
     EXPECT_TRUE(f.prompts.boxes.last().contains(u"txtHostname_DblClick: "_s));
+}
+
+TEST(FrmLogin, SaysWhatEachControlIsAndDoesInTheOrderOfTab)
+{
+    Login f;
+    f.Open();
+    f.Click("chkMore");
+    f.Type(u"ann"_s, u"secret"_s, u"CODE99"_s);  // a name is no value
+    f.Get<QCheckBox>("chkHostname")->click();
+    const struct {
+        const char* control;
+        QAccessible::Role role;
+        const char16_t* name;
+    } rows[] = {
+        {"txtHandle", QAccessible::EditableText, u"Handle:"},
+        {"txtPassword", QAccessible::EditableText, u"Password:"},
+        {"lblPassword", QAccessible::Link, u"Send Password!"},
+        {"cmbMeetingCode", QAccessible::ComboBox, u"Meeting Code:"},
+        {"optNewMeeting", QAccessible::RadioButton, u"Start New Meeting"},
+        {"cmbConfig", QAccessible::ComboBox, u"Configuration:"},
+        {"chkDefaultConfig", QAccessible::CheckBox, u"Default"},
+        {"optUDP", QAccessible::RadioButton, u"UDP"},
+        {"chkHostname", QAccessible::CheckBox, u"Hostname:"},
+        {"txtHostname", QAccessible::EditableText, u"Host name or address"},
+        {"txtService", QAccessible::EditableText, u"Service:"},
+        {"chkMore", QAccessible::CheckBox, u"More <<"},
+        {"cmdCancel", QAccessible::Button, u"Cancel"},
+        {"cmdOK", QAccessible::Button, u"Enter"},
+    };
+    f.Edit("txtHandle")->setFocus();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.control);
+        QWidget* control = f.Get<QWidget>(row.control);
+        QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(control);
+        EXPECT_EQ(seen->role(), row.role);
+        EXPECT_EQ(seen->text(QAccessible::Name), QString::fromUtf16(row.name));
+        EXPECT_TRUE(control->hasFocus());
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    }
+    QAccessibleInterface* config = QAccessible::queryAccessibleInterface(f.Get<QWidget>("cmbConfig"));
+    EXPECT_EQ(config->textInterface()->text(0, 99), u"(System Default)"_s);
+    f.Edit("txtHandle")->clear();
+    QAccessible::queryAccessibleInterface(f.Get<QWidget>("lblPassword"))
+        ->actionInterface()
+        ->doAction(QAccessibleActionInterface::pressAction());
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(f.prompts.boxes.value(0).endsWith(u"Please enter your handle."_s));
 }
 
 TEST(FrmLogin, CanBeReadOnADarkDesktop)

@@ -160,6 +160,25 @@ TEST(Chatting, FollowsADarkDesktop)
     QApplication::setPalette(before);
 }
 
+TEST(Chatting, LinesOfOthersAndNotesAreSaid)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    desk.service->Say(u"bob"_s, u"hello"_s);
+    desk.Type(u"mine"_s);
+    QTest::keyClick(desk.Panel().txtMessage, Qt::Key_Return);
+    desk.service->Status(u"dan"_s, 5);
+    desk.service->Status(u"cy"_s, 0);
+    desk.window->Panels().Note(u"A note."_s);
+    desk.service->Say(u"bob"_s, QString(50'000, u'x'));
+    QStringList said;
+    for (const QWidget* line : desk.Find("announcer")->findChildren<QWidget*>())
+        if (!line->accessibleName().isEmpty()) said += line->accessibleName();
+    ASSERT_EQ(said.size(), 5);
+    EXPECT_EQ(said.takeLast().size(), 1000);
+    EXPECT_EQ(said, QStringList({u"bob: hello"_s, u"dan has come"_s, u"cy has left"_s, u"A note."_s}));
+}
+
 TEST(Chatting, TypingAnywhereGoesIntoTheMessage)
 {
     MeetingDesk desk;
