@@ -173,6 +173,7 @@ bool frmMeeting::eventFilter(QObject* watched, QEvent* event)
 void frmMeeting::keyPressEvent(QKeyEvent* event)
 {
     // Whatever nobody below wanted: typing goes to the message, and Enter there presses cmdSend.
+    if (event->key() == Qt::Key_F7 && event->modifiers() == Qt::NoModifier) return picDraw->DrawByKeys();
     if (IsTyping(*event)) return ForwardTyping(event, picMain->txtMessage);
     QMainWindow::keyPressEvent(event);
 }

@@ -174,6 +174,11 @@ void LoseRelease(ProcessState& state)
     Finish(state, tools.actionAt);
 }
 
+bool InAction(ProcessState& state)
+{
+    return ToolsOf(state).action != nullptr;
+}
+
 void imgSelPointer_MouseDown(ProcessState& state, MouseButton button, BoardPoint at)
 {
     picDraw_MouseDown(state, button, at);

@@ -27,6 +27,8 @@ void picDraw_Click(ProcessState& state);
 /// The release will not come: a menu has opened, the grab is lost, the window hides. A stroke ends at its
 /// last point and is sent; rubber bands go.
 void LoseRelease(ProcessState& state);
+/// Whether a press waits for its release.
+bool InAction(ProcessState& state);
 
 /// `at` counts from the pointer image's own corner.
 void imgSelPointer_MouseDown(ProcessState& state, MouseButton button, BoardPoint at);

@@ -16,6 +16,8 @@
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
+#include "whiteboard/key_cursor.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -73,11 +75,12 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
       lineTool(new LineControl(this)),
       imgSelPointer(new PointerControl(state, this)),
       txtText(new TextBox(state, this)),
+      keyCursor(new KeyCursor(state, this)),
       mState(state),
       mStraight(*this, state.ports.liveScreen)
 {
     setObjectName(u"picDraw"_s);
-    setAccessibleName(tr("Whiteboard"));
+    Speak(*this, {QAccessible::Canvas, tr("Whiteboard"), tr("F7 draws by keys")});
     setFixedSize(mZoom.ViewSize());
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
@@ -89,6 +92,10 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
     mBoard.TakeUnshown();  // a new widget paints itself whole
     txtText->focused = [this](bool in) {
         if (hooks.sendIsDefault) hooks.sendIsDefault(!in);
+    };
+    keyCursor->reveal = [this](BoardPoint at) { Reveal(at); };
+    keyCursor->toView = [this](BoardPoint at) {
+        return mZoom.ToView(QRegion(int(at.x), int(at.y), 1, 1)).boundingRect().center();
     };
 }
 
@@ -170,6 +177,7 @@ void BoardView::PlaceControls()
 {
     txtText->SetZoom(mZoom);
     MovePointer(mPointerAt);
+    keyCursor->Place();
     txtText->move(ViewPointOf(mTextAt).toPoint());
     if (mBand.kind == RubberBand::Kind::Line) lineTool->Show(mBand, mZoom);
 }
@@ -356,6 +364,7 @@ void BoardView::PaintBand(QPainter& painter) const
 
 void BoardView::mousePressEvent(QMouseEvent* event)
 {
+    keyCursor->Stop();
     mPressed = event->button() == Qt::LeftButton;
     picDraw_MouseDown(mState, ButtonOf(event->button()), BoardPointOf(event->position()));
 }
@@ -394,8 +403,36 @@ void BoardView::ZoomByWheel(const QWheelEvent& event)
     if (steps != 0) SetZoom(mZoom.Stepped(steps), mapToParent(event.position().toPoint()));
 }
 
+void BoardView::DrawByKeys()
+{
+    if (hasFocus() && keyCursor->On()) return keyCursor->Stop();
+    setFocus();
+    keyCursor->Start(Seen());
+}
+
+/// What of the board is between the bars, in board pixels.
+QRect BoardView::Seen() const
+{
+    const QPointF corner = mZoom.ToBoard(QPointF(Origin() - pos()));
+    const QPointF size = mZoom.ToBoard(QPointF(mVisible.width(), mVisible.height()));
+    return QRectF(corner, QSizeF(size.x(), size.y())).toRect();
+}
+
+void BoardView::Reveal(BoardPoint at)
+{
+    const int margin = int(20 / mZoom.Factor());  // what stands around the point is seen, too
+    const QRect point = QRect(int(at.x), int(at.y), 1, 1).adjusted(-margin, -margin, margin, margin);
+    const QRect seen = Seen();
+    const QPoint over(std::max(0, point.right() - seen.right()) + std::min(0, point.left() - seen.left()),
+                      std::max(0, point.bottom() - seen.bottom()) + std::min(0, point.top() - seen.top()));
+    HScroll->setValue(HScroll->value() + over.x());
+    VScroll->setValue(VScroll->value() + over.y());
+}
+
 void BoardView::keyPressEvent(QKeyEvent* event)
 {
+    if (event->key() == Qt::Key_F7 && event->modifiers() == Qt::NoModifier) return DrawByKeys();
+    if (keyCursor->Take(*event)) return event->accept();
     const bool command = event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
     const bool character = !event->text().isEmpty() && event->key() != Qt::Key_Escape && !command;
     if (character && hooks.typed) {
@@ -414,7 +451,8 @@ void BoardView::keyPressEvent(QKeyEvent* event)
 void BoardView::focusOutEvent(QFocusEvent* event)
 {
     // A menu opened by its key in mid-stroke takes the release.
-    if (event->reason() == Qt::PopupFocusReason || event->reason() == Qt::MenuBarFocusReason) Lost();
+    const bool menu = event->reason() == Qt::PopupFocusReason || event->reason() == Qt::MenuBarFocusReason;
+    if (menu || keyCursor->On()) Lost();
     QWidget::focusOutEvent(event);
 }
 

@@ -14,6 +14,7 @@
 #include "whiteboard/zoom.h"
 
 struct ProcessState;
+class KeyCursor;
 class LineControl;
 class PointerControl;
 class TextBox;
@@ -61,11 +62,14 @@ public:
     LineControl* lineTool;
     PointerControl* imgSelPointer;
     TextBox* txtText;
+    KeyCursor* keyCursor;
     QPointer<QMenu> mnuTools;
     BoardViewHooks hooks;
 
     void HScroll_Change();
     void VScroll_Change();
+    /// Gives the board the focus and its cursor for the keys, or takes the cursor away again.
+    void DrawByKeys();
 
     /// How much of the board can be seen, in view pixels: from it follow the scroll bars' ranges.
     void SetVisible(QSize visible);
@@ -110,6 +114,8 @@ protected:
 
 private:
     void Lost();
+    QRect Seen() const;
+    void Reveal(BoardPoint at);
     QRegion TakeChanged();
     QRegion Uncovered() const;
     void PaintBand(QPainter& painter) const;

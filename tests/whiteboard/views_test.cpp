@@ -12,6 +12,7 @@
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
+#include "whiteboard/key_cursor.h"
 #include "whiteboard/shapes.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_boxes.h"
@@ -330,6 +331,124 @@ TEST(Toolbar, WorksFromTheKeyboardWithNames)
         EXPECT_FALSE(item->accessibleName().isEmpty() && item->text().isEmpty());
     }
     EXPECT_EQ(tabStops, 1);
+}
+
+/// The board with its cursor for the keys.
+struct Keys : Window {
+    Keys()
+    {
+        draw.SetVisible({600, 300});
+        draw.hooks.typed = [this](QKeyEvent*) { tool.Button(ToolKey::Exit)->setFocus(); };
+        draw.setFocus();
+    }
+    void Press(Qt::Key key, Qt::KeyboardModifiers with = {})
+    {
+        QTest::keyClick(QApplication::focusWidget(), key, with);
+    }
+    void Press(std::initializer_list<Qt::Key> keys)
+    {
+        for (const Qt::Key key : keys) Press(key);
+    }
+    QPoint At() const { return draw.keyCursor->geometry().center(); }
+    bool Shown() const { return draw.keyCursor->isVisible(); }
+    /// What has left since the last question.
+    QStringList Left()
+    {
+        QStringList left;
+        for (const auto& text : service->texts) left += text.message;
+        service->texts.clear();
+        return left;
+    }
+};
+
+TEST(KeyCursor, DrawsWhatTheMouseDraws)
+{
+    Keys w;
+    const std::pair<ToolKey, const char16_t*> tools[] = {
+        {ToolKey::Draw, u"Pen"},  {ToolKey::Draw, u"Line"},    {ToolKey::Draw, u"Point"},
+        {ToolKey::Shape, u"Box"}, {ToolKey::Shape, u"Circle"}, {ToolKey::Erase, u""}};
+    for (const auto& [key, sub] : tools) {
+        SCOPED_TRACE(QString::fromUtf16(sub).toStdString());
+        *sub ? tool_ButtonMenuClick(w.state, key, QString::fromUtf16(sub)) : w.Choose(key);
+        w.Press(Qt::Key_F7);
+        const QPoint from = w.At();
+        w.Press({Qt::Key_Space, Qt::Key_Right, Qt::Key_Down});
+        w.Press(Qt::Key_Left, Qt::ControlModifier);
+        w.Press(Qt::Key_Down, Qt::ShiftModifier);
+        w.Press(Qt::Key_Return);
+        EXPECT_EQ(w.At(), from + QPoint(9, 110));
+        const QStringList byKeys = w.Left();
+        QTest::mousePress(&w.draw, Qt::LeftButton, {}, from);
+        EXPECT_FALSE(w.Shown());  // the mouse has taken over
+        for (const QPoint way : {QPoint(10, 0), QPoint(10, 10), QPoint(9, 10), QPoint(9, 110)})
+            w.Move(from + way, Qt::LeftButton);
+        QTest::mouseRelease(&w.draw, Qt::LeftButton, {}, from + QPoint(9, 110));
+        EXPECT_EQ(byKeys, w.Left());
+        EXPECT_EQ(byKeys.size(), 1);
+    }
+    // What acts on a click does so at the press.
+    w.clipboard.picture = QImage(4, 4, QImage::Format_RGB32);
+    w.Choose(ToolKey::Paste);
+    w.draw.setFocus();
+    w.Press({Qt::Key_F7, Qt::Key_Space});
+    EXPECT_EQ(w.service->frames.size(), 1u);
+    w.Choose(ToolKey::Text);
+    w.draw.setFocus();
+    w.Press({Qt::Key_Space, Qt::Key_H, Qt::Key_I, Qt::Key_Return});
+    EXPECT_TRUE(w.Left().value(0).endsWith(u"|¥|hi"_s));
+    EXPECT_TRUE(w.draw.hasFocus() && w.Shown());
+}
+
+TEST(KeyCursor, LeavesInSteps)
+{
+    Keys w;
+    w.Press({Qt::Key_Right});  // still scrolls
+    EXPECT_EQ(w.draw.HScroll->value(), 205);
+    EXPECT_FALSE(w.Shown());
+    w.Press({Qt::Key_F7, Qt::Key_Space, Qt::Key_Right, Qt::Key_Escape});
+    EXPECT_EQ(w.Left().size(), 1);  // a stroke is kept ...
+    w.Choose(ToolKey::Shape);
+    w.draw.setFocus();
+    w.Press({Qt::Key_Space, Qt::Key_Right, Qt::Key_Escape});
+    EXPECT_TRUE(w.Shown());
+    w.Press(Qt::Key_Escape);
+    EXPECT_FALSE(w.Shown());
+    w.Press({Qt::Key_F7, Qt::Key_Space, Qt::Key_Right, Qt::Key_F7});
+    EXPECT_EQ(w.Left().size(), 0);  // ... a shape is not
+    w.Choose(ToolKey::Draw);
+    w.draw.setFocus();
+    w.Press({Qt::Key_F7, Qt::Key_Space, Qt::Key_Right, Qt::Key_A});  // a letter goes to the message
+    EXPECT_EQ(w.Left().size(), 1);
+    EXPECT_FALSE(w.draw.hasFocus());
+    w.draw.setFocus();
+    w.Press({Qt::Key_Right, Qt::Key_Escape});  // nothing is held any more
+    EXPECT_EQ(w.Left().size(), 0);
+}
+
+TEST(KeyCursor, StaysOnTheBoardAndInSight)
+{
+    Keys w;
+    w.draw.SetZoom(Zoom(50));
+    w.draw.SetZoom(Zoom());  // the cursor has no place yet
+    w.Press(Qt::Key_F7);
+    w.draw.SetZoom(Zoom(200));
+    const QPoint before = w.At();
+    w.Press(Qt::Key_Right);
+    EXPECT_EQ(w.At() - before, QPoint(20, 0));  // ten board pixels
+    w.draw.SetZoom(Zoom());
+    const std::pair<Qt::Key, QPoint> ways[] = {{Qt::Key_Right, {2047, -1}},
+                                               {Qt::Key_Down, {-1, 1535}},
+                                               {Qt::Key_Left, {0, -1}},
+                                               {Qt::Key_Up, {-1, 0}}};
+    for (const auto& [key, end] : ways) {
+        for (int i = 0; i < 25; ++i) {
+            w.Press(key, Qt::ShiftModifier);
+            const QRect seen(QPoint(0, w.tool.height()) - w.draw.pos(), QSize(600, 300));
+            EXPECT_TRUE(seen.contains(w.At())) << w.At().x() << ' ' << w.At().y();
+        }
+        EXPECT_TRUE(end.x() < 0 || w.At().x() == end.x()) << w.At().x();
+        EXPECT_TRUE(end.y() < 0 || w.At().y() == end.y()) << w.At().y();
+    }
 }
 
 /// Who painted, who saw it painted and who came later look at the same picture, at every scale.
