@@ -1,7 +1,7 @@
 # What every target of ours has in common: warnings as errors, sanitizers, a fast linker.
 add_library(quorvia_warnings INTERFACE)
 target_compile_options(quorvia_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
-                       $<$<CXX_COMPILER_ID:GNU>:-Werror>)
+                       $<$<AND:$<BOOL:${QUORVIA_STRICT}>,$<CXX_COMPILER_ID:GNU>>:-Werror>)
 target_include_directories(quorvia_warnings INTERFACE ${CMAKE_SOURCE_DIR}/src)
 
 if(QUORVIA_SANITIZE)

@@ -5,10 +5,9 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-#include <cmath>
 #include <cstdio>
 
-#include "demo/stage.h"
+#include "demo/acts.h"
 
 using namespace Qt::StringLiterals;
 using namespace stage;
@@ -19,96 +18,6 @@ void Say(const char* text)
 {
     std::printf("%s\n", text);
     std::fflush(stdout);
-}
-
-std::vector<QPoint> Curve(QPoint from, int width, double height)
-{
-    std::vector<QPoint> way;
-    for (int x = 0; x <= width; x += 6)
-        way.push_back(from + QPoint(x, int(height * std::sin(x * 6.28 / width))));
-    return way;
-}
-
-/// Both boards show the same picture after `record` of `from` has been drawn on them.
-void ExpectSame(Desk& drawer, Desk& other, const QString& from)
-{
-    const QJsonValue board = drawer.Wait("record", Is("from", from)).value(u"board"_s);
-    if (other.Wait("record", Is("from", from)).value(u"board"_s) != board)
-        throw std::runtime_error("the boards differ");
-}
-
-void Choose(Desk& desk, const QString& button, const QString& colour, const QString& width)
-{
-    desk.ClickControl(button);
-    desk.Wait("tool");
-    desk.ClickControl(colour);
-    desk.ClickControl(width);
-}
-
-void Meet(Desk& ann, Desk& bob)
-{
-    for (Desk* desk : {&ann, &bob}) {
-        desk->Setting(u"Zephyl\\Configs\\(System Default)\\Data"_s, u"Video Device"_s, u"pattern"_s);
-        desk->StartClient();
-        desk->Wait("dialog", Is("name", u"frmLogin"_s));
-    }
-    ann.Login(u"ann"_s, u"first secret"_s, u"Plan2026"_s, false);
-    ann.Wait("window_whole");
-    bob.Login(u"bob"_s, u"second secret"_s, u"plan2026"_s, true);
-    bob.Wait("window_whole");
-    ann.Wait("attendee", Is("handle", u"bob"_s));
-}
-
-void Talk(Desk& ann, Desk& bob)
-{
-    ann.ClickControl(u"txtMessage"_s);
-    ann.Type(u"Hello Bob, shall we sketch the plan?"_s);
-    ann.Key(u"Return"_s);
-    bob.Wait("line", Is("from", u"ann"_s));
-    bob.ClickControl(u"txtMessage"_s);
-    bob.Type(u"Good idea. I put my camera on the board."_s);
-    bob.Key(u"Return"_s);
-    ann.Wait("line", Is("from", u"bob"_s));
-}
-
-void Draw(Desk& ann, Desk& bob)
-{
-    Choose(ann, u"tool_Draw"_s, u"picSelColor_15"_s, u"picLineWidth_2"_s);
-    ann.Drag(Curve(ann.Board(60, 120), 420, 60));
-    ExpectSame(ann, bob, u"ann"_s);
-    Choose(bob, u"tool_Shape"_s, u"picSelColor_5"_s, u"picLineWidth_1"_s);
-    bob.Drag({bob.Board(80, 240), bob.Board(180, 300), bob.Board(300, 380)});
-    ExpectSame(bob, ann, u"bob"_s);
-    Choose(ann, u"tool_Text"_s, u"picSelColor_8"_s, u"picLineWidth_0"_s);
-    ann.Click(ann.Board(100, 290));
-    ann.Type(u"Ship it on Friday"_s);
-    ann.Key(u"Return"_s);
-    ExpectSame(ann, bob, u"ann"_s);
-}
-
-void ShowVideo(Desk& ann, Desk& bob)
-{
-    bob.ClickControl(u"tool_Video"_s);
-    bob.Wait("tool");
-    bob.Click(bob.Board(420, 230));
-    ann.Wait("frame", Both(Is("from", u"bob"_s), Is("type", 0)));
-    bob.ClickControl(u"tool_Video"_s);
-}
-
-void ShareWindow(Desk& ann, Desk& bob)
-{
-    const auto notes =
-        ann.Start(u"xterm"_s, {u"-T"_s, u"Notes"_s, u"-geometry"_s, u"34x9-0-0"_s, u"-e"_s, u"sh"_s, u"-c"_s,
-                               u"printf 'Friday\n\n * board: done\n * guide: done\n'; read wait"_s});
-    ann.Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--name"_s, u"^Notes$"_s});
-    ann.ClickControl(u"tool_App"_s);
-    ann.Wait("dialog", Is("name", u"frmShareApp"_s));
-    ann.Key(u"End"_s);
-    ann.Key(u"Return"_s);
-    ann.Wait("dialog_closed", Is("name", u"frmShareApp"_s));
-    ann.Click(ann.Board(60, 420));
-    bob.Wait("frame", Both(Is("from", u"ann"_s), Is("type", 1)));
-    ann.ClickControl(u"tool_App"_s);
 }
 
 /// "Save to File..." as a person uses it.

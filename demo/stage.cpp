@@ -372,7 +372,7 @@ bool EndPersonalServices(const QString& runtime)
 }
 
 Desk::Desk(const Folder& folder, const QString& name, QSize screen, double scale)
-    : mName(name), mHome(folder.Path() + u'/' + name), mLogs(mHome + u".log"_s)
+    : mName(name), mHome(folder.Path() + u'/' + name), mLogs(mHome + u".log"_s), mScale(scale)
 {
     QDir().mkpath(mHome + u"/quorvia"_s);
     // One computer, one user: the personal service is shared, the settings are not.
@@ -550,7 +550,7 @@ QRect Desk::Control(const QString& name)
 
 QPoint Desk::Board(int x, int y)
 {
-    return Control(u"picDraw"_s).topLeft() + QPoint(x, y);
+    return Control(u"picDraw"_s).topLeft() + QPoint(int(x * mScale), int(y * mScale));
 }
 
 void Desk::Login(const QString& handle, const QString& password, const QString& code, bool join)

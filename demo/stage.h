@@ -151,7 +151,7 @@ public:
     /// Where a control was when the window or dialog was traced last; throws when it is unknown.
     QRect Control(const QString& name);
     void ClickControl(const QString& name) { Click(Control(name).center()); }
-    /// A board pixel on the screen.
+    /// A board pixel on the screen, of a board that is not scrolled.
     QPoint Board(int x, int y);
 
     /// Fills in the login dialog, which must be open, and presses Enter.
@@ -170,6 +170,7 @@ private:
     void Xdotool(const QStringList& arguments);
 
     QString mName, mHome, mTracePipe, mLogs;
+    const double mScale;
     std::map<QString, QString> mEnvironment;
     QString mRegistry;
     std::unique_ptr<Screen> mScreen;

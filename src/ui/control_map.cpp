@@ -2,6 +2,7 @@
 
 #include <QEvent>
 #include <QJsonArray>
+#include <QMenu>
 #include <QTimer>
 #include <QWidget>
 
@@ -31,6 +32,8 @@ public:
     {
         window->installEventFilter(this);
         for (QWidget* control : window->findChildren<QWidget*>()) control->installEventFilter(this);
+        for (QMenu* menu : window->findChildren<QMenu*>())
+            connect(menu, &QMenu::aboutToShow, this, [this] { mMenuComes = true; });
         mSettled.setSingleShot(true);
         connect(&mSettled, &QTimer::timeout, this, [this] { Moved(); });
     }
@@ -50,6 +53,9 @@ public:
         } else if (own && event->type() == QEvent::Hide && !event->spontaneous() && mShown) {
             mShown = false;
             TraceEvent(mState, "dialog_closed", {{u"name"_s, mWindow->objectName()}});
+        } else if (event->type() == QEvent::Paint && mMenuComes && qobject_cast<QMenu*>(target)) {
+            mMenuComes = false;
+            TraceEvent(mState, "menu", {{u"name"_s, target->objectName()}});
         } else if (mShown && (event->type() == QEvent::Move || event->type() == QEvent::Resize ||
                               event->type() == QEvent::Show)) {
             mSettled.start(0);
@@ -67,7 +73,7 @@ private:
     ProcessState& mState;
     QWidget* mWindow;
     QTimer mSettled;
-    bool mShown = false;
+    bool mShown = false, mMenuComes = false;
 };
 
 }  // namespace

@@ -271,5 +271,23 @@ TEST_F(ZephylTest, APasswordFileIsItsOwnersAlone)
     EXPECT_EQ(status(u"/zephyld"_s, add), 0);
 }
 
+// What it left as its own would keep the service, which runs as another user, from its accounts.
+TEST_F(ZephylTest, TheSuperuserChangesAccountsAsTheFoldersOwner)
+{
+    if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can become somebody else";
+    constexpr uid_t kNobody = 65534;
+    const std::filesystem::path data = folder.path / "theirs";
+    std::filesystem::permissions(folder.path, std::filesystem::perms(0711));
+    std::filesystem::create_directory(data);
+    ASSERT_EQ(::chown(data.c_str(), kNobody, gid_t(kNobody)), 0);
+    QFile::setPermissions(File("own", "secret\n"), QFile::ReadOwner);  // the superuser's alone
+    const QStringList add{u"user"_s,  u"add"_s, u"erin"_s, u"--data"_s, Path("theirs"), u"--password-file"_s,
+                          Path("own")};
+    ASSERT_EQ(Child(stage::Programs() + u"/zephyld"_s, add, {}, Path("log")).WaitForEnd(), 0);
+    struct stat accounts {};
+    ASSERT_EQ(::stat((data / "accounts.sqlite").c_str(), &accounts), 0);
+    EXPECT_EQ(accounts.st_uid, kNobody);
+}
+
 }  // namespace
 }  // namespace zephyl

@@ -1,5 +1,7 @@
 #include "service/relay/private_folder.h"
 
+#include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,6 +31,16 @@ void PreparePrivateFolder(const fs::path& path)
     if (info.st_uid != ::geteuid()) RefuseStart(path.string() + " belongs to another user");
     if ((info.st_mode & 077) && ::chmod(path.c_str(), 0700) != 0)
         RefuseStart("cannot close " + path.string() + " to others");
+}
+
+void BecomeOwner(const fs::path& folder)
+{
+    struct stat info {};
+    if (::geteuid() != 0 || ::stat(folder.c_str(), &info) != 0 || info.st_uid == 0) return;
+    const passwd* owner = ::getpwuid(info.st_uid);
+    if (::setgroups(0, nullptr) != 0 || ::setgid(owner ? owner->pw_gid : info.st_gid) != 0 ||
+        ::setuid(info.st_uid) != 0)
+        RefuseStart("cannot become the owner of " + folder.string());
 }
 
 int TakeLock(const fs::path& file)

@@ -9,6 +9,7 @@ namespace zephyl {
 int Kick(const KickRequest& request)
 {
     const std::filesystem::path data = request.data.empty() ? PersonalDataPath() : request.data;
+    BecomeOwner(data);
     // What is no code or no handle would not even fit in the line.
     const std::string code = MeetingCodeKey(request.code);
     const auto handle = ReadHandle(request.name);

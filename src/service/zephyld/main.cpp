@@ -78,8 +78,8 @@ const char* Misspelt(const CLI::App& app, int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("zephyld, the Zephyl messaging service");
-    app.set_version_flag("--version", "zephyld 1.0.0");
+    CLI::App app("zephyld, the Zephyl messaging service", "zephyld");
+    app.set_version_flag("--version", "zephyld " QUORVIA_VERSION);
     app.require_subcommand(1);
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return "zephyld: " + OneLine(error.what()) + ". Try zephyld --help.\n";

@@ -60,18 +60,25 @@ std::string Typed(const char* prompt)
     return Line(std::cin, "standard input");
 }
 
-std::string NewPassword(const UserRequest& request)
+/// What the request's file says; none: it is typed.
+std::optional<std::string> FilePassword(const UserRequest& request)
 {
-    std::string password;
-    if (!request.passwordFile.empty()) {
-        std::istringstream file(
-            files::ReadNamed(request.passwordFile, kPasswordFileBytes, files::Owner::Private));
-        password = Line(file, request.passwordFile.string());
-    } else {
-        password = Typed("Password: ");
-        if (::isatty(STDIN_FILENO) && Typed("Once more: ") != password)
-            throw StartError("the two are not alike");
-    }
+    if (request.passwordFile.empty()) return std::nullopt;
+    std::istringstream file(
+        files::ReadNamed(request.passwordFile, kPasswordFileBytes, files::Owner::Private));
+    return Line(file, request.passwordFile.string());
+}
+
+std::string TypedPassword()
+{
+    std::string password = Typed("Password: ");
+    if (::isatty(STDIN_FILENO) && Typed("Once more: ") != password) throw StartError("the two are not alike");
+    return password;
+}
+
+std::string NewHash(const std::optional<std::string>& given)
+{
+    const std::string password = given ? *given : TypedPassword();
     if (const auto fault = PasswordFault(password)) throw StartError(*fault);
     return HashPassword(password, {});
 }
@@ -98,15 +105,15 @@ void List(const Accounts& accounts)
                   << "\t" << OneLine(account.address) << "\n";
 }
 
-bool Change(Accounts& accounts, const UserRequest& request)
+bool Change(Accounts& accounts, const UserRequest& request, const std::optional<std::string>& password)
 {
     switch (request.what) {
         case Do::Add:
             if (!request.address.empty()) CheckAddress(request.address);
-            accounts.Add(request.name, NewPassword(request), request.address);
+            accounts.Add(request.name, NewHash(password), request.address);
             return true;
         case Do::Password:
-            return accounts.Find(request.name) && accounts.SetPassword(request.name, NewPassword(request));
+            return accounts.Find(request.name) && accounts.SetPassword(request.name, NewHash(password));
         case Do::Remove: return accounts.Remove(request.name);
         case Do::Permit: return accounts.SetPermitted(request.name, true);
         case Do::Forbid: return accounts.SetPermitted(request.name, false);
@@ -120,13 +127,16 @@ bool Change(Accounts& accounts, const UserRequest& request)
 int ChangeUsers(const UserRequest& request)
 {
     const std::filesystem::path data = request.data.empty() ? PersonalDataPath() : request.data;
+    const std::optional<std::string> password = FilePassword(request);  // a file of the caller's
+    BecomeOwner(data);
     PreparePrivateFolder(data);
     Accounts accounts(data);
     if (request.what == Do::List) {
         List(accounts);
         return 0;
     }
-    if (!Change(accounts, request)) throw StartError("there is no account \"" + request.name + "\"");
+    if (!Change(accounts, request, password))
+        throw StartError("there is no account \"" + request.name + "\"");
     TellDaemon(data, "account " + request.name);
     return 0;
 }
