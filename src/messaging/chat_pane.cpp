@@ -14,6 +14,7 @@
 #include <chrono>
 #include <limits>
 
+#include "text/text_rules.h"
 #include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;
@@ -228,7 +229,7 @@ MessageBox::MessageBox(QWidget* parent) : QTextEdit(parent)
 
 QString MessageBox::Text() const
 {
-    QString text = TextOf(*document());
+    QString text = WholeCharacters(TextOf(*document()));
     return text.replace(QChar(QChar::LineSeparator), u"\r\n"_s);
 }
 

@@ -104,6 +104,13 @@ QString Utf8Text(QByteArrayView bytes)
     return decoder(bytes);
 }
 
+QString WholeCharacters(const QString& text)
+{
+    if (text.isValidUtf16()) return text;
+    const QList<uint> whole = text.toUcs4();
+    return QString::fromUcs4(reinterpret_cast<const char32_t*>(whole.constData()), whole.size());
+}
+
 QString Trim(const QString& text)
 {
     qsizetype first = 0, last = text.size();

@@ -10,6 +10,8 @@
 /// UTF-8 as text. A byte-order mark in front stays, as it would elsewhere: QString::fromUtf8 takes it off, so
 /// that a line could turn into a record on its way.
 QString Utf8Text(QByteArrayView bytes);
+/// `text` with U+FFFD for halves of characters: on its way to others each would become a "?".
+QString WholeCharacters(const QString& text);
 /// Takes U+0020 off both ends; tabs, no-break spaces and line breaks stay.
 QString Trim(const QString& text);
 /// The text up to its first NUL.

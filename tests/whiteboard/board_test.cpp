@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QGuiApplication>
 #include <climits>
 #include <functional>
 #include <limits>
@@ -96,6 +97,11 @@ TEST(Board, SegmentsAreMarkedWhereverTheyLeaveInk)
     board.Draw(ShapeRecord{RecordKind::Circle, 40, 1500, 200, 1900, 700, kRed});
     board.Draw(TextRecord{200, 1200, {u"Liberation Serif"_s, 60, false, true}, kRed, u"fÅj slanted"_s});
     board.Draw(TextRecord{200, 1450, {u"Liberation Serif"_s, 10}, kRed, QString(2000, u'w')});
+    const QString marked = QChar(0x200F) + QString(12, QChar(0x5D0)) + QChar(0x200F);
+    board.Draw(TextRecord{800, 400, {u"Arial"_s, 24}, kRed, marked});
+    const QString stack = u'a' + QString(400, QChar(0x301)) + QString(400, QChar(0x323));  // of accents
+    board.Draw(TextRecord{400, 700, {u"DejaVu Sans"_s, 40}, kRed, stack.first(300)});
+    board.Draw(TextRecord{600, 700, {u"DejaVu Sans"_s, 40}, kRed, stack});
     const TileSet touched = board.TakeUnsaved();
     const QRegion shown = board.TakeUnshown();
     for (int tile = 0; tile < kTileCount; ++tile) {
@@ -103,7 +109,7 @@ TEST(Board, SegmentsAreMarkedWhereverTheyLeaveInk)
         EXPECT_TRUE(same || touched[std::size_t(tile)]) << tile;
         EXPECT_EQ(shown.contains(TileRect(tile)), touched[std::size_t(tile)]) << tile;
     }
-    EXPECT_LT(touched.count(), 400u);  // of 768: the diagonal has not marked all of its bounding box
+    EXPECT_LT(touched.count(), 480u);  // of 768: the diagonal has not marked all of its bounding box
     EXPECT_TRUE(board.TakeUnsaved().none());
 }
 
@@ -121,6 +127,26 @@ TEST(Board, SurvivesAbsurdNumbers)
     board.Fill({INT_MIN / 2, 0, INT_MAX, 5}, 0);
     EXPECT_THROW(board.Paint(QImage(), {0, 0}), std::runtime_error);
     EXPECT_EQ(board.Image().size(), QSize(kBoardWidth, kBoardHeight));
+}
+
+/// What somebody types looks the same to all, whatever their desktop is like and whatever the way did to it.
+TEST(Board, TextLooksTheSameOnEveryDesktop)
+{
+    const auto drawn = [](const QString& text, Qt::LayoutDirection desktop = Qt::LeftToRight) {
+        QGuiApplication::setLayoutDirection(desktop);
+        Board board;
+        board.Draw(TextRecord{100, 50, {u"Arial"_s, 24}, 0, text});
+        QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+        return board.Image();
+    };
+    const QString hebrew = u"\u05D0\u05D1\u05D2"_s;
+    for (const QString& text : {u"abc "_s + hebrew + u" 12!"_s, hebrew + u" abc (1)!"_s,
+                                u"e\u0301\u4F60\U0001F600"_s, u"a\0b"_s, u"\u202Eabc\u2066"_s}) {
+        const QString arrived = QString::fromUtf8(text.toUtf8());
+        EXPECT_EQ(drawn(arrived, Qt::RightToLeft), drawn(text)) << text.toStdString();
+    }
+    const QString mark(QChar(0x200F));  // right to left, and unseen
+    EXPECT_EQ(drawn(hebrew + u'!'), drawn(mark + hebrew + u'!' + mark));
 }
 
 TEST(Board, TextHangsFromItsTopAndHasNoColouredFringes)

@@ -84,13 +84,13 @@ TEST(Sending, LinesOfTextStandBelowEachOther)
 {
     Client ann;
     ann.Choose(ToolKey::Text);
-    ann.Write({100, 50}, u"one\r\n\ntwo"_s);
+    ann.Write({100, 50}, u"one\r\n\ntwo"_s + QChar(0xD83D));  // half of an emoji
     const int height = ann.screen.board.LineHeight(ann.tools.TextFont());
     ASSERT_EQ(ann.service->texts.size(), 3u);
     const QString head = Client::Fields(u"[[ZUM_WB_TEXT]]100/%1/False/False/Arial/10/False/False/0/%2"_s);
     EXPECT_EQ(ann.service->texts[0].message, head.arg(50).arg(u"one"_s));
     EXPECT_EQ(ann.service->texts[1].message, head.arg(50 + height).arg(u""_s));
-    EXPECT_EQ(ann.service->texts[2].message, head.arg(50 + 2 * height).arg(u"two"_s));
+    EXPECT_EQ(ann.service->texts[2].message, head.arg(50 + 2 * height).arg(u"two\uFFFD"_s));
     EXPECT_EQ(ann.Entries(), 2);  // one change
     EXPECT_TRUE(ann.screen.typed.isEmpty());
     EXPECT_FALSE(ann.screen.textVisible);
