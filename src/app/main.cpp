@@ -13,6 +13,7 @@
 #include "app/options.h"
 #include "app/signals.h"
 #include "app/startup.h"
+#include "base/error_trap.h"
 #include "base/version.h"
 #include "service/link/link_messenger.h"
 #include "session/login_dialogs.h"
@@ -22,6 +23,7 @@
 #include "ui/fonts.h"
 #include "ui/frm_meeting.h"
 #include "ui/frm_splash.h"
+#include "ui/preferences/frm_preferences.h"
 
 using namespace Qt::StringLiterals;
 
@@ -54,6 +56,21 @@ bool HasDisplay()
 {
     return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+/// Without a meeting; "": the default configuration. Returns the exit code.
+int ShowPreferencesAlone(ProcessState& state, const QString& config)
+{
+    state.gConfigName = config;
+    WhenAskedToEnd([] { QApplication::exit(0); });
+    QTimer::singleShot(0, qApp, [&state] {
+        Trapped(state, "preferences", [&] {
+            ShowPreferences(
+                state, false, [](const Stored&) {}, nullptr);
+        });
+        QApplication::exit(0);
+    });
+    return QApplication::exec();
 }
 
 /// Pictures come and go many times a second. By default the allocator gives the memory of each back to the
@@ -114,6 +131,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "quorvia: %s\n", OneLine(error.what()).c_str());
         return 2;
     }
+    if (options.preferences) return ShowPreferencesAlone(state, options.config);
     std::unique_ptr<frmSplash> splash;
     std::unique_ptr<frmMeeting> meeting;
     LoginDialogs dialogs(state);

@@ -24,7 +24,9 @@ Options ReadOptions(const QStringList& arguments)
     const QCommandLineOption settings(
         u"settings"_s,
         u"Print every setting in effect and where it comes from, and what is not read; then leave."_s);
-    parser.addOptions({service, config, trace, settings});
+    const QCommandLineOption preferences(u"preferences"_s,
+                                         u"Change the settings without entering a meeting; then leave."_s);
+    parser.addOptions({service, config, trace, settings, preferences});
     const QCommandLineOption help({u"h"_s, u"help"_s}, u"Show this help."_s);
     const QCommandLineOption version({u"v"_s, u"version"_s}, u"Show the version."_s);
     parser.addOptions({help, version});
@@ -45,5 +47,6 @@ Options ReadOptions(const QStringList& arguments)
     options.config = parser.value(config);
     options.trace = parser.value(trace);
     options.settings = parser.isSet(settings);
+    options.preferences = parser.isSet(preferences);
     return options;
 }

@@ -9,6 +9,7 @@ struct Options {
     QString config;                  // "": the default one
     QString trace;                   // "": none
     bool settings = false;           // print what is in effect and leave
+    bool preferences = false;        // show the preferences and leave
     QString helpText;                // not empty: print it and leave
     QString error;                   // not empty: print it and leave with 2
 };

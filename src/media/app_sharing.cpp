@@ -95,6 +95,12 @@ void StartSharingAt(ProcessState& state, qint16 x, qint16 y)
     state.gAppY = y;
     Windows(state).RaiseNormal(state.gShareWindow);
     state.ports.waits->Pause(100ms);
+    TakeShareInterval(state);
+}
+
+void TakeShareInterval(ProcessState& state)
+{
+    if (!state.gAppShareOn) return;
     state.gMeetingForm->SetShareTimer(
         RoundedNumber(NumberSetting(state, keys::kAppShareInterval), keys::kAppShareInterval.key));
 }

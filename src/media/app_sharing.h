@@ -11,6 +11,8 @@
 void ShowShareApp(ProcessState& state);
 /// A click on the board with the App tool: sharing goes there, the window comes to the front, the timer runs.
 void StartSharingAt(ProcessState& state, qint16 x, qint16 y);
+/// The interval of sharing that runs, anew from the settings.
+void TakeShareInterval(ProcessState& state);
 /// The App command's stop: nothing is sent.
 void StopSharing(ProcessState& state);
 /// tmrShareApp's tick: one capture, one encoding, sent to each item of gUsers.

@@ -190,6 +190,11 @@ void MyFrameCallback(ProcessState& state, const CameraFrame& frame)
     });
 }
 
+void TakeFrameRate(ProcessState& state)
+{
+    if (state.ports.camera) state.ports.camera->SetPreviewRate(IntervalOf(state, StoredFrameRate(state)));
+}
+
 void CloseCamera(ProcessState& state)
 {
     CameraPort* camera = state.ports.camera;

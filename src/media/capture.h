@@ -18,6 +18,9 @@ void MyFrameCallback(ProcessState& state, const CameraFrame& frame);
 /// EndProgram's part: callback off, preview off, close, in that order. Each step runs for itself.
 void CloseCamera(ProcessState& state);
 
+/// The time between two pictures, anew from the settings.
+void TakeFrameRate(ProcessState& state);
+
 void cmdFormat_Click(ProcessState& state);
 /// `cause`: Remote when another attendee set the slider.
 void sldFPS_Scroll(ProcessState& state, Cause cause = Cause::Local);

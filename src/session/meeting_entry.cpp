@@ -46,10 +46,8 @@ void LoginLoop(ProcessState& state, LoginScreen& screen)
 
 void ReadEncryption(ProcessState& state)
 {
-    state.gLocalKey = GetSetting(state, keys::kLocalEncryptionKey);
+    ReadOwnEncryption(state);
     state.gServerKey = state.gMessenger->ServerKey();
-    state.gEncryptMessages = FlagSetting(state, keys::kEncryptMessages);
-    state.gUseLocalKey = FlagSetting(state, keys::kUseLocalKey);
 }
 
 /// Says what was refused, then starts over with the dialog.
@@ -109,6 +107,13 @@ bool LoginUser(ProcessState& state, LoginScreen& screen, bool reentry, const QSt
     });
     state.ports.pointer->Set(PointerShape::Default);
     return entered;
+}
+
+void ReadOwnEncryption(ProcessState& state)
+{
+    state.gLocalKey = GetSetting(state, keys::kLocalEncryptionKey);
+    state.gEncryptMessages = FlagSetting(state, keys::kEncryptMessages);
+    state.gUseLocalKey = FlagSetting(state, keys::kUseLocalKey);
 }
 
 void mnuLogin_Click(ProcessState& state, LoginScreen& screen)

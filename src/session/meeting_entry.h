@@ -23,6 +23,9 @@ bool LoginUser(ProcessState& state, LoginScreen& screen, bool reentry, const QSt
 /// "New Meeting...": the dialog modal; unless cancelled, the session ends and entry runs again.
 void mnuLogin_Click(ProcessState& state, LoginScreen& screen);
 
+/// How own chat lines are enciphered, anew from the settings; the service's key stays.
+void ReadOwnEncryption(ProcessState& state);
+
 /// This computer's IPv4 addresses: what its name resolves to, then the interfaces', loopback only when there
 /// is no other. Failures are reported as warnings and give an empty list.
 QStringList GetLocalIP(ProcessState& state);

@@ -145,6 +145,14 @@ void PreferenceDraft::RemoveConfig(const QString& name)
     LetFollow(name, QLatin1String(keys::kSystemDefault));
 }
 
+std::optional<PreferenceDraft::Fault> PreferenceDraft::FirstFault() const
+{
+    for (const auto& [value, text] : mValues)
+        for (const PreferenceRow& row : PreferenceRows())
+            if (row.key == value.second && !ValueFault(row, text).isEmpty()) return Fault{value.first, &row};
+    return std::nullopt;
+}
+
 std::vector<RegEdit> PreferenceDraft::Edits() const
 {
     std::vector<RegEdit> edits = mEdits;

@@ -50,6 +50,13 @@ public:
     RemoveFault MayRemove(const QString& name) const;
     void RemoveConfig(const QString& name);
 
+    /// The first of the changed values that cannot be stored (ValueFault).
+    struct Fault {
+        QString config;
+        const PreferenceRow* row;
+    };
+    std::optional<Fault> FirstFault() const;
+
     bool Changed() const { return !mEdits.empty() || !mValues.empty(); }
     /// Writes what was changed, all or nothing, and reads the store anew. Throws std::runtime_error, and then
     /// the draft stays as it is.

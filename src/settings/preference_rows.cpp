@@ -36,12 +36,6 @@ constexpr RowChoice kShapes[] = {
     {"Circle", QT_TRANSLATE_NOOP("Preferences", "Circle")},
 };
 
-/// Of those that the toolbar shows as well.
-constexpr char kOfToolbar[] = QT_TRANSLATE_NOOP(
-    "Preferences",
-    "What the window opens with; in an open one it is chosen at once. The close box stores what is chosen by "
-    "then.");
-
 constexpr PreferenceRow kRows[] = {
     // --- Chat
     {&keys::kEncryptMessages, Page::Chat, Kind::Flag,
@@ -99,7 +93,7 @@ constexpr PreferenceRow kRows[] = {
      Page::Drawing,
      Kind::Choice,
      QT_TRANSLATE_NOOP("Preferences", "&Draw with:"),
-     kOfToolbar,
+     QT_TRANSLATE_NOOP("Preferences", "What the Draw tool draws."),
      Acts::Taken,
      {},
      kDrawTools},
@@ -107,7 +101,7 @@ constexpr PreferenceRow kRows[] = {
      Page::Drawing,
      Kind::Choice,
      QT_TRANSLATE_NOOP("Preferences", "&Shape:"),
-     kOfToolbar,
+     QT_TRANSLATE_NOOP("Preferences", "What the Shape tool draws."),
      Acts::Taken,
      {},
      kShapes},
@@ -115,34 +109,37 @@ constexpr PreferenceRow kRows[] = {
      Page::Drawing,
      Kind::Colour,
      QT_TRANSLATE_NOOP("Preferences", "&Colour:"),
-     kOfToolbar,
+     QT_TRANSLATE_NOOP("Preferences", "Of lines, shapes and text."),
      Acts::Taken,
      {0, 15}},
     {&keys::kSelectedWidth,
      Page::Drawing,
      Kind::LineWidth,
      QT_TRANSLATE_NOOP("Preferences", "Line &width:"),
-     kOfToolbar,
+     QT_TRANSLATE_NOOP("Preferences", "Of lines and shapes."),
      Acts::Taken,
      {0, 3}},
     {&keys::kFontName, Page::Drawing, Kind::FontFamily, QT_TRANSLATE_NOOP("Preferences", "Te&xt font:"),
-     kOfToolbar, Acts::Taken},
+     QT_TRANSLATE_NOOP("Preferences",
+                       "Of text on the board. One that is not installed gives way to another."),
+     Acts::Taken},
     {&keys::kFontSize,
      Page::Drawing,
      Kind::Number,
      QT_TRANSLATE_NOOP("Preferences", "Text si&ze:"),
-     kOfToolbar,
+     QT_TRANSLATE_NOOP("Preferences", "Of text on the board."),
      Acts::Taken,
      {1, 1024, Part::Whole, Outside::Default, Outside::Default, 2,
       QT_TRANSLATE_NOOP("Preferences", " points")}},
-    {&keys::kFontBold, Page::Drawing, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Bold text"), kOfToolbar,
-     Acts::Taken},
+    {&keys::kFontBold, Page::Drawing, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Bold text"),
+     QT_TRANSLATE_NOOP("Preferences", "On the board."), Acts::Taken},
     {&keys::kFontItalic, Page::Drawing, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Italic text"),
-     kOfToolbar, Acts::Taken},
+     QT_TRANSLATE_NOOP("Preferences", "On the board."), Acts::Taken},
     {&keys::kFontStrikethrough, Page::Drawing, Kind::Flag,
-     QT_TRANSLATE_NOOP("Preferences", "Text struck throu&gh"), kOfToolbar, Acts::Taken},
+     QT_TRANSLATE_NOOP("Preferences", "Text struck throu&gh"),
+     QT_TRANSLATE_NOOP("Preferences", "On the board."), Acts::Taken},
     {&keys::kFontUnderline, Page::Drawing, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Underlined text"),
-     kOfToolbar, Acts::Taken},
+     QT_TRANSLATE_NOOP("Preferences", "On the board."), Acts::Taken},
 
     // --- Pictures
     {&keys::kDisableVideo, Page::Pictures, Kind::Flag,
@@ -158,7 +155,7 @@ constexpr PreferenceRow kRows[] = {
     {&keys::kMinimumFrameRate,
      Page::Pictures,
      Kind::Number,
-     QT_TRANSLATE_NOOP("Preferences", "Slo&west video:"),
+     QT_TRANSLATE_NOOP("Preferences", "Slo&west video, every:"),
      QT_TRANSLATE_NOOP("Preferences",
                        "The time from one picture to the next while the frame-rate slider stands at 0."),
      Acts::Taken,
@@ -167,7 +164,7 @@ constexpr PreferenceRow kRows[] = {
     {&keys::kAppShareInterval,
      Page::Pictures,
      Kind::Number,
-     QT_TRANSLATE_NOOP("Preferences", "&Shared window:"),
+     QT_TRANSLATE_NOOP("Preferences", "&Shared window, every:"),
      QT_TRANSLATE_NOOP(
          "Preferences",
          "The time from one picture of a shared window to the next. Moving the frame-rate slider "
@@ -282,6 +279,14 @@ QString PageName(PreferencePage page)
     };
     static_assert(std::size(names) == kPreferencePages);
     return PreferenceText(names[int(page)]);
+}
+
+QString PageNote(PreferencePage page)
+{
+    if (page != PreferencePage::Drawing) return {};
+    return PreferenceText(QT_TRANSLATE_NOOP(
+        "Preferences",
+        "The meeting window opens with these. Its close box stores the tools that are chosen by then."));
 }
 
 QString PreferenceText(const char* text)

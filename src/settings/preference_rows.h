@@ -67,6 +67,8 @@ struct SetElsewhere {
 std::span<const SetElsewhere> SettingsElsewhere();
 
 QString PageName(PreferencePage page);
+/// What holds for all rows of the page; "" for nothing.
+QString PageNote(PreferencePage page);
 /// A text of the rows in the user's language.
 QString PreferenceText(const char* text);
 /// The same without the mark of its mnemonic and without an ending colon.

@@ -19,6 +19,8 @@
 #include "ui/media_controls.h"
 #include "ui/meeting_menus.h"
 #include "ui/placement_keeper.h"
+#include "ui/preferences/effects.h"
+#include "ui/preferences/frm_preferences.h"
 #include "ui/service_events.h"
 #include "ui/status_panels.h"
 #include "ui/typing.h"
@@ -85,6 +87,7 @@ void frmMeeting::BuildMenus()
     const MeetingMenu meeting = AddMeetingMenu(menuBar());
     mnuLogin = meeting.mnuLogin;
     connect(mnuLogin, &QAction::triggered, this, [this] { mnuLogin_Click(); });
+    connect(meeting.mnuPreferences, &QAction::triggered, this, [this] { mnuPreferences_Click(); });
     connect(meeting.mnuExit, &QAction::triggered, this, [this] { mEndProgram(); });
     menuBar()->addMenu(mnuTools);
     connect(AddHelpMenu(menuBar()), &QAction::triggered, this, [this] {
@@ -213,6 +216,16 @@ void frmMeeting::mnuLogin_Click()
         });
     });
     mnuLogin->setEnabled(true);
+}
+
+void frmMeeting::mnuPreferences_Click()
+{
+    const auto takeOver = [this](const Stored& stored) {
+        if (stored.currentRenamed)
+            Silently(mState, "SetConfig", [&] { mState.gMessenger->SetConfig(mState.gConfigName); });
+        TakeOver(mState, *mMedia, stored.inUse);
+    };
+    Trapped(mState, "mnuPreferences_Click", [&] { ShowPreferences(mState, true, takeOver, this); });
 }
 
 void frmMeeting::FillUsers()

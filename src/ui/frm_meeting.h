@@ -50,6 +50,7 @@ public:
     void SetShareTimer(int milliseconds) override;
 
     void mnuLogin_Click();
+    void mnuPreferences_Click();
 
 protected:
     void closeEvent(QCloseEvent* event) override;

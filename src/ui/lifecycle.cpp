@@ -1,11 +1,13 @@
 #include "ui/lifecycle.h"
 
+#include <QImage>
 #include <stdexcept>
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "media/capture.h"
 #include "media/voice.h"
+#include "platform/camera.h"
 #include "settings/settings.h"
 #include "text/text_rules.h"
 #include "ui/media_controls.h"
@@ -33,6 +35,26 @@ void LoadVideo(ProcessState& state, MediaControls& media)
 }
 
 }  // namespace
+
+void ReloadVoice(ProcessState& state, MediaControls& media)
+{
+    if (VoktalEnabled(state)) return LoadVoice(state, media);
+    CloseVoktal(state);  // nobody would tell it to be quiet any more
+    media.ReleaseTalk();
+    media.EnableTalk(false);
+}
+
+void RestartVideo(ProcessState& state, MediaControls& media)
+{
+    CloseCamera(state);
+    media.SetPreview({});
+    media.SetFormatEnabled(true);
+    LoadVideo(state, media);
+    const CameraPort* camera = state.ports.camera;
+    if (camera && !state.gCameraReady && !camera->Trouble().isEmpty() &&
+        !FlagSetting(state, keys::kDisableVideo))
+        state.gMeetingForm->Panels().Note(camera->Trouble());
+}
 
 void frmMeeting_Load(ProcessState& state, MediaControls& media)
 {

@@ -14,3 +14,8 @@ void frmMeeting_Activate(ProcessState& state);
 /// The user or the system closes the window: the tools are stored, the placement is not. Then the process
 /// ends without logging out; does not return.
 void frmMeeting_Close(ProcessState& state);
+
+/// Voice and video anew from the settings, in a loaded window. Without voice the companion is closed and
+/// "Talk" is up and off. Why there is no picture, although the settings want one, stands in the last panel.
+void ReloadVoice(ProcessState& state, MediaControls& media);
+void RestartVideo(ProcessState& state, MediaControls& media);

@@ -86,6 +86,12 @@ void MediaControls::EnableTalk(bool enabled)
     mPanel.chkTalk->setEnabled(enabled);
 }
 
+void MediaControls::ReleaseTalk()
+{
+    const QSignalBlocker quiet(mPanel.chkTalk);
+    mPanel.chkTalk->setChecked(false);
+}
+
 void MediaControls::SetFrameRateSlider(int framesPerSecond)
 {
     const QSignalBlocker quiet(mPanel.sldFPS);

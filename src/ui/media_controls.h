@@ -31,6 +31,8 @@ public:
     // --- for the window's load; neither runs the sliders' procedures
     void SetQualitySlider(int quality);
     void EnableTalk(bool enabled);
+    /// Up, without telling anybody.
+    void ReleaseTalk();
 
     /// Runs `change`, which leaves one meeting and enters another: while talk is on, everybody of the old one
     /// is told to stop before and everybody of the new one is added after.

@@ -22,7 +22,9 @@ MeetingMenu AddMeetingMenu(QMenuBar* bar)
     menu->setObjectName(u"mnuMeeting"_s);
     QAction* login = Entry(menu, "mnuLogin", u"&New Meeting..."_s);
     menu->addSeparator();
-    return {login, Entry(menu, "mnuExit", u"E&xit"_s)};
+    QAction* preferences = Entry(menu, "mnuPreferences", QObject::tr("&Preferences..."));
+    menu->addSeparator();
+    return {login, preferences, Entry(menu, "mnuExit", u"E&xit"_s)};
 }
 
 QAction* AddHelpMenu(QMenuBar* bar)

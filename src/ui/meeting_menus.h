@@ -7,6 +7,7 @@ class QMenuBar;
 /// "&Meeting". The bar owns everything.
 struct MeetingMenu {
     QAction* mnuLogin;
+    QAction* mnuPreferences;
     QAction* mnuExit;
 };
 MeetingMenu AddMeetingMenu(QMenuBar* bar);

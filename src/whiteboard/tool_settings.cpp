@@ -1,5 +1,6 @@
 #include "whiteboard/tool_settings.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "base/error_trap.h"
@@ -72,6 +73,20 @@ void LoadFont(ProcessState& state)
     state.gMeetingForm->Board().SetTextLook(look);
 }
 
+void LoadColour(ProcessState& state)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    tools.mColorIndex = Index(state, keys::kSelectedColor, int(kPalette.size()) - 1);
+    picSelColor_Click(state, tools.mColorIndex);
+}
+
+void LoadWidth(ProcessState& state)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    tools.mWidthIndex = Index(state, keys::kSelectedWidth, int(kLineWidths.size()) - 1);
+    picLineWidth_Click(state, tools.mWidthIndex);
+}
+
 /// What of the store may be chosen at an activation: the tools without those that need preparing.
 bool IsStored(ToolKey key)
 {
@@ -79,6 +94,25 @@ bool IsStored(ToolKey key)
 }
 
 }  // namespace
+
+void TakeTools(ProcessState& state, const std::set<const SettingKey*>& changed)
+{
+    WhiteboardTools& tools = ToolsOf(state);
+    if (changed.contains(&keys::kSelectedDrawTool)) {
+        tools.mDrawTool = Chosen(state, keys::kSelectedDrawTool, DrawToolNamed);
+        if (tools.mSelectedTool == ToolKey::Draw)
+            tool_ButtonMenuClick(state, ToolKey::Draw, DrawToolName(tools.mDrawTool));
+    }
+    if (changed.contains(&keys::kSelectedShapeTool))
+        tools.mShapeTool = Chosen(state, keys::kSelectedShapeTool, ShapeNamed).kind;
+    if (changed.contains(&keys::kSelectedColor)) LoadColour(state);
+    if (changed.contains(&keys::kSelectedWidth)) LoadWidth(state);
+    const SettingKey* const font[] = {&keys::kFontName,   &keys::kFontSize,          &keys::kFontBold,
+                                      &keys::kFontItalic, &keys::kFontStrikethrough, &keys::kFontUnderline};
+    if (std::ranges::any_of(font, [&](const SettingKey* key) { return changed.contains(key); }))
+        LoadFont(state);
+    state.gMeetingForm->Toolbar().ShowTools();
+}
 
 void LoadTools(ProcessState& state)
 {
@@ -88,10 +122,8 @@ void LoadTools(ProcessState& state)
     const Shape shape = Chosen(state, keys::kSelectedShapeTool, ShapeNamed);
     tools.mShapeTool = shape.kind;
     tool_ButtonMenuClick(state, ToolKey::Shape, QLatin1String(shape.name));
-    tools.mColorIndex = Index(state, keys::kSelectedColor, int(kPalette.size()) - 1);
-    picSelColor_Click(state, tools.mColorIndex);
-    tools.mWidthIndex = Index(state, keys::kSelectedWidth, int(kLineWidths.size()) - 1);
-    picLineWidth_Click(state, tools.mWidthIndex);
+    LoadColour(state);
+    LoadWidth(state);
     LoadFont(state);
     SaveWBBuffer(state, state.gMessenger->Handle(), Now(state));
 }

@@ -11,17 +11,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString ColourName(int index)
-{
-    const QString names[] = {
-        QObject::tr("White"),  QObject::tr("Black"),   QObject::tr("Light grey"), QObject::tr("Grey"),
-        QObject::tr("Maroon"), QObject::tr("Red"),     QObject::tr("Brown"),      QObject::tr("Orange"),
-        QObject::tr("Green"),  QObject::tr("Lime"),    QObject::tr("Olive"),      QObject::tr("Yellow"),
-        QObject::tr("Purple"), QObject::tr("Magenta"), QObject::tr("Navy"),       QObject::tr("Blue"),
-    };
-    return names[index];
-}
-
 void Describe(QAbstractButton& box, const QString& name, const bool& bordered)
 {
     box.setCheckable(false);
@@ -49,6 +38,17 @@ void DrawBorder(QPainter& painter, const QWidget& box, bool bordered)
 }
 
 }  // namespace
+
+QString ColourName(int index)
+{
+    const QString names[] = {
+        QObject::tr("White"),  QObject::tr("Black"),   QObject::tr("Light grey"), QObject::tr("Grey"),
+        QObject::tr("Maroon"), QObject::tr("Red"),     QObject::tr("Brown"),      QObject::tr("Orange"),
+        QObject::tr("Green"),  QObject::tr("Lime"),    QObject::tr("Olive"),      QObject::tr("Yellow"),
+        QObject::tr("Purple"), QObject::tr("Magenta"), QObject::tr("Navy"),       QObject::tr("Blue"),
+    };
+    return names[index];
+}
 
 ColourBox::ColourBox(int index, QWidget* parent)
     : QAbstractButton(parent), mColour(ToRgb(kPalette[std::size_t(index)]))

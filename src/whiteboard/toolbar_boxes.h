@@ -3,6 +3,9 @@
 
 #include <QAbstractButton>
 
+/// Of a colour of the palette, in the user's language.
+QString ColourName(int index);
+
 /// One colour; the selected one has a border.
 class ColourBox final : public QAbstractButton {
 public:
