@@ -5,7 +5,7 @@
 # Installs what it needs; the servers run on loopback, on free ports, and only those it started are ended.
 set -eu
 cd "$(dirname "$0")/.."
-for list in packages bench-packages; do packaging/install.sh "$list.txt" >&2; done
+packaging/install.sh build bench >&2
 mkdir -p build
 cmake --preset release -DQUORVIA_BENCH=ON >build/bench.log
 cmake --build build/release --target relay_bench >>build/bench.log || { tail -n 20 build/bench.log >&2; exit 1; }
