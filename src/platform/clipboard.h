@@ -7,7 +7,8 @@ class ClipboardPort {
 public:
     virtual ~ClipboardPort() = default;
     virtual void Clear() = 0;
-    /// The picture that is there, whatever image type it was put as; a null image when there is none.
+    /// The picture that is there, whatever image type it was put as, or the one in a file that was copied; a
+    /// null image when there is none.
     virtual QImage Picture() = 0;
     virtual void SetPicture(const QImage& picture) = 0;
 };

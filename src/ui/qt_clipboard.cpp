@@ -4,8 +4,26 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QMimeData>
+#include <stdexcept>
 
 #include "platform/linux/x11_clipboard_manager.h"
+#include "whiteboard/handed_files.h"
+#include "whiteboard/tools/picture.h"
+
+namespace {
+
+/// A file manager copies the file's address and leaves the reading to others.
+QImage PictureOfFile(const HandedFiles& handed)
+{
+    if (handed.files.size() != 1 || handed.elsewhere != 0) return QImage();
+    try {
+        return LoadBoardPicture(handed.files.first(), PictureKinds::Any);
+    } catch (const std::runtime_error&) {
+        return QImage();  // as nothing: the Paste tool says so
+    }
+}
+
+}  // namespace
 
 void QtClipboard::Clear()
 {
@@ -28,7 +46,7 @@ QImage QtClipboard::Picture()
         const QImage image = QImage::fromData(held->data(format));
         if (!image.isNull()) return image;
     }
-    return QImage();
+    return PictureOfFile(FilesIn(*held));
 }
 
 void QtClipboard::SetPicture(const QImage& picture)

@@ -29,11 +29,15 @@ bool IsUserInput(QEvent::Type type)
         case QEvent::TabletPress:
         case QEvent::TabletMove:
         case QEvent::TabletRelease:
-        case QEvent::NativeGesture:
-        case QEvent::DragEnter:
-        case QEvent::Drop: return true;
+        case QEvent::NativeGesture: return true;
         default: return false;
     }
+}
+
+/// What is dragged belongs to its source, which is gone by the time that a drop could be sent again.
+bool IsDrag(QEvent::Type type)
+{
+    return type == QEvent::DragEnter || type == QEvent::DragMove || type == QEvent::Drop;
 }
 
 /// Makes the event again. Copies of pointer events share their place with the pointing device, whose next
@@ -117,7 +121,12 @@ bool QtWaits::Run(QEventLoop& loop, std::chrono::milliseconds limit)
 bool QtWaits::eventFilter(QObject* target, QEvent* event)
 {
     // Input arrives at windows first; what widgets send each other is left alone.
-    if (mLifted > 0 || !target->isWindowType() || !IsUserInput(event->type())) return false;
+    if (mLifted > 0 || !target->isWindowType()) return false;
+    if (IsDrag(event->type())) {
+        event->ignore();
+        return true;
+    }
+    if (!IsUserInput(event->type())) return false;
     event->accept();  // a ShortcutOverride so taken comes again as a key press, which is then set aside
     if (event->type() == QEvent::ShortcutOverride) return true;
     mAside.push_back({target, Again(*event)});

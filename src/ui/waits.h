@@ -1,8 +1,8 @@
 #pragma once
 // Every short wait of the client. Meanwhile our windows paint and answer their close request; key strokes and
-// mouse events are set aside and sent again afterwards, in order; service events, timers and frames wait at
-// the gate. The toolkit's own "exclude user input" flag would withhold the close request and hold back
-// nothing posted.
+// mouse events are set aside and sent again afterwards, in order; drops are refused; service events, timers
+// and frames wait at the gate. The toolkit's own "exclude user input" flag would withhold the close request
+// and hold back nothing posted.
 
 #include <QDeadlineTimer>
 #include <QEventLoop>

@@ -1,7 +1,9 @@
 #include "whiteboard/board_view.h"
 
 #include <QBackingStore>
+#include <QDropEvent>
 #include <QMenu>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QPaintEngine>
 #include <QPaintEvent>
@@ -15,6 +17,7 @@
 #include "text/text_rules.h"
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
+#include "whiteboard/dropping.h"
 #include "whiteboard/icons.h"
 #include "whiteboard/key_cursor.h"
 #include "widgets/spoken.h"
@@ -85,6 +88,7 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
+    setAcceptDrops(true);
     HScroll = MakeBar("HScroll", Qt::Horizontal, kBoardWidth);
     VScroll = MakeBar("VScroll", Qt::Vertical, kBoardHeight);
     connect(HScroll, &QScrollBar::valueChanged, this, [this] { HScroll_Change(); });
@@ -459,6 +463,21 @@ void BoardView::focusOutEvent(QFocusEvent* event)
 void BoardView::moveEvent(QMoveEvent*)
 {
     mStraight.CatchUp();
+}
+
+void BoardView::dragEnterEvent(QDragEnterEvent* event)
+{
+    const bool copy = event->possibleActions() & Qt::CopyAction;  // the file stays where it was
+    if (!copy || !MayHoldPicture(*event->mimeData())) return event->ignore();
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void BoardView::dropEvent(QDropEvent* event)
+{
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+    picDraw_Drop(mState, *event->mimeData(), BoardPointOf(event->position()));
 }
 
 void BoardView::hideEvent(QHideEvent*)

@@ -44,9 +44,9 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
     }
 }
 
-void SendPicture(ProcessState& state, qint16 x, qint16 y)
+void SendPicture(ProcessState& state, const QImage& inserted, qint16 x, qint16 y)
 {
-    const QImage picture = OnWhite(state.gMeetingForm->Toolbar().Tools().mInsertPicture);
+    const QImage picture = OnWhite(inserted);
     const QPoint at(x, y);
     state.gMeetingForm->Board().Image().Paint(picture, at);
     const QRect seen = QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight);
@@ -70,9 +70,21 @@ QString SendAction(ProcessState& state, qint16 x1, qint16 y1, qint16 x2, qint16 
     switch (tools.mSelectedTool) {
         case ToolKey::Text: SendText(state, x1, y1); return u"TEXT"_s;
         case ToolKey::File:
-        case ToolKey::Paste: SendPicture(state, x1, y1); return u"PICTURE"_s;
+        case ToolKey::Paste: SendPicture(state, tools.mInsertPicture, x1, y1); return u"PICTURE"_s;
         default: return {};
     }
+}
+
+/// What every change of the board is: sent, told in the status bar, shown, and remembered if it drew.
+template <class Act>
+void Change(ProcessState& state, bool draws, Act act)
+{
+    const QString own = state.gMessenger->Handle();
+    const QString sent = act();
+    ShowLastModified(state, own, Now(state));
+    state.gMeetingForm->Board().Refresh();
+    if (draws) SaveWBBuffer(state, own, Now(state));
+    if (!sent.isEmpty()) TraceRecord(state, sent, own);
 }
 
 }  // namespace
@@ -82,12 +94,17 @@ void SendWhiteboard(ProcessState& state, qint16 x1, qint16 y1, qint16 x2, qint16
     Trapped(state, "SendWhiteboard", [&] {
         const WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
         const bool draws = !tools.action || tools.action->Draws();
-        const QString own = state.gMessenger->Handle();
-        const QString sent = SendAction(state, x1, y1, x2, y2);
-        ShowLastModified(state, own, Now(state));
-        state.gMeetingForm->Board().Refresh();
-        if (draws) SaveWBBuffer(state, own, Now(state));
-        if (!sent.isEmpty()) TraceRecord(state, sent, own);
+        Change(state, draws, [&] { return SendAction(state, x1, y1, x2, y2); });
+    });
+}
+
+void PlacePicture(ProcessState& state, const QImage& picture, qint16 x, qint16 y)
+{
+    Trapped(state, "SendWhiteboard", [&] {
+        Change(state, true, [&] {
+            SendPicture(state, picture, x, y);
+            return u"PICTURE"_s;
+        });
     });
 }
 

@@ -11,6 +11,10 @@ struct ProcessState;
 /// picture; then status text and, unless it was a pointer gesture, a snapshot. Board pixels.
 void SendWhiteboard(ProcessState& state, qint16 x1, qint16 y1, qint16 x2, qint16 y2);
 
+/// Places a picture that came without the tools, as they place theirs: drawn, sent and remembered.
+/// Trapped as SendWhiteboard is.
+void PlacePicture(ProcessState& state, const QImage& picture, qint16 x, qint16 y);
+
 /// Hands one record to every other attendee, in order; the first that fails ends it. With nobody else present
 /// the service keeps it for those who come.
 void SendWBMessage(ProcessState& state, const QString& message);

@@ -5,7 +5,9 @@
 
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QDropEvent>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QTest>
 #include <QTimer>
 #include <mutex>
@@ -82,6 +84,11 @@ TEST_F(WaitsTest, InputComesAfterwardsInOrderAndCloseRequestsAtOnce)
         seen << window.edit->text();
         window.close();
         EXPECT_FALSE(gate.IsOpen());
+        QMimeData data;
+        data.setText(QStringLiteral("dropped"));
+        QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(window.windowHandle(), &drop);
+        EXPECT_FALSE(drop.isAccepted());  // what it brings does not live until afterwards
     });
     waits.Pause(20ms);
     EXPECT_EQ(seen.value(0), QString());

@@ -1,14 +1,23 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <QClipboard>
+#include <QDropEvent>
+#include <QFile>
 #include <QMenu>
+#include <QMimeData>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPlainTextEdit>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
+#include <QUrl>
 #include <stdexcept>
 
 #include "support/fixture.h"
+#include "ui/qt_clipboard.h"
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
@@ -594,4 +603,100 @@ TEST(ToolIcons, EveryButtonAndEntryHasItsPicture)
             inked |= qAlpha(icon.pixel(i % icon.width(), i / icon.width())) != 0;
         EXPECT_TRUE(inked) << name.toStdString();
     }
+}
+
+// --- dropping ------------------------------------------------------------------------------------------
+
+TEST(Dropping, PlacesPicturesWhereTheyFallAndFetchesNothing)
+{
+    QTemporaryDir folder;
+    const auto file = [&](const char* name) { return folder.filePath(QLatin1String(name)); };
+    QImage picture(40, 30, QImage::Format_RGB32);
+    picture.fill(Qt::blue);
+    for (const char* name : {"a.png", "b.bmp"}) ASSERT_TRUE(picture.save(file(name)));
+    QFile text(file("text.png"));
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly) && text.write("no picture") > 0);
+    text.close();
+    ASSERT_EQ(mkfifo(qPrintable(file("pipe.png")), 0600), 0);
+    const auto url = [&](const char* name) { return QUrl::fromLocalFile(file(name)); };
+    const QUrl here(u"file://localhost"_s + file("a.png")), there(u"file://elsewhere"_s + file("a.png"));
+    const struct {
+        QList<QUrl> urls;
+        std::vector<QPoint> placed;
+        const char* remark;  // "": none
+    } rows[] = {
+        {{url("a.png")}, {{100, 60}}, ""},
+        {{here, url("b.bmp")}, {{100, 60}, {124, 84}}, ""},
+        {{url("text.png"), url("b.bmp")}, {{100, 60}}, "text.png is no picture"},
+        {{url("pipe.png")}, {}, "pipe.png is no picture"},  // opening it would wait for its other end
+        {{url("gone.png")}, {}, "gone.png is no picture"},
+        {{there}, {}, "addresses are not fetched"},
+        {{QUrl(u"https://example.org/a.png"_s)}, {}, "addresses are not fetched"},
+        {QList<QUrl>(9, url("a.png")),
+         {{100, 60}, {124, 84}, {148, 108}, {172, 132}, {196, 156}, {220, 180}, {244, 204}, {268, 228}},
+         "first 8"},
+        {{}, {{100, 60}}, ""},  // a picture itself, as browsers drag them
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.urls.value(0).toString().toStdString());
+        Window w;
+        w.draw.SetZoom(Zoom(50));
+        QMimeData data;
+        if (row.urls.isEmpty())
+            data.setImageData(picture);
+        else
+            data.setUrls(row.urls);
+        QDragEnterEvent enter({50, 30}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(&w.draw, &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDropEvent drop(QPointF(50, 30), Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(&w.draw, &drop);
+        EXPECT_EQ(drop.dropAction(), Qt::CopyAction);
+        std::vector<QPoint> placed;
+        for (const auto& frame : w.service->frames) placed.push_back({frame.x, frame.y});
+        EXPECT_EQ(placed, row.placed);
+        EXPECT_EQ(w.state.gWBBuffer->Count(), std::min<int>(11, 1 + int(placed.size())));
+        EXPECT_EQ(w.draw.Image().Pixel(110, 70), placed.empty() ? 0xffffffffu : 0xff0000ffu);
+        EXPECT_TRUE(w.meeting.notes.join(u' ').contains(QLatin1String(row.remark)));
+        EXPECT_EQ(w.meeting.notes.isEmpty(), *row.remark == 0);
+        EXPECT_EQ(w.tool.Tools().mSelectedTool, ToolKey::Draw);
+    }
+    Window w;
+    QMimeData words;
+    words.setText(u"words"_s);
+    QDragEnterEvent enter({50, 30}, Qt::CopyAction, &words, Qt::LeftButton, {});
+    QApplication::sendEvent(&w.draw, &enter);
+    EXPECT_FALSE(enter.isAccepted());
+}
+
+/// What file managers put on the clipboard when a picture's file is copied.
+TEST(Pasting, TakesThePictureInACopiedFile)
+{
+    QTemporaryDir folder;
+    QImage picture(40, 30, QImage::Format_RGB32);
+    picture.fill(Qt::blue);
+    const QString file = folder.filePath(u"a b.png"_s);
+    ASSERT_TRUE(picture.save(file));
+    const QByteArray url = QUrl::fromLocalFile(file).toEncoded();
+    const struct {
+        const char* format;
+        QByteArray data;
+        bool found;
+    } rows[] = {
+        {"text/uri-list", url + "\r\n", true},
+        {"x-special/gnome-copied-files", "copy\n" + url, true},
+        {"x-special/gnome-copied-files", "cut\n" + url + "\n", true},
+        {"text/uri-list", url + "\r\n" + url + "\r\n", false},  // which of them?
+        {"text/uri-list", "https://example.org/a.png", false},
+        {"text/uri-list", "file:///nowhere.png", false},
+        {"text/plain", url, false},
+    };
+    for (const auto& row : rows) {
+        auto* data = new QMimeData;
+        data->setData(QLatin1String(row.format), row.data);
+        QGuiApplication::clipboard()->setMimeData(data);
+        EXPECT_EQ(QtClipboard().Picture().size(), row.found ? picture.size() : QSize(0, 0))
+            << row.data.constData();
+    }
+    QGuiApplication::clipboard()->clear();
 }

@@ -20,7 +20,7 @@ constexpr qint64 kMostPixels = 16'000'000;
 
 }  // namespace
 
-QImage LoadBoardPicture(const QString& file)
+QImage LoadBoardPicture(const QString& file, PictureKinds kinds)
 {
     // Opening a named pipe would wait for its other end.
     if (QFileInfo(file).exists() && !QFileInfo(file).isFile()) Refuse(file, u"no file"_s);
@@ -28,7 +28,9 @@ QImage LoadBoardPicture(const QString& file)
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(true);  // photographs stand upright
     const QByteArray format = reader.format();
-    if (format != "jpeg" && format != "bmp") Refuse(file, u"no JPEG or BMP picture"_s);
+    const bool usual = format == "jpeg" || format == "bmp";
+    const bool any = kinds == PictureKinds::Any && (format == "png" || format == "gif");
+    if (!usual && !any) Refuse(file, u"no JPEG or BMP picture"_s);
     const QSize size = reader.size();
     if (qint64(size.width()) * size.height() > kMostPixels)
         Refuse(file, u"%1 x %2 pixels are more than 16 million"_s.arg(size.width()).arg(size.height()));

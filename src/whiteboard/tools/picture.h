@@ -6,9 +6,12 @@
 
 #include "contract/picture.h"
 
-/// Reads a JPEG or BMP file, whatever its name ends in; at most 16 million pixels. Throws std::runtime_error
-/// that names the file and what is wrong.
-QImage LoadBoardPicture(const QString& file);
+/// Usual: JPEG and BMP, as the File tool's dialog says. Any: PNG and GIF as well.
+enum class PictureKinds { Usual, Any };
+
+/// Reads the picture in a file, whatever its name ends in; at most 16 million pixels. Throws
+/// std::runtime_error that names the file and what is wrong.
+QImage LoadBoardPicture(const QString& file, PictureKinds kinds = PictureKinds::Usual);
 /// What the board shows of `picture` with its top left corner at `at`; null when that is nothing.
 QImage CutToBoard(const QImage& picture, QPoint at);
 /// `picture` without transparency: white shines through. The same here and at all who receive it.
