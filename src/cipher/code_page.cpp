@@ -40,8 +40,12 @@ QChar FromCodePage(uchar code)
     return QChar(InTable(code) ? kTable[code - kFirst] : char16_t(code));
 }
 
+bool SurvivesCodePage(QChar character)
+{
+    return ToCodePage(character).value_or(0) != 0;
+}
+
 bool SurvivesCodePage(const QString& text)
 {
-    return std::all_of(text.begin(), text.end(),
-                       [](QChar character) { return ToCodePage(character).value_or(0) != 0; });
+    return std::all_of(text.begin(), text.end(), [](QChar character) { return SurvivesCodePage(character); });
 }

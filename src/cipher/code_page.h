@@ -13,6 +13,8 @@ std::optional<uchar> ToCodePage(QChar character);
 QByteArray ToCodePage(const QString& text);
 QChar FromCodePage(uchar code);
 
-/// Whether `text` comes back unchanged after being enciphered and deciphered: every character is in the code
-/// page, and none is NUL.
+/// Whether it comes back unchanged after being enciphered and deciphered: it is in the code page, and not
+/// NUL.
+bool SurvivesCodePage(QChar character);
+/// Whether `text` comes back unchanged after being enciphered and deciphered: every character does.
 bool SurvivesCodePage(const QString& text);

@@ -1,7 +1,13 @@
 #include "messaging/chat_pane.h"
 
+#include <QAbstractTextDocumentLayout>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QHelpEvent>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMimeData>
 #include <QPainter>
 #include <QScrollBar>
@@ -12,7 +18,9 @@
 #include <QTimer>
 #include <QToolTip>
 #include <chrono>
+#include <cmath>
 #include <limits>
+#include <memory>
 
 #include "text/text_rules.h"
 #include "widgets/contrast.h"
@@ -71,6 +79,8 @@ ChatBox::ChatBox(QWidget* parent) : QTextEdit(parent)
     mParagraph.setLayoutDirection(Qt::LeftToRight);
     mOwnParagraph = mParagraph;
     mOwnParagraph.setRightMargin(kSign + kSignGap);
+    viewport()->setMouseTracking(true);
+    connect(this, &QTextEdit::cursorPositionChanged, viewport(), [this] { viewport()->update(); });
 }
 
 void ChatBox::Append(const ShownLine& line)
@@ -109,6 +119,8 @@ void ChatBox::Forget(int lines)
     top.removeSelectedText();
     mForgotten += lines;
     mOpen.Forget(mForgotten);
+    mHovered.reset();  // the places of all links are others now
+    mPressed.reset();
 }
 
 /// Paints the line in a shade of its colour that can be read on this paper; the text's own stays.
@@ -190,8 +202,11 @@ QString ChatBox::SignText(QPoint at) const
 void ChatBox::paintEvent(QPaintEvent* event)
 {
     QTextEdit::paintEvent(event);
-    if (mOpen.All().empty()) return;
+    const std::optional<Found> atCaret = hasFocus() ? LinkAtCaret() : std::nullopt;
+    if (mOpen.All().empty() && !mHovered && !atCaret) return;
     QPainter painter(viewport());
+    for (const std::optional<Found>& link : {mHovered, atCaret})
+        if (link) Underline(painter, *link);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setBackground(palette().base());
     for (const OpenLine& line : mOpen.All())
@@ -201,6 +216,7 @@ void ChatBox::paintEvent(QPaintEvent* event)
 
 bool ChatBox::viewportEvent(QEvent* event)
 {
+    if (event->type() == QEvent::Leave) Hover(std::nullopt);
     if (event->type() == QEvent::ToolTip) {
         const auto* help = static_cast<QHelpEvent*>(event);
         if (const QString text = SignText(help->pos()); !text.isEmpty()) {
@@ -209,6 +225,99 @@ bool ChatBox::viewportEvent(QEvent* event)
         }
     }
     return QTextEdit::viewportEvent(event);
+}
+
+std::optional<ChatBox::Found> ChatBox::FindLink(int position) const
+{
+    const QTextBlock block = document()->findBlock(position);
+    if (!block.isValid()) return std::nullopt;
+    const auto link = LinkAt(block.text(), position - block.position());
+    return link ? std::optional(Found{block.position() + int(link->from), *link}) : std::nullopt;
+}
+
+std::optional<ChatBox::Found> ChatBox::LinkUnder(QPoint viewportPoint) const
+{
+    const QPoint at = viewportPoint + QPoint(horizontalScrollBar()->value(), verticalScrollBar()->value());
+    const int position = document()->documentLayout()->hitTest(at, Qt::ExactHit);
+    return position < 0 ? std::nullopt : FindLink(position);
+}
+
+std::optional<ChatBox::Found> ChatBox::LinkAtCaret() const
+{
+    return textCursor().hasSelection() ? std::nullopt : FindLink(textCursor().position());
+}
+
+void ChatBox::Hover(const std::optional<Found>& link)
+{
+    viewport()->setCursor(link ? Qt::PointingHandCursor : Qt::IBeamCursor);
+    if (mHovered.has_value() != link.has_value() || (link && link->at != mHovered->at)) viewport()->update();
+    mHovered = link;
+}
+
+void ChatBox::Underline(QPainter& painter, const Found& link) const
+{
+    const QTextBlock block = document()->findBlock(link.at);
+    const int from = link.at - block.position(), to = from + int(link.link.length);
+    const QPointF corner =
+        block.layout()->position() - QPointF(horizontalScrollBar()->value(), verticalScrollBar()->value());
+    const QColor colour = block.begin().fragment().charFormat().foreground().color();
+    painter.setPen(ReadableOn(colour, palette().color(QPalette::Base)));
+    for (int i = 0; i < block.layout()->lineCount(); ++i) {
+        const QTextLine row = block.layout()->lineAt(i);
+        const int first = std::max(from, row.textStart());
+        const int last = std::min(to, row.textStart() + row.textLength());
+        if (first >= last) continue;
+        const double y = std::floor(row.y() + row.ascent()) + 2;
+        painter.drawLine(corner + QPointF(row.cursorToX(first), y), corner + QPointF(row.cursorToX(last), y));
+    }
+}
+
+void ChatBox::mousePressEvent(QMouseEvent* event)
+{
+    QTextEdit::mousePressEvent(event);
+    mPressed = event->button() == Qt::LeftButton ? LinkUnder(event->position().toPoint()) : std::nullopt;
+}
+
+void ChatBox::mouseMoveEvent(QMouseEvent* event)
+{
+    QTextEdit::mouseMoveEvent(event);
+    Hover(event->buttons() == Qt::NoButton ? LinkUnder(event->position().toPoint()) : std::nullopt);
+}
+
+void ChatBox::mouseReleaseEvent(QMouseEvent* event)
+{
+    QTextEdit::mouseReleaseEvent(event);
+    const std::optional<Found> pressed = std::exchange(mPressed, std::nullopt);
+    if (event->button() != Qt::LeftButton || !pressed || textCursor().hasSelection()) return;
+    const std::optional<Found> released = LinkUnder(event->position().toPoint());
+    if (released && released->at == pressed->at && onLink) onLink(released->link);
+}
+
+void ChatBox::keyPressEvent(QKeyEvent* event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    const std::optional<Found> link = enter && !event->isAutoRepeat() ? LinkAtCaret() : std::nullopt;
+    if (!link || !onLink) return QTextEdit::keyPressEvent(event);
+    event->accept();
+    onLink(link->link);
+}
+
+void ChatBox::contextMenuEvent(QContextMenuEvent* event)
+{
+    const QPoint at = event->pos();
+    const auto link = event->reason() == QContextMenuEvent::Mouse ? LinkUnder(at) : LinkAtCaret();
+    const std::unique_ptr<QMenu> menu(createStandardContextMenu(at));
+    QAction *open = nullptr, *copy = nullptr;
+    if (link) {
+        QAction* first = menu->actions().value(0);
+        open = new QAction(QCoreApplication::translate("ChatBox", "&Open Link..."), menu.get());
+        copy = new QAction(QCoreApplication::translate("ChatBox", "Copy Link A&ddress"), menu.get());
+        menu->insertActions(first, {open, copy});
+        menu->insertSeparator(first);
+    }
+    const QAction* chosen = menu->exec(event->globalPos());
+    if (chosen && chosen == open && onLink) onLink(link->link);
+    if (chosen && chosen == copy) QGuiApplication::clipboard()->setText(link->link.address);
 }
 
 QString ChatBox::Conversation() const
@@ -225,6 +334,7 @@ MessageBox::MessageBox(QWidget* parent) : QTextEdit(parent)
     connect(document(), &QTextDocument::contentsChange, this,
             [this](int from, int, int added) { mPieceEnd = from + added; });
     connect(this, &QTextEdit::textChanged, this, &MessageBox::KeepLimit);
+    connect(this, &QTextEdit::textChanged, this, &MessageBox::MarkLost);
 }
 
 QString MessageBox::Text() const
@@ -267,4 +377,25 @@ void MessageBox::KeepLimit()
     piece.removeSelectedText();
     mKeeping = false;
     if (onLimit) onLimit();
+}
+
+void MessageBox::MarkLost()
+{
+    constexpr int kMostMarks = 200;
+    QList<ExtraSelection> marks;
+    const QString text = toPlainText();
+    const auto lost = [&](int at) { return text[at] != u'\n' && isLost(text[at]); };
+    for (int at = 0; isLost && at < text.size() && marks.size() < kMostMarks; ++at) {
+        if (!lost(at)) continue;
+        ExtraSelection mark;
+        mark.cursor = QTextCursor(document());
+        mark.cursor.setPosition(at);
+        while (at < text.size() && lost(at)) ++at;
+        mark.cursor.setPosition(at, QTextCursor::KeepAnchor);
+        mark.format.setUnderlineStyle(QTextCharFormat::WaveUnderline);
+        mark.format.setUnderlineColor(ReadableOn(Qt::red, palette().color(QPalette::Base)));
+        marks += mark;
+    }
+    setExtraSelections(marks);
+    if (!std::exchange(mLosing, !marks.isEmpty()) && mLosing && onLoss) onLoss();
 }

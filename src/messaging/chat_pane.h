@@ -4,7 +4,9 @@
 #include <QTextBlockFormat>
 #include <QTextEdit>
 #include <functional>
+#include <optional>
 
+#include "messaging/chat_links.h"
 #include "messaging/chat_rules.h"
 #include "messaging/open_lines.h"
 
@@ -14,9 +16,14 @@
 ///
 /// Behind an own line that the service has not accepted a small clock is painted, or a mark for good when it
 /// was lost. Neither is part of the text.
+///
+/// A web address looks like any text until the mouse or the caret is on it: then it is underlined, and a
+/// click, Enter or the menu asks for it.
 class ChatBox : public QTextEdit {
 public:
     explicit ChatBox(QWidget* parent);
+    /// The user wants to go there.
+    std::function<void(const ChatLink& link)> onLink;
     /// Appends the line and scrolls to it; the caret stands at the end.
     void Append(const ShownLine& line);
     /// The conversation: handle, ": ", text, lines separated by CR LF.
@@ -38,8 +45,23 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     bool viewportEvent(QEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
+    /// A link and the place in the document where it begins.
+    struct Found {
+        int at;
+        ChatLink link;
+    };
+    std::optional<Found> FindLink(int position) const;
+    std::optional<Found> LinkUnder(QPoint viewportPoint) const;
+    std::optional<Found> LinkAtCaret() const;
+    void Hover(const std::optional<Found>& link);
+    void Underline(QPainter& painter, const Found& link) const;
     void Forget(int lines);
     void ShowEnd();
     void Shade(const QTextBlock& line);
@@ -51,6 +73,8 @@ private:
     qint64 mForgotten = 0;  // lines
     bool mConnected = true;
     bool mEmpty = true;
+    std::optional<Found> mHovered;
+    std::optional<Found> mPressed;  // the left button went down there
 };
 
 /// txtMessage. Enter in any form sends and never breaks a line; what is pasted or dropped comes as plain
@@ -65,6 +89,10 @@ public:
     std::function<void()> onEnter;
     /// Something was cut off because the text would have become longer than can be sent.
     std::function<void()> onLimit;
+    /// Whether a character would not arrive as it is; null: all do. Those that would not are underlined.
+    std::function<bool(QChar)> isLost;
+    /// There are such characters now, and were none before.
+    std::function<void()> onLoss;
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -72,7 +100,9 @@ protected:
 
 private:
     void KeepLimit();
+    void MarkLost();
 
     int mPieceEnd = 0;  // end of what was put in last
     bool mKeeping = false;
+    bool mLosing = false;
 };

@@ -14,35 +14,46 @@ constexpr char16_t kSoftBreak = 0x2028;
 constexpr char16_t kIsolate = 0x2068;  // first strong isolate
 constexpr char16_t kEndIsolate = 0x2069;
 
-bool IsLineBreak(char16_t c)
+constexpr int kMarksInARow = 8;  // more is no writing, but a tower across the lines around it
+
+bool IsLineBreak(char32_t c)
 {
     return c == u'\n' || c == u'\r' || c == 0x0B || c == 0x0C || c == 0x85 || c == 0x2028 || c == 0x2029;
 }
 
-bool SteersDirection(char16_t c)
+bool SteersDirection(char32_t c)
 {
     return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0x200E || c == 0x200F ||
            c == 0x061C;
 }
 
 /// Also what the toolkit's documents use for themselves: frames' ends and embedded objects.
-bool IsDropped(char16_t c)
+bool IsDropped(char32_t c)
 {
     return (c < 0x20 && c != u'\t') || (c >= 0x7F && c < 0xA0) || (c >= 0xFDD0 && c <= 0xFDEF) ||
-           (c >= 0xFFF9 && c <= 0xFFFC) || c >= 0xFFFE || SteersDirection(c);
+           (c >= 0xFFF9 && c <= 0xFFFC) || (c & 0xFFFE) == 0xFFFE || SteersDirection(c);
+}
+
+/// An accent, or what else is set above, below or around the character before it.
+bool IsMark(char32_t c)
+{
+    const QChar::Category category = QChar::category(c);
+    return category == QChar::Mark_NonSpacing || category == QChar::Mark_Enclosing;
 }
 
 QString Cleaned(const QString& text, QStringView lineBreak)
 {
     QString out;
     out.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char16_t c = text[i].unicode();
-        if (c == u'\r' && i + 1 < text.size() && text[i + 1] == u'\n') continue;
-        if (IsLineBreak(c))
+    int marks = 0;
+    char32_t before = 0;
+    for (const char32_t c : text.toUcs4()) {  // U+FFFD for halves of characters
+        marks = IsMark(c) ? marks + 1 : 0;
+        if (IsLineBreak(c) && !(c == u'\n' && before == u'\r'))
             out += lineBreak;
-        else if (!IsDropped(c))
-            out += QChar(c);
+        else if (!IsLineBreak(c) && !IsDropped(c) && marks <= kMarksInARow)
+            out += QChar::fromUcs4(c);
+        before = c;
     }
     return out;
 }

@@ -17,8 +17,8 @@ inline constexpr quint32 kOtherLineColour = 0xFF0000;  // blue
 inline constexpr qsizetype kTypedTextBytes = 16'384;
 
 /// The line of `fromHandle`, coloured by the sender and not by how the text begins. Line breaks become soft
-/// breaks inside the line, other control characters vanish (tab stays), and neither name nor text can turn
-/// the reading direction of what stands beside it.
+/// breaks inside the line, other control characters vanish (tab stays), so do accents piled up on one letter,
+/// and neither name nor text can turn the reading direction of what stands beside it.
 ShownLine LineFor(const QString& ownHandle, const QString& fromHandle, const QString& text);
 /// The text of a shown line without the marks that only steer the reading direction.
 QString WithoutIsolates(QString text);

@@ -136,6 +136,8 @@ public:
     /// At most one is open at a time; what comes meanwhile is counted in it.
     virtual void CriticalBox(const QString& title, const QString& text, Cause cause) = 0;
     virtual bool AskTrust(const QString& service, const QString& fingerprint) = 0;
+    /// Whether to open a web address that somebody wrote. Both are ASCII, escaped.
+    virtual bool AskLink(const QString& address, const QString& host) = 0;
     /// "" when cancelled. `patterns`: "*.jpg *.bmp".
     virtual QString OpenFile(const QString& title, const QString& filterName,
                              const QStringList& patterns) = 0;

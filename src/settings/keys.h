@@ -67,6 +67,10 @@ inline constexpr FlagKey kEnableLogging{{"Data", "Enable Logging", "0"}, FlagRul
 inline constexpr SettingKey kLogFileLocation{"Data", "Log File Location", nullptr};  // default: documents
 inline constexpr SettingKey kMaximumLogSize{"Data", "Maximum Log Size", "129072"};   // bytes
 
+// a line has come while the window is behind
+inline constexpr FlagKey kMarkNewLines{{"Data", "Mark New Lines", "0"}, FlagRule::One};
+inline constexpr FlagKey kSoundNewLines{{"Data", "Sound For New Lines", "0"}, FlagRule::One};
+
 // what others may do to this window: resize, scroll, frame rate
 inline constexpr FlagKey kAllowRemoteView{{"Data", "Allow Remote View Control", "1"}, FlagRule::One};
 
@@ -118,6 +122,8 @@ inline constexpr const SettingKey* kAll[] = {
     &kEnableLogging,
     &kLogFileLocation,
     &kMaximumLogSize,
+    &kMarkNewLines,
+    &kSoundNewLines,
     &kAllowRemoteView,
     &kSelectedTool,
     &kSelectedDrawTool,

@@ -76,6 +76,14 @@ constexpr PreferenceRow kRows[] = {
      Acts::ReadAnew,
      {0, kMostInteger, Part::Whole, Outside::Nearest, Outside::Default, 0,
       QT_TRANSLATE_NOOP("Preferences", " bytes")}},
+    {&keys::kMarkNewLines, Page::Chat, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Mark new lines"),
+     QT_TRANSLATE_NOOP("Preferences",
+                       "When somebody says something while the window is behind, the window's title and its "
+                       "place in the taskbar show it.")},
+    {&keys::kSoundNewLines, Page::Chat, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "Play a &sound for new lines"),
+     QT_TRANSLATE_NOOP("Preferences",
+                       "A short sound when somebody says something while the window is behind.")},
 
     // --- Drawing
     {&keys::kSelectedTool,

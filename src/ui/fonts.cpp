@@ -1,5 +1,7 @@
 #include "ui/fonts.h"
 
+#include <QStringList>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -30,5 +32,8 @@ QFont ButtonFont()
 }
 QFont ChatFont()
 {
-    return Sized(u"Comic Sans MS"_s, 13);
+    QFont font = Sized(u"Comic Sans MS"_s, 13);
+    // By name, because substitutes are looked for last: in colour what is an emoji, plain what is a sign.
+    font.setFamilies({u"Comic Sans MS"_s, u"Comic Neue"_s, u"Liberation Sans"_s, u"Noto Color Emoji"_s});
+    return font;
 }

@@ -2,10 +2,12 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QMenuBar>
 
 #include "base/error_trap.h"
+#include "cipher/code_page.h"
 #include "media/app_sharing.h"
 #include "ui/activation_watch.h"
 #include "ui/chat_view.h"
@@ -16,8 +18,10 @@
 #include "ui/layout_rules.h"
 #include "ui/left_panel.h"
 #include "ui/lifecycle.h"
+#include "ui/link_opening.h"
 #include "ui/media_controls.h"
 #include "ui/meeting_menus.h"
+#include "ui/new_lines.h"
 #include "ui/placement_keeper.h"
 #include "ui/preferences/effects.h"
 #include "ui/preferences/frm_preferences.h"
@@ -47,6 +51,8 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     mPlacement = std::make_unique<PlacementKeeper>(*this);
     mActivation = std::make_unique<ActivationWatch>(mState, *this, [this] { Activate(); });
     mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *mChat, *status);
+    mNewLines = std::make_unique<NewLines>(mState, *this);
+    mZUM->onLine = [this] { mNewLines->Arrived(); };
     mState.gMessenger->SetEvents(mZUM.get());
 }
 
@@ -108,6 +114,12 @@ void frmMeeting::ConnectChat()
         mState.ports.prompts->Beep();
         status->Note(u"The message is as long as a message can be."_s);
     };
+    panel.txtMessage->isLost = [this](QChar c) { return mState.gEncryptMessages && !SurvivesCodePage(c); };
+    panel.txtMessage->onLoss = [this] {
+        status->Note(QCoreApplication::translate(
+            "frmMeeting", "The underlined characters cannot be enciphered: they would arrive as \"?\"."));
+    };
+    panel.txtChat->onLink = [this](const ChatLink& link) { OpenLink(mState, link); };
     panel.txtMessage->setFocus();
 }
 

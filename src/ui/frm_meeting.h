@@ -17,6 +17,7 @@ class ChatView;
 class LeftPanel;
 class MediaControls;
 class MeetingStatusBar;
+class NewLines;
 class PlacementKeeper;
 class QAction;
 class ServiceEvents;
@@ -85,6 +86,7 @@ private:
     std::unique_ptr<MediaControls> mMedia;
     std::unique_ptr<PlacementKeeper> mPlacement;
     std::unique_ptr<ServiceEvents> mZUM;
+    std::unique_ptr<NewLines> mNewLines;
     std::unique_ptr<ActivationWatch> mActivation;
     bool mLoaded = false;
     bool mWhole = false;

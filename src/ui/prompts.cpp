@@ -1,6 +1,7 @@
 #include "ui/prompts.h"
 
 #include <QApplication>
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QFontDialog>
@@ -185,6 +186,32 @@ bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint)
     TraceEvent(mState, "trust", {{u"service"_s, service}, {u"fingerprint"_s, fingerprint}});
     RunDialog(box);
     return box.clickedButton() == trust;
+}
+
+bool QtPrompts::AskLink(const QString& address, const QString& host)
+{
+    constexpr int kRow = 72;  // an address has no blanks to break it at
+    QString rows = address;
+    for (qsizetype at = kRow; at < rows.size(); at += kRow + 1) rows.insert(at, u'\n');
+    QMessageBox box(DialogParent());
+    box.setObjectName(u"link"_s);
+    box.setTextFormat(Qt::PlainText);
+    box.setIcon(QMessageBox::Question);
+    box.setWindowTitle(QLatin1String(kAppTitle));
+    box.setText(
+        QCoreApplication::translate("Prompts", "Open this address of %1 in your web browser?").arg(host));
+    box.setInformativeText(rows);
+    QPushButton* open =
+        box.addButton(QCoreApplication::translate("Prompts", "&Open"), QMessageBox::AcceptRole);
+    open->setObjectName(u"cmdOpen"_s);
+    QPushButton* leave =
+        box.addButton(QCoreApplication::translate("Prompts", "&Do Not Open"), QMessageBox::RejectRole);
+    leave->setObjectName(u"cmdLeave"_s);
+    box.setDefaultButton(leave);
+    box.setEscapeButton(leave);
+    TraceEvent(mState, "link", {{u"address"_s, address}, {u"host"_s, host}});
+    RunDialog(box);
+    return box.clickedButton() == open;
 }
 
 QString QtPrompts::OpenFile(const QString& title, const QString& filterName, const QStringList& patterns)

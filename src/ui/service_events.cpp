@@ -89,6 +89,7 @@ void ServiceEvents::Do(const QString& fromHandle, const decision::ChatLine& line
     mState.gMeetingForm->Chat().AppendLine(fromHandle, line.text);
     mState.gMeetingForm->ResetPointer();
     NoteMissingScript(fromHandle + line.text);
+    if (line.sendReceipt && onLine) onLine();
 }
 
 void ServiceEvents::NoteMissingScript(const QString& text)

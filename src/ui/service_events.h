@@ -1,6 +1,8 @@
 #pragma once
 // The service's events at the meeting window: asks for a decision and does it. User-interface thread only.
 
+#include <functional>
+
 #include "base/process_state.h"
 #include "contract/messenger_service.h"
 #include "messaging/dispatch.h"
@@ -14,6 +16,9 @@ class MeetingStatusBar;
 class ServiceEvents final : public MessengerEvents {
 public:
     ServiceEvents(ProcessState& state, AttendeeList& lstUsers, ChatView& chat, MeetingStatusBar& status);
+
+    /// Somebody else's line has been shown.
+    std::function<void()> onLine;
 
     void NewMessage(const QString& fromHandle, const QString& message) override;
     void StatusChanged(const QString& userHandle, qint32 newStatus) override;

@@ -23,6 +23,9 @@ TEST(ChatLine, IsOneParagraphWhateverItSays)
         {u"<b>no</b> &amp;"_s, u"eve: <b>no</b> &amp;"_s},
         {u"\u05D0\u05D1"_s, u"eve: \u2068\u05D0\u05D1\u2069"_s},  // right to left: kept to itself
         {u"\u05D0\nb"_s, u"eve: \u2068\u05D0\u2069\u2028b"_s},
+        {u"a"_s + QChar(0xD83D) + u"b"_s, u"eve: a\uFFFDb"_s},  // half of an emoji
+        {u"e"_s + QString(200, QChar(0x301)) + u"f\u0301"_s,
+         u"eve: e"_s + QString(8, QChar(0x301)) + u"f\u0301"_s},
     };
     for (const auto& row : rows)
         EXPECT_EQ(LineFor(u"ann"_s, u"eve"_s, row.text).text, row.shown) << row.text.toStdString();

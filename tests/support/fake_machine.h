@@ -106,7 +106,8 @@ public:
     QStringList boxes;
     std::vector<Cause> criticalCauses;
     int beeps = 0;
-    bool trust = false;
+    bool trust = false, openLink = false;
+    QStringList links;                   // asked about
     QString openFile, saveFile, folder;  // "": cancelled
     FontChoice font;
     std::function<void()> during;  // runs while a box or dialog is open
@@ -115,6 +116,11 @@ public:
     void Box(BoxIcon icon, const QString& title, const QString& text) override;
     void CriticalBox(const QString& title, const QString& text, Cause cause) override;
     bool AskTrust(const QString& service, const QString& fingerprint) override;
+    bool AskLink(const QString& address, const QString&) override
+    {
+        links += address;
+        return Open(openLink);
+    }
     QString OpenFile(const QString&, const QString&, const QStringList&) override { return Open(openFile); }
     QString SaveFile(const QString&, const QString&, const QStringList&, const QString&) override
     {

@@ -130,6 +130,55 @@ TEST(Chatting, SaysWhichScriptHasNoFont)
               !SomeFontShows(U'\U00016F00'));
 }
 
+TEST(Chatting, OpensALinkAfterAQuestionAndNothingElse)
+{
+    MeetingDesk desk;
+    desk.Whole();
+    ChatBox& chat = *desk.Panel().txtChat;
+    desk.service->Say(u"bob"_s, u"plain text"_s);
+    desk.service->Say(u"bob"_s, u"http://\u00E4.example/ there"_s);
+    const int line = int(chat.Conversation().indexOf(u"http"_s)) - 1;  // one character between lines, not two
+    const auto point = [&](int position) {
+        QTextCursor at(chat.document());
+        at.setPosition(position);
+        return chat.cursorRect(at).center() + QPoint(2, 0);
+    };
+    const auto click = [&](int position) {
+        QTest::mouseMove(chat.viewport(), point(position));
+        QTest::mouseClick(chat.viewport(), Qt::LeftButton, {}, point(position));
+    };
+    const QImage before = chat.viewport()->grab().toImage();
+    click(3);
+    EXPECT_EQ(chat.viewport()->cursor().shape(), Qt::IBeamCursor);
+    EXPECT_TRUE(desk.prompts.links.isEmpty());
+    click(line + 4);
+    EXPECT_EQ(chat.viewport()->cursor().shape(), Qt::PointingHandCursor);
+    EXPECT_NE(chat.viewport()->grab().toImage(), before);  // underlined
+    EXPECT_EQ(desk.prompts.links, QStringList{u"http://xn--4ca.example/"_s});
+    EXPECT_TRUE(desk.trace.Last("link_opened").isEmpty());  // the answer was no
+
+    // Selecting is no click; the caret inside and Enter are.
+    QTest::mousePress(chat.viewport(), Qt::LeftButton, {}, point(line + 2));
+    QMouseEvent over(QEvent::MouseMove, point(line + 9), chat.viewport()->mapToGlobal(point(line + 9)),
+                     Qt::NoButton, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(chat.viewport(), &over);
+    QTest::mouseRelease(chat.viewport(), Qt::LeftButton, {}, point(line + 9));
+    EXPECT_EQ(desk.prompts.links.size(), 1);
+    desk.Panel().SetMessageText(u"a"_s);
+    chat.setFocus();
+    QTextCursor caret = chat.textCursor();
+    caret.setPosition(line + 3);
+    chat.setTextCursor(caret);
+    QTest::keyClick(&chat, Qt::Key_Return);
+    EXPECT_EQ(desk.prompts.links.size(), 2);
+    EXPECT_FALSE(desk.Sent().contains(u"bob: a"_s));
+    caret.movePosition(QTextCursor::End);
+    chat.setTextCursor(caret);
+    QTest::keyClick(&chat, Qt::Key_Return);  // elsewhere it sends what is typed
+    EXPECT_EQ(desk.prompts.links.size(), 2);
+    EXPECT_TRUE(desk.Sent().contains(u"bob: a"_s));
+}
+
 TEST(Chatting, FollowsADarkDesktop)
 {
     const QPalette before = QApplication::palette();
@@ -233,6 +282,8 @@ TEST(Chatting, LogsPlainAndSendsEnciphered)
     desk.state.gEncryptMessages = desk.state.gUseLocalKey = true;
     desk.state.gLocalKey = u"00112233445566778899"_s;
     desk.Whole().Panel().SetMessageText(u"\u0416"_s);
+    EXPECT_EQ(desk.Panel().txtMessage->extraSelections().size(), 1);  // told before it is sent
+    EXPECT_TRUE(desk.trace.Last("note").value(u"text"_s).toString().contains(u"underlined"_s));
     QTest::keyClick(desk.Panel().txtMessage, Qt::Key_Return);
     ASSERT_EQ(desk.Sent().size(), 1);
     EXPECT_TRUE(desk.Sent().first().startsWith(u"bob: [[ZUM_LOCAL_ENCRYPT]]"_s));

@@ -63,6 +63,27 @@ TEST(Prompts, OneErrorBoxCountsWhatComesMeanwhile)
     EXPECT_TRUE(modal);
 }
 
+TEST(Prompts, ALinkIsShownWholeAndNotOpenedByAKeyInPassing)
+{
+    Dialogs f;
+    const QString address = u"http://xn--4ca.example/"_s + QString(1900, u'x') + u"<b>"_s;
+    const auto ask = [&](auto answer) {
+        QTimer::singleShot(0, &f.theGate, [&] {
+            const auto boxes = Dialogs::Boxes();
+            ASSERT_EQ(boxes.size(), 1U);
+            EXPECT_EQ(boxes[0]->informativeText().remove(u'\n'), address);
+            EXPECT_EQ(boxes[0]->textFormat(), Qt::PlainText);
+            EXPECT_TRUE(boxes[0]->text().contains(u"xn--4ca.example"_s));
+            EXPECT_LT(boxes[0]->width(), 1000);
+            answer(*boxes[0]);
+        });
+        return f.real.AskLink(address, u"xn--4ca.example"_s);
+    };
+    EXPECT_FALSE(ask([](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); }));
+    EXPECT_FALSE(ask([](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Escape); }));
+    EXPECT_TRUE(ask([](QMessageBox& box) { box.findChild<QPushButton*>(u"cmdOpen"_s)->click(); }));
+}
+
 TEST(Prompts, TheSaveDialogSaysSoAndShowsItsColumnsWhole)
 {
     Dialogs f;

@@ -6,11 +6,11 @@
 #include <QTextDocument>
 
 #include "base/error_trap.h"
-#include "text/text_rules.h"
 #include "messaging/chat_rules.h"
 #include "session/login_rules.h"
 #include "support/injections.h"
 #include "support/plain.h"
+#include "text/text_rules.h"
 #include "ui/meeting_desk.h"
 #include "whiteboard/history.h"
 
