@@ -1,5 +1,6 @@
 // Every drawing tool with a real mouse: two boards stay the same, and what leaves is the exact record.
 #include <QFile>
+#include <QImage>
 #include <csignal>
 
 #include "scenarios/meeting_fixture.h"
@@ -218,4 +219,26 @@ TEST_F(Board, PicturesPointersAndTheViewReachTheOthers)
     }
     for (Desk* desk : {&ann, &bob})
         for (const QJsonObject& line : desk->Lines()) EXPECT_NE(line[u"event"_s], u"box"_s);
+}
+
+TEST_F(Board, TakesWhatAFileManagerDrags)
+{
+    QImage picture(30, 20, QImage::Format_RGB32);
+    picture.fill(Qt::blue);
+    ASSERT_TRUE(picture.save(folder / "dragged.png"));
+    auto source = ann.Start(Programs() + u"/drag_source"_s, {u"file://"_s + folder / "dragged.png"});
+    const QList<QByteArray> place = source->ReadLine().split(' ');
+    ASSERT_EQ(place.size(), 3) << "ready X Y";
+    const auto to = [](int x, int y) {
+        return QStringList{u"mousemove"_s, QString::number(x), QString::number(y)};
+    };
+    const auto board = [&](int x, int y) { return to(ann.Board(x, y).x(), ann.Board(x, y).y()); };
+    ann.Run(u"xdotool"_s, to(place[1].toInt(), place[2].toInt()) + QStringList{u"mousedown"_s, u"1"_s} +
+                              board(80, 80) + board(90, 90) + board(100, 110));
+    EXPECT_EQ(source->ReadLine().trimmed(), "accepted");
+    ann.Run(u"xdotool"_s, {u"mouseup"_s, u"1"_s});
+    EXPECT_EQ(source->ReadLine().trimmed(), "copy");
+    EXPECT_EQ(ann.Wait("record", Is("from", u"ann"_s)).value(u"tag"_s), u"PICTURE"_s);
+    const QJsonObject frame = bob.Wait("frame", Is("from", u"ann"_s));
+    EXPECT_EQ(QPoint(frame[u"x"_s].toInt(), frame[u"y"_s].toInt()), QPoint(100, 110));
 }

@@ -1,8 +1,12 @@
 // People at real windows and a script meet at a real service: what a newcomer would try first.
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 #include <signal.h>
 
 #include <QDateTime>
+#include <QDir>
+#include <QFile>
 #include <QRegularExpression>
 
 #include "scenarios/meeting_fixture.h"
@@ -167,4 +171,50 @@ TEST_F(Meeting, NewMeetingLeavesTheOldOneBehind)
     Say(*ann, u"thanks"_s);
     bob.Event(Message(u"ann"_s, u"thanks"_s));
     EXPECT_FALSE(eve.Has(Is("text", u"thanks"_s)));
+}
+
+TEST_F(Meeting, SaysWhatComesWhileItIsBehindAndOpensLinksOnDemand)
+{
+    // Programs of a desktop that say what they were given.
+    for (const char* name : {"pw-play", "xdg-open"}) {
+        QDir().mkpath(folder / "bin");
+        QFile program(folder / "bin" + u'/' + QLatin1String(name));
+        ASSERT_TRUE(program.open(QIODevice::WriteOnly));
+        program.write("#!/bin/sh\necho \"$1\" > \"$0.said\"\n");
+        program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        ASSERT_EQ(mkfifo(QFile::encodeName(program.fileName() + u".said"_s), 0600), 0);
+    }
+    auto ann = Sit(u"ann"_s, true, {{u"Mark New Lines"_s, u"1"_s}, {u"Sound For New Lines"_s, u"1"_s}},
+                   {{u"PATH"_s, folder / "bin" + u':' + qEnvironmentVariable("PATH")}});
+    Enter(*ann, u"ann"_s, u"Behind01"_s, false);
+    Script eve(service, folder, "eve");
+    Join(eve, u"eve"_s, u"Behind01"_s);
+    const auto say = [&](const QString& text) {
+        Ok(eve, "send", {{u"to"_s, u"ann"_s}, {u"text"_s, text}});
+        ann->Wait("line", Is("text", text));
+    };
+    say(u"seen"_s);
+    auto other = ann->Start(u"xterm"_s, {u"-T"_s, u"other"_s});
+    ann->Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--name"_s, u"^other$"_s,
+                            u"windowactivate"_s, u"--sync"_s});
+    ann->Wait("behind");
+    auto played = ann->Start(u"cat"_s, {folder / "bin/pw-play.said"});
+    say(u"unseen"_s);
+    EXPECT_EQ(ann->Wait("mark")[u"lines"_s].toInt(), 1);
+    EXPECT_TRUE(played->ReadLine().trimmed().endsWith(".wav"));
+    EXPECT_EQ(ann->Wait("sound")[u"player"_s], u"pw-play"_s);
+    ann->LetManagerCatchUp();
+    ann->Run(
+        u"sh"_s,
+        {u"-c"_s, u"xprop -name '(1) Quorvia' _NET_WM_STATE | grep -q _NET_WM_STATE_DEMANDS_ATTENTION"_s});
+    other.reset();
+    EXPECT_EQ(ann->Wait("mark")[u"lines"_s].toInt(), 0);
+
+    say(u"http://example.org/x"_s);
+    ann->ClickControl(u"txtChat"_s);
+    for (const QString& key : {u"ctrl+End"_s, u"Left"_s, u"Return"_s}) ann->Key(key);
+    ann->Wait("dialog", Is("name", u"link"_s));
+    auto opened = ann->Start(u"cat"_s, {folder / "bin/xdg-open.said"});
+    ann->Key(u"alt+o"_s);
+    EXPECT_EQ(opened->ReadLine().trimmed(), "http://example.org/x");
 }

@@ -1,0 +1,49 @@
+// A window that is dragged from like a file manager's: drag_source ADDRESS... Says "ready X Y" where it can
+// be pressed, "accepted" when the pointer is where the addresses may be dropped, and at the end "copy" or
+// "none".
+#include <QApplication>
+#include <QDrag>
+#include <QLabel>
+#include <QMimeData>
+#include <QUrl>
+#include <iostream>
+
+namespace {
+
+class Source final : public QLabel {
+protected:
+    void paintEvent(QPaintEvent* event) override
+    {
+        QLabel::paintEvent(event);
+        const QPoint at = mapToGlobal(rect().center());
+        if (!std::exchange(mReady, true)) std::cout << "ready " << at.x() << ' ' << at.y() << std::endl;
+    }
+    void mousePressEvent(QMouseEvent*) override
+    {
+        QList<QUrl> urls;
+        for (const QString& address : QApplication::arguments().sliced(1)) urls += QUrl(address);
+        auto* dragged = new QMimeData;
+        dragged->setUrls(urls);
+        auto* drag = new QDrag(this);
+        drag->setMimeData(dragged);
+        connect(drag, &QDrag::actionChanged, [](Qt::DropAction now) {
+            if (now == Qt::CopyAction) std::cout << "accepted" << std::endl;
+        });
+        std::cout << (drag->exec(Qt::CopyAction) == Qt::CopyAction ? "copy" : "none") << std::endl;
+    }
+
+private:
+    bool mReady = false;
+};
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const QApplication application(argc, argv);
+    Source source;
+    source.setWindowFlags(Qt::X11BypassWindowManagerHint);
+    source.setGeometry(0, 0, 40, 40);
+    source.show();
+    return QApplication::exec();
+}
