@@ -22,6 +22,7 @@ struct RegEdit {
     enum class Kind {
         SetText,      // `name` below `keyPath` becomes `text`; makes missing keys on the way
         ReplaceText,  // the same, but only where the value's text is `was`, in any case
+        RemoveValue,  // `name` below `keyPath`; harmless when there is none
         AddKey,       // the key, empty
         CopyKey,      // `keyPath` and all below it, once more as `to`
         MoveKey,      // the same, but under its new name only

@@ -19,6 +19,13 @@ bool Same(const QString& a, const QString& b)
     return a.compare(b, Qt::CaseInsensitive) == 0;
 }
 
+/// Where keys of services are remembered: ours first, then the legacy one.
+QStringList TrustPlaces()
+{
+    const SettingKey any{keys::kTrustedServices, "x", nullptr, Scoped::No};
+    return {PlaceOf(ProcessState(), any).path, LegacyPlaceOf(any).path};
+}
+
 QString Owner(const QString& config, const SettingKey& key)
 {
     return key.scoped == Scoped::Yes ? config : QString();
@@ -143,6 +150,18 @@ void PreferenceDraft::RemoveConfig(const QString& name)
     Keep({RegEdit::Kind::RemoveKey, ConfigPath(name)});
     std::erase_if(mValues, [&](const auto& value) { return Same(value.first.first, name); });
     LetFollow(name, QLatin1String(keys::kSystemDefault));
+}
+
+QStringList PreferenceDraft::TrustedServices() const
+{
+    QStringList services;
+    for (const RegValue& value : mBase.Values(TrustPlaces().front())) services += value.name;
+    return services;
+}
+
+void PreferenceDraft::ForgetService(const QString& service)
+{
+    for (const QString& place : TrustPlaces()) Keep({RegEdit::Kind::RemoveValue, place, service});
 }
 
 std::optional<PreferenceDraft::Fault> PreferenceDraft::FirstFault() const

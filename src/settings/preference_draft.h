@@ -50,6 +50,10 @@ public:
     RemoveFault MayRemove(const QString& name) const;
     void RemoveConfig(const QString& name);
 
+    /// Services whose key is remembered, as they were named at login.
+    QStringList TrustedServices() const;
+    void ForgetService(const QString& service);
+
     /// The first of the changed values that cannot be stored (ValueFault).
     struct Fault {
         QString config;

@@ -326,6 +326,7 @@ void RegText::Make(const RegEdit& edit)
                 value && Same(DataText(value->data), edit.was))
                 SetText(edit.keyPath, edit.name, edit.text);
             return;
+        case Kind::RemoveValue: return RemoveValue(edit.keyPath, edit.name);
         case Kind::AddKey: AppendKey(edit.keyPath); return;
         case Kind::CopyKey: return CopyKey(edit.keyPath, edit.to);
         case Kind::MoveKey: return MoveKey(edit.keyPath, edit.to);
@@ -333,6 +334,15 @@ void RegText::Make(const RegEdit& edit)
             std::erase_if(mSections, [&](const Section& s) { return AtOrBelow(s.keyPath, edit.keyPath); });
             return;
     }
+}
+
+/// All of that name: an earlier one would come to light.
+void RegText::RemoveValue(const QString& keyPath, const QString& name)
+{
+    for (Section& section : mSections)
+        if (Same(section.keyPath, keyPath))
+            std::erase_if(section.lines,
+                          [&](const Line& line) { return line.value && Same(line.value->name, name); });
 }
 
 bool RegText::HasKey(const QString& keyPath) const

@@ -56,6 +56,7 @@ private:
     };
 
     void ReadLine(const QByteArray& raw);
+    void RemoveValue(const QString& keyPath, const QString& name);
     bool HasKey(const QString& keyPath) const;
     Line KeyLine(const QString& keyPath) const;
     Section& AppendKey(const QString& keyPath);

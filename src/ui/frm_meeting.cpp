@@ -92,8 +92,9 @@ void frmMeeting::BuildMenus()
 {
     const MeetingMenu meeting = AddMeetingMenu(menuBar());
     mnuLogin = meeting.mnuLogin;
+    mnuPreferences = meeting.mnuPreferences;
     connect(mnuLogin, &QAction::triggered, this, [this] { mnuLogin_Click(); });
-    connect(meeting.mnuPreferences, &QAction::triggered, this, [this] { mnuPreferences_Click(); });
+    connect(mnuPreferences, &QAction::triggered, this, [this] { mnuPreferences_Click(); });
     connect(meeting.mnuExit, &QAction::triggered, this, [this] { mEndProgram(); });
     menuBar()->addMenu(mnuTools);
     connect(AddHelpMenu(menuBar()), &QAction::triggered, this, [this] {
@@ -222,12 +223,14 @@ void frmMeeting::mnuLogin_Click()
 {
     Trapped(mState, "mnuLogin_Click", [&] {
         mnuLogin->setEnabled(false);
+        mnuPreferences->setEnabled(false);  // which configuration is in use is just being chosen
         mMedia->AcrossMeetings([this] {
             mNewMeeting();
             FillUsers();
         });
     });
     mnuLogin->setEnabled(true);
+    mnuPreferences->setEnabled(true);
 }
 
 void frmMeeting::mnuPreferences_Click()

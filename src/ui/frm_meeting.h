@@ -79,7 +79,7 @@ private:
     QWidget* picCorner;
     ToolsMenu* mnuTools;
     MeetingStatusBar* status;
-    QAction* mnuLogin;
+    QAction *mnuLogin, *mnuPreferences;
     QTimer tmrShareApp;
 
     std::unique_ptr<ChatView> mChat;

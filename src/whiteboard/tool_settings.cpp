@@ -1,6 +1,5 @@
 #include "whiteboard/tool_settings.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "base/error_trap.h"
@@ -61,15 +60,20 @@ float FontSize(ProcessState& state)
     return TextLook().points;
 }
 
-void LoadFont(ProcessState& state)
+/// What of the font `wanted` says.
+template <class Wanted>
+void LoadFont(ProcessState& state, Wanted&& wanted)
 {
     TextLook& look = ToolsOf(state).TextFont();
-    look.fontName = GetSetting(state, keys::kFontName);
-    look.points = FontSize(state);
-    look.bold = FlagSetting(state, keys::kFontBold);
-    look.italic = FlagSetting(state, keys::kFontItalic);
-    look.strikethrough = FlagSetting(state, keys::kFontStrikethrough);
-    look.underline = FlagSetting(state, keys::kFontUnderline);
+    const auto flag = [&](bool& place, const FlagKey& key) {
+        if (wanted(key)) place = FlagSetting(state, key);
+    };
+    if (wanted(keys::kFontName)) look.fontName = GetSetting(state, keys::kFontName);
+    if (wanted(keys::kFontSize)) look.points = FontSize(state);
+    flag(look.bold, keys::kFontBold);
+    flag(look.italic, keys::kFontItalic);
+    flag(look.strikethrough, keys::kFontStrikethrough);
+    flag(look.underline, keys::kFontUnderline);
     state.gMeetingForm->Board().SetTextLook(look);
 }
 
@@ -107,10 +111,7 @@ void TakeTools(ProcessState& state, const std::set<const SettingKey*>& changed)
         tools.mShapeTool = Chosen(state, keys::kSelectedShapeTool, ShapeNamed).kind;
     if (changed.contains(&keys::kSelectedColor)) LoadColour(state);
     if (changed.contains(&keys::kSelectedWidth)) LoadWidth(state);
-    const SettingKey* const font[] = {&keys::kFontName,   &keys::kFontSize,          &keys::kFontBold,
-                                      &keys::kFontItalic, &keys::kFontStrikethrough, &keys::kFontUnderline};
-    if (std::ranges::any_of(font, [&](const SettingKey* key) { return changed.contains(key); }))
-        LoadFont(state);
+    LoadFont(state, [&](const SettingKey& key) { return changed.contains(&key); });
     state.gMeetingForm->Toolbar().ShowTools();
 }
 
@@ -124,7 +125,7 @@ void LoadTools(ProcessState& state)
     tool_ButtonMenuClick(state, ToolKey::Shape, QLatin1String(shape.name));
     LoadColour(state);
     LoadWidth(state);
-    LoadFont(state);
+    LoadFont(state, [](const SettingKey&) { return true; });
     SaveWBBuffer(state, state.gMessenger->Handle(), Now(state));
 }
 

@@ -94,6 +94,48 @@ TEST_F(Meeting, RefusalsSayWhatTheyShouldAndTheDialogComesBack)
     eve.Event(Both(Is("event", u"status"_s), Is("handle", u"ann"_s)));
 }
 
+TEST_F(Meeting, PreferencesOpenedByKeysActAtOnceAndStay)
+{
+    auto ann = Sit(u"ann"_s);
+    Enter(*ann, u"ann"_s, u"Prefer01"_s, false);
+    Script eve(service, folder, "eve");
+    Join(eve, u"eve"_s, u"Prefer01"_s);
+    ann->Wait("attendee", Is("handle", u"eve"_s));
+    ann->Key(u"alt+m"_s);
+    ann->Key(u"p"_s);
+    ann->Wait("dialog", Is("name", u"frmPreferences"_s));
+    ann->Type(u"colour"_s);
+    ann->Key(u"Return"_s);  // goes to it
+    ann->Type(u"red"_s);
+    ann->Key(u"Return"_s);
+    ann->Wait("dialog_closed", Is("name", u"frmPreferences"_s));
+    ann->Drag({ann->Board(50, 60), ann->Board(90, 100)});
+    const auto red = [](const QJsonObject& line) {
+        const QString text = line[u"text"_s].toString();
+        return text.startsWith(u"[[ZUM_WB_PEN]]"_s) && text.endsWith(u"|¥|255"_s);
+    };
+    eve.Event(Both(Is("from", u"ann"_s), red));
+    ann->ClickControl(u"tool_Exit"_s);
+    EXPECT_EQ(ann->WaitForEnd(), 0);
+
+    ann->StartClient({u"--preferences"_s});
+    ann->Wait("dialog", Is("name", u"frmPreferences"_s));
+    ann->Key(u"alt+r"_s);  // the first page is at its defaults already
+    ann->Type(u"logs"_s);
+    ann->Key(u"Return"_s);
+    ann->Key(u"space"_s);
+    ann->Key(u"alt+a"_s);
+    ann->Wait("preferences_stored");
+    ann->Key(u"Escape"_s);
+    EXPECT_EQ(ann->WaitForEnd(), 0);
+    QFile file(ann->ConfigHome() + u"/quorvia/registry.reg"_s);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray stored = file.readAll();
+    EXPECT_TRUE(stored.contains("\"Selected Color\"=\"5\"\n") &&
+                stored.contains("\"Enable Logging\"=\"1\"\n"))
+        << stored.toStdString();
+}
+
 TEST_F(Meeting, AVanishedServiceFreezesNobody)
 {
     auto ann = Sit(u"ann"_s);

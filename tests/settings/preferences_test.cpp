@@ -204,6 +204,25 @@ TEST(PreferenceDraft, KeepsConfigurationsTogetherWithWhatNamesThem)
     EXPECT_EQ(f.AtStart(), kSystem);
 }
 
+TEST(PreferenceDraft, ForgetsAServiceWhereverItIsRemembered)
+{
+    Desk f;
+    const QString trusted = u"Trusted Services"_s, service = u"[::1]:7420"_s;
+    f.registry.Put(u"Zephyl\\Trusted Services"_s, service, u"aa"_s);
+    f.registry.Put(u"Zephyl\\Trusted Services"_s, u"other"_s, u"bb"_s);
+    f.registry.WriteText(
+        u"HKEY_CURRENT_USER\\Software\\VB and VBA Program Settings\\Zephyl\\Trusted Services"_s, service,
+        u"cc"_s);
+    PreferenceDraft draft(f.state, true);
+    EXPECT_EQ(draft.TrustedServices(), (QStringList{service, u"other"_s}));
+    draft.ForgetService(service);
+    EXPECT_EQ(draft.TrustedServices(), QStringList{u"other"_s});
+    EXPECT_EQ(StoredSetting(f.state, trusted, service, Scoped::No, u"Zephyl"_s), u"aa"_s);
+    draft.Store();
+    EXPECT_EQ(StoredSetting(f.state, trusted, service, Scoped::No, u"Zephyl"_s), QString());
+    EXPECT_EQ(StoredSetting(f.state, trusted, u"other"_s, Scoped::No, u"Zephyl"_s), u"bb"_s);
+}
+
 TEST(PreferenceDraft, WritesAllOrNothing)
 {
     Desk f;

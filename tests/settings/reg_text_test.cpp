@@ -176,6 +176,10 @@ TEST(RegText, KeysAreCopiedMovedAndRemovedWithAllBelowThem)
     EXPECT_EQ(removed.Write(), QByteArray(kHandMade).left(QByteArray(kHandMade).indexOf("[HKEY")));
     EXPECT_EQ(made({.kind = Kind::RemoveKey, .keyPath = kKey.chopped(1) + u'B'}).Write(), kHandMade);
 
+    const RegText forgot = made({Kind::RemoveValue, kKey, u"TEXT"_s});  // both of them
+    EXPECT_EQ(Text(forgot, kKey, u"text"_s), u"(none)"_s);
+    EXPECT_EQ(Text(forgot, kKey, u"two lines"_s), u"one\r\ntwo"_s);
+
     for (const RegEdit& refused :
          {RegEdit{Kind::AddKey, kKey.toLower()}, RegEdit{Kind::AddKey, kKey + u"\nx"_s},
           RegEdit{.kind = Kind::CopyKey, .keyPath = other, .to = kKey},

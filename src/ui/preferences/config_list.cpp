@@ -11,7 +11,9 @@
 
 #include "text/qt_line.h"
 #include "ui/dialogs.h"
+#include "ui/preferences/setting_row.h"
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -73,6 +75,7 @@ ConfigList::ConfigList(ProcessState& state, PreferenceDraft& draft, bool inMeeti
     auto* label = new QLabel(tr("Confi&gurations:"), this);
     mList = Named<QListWidget>(this, "lstConfigs");
     mList->setAccessibleName(tr("Configurations"));
+    FocusLeavesWith(*mList);
     mList->installEventFilter(this);
     label->setBuddy(mList);
     mWhy = new QLabel(this);
@@ -138,7 +141,7 @@ void ConfigList::Explain()
         why = tr("\"%1\" is in use in this meeting and cannot be deleted. Choose another one in the login "
                  "dialog "
                  "first.")
-                  .arg(InSentence(name));
+                  .arg(ShortInSentence(name));
     mWhy->setText(why);
     mList->setAccessibleDescription(why);
 }

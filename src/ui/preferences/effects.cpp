@@ -7,6 +7,7 @@
 #include "base/meeting_screens.h"
 #include "media/app_sharing.h"
 #include "media/capture.h"
+#include "media/voice.h"
 #include "session/meeting_entry.h"
 #include "settings/settings.h"
 #include "ui/lifecycle.h"
@@ -40,7 +41,8 @@ const std::vector<Effect>& Effects()
          [](State& state, MediaControls&, const Changed&) { TakeFrameRate(state); }},
         {{&keys::kAppShareInterval},
          [](State& state, MediaControls&, const Changed&) { TakeShareInterval(state); }},
-        {{&keys::kEnableVoktal, &keys::kVoktalPort},
+        {{&keys::kVoktalPort}, [](State& state, MediaControls&, const Changed&) { LoadVoktalPort(state); }},
+        {{&keys::kEnableVoktal},
          [](State& state, MediaControls& media, const Changed&) { ReloadVoice(state, media); }},
     };
     return all;

@@ -20,7 +20,9 @@
 #include "ui/dialogs.h"
 #include "ui/preferences/config_list.h"
 #include "ui/preferences/setting_row.h"
+#include "ui/preferences/trusted_list.h"
 #include "widgets/named.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -60,6 +62,7 @@ frmPreferences::frmPreferences(ProcessState& state, bool inMeeting, OnStored onS
 {
     setObjectName(u"frmPreferences"_s);
     setWindowTitle(tr("Preferences"));
+    KeepHintsReadable();
     BuildTop();
     BuildPages();
     BuildButtons();
@@ -68,6 +71,19 @@ frmPreferences::frmPreferences(ProcessState& state, bool inMeeting, OnStored onS
     FillConfigs();
     ShowAll();
     txtSearch->setFocus();
+}
+
+/// What an empty field hints at is a text like others; the desktop's own shade is often too faint.
+void frmPreferences::KeepHintsReadable()
+{
+    constexpr double kInk = 0.7;  // of the ink on its paper
+    QPalette colours = palette();
+    const QColor ink = colours.color(QPalette::Text), paper = colours.color(QPalette::Base);
+    const auto mix = [](int a, int b) { return int(a * kInk + b * (1 - kInk)); };
+    colours.setColor(
+        QPalette::PlaceholderText,
+        QColor(mix(ink.red(), paper.red()), mix(ink.green(), paper.green()), mix(ink.blue(), paper.blue())));
+    setPalette(colours);
 }
 
 void frmPreferences::BuildTop()
@@ -80,7 +96,7 @@ void frmPreferences::BuildTop()
     lblFound = PlainLabelOf(this);
     lblFound->setObjectName(u"lblFound"_s);
     cmbSettingsOf = Named<QComboBox>(this, "cmbSettingsOf");
-    cmbSettingsOf->setAccessibleName(tr("Settings of the configuration"));
+    SpeakByLabel(*cmbSettingsOf, tr("Settings of the configuration"));
     cmbSettingsOf->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     cmbSettingsOf->setMinimumContentsLength(24);
     connect(txtSearch, &QLineEdit::textChanged, this, [this] { Search(); });
@@ -94,6 +110,7 @@ void frmPreferences::BuildPages()
 {
     lstPages = Named<QListWidget>(this, "lstPages");
     lstPages->setAccessibleName(tr("Pages"));
+    FocusLeavesWith(*lstPages);
     lstPages->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     mStack = new QStackedWidget(this);
     for (int page = 0; page < kPreferencePages; ++page) {
@@ -124,6 +141,11 @@ frmPreferences::Page frmPreferences::BuildPage(PreferencePage which)
         mConfigs = new ConfigList(mState, mDraft, mInMeeting, sheet);
         mConfigs->onChange = [this](const QString& chosen) { ConfigsChanged(chosen); };
         column->addWidget(mConfigs);
+    }
+    if (which == PreferencePage::Meeting) {
+        mTrusted = new TrustedList(mDraft, sheet);
+        mTrusted->onChange = [this] { ShowChanged(); };
+        column->addWidget(mTrusted);
     }
     column->addStretch(1);
     page.scroll = new QScrollArea(mStack);
@@ -240,6 +262,7 @@ void frmPreferences::ShowAll()
     for (const Page& page : mPages)
         for (SettingRow* row : page.rows) row->Show(mDraft.Show(mConfig, row->Row()));
     mConfigs->Fill(mConfig);
+    mTrusted->Fill();
     ShowScopes();
     ShowChanged();
 }
@@ -248,7 +271,7 @@ void frmPreferences::ShowAll()
 void frmPreferences::ShowScopes()
 {
     const bool inUse = mConfig.compare(mDraft.Current(), Qt::CaseInsensitive) == 0;
-    const QString name = InSentence(mConfig);
+    const QString name = ShortInSentence(mConfig);
     const QString own =
         !mInMeeting ? tr("These settings belong to the configuration \"%1\".").arg(name)
         : inUse
@@ -309,6 +332,7 @@ void frmPreferences::Search()
     }
     lblFound->setText(FoundText(search));
     lblFound->setVisible(!lblFound->text().isEmpty());
+    Announce(*lblFound, lblFound->text());
     const auto here = [this](const SettingRow* row) {
         return int(row->Row().page) == lstPages->currentRow();
     };
@@ -352,16 +376,9 @@ bool frmPreferences::eventFilter(QObject* watched, QEvent* event)
     if (watched == txtSearch && event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent*>(event)->key();
         if (key == Qt::Key_Return || key == Qt::Key_Enter) return GoToFound(1), true;  // not to OK
+        if (key == Qt::Key_Escape && !txtSearch->text().isEmpty()) return txtSearch->clear(), true;
     }
     return QDialog::eventFilter(watched, event);
-}
-
-void frmPreferences::reject()
-{
-    if (txtSearch->hasFocus() && !txtSearch->text().isEmpty())
-        txtSearch->clear();
-    else
-        QDialog::reject();
 }
 
 // --- storing -------------------------------------------------------------------------------------------

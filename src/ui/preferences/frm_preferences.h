@@ -19,6 +19,7 @@ class QPushButton;
 class QScrollArea;
 class QStackedWidget;
 class SettingRow;
+class TrustedList;
 
 class frmPreferences final : public QDialog {
     Q_DECLARE_TR_FUNCTIONS(frmPreferences)
@@ -28,8 +29,6 @@ public:
     /// `inMeeting`: the configuration in use is one that a meeting goes by. Throws std::runtime_error when
     /// the store cannot be read.
     frmPreferences(ProcessState& state, bool inMeeting, OnStored onStored, QWidget* parent);
-
-    void reject() override;  // Escape empties the search first
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -42,6 +41,7 @@ private:
         std::vector<SettingRow*> rows;
     };
 
+    void KeepHintsReadable();
     void BuildTop();
     void BuildPages();
     Page BuildPage(PreferencePage page);
@@ -76,6 +76,7 @@ private:
     QListWidget* lstPages;
     QStackedWidget* mStack;
     ConfigList* mConfigs = nullptr;
+    TrustedList* mTrusted = nullptr;
     std::array<Page, kPreferencePages> mPages;
     QPushButton *cmdResetPage, *cmdOK, *cmdCancel, *cmdApply;
 };

@@ -25,12 +25,12 @@ QLabel* Text(QWidget* parent)
     return label;
 }
 
-QString Quoted(const QString& text)
+}  // namespace
+
+QString ShortInSentence(const QString& text)
 {
     return InSentence(text.size() <= kLongestQuote ? text : text.left(kLongestQuote) + u"..."_s);
 }
-
-}  // namespace
 
 SettingRow::SettingRow(const PreferenceRow& row, const ControlNeeds& needs, QWidget* parent)
     : QFrame(parent), mRow(row)
@@ -100,9 +100,9 @@ QString SettingRow::NoteOf(const ShownSetting& shown) const
     if (shown.stranger.isEmpty()) return {};
     if (mRow.kind == RowKind::Device)
         return tr("The settings file has \"%1\" here, which is no video device: there is no video.")
-            .arg(Quoted(shown.stranger));
+            .arg(ShortInSentence(shown.stranger));
     return tr("The settings file has \"%1\" here. Shown is what Quorvia makes of it.")
-        .arg(Quoted(shown.stranger));
+        .arg(ShortInSentence(shown.stranger));
 }
 
 void SettingRow::SetFound(bool found)

@@ -11,6 +11,9 @@
 class QLabel;
 class QToolButton;
 
+/// A text of the settings file inside a sentence, its beginning at least.
+QString ShortInSentence(const QString& text);
+
 class SettingRow final : public QFrame {
     Q_DECLARE_TR_FUNCTIONS(SettingRow)
 public:

@@ -16,16 +16,19 @@
 
 #include "settings/preference_values.h"
 #include "settings/settings.h"
+#include "text/qt_line.h"
 #include "whiteboard/board.h"
 #include "whiteboard/toolbar_boxes.h"
 #include "whiteboard/whiteboard_tools.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int kDocumentsFolder = 5;
-constexpr int kSwatch = 16;  // pixels
+constexpr int kSwatch = 16;      // pixels
+constexpr int kWidestList = 44;  // characters
 
 QString Tr(const char* text)
 {
@@ -117,7 +120,7 @@ private:
     QDoubleSpinBox* mBox;
 };
 
-/// A list whose entries stand for texts; none is chosen for a text that is not among them.
+/// A list whose entries stand for texts.
 class ListControl final : public ValueControl {
 public:
     using Fill = std::function<void(QComboBox&)>;  // entries, with their texts as data
@@ -125,6 +128,7 @@ public:
         : ValueControl(parent), mFill(std::move(fill)), mBox(new QComboBox(this))
     {
         mBox->setIconSize({kSwatch, kSwatch});
+        mBox->setMaximumWidth(fontMetrics().averageCharWidth() * kWidestList);
         mFill(*mBox);
         new WheelGuard(mBox);
         QHBoxLayout* side = Side(this);
@@ -136,7 +140,12 @@ public:
     {
         mBox->clear();
         mFill(*mBox);
-        mBox->setCurrentIndex(mBox->findData(text, Qt::UserRole, Qt::MatchFixedString));
+        int at = mBox->findData(text, Qt::UserRole, Qt::MatchFixedString);
+        if (at < 0) {
+            at = mBox->count();
+            mBox->addItem(Tr(QT_TRANSLATE_NOOP("Preferences", "%1 (missing)")).arg(OneLine(text)), text);
+        }
+        mBox->setCurrentIndex(at);
     }
     QWidget* Field() override { return mBox; }
 
@@ -352,7 +361,7 @@ ValueControl* Make(const PreferenceRow& row, const ControlNeeds& needs, QWidget*
         case RowKind::Configuration:
             return new ListControl(
                 [configs = needs.configs](QComboBox& box) {
-                    for (const QString& name : configs()) box.addItem(name, name);
+                    for (const QString& name : configs()) box.addItem(OneLine(name), name);
                 },
                 parent);
         case RowKind::FontFamily: return new FontControl(parent);
@@ -373,6 +382,7 @@ ValueControl* MakeValueControl(const PreferenceRow& row, const ControlNeeds& nee
 {
     ValueControl* control = Make(row, needs, parent);
     control->Field()->setObjectName(ControlName("set_", row));
+    if (auto* box = qobject_cast<QComboBox*>(control->Field())) SpeakByLabel(*box, PlainLabel(row));
     control->Field()->setAccessibleName(PlainLabel(row));
     control->Field()->setAccessibleDescription(HelpOf(row));
     return control;
