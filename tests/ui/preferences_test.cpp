@@ -195,7 +195,7 @@ TEST(FrmPreferences, EditsEachConfigurationByItself)
     emit shown->activated(1);
     EXPECT_TRUE(logging->isChecked());
     form.Page(PreferencePage::Configurations);
-    EXPECT_EQ(list->currentItem()->text(), u"Home"_s);
+    EXPECT_EQ(list->selectedItems().value(0)->text(), u"Home"_s);
     name(u"(system default)"_s, false);
     form.Click("cmdRenameConfig");
     name(u"House"_s, true);
@@ -204,17 +204,33 @@ TEST(FrmPreferences, EditsEachConfigurationByItself)
     logging->click();
     name(u"Twin"_s, true);
     form.Click("cmdCopyConfig");
-    EXPECT_EQ(list->currentItem()->text(), u"Twin"_s);
+    EXPECT_EQ(list->selectedItems().value(0)->text(), u"Twin"_s);
     QTest::keyClick(list, Qt::Key_Up);
     QTest::keyClick(list, Qt::Key_Delete);  // House
     EXPECT_EQ(shown->count(), 2);
     QTest::keyClick(list, Qt::Key_Up);
-    EXPECT_EQ(list->currentItem()->text(), u"(System Default) (in use)"_s);
+    EXPECT_EQ(list->selectedItems().value(0)->text(), u"(System Default) (in use)"_s);
     EXPECT_FALSE(form.Get("cmdDeleteConfig")->isEnabled() || form.Get("cmdRenameConfig")->isEnabled());
     form.Click("cmdOK");
     EXPECT_EQ(f.registry.Subkeys(u"HKEY_CURRENT_USER\\Software\\Velnor\\Zephyl\\Configs"_s),
               QStringList{u"Twin"_s});
     EXPECT_EQ(f.registry.Text(u"Zephyl\\Configs\\Twin\\Data"_s, u"Enable Logging"_s), u"0"_s);
+}
+
+TEST(FrmPreferences, ForgetsTheServiceThatIsChosen)
+{
+    Fixture f;
+    for (const QString& service : {u"a"_s, u"b"_s, u"c"_s})
+        f.registry.Put(u"Zephyl\\Trusted Services"_s, service, u"k"_s);
+    Form form(f);
+    form.Page(PreferencePage::Meeting);
+    form.Get("lstTrusted")->setFocus();
+    form.Key(Qt::Key_Down);
+    form.Click("cmdForget");
+    EXPECT_EQ(f.registry.Text(u"Zephyl\\Trusted Services"_s, u"b"_s), u"k"_s);
+    form.Click("cmdOK");
+    EXPECT_TRUE(f.registry.Text(u"Zephyl\\Trusted Services"_s, u"b"_s).isNull());
+    EXPECT_FALSE(f.registry.Text(u"Zephyl\\Trusted Services"_s, u"c"_s).isNull());
 }
 
 TEST(Preferences, WhoeverDoesNotReadASettingAnewTakesItOver)

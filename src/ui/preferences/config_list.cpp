@@ -95,7 +95,7 @@ ConfigList::ConfigList(ProcessState& state, PreferenceDraft& draft, bool inMeeti
     column->addWidget(label);
     column->addLayout(side);
     column->addWidget(mWhy);
-    connect(mList, &QListWidget::currentRowChanged, this, [this] { Explain(); });
+    connect(mList, &QListWidget::itemSelectionChanged, this, [this] { Explain(); });
 }
 
 QPushButton* ConfigList::Button(const char* name, const QString& text, void (ConfigList::*act)())
@@ -109,8 +109,8 @@ QPushButton* ConfigList::Button(const char* name, const QString& text, void (Con
 
 QString ConfigList::Chosen() const
 {
-    const QListWidgetItem* item = mList->currentItem();
-    return item ? item->data(Qt::UserRole).toString() : QString();
+    const QList<QListWidgetItem*> chosen = mList->selectedItems();
+    return chosen.isEmpty() ? QString() : chosen.front()->data(Qt::UserRole).toString();
 }
 
 void ConfigList::Fill(const QString& chosen)
@@ -182,8 +182,9 @@ void ConfigList::Rename()
 
 void ConfigList::Delete()
 {
-    const int row = mList->currentRow();
-    mDraft.RemoveConfig(Chosen());
+    const QString name = Chosen();
+    const qsizetype row = mDraft.Configs().indexOf(name);
+    mDraft.RemoveConfig(name);
     onChange(mDraft.Configs().value(row - 1));
     mList->setFocus();
 }

@@ -29,6 +29,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize kRoomy(860, 640);  // pixels; less where the screen is smaller
+constexpr int kRoomyCharacters = 115;
 
 QLabel* PlainLabelOf(QWidget* parent)
 {
@@ -117,7 +118,11 @@ void frmPreferences::BuildPages()
         lstPages->addItem(PageName(PreferencePage(page)));
         mPages[std::size_t(page)] = BuildPage(PreferencePage(page));
     }
-    connect(lstPages, &QListWidget::currentRowChanged, mStack, &QStackedWidget::setCurrentIndex);
+    // Which entry is the current one, the list forgets while the focus is elsewhere.
+    connect(lstPages, &QListWidget::itemSelectionChanged, this, [this] {
+        const QList<QListWidgetItem*> chosen = lstPages->selectedItems();
+        if (!chosen.isEmpty()) mStack->setCurrentIndex(lstPages->row(chosen.front()));
+    });
     lstPages->setCurrentRow(0);
 }
 
@@ -223,7 +228,8 @@ void frmPreferences::Arrange()
     column->addLayout(middle, 1);
     column->addLayout(bottom);
     lblFound->hide();
-    resize(kRoomy.boundedTo(screen()->availableSize() * 9 / 10));
+    const QSize large(fontMetrics().averageCharWidth() * kRoomyCharacters, kRoomy.height());
+    resize(kRoomy.expandedTo(large).boundedTo(screen()->availableSize() * 19 / 20));
 }
 
 void frmPreferences::AddShortcuts()
@@ -243,7 +249,7 @@ void frmPreferences::AddShortcuts()
 
 void frmPreferences::Turn(int step)
 {
-    lstPages->setCurrentRow((lstPages->currentRow() + step + kPreferencePages) % kPreferencePages);
+    lstPages->setCurrentRow((mStack->currentIndex() + step + kPreferencePages) % kPreferencePages);
 }
 
 // --- what is shown -------------------------------------------------------------------------------------
@@ -304,7 +310,7 @@ void frmPreferences::ConfigsChanged(const QString& chosen)
 
 void frmPreferences::ResetPage()
 {
-    const Page& page = mPages[std::size_t(lstPages->currentRow())];
+    const Page& page = mPages[std::size_t(mStack->currentIndex())];
     for (SettingRow* row : page.rows) {
         mDraft.Reset(mConfig, row->Row());
         row->Show(mDraft.Show(mConfig, row->Row()));
@@ -334,7 +340,7 @@ void frmPreferences::Search()
     lblFound->setVisible(!lblFound->text().isEmpty());
     Announce(*lblFound, lblFound->text());
     const auto here = [this](const SettingRow* row) {
-        return int(row->Row().page) == lstPages->currentRow();
+        return int(row->Row().page) == mStack->currentIndex();
     };
     const auto first = std::find_if(mFound.begin(), mFound.end(), here);
     if (mFound.empty()) return;

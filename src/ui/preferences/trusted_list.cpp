@@ -40,17 +40,20 @@ TrustedList::TrustedList(PreferenceDraft& draft, QWidget* parent)
 
 void TrustedList::Fill()
 {
-    const int row = mList->currentRow();
+    const QList<QListWidgetItem*> chosen = mList->selectedItems();
+    const int row = chosen.isEmpty() ? 0 : mList->row(chosen.front());
     mList->clear();
     for (const QString& service : mDraft.TrustedServices())
         (new QListWidgetItem(OneLine(service), mList))->setData(Qt::UserRole, service);
-    mList->setCurrentRow(std::min(std::max(row, 0), mList->count() - 1));
+    mList->setCurrentRow(std::min(row, mList->count() - 1));
     mForget->setEnabled(mList->count() > 0);
 }
 
 void TrustedList::Forget()
 {
-    mDraft.ForgetService(mList->currentItem()->data(Qt::UserRole).toString());
+    const QList<QListWidgetItem*> chosen = mList->selectedItems();
+    if (chosen.isEmpty()) return;
+    mDraft.ForgetService(chosen.front()->data(Qt::UserRole).toString());
     Fill();
     mList->setFocus();
     onChange();

@@ -29,6 +29,7 @@ namespace {
 constexpr int kDocumentsFolder = 5;
 constexpr int kSwatch = 16;      // pixels
 constexpr int kWidestList = 44;  // characters
+constexpr int kNarrowestList = 12;
 
 QString Tr(const char* text)
 {
@@ -128,6 +129,7 @@ public:
         : ValueControl(parent), mFill(std::move(fill)), mBox(new QComboBox(this))
     {
         mBox->setIconSize({kSwatch, kSwatch});
+        mBox->setMinimumWidth(fontMetrics().averageCharWidth() * kNarrowestList);
         mBox->setMaximumWidth(fontMetrics().averageCharWidth() * kWidestList);
         mFill(*mBox);
         new WheelGuard(mBox);
@@ -204,6 +206,7 @@ public:
         mBox->addItems(QFontDatabase::families());
         mBox->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
         mBox->setMinimumContentsLength(24);
+        mBox->setMinimumWidth(fontMetrics().averageCharWidth() * kNarrowestList);
         new WheelGuard(mBox);
         QHBoxLayout* side = Side(this);
         side->addWidget(mBox);
