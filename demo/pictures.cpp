@@ -100,7 +100,11 @@ void Furnish(Desk& desk, const Look& look)
 {
     desk.Setting(u"Zephyl\\Configs\\(System Default)\\Data"_s, u"Video Device"_s, u"pattern"_s);
     if (look.letters != 1) desk.Environment(u"QT_FONT_DPI"_s, QString::number(int(96 * look.letters)));
-    if (!look.language.isEmpty()) desk.Environment(u"LANGUAGE"_s, look.language);
+    if (!look.language.isEmpty()) {
+        desk.Setting(u"Quorvia\\Data"_s, u"Language"_s, look.language);
+        desk.Environment(u"LC_ALL"_s, look.language + u'_' + look.language.toUpper() + u".UTF-8"_s);
+        desk.Environment(u"LANGUAGE"_s, look.language);
+    }
     if (!look.dark) return;
     desk.Environment(u"XDG_CURRENT_DESKTOP"_s, u"KDE"_s);
     desk.Environment(u"KDE_SESSION_VERSION"_s, u"5"_s);
@@ -124,11 +128,17 @@ void BeforeTheMeeting(Desk& ann, Photographer& shots, const Service& service)
     ann.Wait("window_whole");
 }
 
-void Dialogs(Desk& ann, Photographer& shots)
+/// The letters that open the menus "Meeting", "Tools" and "Help".
+QString MenuLetters(const Look& look)
 {
-    shots.TakeMenu("menu-meeting", u"alt+m"_s);
-    shots.TakeMenu("menu-tools", u"alt+t"_s);
-    shots.TakeMenu("menu-help", u"alt+h"_s);
+    return look.language == u"de" ? u"bwh"_s : u"mth"_s;
+}
+
+void Dialogs(Desk& ann, Photographer& shots, const QString& menus)
+{
+    shots.TakeMenu("menu-meeting", u"alt+"_s + menus[0]);
+    shots.TakeMenu("menu-tools", u"alt+"_s + menus[1]);
+    shots.TakeMenu("menu-help", u"alt+"_s + menus[2]);
     shots.TakeToolMenu("menu-pen", u"tool_Draw"_s);
     shots.TakeToolMenu("menu-shape", u"tool_Shape"_s);
     shots.TakeToolMenu("menu-text", u"tool_Text"_s);
@@ -138,7 +148,7 @@ void Dialogs(Desk& ann, Photographer& shots)
     shots.TakeDialog("video-size", "frmFormat");
     ann.ClickControl(u"tool_File"_s);
     shots.TakeDialog("picture-file", "openFile");
-    ann.Key(u"alt+h"_s);
+    ann.Key(u"alt+"_s + menus[2]);
     ann.Wait("menu");
     for (const char* key : {"Down", "Return"}) ann.Key(QLatin1String(key));
     shots.TakeDialog("about", "frmAbout");
@@ -164,7 +174,7 @@ void Play(const Folder& folder, const Look& look)
     ShowVideo(ann, bob);
     ShareWindow(ann, bob);
     shots.Take("meeting");
-    Dialogs(ann, shots);
+    Dialogs(ann, shots, MenuLetters(look));
     service.Stop(SIGKILL);
     ann.Wait("panel", [](const QJsonObject& line) {
         return line[u"panel"_s] == u"Link"_s && !line[u"text"_s].toString().isEmpty();

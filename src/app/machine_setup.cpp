@@ -73,6 +73,14 @@ LinkNeeds Machine::NeedsOfLink()
             QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/quorvia/devices"_s};
 }
 
+QString StoredLanguage()
+{
+    FileRegistry registry(UserRegistry(), MachineRegistry());
+    ProcessState state;
+    state.ports.registry = &registry;
+    return GetSetting(state, keys::kLanguage);
+}
+
 int PrintSettings(const QString& config)
 try {
     FileRegistry registry(UserRegistry(), MachineRegistry());

@@ -49,5 +49,7 @@ private:
     QtUiPost mPost;
 };
 
+/// The setting "Language", for before there is a machine.
+QString StoredLanguage();
 /// What `quorvia --settings` prints; "": the default configuration. Needs no display. Returns the exit code.
 int PrintSettings(const QString& config);

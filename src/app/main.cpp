@@ -3,17 +3,20 @@
 #include <malloc.h>
 
 #include <QIcon>
+#include <QLocale>
 #include <QTimer>
 #include <cstdio>
 
 #include "app/application.h"
 #include "app/end_program.h"
+#include "app/language.h"
 #include "app/machine_setup.h"
 #include "app/mnemonics.h"
 #include "app/options.h"
 #include "app/signals.h"
 #include "app/startup.h"
 #include "base/error_trap.h"
+#include "base/report.h"
 #include "base/version.h"
 #include "service/link/link_messenger.h"
 #include "session/login_dialogs.h"
@@ -120,6 +123,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "quorvia: %s\nTry quorvia --help.\n", qPrintable(OneLine(options.error)));
         return 2;
     }
+    const Language language(StoredLanguage(), QLocale::system().uiLanguages());
     SubstituteFonts();
     MnemonicsAtOnce mnemonics;
     application.installEventFilter(&mnemonics);
@@ -131,6 +135,9 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "quorvia: %s\n", OneLine(error.what()).c_str());
         return 2;
     }
+    if (!language.Understood())
+        LogEvent(state, EventType::Warning,
+                 u"\"Language\" names none that Quorvia has; the desktop's is used"_s);
     if (options.preferences) return ShowPreferencesAlone(state, options.config);
     std::unique_ptr<frmSplash> splash;
     std::unique_ptr<frmMeeting> meeting;

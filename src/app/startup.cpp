@@ -8,11 +8,12 @@
 #include "settings/settings.h"
 #include "text/one_line.h"
 #include "text/text_rules.h"
-
-using namespace Qt::StringLiterals;
+#include "text/words.h"
 
 namespace {
 
+constexpr char kFailed[] =
+    QT_TRANSLATE_NOOP("Defined", "Quorvia failed to load. You may need to re-install Quorvia.");
 constexpr double kFarthestTwips = 1e8;  // what a stored number beyond any desktop becomes
 
 /// The stored number, or the window's present one, which is also what unreadable text gives.
@@ -44,8 +45,7 @@ void OpenMeeting(ProcessState& state, const MainParts& parts)
 {
     LogSwallowed(state, "Main", what);
     if (state.ports.pointer) state.ports.pointer->Set(PointerShape::Default);
-    const QString title = QLatin1String(kAppTitle);
-    ReportCriticalError(state, title + u" failed to load. You may need to re-install "_s + title + u'.');
+    ReportCriticalError(state, QString::fromLatin1(kFailed));
     std::fprintf(stderr, "quorvia: %s\n", OneLine(what.toStdString()).c_str());
     parts.startFailed();
     state.ports.endProcess->Now();

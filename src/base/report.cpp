@@ -1,6 +1,7 @@
 #include "base/report.h"
 
 #include "text/qt_line.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 
@@ -10,9 +11,10 @@ void ReportCriticalError(ProcessState& state, const QString& message, EventType 
     if (!show || !state.ports.prompts) return;
     if (state.gWBApplyingRemote) cause = Cause::Remote;
     const QString title = QLatin1String(kAppTitle);
+    const QString shown = OneLine(Defined::tr(message.toUtf8().constData()));  // the log's stays English
     try {
-        state.ports.prompts->CriticalBox(title + u" Error"_s,
-                                         title + u" Critical Error: "_s + OneLine(message), cause);
+        state.ports.prompts->CriticalBox(Defined::tr("%1 Error", "caption").arg(title),
+                                         Defined::tr("%1 Critical Error: %2").arg(title, shown), cause);
     } catch (const ProcessEnded&) {
         throw;
     } catch (...) {

@@ -9,6 +9,7 @@
 #include "media/media_screen.h"
 #include "messaging/record_kinds.h"
 #include "settings/settings.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -62,7 +63,7 @@ void TellThatItHasGone(ProcessState& state)
     }
     state.gShareWindow = 0;  // also where nobody is there to be told
     state.gShareKept.reset();
-    if (state.gMeetingForm) state.gMeetingForm->Panels().Note(u"The shared window has been closed."_s);
+    if (state.gMeetingForm) state.gMeetingForm->Panels().Note(Ours::tr("The shared window has been closed."));
 }
 
 void SendToAll(ProcessState& state, const QByteArray& jpeg, qint16 quality)
@@ -127,7 +128,7 @@ void ShareAppTick(ProcessState& state)
 std::vector<WindowInfo> ShareableWindows(WindowId desktop, const std::vector<WindowInfo>& topLevel,
                                          const QString& ownCaption)
 {
-    std::vector<WindowInfo> entries{{desktop, u"(Desktop)"_s}};
+    std::vector<WindowInfo> entries{{desktop, Defined::tr("(Desktop)")}};
     for (const WindowInfo& window : topLevel)
         if (!window.title.isEmpty() && window.title != u"Program Manager"_s && window.title != ownCaption)
             entries.push_back(window);

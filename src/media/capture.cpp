@@ -8,7 +8,9 @@
 #include "media/media_screen.h"
 #include "media/preview.h"
 #include "settings/settings.h"
+#include "text/said.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 
@@ -77,7 +79,7 @@ void ApplyConfiguredSize(ProcessState& state, CameraPort& camera)
 
 void ShowNoVideo(ProcessState& state)
 {
-    if (MediaScreen* screen = Screen(state)) screen->SetFormatCaption(u"(No Video)"_s);
+    if (MediaScreen* screen = Screen(state)) screen->SetFormatCaption(Defined::tr("(No Video)"));
 }
 
 void OnFrame(ProcessState& state, const CameraFrame& frame)
@@ -95,7 +97,7 @@ void OnLost(ProcessState& state, const QString& reason)
     ShowNoVideo(state);
     if (!state.gMeetingForm) return;
     state.gMeetingForm->Media().SetPreview({});
-    state.gMeetingForm->Panels().Note(reason);
+    state.gMeetingForm->Panels().Note(Said(reason));
 }
 
 void StartPreview(ProcessState& state, CameraPort& camera)
@@ -120,8 +122,8 @@ bool HttpChosen(ProcessState& state)
 void ReportNoCamera(ProcessState& state)
 {
     const QString title = QLatin1String(kAppTitle);
-    state.ports.prompts->Box(BoxIcon::Critical, title + u" - Video Settings"_s,
-                             title + u" cannot locate your video camera or software."_s);
+    state.ports.prompts->Box(BoxIcon::Critical, Defined::tr("%1 - Video Settings").arg(title),
+                             Defined::tr("%1 cannot locate your video camera or software.").arg(title));
     ShowNoVideo(state);
 }
 
@@ -223,7 +225,8 @@ void sldFPS_Scroll(ProcessState& state, Cause cause)
     Trapped(state, "sldFPS_Scroll", [&] {
         MediaScreen& screen = state.gMeetingForm->Media();
         if (HttpChosen(state) && screen.FrameRateSlider() > kHttpFrameRateTop) {
-            const QString text = u"The maximum Frame Rate in HTTP mode is 5 fps."_s;
+            const QString text =
+                Defined::tr("The maximum Frame Rate in HTTP mode is %1 fps.").arg(kHttpFrameRateTop);
             if (cause == Cause::Local)
                 state.ports.prompts->Box(BoxIcon::Information, QLatin1String(kAppTitle), text);
             else

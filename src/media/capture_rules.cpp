@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "text/text_rules.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 
@@ -45,5 +46,5 @@ CameraFormat AsYuv(CameraFormat format)
 
 QString ResolutionCaption(const CameraFormat& format)
 {
-    return u"Res:%1x%2"_s.arg(format.width).arg(format.height);
+    return Defined::tr("Res:%1x%2", "width, height").arg(format.width).arg(format.height);
 }

@@ -5,6 +5,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "text/words.h"
 #include "widgets/named.h"
 #include "widgets/spoken.h"
 
@@ -17,8 +18,8 @@ frmFormat::frmFormat(const CameraFormat& current, std::vector<CameraFormat> offe
       lstFormats(Named<QListWidget>(this, "lstFormats"))
 {
     setObjectName(u"frmFormat"_s);
-    setWindowTitle(u"Video Format"_s);
-    lstFormats->setAccessibleName(u"Picture sizes of the camera"_s);
+    setWindowTitle(Ours::tr("Video Format"));
+    lstFormats->setAccessibleName(Ours::tr("Picture sizes of the camera"));
     FocusLeavesWith(*lstFormats);
     for (const CameraFormat& format : mOffered) {
         lstFormats->addItem(u"%1 \u00D7 %2"_s.arg(format.width).arg(format.height));
@@ -28,14 +29,14 @@ frmFormat::frmFormat(const CameraFormat& current, std::vector<CameraFormat> offe
 
     auto* cmdOK = Named<QPushButton>(this, "cmdOK");
     auto* cmdCancel = Named<QPushButton>(this, "cmdCancel");
-    cmdOK->setText(u"OK"_s);
-    cmdCancel->setText(u"Cancel"_s);
+    cmdOK->setText(Ours::tr("OK"));
+    cmdCancel->setText(Defined::tr("Cancel"));
     cmdOK->setDefault(true);
     connect(cmdOK, &QPushButton::clicked, this, &QDialog::accept);
     connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
     connect(lstFormats, &QListWidget::itemDoubleClicked, this, &QDialog::accept);
 
-    auto* label = new QLabel(u"Size of your video in pixels:"_s, this);
+    auto* label = new QLabel(Ours::tr("Size of your video in pixels:"), this);
     label->setBuddy(lstFormats);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();

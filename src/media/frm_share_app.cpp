@@ -8,6 +8,7 @@
 #include "base/error_trap.h"
 #include "media/app_sharing.h"
 #include "text/qt_line.h"
+#include "text/words.h"
 #include "widgets/named.h"
 #include "widgets/spoken.h"
 
@@ -44,15 +45,15 @@ frmShareApp::frmShareApp(ProcessState& state, const QString& ownCaption, QWidget
       cmdCancel(Named<QPushButton>(this, "cmdCancel"))
 {
     setObjectName(u"frmShareApp"_s);
-    setWindowTitle(u"Share Application"_s);
-    cmdOK->setText(u"OK"_s);
-    cmdCancel->setText(u"Cancel"_s);
+    setWindowTitle(Ours::tr("Share Application"));
+    cmdOK->setText(Ours::tr("OK"));
+    cmdCancel->setText(Defined::tr("Cancel"));
     cmdOK->setDefault(true);
-    lstApps->setAccessibleName(u"Running applications"_s);
+    lstApps->setAccessibleName(Ours::tr("Running applications"));
     FocusLeavesWith(*lstApps);
     lstApps->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // long titles end in dots
     Arrange(mState.ports.windows ? mState.ports.windows->WhyNot()
-                                 : u"Windows cannot be shared on this computer."_s);
+                                 : Ours::tr("Windows cannot be shared on this computer."));
     BuildList(ownCaption);
 
     connect(cmdOK, &QPushButton::clicked, this, &frmShareApp::cmdOK_Click);
@@ -62,7 +63,8 @@ frmShareApp::frmShareApp(ProcessState& state, const QString& ownCaption, QWidget
 
 void frmShareApp::Arrange(const QString& whyNot)
 {
-    auto* label = new QLabel(whyNot.isEmpty() ? u"Which window shall the others see?"_s : whyNot, this);
+    auto* label =
+        new QLabel(whyNot.isEmpty() ? Ours::tr("Which window shall the others see?") : whyNot, this);
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     label->setBuddy(lstApps);

@@ -9,6 +9,7 @@
 #include "messaging/envelope.h"
 #include "text/qt_line.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 
@@ -31,9 +32,9 @@ QString Names(QStringList handles)
 /// What others will see otherwise than it was typed.
 QString Caution(const ProcessState& state, const QString& text)
 {
-    if (ActsAsRecord(text)) return u"Receivers take this text for a command and do not show it."_s;
+    if (ActsAsRecord(text)) return Ours::tr("Receivers take this text for a command and do not show it.");
     if (state.gEncryptMessages && !SurvivesCodePage(text))
-        return u"Enciphered text holds Western European characters only; others arrive as \"?\"."_s;
+        return Ours::tr("Enciphered text holds Western European characters only; others arrive as \"?\".");
     return QString();
 }
 
@@ -58,9 +59,9 @@ void WhisperTo(ProcessState& state, const QStringList& selected, const QString& 
 {
     const QStringList to = Recipients(selected, state.gMessenger->Handle());
     for (const QString& handle : to) SendZUMMessage(state, handle, text);
-    if (to.isEmpty()) return Note(state, u"Whispered to nobody: only your own name is selected."_s);
+    if (to.isEmpty()) return Note(state, Ours::tr("Whispered to nobody: only your own name is selected."));
     const QString caution = Caution(state, text);
-    Note(state, caution.isEmpty() ? u"Whispered to "_s + Names(to) : caution);
+    Note(state, caution.isEmpty() ? Ours::tr("Whispered to %1", "handles").arg(Names(to)) : caution);
 }
 
 }  // namespace

@@ -23,6 +23,7 @@
 #include <memory>
 
 #include "text/text_rules.h"
+#include "text/words.h"
 #include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;
@@ -195,7 +196,8 @@ QString ChatBox::SignText(QPoint at) const
 {
     for (const OpenLine& line : mOpen.All())
         if (PlaceOf(line).contains(at))
-            return line.lost ? u"Not delivered"_s : u"Not sent yet: it goes out with the connection"_s;
+            return line.lost ? Ours::tr("Not delivered")
+                             : Ours::tr("Not sent yet: it goes out with the connection");
     return QString();
 }
 

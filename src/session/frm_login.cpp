@@ -18,6 +18,7 @@
 #include "settings/configurations.h"
 #include "settings/settings.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 #include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;
@@ -63,7 +64,7 @@ private:
 frmLogin::frmLogin(ProcessState& state, QWidget* parent) : QDialog(parent), mState(state)
 {
     setObjectName(u"frmLogin"_s);
-    setWindowTitle(Title() + u" - Enter Meeting"_s);
+    setWindowTitle(Defined::tr("%1 - Enter Meeting").arg(Title()));
     BuildLogin();
     BuildMore();
     BuildButtons();
@@ -158,7 +159,7 @@ void frmLogin::chkMore_Click()
     frameMore->setVisible(more);
     frameButtons->move(frameButtons->x(), layout.buttonsTop);
     setFixedSize(frameLogin->x() * 2 + frameLogin->width(), layout.interiorHeight);
-    chkMore->setText(more ? u"More <<"_s : u"More >>"_s);
+    chkMore->setText(more ? Defined::tr("More <<") : Defined::tr("More >>"));
     if (isVisible()) MoveUpOntoScreen();
 }
 
@@ -208,7 +209,7 @@ void frmLogin::lblPassword_Click()
         Prompts& prompts = *mState.ports.prompts;
         const QString handle = Trim(txtHandle->text());
         if (handle.isEmpty()) {
-            prompts.Box(BoxIcon::Exclamation, Title(), u"Please enter your handle."_s);
+            prompts.Box(BoxIcon::Exclamation, Title(), Defined::tr("Please enter your handle."));
             txtHandle->setFocus();
             return;
         }

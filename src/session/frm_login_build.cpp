@@ -15,6 +15,8 @@
 #include "session/frm_login.h"
 #include "settings/settings.h"
 #include "text/qt_line.h"
+#include "text/said.h"
+#include "text/words.h"
 #include "widgets/named.h"
 #include "widgets/plain_text.h"
 #include "widgets/spoken.h"
@@ -35,8 +37,12 @@ constexpr int kFrameGap = 5;  // what the opened form grows by beside its second
 double Enlarged(const QWidget& form)
 {
     const QFontMetrics metrics(form.font());
-    return std::max({1.0, (metrics.horizontalAdvance(u"Send Password!"_s) + 2) / 106.0,
-                     (metrics.horizontalAdvance(u"Configuration:"_s) + 2) / 104.0, metrics.height() / 20.0});
+    const auto grown = [&](const QString& text, double room) {
+        return (metrics.size(Qt::TextShowMnemonic, text).width() + 2) / room;
+    };
+    return std::max({1.0, grown(Defined::tr("Send Password!"), 106),
+                     grown(Defined::tr("Configuration:"), 104), grown(Defined::tr("&Handle:"), 104),
+                     grown(Defined::tr("&Meeting Code:"), 104), metrics.height() / 20.0});
 }
 
 /// `place` is as drawn, for the usual font.
@@ -81,14 +87,14 @@ QGroupBox* Frame(QWidget* parent, const char* name, const QString& title, int to
 
 void frmLogin::BuildLogin()
 {
-    frameLogin = Frame(this, "frameLogin", u"Meeting Information"_s, kMargin, 5);
+    frameLogin = Frame(this, "frameLogin", Defined::tr("Meeting Information"), kMargin, 5);
     txtHandle = Put<QLineEdit>(frameLogin, "txtHandle", FieldAt(0, 250));
     txtPassword = Put<QLineEdit>(frameLogin, "txtPassword", FieldAt(1, 140));
     txtPassword->setEchoMode(QLineEdit::Password);
     txtPassword->setStyleSheet(u"lineedit-password-character: 42"_s);  // "*"
     lblPassword = Put<QLabel>(frameLogin, "lblPassword", {kField + 148, kFirstRow + kRow, 106, kHeight});
     lblPassword->setTextFormat(Qt::PlainText);
-    lblPassword->setText(u"Send Password!"_s);
+    lblPassword->setText(Defined::tr("Send Password!"));
     lblPassword->setCursor(Qt::PointingHandCursor);
     lblPassword->setFocusPolicy(Qt::TabFocus);
     QFont link = lblPassword->font();
@@ -101,15 +107,15 @@ void frmLogin::BuildLogin()
     cmbMeetingCode->setEditable(true);
     cmbMeetingCode->setInsertPolicy(QComboBox::NoInsert);
     cmbMeetingCode->setCompleter(nullptr);  // it would change what is typed
-    SpeakByLabel(*cmbMeetingCode, u"Meeting Code:"_s);
-    optJoinMeeting =
-        Button<QRadioButton>(frameLogin, "optJoinMeeting", u"&Join Existing Meeting"_s, FieldAt(3, 250));
+    SpeakByLabel(*cmbMeetingCode, Defined::tr("&Meeting Code:").remove(u'&'));
+    optJoinMeeting = Button<QRadioButton>(frameLogin, "optJoinMeeting", Defined::tr("&Join Existing Meeting"),
+                                          FieldAt(3, 250));
     optNewMeeting =
-        Button<QRadioButton>(frameLogin, "optNewMeeting", u"Start &New Meeting"_s, FieldAt(4, 250));
+        Button<QRadioButton>(frameLogin, "optNewMeeting", Defined::tr("Start &New Meeting"), FieldAt(4, 250));
     optNewMeeting->setChecked(true);
-    Label(frameLogin, "lblLabels", u"&Handle:"_s, 0)->setBuddy(txtHandle);
-    Label(frameLogin, "lblLabels", u"&Password:"_s, 1)->setBuddy(txtPassword);
-    Label(frameLogin, "lblLabels", u"&Meeting Code:"_s, 2)->setBuddy(cmbMeetingCode);
+    Label(frameLogin, "lblLabels", Defined::tr("&Handle:"), 0)->setBuddy(txtHandle);
+    Label(frameLogin, "lblLabels", Defined::tr("&Password:"), 1)->setBuddy(txtPassword);
+    Label(frameLogin, "lblLabels", Defined::tr("&Meeting Code:"), 2)->setBuddy(cmbMeetingCode);
 }
 
 /// One control of "Advanced Options".
@@ -118,15 +124,15 @@ struct frmLogin::Option {
                  QLineEdit * frmLogin::*>
         control;
     const char* name;
-    const char16_t* text;  // its caption; what an empty field shows
-    int left, width;       // from the left of the fields
-    const char16_t* tip = u"";
+    QString text;     // its caption; what an empty field shows
+    int left, width;  // from the left of the fields
+    QString tip = {};
     const SettingKey* key =
         nullptr;  // what a field shows of the configuration; the others follow rules of their own
 };
 struct frmLogin::OptionRow {
     const char* labelName;  // null: the row has none
-    const char16_t* label;
+    QString label;
     std::vector<Option> options;  // in the order of Tab
 };
 
@@ -135,26 +141,32 @@ std::vector<frmLogin::OptionRow> frmLogin::OptionRows()
     using Form = frmLogin;
     return {
         {"lblLabels",
-         u"Configuration:",
-         {{&Form::cmbConfig, "cmbConfig", u"", 0, 164, u"Choose current configuration"},
-          {&Form::chkDefaultConfig, "chkDefaultConfig", u"&Default", 174, 80,
-           u"Set as default configuration"}}},
+         Defined::tr("Configuration:"),
+         {{&Form::cmbConfig, "cmbConfig", {}, 0, 164, Defined::tr("Choose current configuration")},
+          {&Form::chkDefaultConfig, "chkDefaultConfig", Defined::tr("&Default"), 174, 80,
+           Defined::tr("Set as default configuration")}}},
         {"lblLabels",
-         u"Protocol:",
-         {{&Form::optHTTP, "optHTTP", u"HTTP", 0, 74},
-          {&Form::optTCP, "optTCP", u"TCP", 84, 74},
-          {&Form::optUDP, "optUDP", u"UDP", 168, 74}}},
+         Defined::tr("Protocol:"),
+         {{&Form::optHTTP, "optHTTP", u"HTTP"_s, 0, 74},
+          {&Form::optTCP, "optTCP", u"TCP"_s, 84, 74},
+          {&Form::optUDP, "optUDP", u"UDP"_s, 168, 74}}},
         {nullptr,
-         u"",
-         {{&Form::chkHostname, "chkHostname", u"Host&name:", kMargin - kField, kField - kMargin - 6},
-          {&Form::txtHostname, "txtHostname", u"", 0, 250,
-           u"Enter your computer's IP address or its fully qualified domain name, for example "
-           u"desk.example.com",
+         {},
+         {{&Form::chkHostname, "chkHostname", Defined::tr("Host&name:"), kMargin - kField,
+           kField - kMargin - 6},
+          {&Form::txtHostname,
+           "txtHostname",
+           {},
+           0,
+           250,
+           Ours::tr("Enter your computer's IP address or its fully qualified domain name, for example "
+                    "desk.example.com"),
            &keys::kHostname}}},
         {"lblService",
-         u"Ser&vice:",
-         {{&Form::txtService, "txtService", u"this computer", 0, 250,
-           u"Where the meeting is: HOST or HOST:PORT; empty for this computer", &keys::kServiceAddress}}},
+         Ours::tr("Ser&vice:"),
+         {{&Form::txtService, "txtService", Ours::tr("this computer"), 0, 250,
+           Ours::tr("Where the meeting is: HOST or HOST:PORT; empty for this computer"),
+           &keys::kServiceAddress}}},
     };
 }
 
@@ -166,10 +178,9 @@ QWidget* frmLogin::MakeOption(const Option& option, int row)
             using W = std::remove_reference_t<decltype(*control)>;
             control = Put<W>(frameMore, option.name,
                              {kField + option.left, kFirstRow + row * kRow, option.width, kHeight});
-            const QString text = QString::fromUtf16(option.text);
-            if constexpr (std::is_base_of_v<QAbstractButton, W>) control->setText(text);
-            if constexpr (std::is_same_v<W, QLineEdit>) control->setPlaceholderText(text);
-            control->setToolTip(QString::fromUtf16(option.tip));
+            if constexpr (std::is_base_of_v<QAbstractButton, W>) control->setText(option.text);
+            if constexpr (std::is_same_v<W, QLineEdit>) control->setPlaceholderText(option.text);
+            control->setToolTip(option.tip);
             return control;
         },
         option.control);
@@ -178,7 +189,7 @@ QWidget* frmLogin::MakeOption(const Option& option, int row)
 void frmLogin::BuildMore()
 {
     const std::vector<OptionRow> rows = OptionRows();
-    frameMore = Frame(this, "frameMore", u"Advanced Options"_s, 0, int(rows.size()));
+    frameMore = Frame(this, "frameMore", Defined::tr("Advanced Options"), 0, int(rows.size()));
     frameMore->move(frameMore->x(), frameLogin->geometry().bottom() + 1 + kFrameGap);
     for (int row = 0; row < int(rows.size()); ++row) {
         const OptionRow& made = rows[std::size_t(row)];
@@ -188,15 +199,15 @@ void frmLogin::BuildMore()
             if (!first) first = mOptions.back();
         }
         if (!made.labelName) continue;
-        QLabel* label = Label(frameMore, made.labelName, QString::fromUtf16(made.label), row);
+        QLabel* label = Label(frameMore, made.labelName, made.label, row);
         if (!qobject_cast<QAbstractButton*>(first)) label->setBuddy(first);
     }
-    SpeakByLabel(*cmbConfig, u"Configuration:"_s);
-    txtHostname->setAccessibleName(tr("Host name or address"));
+    SpeakByLabel(*cmbConfig, Defined::tr("Configuration:"));
+    txtHostname->setAccessibleName(Ours::tr("Host name or address"));
     for (QRadioButton* protocol : {optHTTP, optTCP, optUDP})
-        protocol->setAccessibleDescription(tr("Protocol"));
+        protocol->setAccessibleDescription(Ours::tr("Protocol"));
     const QString refusal = mState.gMessenger ? mState.gMessenger->LastRefusal() : QString();
-    if (!refusal.isEmpty()) txtService->setToolTip(PlainToolTip(OneLine(refusal)));
+    if (!refusal.isEmpty()) txtService->setToolTip(PlainToolTip(Said(OneLine(refusal))));
 }
 
 void frmLogin::LoadFields()
@@ -214,12 +225,14 @@ void frmLogin::BuildButtons()
     Speak(*frameButtons, {QAccessible::Grouping});
     chkMore = Button<QPushButton>(frameButtons, "chkMore", QString(), {0, 5, 90, 28});
     chkMore->setCheckable(true);
-    chkMore->setToolTip(u"Choose login options"_s);
-    cmdCancel = Button<QPushButton>(frameButtons, "cmdCancel", u"Cancel"_s, {kFrameWidth - 188, 5, 90, 28});
-    cmdCancel->setToolTip(u"Click here to Exit"_s);
-    cmdCancel->setAccessibleDescription(u"Goes back to the meeting, or ends Quorvia when there is none"_s);
-    cmdOK = Button<QPushButton>(frameButtons, "cmdOK", u"Enter"_s, {kFrameWidth - 90, 5, 90, 28});
-    cmdOK->setToolTip(u"Click here to login to Zephyl"_s);
+    chkMore->setToolTip(Defined::tr("Choose login options"));
+    cmdCancel =
+        Button<QPushButton>(frameButtons, "cmdCancel", Defined::tr("Cancel"), {kFrameWidth - 188, 5, 90, 28});
+    cmdCancel->setToolTip(Defined::tr("Click here to Exit"));
+    cmdCancel->setAccessibleDescription(
+        Ours::tr("Goes back to the meeting, or ends Quorvia when there is none"));
+    cmdOK = Button<QPushButton>(frameButtons, "cmdOK", Defined::tr("Enter"), {kFrameWidth - 90, 5, 90, 28});
+    cmdOK->setToolTip(Defined::tr("Click here to login to Zephyl"));
     chkMore->setAutoDefault(false);
     cmdCancel->setAutoDefault(false);
     cmdOK->setDefault(true);

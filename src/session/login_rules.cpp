@@ -4,6 +4,7 @@
 
 #include "text/qt_line.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 
@@ -45,9 +46,10 @@ LoginFault CheckCode(const QString& code)
 QString FaultMessage(LoginFault fault)
 {
     switch (fault) {
-        case LoginFault::CodeLength: return u"The Meeting Code must be between 6 and 20 characters."_s;
+        case LoginFault::CodeLength:
+            return Defined::tr("The Meeting Code must be between 6 and 20 characters.");
         case LoginFault::CodeCharacters:
-            return u"The Meeting Code must consist of letters and numbers only."_s;
+            return Defined::tr("The Meeting Code must consist of letters and numbers only.");
         default: return QString();
     }
 }
@@ -67,12 +69,12 @@ LoginLayout PlaceFrames(const LoginFrames& f, bool more)
 
 QString PasswordSentMessage(const QString& handle, const QString& address)
 {
-    return u"The password for '"_s + InSentence(handle) + u"' has been sent to '"_s + InSentence(address) +
-           u"'."_s;
+    return Defined::tr("The password for '%1' has been sent to '%2'.", "handle, mail address")
+        .arg(InSentence(handle), InSentence(address));
 }
 
 QString HandleUnknownMessage(const QString& handle)
 {
-    return u"The user '"_s + InSentence(handle) + u"' could not be found. "_s +
-           u"Please make sure you entered the handle correctly."_s;
+    return Defined::tr("The user '%1' could not be found. Please make sure you entered the handle correctly.")
+        .arg(InSentence(handle));
 }

@@ -3,21 +3,25 @@
 #include "base/error_trap.h"
 #include "settings/settings.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr char16_t kNotAllowed[] = u"Unable to join meeting. This user does not have meeting permissions.";
-constexpr char16_t kCodeInUse[] =
-    u"Unable to create meeting. This meeting code may be in use. Try another meeting code.";
-constexpr char16_t kCodeUnknown[] =
-    u"Unable to join meeting. The meeting code was not found. Make sure your meeting code is correct.";
+constexpr char kNotAllowed[] =
+    QT_TRANSLATE_NOOP("Defined", "Unable to join meeting. This user does not have meeting permissions.");
+constexpr char kCodeInUse[] = QT_TRANSLATE_NOOP(
+    "Defined", "Unable to create meeting. This meeting code may be in use. Try another meeting code.");
+constexpr char kCodeUnknown[] = QT_TRANSLATE_NOOP(
+    "Defined",
+    "Unable to join meeting. The meeting code was not found. Make sure your meeting code is correct.");
 
 void ShowLogin(ProcessState& state, LoginScreen& screen)
 {
     state.gLoginDialogClosed = false;
-    screen.Show(QLatin1String(kAppTitle) + u" Login"_s, Modality::Modeless);
+    screen.Show(Defined::tr("%1 Login", "caption of the login dialog").arg(QLatin1String(kAppTitle)),
+                Modality::Modeless);
 }
 
 bool TryLogin(ProcessState& state, const QString& handle)
@@ -51,11 +55,11 @@ void ReadEncryption(ProcessState& state)
 }
 
 /// Says what was refused, then starts over with the dialog.
-void Retry(ProcessState& state, LoginScreen& screen, const char16_t* message)
+void Retry(ProcessState& state, LoginScreen& screen, const char* message)
 {
     const QString reason = state.gMessenger->LastRefusal();  // it may be full, or busy
     if (!reason.isEmpty()) LogEvent(state, EventType::Information, u"Meeting: "_s + reason);
-    state.ports.prompts->Box(BoxIcon::Information, QLatin1String(kAppTitle), QString::fromUtf16(message));
+    state.ports.prompts->Box(BoxIcon::Information, QLatin1String(kAppTitle), Defined::tr(message));
     LoginUser(state, screen, false, QString(), QString());
 }
 

@@ -90,7 +90,8 @@ inline constexpr FlagKey kFontUnderline{{"Whiteboard", "Font Underline", "False"
 
 // not below a configuration
 inline constexpr SettingKey kDefaultConfig{"Configs", "Default Config", kSystemDefault, Scoped::No};
-inline constexpr SettingKey kXPos{"Data", "XPos", nullptr, Scoped::No, kQuorvia};  // twips
+inline constexpr SettingKey kLanguage{"Data", "Language", "", Scoped::No, kQuorvia};  // "": the desktop's
+inline constexpr SettingKey kXPos{"Data", "XPos", nullptr, Scoped::No, kQuorvia};     // twips
 inline constexpr SettingKey kYPos{"Data", "YPos", nullptr, Scoped::No, kQuorvia};
 inline constexpr SettingKey kWidth{"Data", "Width", nullptr, Scoped::No, kQuorvia};
 inline constexpr SettingKey kHeight{"Data", "Height", nullptr, Scoped::No, kQuorvia};
@@ -137,6 +138,7 @@ inline constexpr const SettingKey* kAll[] = {
     &kFontStrikethrough,
     &kFontUnderline,
     &kDefaultConfig,
+    &kLanguage,
     &kXPos,
     &kYPos,
     &kWidth,

@@ -36,6 +36,13 @@ constexpr RowChoice kShapes[] = {
     {"Circle", QT_TRANSLATE_NOOP("Preferences", "Circle")},
 };
 
+/// Each language by its own name, whichever is in use.
+constexpr RowChoice kLanguages[] = {
+    {"", QT_TRANSLATE_NOOP("Preferences", "As this computer, with English menus")},
+    {"en", "English"},
+    {"de", "Deutsch"},
+};
+
 constexpr PreferenceRow kRows[] = {
     // --- Chat
     {&keys::kEncryptMessages, Page::Chat, Kind::Flag,
@@ -209,6 +216,17 @@ constexpr PreferenceRow kRows[] = {
          "Preferences",
          "They can then resize and scroll your window and set your frame rate. Without it, what they "
          "ask for is left out.")},
+    {&keys::kLanguage,
+     Page::Meeting,
+     Kind::Choice,
+     QT_TRANSLATE_NOOP("Preferences", "&Language:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "Menus, captions and messages that every Quorvia has are English unless you choose a language here; "
+         "everything else follows this computer."),
+     Acts::AtNextStart,
+     {},
+     kLanguages},
 
     // --- Configurations
     {&keys::kDefaultConfig, Page::Configurations, Kind::Configuration,
@@ -312,9 +330,16 @@ QString PlainLabel(const PreferenceRow& row)
 QString HelpOf(const PreferenceRow& row)
 {
     const QString help = PreferenceText(row.help);
-    if (row.acts != Acts::AtCompanionStart) return help;
-    return help + u' ' +
-           QCoreApplication::translate("Preferences", "Acts when the companion is started next.");
+    switch (row.acts) {
+        case Acts::AtCompanionStart:
+            return help + u' ' +
+                   QCoreApplication::translate("Preferences", "Acts when the companion is started next.");
+        case Acts::AtNextStart:
+            return help + u' ' + QCoreApplication::translate("Preferences", "Acts at the next start.");
+        case Acts::ReadAnew:
+        case Acts::Taken: break;
+    }
+    return help;
 }
 
 bool Finds(const PreferenceRow& row, const QString& search)

@@ -24,7 +24,7 @@ enum class RowKind {
 };
 
 /// When a change is felt. `Taken` needs somebody who takes it over (ui/preferences/effects.h).
-enum class Acts { ReadAnew, Taken, AtCompanionStart };
+enum class Acts { ReadAnew, Taken, AtCompanionStart, AtNextStart };
 
 /// How the text of a number is meant: which part of it counts, and what is in effect outside the range.
 struct NumberRule {

@@ -3,7 +3,7 @@
 #include <QPainter>
 #include <QStyleOptionFocusRect>
 
-using namespace Qt::StringLiterals;
+#include "text/words.h"
 
 ArrowButton::ArrowButton(QWidget* parent) : QAbstractButton(parent)
 {
@@ -15,7 +15,7 @@ ArrowButton::ArrowButton(QWidget* parent) : QAbstractButton(parent)
 void ArrowButton::ShowCollapsed(bool collapsed)
 {
     mCollapsed = collapsed;
-    setToolTip(collapsed ? u"Restore chat bar"_s : u"Hide chat bar"_s);
+    setToolTip(collapsed ? Defined::tr("Restore chat bar") : Defined::tr("Hide chat bar"));
     setAccessibleName(toolTip());
     update();
 }

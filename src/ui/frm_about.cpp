@@ -11,6 +11,7 @@
 
 #include "base/error_trap.h"
 #include "base/version.h"
+#include "text/words.h"
 #include "widgets/named.h"
 #include "widgets/spoken.h"
 
@@ -48,18 +49,16 @@ frmAbout::frmAbout(ProcessState& state, QWidget* parent, Launcher launcher)
       cmdSysInfo(Named<QPushButton>(this, "cmdSysInfo"))
 {
     setObjectName(u"frmAbout"_s);
-    setWindowTitle(u"About "_s + QLatin1String(kAppTitle));
-    ShowText(lblVersion, u"Version "_s + VersionText());
+    setWindowTitle(Defined::tr("About %1").arg(QLatin1String(kAppTitle)));
+    ShowText(lblVersion, Defined::tr("Version %1").arg(VersionText()));
     ShowText(lblTitle, QLatin1String(kAppTitle));
-    ShowText(lblDescription,
-             u"Meet, talk and draw together: a shared whiteboard with chat, video, "
-             "shared windows and voice."_s);
-    ShowText(lblDisclaimer,
-             u"This program comes without any warranty. What you draw, write and show "
-             "reaches everybody in the meeting."_s);
+    ShowText(lblDescription, Ours::tr("Meet, talk and draw together: a shared whiteboard with chat, video, "
+                                      "shared windows and voice."));
+    ShowText(lblDisclaimer, Ours::tr("This program comes without any warranty. What you draw, write and show "
+                                     "reaches everybody in the meeting."));
     picIcon->setPixmap(QIcon(u":/logo.svg"_s).pixmap(QSize(kIcon, kIcon), devicePixelRatioF()));
-    cmdOK->setText(u"OK"_s);
-    cmdSysInfo->setText(u"&System Info..."_s);
+    cmdOK->setText(Ours::tr("OK"));
+    cmdSysInfo->setText(Ours::tr("&System Info..."));
     Arrange();
     connect(cmdOK, &QPushButton::clicked, this, &QDialog::accept);
     connect(cmdSysInfo, &QPushButton::clicked, this, [this] { StartSysInfo(); });
@@ -100,6 +99,6 @@ void frmAbout::StartSysInfo()
         const std::vector<ProgramStart> programs = SystemInfoPrograms(mState, mLauncher.onPath);
         if (std::ranges::any_of(programs, mLauncher.start)) return;
         mState.ports.prompts->Box(BoxIcon::None, QLatin1String(kAppTitle),
-                                  u"System Information Is Unavailable At This Time"_s);
+                                  Defined::tr("System Information Is Unavailable At This Time"));
     });
 }

@@ -9,6 +9,7 @@
 #include "base/error_trap.h"
 #include "cipher/code_page.h"
 #include "media/app_sharing.h"
+#include "text/words.h"
 #include "ui/activation_watch.h"
 #include "ui/chat_view.h"
 #include "ui/control_map.h"
@@ -113,7 +114,7 @@ void frmMeeting::ConnectChat()
     panel.txtMessage->onEnter = [this] { picMain->cmdSend->click(); };
     panel.txtMessage->onLimit = [this] {
         mState.ports.prompts->Beep();
-        status->Note(u"The message is as long as a message can be."_s);
+        status->Note(Ours::tr("The message is as long as a message can be."));
     };
     panel.txtMessage->isLost = [this](QChar c) { return mState.gEncryptMessages && !SurvivesCodePage(c); };
     panel.txtMessage->onLoss = [this] {

@@ -15,6 +15,7 @@
 
 #include "base/process_state.h"
 #include "base/version.h"
+#include "text/words.h"
 #include "widgets/named.h"
 #include "widgets/spoken.h"
 
@@ -51,7 +52,7 @@ frmSplash::frmSplash() : QWidget(nullptr, Qt::FramelessWindowHint)
     large.setBold(true);
     lblProductName->setFont(large);
     lblVersion = Named<QLabel>(Frame1, "lblVersion");
-    lblVersion->setText(u"Version "_s + VersionText());
+    lblVersion->setText(Defined::tr("Version %1").arg(VersionText()));
 
     auto* rows = new QVBoxLayout(Frame1);
     rows->addStretch();

@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QStyleOptionButton>
 
+#include "text/words.h"
 #include "ui/fonts.h"
 #include "ui/layout_rules.h"
 #include "ui/titled_frame.h"
@@ -83,12 +84,23 @@ void Label(QWidget* parent, const QString& text, const QRect& at)
     label->setFont(font);
 }
 
+/// The same for what stands beside a box.
+void FitText(QCheckBox& box)
+{
+    QFont font = box.font();
+    for (int stretch = QFont::Unstretched;
+         box.sizeHint().width() > box.width() && stretch > QFont::Condensed;) {
+        font.setStretch(--stretch);
+        box.setFont(font);
+    }
+}
+
 }  // namespace
 
 LeftPanel::LeftPanel(QWidget* parent) : QWidget(parent)
 {
     setObjectName(u"picMain"_s);
-    Speak(*this, {QAccessible::Pane, tr("Chat bar")});
+    Speak(*this, {QAccessible::Pane, Ours::tr("Chat bar")});
     setFont(PanelFont());
     setAutoFillBackground(true);
     setMouseTracking(true);
@@ -108,18 +120,19 @@ LeftPanel::LeftPanel(QWidget* parent) : QWidget(parent)
 
 void LeftPanel::BuildVideo()
 {
-    picVideo = Placed<VideoPreview>(this, "picVideo", place::picVideo, u"Video input window"_s);
-    Speak(*picVideo, {QAccessible::Graphic, tr("Own video")});
+    picVideo = Placed<VideoPreview>(this, "picVideo", place::picVideo, Defined::tr("Video input window"));
+    Speak(*picVideo, {QAccessible::Graphic, Ours::tr("Own video")});
     chkTalk = Placed<TalkBox>(this, "chkTalk", place::chkTalk);
-    chkTalk->setText(u"&Talk"_s);
+    chkTalk->setText(Defined::tr("&Talk"));
+    FitText(*chkTalk);
     chkTalk->setShortcut(QKeySequence());  // Alt+T opens the Tools menu
-    cmdFormat = Button(this, "cmdFormat", place::cmdFormat, u"Res: 160x120"_s, QString());
+    cmdFormat = Button(this, "cmdFormat", place::cmdFormat, Defined::tr("Res: 160x120"), QString());
     cmdFormat->setFont(PanelFont());
-    cmdFormat->setAccessibleDescription(tr("Picture size of the camera"));
-    Label(this, u"image quality"_s, place::labelQuality);
-    sldJPEG = Slider(this, "sldJPEG", place::sldJPEG, 1, 99, u"Adjust Image Quality"_s);
-    Label(this, u"frames/sec"_s, place::labelRate);
-    sldFPS = Slider(this, "sldFPS", place::sldFPS, 0, 24, u"Adjust Frame Rate"_s);
+    cmdFormat->setAccessibleDescription(Ours::tr("Picture size of the camera"));
+    Label(this, Defined::tr("image quality"), place::labelQuality);
+    sldJPEG = Slider(this, "sldJPEG", place::sldJPEG, 1, 99, Defined::tr("Adjust Image Quality"));
+    Label(this, Defined::tr("frames/sec"), place::labelRate);
+    sldFPS = Slider(this, "sldFPS", place::sldFPS, 0, 24, Defined::tr("Adjust Frame Rate"));
     Line1 = Placed<QFrame>(this, "Line1", QRect(0, place::Line1Top, kPanelWidth, 2));
     Line1->setFrameStyle(QFrame::HLine | QFrame::Sunken);
     Speak(*Line1, {QAccessible::Separator});
@@ -128,19 +141,21 @@ void LeftPanel::BuildVideo()
 void LeftPanel::BuildChat()
 {
     frameUsers = Placed<TitledFrame>(this, "frameUsers", place::frameUsers);
-    frameUsers->setTitle(u"Meeting Attendees"_s);
-    lstUsers = Placed<AttendeeList>(frameUsers, "lstUsers", place::lstUsers, u"Users currently in Session"_s);
-    lstUsers->setAccessibleName(u"Meeting Attendees"_s);
+    frameUsers->setTitle(Defined::tr("Meeting Attendees"));
+    lstUsers = Placed<AttendeeList>(frameUsers, "lstUsers", place::lstUsers,
+                                    Defined::tr("Users currently in Session"));
+    lstUsers->setAccessibleName(Defined::tr("Meeting Attendees"));
     FocusLeavesWith(*lstUsers);
-    txtMessage = Placed<MessageBox>(this, "txtMessage", place::txtMessage, u"Enter your message here"_s);
-    txtMessage->setAccessibleName(u"Message"_s);
-    const QString sendTip = u"Send a message the selected user/buddy"_s;
-    cmdSend = Button(this, "cmdSend", place::cmdSend, u"Send"_s, sendTip);
-    cmdSend->setAccessibleDescription(u"Sends the message to every attendee"_s);
-    cmdWhisper = Button(this, "cmdWhisper", place::cmdWhisper, u"&Whisper"_s, sendTip);
-    cmdWhisper->setAccessibleDescription(u"Sends the message to the selected attendees only"_s);
-    txtChat = Placed<ChatBox>(this, "txtChat", place::txtChat, u"Chat Window"_s);
-    txtChat->setAccessibleName(u"Chat"_s);
+    txtMessage =
+        Placed<MessageBox>(this, "txtMessage", place::txtMessage, Defined::tr("Enter your message here"));
+    txtMessage->setAccessibleName(Ours::tr("Message"));
+    const QString sendTip = Defined::tr("Send a message the selected user/buddy");
+    cmdSend = Button(this, "cmdSend", place::cmdSend, Defined::tr("Send"), sendTip);
+    cmdSend->setAccessibleDescription(Ours::tr("Sends the message to every attendee"));
+    cmdWhisper = Button(this, "cmdWhisper", place::cmdWhisper, Defined::tr("&Whisper"), sendTip);
+    cmdWhisper->setAccessibleDescription(Ours::tr("Sends the message to the selected attendees only"));
+    txtChat = Placed<ChatBox>(this, "txtChat", place::txtChat, Defined::tr("Chat Window"));
+    txtChat->setAccessibleName(Ours::tr("Chat"));
     lstUsers->onTyping = [this](QKeyEvent* event) { ForwardTyping(event, txtMessage); };
 }
 

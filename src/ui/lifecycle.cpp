@@ -10,10 +10,9 @@
 #include "platform/camera.h"
 #include "settings/settings.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 #include "ui/media_controls.h"
 #include "whiteboard/tool_settings.h"
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -62,8 +61,8 @@ void frmMeeting_Load(ProcessState& state, MediaControls& media)
         const Restore<bool> applying(state.gWBApplyingRemote, true);
         LoadVoice(state, media);
         LoadVideo(state, media);
-        state.gMeetingForm->Panels().SetPanel(Panel::WBOpen,
-                                              u"Meeting started: "_s + GeneralDate(state.ports.clock->Now()));
+        state.gMeetingForm->Panels().SetPanel(
+            Panel::WBOpen, Defined::tr("Meeting started: %1").arg(GeneralDate(state.ports.clock->Now())));
         LoadTools(state);
         state.gMeetingForm->FillUsers();
     });

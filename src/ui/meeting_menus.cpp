@@ -2,6 +2,8 @@
 
 #include <QMenuBar>
 
+#include "text/words.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -18,18 +20,18 @@ QAction* Entry(QMenu* menu, const char* name, const QString& caption)
 
 MeetingMenu AddMeetingMenu(QMenuBar* bar)
 {
-    QMenu* menu = bar->addMenu(u"&Meeting"_s);
+    QMenu* menu = bar->addMenu(Defined::tr("&Meeting"));
     menu->setObjectName(u"mnuMeeting"_s);
-    QAction* login = Entry(menu, "mnuLogin", u"&New Meeting..."_s);
+    QAction* login = Entry(menu, "mnuLogin", Defined::tr("&New Meeting..."));
     menu->addSeparator();
-    QAction* preferences = Entry(menu, "mnuPreferences", QObject::tr("&Preferences..."));
+    QAction* preferences = Entry(menu, "mnuPreferences", Ours::tr("&Preferences..."));
     menu->addSeparator();
-    return {login, preferences, Entry(menu, "mnuExit", u"E&xit"_s)};
+    return {login, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
 }
 
 QAction* AddHelpMenu(QMenuBar* bar)
 {
-    QMenu* menu = bar->addMenu(u"&Help"_s);
+    QMenu* menu = bar->addMenu(Defined::tr("&Help"));
     menu->setObjectName(u"mnuHelp"_s);
-    return Entry(menu, "mnuAbout", u"About Quorvia..."_s);
+    return Entry(menu, "mnuAbout", Defined::tr("About Quorvia..."));
 }

@@ -2,9 +2,8 @@
 
 #include <QFontMetrics>
 
+#include "text/words.h"
 #include "ui/fonts.h"
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -16,32 +15,45 @@ QString NameOf(QChar::Script script)
 {
     const struct {
         QChar::Script script;
-        QString name;
+        const char* name;
     } names[] = {
-        {QChar::Script_Han, u"Chinese"_s},         {QChar::Script_Hiragana, u"Japanese"_s},
-        {QChar::Script_Katakana, u"Japanese"_s},   {QChar::Script_Bopomofo, u"Chinese"_s},
-        {QChar::Script_Hangul, u"Korean"_s},       {QChar::Script_Arabic, u"Arabic"_s},
-        {QChar::Script_Hebrew, u"Hebrew"_s},       {QChar::Script_Greek, u"Greek"_s},
-        {QChar::Script_Cyrillic, u"Cyrillic"_s},   {QChar::Script_Devanagari, u"Devanagari"_s},
-        {QChar::Script_Bengali, u"Bengali"_s},     {QChar::Script_Tamil, u"Tamil"_s},
-        {QChar::Script_Telugu, u"Telugu"_s},       {QChar::Script_Gujarati, u"Gujarati"_s},
-        {QChar::Script_Gurmukhi, u"Gurmukhi"_s},   {QChar::Script_Kannada, u"Kannada"_s},
-        {QChar::Script_Malayalam, u"Malayalam"_s}, {QChar::Script_Sinhala, u"Sinhala"_s},
-        {QChar::Script_Thai, u"Thai"_s},           {QChar::Script_Lao, u"Lao"_s},
-        {QChar::Script_Khmer, u"Khmer"_s},         {QChar::Script_Myanmar, u"Burmese"_s},
-        {QChar::Script_Tibetan, u"Tibetan"_s},     {QChar::Script_Ethiopic, u"Ethiopic"_s},
-        {QChar::Script_Georgian, u"Georgian"_s},   {QChar::Script_Armenian, u"Armenian"_s},
+        {QChar::Script_Han, QT_TRANSLATE_NOOP("Ours", "Chinese")},
+        {QChar::Script_Hiragana, QT_TRANSLATE_NOOP("Ours", "Japanese")},
+        {QChar::Script_Katakana, QT_TRANSLATE_NOOP("Ours", "Japanese")},
+        {QChar::Script_Bopomofo, QT_TRANSLATE_NOOP("Ours", "Chinese")},
+        {QChar::Script_Hangul, QT_TRANSLATE_NOOP("Ours", "Korean")},
+        {QChar::Script_Arabic, QT_TRANSLATE_NOOP("Ours", "Arabic")},
+        {QChar::Script_Hebrew, QT_TRANSLATE_NOOP("Ours", "Hebrew")},
+        {QChar::Script_Greek, QT_TRANSLATE_NOOP("Ours", "Greek")},
+        {QChar::Script_Cyrillic, QT_TRANSLATE_NOOP("Ours", "Cyrillic")},
+        {QChar::Script_Devanagari, QT_TRANSLATE_NOOP("Ours", "Devanagari")},
+        {QChar::Script_Bengali, QT_TRANSLATE_NOOP("Ours", "Bengali")},
+        {QChar::Script_Tamil, QT_TRANSLATE_NOOP("Ours", "Tamil")},
+        {QChar::Script_Telugu, QT_TRANSLATE_NOOP("Ours", "Telugu")},
+        {QChar::Script_Gujarati, QT_TRANSLATE_NOOP("Ours", "Gujarati")},
+        {QChar::Script_Gurmukhi, QT_TRANSLATE_NOOP("Ours", "Gurmukhi")},
+        {QChar::Script_Kannada, QT_TRANSLATE_NOOP("Ours", "Kannada")},
+        {QChar::Script_Malayalam, QT_TRANSLATE_NOOP("Ours", "Malayalam")},
+        {QChar::Script_Sinhala, QT_TRANSLATE_NOOP("Ours", "Sinhala")},
+        {QChar::Script_Thai, QT_TRANSLATE_NOOP("Ours", "Thai")},
+        {QChar::Script_Lao, QT_TRANSLATE_NOOP("Ours", "Lao")},
+        {QChar::Script_Khmer, QT_TRANSLATE_NOOP("Ours", "Khmer")},
+        {QChar::Script_Myanmar, QT_TRANSLATE_NOOP("Ours", "Burmese")},
+        {QChar::Script_Tibetan, QT_TRANSLATE_NOOP("Ours", "Tibetan")},
+        {QChar::Script_Ethiopic, QT_TRANSLATE_NOOP("Ours", "Ethiopic")},
+        {QChar::Script_Georgian, QT_TRANSLATE_NOOP("Ours", "Georgian")},
+        {QChar::Script_Armenian, QT_TRANSLATE_NOOP("Ours", "Armenian")},
     };
     for (const auto& row : names)
-        if (row.script == script) return row.name;
-    return u"a rare script"_s;
+        if (row.script == script) return Ours::tr(row.name);
+    return Ours::tr("a rare script");
 }
 
 /// "": no font is expected to have it, or all have.
 QString ScriptOf(char32_t c)
 {
     if (c < 0x80) return QString();
-    if (c >= kFirstEmoji && c <= kLastEmoji) return u"emoji"_s;
+    if (c >= kFirstEmoji && c <= kLastEmoji) return Ours::tr("emoji");
     const QChar::Script script = QChar::script(c);
     return script <= QChar::Script_Common ? QString() : NameOf(script);
 }

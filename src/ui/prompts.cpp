@@ -13,6 +13,7 @@
 
 #include "base/report.h"
 #include "text/qt_line.h"
+#include "text/words.h"
 #include "ui/control_map.h"
 
 using namespace Qt::StringLiterals;
@@ -140,7 +141,7 @@ void QtPrompts::CriticalBox(const QString& title, const QString& text, Cause cau
     if (mCritical) {
         ++mMoreErrors;
         mCritical->setInformativeText(
-            u"%1 more since then; all of them stand in the event log."_s.arg(mMoreErrors));
+            Ours::tr("%n more since then; all of them stand in the event log.", "errors", mMoreErrors));
         return;
     }
     mMoreErrors = 0;
@@ -172,14 +173,15 @@ bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint)
     box.setTextFormat(Qt::PlainText);
     box.setIcon(QMessageBox::Warning);
     box.setWindowTitle(QLatin1String(kAppTitle));
-    box.setText(u"Nobody vouches for the service at %1."_s.arg(InSentence(service)));
+    box.setText(Ours::tr("Nobody vouches for the service at %1.").arg(InSentence(service)));
     box.setInformativeText(
-        u"Its key has this fingerprint:\n\n%1\n\nTrust it only if the service's operator gave you the same "
-        u"one. "
-        "It is then remembered."_s.arg(fingerprint));
-    QPushButton* trust = box.addButton(u"&Trust this key"_s, QMessageBox::AcceptRole);
+        Ours::tr(
+            "Its key has this fingerprint:\n\n%1\n\nTrust it only if the service's operator gave you the "
+            "same one. It is then remembered.")
+            .arg(fingerprint));
+    QPushButton* trust = box.addButton(Ours::tr("&Trust this key"), QMessageBox::AcceptRole);
     trust->setObjectName(u"cmdTrust"_s);
-    QPushButton* refuse = box.addButton(u"&Do not connect"_s, QMessageBox::RejectRole);
+    QPushButton* refuse = box.addButton(Ours::tr("&Do not connect"), QMessageBox::RejectRole);
     refuse->setObjectName(u"cmdRefuse"_s);
     box.setDefaultButton(refuse);
     box.setEscapeButton(refuse);
@@ -231,7 +233,7 @@ QString QtPrompts::SaveFile(const QString& title, const QString& filterName, con
     SetFilter(dialog, filterName, patterns);
     dialog.setObjectName(u"saveFile"_s);
     dialog.setAcceptMode(QFileDialog::AcceptSave);  // asks before it overwrites
-    dialog.setLabelText(QFileDialog::LookIn, u"Save in:"_s);
+    dialog.setLabelText(QFileDialog::LookIn, Ours::tr("Save in:"));
     ShowColumnsWhole(dialog);
     dialog.setDefaultSuffix(defaultExtension);
     return RunDialog(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();

@@ -13,6 +13,7 @@
 #include "messaging/record_kinds.h"
 #include "settings/settings.h"
 #include "text/qt_line.h"
+#include "text/words.h"
 #include "ui/attendee_list.h"
 #include "ui/chat_view.h"
 #include "ui/status_panels.h"
@@ -75,8 +76,8 @@ void ServiceEvents::Do(const QString& fromHandle, const decision::BoardRecord& r
 void ServiceEvents::Do(const QString& fromHandle, const decision::FrameRate& rate)
 {
     if (!FlagSetting(mState, keys::kAllowRemoteView)) {
-        mStatus.Note(InSentence(fromHandle) +
-                     u" asked for another frame rate; your settings do not allow it."_s);
+        mStatus.Note(Ours::tr("%1 asked for another frame rate; your settings do not allow it.", "handle")
+                         .arg(InSentence(fromHandle)));
         return;
     }
     mState.gMeetingForm->Media().SetFrameRateSlider(rate.value);
@@ -95,7 +96,8 @@ void ServiceEvents::Do(const QString& fromHandle, const decision::ChatLine& line
 void ServiceEvents::NoteMissingScript(const QString& text)
 {
     const QString script = mMissingScript.In(text);
-    if (!script.isEmpty()) mStatus.Note(u"No font for %1 is installed."_s.arg(script));
+    if (!script.isEmpty())
+        mStatus.Note(Ours::tr("No font for %1 is installed.", "a script or its language").arg(script));
 }
 
 void ServiceEvents::mZUM_StatusChanged(const QString& userHandle, qint32 newStatus)

@@ -6,6 +6,8 @@
 
 #include "base/report.h"
 #include "text/qt_line.h"
+#include "text/said.h"
+#include "text/words.h"
 #include "whiteboard/zoom.h"
 #include "widgets/plain_text.h"
 #include "widgets/spoken.h"
@@ -63,20 +65,20 @@ const char* NameOf(Panel panel)
 MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStatusBar(parent), mState(state)
 {
     setObjectName(u"status"_s);
-    setAccessibleName(tr("Status"));
+    setAccessibleName(Ours::tr("Status"));
     setSizeGripEnabled(false);
     setAutoFillBackground(true);
-    mReady = Add("Ready", u"State of the whiteboard"_s, 0);
-    mOpen = Add("WBOpen", u"Time the whiteboard was opened"_s, 0);
-    mModified = Add("WBStatus", u"Last user to update the whiteboard"_s, 0);
-    mLink = Add("Link", u"Connection to the service"_s, 1);
+    mReady = Add("Ready", Ours::tr("State of the whiteboard"), 0);
+    mOpen = Add("WBOpen", Defined::tr("Time the whiteboard was opened"), 0);
+    mModified = Add("WBStatus", Defined::tr("Last user to update the whiteboard"), 0);
+    mLink = Add("Link", Ours::tr("Connection to the service"), 1);
     mZoom = Add("Zoom",
                 QCoreApplication::translate(
                     "MeetingStatusBar", "Size at which you see the whiteboard; Ctrl+0 shows it at its own"),
                 0);
     mZoom->hide();
-    mReady->setText(u"Zephyl Whiteboard: Ready"_s);
-    mModified->setText(u"Last Modified: (Not Modified) "_s);
+    mReady->setText(Defined::tr("Zephyl Whiteboard: Ready"));
+    mModified->setText(Defined::tr("Last Modified: (Not Modified) "));
     mNoteTime.setSingleShot(true);
     QObject::connect(&mNoteTime, &QTimer::timeout, this, [this] { ShowLink(); });
 }
@@ -129,9 +131,10 @@ void MeetingStatusBar::ShowNote(const QString& text, std::chrono::seconds time)
 void MeetingStatusBar::ShowLink(const LinkState& link)
 {
     if (!link.details.isEmpty() || !link.remark)
-        mDetails = link.details.isEmpty() ? u"Connection to the service"_s : OneLine(link.details);
+        mDetails =
+            link.details.isEmpty() ? Ours::tr("Connection to the service") : Said(OneLine(link.details));
     if (link.remark)
-        ShowNote(OneLine(link.text), kRemarkTime);
+        ShowNote(Said(OneLine(link.text)), kRemarkTime);
     else
         SetPanel(Panel::Link, OneLine(link.text));
 }
@@ -150,9 +153,10 @@ void MeetingStatusBar::SetInMeeting(bool in)
 
 QString MeetingStatusBar::LinkText() const
 {
-    if (mInMeeting) return mLinkText == QLatin1String(kNotInMeeting) ? QString() : mLinkText;
-    const QString none = QLatin1String(kNotInMeeting);
-    return mLinkText.isEmpty() || mLinkText == none ? none : Joined(none, mLinkText);
+    const bool nothing = mLinkText.isEmpty() || mLinkText == QLatin1String(kNotInMeeting);
+    if (mInMeeting) return nothing ? QString() : Said(mLinkText);
+    const QString none = Said(QLatin1String(kNotInMeeting));
+    return nothing ? none : Joined(none, Said(mLinkText));
 }
 
 /// A note never hides how the connection is, nor the other way round.

@@ -8,6 +8,7 @@
 #include "base/meeting_screens.h"
 #include "base/process_state.h"
 #include "contract/messenger_service.h"
+#include "text/words.h"
 
 class MeetingStatusBar : public QStatusBar, public StatusPanels {
 public:
@@ -35,7 +36,7 @@ private:
 
     ProcessState& mState;
     QLabel *mReady, *mOpen, *mModified, *mLink, *mZoom;
-    QString mLinkText, mNote, mDetails = QStringLiteral("Connection to the service");
+    QString mLinkText, mNote, mDetails = Ours::tr("Connection to the service");
     bool mInMeeting = true;
     QTimer mNoteTime;
 };

@@ -2,6 +2,8 @@
 
 #include <QPainter>
 
+#include "text/words.h"
+
 VideoPreview::VideoPreview(QWidget* parent) : QFrame(parent)
 {
     setFrameStyle(QFrame::Panel | QFrame::Sunken);
@@ -20,7 +22,7 @@ void VideoPreview::paintEvent(QPaintEvent* event)
     if (mPicture.isNull()) {
         painter.fillRect(rect(), QColor(0x40, 0x44, 0x4a));
         painter.setPen(QColor(0xb8, 0xbc, 0xc2));
-        painter.drawText(contentsRect(), Qt::AlignCenter, QStringLiteral("No picture"));
+        painter.drawText(contentsRect(), Qt::AlignCenter, Ours::tr("No picture", "of the camera"));
     } else {
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.drawImage(contentsRect(), mPicture);

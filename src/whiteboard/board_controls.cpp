@@ -6,6 +6,7 @@
 #include <QtMath>
 #include <algorithm>
 
+#include "text/words.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/board_input.h"
@@ -47,7 +48,7 @@ void LineControl::paintEvent(QPaintEvent*)
 PointerControl::PointerControl(ProcessState& state, QWidget* board) : QWidget(board), mState(state)
 {
     setObjectName(u"imgSelPointer"_s);
-    Speak(*this, {QAccessible::Graphic, tr("Pointer on the whiteboard")});
+    Speak(*this, {QAccessible::Graphic, Ours::tr("Pointer on the whiteboard")});
     setFixedSize(kPointerSide, kPointerSide);
     setMouseTracking(true);
     hide();
@@ -78,7 +79,7 @@ void PointerControl::mouseReleaseEvent(QMouseEvent* event)
 TextBox::TextBox(ProcessState& state, QWidget* board) : QPlainTextEdit(board), mState(state)
 {
     setObjectName(u"txtText"_s);
-    setAccessibleName(tr("Text for the whiteboard"));
+    setAccessibleName(Ours::tr("Text for the whiteboard"));
     setFrameStyle(QFrame::Box | QFrame::Plain);
     document()->setDocumentMargin(0);
     setViewportMargins(0, 0, 0, 0);

@@ -6,6 +6,7 @@
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "base/sending_room.h"
+#include "text/words.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/tool_commands.h"
@@ -156,7 +157,8 @@ void picDraw_Click(ProcessState& state)
                 state.gVideoX = tools.mLastX;
                 state.gVideoY = tools.mLastY;
                 if (!state.gCameraReady)
-                    state.gMeetingForm->Panels().Note(u"There is no camera: nobody sees a video of yours."_s);
+                    state.gMeetingForm->Panels().Note(
+                        Ours::tr("There is no camera: nobody sees a video of yours."));
                 return;
             case ToolKey::App:
                 if (tools.hooks.startSharingAt) tools.hooks.startSharingAt(tools.mLastX, tools.mLastY);

@@ -15,6 +15,7 @@
 #include "base/error_trap.h"
 #include "base/report.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/dropping.h"
@@ -83,7 +84,7 @@ BoardView::BoardView(ProcessState& state, QWidget* parent)
       mStraight(*this, state.ports.liveScreen)
 {
     setObjectName(u"picDraw"_s);
-    Speak(*this, {QAccessible::Canvas, tr("Whiteboard"), tr("F7 draws by keys")});
+    Speak(*this, {QAccessible::Canvas, Ours::tr("Whiteboard"), Ours::tr("F7 draws by keys")});
     setFixedSize(mZoom.ViewSize());
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
@@ -107,8 +108,8 @@ BoardBar* BoardView::MakeBar(const char* name, Qt::Orientation orientation, int 
 {
     auto* bar = new BoardBar(orientation, parentWidget(), boardExtent);
     bar->setObjectName(QLatin1String(name));
-    bar->setAccessibleName(orientation == Qt::Horizontal ? tr("Scroll the whiteboard sideways")
-                                                         : tr("Scroll the whiteboard up and down"));
+    bar->setAccessibleName(orientation == Qt::Horizontal ? Ours::tr("Scroll the whiteboard sideways")
+                                                         : Ours::tr("Scroll the whiteboard up and down"));
     return bar;
 }
 

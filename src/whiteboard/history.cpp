@@ -10,6 +10,7 @@
 #include "base/meeting_screens.h"
 #include "text/qt_line.h"
 #include "text/text_rules.h"
+#include "text/words.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
@@ -140,7 +141,8 @@ std::shared_ptr<const Tile> WBHistory::Keep(const QImage& image, int tile)
 
 QString LastModifiedText(const QString& userHandle, const QDateTime& when)
 {
-    return u"Last Modified: "_s + InSentence(userHandle) + u' ' + GeneralDate(when) + u' ';
+    return Defined::tr("Last Modified: %1 %2 ", "handle, time")
+        .arg(InSentence(userHandle), GeneralDate(when));
 }
 
 void ShowLastModified(ProcessState& state, const QString& userHandle, const QDateTime& when)

@@ -8,6 +8,7 @@
 #include "base/meeting_screens.h"
 #include "base/process_state.h"
 #include "base/report.h"
+#include "text/words.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_input.h"
 #include "widgets/spoken.h"
@@ -42,7 +43,7 @@ KeyCursor::KeyCursor(ProcessState& state, QWidget* board) : QWidget(board), mSta
     setObjectName(u"keyCursor"_s);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     resize(kSide, kSide);
-    Speak(*this, {QAccessible::Graphic, tr("Cursor on the whiteboard")});
+    Speak(*this, {QAccessible::Graphic, Ours::tr("Cursor on the whiteboard")});
     hide();
 }
 
@@ -61,7 +62,7 @@ void KeyCursor::Start(const QRect& seen)
     Place();
     raise();
     show();
-    Tell(tr("Drawing by keys: arrows move, Space presses and releases, Escape leaves. %1"));
+    Tell(Ours::tr("Drawing by keys: arrows move, Space presses and releases, Escape leaves. %1"));
 }
 
 void KeyCursor::Stop()
@@ -70,7 +71,7 @@ void KeyCursor::Stop()
     if (Down()) LoseRelease(mState);
     mOn = false;
     hide();
-    Tell(tr("Drawing by keys has ended"));
+    Tell(Ours::tr("Drawing by keys has ended"));
 }
 
 void KeyCursor::Place()
@@ -103,7 +104,7 @@ void KeyCursor::Move(QPoint by)
 {
     const float x = std::clamp(mAt.x + float(by.x()), 0.f, float(kBoardWidth - 1));
     const float y = std::clamp(mAt.y + float(by.y()), 0.f, float(kBoardHeight - 1));
-    if (x == mAt.x && y == mAt.y) return Tell(tr("Edge of the whiteboard. %1"));
+    if (x == mAt.x && y == mAt.y) return Tell(Ours::tr("Edge of the whiteboard. %1"));
     mAt = {x, y};
     if (Down()) picDraw_MouseMove(mState, MouseButton::Left, mAt);
     if (reveal) reveal(mAt);
@@ -121,7 +122,9 @@ void KeyCursor::PressOrRelease()
         picDraw_Click(mState);
     }
     update();
-    Tell(Down() ? tr("Pressed at %1") : wasDown ? tr("Released at %1") : tr("Clicked at %1"));
+    Tell(Down()    ? Ours::tr("Pressed at %1")
+         : wasDown ? Ours::tr("Released at %1")
+                   : Ours::tr("Clicked at %1"));
 }
 
 /// First what is being drawn, then the cursor.
@@ -130,7 +133,7 @@ void KeyCursor::Leave()
     if (!Down()) return Stop();
     LoseRelease(mState);
     update();
-    Tell(tr("Given up at %1"));
+    Tell(Ours::tr("Given up at %1"));
 }
 
 /// `text` has a place for the position.

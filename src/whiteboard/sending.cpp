@@ -3,6 +3,7 @@
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "messaging/record_kinds.h"
+#include "text/words.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
@@ -35,7 +36,8 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
     screen.Image().SetFontName(tools.TextFont().fontName);
     if (screen.TypedText().contains(QStringView(kFieldSeparator))) {
         state.gMeetingForm->Panels().Note(
-            u"The others see this text only up to \"|\u00A5|\", which separates fields on the way to them."_s);
+            Ours::tr("The others see this text only up to \"%1\", which separates fields on the way to them.")
+                .arg(QStringView(kFieldSeparator)));
     }
     for (const TextRecord& line :
          TextLines(screen.Image(), screen.TypedText(), {x, y}, tools.TextFont(), CurrentColor(tools))) {

@@ -8,6 +8,7 @@
 #include "base/meeting_screens.h"
 #include "messaging/record_kinds.h"
 #include "platform/clipboard.h"
+#include "text/words.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/history.h"
@@ -130,8 +131,8 @@ void Video(ProcessState& state)
 /// picture.
 QImage ChosenPicture(ProcessState& state)
 {
-    const QString file = state.ports.prompts->OpenFile(u"Insert Picture (Select File)"_s, u"Pictures"_s,
-                                                       {u"*.jpg"_s, u"*.bmp"_s});
+    const QString file = state.ports.prompts->OpenFile(Defined::tr("Insert Picture (Select File)"),
+                                                       Defined::tr("Pictures"), {u"*.jpg"_s, u"*.bmp"_s});
     if (file.isEmpty()) throw std::runtime_error("no picture was chosen");
     return LoadBoardPicture(file);
 }
@@ -147,7 +148,7 @@ bool Prepare(ProcessState& state, ToolKey key)
             const QImage pasted = state.ports.clipboard ? state.ports.clipboard->Picture() : QImage();
             if (pasted.isNull()) {
                 state.ports.prompts->Box(BoxIcon::Information, QLatin1String(kAppTitle),
-                                         u"There is no image on the clipboard."_s);
+                                         Defined::tr("There is no image on the clipboard."));
                 if (tools.mSelectedTool != ToolKey::None) tools.Press(tools.mSelectedTool);
                 return false;
             }
@@ -242,7 +243,7 @@ void SelectTextFont(ProcessState& state)
     const QString drawn = DrawnFamily(look.fontName);
     const FontChoice now{drawn,       double(look.points), look.bold,
                          look.italic, look.strikethrough,  look.underline};
-    const FontChoice chosen = state.ports.prompts->SelectFont(u"Select Font"_s, now);
+    const FontChoice chosen = state.ports.prompts->SelectFont(Defined::tr("Select Font"), now);
     const QString name = chosen.name == drawn ? look.fontName : chosen.name;
     look = {name, float(chosen.size), chosen.bold, chosen.italic, chosen.strikethrough, chosen.underline};
     PressParent(state, ToolKey::Text);
@@ -263,8 +264,8 @@ void tool_ButtonMenuClick(ProcessState& state, ToolKey parent, const QString& ke
 void mnuSaveFile_Click(ProcessState& state)
 {
     Trapped(state, "mnuSaveFile_Click", [&] {
-        const QString name = state.ports.prompts->SaveFile(u"Save Meeting Image"_s, u"Meeting Images"_s,
-                                                           {u"*.jpg"_s}, u"jpg"_s);
+        const QString name = state.ports.prompts->SaveFile(
+            Defined::tr("Save Meeting Image"), Defined::tr("Meeting Images"), {u"*.jpg"_s}, u"jpg"_s);
         if (name.isEmpty()) return;
         if (state.ports.waits) state.ports.waits->LetEventsRun();
         WriteFile(name, AsBitmap(state.gWBBuffer->PictureOf(state.gWBBuffer->Index())));

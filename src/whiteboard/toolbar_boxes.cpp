@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <utility>
 
+#include "text/words.h"
 #include "whiteboard/board.h"
 #include "whiteboard/whiteboard_tools.h"
 #include "widgets/spoken.h"
@@ -42,10 +43,10 @@ void DrawBorder(QPainter& painter, const QWidget& box, bool bordered)
 QString ColourName(int index)
 {
     const QString names[] = {
-        QObject::tr("White"),  QObject::tr("Black"),   QObject::tr("Light grey"), QObject::tr("Grey"),
-        QObject::tr("Maroon"), QObject::tr("Red"),     QObject::tr("Brown"),      QObject::tr("Orange"),
-        QObject::tr("Green"),  QObject::tr("Lime"),    QObject::tr("Olive"),      QObject::tr("Yellow"),
-        QObject::tr("Purple"), QObject::tr("Magenta"), QObject::tr("Navy"),       QObject::tr("Blue"),
+        Ours::tr("White"),  Ours::tr("Black"),   Ours::tr("Light grey"), Ours::tr("Grey"),
+        Ours::tr("Maroon"), Ours::tr("Red"),     Ours::tr("Brown"),      Ours::tr("Orange"),
+        Ours::tr("Green"),  Ours::tr("Lime"),    Ours::tr("Olive"),      Ours::tr("Yellow"),
+        Ours::tr("Purple"), Ours::tr("Magenta"), Ours::tr("Navy"),       Ours::tr("Blue"),
     };
     return names[index];
 }
@@ -81,7 +82,7 @@ WidthBox::WidthBox(int index, QWidget* parent)
     : QAbstractButton(parent), mWidth(kLineWidths[std::size_t(index)])
 {
     setObjectName(u"picLineWidth_%1"_s.arg(index));
-    Describe(*this, tr("Line width %1").arg(mWidth), mBordered);
+    Describe(*this, Ours::tr("Line width %1").arg(mWidth), mBordered);
 }
 
 void WidthBox::SetBordered(bool bordered)

@@ -10,6 +10,7 @@
 #include <QToolButton>
 #include <algorithm>
 
+#include "text/words.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
 #include "whiteboard/shapes.h"
@@ -25,9 +26,11 @@ namespace {
 
 constexpr int kPaletteColumns = 8;
 constexpr int kWidthColumns = 2;
-constexpr int kCaptionHeight = 11;  // pixels: all buttons fit into the smallest window, 680 wide
-constexpr int kCaptionRoom = 8;     // beside a caption
-constexpr int kArrowRoom = 12;      // of a drop-down
+constexpr int kCaptionHeight = 11;   // pixels
+constexpr int kCaptionRoom = 8;      // beside a caption
+constexpr int kTightCaption = 3;     // the same where captions are long
+constexpr int kSmallestWidth = 680;  // of the window: all buttons fit into it
+constexpr int kArrowRoom = 12;       // of a drop-down
 constexpr int kNarrowestButton = 36;
 
 /// Pressed, it wears the desktop's mark of a selection, whatever the mouse does: the toolkit's own shade can
@@ -91,15 +94,35 @@ void Introduce(QToolButton& button, ToolKey key)
 }
 
 /// Room for every caption that the button may show, so that its neighbours never move.
-int WidthFor(const QToolButton& button, ToolKey key)
+int WidthFor(const QToolButton& button, ToolKey key, int room)
 {
     const QFontMetrics metrics(button.font());
     int text = metrics.horizontalAdvance(button.text());
-    if (!button.menu()) return std::max(kNarrowestButton, text + kCaptionRoom);
+    if (!button.menu()) return std::max(kNarrowestButton, text + room);
     if (key != ToolKey::Text)  // keeps its own
         for (const QAction* entry : button.menu()->actions())
             text = std::max(text, metrics.horizontalAdvance(entry->text()));
-    return std::max(kNarrowestButton, text + kCaptionRoom) + kArrowRoom;
+    return std::max(kNarrowestButton, text + room) + kArrowRoom;
+}
+
+/// What buttons and entries are called. The keys themselves are stored and sent.
+constexpr const char* kShownNames[] = {
+    QT_TRANSLATE_NOOP("Defined", "Erase"),  QT_TRANSLATE_NOOP("Defined", "Draw"),
+    QT_TRANSLATE_NOOP("Defined", "Shape"),  QT_TRANSLATE_NOOP("Defined", "Text"),
+    QT_TRANSLATE_NOOP("Defined", "Paste"),  QT_TRANSLATE_NOOP("Defined", "File"),
+    QT_TRANSLATE_NOOP("Defined", "App"),    QT_TRANSLATE_NOOP("Defined", "Video"),
+    QT_TRANSLATE_NOOP("Defined", "Undo"),   QT_TRANSLATE_NOOP("Defined", "Redo"),
+    QT_TRANSLATE_NOOP("Defined", "Clear"),  QT_TRANSLATE_NOOP("Defined", "Exit"),
+    QT_TRANSLATE_NOOP("Defined", "Pen"),    QT_TRANSLATE_NOOP("Defined", "Line"),
+    QT_TRANSLATE_NOOP("Defined", "Point"),  QT_TRANSLATE_NOOP("Defined", "Box"),
+    QT_TRANSLATE_NOOP("Defined", "Circle"),
+};
+
+QString ShownName(const QString& key)
+{
+    for (const char* name : kShownNames)
+        if (key == QLatin1String(name)) return Defined::tr(name);
+    return key;
 }
 
 template <class Range, class Name>
@@ -121,7 +144,7 @@ struct ToolbarView::ButtonRow {
 ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent), mState(state)
 {
     setObjectName(u"tool"_s);
-    Speak(*this, {QAccessible::ToolBar, tr("Whiteboard tools")});
+    Speak(*this, {QAccessible::ToolBar, Ours::tr("Whiteboard tools")});
     setAutoFillBackground(true);  // the board scrolls under it
     setContextMenuPolicy(Qt::NoContextMenu);
     QFont small = font();
@@ -131,24 +154,27 @@ ToolbarView::ToolbarView(ProcessState& state, QWidget* parent) : QWidget(parent)
     row->setContentsMargins(2, 1, 2, 1);
     row->setSpacing(0);
     AddButton(*row, {ToolKey::Erase, ""});
-    AddButton(*row, {ToolKey::Draw, QT_TR_NOOP("Use the Draw tool"), NamesOf(kDrawTools, DrawToolName)});
+    AddButton(*row, {ToolKey::Draw, QT_TRANSLATE_NOOP("Defined", "Use the Draw tool"),
+                     NamesOf(kDrawTools, DrawToolName)});
     AddButton(*row,
-              {ToolKey::Shape, QT_TR_NOOP("Use the Shape tool"),
+              {ToolKey::Shape, QT_TRANSLATE_NOOP("Defined", "Use the Shape tool"),
                NamesOf(Shapes(), [](const Shape& shape) { return QString(QLatin1String(shape.name)); })});
-    AddButton(*row, {ToolKey::Text, QT_TR_NOOP("Use the Text tool"), {u"Font"_s}});
-    AddButton(*row, {ToolKey::Paste, QT_TR_NOOP("Paste an image from the clipboard")});
-    AddButton(*row, {ToolKey::File, QT_TR_NOOP("Insert an image from a file")});
+    AddButton(*row, {ToolKey::Text, QT_TRANSLATE_NOOP("Defined", "Use the Text tool"), {u"Font"_s}});
+    AddButton(*row, {ToolKey::Paste, QT_TRANSLATE_NOOP("Defined", "Paste an image from the clipboard")});
+    AddButton(*row, {ToolKey::File, QT_TRANSLATE_NOOP("Defined", "Insert an image from a file")});
     AddSeparator(*row);
-    AddButton(*row, {ToolKey::App, QT_TR_NOOP("Insert image of a currently running application")});
-    AddButton(*row, {ToolKey::Video, QT_TR_NOOP("Insert Video Stream")});
+    AddButton(*row, {ToolKey::App,
+                     QT_TRANSLATE_NOOP("Defined", "Insert image of a currently running application")});
+    AddButton(*row, {ToolKey::Video, QT_TRANSLATE_NOOP("Defined", "Insert Video Stream")});
     row->addWidget(MakePalette());
-    AddButton(*row, {ToolKey::Undo, QT_TR_NOOP("Undo last change to the whiteboard")});
-    AddButton(*row, {ToolKey::Redo, QT_TR_NOOP("Redo last change to the whiteboard")});
+    AddButton(*row, {ToolKey::Undo, QT_TRANSLATE_NOOP("Defined", "Undo last change to the whiteboard")});
+    AddButton(*row, {ToolKey::Redo, QT_TRANSLATE_NOOP("Defined", "Redo last change to the whiteboard")});
     row->addWidget(MakeWidths());
-    AddButton(*row, {ToolKey::Clear, QT_TR_NOOP("Clear the whiteboard")});
+    AddButton(*row, {ToolKey::Clear, QT_TRANSLATE_NOOP("Defined", "Clear the whiteboard")});
     AddSeparator(*row);
-    AddButton(*row, {ToolKey::Exit, QT_TR_NOOP("Exit Program")});
+    AddButton(*row, {ToolKey::Exit, QT_TRANSLATE_NOOP("Defined", "Exit Program")});
     row->addStretch();
+    FitCaptions();
     for (QWidget* item : mItems) {
         item->setFocusPolicy(Qt::NoFocus);
         item->installEventFilter(this);
@@ -166,15 +192,33 @@ void ToolbarView::AddButton(QBoxLayout& row, const ButtonRow& wanted)
     button->setIconSize({kIconSide, kIconSide});
     button->setAutoRaise(true);
     button->setCheckable(IsTool(wanted.key));
-    button->setText(ToolName(wanted.key));
-    if (*wanted.tooltip) button->setToolTip(tr(wanted.tooltip));
+    button->setText(ShownName(ToolName(wanted.key)));
+    if (*wanted.tooltip) button->setToolTip(Defined::tr(wanted.tooltip));
     connect(button, &QToolButton::clicked, this, [this, key = wanted.key] { tool_ButtonClick(mState, key); });
     AddEntries(*button, wanted);
     Introduce(*button, wanted.key);
-    button->setFixedWidth(WidthFor(*button, wanted.key));
+    button->setFixedWidth(WidthFor(*button, wanted.key, kCaptionRoom));
     row.addWidget(button);
     mButtons[wanted.key] = button;
     mItems.push_back(button);
+}
+
+/// Longer words than those that the toolbar was drawn for stand closer together, then narrower.
+void ToolbarView::FitCaptions()
+{
+    int room = kCaptionRoom, stretch = QFont::Unstretched;
+    while (sizeHint().width() > kSmallestWidth && stretch > QFont::ExtraCondensed) {
+        if (room > kTightCaption)
+            --room;
+        else
+            --stretch;
+        for (const auto& [key, button] : mButtons) {
+            QFont font = button->font();
+            font.setStretch(stretch);
+            button->setFont(font);
+            button->setFixedWidth(WidthFor(*button, key, room));
+        }
+    }
 }
 
 void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
@@ -182,7 +226,8 @@ void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
     if (wanted.entries.isEmpty()) return;
     auto* menu = new QMenu(&button);
     for (const QString& key : wanted.entries) {
-        QAction* action = menu->addAction(wanted.key == ToolKey::Text ? tr("Font...") : key);
+        QAction* action =
+            menu->addAction(wanted.key == ToolKey::Text ? Defined::tr("Font...") : ShownName(key));
         action->setObjectName(u"entry_"_s + key);
         action->setData(key);
         connect(action, &QAction::triggered, this,
@@ -195,7 +240,7 @@ void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
 QWidget* ToolbarView::MakePalette()
 {
     auto* frame = Named<QFrame>(this, "framePalette");
-    Speak(*frame, {QAccessible::Grouping, tr("Colours")});
+    Speak(*frame, {QAccessible::Grouping, Ours::tr("Colours")});
     auto* grid = new QGridLayout(frame);
     grid->setContentsMargins(3, 0, 3, 0);
     grid->setSpacing(0);
@@ -211,7 +256,7 @@ QWidget* ToolbarView::MakePalette()
 QWidget* ToolbarView::MakeWidths()
 {
     auto* frame = Named<QFrame>(this, "frameLineWidth");
-    Speak(*frame, {QAccessible::Grouping, tr("Line widths")});
+    Speak(*frame, {QAccessible::Grouping, Ours::tr("Line widths")});
     auto* grid = new QGridLayout(frame);
     grid->setContentsMargins(3, 0, 3, 0);
     grid->setSpacing(0);
@@ -242,7 +287,7 @@ void ToolbarView::ShowTools()
     const auto show = [this](ToolKey key, const QString& sub, QString& shown) {
         if (shown == sub) return;
         shown = sub;
-        Button(key)->setText(sub);
+        Button(key)->setText(ShownName(sub));
         Button(key)->setIcon(ToolIcon(sub, palette()));
     };
     show(ToolKey::Draw, DrawToolName(mTools.mDrawTool), mDrawShown);

@@ -40,6 +40,7 @@ protected:
 private:
     struct ButtonRow;
     void AddButton(QBoxLayout& row, const ButtonRow& button);
+    void FitCaptions();
     void AddEntries(QToolButton& button, const ButtonRow& row);
     QWidget* MakePalette();
     QWidget* MakeWidths();

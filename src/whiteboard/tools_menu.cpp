@@ -2,37 +2,39 @@
 
 #include "base/meeting_screens.h"
 #include "base/process_state.h"
+#include "text/words.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
 
 using namespace Qt::StringLiterals;
 
-ToolsMenu::ToolsMenu(ProcessState& state, QWidget* parent) : QMenu(tr("&Tools"), parent), mState(state)
+ToolsMenu::ToolsMenu(ProcessState& state, QWidget* parent)
+    : QMenu(Defined::tr("&Tools"), parent), mState(state)
 {
     setObjectName(u"mnuTools"_s);
     const auto command = [this](const char* name, const QString& caption, ToolKey key) {
         connect(Add(name, caption), &QAction::triggered, this,
                 [this, key] { tool_ButtonClick(mState, key); });
     };
-    command("mnuClear", tr("C&lear Whiteboard"), ToolKey::Clear);
-    AddTool(ToolKey::Erase, tr("&Erase Tool"));
-    AddTool(ToolKey::Draw, tr("&Draw Tool"));
-    AddTool(ToolKey::Shape, tr("&Shape Tool"));
-    AddTool(ToolKey::Text, tr("&Text Tool"));
-    AddTool(ToolKey::Paste, tr("&Paste Tool"));
-    AddTool(ToolKey::App, tr("&App Tool"));
-    AddTool(ToolKey::Video, tr("&Video Tool"));
-    AddTool(ToolKey::File, tr("&File Tool"));
+    command("mnuClear", Defined::tr("C&lear Whiteboard"), ToolKey::Clear);
+    AddTool(ToolKey::Erase, Defined::tr("&Erase Tool"));
+    AddTool(ToolKey::Draw, Defined::tr("&Draw Tool"));
+    AddTool(ToolKey::Shape, Defined::tr("&Shape Tool"));
+    AddTool(ToolKey::Text, Defined::tr("&Text Tool"));
+    AddTool(ToolKey::Paste, Defined::tr("&Paste Tool"));
+    AddTool(ToolKey::App, Defined::tr("&App Tool"));
+    AddTool(ToolKey::Video, Defined::tr("&Video Tool"));
+    AddTool(ToolKey::File, Defined::tr("&File Tool"));
     addSeparator();
-    connect(Add("mnuFont", tr("Select &Font...")), &QAction::triggered, this,
+    connect(Add("mnuFont", Defined::tr("Select &Font...")), &QAction::triggered, this,
             [this] { tool_ButtonMenuClick(mState, ToolKey::Text, u"Font"_s); });
     addSeparator();
-    command("mnuUndo", tr("&Undo"), ToolKey::Undo);
-    command("mnuRedo", tr("&Redo"), ToolKey::Redo);
+    command("mnuUndo", Defined::tr("&Undo"), ToolKey::Undo);
+    command("mnuRedo", Defined::tr("&Redo"), ToolKey::Redo);
     addSeparator();
-    connect(Add("mnuSaveFile", tr("&Save to File...")), &QAction::triggered, this,
+    connect(Add("mnuSaveFile", Defined::tr("&Save to File...")), &QAction::triggered, this,
             [this] { mnuSaveFile_Click(mState); });
-    connect(Add("mnuCopy", tr("&Copy to Clipboard")), &QAction::triggered, this,
+    connect(Add("mnuCopy", Defined::tr("&Copy to Clipboard")), &QAction::triggered, this,
             [this] { mnuCopy_Click(mState); });
 }
 

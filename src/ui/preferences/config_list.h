@@ -13,6 +13,7 @@ class QPushButton;
 
 class ConfigList final : public QWidget {
     Q_DECLARE_TR_FUNCTIONS(ConfigList)
+    Q_DECLARE_TR_FUNCTIONS(ConfigList)
 public:
     ConfigList(ProcessState& state, PreferenceDraft& draft, bool inMeeting, QWidget* parent);
 

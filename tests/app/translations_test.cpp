@@ -1,0 +1,100 @@
+// That every text of the windows is translated, and that a translation keeps what its text promises.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QXmlStreamReader>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kSource = QStringLiteral(QUORVIA_SOURCE);
+
+struct Message {
+    QString context, source, type;
+    QStringList translations;  // several for a count
+};
+
+QList<Message> Read(const QString& path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    QXmlStreamReader xml(&file);
+    QList<Message> messages;
+    QString context;
+    bool counts = false;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement) continue;
+        if (xml.name() == u"name") context = xml.readElementText();
+        if (xml.name() == u"message") {
+            messages.append({context, {}, {}, {}});
+            counts = xml.attributes().hasAttribute(u"numerus"_s);
+        }
+        if (xml.name() == u"source") messages.last().source = xml.readElementText();
+        if (xml.name() == u"translation") {
+            messages.last().type = xml.attributes().value(u"type"_s).toString();
+            if (!counts) messages.last().translations = {xml.readElementText()};
+        }
+        if (xml.name() == u"numerusform") messages.last().translations += xml.readElementText();
+    }
+    EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
+    return messages;
+}
+
+/// Places for arguments in any order, the end, blanks around, and whether a letter is underlined.
+std::string Promises(const QString& text)
+{
+    static const QRegularExpression place(u"%(\\d|n)"_s), end(u"(\\.\\.\\.|[.:?!])?\\s*$"_s),
+        letter(u"&\\w"_s);
+    QStringList kept;
+    for (auto found = place.globalMatch(text); found.hasNext();) kept += found.next().captured();
+    kept.sort();
+    kept += end.match(text).captured();
+    kept += text.startsWith(u' ') ? u"blank"_s : QString();
+    kept += letter.match(text).hasMatch() ? u"letter"_s : QString();
+    kept += QString::number(text.count(u'\n'));
+    return kept.join(u'|').toStdString();
+}
+
+}  // namespace
+
+TEST(Translations, LackNothingAndHoldNothingThatIsGone)
+{
+    const QTemporaryDir folder;
+    const QDir translations(kSource + u"/translations"_s);
+    const QStringList files = translations.entryList({u"*.ts"_s});
+    EXPECT_FALSE(files.isEmpty());
+    for (const QString& file : files) {
+        const QString copy = folder.filePath(file);
+        ASSERT_TRUE(QFile::copy(translations.filePath(file), copy));
+        QProcess lupdate;
+        lupdate.setProcessChannelMode(QProcess::MergedChannels);
+        lupdate.start(QStringLiteral(QUORVIA_LUPDATE),
+                      {u"-silent"_s, u"-locations"_s, u"none"_s, u"-extensions"_s, u"cpp,h"_s, u"-I"_s,
+                       kSource + u"/src"_s, kSource + u"/src"_s, u"-ts"_s, copy});
+        ASSERT_TRUE(lupdate.waitForFinished(60'000));
+        // A class without the macro asks for its translations under the name of another.
+        EXPECT_EQ(lupdate.readAll().toStdString(), "");
+        for (const Message& message : Read(copy))
+            EXPECT_EQ(message.type.toStdString(), "")
+                << message.context.toStdString() << ": " << message.source.toStdString();
+    }
+}
+
+TEST(Translations, KeepArgumentsLettersAndEnds)
+{
+    const QDir translations(kSource + u"/translations"_s);
+    for (const QString& file : translations.entryList({u"*.ts"_s}))
+        for (const Message& message : Read(translations.filePath(file)))
+            for (const QString& text : message.translations) {
+                // Of several, those for a fixed count may spell it out.
+                const bool spelt = message.translations.size() > 1 && !text.contains(u"%n"_s);
+                EXPECT_EQ(Promises(text),
+                          Promises(spelt ? QString(message.source).remove(u"%n "_s) : message.source))
+                    << message.source.toStdString();
+            }
+}

@@ -1,0 +1,1583 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de_DE" sourcelanguage="en">
+<context>
+    <name>Defined</name>
+    <message>
+        <source>Quorvia failed to load. You may need to re-install Quorvia.</source>
+        <translation>Quorvia konnte nicht geladen werden. Möglicherweise muss Quorvia neu installiert werden.</translation>
+    </message>
+    <message>
+        <source>%1 Error</source>
+        <comment>caption</comment>
+        <translation>%1 – Fehler</translation>
+    </message>
+    <message>
+        <source>%1 Critical Error: %2</source>
+        <translation>Schwerer Fehler in %1: %2</translation>
+    </message>
+    <message>
+        <source>(Desktop)</source>
+        <translation>(Ganzer Bildschirm)</translation>
+    </message>
+    <message>
+        <source>(No Video)</source>
+        <translation>(Kein Video)</translation>
+    </message>
+    <message>
+        <source>%1 - Video Settings</source>
+        <translation>%1 – Videoeinstellungen</translation>
+    </message>
+    <message>
+        <source>%1 cannot locate your video camera or software.</source>
+        <translation>%1 findet weder Ihre Kamera noch deren Software.</translation>
+    </message>
+    <message>
+        <source>The maximum Frame Rate in HTTP mode is %1 fps.</source>
+        <translation>Im HTTP-Betrieb sind höchstens %1 Bilder pro Sekunde möglich.</translation>
+    </message>
+    <message>
+        <source>Res:%1x%2</source>
+        <comment>width, height</comment>
+        <translation>Bild:%1x%2</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>%1 - Enter Meeting</source>
+        <translation>%1 – Besprechung betreten</translation>
+    </message>
+    <message>
+        <source>More &lt;&lt;</source>
+        <translation>Mehr &lt;&lt;</translation>
+    </message>
+    <message>
+        <source>More &gt;&gt;</source>
+        <translation>Mehr &gt;&gt;</translation>
+    </message>
+    <message>
+        <source>Please enter your handle.</source>
+        <translation>Bitte geben Sie Ihren Benutzernamen ein.</translation>
+    </message>
+    <message>
+        <source>Send Password!</source>
+        <translation>Passwort senden!</translation>
+    </message>
+    <message>
+        <source>Configuration:</source>
+        <translation>Konfiguration:</translation>
+    </message>
+    <message>
+        <source>Meeting Information</source>
+        <translation>Besprechung</translation>
+    </message>
+    <message>
+        <source>&amp;Join Existing Meeting</source>
+        <translation>An Besprechung &amp;teilnehmen</translation>
+    </message>
+    <message>
+        <source>Start &amp;New Meeting</source>
+        <translation>&amp;Neue Besprechung beginnen</translation>
+    </message>
+    <message>
+        <source>&amp;Handle:</source>
+        <translation>&amp;Benutzername:</translation>
+    </message>
+    <message>
+        <source>&amp;Password:</source>
+        <translation>&amp;Passwort:</translation>
+    </message>
+    <message>
+        <source>&amp;Meeting Code:</source>
+        <translation>&amp;Code:</translation>
+    </message>
+    <message>
+        <source>Choose current configuration</source>
+        <translation>Konfiguration wählen</translation>
+    </message>
+    <message>
+        <source>&amp;Default</source>
+        <translation>&amp;Standard</translation>
+    </message>
+    <message>
+        <source>Set as default configuration</source>
+        <translation>Als Standardkonfiguration festlegen</translation>
+    </message>
+    <message>
+        <source>Protocol:</source>
+        <translation>Protokoll:</translation>
+    </message>
+    <message>
+        <source>Host&amp;name:</source>
+        <translation>&amp;Rechner:</translation>
+    </message>
+    <message>
+        <source>Advanced Options</source>
+        <translation>Erweiterte Optionen</translation>
+    </message>
+    <message>
+        <source>Choose login options</source>
+        <translation>Weitere Optionen der Anmeldung</translation>
+    </message>
+    <message>
+        <source>Click here to Exit</source>
+        <translation>Hier klicken, um abzubrechen</translation>
+    </message>
+    <message>
+        <source>Enter</source>
+        <translation>Beitreten</translation>
+    </message>
+    <message>
+        <source>Click here to login to Zephyl</source>
+        <translation>Hier klicken, um sich bei Zephyl anzumelden</translation>
+    </message>
+    <message>
+        <source>The Meeting Code must be between 6 and 20 characters.</source>
+        <translation>Der Besprechungscode muss 6 bis 20 Zeichen lang sein.</translation>
+    </message>
+    <message>
+        <source>The Meeting Code must consist of letters and numbers only.</source>
+        <translation>Der Besprechungscode darf nur aus Buchstaben von A bis Z und Ziffern bestehen.</translation>
+    </message>
+    <message>
+        <source>The password for &apos;%1&apos; has been sent to &apos;%2&apos;.</source>
+        <comment>handle, mail address</comment>
+        <translation>Das Passwort für „%1“ wurde an „%2“ gesendet.</translation>
+    </message>
+    <message>
+        <source>The user &apos;%1&apos; could not be found. Please make sure you entered the handle correctly.</source>
+        <translation>Der Benutzer „%1“ wurde nicht gefunden. Bitte prüfen Sie, ob der Benutzername richtig geschrieben ist.</translation>
+    </message>
+    <message>
+        <source>Unable to join meeting. This user does not have meeting permissions.</source>
+        <translation>Teilnahme nicht möglich. Dieser Benutzer darf an keiner Besprechung teilnehmen.</translation>
+    </message>
+    <message>
+        <source>Unable to create meeting. This meeting code may be in use. Try another meeting code.</source>
+        <translation>Die Besprechung kann nicht begonnen werden. Vielleicht ist der Besprechungscode schon vergeben. Versuchen Sie es mit einem anderen.</translation>
+    </message>
+    <message>
+        <source>Unable to join meeting. The meeting code was not found. Make sure your meeting code is correct.</source>
+        <translation>Teilnahme nicht möglich. Der Besprechungscode wurde nicht gefunden. Bitte prüfen Sie, ob er richtig ist.</translation>
+    </message>
+    <message>
+        <source>%1 Login</source>
+        <comment>caption of the login dialog</comment>
+        <translation>%1 – Anmeldung</translation>
+    </message>
+    <message>
+        <source>Restore chat bar</source>
+        <translation>Chatleiste zeigen</translation>
+    </message>
+    <message>
+        <source>Hide chat bar</source>
+        <translation>Chatleiste ausblenden</translation>
+    </message>
+    <message>
+        <source>About %1</source>
+        <translation>Über %1</translation>
+    </message>
+    <message>
+        <source>Version %1</source>
+        <translation>Version %1</translation>
+    </message>
+    <message>
+        <source>System Information Is Unavailable At This Time</source>
+        <translation>Systeminformationen sind zurzeit nicht verfügbar</translation>
+    </message>
+    <message>
+        <source>Video input window</source>
+        <translation>Bild Ihrer Kamera</translation>
+    </message>
+    <message>
+        <source>&amp;Talk</source>
+        <translation>&amp;Reden</translation>
+    </message>
+    <message>
+        <source>Res: 160x120</source>
+        <translation>Bild: 160x120</translation>
+    </message>
+    <message>
+        <source>image quality</source>
+        <translation>Bildqualität</translation>
+    </message>
+    <message>
+        <source>Adjust Image Quality</source>
+        <translation>Bildqualität einstellen</translation>
+    </message>
+    <message>
+        <source>frames/sec</source>
+        <translation>Bilder/s</translation>
+    </message>
+    <message>
+        <source>Adjust Frame Rate</source>
+        <translation>Bildrate einstellen</translation>
+    </message>
+    <message>
+        <source>Meeting Attendees</source>
+        <translation>Teilnehmer</translation>
+    </message>
+    <message>
+        <source>Users currently in Session</source>
+        <translation>Wer gerade in der Besprechung ist</translation>
+    </message>
+    <message>
+        <source>Enter your message here</source>
+        <translation>Hier Ihre Nachricht eingeben</translation>
+    </message>
+    <message>
+        <source>Send a message the selected user/buddy</source>
+        <translation>Nachricht an die Teilnehmer senden</translation>
+    </message>
+    <message>
+        <source>Send</source>
+        <translation>Senden</translation>
+    </message>
+    <message>
+        <source>&amp;Whisper</source>
+        <translation>&amp;Flüstern</translation>
+    </message>
+    <message>
+        <source>Chat Window</source>
+        <translation>Chat</translation>
+    </message>
+    <message>
+        <source>Meeting started: %1</source>
+        <translation>Besprechung begonnen: %1</translation>
+    </message>
+    <message>
+        <source>&amp;Meeting</source>
+        <translation>&amp;Besprechung</translation>
+    </message>
+    <message>
+        <source>&amp;New Meeting...</source>
+        <translation>&amp;Neue Besprechung...</translation>
+    </message>
+    <message>
+        <source>E&amp;xit</source>
+        <translation>&amp;Beenden</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>&amp;Hilfe</translation>
+    </message>
+    <message>
+        <source>About Quorvia...</source>
+        <translation>Über Quorvia...</translation>
+    </message>
+    <message>
+        <source>Time the whiteboard was opened</source>
+        <translation>Seit wann das Whiteboard offen ist</translation>
+    </message>
+    <message>
+        <source>Last user to update the whiteboard</source>
+        <translation>Wer das Whiteboard zuletzt geändert hat</translation>
+    </message>
+    <message>
+        <source>Zephyl Whiteboard: Ready</source>
+        <translation>Zephyl-Whiteboard: bereit</translation>
+    </message>
+    <message>
+        <source>Last Modified: (Not Modified) </source>
+        <translation>Zuletzt geändert: (unverändert) </translation>
+    </message>
+    <message>
+        <source>Last Modified: %1 %2 </source>
+        <comment>handle, time</comment>
+        <translation>Zuletzt geändert: %1 %2 </translation>
+    </message>
+    <message>
+        <source>Insert Picture (Select File)</source>
+        <translation>Bild einfügen (Datei wählen)</translation>
+    </message>
+    <message>
+        <source>Pictures</source>
+        <translation>Bilder</translation>
+    </message>
+    <message>
+        <source>There is no image on the clipboard.</source>
+        <translation>In der Zwischenablage ist kein Bild.</translation>
+    </message>
+    <message>
+        <source>Select Font</source>
+        <translation>Schriftart wählen</translation>
+    </message>
+    <message>
+        <source>Save Meeting Image</source>
+        <translation>Bild der Besprechung speichern</translation>
+    </message>
+    <message>
+        <source>Meeting Images</source>
+        <translation>Bilder von Besprechungen</translation>
+    </message>
+    <message>
+        <source>Erase</source>
+        <translation>Radieren</translation>
+    </message>
+    <message>
+        <source>Draw</source>
+        <translation>Stift</translation>
+    </message>
+    <message>
+        <source>Shape</source>
+        <translation>Form</translation>
+    </message>
+    <message>
+        <source>Text</source>
+        <translation>Text</translation>
+    </message>
+    <message>
+        <source>Paste</source>
+        <translation>Einfügen</translation>
+    </message>
+    <message>
+        <source>File</source>
+        <translation>Datei</translation>
+    </message>
+    <message>
+        <source>App</source>
+        <translation>App</translation>
+    </message>
+    <message>
+        <source>Video</source>
+        <translation>Video</translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation>Zurück</translation>
+    </message>
+    <message>
+        <source>Redo</source>
+        <translation>Vor</translation>
+    </message>
+    <message>
+        <source>Clear</source>
+        <translation>Leeren</translation>
+    </message>
+    <message>
+        <source>Exit</source>
+        <translation>Ende</translation>
+    </message>
+    <message>
+        <source>Pen</source>
+        <translation>Stift</translation>
+    </message>
+    <message>
+        <source>Line</source>
+        <translation>Linie</translation>
+    </message>
+    <message>
+        <source>Point</source>
+        <translation>Zeiger</translation>
+    </message>
+    <message>
+        <source>Box</source>
+        <translation>Rechteck</translation>
+    </message>
+    <message>
+        <source>Circle</source>
+        <translation>Kreis</translation>
+    </message>
+    <message>
+        <source>Use the Draw tool</source>
+        <translation>Zeichnen</translation>
+    </message>
+    <message>
+        <source>Use the Shape tool</source>
+        <translation>Eine Form zeichnen</translation>
+    </message>
+    <message>
+        <source>Use the Text tool</source>
+        <translation>Text schreiben</translation>
+    </message>
+    <message>
+        <source>Paste an image from the clipboard</source>
+        <translation>Bild aus der Zwischenablage einfügen</translation>
+    </message>
+    <message>
+        <source>Insert an image from a file</source>
+        <translation>Bild aus einer Datei einfügen</translation>
+    </message>
+    <message>
+        <source>Insert image of a currently running application</source>
+        <translation>Bild einer laufenden Anwendung einfügen</translation>
+    </message>
+    <message>
+        <source>Insert Video Stream</source>
+        <translation>Video einfügen</translation>
+    </message>
+    <message>
+        <source>Undo last change to the whiteboard</source>
+        <translation>Letzte Änderung am Whiteboard rückgängig machen</translation>
+    </message>
+    <message>
+        <source>Redo last change to the whiteboard</source>
+        <translation>Rückgängig gemachte Änderung am Whiteboard wiederholen</translation>
+    </message>
+    <message>
+        <source>Clear the whiteboard</source>
+        <translation>Whiteboard leeren</translation>
+    </message>
+    <message>
+        <source>Exit Program</source>
+        <translation>Programm beenden</translation>
+    </message>
+    <message>
+        <source>Font...</source>
+        <translation>Schriftart...</translation>
+    </message>
+    <message>
+        <source>&amp;Tools</source>
+        <translation>&amp;Werkzeuge</translation>
+    </message>
+    <message>
+        <source>C&amp;lear Whiteboard</source>
+        <translation>Whiteboard &amp;leeren</translation>
+    </message>
+    <message>
+        <source>&amp;Erase Tool</source>
+        <translation>&amp;Radieren</translation>
+    </message>
+    <message>
+        <source>&amp;Draw Tool</source>
+        <translation>&amp;Zeichnen</translation>
+    </message>
+    <message>
+        <source>&amp;Shape Tool</source>
+        <translation>&amp;Form</translation>
+    </message>
+    <message>
+        <source>&amp;Text Tool</source>
+        <translation>&amp;Text</translation>
+    </message>
+    <message>
+        <source>&amp;Paste Tool</source>
+        <translation>&amp;Einfügen</translation>
+    </message>
+    <message>
+        <source>&amp;App Tool</source>
+        <translation>&amp;App</translation>
+    </message>
+    <message>
+        <source>&amp;Video Tool</source>
+        <translation>&amp;Video</translation>
+    </message>
+    <message>
+        <source>&amp;File Tool</source>
+        <translation>&amp;Datei</translation>
+    </message>
+    <message>
+        <source>Select &amp;Font...</source>
+        <translation>&amp;Schriftart wählen...</translation>
+    </message>
+    <message>
+        <source>&amp;Undo</source>
+        <translation>Rück&amp;gängig</translation>
+    </message>
+    <message>
+        <source>&amp;Redo</source>
+        <translation>&amp;Wiederholen</translation>
+    </message>
+    <message>
+        <source>&amp;Save to File...</source>
+        <translation>In Datei s&amp;peichern...</translation>
+    </message>
+    <message>
+        <source>&amp;Copy to Clipboard</source>
+        <translation>In die Zwischenablage &amp;kopieren</translation>
+    </message>
+</context>
+<context>
+    <name>MeetingStatusBar</name>
+    <message>
+        <source>Size at which you see the whiteboard; Ctrl+0 shows it at its own</source>
+        <translation>Größe, in der Sie das Whiteboard sehen; Strg+0 zeigt es in seiner eigenen</translation>
+    </message>
+    <message>
+        <source>%1 %</source>
+        <translation>%1 %</translation>
+    </message>
+</context>
+<context>
+    <name>Ours</name>
+    <message>
+        <source>Much is waiting to be sent: wait a moment.</source>
+        <translation>Es wartet noch viel darauf, gesendet zu werden: Bitte einen Augenblick Geduld.</translation>
+    </message>
+    <message>
+        <source>The shared window has been closed.</source>
+        <translation>Das freigegebene Fenster wurde geschlossen.</translation>
+    </message>
+    <message>
+        <source>Video Format</source>
+        <translation>Videoformat</translation>
+    </message>
+    <message>
+        <source>Picture sizes of the camera</source>
+        <translation>Bildgrößen der Kamera</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Size of your video in pixels:</source>
+        <translation>Größe Ihres Videos in Pixeln:</translation>
+    </message>
+    <message>
+        <source>Share Application</source>
+        <translation>Anwendung freigeben</translation>
+    </message>
+    <message>
+        <source>Running applications</source>
+        <translation>Laufende Anwendungen</translation>
+    </message>
+    <message>
+        <source>Windows cannot be shared on this computer.</source>
+        <translation>Auf diesem Computer lassen sich keine Fenster freigeben.</translation>
+    </message>
+    <message>
+        <source>Which window shall the others see?</source>
+        <translation>Welches Fenster sollen die anderen sehen?</translation>
+    </message>
+    <message>
+        <source>Receivers take this text for a command and do not show it.</source>
+        <translation>Die Empfänger halten diesen Text für einen Befehl und zeigen ihn nicht an.</translation>
+    </message>
+    <message>
+        <source>Enciphered text holds Western European characters only; others arrive as &quot;?&quot;.</source>
+        <translation>Verschlüsselter Text kann nur westeuropäische Zeichen enthalten; andere kommen als „?“ an.</translation>
+    </message>
+    <message>
+        <source>Whispered to nobody: only your own name is selected.</source>
+        <translation>An niemanden geflüstert: Nur Ihr eigener Name ist ausgewählt.</translation>
+    </message>
+    <message>
+        <source>Whispered to %1</source>
+        <comment>handles</comment>
+        <translation>Geflüstert an %1</translation>
+    </message>
+    <message>
+        <source>Not delivered</source>
+        <translation>Nicht zugestellt</translation>
+    </message>
+    <message>
+        <source>Not sent yet: it goes out with the connection</source>
+        <translation>Noch nicht gesendet: Es geht hinaus, sobald die Verbindung wieder steht</translation>
+    </message>
+    <message>
+        <source>Enter your computer&apos;s IP address or its fully qualified domain name, for example desk.example.com</source>
+        <translation>IP-Adresse oder vollständiger Name Ihres Computers, zum Beispiel desk.example.com</translation>
+    </message>
+    <message>
+        <source>Ser&amp;vice:</source>
+        <translation>&amp;Dienst:</translation>
+    </message>
+    <message>
+        <source>this computer</source>
+        <translation>dieser Computer</translation>
+    </message>
+    <message>
+        <source>Where the meeting is: HOST or HOST:PORT; empty for this computer</source>
+        <translation>Wo die Besprechung ist: RECHNER oder RECHNER:PORT; leer für diesen Computer</translation>
+    </message>
+    <message>
+        <source>Goes back to the meeting, or ends Quorvia when there is none</source>
+        <translation>Kehrt zur Besprechung zurück oder beendet Quorvia, wenn es keine gibt</translation>
+    </message>
+    <message>
+        <source>Meet, talk and draw together: a shared whiteboard with chat, video, shared windows and voice.</source>
+        <translation>Gemeinsam besprechen, reden und zeichnen: ein geteiltes Whiteboard mit Chat, Video, freigegebenen Fenstern und Sprache.</translation>
+    </message>
+    <message>
+        <source>This program comes without any warranty. What you draw, write and show reaches everybody in the meeting.</source>
+        <translation>Für dieses Programm gibt es keinerlei Gewähr. Was Sie zeichnen, schreiben und zeigen, erreicht alle in der Besprechung.</translation>
+    </message>
+    <message>
+        <source>&amp;System Info...</source>
+        <translation>&amp;Systeminfo...</translation>
+    </message>
+    <message>
+        <source>The message is as long as a message can be.</source>
+        <translation>Länger kann eine Nachricht nicht sein.</translation>
+    </message>
+    <message>
+        <source>Chat bar</source>
+        <translation>Chatleiste</translation>
+    </message>
+    <message>
+        <source>Own video</source>
+        <translation>Eigenes Video</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Nachricht</translation>
+    </message>
+    <message>
+        <source>Sends the message to every attendee</source>
+        <translation>Sendet die Nachricht an alle Teilnehmer</translation>
+    </message>
+    <message>
+        <source>Sends the message to the selected attendees only</source>
+        <translation>Sendet die Nachricht nur an die ausgewählten Teilnehmer</translation>
+    </message>
+    <message>
+        <source>Chat</source>
+        <translation>Chat</translation>
+    </message>
+    <message>
+        <source>Chinese</source>
+        <translation>Chinesisch</translation>
+    </message>
+    <message>
+        <source>Japanese</source>
+        <translation>Japanisch</translation>
+    </message>
+    <message>
+        <source>Korean</source>
+        <translation>Koreanisch</translation>
+    </message>
+    <message>
+        <source>Arabic</source>
+        <translation>Arabisch</translation>
+    </message>
+    <message>
+        <source>Hebrew</source>
+        <translation>Hebräisch</translation>
+    </message>
+    <message>
+        <source>Greek</source>
+        <translation>Griechisch</translation>
+    </message>
+    <message>
+        <source>Cyrillic</source>
+        <translation>Kyrillisch</translation>
+    </message>
+    <message>
+        <source>Devanagari</source>
+        <translation>Devanagari</translation>
+    </message>
+    <message>
+        <source>Bengali</source>
+        <translation>Bengalisch</translation>
+    </message>
+    <message>
+        <source>Tamil</source>
+        <translation>Tamil</translation>
+    </message>
+    <message>
+        <source>Telugu</source>
+        <translation>Telugu</translation>
+    </message>
+    <message>
+        <source>Gujarati</source>
+        <translation>Gujarati</translation>
+    </message>
+    <message>
+        <source>Gurmukhi</source>
+        <translation>Gurmukhi</translation>
+    </message>
+    <message>
+        <source>Kannada</source>
+        <translation>Kannada</translation>
+    </message>
+    <message>
+        <source>Malayalam</source>
+        <translation>Malayalam</translation>
+    </message>
+    <message>
+        <source>Sinhala</source>
+        <translation>Singhalesisch</translation>
+    </message>
+    <message>
+        <source>Thai</source>
+        <translation>Thailändisch</translation>
+    </message>
+    <message>
+        <source>Lao</source>
+        <translation>Laotisch</translation>
+    </message>
+    <message>
+        <source>Khmer</source>
+        <translation>Khmer</translation>
+    </message>
+    <message>
+        <source>Burmese</source>
+        <translation>Birmanisch</translation>
+    </message>
+    <message>
+        <source>Tibetan</source>
+        <translation>Tibetisch</translation>
+    </message>
+    <message>
+        <source>Ethiopic</source>
+        <translation>Äthiopisch</translation>
+    </message>
+    <message>
+        <source>Georgian</source>
+        <translation>Georgisch</translation>
+    </message>
+    <message>
+        <source>Armenian</source>
+        <translation>Armenisch</translation>
+    </message>
+    <message>
+        <source>a rare script</source>
+        <translation>eine seltene Schrift</translation>
+    </message>
+    <message>
+        <source>emoji</source>
+        <translation>Emojis</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n more since then; all of them stand in the event log.</source>
+        <comment>errors</comment>
+        <translation>
+            <numerusform>Seitdem ein weiterer; alle stehen im Ereignisprotokoll.</numerusform>
+            <numerusform>Seitdem %n weitere; alle stehen im Ereignisprotokoll.</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Nobody vouches for the service at %1.</source>
+        <translation>Niemand bürgt für den Dienst unter %1.</translation>
+    </message>
+    <message>
+        <source>Its key has this fingerprint:
+
+%1
+
+Trust it only if the service&apos;s operator gave you the same one. It is then remembered.</source>
+        <translation>Sein Schlüssel hat diesen Fingerabdruck:
+
+%1
+
+Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt hat. Er wird dann gemerkt.</translation>
+    </message>
+    <message>
+        <source>&amp;Trust this key</source>
+        <translation>Diesem Schlüssel &amp;vertrauen</translation>
+    </message>
+    <message>
+        <source>&amp;Do not connect</source>
+        <translation>&amp;Nicht verbinden</translation>
+    </message>
+    <message>
+        <source>Save in:</source>
+        <translation>Speichern in:</translation>
+    </message>
+    <message>
+        <source>%1 asked for another frame rate; your settings do not allow it.</source>
+        <comment>handle</comment>
+        <translation>%1 hat um eine andere Bildrate gebeten; Ihre Einstellungen lassen das nicht zu.</translation>
+    </message>
+    <message>
+        <source>No font for %1 is installed.</source>
+        <comment>a script or its language</comment>
+        <translation>Für %1 ist keine Schriftart installiert.</translation>
+    </message>
+    <message>
+        <source>State of the whiteboard</source>
+        <translation>Zustand des Whiteboards</translation>
+    </message>
+    <message>
+        <source>Connection to the service</source>
+        <translation>Verbindung zum Dienst</translation>
+    </message>
+    <message>
+        <source>No picture</source>
+        <comment>of the camera</comment>
+        <translation>Kein Bild</translation>
+    </message>
+    <message>
+        <source>Pointer on the whiteboard</source>
+        <translation>Zeiger auf dem Whiteboard</translation>
+    </message>
+    <message>
+        <source>Text for the whiteboard</source>
+        <translation>Text für das Whiteboard</translation>
+    </message>
+    <message>
+        <source>There is no camera: nobody sees a video of yours.</source>
+        <translation>Es gibt keine Kamera: Niemand sieht ein Video von Ihnen.</translation>
+    </message>
+    <message>
+        <source>Whiteboard</source>
+        <translation>Whiteboard</translation>
+    </message>
+    <message>
+        <source>Scroll the whiteboard sideways</source>
+        <translation>Whiteboard seitwärts verschieben</translation>
+    </message>
+    <message>
+        <source>Scroll the whiteboard up and down</source>
+        <translation>Whiteboard auf und ab verschieben</translation>
+    </message>
+    <message>
+        <source>The others see this text only up to &quot;%1&quot;, which separates fields on the way to them.</source>
+        <translation>Die anderen sehen diesen Text nur bis „%1“, denn das trennt auf dem Weg zu ihnen die Felder.</translation>
+    </message>
+    <message>
+        <source>White</source>
+        <translation>Weiß</translation>
+    </message>
+    <message>
+        <source>Black</source>
+        <translation>Schwarz</translation>
+    </message>
+    <message>
+        <source>Light grey</source>
+        <translation>Hellgrau</translation>
+    </message>
+    <message>
+        <source>Grey</source>
+        <translation>Grau</translation>
+    </message>
+    <message>
+        <source>Maroon</source>
+        <translation>Dunkelrot</translation>
+    </message>
+    <message>
+        <source>Red</source>
+        <translation>Rot</translation>
+    </message>
+    <message>
+        <source>Brown</source>
+        <translation>Braun</translation>
+    </message>
+    <message>
+        <source>Orange</source>
+        <translation>Orange</translation>
+    </message>
+    <message>
+        <source>Green</source>
+        <translation>Grün</translation>
+    </message>
+    <message>
+        <source>Lime</source>
+        <translation>Hellgrün</translation>
+    </message>
+    <message>
+        <source>Olive</source>
+        <translation>Oliv</translation>
+    </message>
+    <message>
+        <source>Yellow</source>
+        <translation>Gelb</translation>
+    </message>
+    <message>
+        <source>Purple</source>
+        <translation>Violett</translation>
+    </message>
+    <message>
+        <source>Magenta</source>
+        <translation>Magenta</translation>
+    </message>
+    <message>
+        <source>Navy</source>
+        <translation>Dunkelblau</translation>
+    </message>
+    <message>
+        <source>Blue</source>
+        <translation>Blau</translation>
+    </message>
+    <message>
+        <source>Line width %1</source>
+        <translation>Linienbreite %1</translation>
+    </message>
+    <message>
+        <source>Whiteboard tools</source>
+        <translation>Werkzeuge für das Whiteboard</translation>
+    </message>
+    <message>
+        <source>Colours</source>
+        <translation>Farben</translation>
+    </message>
+    <message>
+        <source>Line widths</source>
+        <translation>Linienbreiten</translation>
+    </message>
+    <message>
+        <source>Host name or address</source>
+        <translation>Rechnername oder Adresse</translation>
+    </message>
+    <message>
+        <source>Protocol</source>
+        <translation>Protokoll</translation>
+    </message>
+    <message>
+        <source>Picture size of the camera</source>
+        <translation>Bildgröße der Kamera</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>F7 draws by keys</source>
+        <translation>F7 zeichnet mit Tasten</translation>
+    </message>
+    <message>
+        <source>Cursor on the whiteboard</source>
+        <translation>Zeiger auf dem Whiteboard</translation>
+    </message>
+    <message>
+        <source>Drawing by keys: arrows move, Space presses and releases, Escape leaves. %1</source>
+        <translation>Zeichnen mit Tasten: Pfeiltasten bewegen, die Leertaste drückt und lässt los, Escape beendet. %1</translation>
+    </message>
+    <message>
+        <source>Drawing by keys has ended</source>
+        <translation>Das Zeichnen mit Tasten ist beendet</translation>
+    </message>
+    <message>
+        <source>Edge of the whiteboard. %1</source>
+        <translation>Rand des Whiteboards. %1</translation>
+    </message>
+    <message>
+        <source>Pressed at %1</source>
+        <translation>Gedrückt bei %1</translation>
+    </message>
+    <message>
+        <source>Released at %1</source>
+        <translation>Losgelassen bei %1</translation>
+    </message>
+    <message>
+        <source>Clicked at %1</source>
+        <translation>Geklickt bei %1</translation>
+    </message>
+    <message>
+        <source>Given up at %1</source>
+        <translation>Aufgegeben bei %1</translation>
+    </message>
+</context>
+<context>
+    <name>Preferences</name>
+    <message>
+        <source>Erase</source>
+        <translation>Radieren</translation>
+    </message>
+    <message>
+        <source>Draw</source>
+        <translation>Zeichnen</translation>
+    </message>
+    <message>
+        <source>Shape</source>
+        <translation>Form</translation>
+    </message>
+    <message>
+        <source>Text</source>
+        <translation>Text</translation>
+    </message>
+    <message>
+        <source>Video</source>
+        <translation>Video</translation>
+    </message>
+    <message>
+        <source>None</source>
+        <translation>Keines</translation>
+    </message>
+    <message>
+        <source>Pen</source>
+        <translation>Stift</translation>
+    </message>
+    <message>
+        <source>Line</source>
+        <translation>Linie</translation>
+    </message>
+    <message>
+        <source>Point</source>
+        <translation>Zeiger</translation>
+    </message>
+    <message>
+        <source>Box</source>
+        <translation>Rechteck</translation>
+    </message>
+    <message>
+        <source>Circle</source>
+        <translation>Kreis</translation>
+    </message>
+    <message>
+        <source>What the window opens with; in an open one it is chosen at once. The close box stores what is chosen by then.</source>
+        <translation>Damit öffnet sich das Fenster; in einem offenen wird es sofort gewählt. Der Schließknopf merkt sich, was dann gewählt ist.</translation>
+    </message>
+    <message>
+        <source>As this computer, with English menus</source>
+        <translation>Wie dieser Computer, Menüs englisch</translation>
+    </message>
+    <message>
+        <source>&amp;Encrypt what I write</source>
+        <translation>&amp;Verschlüsseln, was ich schreibe</translation>
+    </message>
+    <message>
+        <source>Chat lines are enciphered, under the service&apos;s key or your own. It is an old cipher; the connection itself is always encrypted.</source>
+        <translation>Chatzeilen werden mit dem Schlüssel des Dienstes oder Ihrem eigenen verschlüsselt. Das Verfahren ist alt; die Verbindung selbst ist immer verschlüsselt.</translation>
+    </message>
+    <message>
+        <source>Encrypt with my &amp;own key</source>
+        <translation>Mit dem &amp;eigenen Schlüssel verschlüsseln</translation>
+    </message>
+    <message>
+        <source>Uses the key below instead of the service&apos;s. Whoever is to read you needs the same one.</source>
+        <translation>Nimmt den Schlüssel unten statt dem des Dienstes. Wer mitlesen soll, braucht denselben.</translation>
+    </message>
+    <message>
+        <source>Own &amp;key:</source>
+        <translation>Eigener &amp;Schlüssel:</translation>
+    </message>
+    <message>
+        <source>Letters and digits. The first 20 count, as hexadecimal digits. Empty: the key that every Quorvia has built in.</source>
+        <translation>Buchstaben und Ziffern. Die ersten 20 zählen, als hexadezimale Ziffern. Leer: der Schlüssel, der in jedem Quorvia steckt.</translation>
+    </message>
+    <message>
+        <source>Keep chat &amp;logs</source>
+        <translation>&amp;Chatprotokolle führen</translation>
+    </message>
+    <message>
+        <source>Writes down what you say, one file for each person you say it to.</source>
+        <translation>Schreibt mit, was Sie sagen, in eine Datei für jeden, dem Sie es sagen.</translation>
+    </message>
+    <message>
+        <source>Log fol&amp;der:</source>
+        <translation>&amp;Ordner der Protokolle:</translation>
+    </message>
+    <message>
+        <source>Where the logs are. Empty: the folder &quot;Zephyl Logs&quot; among your documents.</source>
+        <translation>Wo die Protokolle liegen. Leer: der Ordner „Zephyl Logs“ bei Ihren Dokumenten.</translation>
+    </message>
+    <message>
+        <source>Lar&amp;gest log:</source>
+        <translation>&amp;Größtes Protokoll:</translation>
+    </message>
+    <message>
+        <source>A log that has grown beyond this loses its oldest lines.</source>
+        <translation>Ein Protokoll, das größer geworden ist, verliert seine ältesten Zeilen.</translation>
+    </message>
+    <message>
+        <source> bytes</source>
+        <translation> Bytes</translation>
+    </message>
+    <message>
+        <source>&amp;Tool to take up:</source>
+        <translation>&amp;Werkzeug am Anfang:</translation>
+    </message>
+    <message>
+        <source>Chosen when the window opens, and again whenever you come back to it from another program. The close box stores the tool that is chosen by then.</source>
+        <translation>Wird gewählt, wenn sich das Fenster öffnet, und wieder, wenn Sie aus einem anderen Programm zurückkommen. Der Schließknopf merkt sich das dann gewählte Werkzeug.</translation>
+    </message>
+    <message>
+        <source>&amp;Draw with:</source>
+        <translation>&amp;Zeichnen mit:</translation>
+    </message>
+    <message>
+        <source>&amp;Shape:</source>
+        <translation>&amp;Form:</translation>
+    </message>
+    <message>
+        <source>&amp;Colour:</source>
+        <translation>F&amp;arbe:</translation>
+    </message>
+    <message>
+        <source>Line &amp;width:</source>
+        <translation>&amp;Linienbreite:</translation>
+    </message>
+    <message>
+        <source>Te&amp;xt font:</source>
+        <translation>&amp;Schriftart:</translation>
+    </message>
+    <message>
+        <source>Text si&amp;ze:</source>
+        <translation>Schrift&amp;größe:</translation>
+    </message>
+    <message>
+        <source> points</source>
+        <translation> Punkt</translation>
+    </message>
+    <message>
+        <source>&amp;Bold text</source>
+        <translation>Fe&amp;tter Text</translation>
+    </message>
+    <message>
+        <source>&amp;Italic text</source>
+        <translation>&amp;Kursiver Text</translation>
+    </message>
+    <message>
+        <source>Text struck throu&amp;gh</source>
+        <translation>&amp;Durchgestrichener Text</translation>
+    </message>
+    <message>
+        <source>&amp;Underlined text</source>
+        <translation>&amp;Unterstrichener Text</translation>
+    </message>
+    <message>
+        <source>&amp;Do not use the camera</source>
+        <translation>&amp;Kamera nicht benutzen</translation>
+    </message>
+    <message>
+        <source>No picture of you is taken or sent, and the preview stays empty.</source>
+        <translation>Von Ihnen wird kein Bild aufgenommen oder gesendet, und die Vorschau bleibt leer.</translation>
+    </message>
+    <message>
+        <source>&amp;Video from:</source>
+        <translation>&amp;Video von:</translation>
+    </message>
+    <message>
+        <source>A camera of this computer, a Y4M or MJPEG file that is played again and again, or a test picture.</source>
+        <translation>Eine Kamera dieses Computers, eine Datei in Y4M oder MJPEG, die immer wieder von vorn läuft, oder ein Testbild.</translation>
+    </message>
+    <message>
+        <source>Slo&amp;west video:</source>
+        <translation>&amp;Langsamstes Video:</translation>
+    </message>
+    <message>
+        <source>The time from one picture to the next while the frame-rate slider stands at 0.</source>
+        <translation>Die Zeit von einem Bild zum nächsten, wenn der Regler der Bildrate auf 0 steht.</translation>
+    </message>
+    <message>
+        <source> milliseconds</source>
+        <translation> Millisekunden</translation>
+    </message>
+    <message>
+        <source>no pictures</source>
+        <translation>keine Bilder</translation>
+    </message>
+    <message>
+        <source>&amp;Shared window:</source>
+        <translation>&amp;Freigegebenes Fenster:</translation>
+    </message>
+    <message>
+        <source>The time from one picture of a shared window to the next. Moving the frame-rate slider while you share sets another one until sharing starts again.</source>
+        <translation>Die Zeit von einem Bild eines freigegebenen Fensters zum nächsten. Wer währenddessen den Regler der Bildrate bewegt, stellt bis zur nächsten Freigabe eine andere ein.</translation>
+    </message>
+    <message>
+        <source>&amp;Use the voice companion</source>
+        <translation>Sprach&amp;begleiter benutzen</translation>
+    </message>
+    <message>
+        <source>&quot;Talk&quot; is there only with it. The companion is the program &quot;Voktal&quot; in Quorvia&apos;s own folder.</source>
+        <translation>Nur mit ihm kann man reden. Der Begleiter ist das Programm „Voktal“ im Ordner von Quorvia.</translation>
+    </message>
+    <message>
+        <source>&amp;Hide its window</source>
+        <translation>Sein Fenster &amp;ausblenden</translation>
+    </message>
+    <message>
+        <source>The companion works without showing itself.</source>
+        <translation>Der Begleiter arbeitet, ohne sich zu zeigen.</translation>
+    </message>
+    <message>
+        <source>&amp;Port:</source>
+        <translation>&amp;Port:</translation>
+    </message>
+    <message>
+        <source>Where the companions of the others listen. Counts for everybody with whom you start to talk from then on.</source>
+        <translation>Wo die Begleiter der anderen erreichbar sind. Gilt für alle, mit denen Sie von da an zu reden beginnen.</translation>
+    </message>
+    <message>
+        <source>&amp;Others may control my view</source>
+        <translation>&amp;Andere dürfen meine Ansicht steuern</translation>
+    </message>
+    <message>
+        <source>They can then resize and scroll your window and set your frame rate. Without it, what they ask for is left out.</source>
+        <translation>Sie können dann die Größe Ihres Fensters ändern, es verschieben und Ihre Bildrate einstellen. Sonst bleibt aus, worum sie bitten.</translation>
+    </message>
+    <message>
+        <source>&amp;Language:</source>
+        <translation>&amp;Sprache:</translation>
+    </message>
+    <message>
+        <source>Menus, captions and messages that every Quorvia has are English unless you choose a language here; everything else follows this computer.</source>
+        <translation>Menüs, Beschriftungen und Meldungen, die jedes Quorvia hat, sind englisch, solange Sie hier keine Sprache wählen; alles andere richtet sich nach diesem Computer.</translation>
+    </message>
+    <message>
+        <source>&amp;Use at the next start:</source>
+        <translation>Beim nächsten Start &amp;benutzen:</translation>
+    </message>
+    <message>
+        <source>The configuration that the login dialog offers first. It belongs to no configuration.</source>
+        <translation>Die Konfiguration, die bei der Anmeldung zuerst angeboten wird. Dies gehört zu keiner Konfiguration.</translation>
+    </message>
+    <message>
+        <source>in the login dialog (&quot;Meeting&quot;, &quot;New Meeting...&quot;)</source>
+        <translation>bei der Anmeldung (erster Eintrag im ersten Menü)</translation>
+    </message>
+    <message>
+        <source>the button beside your video</source>
+        <translation>der Knopf neben Ihrem Video</translation>
+    </message>
+    <message>
+        <source>the sliders beside your video</source>
+        <translation>die Regler neben Ihrem Video</translation>
+    </message>
+    <message>
+        <source>move the window; &quot;Exit&quot; remembers where it is</source>
+        <translation>Fenster verschieben; beim Beenden über das Menü merkt es sich seinen Platz</translation>
+    </message>
+    <message>
+        <source>kept for other clients; Quorvia&apos;s own connection never polls</source>
+        <translation>für andere Programme aufgehoben; die Verbindung von Quorvia fragt nie nach</translation>
+    </message>
+    <message>
+        <source>Chat</source>
+        <translation>Chat</translation>
+    </message>
+    <message>
+        <source>Drawing</source>
+        <translation>Zeichnen</translation>
+    </message>
+    <message>
+        <source>Pictures</source>
+        <translation>Bilder</translation>
+    </message>
+    <message>
+        <source>Voice</source>
+        <translation>Sprache</translation>
+    </message>
+    <message>
+        <source>Meeting</source>
+        <translation>Besprechung</translation>
+    </message>
+    <message>
+        <source>Configurations</source>
+        <translation>Konfigurationen</translation>
+    </message>
+    <message>
+        <source>Acts when the companion is started next.</source>
+        <translation>Wirkt, wenn der Begleiter das nächste Mal gestartet wird.</translation>
+    </message>
+    <message>
+        <source>Acts at the next start.</source>
+        <translation>Wirkt beim nächsten Start.</translation>
+    </message>
+    <message>
+        <source>This holds characters that cannot be seen.</source>
+        <translation>Das enthält Zeichen, die man nicht sehen kann.</translation>
+    </message>
+    <message>
+        <source>A folder is named from the root on, as in &quot;/home/ann/logs&quot;.</source>
+        <translation>Ein Ordner wird von der Wurzel an genannt, wie in „/home/ann/logs“.</translation>
+    </message>
+    <message>
+        <source>A file is named from the root on, as in &quot;/home/ann/clip.y4m&quot;.</source>
+        <translation>Eine Datei wird von der Wurzel an genannt, wie in „/home/ann/clip.y4m“.</translation>
+    </message>
+    <message>
+        <source>A configuration needs a name.</source>
+        <translation>Eine Konfiguration braucht einen Namen.</translation>
+    </message>
+    <message>
+        <source>A name has at most %1 characters.</source>
+        <translation>Ein Name hat höchstens %1 Zeichen.</translation>
+    </message>
+    <message>
+        <source>A name holds no &quot;\&quot;, no &quot;/&quot; and nothing that cannot be seen.</source>
+        <translation>Ein Name enthält weder „\“ noch „/“ noch etwas, das man nicht sehen kann.</translation>
+    </message>
+    <message>
+        <source>This is the name of the configuration that is always there.</source>
+        <translation>So heißt die Konfiguration, die es immer gibt.</translation>
+    </message>
+    <message>
+        <source>There is a configuration of this name.</source>
+        <translation>Es gibt schon eine Konfiguration dieses Namens.</translation>
+    </message>
+</context>
+<context>
+    <name>Said</name>
+    <message>
+        <source>Not in a meeting</source>
+        <translation>In keiner Besprechung</translation>
+    </message>
+    <message>
+        <source>Cut off, trying again: %1</source>
+        <translation>Verbindung unterbrochen, neuer Versuch: %1</translation>
+    </message>
+    <message>
+        <source>Receiving the board: %1 %</source>
+        <translation>Whiteboard wird empfangen: %1 %</translation>
+    </message>
+    <message>
+        <source>The connection is back.</source>
+        <translation>Die Verbindung steht wieder.</translation>
+    </message>
+    <message>
+        <source>Back in the meeting.</source>
+        <translation>Wieder in der Besprechung.</translation>
+    </message>
+    <message>
+        <source>%1 (and %2 more remarks)</source>
+        <translation>%1 (und %2 weitere Hinweise)</translation>
+    </message>
+    <message>
+        <source>%1, round trip %2 ms, %3 bytes sent, %4 bytes received</source>
+        <translation>%1, Umlaufzeit %2 ms, %3 Bytes gesendet, %4 Bytes empfangen</translation>
+    </message>
+    <message>
+        <source>%1, %2 bytes sent, %3 bytes received</source>
+        <translation>%1, %2 Bytes gesendet, %3 Bytes empfangen</translation>
+    </message>
+    <message>
+        <source>TLS over TCP</source>
+        <translation>TLS über TCP</translation>
+    </message>
+    <message>
+        <source>Much is waiting to be sent.</source>
+        <translation>Es wartet noch viel darauf, gesendet zu werden.</translation>
+    </message>
+    <message>
+        <source>Something is missing: it was too long ago for the service to keep it.</source>
+        <translation>Etwas fehlt: Es liegt zu lange zurück, der Dienst hat es nicht mehr.</translation>
+    </message>
+    <message>
+        <source>Something may be missing: this client was away for too long.</source>
+        <translation>Vielleicht fehlt etwas: Dieses Programm war zu lange nicht verbunden.</translation>
+    </message>
+    <message>
+        <source>The service did not hear that the meeting was left: %1</source>
+        <translation>Der Dienst hat nicht erfahren, dass die Besprechung verlassen wurde: %1</translation>
+    </message>
+    <message>
+        <source>Not delivered: %1.</source>
+        <translation>Nicht zugestellt: %1.</translation>
+    </message>
+    <message>
+        <source>%1; %2</source>
+        <translation>%1; %2</translation>
+    </message>
+    <message>
+        <source>1 line to %1</source>
+        <translation>1 Zeile an %1</translation>
+    </message>
+    <message>
+        <source>%1 lines to %2</source>
+        <translation>%1 Zeilen an %2</translation>
+    </message>
+    <message>
+        <source>1 drawing to %1</source>
+        <translation>1 Zeichnung an %1</translation>
+    </message>
+    <message>
+        <source>%1 drawings to %2</source>
+        <translation>%1 Zeichnungen an %2</translation>
+    </message>
+    <message>
+        <source>everyone</source>
+        <translation>alle</translation>
+    </message>
+    <message>
+        <source>The service %1 cannot be reached: %2</source>
+        <translation>Der Dienst %1 ist nicht erreichbar: %2</translation>
+    </message>
+    <message>
+        <source>The service %1 does not answer.</source>
+        <translation>Der Dienst %1 antwortet nicht.</translation>
+    </message>
+    <message>
+        <source>The service %1 changed its key just now.</source>
+        <translation>Der Dienst %1 hat gerade eben seinen Schlüssel gewechselt.</translation>
+    </message>
+    <message>
+        <source>The key of the service %1 was not accepted.</source>
+        <translation>Der Schlüssel des Dienstes %1 wurde nicht angenommen.</translation>
+    </message>
+    <message>
+        <source>The key of the service %1 is not the one that was accepted before. Nothing was sent. It is now %2.</source>
+        <translation>Der Schlüssel des Dienstes %1 ist nicht der, der früher angenommen wurde. Es wurde nichts gesendet. Er lautet jetzt %2.</translation>
+    </message>
+    <message>
+        <source>The key of the service has changed.</source>
+        <translation>Der Schlüssel des Dienstes hat sich geändert.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not the address of a service.</source>
+        <translation>„%1“ ist nicht die Adresse eines Dienstes.</translation>
+    </message>
+    <message>
+        <source>on this computer</source>
+        <translation>auf diesem Computer</translation>
+    </message>
+    <message>
+        <source>The service does not answer.</source>
+        <translation>Der Dienst antwortet nicht.</translation>
+    </message>
+    <message>
+        <source>The service speaks another version.</source>
+        <translation>Der Dienst spricht eine andere Version.</translation>
+    </message>
+    <message>
+        <source>The service ended the session.</source>
+        <translation>Der Dienst hat die Sitzung beendet.</translation>
+    </message>
+    <message>
+        <source>The service refused.</source>
+        <translation>Der Dienst hat abgelehnt.</translation>
+    </message>
+    <message>
+        <source>The service is busy. Try again in a moment.</source>
+        <translation>Der Dienst ist ausgelastet. Versuchen Sie es gleich noch einmal.</translation>
+    </message>
+    <message>
+        <source>There is no session.</source>
+        <translation>Es gibt keine Sitzung.</translation>
+    </message>
+    <message>
+        <source>the service closed the connection</source>
+        <translation>der Dienst hat die Verbindung geschlossen</translation>
+    </message>
+    <message>
+        <source>the service does not answer</source>
+        <translation>der Dienst antwortet nicht</translation>
+    </message>
+    <message>
+        <source>the service takes nothing</source>
+        <translation>der Dienst nimmt nichts an</translation>
+    </message>
+    <message>
+        <source>the connection is lost</source>
+        <translation>die Verbindung ist abgerissen</translation>
+    </message>
+    <message>
+        <source>nothing heard for 15 seconds</source>
+        <translation>seit 15 Sekunden kommt nichts</translation>
+    </message>
+    <message>
+        <source>nothing was heard behind the return</source>
+        <translation>nach der Rückkehr kam nichts</translation>
+    </message>
+    <message>
+        <source>nobody answers there</source>
+        <translation>dort antwortet niemand</translation>
+    </message>
+    <message>
+        <source>no answer</source>
+        <translation>keine Antwort</translation>
+    </message>
+    <message>
+        <source>it does not answer the TLS handshake</source>
+        <translation>er beantwortet den TLS-Handschlag nicht</translation>
+    </message>
+    <message>
+        <source>it has no address</source>
+        <translation>er hat keine Adresse</translation>
+    </message>
+    <message>
+        <source>its name is not answered for</source>
+        <translation>sein Name wird nicht aufgelöst</translation>
+    </message>
+    <message>
+        <source>it runs, but does not answer</source>
+        <translation>er läuft, antwortet aber nicht</translation>
+    </message>
+    <message>
+        <source>it was started, but does not answer</source>
+        <translation>er wurde gestartet, antwortet aber nicht</translation>
+    </message>
+    <message>
+        <source>the program zephyld is not found</source>
+        <translation>das Programm zephyld wurde nicht gefunden</translation>
+    </message>
+    <message>
+        <source>zephyld was started and says nothing</source>
+        <translation>zephyld wurde gestartet und meldet sich nicht</translation>
+    </message>
+    <message>
+        <source>cannot run zephyld: %1</source>
+        <translation>zephyld kann nicht gestartet werden: %1</translation>
+    </message>
+    <message>
+        <source>Connection refused</source>
+        <translation>Verbindung abgelehnt</translation>
+    </message>
+    <message>
+        <source>Connection reset by peer</source>
+        <translation>Verbindung von der Gegenseite getrennt</translation>
+    </message>
+    <message>
+        <source>Broken pipe</source>
+        <translation>Verbindung abgerissen</translation>
+    </message>
+    <message>
+        <source>No route to host</source>
+        <translation>kein Weg zum Rechner</translation>
+    </message>
+    <message>
+        <source>Network is unreachable</source>
+        <translation>das Netz ist nicht erreichbar</translation>
+    </message>
+    <message>
+        <source>Host not found (authoritative)</source>
+        <translation>der Rechner wurde nicht gefunden</translation>
+    </message>
+    <message>
+        <source>The handle or the password is wrong.</source>
+        <translation>Benutzername oder Passwort ist falsch.</translation>
+    </message>
+    <message>
+        <source>This handle is logged in from another place.</source>
+        <translation>Dieser Benutzer ist schon von anderswo angemeldet.</translation>
+    </message>
+    <message>
+        <source>This handle has logged in from another place.</source>
+        <translation>Dieser Benutzer hat sich von anderswo angemeldet.</translation>
+    </message>
+    <message>
+        <source>This handle may not enter the meeting.</source>
+        <translation>Dieser Benutzer darf die Besprechung nicht betreten.</translation>
+    </message>
+    <message>
+        <source>The meeting code is in use.</source>
+        <translation>Der Besprechungscode ist schon vergeben.</translation>
+    </message>
+    <message>
+        <source>No meeting has this code.</source>
+        <translation>Keine Besprechung hat diesen Code.</translation>
+    </message>
+    <message>
+        <source>The meeting has ended.</source>
+        <translation>Die Besprechung ist beendet.</translation>
+    </message>
+    <message>
+        <source>The meeting is full.</source>
+        <translation>Die Besprechung ist voll.</translation>
+    </message>
+    <message>
+        <source>You were removed from the meeting.</source>
+        <translation>Sie wurden aus der Besprechung entfernt.</translation>
+    </message>
+    <message>
+        <source>This service has no mail.</source>
+        <translation>Dieser Dienst versendet keine Post.</translation>
+    </message>
+    <message>
+        <source>That is longer than a handle, a password and a host name can be.</source>
+        <translation>Das ist länger, als Benutzername, Passwort und Rechnername sein können.</translation>
+    </message>
+    <message>
+        <source>The password has characters that Windows-1252 does not know. Choose another one.</source>
+        <translation>Das Passwort enthält Zeichen, die Windows-1252 nicht kennt. Wählen Sie ein anderes.</translation>
+    </message>
+    <message>
+        <source>The camera %1 has been unplugged.</source>
+        <translation>Die Kamera %1 wurde abgezogen.</translation>
+    </message>
+    <message>
+        <source>The camera %1 stopped working.</source>
+        <translation>Die Kamera %1 arbeitet nicht mehr.</translation>
+    </message>
+    <message>
+        <source>The video file can no longer be read.</source>
+        <translation>Die Videodatei lässt sich nicht mehr lesen.</translation>
+    </message>
+</context>
+<context>
+    <name>ServiceEvents</name>
+    <message>
+        <source>%1 has come</source>
+        <translation>%1 ist gekommen</translation>
+    </message>
+    <message>
+        <source>%1 has left</source>
+        <translation>%1 ist gegangen</translation>
+    </message>
+</context>
+</TS>
