@@ -2,6 +2,69 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE" sourcelanguage="en">
 <context>
+    <name>ConfigList</name>
+    <message>
+        <source>&amp;Name:</source>
+        <translation>&amp;Name:</translation>
+    </message>
+    <message>
+        <source>Name</source>
+        <translation>Name</translation>
+    </message>
+    <message>
+        <source>Confi&amp;gurations:</source>
+        <translation>&amp;Konfigurationen:</translation>
+    </message>
+    <message>
+        <source>Configurations</source>
+        <translation>Konfigurationen</translation>
+    </message>
+    <message>
+        <source>N&amp;ew...</source>
+        <translation>N&amp;eu...</translation>
+    </message>
+    <message>
+        <source>Co&amp;py...</source>
+        <translation>Ko&amp;pieren...</translation>
+    </message>
+    <message>
+        <source>Rena&amp;me...</source>
+        <translation>&amp;Umbenennen...</translation>
+    </message>
+    <message>
+        <source>&amp;Delete</source>
+        <translation>&amp;Löschen</translation>
+    </message>
+    <message>
+        <source>%1 (in use)</source>
+        <translation>%1 (in Gebrauch)</translation>
+    </message>
+    <message>
+        <source>A copy has all settings of its original, handle and password too.</source>
+        <translation>Eine Kopie hat alle Einstellungen ihres Originals, auch Benutzername und Passwort.</translation>
+    </message>
+    <message>
+        <source>This configuration is always there: it can be copied, but neither renamed nor deleted.</source>
+        <translation>Diese Konfiguration gibt es immer: Sie lässt sich kopieren, aber weder umbenennen noch löschen.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is in use in this meeting and cannot be deleted. Choose another one in the login dialog first.</source>
+        <translation>„%1“ ist in dieser Besprechung in Gebrauch und lässt sich nicht löschen. Wählen Sie zuerst bei der Anmeldung eine andere.</translation>
+    </message>
+    <message>
+        <source>New Configuration</source>
+        <translation>Neue Konfiguration</translation>
+    </message>
+    <message>
+        <source>Copy Configuration</source>
+        <translation>Konfiguration kopieren</translation>
+    </message>
+    <message>
+        <source>Rename Configuration</source>
+        <translation>Konfiguration umbenennen</translation>
+    </message>
+</context>
+<context>
     <name>Defined</name>
     <message>
         <source>Quorvia failed to load. You may need to re-install Quorvia.</source>
@@ -950,6 +1013,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <source>Given up at %1</source>
         <translation>Aufgegeben bei %1</translation>
     </message>
+    <message>
+        <source>&amp;Preferences...</source>
+        <translation>&amp;Einstellungen...</translation>
+    </message>
 </context>
 <context>
     <name>Preferences</name>
@@ -996,10 +1063,6 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>Circle</source>
         <translation>Kreis</translation>
-    </message>
-    <message>
-        <source>What the window opens with; in an open one it is chosen at once. The close box stores what is chosen by then.</source>
-        <translation>Damit öffnet sich das Fenster; in einem offenen wird es sofort gewählt. Der Schließknopf merkt sich, was dann gewählt ist.</translation>
     </message>
     <message>
         <source>As this computer, with English menus</source>
@@ -1126,10 +1189,6 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <translation>Eine Kamera dieses Computers, eine Datei in Y4M oder MJPEG, die immer wieder von vorn läuft, oder ein Testbild.</translation>
     </message>
     <message>
-        <source>Slo&amp;west video:</source>
-        <translation>&amp;Langsamstes Video:</translation>
-    </message>
-    <message>
         <source>The time from one picture to the next while the frame-rate slider stands at 0.</source>
         <translation>Die Zeit von einem Bild zum nächsten, wenn der Regler der Bildrate auf 0 steht.</translation>
     </message>
@@ -1140,10 +1199,6 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>no pictures</source>
         <translation>keine Bilder</translation>
-    </message>
-    <message>
-        <source>&amp;Shared window:</source>
-        <translation>&amp;Freigegebenes Fenster:</translation>
     </message>
     <message>
         <source>The time from one picture of a shared window to the next. Moving the frame-rate slider while you share sets another one until sharing starts again.</source>
@@ -1280,6 +1335,98 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>There is a configuration of this name.</source>
         <translation>Es gibt schon eine Konfiguration dieses Namens.</translation>
+    </message>
+    <message>
+        <source>What the Draw tool draws.</source>
+        <translation>Was das Werkzeug „Zeichnen“ zeichnet.</translation>
+    </message>
+    <message>
+        <source>What the Shape tool draws.</source>
+        <translation>Was das Werkzeug „Form“ zeichnet.</translation>
+    </message>
+    <message>
+        <source>Of lines, shapes and text.</source>
+        <translation>Für Linien, Formen und Text.</translation>
+    </message>
+    <message>
+        <source>Of lines and shapes.</source>
+        <translation>Für Linien und Formen.</translation>
+    </message>
+    <message>
+        <source>Of text on the board. One that is not installed gives way to another.</source>
+        <translation>Für Text auf dem Whiteboard. Ist sie nicht installiert, tritt eine andere an ihre Stelle.</translation>
+    </message>
+    <message>
+        <source>Of text on the board.</source>
+        <translation>Für Text auf dem Whiteboard.</translation>
+    </message>
+    <message>
+        <source>On the board.</source>
+        <translation>Auf dem Whiteboard.</translation>
+    </message>
+    <message>
+        <source>Slo&amp;west video, every:</source>
+        <translation>&amp;Langsamstes Video, alle:</translation>
+    </message>
+    <message>
+        <source>&amp;Shared window, every:</source>
+        <translation>&amp;Freigegebenes Fenster, alle:</translation>
+    </message>
+    <message>
+        <source>The meeting window opens with these. Its close box stores the tools that are chosen by then.</source>
+        <translation>Damit öffnet sich das Fenster der Besprechung. Wird es mit seinem Schließknopf geschlossen, merkt es sich die dann gewählten Werkzeuge.</translation>
+    </message>
+    <message>
+        <source>1 pixel</source>
+        <translation>1 Pixel</translation>
+    </message>
+    <message>
+        <source>%1 pixels</source>
+        <translation>%1 Pixel</translation>
+    </message>
+    <message>
+        <source>built in</source>
+        <translation>eingebaut</translation>
+    </message>
+    <message>
+        <source>Show</source>
+        <translation>Zeigen</translation>
+    </message>
+    <message>
+        <source>Show &quot;%1&quot;</source>
+        <translation>„%1“ zeigen</translation>
+    </message>
+    <message>
+        <source>Browse...</source>
+        <translation>Durchsuchen...</translation>
+    </message>
+    <message>
+        <source>Browse for &quot;%1&quot;</source>
+        <translation>„%1“ suchen</translation>
+    </message>
+    <message>
+        <source>Video from a File</source>
+        <translation>Video aus einer Datei</translation>
+    </message>
+    <message>
+        <source>Videos</source>
+        <translation>Videos</translation>
+    </message>
+    <message>
+        <source>File that the video comes from</source>
+        <translation>Datei, aus der das Video kommt</translation>
+    </message>
+    <message>
+        <source>A camera</source>
+        <translation>Eine Kamera</translation>
+    </message>
+    <message>
+        <source>A test picture</source>
+        <translation>Ein Testbild</translation>
+    </message>
+    <message>
+        <source>A file</source>
+        <translation>Eine Datei</translation>
     </message>
 </context>
 <context>
@@ -1578,6 +1725,120 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>%1 has left</source>
         <translation>%1 ist gegangen</translation>
+    </message>
+</context>
+<context>
+    <name>SettingRow</name>
+    <message>
+        <source>Default</source>
+        <translation>Standard</translation>
+    </message>
+    <message>
+        <source>Default for &quot;%1&quot;</source>
+        <translation>Standard für „%1“</translation>
+    </message>
+    <message>
+        <source>Back to the default</source>
+        <translation>Zurück zum Standard</translation>
+    </message>
+    <message>
+        <source>The settings file has &quot;%1&quot; here, which is no video device: there is no video.</source>
+        <translation>In der Datei der Einstellungen steht hier „%1“. Das ist keine Videoquelle: Es gibt kein Video.</translation>
+    </message>
+    <message>
+        <source>The settings file has &quot;%1&quot; here. Shown is what Quorvia makes of it.</source>
+        <translation>In der Datei der Einstellungen steht hier „%1“. Angezeigt wird, was Quorvia daraus macht.</translation>
+    </message>
+</context>
+<context>
+    <name>frmPreferences</name>
+    <message>
+        <source>Preferences</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Find a setting</source>
+        <translation>Eine Einstellung suchen</translation>
+    </message>
+    <message>
+        <source>a word of its name or its help</source>
+        <translation>ein Wort aus Name oder Hilfe</translation>
+    </message>
+    <message>
+        <source>Settings of the configuration</source>
+        <translation>Einstellungen der Konfiguration</translation>
+    </message>
+    <message>
+        <source>Pages</source>
+        <translation>Seiten</translation>
+    </message>
+    <message>
+        <source>&amp;Reset This Page</source>
+        <translation>Seite zu&amp;rücksetzen</translation>
+    </message>
+    <message>
+        <source>Everything on this page back to its default</source>
+        <translation>Alles auf dieser Seite zurück zum Standard</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>&amp;Apply</source>
+        <translation>Überneh&amp;men</translation>
+    </message>
+    <message>
+        <source>&amp;Find:</source>
+        <translation>Suche&amp;n:</translation>
+    </message>
+    <message>
+        <source>Setti&amp;ngs of:</source>
+        <translation>E&amp;instellungen von:</translation>
+    </message>
+    <message>
+        <source>These settings belong to the configuration &quot;%1&quot;.</source>
+        <translation>Diese Einstellungen gehören zur Konfiguration „%1“.</translation>
+    </message>
+    <message>
+        <source>These settings belong to the configuration &quot;%1&quot;, which is in use: a change acts at once, unless its line says otherwise.</source>
+        <translation>Diese Einstellungen gehören zur Konfiguration „%1“, die in Gebrauch ist: Änderungen wirken sofort, wenn ihre Zeile nichts anderes sagt.</translation>
+    </message>
+    <message>
+        <source>These settings belong to the configuration &quot;%1&quot;. They act once it is chosen in the login dialog.</source>
+        <translation>Diese Einstellungen gehören zur Konfiguration „%1“. Sie wirken, sobald sie bei der Anmeldung gewählt wird.</translation>
+    </message>
+    <message>
+        <source>A configuration is a named set of all settings on the other pages and in the login dialog.</source>
+        <translation>Eine Konfiguration fasst alle Einstellungen der anderen Seiten und der Anmeldung unter einem Namen zusammen.</translation>
+    </message>
+    <message>
+        <source>%1 (%2)</source>
+        <translation>%1 (%2)</translation>
+    </message>
+    <message>
+        <source>%1 found; Enter goes to the next.</source>
+        <translation>%1 gefunden; die Eingabetaste geht zur nächsten.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is set elsewhere: %2.</source>
+        <translation>„%1“ wird anderswo eingestellt: %2.</translation>
+    </message>
+    <message>
+        <source>Nothing found.</source>
+        <translation>Nichts gefunden.</translation>
+    </message>
+    <message>
+        <source>The settings could not be stored, and nothing has been changed: %1.</source>
+        <translation>Die Einstellungen konnten nicht gespeichert werden, und es wurde nichts geändert: %1.</translation>
+    </message>
+    <message>
+        <source>The settings cannot be read: %1.</source>
+        <translation>Die Einstellungen lassen sich nicht lesen: %1.</translation>
     </message>
 </context>
 </TS>

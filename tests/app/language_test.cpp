@@ -6,15 +6,16 @@
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QLabel>
+#include <QListWidget>
 #include <QMenuBar>
 #include <QRadioButton>
 #include <QSet>
 
 #include "session/frm_login.h"
-#include "settings/preference_rows.h"
 #include "text/said.h"
 #include "ui/frm_about.h"
 #include "ui/meeting_desk.h"
+#include "ui/preferences/frm_preferences.h"
 #include "whiteboard/toolbar_view.h"
 
 using namespace Qt::StringLiterals;
@@ -50,6 +51,17 @@ QStringList Captions(const QList<QAction*>& actions)
     QStringList captions;
     for (const QAction* action : actions) captions += action->text();
     return captions;
+}
+
+/// Captions of the labels and buttons that are seen.
+QStringList Shown(const QWidget& window)
+{
+    QStringList texts;
+    for (const QLabel* label : window.findChildren<QLabel*>())
+        if (label->isVisible() && label->buddy()) texts += label->text();
+    for (const QAbstractButton* button : window.findChildren<QAbstractButton*>())
+        if (button->isVisible()) texts += button->text();
+    return texts;
 }
 
 int Needed(const QWidget& control, const QString& text)
@@ -142,6 +154,10 @@ TEST(Language, EveryTextOfTheWindowsFits)
         login.findChild<QAbstractButton*>(u"chkMore"_s)->setChecked(true);
         login.show();
         EXPECT_EQ(Clipped(login).join(u'\n').toStdString(), "");
+        frmPreferences preferences(
+            first.state, true, [](const Stored&) {}, nullptr);
+        preferences.show();
+        EXPECT_EQ(Clipped(preferences).join(u'\n').toStdString(), "");
     }
 }
 
@@ -155,16 +171,16 @@ TEST(Language, EveryLetterOpensOneThing)
     for (const QAction* menu : desk.window->menuBar()->actions())
         EXPECT_EQ(Doubled(Captions(menu->menu()->actions())).toStdString(), "") << menu->text().toStdString();
     Fixture first;
-    const frmLogin login(first.state);
-    QStringList dialog;
-    for (const QLabel* label : login.findChildren<QLabel*>()) dialog += label->text();
-    for (const QAbstractButton* button : login.findChildren<QAbstractButton*>()) dialog += button->text();
-    EXPECT_EQ(Doubled(dialog).toStdString(), "");
+    frmLogin login(first.state);
+    login.findChild<QAbstractButton*>(u"chkMore"_s)->setChecked(true);
+    login.show();
+    EXPECT_EQ(Doubled(Shown(login)).toStdString(), "");
+    frmPreferences preferences(
+        first.state, true, [](const Stored&) {}, nullptr);
+    preferences.show();
     for (int page = 0; page < kPreferencePages; ++page) {
-        QStringList labels;
-        for (const PreferenceRow& row : PreferenceRows())
-            if (row.page == PreferencePage(page)) labels += PreferenceText(row.label);
-        EXPECT_EQ(Doubled(labels).toStdString(), "") << PageName(PreferencePage(page)).toStdString();
+        preferences.findChild<QListWidget*>(u"lstPages"_s)->setCurrentRow(page);
+        EXPECT_EQ(Doubled(Shown(preferences)).toStdString(), "") << page;
     }
 }
 
