@@ -13,7 +13,6 @@ class QPushButton;
 
 class ConfigList final : public QWidget {
     Q_DECLARE_TR_FUNCTIONS(ConfigList)
-    Q_DECLARE_TR_FUNCTIONS(ConfigList)
 public:
     ConfigList(ProcessState& state, PreferenceDraft& draft, bool inMeeting, QWidget* parent);
 

@@ -23,7 +23,6 @@ class TrustedList;
 
 class frmPreferences final : public QDialog {
     Q_DECLARE_TR_FUNCTIONS(frmPreferences)
-    Q_DECLARE_TR_FUNCTIONS(frmPreferences)
 public:
     /// What happens once something has been stored.
     using OnStored = std::function<void(const Stored&)>;

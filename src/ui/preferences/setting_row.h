@@ -16,7 +16,6 @@ QString ShortInSentence(const QString& text);
 
 class SettingRow final : public QFrame {
     Q_DECLARE_TR_FUNCTIONS(SettingRow)
-    Q_DECLARE_TR_FUNCTIONS(SettingRow)
 public:
     SettingRow(const PreferenceRow& row, const ControlNeeds& needs, QWidget* parent);
 
