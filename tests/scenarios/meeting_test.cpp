@@ -136,6 +136,26 @@ TEST_F(Meeting, PreferencesOpenedByKeysActAtOnceAndStay)
         << stored.toStdString();
 }
 
+TEST_F(Meeting, SpeaksTheDesktopsLanguageAndInMenusTheChosenOne)
+{
+    const std::map<QString, QString> german{{u"LC_ALL"_s, u"de_DE.UTF-8"_s}};
+    Desk bob(folder, u"bob"_s);
+    bob.Setting(u"Quorvia\\Data"_s, u"Language"_s, u"de"_s);
+    bob.StartClient({u"--service"_s, service.Address()});
+    EXPECT_EQ(bob.Wait("dialog", Is("name", u"frmLogin"_s)).value(u"title"_s).toString(),
+              u"Quorvia \u2013 Anmeldung"_s);
+    auto ann = Sit(u"ann"_s, true, {}, german);
+    ann->Login(u"ann"_s, kPeople.at(u"ann"_s), u"abc"_s, false);
+    EXPECT_EQ(ann->Wait("box").value(u"text"_s).toString(),
+              u"The Meeting Code must be between 6 and 20 characters."_s);
+    ann->Wait("dialog", Is("name", u"box"_s));
+    ann->Key(u"Return"_s);
+    ann->Wait("dialog_closed", Is("name", u"box"_s));
+    Enter(*ann, u"ann"_s, u"Sprache1"_s, false);
+    service.Stop(SIGKILL);
+    ann->Wait("panel", Both(Is("panel", u"Link"_s), Begins("text", u"Verbindung unterbrochen"_s)));
+}
+
 TEST_F(Meeting, AVanishedServiceFreezesNobody)
 {
     auto ann = Sit(u"ann"_s);
