@@ -2,6 +2,17 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE" sourcelanguage="en">
 <context>
+    <name>ChatBox</name>
+    <message>
+        <source>&amp;Open Link...</source>
+        <translation>Link ö&amp;ffnen...</translation>
+    </message>
+    <message>
+        <source>Copy Link A&amp;ddress</source>
+        <translation>&amp;Linkadresse kopieren</translation>
+    </message>
+</context>
+<context>
     <name>ConfigList</name>
     <message>
         <source>&amp;Name:</source>
@@ -553,6 +564,25 @@
     </message>
 </context>
 <context>
+    <name>Dropping</name>
+    <message>
+        <source>%1 is no picture that the board can take.</source>
+        <translation>%1 ist kein Bild, das das Whiteboard annehmen kann.</translation>
+    </message>
+    <message>
+        <source>Only the first %1 files were placed.</source>
+        <translation>Nur die ersten %1 Dateien wurden eingefügt.</translation>
+    </message>
+    <message>
+        <source>That is an address and no picture; addresses are not fetched.</source>
+        <translation>Das ist eine Adresse und kein Bild; von Adressen wird nichts geholt.</translation>
+    </message>
+    <message>
+        <source>That is no picture.</source>
+        <translation>Das ist kein Bild.</translation>
+    </message>
+</context>
+<context>
     <name>MeetingStatusBar</name>
     <message>
         <source>Size at which you see the whiteboard; Ctrl+0 shows it at its own</source>
@@ -561,6 +591,13 @@
     <message>
         <source>%1 %</source>
         <translation>%1 %</translation>
+    </message>
+</context>
+<context>
+    <name>OpenLink</name>
+    <message>
+        <source>There is no program that opens web addresses.</source>
+        <translation>Es gibt kein Programm, das Webadressen öffnet.</translation>
     </message>
 </context>
 <context>
@@ -1428,6 +1465,37 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <source>A file</source>
         <translation>Eine Datei</translation>
     </message>
+    <message>
+        <source>&amp;Mark new lines</source>
+        <translation>Neue &amp;Zeilen anzeigen</translation>
+    </message>
+    <message>
+        <source>When somebody says something while the window is behind, the window&apos;s title and its place in the taskbar show it.</source>
+        <translation>Sagt jemand etwas, während das Fenster im Hintergrund ist, zeigen es der Titel des Fensters und die Taskleiste.</translation>
+    </message>
+    <message>
+        <source>Play a &amp;sound for new lines</source>
+        <translation>&amp;Ton bei neuen Zeilen</translation>
+    </message>
+    <message>
+        <source>A short sound when somebody says something while the window is behind.</source>
+        <translation>Ein kurzer Ton, wenn jemand etwas sagt, während das Fenster im Hintergrund ist.</translation>
+    </message>
+</context>
+<context>
+    <name>Prompts</name>
+    <message>
+        <source>Open this address of %1 in your web browser?</source>
+        <translation>Diese Adresse von %1 in Ihrem Browser öffnen?</translation>
+    </message>
+    <message>
+        <source>&amp;Open</source>
+        <translation>&amp;Öffnen</translation>
+    </message>
+    <message>
+        <source>&amp;Do Not Open</source>
+        <translation>&amp;Nicht öffnen</translation>
+    </message>
 </context>
 <context>
     <name>Said</name>
@@ -1748,6 +1816,13 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>The settings file has &quot;%1&quot; here. Shown is what Quorvia makes of it.</source>
         <translation>In der Datei der Einstellungen steht hier „%1“. Angezeigt wird, was Quorvia daraus macht.</translation>
+    </message>
+</context>
+<context>
+    <name>frmMeeting</name>
+    <message>
+        <source>The underlined characters cannot be enciphered: they would arrive as &quot;?&quot;.</source>
+        <translation>Die unterstrichenen Zeichen lassen sich nicht verschlüsseln: Sie kämen als „?“ an.</translation>
     </message>
 </context>
 <context>
