@@ -49,7 +49,7 @@ QList<Message> Read(const QString& path)
 std::string Promises(const QString& text)
 {
     static const QRegularExpression place(u"%(\\d|n)"_s), end(u"(\\.\\.\\.|[.:?!])?\\s*$"_s),
-        letter(u"&\\w"_s);
+        letter(u"&[^&\\s]"_s);
     QStringList kept;
     for (auto found = place.globalMatch(text); found.hasNext();) kept += found.next().captured();
     kept.sort();
