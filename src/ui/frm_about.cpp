@@ -73,6 +73,7 @@ void frmAbout::Arrange()
     for (QLabel* text : {lblDescription, lblDisclaimer}) {
         text->setWordWrap(true);
         text->setFixedWidth(kTextWidth);
+        text->setMinimumHeight(text->heightForWidth(kTextWidth));  // the layout would count on two lines
     }
     cmdOK->setDefault(true);
     cmdOK->setFocus();
