@@ -1481,6 +1481,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <source>A short sound when somebody says something while the window is behind.</source>
         <translation>Ein kurzer Ton, wenn jemand etwas sagt, während das Fenster im Hintergrund ist.</translation>
     </message>
+    <message>
+        <source>%1 (missing)</source>
+        <translation>%1 (fehlt)</translation>
+    </message>
 </context>
 <context>
     <name>Prompts</name>
@@ -1816,6 +1820,25 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>The settings file has &quot;%1&quot; here. Shown is what Quorvia makes of it.</source>
         <translation>In der Datei der Einstellungen steht hier „%1“. Angezeigt wird, was Quorvia daraus macht.</translation>
+    </message>
+</context>
+<context>
+    <name>TrustedList</name>
+    <message>
+        <source>Services whose &amp;key is remembered, for all configurations:</source>
+        <translation>Dienste, deren Sc&amp;hlüssel gemerkt ist, für alle Konfigurationen:</translation>
+    </message>
+    <message>
+        <source>A service is believed only with the key that is remembered for it. Once that is forgotten, the next login asks again whether you trust the key that comes then.</source>
+        <translation>Einem Dienst wird nur mit dem Schlüssel geglaubt, der für ihn gemerkt ist. Ist der vergessen, fragt die nächste Anmeldung wieder, ob Sie dem Schlüssel vertrauen, der dann kommt.</translation>
+    </message>
+    <message>
+        <source>Services whose key is remembered</source>
+        <translation>Dienste, deren Schlüssel gemerkt ist</translation>
+    </message>
+    <message>
+        <source>For&amp;get</source>
+        <translation>Ver&amp;gessen</translation>
     </message>
 </context>
 <context>
