@@ -28,10 +28,10 @@ bool IsUnseenIn(QStringView text)
 /// Without what ends the sentence around it: a full stop, or a bracket that was not opened inside.
 QStringView WithoutSentence(QStringView text)
 {
+    qsizetype round = text.count(u')') - text.count(u'('), square = text.count(u']') - text.count(u'[');
     while (!text.isEmpty()) {
         const QChar last = text.back();
-        const bool stray = (last == u')' && text.count(u'(') < text.count(u')')) ||
-                           (last == u']' && text.count(u'[') < text.count(u']'));
+        const bool stray = (last == u')' && round-- > 0) || (last == u']' && square-- > 0);
         if (!stray && !QStringView(u".,;:!?'*_~\u2026").contains(last)) break;
         text.chop(1);
     }

@@ -71,6 +71,9 @@ SoundPlayer::SoundPlayer(ProcessState& state) : mState(state)
         if (code != 0 && how == QProcess::NormalExit) return TryNext();  // its sound server does not run
         Played(mProcess.program());
     });
+    connect(&mProcess, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) TryNext();
+    });
 }
 
 void SoundPlayer::Play()
