@@ -78,7 +78,9 @@ QStringList Clipped(const QWidget& window)
             clipped += u"%1 \"%2\": %3 of %4"_s.arg(control.objectName(), text).arg(needed).arg(room);
     };
     for (const QLabel* label : window.findChildren<QLabel*>())
-        if (!label->wordWrap() && label->isVisible() && label->pixmap().isNull())
+        if (label->isVisible() && label->wordWrap())
+            check(*label, label->text(), label->heightForWidth(label->width()), label->height());
+        else if (label->isVisible() && label->pixmap().isNull())
             check(*label, label->text(), Needed(*label, label->text()), label->contentsRect().width());
     for (const QAbstractButton* button : window.findChildren<QAbstractButton*>()) {
         if (!button->isVisible()) continue;
