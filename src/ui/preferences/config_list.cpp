@@ -19,6 +19,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int kFaultLines = 3;
+
 /// Asks for a name that is none of `taken`.
 class NameDialog final : public QDialog {
 public:
@@ -36,6 +38,8 @@ public:
         mFault = new QLabel(this);
         mFault->setTextFormat(Qt::PlainText);
         mFault->setWordWrap(true);
+        mFault->setAlignment(Qt::AlignTop | Qt::AlignLeading);
+        mFault->setMinimumHeight(fontMetrics().lineSpacing() * kFaultLines);
         mButtons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
         auto* column = new QVBoxLayout(this);
         for (QWidget* widget : {static_cast<QWidget*>(label), static_cast<QWidget*>(mName),
@@ -54,11 +58,8 @@ private:
     {
         const NameFault fault = CheckConfigName(Name(), mTaken);
         mButtons->button(QDialogButtonBox::Ok)->setEnabled(fault == NameFault::None);
-        // A field that is still empty is no fault yet. The line keeps its height.
-        mFault->setText(mName->text().isEmpty()    ? u" "_s
-                        : fault == NameFault::None ? u" "_s
-                                                   : FaultText(fault));
-        mName->setAccessibleDescription(mFault->text().trimmed());
+        mFault->setText(mName->text().isEmpty() ? QString() : FaultText(fault));  // empty is no fault yet
+        mName->setAccessibleDescription(mFault->text());
     }
 
     QStringList mTaken;
