@@ -67,11 +67,11 @@ int ShowPreferencesAlone(ProcessState& state, const QString& config)
     state.gConfigName = config;
     WhenAskedToEnd([] { QApplication::exit(0); });
     QTimer::singleShot(0, qApp, [&state] {
-        Trapped(state, "preferences", [&] {
-            ShowPreferences(
+        const bool shown = Trapped(state, "preferences", [&] {
+            return ShowPreferences(
                 state, false, [](const Stored&) {}, nullptr);
         });
-        QApplication::exit(0);
+        QApplication::exit(shown ? 0 : 1);
     });
     return QApplication::exec();
 }

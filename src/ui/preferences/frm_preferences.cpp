@@ -429,7 +429,7 @@ bool frmPreferences::Store()
     return true;
 }
 
-void ShowPreferences(ProcessState& state, bool inMeeting, frmPreferences::OnStored onStored, QWidget* parent)
+bool ShowPreferences(ProcessState& state, bool inMeeting, frmPreferences::OnStored onStored, QWidget* parent)
 {
     std::unique_ptr<frmPreferences> form;
     try {
@@ -438,7 +438,8 @@ void ShowPreferences(ProcessState& state, bool inMeeting, frmPreferences::OnStor
         state.ports.prompts->Box(BoxIcon::Exclamation, Title(),
                                  frmPreferences::tr("The settings cannot be read: %1.")
                                      .arg(InSentence(QString::fromUtf8(e.what()))));
-        return;
+        return false;
     }
     RunModally(state, *form);
+    return true;
 }

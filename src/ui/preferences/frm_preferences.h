@@ -81,5 +81,5 @@ private:
     QPushButton *cmdResetPage, *cmdOK, *cmdCancel, *cmdApply;
 };
 
-/// Shows it and returns when it has closed; says in a box when the store cannot be read.
-void ShowPreferences(ProcessState& state, bool inMeeting, frmPreferences::OnStored onStored, QWidget* parent);
+/// Shows it and returns when it has closed. False: the store cannot be read, which a box has said.
+bool ShowPreferences(ProcessState& state, bool inMeeting, frmPreferences::OnStored onStored, QWidget* parent);
