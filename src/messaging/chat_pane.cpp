@@ -128,7 +128,8 @@ void ChatBox::Forget(int lines)
 void ChatBox::Shade(const QTextBlock& line)
 {
     const QColor colour = line.begin().fragment().charFormat().foreground().color();
-    const QColor shade = ReadableOn(colour, palette().color(QPalette::Base));
+    constexpr double kPureOnWhite = 3.9;  // the senders' colours are given: on white they stay
+    const QColor shade = ReadableOn(colour, palette().color(QPalette::Base), kPureOnWhite);
     if (shade == colour && line.layout()->formats().isEmpty()) return;
     QTextLayout::FormatRange whole;
     whole.start = 0;

@@ -45,15 +45,15 @@ double Enlarged(const QWidget& form)
                      grown(Defined::tr("&Meeting Code:"), 104), metrics.height() / 20.0});
 }
 
-/// `place` is as drawn, for the usual font.
+/// `place` is as drawn, for the usual font; mirrored where people write from right to left.
 template <class W>
 W* Put(QWidget* parent, const char* name, const QRect& place)
 {
     const double factor = Enlarged(*parent->window());
     const auto scaled = [&](int length) { return int(std::lround(length * factor)); };
-    return Placed<W>(
-        parent, name,
-        QRect(scaled(place.x()), scaled(place.y()), scaled(place.width()), scaled(place.height())));
+    QRect at(scaled(place.x()), scaled(place.y()), scaled(place.width()), scaled(place.height()));
+    if (parent->isRightToLeft() && !parent->isWindow()) at.moveRight(parent->width() - 1 - at.left());
+    return Placed<W>(parent, name, at);
 }
 
 template <class W>
@@ -73,6 +73,7 @@ QLabel* Label(QWidget* parent, const char* name, const QString& text, int row)
 {
     auto* label = Put<QLabel>(parent, name, {kMargin, kFirstRow + row * kRow, kField - kMargin - 6, kHeight});
     label->setText(text);
+    if (parent->isRightToLeft()) label->setAlignment(Qt::AlignRight | Qt::AlignAbsolute | Qt::AlignVCenter);
     return label;
 }
 

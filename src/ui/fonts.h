@@ -6,7 +6,9 @@
 /// Once a program, before the first window; harmless when repeated. User-interface thread only.
 void SubstituteFonts();
 
-/// Sizes are pixels: the controls' places are, so that text fits at every desktop setting.
+/// Sizes are pixels: the controls' places are, so that text fits at every desktop setting. Where there is
+/// room for larger letters, they grow with the desktop's.
 QFont PanelFont();   // Arial
 QFont ButtonFont();  // Arial Narrow
-QFont ChatFont();    // Comic Sans MS
+QFont ChatFont();    // Comic Sans MS; grows
+QFont ListFont();    // Arial; grows

@@ -67,6 +67,9 @@ void frmMeeting::BuildInterior()
 {
     mInterior = new QWidget(this);
     mInterior->setObjectName(u"interior"_s);
+    // Places in it are given from the left, and the board has its origin there: it stays so where people
+    // write from right to left. Menus and dialogs follow them.
+    mInterior->setLayoutDirection(Qt::LeftToRight);
     setCentralWidget(mInterior);
     mInterior->installEventFilter(this);
     const Whiteboard board(mState, mInterior);

@@ -163,6 +163,7 @@ void LeftPanel::SettleLooks()
 {
     txtMessage->setFont(ChatFont());
     txtChat->setFont(ChatFont());
+    lstUsers->setFont(ListFont());
     cmdSend->setDefault(true);
     cmdWhisper->raise();  // it keeps its place when the message box grows beneath it
     for (QWidget* control :

@@ -3,6 +3,7 @@
 #include <QMenuBar>
 
 #include "text/words.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +23,7 @@ MeetingMenu AddMeetingMenu(QMenuBar* bar)
 {
     QMenu* menu = bar->addMenu(Defined::tr("&Meeting"));
     menu->setObjectName(u"mnuMeeting"_s);
+    CloseWhenPressed(*menu);
     QAction* login = Entry(menu, "mnuLogin", Defined::tr("&New Meeting..."));
     menu->addSeparator();
     QAction* preferences = Entry(menu, "mnuPreferences", Ours::tr("&Preferences..."));
@@ -33,5 +35,6 @@ QAction* AddHelpMenu(QMenuBar* bar)
 {
     QMenu* menu = bar->addMenu(Defined::tr("&Help"));
     menu->setObjectName(u"mnuHelp"_s);
+    CloseWhenPressed(*menu);
     return Entry(menu, "mnuAbout", Defined::tr("About Quorvia..."));
 }

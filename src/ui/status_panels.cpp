@@ -1,8 +1,11 @@
 #include "ui/status_panels.h"
 
 #include <QCoreApplication>
+#include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
+#include <QToolTip>
+#include <algorithm>
 
 #include "base/report.h"
 #include "text/qt_line.h"
@@ -29,19 +32,42 @@ public:
         setFrameStyle(QFrame::Panel | QFrame::Sunken);
         setMargin(1);
     }
-    QSize minimumSizeHint() const override { return QSize(24, QLabel::minimumSizeHint().height()); }
+    /// It keeps room for so many letters when the others want all.
+    void KeepRoomFor(int letters) { mLetters = letters; }
+    QSize minimumSizeHint() const override
+    {
+        constexpr int kNarrow = 24;
+        return QSize(std::max(kNarrow, mLetters * fontMetrics().averageCharWidth()),
+                     QLabel::minimumSizeHint().height());
+    }
 
 protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() != QEvent::ToolTip || toolTip().startsWith(text()) ||
+            fontMetrics().horizontalAdvance(text()) <= Room().width())
+            return QLabel::event(event);
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
+                           PlainToolTip(text() + u'\n' + toolTip()), this);
+        return true;
+    }
     void paintEvent(QPaintEvent*) override
     {
         QPainter painter(this);
         drawFrame(&painter);
-        const int indent = margin() + fontMetrics().horizontalAdvance(u'x') / 2;  // as a framed label has it
-        const QRect room = contentsRect().adjusted(indent, margin(), -margin(), -margin());
+        const QRect room = Room();
         style()->drawItemText(&painter, room, Qt::AlignLeft | Qt::AlignVCenter, palette(), isEnabled(),
                               fontMetrics().elidedText(text(), Qt::ElideRight, room.width()),
                               foregroundRole());
     }
+
+private:
+    QRect Room() const
+    {
+        const int indent = margin() + fontMetrics().horizontalAdvance(u'x') / 2;  // as a framed label has it
+        return contentsRect().adjusted(indent, margin(), -margin(), -margin());
+    }
+    int mLetters = 0;
 };
 
 QString Joined(const QString& first, const QString& second)
@@ -89,6 +115,7 @@ QLabel* MeetingStatusBar::Add(const char* key, const QString& help, int stretch)
     label->setObjectName(QLatin1String(key));
     label->setToolTip(help);
     label->setAccessibleDescription(help);
+    if (stretch > 0) label->KeepRoomFor(16);
     addWidget(label, stretch);
     return label;
 }

@@ -11,6 +11,7 @@
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
+#include "widgets/contrast.h"
 #include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
@@ -119,8 +120,10 @@ void TextBox::SetColour(quint32 colour)
 {
     QPalette colours;
     colours.setColor(QPalette::Text, QColor(ToRgb(colour)));
-    colours.setColor(QPalette::Base,
-                     colour == kWhite ? QColor(Qt::lightGray) : QColor(Qt::white));  // readable
+    // On the board's white, or where nobody could read that while typing, on dark.
+    constexpr double kFaint = 3;
+    const bool faint = Contrast(QColor(ToRgb(colour)), Qt::white) < kFaint;
+    colours.setColor(QPalette::Base, faint ? QColor(0x30, 0x30, 0x30) : QColor(Qt::white));
     colours.setColor(QPalette::WindowText, QColor(0x80, 0x80, 0x80));
     setPalette(colours);
 }

@@ -330,8 +330,12 @@ void BoardView::ShowToolsMenu()
 QImage BoardView::GrabVisible()
 {
     QWidget* interior = parentWidget();
+    const bool cursor = keyCursor->isVisible();
+    keyCursor->hide();  // as little part of the picture as the mouse's
     const QRect area = hooks.copyRect ? hooks.copyRect() : interior->rect();
-    return interior->grab(area).toImage();
+    const QImage picture = interior->grab(area).toImage();
+    keyCursor->setVisible(cursor);
+    return picture;
 }
 
 bool BoardView::event(QEvent* event)

@@ -233,6 +233,7 @@ void ToolbarView::AddEntries(QToolButton& button, const ButtonRow& wanted)
         connect(action, &QAction::triggered, this,
                 [this, parent = wanted.key, key] { tool_ButtonMenuClick(mState, parent, key); });
     }
+    CloseWhenPressed(*menu);
     button.setMenu(menu);
     button.setPopupMode(QToolButton::MenuButtonPopup);
 }

@@ -5,6 +5,7 @@
 #include "text/words.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
+#include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
 
@@ -12,6 +13,7 @@ ToolsMenu::ToolsMenu(ProcessState& state, QWidget* parent)
     : QMenu(Defined::tr("&Tools"), parent), mState(state)
 {
     setObjectName(u"mnuTools"_s);
+    CloseWhenPressed(*this);
     const auto command = [this](const char* name, const QString& caption, ToolKey key) {
         connect(Add(name, caption), &QAction::triggered, this,
                 [this, key] { tool_ButtonClick(mState, key); });

@@ -5,9 +5,7 @@
 
 namespace {
 
-// Contrasts as the accessibility rules of the web reckon them (WCAG 2.1): black on white has 21, red on white
-// 4.0. Small coloured letters on dark paper need more than on light.
-constexpr double kLeastOnDark = 6, kLeastOnLight = 3.9;
+constexpr double kLeastOnDark = 6;
 constexpr double kDark = 0.18;  // luminance of middle grey
 
 double Linear(double channel)
@@ -21,15 +19,15 @@ double Luminance(const QColor& colour)
            0.0722 * Linear(colour.blueF());
 }
 
+}  // namespace
+
 double Contrast(const QColor& a, const QColor& b)
 {
     const auto [darker, lighter] = std::minmax({Luminance(a), Luminance(b)});
     return (lighter + 0.05) / (darker + 0.05);
 }
 
-}  // namespace
-
-QColor ReadableOn(const QColor& ink, const QColor& paper)
+QColor ReadableOn(const QColor& ink, const QColor& paper, double onLight)
 {
     constexpr int kStep = 5;
     const bool dark = Luminance(paper) < kDark;
@@ -37,7 +35,7 @@ QColor ReadableOn(const QColor& ink, const QColor& paper)
     for (int lightness = ink.lightness(); lightness >= 0 && lightness <= 255;
          lightness += dark ? kStep : -kStep) {
         if (lightness != ink.lightness()) shade.setHsl(ink.hslHue(), ink.hslSaturation(), lightness);
-        if (Contrast(shade, paper) >= (dark ? kLeastOnDark : kLeastOnLight)) return shade;
+        if (Contrast(shade, paper) >= (dark ? kLeastOnDark : onLight)) return shade;
     }
     return dark ? QColor(Qt::white) : QColor(Qt::black);
 }

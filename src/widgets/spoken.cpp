@@ -10,6 +10,7 @@
 #include <QMenu>
 #include <QPersistentModelIndex>
 #include <QRegularExpression>
+#include <QSignalBlocker>
 #include <QTimer>
 #include <QToolButton>
 #include <algorithm>
@@ -199,6 +200,7 @@ public:
     {
         if (event->type() == QEvent::FocusOut) {
             mAt = mList.currentIndex();
+            const QSignalBlocker quiet(mList.selectionModel());  // the list would say that it has the focus
             GoTo(QModelIndex());
         } else if (event->type() == QEvent::FocusIn && mAt.isValid() && !mList.currentIndex().isValid()) {
             GoTo(mAt);
@@ -272,6 +274,11 @@ void SpeakByLabel(QComboBox& box, const QString& name)
 void FocusLeavesWith(QAbstractItemView& list)
 {
     new EntryFocus(list);
+}
+
+void CloseWhenPressed(QMenu& menu)
+{
+    QObject::connect(&menu, &QMenu::triggered, &menu, &QMenu::close);
 }
 
 void SayChecked(const QWidget& control)

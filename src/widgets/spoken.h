@@ -8,6 +8,7 @@
 
 class QAbstractItemView;
 class QComboBox;
+class QMenu;
 class QWidget;
 
 struct Spoken {
@@ -27,6 +28,8 @@ void SpeakByLabel(QComboBox& box, const QString& name);
 /// The entry that the focus was on is told as focused only while `list` has the focus: the toolkit's own goes
 /// on saying so. The list finds its place again when the focus is back; what is selected stays so.
 void FocusLeavesWith(QAbstractItemView& list);
+/// An entry that is pressed over the bus closes the menu, as one that is clicked does.
+void CloseWhenPressed(QMenu& menu);
 /// What `checked` of its Spoken says has changed.
 void SayChecked(const QWidget& control);
 

@@ -18,6 +18,7 @@
 #include "cipher/password.h"
 #include "settings/settings.h"
 #include "support/fixture.h"
+#include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;
 
@@ -291,22 +292,21 @@ TEST(FrmLogin, SaysWhatEachControlIsAndDoesInTheOrderOfTab)
     EXPECT_TRUE(f.prompts.boxes.value(0).endsWith(u"Please enter your handle."_s));
 }
 
-TEST(FrmLogin, CanBeReadOnADarkDesktop)
+TEST(FrmLogin, CanBeReadOnEveryDesktop)
 {
     Login f;
     f.Open();
-    const auto contrast = [](const QColor& a, const QColor& b) {
-        return abs(qGray(a.rgb()) - qGray(b.rgb()));
-    };
-    for (const QColor& window : {QColor(239, 239, 239), QColor(42, 46, 50)}) {
+    for (const QColor& window : {QColor(239, 239, 239), QColor(42, 46, 50), QColor(118, 118, 118)}) {
+        SCOPED_TRACE(window.name().toStdString());
         QPalette desktop(window);
         desktop.setColor(QPalette::PlaceholderText, QColor(0, 0, 0, 128));  // as desktops leave it
+        desktop.setColor(QPalette::Link, QColor(0x2a, 0x7f, 0xd5));
         f.form->setPalette(desktop);
         const QPalette link = f.Get<QLabel>("lblPassword")->palette();
-        EXPECT_GE(contrast(link.color(QPalette::Link), window), 80) << window.name().toStdString();
+        EXPECT_GE(Contrast(link.color(QPalette::Link), window), kReadableContrast);
         const QPalette hint = f.Edit("txtService")->palette();
-        EXPECT_GE(contrast(hint.color(QPalette::PlaceholderText), hint.color(QPalette::Base)), 60)
-            << window.name().toStdString();
+        EXPECT_GE(Contrast(hint.color(QPalette::PlaceholderText), hint.color(QPalette::Base)),
+                  kReadableContrast);
     }
 }
 
@@ -329,6 +329,30 @@ TEST(FrmLogin, ShowsItsTextsWholeAtEveryFont)
         }
     }
     QApplication::setFont(before);
+}
+
+TEST(FrmLogin, IsMirroredWherePeopleWriteFromRightToLeft)
+{
+    for (const Qt::LayoutDirection direction : {Qt::LeftToRight, Qt::RightToLeft}) {
+        QApplication::setLayoutDirection(direction);
+        Login f;
+        f.Open();
+        f.Click("chkMore");
+        int labels = 0;
+        for (QLabel* label : f.form->findChildren<QLabel*>()) {
+            if (!label->buddy()) continue;
+            const QRect field = label->buddy()->geometry(), text = label->geometry();
+            EXPECT_TRUE(direction == Qt::LeftToRight ? text.right() < field.left()
+                                                     : field.right() < text.left())
+                << direction << label->text().toStdString();
+            ++labels;
+        }
+        EXPECT_GE(labels, 5);
+        for (QWidget* control :
+             f.Get<QWidget>("frameMore")->findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+            EXPECT_TRUE(control->parentWidget()->rect().contains(control->geometry())) << direction;
+    }
+    QApplication::setLayoutDirection(Qt::LeftToRight);
 }
 
 TEST(FrmLogin, OpensItsOptionsOnTheScreen)

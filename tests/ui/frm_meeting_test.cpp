@@ -4,10 +4,14 @@
 
 #include <QAccessible>
 #include <QAction>
+#include <QGroupBox>
 #include <QLabel>
+#include <QMenuBar>
 #include <QMouseEvent>
 #include <QScreen>
 #include <QSlider>
+#include <algorithm>
+#include <map>
 
 #include "media/media_screen.h"
 #include "settings/settings.h"
@@ -15,10 +19,23 @@
 #include "ui/meeting_desk.h"
 #include "whiteboard/board_view.h"
 #include "whiteboard/history.h"
+#include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// Of any pixel against the colour that most of the picture has.
+double BestContrast(const QImage& picture)
+{
+    std::map<QRgb, int> counts;
+    for (int y = 0; y < picture.height(); ++y)
+        for (int x = 0; x < picture.width(); ++x) ++counts[picture.pixel(x, y)];
+    const auto paper = std::ranges::max_element(counts, {}, [](const auto& one) { return one.second; });
+    double best = 0;
+    for (const auto& one : counts) best = std::max(best, Contrast(QColor(one.first), QColor(paper->first)));
+    return best;
+}
 
 struct Released : QObject {
     int count = 0;
@@ -251,6 +268,59 @@ TEST(MeetingWindow, EverythingThatTakesTheFocusHasANameForScreenReaders)
         ++named;
     }
     EXPECT_GT(named, 10);
+}
+
+TEST(MeetingWindow, EveryTextCanBeReadOnEveryDesktop)
+{
+    const QPalette before = QApplication::palette();
+    for (const QColor& window : {QColor(239, 239, 239), QColor(42, 46, 50)}) {
+        QApplication::setPalette(QPalette(window));
+        MeetingDesk desk;
+        desk.Whole();
+        int texts = 0;
+        for (QWidget* control : desk.window->findChildren<QWidget*>()) {
+            const QString text =
+                control->property(qobject_cast<QGroupBox*>(control) ? "title" : "text").toString();
+            const bool plain = !text.isEmpty() || control->objectName() == u"picVideo"_s;
+            if (!plain || !control->isVisible() || !control->isEnabled()) continue;
+            EXPECT_GE(BestContrast(control->grab().toImage()), kReadableContrast)
+                << window.name().toStdString() << ' ' << control->objectName().toStdString();
+            ++texts;
+        }
+        EXPECT_GE(texts, 20);
+    }
+    QApplication::setPalette(before);
+}
+
+TEST(MeetingWindow, KeepsItsPlacesWherePeopleWriteFromRightToLeft)
+{
+    QApplication::setLayoutDirection(Qt::RightToLeft);
+    MeetingDesk desk;
+    desk.Whole();
+    EXPECT_LT(desk.Find("tool_Erase")->x(), desk.Find("tool_Exit")->x());
+    EXPECT_LT(desk.Find("Ready")->x(), desk.Find("Link")->x());
+    for (const char* name : {"HScroll", "sldFPS", "picDraw"})
+        EXPECT_FALSE(desk.Find(name)->isRightToLeft()) << name;
+    EXPECT_TRUE(desk.window->menuBar()->isRightToLeft());
+    QApplication::setLayoutDirection(Qt::LeftToRight);
+}
+
+TEST(MeetingWindow, FollowsLargeLettersWhereThereIsRoom)
+{
+    const QFont before = QApplication::font();
+    QFont large = before;
+    large.setPixelSize(28);
+    QApplication::setFont(large);
+    MeetingDesk desk;
+    desk.Whole();
+    for (const auto& [name, pixels] : {std::pair("txtChat", 26), std::pair("txtMessage", 26),
+                                       std::pair("lstUsers", 22), std::pair("cmdSend", 13)})
+        EXPECT_EQ(QFontInfo(desk.Find(name)->font()).pixelSize(), pixels) << name;
+    // What the connection says is not pushed out by what the others say.
+    QLabel* link = desk.Find<QLabel>("Link");
+    EXPECT_GE(link->width(), 16 * link->fontMetrics().averageCharWidth());
+    EXPECT_LE(link->geometry().right(), link->parentWidget()->width());
+    QApplication::setFont(before);
 }
 
 TEST(MeetingWindow, TellsWhichToolColourAndWidthAreChosen)

@@ -26,6 +26,7 @@
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_boxes.h"
 #include "whiteboard/whiteboard.h"
+#include "widgets/contrast.h"
 
 using namespace Qt::StringLiterals;
 
@@ -251,6 +252,17 @@ TEST(BoardView, ScrollsWithinItsRangeAndNowhereElse)
     EXPECT_TRUE(w.service->texts.empty());
 }
 
+TEST(TextBox, CanBeReadInEveryColour)
+{
+    Window w;
+    for (const quint32 colour : kPalette) {
+        w.draw.SetTextColour(colour);
+        const QPalette shown = w.draw.txtText->palette();
+        EXPECT_EQ(shown.color(QPalette::Text), QColor(ToRgb(colour)));
+        EXPECT_GE(Contrast(shown.color(QPalette::Text), shown.color(QPalette::Base)), 3) << colour;
+    }
+}
+
 TEST(TextBox, GrowsSendsAndGivesTheFocusBack)
 {
     Window w;
@@ -414,7 +426,11 @@ TEST(KeyCursor, LeavesInSteps)
     w.Press({Qt::Key_Right});  // still scrolls
     EXPECT_EQ(w.draw.HScroll->value(), 205);
     EXPECT_FALSE(w.Shown());
-    w.Press({Qt::Key_F7, Qt::Key_Space, Qt::Key_Right, Qt::Key_Escape});
+    const QImage without = w.draw.GrabVisible();
+    w.Press(Qt::Key_F7);
+    EXPECT_EQ(w.draw.GrabVisible(), without);  // no part of a picture of the board
+    EXPECT_TRUE(w.Shown());
+    w.Press({Qt::Key_Space, Qt::Key_Right, Qt::Key_Escape});
     EXPECT_EQ(w.Left().size(), 1);  // a stroke is kept ...
     w.Choose(ToolKey::Shape);
     w.draw.setFocus();

@@ -387,6 +387,7 @@ ValueControl* MakeValueControl(const PreferenceRow& row, const ControlNeeds& nee
     control->Field()->setObjectName(ControlName("set_", row));
     if (auto* box = qobject_cast<QComboBox*>(control->Field())) SpeakByLabel(*box, PlainLabel(row));
     control->Field()->setAccessibleName(PlainLabel(row));
+    if (auto* box = qobject_cast<QComboBox*>(control->Field())) SpeakByLabel(*box, PlainLabel(row));
     control->Field()->setAccessibleDescription(HelpOf(row));
     return control;
 }
