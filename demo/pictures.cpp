@@ -128,10 +128,24 @@ void BeforeTheMeeting(Desk& ann, Photographer& shots, const Service& service)
     ann.Wait("window_whole");
 }
 
-/// The letters that open the menus "Meeting", "Tools" and "Help".
+/// The letters that open the menus "Meeting", "Tools" and "Help", and the first one's "Preferences...".
 QString MenuLetters(const Look& look)
 {
-    return look.language == u"de" ? u"bwh"_s : u"mth"_s;
+    return look.language == u"de" ? u"bwhe"_s : u"mthp"_s;
+}
+
+void Preferences(Desk& ann, Photographer& shots, const QString& menus)
+{
+    ann.Key(u"alt+"_s + menus[0]);
+    ann.Wait("menu");
+    ann.Key(menus.last(1));
+    ann.Wait("dialog", Is("name", u"frmPreferences"_s));
+    for (const char* page : {"chat", "drawing", "pictures", "voice", "meeting", "configurations"}) {
+        shots.Take(("preferences-"_ba + page).constData());
+        ann.Key(u"ctrl+Next"_s);
+    }
+    ann.Key(u"Escape"_s);
+    ann.Wait("dialog_closed", Is("name", u"frmPreferences"_s));
 }
 
 void Dialogs(Desk& ann, Photographer& shots, const QString& menus)
@@ -148,6 +162,7 @@ void Dialogs(Desk& ann, Photographer& shots, const QString& menus)
     shots.TakeDialog("video-size", "frmFormat");
     ann.ClickControl(u"tool_File"_s);
     shots.TakeDialog("picture-file", "openFile");
+    Preferences(ann, shots, menus);
     ann.Key(u"alt+"_s + menus[2]);
     ann.Wait("menu");
     for (const char* key : {"Down", "Return"}) ann.Key(QLatin1String(key));
