@@ -1278,10 +1278,6 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <translation>&amp;Sprache:</translation>
     </message>
     <message>
-        <source>Menus, captions and messages that every Quorvia has are English unless you choose a language here; everything else follows this computer.</source>
-        <translation>Menüs, Beschriftungen und Meldungen, die jedes Quorvia hat, sind englisch, solange Sie hier keine Sprache wählen; alles andere richtet sich nach diesem Computer.</translation>
-    </message>
-    <message>
         <source>&amp;Use at the next start:</source>
         <translation>Beim nächsten Start &amp;benutzen:</translation>
     </message>
@@ -1484,6 +1480,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>%1 (missing)</source>
         <translation>%1 (fehlt)</translation>
+    </message>
+    <message>
+        <source>Menus, captions and messages that every Quorvia has are English unless you choose a language here; everything else follows this computer. It belongs to no configuration.</source>
+        <translation>Menüs, Beschriftungen und Meldungen, die jedes Quorvia hat, sind englisch, solange Sie hier keine Sprache wählen; alles andere richtet sich nach diesem Computer. Dies gehört zu keiner Konfiguration.</translation>
     </message>
 </context>
 <context>

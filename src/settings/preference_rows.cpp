@@ -223,7 +223,7 @@ constexpr PreferenceRow kRows[] = {
      QT_TRANSLATE_NOOP(
          "Preferences",
          "Menus, captions and messages that every Quorvia has are English unless you choose a language here; "
-         "everything else follows this computer."),
+         "everything else follows this computer. It belongs to no configuration."),
      Acts::AtNextStart,
      {},
      kLanguages},
