@@ -1787,6 +1787,14 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <source>The video file can no longer be read.</source>
         <translation>Die Videodatei lässt sich nicht mehr lesen.</translation>
     </message>
+    <message>
+        <source>There is no meeting to send to.</source>
+        <translation>Es gibt keine Besprechung, in die gesendet werden kann.</translation>
+    </message>
+    <message>
+        <source>Too much is waiting to be sent.</source>
+        <translation>Es wartet zu viel darauf, gesendet zu werden.</translation>
+    </message>
 </context>
 <context>
     <name>ServiceEvents</name>

@@ -87,6 +87,9 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "The camera %1 has been unplugged."),
     QT_TRANSLATE_NOOP("Said", "The camera %1 stopped working."),
     QT_TRANSLATE_NOOP("Said", "The video file can no longer be read."),
+    // what an error box says of a procedure
+    QT_TRANSLATE_NOOP("Said", "There is no meeting to send to."),
+    QT_TRANSLATE_NOOP("Said", "Too much is waiting to be sent."),
 };
 
 /// The arguments when `text` is `sentence` with something at each %1, %2, ...; empty ones count.

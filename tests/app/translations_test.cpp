@@ -85,6 +85,43 @@ TEST(Translations, LackNothingAndHoldNothingThatIsGone)
     }
 }
 
+/// Literals that stand behind each other, as the compiler sees them.
+QStringList Literals(const QString& code)
+{
+    static const QRegularExpression group(
+        uR"re((?:log\(\s*QStringLiteral\(\s*)?(?:"(?:[^"\\\n]|\\.)*"\s*)+)re"_s);
+    static const QRegularExpression one(uR"re("((?:[^"\\\n]|\\.)*)")re"_s);
+    QStringList texts;
+    for (auto found = group.globalMatch(code); found.hasNext();) {
+        const QString literals = found.next().captured();
+        if (literals.startsWith(u"log("_s)) continue;  // nobody else sees it
+        QString text;
+        for (auto part = one.globalMatch(literals); part.hasNext();) text += part.next().captured(1);
+        texts += text.replace(u"\\\""_s, u"\""_s);
+    }
+    return texts;
+}
+
+TEST(Translations, KnowTheSentencesOfTheLink)
+{
+    QStringList known;
+    for (const Message& message : Read(kSource + u"/translations/quorvia_de.ts"_s))
+        if (message.context == u"Said") known += message.source;
+    static const QRegularExpression sentence(u"^[\"A-Z%].*[a-z] [a-z].*\\.$"_s);
+    const QDir link(kSource + u"/src/service/link"_s);
+    int sentences = 0;
+    for (const QString& name : link.entryList({u"*.cpp"_s})) {
+        QFile file(link.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        for (const QString& text : Literals(QString::fromUtf8(file.readAll()))) {
+            if (!sentence.match(text).hasMatch()) continue;
+            ++sentences;
+            EXPECT_TRUE(known.contains(text)) << name.toStdString() << ": " << text.toStdString();
+        }
+    }
+    EXPECT_GT(sentences, 20);
+}
+
 TEST(Translations, KeepArgumentsLettersAndEnds)
 {
     const QDir translations(kSource + u"/translations"_s);
