@@ -4,7 +4,6 @@
 #include <QStandardPaths>
 #include <cstdio>
 
-#include "base/report.h"
 #include "base/version.h"
 #include "settings/settings.h"
 #include "settings/settings_listing.h"

@@ -1,6 +1,5 @@
 #include "app/signals.h"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>

@@ -1,7 +1,6 @@
 #include "platform/linux/machine.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
