@@ -1,5 +1,7 @@
 // Who is believed: a client says nothing to a service whose key is not the one that it may trust.
 
+#include <signal.h>
+
 #include <QFile>
 
 #include "reliability/daemon.h"
