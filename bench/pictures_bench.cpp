@@ -163,7 +163,7 @@ void DecodeToolkit(benchmark::State& run)
 
 /// The upper left of the screen, as a window of that size.
 struct ScreenWindow {
-    X11Windows windows{QString()};
+    X11Windows windows;
     bool Missing(benchmark::State& run) const
     {
         const bool missing = !windows.WhyNot().isEmpty();

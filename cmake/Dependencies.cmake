@@ -17,6 +17,8 @@ pkg_check_modules(JPEG REQUIRED IMPORTED_TARGET libjpeg)
 if(QUORVIA_CLIENT)
   find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Svg)
   pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-ewmh xcb-icccm xcb-shm xcb-res)
+  pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+  pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
   pkg_check_modules(V4L REQUIRED IMPORTED_TARGET libv4l2)
 endif()
 

@@ -1054,6 +1054,58 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <source>&amp;Preferences...</source>
         <translation>&amp;Einstellungen...</translation>
     </message>
+    <message>
+        <source>Asking the desktop what can be shared...</source>
+        <translation>Der Desktop wird gefragt, was geteilt werden kann...</translation>
+    </message>
+    <message>
+        <source>What shall the others see? The desktop then asks which one.</source>
+        <translation>Was sollen die anderen sehen? Welches genau, fragt dann der Desktop.</translation>
+    </message>
+    <message>
+        <source>The desktop is asking what to share.</source>
+        <translation>Der Desktop fragt, was geteilt werden soll.</translation>
+    </message>
+    <message>
+        <source>On Wayland it is the desktop that hands out its windows, through a portal, and none is running here. Its packages are xdg-desktop-portal and the one made for your desktop, such as xdg-desktop-portal-gnome, -kde or -wlr.</source>
+        <translation>Unter Wayland gibt der Desktop seine Fenster selbst heraus, durch ein Portal, und hier läuft keines. Seine Pakete sind xdg-desktop-portal und das für Ihren Desktop, etwa xdg-desktop-portal-gnome, -kde oder -wlr.</translation>
+    </message>
+    <message>
+        <source>The desktop&apos;s portal cannot share windows here. That takes the part of it made for your desktop, such as xdg-desktop-portal-gnome, -kde or -wlr.</source>
+        <translation>Das Portal des Desktops kann hier keine Fenster teilen. Dazu gehört sein Teil für Ihren Desktop, etwa xdg-desktop-portal-gnome, -kde oder -wlr.</translation>
+    </message>
+    <message>
+        <source>The desktop&apos;s portal does not answer.</source>
+        <translation>Das Portal des Desktops antwortet nicht.</translation>
+    </message>
+    <message>
+        <source>The desktop&apos;s portal failed before it had anything to share.</source>
+        <translation>Das Portal des Desktops ist gescheitert, bevor es etwas zu teilen gab.</translation>
+    </message>
+    <message>
+        <source>The desktop did not allow it.</source>
+        <translation>Der Desktop hat es nicht erlaubt.</translation>
+    </message>
+    <message>
+        <source>The desktop&apos;s portal has gone.</source>
+        <translation>Das Portal des Desktops läuft nicht mehr.</translation>
+    </message>
+    <message>
+        <source>On Wayland the pictures of windows come through PipeWire, and its library is not installed (package libpipewire-0.3-0).</source>
+        <translation>Unter Wayland kommen die Bilder von Fenstern über PipeWire, und dessen Bibliothek ist nicht installiert (Paket libpipewire-0.3-0).</translation>
+    </message>
+    <message>
+        <source>The desktop allowed it, but no picture comes through PipeWire. Are pipewire and wireplumber running?</source>
+        <translation>Der Desktop hat es erlaubt, aber über PipeWire kommt kein Bild. Laufen pipewire und wireplumber?</translation>
+    </message>
+    <message>
+        <source>A window...</source>
+        <translation>Ein Fenster...</translation>
+    </message>
+    <message>
+        <source>The desktop ended the sharing before it began.</source>
+        <translation>Der Desktop hat das Teilen beendet, bevor es begann.</translation>
+    </message>
 </context>
 <context>
     <name>Preferences</name>

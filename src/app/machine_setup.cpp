@@ -33,8 +33,6 @@ Machine::Machine(ProcessState& state, const QString& traceFile)
       mPrompts(state, mWaits),
       mEndProcess(state),
       mCamera(&mGate, mClock),
-      mWindows(WhyWindowsAreHidden(qEnvironmentVariable("XDG_SESSION_TYPE"),
-                                   qEnvironmentVariable("WAYLAND_DISPLAY"))),
       mCompanion(mFolders.Program()),
       mSettings(state),
       mTrust(state)
@@ -53,6 +51,8 @@ Machine::Machine(ProcessState& state, const QString& traceFile)
     ports.prompts = &mPrompts;
     ports.camera = &mCamera;
     ports.windows = &mWindows;
+    if (WindowsAreHidden(qEnvironmentVariable("XDG_SESSION_TYPE"), qEnvironmentVariable("WAYLAND_DISPLAY")))
+        ports.windows = &mPortalWindows;
     ports.companion = &mCompanion;
     ports.clipboard = &mClipboard;
     if (QGuiApplication::platformName() == u"xcb") ports.liveScreen = &mLiveScreen;

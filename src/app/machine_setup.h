@@ -7,6 +7,7 @@
 #include "platform/linux/linux_camera.h"
 #include "platform/linux/local_host.h"
 #include "platform/linux/machine.h"
+#include "platform/linux/portal_windows.h"
 #include "platform/linux/x11_companion.h"
 #include "platform/linux/x11_live_screen.h"
 #include "platform/linux/x11_windows.h"
@@ -42,6 +43,7 @@ private:
     QtClipboard mClipboard;
     LinuxCamera mCamera;
     X11Windows mWindows;
+    PortalWindows mPortalWindows;
     X11Companion mCompanion;
     X11LiveScreen mLiveScreen;
     StoreServiceSettings mSettings;

@@ -6,8 +6,10 @@
 #include <QLocale>
 #include <QTimer>
 #include <cstdio>
+#include <optional>
 
 #include "app/application.h"
+#include "app/display_choice.h"
 #include "app/end_program.h"
 #include "app/language.h"
 #include "app/machine_setup.h"
@@ -34,6 +36,7 @@ namespace {
 
 /// By itself the toolkit asks where panels lie with one screen only.
 constexpr const char* kAsksForPanels = "QT_RELY_ON_NET_WORKAREA_ATOM";
+constexpr const char* kPlatform = "QT_QPA_PLATFORM";
 
 QStringList Arguments(int argc, char** argv)
 {
@@ -54,12 +57,25 @@ void ApplyOptions(ProcessState& state, const Options& options)
     if (options.service) SaveSetting(state, keys::kServiceAddress, *options.service);
 }
 
-/// Without one the toolkit would abort.
-bool HasDisplay()
-{
-    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
-           !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
-}
+/// For the toolkit while the program starts; what it starts itself shall choose for itself.
+class StartEnvironment {
+public:
+    explicit StartEnvironment(const QString& platform) : mChosen(!platform.isEmpty())
+    {
+        qputenv(kAsksForPanels, "1");
+        if (mChosen) qputenv(kPlatform, platform.toLatin1());
+    }
+    ~StartEnvironment()
+    {
+        qunsetenv(kAsksForPanels);
+        if (mChosen) qunsetenv(kPlatform);
+    }
+    StartEnvironment(const StartEnvironment&) = delete;
+    StartEnvironment& operator=(const StartEnvironment&) = delete;
+
+private:
+    const bool mChosen;
+};
 
 /// Without a meeting; "": the default configuration. Returns the exit code.
 int ShowPreferencesAlone(ProcessState& state, const QString& config)
@@ -100,17 +116,17 @@ int main(int argc, char** argv)
         return 0;
     }
     if (early.settings && early.error.isEmpty()) return PrintSettings(early.config);
-    if (!HasDisplay()) {
+    const DisplayChoice display = ChooseDisplay(DisplaysThere(argc, argv));
+    if (!display.whyNot.isEmpty()) {  // the toolkit would abort
         std::fprintf(stderr, "quorvia: %s\n",
-                     early.error.isEmpty() ? "there is no display to open a window on."
-                                           : qPrintable(OneLine(early.error)));
+                     qPrintable(OneLine(early.error.isEmpty() ? display.whyNot : early.error)));
         return 2;
     }
     HoldEndSignals();
     ProcessState state;
-    qputenv(kAsksForPanels, "1");
+    std::optional<StartEnvironment> starting(display.platform);
     Application application(state, argc, argv);
-    qunsetenv(kAsksForPanels);
+    starting.reset();
     // Every mouse move is a point of the stroke: the toolkit would drop some of a fast hand's. Not before it
     // has met its platform, which turns this on.
     QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);

@@ -56,6 +56,7 @@ QByteArray CapturedJpeg(ProcessState& state, qint16 quality)
 
 void TellThatItHasGone(ProcessState& state)
 {
+    Windows(state).Release(state.gShareWindow);
     for (const auto& item : state.gUsers->Items()) {
         item->Deliver(state.gMessenger->Handle(), state.gMessenger->SendTag(), TagOf(RecordKind::AppShareOff),
                       0);
@@ -109,6 +110,7 @@ void TakeShareInterval(ProcessState& state)
 void StopSharing(ProcessState& state)
 {
     state.gAppShareOn = false;
+    if (state.ports.windows) state.ports.windows->Release(state.gShareWindow);
     state.gShareWindow = 0;
     state.gShareKept.reset();
     state.gMeetingForm->SetShareTimer(0);
@@ -128,7 +130,8 @@ void ShareAppTick(ProcessState& state)
 std::vector<WindowInfo> ShareableWindows(WindowId desktop, const std::vector<WindowInfo>& topLevel,
                                          const QString& ownCaption)
 {
-    std::vector<WindowInfo> entries{{desktop, Defined::tr("(Desktop)")}};
+    std::vector<WindowInfo> entries;
+    if (desktop != 0) entries.push_back({desktop, Defined::tr("(Desktop)")});
     for (const WindowInfo& window : topLevel)
         if (!window.title.isEmpty() && window.title != u"Program Manager"_s && window.title != ownCaption)
             entries.push_back(window);

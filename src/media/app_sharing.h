@@ -18,8 +18,8 @@ void StopSharing(ProcessState& state);
 /// tmrShareApp's tick: one capture, one encoding, sent to each item of gUsers.
 void ShareAppTick(ProcessState& state);
 
-/// The dialog's entries: "(Desktop)" first, then the windows in their order without "Program Manager",
-/// untitled ones and the one captioned `ownCaption`.
+/// The dialog's entries: "(Desktop)" first, where there is one, then the windows in their order without
+/// "Program Manager", untitled ones and the one captioned `ownCaption`.
 std::vector<WindowInfo> ShareableWindows(WindowId desktop, const std::vector<WindowInfo>& topLevel,
                                          const QString& ownCaption);
 

@@ -3,6 +3,7 @@
 // may vanish between any two calls; nothing here throws for that.
 
 #include <QString>
+#include <functional>
 #include <vector>
 
 #include "contract/picture.h"
@@ -14,13 +15,33 @@ struct WindowInfo {
     QString title;  // at most 1024 characters, cut at the first NUL
 };
 
+/// What the user chose in the desktop's own dialog. 0: nothing, with a sentence why, or with none when it was
+/// the user who left it.
+struct WindowChoice {
+    WindowId id = 0;
+    QString whyNot;
+};
+
 class WindowsPort {
 public:
     virtual ~WindowsPort() = default;
 
+    /// Finds out what can be shared and calls `seen`, at once or later; before, the list is not known.
+    virtual void Look(std::function<void()> seen) { seen(); }
+    /// Entries of the list only say what the desktop itself shall ask for; what is shared comes from Choose.
+    virtual bool DesktopAsks() const { return false; }
+    virtual void Choose(WindowId entry, std::function<void(const WindowChoice&)> chosen)
+    {
+        chosen({entry, {}});
+    }
+    /// Nobody waits for Look or Choose any more: what they were given is not called.
+    virtual void StopAsking() {}
+    /// What was chosen is no longer shared.
+    virtual void Release(WindowId) {}
+
     /// "" when windows can be listed and captured, else one clear sentence why not.
     virtual QString WhyNot() const = 0;
-    /// The whole screen, as a window of its own.
+    /// The whole screen, as a window of its own; 0 where it cannot be shared.
     virtual WindowId Desktop() const = 0;
     /// Visible top-level windows of other programs, topmost first.
     virtual std::vector<WindowInfo> TopLevel() = 0;

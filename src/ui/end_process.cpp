@@ -8,6 +8,7 @@
 #include "base/error_trap.h"
 #include "platform/linux/x11_clipboard_manager.h"
 
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 void QtEndProcess::Now()
@@ -15,7 +16,7 @@ void QtEndProcess::Now()
     TraceEvent(mState, "ending");
     if (mState.ports.waits) mState.ports.waits->Hurry(2s);
     if (mState.gMessenger) Silently(mState, "Close", [&] { mState.gMessenger->Close(); });
-    if (QGuiApplication::clipboard()->ownsClipboard())
+    if (QGuiApplication::platformName() == u"xcb"_s && QGuiApplication::clipboard()->ownsClipboard())
         HandClipboardOver([this] { mState.ports.waits->Pause(5ms); });
     _exit(mCode);
 }

@@ -10,13 +10,14 @@
 #include "ui/placement.h"
 #include "ui/work_areas.h"
 
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
 
-QRect PlaceOf(const QWidget& window)
+bool WindowsHavePositions()
 {
-    return QRect(window.pos(), window.size());
+    return !QGuiApplication::platformName().startsWith(u"wayland"_s);
 }
 
 bool IsNormal(const QWidget& window)
@@ -32,7 +33,8 @@ QMargins FrameOf(const QWidget& window)
 
 }  // namespace
 
-PlacementKeeper::PlacementKeeper(QWidget& window) : mWindow(window), mNormal(PlaceOf(window))
+PlacementKeeper::PlacementKeeper(QWidget& window)
+    : mWindow(window), mHasPosition(WindowsHavePositions()), mNormal(window.pos(), window.size())
 {
     // A window that is being maximised is moved and sized before its state says so.
     mSettled.setSingleShot(true);
@@ -49,24 +51,31 @@ PlacementKeeper::PlacementKeeper(QWidget& window) : mWindow(window), mNormal(Pla
     connect(qGuiApp, &QGuiApplication::screenAdded, this, watch);
 }
 
+QRect PlacementKeeper::Place() const
+{
+    return QRect(mHasPosition ? mWindow.pos() : mNormal.topLeft(), mWindow.size());
+}
+
 TwipsRect PlacementKeeper::Placement() const
 {
     const bool maximising =
         mSettled.isActive() && mWindow.width() >= mWindow.screen()->availableSize().width();
-    return ToTwips(IsNormal(mWindow) && !maximising && !mLeaving ? PlaceOf(mWindow) : mNormal);
+    return ToTwips(IsNormal(mWindow) && !maximising && !mLeaving ? Place() : mNormal);
 }
 
 void PlacementKeeper::Restore(const TwipsRect& placement)
 {
-    mNormal = OnScreen(ToPixels(placement), mWindow.minimumSize(), WorkAreas(FrameOf(mWindow)));
+    const QRect asked = ToPixels(placement);
+    mNormal = OnScreen(asked, mWindow.minimumSize(), WorkAreas(FrameOf(mWindow)));
+    if (!mHasPosition) mNormal.moveTopLeft(asked.topLeft());  // for a desktop that has them
     Apply();
 }
 
 void PlacementKeeper::Fit()
 {
-    if (!IsNormal(mWindow)) return;
-    const QRect fitting = OnScreen(PlaceOf(mWindow), mWindow.minimumSize(), WorkAreas(FrameOf(mWindow)));
-    if (fitting == PlaceOf(mWindow)) return;
+    if (!mHasPosition || !IsNormal(mWindow)) return;
+    const QRect fitting = OnScreen(Place(), mWindow.minimumSize(), WorkAreas(FrameOf(mWindow)));
+    if (fitting == Place()) return;
     mNormal = fitting;
     Apply();
 }
@@ -74,7 +83,7 @@ void PlacementKeeper::Fit()
 void PlacementKeeper::Apply()
 {
     mWindow.resize(mNormal.size());
-    mWindow.move(mNormal.topLeft());
+    if (mHasPosition) mWindow.move(mNormal.topLeft());
 }
 
 WindowState PlacementKeeper::State() const
@@ -126,5 +135,5 @@ void PlacementKeeper::Settle()
     if (std::exchange(mSizeOnceNormal, false))
         Apply();
     else
-        mNormal = PlaceOf(mWindow);
+        mNormal = Place();
 }

@@ -14,7 +14,8 @@ class PlacementKeeper final : public QObject {
 public:
     explicit PlacementKeeper(QWidget& window);
 
-    /// Position of the frame, size of the client area.
+    /// Position of the frame, size of the client area. Where windows are not told their position (Wayland),
+    /// that is the one it was restored with.
     TwipsRect Placement() const;
     /// Brings it back onto a screen when it is on none.
     void Restore(const TwipsRect& placement);
@@ -32,10 +33,12 @@ protected:
 
 private:
     void Settle();
+    QRect Place() const;
     void Apply();
     QSize OnThisScreen(const QSize& size) const;
 
     QWidget& mWindow;
+    const bool mHasPosition;
     QRect mNormal;
     bool mLeaving = false;         // on the way to the normal state
     bool mSizeOnceNormal = false;  // mNormal was asked for meanwhile

@@ -25,6 +25,8 @@ QImage PictureOfFile(const HandedFiles& handed)
 
 }  // namespace
 
+using namespace Qt::StringLiterals;
+
 void QtClipboard::Clear()
 {
     QGuiApplication::clipboard()->clear();
@@ -33,7 +35,9 @@ void QtClipboard::Clear()
 QImage QtClipboard::Picture()
 {
     QClipboard* clipboard = QGuiApplication::clipboard();
-    if (!clipboard->ownsClipboard() && !ClipboardAnswers()) return QImage();
+    // Elsewhere the toolkit waits a second, and a Wayland desktop's X server answers for others only.
+    const bool x11 = QGuiApplication::platformName() == u"xcb"_s;
+    if (x11 && !clipboard->ownsClipboard() && !ClipboardAnswers()) return QImage();
     const QMimeData* held = clipboard->mimeData();
     if (!held) return QImage();
     // One question first: each one that an owner in trouble leaves unanswered costs seconds.

@@ -3,6 +3,7 @@
 
 #include <QRegularExpression>
 
+#include "app/display_choice.h"
 #include "app/end_program.h"
 #include "app/startup.h"
 #include "settings/settings.h"
@@ -140,4 +141,30 @@ TEST_F(Starting, AFailureSaysOneSentenceAndEnds)
     EXPECT_TRUE(prompts.boxes[0].endsWith(
         u"Quorvia Error|Quorvia Critical Error: Quorvia failed to load. You may need to re-install Quorvia."_s))
         << prompts.boxes[0].toStdString();
+}
+
+TEST(Display, IsTheSessionsOwnUnlessTheUserChose)
+{
+    const struct {
+        bool chosen, wayland, x11, answers, plugin;
+        const char *platform, *whyNot;
+    } rows[] = {
+        {false, true, true, true, true, "wayland;xcb", ""},
+        {false, true, false, true, true, "wayland", ""},
+        {false, true, true, true, false, "xcb", ""},  // no plugin: as a guest of its X server
+        {false, true, true, false, true, "xcb", ""},  // the name of a session that has ended
+        {false, false, true, false, true, "xcb", ""},
+        {false, true, false, true, false, "", "qt6-wayland"},
+        {false, true, false, false, true, "", "nobody answers"},
+        {false, false, false, false, true, "", "no display"},
+        {true, true, true, true, true, "", ""},
+        {true, false, false, false, false, "", ""},
+    };
+    for (const auto& row : rows) {
+        const DisplayChoice choice =
+            ChooseDisplay({row.chosen, row.wayland, row.x11, row.answers, row.plugin});
+        EXPECT_EQ(choice.platform, QLatin1String(row.platform));
+        EXPECT_TRUE(*row.whyNot ? choice.whyNot.contains(QLatin1String(row.whyNot)) : choice.whyNot.isEmpty())
+            << choice.whyNot.toStdString();
+    }
 }

@@ -39,6 +39,7 @@ TEST_F(AppSharing, ListsWhatCanBeShared)
     QStringList titles;
     for (const WindowInfo& entry : ShareableWindows(1, top, u"Meeting"_s))
         titles += QString::number(entry.id) + entry.title;
+    EXPECT_EQ(ShareableWindows(0, {{2, u"A window..."_s}}, u"Meeting"_s).front().id, 2u);  // no screens
     EXPECT_EQ(titles, QStringList({u"1(Desktop)"_s, u"5xterm"_s, u"9meeting"_s, u"10xterm"_s}));
 }
 
@@ -60,6 +61,7 @@ TEST_F(AppSharing, StartRaisesWaitsAndRunsTheTimer)
     StopSharing(state);
     EXPECT_FALSE(state.gAppShareOn);
     EXPECT_EQ(state.gShareWindow, 0u);
+    EXPECT_EQ(windows.released, std::vector<WindowId>{kEditor});  // nobody looks at it any longer
     EXPECT_EQ(journal.last(), u"share timer 0"_s);
     EXPECT_TRUE(service->texts.empty());  // nobody is told
 }

@@ -90,6 +90,45 @@ TEST_F(Dialogs, ShareAppSaysWhyThereIsNothingToShare)
     EXPECT_EQ(dialog.findChild<QLabel*>()->text(), u"Not here."_s);
 }
 
+TEST_F(Dialogs, ShareAppWaitsBehindTheDesktopThatAsks)
+{
+    const struct {
+        WindowChoice answer;
+        bool cancels;
+        const char* says;
+        WindowId after;
+    } rows[] = {{{99, {}}, false, "", 99},
+                {{0, {}}, false, "What shall", 9},
+                {{0, u"No."_s}, false, "No.", 9},
+                {{}, true, "", 9}};
+    for (const auto& row : rows) {
+        windows.desktopAsks = true;
+        state.gShareWindow = 9;
+        frmShareApp dialog(state, u"Meeting"_s, nullptr);
+        auto* list = Find<QListWidget>(dialog, "lstApps");
+        auto* ok = Find<QPushButton>(dialog, "cmdOK");
+        auto* label = Find<QLabel>(dialog, "lblQuestion");
+        EXPECT_FALSE(ok->isEnabled());  // nothing is known yet
+        windows.seen();
+        ASSERT_EQ(list->count(), 3);
+        Run(dialog, [&] {
+            list->setCurrentRow(1);
+            ok->click();
+            EXPECT_TRUE(dialog.isVisible() && !ok->isEnabled() && !list->isEnabled());
+            EXPECT_EQ(state.gShareWindow, 9u);
+            if (!row.cancels) windows.chosen(row.answer);
+            const bool open = row.after == 9 && !row.cancels;
+            EXPECT_EQ(dialog.isVisible(), open || row.cancels);
+            EXPECT_EQ(ok->isEnabled() && list->isEnabled(), open);  // another try
+            EXPECT_TRUE(!open || label->text().startsWith(QLatin1String(row.says)));
+            Find<QPushButton>(dialog, "cmdCancel")->click();
+        });
+        EXPECT_EQ(windows.chosen, nullptr);  // a late answer changes nothing
+        EXPECT_EQ(state.gShareWindow, row.after);
+        EXPECT_TRUE(dialog.Unloaded());
+    }
+}
+
 TEST_F(Dialogs, AboutStartsTheFirstViewerThatStarts)
 {
     const QString root = uR"(HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Shared Tools)"_s;

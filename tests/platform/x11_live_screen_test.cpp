@@ -15,7 +15,7 @@ constexpr QSize kSize(120, 80);
 
 struct LiveScreenTest : testing::Test {
     X11Desk desk{false};
-    X11Windows windows{QString(), desk.Display().toLatin1()};
+    X11Windows windows{desk.Display().toLatin1()};
     X11LiveScreen live{desk.Display().toLatin1()};
     PixelPool pool;
 

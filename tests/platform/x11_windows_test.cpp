@@ -10,7 +10,7 @@ namespace {
 
 struct X11WindowsTest : testing::Test {
     X11Desk desk;
-    X11Windows windows{QString(), desk.Display().toLatin1()};
+    X11Windows windows{desk.Display().toLatin1()};
 
     QStringList Titles()
     {
@@ -34,20 +34,9 @@ struct X11WindowsTest : testing::Test {
 
 }  // namespace
 
-TEST(X11WindowsHidden, WaylandIsAClearSentence)
+TEST(X11WindowsNowhere, IsAClearSentence)
 {
-    const struct {
-        QString type, display;
-        bool hidden;
-    } rows[] = {
-        {u"x11"_s, {}, false},
-        {{}, {}, false},
-        {u"wayland"_s, {}, true},
-        {{}, u"wayland-0"_s, true},
-    };
-    for (const auto& row : rows) EXPECT_EQ(!WhyWindowsAreHidden(row.type, row.display).isEmpty(), row.hidden);
-    X11Windows hidden(WhyWindowsAreHidden(u"wayland"_s, {})), nowhere(QString(), ":65000");
-    EXPECT_TRUE(hidden.WhyNot().contains(u"Wayland"_s));
+    X11Windows nowhere(":65000");
     EXPECT_FALSE(nowhere.WhyNot().isEmpty());
     EXPECT_TRUE(nowhere.TopLevel().empty() && nowhere.Capture(1).IsNull() && !nowhere.Exists(1));
 }
@@ -146,7 +135,7 @@ TEST_F(X11WindowsTest, CapturesTheFrameAsTheScreenShowsItCutToTheScreen)
 TEST(X11WindowsBare, WorksWithoutAWindowManager)
 {
     X11Desk desk(false);
-    X11Windows windows(QString(), desk.Display().toLatin1());
+    X11Windows windows(desk.Display().toLatin1());
     auto red = desk.Open(u"x"_s, u"red"_s, {10, 20, 30, 40}, u"ff0000"_s);
     ASSERT_TRUE(desk.Until([&] { return windows.TopLevel().size() == 1; }));
     EXPECT_EQ(xcb_window_t(windows.TopLevel()[0].id), red.id);
@@ -190,7 +179,7 @@ TEST(X11WindowsBare, NeedsNoExtensionOfTheServer)
                      {u"x"_s, u"red"_s, u"10"_s, u"20"_s, u"30"_s, u"40"_s, u"ff0000"_s},
                      {{u"DISPLAY"_s, display}}, folder / "log");
     red.ReadLine();
-    X11Windows windows(QString(), display.toLatin1());
+    X11Windows windows(display.toLatin1());
     ASSERT_EQ(windows.TopLevel().size(), 1u);
     EXPECT_EQ(windows.TopLevel()[0].title, u"red"_s);
     EXPECT_EQ(windows.Capture(windows.TopLevel()[0].id).width, 30);

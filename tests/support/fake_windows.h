@@ -16,7 +16,23 @@ public:
     WindowId foreground = 0;
     std::vector<WindowId> raised;
     int captures = 0;
+    bool desktopAsks = false;  // then Look and Choose are answered when the test says so
+    std::function<void()> seen;
+    std::function<void(const WindowChoice&)> chosen;
+    std::vector<WindowId> released;
 
+    void Look(std::function<void()> then) override
+    {
+        if (!desktopAsks) return then();
+        seen = std::move(then);
+    }
+    bool DesktopAsks() const override { return desktopAsks; }
+    void Choose(WindowId, std::function<void(const WindowChoice&)> then) override
+    {
+        chosen = std::move(then);
+    }
+    void StopAsking() override { seen = nullptr, chosen = nullptr; }
+    void Release(WindowId id) override { released.push_back(id); }
     QString WhyNot() const override { return whyNot; }
     WindowId Desktop() const override { return kDesktop; }
     std::vector<WindowInfo> TopLevel() override { return topLevel; }

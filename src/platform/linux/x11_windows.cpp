@@ -20,22 +20,12 @@ constexpr quint32 kRemove = 0;  // of _NET_WM_STATE
 
 }  // namespace
 
-QString WhyWindowsAreHidden(const QString& sessionType, const QString& waylandDisplay)
-{
-    if (sessionType != u"wayland"_s && waylandDisplay.isEmpty()) return {};
-    return u"This desktop session runs on Wayland, where programs cannot see each other's windows. "
-           "To share a window or the screen, log in with an X11 session."_s;
-}
-
-X11Windows::X11Windows(const QString& hidden, const QByteArray& display) : mHidden(hidden), mDisplay(display)
-{
-}
+X11Windows::X11Windows(const QByteArray& display) : mDisplay(display) {}
 
 X11Windows::~X11Windows() = default;
 
 bool X11Windows::Ready() const
 {
-    if (!mHidden.isEmpty()) return false;
     if (!mConnection || !mConnection->Alive()) {
         mCapture.reset();
         mConnection = X11Connection::Open(mDisplay);
@@ -47,7 +37,6 @@ bool X11Windows::Ready() const
 
 QString X11Windows::WhyNot() const
 {
-    if (!mHidden.isEmpty()) return mHidden;
     if (!Ready()) return u"Windows cannot be shared, because there is no X11 display."_s;
     if (!mCapture->Possible()) return u"Windows cannot be shared from a display without 24-bit colours."_s;
     return {};

@@ -10,17 +10,13 @@
 #include "platform/linux/x11_connection.h"
 #include "platform/windows.h"
 
-/// What to tell users of a session whose windows are hidden from programs; "" for one of X11. The arguments
-/// are the environment's XDG_SESSION_TYPE and WAYLAND_DISPLAY.
-QString WhyWindowsAreHidden(const QString& sessionType, const QString& waylandDisplay);
-
 /// Windows of an X11 desktop, as its window manager announces them; where none does, what lies on the screen.
 /// An id is the window's number and, in its upper half, that of the process, where the server knows it: the
 /// numbers of closed windows go to whatever is started next.
 class X11Windows final : public WindowsPort {
 public:
-    /// Connects at the first call. `hidden`: see WhyWindowsAreHidden. `display` as in DISPLAY, "": that one.
-    explicit X11Windows(const QString& hidden, const QByteArray& display = {});
+    /// Connects at the first call. `display` as in DISPLAY, "": that one.
+    explicit X11Windows(const QByteArray& display = {});
     ~X11Windows() override;
 
     QString WhyNot() const override;
@@ -51,7 +47,6 @@ private:
     bool ManagerKnows(const char* request);
     void BringHere(xcb_window_t window);
 
-    QString mHidden;
     QByteArray mDisplay;
     mutable std::shared_ptr<X11Connection> mConnection;  // made when first needed, made anew when it broke
     mutable std::unique_ptr<X11Capture> mCapture;
