@@ -1106,6 +1106,14 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <source>The desktop ended the sharing before it began.</source>
         <translation>Der Desktop hat das Teilen beendet, bevor es begann.</translation>
     </message>
+    <message>
+        <source>Windows cannot be shared, because there is no X11 display.</source>
+        <translation>Fenster lassen sich nicht freigeben, denn es gibt keine X11-Anzeige.</translation>
+    </message>
+    <message>
+        <source>Windows cannot be shared from a display without 24-bit colours.</source>
+        <translation>Von einer Anzeige ohne 24-Bit-Farben lassen sich keine Fenster freigeben.</translation>
+    </message>
 </context>
 <context>
     <name>Preferences</name>

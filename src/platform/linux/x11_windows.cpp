@@ -6,8 +6,7 @@
 #include <algorithm>
 
 #include "text/text_rules.h"
-
-using namespace Qt::StringLiterals;
+#include "text/words.h"
 
 namespace {
 
@@ -37,8 +36,9 @@ bool X11Windows::Ready() const
 
 QString X11Windows::WhyNot() const
 {
-    if (!Ready()) return u"Windows cannot be shared, because there is no X11 display."_s;
-    if (!mCapture->Possible()) return u"Windows cannot be shared from a display without 24-bit colours."_s;
+    if (!Ready()) return Ours::tr("Windows cannot be shared, because there is no X11 display.");
+    if (!mCapture->Possible())
+        return Ours::tr("Windows cannot be shared from a display without 24-bit colours.");
     return {};
 }
 
