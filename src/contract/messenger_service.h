@@ -89,6 +89,20 @@ public:
     virtual void LineLost(quint64 /*line*/) {}
 };
 
+/// Which service a session is at, for others who are to come there.
+struct ServiceFace {
+    QString service;       // HOST[:PORT] as it was asked for; "": this computer's own
+    QString fingerprint;   // of its key: "sha256:" and 64 digits
+    bool vouched = false;  // an authority of this machine vouches for that key under that name
+};
+
+/// Whether this computer's own service lets others on the local network come into the meeting.
+enum class LetInWish { Ask, Open, Close };
+struct LettingIn {
+    QStringList addresses;  // HOST:PORT, the likeliest first, as others reach it; empty: it does not
+    QString problem;        // why not, in one sentence; "" when nothing was refused
+};
+
 class MessengerService {
 public:
     virtual ~MessengerService() = default;
@@ -123,6 +137,16 @@ public:
     /// Where the next Login and SendPassword go instead of the stored service ("" = this computer), for
     /// an address that is typed and not saved yet; nullptr: as stored.
     virtual void UseServiceAddress(const QString* typed) = 0;
+    /// For an invitation that names the key of `service` (HOST[:PORT]): until the program ends that key, and
+    /// no other one, is believed there. The result is the key that the user has accepted before when it is
+    /// another one: then nothing changes, and that one goes on being the only one. "": done. Throws when the
+    /// store cannot tell.
+    virtual QString NameKey(const QString& service, const QString& fingerprint) = 0;
+    /// Throws when there is no session.
+    virtual ServiceFace Face() const = 0;
+    /// Of the meeting that the session is in. What was opened closes when the session leaves it. Throws when
+    /// there is no session, or no answer.
+    virtual LettingIn LetOthersIn(LetInWish wish) = 0;
     /// Board records and whiteboard pictures that were drawn while nobody else was present.
     virtual void Keep(const QString& record) = 0;
     virtual void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) = 0;

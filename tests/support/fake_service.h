@@ -75,6 +75,9 @@ public:
     bool tight = false;  // much is waiting to be sent
     std::optional<std::chrono::milliseconds> age;  // of the events that are raised
     QString refusal;                               // LastRefusal after a Login that was refused
+    QString acceptedKey;                           // of every service, for NameKey
+    ServiceFace face;
+    LettingIn letsIn;                              // LetOthersIn's answer to Open
 
     // --- what happened
     struct Text {
@@ -124,6 +127,22 @@ public:
     std::unique_ptr<FrameEncoder> MakeFrameEncoder() override;
     void SetEvents(MessengerEvents* sink) override;
     void UseServiceAddress(const QString* typed) override;
+    QString NameKey(const QString& service, const QString& fingerprint) override
+    {
+        Call("NameKey", {service, fingerprint});
+        return acceptedKey == fingerprint ? QString() : acceptedKey;
+    }
+    ServiceFace Face() const override
+    {
+        NeedSession();
+        return face;
+    }
+    LettingIn LetOthersIn(LetInWish wish) override
+    {
+        Call("LetOthersIn", {QString::number(int(wish))});
+        if (wish != LetInWish::Ask) mLetsIn = wish == LetInWish::Open ? letsIn : LettingIn();
+        return mLetsIn;
+    }
     void Keep(const QString& record) override { kept += record; }
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
     quint64 LastLine() override { return lines; }
@@ -141,6 +160,7 @@ private:
 
     bool mLoggedIn = false;
     QString mHandle, mRefusal;
+    LettingIn mLetsIn;
     std::shared_ptr<FakeUsers> mUsers = std::make_shared<FakeUsers>();
     MessengerEvents* mSink = nullptr;
     std::deque<std::function<void(MessengerEvents&)>> mWaiting;

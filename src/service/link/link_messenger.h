@@ -11,5 +11,9 @@
 /// must outlive it. The destructor ends the session as Close does.
 std::unique_ptr<MessengerService> MakeLinkMessenger(LinkNeeds needs);
 
+/// Who answers where the next login would go: nothing is sent there and nobody is asked. Of this computer's
+/// own service nothing is known. Throws when nobody answers, or with another key than the one that is known.
+ServiceFace LookAt(MessengerService& service);
+
 /// The figures of a link made by MakeLinkMessenger; zeros for any other service. User-interface thread.
 LinkStats StatsOf(MessengerService& service);

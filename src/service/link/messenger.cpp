@@ -90,43 +90,125 @@ void LinkMessenger::Release(std::shared_ptr<Session> session)
 
 Target LinkMessenger::ReadTarget() const
 {
-    const QString service = Trim(mTypedAddress.value_or(mNeeds.settings.Read(mConfig).service));
+    return TargetOf(mTypedAddress.value_or(mNeeds.settings.Read(mConfig).service));
+}
+
+Target LinkMessenger::TargetOf(const QString& typed) const
+{
+    const QString service = Trim(typed);
     if (service.isEmpty()) return Target{.personal = true};
     const auto address = ReadServiceAddress(service.toStdString());
-    if (!address) Fail(QStringLiteral("\"%1\" is not the address of a service.").arg(service));
+    if (!address)
+        Fail(LinkWords::tr(
+                 "\"%1\" is not the address of a service: that is HOST or HOST:PORT, or nothing for this "
+                 "computer.")
+                 .arg(service));
     return Target{.name = service.toStdString(), .host = address->host, .port = address->port};
+}
+
+/// A connection that stands; nothing of ours has been sent. Throws.
+ConnectOutcome LinkMessenger::Reach(const std::shared_ptr<Session>& session, const Target& target,
+                                    Deadline deadline)
+{
+    const auto outcome = Ask<ConnectOutcome>(
+        session, [target](Session& s) { return s.Connect(target); }, Remaining(deadline));
+    if (outcome && outcome->problem.empty()) return *outcome;
+    const QString problem =
+        outcome ? QString::fromStdString(outcome->problem) : LinkWords::tr("it does not answer");
+    if (target.personal)
+        Fail(LinkWords::tr(
+                 "The service of this computer cannot be used: %1. Name another one under \"Service:\", or "
+                 "try again.")
+                 .arg(problem));
+    Fail(LinkWords::tr(
+             "The service %1 cannot be reached: %2. Check its address and your network, then try again.")
+             .arg(QString::fromStdString(target.name), problem));
 }
 
 /// A session whose connection stands and is trusted; nothing of ours has been sent. Throws.
 std::shared_ptr<Session> LinkMessenger::ConnectTrusted(Deadline& deadline)
 {
     Target target = ReadTarget();
-    const QString name =
-        target.personal ? QStringLiteral("on this computer") : QString::fromStdString(target.name);
     for (int round = 0; round < 2; ++round) {
         target.pin = PinOf(target);
         std::shared_ptr<Session> session = NewSession();
-        const auto outcome = Ask<ConnectOutcome>(
-            session, [target](Session& s) { return s.Connect(target); }, Remaining(deadline));
-        if (outcome && outcome->problem.empty() && SettleTrust(target, *outcome, deadline)) return session;
+        try {
+            const ConnectOutcome outcome = Reach(session, target, deadline);
+            if (SettleTrust(target, outcome, deadline)) {
+                mFace = {QString::fromStdString(target.name),
+                         QString::fromStdString(outcome.peer.fingerprint), outcome.peer.vouched};
+                return session;
+            }
+        } catch (...) {
+            Release(std::move(session));
+            throw;
+        }
         Release(std::move(session));
-        if (!outcome) Fail(QStringLiteral("The service %1 does not answer.").arg(name));
-        if (!outcome->problem.empty())
-            Fail(QStringLiteral("The service %1 cannot be reached: %2")
-                     .arg(name, QString::fromStdString(outcome->problem)));
     }
-    Fail(QStringLiteral("The service %1 changed its key just now.").arg(name));
+    Fail(LinkWords::tr("The service %1 changed its key just now. Try again.")
+             .arg(QString::fromStdString(target.name)));
 }
 
-/// The key that the user named, or accepted under any spelling of the address. Throws when the store cannot
-/// tell.
-std::optional<std::string> LinkMessenger::PinOf(const Target& target)
+ServiceFace LinkMessenger::LookAt()
+{
+    Target target = ReadTarget();
+    if (target.personal) return {};
+    target.pin = PinOf(target);
+    std::shared_ptr<Session> session = NewSession();
+    const std::shared_ptr<void> released(nullptr, [&](void*) { Release(std::move(session)); });
+    const ConnectOutcome outcome = Reach(session, target, SteadyClock::now() + kCallTime);
+    const QString key = QString::fromStdString(outcome.peer.fingerprint);
+    if (Judge(outcome.peer.fingerprint, outcome.peer.vouched, target.pin) == Trust::Changed)
+        FailOfOtherKey(target, key);
+    return {QString::fromStdString(target.name), key, outcome.peer.vouched};
+}
+
+ServiceFace LinkMessenger::Face() const
+{
+    if (!mSession) Fail(LinkWords::tr("There is no session."));
+    return mFace;
+}
+
+QString LinkMessenger::NameKey(const QString& service, const QString& fingerprint)
+{
+    const Target target = TargetOf(service);
+    if (const auto accepted = AcceptedKey(target); accepted && *accepted != fingerprint.toStdString())
+        return QString::fromStdString(*accepted);
+    mNamed[NameOf(target)] = fingerprint.toStdString();
+    return {};
+}
+
+/// What the user accepted when asked, or logged in with, under any spelling of the address. Throws when the
+/// store cannot tell.
+std::optional<std::string> LinkMessenger::AcceptedKey(const Target& target)
 {
     const QString name = NameOf(target), typed = QString::fromStdString(target.name);
     if (const auto accepted = mAccepted.find(name); accepted != mAccepted.end()) return accepted->second;
     for (const QString& spelling : {name, typed})
         if (const auto pin = mNeeds.settings.PinnedKey(spelling)) return pin->toStdString();
     return std::nullopt;
+}
+
+std::optional<std::string> LinkMessenger::PinOf(const Target& target)
+{
+    if (auto accepted = AcceptedKey(target)) return accepted;
+    const auto named = mNamed.find(NameOf(target));
+    return named == mNamed.end() ? std::nullopt : std::optional(named->second);
+}
+
+void LinkMessenger::FailOfOtherKey(const Target& target, const QString& key)
+{
+    const QString name = QString::fromStdString(target.name);
+    if (!AcceptedKey(target))
+        Fail(LinkWords::tr(
+                 "The key of the service %1 is not the one that the invitation names. Nothing was sent: "
+                 "somebody else may pretend to be it. Ask whoever invited you for a new invitation. The key "
+                 "there is %2.")
+                 .arg(name, key));
+    Fail(LinkWords::tr(
+             "The key of the service %1 is not the one that was accepted before. Nothing was sent: somebody "
+             "else may pretend to be it. Ask its operator whether the key was changed. It is now %2.")
+             .arg(name, key));
 }
 
 /// False: the key was accepted only now, while the connection waited too long; connect again.
@@ -136,17 +218,21 @@ bool LinkMessenger::SettleTrust(const Target& target, const ConnectOutcome& outc
     const QString name = QString::fromStdString(target.name);
     const QString key = QString::fromStdString(outcome.peer.fingerprint);
     switch (Judge(outcome.peer.fingerprint, outcome.peer.vouched, target.pin)) {
-        case Trust::Yes: return !target.personal || outcome.known;
-        case Trust::Changed:
-            Fail(QStringLiteral("The key of the service %1 is not the one that was accepted before. "
-                                "Nothing was sent. It is now %2.")
-                     .arg(name, key));
+        case Trust::Yes:
+            // From now on it is known by this: another invitation does not change it without a word.
+            if (target.pin && !AcceptedKey(target)) mAccepted[NameOf(target)] = *target.pin;
+            return !target.personal || outcome.known;
+        case Trust::Changed: FailOfOtherKey(target, key);
         case Trust::Ask: break;
     }
     const auto asked = SteadyClock::now();
     const bool accepted = mNeeds.trust.Ask(name, key);
     deadline += SteadyClock::now() - asked;
-    if (!accepted) Fail(QStringLiteral("The key of the service %1 was not accepted.").arg(name));
+    if (!accepted)
+        Fail(LinkWords::tr(
+                 "The key of the service %1 was not accepted, so nothing was sent. Compare it with what the "
+                 "service's operator gave you, then try again.")
+                 .arg(name));
     mAccepted[NameOf(target)] = outcome.peer.fingerprint;
     mNeeds.settings.PinKey(NameOf(target), key);
     return false;
@@ -158,8 +244,7 @@ QString LinkMessenger::PasswordOf(const QString& stored) const
     const bool lost =
         PasswordWasLost(stored) || (!password.isEmpty() && password.count(u'?') == password.size());
     if (lost)
-        Fail(QStringLiteral(
-            "The password has characters that Windows-1252 does not know. Choose another one."));
+        Fail(LinkWords::tr("The password has characters that Windows-1252 does not know. Choose another one."));
     return password;
 }
 
@@ -171,7 +256,7 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
         const LoginWords words{handle.toStdString(), PasswordOf(password).toStdString(),
                                hostname.toStdString()};
         if (words.handle.size() + words.password.size() + words.hostName.size() > kLoginBytes)
-            Fail(QStringLiteral("That is longer than a handle, a password and a host name can be."));
+            Fail(LinkWords::tr("That is longer than a handle, a password and a host name can be. Shorten it."));
         Deadline deadline = SteadyClock::now() + kCallTime;
         std::shared_ptr<Session> session = ConnectTrusted(deadline);
         const auto outcome = Ask<LoginOutcome>(
@@ -184,7 +269,7 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
         }
         Release(std::move(session));
         Fail(outcome ? QString::fromStdString(outcome->refusal)
-                     : QStringLiteral("The service does not answer."));
+                     : LinkWords::tr("The service does not answer. Try again in a moment."));
     } catch (const std::exception& e) {
         mRefusal = QString::fromUtf8(e.what());
     }
@@ -198,11 +283,11 @@ bool LinkMessenger::LoggedIn() const
 
 bool LinkMessenger::HasMeetingPermission()
 {
-    if (!LoggedIn()) Fail(mSession ? mSession->EndReason() : QStringLiteral("There is no session."));
+    if (!LoggedIn()) Fail(mSession ? mSession->EndReason() : LinkWords::tr("There is no session."));
     const Deadline deadline = SteadyClock::now() + kCallTime;
     const auto outcome = Ask<PermissionOutcome>(
         mSession, [deadline](Session& s) { return s.AskPermission(deadline); }, kCallTime);
-    if (!outcome) Fail(QStringLiteral("The service does not answer."));
+    if (!outcome) Fail(LinkWords::tr("The service does not answer. Try again in a moment."));
     if (!outcome->problem.empty()) Fail(QString::fromStdString(outcome->problem));
     return outcome->permitted;
 }
@@ -216,7 +301,7 @@ QString LinkMessenger::SendPassword(const QString& handle)
         [name = handle.toStdString(), deadline](Session& s) { return s.SendPassword(name, deadline); },
         Remaining(deadline));
     Release(std::move(session));
-    if (!outcome) Fail(QStringLiteral("The service does not answer."));
+    if (!outcome) Fail(LinkWords::tr("The service does not answer. Try again in a moment."));
     if (!outcome->problem.empty()) Fail(QString::fromStdString(outcome->problem));
     return QString::fromStdString(outcome->address);
 }
@@ -282,4 +367,10 @@ LinkStats StatsOf(MessengerService& service)
 {
     auto* link = dynamic_cast<zephyl::link::LinkMessenger*>(&service);
     return link ? link->Stats() : LinkStats{};
+}
+
+ServiceFace LookAt(MessengerService& service)
+{
+    auto* link = dynamic_cast<zephyl::link::LinkMessenger*>(&service);
+    return link ? link->LookAt() : service.Face();
 }

@@ -45,6 +45,9 @@ public:
     std::unique_ptr<FrameEncoder> MakeFrameEncoder() override;
     void SetEvents(MessengerEvents* sink) override;
     void UseServiceAddress(const QString* typed) override;
+    QString NameKey(const QString& service, const QString& fingerprint) override;
+    ServiceFace Face() const override;
+    LettingIn LetOthersIn(LetInWish wish) override;
     void Keep(const QString& record) override;
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
     bool SendingIsTight() const override;
@@ -53,6 +56,8 @@ public:
     std::optional<std::chrono::milliseconds> EventAge() const override;
 
     LinkStats Stats();
+    /// Connects, sends nothing, and lets go again. Throws as Login refuses.
+    ServiceFace LookAt();
 
 private:
     struct Account {
@@ -86,8 +91,12 @@ private:
     std::shared_ptr<Session> NewSession();
     void Release(std::shared_ptr<Session> session);
     Target ReadTarget() const;
+    Target TargetOf(const QString& service) const;
     std::shared_ptr<Session> ConnectTrusted(Deadline& deadline);
+    ConnectOutcome Reach(const std::shared_ptr<Session>& session, const Target& target, Deadline deadline);
+    std::optional<std::string> AcceptedKey(const Target& target);
     std::optional<std::string> PinOf(const Target& target);
+    [[noreturn]] void FailOfOtherKey(const Target& target, const QString& key);
     bool SettleTrust(const Target& target, const ConnectOutcome& outcome, Deadline& deadline);
     QString PasswordOf(const QString& stored) const;
     bool Enter(const QString& code, bool create);
@@ -119,8 +128,10 @@ private:
     QString mConfig;
     std::optional<QString> mTypedAddress;
     std::map<QString, std::string>
-        mAccepted;  // keys, by the service's name, also when they could not be stored
+        mAccepted;                          // keys, by the service's name, also when they could not be stored
+    std::map<QString, std::string> mNamed;  // by invitations; what was accepted counts more
     QString mRefusal;
+    ServiceFace mFace;                                            // of the service that was reached last
     std::optional<std::chrono::steady_clock::time_point> mDrawn;  // of the event that is being delivered
     Account mAccount;
     bool mInMeeting = false;

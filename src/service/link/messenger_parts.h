@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "service/link/messenger.h"
+#include "service/link/words.h"
 
 namespace zephyl::link {
 

@@ -145,23 +145,55 @@ asio::awaitable<PasswordOutcome> Session::SendPassword(std::string handle, Deadl
     co_return outcome;
 }
 
+/// Asked again on the next connection when the one before it is lost meanwhile. Throws when it cannot be
+/// asked.
+asio::awaitable<Header> Session::Question(std::function<Header(std::uint32_t call)> make, Deadline deadline)
+{
+    for (;;) try {
+            co_await WaitReady(deadline);
+            const Header question = make(++mLastCall);
+            co_return co_await Call(question, mLastCall, deadline);
+        } catch (const ConnectionLost&) {
+            // the next round waits for the connection
+        }
+}
+
 asio::awaitable<PermissionOutcome> Session::AskPermission(Deadline deadline)
 {
     const auto self = shared_from_this();
     PermissionOutcome outcome;
-    for (;;) try {
-            co_await WaitReady(deadline);
-            Header header;
-            header.mutable_ask_permission()->set_call(++mLastCall);
-            const Header answer = co_await Call(header, mLastCall, deadline);
-            outcome.permitted = answer.permission().permitted();
-            co_return outcome;
-        } catch (const ConnectionLost&) {
-            // asked again on the next connection
-        } catch (const std::exception& e) {
-            outcome.problem = e.what();
-            co_return outcome;
-        }
+    const auto make = [](std::uint32_t call) {
+        Header header;
+        header.mutable_ask_permission()->set_call(call);
+        return header;
+    };
+    try {
+        outcome.permitted = (co_await Question(make, deadline)).permission().permitted();
+    } catch (const std::exception& e) {
+        outcome.problem = e.what();
+    }
+    co_return outcome;
+}
+
+asio::awaitable<LetInOutcome> Session::LetIn(zephyl::LetIn::Wish wish, Deadline deadline)
+{
+    const auto self = shared_from_this();
+    LetInOutcome outcome;
+    const auto make = [wish](std::uint32_t call) {
+        Header header;
+        header.mutable_let_in()->set_call(call);
+        header.mutable_let_in()->set_wish(wish);
+        return header;
+    };
+    try {
+        const Header answer = co_await Question(make, deadline);
+        outcome.result = answer.let_in_state().result();
+        const auto& addresses = answer.let_in_state().addresses();
+        outcome.addresses.assign(addresses.begin(), addresses.end());
+    } catch (const std::exception& e) {
+        outcome.problem = e.what();
+    }
+    co_return outcome;
 }
 
 asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quint64 entry, bool clearFirst,

@@ -64,6 +64,12 @@ struct PermissionOutcome {
     bool permitted = false;
 };
 
+struct LetInOutcome {
+    std::string problem;  // "": answered
+    Result result = RESULT_UNSPECIFIED;
+    std::vector<std::string> addresses;
+};
+
 struct SessionNeeds {
     std::string program;  // for Hello
     std::string zephyldPath;
@@ -85,6 +91,7 @@ public:
     Task<PasswordOutcome> SendPassword(std::string handle, Deadline deadline);
     /// Asked each time: an operator may change it while the session lives.
     Task<PermissionOutcome> AskPermission(Deadline deadline);
+    Task<LetInOutcome> LetIn(zephyl::LetIn::Wish wish, Deadline deadline);
     /// `entry` names the events of this meeting; `clearFirst` as in Incoming.
     Task<EnterOutcome> Enter(std::string code, bool create, quint64 entry, bool clearFirst,
                              Deadline deadline);
@@ -128,6 +135,7 @@ private:
     /// `atOnce` runs when the answer arrives, in front of the frames behind it.
     Task<Header> Call(Header header, std::uint32_t call, Deadline deadline,
                       std::function<void(const Header& answer)> atOnce = {});
+    Task<Header> Question(std::function<Header(std::uint32_t call)> make, Deadline deadline);
     std::string ServiceName() const;
     bool KeepsWords() const;
     void KeepWord(const LoggedIn& answer) const;

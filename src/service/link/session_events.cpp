@@ -6,6 +6,7 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/link/session_parts.h"
+#include "service/link/words.h"
 
 namespace zephyl::link {
 
@@ -13,18 +14,27 @@ namespace asio = boost::asio;
 
 std::string RefusalText(Result result)
 {
+    const auto said = [](const QString& text) { return text.toStdString(); };
     switch (result) {
         case RESULT_OK: return {};
-        case RESULT_WRONG: return "The handle or the password is wrong.";
-        case RESULT_LATER: return "The service is busy. Try again in a moment.";
-        case RESULT_TAKEN_OVER: return "This handle is logged in from another place.";
-        case RESULT_IN_USE: return "The meeting code is in use.";
-        case RESULT_NOT_FOUND: return "No meeting has this code.";
-        case RESULT_NOT_PERMITTED: return "This handle may not enter the meeting.";
-        case RESULT_ENDED: return "The meeting has ended.";
-        case RESULT_FULL: return "The meeting is full.";
-        case RESULT_NO_MAIL: return "This service has no mail.";
-        default: return "The service refused.";
+        case RESULT_WRONG:
+            return said(LinkWords::tr("The handle or the password is wrong: type both again. Where people choose their "
+                                      "handles themselves, this one may be taken: choose another one."));
+        case RESULT_LATER:
+            return said(LinkWords::tr("The service is busy, or has seen too many wrong tries. Try again in a minute."));
+        case RESULT_TAKEN_OVER:
+            return said(LinkWords::tr("This handle is logged in from another place. Leave there first."));
+        case RESULT_IN_USE:
+            return said(LinkWords::tr("The meeting code is in use. Join that meeting, or choose another code."));
+        case RESULT_NOT_FOUND:
+            return said(LinkWords::tr("No meeting has this code. Check it, or start the meeting."));
+        case RESULT_NOT_PERMITTED:
+            return said(LinkWords::tr("This handle may not enter the meeting. Ask the service's operator."));
+        case RESULT_ENDED: return said(LinkWords::tr("The meeting has ended. Start it anew, or join another one."));
+        case RESULT_FULL: return said(LinkWords::tr("The meeting is full. Meet under another code."));
+        case RESULT_NO_MAIL:
+            return said(LinkWords::tr("This service sends no mail. Ask its operator for a new password."));
+        default: return said(LinkWords::tr("The service refused and does not say why. Ask its operator."));
     }
 }
 
@@ -52,7 +62,7 @@ void Session::OnMeetingFrame(const FrameView& frame)
     if (header.has_accepted()) return OnAccepted(header.accepted());
     if (header.has_refused()) return OnRefused(header.refused());
     if (header.has_skipped() && mIncoming.OnSkipped(header.skipped()))
-        Say(QStringLiteral("Something is missing: it was too long ago for the service to keep it."));
+        Say(LinkWords::tr("Something is missing: it was too long ago for the service to keep it. Ask the others."));
     // Newer peers may say more.
 }
 
@@ -220,7 +230,7 @@ QString Session::Standing()
     if (mPhase != Phase::Seated) return QLatin1String(kNotInMeeting);
     const std::uint64_t taken = mQueue.Marks(false).boardBytes;
     if (taken + kNearlyAll + mBoardToCome / 20 >= mBoardToCome) mBoardToCome = 0;
-    if (mBoardToCome > 0) return QStringLiteral("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);
+    if (mBoardToCome > 0) return LinkWords::tr("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);
     return std::chrono::steady_clock::now() - mSaidAt < kRemarkStays ? mSaid : QString();
 }
 

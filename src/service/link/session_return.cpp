@@ -9,6 +9,7 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/link/session_parts.h"
+#include "service/link/words.h"
 
 namespace zephyl::link {
 
@@ -44,7 +45,7 @@ void Session::OnLost(const std::string& reason)
     }
     const QString why = QString::fromStdString(reason);
     mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
-    State(LinkState::Phase::Cut, QStringLiteral("Cut off, trying again: %1").arg(why));
+    State(LinkState::Phase::Cut, LinkWords::tr("Cut off, trying again; what you do meanwhile is sent then: %1").arg(why));
     NotifyChanged();
     mReturning = true;
     const auto self = shared_from_this();
@@ -217,7 +218,7 @@ void Session::BackAt(const Place& place)
     const bool sameSeat = place.seat() == mSeat->number;
     TakePlace(place);
     mIncoming.Return(place);
-    if (!sameSeat) Say(QStringLiteral("Something may be missing: this client was away for too long."));
+    if (!sameSeat) Say(LinkWords::tr("Something may be missing: this client was away for too long. Ask the others."));
 }
 
 Cursor Session::TakenCursor() const

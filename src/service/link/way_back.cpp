@@ -1,5 +1,7 @@
 #include "service/link/way_back.h"
 
+#include "service/link/words.h"
+
 #include <algorithm>
 
 namespace zephyl::link {
@@ -14,11 +16,18 @@ constexpr std::chrono::milliseconds kLongestAsked = 5min;
 
 std::string EndText(const Bye& bye)
 {
+    const auto said = [](const QString& text) { return text.toStdString(); };
     switch (bye.reason()) {
-        case BYE_VERSION: return "The service speaks another version.";
-        case BYE_TAKEN_OVER: return "This handle has logged in from another place.";
-        case BYE_KICKED: return bye.text().empty() ? "You were removed from the meeting." : bye.text();
-        case BYE_ENDED: return bye.text().empty() ? "The service ended the session." : bye.text();
+        case BYE_VERSION:
+            return said(LinkWords::tr("The service speaks another version. Update this program, or ask its operator to "
+                                      "update the service."));
+        case BYE_TAKEN_OVER:
+            return said(LinkWords::tr("This handle has logged in from another place. Log in again to come back here."));
+        case BYE_KICKED:
+            return bye.text().empty() ? said(LinkWords::tr("You were removed from the meeting.")) : bye.text();
+        case BYE_ENDED:
+            return bye.text().empty() ? said(LinkWords::tr("The service ended the session. Log in again."))
+                                      : bye.text();
         default: return {};
     }
 }

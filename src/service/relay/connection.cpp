@@ -32,10 +32,11 @@ std::string Problem(const std::exception& error)
 }  // namespace
 
 Connection::Connection(TlsStream::Socket socket, Services& services, std::string address,
-                       std::unique_ptr<ConnectionGate::Ticket> ticket)
+                       std::unique_ptr<ConnectionGate::Ticket> ticket, CameBy by)
     : mServices(services),
       mStream(std::move(socket), services.tls),
       mAddress(std::move(address)),
+      mBy(std::move(by)),
       mTicket(std::move(ticket)),
       mHome(asio::make_strand(services.io)),
       mTimer(services.io),

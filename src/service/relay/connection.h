@@ -15,6 +15,7 @@
 #include "service/relay/meeting/answers.h"
 #include "service/relay/meeting/client.h"
 #include "service/relay/meeting/session.h"
+#include "service/relay/came_by.h"
 #include "service/relay/services.h"
 #include "service/wire/framing.h"
 
@@ -28,7 +29,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     Connection(TlsStream::Socket socket, Services& services, std::string address,
-               std::unique_ptr<ConnectionGate::Ticket> ticket);
+               std::unique_ptr<ConnectionGate::Ticket> ticket, CameBy by = {});
     ~Connection() override;
 
     /// Begins with the handshake. Once.
@@ -42,6 +43,7 @@ public:
     void PullFrom(BatchSource* source) override { mSource = source; }
     void Adopt(std::shared_ptr<Session> session) override;
     std::shared_ptr<Session> TheSession() const override { return mSession; }
+    bool FromOutside() const override { return mBy.FromOutside(); }  // any thread
     void PostEnd(ByeReason reason, std::string text) override;
 
     // --- any thread ---
@@ -60,6 +62,7 @@ private:
     boost::asio::awaitable<void> Receive();
     boost::asio::awaitable<Next> Handle(const FrameView& frame);
     void Greet(const Hello& hello);
+    bool MayGreet(const Hello& hello) const;
     boost::asio::awaitable<void> LogIn(Login login);
     boost::asio::awaitable<void> LoggedInAs(const Login& login, LoggedIn& answer,
                                             const LoginVerdict& verdict);
@@ -84,6 +87,7 @@ private:
     Services& mServices;
     TlsStream mStream;
     const std::string mAddress;
+    const CameBy mBy;
     std::unique_ptr<ConnectionGate::Ticket> mTicket;  // until login
     mutable std::mutex mHomeMutex;
     Strand mHome;

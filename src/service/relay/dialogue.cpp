@@ -14,6 +14,7 @@
 #include "service/relay/meeting/directory.h"
 #include "service/relay/meeting/meeting.h"
 #include "service/relay/memory_watch.h"
+#include "service/relay/network_door.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -23,11 +24,12 @@ constexpr std::chrono::milliseconds kMemoryWait{5000};
 constexpr char kSendTag[] = "zephyl-share-end";
 
 // The desk's answer as something to wait for.
-asio::awaitable<LoginVerdict> Ask(LoginDesk& desk, const Login& login, const std::string& address)
+asio::awaitable<LoginVerdict> Ask(LoginDesk& desk, const Login& login, const std::string& address,
+                                  bool outside)
 {
-    const auto initiate = [&desk, &login, &address](auto handler) {
+    const auto initiate = [&desk, &login, &address, outside](auto handler) {
         auto shared = std::make_shared<decltype(handler)>(std::move(handler));
-        LoginWords words{login.handle(), login.password(), address, {}};
+        LoginWords words{login.handle(), login.password(), address, {}, outside};
         if (login.has_device()) words.device = login.device();
         desk.Check(words, [shared](LoginVerdict verdict) {
             auto executor = asio::get_associated_executor(*shared);
@@ -74,12 +76,17 @@ asio::awaitable<Connection::Next> Connection::Handle(const FrameView& frame)
     co_return Next::GoOn;
 }
 
+bool Connection::MayGreet(const Hello& hello) const
+{
+    if (FromOutside()) return mServices.networkDoor->Admits(mBy);
+    return mServices.options.door.empty() || SameDoor(hello.door(), mServices.options.door);
+}
+
 void Connection::Greet(const Hello& hello)
 {
     if (hello.version() != kProtocolVersion)
         return End(BYE_VERSION, "this service speaks version " + std::to_string(kProtocolVersion));
-    if (!mServices.options.door.empty() && !SameDoor(hello.door(), mServices.options.door))
-        return End(BYE_ENDED, "this is somebody's personal service");
+    if (!MayGreet(hello)) return End(BYE_ENDED, "this is somebody's personal service");
     mStanding = Standing::Greeted;
     Header header;
     Welcome& welcome = *header.mutable_welcome();
@@ -102,10 +109,12 @@ asio::awaitable<void> Connection::LogIn(Login login)
     if (mServices.memory.Under(Pressure::RefuseLogins))
         verdict = {RESULT_LATER, {}, {}, kMemoryWait, {}};
     else
-        verdict = co_await Ask(mServices.desk, login, mAddress);
+        verdict = co_await Ask(mServices.desk, login, mAddress, FromOutside());
     mSince = Clock::now();  // the time at the desk is not the client's
     // Somebody who has given up meanwhile must not push out the one who came next.
     if (mStream.PeerClosed()) throw WireError("gone while the password was checked");
+    // It may have been closed meanwhile, and with it the account.
+    if (FromOutside() && !mServices.networkDoor->Admits(mBy)) verdict = {};
     Header header;
     LoggedIn& answer = *header.mutable_logged_in();
     answer.set_call(login.call());
@@ -146,7 +155,7 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
 
 asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
 {
-    Directory::Found found = co_await mServices.directory.Find(mSession, mAddress, enter);
+    Directory::Found found = co_await mServices.directory.Find(mSession, mAddress, enter, mBy.meeting);
     if (found.result == RESULT_OK && !mEnding) {
         const std::shared_ptr<Meeting> meeting = found.hold->meeting;
         // The seat is to be the only one that holds it: who has left holds nothing.
@@ -161,7 +170,9 @@ asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
 
 asio::awaitable<Connection::Next> Connection::ResumeSeat(zephyl::Resume resume)
 {
-    const std::shared_ptr<Meeting> meeting = co_await mServices.directory.ById(resume.meeting());
+    const bool possible = !FromOutside() || resume.meeting() == mBy.meeting;
+    std::shared_ptr<Meeting> meeting;
+    if (possible) meeting = co_await mServices.directory.ById(resume.meeting());
     if (meeting && !mEnding) {
         MoveTo(meeting, [this, meeting, resume] { return meeting->Resume(shared_from_this(), resume); });
         co_return Next::Moved;

@@ -17,6 +17,8 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/connection.h"
 #include "service/relay/door/identity.h"
+#include "service/relay/door/neighbours.h"
+#include "service/relay/network_door.h"
 #include "service/relay/private_folder.h"
 
 namespace zephyl {
@@ -108,11 +110,13 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
                 mGate,
                 mConnections,
                 mMemory,
-                mAccounts.ServerKey()},
+                mAccounts.ServerKey(),
+                nullptr},
+      mNetworkDoor(MakeNetworkDoor()),
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
       mDesk(mAccounts, mOptions.personal, cost),
-      mDirectory({mIo, mOptions, *mLog, mAccounts, mLogs, mMemory}),
+      mDirectory({mIo, mOptions, *mLog, mAccounts, mLogs, mMemory, mNetworkDoor.get()}),
       mAcceptor(Listen(mIo, mOptions)),
       mAdmin(std::make_unique<AdminSocket>(mServices))
 {
@@ -122,6 +126,21 @@ Relay::~Relay()
 {
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();
+    if (mNetworkDoor) mNetworkDoor->Drop();
+}
+
+std::unique_ptr<NetworkDoor> Relay::MakeNetworkDoor()
+{
+    if (!mOptions.personal) return nullptr;
+    auto door = std::make_unique<NetworkDoor>(mServices, mAccounts,
+                                              [this](tcp::socket socket, ConnectionGate& gate, CameBy by) {
+                                                  boost::system::error_code gone;
+                                                  const tcp::endpoint peer = socket.remote_endpoint(gone);
+                                                  if (!gone && IsNeighbour(PlainAddress(peer.address())))
+                                                      Welcome(std::move(socket), gate, std::move(by));
+                                              });
+    mServices.networkDoor = door.get();
+    return door;
 }
 
 std::uint16_t Relay::Port() const
@@ -161,7 +180,7 @@ asio::awaitable<void> Relay::Accept()
         if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor) co_return;
         if (!error) {
             refused = false;
-            Welcome(std::move(socket));
+            Welcome(std::move(socket), mGate, {});
             continue;
         }
         if (!std::exchange(refused, true)) mLog->warn("cannot accept: {}", error.message());
@@ -170,19 +189,20 @@ asio::awaitable<void> Relay::Accept()
     }
 }
 
-void Relay::Welcome(tcp::socket socket)
+void Relay::Welcome(tcp::socket socket, ConnectionGate& gate, CameBy by)
 {
     boost::system::error_code gone;
     const tcp::endpoint peer = socket.remote_endpoint(gone);
     if (gone) return;
     const std::string address = PlainAddress(peer.address());
-    std::unique_ptr<ConnectionGate::Ticket> ticket = mGate.Ask(address);
+    std::unique_ptr<ConnectionGate::Ticket> ticket = gate.Ask(address);
     if (!ticket) {
         mLog->warn("{} has too many connections without a login", address);
         return;
     }
     try {
-        std::make_shared<Connection>(std::move(socket), mServices, address, std::move(ticket))->Start();
+        std::make_shared<Connection>(std::move(socket), mServices, address, std::move(ticket), std::move(by))
+            ->Start();
     } catch (const std::exception& error) {
         mLog->error("{}: {}", address, error.what());
     }
@@ -219,6 +239,7 @@ asio::awaitable<void> Relay::WatchIdle(std::function<void()> whenIdle)
 
 void Relay::Stop()
 {
+    if (mNetworkDoor) mNetworkDoor->Stop();
     asio::post(mIo, [this] {
         boost::system::error_code ignored;
         mAcceptor.close(ignored);

@@ -23,6 +23,8 @@ namespace zephyl {
 
 class AdminSocket;
 class DataFolder;
+class NetworkDoor;
+struct CameBy;
 
 class Relay {
 public:
@@ -48,7 +50,8 @@ private:
     boost::asio::awaitable<void> Accept();
     boost::asio::awaitable<void> WatchMemory();
     boost::asio::awaitable<void> WatchIdle(std::function<void()> whenIdle);
-    void Welcome(boost::asio::ip::tcp::socket socket);
+    std::unique_ptr<NetworkDoor> MakeNetworkDoor();
+    void Welcome(boost::asio::ip::tcp::socket socket, ConnectionGate& gate, CameBy by);
 
     const RelayOptions mOptions;
     const std::shared_ptr<spdlog::logger> mLog;
@@ -60,6 +63,7 @@ private:
     ConnectionList mConnections;
     MemoryWatch mMemory;
     Services mServices;
+    std::unique_ptr<NetworkDoor> mNetworkDoor;  // null: it is no person's own
     boost::asio::io_context mIo;
     LogRoom mLogs;
     LoginDesk mDesk;

@@ -12,6 +12,7 @@ class ConnectionGate;
 class ConnectionList;
 class Directory;
 class LoginDesk;
+class NetworkDoor;
 class TlsContext;
 
 struct Services {
@@ -26,6 +27,7 @@ struct Services {
     ConnectionList& connections;
     const MemoryWatch& memory;
     std::string serverKey;
+    NetworkDoor* networkDoor = nullptr;  // of a person's own service
 };
 
 }  // namespace zephyl

@@ -372,6 +372,42 @@ TEST_F(LinkTest, ServiceWithAnotherKeyHearsNothing)
     server.join();
 }
 
+/// An invitation's key is believed without a question and for this run only, and never in the place of
+/// another.
+TEST_F(LinkTest, AnInvitationNamesTheKeyAndReplacesNone)
+{
+    const QString right = QString::fromStdString(relay->Fingerprint()),
+                  other = u"sha256:"_s + u"0"_s.repeated(64);
+    const struct {
+        const char* what;
+        QString pinned, named, again;  // again: by a second invitation behind the login
+        QString kept, keptAgain;       // NameKey's answers
+        const char* refusal;
+    } rows[] = {
+        {"the right one", {}, right, other, {}, right, nullptr},
+        {"another one", {}, other, right, {}, {}, "not the one that the invitation names"},
+        {"the pinned one", right, right, right, {}, {}, nullptr},
+        {"another than the pinned one", right, other, other, right, right, nullptr},
+        {"the right one, another is pinned", other, right, right, other, other, "was accepted before"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        LinkedAttendee alice(u"LocalHost:%1"_s.arg(relay->Port()), row.pinned.toStdString());
+        const QString service = u"localhost:%1"_s.arg(relay->Port());
+        EXPECT_EQ(alice.link->NameKey(service, row.named), row.kept);
+        EXPECT_EQ(alice.Login(u"Alice"_s), !row.refusal) << qPrintable(alice.link->LastRefusal());
+        EXPECT_TRUE(alice.link->LastRefusal().contains(QLatin1String(row.refusal)));
+        EXPECT_EQ(alice.link->NameKey(service, row.again), row.keptAgain);
+        EXPECT_EQ(alice.questions, 0);
+        EXPECT_EQ(alice.pins.size(), row.pinned.isEmpty() ? 0u : 1u);
+        EXPECT_EQ(row.refusal ? right : alice.link->Face().fingerprint, right);
+    }
+    LinkedAttendee stranger(u"127.0.0.1:%1"_s.arg(relay->Port()));
+    const ServiceFace seen = LookAt(*stranger.link);
+    EXPECT_EQ(seen.fingerprint, right);
+    EXPECT_FALSE(seen.vouched || stranger.questions > 0);
+}
+
 /// Of several addresses the first that shakes hands is taken; one that only lets in holds nobody up.
 TEST_F(LinkTest, SeveralAddressesAreTriedBesideEachOther)
 {

@@ -19,8 +19,11 @@ constexpr char kSchema[] =
     " key TEXT PRIMARY KEY, skeleton TEXT NOT NULL UNIQUE, handle TEXT NOT NULL, hash TEXT NOT NULL,"
     " address TEXT NOT NULL, permitted INTEGER NOT NULL DEFAULT 1, generation INTEGER NOT NULL DEFAULT 1);"
     "CREATE TABLE IF NOT EXISTS devices(key TEXT PRIMARY KEY, text TEXT NOT NULL);"
+    "CREATE TABLE IF NOT EXISTS guest(key TEXT PRIMARY KEY);"
     "CREATE TABLE IF NOT EXISTS service(name TEXT PRIMARY KEY, value TEXT NOT NULL);";
-constexpr char kColumns[] = "SELECT handle, hash, address, permitted, generation FROM account ";
+constexpr char kColumns[] =
+    "SELECT handle, hash, address, permitted, generation,"
+    " EXISTS(SELECT 1 FROM guest WHERE guest.key = account.key) FROM account ";
 
 [[noreturn]] void Fail(sqlite3* db, const std::string& what)
 {
@@ -59,11 +62,32 @@ public:
         return text ? reinterpret_cast<const char*>(text) : "";
     }
     std::int64_t Number(int column) const { return sqlite3_column_int64(mStatement, column); }
-    Account Row() const { return {Text(0), Text(1), Text(2), Number(3) != 0, Number(4)}; }
+    Account Row() const { return {Text(0), Text(1), Text(2), Number(3) != 0, Number(4), Number(5) != 0}; }
 
 private:
     sqlite3* mDb;
     sqlite3_stmt* mStatement = nullptr;
+};
+
+/// Several changes in one: undone on every way out before Commit. Under the lock.
+class Accounts::AllOrNothing {
+public:
+    explicit AllOrNothing(Accounts& accounts) : mAccounts(accounts) { mAccounts.Run("BEGIN IMMEDIATE"); }
+    ~AllOrNothing()
+    {
+        if (!mDone) sqlite3_exec(mAccounts.mDb, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    AllOrNothing(const AllOrNothing&) = delete;
+    AllOrNothing& operator=(const AllOrNothing&) = delete;
+    void Commit()
+    {
+        mAccounts.Run("COMMIT");
+        mDone = true;
+    }
+
+private:
+    Accounts& mAccounts;
+    bool mDone = false;
 };
 
 Accounts::Accounts(const std::filesystem::path& data)
@@ -113,12 +137,24 @@ std::vector<Account> Accounts::List() const
 
 Account Accounts::Add(const std::string& handle, const std::string& passwordHash, const std::string& address)
 {
+    return Insert(handle, passwordHash, address, false);
+}
+
+Account Accounts::AddGuest(const std::string& handle, const std::string& passwordHash)
+{
+    return Insert(handle, passwordHash, {}, true);
+}
+
+Account Accounts::Insert(const std::string& handle, const std::string& passwordHash,
+                         const std::string& address, bool guest)
+{
     const std::optional<HandleForms> forms = ReadHandle(handle);
     if (!forms)
         throw AccountError("\"" + handle +
                            "\" is no handle: 1 to 32 letters, digits, inner spaces, \".\", \"_\" or \"-\", "
                            "a letter or a digit first");
     const std::lock_guard lock(mMutex);
+    AllOrNothing step(*this);
     Statement add(mDb,
                   "INSERT INTO account(key, skeleton, handle, hash, address) VALUES(?1, ?2, ?3, ?4, ?5) "
                   "ON CONFLICT DO NOTHING");
@@ -128,10 +164,28 @@ Account Accounts::Add(const std::string& handle, const std::string& passwordHash
         .Bind(4, passwordHash)
         .Bind(5, address)
         .Step();
-    if (sqlite3_changes(mDb) == 1) return {forms->spelling, passwordHash, address, true, 1};
+    if (sqlite3_changes(mDb) == 1) {
+        if (guest) Statement(mDb, "INSERT OR REPLACE INTO guest VALUES(?1)").Bind(1, forms->key).Step();
+        step.Commit();
+        return {forms->spelling, passwordHash, address, true, 1, guest};
+    }
     Statement like(mDb, "SELECT handle FROM account WHERE key = ?1 OR skeleton = ?2");
     like.Bind(1, forms->key).Bind(2, forms->skeleton).Step();
     throw AccountError("\"" + forms->spelling + "\" is taken, or looks like \"" + like.Text(0) + "\"");
+}
+
+std::vector<std::string> Accounts::RemoveGuests()
+{
+    const std::lock_guard lock(mMutex);
+    std::vector<std::string> handles;
+    AllOrNothing step(*this);
+    {
+        Statement all(mDb, "SELECT handle FROM account WHERE key IN (SELECT key FROM guest)");
+        while (all.Step()) handles.push_back(all.Text(0));
+    }
+    Run("DELETE FROM account WHERE key IN (SELECT key FROM guest); DELETE FROM guest;");
+    step.Commit();
+    return handles;
 }
 
 bool Accounts::Change(const char* sql, const std::string& handle, const std::string& value)
@@ -147,6 +201,7 @@ bool Accounts::Remove(const std::string& handle)
 {
     const std::string unused;
     Change("DELETE FROM devices WHERE key = ?1", handle, unused);
+    Change("DELETE FROM guest WHERE key = ?1", handle, unused);
     return Change("DELETE FROM account WHERE key = ?1", handle, unused);
 }
 

@@ -27,6 +27,7 @@ struct Account {
     std::string address;          // for mail; may be empty
     bool permitted = true;        // may enter meetings
     std::int64_t generation = 0;  // rises with each new password
+    bool guest = false;           // made from outside a person's own service; goes when that closes
 };
 
 class Accounts {
@@ -43,6 +44,9 @@ public:
     std::vector<Account> List() const;
     /// Throws AccountError when it is no handle, or is taken by an equal or a look-alike one.
     Account Add(const std::string& handle, const std::string& passwordHash, const std::string& address);
+    Account AddGuest(const std::string& handle, const std::string& passwordHash);
+    /// The handles of those who were there.
+    std::vector<std::string> RemoveGuests();
     // These return false when there is no such account.
     bool Remove(const std::string& handle);
     bool SetPassword(const std::string& handle, const std::string& passwordHash);
@@ -57,7 +61,10 @@ public:
 
 private:
     class Statement;
+    class AllOrNothing;
     void Run(const char* sql) const;
+    Account Insert(const std::string& handle, const std::string& passwordHash, const std::string& address,
+                   bool guest);
     bool Change(const char* sql, const std::string& handle, const std::string& value);
 
     mutable std::mutex mMutex;

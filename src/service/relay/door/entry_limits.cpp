@@ -12,7 +12,7 @@ EntryLimits::EntryLimits(const RelayBudgets& budgets)
 }
 
 std::chrono::milliseconds EntryLimits::WaitFor(const std::string& account, const std::string& address,
-                                               Clock::time_point now)
+                                               Clock::time_point now, Side side)
 {
     const std::lock_guard lock(mMutex);
     std::chrono::milliseconds wait{};
@@ -22,7 +22,8 @@ std::chrono::milliseconds EntryLimits::WaitFor(const std::string& account, const
     const Allowance* guessed = mByAccount.Find(account);
     ask(guessed);
     ask(mEntered.Find(account));
-    if (guessed && !guessed->AtLeast(1, now)) ask(mByAddress.Find(AddressGroup(address)));
+    if (side == Side::Outside || (guessed && !guessed->AtLeast(1, now)))
+        ask(mByAddress.Find(AddressGroup(address)));
     return wait;
 }
 

@@ -11,6 +11,9 @@
 
 namespace zephyl {
 
+/// Outside an address is as cheap as an account.
+enum class Side { Inside, Outside };
+
 class EntryLimits {
 public:
     using Clock = std::chrono::steady_clock;
@@ -18,8 +21,9 @@ public:
     explicit EntryLimits(const RelayBudgets& budgets);
     /// How long until a code of this account is looked at; 0: now. An address that guesses too much slows
     /// down only those of its accounts that have guessed: somebody else there with a right code gets in.
+    /// Outside it slows down everybody.
     std::chrono::milliseconds WaitFor(const std::string& account, const std::string& address,
-                                      Clock::time_point now);
+                                      Clock::time_point now, Side side = Side::Inside);
     void WrongCode(const std::string& account, const std::string& address, Clock::time_point now);
     void Entered(const std::string& account, Clock::time_point now);
 

@@ -5,6 +5,7 @@
 
 #include "service/relay/door/address_group.h"
 #include "service/relay/door/handle_rules.h"
+#include "service/wire/limits.h"
 
 namespace zephyl {
 namespace {
@@ -13,6 +14,16 @@ constexpr std::size_t kWorkers = 2;
 constexpr std::size_t kQueue = 32;
 constexpr std::chrono::milliseconds kBusyWait{1000};
 constexpr std::chrono::seconds kLongestWait{3};  // clients give up after ten
+constexpr std::size_t kGuestsOfAnAddress = 10;
+constexpr std::size_t kGuestsInAll = 2 * kSeatsPerMeeting;
+constexpr std::chrono::milliseconds kGuestWait{60'000};
+
+/// By what guesses are counted. What strangers outside try at a handle is nothing to who is inside.
+std::string CountedBy(const LoginWords& words)
+{
+    const std::string key = HandleKey(words.handle).value_or("");
+    return words.outside && !key.empty() ? "\nguest " + key : key;
+}
 
 LoginVerdict Later(std::chrono::milliseconds wait)
 {
@@ -43,7 +54,7 @@ void LoginDesk::Run(std::function<void()> work)
 
 void LoginDesk::Check(const LoginWords& words, std::function<void(LoginVerdict)> done)
 {
-    Attempt attempt{HandleKey(words.handle).value_or(""), AddressGroup(words.address), {}};
+    Attempt attempt{CountedBy(words), AddressGroup(words.address), {}};
     attempt.device = mDevices.Recognise(attempt.account, attempt.address, words.device).value_or("");
     const std::chrono::milliseconds wait = mBackOff.WaitFor(attempt, BackOff::Clock::now());
     if (wait.count() > 0) return done(Later(wait));
@@ -122,7 +133,8 @@ void LoginDesk::Answer(const Asked& asked)
     const std::string account = asked.attempt.account;
     if (right) {
         mBackOff.Right(asked.attempt);
-        verdict.device = mDevices.Met(account, asked.attempt.address, asked.words.device);
+        if (!asked.words.outside)
+            verdict.device = mDevices.Met(account, asked.attempt.address, asked.words.device);
     }
     asked.done(std::move(verdict));
     {
@@ -131,15 +143,21 @@ void LoginDesk::Answer(const Asked& asked)
         if (asked.attempt.spare) mSpareAtWork = false;
         GiveWork();
     }
-    if (right) mDevices.Save(account);
+    if (right && !asked.words.outside) mDevices.Save(account);
 }
 
 LoginVerdict LoginDesk::Decide(const Asked& asked)
 {
     const std::optional<Account> account = mAccounts.Find(asked.words.handle);
-    if (!account && mRegisters && !asked.attempt.account.empty()) return Register(asked);
-    if (!PasswordFits(account ? account->passwordHash : mNobody, asked.words.password) || !account) return {};
-    return {RESULT_OK, *account, asked.attempt.account, {}, {}};
+    const std::string key = HandleKey(asked.words.handle).value_or("");
+    if (!account && mRegisters && !key.empty())
+        return asked.words.outside ? RegisterGuest(asked) : Register(asked);
+    // From outside nobody even tries the passwords of those who live here.
+    const bool barred = account && asked.words.outside && !account->guest;
+    const bool fits =
+        PasswordFits(account && !barred ? account->passwordHash : mNobody, asked.words.password);
+    if (!account || barred || !fits) return {};
+    return {RESULT_OK, *account, key, {}, {}};
 }
 
 LoginVerdict LoginDesk::Register(const Asked& asked)
@@ -151,6 +169,33 @@ LoginVerdict LoginDesk::Register(const Asked& asked)
     } catch (const AccountError&) {
         return {};  // looks like another one, or came in at the same moment
     }
+}
+
+LoginVerdict LoginDesk::RegisterGuest(const Asked& asked)
+{
+    if (PasswordFault(asked.words.password)) return {};
+    {
+        const std::lock_guard lock(mMutex);
+        std::size_t inAll = 0;
+        for (const auto& [address, made] : mGuests) inAll += made;
+        if (inAll >= kGuestsInAll) return Later(kGuestWait);
+        std::size_t& made = mGuests[asked.attempt.address];
+        if (made >= kGuestsOfAnAddress) return Later(kGuestWait);
+        ++made;
+    }
+    try {
+        const Account made =
+            mAccounts.AddGuest(asked.words.handle, HashPassword(asked.words.password, mCost));
+        return {RESULT_OK, made, HandleKey(made.handle).value_or(""), {}, {}};
+    } catch (const AccountError&) {
+        return {};  // looks like another one, or came in at the same moment
+    }
+}
+
+void LoginDesk::ForgetGuests()
+{
+    const std::lock_guard lock(mMutex);
+    mGuests.clear();
 }
 
 }  // namespace zephyl

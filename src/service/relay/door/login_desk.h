@@ -8,6 +8,7 @@
 #include <boost/asio/thread_pool.hpp>
 #include <functional>
 #include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -26,6 +27,7 @@ struct LoginWords {
     std::string handle, password;
     std::string address;                // by which the relay knows it
     std::optional<std::string> device;  // the word of an earlier login, or ""; none: it would not keep one
+    bool outside = false;               // let in from the local network by a person's own service
 };
 
 struct LoginVerdict {
@@ -46,6 +48,8 @@ public:
     void Check(const LoginWords& words, std::function<void(LoginVerdict)> done);
     /// Runs short work on the database beside the io threads.
     void Run(std::function<void()> work);
+    /// The accounts of guests are gone.
+    void ForgetGuests();
 
 private:
     struct Asked {
@@ -64,6 +68,7 @@ private:
     void Answer(const Asked& asked);
     LoginVerdict Decide(const Asked& asked);
     LoginVerdict Register(const Asked& asked);
+    LoginVerdict RegisterGuest(const Asked& asked);
 
     Accounts& mAccounts;
     const bool mRegisters;
@@ -75,6 +80,7 @@ private:
     Waiting mWaiting;
     std::set<std::string> mAtWork;  // handles of those whom the workers have
     bool mSpareAtWork = false;
+    std::map<std::string, std::size_t> mGuests;  // how many accounts an address has made
     boost::asio::thread_pool mPool;
 };
 

@@ -18,6 +18,9 @@ std::optional<Header> AnswerTo(const Header& asked, Standing standing, const Ses
             answer.mutable_permission()->set_call(asked.ask_permission().call());
             answer.mutable_permission()->set_permitted(session->permitted);
             return answer;
+        case Header::kLetIn:
+            if (!session) return std::nullopt;
+            return LetInAnswer(asked.let_in());
         case Header::kLeave:
             if (!session) return std::nullopt;
             answer.mutable_left()->set_call(asked.leave().call());
@@ -28,6 +31,14 @@ std::optional<Header> AnswerTo(const Header& asked, Standing standing, const Ses
             return answer;
         default: return std::nullopt;
     }
+}
+
+Header LetInAnswer(const LetIn& asked)
+{
+    Header header;
+    header.mutable_let_in_state()->set_call(asked.call());
+    header.mutable_let_in_state()->set_result(RESULT_NOT_PERMITTED);
+    return header;
 }
 
 Header EnteredAnswer(const Enter& asked, Result result, std::chrono::milliseconds wait)

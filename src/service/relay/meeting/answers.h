@@ -16,6 +16,8 @@ enum class Standing { New, Greeted, LoggedIn };
 /// yet. `session`: null before login.
 std::optional<Header> AnswerTo(const Header& asked, Standing standing, const Session* session);
 
+/// "Not permitted", until something better is put there.
+Header LetInAnswer(const LetIn& asked);
 /// `wait`: when the result is later.
 Header EnteredAnswer(const Enter& asked, Result result, std::chrono::milliseconds wait = {});
 Header ResumedAnswer(const Resume& asked, Result result);

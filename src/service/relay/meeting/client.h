@@ -47,6 +47,8 @@ public:
     virtual void Adopt(std::shared_ptr<Session> session) = 0;
     /// Null before login.
     virtual std::shared_ptr<Session> TheSession() const = 0;
+    /// Of somebody whom a person's own service lets in from the local network.
+    virtual bool FromOutside() const = 0;
 
     // --- any thread ---
     virtual void PostEnd(ByeReason reason, std::string text) = 0;

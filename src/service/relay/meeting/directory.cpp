@@ -7,6 +7,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "service/relay/door/address_group.h"
 #include "service/relay/door/passwords.h"
 #include "service/relay/log/file_log.h"
 #include "service/relay/log/memory_log.h"
@@ -51,23 +52,27 @@ asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session, std::sh
 // The logs of meetings that are asked for are opened on the meetings' own strands, before and after this
 // strand's one step.
 asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> session, std::string address,
-                                                  Enter enter)
+                                                  Enter enter, std::string only)
 {
     const bool byUser = enter.rejoin().empty();
-    const auto wait = mLimits.WaitFor(session->key, address, EntryLimits::Clock::now());
+    // Outside anybody makes accounts: there an address guesses, and all of them together are one.
+    const std::string who = only.empty() ? session->key : "\nguest " + AddressGroup(address);
+    if (!only.empty()) address = "\nguests";
+    const auto wait =
+        mLimits.WaitFor(who, address, EntryLimits::Clock::now(), only.empty() ? Side::Inside : Side::Outside);
     if (byUser && wait.count() > 0) co_return Found{RESULT_LATER, nullptr, wait};
     const std::shared_ptr<Meeting> known =
         co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(enter.code())), asio::use_awaitable);
     if (known) co_await Opened(known);
-    Found found = co_await asio::co_spawn(mStrand, DoFind(session, enter), asio::use_awaitable);
+    Found found = co_await asio::co_spawn(mStrand, DoFind(session, enter, only), asio::use_awaitable);
     if (found.hold) {
         const bool usable = co_await Opened(found.hold->meeting);
         if (!usable) found = {RESULT_LATER, nullptr, {}};
     }
     if (found.result == RESULT_OK)
-        mLimits.Entered(session->key, EntryLimits::Clock::now());
+        mLimits.Entered(who, EntryLimits::Clock::now());
     else if (found.result == RESULT_NOT_FOUND || found.result == RESULT_IN_USE)  // both answer a guess
-        mLimits.WrongCode(session->key, address, EntryLimits::Clock::now());
+        mLimits.WrongCode(who, address, EntryLimits::Clock::now());
     co_return found;
 }
 
@@ -106,7 +111,8 @@ asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session, std::
     co_return true;
 }
 
-asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> session, Enter enter)
+asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> session, Enter enter,
+                                                    std::string only)
 {
     Found found;
     const auto entry = mEntries.find(session->key);
@@ -117,6 +123,10 @@ asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> ses
     const std::string code = MeetingCodeKey(enter.code());
     const auto at = mByCode.find(code);
     std::shared_ptr<Meeting> meeting = at == mByCode.end() ? nullptr : at->second;
+    if (!only.empty()) {
+        if (meeting && meeting->Id() != only) meeting = nullptr;
+        enter.set_create(false);
+    }
     if (!enter.rejoin().empty()) {
         found.result = RESULT_ENDED;
         if (!meeting || meeting->Id() != enter.rejoin()) co_return found;
@@ -272,22 +282,25 @@ void Directory::EndEntry(const Entry& entry, ByeReason reason, const std::string
     if (const auto client = entry.client.lock()) client->PostEnd(reason, text);
 }
 
-asio::awaitable<void> Directory::AccountChanged(std::string handle, std::optional<Account> account)
+asio::awaitable<void> Directory::AccountChanged(std::string handle, std::optional<Account> account,
+                                                std::string removed, ByeReason reason)
 {
     const std::optional<HandleForms> forms = ReadHandle(handle);
     if (forms)
-        co_await asio::co_spawn(mStrand, DoAccountChanged(forms->key, std::move(account)),
+        co_await asio::co_spawn(mStrand,
+                                DoAccountChanged(forms->key, std::move(account), std::move(removed), reason),
                                 asio::use_awaitable);
 }
 
-asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional<Account> account)
+asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional<Account> account,
+                                                  std::string removed, ByeReason reason)
 {
     const auto at = mEntries.find(key);
     if (at == mEntries.end()) co_return;
     const Entry entry = at->second;
     if (!account || account->generation != entry.session->generation) {
         mServices.log.info("{}: account removed or password changed", entry.session->handle);
-        EndEntry(entry, BYE_KICKED, account ? "The password was changed." : "The account was removed.");
+        EndEntry(entry, account ? BYE_KICKED : reason, account ? "The password was changed." : removed);
         co_return;
     }
     entry.session->permitted = account->permitted;

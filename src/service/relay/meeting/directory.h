@@ -42,11 +42,16 @@ public:
     /// older login of that handle ends.
     boost::asio::awaitable<bool> Admit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
                                        bool again);
-    /// `address`: by which the relay knows the client.
-    boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, std::string address, Enter enter);
+    /// `address`: by which the relay knows the client. `only`: the id of the one meeting that somebody from
+    /// outside may enter, to whom no other one exists; "": anyone may be meant.
+    boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, std::string address, Enter enter,
+                                       std::string only);
     boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
-    /// The store has changed; `account` is what it holds now. Afterwards every session knows it.
-    boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account);
+    /// The store has changed; `account` is what it holds now. Afterwards every session knows it. `removed`: what
+    /// is said to somebody who has none any more.
+    boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account,
+                                                std::string removed = "The account was removed.",
+                                                ByeReason reason = BYE_KICKED);
 
     /// An operator's word: the handle is out of this meeting, and stays out. False: no meeting has the code.
     boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
@@ -69,10 +74,11 @@ private:
 
     boost::asio::awaitable<bool> DoAdmit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
                                          bool again);
-    boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter);
+    boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter, std::string only);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoById(std::string id);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
-    boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account);
+    boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account,
+                                                  std::string removed, ByeReason reason);
     boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
     std::filesystem::path Folder() const;
     std::shared_ptr<Meeting> Make(const struct MeetingHead& head);

@@ -259,6 +259,7 @@ void Meeting::Gone(const SeatPtr& seat)
     if (std::erase(mSeats, seat) == 0) return;
     if (seat->client) seat->client->PullFrom(nullptr);
     seat->client = nullptr;
+    seat->letsIn.reset();
     for (const SeatPtr& other : mSeats) other->live.Forget(seat->number);
     if (seat->state != SeatState::Away) Announce(*seat, kLeft);
     SeatEntry entry = seat->Entry();
@@ -438,6 +439,7 @@ void Meeting::OnTick(Clock::time_point now)
         if (seat->state == SeatState::Detached && now - seat->cutOff > times.grace) {
             Announce(*seat, kLeft);
             seat->state = SeatState::Away;
+            seat->letsIn.reset();
             mLog->Seat(seat->Entry());
         } else if (seat->state == SeatState::Away && now - seat->cutOff > times.grace + times.away &&
                    !seat->timeIsUp) {

@@ -89,6 +89,7 @@ private:
     void Detach(Seat& seat);
     void Gone(const SeatPtr& seat);
     void EndByTime(const SeatPtr& seat);
+    Header LetIn(Seat& seat, const Client& client, const zephyl::LetIn& asked);
     void SendPlace(Seat& seat, Header& header, Place& place);
     void Announce(const Seat& seat, int status);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "service/relay/meeting/answers.h"
+#include "service/relay/meeting/guests.h"
 #include "service/relay/meeting/meeting.h"
 #include "service/relay/memory_watch.h"
 #include "service/wire/content.h"
@@ -74,6 +75,7 @@ Meeting::After Meeting::Handle(Client& client, const FrameView& frame)
         case Header::kRead: seat->OnRead(header.read(), Clock::now()); return After::GoOn;
         case Header::kPong:
         case Header::MESSAGE_NOT_SET: return After::GoOn;
+        case Header::kLetIn: client.Send(LetIn(*seat, client, header.let_in())); return After::GoOn;
         case Header::kLeave:
         case Header::kLogout:
         case Header::kBye: Gone(seat); break;
@@ -86,6 +88,24 @@ Meeting::After Meeting::Handle(Client& client, const FrameView& frame)
     if (message == Header::kLeave) return After::SeatGone;
     if (message == Header::kLogout || message == Header::kBye) client.End(BYE_DONE, "");
     return After::GoOn;
+}
+
+Header Meeting::LetIn(Seat& seat, const Client& client, const zephyl::LetIn& asked)
+{
+    Header header = LetInAnswer(asked);
+    zephyl::LetInState& answer = *header.mutable_let_in_state();
+    Guests* const guests = mServices.guests;
+    if (!guests || client.FromOutside()) return header;
+    answer.set_result(RESULT_OK);
+    if (asked.wish() == zephyl::LetIn::OPEN) {
+        Guests::Opening opening = guests->Open(mHead.id);
+        answer.set_result(opening.result);
+        if (opening.hold) seat.letsIn = std::move(opening.hold);
+    } else if (asked.wish() == zephyl::LetIn::CLOSE) {
+        guests->Close(mHead.id);
+    }
+    for (std::string& address : guests->Addresses(mHead.id)) answer.add_addresses(std::move(address));
+    return header;
 }
 
 void Meeting::TakeItem(Seat& seat, const ItemView& item)

@@ -13,6 +13,7 @@ class logger;
 namespace zephyl {
 
 class Accounts;
+class Guests;
 class MemoryWatch;
 struct LogRoom;
 
@@ -25,6 +26,7 @@ struct MeetingServices {
     const Accounts& accounts;
     LogRoom& logs;
     const MemoryWatch& memory;
+    Guests* guests = nullptr;  // of a person's own service
 };
 
 }  // namespace zephyl

@@ -87,6 +87,7 @@ public:
     ItemReader incoming;
     Sequences enteredAt;
     std::array<std::string, 2> tokenHashes;
+    std::shared_ptr<void> letsIn;  // whom it asked to let in; not for longer than it is there
 
 private:
     void PutSkipped(std::string& batch, Channel channel, std::uint64_t upTo);
