@@ -20,6 +20,7 @@ gui='QImage|QPainter|QColor|QFont|QPixmap|QCursor|QClipboard|QGuiApplication|QtG
 floors='app/|ui/|media/|whiteboard/|session/|messaging/'
 
 deny 'text/one_line.h text/one_line.cpp' "$qt" 'the text rule serves those who know no Qt'
+deny 'avahi' "$qt|boost/|text/|files/|$floors|settings/|base/|contract/|cipher/|platform/|service/" 'speaking to Avahi knows nobody'
 deny 'files' "$qt|boost/|text/|$floors|settings/|base/|contract/|cipher/|platform/|service/" 'opening files knows nobody'
 deny 'text' "$floors|settings/|base/|contract/|cipher/|platform/|service/" 'the text rule knows nobody'
 deny 'service/wire service/net service/codec service/relay service/zephyld' "$qt|text/qt_" 'the service knows no Qt'

@@ -1,6 +1,7 @@
 #include "app/link_setup.h"
 
 #include "base/error_trap.h"
+#include "platform/neighbours.h"
 #include "settings/settings.h"
 #include "text/text_rules.h"
 
@@ -39,4 +40,13 @@ void StoreServiceSettings::PinKey(const QString& service, const QString& fingerp
 {
     SaveSetting(mState, QLatin1String(keys::kTrustedServices), service, fingerprint, Scoped::No,
                 QLatin1String(keys::kZephyl));
+}
+
+bool PromptTrustQuestion::Ask(const QString& service, const QString& fingerprint)
+{
+    QString announced;
+    if (mState.ports.neighbours)
+        for (const NeighbourService& one : mState.ports.neighbours->Found())
+            if (one.address.compare(service, Qt::CaseInsensitive) == 0) announced = one.fingerprint;
+    return mState.ports.prompts->AskTrust(service, fingerprint, announced);
 }

@@ -22,10 +22,7 @@ private:
 class PromptTrustQuestion final : public TrustQuestion {
 public:
     explicit PromptTrustQuestion(ProcessState& state) : mState(state) {}
-    bool Ask(const QString& service, const QString& fingerprint) override
-    {
-        return mState.ports.prompts->AskTrust(service, fingerprint);
-    }
+    bool Ask(const QString& service, const QString& fingerprint) override;
 
 private:
     ProcessState& mState;

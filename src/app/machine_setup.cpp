@@ -55,6 +55,7 @@ Machine::Machine(ProcessState& state, const QString& traceFile)
         ports.windows = &mPortalWindows;
     ports.companion = &mCompanion;
     ports.clipboard = &mClipboard;
+    ports.neighbours = &mNeighbours;
     if (QGuiApplication::platformName() == u"xcb") ports.liveScreen = &mLiveScreen;
 }
 

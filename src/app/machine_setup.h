@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "app/link_setup.h"
+#include "platform/linux/avahi_neighbours.h"
 #include "platform/linux/linux_camera.h"
 #include "platform/linux/local_host.h"
 #include "platform/linux/machine.h"
@@ -46,6 +47,7 @@ private:
     PortalWindows mPortalWindows;
     X11Companion mCompanion;
     X11LiveScreen mLiveScreen;
+    AvahiNeighbours mNeighbours;
     StoreServiceSettings mSettings;
     PromptTrustQuestion mTrust;
     QtUiPost mPost;

@@ -18,6 +18,7 @@ class WindowsPort;
 class CompanionPort;
 class ClipboardPort;
 class LiveScreen;
+class NeighboursPort;
 struct ShareKept;
 
 /// The machine, borrowed. Null where a test has no use for it.
@@ -37,6 +38,7 @@ struct Ports {
     WindowsPort* windows = nullptr;
     CompanionPort* companion = nullptr;
     ClipboardPort* clipboard = nullptr;
+    NeighboursPort* neighbours = nullptr;
     LiveScreen* liveScreen = nullptr;  // also null where the toolkit draws on something else
 };
 
@@ -47,6 +49,7 @@ struct ProcessState {
 
     QString gConfigName;  // "" until one is chosen
     QString gMeetingCode;
+    QString gInvitation;  // as it came with the start of the program; the first login dialog takes it
     bool gCreateMeeting = false;
     QString gPassword;  // enciphered, as stored
     QString gHostname;

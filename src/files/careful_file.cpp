@@ -15,6 +15,14 @@
 #include <utility>
 
 namespace files {
+
+std::string Why(int error)
+{
+    if (error == ENOSPC || error == EDQUOT || error == EFBIG)
+        return std::string(std::strerror(error)) + ". Make room there, then try again";
+    return std::strerror(error);
+}
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -24,7 +32,7 @@ constexpr std::chrono::milliseconds kNextTry{
 
 [[noreturn]] void Fail(const std::string& path, int error)
 {
-    throw FileProblem(path + ": " + std::strerror(error), error);
+    throw FileProblem(path + ": " + Why(error), error);
 }
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& why)

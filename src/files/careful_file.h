@@ -28,6 +28,9 @@ private:
     int mNumber;
 };
 
+/// What a failed call means for people. Of a full disk also what to do.
+std::string Why(int error);
+
 /// Whose a file must be. Us: this user's or the system's. Private: and nobody else may read it.
 enum class Owner { Anybody, Us, Private };
 

@@ -9,11 +9,13 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "files/careful_file.h"
+
 namespace {
 
 [[noreturn]] void Fail(const QString& what, int error)
 {
-    throw std::runtime_error((what + QLatin1String(": ")).toStdString() + std::strerror(error));
+    throw std::runtime_error((what + QLatin1String(": ")).toStdString() + files::Why(error));
 }
 
 class Descriptor {

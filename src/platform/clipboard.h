@@ -1,7 +1,8 @@
 #pragma once
-// The desktop's clipboard, as far as pictures go. User-interface thread only.
+// The desktop's clipboard, as far as pictures go, and texts that are put there. User-interface thread only.
 
 class QImage;
+class QString;
 
 class ClipboardPort {
 public:
@@ -11,4 +12,5 @@ public:
     /// null image when there is none.
     virtual QImage Picture() = 0;
     virtual void SetPicture(const QImage& picture) = 0;
+    virtual void SetText(const QString& text) = 0;
 };

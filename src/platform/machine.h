@@ -135,7 +135,9 @@ public:
     virtual void Box(BoxIcon icon, const QString& title, const QString& text) = 0;
     /// At most one is open at a time; what comes meanwhile is counted in it.
     virtual void CriticalBox(const QString& title, const QString& text, Cause cause) = 0;
-    virtual bool AskTrust(const QString& service, const QString& fingerprint) = 0;
+    /// `announced`: what somebody on the local network says that the fingerprint is, which proves nothing;
+    /// "": nobody does.
+    virtual bool AskTrust(const QString& service, const QString& fingerprint, const QString& announced) = 0;
     /// Whether to open a web address that somebody wrote. Both are ASCII, escaped.
     virtual bool AskLink(const QString& address, const QString& host) = 0;
     /// "" when cancelled. `patterns`: "*.jpg *.bmp".

@@ -166,7 +166,7 @@ void QtPrompts::CriticalBox(const QString& title, const QString& text, Cause cau
     box->show();
 }
 
-bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint)
+bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint, const QString& announced)
 {
     QMessageBox box(DialogParent());
     box.setObjectName(u"trust"_s);
@@ -174,11 +174,24 @@ bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint)
     box.setIcon(QMessageBox::Warning);
     box.setWindowTitle(QLatin1String(kAppTitle));
     box.setText(Ours::tr("Nobody vouches for the service at %1.").arg(InSentence(service)));
-    box.setInformativeText(
+    QString more =
         Ours::tr(
-            "Its key has this fingerprint:\n\n%1\n\nTrust it only if the service's operator gave you the "
-            "same one. It is then remembered.")
-            .arg(fingerprint));
+            "Its key has this fingerprint:\n\n%1\n\nTrust it only if the service's operator, or an "
+            "invitation that you believe, gave you the same one. It is then remembered. Nothing has "
+            "been sent so far.")
+            .arg(fingerprint);
+    if (!announced.isEmpty())
+        more +=
+            u"\n\n"_s +
+            (announced == fingerprint
+                 ? Ours::tr(
+                       "The same one is announced on your local network. That alone proves nothing: anybody "
+                       "there can announce it.")
+                 : Ours::tr(
+                       "On your local network another one is announced for it: %1. Do not trust it before "
+                       "its operator has told you why.")
+                       .arg(OneLine(announced)));
+    box.setInformativeText(more);
     QPushButton* trust = box.addButton(Ours::tr("&Trust this key"), QMessageBox::AcceptRole);
     trust->setObjectName(u"cmdTrust"_s);
     QPushButton* refuse = box.addButton(Ours::tr("&Do not connect"), QMessageBox::RejectRole);

@@ -19,7 +19,7 @@ public:
     void Beep() override;
     void Box(BoxIcon icon, const QString& title, const QString& text) override;
     void CriticalBox(const QString& title, const QString& text, Cause cause) override;
-    bool AskTrust(const QString& service, const QString& fingerprint) override;
+    bool AskTrust(const QString& service, const QString& fingerprint, const QString& announced) override;
     bool AskLink(const QString& address, const QString& host) override;
     QString OpenFile(const QString& title, const QString& filterName, const QStringList& patterns) override;
     QString SaveFile(const QString& title, const QString& filterName, const QStringList& patterns,

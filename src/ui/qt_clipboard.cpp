@@ -57,3 +57,8 @@ void QtClipboard::SetPicture(const QImage& picture)
 {
     QGuiApplication::clipboard()->setImage(picture);
 }
+
+void QtClipboard::SetText(const QString& text)
+{
+    QGuiApplication::clipboard()->setText(text);
+}

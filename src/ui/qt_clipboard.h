@@ -7,4 +7,5 @@ public:
     void Clear() override;
     QImage Picture() override;
     void SetPicture(const QImage& picture) override;
+    void SetText(const QString& text) override;
 };

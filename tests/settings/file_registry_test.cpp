@@ -1,6 +1,7 @@
 #include "settings/file_registry.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -101,6 +102,28 @@ TEST_F(FileRegistryTest, FailuresThrowAndChangeNothing)
     EXPECT_EQ(Text(registry, kUser, u"a"_s), u"1"_s);
     FileRegistry folder(dir.path(), QString());
     EXPECT_THROW(folder.Read(kUser, u"a"_s), std::runtime_error);
+}
+
+/// A limit of file sizes stands for the disk.
+TEST_F(FileRegistryTest, AFullDiskKeepsWhatIsThereAndSaysWhatToDo)
+{
+    FileRegistry registry = Open();
+    registry.WriteText(kUser, u"a"_s, u"1"_s);
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    ::getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit full{1, limit.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    std::string said;
+    try {
+        registry.WriteText(kUser, u"a"_s, u"2"_s);
+    } catch (const std::exception& e) {
+        said = e.what();
+    }
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, before);
+    EXPECT_NE(said.find("Make room there"), std::string::npos) << said;
+    EXPECT_EQ(Text(registry, kUser, u"a"_s), u"1"_s);
 }
 
 TEST_F(FileRegistryTest, NeverWaitsForWhatSomebodyElseHasPutThere)

@@ -41,7 +41,7 @@ void FakePrompts::CriticalBox(const QString& title, const QString& text, Cause c
     Box(BoxIcon::Critical, title, text);
 }
 
-bool FakePrompts::AskTrust(const QString& service, const QString& fingerprint)
+bool FakePrompts::AskTrust(const QString& service, const QString& fingerprint, const QString&)
 {
     mJournal += u"trust? "_s + service + u' ' + fingerprint;
     return Open(trust);

@@ -115,7 +115,7 @@ public:
     void Beep() override { ++beeps; }
     void Box(BoxIcon icon, const QString& title, const QString& text) override;
     void CriticalBox(const QString& title, const QString& text, Cause cause) override;
-    bool AskTrust(const QString& service, const QString& fingerprint) override;
+    bool AskTrust(const QString& service, const QString& fingerprint, const QString& announced) override;
     bool AskLink(const QString& address, const QString&) override
     {
         links += address;
@@ -160,4 +160,6 @@ public:
     void Clear() override { picture = QImage(), ++cleared; }
     QImage Picture() override { return picture; }
     void SetPicture(const QImage& put) override { picture = put; }
+    QString text;
+    void SetText(const QString& put) override { text = put; }
 };

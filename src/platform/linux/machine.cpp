@@ -12,6 +12,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "files/careful_file.h"
 #include "text/qt_line.h"
 
 using namespace Qt::StringLiterals;
@@ -59,7 +60,7 @@ FileTrace::FileTrace(const QString& path)
                  0600))
 {
     if (mFile < 0)
-        throw std::runtime_error("the trace file cannot be opened: " + std::string(std::strerror(errno)));
+        throw std::runtime_error("the trace file cannot be opened: " + files::Why(errno));
     fcntl(mFile, F_SETFL, O_APPEND);  // a pipe without a reader is refused; one with a reader gets every line
     mSinceStart.start();
 }

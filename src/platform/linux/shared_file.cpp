@@ -19,7 +19,7 @@ constexpr std::size_t kLimit = 64 << 20;
 
 [[noreturn]] void Fail(const QByteArray& path, int error)
 {
-    throw std::runtime_error(path.toStdString() + ": " + std::strerror(error));
+    throw std::runtime_error(path.toStdString() + ": " + files::Why(error));
 }
 
 void Sync(const files::Descriptor& file, const QByteArray& path)

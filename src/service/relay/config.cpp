@@ -26,6 +26,11 @@ struct NumberKey {
     std::int64_t unit, least, most;
     const char* comment;
 };
+struct FlagKey {
+    const char* name;
+    bool RelayOptions::*place;
+    const char* comment;
+};
 struct TextKey {
     const char* name;
     void (*set)(RelayOptions&, const std::string&);
@@ -86,6 +91,11 @@ constexpr std::array kNumbers{
     NumberKey{"wrong_codes_per_address", &RelayBudgets::codesPerAddress, 1, 1, 100'000, nullptr},
     NumberKey{"entries_per_account", &RelayBudgets::entries, 1, 1, 10'000,
               "Meetings entered by one account, a minute."},
+};
+
+constexpr std::array kFlags{
+    FlagKey{"announce", &RelayOptions::announce,
+            "Whether the local network is told that there is this service (by Avahi, where it runs)."},
 };
 
 void SetLevel(RelayOptions& options, const std::string& level)
@@ -164,6 +174,13 @@ void Take(const TextKey& key, const toml::node& node, RelayOptions& options)
     if (!value->empty()) key.set(options, *value);
 }
 
+void Take(const FlagKey& key, const toml::node& node, RelayOptions& options)
+{
+    const auto value = node.value_exact<bool>();
+    if (!value) throw StartError(std::string(key.name) + " is true or false");
+    options.*key.place = *value;
+}
+
 template <class Keys>
 bool TakeFrom(const Keys& keys, std::string_view name, const toml::node& node, RelayOptions& options)
 {
@@ -194,7 +211,8 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
     }
     for (const auto& [key, node] : table) {
         try {
-            if (TakeFrom(kNumbers, key.str(), node, options) || TakeFrom(kTexts, key.str(), node, options))
+            if (TakeFrom(kNumbers, key.str(), node, options) || TakeFrom(kTexts, key.str(), node, options) ||
+                TakeFrom(kFlags, key.str(), node, options))
                 continue;
         } catch (const StartError& error) {
             throw StartError(Where(name, node) + error.what());
@@ -223,6 +241,10 @@ std::string SampleConfig()
     for (const TextKey& key : kTexts) {
         PutComment(out, key.comment);
         out << key.name << " = \"" << key.byDefault << "\"\n\n";
+    }
+    for (const FlagKey& key : kFlags) {
+        PutComment(out, key.comment);
+        out << key.name << " = " << (defaults.*key.place ? "true" : "false") << "\n\n";
     }
     for (const NumberKey& key : kNumbers) {
         PutComment(out, key.comment);

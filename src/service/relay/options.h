@@ -57,6 +57,7 @@ struct RelayOptions {
     unsigned threads = 0;                    // 0: as many as cores
     bool logsInMemory = false;               // meetings end with the process
     bool personal = false;                   // behind a door; unknown handles register themselves
+    bool announce = false;                   // to the local network
     std::string logLevel = "info";
     std::string door;  // what Hello must hold; "" = nothing
     RelayTimes times;

@@ -9,6 +9,7 @@
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <iostream>
+#include <optional>
 
 #include "service/relay/config.h"
 #include "service/relay/door/passwords.h"
@@ -16,6 +17,7 @@
 #include "service/relay/process_memory.h"
 #include "service/relay/relay.h"
 #include "service/wire/door_file.h"
+#include "service/zephyld/announcer.h"
 #include "service/zephyld/commands.h"
 #include "text/one_line.h"
 
@@ -95,15 +97,20 @@ void AllowAllDescriptors()
     ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-void RunUntilAsked(Relay& relay)
+void RunUntilAsked(Relay& relay, const RelayOptions& options, const std::shared_ptr<spdlog::logger>& log)
 {
     boost::asio::io_context main;
     boost::asio::signal_set signals(main, SIGTERM, SIGINT);
     signals.async_wait([&](const boost::system::error_code&, int) { main.stop(); });
     relay.Start([&main] { main.stop(); });
     std::cout << "zephyld ready " << relay.Address() << " " << relay.Fingerprint() << std::endl;
+    std::optional<Announcer> announcer;
+    if (options.announce)
+        announcer.emplace(relay.Port(), relay.Fingerprint(),
+                          [log](const std::string& line) { log->info(line); });
     ForgetStart();
     main.run();
+    announcer.reset();
     relay.Stop();
 }
 
@@ -113,7 +120,7 @@ void ServeOne(const RelayOptions& options, const std::shared_ptr<spdlog::logger>
     if (!door.Ours()) return;  // another one serves already
     Relay relay(options, log);
     door.Write({relay.Port(), relay.Fingerprint(), options.door});
-    RunUntilAsked(relay);
+    RunUntilAsked(relay, options, log);
 }
 
 }  // namespace
@@ -127,7 +134,7 @@ int Serve(const ServeRequest& request)
     const auto log = StandardErrorLog(options.logLevel);
     if (!options.personal) {
         Relay relay(options, log);
-        RunUntilAsked(relay);
+        RunUntilAsked(relay, options, log);
         return 0;
     }
     try {

@@ -16,7 +16,9 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
     RelayOptions options;
     EXPECT_NO_THROW(ReadConfigText(SampleConfig(), "sample", options));
     EXPECT_EQ(options.port, kDefaultPort);
-    ReadConfigText("memory_mebibytes = 3\nflood_seconds = 7", "units", options);
+    EXPECT_FALSE(options.announce);
+    ReadConfigText("memory_mebibytes = 3\nflood_seconds = 7\nannounce = true", "units", options);
+    EXPECT_TRUE(options.announce);
     EXPECT_EQ(options.bounds.memory, 3u << 20);
     EXPECT_EQ(options.times.floodAfter, std::chrono::seconds(7));
     const struct {
@@ -31,6 +33,7 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
         {"threads = true", "threads"},
         {"memory_mebibytes = 1.5", "whole number"},
         {"talk_kept_mebibytes = 0", "1 to 1024"},
+        {"announce = 1", "true or false"},
         {"listen = 7420", "quotes"},
         {"listen = \"host:99999\"", "port"},
         {"listen = \":1\"", "host"},
