@@ -416,8 +416,10 @@ void Desk::StartClient(QStringList options)
         file.write("Windows Registry Editor Version 5.00\n" + mRegistry.toUtf8());
         mRegistry.clear();
     }
-    mClient = std::make_unique<Child>(Programs() + u"/quorvia"_s, options << u"--trace"_s << mTracePipe,
-                                      mEnvironment, mLogs);
+    QStringList words = mLauncher;
+    words << Programs() + u"/quorvia"_s << options << u"--trace"_s << mTracePipe;
+    const QString program = words.takeFirst();
+    mClient = std::make_unique<Child>(program, words, mEnvironment, mLogs);
 }
 
 int Desk::WaitForEnd(int seconds)

@@ -131,6 +131,9 @@ public:
     void Setting(const QString& path, const QString& key, const QString& text);
     /// For the programs started here from now on.
     void Environment(const QString& name, const QString& value) { mEnvironment[name] = value; }
+    /// What starts the client from now on, with it and its options behind: to put it into a network of its
+    /// own.
+    void StartBy(const QStringList& launcher) { mLauncher = launcher; }
     void StartClient(QStringList options = {});
     Child& Client() { return *mClient; }
     /// Its exit status; its trace is read meanwhile, whose pipe would hold it. Throws after `seconds`.
@@ -173,6 +176,7 @@ private:
     const double mScale;
     std::map<QString, QString> mEnvironment;
     QString mRegistry;
+    QStringList mLauncher;
     std::unique_ptr<Screen> mScreen;
     std::unique_ptr<Child> mClient;
     int mTrace = -1;

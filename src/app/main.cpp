@@ -45,7 +45,7 @@ QStringList Arguments(int argc, char** argv)
     return words;
 }
 
-/// `--config` and `--service` as if they had been chosen in the dialog.
+/// `--config` and `--service` as if they had been chosen in the dialog, where an invitation is shown.
 void ApplyOptions(ProcessState& state, const Options& options)
 {
     if (!options.config.isEmpty()) {
@@ -55,6 +55,7 @@ void ApplyOptions(ProcessState& state, const Options& options)
         state.gConfigName = GetSetting(state, keys::kDefaultConfig);
     }
     if (options.service) SaveSetting(state, keys::kServiceAddress, *options.service);
+    state.gInvitation = options.invitation;
 }
 
 /// For the toolkit while the program starts; what it starts itself shall choose for itself.

@@ -27,6 +27,8 @@ Options ReadOptions(const QStringList& arguments)
     const QCommandLineOption preferences(u"preferences"_s,
                                          u"Change the settings without entering a meeting; then leave."_s);
     parser.addOptions({service, config, trace, settings, preferences});
+    parser.addPositionalArgument(u"invitation"_s, u"Shown in the login dialog, filled in."_s,
+                                 u"[zephyl://HOST[:PORT]/CODE]"_s);
     const QCommandLineOption help({u"h"_s, u"help"_s}, u"Show this help."_s);
     const QCommandLineOption version({u"v"_s, u"version"_s}, u"Show the version."_s);
     parser.addOptions({help, version});
@@ -39,8 +41,12 @@ Options ReadOptions(const QStringList& arguments)
             parser.helpText().replace(u"<executable_name>"_s, u"quorvia"_s);  // no application yet
     } else if (parser.isSet(version)) {
         options.helpText = QLatin1String(kAppTitle) + u' ' + VersionText() + u'\n';
-    } else if (!parser.positionalArguments().isEmpty()) {
-        options.error = u"\"%1\" is no option."_s.arg(parser.positionalArguments().constFirst());
+    } else if (const QStringList words = parser.positionalArguments(); !words.isEmpty()) {
+        const bool isLink = words.constFirst().startsWith(u"zephyl:"_s, Qt::CaseInsensitive);
+        if (!isLink || words.size() > 1)
+            options.error = u"\"%1\" is no option."_s.arg(words.value(isLink ? 1 : 0));
+        else
+            options.invitation = words.constFirst();  // what is wrong with it is said in the dialog
     }
     if (parser.value(config).contains(u'\\')) options.error = u"A configuration's name holds no \"\\\"."_s;
     if (parser.isSet(service)) options.service = parser.value(service);

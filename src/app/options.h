@@ -7,6 +7,7 @@
 struct Options {
     std::optional<QString> service;  // HOST[:PORT]; given: kept in the chosen configuration
     QString config;                  // "": the default one
+    QString invitation;              // "": none; as it was given, well made or not
     QString trace;                   // "": none
     bool settings = false;           // print what is in effect and leave
     bool preferences = false;        // show the preferences and leave

@@ -23,6 +23,14 @@ struct PeopleOptions {
 int Listen(const PeopleOptions& options);
 int Send(const PeopleOptions& options);
 
+struct InviteOptions {
+    ServiceOptions service;
+    std::string code;
+    bool linkOnly = false;
+};
+/// Prints the invitation.
+int Invite(const InviteOptions& options);
+
 enum class CipherWay { Encipher, Decipher };
 /// Standard input to standard output, line by line.
 int Cipher(const std::string& keyFile, CipherWay way);

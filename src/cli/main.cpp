@@ -44,7 +44,7 @@ void AddPeople(CLI::App& app, int& exitCode, PeopleOptions& options)
     for (CLI::App* command : {listen, send}) {
         AddServiceOptions(*command, options.service);
         AddAccountOptions(*command, options.account);
-        command->add_option("code", options.code, "the meeting's code")->required();
+        command->add_option("code", options.code, "the meeting's code, or an invitation to it")->required();
     }
     listen->add_flag("--create", options.create, "start the meeting instead of joining it");
     listen->footer("Try:  zephyl listen --handle bob standup");
@@ -53,6 +53,17 @@ void AddPeople(CLI::App& app, int& exitCode, PeopleOptions& options)
     send->footer("Try:  zephyl send --handle bob standup 'Back in five minutes'");
     listen->callback([&] { exitCode = Listen(options); });
     send->callback([&] { exitCode = Send(options); });
+}
+
+void AddInvite(CLI::App& app, int& exitCode, InviteOptions& options)
+{
+    CLI::App* invite =
+        app.add_subcommand("invite", "print what to pass on so that others come into a meeting");
+    AddServiceOptions(*invite, options.service);
+    invite->add_option("code", options.code, "the meeting's code")->required();
+    invite->add_flag("--link", options.linkOnly, "only the link");
+    invite->footer("Try:  zephyl invite --service meet.example.org standup");
+    invite->callback([&] { exitCode = Invite(options); });
 }
 
 void AddCipher(CLI::App& app, int& exitCode, std::string& keyFile)
@@ -88,9 +99,11 @@ int main(int argc, char** argv)
     int exitCode = 0;
     RunOptions run;
     PeopleOptions people;
+    InviteOptions invite;
     std::string keyFile;
     AddRun(app, exitCode, run);
     AddPeople(app, exitCode, people);
+    AddInvite(app, exitCode, invite);
     AddCipher(app, exitCode, keyFile);
     try {
         app.parse(argc, argv);

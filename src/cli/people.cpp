@@ -9,6 +9,7 @@
 #include "cli/loop.h"
 #include "cli/needs.h"
 #include "service/link/link_messenger.h"
+#include "session/invitation.h"
 #include "session/login_rules.h"
 #include "text/qt_line.h"
 #include "text/text_rules.h"
@@ -48,6 +49,21 @@ private:
     const std::function<void()> mEnded;
     QString mShown;  // of the connection: it says the same for a while
 };
+
+/// Where the code is an invitation: what that says.
+PeopleOptions AsInvited(PeopleOptions options)
+{
+    const QString text = QString::fromStdString(options.code);
+    if (!HoldsInvitation(text)) return options;
+    const InvitationRead read = FindInvitation(text);
+    if (!read.invitation) throw std::runtime_error(read.fault.toStdString());
+    if (!options.service.service.empty() || !options.service.trust.empty())
+        throw std::runtime_error("the invitation names the service: leave --service and --trust out");
+    options.service.service = read.invitation->service.toStdString();
+    options.service.trust = read.invitation->fingerprint.toStdString();
+    options.code = read.invitation->code.toStdString();
+    return options;
+}
 
 /// A link on a loop of its own, logged in and in the meeting.
 class Visit {
@@ -95,7 +111,7 @@ QString AsSpelt(const UsersCollection& users, const QString& handle)
 
 int Listen(const PeopleOptions& options)
 {
-    Visit visit(options);
+    Visit visit(AsInvited(options));
     for (const auto& item : visit.service->Users()->Items())
         std::cout << "* " << OneLine(item->Handle()).toStdString() << " is here\n";
     std::cout.flush();
@@ -115,7 +131,7 @@ int Send(const PeopleOptions& options)
 {
     const QString text = QString::fromStdString(options.text);
     if (Trim(text).isEmpty()) throw std::runtime_error("there is nothing to say");
-    Visit visit(options);
+    Visit visit(AsInvited(options));
     MessengerService& service = *visit.service;
     QStringList to;
     for (const std::string& handle : options.to) to += QString::fromStdString(handle);

@@ -15,6 +15,7 @@
 #include "base/error_trap.h"
 #include "cipher/password.h"
 #include "session/meeting_entry.h"
+#include "session/service_list.h"
 #include "settings/configurations.h"
 #include "settings/settings.h"
 #include "text/text_rules.h"
@@ -72,6 +73,7 @@ frmLogin::frmLogin(ProcessState& state, QWidget* parent) : QDialog(parent), mSta
     KeepReadable();
     Connect();
     Trapped(mState, "frmLogin_Load", [this] { Load(); });
+    Trapped(mState, "frmLogin_Load", [this] { ShowFirst(); });
 }
 
 void frmLogin::Load()
@@ -99,7 +101,7 @@ void frmLogin::Connect()
         connect(option, &QRadioButton::toggled, this, follow);
         follow(option->isChecked());
     }
-    cmbMeetingCode->installEventFilter(this);
+    BuildLists();
     for (QWidget* watched : {static_cast<QWidget*>(txtHandle), static_cast<QWidget*>(txtPassword),
                              static_cast<QWidget*>(txtHostname), static_cast<QWidget*>(lblPassword)})
         watched->installEventFilter(this);
@@ -115,7 +117,7 @@ void frmLogin::KeepReadable()
     QPalette hint = palette();
     hint.setColor(QPalette::PlaceholderText,
                   ReadableOn(hint.color(QPalette::PlaceholderText), hint.color(QPalette::Base)));
-    txtService->setPalette(hint);
+    cmbService->setPalette(hint);  // its line edit follows
 }
 
 void frmLogin::changeEvent(QEvent* event)
@@ -132,6 +134,8 @@ void frmLogin::FillLists()
     const Choices codes = LoadMeetingCodeList(mState);
     Fill(cmbMeetingCode, codes);
     if (codes.selected < 0) cmbMeetingCode->setEditText(QString());
+    mMeetingServices = LoadMeetingServices(mState);
+    ShowServices(*cmbMeetingCode, mMeetingServices);
 }
 
 void frmLogin::LoadConfigSettings()
@@ -161,6 +165,7 @@ void frmLogin::chkMore_Click()
     setFixedSize(frameLogin->x() * 2 + frameLogin->width(), layout.interiorHeight);
     chkMore->setText(more ? Defined::tr("More <<") : Defined::tr("More >>"));
     if (isVisible()) MoveUpOntoScreen();
+    if (more) LookAround();
 }
 
 /// Opened low on the screen, the buttons would lie below its edge.
@@ -174,6 +179,7 @@ void frmLogin::MoveUpOntoScreen()
 void frmLogin::cmbConfig_Click()
 {
     Trapped(mState, "cmbConfig_Click", [this] {
+        HideNotice();
         mState.gConfigName = cmbConfig->currentText();
         mState.gMessenger->SetConfig(mState.gConfigName);
         mState.gMessenger->LoadConfig();
@@ -232,6 +238,11 @@ void frmLogin::cmdOK_Click()
 {
     Trapped(mState, "cmdOK_Click", [this] {
         if (mUnloaded) return;
+        for (const QString& text : {TypedCode(), txtService->text()})
+            if (HoldsInvitation(text)) {  // typed, not pasted: it is seen before anything is sent
+                if (!TakeLink(text)) mState.ports.prompts->Beep();
+                return;
+            }
         const LoginFault fault = CheckLogin(txtHandle->text(), txtPassword->text(), TypedCode());
         if (fault == LoginFault::None)
             Accept();
@@ -261,6 +272,7 @@ void frmLogin::Accept()
     SaveSetting(mState, keys::kPassword, EncipherPassword(txtPassword->text()));
     SaveSetting(mState, QLatin1String(keys::kMeetingCodesSection), TypedCode(),
                 GeneralDate(mState.ports.clock->Now()), Scoped::No, QLatin1String(keys::kQuorvia));
+    SaveMeetingService(mState, TypedCode(), Trim(txtService->text()));
     SaveSetting(mState, keys::kJoinMeetingDefault, optJoinMeeting->isChecked() ? u"1"_s : u"0"_s);
     mState.gMeetingCode = TypedCode();
     SaveSetting(mState, keys::kHostname, chkHostname->isChecked() ? txtHostname->text() : QString());
@@ -320,6 +332,7 @@ void frmLogin::closeEvent(QCloseEvent* event)
 bool frmLogin::eventFilter(QObject* target, QEvent* event)
 {
     const QEvent::Type type = event->type();
+    if (target == cmbService && type == QEvent::Wheel) return true;  // not to another service in passing
     if ((target == cmbMeetingCode || target == cmbMeetingCode->lineEdit()) && IsEnter(event)) {
         cmdOK->click();
         return true;  // not also to the default button

@@ -3,9 +3,11 @@
 // the settings store and in gLoginDialogClosed, gLoginCancelled, gCreateMeeting, gMeetingCode, gConfigName.
 
 #include <QDialog>
+#include <map>
 #include <vector>
 
 #include "base/process_state.h"
+#include "session/invitation.h"
 #include "session/login_rules.h"
 
 class QCheckBox;
@@ -21,6 +23,7 @@ class QRadioButton;
 class frmLogin final : public QDialog {
 public:
     explicit frmLogin(ProcessState& state, QWidget* parent = nullptr);
+    ~frmLogin() override;
 
     void cmdOK_Click();
     /// With a session: cancelled. Without one: ends the process.
@@ -30,6 +33,8 @@ public:
     void cmbConfig_Click();
     void lblPassword_Click();
     void txtHostname_DblClick();
+    /// Somebody chose a code from the list.
+    void cmbMeetingCode_Picked();
 
     void reject() override;  // Escape and the close box
 
@@ -61,6 +66,20 @@ private:
     void SelectOnFocus(QLineEdit* box, QEvent* event);
     QString TypedCode() const;
 
+    // frm_login_invite.cpp: what is said beside "Service:", and what fills the fields in
+    void BuildNotice();
+    void ShowNotice(BoxIcon icon, const QString& text);
+    void HideNotice();
+    void BuildLists();
+    void WatchForLinks(QLineEdit* field);
+    bool TakeLink(const QString& text);
+    void TakeInvitation(const Invitation& invitation);
+    void GoTo(const QString& service);
+    void ShowFirst();
+    void LookAround();
+    void ShowNeighbours();
+    void cmbService_Picked();
+
     ProcessState& mState;
     PointerShape mPointerBefore = PointerShape::Default;
     bool mUnloaded = false;
@@ -74,10 +93,14 @@ private:
     QFrame* frameButtons;
     QPushButton *chkMore, *cmdCancel, *cmdOK;
     QGroupBox* frameMore;
-    QComboBox* cmbConfig;
+    QComboBox *cmbConfig, *cmbService;
     QCheckBox* chkDefaultConfig;
     QRadioButton *optHTTP, *optTCP, *optUDP;
     QCheckBox* chkHostname;
     QLineEdit *txtHostname, *txtService;
+    QLabel *lblServiceMark, *lblNotice;
+    int mMoreHeight = 0;             // of frameMore without a notice
     std::vector<QWidget*> mOptions;  // all of these, in the order of Tab
+    std::map<QString, QString> mMeetingServices;
+    bool mLooksAround = false;  // on the local network
 };

@@ -165,9 +165,12 @@ std::vector<frmLogin::OptionRow> frmLogin::OptionRows()
            &keys::kHostname}}},
         {"lblService",
          Ours::tr("Ser&vice:"),
-         {{&Form::txtService, "txtService", Ours::tr("this computer"), 0, 250,
-           Ours::tr("Where the meeting is: HOST or HOST:PORT; empty for this computer"),
-           &keys::kServiceAddress}}},
+         {{&Form::cmbService,
+           "cmbService",
+           {},
+           0,
+           250,
+           Ours::tr("Where the meeting is: HOST or HOST:PORT; empty for this computer")}}},
     };
 }
 
@@ -207,8 +210,14 @@ void frmLogin::BuildMore()
     txtHostname->setAccessibleName(Ours::tr("Host name or address"));
     for (QRadioButton* protocol : {optHTTP, optTCP, optUDP})
         protocol->setAccessibleDescription(Ours::tr("Protocol"));
-    const QString refusal = mState.gMessenger ? mState.gMessenger->LastRefusal() : QString();
-    if (!refusal.isEmpty()) txtService->setToolTip(PlainToolTip(Said(OneLine(refusal))));
+    cmbService->setEditable(true);
+    cmbService->setInsertPolicy(QComboBox::NoInsert);
+    cmbService->setCompleter(nullptr);
+    SpeakByLabel(*cmbService, Ours::tr("Service"));
+    txtService = cmbService->lineEdit();
+    txtService->setObjectName(u"txtService"_s);
+    txtService->setPlaceholderText(Ours::tr("this computer"));
+    BuildNotice();
 }
 
 void frmLogin::LoadFields()
@@ -218,6 +227,7 @@ void frmLogin::LoadFields()
             if (const auto* field = std::get_if<QLineEdit * frmLogin::*>(&option.control);
                 field && option.key)
                 (this->**field)->setText(GetSetting(mState, *option.key));
+    txtService->setText(GetSetting(mState, keys::kServiceAddress));
 }
 
 void frmLogin::BuildButtons()

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 
-#include <QCoreApplication>
 #include <QRegularExpression>
 #include <QUrl>
 #include <algorithm>
@@ -11,6 +10,7 @@
 
 #include "session/login_rules.h"
 #include "text/one_line.h"
+#include "text/words.h"
 
 using namespace Qt::StringLiterals;
 
@@ -28,10 +28,6 @@ constexpr int kDefaultServicePort = 7420;
 /// Why a link is none; its text is for people.
 struct Fault {
     QString text;
-};
-
-struct Words {
-    Q_DECLARE_TR_FUNCTIONS(Invitation)
 };
 
 [[noreturn]] void Refuse(const QString& text)
@@ -64,12 +60,12 @@ QString Decoded(const QString& part)
         const QByteArray digits = bytes.mid(i + 1, 2);
         const QByteArray byte = QByteArray::fromHex(digits);
         if (digits.size() != 2 || byte.toHex() != digits.toLower() || byte[0] == '\0')
-            Refuse(Words::tr("The invitation has a \"%\" that stands for nothing."));
+            Refuse(Ours::tr("The invitation has a \"%\" that stands for nothing."));
         plain += byte;
         i += 2;
     }
     const QString text = QString::fromUtf8(plain);
-    if (text.toUtf8() != plain) Refuse(Words::tr("The invitation has a \"%\" that stands for nothing."));
+    if (text.toUtf8() != plain) Refuse(Ours::tr("The invitation has a \"%\" that stands for nothing."));
     return text;
 }
 
@@ -95,7 +91,7 @@ QString ReadV6(const QString& inside)
 {
     const qsizetype percent = inside.indexOf(u'%');
     const auto number = Number<in6_addr>(AF_INET6, inside.left(percent));
-    if (!number) Refuse(Words::tr("The invitation's host is no IPv6 address."));
+    if (!number) Refuse(Ours::tr("The invitation's host is no IPv6 address."));
     if (percent < 0) return u'[' + *number + u']';
     QString zone = inside.mid(percent + 1);
     if (zone.startsWith(u"25"_s)) zone = zone.mid(2);
@@ -104,7 +100,7 @@ QString ReadV6(const QString& inside)
             return IsLetterOrDigit(c) || c == u'.' || c == u'_' || c == u'-';
         });
     if (!plain || !IsLinkLocal(*number))
-        Refuse(Words::tr("The invitation's host names no network that there can be."));
+        Refuse(Ours::tr("The invitation's host names no network that there can be."));
     return u'[' + *number + u'%' + zone + u']';
 }
 
@@ -122,44 +118,44 @@ QString ReadName(const QString& typed)
     if (name.endsWith(u'.')) name.chop(1);
     const QStringList labels = name.split(u'.');
     if (name.size() > kLongestHost || !std::all_of(labels.begin(), labels.end(), IsLabel))
-        Refuse(Words::tr("The invitation's host is no name that there can be."));
+        Refuse(Ours::tr("The invitation's host is no name that there can be."));
     // What ends in a number is an IPv4 address, in the one form that all programs read alike.
     const QString last = labels.back();
     if (!IsDigits(last) && !last.startsWith(u"0x"_s)) return name;
     const auto number = Number<in_addr>(AF_INET, name);
-    if (!number) Refuse(Words::tr("The invitation's host is no IPv4 address."));
+    if (!number) Refuse(Ours::tr("The invitation's host is no IPv4 address."));
     return *number;
 }
 
 QString ReadPort(const QString& text)
 {
     const int port = IsDigits(text) && text.size() <= 5 ? text.toInt() : 0;
-    if (port < 1 || port > 65535) Refuse(Words::tr("The invitation's port is no number from 1 to 65535."));
+    if (port < 1 || port > 65535) Refuse(Ours::tr("The invitation's port is no number from 1 to 65535."));
     return port == kDefaultServicePort ? QString() : u':' + QString::number(port);
 }
 
 /// HOST[:PORT] as a link has it.
 QString ReadService(const QString& authority)
 {
-    if (authority.contains(u'@')) Refuse(Words::tr("An invitation holds no user name or password."));
+    if (authority.contains(u'@')) Refuse(Ours::tr("An invitation holds no user name or password."));
     if (authority.startsWith(u'[')) {
         const qsizetype end = authority.indexOf(u']');
         const QString behind = end < 0 ? QString() : authority.mid(end + 1);
         if (end < 0 || (!behind.isEmpty() && behind.front() != u':'))
-            Refuse(Words::tr("The invitation's host is no IPv6 address."));
+            Refuse(Ours::tr("The invitation's host is no IPv6 address."));
         return ReadV6(authority.mid(1, end - 1)) + (behind.isEmpty() ? QString() : ReadPort(behind.mid(1)));
     }
     const qsizetype colon = authority.indexOf(u':');
     const QString host = Decoded(authority.left(colon));
-    if (host.isEmpty()) Refuse(Words::tr("The invitation names no host."));
+    if (host.isEmpty()) Refuse(Ours::tr("The invitation names no host."));
     return ReadName(host) + (colon < 0 ? QString() : ReadPort(authority.mid(colon + 1)));
 }
 
 QString ReadCode(const QString& code)
 {
-    if (code.isEmpty()) Refuse(Words::tr("The invitation names no meeting code."));
+    if (code.isEmpty()) Refuse(Ours::tr("The invitation names no meeting code."));
     if (code.contains(u' ') || CheckCode(code) != LoginFault::None)
-        Refuse(Words::tr(
+        Refuse(Ours::tr(
             "The invitation's meeting code is none: it must be 6 to 20 letters (A to Z) and digits."));
     return code;
 }
@@ -170,18 +166,18 @@ QString ReadFingerprint(const QString& text)
     const QString fingerprint = text.toLower();
     // Cut off or mistyped: without it the wrong service might be believed.
     if (!form.match(fingerprint).hasMatch())
-        Refuse(Words::tr("The invitation's fingerprint is not whole: it must be \"sha256:\" and 64 digits."));
+        Refuse(Ours::tr("The invitation's fingerprint is not whole: it must be \"sha256:\" and 64 digits."));
     return fingerprint;
 }
 
 Invitation ReadLink(const QString& link)
 {
-    if (link.size() > kLongestLink) Refuse(Words::tr("The invitation is too long to be one."));
+    if (link.size() > kLongestLink) Refuse(Ours::tr("The invitation is too long to be one."));
     const QString rest = link.mid(kSchemeLength);
     const qsizetype hash = rest.indexOf(u'#');
     const QString place = rest.left(hash);
     const qsizetype slash = place.indexOf(u'/');
-    if (slash < 0) Refuse(Words::tr("The invitation names no meeting code."));
+    if (slash < 0) Refuse(Ours::tr("The invitation names no meeting code."));
     return {ReadService(place.left(slash)), ReadCode(Decoded(place.mid(slash + 1))),
             hash < 0 ? QString() : ReadFingerprint(rest.mid(hash + 1))};
 }
@@ -229,13 +225,13 @@ bool HoldsInvitation(QStringView text)
 InvitationRead FindInvitation(const QString& text)
 {
     return Attempt([&] {
-        if (text.size() > kLongestText) Refuse(Words::tr("That is too long to be an invitation."));
+        if (text.size() > kLongestText) Refuse(Ours::tr("That is too long to be an invitation."));
         const QStringList links = LinksIn(text);
-        if (links.isEmpty()) Refuse(Words::tr("There is no invitation in it."));
+        if (links.isEmpty()) Refuse(Ours::tr("There is no invitation in it."));
         const Invitation first = ReadLink(links.front());
         for (const QString& link : links)
             if (ReadLink(link) != first)
-                Refuse(Words::tr("There is more than one invitation in it: paste one alone."));
+                Refuse(Ours::tr("There is more than one invitation in it: paste one alone."));
         return first;
     });
 }
@@ -260,7 +256,7 @@ QString LinkOf(const Invitation& invitation)
 
 QString SentenceOf(const Invitation& invitation)
 {
-    return Words::tr(
+    return Ours::tr(
                "Come into the meeting %1 in Quorvia: open this link, or paste it as the meeting code. %2")
         .arg(invitation.code, LinkOf(invitation));
 }

@@ -38,3 +38,18 @@ Choices LoadMeetingCodeList(ProcessState& state)
     list.selected = Find(list.entries, state.gMeetingCode);
     return list;
 }
+
+std::map<QString, QString> LoadMeetingServices(ProcessState& state)
+{
+    std::map<QString, QString> services;
+    const QString path = u"Software\\Velnor\\Quorvia\\"_s + QString::fromLatin1(keys::kMeetingServices);
+    for (const auto& [name, data] : EnumRegistryValues(state, RegistryRoot::CurrentUser, path))
+        if (const auto* text = std::get_if<QString>(&data)) services[name.toLower()] = *text;
+    return services;
+}
+
+void SaveMeetingService(ProcessState& state, const QString& code, const QString& service)
+{
+    SaveSetting(state, QLatin1String(keys::kMeetingServices), code, service, Scoped::No,
+                QLatin1String(keys::kQuorvia));
+}

@@ -83,7 +83,8 @@ QString WhyUnread(ProcessState& state, const Found& found)
 {
     const QString section = found.path.section(u'\\', -1);
     for (const auto& [application, kept] : {std::pair(keys::kZephyl, keys::kTrustedServices),
-                                            std::pair(keys::kQuorvia, keys::kMeetingCodesSection)})
+                                            std::pair(keys::kQuorvia, keys::kMeetingCodesSection),
+                                            std::pair(keys::kQuorvia, keys::kMeetingServices)})
         if (Same(found.path, kOurs + QLatin1String(application) + u'\\' + QLatin1String(kept))) return {};
     const SettingKey* const key = Known(section, found.value.name);
     if (!key) return u"there is no such setting"_s;

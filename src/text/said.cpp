@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kSentences[] = {
     // the state of the connection
     QT_TRANSLATE_NOOP("Said", "Not in a meeting"),
-    QT_TRANSLATE_NOOP("Said", "Cut off, trying again: %1"),
+    QT_TRANSLATE_NOOP("Said", "Cut off, trying again; what you do meanwhile is sent then: %1"),
     QT_TRANSLATE_NOOP("Said", "Receiving the board: %1 %"),
     QT_TRANSLATE_NOOP("Said", "The connection is back."),
     QT_TRANSLATE_NOOP("Said", "Back in the meeting."),
@@ -18,9 +18,10 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "%1, round trip %2 ms, %3 bytes sent, %4 bytes received"),
     QT_TRANSLATE_NOOP("Said", "%1, %2 bytes sent, %3 bytes received"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP"),
-    QT_TRANSLATE_NOOP("Said", "Much is waiting to be sent."),
-    QT_TRANSLATE_NOOP("Said", "Something is missing: it was too long ago for the service to keep it."),
-    QT_TRANSLATE_NOOP("Said", "Something may be missing: this client was away for too long."),
+    QT_TRANSLATE_NOOP("Said", "Much is waiting to be sent: it goes out by itself."),
+    QT_TRANSLATE_NOOP(
+        "Said", "Something is missing: it was too long ago for the service to keep it. Ask the others."),
+    QT_TRANSLATE_NOOP("Said", "Something may be missing: this client was away for too long. Ask the others."),
     QT_TRANSLATE_NOOP("Said", "The service did not hear that the meeting was left: %1"),
     // what was not delivered
     QT_TRANSLATE_NOOP("Said", "Not delivered: %1."),
@@ -31,21 +32,32 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "%1 drawings to %2"),
     QT_TRANSLATE_NOOP("Said", "everyone"),
     // why a service was not reached, or is no more
-    QT_TRANSLATE_NOOP("Said", "The service %1 cannot be reached: %2"),
-    QT_TRANSLATE_NOOP("Said", "The service %1 does not answer."),
-    QT_TRANSLATE_NOOP("Said", "The service %1 changed its key just now."),
-    QT_TRANSLATE_NOOP("Said", "The key of the service %1 was not accepted."),
+    QT_TRANSLATE_NOOP(
+        "Said", "The service %1 cannot be reached: %2. Check its address and your network, then try again."),
+    QT_TRANSLATE_NOOP("Said",
+                      "The service of this computer cannot be used: %1. Name another one under \"Service:\", "
+                      "or try again."),
+    QT_TRANSLATE_NOOP("Said", "The service %1 changed its key just now. Try again."),
+    QT_TRANSLATE_NOOP("Said",
+                      "The key of the service %1 was not accepted, so nothing was sent. Compare it with what "
+                      "the service's operator gave you, then try again."),
     QT_TRANSLATE_NOOP(
         "Said",
-        "The key of the service %1 is not the one that was accepted before. Nothing was sent. It is now %2."),
+        "The key of the service %1 is not the one that was accepted before. Nothing was sent: somebody else "
+        "may pretend to be it. Ask its operator whether the key was changed. It is now %2."),
     QT_TRANSLATE_NOOP("Said", "The key of the service has changed."),
-    QT_TRANSLATE_NOOP("Said", "\"%1\" is not the address of a service."),
-    QT_TRANSLATE_NOOP("Said", "on this computer"),
-    QT_TRANSLATE_NOOP("Said", "The service does not answer."),
-    QT_TRANSLATE_NOOP("Said", "The service speaks another version."),
-    QT_TRANSLATE_NOOP("Said", "The service ended the session."),
-    QT_TRANSLATE_NOOP("Said", "The service refused."),
-    QT_TRANSLATE_NOOP("Said", "The service is busy. Try again in a moment."),
+    QT_TRANSLATE_NOOP(
+        "Said",
+        "\"%1\" is not the address of a service: that is HOST or HOST:PORT, or nothing for this computer."),
+    QT_TRANSLATE_NOOP("Said", "it does not answer"),
+    QT_TRANSLATE_NOOP("Said", "The service does not answer. Try again in a moment."),
+    QT_TRANSLATE_NOOP("Said",
+                      "The service speaks another version. Update this program, or ask its operator to "
+                      "update the service."),
+    QT_TRANSLATE_NOOP("Said", "The service ended the session. Log in again."),
+    QT_TRANSLATE_NOOP("Said", "The service refused and does not say why. Ask its operator."),
+    QT_TRANSLATE_NOOP("Said",
+                      "The service is busy, or has seen too many wrong tries. Try again in a minute."),
     QT_TRANSLATE_NOOP("Said", "There is no session."),
     QT_TRANSLATE_NOOP("Said", "the service closed the connection"),
     QT_TRANSLATE_NOOP("Said", "the service does not answer"),
@@ -70,17 +82,20 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "Network is unreachable"),
     QT_TRANSLATE_NOOP("Said", "Host not found (authoritative)"),
     // what a service refuses
-    QT_TRANSLATE_NOOP("Said", "The handle or the password is wrong."),
-    QT_TRANSLATE_NOOP("Said", "This handle is logged in from another place."),
-    QT_TRANSLATE_NOOP("Said", "This handle has logged in from another place."),
-    QT_TRANSLATE_NOOP("Said", "This handle may not enter the meeting."),
-    QT_TRANSLATE_NOOP("Said", "The meeting code is in use."),
-    QT_TRANSLATE_NOOP("Said", "No meeting has this code."),
-    QT_TRANSLATE_NOOP("Said", "The meeting has ended."),
-    QT_TRANSLATE_NOOP("Said", "The meeting is full."),
+    QT_TRANSLATE_NOOP("Said",
+                      "The handle or the password is wrong: type both again. Where people choose their "
+                      "handles themselves, this one may be taken: choose another one."),
+    QT_TRANSLATE_NOOP("Said", "This handle is logged in from another place. Leave there first."),
+    QT_TRANSLATE_NOOP("Said",
+                      "This handle has logged in from another place. Log in again to come back here."),
+    QT_TRANSLATE_NOOP("Said", "This handle may not enter the meeting. Ask the service's operator."),
+    QT_TRANSLATE_NOOP("Said", "The meeting code is in use. Join that meeting, or choose another code."),
+    QT_TRANSLATE_NOOP("Said", "No meeting has this code. Check it, or start the meeting."),
+    QT_TRANSLATE_NOOP("Said", "The meeting has ended. Start it anew, or join another one."),
+    QT_TRANSLATE_NOOP("Said", "The meeting is full. Meet under another code."),
     QT_TRANSLATE_NOOP("Said", "You were removed from the meeting."),
-    QT_TRANSLATE_NOOP("Said", "This service has no mail."),
-    QT_TRANSLATE_NOOP("Said", "That is longer than a handle, a password and a host name can be."),
+    QT_TRANSLATE_NOOP("Said", "This service sends no mail. Ask its operator for a new password."),
+    QT_TRANSLATE_NOOP("Said", "That is longer than a handle, a password and a host name can be. Shorten it."),
     QT_TRANSLATE_NOOP("Said",
                       "The password has characters that Windows-1252 does not know. Choose another one."),
     // cameras, video files and windows
@@ -89,7 +104,18 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "The video file can no longer be read."),
     // what an error box says of a procedure
     QT_TRANSLATE_NOOP("Said", "There is no meeting to send to."),
-    QT_TRANSLATE_NOOP("Said", "Too much is waiting to be sent."),
+    // invitations, and letting others in
+    QT_TRANSLATE_NOOP(
+        "Said",
+        "The key of the service %1 is not the one that the invitation names. Nothing was sent: somebody else "
+        "may pretend to be it. Ask whoever invited you for a new invitation. The key there is %2."),
+    QT_TRANSLATE_NOOP("Said", "Too much is waiting to be sent. Try again when some of it has gone."),
+    QT_TRANSLATE_NOOP("Said",
+                      "Another meeting on this computer is open to others already. Leave that one first."),
+    QT_TRANSLATE_NOOP("Said", "This computer does not let a program listen on the network just now."),
+    QT_TRANSLATE_NOOP("Said",
+                      "Only a meeting at this computer's own service can be opened to the local network."),
+    QT_TRANSLATE_NOOP("Said", "The meeting is not open to others any more."),
 };
 
 /// The arguments when `text` is `sentence` with something at each %1, %2, ...; empty ones count.

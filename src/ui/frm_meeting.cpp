@@ -16,6 +16,7 @@
 #include "ui/dialogs.h"
 #include "ui/fonts.h"
 #include "ui/frm_about.h"
+#include "ui/invite.h"
 #include "ui/layout_rules.h"
 #include "ui/left_panel.h"
 #include "ui/lifecycle.h"
@@ -98,6 +99,8 @@ void frmMeeting::BuildMenus()
     mnuLogin = meeting.mnuLogin;
     mnuPreferences = meeting.mnuPreferences;
     connect(mnuLogin, &QAction::triggered, this, [this] { mnuLogin_Click(); });
+    connect(meeting.mnuInvite, &QAction::triggered, this, [this] { mnuInvite_Click(mState); });
+    connect(meeting.mnuLetIn, &QAction::triggered, this, [this] { mnuLetIn_Click(mState, this); });
     connect(mnuPreferences, &QAction::triggered, this, [this] { mnuPreferences_Click(); });
     connect(meeting.mnuExit, &QAction::triggered, this, [this] { mEndProgram(); });
     menuBar()->addMenu(mnuTools);

@@ -25,10 +25,12 @@ MeetingMenu AddMeetingMenu(QMenuBar* bar)
     menu->setObjectName(u"mnuMeeting"_s);
     CloseWhenPressed(*menu);
     QAction* login = Entry(menu, "mnuLogin", Defined::tr("&New Meeting..."));
+    QAction* invite = Entry(menu, "mnuInvite", Ours::tr("Copy &Invitation"));
+    QAction* letIn = Entry(menu, "mnuLetIn", Ours::tr("&Let Others In..."));
     menu->addSeparator();
     QAction* preferences = Entry(menu, "mnuPreferences", Ours::tr("&Preferences..."));
     menu->addSeparator();
-    return {login, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
+    return {login, invite, letIn, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
 }
 
 QAction* AddHelpMenu(QMenuBar* bar)

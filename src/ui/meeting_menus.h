@@ -7,6 +7,7 @@ class QMenuBar;
 /// "&Meeting". The bar owns everything.
 struct MeetingMenu {
     QAction* mnuLogin;
+    QAction *mnuInvite, *mnuLetIn;
     QAction* mnuPreferences;
     QAction* mnuExit;
 };

@@ -1,6 +1,5 @@
 #include "ui/service_events.h"
 
-#include <QCoreApplication>
 #include <algorithm>
 
 #include "base/error_trap.h"

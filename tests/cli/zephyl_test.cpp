@@ -117,6 +117,37 @@ TEST_F(ZephylTest, ScriptsTakePartInAMeeting)
     EXPECT_EQ(bob.Process().WaitForEnd(), 0);
 }
 
+TEST_F(ZephylTest, InvitesWithTheKeyThatNobodyVouchesForAndTakesInvitations)
+{
+    const QString service = QString::fromStdString(relay->Address());
+    const QByteArray link =
+        "zephyl://" + service.toUtf8() + "/Standup#" + QByteArray::fromStdString(relay->Fingerprint());
+    const auto said = [&](const QStringList& words) {
+        return Start(QStringList{u"invite"_s} + words)->ReadLine();
+    };
+    EXPECT_EQ(said({u"--service"_s, service, u"--link"_s, u"Standup"_s}), link);
+    EXPECT_TRUE(said({u"--service"_s, service, u"Standup"_s}).endsWith(' ' + link));
+    const struct {
+        QStringList words;
+        const char* why;
+    } rows[] = {
+        {{u"Standup"_s}, "lets nobody else in"},
+        {{u"--service"_s, service, u"Stand-up"_s}, "6 to 20"},
+        {{u"--service"_s, service, u"--trust"_s, QString(64, u'0'), u"Standup"_s}, "accepted before"},
+        {{u"--service"_s, u"127.0.0.1:1"_s, u"Standup"_s}, "cannot be reached"},
+    };
+    for (const auto& row : rows) {
+        QFile::remove(Path("log"));
+        EXPECT_NE(Exit(QStringList{u"invite"_s} + row.words), 0) << row.why;
+        QFile log(Path("log"));
+        EXPECT_TRUE(log.open(QIODevice::ReadOnly) && log.readAll().contains(row.why)) << row.why;
+    }
+    const QString password = File("password", "secret\n");
+    const auto listen = Start({u"listen"_s, u"--create"_s, u"--handle"_s, u"bob"_s, u"--password-file"_s,
+                               password, u"Come: "_s + QString::fromUtf8(link) + u'.'});
+    EXPECT_EQ(listen->ReadLine(), "* bob is here");
+}
+
 TEST_F(ZephylTest, EveryLineHasOneAnswerAndItGoesOn)
 {
     Script alice = Run(Options());

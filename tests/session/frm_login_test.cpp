@@ -16,6 +16,7 @@
 #include <QTest>
 
 #include "cipher/password.h"
+#include "platform/neighbours.h"
 #include "settings/settings.h"
 #include "support/fixture.h"
 #include "widgets/contrast.h"
@@ -369,9 +370,6 @@ TEST(FrmLogin, OpensItsOptionsOnTheScreen)
 TEST(FrmLogin, MoreMovesTheButtonsUnderTheLastFrame)
 {
     Login f;
-    f.service->refusal = u"<b>wrong</b>"_s;
-    f.service->answers[u"Login"_s] = {false};
-    f.service->Login({}, {}, {});
     f.Open();
     const auto gap = [&](const char* above) {
         return f.Get<QWidget>("frameButtons")->y() - f.Get<QWidget>(above)->geometry().bottom() - 1;
@@ -382,8 +380,154 @@ TEST(FrmLogin, MoreMovesTheButtonsUnderTheLastFrame)
     f.Click("chkMore");
     EXPECT_EQ(gap("frameMore"), 3);
     EXPECT_EQ(f.form->height(), collapsed + f.Get<QWidget>("frameMore")->height() + 5);
-    EXPECT_TRUE(f.Edit("txtService")->toolTip().contains(u"&lt;b&gt;wrong"_s));  // shown as it is
     f.Click("chkMore");
     EXPECT_EQ(f.form->height(), collapsed);
     EXPECT_FALSE(f.Get<QWidget>("frameMore")->isVisible());
+}
+
+TEST(FrmLogin, ShowsWhyTheLastLoginWasRefusedWhereNobodyHasToLook)
+{
+    Login f;
+    f.Open();
+    EXPECT_FALSE(f.Get<QWidget>("frameMore")->isVisible());
+    f.service->refusal = u"<b>wrong</b>\u202e "_s + u"and a long reason "_s.repeated(12);
+    f.service->answers[u"Login"_s] = {false};
+    f.service->Login({}, {}, {});
+    f.Open();
+    const auto* notice = f.Get<QLabel>("lblNotice");
+    for (const char* seen : {"frameMore", "lblServiceMark", "lblNotice", "txtService"})
+        EXPECT_TRUE(f.Get<QWidget>(seen)->isVisible()) << seen;
+    EXPECT_TRUE(notice->text().startsWith(u"<b>wrong</b>\\u202e "_s)) << notice->text().toStdString();
+    EXPECT_EQ(notice->textFormat(), Qt::PlainText);
+    EXPECT_TRUE(f.Edit("txtService")->toolTip().contains(u"&lt;b&gt;wrong"_s));
+    EXPECT_GE(notice->height(), notice->heightForWidth(notice->width()));
+    EXPECT_TRUE(notice->parentWidget()->rect().contains(notice->geometry()));
+    EXPECT_EQ(f.Get<QWidget>("frameButtons")->y() - f.Get<QWidget>("frameMore")->geometry().bottom() - 1, 3);
+    EXPECT_TRUE(f.prompts.boxes.isEmpty());
+}
+
+TEST(FrmLogin, AnInvitationFillsItInAndSendsNothing)
+{
+    const QString key = u"sha256:"_s + u"ab"_s.repeated(32),
+                  link = u"zephyl://Meet.Example:7000/Abc123#"_s + key;
+    const std::function<void(Login&)> ways[] = {
+        [&](Login& f) {
+            f.state.gInvitation = link;
+            f.Open();
+        },
+        [&](Login& f) {
+            f.Open();
+            f.Codes()->lineEdit()->insert(u"Come!\n<"_s + link + u">."_s);
+        },
+        [&](Login& f) {
+            f.Open();
+            f.Edit("txtService")->insert(link);
+        },
+        [&](Login& f) {
+            f.Open();
+            QTest::keyClicks(f.Codes()->lineEdit(), link);
+            QTest::keyClick(f.Codes()->lineEdit(), Qt::Key_Return);  // not at its end before
+        },
+    };
+    for (const auto& way : ways) {
+        Login f;
+        f.registry.Put(kData, u"Handle"_s, u"ann"_s);
+        f.registry.Put(kData, u"Password"_s, EncipherPassword(u"of another service"_s));
+        way(f);
+        EXPECT_EQ(f.Codes()->currentText(), u"Abc123"_s);
+        EXPECT_EQ(f.Edit("txtService")->text(), u"meet.example:7000"_s);
+        EXPECT_TRUE(f.Get<QRadioButton>("optJoinMeeting")->isChecked());
+        EXPECT_EQ(f.Edit("txtPassword")->text(), u""_s) << "it belongs to another service";
+        EXPECT_TRUE(f.Get<QLabel>("lblNotice")->isVisible());
+        EXPECT_EQ(f.journal, QStringList(u"NameKey(meet.example:7000,"_s + key + u')'));
+        EXPECT_TRUE(f.form->isVisible() && f.Stored("Service Address").isNull());
+        EXPECT_TRUE(f.state.gInvitation.isEmpty());
+    }
+}
+
+TEST(FrmLogin, AnInvitationIsNotBelievedBeyondWhatItSays)
+{
+    const QString key = u"sha256:"_s + u"ab"_s.repeated(32);
+    const struct {
+        QString link, accepted;
+        const char* said;
+    } rows[] = {
+        {u"zephyl://meet.example/abc123#"_s + key.chopped(3), {}, "not whole"},
+        {u"zephyl://meet.example/abc"_s, {}, "6 to 20"},
+        {u"zephyl://meet.example/abc123#"_s + key, u"sha256:"_s + u"cd"_s.repeated(32), "another key"},
+    };
+    for (const auto& row : rows) {
+        Login f;
+        f.service->acceptedKey = row.accepted;
+        f.state.gInvitation = row.link;
+        f.Open();
+        EXPECT_TRUE(f.Get<QLabel>("lblNotice")->text().contains(QLatin1String(row.said))) << row.said;
+        EXPECT_EQ(f.Codes()->currentText().isEmpty(), row.accepted.isEmpty());
+        EXPECT_TRUE(f.trace.Last("notice")[u"warns"_s].toBool());
+    }
+    Login f;  // typed, and never one: "Enter" sends nothing
+    f.Open();
+    f.Type(u"a"_s, u"p"_s, u"zephyl://x"_s);
+    f.Click("cmdOK");
+    EXPECT_TRUE(f.form->isVisible());
+    EXPECT_EQ(f.prompts.beeps, 1);
+}
+
+TEST(FrmLogin, ACodeBringsTheServiceWhereItWasLast)
+{
+    Login f;
+    f.registry.Put(kData, u"Service Address"_s, u"home.example"_s);
+    f.registry.Put(kData, u"Password"_s, EncipherPassword(u"home's"_s));
+    for (const auto& [code, service] :
+         {std::pair(u"AWAY01"_s, u"away.example"_s), std::pair(u"HERE01"_s, u""_s)}) {
+        f.Open();
+        f.Type(u"a"_s, u"p"_s, code);
+        f.Edit("txtService")->setText(service);
+        f.Click("cmdOK");
+        EXPECT_EQ(f.registry.Text(u"Quorvia\\Meeting Services"_s, code), service);
+    }
+    f.registry.Put(u"Quorvia\\Meeting Codes"_s, u"OLD001"_s, u"1/1/2020"_s);  // of before they were kept
+    f.registry.Put(kData, u"Service Address"_s, u"home.example"_s);
+    f.registry.Put(kData, u"Password"_s, EncipherPassword(u"home's"_s));
+    f.state.gMeetingCode.clear();
+    f.Open();
+    EXPECT_EQ(f.Codes()->count(), 3);
+    const auto pick = [&](const QString& code) {
+        f.Codes()->setCurrentIndex(f.Codes()->findText(code) - 1);
+        QTest::keyClick(f.Codes(), Qt::Key_Down);
+        return f.Edit("txtService")->text() + u'|' + f.Edit("txtPassword")->text();
+    };
+    EXPECT_EQ(pick(u"OLD001"_s), u"home.example|home's"_s);
+    EXPECT_FALSE(f.Get<QWidget>("frameMore")->isVisible());
+    EXPECT_EQ(pick(u"AWAY01"_s), u"away.example|"_s) << "its password is not the stored one";
+    EXPECT_TRUE(f.Get<QWidget>("frameMore")->isVisible());
+    EXPECT_EQ(pick(u"HERE01"_s), u"|"_s);
+    EXPECT_TRUE(f.Codes()->itemData(0, Qt::AccessibleDescriptionRole).toString().contains(u"away.example"_s));
+}
+
+TEST(FrmLogin, OffersWhatTheNetworkAnnouncesOnceThePanelIsOpen)
+{
+    struct : NeighboursPort {
+        std::function<void()> changed;
+        std::vector<NeighbourService> services;
+        void Look(std::function<void()> listener) override { changed = std::move(listener); }
+        std::vector<NeighbourService> Found() const override { return services; }
+    } network;
+    Login f;
+    f.state.ports.neighbours = &network;
+    f.Open();
+    EXPECT_FALSE(network.changed) << "nobody is asked before";
+    f.Click("chkMore");
+    auto* services = f.Get<QComboBox>("cmbService");
+    f.Edit("txtService")->setText(u"typed.example"_s);
+    network.services = {{u"Ann\u202e's\nservice"_s, u"192.0.2.7:7420"_s, {}},
+                        {u"B"_s, u"[fe80::1%eth0]:1"_s, {}}};
+    network.changed();
+    EXPECT_EQ(services->count(), 2);
+    EXPECT_EQ(f.Edit("txtService")->text(), u"typed.example"_s);
+    EXPECT_EQ(services->itemData(0, Qt::AccessibleDescriptionRole).toString(), u"Ann\\u202e's\\nservice"_s);
+    QTest::keyClick(services, Qt::Key_Down);
+    EXPECT_EQ(f.Edit("txtService")->text(), u"192.0.2.7:7420"_s);
+    f.form.reset();
+    EXPECT_FALSE(network.changed);
 }

@@ -99,9 +99,8 @@ Target LinkMessenger::TargetOf(const QString& typed) const
     if (service.isEmpty()) return Target{.personal = true};
     const auto address = ReadServiceAddress(service.toStdString());
     if (!address)
-        Fail(LinkWords::tr(
-                 "\"%1\" is not the address of a service: that is HOST or HOST:PORT, or nothing for this "
-                 "computer.")
+        Fail(English("\"%1\" is not the address of a service: that is HOST or HOST:PORT, or nothing for this "
+                     "computer.")
                  .arg(service));
     return Target{.name = service.toStdString(), .host = address->host, .port = address->port};
 }
@@ -114,14 +113,13 @@ ConnectOutcome LinkMessenger::Reach(const std::shared_ptr<Session>& session, con
         session, [target](Session& s) { return s.Connect(target); }, Remaining(deadline));
     if (outcome && outcome->problem.empty()) return *outcome;
     const QString problem =
-        outcome ? QString::fromStdString(outcome->problem) : LinkWords::tr("it does not answer");
+        outcome ? QString::fromStdString(outcome->problem) : English("it does not answer");
     if (target.personal)
-        Fail(LinkWords::tr(
+        Fail(English(
                  "The service of this computer cannot be used: %1. Name another one under \"Service:\", or "
                  "try again.")
                  .arg(problem));
-    Fail(LinkWords::tr(
-             "The service %1 cannot be reached: %2. Check its address and your network, then try again.")
+    Fail(English("The service %1 cannot be reached: %2. Check its address and your network, then try again.")
              .arg(QString::fromStdString(target.name), problem));
 }
 
@@ -145,7 +143,7 @@ std::shared_ptr<Session> LinkMessenger::ConnectTrusted(Deadline& deadline)
         }
         Release(std::move(session));
     }
-    Fail(LinkWords::tr("The service %1 changed its key just now. Try again.")
+    Fail(English("The service %1 changed its key just now. Try again.")
              .arg(QString::fromStdString(target.name)));
 }
 
@@ -165,7 +163,7 @@ ServiceFace LinkMessenger::LookAt()
 
 ServiceFace LinkMessenger::Face() const
 {
-    if (!mSession) Fail(LinkWords::tr("There is no session."));
+    if (!mSession) Fail(English("There is no session."));
     return mFace;
 }
 
@@ -200,12 +198,12 @@ void LinkMessenger::FailOfOtherKey(const Target& target, const QString& key)
 {
     const QString name = QString::fromStdString(target.name);
     if (!AcceptedKey(target))
-        Fail(LinkWords::tr(
+        Fail(English(
                  "The key of the service %1 is not the one that the invitation names. Nothing was sent: "
                  "somebody else may pretend to be it. Ask whoever invited you for a new invitation. The key "
                  "there is %2.")
                  .arg(name, key));
-    Fail(LinkWords::tr(
+    Fail(English(
              "The key of the service %1 is not the one that was accepted before. Nothing was sent: somebody "
              "else may pretend to be it. Ask its operator whether the key was changed. It is now %2.")
              .arg(name, key));
@@ -229,7 +227,7 @@ bool LinkMessenger::SettleTrust(const Target& target, const ConnectOutcome& outc
     const bool accepted = mNeeds.trust.Ask(name, key);
     deadline += SteadyClock::now() - asked;
     if (!accepted)
-        Fail(LinkWords::tr(
+        Fail(English(
                  "The key of the service %1 was not accepted, so nothing was sent. Compare it with what the "
                  "service's operator gave you, then try again.")
                  .arg(name));
@@ -244,7 +242,7 @@ QString LinkMessenger::PasswordOf(const QString& stored) const
     const bool lost =
         PasswordWasLost(stored) || (!password.isEmpty() && password.count(u'?') == password.size());
     if (lost)
-        Fail(LinkWords::tr("The password has characters that Windows-1252 does not know. Choose another one."));
+        Fail(English("The password has characters that Windows-1252 does not know. Choose another one."));
     return password;
 }
 
@@ -256,7 +254,7 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
         const LoginWords words{handle.toStdString(), PasswordOf(password).toStdString(),
                                hostname.toStdString()};
         if (words.handle.size() + words.password.size() + words.hostName.size() > kLoginBytes)
-            Fail(LinkWords::tr("That is longer than a handle, a password and a host name can be. Shorten it."));
+            Fail(English("That is longer than a handle, a password and a host name can be. Shorten it."));
         Deadline deadline = SteadyClock::now() + kCallTime;
         std::shared_ptr<Session> session = ConnectTrusted(deadline);
         const auto outcome = Ask<LoginOutcome>(
@@ -269,7 +267,7 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
         }
         Release(std::move(session));
         Fail(outcome ? QString::fromStdString(outcome->refusal)
-                     : LinkWords::tr("The service does not answer. Try again in a moment."));
+                     : English("The service does not answer. Try again in a moment."));
     } catch (const std::exception& e) {
         mRefusal = QString::fromUtf8(e.what());
     }
@@ -283,11 +281,11 @@ bool LinkMessenger::LoggedIn() const
 
 bool LinkMessenger::HasMeetingPermission()
 {
-    if (!LoggedIn()) Fail(mSession ? mSession->EndReason() : LinkWords::tr("There is no session."));
+    if (!LoggedIn()) Fail(mSession ? mSession->EndReason() : English("There is no session."));
     const Deadline deadline = SteadyClock::now() + kCallTime;
     const auto outcome = Ask<PermissionOutcome>(
         mSession, [deadline](Session& s) { return s.AskPermission(deadline); }, kCallTime);
-    if (!outcome) Fail(LinkWords::tr("The service does not answer. Try again in a moment."));
+    if (!outcome) Fail(English("The service does not answer. Try again in a moment."));
     if (!outcome->problem.empty()) Fail(QString::fromStdString(outcome->problem));
     return outcome->permitted;
 }
@@ -301,7 +299,7 @@ QString LinkMessenger::SendPassword(const QString& handle)
         [name = handle.toStdString(), deadline](Session& s) { return s.SendPassword(name, deadline); },
         Remaining(deadline));
     Release(std::move(session));
-    if (!outcome) Fail(LinkWords::tr("The service does not answer. Try again in a moment."));
+    if (!outcome) Fail(English("The service does not answer. Try again in a moment."));
     if (!outcome->problem.empty()) Fail(QString::fromStdString(outcome->problem));
     return QString::fromStdString(outcome->address);
 }

@@ -27,7 +27,7 @@ bool LinkMessenger::JoinMeeting(const QString& meetingCode)
 
 bool LinkMessenger::Enter(const QString& code, bool create)
 {
-    if (!mSession) Fail(LinkWords::tr("There is no session."));
+    if (!mSession) Fail(English("There is no session."));
     if (mInMeeting) LeaveMeeting();
     const quint64 entry = ++mLastEntry;
     const Deadline deadline = SteadyClock::now() + kCallTime;
@@ -41,7 +41,7 @@ bool LinkMessenger::Enter(const QString& code, bool create)
         asio::co_spawn(
             mIo, [session = mSession, entry] { return session->Leave(entry, SteadyClock::now()); },
             asio::detached);
-        Fail(LinkWords::tr("The service does not answer. Try again in a moment."));
+        Fail(English("The service does not answer. Try again in a moment."));
     }
     if (outcome->kind == EnterOutcome::Kind::Failed) Fail(QString::fromStdString(outcome->reason));
     if (outcome->kind == EnterOutcome::Kind::Refused) {
@@ -58,30 +58,29 @@ bool LinkMessenger::Enter(const QString& code, bool create)
 
 LettingIn LinkMessenger::LetOthersIn(LetInWish wish)
 {
-    if (!mSession) Fail(LinkWords::tr("There is no session."));
+    if (!mSession) Fail(English("There is no session."));
     const Deadline deadline = SteadyClock::now() + kCallTime;
     const auto asked = wish == LetInWish::Open    ? zephyl::LetIn::OPEN
                        : wish == LetInWish::Close ? zephyl::LetIn::CLOSE
                                                   : zephyl::LetIn::ASK;
     const auto outcome = Ask<LetInOutcome>(
         mSession, [asked, deadline](Session& s) { return s.LetIn(asked, deadline); }, kCallTime);
-    if (!outcome) Fail(LinkWords::tr("The service does not answer. Try again in a moment."));
+    if (!outcome) Fail(English("The service does not answer. Try again in a moment."));
     if (!outcome->problem.empty()) Fail(QString::fromStdString(outcome->problem));
     LettingIn answer;
     for (const std::string& address : outcome->addresses) answer.addresses += QString::fromStdString(address);
     switch (outcome->result) {
         case RESULT_OK: break;
         case RESULT_IN_USE:
-            answer.problem = LinkWords::tr(
-                "Another meeting on this computer is open to others already. Leave that one first.");
+            answer.problem =
+                English("Another meeting on this computer is open to others already. Leave that one first.");
             break;
         case RESULT_LATER:
-            answer.problem =
-                LinkWords::tr("This computer does not let a program listen on the network just now.");
+            answer.problem = English("This computer does not let a program listen on the network just now.");
             break;
         default:
-            answer.problem = LinkWords::tr(
-                "Only a meeting at this computer's own service can be opened to the local network.");
+            answer.problem =
+                English("Only a meeting at this computer's own service can be opened to the local network.");
     }
     return answer;
 }

@@ -109,9 +109,10 @@ std::shared_ptr<const void> LinkMessenger::TakeRoom(std::size_t bytes)
     const std::size_t taken = mRoomTaken->fetch_add(bytes) + bytes;
     if (taken > kOutboxBytes) {
         mRoomTaken->fetch_sub(bytes);
-        Fail(LinkWords::tr("Too much is waiting to be sent. Try again when some of it has gone."));
+        Fail(English("Too much is waiting to be sent. Try again when some of it has gone."));
     }
-    if (taken >= kTight && taken - bytes < kTight) Note(LinkWords::tr("Much is waiting to be sent: it goes out by itself."));
+    if (taken >= kTight && taken - bytes < kTight)
+        Note(English("Much is waiting to be sent: it goes out by itself."));
     return std::shared_ptr<const void>(
         mRoomTaken.get(), [counter = mRoomTaken, bytes](const void*) { counter->fetch_sub(bytes); });
 }

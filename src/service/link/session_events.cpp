@@ -18,23 +18,25 @@ std::string RefusalText(Result result)
     switch (result) {
         case RESULT_OK: return {};
         case RESULT_WRONG:
-            return said(LinkWords::tr("The handle or the password is wrong: type both again. Where people choose their "
-                                      "handles themselves, this one may be taken: choose another one."));
+            return said(
+                English("The handle or the password is wrong: type both again. Where people choose their "
+                        "handles themselves, this one may be taken: choose another one."));
         case RESULT_LATER:
-            return said(LinkWords::tr("The service is busy, or has seen too many wrong tries. Try again in a minute."));
+            return said(
+                English("The service is busy, or has seen too many wrong tries. Try again in a minute."));
         case RESULT_TAKEN_OVER:
-            return said(LinkWords::tr("This handle is logged in from another place. Leave there first."));
+            return said(English("This handle is logged in from another place. Leave there first."));
         case RESULT_IN_USE:
-            return said(LinkWords::tr("The meeting code is in use. Join that meeting, or choose another code."));
+            return said(English("The meeting code is in use. Join that meeting, or choose another code."));
         case RESULT_NOT_FOUND:
-            return said(LinkWords::tr("No meeting has this code. Check it, or start the meeting."));
+            return said(English("No meeting has this code. Check it, or start the meeting."));
         case RESULT_NOT_PERMITTED:
-            return said(LinkWords::tr("This handle may not enter the meeting. Ask the service's operator."));
-        case RESULT_ENDED: return said(LinkWords::tr("The meeting has ended. Start it anew, or join another one."));
-        case RESULT_FULL: return said(LinkWords::tr("The meeting is full. Meet under another code."));
+            return said(English("This handle may not enter the meeting. Ask the service's operator."));
+        case RESULT_ENDED: return said(English("The meeting has ended. Start it anew, or join another one."));
+        case RESULT_FULL: return said(English("The meeting is full. Meet under another code."));
         case RESULT_NO_MAIL:
-            return said(LinkWords::tr("This service sends no mail. Ask its operator for a new password."));
-        default: return said(LinkWords::tr("The service refused and does not say why. Ask its operator."));
+            return said(English("This service sends no mail. Ask its operator for a new password."));
+        default: return said(English("The service refused and does not say why. Ask its operator."));
     }
 }
 
@@ -62,7 +64,7 @@ void Session::OnMeetingFrame(const FrameView& frame)
     if (header.has_accepted()) return OnAccepted(header.accepted());
     if (header.has_refused()) return OnRefused(header.refused());
     if (header.has_skipped() && mIncoming.OnSkipped(header.skipped()))
-        Say(LinkWords::tr("Something is missing: it was too long ago for the service to keep it. Ask the others."));
+        Say(English("Something is missing: it was too long ago for the service to keep it. Ask the others."));
     // Newer peers may say more.
 }
 
@@ -230,7 +232,7 @@ QString Session::Standing()
     if (mPhase != Phase::Seated) return QLatin1String(kNotInMeeting);
     const std::uint64_t taken = mQueue.Marks(false).boardBytes;
     if (taken + kNearlyAll + mBoardToCome / 20 >= mBoardToCome) mBoardToCome = 0;
-    if (mBoardToCome > 0) return LinkWords::tr("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);
+    if (mBoardToCome > 0) return English("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);
     return std::chrono::steady_clock::now() - mSaidAt < kRemarkStays ? mSaid : QString();
 }
 

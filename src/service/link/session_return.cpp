@@ -45,7 +45,8 @@ void Session::OnLost(const std::string& reason)
     }
     const QString why = QString::fromStdString(reason);
     mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
-    State(LinkState::Phase::Cut, LinkWords::tr("Cut off, trying again; what you do meanwhile is sent then: %1").arg(why));
+    State(LinkState::Phase::Cut,
+          English("Cut off, trying again; what you do meanwhile is sent then: %1").arg(why));
     NotifyChanged();
     mReturning = true;
     const auto self = shared_from_this();
@@ -218,7 +219,8 @@ void Session::BackAt(const Place& place)
     const bool sameSeat = place.seat() == mSeat->number;
     TakePlace(place);
     mIncoming.Return(place);
-    if (!sameSeat) Say(LinkWords::tr("Something may be missing: this client was away for too long. Ask the others."));
+    if (!sameSeat)
+        Say(English("Something may be missing: this client was away for too long. Ask the others."));
 }
 
 Cursor Session::TakenCursor() const

@@ -19,14 +19,16 @@ std::string EndText(const Bye& bye)
     const auto said = [](const QString& text) { return text.toStdString(); };
     switch (bye.reason()) {
         case BYE_VERSION:
-            return said(LinkWords::tr("The service speaks another version. Update this program, or ask its operator to "
-                                      "update the service."));
+            return said(
+                English("The service speaks another version. Update this program, or ask its operator to "
+                        "update the service."));
         case BYE_TAKEN_OVER:
-            return said(LinkWords::tr("This handle has logged in from another place. Log in again to come back here."));
+            return said(
+                English("This handle has logged in from another place. Log in again to come back here."));
         case BYE_KICKED:
-            return bye.text().empty() ? said(LinkWords::tr("You were removed from the meeting.")) : bye.text();
+            return bye.text().empty() ? said(English("You were removed from the meeting.")) : bye.text();
         case BYE_ENDED:
-            return bye.text().empty() ? said(LinkWords::tr("The service ended the session. Log in again."))
+            return bye.text().empty() ? said(English("The service ended the session. Log in again."))
                                       : bye.text();
         default: return {};
     }

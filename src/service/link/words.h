@@ -1,12 +1,14 @@
 #pragma once
 
-#include <QCoreApplication>
+#include <QString>
 
 namespace zephyl::link {
 
-/// The link's sentences for people, in their language. Any thread.
-struct LinkWords {
-    Q_DECLARE_TR_FUNCTIONS(Link)
-};
+/// A sentence for people, where it is made: the event log and the command line keep it. Windows translate it;
+/// all of them stand in text/said.cpp.
+inline QString English(const char* sentence)
+{
+    return QString::fromUtf8(sentence);
+}
 
 }  // namespace zephyl::link
