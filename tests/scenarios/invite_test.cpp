@@ -48,9 +48,7 @@ public:
     /// The exit status of a command there.
     int In(int at, const QStringList& words) const
     {
-        QStringList all{u"nsenter"_s, u"--net=/proc/%1/ns/net"_s.arg(mComputers[at]->Pid())};
-        if (!mApart) all.clear();
-        all += words;
+        QStringList all = Launcher(at) + words;
         const QString program = all.takeFirst();
         return Child(program, all, {}, mLog).WaitForEnd();
     }
@@ -61,9 +59,12 @@ private:
     bool mApart = false;
 };
 
+/// "" while nobody owns it.
 QString Clipboard(Desk& desk)
 {
-    return QString::fromUtf8(desk.Start(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s})->ReadLine());
+    const QString ask =
+        u"xclip -o -selection clipboard; echo"_s;  // what is there may end without a line break
+    return QString::fromUtf8(desk.Start(u"sh"_s, {u"-c"_s, ask})->ReadLine());
 }
 
 /// As somebody puts it there who has read it in a mail. It stays for as long as the result lives.
@@ -73,11 +74,7 @@ std::unique_ptr<Child> PutOnClipboard(Desk& desk, const QString& text)
     owner->Write(text.toUtf8());
     owner->CloseInput();
     const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    for (QString there; there != text && std::chrono::steady_clock::now() < until;) try {
-            there = Clipboard(desk);
-        } catch (const std::exception&) {
-            // nobody owns it yet
-        }
+    while (Clipboard(desk) != text && std::chrono::steady_clock::now() < until) continue;
     return owner;
 }
 
@@ -127,8 +124,8 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     ann.ClickControl(u"cmdCopy"_s);
     const QString invitation = ann.Wait("invitation")[u"text"_s].toString();
     EXPECT_EQ(Clipboard(ann), invitation);
-    if (networks.Apart())
-        EXPECT_TRUE(invitation.contains(u"zephyl://10.77.0.1"_s)) << invitation.toStdString();
+    const QString host = networks.Apart() ? u"zephyl://10.77.0.1"_s : u"zephyl://"_s;
+    EXPECT_TRUE(invitation.contains(host)) << invitation.toStdString();
     ann.ClickControl(u"cmdDone"_s);
 
     const auto owner = PutOnClipboard(bob, invitation);

@@ -392,8 +392,8 @@ TEST_F(LinkTest, AnInvitationNamesTheKeyAndReplacesNone)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        LinkedAttendee alice(u"LocalHost:%1"_s.arg(relay->Port()), row.pinned.toStdString());
-        const QString service = u"localhost:%1"_s.arg(relay->Port());
+        LinkedAttendee alice(u"localhost:%1"_s.arg(relay->Port()), row.pinned.toStdString());
+        const QString service = u"LocalHost:%1"_s.arg(relay->Port());
         EXPECT_EQ(alice.link->NameKey(service, row.named), row.kept);
         EXPECT_EQ(alice.Login(u"Alice"_s), !row.refusal) << qPrintable(alice.link->LastRefusal());
         EXPECT_TRUE(alice.link->LastRefusal().contains(QLatin1String(row.refusal)));
