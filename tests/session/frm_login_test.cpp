@@ -483,7 +483,7 @@ TEST(FrmLogin, ACodeBringsTheServiceWhereItWasLast)
         f.Open();
         f.Type(u"a"_s, u"p"_s, code);
         f.Edit("txtService")->setText(service);
-        f.Click("cmdOK");
+        QTest::keyClick(f.Edit("txtService"), Qt::Key_Return);
         EXPECT_EQ(f.registry.Text(u"Quorvia\\Meeting Services"_s, code), service);
     }
     f.registry.Put(u"Quorvia\\Meeting Codes"_s, u"OLD001"_s, u"1/1/2020"_s);  // of before they were kept
