@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kSentences[] = {
     // the state of the connection
     QT_TRANSLATE_NOOP("Said", "Not in a meeting"),
-    QT_TRANSLATE_NOOP("Said", "Cut off, trying again; what you do meanwhile is sent then: %1"),
+    QT_TRANSLATE_NOOP("Said", "Cut off, trying again: %1"),
     QT_TRANSLATE_NOOP("Said", "Receiving the board: %1 %"),
     QT_TRANSLATE_NOOP("Said", "The connection is back."),
     QT_TRANSLATE_NOOP("Said", "Back in the meeting."),

@@ -199,8 +199,12 @@ TEST(Language, SaysWhatTheLinkSays)
         {"The connection is back.", "Die Verbindung steht wieder."},
         {"Cut off, trying again: the service closed the connection",
          "Verbindung unterbrochen, neuer Versuch: der Dienst hat die Verbindung geschlossen"},
-        {"The service a.example:7420 cannot be reached: Connection refused",
-         "Der Dienst a.example:7420 ist nicht erreichbar: Verbindung abgelehnt"},
+        {"The service a.example:7420 cannot be reached: Connection refused. Check its address and your "
+         "network, "
+         "then try again.",
+         "Der Dienst a.example:7420 ist nicht zu erreichen: Verbindung abgelehnt. Prüfen Sie seine Adresse "
+         "und Ihr "
+         "Netz und versuchen Sie es dann erneut."},
         {"Not delivered: 2 lines to bob; 1 drawing to everyone.",
          "Nicht zugestellt: 2 Zeilen an bob; 1 Zeichnung an alle."},
         {"Not delivered: 1 line to %1 %2.", "Nicht zugestellt: 1 Zeile an %1 %2."},  // a strange handle
