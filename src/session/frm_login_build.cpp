@@ -213,7 +213,7 @@ void frmLogin::BuildMore()
     cmbService->setEditable(true);
     cmbService->setInsertPolicy(QComboBox::NoInsert);
     cmbService->setCompleter(nullptr);
-    SpeakByLabel(*cmbService, Ours::tr("Service"));
+    SpeakByLabel(*cmbService, Ours::tr("Ser&vice:").remove(u'&'));
     txtService = cmbService->lineEdit();
     txtService->setObjectName(u"txtService"_s);
     txtService->setPlaceholderText(Ours::tr("this computer"));

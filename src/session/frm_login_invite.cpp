@@ -53,12 +53,12 @@ void frmLogin::BuildNotice()
 {
     mMoreHeight = frameMore->height();
     const QRect field = cmbService->geometry();
-    lblServiceMark = Placed<QLabel>(
-        frameMore, "lblServiceMark",
-        QRect(field.left() - kMarkSize - 4, field.center().y() - kMarkSize / 2, kMarkSize, kMarkSize));
+    const int beside = isRightToLeft() ? field.right() + 4 : field.left() - kMarkSize - 4;
+    lblServiceMark = Placed<QLabel>(frameMore, "lblServiceMark",
+                                    QRect(beside, field.center().y() - kMarkSize / 2, kMarkSize, kMarkSize));
     lblNotice = Placed<QLabel>(
         frameMore, "lblNotice",
-        QRect(kNoticeGap * 2, field.bottom() + kNoticeGap, field.right() - kNoticeGap * 2, field.height()));
+        QRect(kNoticeGap * 2, field.top(), frameMore->width() - 4 * kNoticeGap, field.height()));
     lblNotice->setTextFormat(Qt::PlainText);
     lblNotice->setWordWrap(true);
     lblNotice->setAlignment(Qt::AlignLeft | Qt::AlignTop);
@@ -78,7 +78,8 @@ void frmLogin::ShowNotice(BoxIcon icon, const QString& text)
     lblServiceMark->setAccessibleName(warns ? Ours::tr("Warning") : Ours::tr("Note"));
     txtService->setToolTip(PlainToolTip(text));
     lblNotice->setText(text);
-    lblNotice->resize(lblNotice->width(), lblNotice->heightForWidth(lblNotice->width()));
+    lblNotice->setGeometry(lblNotice->x(), cmbService->geometry().bottom() + kNoticeGap, lblNotice->width(),
+                           lblNotice->heightForWidth(lblNotice->width()));
     frameMore->resize(frameMore->width(), lblNotice->geometry().bottom() + kNoticeGap * 2);
     for (QLabel* shown : {lblServiceMark, lblNotice}) shown->show();
     if (chkMore->isChecked())
