@@ -844,18 +844,6 @@
         <translation>Niemand bürgt für den Dienst unter %1.</translation>
     </message>
     <message>
-        <source>Its key has this fingerprint:
-
-%1
-
-Trust it only if the service&apos;s operator gave you the same one. It is then remembered.</source>
-        <translation>Sein Schlüssel hat diesen Fingerabdruck:
-
-%1
-
-Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt hat. Er wird dann gemerkt.</translation>
-    </message>
-    <message>
         <source>&amp;Trust this key</source>
         <translation>Diesem Schlüssel &amp;vertrauen</translation>
     </message>
@@ -1113,6 +1101,194 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
     <message>
         <source>Windows cannot be shared from a display without 24-bit colours.</source>
         <translation>Von einer Anzeige ohne 24-Bit-Farben lassen sich keine Fenster freigeben.</translation>
+    </message>
+    <message>
+        <source>Warning</source>
+        <translation>Warnung</translation>
+    </message>
+    <message>
+        <source>Note</source>
+        <translation>Hinweis</translation>
+    </message>
+    <message>
+        <source>You are invited to the meeting %1 at %2. Type your handle and password for that service (at somebody&apos;s own computer: choose both), then press Enter.</source>
+        <translation>Sie sind zur Besprechung %1 bei %2 eingeladen. Geben Sie Benutzername und Passwort für diesen Dienst ein (bei jemandes eigenem Computer: wählen Sie beide) und drücken Sie dann die Eingabetaste.</translation>
+    </message>
+    <message>
+        <source>This invitation names another key for the service %1 than the one that you accepted before. The accepted key stays the only one that is believed. Ask the service&apos;s operator which one is right.
+Accepted: %2
+Invitation: %3</source>
+        <translation>Diese Einladung nennt für den Dienst %1 einen anderen Schlüssel als den, den Sie früher angenommen haben. Nur dem angenommenen wird weiter geglaubt. Fragen Sie den Betreiber des Dienstes, welcher stimmt.
+Angenommen: %2
+Einladung: %3</translation>
+    </message>
+    <message>
+        <source>The meeting %1 was last at this service: %2.</source>
+        <translation>Die Besprechung %1 war zuletzt bei diesem Dienst: %2.</translation>
+    </message>
+    <message>
+        <source>The invitation has a &quot;%&quot; that stands for nothing.</source>
+        <translation>Die Einladung enthält ein „%“, das für nichts steht.</translation>
+    </message>
+    <message>
+        <source>The invitation&apos;s host is no IPv6 address.</source>
+        <translation>Der Rechner in der Einladung ist keine IPv6-Adresse.</translation>
+    </message>
+    <message>
+        <source>The invitation&apos;s host names no network that there can be.</source>
+        <translation>Der Rechner in der Einladung nennt kein mögliches Netz.</translation>
+    </message>
+    <message>
+        <source>The invitation&apos;s host is no name that there can be.</source>
+        <translation>Der Rechner in der Einladung hat keinen möglichen Namen.</translation>
+    </message>
+    <message>
+        <source>The invitation&apos;s host is no IPv4 address.</source>
+        <translation>Der Rechner in der Einladung ist keine IPv4-Adresse.</translation>
+    </message>
+    <message>
+        <source>The invitation&apos;s port is no number from 1 to 65535.</source>
+        <translation>Der Port in der Einladung ist keine Zahl von 1 bis 65535.</translation>
+    </message>
+    <message>
+        <source>An invitation holds no user name or password.</source>
+        <translation>Eine Einladung enthält keinen Benutzernamen und kein Passwort.</translation>
+    </message>
+    <message>
+        <source>The invitation names no host.</source>
+        <translation>Die Einladung nennt keinen Rechner.</translation>
+    </message>
+    <message>
+        <source>The invitation names no meeting code.</source>
+        <translation>Die Einladung nennt keinen Besprechungscode.</translation>
+    </message>
+    <message>
+        <source>The invitation&apos;s meeting code is none: it must be 6 to 20 letters (A to Z) and digits.</source>
+        <translation>Der Besprechungscode in der Einladung ist keiner: Er muss aus 6 bis 20 Buchstaben (A bis Z) und Ziffern bestehen.</translation>
+    </message>
+    <message>
+        <source>The invitation&apos;s fingerprint is not whole: it must be &quot;sha256:&quot; and 64 digits.</source>
+        <translation>Der Fingerabdruck in der Einladung ist nicht vollständig: Er muss aus „sha256:“ und 64 Ziffern bestehen.</translation>
+    </message>
+    <message>
+        <source>The invitation is too long to be one.</source>
+        <translation>Die Einladung ist zu lang, um eine zu sein.</translation>
+    </message>
+    <message>
+        <source>That is too long to be an invitation.</source>
+        <translation>Das ist zu lang, um eine Einladung zu sein.</translation>
+    </message>
+    <message>
+        <source>There is no invitation in it.</source>
+        <translation>Darin ist keine Einladung.</translation>
+    </message>
+    <message>
+        <source>There is more than one invitation in it: paste one alone.</source>
+        <translation>Darin ist mehr als eine Einladung: Fügen Sie eine allein ein.</translation>
+    </message>
+    <message>
+        <source>Come into the meeting %1 in Quorvia: open this link, or paste it as the meeting code. %2</source>
+        <translation>Kommen Sie in Quorvia in die Besprechung %1: Öffnen Sie diesen Link oder fügen Sie ihn als Besprechungscode ein. %2</translation>
+    </message>
+    <message>
+        <source>at %1</source>
+        <translation>bei %1</translation>
+    </message>
+    <message>
+        <source>Let Others In</source>
+        <translation>Andere einlassen</translation>
+    </message>
+    <message>
+        <source>Invitation</source>
+        <translation>Einladung</translation>
+    </message>
+    <message>
+        <source>&amp;Let Others In</source>
+        <translation>&amp;Andere einlassen</translation>
+    </message>
+    <message>
+        <source>&amp;Copy Invitation</source>
+        <translation>Einladung &amp;kopieren</translation>
+    </message>
+    <message>
+        <source>&amp;Stop Letting In</source>
+        <translation>Nicht &amp;mehr einlassen</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Others on your local network can come into this meeting while you are in it, and into no other one. They need the invitation, which names the meeting code: choose another code if strangers could guess it. Everybody chooses a handle and a password for this meeting; nobody gets in by yours. Whoever is on your network can see that a meeting is open here.
+
+It ends when you leave the meeting, or with &quot;Stop Letting In&quot;: then everybody from outside is gone.</source>
+        <translation>Andere in Ihrem lokalen Netz können in diese Besprechung kommen, solange Sie darin sind, und in keine andere. Sie brauchen die Einladung, die den Besprechungscode nennt: Wählen Sie einen anderen Code, wenn Fremde ihn erraten könnten. Jeder wählt Benutzername und Passwort für diese Besprechung; mit Ihrem kommt niemand herein. Wer in Ihrem Netz ist, kann sehen, dass hier eine Besprechung offen ist.
+
+Es endet, wenn Sie die Besprechung verlassen, oder mit „Nicht mehr einlassen“: Dann sind alle von außen fort.</translation>
+    </message>
+    <message>
+        <source>The meeting is open to your local network, until you leave it or choose &quot;Stop Letting In&quot;. Pass this invitation on:</source>
+        <translation>Die Besprechung ist für Ihr lokales Netz offen, bis Sie sie verlassen oder „Nicht mehr einlassen“ wählen. Geben Sie diese Einladung weiter:</translation>
+    </message>
+    <message>
+        <source>(This computer is on no network: only people at it can use the invitation.)</source>
+        <translation>(Dieser Computer ist in keinem Netz: Nur wer an ihm sitzt, kann die Einladung benutzen.)</translation>
+    </message>
+    <message>
+        <source>Or, from another network of yours: %1</source>
+        <translation>Oder aus einem anderen Netz von Ihnen: %1</translation>
+    </message>
+    <message>
+        <source>The meeting is open to your local network.</source>
+        <translation>Die Besprechung ist für Ihr lokales Netz offen.</translation>
+    </message>
+    <message>
+        <source>You are in no meeting. Enter one with &quot;New Meeting...&quot; in the &quot;Meeting&quot; menu.</source>
+        <translation>Sie sind in keiner Besprechung. Betreten Sie eine mit dem ersten Eintrag im ersten Menü.</translation>
+    </message>
+    <message>
+        <source>This meeting is at the service %1, where others come in by their accounts there. Pass its invitation on: &quot;Copy Invitation&quot;.</source>
+        <translation>Diese Besprechung ist beim Dienst %1, wo andere mit ihren Benutzern dort hereinkommen. Geben Sie ihre Einladung weiter: „Einladung kopieren“.</translation>
+    </message>
+    <message>
+        <source>Copy &amp;Invitation</source>
+        <translation>Ein&amp;ladung kopieren</translation>
+    </message>
+    <message>
+        <source>&amp;Let Others In...</source>
+        <translation>&amp;Andere einlassen...</translation>
+    </message>
+    <message>
+        <source>Its key has this fingerprint:
+
+%1
+
+Trust it only if the service&apos;s operator, or an invitation that you believe, gave you the same one. It is then remembered. Nothing has been sent so far.</source>
+        <translation>Sein Schlüssel hat diesen Fingerabdruck:
+
+%1
+
+Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der Sie glauben, Ihnen denselben genannt hat. Er wird dann gemerkt. Bisher wurde nichts gesendet.</translation>
+    </message>
+    <message>
+        <source>The same one is announced on your local network. That alone proves nothing: anybody there can announce it.</source>
+        <translation>Derselbe wird in Ihrem lokalen Netz angekündigt. Das allein beweist nichts: Jeder dort kann ihn ankündigen.</translation>
+    </message>
+    <message>
+        <source>On your local network another one is announced for it: %1. Do not trust it before its operator has told you why.</source>
+        <translation>In Ihrem lokalen Netz wird für ihn ein anderer angekündigt: %1. Vertrauen Sie ihm nicht, bevor sein Betreiber Ihnen gesagt hat, warum.</translation>
+    </message>
+    <message>
+        <source>This meeting is at this computer&apos;s own service, which lets nobody else in. Open it to your local network with &quot;Let Others In...&quot; in the &quot;Meeting&quot; menu.</source>
+        <translation>Diese Besprechung ist beim eigenen Dienst dieses Computers, der niemanden sonst einlässt. Öffnen Sie sie für Ihr lokales Netz mit „Andere einlassen...“ im ersten Menü.</translation>
+    </message>
+    <message>
+        <source>The invitation is on the clipboard. Only people at this computer can use it.</source>
+        <translation>Die Einladung ist in der Zwischenablage. Nur wer an diesem Computer sitzt, kann sie benutzen.</translation>
+    </message>
+    <message>
+        <source>The invitation is on the clipboard. Paste it where others read it.</source>
+        <translation>Die Einladung ist in der Zwischenablage. Fügen Sie sie dort ein, wo andere sie lesen.</translation>
     </message>
 </context>
 <context>
@@ -1600,18 +1776,6 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <translation>TLS über TCP</translation>
     </message>
     <message>
-        <source>Much is waiting to be sent.</source>
-        <translation>Es wartet noch viel darauf, gesendet zu werden.</translation>
-    </message>
-    <message>
-        <source>Something is missing: it was too long ago for the service to keep it.</source>
-        <translation>Etwas fehlt: Es liegt zu lange zurück, der Dienst hat es nicht mehr.</translation>
-    </message>
-    <message>
-        <source>Something may be missing: this client was away for too long.</source>
-        <translation>Vielleicht fehlt etwas: Dieses Programm war zu lange nicht verbunden.</translation>
-    </message>
-    <message>
         <source>The service did not hear that the meeting was left: %1</source>
         <translation>Der Dienst hat nicht erfahren, dass die Besprechung verlassen wurde: %1</translation>
     </message>
@@ -1644,56 +1808,8 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <translation>alle</translation>
     </message>
     <message>
-        <source>The service %1 cannot be reached: %2</source>
-        <translation>Der Dienst %1 ist nicht erreichbar: %2</translation>
-    </message>
-    <message>
-        <source>The service %1 does not answer.</source>
-        <translation>Der Dienst %1 antwortet nicht.</translation>
-    </message>
-    <message>
-        <source>The service %1 changed its key just now.</source>
-        <translation>Der Dienst %1 hat gerade eben seinen Schlüssel gewechselt.</translation>
-    </message>
-    <message>
-        <source>The key of the service %1 was not accepted.</source>
-        <translation>Der Schlüssel des Dienstes %1 wurde nicht angenommen.</translation>
-    </message>
-    <message>
-        <source>The key of the service %1 is not the one that was accepted before. Nothing was sent. It is now %2.</source>
-        <translation>Der Schlüssel des Dienstes %1 ist nicht der, der früher angenommen wurde. Es wurde nichts gesendet. Er lautet jetzt %2.</translation>
-    </message>
-    <message>
         <source>The key of the service has changed.</source>
         <translation>Der Schlüssel des Dienstes hat sich geändert.</translation>
-    </message>
-    <message>
-        <source>&quot;%1&quot; is not the address of a service.</source>
-        <translation>„%1“ ist nicht die Adresse eines Dienstes.</translation>
-    </message>
-    <message>
-        <source>on this computer</source>
-        <translation>auf diesem Computer</translation>
-    </message>
-    <message>
-        <source>The service does not answer.</source>
-        <translation>Der Dienst antwortet nicht.</translation>
-    </message>
-    <message>
-        <source>The service speaks another version.</source>
-        <translation>Der Dienst spricht eine andere Version.</translation>
-    </message>
-    <message>
-        <source>The service ended the session.</source>
-        <translation>Der Dienst hat die Sitzung beendet.</translation>
-    </message>
-    <message>
-        <source>The service refused.</source>
-        <translation>Der Dienst hat abgelehnt.</translation>
-    </message>
-    <message>
-        <source>The service is busy. Try again in a moment.</source>
-        <translation>Der Dienst ist ausgelastet. Versuchen Sie es gleich noch einmal.</translation>
     </message>
     <message>
         <source>There is no session.</source>
@@ -1788,48 +1904,8 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <translation>der Rechner wurde nicht gefunden</translation>
     </message>
     <message>
-        <source>The handle or the password is wrong.</source>
-        <translation>Benutzername oder Passwort ist falsch.</translation>
-    </message>
-    <message>
-        <source>This handle is logged in from another place.</source>
-        <translation>Dieser Benutzer ist schon von anderswo angemeldet.</translation>
-    </message>
-    <message>
-        <source>This handle has logged in from another place.</source>
-        <translation>Dieser Benutzer hat sich von anderswo angemeldet.</translation>
-    </message>
-    <message>
-        <source>This handle may not enter the meeting.</source>
-        <translation>Dieser Benutzer darf die Besprechung nicht betreten.</translation>
-    </message>
-    <message>
-        <source>The meeting code is in use.</source>
-        <translation>Der Besprechungscode ist schon vergeben.</translation>
-    </message>
-    <message>
-        <source>No meeting has this code.</source>
-        <translation>Keine Besprechung hat diesen Code.</translation>
-    </message>
-    <message>
-        <source>The meeting has ended.</source>
-        <translation>Die Besprechung ist beendet.</translation>
-    </message>
-    <message>
-        <source>The meeting is full.</source>
-        <translation>Die Besprechung ist voll.</translation>
-    </message>
-    <message>
         <source>You were removed from the meeting.</source>
         <translation>Sie wurden aus der Besprechung entfernt.</translation>
-    </message>
-    <message>
-        <source>This service has no mail.</source>
-        <translation>Dieser Dienst versendet keine Post.</translation>
-    </message>
-    <message>
-        <source>That is longer than a handle, a password and a host name can be.</source>
-        <translation>Das ist länger, als Benutzername, Passwort und Rechnername sein können.</translation>
     </message>
     <message>
         <source>The password has characters that Windows-1252 does not know. Choose another one.</source>
@@ -1852,8 +1928,128 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes Ihnen denselben genannt h
         <translation>Es gibt keine Besprechung, in die gesendet werden kann.</translation>
     </message>
     <message>
-        <source>Too much is waiting to be sent.</source>
-        <translation>Es wartet zu viel darauf, gesendet zu werden.</translation>
+        <source>Much is waiting to be sent: it goes out by itself.</source>
+        <translation>Vieles wartet darauf, gesendet zu werden: Es geht von selbst hinaus.</translation>
+    </message>
+    <message>
+        <source>Something is missing: it was too long ago for the service to keep it. Ask the others.</source>
+        <translation>Etwas fehlt: Es ist zu lange her, der Dienst hat es nicht aufgehoben. Fragen Sie die anderen.</translation>
+    </message>
+    <message>
+        <source>Something may be missing: this client was away for too long. Ask the others.</source>
+        <translation>Vielleicht fehlt etwas: Dieses Programm war zu lange weg. Fragen Sie die anderen.</translation>
+    </message>
+    <message>
+        <source>The service %1 cannot be reached: %2. Check its address and your network, then try again.</source>
+        <translation>Der Dienst %1 ist nicht zu erreichen: %2. Prüfen Sie seine Adresse und Ihr Netz und versuchen Sie es dann erneut.</translation>
+    </message>
+    <message>
+        <source>The service of this computer cannot be used: %1. Name another one under &quot;Service:&quot;, or try again.</source>
+        <translation>Der Dienst dieses Computers ist nicht zu benutzen: %1. Nennen Sie einen anderen unter „Dienst:“ oder versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>The service %1 changed its key just now. Try again.</source>
+        <translation>Der Dienst %1 hat gerade seinen Schlüssel gewechselt. Versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>The key of the service %1 was not accepted, so nothing was sent. Compare it with what the service&apos;s operator gave you, then try again.</source>
+        <translation>Der Schlüssel des Dienstes %1 wurde nicht angenommen, also wurde nichts gesendet. Vergleichen Sie ihn mit dem, was der Betreiber des Dienstes Ihnen gegeben hat, und versuchen Sie es dann erneut.</translation>
+    </message>
+    <message>
+        <source>The key of the service %1 is not the one that was accepted before. Nothing was sent: somebody else may pretend to be it. Ask its operator whether the key was changed. It is now %2.</source>
+        <translation>Der Schlüssel des Dienstes %1 ist nicht der, der früher angenommen wurde. Nichts wurde gesendet: Vielleicht gibt sich jemand anderes für ihn aus. Fragen Sie seinen Betreiber, ob der Schlüssel gewechselt wurde. Er ist jetzt %2.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not the address of a service: that is HOST or HOST:PORT, or nothing for this computer.</source>
+        <translation>„%1“ ist nicht die Adresse eines Dienstes: Das ist RECHNER oder RECHNER:PORT, oder nichts für diesen Computer.</translation>
+    </message>
+    <message>
+        <source>it does not answer</source>
+        <translation>er antwortet nicht</translation>
+    </message>
+    <message>
+        <source>The service does not answer. Try again in a moment.</source>
+        <translation>Der Dienst antwortet nicht. Versuchen Sie es gleich noch einmal.</translation>
+    </message>
+    <message>
+        <source>The service speaks another version. Update this program, or ask its operator to update the service.</source>
+        <translation>Der Dienst spricht eine andere Version. Aktualisieren Sie dieses Programm oder bitten Sie seinen Betreiber, den Dienst zu aktualisieren.</translation>
+    </message>
+    <message>
+        <source>The service ended the session. Log in again.</source>
+        <translation>Der Dienst hat die Sitzung beendet. Melden Sie sich erneut an.</translation>
+    </message>
+    <message>
+        <source>The service refused and does not say why. Ask its operator.</source>
+        <translation>Der Dienst hat abgelehnt und sagt nicht, warum. Fragen Sie seinen Betreiber.</translation>
+    </message>
+    <message>
+        <source>The service is busy, or has seen too many wrong tries. Try again in a minute.</source>
+        <translation>Der Dienst ist beschäftigt oder hat zu viele falsche Versuche gesehen. Versuchen Sie es in einer Minute erneut.</translation>
+    </message>
+    <message>
+        <source>The handle or the password is wrong: type both again. Where people choose their handles themselves, this one may be taken: choose another one.</source>
+        <translation>Benutzername oder Passwort ist falsch: Geben Sie beide noch einmal ein. Wo man seinen Benutzernamen selbst wählt, ist dieser vielleicht vergeben: Wählen Sie einen anderen.</translation>
+    </message>
+    <message>
+        <source>This handle is logged in from another place. Leave there first.</source>
+        <translation>Dieser Benutzername ist anderswo angemeldet. Verlassen Sie zuerst die Besprechung dort.</translation>
+    </message>
+    <message>
+        <source>This handle has logged in from another place. Log in again to come back here.</source>
+        <translation>Dieser Benutzername hat sich anderswo angemeldet. Melden Sie sich erneut an, um hierher zurückzukommen.</translation>
+    </message>
+    <message>
+        <source>This handle may not enter the meeting. Ask the service&apos;s operator.</source>
+        <translation>Dieser Benutzername darf die Besprechung nicht betreten. Fragen Sie den Betreiber des Dienstes.</translation>
+    </message>
+    <message>
+        <source>The meeting code is in use. Join that meeting, or choose another code.</source>
+        <translation>Der Besprechungscode wird schon benutzt. Nehmen Sie an jener Besprechung teil oder wählen Sie einen anderen Code.</translation>
+    </message>
+    <message>
+        <source>No meeting has this code. Check it, or start the meeting.</source>
+        <translation>Keine Besprechung hat diesen Code. Prüfen Sie ihn oder beginnen Sie die Besprechung.</translation>
+    </message>
+    <message>
+        <source>The meeting has ended. Start it anew, or join another one.</source>
+        <translation>Die Besprechung ist zu Ende. Beginnen Sie sie neu oder nehmen Sie an einer anderen teil.</translation>
+    </message>
+    <message>
+        <source>The meeting is full. Meet under another code.</source>
+        <translation>Die Besprechung ist voll. Treffen Sie sich unter einem anderen Code.</translation>
+    </message>
+    <message>
+        <source>This service sends no mail. Ask its operator for a new password.</source>
+        <translation>Dieser Dienst verschickt keine Post. Bitten Sie seinen Betreiber um ein neues Passwort.</translation>
+    </message>
+    <message>
+        <source>That is longer than a handle, a password and a host name can be. Shorten it.</source>
+        <translation>Das ist länger, als Benutzername, Passwort und Rechnername sein können. Kürzen Sie es.</translation>
+    </message>
+    <message>
+        <source>The key of the service %1 is not the one that the invitation names. Nothing was sent: somebody else may pretend to be it. Ask whoever invited you for a new invitation. The key there is %2.</source>
+        <translation>Der Schlüssel des Dienstes %1 ist nicht der, den die Einladung nennt. Nichts wurde gesendet: Vielleicht gibt sich jemand anderes für ihn aus. Bitten Sie den, der Sie eingeladen hat, um eine neue Einladung. Der Schlüssel dort ist %2.</translation>
+    </message>
+    <message>
+        <source>Too much is waiting to be sent. Try again when some of it has gone.</source>
+        <translation>Zu vieles wartet darauf, gesendet zu werden. Versuchen Sie es erneut, wenn einiges davon hinaus ist.</translation>
+    </message>
+    <message>
+        <source>Another meeting on this computer is open to others already. Leave that one first.</source>
+        <translation>Auf diesem Computer ist schon eine andere Besprechung für andere offen. Verlassen Sie zuerst jene.</translation>
+    </message>
+    <message>
+        <source>This computer does not let a program listen on the network just now.</source>
+        <translation>Dieser Computer lässt gerade kein Programm im Netz erreichbar sein.</translation>
+    </message>
+    <message>
+        <source>Only a meeting at this computer&apos;s own service can be opened to the local network.</source>
+        <translation>Nur eine Besprechung beim eigenen Dienst dieses Computers lässt sich für das lokale Netz öffnen.</translation>
+    </message>
+    <message>
+        <source>The meeting is not open to others any more.</source>
+        <translation>Die Besprechung ist für andere nicht mehr offen.</translation>
     </message>
 </context>
 <context>
