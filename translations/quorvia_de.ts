@@ -1112,7 +1112,7 @@
     </message>
     <message>
         <source>You are invited to the meeting %1 at %2. Type your handle and password for that service (at somebody&apos;s own computer: choose both), then press Enter.</source>
-        <translation>Sie sind zur Besprechung %1 bei %2 eingeladen. Geben Sie Benutzername und Passwort für diesen Dienst ein (bei jemandes eigenem Computer: wählen Sie beide) und drücken Sie dann die Eingabetaste.</translation>
+        <translation>Sie sind zur Besprechung %1 bei %2 eingeladen. Geben Sie Benutzername und Passwort für diesen Dienst ein (beim Computer eines anderen: wählen Sie beide) und drücken Sie dann die Eingabetaste.</translation>
     </message>
     <message>
         <source>This invitation names another key for the service %1 than the one that you accepted before. The accepted key stays the only one that is believed. Ask the service&apos;s operator which one is right.
@@ -1248,7 +1248,7 @@ Es endet, wenn Sie die Besprechung verlassen, oder mit „Nicht mehr einlassen�
     </message>
     <message>
         <source>This meeting is at the service %1, where others come in by their accounts there. Pass its invitation on: &quot;Copy Invitation&quot;.</source>
-        <translation>Diese Besprechung ist beim Dienst %1, wo andere mit ihren Benutzern dort hereinkommen. Geben Sie ihre Einladung weiter: „Einladung kopieren“.</translation>
+        <translation>Diese Besprechung ist beim Dienst %1, den andere mit ihrem dortigen Konto betreten. Geben Sie ihre Einladung weiter: „Einladung kopieren“.</translation>
     </message>
     <message>
         <source>Copy &amp;Invitation</source>
