@@ -16,11 +16,12 @@ public:
         : mHome(folder / "bus"),
           mBus(u"env"_s,
                WithoutDisplay({u"dbus-daemon"_s, u"--session"_s, u"--nofork"_s, u"--print-address=1"_s}),
-               Environment(), folder / "bus.log"),
-          mAddress(QString::fromLatin1(mBus.ReadLine().trimmed())),
-          mReader(u"env"_s, WithoutDisplay({u"/usr/bin/python3"_s, QStringLiteral(READER)}), Environment(),
-                  folder / "bus.log")
+               Environment(), folder / "bus.log")
     {
+        mAddress = QString::fromLatin1(mBus.ReadLine().trimmed());
+        mReader =
+            std::make_unique<Child>(u"env"_s, WithoutDisplay({u"/usr/bin/python3"_s, QStringLiteral(READER)}),
+                                    Environment(), folder / "bus.log");
         Answer();
     }
     /// What makes a program appear on this bus.
@@ -65,20 +66,19 @@ private:
     }
     QJsonObject Ask(const QJsonObject& command)
     {
-        mReader.Write(QJsonDocument(command).toJson(QJsonDocument::Compact));
+        mReader->Write(QJsonDocument(command).toJson(QJsonDocument::Compact));
         return Answer();
     }
     QJsonObject Answer()
     {
-        const QJsonObject answer = QJsonDocument::fromJson(mReader.ReadLine(60)).object();
+        const QJsonObject answer = QJsonDocument::fromJson(mReader->ReadLine(60)).object();
         if (!answer[u"ok"_s].toBool()) throw std::runtime_error(answer[u"error"_s].toString().toStdString());
         return answer;
     }
 
-    QString mHome;
+    QString mHome, mAddress;
     Child mBus;
-    QString mAddress;
-    Child mReader;
+    std::unique_ptr<Child> mReader;
 };
 
 class WithoutScreen : public Meeting {
