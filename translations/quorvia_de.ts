@@ -1729,6 +1729,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>Diese Adresse von %1 in Ihrem Browser öffnen?</translation>
     </message>
     <message>
+        <source>Open this invitation to a meeting at %1?</source>
+        <translation>Diese Einladung zu einer Besprechung bei %1 öffnen?</translation>
+    </message>
+    <message>
         <source>&amp;Open</source>
         <translation>&amp;Öffnen</translation>
     </message>

@@ -38,15 +38,21 @@ QStringView WithoutSentence(QStringView text)
     return text;
 }
 
-/// Where the next "http://" or "https://" begins that is not the end of a longer word; -1: nowhere.
+bool BeginsLink(QStringView text)
+{
+    for (const QStringView scheme :
+         {QStringView(u"http://"), QStringView(u"https://"), QStringView(u"zephyl://")})
+        if (text.startsWith(scheme, Qt::CaseInsensitive)) return true;
+    return false;
+}
+
+/// Where the next link begins that is not the end of a longer word; -1: nowhere.
 qsizetype NextScheme(QStringView text, qsizetype from)
 {
-    for (qsizetype at = text.indexOf(u"http", from, Qt::CaseInsensitive); at >= 0;
-         at = text.indexOf(u"http", at + 1, Qt::CaseInsensitive)) {
-        const QStringView rest = text.sliced(at);
-        const bool scheme = rest.startsWith(u"http://", Qt::CaseInsensitive) ||
-                            rest.startsWith(u"https://", Qt::CaseInsensitive);
-        if (scheme && (at == 0 || !text[at - 1].isLetterOrNumber())) return at;
+    for (qsizetype colon = text.indexOf(u"://", from); colon >= 0; colon = text.indexOf(u"://", colon + 1)) {
+        qsizetype at = colon;
+        while (at > from && text[at - 1].isLetterOrNumber()) --at;
+        if (BeginsLink(text.sliced(at))) return at;
     }
     return -1;
 }

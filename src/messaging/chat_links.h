@@ -13,6 +13,7 @@ struct ChatLink {
     qsizetype from = 0, length = 0;
     QString address;  // ASCII alone: escaped, the host in punycode
     QString host;     // the same, without a port
+    bool IsInvitation() const { return address.startsWith(QLatin1String("zephyl:")); }
 };
 
 inline constexpr qsizetype kLongestLink = 2000;  // of the address; what is longer is no link

@@ -5,6 +5,6 @@
 struct ChatLink;
 struct ProcessState;
 
-/// Shows the address as it is and asks; then the desktop's program for such addresses gets it. Nothing is
+/// Shows the address as it is and asks; then the program for such addresses gets it. Nothing is
 /// fetched by this program, before or after.
 void OpenLink(ProcessState& state, const ChatLink& link);

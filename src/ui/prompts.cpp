@@ -213,8 +213,11 @@ bool QtPrompts::AskLink(const QString& address, const QString& host)
     box.setTextFormat(Qt::PlainText);
     box.setIcon(QMessageBox::Question);
     box.setWindowTitle(QLatin1String(kAppTitle));
-    box.setText(
-        QCoreApplication::translate("Prompts", "Open this address of %1 in your web browser?").arg(host));
+    const bool invitation = address.startsWith(u"zephyl:"_s);
+    box.setText((invitation
+                     ? QCoreApplication::translate("Prompts", "Open this invitation to a meeting at %1?")
+                     : QCoreApplication::translate("Prompts", "Open this address of %1 in your web browser?"))
+                    .arg(host));
     box.setInformativeText(rows);
     QPushButton* open =
         box.addButton(QCoreApplication::translate("Prompts", "&Open"), QMessageBox::AcceptRole);
