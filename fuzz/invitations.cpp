@@ -1,5 +1,5 @@
-// Texts that may hold an invitation: read as one that reads back the same and is plain in every part, or refused
-// with a sentence.
+// Texts that may hold an invitation: read as one that reads back the same and is plain in every part, or
+// refused with a sentence.
 #include <cstdint>
 #include <cstdlib>
 

@@ -139,8 +139,8 @@ void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolume& volume)
             20);
     };
     outcome.Must(told("cannot save"), u"nobody is told"_s);
-    // The first ones may still fit into pages that the store has; and a segment that could not grow gives back
-    // what it had reserved, at a moment of its own.
+    // The first ones may still fit into pages that the store has; and a segment that could not grow gives
+    // back what it had reserved, at a moment of its own.
     QString said;
     int added = 0;
     for (; added < 40; ++added) {

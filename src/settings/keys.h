@@ -30,7 +30,8 @@ inline constexpr char kSystemDefault[] = "(System Default)";
 inline constexpr char kTrustedServices[] =
     "Trusted Services";  // one value per service: its key's fingerprint
 inline constexpr char kMeetingCodesSection[] = "Meeting Codes";  // one value per code; application "Quorvia"
-inline constexpr char kMeetingServices[] = "Meeting Services";   // the same: where it was, "" for this computer
+inline constexpr char kMeetingServices[] =
+    "Meeting Services";  // the same: where it was, "" for this computer
 
 // who and where
 inline constexpr SettingKey kHandle{"Data", "Handle", nullptr};

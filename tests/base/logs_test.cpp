@@ -7,10 +7,10 @@
 #include <QTemporaryDir>
 #include <cstdarg>
 
-#include "text/text_rules.h"
 #include "platform/linux/machine.h"
 #include "support/injections.h"
 #include "support/plain.h"
+#include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
 

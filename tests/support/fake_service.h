@@ -77,7 +77,7 @@ public:
     QString refusal;                               // LastRefusal after a Login that was refused
     QString acceptedKey;                           // of every service, for NameKey
     ServiceFace face;
-    LettingIn letsIn;                              // LetOthersIn's answer to Open
+    LettingIn letsIn;  // LetOthersIn's answer to Open
 
     // --- what happened
     struct Text {

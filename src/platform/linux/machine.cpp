@@ -59,8 +59,7 @@ FileTrace::FileTrace(const QString& path)
     : mFile(open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC,
                  0600))
 {
-    if (mFile < 0)
-        throw std::runtime_error("the trace file cannot be opened: " + files::Why(errno));
+    if (mFile < 0) throw std::runtime_error("the trace file cannot be opened: " + files::Why(errno));
     fcntl(mFile, F_SETFL, O_APPEND);  // a pipe without a reader is refused; one with a reader gets every line
     mSinceStart.start();
 }

@@ -45,8 +45,7 @@ void Session::OnLost(const std::string& reason)
     }
     const QString why = QString::fromStdString(reason);
     mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
-    State(LinkState::Phase::Cut,
-          English("Cut off, trying again: %1").arg(why));
+    State(LinkState::Phase::Cut, English("Cut off, trying again: %1").arg(why));
     NotifyChanged();
     mReturning = true;
     const auto self = shared_from_this();

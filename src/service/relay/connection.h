@@ -11,11 +11,11 @@
 #include <string>
 
 #include "service/net/tls_stream.h"
+#include "service/relay/came_by.h"
 #include "service/relay/door/connection_gate.h"
 #include "service/relay/meeting/answers.h"
 #include "service/relay/meeting/client.h"
 #include "service/relay/meeting/session.h"
-#include "service/relay/came_by.h"
 #include "service/relay/services.h"
 #include "service/wire/framing.h"
 

@@ -47,8 +47,8 @@ public:
     boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, std::string address, Enter enter,
                                        std::string only);
     boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
-    /// The store has changed; `account` is what it holds now. Afterwards every session knows it. `removed`: what
-    /// is said to somebody who has none any more.
+    /// The store has changed; `account` is what it holds now. Afterwards every session knows it. `removed`:
+    /// what is said to somebody who has none any more.
     boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account,
                                                 std::string removed = "The account was removed.",
                                                 ByeReason reason = BYE_KICKED);

@@ -65,7 +65,8 @@ void Meeting::OpenLog()
         mServices.log.error("the head of meeting {} could not be read; it was written again", mHead.code);
     if (replayed.damage == Damage::None) return;
     mServices.log.error("a file of meeting {} was damaged and put aside", mHead.code);
-    Notify("A part of this meeting could not be read any more by the service. Ask the others what was there.");
+    Notify(
+        "A part of this meeting could not be read any more by the service. Ask the others what was there.");
 }
 
 void Meeting::Restore(const LogItem& item)
@@ -152,7 +153,8 @@ void Meeting::OnTrouble(bool refused)
 {
     mServices.log.error("the volume of meeting {} {}", mHead.code,
                         refused ? "takes nothing; it goes on in memory" : "takes again");
-    Notify(refused ? "The service cannot save this meeting at the moment: its disk is full or fails. The meeting goes on; "
+    Notify(refused ? "The service cannot save this meeting at the moment: its disk is full or fails. The "
+                     "meeting goes on; "
                      "its operator should make room before the service stops."
                    : "The service saves this meeting again.");
 }
