@@ -137,8 +137,8 @@ qsizetype LineEnd(const QByteArray& file, qsizetype from)
     return at < 0 ? file.size() : at + 1;
 }
 
-/// End of the entry that begins at `from`: values go on in the next line behind an open quote or a "\". A key
-/// or the end of the file in the middle means damage: then the first line stands alone, so that the damage
+/// End of the entry that begins at `from`: values go on in the next line behind an open quote or a "\". A key, a
+/// blank line behind a "\" or the end of the file in the middle means damage: then the first line stands alone, so that the damage
 /// does not swallow what follows.
 qsizetype EntryEnd(const QByteArray& file, qsizetype from)
 {
@@ -149,7 +149,7 @@ qsizetype EntryEnd(const QByteArray& file, qsizetype from)
     for (qsizetype end = first; open || line.trimmed().endsWith('\\');) {
         const qsizetype next = LineEnd(file, end);
         line = QByteArrayView(file).sliced(end, next - end);
-        if (line.isEmpty() || ReadKey(line)) return first;
+        if (line.isEmpty() || (!open && line.trimmed().isEmpty()) || ReadKey(line)) return first;
         open = OpenBehind(line, open);
         end = next;
         if (!open && !line.trimmed().endsWith('\\')) return end;

@@ -1,6 +1,6 @@
 #pragma once
 // The second door of a person's own service: while it is open, neighbours come in for one meeting. Its rules
-// are those of docs/decisions/0060-whom-a-personal-service-lets-in.md.
+// are those of docs/decisions/0062-whom-a-personal-service-lets-in.md.
 
 #include <atomic>
 #include <boost/asio/awaitable.hpp>
