@@ -233,8 +233,9 @@ TEST_F(Board, TakesWhatAFileManagerDrags)
         return QStringList{u"mousemove"_s, QString::number(x), QString::number(y)};
     };
     const auto board = [&](int x, int y) { return to(ann.Board(x, y).x(), ann.Board(x, y).y()); };
-    ann.Run(u"xdotool"_s, to(place[1].toInt(), place[2].toInt()) + QStringList{u"mousedown"_s, u"1"_s} +
-                              board(80, 80) + board(90, 90) + board(100, 110));
+    ann.Run(u"xdotool"_s, to(place[1].toInt(), place[2].toInt()) + QStringList{u"mousedown"_s, u"1"_s});
+    EXPECT_EQ(source->ReadLine().trimmed(), "dragging");
+    ann.Run(u"xdotool"_s, board(100, 110));  // one move: a drop is where the last one that was answered went
     EXPECT_EQ(source->ReadLine().trimmed(), "accepted");
     ann.Run(u"xdotool"_s, {u"mouseup"_s, u"1"_s});
     EXPECT_EQ(source->ReadLine().trimmed(), "copy");

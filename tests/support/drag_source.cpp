@@ -1,10 +1,11 @@
 // A window that is dragged from like a file manager's: drag_source ADDRESS... Says "ready X Y" where it can
-// be pressed, "accepted" when the pointer is where the addresses may be dropped, and at the end "copy" or
-// "none".
+// be pressed, "dragging" once it follows the mouse, "accepted" when the pointer is where the addresses may be
+// dropped, and at the end "copy" or "none".
 #include <QApplication>
 #include <QDrag>
 #include <QLabel>
 #include <QMimeData>
+#include <QTimer>
 #include <QUrl>
 #include <iostream>
 
@@ -29,6 +30,7 @@ protected:
         connect(drag, &QDrag::actionChanged, [](Qt::DropAction now) {
             if (now == Qt::CopyAction) std::cout << "accepted" << std::endl;
         });
+        QTimer::singleShot(0, [] { std::cout << "dragging" << std::endl; });
         std::cout << (drag->exec(Qt::CopyAction) == Qt::CopyAction ? "copy" : "none") << std::endl;
     }
 
