@@ -137,9 +137,9 @@ qsizetype LineEnd(const QByteArray& file, qsizetype from)
     return at < 0 ? file.size() : at + 1;
 }
 
-/// End of the entry that begins at `from`: values go on in the next line behind an open quote or a "\". A key, a
-/// blank line behind a "\" or the end of the file in the middle means damage: then the first line stands alone, so that the damage
-/// does not swallow what follows.
+/// End of the entry that begins at `from`: values go on in the next line behind an open quote or a "\". A
+/// key, a blank line behind a "\" or the end of the file in the middle means damage: then the first line
+/// stands alone, so that the damage does not swallow what follows.
 qsizetype EntryEnd(const QByteArray& file, qsizetype from)
 {
     const qsizetype first = LineEnd(file, from);

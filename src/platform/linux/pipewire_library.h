@@ -4,14 +4,24 @@
 #include <dlfcn.h>
 #include <pipewire/pipewire.h>
 
-#define QUORVIA_PIPEWIRE_FUNCTIONS(F)                                                         \
-    F(pw_init)                                                                                \
-    F(pw_loop_new)                                                                            \
-    F(pw_loop_destroy)                                                                        \
-    F(pw_context_new)                                                                         \
-    F(pw_context_destroy) F(pw_context_connect_fd) F(pw_core_disconnect) F(pw_properties_new) \
-        F(pw_stream_new) F(pw_stream_destroy) F(pw_stream_add_listener) F(pw_stream_connect)  \
-            F(pw_stream_update_params) F(pw_stream_dequeue_buffer) F(pw_stream_queue_buffer)
+// clang-format off
+#define QUORVIA_PIPEWIRE_FUNCTIONS(F) \
+    F(pw_init) \
+    F(pw_loop_new) \
+    F(pw_loop_destroy) \
+    F(pw_context_new) \
+    F(pw_context_destroy) \
+    F(pw_context_connect_fd) \
+    F(pw_core_disconnect) \
+    F(pw_properties_new) \
+    F(pw_stream_new) \
+    F(pw_stream_destroy) \
+    F(pw_stream_add_listener) \
+    F(pw_stream_connect) \
+    F(pw_stream_update_params) \
+    F(pw_stream_dequeue_buffer) \
+    F(pw_stream_queue_buffer)
+// clang-format on
 
 struct PipeWireLibrary {
 #define QUORVIA_MEMBER(name) decltype(&::name) name = nullptr;
