@@ -196,11 +196,8 @@ bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint, con
     trust->setObjectName(u"cmdTrust"_s);
     QPushButton* refuse = box.addButton(Ours::tr("&Do not connect"), QMessageBox::RejectRole);
     refuse->setObjectName(u"cmdRefuse"_s);
-    box.setDefaultButton(refuse);
-    box.setEscapeButton(refuse);
     TraceEvent(mState, "trust", {{u"service"_s, service}, {u"fingerprint"_s, fingerprint}});
-    RunDialog(box);
-    return box.clickedButton() == trust;
+    return Agreed(box, trust, refuse);
 }
 
 bool QtPrompts::AskLink(const QString& address, const QString& host)
@@ -225,11 +222,8 @@ bool QtPrompts::AskLink(const QString& address, const QString& host)
     QPushButton* leave =
         box.addButton(QCoreApplication::translate("Prompts", "&Do Not Open"), QMessageBox::RejectRole);
     leave->setObjectName(u"cmdLeave"_s);
-    box.setDefaultButton(leave);
-    box.setEscapeButton(leave);
     TraceEvent(mState, "link", {{u"address"_s, address}, {u"host"_s, host}});
-    RunDialog(box);
-    return box.clickedButton() == open;
+    return Agreed(box, open, leave);
 }
 
 QString QtPrompts::OpenFile(const QString& title, const QString& filterName, const QStringList& patterns)
@@ -298,6 +292,14 @@ void QtPrompts::RunForm(QDialog& form, Modality modality)
     untilFinished.exec();
     --mOpen;
     mSinceClosed.start();
+}
+
+bool QtPrompts::Agreed(QMessageBox& box, QPushButton* yes, QPushButton* no)
+{
+    box.setDefaultButton(no);
+    box.setEscapeButton(no);
+    RunDialog(box);
+    return box.clickedButton() == yes;
 }
 
 int QtPrompts::RunDialog(QDialog& dialog)

@@ -9,6 +9,7 @@
 
 class QDialog;
 class QMessageBox;
+class QPushButton;
 struct ProcessState;
 
 /// User-interface thread only. Boxes and dialogs belong to the active window of ours, else to none.
@@ -29,6 +30,8 @@ public:
     void RunForm(QDialog& form, Modality modality) override;
 
     /// Runs a form of ours modally and returns its result. Leaves the mark that ActivationIsOurs reads.
+    /// Whether `yes` was pressed; Enter and Escape mean `no`.
+    bool Agreed(QMessageBox& box, QPushButton* yes, QPushButton* no);
     int RunDialog(QDialog& dialog);
 
     /// Whether an activation of the meeting window that comes now follows from a dialog of ours that is open

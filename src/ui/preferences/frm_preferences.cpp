@@ -31,14 +31,6 @@ namespace {
 constexpr QSize kRoomy(860, 640);  // pixels; less where the screen is smaller
 constexpr int kRoomyCharacters = 115;
 
-QLabel* PlainLabelOf(QWidget* parent)
-{
-    auto* label = new QLabel(parent);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    return label;
-}
-
 QLabel* BuddyLabel(const QString& text, QWidget* buddy)
 {
     auto* label = new QLabel(text, buddy->parentWidget());

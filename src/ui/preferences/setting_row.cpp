@@ -17,15 +17,15 @@ constexpr int kBorder = 2;
 constexpr QRgb kWarning = 0x8A2D00;
 constexpr qsizetype kLongestQuote = 80;
 
-QLabel* Text(QWidget* parent)
+}  // namespace
+
+QLabel* PlainLabelOf(QWidget* parent)
 {
     auto* label = new QLabel(parent);
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     return label;
 }
-
-}  // namespace
 
 QString ShortInSentence(const QString& text)
 {
@@ -44,9 +44,9 @@ SettingRow::SettingRow(const PreferenceRow& row, const ControlNeeds& needs, QWid
     mReset->setFocusPolicy(Qt::StrongFocus);
     mReset->setAccessibleName(tr("Default for \"%1\"").arg(PlainLabel(row)));
     mReset->setToolTip(tr("Back to the default"));
-    mHelp = Text(this);
+    mHelp = PlainLabelOf(this);
     mHelp->setText(HelpOf(row));
-    mNote = Text(this);
+    mNote = PlainLabelOf(this);
     mNote->setObjectName(ControlName("note_", row));
     Arrange(mLabel);
     mControl->onChange = [this](const QString& text) { onChange(text); };

@@ -11,6 +11,8 @@
 class QLabel;
 class QToolButton;
 
+/// For sentences: wrapped, and no markup whatever it says. The parent owns it.
+QLabel* PlainLabelOf(QWidget* parent);
 /// A text of the settings file inside a sentence, its beginning at least.
 QString ShortInSentence(const QString& text);
 
