@@ -33,3 +33,11 @@ endif()
 if(QUORVIA_BENCH)
   find_package(benchmark REQUIRED)
 endif()
+
+# -D_REENTRANT and -DGTEST_HAS_PTHREAD=1 say what is so without them, and would keep whoever has, or lacks, them from
+# the precompiled headers.
+foreach(target PkgConfig::AVAHI PkgConfig::PIPEWIRE GTest::gtest)
+  if(TARGET ${target})
+    set_property(TARGET ${target} PROPERTY INTERFACE_COMPILE_OPTIONS)
+  endif()
+endforeach()

@@ -121,7 +121,7 @@ std::optional<Account> Accounts::Find(const std::string& handle) const
     const std::optional<HandleForms> forms = ReadHandle(handle);
     if (!forms) return std::nullopt;
     const std::lock_guard lock(mMutex);
-    Statement find(mDb, std::string(kColumns) + "WHERE key = ?1");
+    Statement find(mDb, std::string(kColumns).append("WHERE key = ?1"));
     if (!find.Bind(1, forms->key).Step()) return std::nullopt;
     return find.Row();
 }
@@ -129,7 +129,7 @@ std::optional<Account> Accounts::Find(const std::string& handle) const
 std::vector<Account> Accounts::List() const
 {
     const std::lock_guard lock(mMutex);
-    Statement all(mDb, std::string(kColumns) + "ORDER BY key");
+    Statement all(mDb, std::string(kColumns).append("ORDER BY key"));
     std::vector<Account> accounts;
     while (all.Step()) accounts.push_back(all.Row());
     return accounts;

@@ -1,0 +1,3 @@
+// Asio's own translation unit.
+
+#include <boost/asio/impl/src.hpp>
