@@ -77,7 +77,8 @@ std::string HolderOf(const struct stat& facts)
         words >> number >> kind >> advice >> way >> holder >> where;
         if (kind != "FLOCK" || where != place) continue;
         std::ifstream("/proc/" + holder + "/comm") >> name;
-        return (name.empty() ? "process " : name + ", process ") + holder;
+        if (!name.empty()) name += ", ";
+        return name.append("process ").append(holder);
     }
     return {};
 }
