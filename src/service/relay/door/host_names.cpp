@@ -3,12 +3,14 @@
 #include <spdlog/logger.h>
 
 #include <algorithm>
-#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/as_tuple.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <chrono>
+#include <memory>
 #include <vector>
 
 namespace zephyl {
@@ -39,25 +41,28 @@ bool IsPrivate(const address& given)
     return v4 >> 24 == 10 || v4 >> 20 == 0xac1 || v4 >> 16 == 0xc0a8 || v4 >> 16 == 0xa9fe;
 }
 
+/// One question to the machine's resolver. Nothing ends it: who has waited long enough leaves it behind.
+struct Question {
+    explicit Question(const asio::any_io_executor& executor) : resolver(executor), limit(executor, kLookUp) {}
+    asio::ip::tcp::resolver resolver;
+    asio::steady_timer limit;
+    std::vector<address> found;
+};
+
+/// None when there is no such name, or nobody says so in time. On a strand.
 asio::awaitable<std::vector<address>> LookUp(std::string name)
 {
-    using namespace asio::experimental::awaitable_operators;
     boost::system::error_code notAnAddress;
     const address plain = asio::ip::make_address(name, notAnAddress);
     if (!notAnAddress) co_return std::vector<address>{plain};
-    const auto executor = co_await asio::this_coro::executor;
-    asio::ip::tcp::resolver resolver(executor);
-    asio::steady_timer limit(executor, kLookUp);
-    std::vector<address> found;
-    try {
-        const auto first = co_await (resolver.async_resolve(name, "", asio::use_awaitable) ||
-                                     limit.async_wait(asio::use_awaitable));
-        if (first.index() == 0)
-            for (const auto& entry : std::get<0>(first)) found.push_back(entry.endpoint().address());
-    } catch (const std::exception&) {
-        // no such name: no address
-    }
-    co_return found;
+    const auto asked = std::make_shared<Question>(co_await asio::this_coro::executor);
+    asked->resolver.async_resolve(name, "", [asked](boost::system::error_code error, const auto& entries) {
+        if (!error)
+            for (const auto& entry : entries) asked->found.push_back(entry.endpoint().address());
+        asked->limit.cancel();
+    });
+    co_await asked->limit.async_wait(asio::as_tuple(asio::use_awaitable));
+    co_return asked->found;
 }
 
 }  // namespace
