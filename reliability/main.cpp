@@ -17,7 +17,7 @@ std::vector<Goal> AllGoals()
 {
     std::vector<Goal> all;
     for (auto part : {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(),
-                      StrangerGoals(), TrustGoals(), ModelGoals()})
+                      StrangerGoals(), TrustGoals(), ModelGoals(), WindowGoals(), SettingsGoals()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }
