@@ -578,6 +578,10 @@
         <translation>Das ist eine Adresse und kein Bild; von Adressen wird nichts geholt.</translation>
     </message>
     <message>
+        <source>That is no picture that the board can take.</source>
+        <translation>Das ist kein Bild, das das Whiteboard annehmen kann.</translation>
+    </message>
+    <message>
         <source>That is no picture.</source>
         <translation>Das ist kein Bild.</translation>
     </message>

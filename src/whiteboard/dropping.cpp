@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QMimeData>
+#include <QRegularExpression>
+#include <exception>
 #include <stdexcept>
 
 #include "base/error_trap.h"
@@ -49,11 +51,48 @@ QString PlaceFiles(ProcessState& state, const QStringList& files, BoardPoint at)
     return remark;
 }
 
+/// Of a picture that comes by itself, as from a browser.
+QStringList FormsIn(const QMimeData& data)
+{
+    return data.formats().filter(QRegularExpression(u"^image/"_s));
+}
+
+/// It may be what a file may be; the toolkit would decode it before anybody could ask its size. Null: there
+/// is none.
+QImage PictureIn(const QMimeData& data)
+{
+    std::exception_ptr fault;
+    for (const QString& form : FormsIn(data)) {
+        try {
+            return ReadBoardPicture(data.data(form), OneLine(form));  // the first that can be read
+        } catch (const std::runtime_error&) {
+            fault = std::current_exception();
+        }
+    }
+    if (fault) std::rethrow_exception(fault);
+    return QImage();
+}
+
+/// Returns what is to be said about it.
+QString PlaceHanded(ProcessState& state, const QMimeData& data, BoardPoint at)
+{
+    QImage picture;
+    try {
+        picture = PictureIn(data);
+    } catch (const std::runtime_error& error) {
+        LogEvent(state, EventType::Information, QString::fromUtf8(error.what()));
+        return Say(QT_TRANSLATE_NOOP("Dropping", "That is no picture that the board can take."));
+    }
+    if (picture.isNull()) return Say(QT_TRANSLATE_NOOP("Dropping", "That is no picture."));
+    if (!SendingMustWait(state)) PlacePicture(state, picture, ToPixel(at.x), ToPixel(at.y));
+    return {};
+}
+
 }  // namespace
 
 bool MayHoldPicture(const QMimeData& data)
 {
-    return data.hasImage() || data.hasUrls() || data.hasFormat(u"x-special/gnome-copied-files"_s);
+    return !FormsIn(data).isEmpty() || data.hasUrls() || data.hasFormat(u"x-special/gnome-copied-files"_s);
 }
 
 void picDraw_Drop(ProcessState& state, const QMimeData& data, BoardPoint at)
@@ -62,16 +101,13 @@ void picDraw_Drop(ProcessState& state, const QMimeData& data, BoardPoint at)
         LoseRelease(state);
         const HandedFiles handed = FilesIn(data);
         QString remark;
-        if (!handed.files.isEmpty()) {
+        if (!handed.files.isEmpty())
             remark = PlaceFiles(state, handed.files, at);
-        } else if (const auto picture = data.imageData().value<QImage>(); !picture.isNull()) {
-            if (!SendingMustWait(state)) PlacePicture(state, picture, ToPixel(at.x), ToPixel(at.y));
-        } else {
-            remark = handed.elsewhere > 0
-                         ? Say(QT_TRANSLATE_NOOP(
-                               "Dropping", "That is an address and no picture; addresses are not fetched."))
-                         : Say(QT_TRANSLATE_NOOP("Dropping", "That is no picture."));
-        }
+        else if (handed.elsewhere > 0 && FormsIn(data).isEmpty())
+            remark = Say(QT_TRANSLATE_NOOP("Dropping",
+                                           "That is an address and no picture; addresses are not fetched."));
+        else
+            remark = PlaceHanded(state, data, at);
         if (!remark.isEmpty()) state.gMeetingForm->Panels().Note(remark);
     });
 }

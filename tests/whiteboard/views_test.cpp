@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <QBuffer>
 #include <QClipboard>
 #include <QDropEvent>
 #include <QFile>
@@ -635,11 +636,20 @@ TEST(Dropping, PlacesPicturesWhereTheyFallAndFetchesNothing)
     text.close();
     ASSERT_EQ(mkfifo(qPrintable(file("pipe.png")), 0600), 0);
     const auto url = [&](const char* name) { return QUrl::fromLocalFile(file(name)); };
+    const auto bytes = [&](QSize size) {
+        QImage handed(size, QImage::Format_Mono);
+        handed.setColorTable({qRgb(0, 0, 255), qRgb(0, 0, 0)});
+        handed.fill(0);
+        QBuffer made;
+        EXPECT_TRUE(handed.save(&made, "png"));
+        return made.data();
+    };
     const QUrl here(u"file://localhost"_s + file("a.png")), there(u"file://elsewhere"_s + file("a.png"));
     const struct {
         QList<QUrl> urls;
         std::vector<QPoint> placed;
-        const char* remark;  // "": none
+        const char* remark;                  // "": none
+        std::vector<QByteArray> forms = {};  // of a picture that comes by itself
     } rows[] = {
         {{url("a.png")}, {{100, 60}}, ""},
         {{here, url("b.bmp")}, {{100, 60}, {124, 84}}, ""},
@@ -651,17 +661,22 @@ TEST(Dropping, PlacesPicturesWhereTheyFallAndFetchesNothing)
         {QList<QUrl>(9, url("a.png")),
          {{100, 60}, {124, 84}, {148, 108}, {172, 132}, {196, 156}, {220, 180}, {244, 204}, {268, 228}},
          "first 8"},
-        {{}, {{100, 60}}, ""},  // a picture itself, as browsers drag them
+        {{QUrl(u"https://example.org/a.png"_s)},
+         {{100, 60}},
+         "",
+         {bytes({40, 30})}},  // as browsers drag them
+        {{}, {{100, 60}}, "", {"a form of its own", bytes({4000, 4000})}},
+        {{}, {}, "no picture that", {bytes({4001, 4000})}},
+        {{}, {}, "no picture that", {"", "no picture"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.urls.value(0).toString().toStdString());
         Window w;
         w.draw.SetZoom(Zoom(50));
         QMimeData data;
-        if (row.urls.isEmpty())
-            data.setImageData(picture);
-        else
-            data.setUrls(row.urls);
+        if (!row.urls.isEmpty()) data.setUrls(row.urls);
+        for (std::size_t i = 0; i < row.forms.size(); ++i)
+            data.setData(u"image/form%1"_s.arg(i), row.forms[i]);
         QDragEnterEvent enter({50, 30}, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
         QApplication::sendEvent(&w.draw, &enter);
         EXPECT_TRUE(enter.isAccepted());

@@ -1,5 +1,6 @@
 #include "whiteboard/tools/picture.h"
 
+#include <QBuffer>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QPainter>
@@ -18,6 +19,24 @@ constexpr qint64 kMostPixels = 16'000'000;
     throw std::runtime_error(u"%1: %2"_s.arg(file, why).toStdString());
 }
 
+QImage ReadWithin(QImageReader& reader, const QString& file, PictureKinds kinds)
+{
+    reader.setDecideFormatFromContent(true);
+    reader.setAutoTransform(true);  // photographs stand upright
+    const QByteArray format = reader.format();
+    const bool usual = format == "jpeg" || format == "bmp";
+    const bool any = kinds == PictureKinds::Any && (format == "png" || format == "gif");
+    if (!usual && !any)
+        Refuse(file, kinds == PictureKinds::Any ? u"no JPEG, BMP, PNG or GIF picture"_s
+                                                : u"no JPEG or BMP picture"_s);
+    const QSize size = reader.size();
+    if (qint64(size.width()) * size.height() > kMostPixels)
+        Refuse(file, u"%1 x %2 pixels are more than 16 million"_s.arg(size.width()).arg(size.height()));
+    const QImage picture = reader.read();
+    if (picture.isNull()) Refuse(file, reader.errorString());
+    return picture;
+}
+
 }  // namespace
 
 QImage LoadBoardPicture(const QString& file, PictureKinds kinds)
@@ -25,18 +44,15 @@ QImage LoadBoardPicture(const QString& file, PictureKinds kinds)
     // Opening a named pipe would wait for its other end.
     if (QFileInfo(file).exists() && !QFileInfo(file).isFile()) Refuse(file, u"no file"_s);
     QImageReader reader(file);
-    reader.setDecideFormatFromContent(true);
-    reader.setAutoTransform(true);  // photographs stand upright
-    const QByteArray format = reader.format();
-    const bool usual = format == "jpeg" || format == "bmp";
-    const bool any = kinds == PictureKinds::Any && (format == "png" || format == "gif");
-    if (!usual && !any) Refuse(file, u"no JPEG or BMP picture"_s);
-    const QSize size = reader.size();
-    if (qint64(size.width()) * size.height() > kMostPixels)
-        Refuse(file, u"%1 x %2 pixels are more than 16 million"_s.arg(size.width()).arg(size.height()));
-    const QImage picture = reader.read();
-    if (picture.isNull()) Refuse(file, reader.errorString());
-    return picture;
+    return ReadWithin(reader, file, kinds);
+}
+
+QImage ReadBoardPicture(const QByteArray& bytes, const QString& name)
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    QImageReader reader(&buffer);
+    return ReadWithin(reader, name, PictureKinds::Any);
 }
 
 QImage CutToBoard(const QImage& picture, QPoint at)
