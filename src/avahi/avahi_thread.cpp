@@ -1,16 +1,17 @@
 #include "avahi/avahi_thread.h"
 
-#include <avahi-common/simple-watch.h>
 #include <signal.h>
 
 #include <atomic>
 #include <thread>
 
+#include "avahi/avahi_library.h"
+
 struct AvahiThread::Run {
-    explicit Run(Changed whenChanged) : changed(std::move(whenChanged)), poll(avahi_simple_poll_new()) {}
+    explicit Run(Changed whenChanged) : changed(std::move(whenChanged)) {}
     ~Run()
     {
-        if (poll) avahi_simple_poll_free(poll);
+        if (poll) library.avahi_simple_poll_free(poll);
     }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
@@ -26,29 +27,32 @@ struct AvahiThread::Run {
     {
         failed = false;
         // It asks the machine's bus and may wait there: that is why this is a thread.
-        AvahiClient* client =
-            avahi_client_new(avahi_simple_poll_get(poll), AVAHI_CLIENT_NO_FAIL, &Run::OnState, this, nullptr);
+        AvahiClient* client = library.avahi_client_new(library.avahi_simple_poll_get(poll),
+                                                       AVAHI_CLIENT_NO_FAIL, &Run::OnState, this, nullptr);
         if (!client) return false;
-        while (!over && !failed && avahi_simple_poll_iterate(poll, -1) == 0) continue;
-        avahi_client_free(client);
+        while (!over && !failed && library.avahi_simple_poll_iterate(poll, -1) == 0) continue;
+        library.avahi_client_free(client);
         return true;
     }
     void Loop()
     {
         if (!poll) return;
         while (!over && Serve())
-            if (!over) avahi_simple_poll_iterate(poll, kNextClient);
+            if (!over) library.avahi_simple_poll_iterate(poll, kNextClient);
     }
 
     static constexpr int kNextClient = 1000;  // milliseconds from one that failed to the next
+    const AvahiLibrary& library = *AvahiLibrary::Open();
     const Changed changed;
-    AvahiSimplePoll* const poll;
+    AvahiSimplePoll* const poll = library.avahi_simple_poll_new();
     std::atomic<bool> over{false};
     bool failed = false;
 };
 
-AvahiThread::AvahiThread(Changed changed) : mRun(std::make_shared<Run>(std::move(changed)))
+AvahiThread::AvahiThread(Changed changed)
 {
+    if (!AvahiLibrary::Open()) return;
+    mRun = std::make_shared<Run>(std::move(changed));
     sigset_t all, before;
     ::sigfillset(&all);
     ::pthread_sigmask(SIG_BLOCK, &all, &before);  // signals are for the program's own threads
@@ -58,6 +62,7 @@ AvahiThread::AvahiThread(Changed changed) : mRun(std::make_shared<Run>(std::move
 
 AvahiThread::~AvahiThread()
 {
+    if (!mRun) return;
     mRun->over = true;
-    if (mRun->poll) avahi_simple_poll_wakeup(mRun->poll);
+    if (mRun->poll) mRun->library.avahi_simple_poll_wakeup(mRun->poll);
 }

@@ -11,7 +11,7 @@ class AvahiThread {
 public:
     /// `changed` runs on that thread with each new state of the client; an Avahi that comes later, or comes
     /// back, is found then, and what was made before has to be made anew. It may run once more when this is
-    /// gone already, so it owns what it refers to.
+    /// gone already, so it owns what it refers to. Never where Avahi's library is not installed.
     using Changed = std::function<void(AvahiClient* client, AvahiClientState state)>;
     explicit AvahiThread(Changed changed);
     ~AvahiThread();
@@ -20,5 +20,5 @@ public:
 
 private:
     struct Run;
-    std::shared_ptr<Run> mRun;
+    std::shared_ptr<Run> mRun;  // null without the library
 };

@@ -1,7 +1,5 @@
 #include "platform/linux/avahi_neighbours.h"
 
-#include <avahi-client/lookup.h>
-#include <avahi-common/malloc.h>
 #include <net/if.h>
 
 #include <QRegularExpression>
@@ -10,6 +8,7 @@
 #include <map>
 #include <mutex>
 
+#include "avahi/avahi_library.h"
 #include "avahi/service_type.h"
 
 using namespace Qt::StringLiterals;
@@ -20,10 +19,16 @@ constexpr std::size_t kMostServices = 32;
 constexpr std::size_t kMostResolvers = 64;  // a service has one for each network and kind of address
 constexpr qsizetype kLongestName = 63;
 
+/// Where it calls us, it is there.
+const AvahiLibrary& Avahi()
+{
+    return *AvahiLibrary::Open();
+}
+
 QString AddressText(const AvahiAddress& address, AvahiIfIndex network, std::uint16_t port)
 {
     std::array<char, AVAHI_ADDRESS_STR_MAX> text{};
-    avahi_address_snprint(text.data(), text.size(), &address);
+    Avahi().avahi_address_snprint(text.data(), text.size(), &address);
     QString host = QString::fromLatin1(text.data());
     if (address.proto == AVAHI_PROTO_INET6) {
         std::array<char, IF_NAMESIZE> zone{};
@@ -39,12 +44,12 @@ QString AddressText(const AvahiAddress& address, AvahiIfIndex network, std::uint
 QString KeyIn(AvahiStringList* texts)
 {
     static const QRegularExpression form(u"^sha256:[0-9a-f]{64}$"_s);
-    AvahiStringList* found = avahi_string_list_find(texts, kAnnouncedKey);
+    AvahiStringList* found = Avahi().avahi_string_list_find(texts, kAnnouncedKey);
     char *name = nullptr, *value = nullptr;
-    if (!found || avahi_string_list_get_pair(found, &name, &value, nullptr) != 0) return {};
+    if (!found || Avahi().avahi_string_list_get_pair(found, &name, &value, nullptr) != 0) return {};
     const QString key = QString::fromLatin1(value ? value : "");
-    avahi_free(name);
-    avahi_free(value);
+    Avahi().avahi_free(name);
+    Avahi().avahi_free(value);
     return form.match(key).hasMatch() ? key : QString();
 }
 
@@ -87,8 +92,9 @@ public:
     {
         mClient = client;
         if (state == AVAHI_CLIENT_S_RUNNING && !mBrowser) {
-            mBrowser = avahi_service_browser_new(client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, kAnnouncedType,
-                                                 nullptr, {}, &Browsing::OnBrowse, this);
+            mBrowser =
+                Avahi().avahi_service_browser_new(client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, kAnnouncedType,
+                                                  nullptr, {}, &Browsing::OnBrowse, this);
         } else if (state == AVAHI_CLIENT_CONNECTING || state == AVAHI_CLIENT_FAILURE) {
             mBrowser = nullptr;  // the client frees its own
             mResolvers.clear();
@@ -108,13 +114,13 @@ private:
         if (event == AVAHI_BROWSER_NEW && self.mResolvers.size() < kMostResolvers) {
             // It goes on telling what changes, until it is freed.
             AvahiServiceResolver* resolver =
-                avahi_service_resolver_new(self.mClient, network, protocol, name, type, domain, protocol, {},
-                                           &Browsing::OnResolve, &self);
+                Avahi().avahi_service_resolver_new(self.mClient, network, protocol, name, type, domain,
+                                                   protocol, {}, &Browsing::OnResolve, &self);
             if (resolver) self.mResolvers[{{protocol, network}, name}] = resolver;
         } else if (event == AVAHI_BROWSER_REMOVE) {
             const auto gone = self.mResolvers.find({{protocol, network}, name});
             if (gone == self.mResolvers.end()) return;
-            avahi_service_resolver_free(gone->second);
+            Avahi().avahi_service_resolver_free(gone->second);
             self.mResolvers.erase(gone);
             self.Change([&] { self.Forget(name, {protocol, network}); });
         }

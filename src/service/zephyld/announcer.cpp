@@ -1,10 +1,6 @@
 #include "service/zephyld/announcer.h"
 
-#include <avahi-client/publish.h>
-#include <avahi-common/alternative.h>
-#include <avahi-common/error.h>
-#include <avahi-common/malloc.h>
-
+#include "avahi/avahi_library.h"
 #include "avahi/service_type.h"
 
 namespace zephyl {
@@ -26,7 +22,7 @@ public:
         if (state == AVAHI_CLIENT_FAILURE || state == AVAHI_CLIENT_CONNECTING)
             mGroup = nullptr;
         else if (mGroup)
-            avahi_entry_group_reset(mGroup);
+            mAvahi.avahi_entry_group_reset(mGroup);
         if (state == AVAHI_CLIENT_CONNECTING) mSay("not announced: no Avahi runs here; waiting for one");
     }
 
@@ -42,38 +38,39 @@ private:
     void Put()
     {
         if (mName.empty()) {
-            const char* host = avahi_client_get_host_name(mClient);
+            const char* host = mAvahi.avahi_client_get_host_name(mClient);
             mName = std::string("Zephyl at ") + (host ? host : "this computer");
         }
-        if (!mGroup) mGroup = avahi_entry_group_new(mClient, &Announcement::OnGroup, this);
-        if (!mGroup || !avahi_entry_group_is_empty(mGroup)) return;
+        if (!mGroup) mGroup = mAvahi.avahi_entry_group_new(mClient, &Announcement::OnGroup, this);
+        if (!mGroup || !mAvahi.avahi_entry_group_is_empty(mGroup)) return;
         int failed = 0;
         for (int tries = 0; tries < kTries; ++tries) {
-            failed =
-                avahi_entry_group_add_service(mGroup, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, {}, mName.c_str(),
-                                              kAnnouncedType, nullptr, nullptr, mPort, mKey.c_str(), nullptr);
+            failed = mAvahi.avahi_entry_group_add_service(mGroup, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, {},
+                                                          mName.c_str(), kAnnouncedType, nullptr, nullptr,
+                                                          mPort, mKey.c_str(), nullptr);
             if (failed != AVAHI_ERR_COLLISION) break;
             NextName();  // another service of this computer has it
         }
-        if (failed == 0) failed = avahi_entry_group_commit(mGroup);
-        if (failed != 0) mSay(std::string("not announced: ") + avahi_strerror(failed));
+        if (failed == 0) failed = mAvahi.avahi_entry_group_commit(mGroup);
+        if (failed != 0) mSay(std::string("not announced: ") + mAvahi.avahi_strerror(failed));
     }
 
     void NextName()
     {
-        char* next = avahi_alternative_service_name(mName.c_str());
+        char* next = mAvahi.avahi_alternative_service_name(mName.c_str());
         mName = next;
-        avahi_free(next);
+        mAvahi.avahi_free(next);
     }
 
     void Rename()
     {
         NextName();
-        avahi_entry_group_reset(mGroup);
+        mAvahi.avahi_entry_group_reset(mGroup);
         Put();
     }
 
     static constexpr int kTries = 20;
+    const AvahiLibrary& mAvahi = *AvahiLibrary::Open();
     const std::uint16_t mPort;
     const std::string mKey;
     const std::function<void(std::string)> mSay;
@@ -85,9 +82,14 @@ private:
 }  // namespace
 
 Announcer::Announcer(std::uint16_t port, const std::string& fingerprint, std::function<void(std::string)> say)
-    : mThread([announcement = std::make_shared<Announcement>(port, fingerprint, std::move(say))](
-                  AvahiClient* client, AvahiClientState state) { announcement->OnState(client, state); })
 {
+    if (!AvahiLibrary::Open()) {
+        say("not announced: Avahi's library is not installed");
+        return;
+    }
+    mThread.emplace(
+        [announcement = std::make_shared<Announcement>(port, fingerprint, std::move(say))](
+            AvahiClient* client, AvahiClientState state) { announcement->OnState(client, state); });
 }
 
 }  // namespace zephyl

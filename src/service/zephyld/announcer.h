@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <string>
 
 #include "avahi/avahi_thread.h"
@@ -16,7 +16,7 @@ public:
     Announcer(std::uint16_t port, const std::string& fingerprint, std::function<void(std::string)> say);
 
 private:
-    AvahiThread mThread;
+    std::optional<AvahiThread> mThread;
 };
 
 }  // namespace zephyl
