@@ -68,7 +68,7 @@ private:
     void DeliverTo(const QString& handle, const QString& fromHandle, const QString& message) override;
     void SendFrameTo(const QString& handle, const QByteArray& data, const QString& fromHandle, int x, int y,
                      qint32 frameType, qint32 quality) override;
-    QString AddressOf(const QString& handle) const override { return mAddresses.value(handle); }
+    QString AddressOf(const QString& handle) const override;
 
     // sending
     void AddCopy(Copy copy);

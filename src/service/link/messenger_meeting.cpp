@@ -5,6 +5,7 @@
 
 #include "service/link/jpeg_frame_encoder.h"
 #include "service/link/messenger_parts.h"
+#include "service/link/trust.h"
 #include "service/wire/limits.h"
 
 namespace zephyl::link {
@@ -102,6 +103,12 @@ void LinkMessenger::FillUsers(const std::vector<Attendee>& attendees)
         mAddresses.insert(handle, QString::fromStdString(one.address()));
         if (handle != mAccount.handle) add(handle);
     }
+}
+
+QString LinkMessenger::AddressOf(const QString& handle) const
+{
+    return QString::fromStdString(
+        AddressFromHere(mAddresses.value(handle).toStdString(), mFace.service.toStdString()));
 }
 
 void LinkMessenger::LeaveMeeting()

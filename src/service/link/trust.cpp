@@ -55,4 +55,13 @@ std::string ServiceName(const ServiceAddress& address)
     return address.port == kDefaultPort ? name : name + ':' + std::to_string(address.port);
 }
 
+std::string AddressFromHere(const std::string& seen, const std::string& service)
+{
+    const auto isLoopback = [](const std::string& host) {
+        return host.starts_with("127.") || host == "::1" || host == "localhost";
+    };
+    const std::optional<ServiceAddress> there = ReadServiceAddress(service);
+    return isLoopback(seen) && there && !isLoopback(there->host) ? there->host : seen;
+}
+
 }  // namespace zephyl::link

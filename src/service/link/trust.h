@@ -22,5 +22,9 @@ struct ServiceAddress {
 std::optional<ServiceAddress> ReadServiceAddress(std::string text);
 /// One text for all spellings of an address: lower case, without the default port. What pins are kept by.
 std::string ServiceName(const ServiceAddress& address);
+/// Where an attendee is whom the service sees at `seen`. A loopback address means the service's own computer,
+/// which for everybody else has the name that they reach the service by. `service`: as ServiceName writes it;
+/// "" for the one of this computer.
+std::string AddressFromHere(const std::string& seen, const std::string& service);
 
 }  // namespace zephyl::link

@@ -296,6 +296,23 @@ TEST(Trust, AddressesAreReadAsPeopleTypeThem)
     }
 }
 
+TEST(Addresses, OfTheServicesOwnComputerMeanItElsewhere)
+{
+    const struct {
+        const char *seen, *service, *here;
+    } rows[] = {
+        {"127.0.0.1", "10.77.0.1", "10.77.0.1"},
+        {"127.0.0.1", "[fe80::1]:81", "fe80::1"},
+        {"::1", "meet.example:81", "meet.example"},
+        {"10.77.0.9", "10.77.0.1", "10.77.0.9"},
+        {"127.0.0.1", "", "127.0.0.1"},  // this computer's own service
+        {"127.0.0.1", "localhost:81", "127.0.0.1"},
+        {"127.0.0.1", "127.0.0.1:81", "127.0.0.1"},
+        {"", "10.77.0.1", ""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(AddressFromHere(row.seen, row.service), row.here) << row.service;
+}
+
 /// What one family leads to is not tried before the other had a chance.
 TEST(Opening, TakesTheFamiliesInTurn)
 {
