@@ -214,8 +214,12 @@ Folder::~Folder()
     if (mTemporary) QDir(mPath).removeRecursively();
 }
 
-Service::Service(const Folder& folder, const std::map<QString, QString>& accounts)
-    : mData(folder / "service"), mLog(folder / "zephyld.log")
+Service::Service(const Folder& folder, const std::map<QString, QString>& accounts, QStringList launcher,
+                 QStringList options)
+    : mData(folder / "service"),
+      mLog(folder / "zephyld.log"),
+      mLauncher(std::move(launcher)),
+      mOptions(std::move(options))
 {
     for (const auto& [handle, password] : accounts) {
         QFile file(folder / "password");
@@ -238,9 +242,11 @@ void Service::Zephyld(const QStringList& arguments)
 void Service::Start()
 {
     const QString listen = mAddress.isEmpty() ? u"127.0.0.1:0"_s : mAddress;  // again on the same port
-    mDaemon = std::make_unique<Child>(Programs() + u"/zephyld"_s,
-                                      QStringList{u"serve"_s, u"--listen"_s, listen, u"--data"_s, mData},
-                                      std::map<QString, QString>{}, mLog);
+    QStringList words = mLauncher;
+    words << Programs() + u"/zephyld"_s << u"serve"_s << u"--data"_s << mData << mOptions;
+    if (!mOptions.contains(u"--listen"_s)) words << u"--listen"_s << listen;
+    const QString program = words.takeFirst();
+    mDaemon = std::make_unique<Child>(program, words, std::map<QString, QString>{}, mLog);
     const QList<QByteArray> ready = mDaemon->ReadLine().split(' ');
     if (ready.size() != 4 || ready[1] != "ready") Fail(u"zephyld did not get ready"_s);
     mAddress = QString::fromLatin1(ready[2]);

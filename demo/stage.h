@@ -83,8 +83,9 @@ private:
 /// zephyld on a free loopback port with the accounts that the scenario needs.
 class Service {
 public:
-    /// `accounts`: handle -> password.
-    Service(const Folder& folder, const std::map<QString, QString>& accounts);
+    /// `accounts`: handle -> password. `launcher`: what starts it, with it and its options behind.
+    Service(const Folder& folder, const std::map<QString, QString>& accounts, QStringList launcher = {},
+            QStringList options = {});
     void Start();
     void Stop(int signal);
     QString Address() const { return mAddress; }  // HOST:PORT
@@ -93,6 +94,7 @@ public:
 
 private:
     QString mData, mLog, mAddress, mFingerprint;
+    const QStringList mLauncher, mOptions;
     std::unique_ptr<Child> mDaemon;
 };
 

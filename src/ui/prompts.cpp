@@ -196,7 +196,8 @@ bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint, con
     trust->setObjectName(u"cmdTrust"_s);
     QPushButton* refuse = box.addButton(Ours::tr("&Do not connect"), QMessageBox::RejectRole);
     refuse->setObjectName(u"cmdRefuse"_s);
-    TraceEvent(mState, "trust", {{u"service"_s, service}, {u"fingerprint"_s, fingerprint}});
+    TraceEvent(mState, "trust",
+               {{u"service"_s, service}, {u"fingerprint"_s, fingerprint}, {u"announced"_s, announced}});
     return Agreed(box, trust, refuse);
 }
 

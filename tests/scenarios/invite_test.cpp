@@ -1,63 +1,18 @@
 // Two people who have nothing but their computers and one network between them.
 #include <gtest/gtest.h>
+#include <signal.h>
 
+#include <QFile>
 #include <chrono>
 #include <iostream>
 
+#include "demo/cable.h"
 #include "scenarios/meeting_fixture.h"
 
 using namespace Qt::StringLiterals;
 using namespace stage;
 
 namespace {
-
-/// Two computers joined by a cable, as far as their networks go. Where that is not allowed (it takes root),
-/// both are on this computer's own network.
-class Networks {
-public:
-    explicit Networks(const QString& log) : mLog(log)
-    {
-        for (auto& computer : mComputers) {
-            computer = std::make_unique<Child>(
-                u"unshare"_s,
-                QStringList{u"--net"_s, u"sh"_s, u"-c"_s, u"ip link set lo up && echo up; read end"_s},
-                std::map<QString, QString>{}, mLog);
-            try {
-                mApart = computer->ReadLine() == "up";
-            } catch (const std::exception&) {
-                mApart = false;
-            }
-            if (!mApart) return;
-        }
-        const QString other = QString::number(mComputers[1]->Pid());
-        mApart = In(0, {u"ip"_s, u"link"_s, u"add"_s, u"eth0"_s, u"type"_s, u"veth"_s, u"peer"_s, u"name"_s,
-                        u"eth0"_s, u"netns"_s, other}) == 0;
-        for (const int at : {0, 1}) {
-            const QString address = u"10.77.0.%1/24"_s.arg(at + 1);
-            mApart = mApart && In(at, {u"ip"_s, u"address"_s, u"add"_s, address, u"dev"_s, u"eth0"_s}) == 0 &&
-                     In(at, {u"ip"_s, u"link"_s, u"set"_s, u"eth0"_s, u"up"_s}) == 0;
-        }
-    }
-    bool Apart() const { return mApart; }
-    /// What starts a program on one of the two.
-    QStringList Launcher(int at) const
-    {
-        if (!mApart) return {};
-        return {u"nsenter"_s, u"--net=/proc/%1/ns/net"_s.arg(mComputers[at]->Pid())};
-    }
-    /// The exit status of a command there.
-    int In(int at, const QStringList& words) const
-    {
-        QStringList all = Launcher(at) + words;
-        const QString program = all.takeFirst();
-        return Child(program, all, {}, mLog).WaitForEnd();
-    }
-
-private:
-    const QString mLog;
-    std::unique_ptr<Child> mComputers[2];  // each keeps its network for as long as it reads
-    bool mApart = false;
-};
 
 /// "" while nobody owns it.
 QString Clipboard(Desk& desk)
@@ -78,10 +33,76 @@ std::unique_ptr<Child> PutOnClipboard(Desk& desk, const QString& text)
     return owner;
 }
 
+/// The Avahi of one of two computers, on a message bus of that computer's own. /run is that computer's, too.
+class OwnAvahi {
+public:
+    OwnAvahi(const Cable& cable, int at, const Folder& folder)
+        : mLauncher(cable.Launcher(at)), mLog(folder / "avahi.log"), mFile(folder / "avahi.conf")
+    {
+        Write(folder / "bus.conf",
+              "<busconfig><type>session</type><listen>unix:path=" + QFile::encodeName(folder / "bus") +
+                  "</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
+                  "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>");
+        Write(mFile, "[server]\nhost-name=computer" + QByteArray::number(at + 1) +
+                         "\nallow-interfaces=eth0\nuse-ipv6=no\n[publish]\npublish-workstation=no\n");
+        mBus = Start({u"dbus-daemon"_s, u"--nofork"_s, u"--print-address=1"_s,
+                      u"--config-file="_s + folder / "bus.conf"});
+        mAddress = QString::fromLatin1(mBus->ReadLine());
+        Come();
+    }
+    const QString& Bus() const { return mAddress; }
+    /// What starts a program that speaks to it.
+    QStringList Launcher() const
+    {
+        return mLauncher + QStringList{u"env"_s, u"DBUS_SYSTEM_BUS_ADDRESS="_s + mAddress};
+    }
+    void Leave()
+    {
+        mDaemon->Signal(SIGKILL);
+        mDaemon->WaitForEnd();
+    }
+    /// Its folder must belong to a user of its name, and this user may own nothing but what is root's there.
+    void Come()
+    {
+        const QString script =
+            u"echo avahi:x:0:0::/:/bin/false > /run/passwd && echo avahi:x:0: > /run/group && "
+            "mount --bind /run/passwd /etc/passwd && mount --bind /run/group /etc/group && "
+            "rm -rf /run/avahi-daemon && "
+            "exec /usr/sbin/avahi-daemon --no-drop-root --no-chroot --no-rlimits --file=\"$0\""_s;
+        mDaemon =
+            Start(Launcher() + QStringList{u"unshare"_s, u"--mount"_s, u"sh"_s, u"-c"_s, script, mFile});
+    }
+
+private:
+    static void Write(const QString& path, const QByteArray& text)
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    }
+    std::unique_ptr<Child> Start(QStringList words)
+    {
+        if (words[0] != mLauncher.value(0)) words = mLauncher + words;
+        const QString program = words.takeFirst();
+        return std::make_unique<Child>(program, words, std::map<QString, QString>{}, mLog);
+    }
+
+    const QStringList mLauncher;
+    const QString mLog, mFile;
+    QString mAddress;
+    std::unique_ptr<Child> mBus, mDaemon;
+};
+
 void ChooseInMeetingMenu(Desk& desk, const QString& mnemonic)
 {
     desk.Key(u"alt+m"_s);
     desk.Key(mnemonic);
+}
+
+QString Configured(const Folder& folder, const QByteArray& text)
+{
+    QFile file(folder / "zephyld.toml");
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    return file.fileName();
 }
 
 void Look(Desk& desk, const Folder& folder, const char* name)
@@ -94,12 +115,12 @@ void Look(Desk& desk, const Folder& folder, const char* name)
 TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
 {
     const Folder here, there;
-    const Networks networks(here / "networks.log");
-    std::cout << (networks.Apart() ? "two networks joined by a cable" : "one network: no others may be made")
+    const Cable cable(here / "cable.log");
+    std::cout << (cable.Apart() ? "two networks joined by a cable" : "one network: no others may be made")
               << std::endl;
     Desk ann(here, u"ann"_s), bob(there, u"bob"_s);
-    ann.StartBy(networks.Launcher(0));
-    bob.StartBy(networks.Launcher(1));
+    ann.StartBy(cable.Launcher(0));
+    bob.StartBy(cable.Launcher(1));
     ann.StartClient();
     bob.StartClient();
     for (Desk* desk : {&ann, &bob}) desk->Wait("dialog", Is("name", u"frmLogin"_s));
@@ -124,7 +145,7 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     ann.ClickControl(u"cmdCopy"_s);
     const QString invitation = ann.Wait("invitation")[u"text"_s].toString();
     EXPECT_EQ(Clipboard(ann), invitation);
-    const QString host = networks.Apart() ? u"zephyl://10.77.0.1"_s : u"zephyl://"_s;
+    const QString host = cable.Apart() ? u"zephyl://"_s + Cable::Address(0) : u"zephyl://"_s;
     EXPECT_TRUE(invitation.contains(host)) << invitation.toStdString();
     ann.ClickControl(u"cmdDone"_s);
 
@@ -159,6 +180,40 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     Look(bob, here, "5-closed.png");
     const QStringList parts = invitation.split(u"zephyl://"_s).value(1).split(u'/').value(0).split(u':');
     const QString knock = u"exec 3<>/dev/tcp/%1/%2"_s.arg(parts.value(0), parts.value(1, u"7420"_s));
-    EXPECT_NE(networks.In(1, {u"bash"_s, u"-c"_s, knock}), 0);
+    EXPECT_NE(cable.In(1, {u"bash"_s, u"-c"_s, knock}), 0);
     EXPECT_TRUE(EndPersonalServices(here / "run"));
+}
+
+TEST(OneNetwork, OffersAServiceThatAnnouncesItself)
+{
+    const Folder here, there;
+    const Cable cable(here / "cable.log");
+    if (!cable.Apart()) GTEST_SKIP() << "no networks of their own may be made here, by root or by user";
+    const OwnAvahi announcing(cable, 0, here);
+    OwnAvahi looking(cable, 1, there);
+    Service service(here, {{u"bob"_s, u"bob's secret"_s}}, announcing.Launcher(),
+                    {u"--listen"_s, u"0.0.0.0:7420"_s, u"--config"_s, Configured(here, "announce = true\n")});
+
+    Desk bob(there, u"bob"_s);
+    bob.StartBy(looking.Launcher());
+    bob.StartClient();
+    bob.Wait("dialog", Is("name", u"frmLogin"_s));
+    bob.ClickControl(u"chkMore"_s);
+    bob.Wait("neighbours", Is("count", 1));
+    looking.Leave();
+    bob.Wait("neighbours", Is("count", 0));
+    looking.Come();
+    bob.Wait("neighbours", Is("count", 1));
+    bob.ClickControl(u"txtService"_s);
+    for (const QString& key : {u"alt+Down"_s, u"Down"_s, u"Return"_s}) bob.Key(key);
+    Look(bob, there, "1-offered.png");
+    bob.Login(u"bob"_s, u"bob's secret"_s, u"Picnic02"_s, false);
+    const QJsonObject question = bob.Wait("trust");
+    EXPECT_EQ(question[u"service"_s].toString(), Cable::Address(0) + u":7420"_s);
+    EXPECT_EQ(question[u"fingerprint"_s].toString(), service.Fingerprint());
+    EXPECT_EQ(question[u"announced"_s].toString(), service.Fingerprint());
+    bob.Wait("dialog", Is("name", u"trust"_s));
+    Look(bob, there, "2-asked.png");
+    bob.ClickControl(u"cmdTrust"_s);
+    bob.Wait("window_whole");
 }
