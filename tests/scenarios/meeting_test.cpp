@@ -280,3 +280,35 @@ TEST_F(Meeting, SaysWhatComesWhileItIsBehindAndOpensLinksOnDemand)
     ann->Key(u"alt+o"_s);
     EXPECT_EQ(opened->ReadLine().trimmed(), "http://example.org/x");
 }
+
+TEST_F(Meeting, AnInvitationInTheChatOpensASecondWindowAndTheFirstStays)
+{
+    auto ann = Sit(u"ann"_s);
+    Enter(*ann, u"ann"_s, u"Links001"_s, false);
+    Script eve(service, folder, "eve"), sam(service, folder, "sam");
+    Join(eve, u"eve"_s, u"Links001"_s);
+    Join(sam, u"sam"_s, u"Links002"_s, "create");
+    const QString link = u"zephyl://%1/Links002#%2"_s.arg(service.Address(), service.Fingerprint());
+    Ok(eve, "send", {{u"to"_s, u"ann"_s}, {u"text"_s, link}});
+    ann->Wait("line", Is("text", link));
+    ann->ClickControl(u"txtChat"_s);
+    for (const QString& key : {u"ctrl+End"_s, u"Left"_s, u"Return"_s}) ann->Key(key);
+    ann->Wait("dialog", Is("name", u"link"_s));
+    ann->Key(u"alt+o"_s);
+    const auto found =
+        ann->Start(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--name"_s,
+                                  u"^Quorvia Login$"_s, u"windowactivate"_s, u"--sync"_s, u"getwindowpid"_s});
+    const pid_t second = found->ReadLine().toInt();
+    ASSERT_GT(second, 1);
+    for (const auto& [field, text] :
+         {std::pair(u"alt+h"_s, u"bob"_s), std::pair(u"alt+p"_s, kPeople.at(u"bob"_s))}) {
+        ann->Key(field);
+        ann->Key(u"ctrl+a"_s);
+        ann->Type(text);
+    }
+    ann->Key(u"Return"_s);
+    sam.Event(Both(Is("event", u"status"_s), Both(Is("handle", u"bob"_s), Is("status", 5))));
+    EXPECT_EQ(kill(second, SIGTERM), 0);
+    Ok(eve, "send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"still here?"_s}});
+    ann->Wait("line", Is("text", u"still here?"_s));
+}

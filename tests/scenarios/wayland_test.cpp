@@ -1,13 +1,8 @@
-// Whole programs on a Wayland desktop: a compositor whose screen is a window of a virtual X display, so that
-// a person's keys and mouse reach it.
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
+// Whole programs on a Wayland desktop.
+#include "demo/wayland.h"
 
 #include <QFile>
-#include <cstring>
-#include <stdexcept>
+#include <chrono>
 
 #include "scenarios/meeting_fixture.h"
 
@@ -15,50 +10,23 @@ using namespace stage;
 
 namespace {
 
-/// Where a compositor says that it is ready, as services of the system do.
-class ReadySocket {
-public:
-    explicit ReadySocket(const QString& path) : mSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const QByteArray name = QFile::encodeName(path);
-        std::memcpy(address.sun_path, name.constData(),
-                    std::min(sizeof address.sun_path, size_t(name.size())));
-        if (bind(mSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            throw std::runtime_error("no socket for the compositor");
-    }
-    ~ReadySocket() { close(mSocket); }
-    void Wait() const
-    {
-        pollfd ready{mSocket, POLLIN, 0};
-        if (poll(&ready, 1, 30'000) != 1) throw std::runtime_error("the compositor does not start");
-    }
-
-private:
-    int mSocket;
-};
-
 class Wayland : public Meeting {
 protected:
-    /// A desk with a compositor that shows one window over all of its screen, and no other desktop than that.
-    std::unique_ptr<Desk> SitOnWayland(const QString& name)
+    std::unique_ptr<Desk> Sit(const QString& name)
     {
         auto desk = std::make_unique<Desk>(folder, name);
-        const ReadySocket ready(folder / "ready");
-        desk->Environment(u"NOTIFY_SOCKET"_s, folder / "ready");
-        compositor =
-            desk->Start(u"weston"_s, {u"--backend=x11-backend.so"_s, u"--use-pixman"_s, u"--width=1100"_s,
-                                      u"--height=760"_s, u"--fullscreen"_s, u"--shell=kiosk-shell.so"_s,
-                                      u"--modules=systemd-notify.so"_s, u"--no-config"_s, u"--idle-time=0"_s,
-                                      u"--socket=quorvia-test"_s});
-        ready.Wait();
-        desk->Environment(u"WAYLAND_DISPLAY"_s, u"quorvia-test"_s);
-        desk->Environment(u"XDG_SESSION_TYPE"_s, u"wayland"_s);
-        desk->Environment(u"QT_QPA_PLATFORM"_s, {});  // its own choice
-        desk->Environment(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s);
+        compositor = SitOnWayland(*desk, folder);
         desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
         return desk;
+    }
+    /// What `ask` of the desktop's clipboard tells, as soon as `wanted` is in it.
+    static QString Clipboard(Desk& desk, const QString& ask, const QString& wanted)
+    {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        QString told;
+        do told = QString::fromUtf8(desk.Start(u"sh"_s, {u"-c"_s, ask})->ReadLine());
+        while (!told.contains(wanted) && std::chrono::steady_clock::now() < until);
+        return told;
     }
     static QString Stored(const Desk& desk, const QByteArray& key)
     {
@@ -75,11 +43,11 @@ protected:
 
 }  // namespace
 
-TEST_F(Wayland, AMeetingRunsThereAndSaysWhatSharingLacks)
+TEST_F(Wayland, AMeetingRunsThereCopiesAndSaysWhatSharingLacks)
 {
     Script sam(service, folder, "sam");
     Join(sam, u"sam"_s, u"Wayland1"_s, "create");
-    auto ann = SitOnWayland(u"ann"_s);
+    auto ann = Sit(u"ann"_s);
     ann->Setting(u"Quorvia\\Data"_s, u"XPos"_s, u"1515"_s);
     ann->StartClient({u"--service"_s, service.Address()});
     ann->Wait("dialog", Is("name", u"frmLogin"_s));
@@ -105,6 +73,16 @@ TEST_F(Wayland, AMeetingRunsThereAndSaysWhatSharingLacks)
     sam.Event(Message(u"ann"_s, u"from over here"_s));
     Ok(sam, "deliver", {{u"to"_s, QJsonArray{u"ann"_s}}, {u"text"_s, u"seen"_s}});
     ann->Wait("line", Is("text", u"seen"_s));
+
+    // What is copied other programs get.
+    ann->Key(u"alt+m"_s);
+    ann->Key(u"i"_s);
+    const QString invitation = ann->Wait("invitation")[u"text"_s].toString();
+    EXPECT_EQ(Clipboard(*ann, u"wl-paste -n; echo"_s, invitation), invitation);
+    ann->Key(u"alt+t"_s);
+    ann->Key(u"c"_s);
+    EXPECT_TRUE(
+        Clipboard(*ann, u"wl-paste -l | tr '\n' ' '; echo"_s, u"image/png"_s).contains(u"image/png"_s));
 
     ann->ClickControl(u"tool_App"_s);
     ann->Wait("share_dialog", [](const QJsonObject& line) {
