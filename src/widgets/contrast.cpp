@@ -19,16 +19,25 @@ double Luminance(const QColor& colour)
            0.0722 * Linear(colour.blueF());
 }
 
+/// What is seen of it there.
+QColor Over(const QColor& paper, const QColor& ink)
+{
+    const auto mix = [part = ink.alphaF()](float a, float b) { return a * part + b * (1 - part); };
+    return QColor::fromRgbF(mix(ink.redF(), paper.redF()), mix(ink.greenF(), paper.greenF()),
+                            mix(ink.blueF(), paper.blueF()));
+}
+
 }  // namespace
 
-double Contrast(const QColor& a, const QColor& b)
+double Contrast(const QColor& ink, const QColor& paper)
 {
-    const auto [darker, lighter] = std::minmax({Luminance(a), Luminance(b)});
+    const auto [darker, lighter] = std::minmax({Luminance(Over(paper, ink)), Luminance(paper)});
     return (lighter + 0.05) / (darker + 0.05);
 }
 
-QColor ReadableOn(const QColor& ink, const QColor& paper, double onLight)
+QColor ReadableOn(const QColor& given, const QColor& paper, double onLight)
 {
+    const QColor ink = Over(paper, given);
     constexpr int kStep = 5;
     const bool dark = Luminance(paper) < kDark;
     QColor shade = ink;

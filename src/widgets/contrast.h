@@ -7,9 +7,10 @@
 /// What texts of ours have at least; those rules ask for it.
 inline constexpr double kReadableContrast = 4.5;
 
-/// From 1, the same, to 21.
-double Contrast(const QColor& a, const QColor& b);
+/// From 1, the same, to 21. Of an ink that shines through counts what is seen.
+double Contrast(const QColor& ink, const QColor& paper);
 
-/// `ink`, or a shade of it that is light enough to be read on `paper` where that is dark, or dark enough
-/// where it is light. `onLight`: the least contrast there; on dark paper small coloured letters get more.
+/// `ink`, opaque, or a shade of it that is light enough to be read on `paper` where that is dark, or dark
+/// enough where it is light. `onLight`: the least contrast there; on dark paper small coloured letters get
+/// more.
 QColor ReadableOn(const QColor& ink, const QColor& paper, double onLight = kReadableContrast);
