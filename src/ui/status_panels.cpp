@@ -94,14 +94,14 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     setAccessibleName(Ours::tr("Status"));
     setSizeGripEnabled(false);
     setAutoFillBackground(true);
-    mReady = Add("Ready", Ours::tr("State of the whiteboard"), 0);
-    mOpen = Add("WBOpen", Defined::tr("Time the whiteboard was opened"), 0);
-    mModified = Add("WBStatus", Defined::tr("Last user to update the whiteboard"), 0);
-    mLink = Add("Link", Ours::tr("Connection to the service"), 1);
+    mReady = Add("Ready", Ours::tr("State of the whiteboard"));
+    mOpen = Add("WBOpen", Defined::tr("Time the whiteboard was opened"));
+    mModified = Add("WBStatus", Defined::tr("Last user to update the whiteboard"));
+    mLink = Add("Link", Ours::tr("Connection to the service"), 1, 16);
     mZoom = Add("Zoom",
                 QCoreApplication::translate(
                     "MeetingStatusBar", "Size at which you see the whiteboard; Ctrl+0 shows it at its own"),
-                0);
+                0, 8);
     mZoom->hide();
     mReady->setText(Defined::tr("Zephyl Whiteboard: Ready"));
     mModified->setText(Defined::tr("Last Modified: (Not Modified) "));
@@ -109,13 +109,13 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     QObject::connect(&mNoteTime, &QTimer::timeout, this, [this] { ShowLink(); });
 }
 
-QLabel* MeetingStatusBar::Add(const char* key, const QString& help, int stretch)
+QLabel* MeetingStatusBar::Add(const char* key, const QString& help, int stretch, int letters)
 {
     auto* label = new PanelLabel(this);
     label->setObjectName(QLatin1String(key));
     label->setToolTip(help);
     label->setAccessibleDescription(help);
-    if (stretch > 0) label->KeepRoomFor(16);
+    label->KeepRoomFor(letters);
     addWidget(label, stretch);
     return label;
 }

@@ -28,7 +28,8 @@ public:
     void SetInMeeting(bool in);
 
 private:
-    QLabel* Add(const char* key, const QString& help, int stretch);
+    /// `letters`: it keeps room for so many when the others want all.
+    QLabel* Add(const char* key, const QString& help, int stretch = 0, int letters = 0);
     void SetLinkText(const QString& text);
     QString LinkText() const;
     void ShowLink();

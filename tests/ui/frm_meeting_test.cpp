@@ -320,6 +320,10 @@ TEST(MeetingWindow, FollowsLargeLettersWhereThereIsRoom)
     QLabel* link = desk.Find<QLabel>("Link");
     EXPECT_GE(link->width(), 16 * link->fontMetrics().averageCharWidth());
     EXPECT_LE(link->geometry().right(), link->parentWidget()->width());
+    static_cast<BoardView*>(desk.Find("picDraw"))->SetZoom(Zoom(200));
+    QCoreApplication::processEvents();
+    const QLabel* zoom = desk.Find<QLabel>("Zoom");
+    EXPECT_GE(zoom->contentsRect().width(), zoom->fontMetrics().horizontalAdvance(zoom->text()));
     QApplication::setFont(before);
 }
 
