@@ -33,12 +33,18 @@ void Photographer::Take(const QString& name)
     std::fflush(stdout);
 }
 
+void Photographer::Leave(const char* dialog, const char* key)
+{
+    mDesk.Key(QLatin1String(key));
+    mDesk.Wait("dialog_closed", Is("name", QLatin1String(dialog)));
+    if (mKeysReturn) mDesk.Wait("active");
+}
+
 void Photographer::TakeDialog(const char* name, const char* dialog, const char* leave)
 {
     mDesk.Wait("dialog", Is("name", QLatin1String(dialog)));
     Take(QLatin1String(name));
-    mDesk.Key(QLatin1String(leave));
-    mDesk.Wait("dialog_closed", Is("name", QLatin1String(dialog)));
+    Leave(dialog, leave);
 }
 
 void Photographer::TakeMenu(const char* name, const QString& keys)

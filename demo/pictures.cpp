@@ -144,8 +144,7 @@ private:
         const QPoint message = ann.Control(u"txtMessage"_s).center();
         ann.Click(message);  // the compositor gives the keys to nobody when a dialog closes
         PreferencePages();
-        ann.Key(u"Escape"_s);
-        ann.Wait("dialog_closed", Is("name", u"frmPreferences"_s));
+        shots.Leave("frmPreferences");
         ann.Click(message);
         Choose(ann, mLetters.help, u"Down"_s);
         ann.Key(u"Return"_s);
@@ -287,11 +286,12 @@ private:
         ann.Key(u"Up"_s);
         ann.Key(u"Return"_s);
         shots.TakeDialog("font", "selectFont");
-        Choose(ann, mLetters.tools, mLook.language == u"de" ? u"p"_s : u"s"_s);
+        Choose(ann, mLetters.tools, u"Up"_s);
+        ann.Key(u"Up"_s);
+        ann.Key(u"Return"_s);
         shots.TakeDialog("save-picture", "saveFile");
         ann.ClickControl(u"tool_Paste"_s);  // nothing is on the clipboard
-        ann.Click(ann.Board(500, 60));
-        shots.Take(u"nothing-to-paste"_s);
+        shots.TakeDialog("nothing-to-paste", "box", "Return");
         Choose(ann, mLetters.meeting, mLetters.newMeeting);
         shots.TakeDialog("login-again", "frmLogin");
         Choose(ann, mLetters.meeting, mLetters.letIn);
@@ -318,8 +318,7 @@ private:
         ann.Wait("dialog", Is("name", u"configName"_s));
         ann.Type(u"a/b"_s);
         shots.Take(u"configuration-name"_s);
-        ann.Key(u"Escape"_s);
-        ann.Wait("dialog_closed", Is("name", u"configName"_s));
+        shots.Leave("configName");
         ann.Key(u"ctrl+f"_s);
         ann.Type(u"log"_s);
         shots.Take(u"preferences-found"_s);
@@ -327,8 +326,7 @@ private:
         ann.Type(u"nothing like that"_s);
         shots.Take(u"preferences-not-found"_s);
         ann.Key(u"Escape"_s);
-        ann.Key(u"Escape"_s);
-        ann.Wait("dialog_closed", Is("name", u"frmPreferences"_s));
+        shots.Leave("frmPreferences");
     }
 
     void Links()
@@ -404,7 +402,7 @@ private:
     Desk ann{mFolder, u"ann"_s, ScreenFor(mLook), mLook.scale};
     Desk bob{mFolder, u"bob"_s, ScreenFor(mLook), mLook.scale};
     Script sam{service, mFolder, "sam"};
-    Photographer shots{ann, mFolder.Path()};
+    Photographer shots{ann, mFolder.Path(), !mLook.wayland};
 };
 
 }  // namespace

@@ -95,6 +95,7 @@ private:
 void ChooseInMeetingMenu(Desk& desk, const QString& mnemonic)
 {
     desk.Key(u"alt+m"_s);
+    desk.Wait("menu");
     desk.Key(mnemonic);
 }
 
@@ -133,6 +134,7 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     ann.Wait("dialog", Is("name", u"box"_s));
     ann.Key(u"Return"_s);
     ann.Wait("dialog_closed", Is("name", u"box"_s));
+    ann.Wait("active", Is("name", u"frmMeeting"_s));  // it has the keys again
 
     const auto begun = std::chrono::steady_clock::now();
     ChooseInMeetingMenu(ann, u"l"_s);
