@@ -19,7 +19,7 @@ constexpr int kSecondColumn = Qt::UserRole + 1;
 constexpr int kGap = 16;            // between the columns, pixels
 constexpr int kWidestSecond = 240;  // the rest is shown as cut off
 
-/// Paints the second column at the right, in a fainter shade.
+/// Paints the second column at the other end, in a fainter shade.
 class TwoColumns final : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
@@ -43,8 +43,10 @@ public:
         painter->save();
         painter->setPen(chosen ? option.palette.color(QPalette::HighlightedText) : ReadableOn(ink, paper));
         const int width = std::min(option.fontMetrics.horizontalAdvance(text) + 2, kWidestSecond);
-        const QRect room(option.rect.right() - width - 4, option.rect.top(), width, option.rect.height());
-        painter->drawText(room, Qt::AlignRight | Qt::AlignVCenter,
+        const QRect right(option.rect.right() - width - 4, option.rect.top(), width, option.rect.height());
+        const bool mirrored = option.direction == Qt::RightToLeft;
+        painter->drawText(QStyle::visualRect(option.direction, option.rect, right),
+                          (mirrored ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignAbsolute | Qt::AlignVCenter,
                           option.fontMetrics.elidedText(text, Qt::ElideMiddle, width));
         painter->restore();
     }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
@@ -10,13 +11,16 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
+#include <QStyledItemDelegate>
 #include <QTest>
 
 #include "cipher/password.h"
 #include "platform/neighbours.h"
+#include "session/service_list.h"
 #include "settings/settings.h"
 #include "support/fixture.h"
 #include "widgets/contrast.h"
@@ -308,6 +312,40 @@ TEST(FrmLogin, CanBeReadOnEveryDesktop)
         const QPalette hint = f.Edit("txtService")->palette();
         EXPECT_GE(Contrast(hint.color(QPalette::PlaceholderText), hint.color(QPalette::Base)),
                   kReadableContrast);
+    }
+}
+
+TEST(FrmLogin, ColumnsOfItsListsStandBesideEachOtherInBothDirections)
+{
+    for (const Qt::LayoutDirection direction : {Qt::LeftToRight, Qt::RightToLeft}) {
+        /// From where to where an entry of these two texts has ink.
+        const auto inked = [&](const QString& first, const QString& second) {
+            QComboBox box;
+            AddSecondColumn(box);
+            box.addItem(first);
+            SetSecondColumn(box, 0, second);
+            QImage picture(300, 24, QImage::Format_RGB32);
+            picture.fill(Qt::white);
+            QStyleOptionViewItem option;
+            option.initFrom(box.view());
+            option.rect = picture.rect();
+            option.direction = direction;
+            QPainter painter(&picture);
+            painter.setLayoutDirection(direction);
+            box.view()->itemDelegate()->paint(&painter, option, box.model()->index(0, 0));
+            painter.end();
+            std::pair<int, int> ink{picture.width(), -1};
+            for (int i = 0; i < picture.width() * picture.height(); ++i) {
+                const int x = i % picture.width();
+                if (picture.pixel(x, i / picture.width()) != qRgb(255, 255, 255))
+                    ink = {std::min(ink.first, x), std::max(ink.second, x)};
+            }
+            return ink;
+        };
+        const auto name = inked(u"Garden05"_s, u""_s), where = inked(u""_s, u"at meet.example.org"_s);
+        EXPECT_GT(name.second - name.first, 20);
+        EXPECT_GT(where.second - where.first, 20);
+        EXPECT_TRUE(direction == Qt::LeftToRight ? name.second < where.first : where.second < name.first);
     }
 }
 
