@@ -9,6 +9,7 @@
 #include <array>
 #include <boost/asio/ip/address.hpp>
 #include <cstring>
+#include <ctime>
 
 #include "files/careful_file.h"
 #include "service/wire/limits.h"
@@ -176,6 +177,9 @@ std::shared_ptr<TlsContext> TlsContext::Server(const std::filesystem::path& key,
     SSL_CTX_set_num_tickets(context, 0);
     SSL_CTX_set_alpn_select_cb(context, ChooseProtocol, nullptr);
     made->mFingerprint = KeyFingerprint(SSL_CTX_get0_certificate(context));
+    std::tm ends{};
+    if (ASN1_TIME_to_tm(X509_get0_notAfter(SSL_CTX_get0_certificate(context)), &ends) == 1)
+        made->mEnds = ::timegm(&ends);
     return made;
 }
 

@@ -2,6 +2,7 @@
 // TLS 1.3 settings of one end, and keys as fingerprints. OpenSSL types stay out of this header but for
 // forward declarations. Any thread.
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -61,6 +62,8 @@ public:
     const BIO_METHOD* Memory() const { return mMemory; }
     /// Of the own certificate; "" for a client.
     const std::string& Fingerprint() const { return mFingerprint; }
+    /// Of the own certificate, seconds since 1970.
+    std::int64_t CertificateEnds() const { return mEnds; }
 
 private:
     explicit TlsContext(bool server);
@@ -68,6 +71,7 @@ private:
     BIO_METHOD* mMemory;
     bool mServer;
     std::string mFingerprint;
+    std::int64_t mEnds = 0;
     mutable std::once_flag mAuthorities;  // reading them takes 20 ms, so not before somebody needs them
 };
 

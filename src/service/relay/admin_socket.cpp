@@ -3,10 +3,10 @@
 #include <spdlog/logger.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/time.h>
-#include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <boost/asio/bind_executor.hpp>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -16,9 +16,11 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 
-#include "service/relay/door/login_desk.h"
+#include "service/relay/backup/stream.h"
+#include "service/relay/door/handle_rules.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/private_folder.h"
+#include "service/relay/report.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -26,19 +28,67 @@ using asio::local::stream_protocol;
 namespace {
 
 constexpr std::size_t kLineBytes = 1024;
-constexpr std::string_view kAccount = "account ", kKick = "kick ";
+constexpr int kClientsAtOnce = 16;
 constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors
-constexpr time_t kPatience = 5;                         // seconds, of who asks
+constexpr std::chrono::seconds kAsking{5};              // for the line to come
+constexpr std::chrono::seconds kTaking{30};             // for the answer to leave
 
-std::filesystem::path SocketPath(const std::filesystem::path& data)
+/// The socket's mode says so already; a file that was opened to others would not.
+bool MayAsk(stream_protocol::socket& socket)
 {
-    return data / "admin.sock";
+    ucred other{};
+    socklen_t bytes = sizeof other;
+    return ::getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &other, &bytes) == 0 &&
+           (other.uid == 0 || other.uid == ::geteuid());
+}
+
+/// "kick CODE<tab>NAME": the command, then its words.
+std::vector<std::string> WordsOf(const std::string& line)
+{
+    std::vector<std::string> words;
+    std::size_t at = line.find(' ');
+    words.push_back(line.substr(0, at));
+    while (at != std::string::npos) {
+        const std::size_t end = line.find('\t', at + 1);
+        words.push_back(line.substr(at + 1, end == std::string::npos ? end : end - at - 1));
+        at = end;
+    }
+    return words;
 }
 
 }  // namespace
 
-AdminSocket::AdminSocket(Services& services)
-    : mServices(services), mPath(SocketPath(services.options.data)), mAcceptor(services.io)
+std::filesystem::path AdminSocketPath(const std::filesystem::path& data)
+{
+    return data / "admin.sock";
+}
+
+/// On a strand of its own, so that its end by time does not meet it at work.
+struct AdminSocket::Client {
+    Client(stream_protocol::socket taken, asio::io_context& io, const HeadCount& all)
+        : strand(asio::make_strand(io)), socket(std::move(taken)), limit(io), counted(all.Enter())
+    {
+    }
+    void EndAfter(std::chrono::seconds patience, const std::shared_ptr<Client>& self)
+    {
+        limit.expires_after(patience);
+        limit.async_wait(asio::bind_executor(strand, [self](boost::system::error_code stopped) {
+            boost::system::error_code ignored;
+            if (!stopped) self->socket.close(ignored);
+        }));
+    }
+
+    Strand strand;
+    stream_protocol::socket socket;
+    asio::steady_timer limit;
+    const HeadCount::One counted;
+};
+
+AdminSocket::AdminSocket(Services& services, AdminActions actions)
+    : mServices(services),
+      mActions(std::move(actions)),
+      mPath(AdminSocketPath(services.options.data)),
+      mAcceptor(services.io)
 {
     ::unlink(mPath.c_str());  // the folder's lock is ours, so it is a dead one's
     try {
@@ -70,7 +120,9 @@ asio::awaitable<void> AdminSocket::Accept()
             co_await mAcceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
         if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor) co_return;
         if (!error) {
-            asio::co_spawn(mServices.io, Serve(std::move(socket)), asio::detached);
+            if (mClients.Now() >= kClientsAtOnce || !MayAsk(socket)) continue;
+            auto client = std::make_shared<Client>(std::move(socket), mServices.io, mClients);
+            asio::co_spawn(client->strand, Serve(client), asio::detached);
             continue;
         }
         pause.expires_after(kAcceptPause);
@@ -78,53 +130,120 @@ asio::awaitable<void> AdminSocket::Accept()
     }
 }
 
-asio::awaitable<void> AdminSocket::Serve(stream_protocol::socket socket)
+asio::awaitable<void> AdminSocket::Serve(std::shared_ptr<Client> client)
 {
-    std::string line;
-    co_await asio::async_read_until(socket, asio::dynamic_buffer(line, kLineBytes), '\n',
-                                    asio::use_awaitable);
-    line.resize(line.find('\n'));
-    const std::string answer = co_await Answer(line) + "\n";
-    co_await asio::async_write(socket, asio::buffer(answer), asio::use_awaitable);
+    try {
+        client->EndAfter(kAsking, client);
+        std::string line;
+        co_await asio::async_read_until(client->socket, asio::dynamic_buffer(line, kLineBytes), '\n',
+                                        asio::use_awaitable);
+        client->limit.cancel();
+        line.resize(line.find('\n'));
+        if (line == "backup") co_return co_await Backup(client);
+        const std::string answer = co_await Answer(line);
+        client->EndAfter(kTaking, client);
+        co_await asio::async_write(client->socket, asio::buffer(answer), asio::use_awaitable);
+    } catch (const std::exception&) {
+        // half a request, or nobody takes the answer: theirs to notice
+    }
+    client->limit.cancel();
+}
+
+asio::awaitable<void> AdminSocket::Backup(std::shared_ptr<Client> client)
+{
+    const bool busy = mBackingUp.exchange(true);
+    const auto write = [client](std::string_view bytes) -> asio::awaitable<void> {
+        client->EndAfter(kTaking, client);
+        co_await asio::async_write(client->socket, asio::buffer(bytes), asio::use_awaitable);
+        client->limit.cancel();
+    };
+    if (busy) co_return co_await write("busy\n");
+    try {
+        co_await write("ok\n");
+        co_await StreamBackup(mServices, write);
+        mServices.log.info("a backup was taken");
+    } catch (const std::exception& error) {
+        mServices.log.error("a backup could not be finished: {}", error.what());
+    }
+    mBackingUp = false;
 }
 
 asio::awaitable<std::string> AdminSocket::Answer(std::string line)
 {
-    if (line.starts_with(kAccount)) {
-        const std::string handle = line.substr(kAccount.size());
-        co_await mServices.directory.AccountChanged(handle, mServices.accounts.Find(handle));
-        co_return "ok";
+    using Command = asio::awaitable<std::string> (AdminSocket::*)(Words);
+    static constexpr struct {
+        const char* name;
+        std::size_t words;
+        Command answer;
+    } commands[] = {
+        {"account", 1, &AdminSocket::AccountChanged},
+        {"bans", 0, &AdminSocket::BansChanged},
+        {"close", 1, &AdminSocket::Close},
+        {"kick", 2, &AdminSocket::Kick},
+        {"reload", 0, &AdminSocket::Reload},
+        {"status", 0, &AdminSocket::Status},
+        {"unkick", 2, &AdminSocket::Unkick},
+    };
+    Words words = WordsOf(line);
+    std::string failed;
+    try {
+        for (const auto& command : commands)
+            if (words.front() == command.name && words.size() == command.words + 1)
+                co_return co_await (this->*command.answer)(std::move(words));
+    } catch (const std::exception& error) {
+        failed = error.what();
     }
-    const std::size_t tab = line.find('\t');
-    if (!line.starts_with(kKick) || tab == std::string::npos) co_return "unknown";
-    const std::optional<Account> account = mServices.accounts.Find(line.substr(tab + 1));
-    const std::optional<HandleForms> whom = ReadHandle(account ? account->handle : "");
-    if (!whom) co_return "no account";
-    const bool found =
-        co_await mServices.directory.Kick(line.substr(kKick.size(), tab - kKick.size()), *whom);
-    co_return found ? "ok" : "no meeting";
+    co_return failed.empty() ? "unknown\n" : "failed\n" + failed + "\n";
 }
 
-std::optional<std::string> TellDaemon(const std::filesystem::path& data, const std::string& line)
+asio::awaitable<std::string> AdminSocket::AccountChanged(Words words)
 {
-    sockaddr_un name{};
-    name.sun_family = AF_UNIX;
-    const std::string path = SocketPath(data).string();
-    if (path.size() >= sizeof name.sun_path) return std::nullopt;
-    path.copy(name.sun_path, sizeof name.sun_path - 1);
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const timeval patience{kPatience, 0};
-    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    bool told = ::connect(fd, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
-    const std::string text = line + "\n";
-    char answer[16];
-    ssize_t got = 0;
-    told = told && ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
-    told = told && (got = ::recv(fd, answer, sizeof answer, 0)) > 0;
-    ::close(fd);
-    if (!told) return std::nullopt;
-    const std::string_view said(answer, static_cast<std::size_t>(got));
-    return std::string(said.substr(0, said.find('\n')));
+    co_await mServices.directory.AccountChanged(words[1], mServices.accounts.Find(words[1]));
+    co_return "ok\n";
+}
+
+asio::awaitable<std::string> AdminSocket::BansChanged(Words)
+{
+    co_await mActions.bansChanged();
+    co_return "ok\n";
+}
+
+asio::awaitable<std::string> AdminSocket::Close(Words words)
+{
+    const bool found = co_await mServices.directory.Close(words[1]);
+    co_return found ? "ok\n" : "no meeting\n";
+}
+
+asio::awaitable<std::string> AdminSocket::Kick(Words words)
+{
+    const std::optional<Account> account = mServices.accounts.Find(words[2]);
+    const std::optional<HandleForms> whom = ReadHandle(account ? account->handle : "");
+    if (!whom) co_return "no account\n";
+    const bool found = co_await mServices.directory.Kick(words[1], *whom);
+    co_return found ? "ok\n" : "no meeting\n";
+}
+
+// Also of an account that is gone: its handle may be given out anew.
+asio::awaitable<std::string> AdminSocket::Unkick(Words words)
+{
+    using Unkicked = Directory::Unkicked;
+    const std::optional<HandleForms> whom = ReadHandle(words[2]);
+    if (!whom) co_return "not kicked\n";
+    const Unkicked done = co_await mServices.directory.Unkick(words[1], *whom);
+    co_return done == Unkicked::Done ? "ok\n" : done == Unkicked::NoMeeting ? "no meeting\n" : "not kicked\n";
+}
+
+asio::awaitable<std::string> AdminSocket::Status(Words)
+{
+    const ServiceFacts facts = co_await mActions.facts();
+    co_return "ok\n" + StatusJson(facts);
+}
+
+asio::awaitable<std::string> AdminSocket::Reload(Words)
+{
+    std::string answer = "ok\n";
+    for (const std::string& note : mActions.reload()) answer += note + "\n";
+    co_return answer;
 }
 
 }  // namespace zephyl

@@ -3,6 +3,7 @@
 #include <toml++/toml.h>
 #include <algorithm>
 #include <array>
+#include <boost/asio/ip/address.hpp>
 #include <cstdint>
 #include <sstream>
 #include <variant>
@@ -98,6 +99,27 @@ constexpr std::array kFlags{
             "Whether the local network is told that there is this service (by Avahi, where it runs)."},
 };
 
+void SetFormat(RelayOptions& options, const std::string& format)
+{
+    constexpr std::array known{"text", "logfmt", "json"};
+    if (std::find(known.begin(), known.end(), format) == known.end())
+        throw StartError("log_format is text, logfmt or json");
+    options.logFormat = format;
+}
+
+void SetMetrics(RelayOptions& options, const std::string& text)
+{
+    RelayOptions read;
+    ReadListen(text, read);
+    boost::system::error_code none;
+    if (read.host == "localhost") read.host = "127.0.0.1";
+    const auto address = boost::asio::ip::make_address(read.host, none);
+    if (none || !address.is_loopback())
+        throw StartError("metrics_listen is for this computer: 127.0.0.1:PORT, or [::1]:PORT");
+    options.metricsHost = address.to_string();
+    options.metricsPort = read.port;
+}
+
 void SetLevel(RelayOptions& options, const std::string& level)
 {
     constexpr std::array known{"debug", "info", "warn", "error", "off"};
@@ -114,7 +136,11 @@ constexpr std::array kTexts{
     TextKey{"key", [](RelayOptions& o, const std::string& v) { o.key = v; }, "",
             "Private key and certificate chain (PEM), both or neither. Empty: made at the first start."},
     TextKey{"certificate", [](RelayOptions& o, const std::string& v) { o.certificate = v; }, "", nullptr},
-    TextKey{"log_level", SetLevel, "info", "debug, info, warn, error or off."},
+    TextKey{"metrics_listen", SetMetrics, "",
+            "Where metrics and health are told by HTTP: 127.0.0.1:PORT. Empty: nowhere."},
+    TextKey{"log_level", SetLevel, "info",
+            "debug, info, warn, error or off. Only debug names handles and meeting codes."},
+    TextKey{"log_format", SetFormat, "text", "text, logfmt or json: an entry a line."},
 };
 
 std::string Where(const std::string& name, const toml::node& node)

@@ -11,6 +11,10 @@
 #include <boost/system/system_error.hpp>
 
 #include "service/relay/connection_list.h"
+#include "service/relay/counters.h"
+#include "service/relay/door/log_names.h"
+#include "service/relay/live_limits.h"
+#include "service/relay/live_tls.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/meeting/meeting.h"
 
@@ -34,14 +38,15 @@ std::string Problem(const std::exception& error)
 Connection::Connection(TlsStream::Socket socket, Services& services, std::string address,
                        std::unique_ptr<ConnectionGate::Ticket> ticket, CameBy by)
     : mServices(services),
-      mStream(std::move(socket), services.tls),
+      mStream(std::move(socket), services.tls.Now()),
       mAddress(std::move(address)),
       mBy(std::move(by)),
       mTicket(std::move(ticket)),
       mHome(asio::make_strand(services.io)),
       mTimer(services.io),
       mSince(Clock::now()),
-      mHeard(mSince)
+      mHeard(mSince),
+      mPinged(mSince)
 {
 }
 
@@ -87,6 +92,14 @@ void Connection::PostEnd(ByeReason reason, std::string text)
     PostHome([this, reason, text = std::move(text)] { End(reason, text); });
 }
 
+void Connection::PostBanned()
+{
+    PostHome([this] {
+        if (mSession) mServices.directory.EndSession(mSession, kBanned);
+        End(BYE_KICKED, kBanned);
+    });
+}
+
 // --- reading ---------------------------------------------------------------------------------------
 
 asio::awaitable<void> Connection::Receive()
@@ -98,6 +111,7 @@ asio::awaitable<void> Connection::Receive()
         std::string& intake = mReader.Intake();
         const std::size_t before = intake.size();
         if (!mStream.TakeReady(intake)) continue;
+        mServices.counters.receivedBytes += intake.size() - before;
         mHeard = Clock::now();
         if (mEnding) {
             intake.resize(before);
@@ -165,12 +179,12 @@ asio::awaitable<void> Connection::WaitForBudget()
     FloodBudget& budget = mSession->budget;
     for (auto now = Clock::now(); !mClosed && !mEnding; now = Clock::now()) {
         const std::chrono::milliseconds pause = budget.Pause(now);
-        if (budget.Over(now) > mServices.options.times.floodAfter) {
-            mServices.log.warn("{} {} sends too much", mAddress, mSession->handle);
+        if (budget.Over(now) > mServices.limits.Now().times.floodAfter) {
+            mServices.log.warn("{} {} sends too much", mAddress, mServices.names.User(mSession->handle));
             End(BYE_FLOOD, "too much was sent", pause);
         }
         if (pause.count() == 0 || mEnding) break;
-        timer.expires_after(std::min(pause, mServices.options.times.tick));
+        timer.expires_after(std::min(pause, mServices.limits.Now().times.tick));
         mUnread = true;
         co_await timer.async_wait(asio::use_awaitable);
     }
@@ -255,7 +269,9 @@ void Connection::MoveBack()
 
 void Connection::Closed(const std::string& why)
 {
-    if (!mClosed) mServices.log.debug("{} {}: {}", mAddress, mSession ? mSession->handle : "-", why);
+    if (!mClosed)
+        mServices.log.debug("{} {}: {}", mAddress, mSession ? mServices.names.User(mSession->handle) : "-",
+                            why);
     mClosed = true;
     mSource = nullptr;
     mStream.Close();
@@ -303,6 +319,7 @@ void Connection::Flush(Scratch& scratch)
                 if (mEnding) mStream.Tcp().shutdown(TlsStream::Socket::shutdown_send, gone);
                 return;
             }
+            mServices.counters.sentBytes += scratch.clear.size();
             if (!mStream.Put(scratch.clear, scratch.sealed)) return WaitWritable();
         }
     } catch (const std::exception& error) {
@@ -352,7 +369,8 @@ void Connection::End(ByeReason reason, const std::string& text, std::chrono::mil
 void Connection::Drop(const std::string& why)
 {
     if (mClosed) return;
-    mServices.log.info("{} {} dropped: {}", mAddress, mSession ? mSession->handle : "-", why);
+    mServices.log.info("{} {} dropped: {}", mAddress, mSession ? mServices.names.User(mSession->handle) : "-",
+                       why);
     mClosed = true;
     mStream.Close();  // the reader's wait ends, and it tells whom it concerns
 }
@@ -361,7 +379,7 @@ void Connection::Drop(const std::string& why)
 
 void Connection::ArmTick()
 {
-    mTimer.expires_after(mServices.options.times.tick);
+    mTimer.expires_after(mServices.limits.Now().times.tick);
     mTimer.async_wait([weak = weak_from_this()](boost::system::error_code error) {
         const std::shared_ptr<Connection> self = weak.lock();
         if (error || !self) return;
@@ -376,18 +394,24 @@ void Connection::ArmTick()
 
 void Connection::OnTick(Clock::time_point now)
 {
-    const RelayTimes& times = mServices.options.times;
+    const RelayTimes& times = mServices.limits.Now().times;
     if (mEnding && now - mSince > kGoodbye) return Drop("the last bytes did not leave");
     if (mEnding) return;
     if (mStanding != Standing::LoggedIn && now - mSince > times.beforeLogin) return Drop("no login");
     if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
     if (!mUnread && now - mHeard > times.lostAfter) return Drop("silent");
-    if (mStanding != Standing::LoggedIn || now - mHeard < times.pingAfter || now - mPinged < times.pingAfter)
-        return;
+    if (mStanding != Standing::LoggedIn || now - mPinged < times.pingAfter) return;
     mPinged = now;
     Header ping;
     ping.mutable_ping()->set_nonce(static_cast<std::uint64_t>(now.time_since_epoch().count()));
     Send(ping);
+}
+
+void Connection::Heard(const Pong& pong)
+{
+    if (pong.nonce() != static_cast<std::uint64_t>(mPinged.time_since_epoch().count())) return;
+    mDelay = std::chrono::duration_cast<std::chrono::microseconds>(mHeard - mPinged);
+    mServices.counters.delays.Add(*mDelay);
 }
 
 }  // namespace zephyl

@@ -21,6 +21,8 @@
 
 namespace zephyl {
 
+inline constexpr char kBanned[] = "The operator of the service has banned you.";
+
 class Meeting;
 struct LoginVerdict;
 
@@ -45,8 +47,13 @@ public:
     std::shared_ptr<Session> TheSession() const override { return mSession; }
     bool FromOutside() const override { return mBy.FromOutside(); }  // any thread
     void PostEnd(ByeReason reason, std::string text) override;
+    Facts TheFacts() const override { return {mAddress, "tcp", mDelay}; }
+    void Heard(const Pong& pong) override;
 
     // --- any thread ---
+    const std::string& Address() const { return mAddress; }
+    /// Where it comes from is banned: it goes, and the seat that it has.
+    void PostBanned();
     /// The service restarts. With a seat the meeting says so, when everything is safe.
     void PostRestart();
 
@@ -66,6 +73,7 @@ private:
     boost::asio::awaitable<void> LogIn(Login login);
     boost::asio::awaitable<void> LoggedInAs(const Login& login, LoggedIn& answer,
                                             const LoginVerdict& verdict);
+    void Banned();
     boost::asio::awaitable<Next> EnterMeeting(Enter enter);
     boost::asio::awaitable<Next> ResumeSeat(zephyl::Resume resume);
     /// Goes to the meeting's strand; there `begin` takes a seat, or answers that there is none.
@@ -105,6 +113,7 @@ private:
     Clock::time_point mSince;  // of this state
     Clock::time_point mHeard;
     Clock::time_point mPinged;
+    std::optional<std::chrono::microseconds> mDelay;
     Clock::time_point mBusySince;  // the socket has taken nothing
 };
 

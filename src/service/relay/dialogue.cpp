@@ -9,8 +9,11 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/relay/connection.h"
+#include "service/relay/counters.h"
 #include "service/relay/door/host_names.h"
+#include "service/relay/door/log_names.h"
 #include "service/relay/door/login_desk.h"
+#include "service/relay/live_limits.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/meeting/meeting.h"
 #include "service/relay/memory_watch.h"
@@ -56,8 +59,10 @@ asio::awaitable<Connection::Next> Connection::Handle(const FrameView& frame)
     if (const std::optional<Header> answer = AnswerTo(header, mStanding, mSession.get())) {
         Send(*answer);
         if (message == Header::kLogout) End(BYE_DONE, "");
-    } else if (message == Header::MESSAGE_NOT_SET || message == Header::kPong) {
-        // from a later version, or heard already
+    } else if (message == Header::kPong) {
+        Heard(header.pong());
+    } else if (message == Header::MESSAGE_NOT_SET) {
+        // from a later version
     } else if (message == Header::kBye) {
         End(BYE_DONE, "");
     } else if (mStanding == Standing::New && message == Header::kHello) {
@@ -96,7 +101,7 @@ void Connection::Greet(const Hello& hello)
     welcome.mutable_limits()->set_picture_bytes(kPictureBytes);
     welcome.mutable_limits()->set_live_frame_bytes(kLiveFrameBytes);
     welcome.mutable_limits()->set_application_image_bytes(kApplicationImageBytes);
-    const RelayBudgets& budgets = mServices.options.budgets;
+    const RelayBudgets& budgets = mServices.limits.Now().budgets;
     const auto orAll = [](std::size_t budget) { return budget ? budget : std::size_t(UINT32_MAX); };
     welcome.mutable_limits()->set_live_frames_each_second(std::uint32_t(orAll(budgets.liveFrames)));
     welcome.mutable_limits()->set_live_bytes_each_second(orAll(budgets.liveBytes));
@@ -120,6 +125,10 @@ asio::awaitable<void> Connection::LogIn(Login login)
     answer.set_call(login.call());
     answer.set_result(verdict.result);
     answer.set_wait_ms(static_cast<std::uint32_t>(verdict.wait.count()));
+    Count& answered = verdict.result == RESULT_WRONG   ? mServices.counters.loginsWrong
+                      : verdict.result == RESULT_LATER ? mServices.counters.loginsLater
+                                                       : mServices.counters.loginsOk;
+    ++answered;
     if (verdict.result == RESULT_OK)
         co_await LoggedInAs(login, answer, verdict);
     else
@@ -130,17 +139,22 @@ asio::awaitable<void> Connection::LogIn(Login login)
 asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answer,
                                              const LoginVerdict& verdict)
 {
-    auto session = std::make_shared<Session>(FloodBudget(mServices.options.budgets, Clock::now()));
+    auto session = std::make_shared<Session>(FloodBudget(mServices.limits.Now().budgets, Clock::now()));
     session->handle = verdict.account.handle;
     session->key = verdict.key;
     session->stream = login.stream();
     session->generation = verdict.account.generation;
     session->permitted = verdict.account.permitted;
     session->address = co_await AcceptedHostName(mServices.log, login.host_name(), mAddress);
+    if (mServices.bans.BarsHandle(session->key)) co_return Banned();
     const bool admitted = co_await mServices.directory.Admit(session, shared_from_this(), login.again());
     if (!admitted) {
         answer.set_result(RESULT_TAKEN_OVER);
         co_return;
+    }
+    if (mServices.bans.BarsHandle(session->key)) {  // since then
+        mServices.directory.EndSession(session, kBanned);
+        co_return Banned();
     }
     mSession = session;
     mStanding = Standing::LoggedIn;
@@ -150,7 +164,15 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
     answer.set_server_key(mServices.serverKey);
     answer.set_send_tag(kSendTag);
     answer.set_device(verdict.device);
-    mServices.log.info("{} logged in from {}", session->handle, mAddress);
+    mServices.log.info("{} logged in from {}", mServices.names.User(session->handle), mAddress);
+}
+
+// Only whoever has the password is told.
+void Connection::Banned()
+{
+    ++mServices.counters.loginsBanned;
+    mServices.log.info("{} login refused (banned)", mAddress);
+    End(BYE_KICKED, kBanned);
 }
 
 asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)

@@ -18,22 +18,24 @@ std::size_t UsedBytes()
 
 }  // namespace
 
-Pressure MemoryWatch::LevelOf(std::size_t used) const
+Pressure MemoryWatch::LevelOf(std::size_t used, std::size_t most)
 {
-    if (used > mMost) return Pressure::DetachLagging;
-    if (used > mMost / 16 * 15) return Pressure::RefuseLogins;
-    if (used > mMost / 8 * 7) return Pressure::ShedLive;
+    if (most == 0) return Pressure::None;
+    if (used > most) return Pressure::DetachLagging;
+    if (used > most / 16 * 15) return Pressure::RefuseLogins;
+    if (used > most / 8 * 7) return Pressure::ShedLive;
     return Pressure::None;
 }
 
 bool MemoryWatch::Measure()
 {
-    if (mMost == 0) return false;
-    Pressure level = LevelOf(UsedBytes());
-    if (level != Pressure::None) {
+    const std::size_t most = mMost;
+    mUsed = UsedBytes();
+    if (LevelOf(mUsed, most) != Pressure::None) {
         ::malloc_trim(0);  // what is free already counts for nothing
-        level = LevelOf(UsedBytes());
+        mUsed = UsedBytes();
     }
+    const Pressure level = LevelOf(mUsed, most);
     return mLevel.exchange(level) != level;
 }
 

@@ -66,8 +66,7 @@ NetworkDoor::NetworkDoor(Services& services, Accounts& accounts, Welcome welcome
     : mServices(services),
       mAccounts(accounts),
       mWelcome(std::move(welcome)),
-      mBounds(GuestBounds(services.options.bounds)),
-      mGate(mBounds)
+      mGate(GuestBounds(services.options.bounds))
 {
     try {
         mAccounts.RemoveGuests();  // of a service that did not end in order

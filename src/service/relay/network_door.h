@@ -45,7 +45,6 @@ private:
     Services& mServices;
     Accounts& mAccounts;
     const Welcome mWelcome;
-    RelayBounds mBounds;
     ConnectionGate mGate;  // of its own: strangers must not take the room of those inside
     mutable std::mutex mMutex;
     std::shared_ptr<Listening> mOpen;  // null: closed

@@ -50,6 +50,7 @@ struct RelayBudgets {
 };
 
 struct RelayOptions {
+    int socket = -1;  // listens already; else one is opened
     std::string host = "127.0.0.1";
     std::uint16_t port = kDefaultPort;  // 0: a free one
     std::filesystem::path data;
@@ -58,7 +59,11 @@ struct RelayOptions {
     bool logsInMemory = false;               // meetings end with the process
     bool personal = false;                   // behind a door; unknown handles register themselves
     bool announce = false;                   // to the local network
+    std::string metricsHost;                 // a loopback address; "": no metrics
+    std::uint16_t metricsPort = 0;           // 0: a free one
+    std::string version;                     // as an operator is told
     std::string logLevel = "info";
+    std::string logFormat = "text";
     std::string door;  // what Hello must hold; "" = nothing
     RelayTimes times;
     RelayBounds bounds;

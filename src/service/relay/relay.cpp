@@ -11,15 +11,19 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <charconv>
+#include <sstream>
 #include <utility>
 
 #include "service/net/tls_context.h"
 #include "service/relay/admin_socket.h"
+#include "service/relay/backup/restore.h"
 #include "service/relay/connection.h"
-#include "service/relay/door/identity.h"
 #include "service/relay/door/neighbours.h"
+#include "service/relay/metrics_server.h"
 #include "service/relay/network_door.h"
 #include "service/relay/private_folder.h"
+#include "service/relay/report.h"
+#include "service/relay/server_tls.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -30,19 +34,30 @@ constexpr std::chrono::seconds kStop{10};
 constexpr std::chrono::milliseconds kStopStep{20};
 constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors: not a moment to spin
 
-std::shared_ptr<const TlsContext> ServerTls(const RelayOptions& options)
+std::unique_ptr<DataFolder> TakeFolder(const std::filesystem::path& path)
 {
-    Identity identity{options.key, options.certificate};
-    if (options.key.empty()) identity = PrepareIdentity(options.data);
-    try {
-        return TlsContext::Server(identity.key, identity.certificate);
-    } catch (const TlsError& error) {
-        throw StartError(error.what());
-    }
+    auto folder = std::make_unique<DataFolder>(path);
+    if (RestoreUnfinished(path))
+        throw StartError("a restore did not end in " + path.string() + "; do it again");
+    return folder;
+}
+
+tcp::acceptor Inherited(asio::io_context& io, int socket)
+{
+    sockaddr_storage at{};
+    socklen_t bytes = sizeof at;
+    boost::system::error_code error;
+    tcp::acceptor acceptor(io);
+    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&at), &bytes) != 0)
+        throw StartError("cannot use the socket that was opened for us");
+    acceptor.assign(at.ss_family == AF_INET6 ? tcp::v6() : tcp::v4(), socket, error);
+    if (error) throw StartError("cannot use the socket that was opened for us: " + error.message());
+    return acceptor;
 }
 
 tcp::acceptor Listen(asio::io_context& io, const RelayOptions& options)
 {
+    if (options.socket >= 0) return Inherited(io, options.socket);
     tcp::acceptor acceptor(io);
     boost::system::error_code error;
     tcp::resolver resolver(io);
@@ -94,32 +109,30 @@ void ReadListen(const std::string& text, RelayOptions& options)
 
 Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost cost)
     : mOptions(std::move(options)),
+      mLimits(mOptions),
       mLog(std::move(log)),
-      mFolder(std::make_unique<DataFolder>(mOptions.data)),
+      mNames(*mLog),
+      mFolder(TakeFolder(mOptions.data)),
       mTls(ServerTls(mOptions)),
       mAccounts(mOptions.data),
       mGate(mOptions.bounds),
       mMemory(mOptions.bounds.memory),
-      mServices{mIo,
-                mOptions,
-                *mLog,
-                mTls,
-                mAccounts,
-                mDesk,
-                mDirectory,
-                mGate,
-                mConnections,
-                mMemory,
-                mAccounts.ServerKey(),
-                nullptr},
+      mServices{
+          mIo,    mOptions,   mLimits, *mLog,        mNames,  mTls,      mAccounts, mBans,
+          mDesk,  mDirectory, mGate,   mConnections, mMemory, mCounters, mLogs,     mAccounts.ServerKey(),
+          nullptr},
       mNetworkDoor(MakeNetworkDoor()),
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
       mDesk(mAccounts, mOptions.personal, cost),
-      mDirectory({mIo, mOptions, *mLog, mAccounts, mLogs, mMemory, mNetworkDoor.get()}),
+      mDirectory({mIo, mOptions, mLimits, *mLog, mNames, mAccounts, mBans, mLogs, mMemory, mCounters,
+                  mNetworkDoor.get()}),
       mAcceptor(Listen(mIo, mOptions)),
-      mAdmin(std::make_unique<AdminSocket>(mServices))
+      mAdmin(std::make_unique<AdminSocket>(mServices, Actions()))
 {
+    mBans.Replace(mAccounts.Bans());
+    if (!mOptions.metricsHost.empty())
+        mMetrics = std::make_unique<MetricsServer>(mServices, [this] { return Facts(); });
 }
 
 Relay::~Relay()
@@ -150,13 +163,18 @@ std::uint16_t Relay::Port() const
 
 std::string Relay::Address() const
 {
+    if (mOptions.socket >= 0) {
+        std::ostringstream text;
+        text << mAcceptor.local_endpoint();
+        return text.str();
+    }
     const bool v6 = mOptions.host.find(':') != std::string::npos;
     return (v6 ? "[" + mOptions.host + "]" : mOptions.host) + ":" + std::to_string(Port());
 }
 
-const std::string& Relay::Fingerprint() const
+std::string Relay::Fingerprint() const
 {
-    return mTls->Fingerprint();
+    return mTls.Now()->Fingerprint();
 }
 
 void Relay::Start(std::function<void()> whenIdle)
@@ -166,6 +184,7 @@ void Relay::Start(std::function<void()> whenIdle)
     if (whenIdle && mOptions.personal) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
     mDirectory.LoadMeetings();
     mAdmin->Start();
+    if (mMetrics) mMetrics->Start();
     for (unsigned i = 0; i < Threads(mOptions); ++i) mThreads.emplace_back([this] { mIo.run(); });
 }
 
@@ -195,8 +214,14 @@ void Relay::Welcome(tcp::socket socket, ConnectionGate& gate, CameBy by)
     const tcp::endpoint peer = socket.remote_endpoint(gone);
     if (gone) return;
     const std::string address = PlainAddress(peer.address());
+    ++mCounters.connections;
+    if (mBans.BarsAddress(address)) {
+        ++mCounters.banned;
+        return mLog->debug("{} is banned", address);
+    }
     std::unique_ptr<ConnectionGate::Ticket> ticket = gate.Ask(address);
     if (!ticket) {
+        ++mCounters.tooMany;
         mLog->warn("{} has too many connections without a login", address);
         return;
     }
@@ -212,14 +237,15 @@ asio::awaitable<void> Relay::WatchMemory()
 {
     asio::steady_timer timer(mIo);
     for (;;) {
-        timer.expires_after(mOptions.times.tick);
+        timer.expires_after(mLimits.Now().times.tick);
         co_await timer.async_wait(asio::use_awaitable);
-        if (mMemory.Measure())
-            mLog->warn("memory: {}", mMemory.Under(Pressure::DetachLagging) ? "those who lag most are cut off"
-                                     : mMemory.Under(Pressure::RefuseLogins) ? "nobody more is let in"
-                                     : mMemory.Under(Pressure::ShedLive)     ? "live pictures are dropped"
-                                                                             : "enough again");
+        if (mMemory.Measure()) mLog->warn("memory: {}", PressureWord(mMemory.Level()));
     }
+}
+
+void Relay::WhenAlive(std::function<void()> done)
+{
+    asio::post(mIo, [this, done = std::move(done)] { mDirectory.WhenAlive(done); });
 }
 
 asio::awaitable<void> Relay::WatchIdle(std::function<void()> whenIdle)
@@ -227,11 +253,11 @@ asio::awaitable<void> Relay::WatchIdle(std::function<void()> whenIdle)
     auto busy = std::chrono::steady_clock::now();
     asio::steady_timer timer(mIo);
     for (;;) {
-        timer.expires_after(mOptions.times.tick);
+        timer.expires_after(mLimits.Now().times.tick);
         co_await timer.async_wait(asio::use_awaitable);
         const auto now = std::chrono::steady_clock::now();
         if (mConnections.Count() > 0) busy = now;
-        if (now - busy < mOptions.times.idleEnd) continue;
+        if (now - busy < mLimits.Now().times.idleEnd) continue;
         whenIdle();
         co_return;
     }

@@ -11,9 +11,13 @@
 #include <vector>
 
 #include "service/relay/connection_list.h"
+#include "service/relay/counters.h"
 #include "service/relay/door/accounts.h"
 #include "service/relay/door/connection_gate.h"
+#include "service/relay/door/log_names.h"
 #include "service/relay/door/login_desk.h"
+#include "service/relay/live_limits.h"
+#include "service/relay/live_tls.h"
 #include "service/relay/log/log_room.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/memory_watch.h"
@@ -22,7 +26,10 @@
 namespace zephyl {
 
 class AdminSocket;
+struct AdminActions;
+struct ServiceFacts;
 class DataFolder;
+class MetricsServer;
 class NetworkDoor;
 struct CameBy;
 
@@ -43,25 +50,49 @@ public:
     std::uint16_t Port() const;
     /// "HOST:PORT", as a client may type it.
     std::string Address() const;
-    const std::string& Fingerprint() const;
+    std::string Fingerprint() const;
+    /// Where metrics are told; "": nowhere.
+    std::string MetricsAddress() const;
     Accounts& TheAccounts() { return mAccounts; }
+
+    /// Where the options come from when they are read again, and who is told that this begins, and is over.
+    /// Before Start.
+    void ReadsAgain(std::function<RelayOptions()> read, std::function<void(bool begins)> tell = {})
+    {
+        mRead = std::move(read);
+        mTellReload = std::move(tell);
+    }
+    /// Runs `done` once the service has got round to it. Any thread.
+    void WhenAlive(std::function<void()> done);
+    /// Takes over what they say now: key and certificate, limits, log level. Returns what of them waits for a
+    /// new start. Throws StartError when they cannot be used as a whole; then nothing has changed. Any
+    /// thread.
+    std::vector<std::string> Reload();
 
 private:
     boost::asio::awaitable<void> Accept();
     boost::asio::awaitable<void> WatchMemory();
     boost::asio::awaitable<void> WatchIdle(std::function<void()> whenIdle);
+    boost::asio::awaitable<ServiceFacts> Facts();
+    boost::asio::awaitable<void> BansChanged();
+    AdminActions Actions();
+    std::vector<std::string> TakeOver(const RelayOptions& fresh);
     std::unique_ptr<NetworkDoor> MakeNetworkDoor();
     void Welcome(boost::asio::ip::tcp::socket socket, ConnectionGate& gate, CameBy by);
 
     const RelayOptions mOptions;
+    LiveLimits mLimits;
     const std::shared_ptr<spdlog::logger> mLog;
+    const LogNames mNames;
     const std::unique_ptr<DataFolder> mFolder;
-    const std::shared_ptr<const TlsContext> mTls;
+    LiveTls mTls;
     // What connections refer to stands before mIo, whose destructor ends the last of them.
     Accounts mAccounts;
+    BanList mBans;
     ConnectionGate mGate;
     ConnectionList mConnections;
     MemoryWatch mMemory;
+    Counters mCounters;
     Services mServices;
     std::unique_ptr<NetworkDoor> mNetworkDoor;  // null: it is no person's own
     boost::asio::io_context mIo;
@@ -70,7 +101,13 @@ private:
     Directory mDirectory;
     boost::asio::ip::tcp::acceptor mAcceptor;
     std::unique_ptr<AdminSocket> mAdmin;
+    std::unique_ptr<MetricsServer> mMetrics;  // null: not wanted
     std::vector<std::thread> mThreads;
+    const std::chrono::system_clock::time_point mStartedAt = std::chrono::system_clock::now();
+    const std::chrono::steady_clock::time_point mStarted = std::chrono::steady_clock::now();
+    std::mutex mReloading;
+    std::function<RelayOptions()> mRead;
+    std::function<void(bool)> mTellReload;
 };
 
 /// "HOST:PORT" or "[V6]:PORT". Throws StartError.

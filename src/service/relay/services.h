@@ -1,7 +1,6 @@
 #pragma once
 // What every connection of one relay shares. Made by Relay, outlives them all.
 
-#include <memory>
 #include <string>
 
 #include "service/relay/meeting/meeting_services.h"
@@ -13,19 +12,25 @@ class ConnectionList;
 class Directory;
 class LoginDesk;
 class NetworkDoor;
-class TlsContext;
+struct LogRoom;
+class LiveTls;
 
 struct Services {
     boost::asio::io_context& io;
-    const RelayOptions& options;
+    const RelayOptions& options;  // as at the start
+    const LiveLimits& limits;
     spdlog::logger& log;
-    std::shared_ptr<const TlsContext> tls;
+    const LogNames& names;
+    const LiveTls& tls;
     const Accounts& accounts;
+    const BanList& bans;
     LoginDesk& desk;
     Directory& directory;
     ConnectionGate& gate;
     ConnectionList& connections;
     const MemoryWatch& memory;
+    Counters& counters;
+    LogRoom& logs;
     std::string serverKey;
     NetworkDoor* networkDoor = nullptr;  // of a person's own service
 };

@@ -12,6 +12,7 @@ struct ServeRequest {
     std::string listen;            // "": as configured
     std::filesystem::path data;    // "": as configured
     bool personal = false;
+    std::string version;
 };
 int Serve(const ServeRequest& request);
 
@@ -21,13 +22,35 @@ struct UserRequest {
     std::string address;
     std::filesystem::path passwordFile;  // "": typed
     std::filesystem::path data;
+    bool json = false;
 };
 int ChangeUsers(const UserRequest& request);
 
-struct KickRequest {
-    std::string code, name;
+/// Asked of the service that runs on a data folder.
+struct OperatorRequest {
+    enum class Do { Status, Kick, Unkick, Close, Ban, Unban, Reload } what = Do::Status;
+    std::string code;
+    std::string name;  // a handle; of bans an address or a range, too
+    std::string span;  // "": for good
+    bool json = false;
     std::filesystem::path data;
 };
-int Kick(const KickRequest& request);
+int Operate(const OperatorRequest& request);
+
+struct BackupRequest {
+    std::filesystem::path file;
+    std::filesystem::path data;
+    std::string version;
+};
+int TakeBackup(const BackupRequest& request);
+int PutBack(const BackupRequest& request);
+
+struct DoctorRequest {
+    std::filesystem::path config;  // "": none
+    std::filesystem::path data;    // "": as configured
+    std::filesystem::path backup;  // "": none to look at
+    std::string version;
+};
+int Examine(const DoctorRequest& request);
 
 }  // namespace zephyl

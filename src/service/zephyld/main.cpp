@@ -1,6 +1,7 @@
 // The command line of the messaging service.
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <iostream>
 
 #include "service/relay/config.h"
@@ -49,19 +50,63 @@ void AddUser(CLI::App& app, UserRequest& request)
         one->add_option("--password-file", request.passwordFile,
                         "Read the password from the file's first line, do not ask")
             ->type_name("FILE");
-    command("list", UserRequest::Do::List, "List the accounts");
+    command("list", UserRequest::Do::List, "List the accounts")
+        ->add_flag("--json", request.json, "As JSON, one line");
     command("remove", UserRequest::Do::Remove, "Delete an account; ends its session");
     command("permit", UserRequest::Do::Permit, "Let an account enter meetings");
     command("forbid", UserRequest::Do::Forbid, "Let an account enter no meetings; ends its presence in one");
 }
 
-void AddKick(CLI::App& app, zephyl::KickRequest& request)
+void AddOperator(CLI::App& app, zephyl::OperatorRequest& request)
 {
-    CLI::App& kick = *app.add_subcommand(
-        "kick", "Put somebody out of a meeting of the running daemon; they stay out until it ends");
-    kick.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")->type_name("DIR");
-    kick.add_option("CODE", request.code, "The meeting's code")->required();
-    kick.add_option("NAME", request.name, "The handle")->required();
+    using Do = zephyl::OperatorRequest::Do;
+    const auto command = [&](const char* name, Do what, const char* help) {
+        CLI::App& one = *app.add_subcommand(name, help);
+        one.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")
+            ->type_name("DIR");
+        one.callback([&request, what] { request.what = what; });
+        return &one;
+    };
+    command("status", Do::Status, "Show what the running daemon does: meetings, attendees, memory, bans")
+        ->add_flag("--json", request.json, "As JSON, one line");
+    CLI::App* kick = command(
+        "kick", Do::Kick, "Put somebody out of a meeting of the running daemon; they stay out until it ends");
+    CLI::App* unkick = command("unkick", Do::Unkick, "Let somebody in again who was kicked");
+    CLI::App* close = command("close", Do::Close, "End a meeting for everybody; nothing of it is kept");
+    CLI::App* ban = command("ban", Do::Ban, "Let an address, a range of them or an account in no more");
+    CLI::App* unban = command("unban", Do::Unban, "Lift a ban");
+    command("reload", Do::Reload,
+            "Let the running daemon read its configuration, key and certificate again; nobody is cut off");
+    ban->add_option("--for", request.span, "How long: 90s, 30m, 1h, 7d (default: until it is lifted)")
+        ->type_name("TIME");
+    for (CLI::App* one : {kick, unkick, close})
+        one->add_option("CODE", request.code, "The meeting's code")->required();
+    for (CLI::App* one : {kick, unkick}) one->add_option("NAME", request.name, "The handle")->required();
+    for (CLI::App* one : {ban, unban})
+        one->add_option("WHOM", request.name, "ADDRESS, ADDRESS/BITS or the handle")->required();
+}
+
+void AddBackup(CLI::App& app, zephyl::BackupRequest& request)
+{
+    CLI::App* backup = app.add_subcommand(
+        "backup", "Write accounts, key and meetings into a new tar archive, while the daemon runs or not");
+    CLI::App* restore =
+        app.add_subcommand("restore", "Put a backup into a data folder that is empty and that nobody serves");
+    for (CLI::App* one : {backup, restore}) {
+        one->add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")
+            ->type_name("DIR");
+        one->add_option("FILE", request.file, "The archive")->required();
+    }
+}
+
+void AddDoctor(CLI::App& app, zephyl::DoctorRequest& request)
+{
+    CLI::App& doctor = *app.add_subcommand(
+        "doctor", "Look at configuration, key, certificate, ports, disk and clock, and say what to do");
+    doctor.add_option("--config", request.config, "Configuration file (TOML)")->type_name("FILE");
+    doctor.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")
+        ->type_name("DIR");
+    doctor.add_option("--backup", request.backup, "A backup to look at, too")->type_name("FILE");
 }
 
 /// The word that should have been a command; null when a command lacks something else.
@@ -85,11 +130,17 @@ int main(int argc, char** argv)
         return "zephyld: " + OneLine(error.what()) + ". Try zephyld --help.\n";
     });
     zephyl::ServeRequest serve;
+    serve.version = QUORVIA_VERSION;
     UserRequest user;
-    zephyl::KickRequest kick;
+    zephyl::OperatorRequest asked;
+    zephyl::BackupRequest backup;
+    zephyl::DoctorRequest doctor;
+    backup.version = doctor.version = QUORVIA_VERSION;
     AddServe(app, serve);
     AddUser(app, user);
-    AddKick(app, kick);
+    AddOperator(app, asked);
+    AddBackup(app, backup);
+    AddDoctor(app, doctor);
     app.add_subcommand("sample-config", "Print a configuration file with every key, explained");
     try {
         app.parse(argc, argv);
@@ -103,9 +154,13 @@ int main(int argc, char** argv)
     }
     try {
         zephyl::StartSodium();
+        std::signal(SIGXFSZ, SIG_IGN);  // a limit of file sizes is met like a full volume
         if (app.got_subcommand("serve")) return zephyl::Serve(serve);
         if (app.got_subcommand("user")) return zephyl::ChangeUsers(user);
-        if (app.got_subcommand("kick")) return zephyl::Kick(kick);
+        if (app.got_subcommand("backup")) return zephyl::TakeBackup(backup);
+        if (app.got_subcommand("restore")) return zephyl::PutBack(backup);
+        if (app.got_subcommand("doctor")) return zephyl::Examine(doctor);
+        if (!app.got_subcommand("sample-config")) return zephyl::Operate(asked);
         std::cout << zephyl::SampleConfig();
         return 0;
     } catch (const std::exception& error) {

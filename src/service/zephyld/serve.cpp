@@ -7,6 +7,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <csignal>
 #include <iostream>
 #include <optional>
@@ -19,6 +20,7 @@
 #include "service/wire/door_file.h"
 #include "service/zephyld/announcer.h"
 #include "service/zephyld/commands.h"
+#include "service/zephyld/supervisor.h"
 #include "text/one_line.h"
 
 namespace zephyl {
@@ -33,6 +35,7 @@ RelayOptions Options(const ServeRequest& request)
     if (!request.listen.empty()) ReadListen(request.listen, options);
     if (!request.data.empty()) options.data = request.data;
     if (options.data.empty()) options.data = PersonalDataPath();
+    options.version = request.version;
     if (request.personal) {
         options.personal = true;
         options.host = "127.0.0.1";
@@ -67,6 +70,21 @@ private:
     int mLock = -1;
 };
 
+/// In the place of the payload: a text between quotes.
+class QuotedEntry final : public spdlog::custom_flag_formatter {
+public:
+    void format(const spdlog::details::log_msg& message, const std::tm&, spdlog::memory_buf_t& line) override
+    {
+        line.push_back('"');
+        for (const char c : OneLine({message.payload.data(), message.payload.size()})) {
+            if (c == '"' || c == '\\') line.push_back('\\');
+            line.push_back(c);
+        }
+        line.push_back('"');
+    }
+    std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<QuotedEntry>(); }
+};
+
 /// Whatever an entry tells of what somebody wrote, it stays one line that drives no terminal.
 class PlainEntry final : public spdlog::custom_flag_formatter {
 public:
@@ -78,11 +96,19 @@ public:
     std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<PlainEntry>(); }
 };
 
-std::shared_ptr<spdlog::logger> StandardErrorLog(const std::string& level)
+constexpr std::pair<const char*, const char*> kLogForms[] = {
+    {"text", "[%Y-%m-%d %H:%M:%S.%e] [%n] [%l] %*"},
+    {"logfmt", "time=%Y-%m-%dT%H:%M:%S.%e%z level=%l msg=%Q"},
+    {"json", "{\"time\":\"%Y-%m-%dT%H:%M:%S.%e%z\",\"level\":\"%l\",\"message\":%Q}"},
+};
+
+std::shared_ptr<spdlog::logger> StandardErrorLog(const std::string& level, const std::string& format)
 {
     auto log = std::make_shared<spdlog::logger>("zephyld", std::make_shared<spdlog::sinks::stderr_sink_mt>());
     auto lines = std::make_unique<spdlog::pattern_formatter>();
-    lines->add_flag<PlainEntry>('*').set_pattern("[%Y-%m-%d %H:%M:%S.%e] [%n] [%l] %*");
+    lines->add_flag<PlainEntry>('*').add_flag<QuotedEntry>('Q');
+    for (const auto& [name, pattern] : kLogForms)
+        if (format == name) lines->set_pattern(pattern);
     log->set_formatter(std::move(lines));
     log->set_level(spdlog::level::from_str(level));
     return log;
@@ -97,19 +123,52 @@ void AllowAllDescriptors()
     ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// At each SIGHUP the configuration is read again.
+void ReloadAtHangUp(boost::asio::signal_set& hangUp, Relay& relay, const std::shared_ptr<spdlog::logger>& log)
+{
+    hangUp.async_wait([&hangUp, &relay, log](const boost::system::error_code& ended, int) {
+        if (ended) return;
+        try {
+            for (const std::string& note : relay.Reload()) log->warn("{}", note);
+        } catch (const std::exception& error) {
+            log->error("not read again, all stays as it was: {}", error.what());
+        }
+        ReloadAtHangUp(hangUp, relay, log);
+    });
+}
+
+/// As often as the service manager wants to hear it; it ends a service that has stopped working.
+void TellAlive(const Supervisor& supervisor, Relay& relay, boost::asio::steady_timer& timer)
+{
+    if (supervisor.AliveEvery().count() == 0) return;
+    relay.WhenAlive([supervisor] { supervisor.Alive(); });
+    timer.expires_after(supervisor.AliveEvery());
+    timer.async_wait([supervisor, &relay, &timer](const boost::system::error_code& ended) {
+        if (!ended) TellAlive(supervisor, relay, timer);
+    });
+}
+
 void RunUntilAsked(Relay& relay, const RelayOptions& options, const std::shared_ptr<spdlog::logger>& log)
 {
     boost::asio::io_context main;
+    boost::asio::signal_set hangUp(main);
+    if (!options.personal) hangUp.add(SIGHUP);
+    if (!options.personal) ReloadAtHangUp(hangUp, relay, log);
     boost::asio::signal_set signals(main, SIGTERM, SIGINT);
     signals.async_wait([&](const boost::system::error_code&, int) { main.stop(); });
     relay.Start([&main] { main.stop(); });
+    const Supervisor supervisor;
+    boost::asio::steady_timer alive(main);
+    TellAlive(supervisor, relay, alive);
     std::cout << "zephyld ready " << relay.Address() << " " << relay.Fingerprint() << std::endl;
     std::optional<Announcer> announcer;
     if (options.announce)
         announcer.emplace(relay.Port(), relay.Fingerprint(),
                           [log](const std::string& line) { log->info(line); });
     ForgetStart();
+    supervisor.Ready("Serves at " + relay.Address());
     main.run();
+    supervisor.Stopping();
     announcer.reset();
     relay.Stop();
 }
@@ -128,12 +187,14 @@ void ServeOne(const RelayOptions& options, const std::shared_ptr<spdlog::logger>
 int Serve(const ServeRequest& request)
 {
     PrepareMemory();
-    const RelayOptions options = Options(request);
+    RelayOptions options = Options(request);
+    if (!options.personal) options.socket = Supervisor::TakeSocket();
     AllowAllDescriptors();
-    std::signal(SIGXFSZ, SIG_IGN);  // a limit of file sizes is met like a full volume
-    const auto log = StandardErrorLog(options.logLevel);
+    const auto log = StandardErrorLog(options.logLevel, options.logFormat);
     if (!options.personal) {
         Relay relay(options, log);
+        relay.ReadsAgain([&request] { return Options(request); },
+                         [](bool begins) { begins ? Supervisor().Reloading() : Supervisor().Reloaded(); });
         RunUntilAsked(relay, options, log);
         return 0;
     }

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/json.hpp>
 #include <iostream>
 #include <sstream>
 
@@ -105,6 +106,16 @@ void List(const Accounts& accounts)
                   << "\t" << OneLine(account.address) << "\n";
 }
 
+void ListAsJson(const Accounts& accounts)
+{
+    boost::json::array all;
+    for (const Account& account : accounts.List())
+        all.push_back({{"handle", OneLine(account.handle)},
+                       {"permitted", account.permitted},
+                       {"email", OneLine(account.address)}});
+    std::cout << JsonWithEscapes(boost::json::serialize(all)) << "\n";
+}
+
 bool Change(Accounts& accounts, const UserRequest& request, const std::optional<std::string>& password)
 {
     switch (request.what) {
@@ -132,7 +143,7 @@ int ChangeUsers(const UserRequest& request)
     PreparePrivateFolder(data);
     Accounts accounts(data);
     if (request.what == Do::List) {
-        List(accounts);
+        request.json ? ListAsJson(accounts) : List(accounts);
         return 0;
     }
     if (!Change(accounts, request, password))

@@ -12,6 +12,7 @@ namespace zephyl {
 namespace {
 
 constexpr int kBusyMilliseconds = 5000;  // another program's change: `zephyld user` beside the daemon
+constexpr int kBusyPause = 10;           // milliseconds
 constexpr std::size_t kServerKeyBytes = 10;
 
 constexpr char kSchema[] =
@@ -20,6 +21,8 @@ constexpr char kSchema[] =
     " address TEXT NOT NULL, permitted INTEGER NOT NULL DEFAULT 1, generation INTEGER NOT NULL DEFAULT 1);"
     "CREATE TABLE IF NOT EXISTS devices(key TEXT PRIMARY KEY, text TEXT NOT NULL);"
     "CREATE TABLE IF NOT EXISTS guest(key TEXT PRIMARY KEY);"
+    "CREATE TABLE IF NOT EXISTS ban(of INTEGER NOT NULL, what TEXT NOT NULL, shown TEXT NOT NULL,"
+    " until INTEGER NOT NULL, PRIMARY KEY(of, what));"
     "CREATE TABLE IF NOT EXISTS service(name TEXT PRIMARY KEY, value TEXT NOT NULL);";
 constexpr char kColumns[] =
     "SELECT handle, hash, address, permitted, generation,"
@@ -28,6 +31,13 @@ constexpr char kColumns[] =
 [[noreturn]] void Fail(sqlite3* db, const std::string& what)
 {
     throw AccountError(what + ": " + (db ? sqlite3_errmsg(db) : "out of memory"));
+}
+
+/// A file without the one beside it: it says so in its head, and whoever opens it goes on from there.
+void LeaveWal(std::string& image)
+{
+    constexpr std::size_t at = 18, head = 100;
+    if (image.size() > head) image[at] = image[at + 1] = 1;
 }
 
 }  // namespace
@@ -46,6 +56,11 @@ public:
     Statement& Bind(int at, const std::string& value)
     {
         sqlite3_bind_text(mStatement, at, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
+        return *this;
+    }
+    Statement& Bind(int at, std::int64_t value)
+    {
+        sqlite3_bind_int64(mStatement, at, value);
         return *this;
     }
     /// True: a row is there.
@@ -230,6 +245,93 @@ bool Accounts::SetPermitted(const std::string& handle, bool permitted)
 {
     return Change("UPDATE account SET permitted = CAST(?2 AS INTEGER) WHERE key = ?1", handle,
                   permitted ? "1" : "0");
+}
+
+std::vector<Ban> Accounts::Bans() const
+{
+    const std::lock_guard lock(mMutex);
+    Statement all(
+        mDb, "SELECT of, what, shown, until FROM ban WHERE until = 0 OR until > ?1 ORDER BY until, what");
+    all.Bind(1, BanClock());
+    std::vector<Ban> bans;
+    while (all.Step())
+        bans.push_back({all.Number(0) == 0 ? Ban::Of::Address : Ban::Of::Handle, all.Text(1), all.Text(2),
+                        all.Number(3)});
+    return bans;
+}
+
+void Accounts::SetBan(const Ban& ban)
+{
+    const std::lock_guard lock(mMutex);
+    AllOrNothing step(*this);
+    Statement(mDb, "DELETE FROM ban WHERE until != 0 AND until <= ?1").Bind(1, BanClock()).Step();
+    Statement(mDb, "INSERT OR REPLACE INTO ban VALUES(?1, ?2, ?3, ?4)")
+        .Bind(1, static_cast<std::int64_t>(ban.of))
+        .Bind(2, ban.what)
+        .Bind(3, ban.shown)
+        .Bind(4, ban.until)
+        .Step();
+    Statement count(mDb, "SELECT count(*) FROM ban");
+    count.Step();
+    if (count.Number(0) > static_cast<std::int64_t>(BanList::kMost))
+        throw AccountError("there are " + std::to_string(BanList::kMost) +
+                           " bans already; ban wider ranges, or lift some");
+    step.Commit();
+}
+
+bool Accounts::RemoveBan(const Ban& ban)
+{
+    const std::lock_guard lock(mMutex);
+    Statement(mDb, "DELETE FROM ban WHERE of = ?1 AND what = ?2")
+        .Bind(1, static_cast<std::int64_t>(ban.of))
+        .Bind(2, ban.what)
+        .Step();
+    return sqlite3_changes(mDb) == 1;
+}
+
+std::string Accounts::Image() const
+{
+    sqlite3* copy = nullptr;
+    sqlite3_open(":memory:", &copy);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> owner(copy, &sqlite3_close_v2);
+    if (!copy) Fail(nullptr, "accounts");
+    {
+        const std::lock_guard lock(mMutex);
+        sqlite3_backup* const backup = sqlite3_backup_init(copy, "main", mDb, "main");
+        if (!backup) Fail(copy, "accounts");
+        int step = SQLITE_BUSY;
+        while ((step = sqlite3_backup_step(backup, -1)) == SQLITE_BUSY || step == SQLITE_LOCKED)
+            sqlite3_sleep(kBusyPause);
+        sqlite3_backup_finish(backup);
+        if (step != SQLITE_DONE) Fail(copy, "accounts cannot be copied");
+    }
+    sqlite3_int64 bytes = 0;
+    const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
+        sqlite3_serialize(copy, "main", &bytes, 0), &sqlite3_free);
+    if (!image) Fail(nullptr, "accounts");
+    std::string file(reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(bytes));
+    LeaveWal(file);
+    return file;
+}
+
+std::string Accounts::FaultOf(std::string image)
+{
+    LeaveWal(image);
+    sqlite3* db = nullptr;
+    sqlite3_open(":memory:", &db);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> owner(db, &sqlite3_close_v2);
+    const auto bytes = static_cast<sqlite3_int64>(image.size());
+    if (sqlite3_deserialize(db, "main", reinterpret_cast<unsigned char*>(image.data()), bytes, bytes,
+                            SQLITE_DESERIALIZE_READONLY) != SQLITE_OK)
+        return sqlite3_errmsg(db);
+    try {
+        Statement check(db, "PRAGMA quick_check(1)");
+        if (!check.Step() || check.Text(0) != "ok") return check.Text(0);
+        Statement(db, "SELECT count(*) FROM account").Step();
+    } catch (const AccountError& error) {
+        return error.what();
+    }
+    return {};
 }
 
 std::string Accounts::ServerKey()

@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "service/relay/door/ban_list.h"
+
 struct sqlite3;
 
 namespace zephyl {
@@ -55,6 +57,18 @@ public:
     // What is known of each account's devices, in KnownDevices' own words. Goes with the account.
     std::vector<std::pair<std::string, std::string>> Devices() const;  // by folded handle
     void SaveDevices(const std::string& key, const std::string& text);
+
+    /// Those that still hold, the ones for good first.
+    std::vector<Ban> Bans() const;
+    /// Throws AccountError, also when there are too many.
+    void SetBan(const Ban& ban);
+    /// False: there is none.
+    bool RemoveBan(const Ban& ban);
+
+    /// The whole store at one moment, as the bytes of a file. Throws AccountError.
+    std::string Image() const;
+    /// Whether a store that Image gave is sound; "" when it is. Any thread.
+    static std::string FaultOf(std::string image);
 
     /// 20 hexadecimal digits, drawn once for the whole service.
     std::string ServerKey();

@@ -76,7 +76,7 @@ public:
 
 private:
     static constexpr std::size_t kMost = 10'000;
-    const double mAMinute;
+    double mAMinute;
     std::unordered_map<std::string, Allowance> mByName;
 };
 

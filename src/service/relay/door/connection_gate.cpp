@@ -8,14 +8,27 @@ constexpr std::chrono::seconds kAfterStart{30};
 constexpr std::size_t kMoreAfterStart = 10;
 }  // namespace
 
+void ConnectionGate::Replace(const RelayBounds& bounds)
+{
+    const std::lock_guard lock(mMutex);
+    mPerAddress = bounds.connectionsPerAddress;
+    mInAll = bounds.connectionsBeforeLogin;
+}
+
+std::size_t ConnectionGate::Waiting() const
+{
+    const std::lock_guard lock(mMutex);
+    return mWaitingInAll;
+}
+
 std::unique_ptr<ConnectionGate::Ticket> ConnectionGate::Ask(const std::string& client)
 {
     const std::string address = AddressGroup(client);
     const bool justStarted = std::chrono::steady_clock::now() - mStarted < kAfterStart;
     const std::lock_guard lock(mMutex);
     std::size_t& here = mWaiting[address];
-    const std::size_t most = mBounds.connectionsPerAddress * (justStarted ? kMoreAfterStart : 1);
-    if (here >= most || mWaitingInAll >= mBounds.connectionsBeforeLogin) {
+    const std::size_t most = mPerAddress * (justStarted ? kMoreAfterStart : 1);
+    if (here >= most || mWaitingInAll >= mInAll) {
         if (here == 0) mWaiting.erase(address);
         return nullptr;
     }

@@ -14,9 +14,15 @@ namespace zephyl {
 class ConnectionGate {
 public:
     explicit ConnectionGate(const RelayBounds& bounds)
-        : mBounds(bounds), mStarted(std::chrono::steady_clock::now())
+        : mPerAddress(bounds.connectionsPerAddress),
+          mInAll(bounds.connectionsBeforeLogin),
+          mStarted(std::chrono::steady_clock::now())
     {
     }
+
+    /// From now on.
+    void Replace(const RelayBounds& bounds);
+    std::size_t Waiting() const;
 
     /// One connection that has not logged in; counted until it is destroyed.
     class Ticket {
@@ -36,11 +42,11 @@ public:
 private:
     void GiveBack(const std::string& address);
 
-    const RelayBounds& mBounds;
-    const std::chrono::steady_clock::time_point mStarted;
-    std::mutex mMutex;
+    mutable std::mutex mMutex;
+    std::size_t mPerAddress, mInAll;
     std::unordered_map<std::string, std::size_t> mWaiting;
     std::size_t mWaitingInAll = 0;
+    const std::chrono::steady_clock::time_point mStarted;
 };
 
 }  // namespace zephyl

@@ -11,6 +11,14 @@ EntryLimits::EntryLimits(const RelayBudgets& budgets)
 {
 }
 
+void EntryLimits::Replace(const RelayBudgets& budgets)
+{
+    const std::lock_guard lock(mMutex);
+    mByAccount = Allowances(static_cast<double>(budgets.codesPerAccount));
+    mByAddress = Allowances(static_cast<double>(budgets.codesPerAddress));
+    mEntered = Allowances(static_cast<double>(budgets.entries));
+}
+
 std::chrono::milliseconds EntryLimits::WaitFor(const std::string& account, const std::string& address,
                                                Clock::time_point now, Side side)
 {

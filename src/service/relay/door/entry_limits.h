@@ -19,6 +19,8 @@ public:
     using Clock = std::chrono::steady_clock;
 
     explicit EntryLimits(const RelayBudgets& budgets);
+    /// From now on; what was used is forgotten.
+    void Replace(const RelayBudgets& budgets);
     /// How long until a code of this account is looked at; 0: now. An address that guesses too much slows
     /// down only those of its accounts that have guessed: somebody else there with a right code gets in.
     /// Outside it slows down everybody.

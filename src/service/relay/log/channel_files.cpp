@@ -364,6 +364,16 @@ bool ChannelFiles::Holds(const fs::path& path, std::uint64_t mark) const
                        [&](const Segment& known) { return known.Mark() == mark && known.Path() == path; });
 }
 
+std::vector<std::pair<fs::path, std::uint64_t>> ChannelFiles::Files() const
+{
+    std::vector<std::pair<fs::path, std::uint64_t>> files;
+    for (const Segment& segment : mSegments) {
+        const bool written = mNow && segment.Path() == mNow->Path();
+        files.emplace_back(segment.Path(), written ? mNow->Bytes() : segment.End());
+    }
+    return files;
+}
+
 // --- giving space back -----------------------------------------------------------------------------
 
 // Under another name first, and written over only when that is safe: else a power cut could leave an old
@@ -371,7 +381,8 @@ bool ChannelFiles::Holds(const fs::path& path, std::uint64_t mark) const
 ChannelFiles::Journals ChannelFiles::Retire(const std::vector<fs::path>& paths)
 {
     Journals retired;
-    const std::size_t most = mQuietTicks > 1 ? 0 : std::max<std::size_t>(2, kSpareBytes / mSegmentBytes);
+    const std::size_t most =
+        mHeld > 0 || mQuietTicks > 1 ? 0 : std::max<std::size_t>(2, kSpareBytes / mSegmentBytes);
     for (const fs::path& path : paths) {
         std::error_code ignored;
         if (mSpare.size() + mRetired >= most) {
@@ -424,7 +435,7 @@ void ChannelFiles::Tick()
 bool ChannelFiles::Idle() const
 {
     const Segment& newest = mSegments.back();
-    return !mSuspect && newest.Last() > 0 && mAtLastTick == mAppended && mOnDisk == mAppended &&
+    return mHeld == 0 && !mSuspect && newest.Last() > 0 && mAtLastTick == mAppended && mOnDisk == mAppended &&
            mSafe >= mAppended && newest.WantedBytes(mState.begin, mReadByAll) == 0;
 }
 

@@ -32,6 +32,7 @@ public:
     std::uint64_t Appended() const { return mAppended; }
     std::uint64_t OnDisk() const { return mOnDisk; }
     std::size_t KeptBytes() const;
+    std::size_t WantedBytes() const { return mWanted; }
     std::size_t MemoryBytes() const { return mRecent.Bytes(); }
 
     void Add(ItemPtr item);
@@ -68,6 +69,11 @@ public:
     /// Lets the oldest item stand in its file only. False: none may.
     bool ForgetOldest();
 
+    /// Where everything stands, and how many bytes of each file count.
+    std::vector<std::pair<std::filesystem::path, std::uint64_t>> Files() const;
+    /// While somebody holds them, files are deleted but not written over.
+    void Hold(bool held) { mHeld += held ? 1 : -1; }
+
     /// False: `wanted` must be read from a file first.
     bool Read(std::uint64_t from, std::size_t bytes, LogChunk& chunk, ColdRead& wanted) const;
     /// The file is not what was written: aside with it, and whoever had not read it misses something.
@@ -95,7 +101,8 @@ private:
     Journals mSpare;           // files to be written over
     std::size_t mRetired = 0;  // more of them, whose names are not safe yet
     std::uint64_t mRollAt = 0;
-    unsigned mRolls = 0;        // of this opening; names count them
+    unsigned mRolls = 0;  // of this opening; names count them
+    int mHeld = 0;
     int mQuietTicks = 0;        // without a new segment
     bool mOver = false;         // the newest segment is written over an old one
     bool mSuspect = false;      // the disk may have dropped what was written to it

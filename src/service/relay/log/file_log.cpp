@@ -1,6 +1,10 @@
 #include "service/relay/log/file_log.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <system_error>
 
 #include "service/relay/log/stored.h"
 #include "service/relay/private_folder.h"
@@ -285,6 +289,44 @@ void FileLog::ReadFromFile(const ColdRead& wanted, ReadDone done)
             done(std::move(*chunk));
         });
     });
+}
+
+// --- copying ---------------------------------------------------------------------------------------
+
+std::vector<LogPart> FileLog::Hold()
+{
+    if (mDisk == Disk::Refuses)
+        throw std::runtime_error("its disk takes nothing, so a part is in memory only");
+    std::vector<LogPart> parts;
+    const auto add = [&](const fs::path& path, std::uint64_t most) {
+        files::Descriptor file = files::OpenRegular(path, O_RDONLY | O_NOFOLLOW, files::Owner::Us);
+        struct stat info {};
+        if (::fstat(file.Number(), &info) != 0) throw std::system_error(errno, std::generic_category(), path);
+        const std::uint64_t bytes = std::min<std::uint64_t>(most, static_cast<std::uint64_t>(info.st_size));
+        parts.push_back({path.filename(), std::move(file), bytes});
+    };
+    const auto all = ~std::uint64_t{0};
+    if (mSeats) {
+        add(mFolder / "head", all);
+        add(mSeats->Path(), mSeats->Bytes());
+        for (const ChannelFiles* channel : {&mTalk, &mBoard})
+            for (const auto& [path, bytes] : channel->Files()) add(path, bytes);
+    } else {
+        for (const auto& entry : fs::directory_iterator(mFolder)) {
+            const std::string name = entry.path().filename();
+            if (name == "head" || name == "seats" || entry.path().extension() == ".log")
+                add(entry.path(), all);
+        }
+    }
+    mTalk.Hold(true);
+    mBoard.Hold(true);
+    return parts;
+}
+
+void FileLog::Release()
+{
+    mTalk.Hold(false);
+    mBoard.Hold(false);
 }
 
 // --- making it last --------------------------------------------------------------------------------

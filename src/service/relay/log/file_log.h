@@ -45,6 +45,13 @@ public:
         return channel == CHANNEL_TALK ? mTalk.State() : mBoard.State();
     }
     std::size_t BoardBytes() const override { return mBoard.KeptBytes(); }
+    LogBytes Bytes() const override
+    {
+        return {mTalk.WantedBytes(), mBoard.WantedBytes(), mTalk.MemoryBytes() + mBoard.MemoryBytes(),
+                mDisk == Disk::Refuses};
+    }
+    std::vector<LogPart> Hold() override;
+    void Release() override;
     void WhenSafe(Safe safe) override { mSafe = std::move(safe); }
     void WhenSynced(Done done) override;
     void NumbersFrom(AskNumbers ask) override { mNumbers = std::move(ask); }

@@ -29,7 +29,7 @@ struct LogRoom {
     ReadThread reads;
     const std::shared_ptr<std::atomic<std::size_t>> memory =
         std::make_shared<std::atomic<std::size_t>>(0);  // bytes of items; the logs hold it, too
-    const std::size_t memoryBound;
+    std::atomic<std::size_t> memoryBound;
 };
 
 }  // namespace zephyl

@@ -14,7 +14,8 @@ namespace {
 constexpr std::uint32_t kFormat = 2;
 constexpr int kOpeningShift = 32;
 constexpr std::uint64_t kOpeningsAtMost = std::uint64_t{1} << 31;  // more are none of ours
-constexpr std::size_t kFrontBytes = 64 * 1024;                     // of a file; more than a head
+constexpr std::uint64_t kSkipped = 1 << 16;
+constexpr std::size_t kFrontBytes = 64 * 1024;  // of a file; more than a head
 
 /// The first entry of a file, as a message of this kind.
 template <class Message>
@@ -85,6 +86,17 @@ std::optional<MeetingHead> ReadHead(const fs::path& folder)
     const auto head = HeadOf(HeadsIn(folder));
     if (!head) return std::nullopt;
     return MeetingHead{head->id(), head->code(), head->creator_key(), head->creator_stream()};
+}
+
+void SkipOpenings(const fs::path& folder)
+{
+    std::optional<stored::Head> head = HeadOf(HeadsIn(folder));
+    if (!head) return;  // it is left alone, as ever
+    const std::uint64_t openings = std::max<std::uint64_t>(head->openings(), OpeningsInNames(folder));
+    head->set_openings(static_cast<std::uint32_t>(openings + kSkipped));
+    std::string own;
+    AppendEntry(own, head->SerializeAsString());
+    ReplaceFile(folder / "head", own);
 }
 
 // Each opening counts sequences from a place of its own: what a power cut took from the end is posted again

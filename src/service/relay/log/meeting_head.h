@@ -18,6 +18,10 @@ struct MeetingHead {
 /// None when the folder holds no head that can be read.
 std::optional<MeetingHead> ReadHead(const std::filesystem::path& folder);
 
+/// A copy of a meeting from before: from now on it counts as opened more often than it can have been since,
+/// so that nothing gets a sequence that somebody has seen already. Throws std::system_error.
+void SkipOpenings(const std::filesystem::path& folder);
+
 struct Opening {
     std::uint64_t firstSequence = 0;  // above all that were ever given out
     std::string entry;                // for the front of the seats' file

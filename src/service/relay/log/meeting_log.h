@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "files/careful_file.h"
 #include "service/relay/log/log_item.h"
 
 namespace zephyl {
@@ -71,6 +72,21 @@ struct LogChunk {
     std::uint64_t upTo = 0;  // continue with this cursor
 };
 
+/// About.
+struct LogBytes {
+    std::size_t talk = 0, board = 0;  // that somebody may still want
+    std::size_t memory = 0;           // of them, in memory
+    bool refused = false;             // the disk takes nothing at the moment
+};
+
+/// A file of the log, open, with what stood in it at a moment. It stays readable, whatever becomes of its
+/// name.
+struct LogPart {
+    std::string name;
+    files::Descriptor file;
+    std::uint64_t bytes = 0;
+};
+
 /// All calls and all callbacks on the meeting's strand. A callback may run inside the call.
 class MeetingLog {
 public:
@@ -100,6 +116,11 @@ public:
     virtual ChannelState State(Channel channel) const = 0;
     /// Of the board's items kept for newcomers; about.
     virtual std::size_t BoardBytes() const = 0;
+    virtual LogBytes Bytes() const = 0;
+    /// All of it as it is at this moment, opened or not. Until Release is called as often, what stands in
+    /// these files is not written over. Throws std::exception when some of it is in memory only.
+    virtual std::vector<LogPart> Hold() = 0;
+    virtual void Release() = 0;
     /// Called whenever more has become safe from a crash of the machine. One listener.
     virtual void WhenSafe(Safe safe) = 0;
     /// Runs `done` once what was told to the log before this call is safe.

@@ -25,6 +25,13 @@ public:
         return channel == CHANNEL_TALK ? mTalk.state : mBoard.state;
     }
     std::size_t BoardBytes() const override { return mBoard.items.KeptBytes(); }
+    LogBytes Bytes() const override
+    {
+        const std::size_t talk = mTalk.items.Bytes(), board = mBoard.items.Bytes();
+        return {talk, board, talk + board, false};
+    }
+    std::vector<LogPart> Hold() override { return {}; }
+    void Release() override {}
     void WhenSafe(Safe safe) override { mSafe = std::move(safe); }
 
 private:

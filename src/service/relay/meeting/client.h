@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -49,6 +50,16 @@ public:
     virtual std::shared_ptr<Session> TheSession() const = 0;
     /// Of somebody whom a person's own service lets in from the local network.
     virtual bool FromOutside() const = 0;
+
+    /// What an operator is told of it.
+    struct Facts {
+        std::string address;
+        std::string protocol;  // "tcp"
+        std::optional<std::chrono::microseconds> delay;
+    };
+    virtual Facts TheFacts() const = 0;
+    /// It has answered a ping.
+    virtual void Heard(const Pong& pong) = 0;
 
     // --- any thread ---
     virtual void PostEnd(ByeReason reason, std::string text) = 0;

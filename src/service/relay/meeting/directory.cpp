@@ -3,12 +3,15 @@
 #include <sodium.h>
 #include <spdlog/logger.h>
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/relay/door/address_group.h"
+#include "service/relay/door/log_names.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/live_limits.h"
 #include "service/relay/log/file_log.h"
 #include "service/relay/log/memory_log.h"
 #include "service/relay/meeting/meeting.h"
@@ -34,7 +37,7 @@ std::string Hex(const std::string& bytes)
 }  // namespace
 
 Directory::Directory(const MeetingServices& services)
-    : mServices(services), mLimits(services.options.budgets), mStrand(asio::make_strand(services.io))
+    : mServices(services), mLimits(services.limits.Now().budgets), mStrand(asio::make_strand(services.io))
 {
 }
 
@@ -172,10 +175,10 @@ std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
     std::unique_ptr<MeetingLog> log;
     const auto made = std::make_shared<std::weak_ptr<Meeting>>();
     if (mServices.options.logsInMemory) {
-        log = std::make_unique<MemoryLog>(mServices.options.bounds);
+        log = std::make_unique<MemoryLog>(mServices.limits.Now().bounds);
     } else {
         log = std::make_unique<FileLog>(
-            Folder() / Hex(head.id), head, mServices.options.bounds, mServices.logs,
+            Folder() / Hex(head.id), head, mServices.limits.Now().bounds, mServices.logs,
             [home, made](std::function<void()> work) {  // the meeting lives until that is done
                 if (const auto meeting = made->lock())
                     asio::post(home, [meeting, work = std::move(work)] { work(); });
@@ -220,12 +223,12 @@ void Directory::MakeRoom(const std::string& creator)
     for (std::size_t i = 0; i + kEmptyOfOneCreator <= empty.size(); ++i) Delete(empty[i]);
 }
 
-void Directory::Delete(const std::shared_ptr<Meeting>& meeting)
+void Directory::Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye)
 {
     mById.erase(meeting->Id());
     if (const auto at = mByCode.find(meeting->Code()); at != mByCode.end() && at->second == meeting)
         mByCode.erase(at);
-    meeting->PostClose();
+    meeting->PostClose(goodbye);
 }
 
 void Directory::ClientEnded(std::shared_ptr<Session> session, std::shared_ptr<Client> client)
@@ -299,7 +302,8 @@ asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional
     if (at == mEntries.end()) co_return;
     const Entry entry = at->second;
     if (!account || account->generation != entry.session->generation) {
-        mServices.log.info("{}: account removed or password changed", entry.session->handle);
+        mServices.log.info("{}: account removed or password changed",
+                           mServices.names.User(entry.session->handle));
         EndEntry(entry, account ? BYE_KICKED : reason, account ? "The password was changed." : removed);
         co_return;
     }
@@ -317,6 +321,108 @@ asio::awaitable<bool> Directory::Kick(std::string code, HandleForms whom)
     const bool usable = co_await Opened(meeting);
     if (usable) co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
     co_return usable;
+}
+
+asio::awaitable<Directory::Unkicked> Directory::Unkick(std::string code, HandleForms whom)
+{
+    const std::shared_ptr<Meeting> meeting =
+        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(code)), asio::use_awaitable);
+    if (!meeting) co_return Unkicked::NoMeeting;
+    const bool usable = co_await Opened(meeting);
+    if (!usable) co_return Unkicked::NoMeeting;
+    const bool done =
+        co_await asio::co_spawn(meeting->Home(), meeting->Unbar(std::move(whom)), asio::use_awaitable);
+    co_return done ? Unkicked::Done : Unkicked::NotKicked;
+}
+
+asio::awaitable<bool> Directory::Close(std::string code)
+{
+    co_return co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code)), asio::use_awaitable);
+}
+
+asio::awaitable<bool> Directory::DoClose(std::string code)
+{
+    const auto at = mByCode.find(code);
+    if (at == mByCode.end()) co_return false;
+    Delete(std::shared_ptr<Meeting>(at->second), "The operator of the service has closed this meeting.");
+    co_return true;
+}
+
+asio::awaitable<void> Directory::EndHandle(std::string key, std::string text)
+{
+    co_await asio::co_spawn(mStrand, DoEndHandle(std::move(key), std::move(text)), asio::use_awaitable);
+}
+
+asio::awaitable<void> Directory::DoEndHandle(std::string key, std::string text)
+{
+    if (const auto at = mEntries.find(key); at != mEntries.end())
+        EndEntry(Entry(at->second), BYE_KICKED, text);
+    co_return;
+}
+
+void Directory::EndSession(std::shared_ptr<Session> session, std::string text)
+{
+    asio::post(mStrand, [this, session, text = std::move(text)] {
+        const auto at = mEntries.find(session->key);
+        if (at != mEntries.end() && at->second.session->stream == session->stream)
+            EndEntry(Entry(at->second), BYE_KICKED, text);
+    });
+}
+
+asio::awaitable<std::vector<std::shared_ptr<Meeting>>> Directory::DoAll()
+{
+    std::vector<std::shared_ptr<Meeting>> all;
+    for (const auto& [id, meeting] : mById) all.push_back(meeting);
+    co_return all;
+}
+
+asio::awaitable<MeetingFacts> Directory::FactsOf(std::shared_ptr<Meeting> meeting)
+{
+    MeetingFacts facts = meeting->Facts();
+    facts.id = Hex(meeting->Id());
+    co_return facts;
+}
+
+asio::awaitable<std::vector<MeetingFacts>> Directory::Facts()
+{
+    const auto all = co_await asio::co_spawn(mStrand, DoAll(), asio::use_awaitable);
+    std::vector<MeetingFacts> facts;
+    for (const auto& meeting : all)
+        facts.push_back(co_await asio::co_spawn(meeting->Home(), FactsOf(meeting), asio::use_awaitable));
+    std::sort(facts.begin(), facts.end(),
+              [](const MeetingFacts& one, const MeetingFacts& other) { return one.code < other.code; });
+    co_return facts;
+}
+
+void Directory::WhenAlive(std::function<void()> done)
+{
+    asio::post(mStrand, std::move(done));
+}
+
+asio::awaitable<std::vector<std::string>> Directory::Ids()
+{
+    std::vector<std::string> ids;
+    for (const auto& meeting : co_await asio::co_spawn(mStrand, DoAll(), asio::use_awaitable))
+        ids.push_back(meeting->Id());
+    co_return ids;
+}
+
+asio::awaitable<std::optional<Directory::Held>> Directory::Hold(std::string id)
+{
+    auto meeting = co_await asio::co_spawn(mStrand, DoById(std::move(id)), asio::use_awaitable);
+    if (!meeting) co_return std::nullopt;
+    auto parts = co_await asio::co_spawn(meeting->Home(), meeting->HoldLog(), asio::use_awaitable);
+    co_return Held{meeting, Hex(meeting->Id()), std::move(parts)};
+}
+
+void Directory::Release(const Held& held)
+{
+    asio::post(held.meeting->Home(), [meeting = held.meeting] { meeting->ReleaseLog(); });
+}
+
+void Directory::LimitsChanged()
+{
+    mLimits.Replace(mServices.limits.Now().budgets);
 }
 
 void Directory::StopMeetings()

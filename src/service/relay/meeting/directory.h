@@ -6,6 +6,7 @@
 #include <chrono>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +16,7 @@
 #include "service/relay/door/entry_limits.h"
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/meeting/client.h"
+#include "service/relay/meeting/meeting_facts.h"
 #include "service/relay/meeting/meeting_keeper.h"
 #include "service/relay/meeting/meeting_services.h"
 #include "service/relay/meeting/session.h"
@@ -56,7 +58,32 @@ public:
     /// An operator's word: the handle is out of this meeting, and stays out. False: no meeting has the code.
     boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
 
+    /// Takes Kick back.
+    enum class Unkicked { Done, NoMeeting, NotKicked };
+    boost::asio::awaitable<Unkicked> Unkick(std::string code, HandleForms whom);
+    /// The meeting ends for everybody who is in it, and nothing of it is left. False: no meeting has the
+    /// code.
+    boost::asio::awaitable<bool> Close(std::string code);
+    /// Whoever has this handle is out. A folded one.
+    boost::asio::awaitable<void> EndHandle(std::string key, std::string text);
+    boost::asio::awaitable<std::vector<MeetingFacts>> Facts();
+    /// A meeting's log as it was at one moment.
+    struct Held {
+        std::shared_ptr<Meeting> meeting;
+        std::string folder;  // its name
+        std::vector<LogPart> parts;
+    };
+    boost::asio::awaitable<std::vector<std::string>> Ids();
+    /// Release follows in any case. Throws when a part of it stands in memory only. None: it is no more.
+    boost::asio::awaitable<std::optional<Held>> Hold(std::string id);
+    void Release(const Held& held);
+
     // --- any thread ---
+    /// This login, and its seat.
+    void EndSession(std::shared_ptr<Session> session, std::string text);
+    void WhenAlive(std::function<void()> done);
+    /// The limits have changed.
+    void LimitsChanged();
     void ClientEnded(std::shared_ptr<Session> session, std::shared_ptr<Client> client);
     /// No meeting tells anybody any more that somebody left: the service itself goes.
     void StopMeetings();
@@ -79,10 +106,14 @@ private:
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
     boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account,
                                                   std::string removed, ByeReason reason);
+    boost::asio::awaitable<std::vector<std::shared_ptr<Meeting>>> DoAll();
+    boost::asio::awaitable<bool> DoClose(std::string code);
+    boost::asio::awaitable<void> DoEndHandle(std::string key, std::string text);
+    boost::asio::awaitable<MeetingFacts> FactsOf(std::shared_ptr<Meeting> meeting);
     boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
     std::filesystem::path Folder() const;
     std::shared_ptr<Meeting> Make(const struct MeetingHead& head);
-    void Delete(const std::shared_ptr<Meeting>& meeting);
+    void Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye = {});
     void MakeRoom(const std::string& creator);
     void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
 

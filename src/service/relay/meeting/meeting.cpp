@@ -6,6 +6,8 @@
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/post.hpp>
 
+#include "service/relay/door/log_names.h"
+#include "service/relay/live_limits.h"
 #include "service/relay/meeting/answers.h"
 #include "service/relay/memory_watch.h"
 
@@ -110,7 +112,7 @@ bool Meeting::Enter(const std::shared_ptr<Client>& client, std::shared_ptr<Meeti
         seat->session = session;
     }
     if (!seat) {
-        if (mSeats.size() >= mServices.options.bounds.seatsPerMeeting) return refuse(RESULT_FULL);
+        if (mSeats.size() >= mServices.limits.Now().bounds.seatsPerMeeting) return refuse(RESULT_FULL);
         seat = NewSeat(session, std::move(hold));
         Announce(*seat, kPresent);
     } else if (seat->state == SeatState::Away) {
@@ -126,7 +128,8 @@ bool Meeting::Enter(const std::shared_ptr<Client>& client, std::shared_ptr<Meeti
     Attach(*seat, client);
     Header header = EnteredAnswer(enter, RESULT_OK);
     SendPlace(*seat, header, *header.mutable_entered()->mutable_place());
-    mServices.log.info("{} in meeting {} at seat {}", session->handle, mHead.code, seat->number);
+    mServices.log.info("{} in meeting {} at seat {}", mServices.names.User(session->handle), LogName(),
+                       seat->number);
     return true;
 }
 
@@ -151,9 +154,9 @@ bool Meeting::Resume(const std::shared_ptr<Client>& client, const zephyl::Resume
 
 Meeting::SeatPtr Meeting::NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold)
 {
-    mSeats.push_back(std::make_shared<Seat>(++mLastSeat, session, std::move(hold),
-                                            NumbersOf(session->key, session->stream),
-                                            static_cast<SeatSurroundings&>(*this), mServices.options.bounds));
+    mSeats.push_back(std::make_shared<Seat>(
+        ++mLastSeat, session, std::move(hold), NumbersOf(session->key, session->stream),
+        static_cast<SeatSurroundings&>(*this), mServices.limits.Now().bounds));
     return mSeats.back();
 }
 
@@ -239,7 +242,7 @@ void Meeting::ClientLost(Client& client)
     if (!seat) return;
     client.PullFrom(nullptr);
     seat->client = nullptr;
-    if (mServices.options.times.grace.count() == 0 && !mStopping)
+    if (mServices.limits.Now().times.grace.count() == 0 && !mStopping)
         Gone(seat);
     else
         Detach(*seat);
@@ -269,7 +272,7 @@ void Meeting::Gone(const SeatPtr& seat)
     mKeeper.SeatEnded(seat->session);
     mLeaving.push_back(seat->numbers);
     mEmptySince = Clock::now();
-    mServices.log.info("{} gone from meeting {}", seat->session->handle, mHead.code);
+    mServices.log.info("{} gone from meeting {}", mServices.names.User(seat->session->handle), LogName());
 }
 
 // Safe first, then done: else a kill could bring back a seat that items were appended without.
@@ -316,9 +319,16 @@ void Meeting::EndAll()
     }
 }
 
-void Meeting::PostClose()
+void Meeting::PostClose(std::string goodbye)
 {
-    asio::post(mHome, [self = shared_from_this()] {
+    asio::post(mHome, [self = shared_from_this(), goodbye = std::move(goodbye)] {
+        for (const SeatPtr& seat : std::exchange(self->mSeats, {})) {
+            if (seat->client) {
+                seat->client->PullFrom(nullptr);
+                seat->client->End(BYE_ENDED, goodbye);
+            }
+            self->mKeeper.SeatEnded(seat->session);
+        }
         self->mClosed = true;
         self->mLog->Remove();
         self->mTick.cancel();
@@ -404,7 +414,7 @@ void Meeting::OnSafe(const Sequences& upTo)
     }
     if (!news || mAcceptedArmed) return;
     mAcceptedArmed = true;
-    mAccepted.expires_after(mServices.options.times.accepted);
+    mAccepted.expires_after(mServices.limits.Now().times.accepted);
     mAccepted.async_wait(
         asio::bind_executor(mHome, [weak = weak_from_this()](boost::system::error_code error) {
             const auto self = weak.lock();
@@ -419,7 +429,7 @@ void Meeting::OnSafe(const Sequences& upTo)
 
 void Meeting::ArmTick()
 {
-    mTick.expires_after(mServices.options.times.tick);
+    mTick.expires_after(mServices.limits.Now().times.tick);
     mTick.async_wait(asio::bind_executor(mHome, [weak = weak_from_this()](boost::system::error_code error) {
         const auto self = weak.lock();
         if (error || !self || self->mClosed) return;
@@ -430,7 +440,7 @@ void Meeting::ArmTick()
 
 void Meeting::OnTick(Clock::time_point now)
 {
-    const RelayTimes& times = mServices.options.times;
+    const RelayTimes& times = mServices.limits.Now().times;
     if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)
         mKeeper.MeetingEmpty(shared_from_this());
     if (!mOpen) return;

@@ -6,13 +6,13 @@
 #include <boost/asio/steady_timer.hpp>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/log/board_history.h"
 #include "service/relay/log/file_log.h"
+#include "service/relay/meeting/meeting_facts.h"
 #include "service/relay/meeting/meeting_services.h"
 #include "service/relay/meeting/seat.h"
 
@@ -43,7 +43,8 @@ public:
     static std::uint64_t WallClockMs();
     void PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text);
     void PostStop();
-    void PostClose();
+    /// For good. `goodbye`: to those who are in it; "": nobody is.
+    void PostClose(std::string goodbye = {});
     /// Lets go of seats and clients, whose strands run no more.
     void Abandon();
 
@@ -54,6 +55,12 @@ public:
     /// Ends its seat, and lets that handle in no more for as long as there is this meeting. Returns when that
     /// is safe.
     boost::asio::awaitable<void> Bar(HandleForms whom);
+    /// Takes that back. False: it was not barred.
+    boost::asio::awaitable<bool> Unbar(HandleForms whom);
+    MeetingFacts Facts() const;
+    /// For whoever copies its log; Release, then, as often.
+    boost::asio::awaitable<std::vector<LogPart>> HoldLog();
+    void ReleaseLog() { mLog->Release(); }
     /// The log's volume has refused to write, or takes again.
     void OnTrouble(bool refused);
 
@@ -85,6 +92,8 @@ private:
     void Restore(const LogItem& item);
     void RestoreSeat(const SeatEntry& entry);
     std::vector<NumbersEntry> AllNumbers() const;
+    std::string LogName() const;
+    boost::asio::awaitable<void> Synced();
     void Attach(Seat& seat, const std::shared_ptr<Client>& client);
     void Detach(Seat& seat);
     void Gone(const SeatPtr& seat);
@@ -126,7 +135,8 @@ private:
     std::atomic<int> mOccupied{0};
     std::vector<SeatPtr> mSeats;  // in order of joining
     SeatNumber mLastSeat = 0;
-    std::set<std::string> mBarred;                                              // folded handles
+    std::map<std::string, std::vector<SeatNumber>>
+        mBarred;  // by folded handle; under which entries of the log
     std::map<std::string, std::deque<std::shared_ptr<StreamMemory>>> mNumbers;  // by folded handle
     std::vector<std::shared_ptr<StreamMemory>> mLeaving;  // their seats went before all was safe
     BoardHistory mHistory;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "service/relay/counters.h"
 #include "service/relay/meeting/answers.h"
 #include "service/relay/meeting/guests.h"
 #include "service/relay/meeting/meeting.h"
@@ -73,7 +74,7 @@ Meeting::After Meeting::Handle(Client& client, const FrameView& frame)
     const auto message = header.message_case();
     switch (message) {
         case Header::kRead: seat->OnRead(header.read(), Clock::now()); return After::GoOn;
-        case Header::kPong:
+        case Header::kPong: client.Heard(header.pong()); return After::GoOn;
         case Header::MESSAGE_NOT_SET: return After::GoOn;
         case Header::kLetIn: client.Send(LetIn(*seat, client, header.let_in())); return After::GoOn;
         case Header::kLeave:
@@ -124,6 +125,7 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     std::uint64_t& have = seat.numbers->have[channel];
     if (post.number() <= have || mStopping) return;  // it is there already, or will be sent again
     have = post.number();
+    ++mServices.counters.posts;
     if (const char* fault = FaultOf(post, body, tooLarge)) return RefusePost(seat, post, fault);
     Header header;
     Item& down = *header.mutable_item();
@@ -202,6 +204,7 @@ void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view bo
     if (tooLarge || body.empty() || !IsLiveType(picture.type()) || !SixteenBits(picture.x()) ||
         !SixteenBits(picture.y()) || TooMany(live.recipients()) || mServices.memory.Under(Pressure::ShedLive))
         return;  // live frames may always be dropped
+    ++mServices.counters.liveFrames;
     Header header;
     zephyl::Live& down = *header.mutable_live();
     down.set_from(seat.session->handle);

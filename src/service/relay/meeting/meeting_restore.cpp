@@ -8,6 +8,9 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/relay/door/accounts.h"
+#include "service/relay/door/ban_list.h"
+#include "service/relay/door/log_names.h"
+#include "service/relay/live_limits.h"
 #include "service/relay/meeting/meeting.h"
 #include "service/wire/content.h"
 
@@ -34,15 +37,21 @@ asio::awaitable<bool> Meeting::Ready()
             mOpen = true;
         } catch (const std::exception& error) {
             mEmptySince = Clock::now();  // somebody wants it: it is not deleted before it could be read
-            mServices.log.error("the log of meeting {} cannot be used: {}", mHead.code, error.what());
+            mServices.log.error("the log of meeting {} cannot be used: {}", LogName(), error.what());
         }
     }
     co_return mOpen && !mClosed;
 }
 
+std::string Meeting::LogName() const
+{
+    return mServices.names.Meeting(mHead.id, mHead.code);
+}
+
 void Meeting::OpenLog()
 {
     mSeats.clear();  // of an attempt that failed half way
+    mBarred.clear();
     mNumbers.clear();
     mHistory = {};
     const LogContents contents = mLog->Open();
@@ -60,11 +69,11 @@ void Meeting::OpenLog()
     for (const SeatEntry& entry : contents.seats) RestoreSeat(entry);
     if (replayed.skipped > 0)
         mServices.log.warn("opening meeting {}: {} items were skipped that stand twice or in no known form",
-                           mHead.code, replayed.skipped);
+                           LogName(), replayed.skipped);
     if (replayed.headLost)
-        mServices.log.error("the head of meeting {} could not be read; it was written again", mHead.code);
+        mServices.log.error("the head of meeting {} could not be read; it was written again", LogName());
     if (replayed.damage == Damage::None) return;
-    mServices.log.error("a file of meeting {} was damaged and put aside", mHead.code);
+    mServices.log.error("a file of meeting {} was damaged and put aside", LogName());
     Notify(
         "A part of this meeting could not be read any more by the service. Ask the others what was there.");
 }
@@ -85,16 +94,17 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
 {
     mLastSeat = std::max(mLastSeat, entry.number);
     const std::optional<HandleForms> forms = ReadHandle(entry.handle);
-    if (entry.barred && forms) mBarred.insert(forms->key);
+    if (entry.barred && forms) mBarred[forms->key].push_back(entry.number);
     if (entry.gone) return;
     const std::optional<Account> account = mServices.accounts.Find(entry.handle);
-    if (!account || !forms || !account->permitted || account->generation != entry.generation) {
+    if (!account || !forms || !account->permitted || account->generation != entry.generation ||
+        mServices.bans.BarsHandle(forms->key)) {
         SeatEntry gone = entry;
         gone.gone = true;
         mLog->Seat(gone);
         return;
     }
-    auto session = std::make_shared<Session>(FloodBudget(mServices.options.budgets, Clock::now()));
+    auto session = std::make_shared<Session>(FloodBudget(mServices.limits.Now().budgets, Clock::now()));
     session->handle = entry.handle;
     session->key = forms->key;
     session->address = entry.address;
@@ -104,10 +114,11 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     auto seat =
         std::make_shared<Seat>(entry.number, session, std::make_shared<MeetingHold>(shared_from_this()),
                                NumbersOf(session->key, session->stream),
-                               static_cast<SeatSurroundings&>(*this), mServices.options.bounds);
+                               static_cast<SeatSurroundings&>(*this), mServices.limits.Now().bounds);
     seat->tokenHashes = entry.tokenHashes;
     seat->state = entry.away ? SeatState::Away : SeatState::Detached;
-    seat->cutOff = Clock::now() - (entry.away ? mServices.options.times.grace : std::chrono::milliseconds(0));
+    seat->cutOff =
+        Clock::now() - (entry.away ? mServices.limits.Now().times.grace : std::chrono::milliseconds(0));
     seat->BeginAt(entry.read, entry.enteredAt);
     mSeats.push_back(std::move(seat));
     mKeeper.SeatRestored(session, shared_from_this());
@@ -115,8 +126,9 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
 
 asio::awaitable<void> Meeting::Bar(HandleForms whom)
 {
-    if (mBarred.insert(whom.key).second) {
+    if (!mBarred.contains(whom.key)) {
         if (const SeatPtr seat = OfKey(whom.key)) {
+            mBarred[whom.key] = {seat->number};
             if (seat->client) seat->client->End(BYE_KICKED, "");
             Gone(seat);
             EndOfTurn();
@@ -126,9 +138,31 @@ asio::awaitable<void> Meeting::Bar(HandleForms whom)
             entry.gone = entry.barred = true;
             entry.handle = whom.spelling;
             mLog->Seat(entry);
+            mBarred[whom.key] = {entry.number};
         }
-        mServices.log.info("{} is barred from meeting {}", whom.spelling, mHead.code);
+        mServices.log.info("{} is barred from meeting {}", mServices.names.User(whom.spelling), LogName());
     }
+    co_await Synced();
+}
+
+asio::awaitable<bool> Meeting::Unbar(HandleForms whom)
+{
+    const auto at = mBarred.find(whom.key);
+    if (at == mBarred.end()) co_return false;
+    for (const SeatNumber number : at->second) {
+        SeatEntry entry;
+        entry.number = number;
+        entry.gone = true;
+        entry.handle = whom.spelling;
+        mLog->Seat(entry);
+    }
+    mBarred.erase(at);
+    co_await Synced();
+    co_return true;
+}
+
+asio::awaitable<void> Meeting::Synced()
+{
     const auto initiate = [this](auto handler) {
         auto shared = std::make_shared<decltype(handler)>(std::move(handler));
         mLog->WhenSynced([shared] {
@@ -136,6 +170,32 @@ asio::awaitable<void> Meeting::Bar(HandleForms whom)
         });
     };
     co_await asio::async_initiate<const asio::use_awaitable_t<>, void()>(initiate, asio::use_awaitable);
+}
+
+MeetingFacts Meeting::Facts() const
+{
+    MeetingFacts facts{{}, mHead.code, mOpen, {}, {}};
+    if (mOpen) facts.log = mLog->Bytes();
+    for (const SeatPtr& seat : mSeats) {
+        const std::string& handle = seat->session->handle;
+        AttendeeFacts one{handle, mServices.names.StandIn(handle), {}, {}, "away", {}, seat->LagBytes()};
+        if (seat->state != SeatState::Away) one.state = seat->client ? "present" : "cut off";
+        if (seat->client) {
+            Client::Facts connection = seat->client->TheFacts();
+            one.address = std::move(connection.address);
+            one.protocol = std::move(connection.protocol);
+            one.delay = connection.delay;
+        }
+        facts.attendees.push_back(std::move(one));
+    }
+    return facts;
+}
+
+asio::awaitable<std::vector<LogPart>> Meeting::HoldLog()
+{
+    std::vector<LogPart> parts;
+    if (!mClosed) parts = mLog->Hold();
+    co_return parts;
 }
 
 // Only what is safe: the items that carry the others still stand in the log.
@@ -151,7 +211,7 @@ std::vector<NumbersEntry> Meeting::AllNumbers() const
 
 void Meeting::OnTrouble(bool refused)
 {
-    mServices.log.error("the volume of meeting {} {}", mHead.code,
+    mServices.log.error("the volume of meeting {} {}", LogName(),
                         refused ? "takes nothing; it goes on in memory" : "takes again");
     Notify(refused ? "The service cannot save this meeting at the moment: its disk is full or fails. The "
                      "meeting goes on; "

@@ -13,19 +13,27 @@ class logger;
 namespace zephyl {
 
 class Accounts;
+class BanList;
 class Guests;
+class LiveLimits;
+class LogNames;
 class MemoryWatch;
+struct Counters;
 struct LogRoom;
 
 using Strand = boost::asio::strand<boost::asio::io_context::executor_type>;
 
 struct MeetingServices {
     boost::asio::io_context& io;
-    const RelayOptions& options;
+    const RelayOptions& options;  // as at the start
+    const LiveLimits& limits;
     spdlog::logger& log;
+    const LogNames& names;
     const Accounts& accounts;
+    const BanList& bans;
     LogRoom& logs;
     const MemoryWatch& memory;
+    Counters& counters;
     Guests* guests = nullptr;  // of a person's own service
 };
 

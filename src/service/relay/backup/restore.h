@@ -1,0 +1,30 @@
+#pragma once
+// Backups of a service that does not run, and putting one back.
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace zephyl {
+
+/// Of a data folder that nobody serves; holds its lock meanwhile. Throws std::exception.
+void WriteBackup(const std::filesystem::path& data, const std::string& version,
+                 const std::function<void(std::string_view)>& write);
+
+struct BackupFacts {
+    std::size_t accountsBytes = 0, meetings = 0, files = 0;
+    bool key = false;
+    std::string note;  // of its version and time
+};
+/// Reads all of an open backup and checks it, the accounts' store too. Throws ArchiveError.
+BackupFacts CheckBackup(int file);
+
+/// Puts a backup, which CheckBackup has passed, into a folder that holds no service's data. Interrupted, it
+/// leaves a folder that no service starts in, and in which this may be done again. Throws std::exception.
+void Restore(int file, const std::filesystem::path& data);
+
+/// A restore did not end here.
+bool RestoreUnfinished(const std::filesystem::path& data);
+
+}  // namespace zephyl

@@ -1,0 +1,142 @@
+#include "service/relay/backup/stream.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/asio/async_result.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "files/careful_file.h"
+#include "service/relay/backup/archive.h"
+#include "service/relay/door/accounts.h"
+#include "service/relay/log/log_room.h"
+#include "service/relay/meeting/directory.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+constexpr std::size_t kPartBytes = 256 * 1024;
+constexpr std::size_t kKeyBytes = 1 << 20;
+
+/// Runs `work` on the thread that may wait for disks.
+asio::awaitable<void> Beside(LogRoom& room, std::function<void()> work)
+{
+    const auto initiate = [&room, &work](auto handler) {
+        auto shared = std::make_shared<decltype(handler)>(std::move(handler));
+        room.reads.Run([shared, &work] {
+            std::exception_ptr failed;
+            try {
+                work();
+            } catch (...) {
+                failed = std::current_exception();
+            }
+            asio::post(asio::get_associated_executor(*shared),
+                       [shared, failed] { std::move (*shared)(failed); });
+        });
+    };
+    co_await asio::async_initiate<const asio::use_awaitable_t<>, void(std::exception_ptr)>(
+        initiate, asio::use_awaitable);
+}
+
+std::string ReadPart(const LogPart& part, std::uint64_t at)
+{
+    std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(kPartBytes, part.bytes - at)), '\0');
+    ssize_t got = 0;
+    do got = ::pread(part.file.Number(), bytes.data(), bytes.size(), static_cast<off_t>(at));
+    while (got < 0 && errno == EINTR);
+    if (got < 0) throw ArchiveError(part.name + " cannot be read: " + std::strerror(errno));
+    bytes.resize(static_cast<std::size_t>(got));
+    return bytes;
+}
+
+/// Of a key or a certificate; "": it is none of the folder's own.
+std::string OwnFile(const std::filesystem::path& path)
+{
+    if (!std::filesystem::exists(path)) return {};
+    return files::ReadWhole(files::OpenRegular(path, O_RDONLY | O_NOFOLLOW, files::Owner::Us), kKeyBytes,
+                            path);
+}
+
+/// What is made on the way to `write`.
+class Streaming {
+public:
+    using Write = std::function<asio::awaitable<void>(std::string_view)>;
+    Streaming(Services& services, Write write) : mServices(services), mWrite(std::move(write)) {}
+
+    asio::awaitable<void> Run()
+    {
+        mArchive.Put(kBackupNote, BackupNote(mServices.options.version));
+        const auto ids = co_await mServices.directory.Ids();
+        for (const std::string& id : ids) co_await Meeting(id);
+        std::string accounts, key, certificate;
+        co_await Beside(mServices.logs, [&] {
+            accounts = mServices.accounts.Image();
+            key = OwnFile(mServices.options.data / "key.pem");
+            certificate = OwnFile(mServices.options.data / "certificate.pem");
+        });
+        mArchive.Put("accounts.sqlite", accounts);
+        if (!key.empty()) mArchive.Put("key.pem", key);
+        if (!certificate.empty()) mArchive.Put("certificate.pem", certificate);
+        mArchive.Close();
+        co_await Send();
+    }
+
+private:
+    asio::awaitable<void> Meeting(std::string id)
+    {
+        const auto held = co_await mServices.directory.Hold(id);
+        if (!held) co_return;  // it has ended meanwhile
+        std::exception_ptr failed;
+        try {
+            co_await Copy(*held);
+        } catch (...) {
+            failed = std::current_exception();
+        }
+        mServices.directory.Release(*held);
+        if (failed) std::rethrow_exception(failed);
+    }
+    asio::awaitable<void> Copy(const Directory::Held& held)
+    {
+        for (const LogPart& part : held.parts) {
+            mArchive.Begin("meetings/" + held.folder + "/" + part.name, part.bytes);
+            for (std::uint64_t at = 0; at < part.bytes;) {
+                std::string bytes;
+                co_await Beside(mServices.logs, [&] {
+                    bytes = ReadPart(part, at);
+                    mArchive.Add(bytes);  // its sum is work, too
+                });
+                if (bytes.empty()) break;  // a torn end that was cut meanwhile
+                at += bytes.size();
+                co_await Send();
+            }
+            mArchive.End();
+        }
+        co_await Send();
+    }
+    asio::awaitable<void> Send()
+    {
+        co_await mWrite(mOut);
+        mOut.clear();
+    }
+
+    Services& mServices;
+    const Write mWrite;
+    std::string mOut;
+    ArchiveWriter mArchive{mOut};
+};
+
+}  // namespace
+
+asio::awaitable<void> StreamBackup(Services& services, Streaming::Write write)
+{
+    Streaming streaming(services, std::move(write));
+    co_await streaming.Run();
+}
+
+}  // namespace zephyl

@@ -1,0 +1,124 @@
+// What the service does when its operator asks.
+
+#include <spdlog/logger.h>
+
+#include "service/net/tls_context.h"
+#include "service/relay/admin_socket.h"
+#include "service/relay/connection.h"
+#include "service/relay/metrics_server.h"
+#include "service/relay/network_door.h"
+#include "service/relay/private_folder.h"
+#include "service/relay/relay.h"
+#include "service/relay/report.h"
+#include "service/relay/server_tls.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+
+namespace {
+
+/// Says that it begins, and on every way out that it is over.
+class Told {
+public:
+    explicit Told(const std::function<void(bool)>& tell) : mTell(tell)
+    {
+        if (mTell) mTell(true);
+    }
+    ~Told()
+    {
+        if (mTell) mTell(false);
+    }
+    Told(const Told&) = delete;
+    Told& operator=(const Told&) = delete;
+
+private:
+    const std::function<void(bool)>& mTell;
+};
+
+}  // namespace
+
+AdminActions Relay::Actions()
+{
+    return {[this] { return Facts(); }, [this] { return BansChanged(); }, [this] { return Reload(); }};
+}
+
+std::string Relay::MetricsAddress() const
+{
+    return mMetrics ? mMetrics->Address() : "";
+}
+
+asio::awaitable<ServiceFacts> Relay::Facts()
+{
+    using namespace std::chrono;
+    const auto tls = mTls.Now();
+    ServiceFacts facts;
+    facts.version = mOptions.version;
+    facts.address = Address();
+    facts.fingerprint = tls->Fingerprint();
+    facts.certificateEnds = tls->CertificateEnds();
+    facts.startedAt = duration_cast<seconds>(mStartedAt.time_since_epoch()).count();
+    facts.uptime = duration_cast<seconds>(steady_clock::now() - mStarted);
+    facts.connections = mConnections.Count();
+    facts.beforeLogin = mGate.Waiting();
+    facts.memory = mMemory.Used();
+    facts.memoryMost = mMemory.Most();
+    facts.pressure = mMemory.Level();
+    facts.logMemory = *mLogs.memory;
+    facts.bans = mAccounts.Bans();
+    facts.metrics = MetricsAddress();
+    facts.meetings = co_await mDirectory.Facts();
+    co_return facts;
+}
+
+// The list first: whoever comes meanwhile meets it.
+asio::awaitable<void> Relay::BansChanged()
+{
+    const std::vector<Ban> bans = mAccounts.Bans();
+    mBans.Replace(bans);
+    for (const auto& connection : mConnections.All())
+        if (mBans.BarsAddress(connection->Address())) connection->PostBanned();
+    for (const Ban& ban : bans)
+        if (ban.of == Ban::Of::Handle) co_await mDirectory.EndHandle(ban.what, kBanned);
+}
+
+std::vector<std::string> Relay::Reload()
+{
+    const std::lock_guard lock(mReloading);
+    if (!mRead) throw StartError("this service has no configuration to read again");
+    const Told told(mTellReload);
+    return TakeOver(mRead());
+}
+
+std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
+{
+    std::vector<std::string> waits;
+    const auto note = [&](bool changed, const char* key) {
+        if (changed) waits.push_back(std::string(key) + " takes effect when the service is started anew");
+    };
+    note(fresh.host != mOptions.host || fresh.port != mOptions.port, "listen");
+    note(fresh.data != mOptions.data, "data");
+    note(fresh.metricsHost != mOptions.metricsHost || fresh.metricsPort != mOptions.metricsPort,
+         "metrics_listen");
+    note(fresh.threads != mOptions.threads, "threads");
+    note(fresh.logFormat != mOptions.logFormat, "log_format");
+    note(fresh.announce != mOptions.announce, "announce");
+    RelayOptions files = fresh;
+    files.data = mOptions.data;
+    const auto tls = ServerTls(files);  // whatever cannot be used has said so by now
+    if (tls->Fingerprint() != Fingerprint()) {
+        waits.push_back("the key is another one now: " + tls->Fingerprint() +
+                        "; clients that have pinned the one before refuse it until they are told");
+        mLog->warn("the key has changed to {}", tls->Fingerprint());
+    }
+    mTls.Replace(tls);
+    mLimits.Replace(fresh);
+    mGate.Replace(fresh.bounds);
+    mMemory.Replace(fresh.bounds.memory);
+    mLogs.memoryBound = fresh.bounds.logsInMemory;
+    mDirectory.LimitsChanged();
+    mLog->set_level(spdlog::level::from_str(fresh.logLevel));
+    mLog->info("configuration read again");
+    return waits;
+}
+
+}  // namespace zephyl

@@ -1,0 +1,198 @@
+#include "service/relay/report.h"
+
+#include <array>
+#include <boost/json.hpp>
+#include <cstdio>
+#include <ctime>
+
+#include "text/one_line.h"
+
+namespace zephyl {
+namespace json = boost::json;
+namespace {
+
+constexpr double kKibi = 1024;
+
+json::value Delay(const AttendeeFacts& attendee)
+{
+    if (!attendee.delay) return nullptr;
+    return static_cast<double>(attendee.delay->count()) / 1000;
+}
+
+json::object Of(const AttendeeFacts& attendee)
+{
+    return {{"handle", OneLine(attendee.handle)},
+            {"log_name", attendee.logName},
+            {"state", attendee.state},
+            {"address", OneLine(attendee.address)},
+            {"protocol", OneLine(attendee.protocol)},
+            {"delay_ms", Delay(attendee)},
+            {"unread_bytes", attendee.unreadBytes}};
+}
+
+json::object Of(const MeetingFacts& meeting)
+{
+    json::array attendees;
+    for (const AttendeeFacts& one : meeting.attendees) attendees.push_back(Of(one));
+    return {{"code", OneLine(meeting.code)},
+            {"id", meeting.id},
+            {"open", meeting.open},
+            {"talk_bytes", meeting.log.talk},
+            {"board_bytes", meeting.log.board},
+            {"memory_bytes", meeting.log.memory},
+            {"disk_refuses", meeting.log.refused},
+            {"attendees", std::move(attendees)}};
+}
+
+json::object Of(const Ban& ban)
+{
+    json::object one{{ban.of == Ban::Of::Address ? "address" : "handle", OneLine(ban.shown)}};
+    one["until"] = ban.until ? json::value(ban.until) : json::value(nullptr);
+    return one;
+}
+
+std::string Bytes(double bytes)
+{
+    constexpr std::array units{"B", "KiB", "MiB", "GiB", "TiB"};
+    std::size_t unit = 0;
+    for (; bytes >= kKibi && unit + 1 < units.size(); ++unit) bytes /= kKibi;
+    char text[32];
+    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+    return text;
+}
+
+std::string Moment(std::int64_t seconds)
+{
+    const std::time_t at = seconds;
+    std::tm parts{};
+    char text[32];
+    ::gmtime_r(&at, &parts);
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", &parts);
+    return text;
+}
+
+std::string Span(std::int64_t seconds)
+{
+    constexpr std::int64_t day = 86'400, hour = 3600, minute = 60;
+    char text[64];
+    std::snprintf(text, sizeof text, "%lld d %02lld:%02lld", static_cast<long long>(seconds / day),
+                  static_cast<long long>(seconds % day / hour),
+                  static_cast<long long>(seconds % hour / minute));
+    return text;
+}
+
+double Number(const json::value& value)
+{
+    return value.to_number<double>();
+}
+
+std::string TextOf(const json::value& value)
+{
+    return OneLine(value.as_string());
+}
+
+std::string Padded(std::string text, std::size_t columns)
+{
+    std::size_t shown = 0;
+    for (const char c : text) shown += (c & 0xc0) != 0x80;
+    text.append(shown < columns ? columns - shown : 1, ' ');
+    return text;
+}
+
+std::string AttendeeLine(const json::object& one)
+{
+    constexpr std::size_t handle = 34, state = 10, protocol = 10, address = 42;
+    char delay[32] = "-";
+    if (!one.at("delay_ms").is_null())
+        std::snprintf(delay, sizeof delay, "%.1f ms", Number(one.at("delay_ms")));
+    const double unread = Number(one.at("unread_bytes"));
+    const auto orDash = [](std::string text) { return text.empty() ? "-" : text; };
+    return "    " + Padded(TextOf(one.at("handle")), handle) + Padded(TextOf(one.at("state")), state) +
+           Padded(orDash(TextOf(one.at("protocol"))), protocol) +
+           Padded(orDash(TextOf(one.at("address"))), address) + delay +
+           (unread > 0 ? ", " + Bytes(unread) + " unread" : "") + "\n";
+}
+
+std::string MeetingLines(const json::object& meeting)
+{
+    const json::array& attendees = meeting.at("attendees").as_array();
+    std::string text = "\nmeeting " + TextOf(meeting.at("code")) + ": ";
+    if (!meeting.at("open").as_bool()) return text + "nobody has asked for it since the start\n";
+    text += std::to_string(attendees.size()) + (attendees.size() == 1 ? " attendee" : " attendees") +
+            ", kept " + Bytes(Number(meeting.at("talk_bytes"))) + " of talk and " +
+            Bytes(Number(meeting.at("board_bytes"))) + " of board, " +
+            Bytes(Number(meeting.at("memory_bytes"))) + " in memory" +
+            (meeting.at("disk_refuses").as_bool() ? "; its disk takes nothing" : "") + "\n";
+    for (const json::value& one : attendees) text += AttendeeLine(one.as_object());
+    return text;
+}
+
+std::string BanLine(const json::object& ban)
+{
+    const auto* address = ban.if_contains("address");
+    const json::value& until = ban.at("until");
+    return "banned: " + TextOf(address ? *address : ban.at("handle")) +
+           (until.is_null() ? "" : " until " + Moment(until.as_int64())) + "\n";
+}
+
+}  // namespace
+
+const char* PressureWord(Pressure pressure)
+{
+    switch (pressure) {
+        case Pressure::DetachLagging: return "those who lag most are cut off";
+        case Pressure::RefuseLogins: return "nobody more is let in";
+        case Pressure::ShedLive: return "live pictures are dropped";
+        case Pressure::None: break;
+    }
+    return "enough";
+}
+
+std::string StatusJson(const ServiceFacts& facts)
+{
+    json::array meetings, bans;
+    for (const MeetingFacts& one : facts.meetings) meetings.push_back(Of(one));
+    for (const Ban& one : facts.bans) bans.push_back(Of(one));
+    const json::object status{
+        {"version", facts.version},
+        {"address", facts.address},
+        {"fingerprint", facts.fingerprint},
+        {"metrics", facts.metrics},
+        {"certificate_ends", facts.certificateEnds},
+        {"started", facts.startedAt},
+        {"uptime_seconds", facts.uptime.count()},
+        {"connections", facts.connections},
+        {"connections_before_login", facts.beforeLogin},
+        {"memory_bytes", facts.memory},
+        {"memory_limit_bytes", facts.memoryMost},
+        {"memory", PressureWord(facts.pressure)},
+        {"log_memory_bytes", facts.logMemory},
+        {"bans", std::move(bans)},
+        {"meetings", std::move(meetings)},
+    };
+    return JsonWithEscapes(json::serialize(status)) + "\n";
+}
+
+std::string StatusText(const std::string& text)
+{
+    const json::value status = json::parse(text);
+    const auto number = [&](const char* name) { return Number(status.at(name)); };
+    const double most = number("memory_limit_bytes");
+    const json::array& meetings = status.at("meetings").as_array();
+    std::string out = "zephyld " + TextOf(status.at("version")) + " at " + TextOf(status.at("address")) +
+                      ", up " + Span(status.at("uptime_seconds").to_number<std::int64_t>()) + "\n" +
+                      TextOf(status.at("fingerprint")) + ", certificate until " +
+                      Moment(status.at("certificate_ends").to_number<std::int64_t>()) + "\nmemory " +
+                      Bytes(number("memory_bytes")) + (most > 0 ? " of " + Bytes(most) : "") + " (" +
+                      TextOf(status.at("memory")) + "), logs in memory " + Bytes(number("log_memory_bytes")) +
+                      "\n" + std::to_string(status.at("connections").to_number<std::size_t>()) +
+                      " connections, " +
+                      std::to_string(status.at("connections_before_login").to_number<std::size_t>()) +
+                      " without a login; " + std::to_string(meetings.size()) +
+                      (meetings.size() == 1 ? " meeting\n" : " meetings\n");
+    for (const json::value& ban : status.at("bans").as_array()) out += BanLine(ban.as_object());
+    for (const json::value& meeting : meetings) out += MeetingLines(meeting.as_object());
+    return out;
+}
+
+}  // namespace zephyl
