@@ -192,7 +192,7 @@ def day():
         names = tar.getnames()
     assert {"accounts.sqlite", "key.pem", "SHA256SUMS"} < set(names), names
     asked("restore", archive, ok=False, says="another zephyld serves")
-    asked("doctor", "--config", CONFIG, "--backup", archive, says="is whole: 1 meetings")
+    asked("doctor", "--config", CONFIG, "--backup", archive, says="is whole: 1 meeting,")
     asked("doctor", "--config", CONFIG, "--backup", path("there.tar"), ok=False, says="there.tar is")
     ann.end()
     asked("close", "standup")

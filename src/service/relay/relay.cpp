@@ -237,9 +237,9 @@ asio::awaitable<void> Relay::WatchMemory()
 {
     asio::steady_timer timer(mIo);
     for (;;) {
+        if (mMemory.Measure()) mLog->warn("memory: {}", PressureWord(mMemory.Level()));
         timer.expires_after(mLimits.Now().times.tick);
         co_await timer.async_wait(asio::use_awaitable);
-        if (mMemory.Measure()) mLog->warn("memory: {}", PressureWord(mMemory.Level()));
     }
 }
 

@@ -105,11 +105,9 @@ std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
     RelayOptions files = fresh;
     files.data = mOptions.data;
     const auto tls = ServerTls(files);  // whatever cannot be used has said so by now
-    if (tls->Fingerprint() != Fingerprint()) {
+    if (tls->Fingerprint() != Fingerprint())
         waits.push_back("the key is another one now: " + tls->Fingerprint() +
                         "; clients that have pinned the one before refuse it until they are told");
-        mLog->warn("the key has changed to {}", tls->Fingerprint());
-    }
     mTls.Replace(tls);
     mLimits.Replace(fresh);
     mGate.Replace(fresh.bounds);
@@ -118,6 +116,7 @@ std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
     mDirectory.LimitsChanged();
     mLog->set_level(spdlog::level::from_str(fresh.logLevel));
     mLog->info("configuration read again");
+    for (const std::string& one : waits) mLog->warn("{}", one);
     return waits;
 }
 

@@ -266,7 +266,8 @@ void LookAtBackup(Findings& findings, int file, const fs::path& name)
     try {
         const BackupFacts facts = CheckBackup(file);
         findings.Good("backup", name.string() + " is whole: " + std::to_string(facts.meetings) +
-                                    " meetings, " + std::to_string(facts.files) + " files");
+                                    (facts.meetings == 1 ? " meeting, " : " meetings, ") +
+                                    std::to_string(facts.files) + " files");
         if (!facts.key)
             findings.Mind("backup", "it holds no key",
                           "save the files that key and certificate name yourself");

@@ -129,7 +129,7 @@ void ReloadAtHangUp(boost::asio::signal_set& hangUp, Relay& relay, const std::sh
     hangUp.async_wait([&hangUp, &relay, log](const boost::system::error_code& ended, int) {
         if (ended) return;
         try {
-            for (const std::string& note : relay.Reload()) log->warn("{}", note);
+            relay.Reload();
         } catch (const std::exception& error) {
             log->error("not read again, all stays as it was: {}", error.what());
         }

@@ -207,6 +207,30 @@ TEST_F(OperatorTest, StatusTellsWhoIsThereAndWhatIsKept)
     EXPECT_EQ(Said(status.at("fingerprint")), relay->Fingerprint());
 }
 
+TEST_F(OperatorTest, StatusOfAFullMeetingHoldsNobodyUp)
+{
+    StartRelay();
+    const std::string hash = HashPassword("secret", kCheapHash);
+    std::vector<std::unique_ptr<RawClient>> all;
+    for (std::size_t i = 0; i < kSeatsPerMeeting; ++i) {
+        const std::string handle = std::string(28, 'x') + std::to_string(1000 + i);  // as long as there are
+        relay->TheAccounts().Add(handle, hash, "");
+        all.push_back(LoggedIn(handle));
+        ASSERT_EQ(all.back()->Enter("Room01", i == 0).result(), RESULT_OK);
+    }
+    std::vector<std::thread> askers;
+    for (int i = 0; i < 4; ++i)
+        askers.emplace_back([&] {
+            const auto answer = AskDaemon(options.data, "status");
+            ASSERT_TRUE(answer);
+            EXPECT_EQ(json::parse(answer->body).at("meetings").at(0).at("attendees").as_array().size(),
+                      kSeatsPerMeeting);
+        });
+    all[0]->Post(1, "meanwhile");
+    all[0]->WaitAccepted(CHANNEL_TALK, 1);
+    for (std::thread& one : askers) one.join();
+}
+
 // A client of the socket that hangs, says half of something or far too much holds up nobody.
 TEST_F(OperatorTest, NobodyHoldsTheSocket)
 {
