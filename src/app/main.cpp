@@ -29,6 +29,7 @@
 #include "ui/frm_meeting.h"
 #include "ui/frm_splash.h"
 #include "ui/preferences/frm_preferences.h"
+#include "widgets/seen_frames.h"
 
 using namespace Qt::StringLiterals;
 
@@ -135,6 +136,7 @@ int main(int argc, char** argv)
     QApplication::setQuitOnLastWindowClosed(false);
     Q_INIT_RESOURCE(logo);  // the library it lies in is linked statically
     QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
+    SeenFrames::PutOn();
     const Options options = ReadOptions(QCoreApplication::arguments());
     if (!options.error.isEmpty()) {
         std::fprintf(stderr, "quorvia: %s\nTry quorvia --help.\n", qPrintable(OneLine(options.error)));

@@ -15,6 +15,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
+#include <QStyleOptionButton>
 #include <QStyledItemDelegate>
 #include <QTest>
 
@@ -24,6 +25,7 @@
 #include "settings/settings.h"
 #include "support/fixture.h"
 #include "widgets/contrast.h"
+#include "widgets/seen_frames.h"
 
 using namespace Qt::StringLiterals;
 
@@ -313,6 +315,32 @@ TEST(FrmLogin, CanBeReadOnEveryDesktop)
         EXPECT_GE(Contrast(hint.color(QPalette::PlaceholderText), hint.color(QPalette::Base)),
                   kReadableContrast);
     }
+}
+
+TEST(FrmLogin, EmptyBoxesAreSeenOnDarkDesktops)
+{
+    SeenFrames style;
+    QStyleOptionButton box;
+    box.rect = QRect(4, 4, 14, 14);
+    for (const QColor& window : {QColor(239, 239, 239), QColor(42, 46, 50)})
+        for (const auto element : {QStyle::PE_IndicatorCheckBox, QStyle::PE_IndicatorRadioButton}) {
+            SCOPED_TRACE(testing::Message() << window.name().toStdString() << " " << element);
+            box.palette = QPalette(window);
+            QImage ours(22, 22, QImage::Format_RGB32), before(ours);
+            for (QImage* picture : {&ours, &before}) {
+                picture->fill(window);
+                QPainter painter(picture);
+                (picture == &ours ? static_cast<QStyle&>(style) : *style.baseStyle())
+                    .drawPrimitive(element, &box, &painter, nullptr);
+            }
+            double best = 0;
+            for (int x = 0; x < ours.width(); ++x)
+                best = std::max(best, Contrast(ours.pixelColor(x, ours.height() / 2), window));
+            if (window.lightness() < 128)
+                EXPECT_GE(best, 3);
+            else
+                EXPECT_EQ(ours, before);
+        }
 }
 
 TEST(FrmLogin, ColumnsOfItsListsStandBesideEachOtherInBothDirections)
