@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kLetters = 60;  // of the average width: how wide the texts are
-constexpr int kLines = 5;     // of the invitation
+constexpr int kLines = 7;     // of the invitation, in the longest language
 
 }  // namespace
 
