@@ -53,6 +53,7 @@ void Photographer::TakeMenu(const char* name, const QString& keys)
     mDesk.Wait("menu");
     Take(QLatin1String(name));
     mDesk.Key(u"Escape"_s);
+    mDesk.LetManagerCatchUp();  // a press that comes before the menu has closed is the menu's
 }
 
 void Photographer::TakeToolMenu(const char* name, const QString& button)
@@ -62,6 +63,7 @@ void Photographer::TakeToolMenu(const char* name, const QString& button)
     mDesk.Wait("menu");
     Take(QLatin1String(name));
     mDesk.Key(u"Escape"_s);
+    mDesk.LetManagerCatchUp();  // a press that comes before the menu has closed is the menu's
 }
 
 }  // namespace stage

@@ -167,6 +167,7 @@ private:
         ann.Key(u"alt+Down"_s);
         shots.Take(u"login-recent"_s);
         ann.Key(u"Escape"_s);
+        ann.LetManagerCatchUp();
         ann.Login(u"ann"_s, u"no secret"_s, u"no code"_s, false);
         shots.TakeDialog("login-wrong-code", "box", "Return");
         ann.ClickControl(u"chkMore"_s);
