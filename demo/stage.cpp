@@ -245,12 +245,21 @@ void Service::Start()
     QStringList words = mLauncher;
     words << Programs() + u"/zephyld"_s << u"serve"_s << u"--data"_s << mData << mOptions;
     if (!mOptions.contains(u"--listen"_s)) words << u"--listen"_s << listen;
+    if (!mConfig.isEmpty()) words << u"--config"_s << mConfig;
     const QString program = words.takeFirst();
     mDaemon = std::make_unique<Child>(program, words, std::map<QString, QString>{}, mLog);
     const QList<QByteArray> ready = mDaemon->ReadLine().split(' ');
     if (ready.size() != 4 || ready[1] != "ready") Fail(u"zephyld did not get ready"_s);
     mAddress = QString::fromLatin1(ready[2]);
     mFingerprint = QString::fromLatin1(ready[3]);
+}
+
+void Service::Configure(const QString& lines)
+{
+    mConfig = mData + u"/zephyld.toml"_s;
+    QFile file(mConfig);
+    if (!file.open(QIODevice::WriteOnly)) Fail(u"no configuration file"_s);
+    file.write(lines.toUtf8());
 }
 
 void Service::Stop(int signal)

@@ -88,12 +88,14 @@ public:
             QStringList options = {});
     void Start();
     void Stop(int signal);
+    /// Lines of its configuration, from the next start on.
+    void Configure(const QString& lines);
     QString Address() const { return mAddress; }  // HOST:PORT
     QString Fingerprint() const { return mFingerprint; }
     void Zephyld(const QStringList& arguments);  // a management command; throws when it fails
 
 private:
-    QString mData, mLog, mAddress, mFingerprint;
+    QString mData, mLog, mConfig, mAddress, mFingerprint;
     const QStringList mLauncher, mOptions;
     std::unique_ptr<Child> mDaemon;
 };

@@ -63,13 +63,15 @@ private:
 class Guesser {
 public:
     Guesser(asio::io_context& io, std::shared_ptr<const TlsContext> tls, std::uint16_t port,
-            std::string account, int number, std::chrono::milliseconds patience, Guesses& guesses)
+            std::string account, int number, std::chrono::milliseconds patience, const GuessedWord& word,
+            Guesses& guesses)
         : mIo(io),
           mTls(std::move(tls)),
           mPort(port),
           mAccount(std::move(account)),
           mNumber(number),
           mPatience(patience),
+          mWord(word),
           mGuesses(guesses)
     {
     }
@@ -78,7 +80,7 @@ public:
     {
         for (int i = 0; i < tries; ++i) try {
                 if (!mLine || i % kTriesOfOneConnection == 0) co_await Connect();
-                const LoggedIn answer = co_await mLine->LogIn(Handle(i), "guess " + std::to_string(i));
+                const LoggedIn answer = co_await mLine->LogIn(Handle(i), mWord(mNumber, i));
                 Count(answer.result());
                 const auto wait = std::min(std::chrono::milliseconds(answer.wait_ms()), mPatience);
                 if (wait.count() > 0) co_await asio::steady_timer(mIo, wait).async_wait(asio::use_awaitable);
@@ -115,6 +117,7 @@ private:
     const std::string mAccount;
     const int mNumber;
     const std::chrono::milliseconds mPatience;
+    const GuessedWord& mWord;
     Guesses& mGuesses;
     std::unique_ptr<Line> mLine;
 };
@@ -127,7 +130,7 @@ std::string Address(int number)
 }
 
 Guesses GuessPasswords(const Daemon& daemon, const std::string& account, int addresses, int tries,
-                       std::chrono::milliseconds patience)
+                       std::chrono::milliseconds patience, const GuessedWord& word)
 {
     asio::io_context io(1);
     const std::shared_ptr<const TlsContext> tls = TlsContext::Client();
@@ -135,7 +138,8 @@ Guesses GuessPasswords(const Daemon& daemon, const std::string& account, int add
     std::vector<std::unique_ptr<Guesser>> guessers;
     for (int i = 0; i < addresses; ++i) {
         const auto pause = i % 2 ? patience : std::chrono::milliseconds(0);
-        guessers.push_back(std::make_unique<Guesser>(io, tls, daemon.Port(), account, i, pause, guesses));
+        guessers.push_back(
+            std::make_unique<Guesser>(io, tls, daemon.Port(), account, i, pause, word, guesses));
         asio::co_spawn(io, guessers.back()->Run(tries), asio::detached);
     }
     io.run();

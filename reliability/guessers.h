@@ -2,6 +2,7 @@
 // Who guesses passwords, from many addresses at once. One thread has them all, so that the machine is the
 // service's and not theirs.
 
+#include <functional>
 #include <string>
 
 #include "reliability/daemon.h"
@@ -19,8 +20,12 @@ struct Guesses {
 
 /// `addresses` guessers of `tries` guesses each, all at once, at `account`, or if that is "" at the accounts
 /// "c0" to "c7" and at others that there are not. Every other one guesses on without a pause; the rest wait
-/// as long as they are told to, but never longer than `patience`. Returns when all have ended.
-Guesses GuessPasswords(const Daemon& daemon, const std::string& account, int addresses, int tries,
-                       std::chrono::milliseconds patience);
+/// as long as they are told to, but never longer than `patience`. Returns when all have ended. `word`: what
+/// the guesser with this number guesses then.
+using GuessedWord = std::function<std::string(int guesser, int guess)>;
+Guesses GuessPasswords(
+    const Daemon& daemon, const std::string& account, int addresses, int tries,
+    std::chrono::milliseconds patience,
+    const GuessedWord& word = [](int, int guess) { return "guess " + std::to_string(guess); });
 
 }  // namespace reliability

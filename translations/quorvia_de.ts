@@ -562,6 +562,10 @@
         <source>&amp;Copy to Clipboard</source>
         <translation>In die Zwischenablage &amp;kopieren</translation>
     </message>
+    <message>
+        <source>the address on file</source>
+        <translation>die hinterlegte Adresse</translation>
+    </message>
 </context>
 <context>
     <name>Dropping</name>
@@ -2058,6 +2062,22 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
     <message>
         <source>The meeting is not open to others any more.</source>
         <translation>Die Besprechung ist für andere nicht mehr offen.</translation>
+    </message>
+    <message>
+        <source>The service has no mail address for this handle. Ask its operator for a new password.</source>
+        <translation>Der Dienst hat für diesen Benutzernamen keine Mailadresse. Bitten Sie seinen Betreiber um ein neues Passwort.</translation>
+    </message>
+    <message>
+        <source>The service could not send the mail. Try again later, or ask its operator for a new password.</source>
+        <translation>Der Dienst konnte die Nachricht nicht verschicken. Versuchen Sie es später noch einmal oder bitten Sie seinen Betreiber um ein neues Passwort.</translation>
+    </message>
+    <message>
+        <source>The mail server has not taken the mail yet. Look into your mailbox in a few minutes, before you ask again.</source>
+        <translation>Der Mailserver hat die Nachricht noch nicht angenommen. Sehen Sie in einigen Minuten in Ihr Postfach, bevor Sie noch einmal fragen.</translation>
+    </message>
+    <message>
+        <source>A password was mailed a short while ago, or too many are asked for. Look into your mailbox; another one can be asked for in %1 min.</source>
+        <translation>Ein Passwort wurde vor Kurzem verschickt, oder es werden zu viele verlangt. Sehen Sie in Ihr Postfach; ein weiteres können Sie in %1 min verlangen.</translation>
     </message>
 </context>
 <context>

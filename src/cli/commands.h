@@ -31,6 +31,14 @@ struct InviteOptions {
 /// Prints the invitation.
 int Invite(const InviteOptions& options);
 
+struct PasswordOptions {
+    ServiceOptions service;
+    AccountOptions account;
+    std::string newPasswordFile;  // "": asked for at the terminal, twice
+};
+/// Gives the own account another password.
+int ChangeOwnPassword(const PasswordOptions& options);
+
 enum class CipherWay { Encipher, Decipher };
 /// Standard input to standard output, line by line.
 int Cipher(const std::string& keyFile, CipherWay way);

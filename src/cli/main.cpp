@@ -66,6 +66,21 @@ void AddInvite(CLI::App& app, int& exitCode, InviteOptions& options)
     invite->callback([&] { exitCode = Invite(options); });
 }
 
+void AddPassword(CLI::App& app, int& exitCode, PasswordOptions& options)
+{
+    CLI::App* password = app.add_subcommand("password", "change your password");
+    AddServiceOptions(*password, options.service);
+    AddAccountOptions(*password, options.account);
+    password
+        ->add_option("--new-password-file", options.newPasswordFile,
+                     "file whose first line is the new password (default: asked for)")
+        ->type_name("FILE");
+    password->footer(
+        "The old one may be one that the service has mailed to you.\n"
+        "Try:  zephyl password --service meet.example.org --handle bob");
+    password->callback([&] { exitCode = ChangeOwnPassword(options); });
+}
+
 void AddCipher(CLI::App& app, int& exitCode, std::string& keyFile)
 {
     const struct {
@@ -100,10 +115,12 @@ int main(int argc, char** argv)
     RunOptions run;
     PeopleOptions people;
     InviteOptions invite;
+    PasswordOptions password;
     std::string keyFile;
     AddRun(app, exitCode, run);
     AddPeople(app, exitCode, people);
     AddInvite(app, exitCode, invite);
+    AddPassword(app, exitCode, password);
     AddCipher(app, exitCode, keyFile);
     try {
         app.parse(argc, argv);

@@ -68,14 +68,19 @@ std::optional<QString> ServiceOptions::Trusted() const
 
 QString AccountOptions::Password() const
 {
-    if (!passwordFile.empty()) {
-        const std::string password = FirstLine(passwordFile, files::Owner::Private);
-        if (password.empty()) throw std::runtime_error("there is no password in " + passwordFile);
+    return SecretFrom(passwordFile, "Password of " + OneLine(handle), "--password-file");
+}
+
+QString SecretFrom(const std::string& file, const std::string& prompt, const char* option)
+{
+    if (!file.empty()) {
+        const std::string password = FirstLine(file, files::Owner::Private);
+        if (password.empty()) throw std::runtime_error("there is no password in " + file);
         return QString::fromStdString(password);
     }
     if (!::isatty(STDIN_FILENO))
-        throw std::runtime_error("no terminal to ask for the password: use --password-file");
-    std::cerr << "Password of " << OneLine(handle) << ": ";
+        throw std::runtime_error(std::string("no terminal to ask for the password: use ") + option);
+    std::cerr << prompt << ": ";
     std::string typed;
     {
         const Hidden hidden;

@@ -27,6 +27,10 @@ struct AccountOptions {
     QString Password() const;
 };
 
+/// The first line of the file, or with none what was typed at `prompt` without an echo. Throws
+/// std::runtime_error; `option` is what it then advises.
+QString SecretFrom(const std::string& file, const std::string& prompt, const char* option);
+
 void AddServiceOptions(CLI::App& command, ServiceOptions& options);
 void AddAccountOptions(CLI::App& command, AccountOptions& options);
 

@@ -67,8 +67,11 @@ LoginLayout PlaceFrames(const LoginFrames& f, bool more)
     return {frames + f.moreHeight + kBelowMore, f.moreTop + f.moreHeight + kFrameGap};
 }
 
-QString PasswordSentMessage(const QString& handle, const QString& address)
+QString PasswordSentMessage(const QString& handle, const QString& masked)
 {
+    // A service may tell nobody whose address it has, nor that there is one.
+    const bool untold = masked == u"the address on file";
+    const QString address = untold ? Defined::tr("the address on file") : masked;
     return Defined::tr("The password for '%1' has been sent to '%2'.", "handle, mail address")
         .arg(InSentence(handle), InSentence(address));
 }

@@ -95,6 +95,18 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "The meeting is full. Meet under another code."),
     QT_TRANSLATE_NOOP("Said", "You were removed from the meeting."),
     QT_TRANSLATE_NOOP("Said", "This service sends no mail. Ask its operator for a new password."),
+    QT_TRANSLATE_NOOP(
+        "Said", "The service has no mail address for this handle. Ask its operator for a new password."),
+    QT_TRANSLATE_NOOP(
+        "Said",
+        "The service could not send the mail. Try again later, or ask its operator for a new password."),
+    QT_TRANSLATE_NOOP("Said",
+                      "The mail server has not taken the mail yet. Look into your mailbox in a few minutes, "
+                      "before you ask again."),
+    QT_TRANSLATE_NOOP(
+        "Said",
+        "A password was mailed a short while ago, or too many are asked for. Look into your mailbox; another "
+        "one can be asked for in %1 min."),
     QT_TRANSLATE_NOOP("Said", "That is longer than a handle, a password and a host name can be. Shorten it."),
     QT_TRANSLATE_NOOP("Said",
                       "The password has characters that Windows-1252 does not know. Choose another one."),

@@ -20,6 +20,7 @@ Header::MessageCase AnswerTo(Header::MessageCase question)
         case Header::kLogout: return Header::kLoggedOut;
         case Header::kAskPermission: return Header::kPermission;
         case Header::kSendPassword: return Header::kPasswordSent;
+        case Header::kChangePassword: return Header::kPasswordChanged;
         case Header::kLetIn: return Header::kLetInState;
         default: return Header::MESSAGE_NOT_SET;
     }
@@ -81,6 +82,7 @@ std::uint32_t AnsweredCall(const Header& header)
         case Header::kLoggedOut: return header.logged_out().call();
         case Header::kPermission: return header.permission().call();
         case Header::kPasswordSent: return header.password_sent().call();
+        case Header::kPasswordChanged: return header.password_changed().call();
         case Header::kLetInState: return header.let_in_state().call();
         default: return 0;
     }

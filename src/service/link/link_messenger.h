@@ -15,5 +15,10 @@ std::unique_ptr<MessengerService> MakeLinkMessenger(LinkNeeds needs);
 /// own service nothing is known. Throws when nobody answers, or with another key than the one that is known.
 ServiceFace LookAt(MessengerService& service);
 
+/// Gives an account another password, where the next login would go; both as they are typed. Throws when it
+/// is not the new one now.
+void ChangePassword(MessengerService& service, const QString& handle, const QString& password,
+                    const QString& wish);
+
 /// The figures of a link made by MakeLinkMessenger; zeros for any other service. User-interface thread.
 LinkStats StatsOf(MessengerService& service);

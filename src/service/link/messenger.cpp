@@ -304,6 +304,22 @@ QString LinkMessenger::SendPassword(const QString& handle)
     return QString::fromStdString(outcome->address);
 }
 
+void LinkMessenger::ChangePassword(const QString& handle, const QString& password, const QString& wish)
+{
+    const LoginWords words{handle.toStdString(), password.toStdString(), {}};
+    const std::string wished = wish.toStdString();
+    if (words.handle.size() + words.password.size() + wished.size() > kLoginBytes)
+        Fail(English("That is longer than a handle and two passwords can be. Shorten it."));
+    Deadline deadline = SteadyClock::now() + kCallTime;
+    std::shared_ptr<Session> session = ConnectTrusted(deadline);
+    const auto outcome = Ask<ChangeOutcome>(
+        session, [words, wished, deadline](Session& s) { return s.ChangePassword(words, wished, deadline); },
+        Remaining(deadline));
+    Release(std::move(session));
+    if (!outcome) Fail(English("The service does not answer. Try again in a moment."));
+    if (!outcome->problem.empty()) Fail(QString::fromStdString(outcome->problem));
+}
+
 void LinkMessenger::SetConfig(const QString& configName)
 {
     mConfig = configName;
@@ -371,4 +387,11 @@ ServiceFace LookAt(MessengerService& service)
 {
     auto* link = dynamic_cast<zephyl::link::LinkMessenger*>(&service);
     return link ? link->LookAt() : service.Face();
+}
+
+void ChangePassword(MessengerService& service, const QString& handle, const QString& password,
+                    const QString& wish)
+{
+    if (auto* link = dynamic_cast<zephyl::link::LinkMessenger*>(&service))
+        link->ChangePassword(handle, password, wish);
 }

@@ -58,6 +58,8 @@ public:
     LinkStats Stats();
     /// Connects, sends nothing, and lets go again. Throws as Login refuses.
     ServiceFace LookAt();
+    /// Throws when the service does not take it.
+    void ChangePassword(const QString& handle, const QString& password, const QString& wish);
 
 private:
     struct Account {

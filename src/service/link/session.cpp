@@ -137,8 +137,32 @@ asio::awaitable<PasswordOutcome> Session::SendPassword(std::string handle, Deadl
         header.mutable_send_password()->set_call(++mLastCall);
         header.mutable_send_password()->set_handle(handle);
         const Header answer = co_await Call(header, mLastCall, deadline);
-        outcome.problem = RefusalText(answer.password_sent().result());
-        outcome.address = answer.password_sent().address();
+        const PasswordSent& sent = answer.password_sent();
+        outcome.problem = sent.result() == RESULT_LATER
+                              ? MailLaterText(std::chrono::milliseconds(sent.wait_ms()))
+                              : RefusalText(sent.result());
+        outcome.address = sent.address();
+    } catch (const std::exception& e) {
+        outcome.problem = ProblemText(e);
+    }
+    co_return outcome;
+}
+
+asio::awaitable<ChangeOutcome> Session::ChangePassword(LoginWords words, std::string wish, Deadline deadline)
+{
+    const auto self = shared_from_this();
+    ChangeOutcome outcome;
+    try {
+        Greet();
+        Header header;
+        zephyl::ChangePassword& change = *header.mutable_change_password();
+        change.set_call(++mLastCall);
+        change.set_handle(words.handle);
+        change.set_password(words.password);
+        change.set_new_password(wish);
+        const Header answer = co_await Call(header, mLastCall, deadline);
+        const PasswordChanged& changed = answer.password_changed();
+        outcome.problem = changed.reason().empty() ? RefusalText(changed.result()) : changed.reason();
     } catch (const std::exception& e) {
         outcome.problem = ProblemText(e);
     }

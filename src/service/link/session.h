@@ -59,6 +59,10 @@ struct PasswordOutcome {
     std::string address;  // "": no such handle
 };
 
+struct ChangeOutcome {
+    std::string problem;  // "": it is the new one now
+};
+
 struct PermissionOutcome {
     std::string problem;  // "": answered
     bool permitted = false;
@@ -89,6 +93,7 @@ public:
     /// Sends the first bytes: only after whoever answered is trusted.
     Task<LoginOutcome> Login(LoginWords words, Deadline deadline);
     Task<PasswordOutcome> SendPassword(std::string handle, Deadline deadline);
+    Task<ChangeOutcome> ChangePassword(LoginWords words, std::string wish, Deadline deadline);
     /// Asked each time: an operator may change it while the session lives.
     Task<PermissionOutcome> AskPermission(Deadline deadline);
     Task<LetInOutcome> LetIn(zephyl::LetIn::Wish wish, Deadline deadline);

@@ -1,5 +1,6 @@
 // What the relay says, and what people are told of it.
 
+#include <algorithm>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -36,8 +37,30 @@ std::string RefusalText(Result result)
         case RESULT_FULL: return said(English("The meeting is full. Meet under another code."));
         case RESULT_NO_MAIL:
             return said(English("This service sends no mail. Ask its operator for a new password."));
+        case RESULT_NO_ADDRESS:
+            return said(
+                English("The service has no mail address for this handle. Ask its operator for a new "
+                        "password."));
+        case RESULT_MAIL_FAILED:
+            return said(
+                English("The service could not send the mail. Try again later, or ask its operator for "
+                        "a new password."));
+        case RESULT_MAIL_WAITS:
+            return said(
+                English("The mail server has not taken the mail yet. Look into your mailbox in a few "
+                        "minutes, before you ask again."));
         default: return said(English("The service refused and does not say why. Ask its operator."));
     }
+}
+
+std::string MailLaterText(std::chrono::milliseconds wait)
+{
+    const auto minutes = std::max<std::int64_t>(1, std::chrono::ceil<std::chrono::minutes>(wait).count());
+    return English(
+               "A password was mailed a short while ago, or too many are asked for. Look into your mailbox; "
+               "another one can be asked for in %1 min.")
+        .arg(minutes)
+        .toStdString();
 }
 
 void Session::OnFrame(const FrameView& frame)

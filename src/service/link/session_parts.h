@@ -22,6 +22,8 @@ inline constexpr std::uint64_t kNearlyAll = 64 * 1024;
 
 /// One sentence for people; "" for "ok".
 std::string RefusalText(Result result);
+/// Of a password that is not mailed now.
+std::string MailLaterText(std::chrono::milliseconds wait);
 /// "Not delivered: 2 lines to bob, 1 drawing to everyone."; "" for none.
 QString UndeliveredText(const std::vector<OutboxEntryPtr>& entries);
 

@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "files/careful_file.h"
+#include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
 
@@ -17,8 +18,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-using Place = std::variant<milliseconds RelayTimes::*, std::size_t RelayBounds::*,
-                           std::size_t RelayBudgets::*, unsigned RelayOptions::*>;
+using Place =
+    std::variant<milliseconds RelayTimes::*, std::size_t RelayBounds::*, std::size_t RelayBudgets::*,
+                 unsigned RelayOptions::*, unsigned MailOptions::*, std::size_t MailOptions::*>;
 
 // A whole number with its range, in units of what the options count in.
 struct NumberKey {
@@ -29,7 +31,7 @@ struct NumberKey {
 };
 struct FlagKey {
     const char* name;
-    bool RelayOptions::*place;
+    std::variant<bool RelayOptions::*, bool MailOptions::*> place;
     const char* comment;
 };
 struct TextKey {
@@ -143,6 +145,50 @@ constexpr std::array kTexts{
     TextKey{"log_format", SetFormat, "text", "text, logfmt or json: an entry a line."},
 };
 
+void SetTls(RelayOptions& options, const std::string& how)
+{
+    using Tls = MailOptions::Tls;
+    const std::array<std::pair<const char*, Tls>, 3> known{
+        {{"starttls", Tls::StartTls}, {"tls", Tls::FromTheStart}, {"none", Tls::None}}};
+    const auto at =
+        std::find_if(known.begin(), known.end(), [&](const auto& one) { return one.first == how; });
+    if (at == known.end()) throw StartError("tls is starttls, tls or none");
+    options.mail.tls = at->second;
+}
+
+// The section "mail".
+constexpr std::array kMailTexts{
+    TextKey{"server", [](RelayOptions& o, const std::string& v) { o.mail.server = v; }, "",
+            "The server that takes mail from here. Empty: this service sends none."},
+    TextKey{"tls", SetTls, "starttls",
+            "starttls: the connection has to become TLS before anything is said; tls: it is from the start;\n"
+            "none: never, and only for a server on this computer."},
+    TextKey{"user", [](RelayOptions& o, const std::string& v) { o.mail.user = v; }, "",
+            "Who this service is to the mail server, and a file with the password in its first line that\n"
+            "nobody else may read. Empty: the server does not ask."},
+    TextKey{"password_file", [](RelayOptions& o, const std::string& v) { o.mail.passwordFile = v; }, "",
+            nullptr},
+    TextKey{"from", [](RelayOptions& o, const std::string& v) { o.mail.from = v; }, "",
+            "The address that the mail comes from."},
+    TextKey{
+        "authorities", [](RelayOptions& o, const std::string& v) { o.mail.authorities = v; }, "",
+        "Certificates (PEM) of those who may vouch for the mail server. Empty: whom this machine believes."},
+};
+constexpr std::array kMailNumbers{
+    NumberKey{"port", &MailOptions::port, 1, 0, 65'535,
+              "0: the usual one, 587 for starttls, 465 for tls, 25 for none."},
+    NumberKey{"asked_per_address", &MailOptions::askedPerAddress, 1, 1, 10'000,
+              "Passwords asked for from one address, a minute; and mails in all. A handle gets one in ten "
+              "minutes."},
+    NumberKey{"mails_per_minute", &MailOptions::mailsAMinute, 1, 1, 10'000, nullptr},
+};
+constexpr std::array kMailFlags{
+    FlagKey{
+        "answers_alike", &MailOptions::answersAlike,
+        "Whether everybody who asks for a password is told that it was sent, so that nobody learns which\n"
+        "handles there are."},
+};
+
 std::string Where(const std::string& name, const toml::node& node)
 {
     return name + ":" + std::to_string(node.source().begin.line) + ": ";
@@ -160,9 +206,15 @@ auto& Member(RelayOptions& options, std::size_t RelayBudgets::*member)
 {
     return options.budgets.*member;
 }
-auto& Member(RelayOptions& options, unsigned RelayOptions::*member)
+template <class Value>
+Value& Member(RelayOptions& options, Value RelayOptions::*member)
 {
     return options.*member;
+}
+template <class Value>
+Value& Member(RelayOptions& options, Value MailOptions::*member)
+{
+    return options.mail.*member;
 }
 
 void Set(milliseconds& member, std::int64_t value)
@@ -204,7 +256,7 @@ void Take(const FlagKey& key, const toml::node& node, RelayOptions& options)
 {
     const auto value = node.value_exact<bool>();
     if (!value) throw StartError(std::string(key.name) + " is true or false");
-    options.*key.place = *value;
+    std::visit([&](auto member) { Member(options, member) = *value; }, key.place);
 }
 
 template <class Keys>
@@ -218,10 +270,44 @@ bool TakeFrom(const Keys& keys, std::string_view name, const toml::node& node, R
     return false;
 }
 
+/// `take(key, node)` is false where there is no such key.
+template <class Take>
+void TakeAll(const toml::table& table, const std::string& name, Take take)
+{
+    for (const auto& [key, node] : table) {
+        try {
+            if (take(key.str(), node)) continue;
+        } catch (const StartError& error) {
+            throw StartError(Where(name, node) + error.what());
+        }
+        throw StartError(Where(name, node) + "there is no key \"" + std::string(key.str()) + "\"");
+    }
+}
+
 void PutComment(std::ostream& out, const char* comment)
 {
     std::istringstream lines(comment ? comment : "");
     for (std::string line; std::getline(lines, line);) out << "# " << line << "\n";
+}
+
+void PutKeys(std::ostream& out, const auto& texts, const auto& flags, const auto& numbers)
+{
+    RelayOptions defaults;
+    for (const TextKey& key : texts) {
+        PutComment(out, key.comment);
+        out << key.name << " = \"" << key.byDefault << "\"\n\n";
+    }
+    for (const FlagKey& key : flags) {
+        PutComment(out, key.comment);
+        const bool value = std::visit([&](auto member) { return Member(defaults, member); }, key.place);
+        out << key.name << " = " << (value ? "true" : "false") << "\n\n";
+    }
+    for (const NumberKey& key : numbers) {
+        PutComment(out, key.comment);
+        const std::int64_t value =
+            std::visit([&](auto member) { return Get(Member(defaults, member)); }, key.place);
+        out << key.name << " = " << value / key.unit << "\n\n";
+    }
 }
 
 }  // namespace
@@ -235,18 +321,23 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
         throw StartError(name + ":" + std::to_string(error.source().begin.line) + ": " +
                          std::string(error.description()));
     }
-    for (const auto& [key, node] : table) {
-        try {
-            if (TakeFrom(kNumbers, key.str(), node, options) || TakeFrom(kTexts, key.str(), node, options) ||
-                TakeFrom(kFlags, key.str(), node, options))
-                continue;
-        } catch (const StartError& error) {
-            throw StartError(Where(name, node) + error.what());
-        }
-        throw StartError(Where(name, node) + "there is no key \"" + std::string(key.str()) + "\"");
-    }
+    const auto takeMail = [&](std::string_view key, const toml::node& node) {
+        return TakeFrom(kMailTexts, key, node, options) || TakeFrom(kMailNumbers, key, node, options) ||
+               TakeFrom(kMailFlags, key, node, options);
+    };
+    TakeAll(table, name, [&](std::string_view key, const toml::node& node) {
+        if (key == "mail" && node.is_table()) return true;
+        return TakeFrom(kNumbers, key, node, options) || TakeFrom(kTexts, key, node, options) ||
+               TakeFrom(kFlags, key, node, options);
+    });
+    if (const toml::table* mail = table["mail"].as_table()) TakeAll(*mail, name, takeMail);
     if (options.key.empty() != options.certificate.empty())
         throw StartError(name + ": key and certificate belong together");
+    try {
+        CheckMail(options.mail);
+    } catch (const StartError& error) {
+        throw StartError(name + ": " + error.what());
+    }
 }
 
 void ReadConfig(const std::filesystem::path& file, RelayOptions& options)
@@ -262,22 +353,10 @@ void ReadConfig(const std::filesystem::path& file, RelayOptions& options)
 
 std::string SampleConfig()
 {
-    RelayOptions defaults;
     std::ostringstream out;
-    for (const TextKey& key : kTexts) {
-        PutComment(out, key.comment);
-        out << key.name << " = \"" << key.byDefault << "\"\n\n";
-    }
-    for (const FlagKey& key : kFlags) {
-        PutComment(out, key.comment);
-        out << key.name << " = " << (defaults.*key.place ? "true" : "false") << "\n\n";
-    }
-    for (const NumberKey& key : kNumbers) {
-        PutComment(out, key.comment);
-        const std::int64_t value =
-            std::visit([&](auto member) { return Get(Member(defaults, member)); }, key.place);
-        out << key.name << " = " << value / key.unit << "\n\n";
-    }
+    PutKeys(out, kTexts, kFlags, kNumbers);
+    out << "# Mail, for who has forgotten a password.\n[mail]\n\n";
+    PutKeys(out, kMailTexts, kMailFlags, kMailNumbers);
     return out.str();
 }
 

@@ -222,7 +222,10 @@ asio::awaitable<void> Connection::Seated(std::shared_ptr<Meeting> meeting, std::
             while (!mEnding && !back) {
                 const std::optional<FrameView> frame = mReader.Next();
                 if (!frame) break;
-                back = meeting->Handle(*this, *frame) == Meeting::After::SeatGone;
+                if (frame->header.has_send_password())
+                    MailPassword(frame->header.send_password());
+                else
+                    back = meeting->Handle(*this, *frame) == Meeting::After::SeatGone;
                 const Clock::time_point now = Clock::now();
                 mSession->budget.Charge(*frame, now);
                 if (back || mSession->budget.Pause(now).count() == 0) continue;
@@ -397,7 +400,8 @@ void Connection::OnTick(Clock::time_point now)
     const RelayTimes& times = mServices.limits.Now().times;
     if (mEnding && now - mSince > kGoodbye) return Drop("the last bytes did not leave");
     if (mEnding) return;
-    if (mStanding != Standing::LoggedIn && now - mSince > times.beforeLogin) return Drop("no login");
+    if (mStanding != Standing::LoggedIn && !mAsking && now - mSince > times.beforeLogin)
+        return Drop("no login");
     if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
     if (!mUnread && now - mHeard > times.lostAfter) return Drop("silent");
     if (mStanding != Standing::LoggedIn || now - mPinged < times.pingAfter) return;

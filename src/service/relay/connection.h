@@ -74,6 +74,9 @@ private:
     boost::asio::awaitable<void> LoggedInAs(const Login& login, LoggedIn& answer,
                                             const LoginVerdict& verdict);
     void Banned();
+    /// Asked at any time after the greeting; the answer comes when there is one.
+    void MailPassword(const SendPassword& asked);
+    boost::asio::awaitable<void> TakeNewPassword(ChangePassword asked);
     boost::asio::awaitable<Next> EnterMeeting(Enter enter);
     boost::asio::awaitable<Next> ResumeSeat(zephyl::Resume resume);
     /// Goes to the meeting's strand; there `begin` takes a seat, or answers that there is none.
@@ -107,6 +110,7 @@ private:
     Standing mStanding = Standing::New;
     bool mWaitingToWrite = false;
     bool mUnread = false;  // over its budget
+    bool mAsking = false;  // a password is mailed, which is not the client's time
     bool mEnding = false;
     bool mClosed = false;
     std::size_t mBeforeLogin = 0;

@@ -18,22 +18,29 @@
 #include "service/relay/meeting/meeting.h"
 #include "service/relay/memory_watch.h"
 #include "service/relay/network_door.h"
+#include "service/relay/password_mail.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
 namespace {
 
 constexpr std::chrono::milliseconds kMemoryWait{5000};
+constexpr std::chrono::milliseconds kBusyWait{1000};
 constexpr char kSendTag[] = "zephyl-share-end";
 
-// The desk's answer as something to wait for.
-asio::awaitable<LoginVerdict> Ask(LoginDesk& desk, const Login& login, const std::string& address,
+// The desk's answer as something to wait for, to a login or to the wish for another password.
+template <class Question>
+asio::awaitable<LoginVerdict> Ask(LoginDesk& desk, const Question& login, const std::string& address,
                                   bool outside)
 {
     const auto initiate = [&desk, &login, &address, outside](auto handler) {
         auto shared = std::make_shared<decltype(handler)>(std::move(handler));
-        LoginWords words{login.handle(), login.password(), address, {}, outside};
-        if (login.has_device()) words.device = login.device();
+        LoginWords words{login.handle(), login.password(), address, {}, outside, {}};
+        if constexpr (std::is_same_v<Question, Login>) {
+            if (login.has_device()) words.device = login.device();
+        } else {
+            words.wish = login.new_password();
+        }
         desk.Check(words, [shared](LoginVerdict verdict) {
             auto executor = asio::get_associated_executor(*shared);
             asio::post(executor,
@@ -69,6 +76,10 @@ asio::awaitable<Connection::Next> Connection::Handle(const FrameView& frame)
         Greet(header.hello());
     } else if (mStanding == Standing::Greeted && message == Header::kLogin) {
         co_await LogIn(header.login());
+    } else if (mStanding == Standing::Greeted && message == Header::kChangePassword) {
+        co_await TakeNewPassword(header.change_password());
+    } else if (mStanding != Standing::New && message == Header::kSendPassword) {
+        MailPassword(header.send_password());
     } else if (mStanding == Standing::Greeted && message == Header::kResume) {
         co_return co_await ResumeSeat(header.resume());
     } else if (loggedIn && message == Header::kEnter) {
@@ -112,7 +123,7 @@ asio::awaitable<void> Connection::LogIn(Login login)
 {
     LoginVerdict verdict;
     if (mServices.memory.Under(Pressure::RefuseLogins))
-        verdict = {RESULT_LATER, {}, {}, kMemoryWait, {}};
+        verdict.result = RESULT_LATER, verdict.wait = kMemoryWait;
     else
         verdict = co_await Ask(mServices.desk, login, mAddress, FromOutside());
     mSince = Clock::now();  // the time at the desk is not the client's
@@ -145,6 +156,7 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
     session->stream = login.stream();
     session->generation = verdict.account.generation;
     session->permitted = verdict.account.permitted;
+    if (verdict.replaced) co_await mServices.directory.AccountChanged(session->handle, verdict.account);
     session->address = co_await AcceptedHostName(mServices.log, login.host_name(), mAddress);
     if (mServices.bans.BarsHandle(session->key)) co_return Banned();
     const bool admitted = co_await mServices.directory.Admit(session, shared_from_this(), login.again());
@@ -173,6 +185,48 @@ void Connection::Banned()
     ++mServices.counters.loginsBanned;
     mServices.log.info("{} login refused (banned)", mAddress);
     End(BYE_KICKED, kBanned);
+}
+
+asio::awaitable<void> Connection::TakeNewPassword(ChangePassword asked)
+{
+    const LoginVerdict verdict = co_await Ask(mServices.desk, asked, mAddress, FromOutside());
+    mSince = Clock::now();
+    if (verdict.replaced)
+        co_await mServices.directory.AccountChanged(verdict.account.handle, verdict.account);
+    mServices.log.info("{} asked for a new password ({})", mAddress, Result_Name(verdict.result));
+    Header header;
+    PasswordChanged& answer = *header.mutable_password_changed();
+    answer.set_call(asked.call());
+    answer.set_result(verdict.result);
+    answer.set_wait_ms(static_cast<std::uint32_t>(verdict.wait.count()));
+    answer.set_reason(verdict.fault);
+    Send(header);
+}
+
+void Connection::MailPassword(const SendPassword& asked)
+{
+    const auto answer = [call = asked.call(), self = shared_from_this()](const PasswordMail::Answer& said) {
+        self->mServices.log.info("{} asked for a mailed password ({})", self->mAddress,
+                                 Result_Name(said.result));
+        Header header;
+        PasswordSent& sent = *header.mutable_password_sent();
+        sent.set_call(call);
+        sent.set_result(said.result);
+        sent.set_address(said.address);
+        sent.set_wait_ms(static_cast<std::uint32_t>(said.wait.count()));
+        self->Send(header);
+    };
+    if (FromOutside()) return answer({});  // who lives behind this door is nothing to neighbours
+    if (mAsking) return answer({RESULT_LATER, {}, kBusyWait});
+    mAsking = true;
+    mServices.mail.Ask(asked.handle(), mAddress, [answer, self = shared_from_this()](const auto& said) {
+        self->PostHome([answer, self, said] {
+            self->mAsking = false;
+            self->mSince = Clock::now();
+            answer(said);
+            self->FlushSelf();
+        });
+    });
 }
 
 asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)

@@ -49,6 +49,24 @@ struct RelayBudgets {
     std::size_t entries = 60;                                // into meetings, of one account
 };
 
+/// How mail leaves. Without a server it does not.
+struct MailOptions {
+    enum class Tls { StartTls, FromTheStart, None };
+
+    std::string server;  // a name or an address
+    unsigned port = 0;   // 0: the usual one for `tls`
+    Tls tls = Tls::StartTls;
+    std::string user;                    // who sends; "": the server does not ask
+    std::filesystem::path passwordFile;  // with `user` only
+    std::filesystem::path authorities;   // PEM, who may vouch for the server; empty: the machine's
+    std::string from;
+    bool answersAlike = false;         // whether or not there is such a handle
+    std::size_t askedPerAddress = 10;  // a minute
+    std::size_t mailsAMinute = 60;
+
+    bool On() const { return !server.empty(); }
+};
+
 struct RelayOptions {
     int socket = -1;  // listens already; else one is opened
     std::string host = "127.0.0.1";
@@ -68,6 +86,7 @@ struct RelayOptions {
     RelayTimes times;
     RelayBounds bounds;
     RelayBudgets budgets;
+    MailOptions mail;
 };
 
 }  // namespace zephyl

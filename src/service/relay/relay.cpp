@@ -117,13 +117,28 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
       mAccounts(mOptions.data),
       mGate(mOptions.bounds),
       mMemory(mOptions.bounds.memory),
-      mServices{
-          mIo,    mOptions,   mLimits, *mLog,        mNames,  mTls,      mAccounts, mBans,
-          mDesk,  mDirectory, mGate,   mConnections, mMemory, mCounters, mLogs,     mAccounts.ServerKey(),
-          nullptr},
+      mServices{mIo,
+                mOptions,
+                mLimits,
+                *mLog,
+                mNames,
+                mTls,
+                mAccounts,
+                mBans,
+                mDesk,
+                mMail,
+                mDirectory,
+                mGate,
+                mConnections,
+                mMemory,
+                mCounters,
+                mLogs,
+                mAccounts.ServerKey(),
+                nullptr},
       mNetworkDoor(MakeNetworkDoor()),
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
+      mMail(mIo, mOptions.mail, mAccounts, mDesk, *mLog),
       mDesk(mAccounts, mOptions.personal, cost),
       mDirectory({mIo, mOptions, mLimits, *mLog, mNames, mAccounts, mBans, mLogs, mMemory, mCounters,
                   mNetworkDoor.get()}),
@@ -271,6 +286,7 @@ void Relay::Stop()
         mAcceptor.close(ignored);
     });
     mDirectory.StopMeetings();
+    mMail.Stop();
     for (const auto& connection : mConnections.All()) connection->PostRestart();
     const auto until = std::chrono::steady_clock::now() + kStop;
     while (mConnections.Count() > 0 && std::chrono::steady_clock::now() < until)

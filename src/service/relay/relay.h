@@ -21,6 +21,7 @@
 #include "service/relay/log/log_room.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/memory_watch.h"
+#include "service/relay/password_mail.h"
 #include "service/relay/services.h"
 
 namespace zephyl {
@@ -97,7 +98,8 @@ private:
     std::unique_ptr<NetworkDoor> mNetworkDoor;  // null: it is no person's own
     boost::asio::io_context mIo;
     LogRoom mLogs;
-    LoginDesk mDesk;
+    PasswordMail mMail;
+    LoginDesk mDesk;  // works for mMail
     Directory mDirectory;
     boost::asio::ip::tcp::acceptor mAcceptor;
     std::unique_ptr<AdminSocket> mAdmin;

@@ -14,6 +14,7 @@ class LoginDesk;
 class NetworkDoor;
 struct LogRoom;
 class LiveTls;
+class PasswordMail;
 
 struct Services {
     boost::asio::io_context& io;
@@ -25,6 +26,7 @@ struct Services {
     const Accounts& accounts;
     const BanList& bans;
     LoginDesk& desk;
+    PasswordMail& mail;
     Directory& directory;
     ConnectionGate& gate;
     ConnectionList& connections;

@@ -17,7 +17,7 @@ struct ServeRequest {
 int Serve(const ServeRequest& request);
 
 struct UserRequest {
-    enum class Do { Add, List, Remove, Password, Permit, Forbid } what = Do::List;
+    enum class Do { Add, List, Remove, Password, Email, Permit, Forbid } what = Do::List;
     std::string name;
     std::string address;
     std::filesystem::path passwordFile;  // "": typed

@@ -50,6 +50,9 @@ void AddUser(CLI::App& app, UserRequest& request)
         one->add_option("--password-file", request.passwordFile,
                         "Read the password from the file's first line, do not ask")
             ->type_name("FILE");
+    command("email", UserRequest::Do::Email, "Give an account another mail address")
+        ->add_option("ADDRESS", request.address, "Where its passwords are mailed; \"\": nowhere")
+        ->required();
     command("list", UserRequest::Do::List, "List the accounts")
         ->add_flag("--json", request.json, "As JSON, one line");
     command("remove", UserRequest::Do::Remove, "Delete an account; ends its session");

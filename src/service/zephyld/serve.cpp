@@ -17,6 +17,7 @@
 #include "service/relay/private_folder.h"
 #include "service/relay/process_memory.h"
 #include "service/relay/relay.h"
+#include "service/relay/this_computer.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/announcer.h"
 #include "service/zephyld/commands.h"
@@ -37,6 +38,9 @@ RelayOptions Options(const ServeRequest& request)
     if (options.data.empty()) options.data = PersonalDataPath();
     options.version = request.version;
     if (request.personal) {
+        if (!NamesThisComputer(options.host))
+            throw StartError("a personal service listens on this computer only, not on \"" + options.host +
+                             "\": its door would stand open");
         options.personal = true;
         options.host = "127.0.0.1";
         options.port = 0;

@@ -1,7 +1,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <boost/json.hpp>
 #include <iostream>
 #include <sstream>
@@ -10,6 +9,7 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/door/accounts.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/mail/mail_address.h"
 #include "service/relay/private_folder.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
@@ -84,19 +84,9 @@ std::string NewHash(const std::optional<std::string>& given)
     return HashPassword(password, {});
 }
 
-/// Something that may stand in a mail's head: one address, no spaces, nothing unseen.
 void CheckAddress(const std::string& address)
 {
-    constexpr std::size_t kLongest = 254;
-    const std::size_t at = address.find('@');
-    const bool plain = std::all_of(address.begin(), address.end(), [](unsigned char c) {
-        return c > ' ' && c != 0x7f &&
-               std::string_view(",;:<>()[]\"\\").find(char(c)) == std::string_view::npos;
-    });
-    if (!plain || OneLine(address) != address || at == 0 || at == std::string::npos ||
-        at + 1 == address.size() || address.find('@', at + 1) != std::string::npos ||
-        address.size() > kLongest)
-        throw StartError("\"" + address + "\" is no mail address");
+    if (const auto fault = MailAddressFault(address)) throw StartError(*fault);
 }
 
 void List(const Accounts& accounts)
@@ -125,6 +115,9 @@ bool Change(Accounts& accounts, const UserRequest& request, const std::optional<
             return true;
         case Do::Password:
             return accounts.Find(request.name) && accounts.SetPassword(request.name, NewHash(password));
+        case Do::Email:
+            if (!request.address.empty()) CheckAddress(request.address);
+            return accounts.SetAddress(request.name, request.address);
         case Do::Remove: return accounts.Remove(request.name);
         case Do::Permit: return accounts.SetPermitted(request.name, true);
         case Do::Forbid: return accounts.SetPermitted(request.name, false);

@@ -2,10 +2,16 @@
 
 #include "service/relay/door/accounts.h"
 
+#include <sqlite3.h>
 #include <sys/stat.h>
+
+#include <functional>
+#include <set>
 
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/mail/letter.h"
+#include "service/relay/mail/mail_address.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -108,6 +114,136 @@ TEST(AccountStore, OneNamePerPersonsEye)
         ::stat(file.path().c_str(), &info);
         EXPECT_EQ(info.st_mode & 0777, 0600u) << file.path();
     }
+}
+
+TEST(AccountStore, AMailedPasswordIsGoodForAWhileAndOnce)
+{
+    StartSodium();
+    const TemporaryFolder folder;
+    {
+        // As the first versions made it.
+        sqlite3* old = nullptr;
+        sqlite3_open((folder.path / "accounts.sqlite").c_str(), &old);
+        sqlite3_exec(
+            old,
+            "CREATE TABLE account(key TEXT PRIMARY KEY, skeleton TEXT NOT NULL UNIQUE, handle TEXT NOT "
+            "NULL, hash TEXT NOT NULL, address TEXT NOT NULL, permitted INTEGER NOT NULL DEFAULT 1, "
+            "generation INTEGER NOT NULL DEFAULT 1);"
+            "INSERT INTO account VALUES('ann', 'ann', 'Ann', 'own', 'ann@example.org', 1, 7);",
+            nullptr, nullptr, nullptr);
+        sqlite3_close(old);
+    }
+    constexpr std::int64_t now = 1'000'000;
+    Accounts accounts(folder.path);
+    EXPECT_THROW(accounts.TakeMailTurn("nobody", now), AccountError);
+    EXPECT_EQ(accounts.TakeMailTurn("ANN", now), 0);
+    EXPECT_EQ(accounts.TakeMailTurn("ann", now + 599), 1);
+    EXPECT_EQ(accounts.TakeMailTurn("ann", now + 600), 0);
+    accounts.GiveMailTurnBack("ann", now);  // another one's
+    EXPECT_EQ(accounts.TakeMailTurn("ann", now + 601), 599);
+    EXPECT_EQ(accounts.TakeMailTurn("ann", now), 0) << "the clock was set back";
+
+    EXPECT_TRUE(accounts.SetMailed("ann", {}, {"mailed", now}));
+    EXPECT_FALSE(accounts.SetMailed("ann", {}, {"other", now})) << "somebody else was first";
+    EXPECT_EQ(Accounts(folder.path).Find("ann")->mailed.hash, "mailed");
+    for (const auto& [later, good] : {std::pair(-1, false), {0, true}, {899, true}, {900, false}})
+        EXPECT_EQ(accounts.Find("ann")->mailed.Good(now + later), good) << later;
+    EXPECT_FALSE(accounts.UseMailed("ann", "wrong"));
+    EXPECT_FALSE(accounts.UseMailed("ann", ""));
+    EXPECT_TRUE(accounts.UseMailed("ANN", "mailed"));
+    EXPECT_FALSE(accounts.UseMailed("ann", "mailed"));
+    EXPECT_EQ(accounts.Find("ann")->passwordHash, "mailed");
+    EXPECT_EQ(accounts.Find("ann")->generation, 8);
+
+    const struct {
+        const char* what;
+        std::function<bool()> change;
+        bool stays;
+    } rows[] = {{"a new password", [&] { return accounts.SetPassword("ann", "chosen"); }, false},
+                {"another address", [&] { return accounts.SetAddress("ann", "ann@example.net"); }, false},
+                {"permission", [&] { return accounts.SetPermitted("ann", false); }, true},
+                {"a new account",
+                 [&] {
+                     return accounts.Remove("ann") &&
+                            accounts.TakeMailTurn(accounts.Add("ann", "x", "").handle, now) == 0;
+                 },
+                 false}};
+    for (const auto& row : rows) {
+        accounts.SetMailed("ann", accounts.Find("ann")->mailed, {"mailed", now});
+        EXPECT_TRUE(row.change()) << row.what;
+        EXPECT_EQ(accounts.Find("ann")->mailed.Good(now), row.stays) << row.what;
+        EXPECT_EQ(accounts.UseMailed("ann", "mailed"), row.stays) << row.what;
+    }
+}
+
+TEST(Passwords, DrawnOnesAreTypedAsPeopleType)
+{
+    StartSodium();
+    std::set<std::string> drawn;
+    for (int i = 0; i < 1000; ++i) {
+        const std::string password = DrawPassword();
+        EXPECT_EQ(AsDrawn(password), password);
+        EXPECT_FALSE(PasswordFault(password));
+        drawn.insert(password.substr(0, 9));
+    }
+    EXPECT_EQ(drawn.size(), 1000u);
+    for (const char* typed :
+         {"k7mp-3xwd-q9rt-h2nv", "K7MP3XWDQ9RTH2NV", "k7mp 3xwd q9rt h2nv", "k7m-p3xwd-q9rth2nv-"})
+        EXPECT_EQ(AsDrawn(typed), "k7mp-3xwd-q9rt-h2nv") << typed;
+    for (const char* other :
+         {"", "k7mp-3xwd-q9rt-h2n", "k7mp-3xwd-q9rt-h2nvv", "k7mp-3xwd-q9rt-h2n0", "secret"})
+        EXPECT_FALSE(AsDrawn(other)) << other;
+}
+
+TEST(MailAddresses, CannotWriteAnythingElseIntoALetter)
+{
+    const std::string long64(64, 'a');
+    for (const std::string& good :
+         {std::string("ann@example.org"), std::string("a.b+c_d@x"), long64 + "@example.org"})
+        EXPECT_FALSE(MailAddressFault(good)) << good;
+    for (const std::string& bad : {std::string(),
+                                   std::string("ann"),
+                                   std::string("@x"),
+                                   std::string("ann@"),
+                                   std::string("a@b@c"),
+                                   std::string("a b@x"),
+                                   std::string("a@x\r\nBcc: b@x"),
+                                   std::string("a@x\n"),
+                                   std::string("a\0@x", 4),
+                                   std::string("j\xC3\xBCrgen@x"),
+                                   std::string("a@\xC3\xBC.org"),
+                                   std::string("<a@x>"),
+                                   std::string("a,b@x"),
+                                   std::string("a@x;b"),
+                                   std::string("a@-x"),
+                                   std::string("a@x..y"),
+                                   std::string("a@x."),
+                                   std::string("\"a b\"@x"),
+                                   long64 + "a@example.org",
+                                   "a@" + std::string(260, 'x')})
+        EXPECT_TRUE(MailAddressFault(bad)) << bad;
+    const struct {
+        const char* address;
+        const char* shown;
+    } rows[] = {{"ann@mail.example.org", "a***@m***.org"},
+                {"a@b.c", "a***@b***.c"},
+                {"root@localhost", "r***@l***"},
+                {"ann@.org", "a***@.***"},
+                {"broken", "***"}};
+    for (const auto& row : rows) EXPECT_EQ(MaskedAddress(row.address), row.shown);
+    const auto at = std::chrono::system_clock::from_time_t(1'764'028'799);
+    const std::string bytes = LetterBytes(
+        PasswordLetter("z@x.org", "ann@example.org", "J\xC3\xBCrgen \n.\nx", "k7mp-3xwd-q9rt-h2nv", at), "id",
+        at);
+    EXPECT_NE(bytes.find("Date: Mon, 24 Nov 2025 23:59:59 +0000\r\n"), std::string::npos) << bytes;
+    EXPECT_NE(bytes.find("Hello J=C3=BCrgen"), std::string::npos);
+    EXPECT_EQ(bytes.substr(0, bytes.find("\r\n\r\n")).find("rgen"), std::string::npos);
+    for (std::size_t at2 = 0; (at2 = bytes.find('\n', at2)) != std::string::npos; ++at2)
+        EXPECT_EQ(bytes[at2 - 1], '\r');
+    EXPECT_THROW(LetterBytes({"z@x.org", "ann@example.org\r\nBcc: b@x", "s", "t"}, "id", at),
+                 std::invalid_argument);
+    EXPECT_THROW(LetterBytes({"z@x.org", "ann@example.org", "s\nBcc: b@x", "t"}, "id", at),
+                 std::invalid_argument);
 }
 
 TEST(Passwords, AreSuchAsEveryClientCanSend)

@@ -21,6 +21,14 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
     EXPECT_TRUE(options.announce);
     EXPECT_EQ(options.bounds.memory, 3u << 20);
     EXPECT_EQ(options.times.floodAfter, std::chrono::seconds(7));
+    ReadConfigText(
+        "threads = 2\n[mail]\nserver = \"::1\"\nfrom = \"z@example.org\"\ntls = \"none\"\nport = 26\n"
+        "answers_alike = true\nmails_per_minute = 5",
+        "mail", options);
+    EXPECT_EQ(options.mail.port, 26u);
+    EXPECT_EQ(options.mail.mailsAMinute, 5u);
+    EXPECT_TRUE(options.mail.answersAlike && options.mail.tls == MailOptions::Tls::None);
+    options.mail = {};
     const struct {
         const char* text;
         const char* mentions;
@@ -43,11 +51,15 @@ TEST(Config, TakesWhatItsSampleSaysAndRefusesTheRest)
         {"grace_seconds = 1\ngrace_seconds = 2", "2"},
         {"[listen]\nport = 1", "listen"},
         {"grace_seconds =", "1"},
+        {"[mail]\n\nserver = 1", "file:3: server"},
+        {"[mail]\nserver = \"mail.example.org\"\nfrom = \"z@example.org\"\ntls = \"none\"",
+         "this computer only"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
+        RelayOptions read;
         try {
-            ReadConfigText(row.text, "file", options);
+            ReadConfigText(row.text, "file", read);
             ADD_FAILURE() << "accepted";
         } catch (const StartError& error) {
             EXPECT_NE(std::string(error.what()).find(row.mentions), std::string::npos) << error.what();

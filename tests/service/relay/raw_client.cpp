@@ -142,6 +142,28 @@ void RawClient::Leave()
     Wait(Header::kLeft);
 }
 
+PasswordSent RawClient::SendPassword(const std::string& handle)
+{
+    Header header;
+    header.mutable_send_password()->set_call(++mCall);
+    header.mutable_send_password()->set_handle(handle);
+    Send(header);
+    return Wait(Header::kPasswordSent).header.password_sent();
+}
+
+PasswordChanged RawClient::ChangePassword(const std::string& handle, const std::string& password,
+                                          const std::string& wish)
+{
+    Header header;
+    zephyl::ChangePassword& change = *header.mutable_change_password();
+    change.set_call(++mCall);
+    change.set_handle(handle);
+    change.set_password(password);
+    change.set_new_password(wish);
+    Send(header);
+    return Wait(Header::kPasswordChanged).header.password_changed();
+}
+
 void RawClient::Fill(steady_clock::time_point until)
 {
     std::string& intake = mReader.Intake();

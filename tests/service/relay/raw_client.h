@@ -51,6 +51,9 @@ public:
     Entered Enter(const std::string& code, bool create, const std::string& rejoin = {});
     Resumed Resume(const Place& place, const Cursor& cursor);
     void Leave();
+    PasswordSent SendPassword(const std::string& handle);
+    PasswordChanged ChangePassword(const std::string& handle, const std::string& password,
+                                   const std::string& wish);
 
     // Receiving. All of these throw NothingCame after ten seconds.
     /// The next frame or whole item, pings answered and left out.

@@ -23,10 +23,20 @@ constexpr char kSchema[] =
     "CREATE TABLE IF NOT EXISTS guest(key TEXT PRIMARY KEY);"
     "CREATE TABLE IF NOT EXISTS ban(of INTEGER NOT NULL, what TEXT NOT NULL, shown TEXT NOT NULL,"
     " until INTEGER NOT NULL, PRIMARY KEY(of, what));"
-    "CREATE TABLE IF NOT EXISTS service(name TEXT PRIMARY KEY, value TEXT NOT NULL);";
+    "CREATE TABLE IF NOT EXISTS service(name TEXT PRIMARY KEY, value TEXT NOT NULL);"
+    // `turn`: when the account's last mail was asked for. Whatever changes an account, and whichever version
+    // of the program does it, a password that was mailed before is gone.
+    "CREATE TABLE IF NOT EXISTS mailed("
+    " key TEXT PRIMARY KEY, hash TEXT NOT NULL, at INTEGER NOT NULL, turn INTEGER NOT NULL);"
+    "CREATE TRIGGER IF NOT EXISTS mailed_changed AFTER UPDATE OF hash, address ON account"
+    " BEGIN UPDATE mailed SET hash = '', at = 0 WHERE key = NEW.key; END;"
+    "CREATE TRIGGER IF NOT EXISTS mailed_gone AFTER DELETE ON account"
+    " BEGIN DELETE FROM mailed WHERE key = OLD.key; END;";
 constexpr char kColumns[] =
-    "SELECT handle, hash, address, permitted, generation,"
-    " EXISTS(SELECT 1 FROM guest WHERE guest.key = account.key) FROM account ";
+    "SELECT handle, account.hash, address, permitted, generation,"
+    " EXISTS(SELECT 1 FROM guest WHERE guest.key = account.key), mailed.hash, mailed.at"
+    " FROM account LEFT JOIN mailed USING(key) ";
+constexpr std::int64_t kMailTurnSeconds = 10 * 60;
 
 [[noreturn]] void Fail(sqlite3* db, const std::string& what)
 {
@@ -40,7 +50,18 @@ void LeaveWal(std::string& image)
     if (image.size() > head) image[at] = image[at + 1] = 1;
 }
 
+/// "" for what is no handle.
+std::string KeyOf(const std::string& handle)
+{
+    return HandleKey(handle).value_or("");
+}
+
 }  // namespace
+
+bool MailedPassword::Good(std::int64_t now) const
+{
+    return !hash.empty() && at <= now && now < at + kMailedSeconds;
+}
 
 /// A prepared statement with its values, from 1 on. Finished by the destructor.
 class Accounts::Statement {
@@ -77,7 +98,10 @@ public:
         return text ? reinterpret_cast<const char*>(text) : "";
     }
     std::int64_t Number(int column) const { return sqlite3_column_int64(mStatement, column); }
-    Account Row() const { return {Text(0), Text(1), Text(2), Number(3) != 0, Number(4), Number(5) != 0}; }
+    Account Row() const
+    {
+        return {Text(0), Text(1), Text(2), Number(3) != 0, Number(4), Number(5) != 0, {Text(6), Number(7)}};
+    }
 
 private:
     sqlite3* mDb;
@@ -182,7 +206,7 @@ Account Accounts::Insert(const std::string& handle, const std::string& passwordH
     if (sqlite3_changes(mDb) == 1) {
         if (guest) Statement(mDb, "INSERT OR REPLACE INTO guest VALUES(?1)").Bind(1, forms->key).Step();
         step.Commit();
-        return {forms->spelling, passwordHash, address, true, 1, guest};
+        return {forms->spelling, passwordHash, address, true, 1, guest, {}};
     }
     Statement like(mDb, "SELECT handle FROM account WHERE key = ?1 OR skeleton = ?2");
     like.Bind(1, forms->key).Bind(2, forms->skeleton).Step();
@@ -289,6 +313,49 @@ bool Accounts::RemoveBan(const Ban& ban)
     return sqlite3_changes(mDb) == 1;
 }
 
+bool Accounts::SetAddress(const std::string& handle, const std::string& address)
+{
+    return Change("UPDATE account SET address = ?2 WHERE key = ?1", handle, address);
+}
+
+std::int64_t Accounts::TakeMailTurn(const std::string& handle, std::int64_t now)
+{
+    const std::string key = KeyOf(handle);
+    const std::lock_guard lock(mMutex);
+    Statement(mDb,
+              "INSERT INTO mailed SELECT key, '', 0, ?2 FROM account WHERE key = ?1 "
+              "ON CONFLICT(key) DO UPDATE SET turn = ?2 WHERE turn > ?2 OR turn <= ?2 - ?3")
+        .Bind(1, key)
+        .Bind(2, now)
+        .Bind(3, kMailTurnSeconds)
+        .Step();
+    if (sqlite3_changes(mDb) == 1) return 0;
+    Statement last(mDb, "SELECT turn FROM mailed WHERE key = ?1");
+    if (!last.Bind(1, key).Step()) throw AccountError("there is no such account");
+    return last.Number(0) + kMailTurnSeconds - now;
+}
+
+void Accounts::GiveMailTurnBack(const std::string& handle, std::int64_t now)
+{
+    const std::lock_guard lock(mMutex);
+    Statement(mDb, "UPDATE mailed SET turn = 0 WHERE key = ?1 AND turn = ?2")
+        .Bind(1, KeyOf(handle))
+        .Bind(2, now)
+        .Step();
+}
+
+bool Accounts::SetMailed(const std::string& handle, const MailedPassword& before, const MailedPassword& after)
+{
+    const std::lock_guard lock(mMutex);
+    Statement(mDb, "UPDATE mailed SET hash = ?3, at = ?4 WHERE key = ?1 AND hash = ?2")
+        .Bind(1, KeyOf(handle))
+        .Bind(2, before.hash)
+        .Bind(3, after.hash)
+        .Bind(4, after.at)
+        .Step();
+    return sqlite3_changes(mDb) == 1;
+}
+
 std::string Accounts::Image() const
 {
     sqlite3* copy = nullptr;
@@ -332,6 +399,14 @@ std::string Accounts::FaultOf(std::string image)
         return error.what();
     }
     return {};
+}
+
+bool Accounts::UseMailed(const std::string& handle, const std::string& hash)
+{
+    return Change(
+        "UPDATE account SET hash = ?2, generation = generation + 1 WHERE key = ?1 AND "
+        "EXISTS(SELECT 1 FROM mailed WHERE mailed.key = ?1 AND mailed.hash = ?2)",
+        handle, hash);
 }
 
 std::string Accounts::ServerKey()

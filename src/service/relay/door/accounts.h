@@ -23,6 +23,18 @@ struct AccountError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// How long a mailed password is good.
+inline constexpr std::int64_t kMailedSeconds = 15 * 60;
+
+/// A password that was mailed to somebody and not used yet. Seconds since 1970.
+struct MailedPassword {
+    std::string hash;  // "": none
+    std::int64_t at = 0;
+
+    /// For 15 minutes; a clock that was set back does not make them longer.
+    bool Good(std::int64_t now) const;
+};
+
 struct Account {
     std::string handle;  // the account's own spelling
     std::string passwordHash;
@@ -30,6 +42,7 @@ struct Account {
     bool permitted = true;        // may enter meetings
     std::int64_t generation = 0;  // rises with each new password
     bool guest = false;           // made from outside a person's own service; goes when that closes
+    MailedPassword mailed;        // gone with each new password, and with a new address
 };
 
 class Accounts {
@@ -53,6 +66,19 @@ public:
     bool Remove(const std::string& handle);
     bool SetPassword(const std::string& handle, const std::string& passwordHash);
     bool SetPermitted(const std::string& handle, bool permitted);
+    bool SetAddress(const std::string& handle, const std::string& address);
+
+    // Mailed passwords.
+    /// Takes the account's turn: one in ten minutes. Otherwise how many seconds until the next. Throws
+    /// AccountError when there is no such account.
+    std::int64_t TakeMailTurn(const std::string& handle, std::int64_t now);
+    /// No mail went after all.
+    void GiveMailTurnBack(const std::string& handle, std::int64_t now);
+    /// False: `before` is not the one that is there any more.
+    bool SetMailed(const std::string& handle, const MailedPassword& before, const MailedPassword& after);
+    /// It was used, and is the account's password from now on. False: it was used, replaced or taken back
+    /// meanwhile.
+    bool UseMailed(const std::string& handle, const std::string& hash);
 
     // What is known of each account's devices, in KnownDevices' own words. Goes with the account.
     std::vector<std::pair<std::string, std::string>> Devices() const;  // by folded handle

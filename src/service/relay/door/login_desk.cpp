@@ -25,9 +25,28 @@ std::string CountedBy(const LoginWords& words)
     return words.outside && !key.empty() ? "\nguest " + key : key;
 }
 
+std::int64_t WallSeconds()
+{
+    return std::chrono::duration_cast<std::chrono::seconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+LoginVerdict Admitted(Account account, std::string key)
+{
+    LoginVerdict verdict;
+    verdict.result = RESULT_OK;
+    verdict.account = std::move(account);
+    verdict.key = std::move(key);
+    return verdict;
+}
+
 LoginVerdict Later(std::chrono::milliseconds wait)
 {
-    return {RESULT_LATER, {}, {}, wait, {}};
+    LoginVerdict verdict;
+    verdict.result = RESULT_LATER;
+    verdict.wait = wait;
+    return verdict;
 }
 
 }  // namespace
@@ -54,6 +73,12 @@ void LoginDesk::Run(std::function<void()> work)
 
 void LoginDesk::Check(const LoginWords& words, std::function<void(LoginVerdict)> done)
 {
+    if (words.wish) {
+        LoginVerdict unfit;
+        unfit.fault = PasswordFault(*words.wish).value_or("");
+        unfit.result = words.outside ? RESULT_NOT_PERMITTED : RESULT_UNFIT;
+        if (words.outside || !unfit.fault.empty()) return done(unfit);
+    }
     Attempt attempt{CountedBy(words), AddressGroup(words.address), {}};
     attempt.device = mDevices.Recognise(attempt.account, attempt.address, words.device).value_or("");
     const std::chrono::milliseconds wait = mBackOff.WaitFor(attempt, BackOff::Clock::now());
@@ -148,16 +173,42 @@ void LoginDesk::Answer(const Asked& asked)
 
 LoginVerdict LoginDesk::Decide(const Asked& asked)
 {
-    const std::optional<Account> account = mAccounts.Find(asked.words.handle);
+    std::optional<Account> account = mAccounts.Find(asked.words.handle);
     const std::string key = HandleKey(asked.words.handle).value_or("");
-    if (!account && mRegisters && !key.empty())
+    if (!account && mRegisters && !key.empty() && !asked.words.wish)
         return asked.words.outside ? RegisterGuest(asked) : Register(asked);
     // From outside nobody even tries the passwords of those who live here.
-    const bool barred = account && asked.words.outside && !account->guest;
-    const bool fits =
-        PasswordFits(account && !barred ? account->passwordHash : mNobody, asked.words.password);
-    if (!account || barred || !fits) return {};
-    return {RESULT_OK, *account, key, {}, {}};
+    if (account && asked.words.outside && !account->guest) account.reset();
+    const std::string& password = asked.words.password;
+    if (account && PasswordFits(account->passwordHash, password))
+        return Wished(Admitted(*account, key), asked);
+    if (!account) PasswordFits(mNobody, password);
+    const std::optional<std::string> drawn = AsDrawn(password);
+    if (!drawn) return {};
+    // Whether there is such an account or a mail on its way, this takes as long.
+    if (!account) account.emplace().passwordHash = mNobody;
+    const bool waits = account->mailed.Good(WallSeconds());
+    const std::string& other = waits ? account->mailed.hash : account->passwordHash;
+    if (!PasswordFits(other, *drawn)) return {};
+    if (waits && !mAccounts.UseMailed(account->handle, other)) return {};
+    LoginVerdict verdict = Admitted(waits ? Anew(*account) : *account, key);
+    verdict.replaced = waits;
+    return Wished(std::move(verdict), asked);
+}
+
+Account LoginDesk::Anew(const Account& account) const
+{
+    return mAccounts.Find(account.handle).value_or(account);
+}
+
+// Right up to here. Whoever only wanted to log in does.
+LoginVerdict LoginDesk::Wished(LoginVerdict verdict, const Asked& asked)
+{
+    if (!asked.words.wish) return verdict;
+    if (!mAccounts.SetPassword(verdict.account.handle, HashPassword(*asked.words.wish, mCost))) return {};
+    verdict.account = Anew(verdict.account);
+    verdict.replaced = true;
+    return verdict;
 }
 
 LoginVerdict LoginDesk::Register(const Asked& asked)
@@ -165,7 +216,7 @@ LoginVerdict LoginDesk::Register(const Asked& asked)
     if (PasswordFault(asked.words.password)) return {};
     try {
         const Account made = mAccounts.Add(asked.words.handle, HashPassword(asked.words.password, mCost), "");
-        return {RESULT_OK, made, asked.attempt.account, {}, {}};
+        return Admitted(made, asked.attempt.account);
     } catch (const AccountError&) {
         return {};  // looks like another one, or came in at the same moment
     }
@@ -186,7 +237,7 @@ LoginVerdict LoginDesk::RegisterGuest(const Asked& asked)
     try {
         const Account made =
             mAccounts.AddGuest(asked.words.handle, HashPassword(asked.words.password, mCost));
-        return {RESULT_OK, made, HandleKey(made.handle).value_or(""), {}, {}};
+        return Admitted(made, HandleKey(made.handle).value_or(""));
     } catch (const AccountError&) {
         return {};  // looks like another one, or came in at the same moment
     }

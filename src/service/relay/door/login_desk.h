@@ -25,17 +25,20 @@ namespace zephyl {
 /// What a client says of itself.
 struct LoginWords {
     std::string handle, password;
-    std::string address;                // by which the relay knows it
-    std::optional<std::string> device;  // the word of an earlier login, or ""; none: it would not keep one
-    bool outside = false;               // let in from the local network by a person's own service
+    std::string address;                   // by which the relay knows it
+    std::optional<std::string> device;     // the word of an earlier login, or ""; none: it would not keep one
+    bool outside = false;                  // let in from the local network by a person's own service
+    std::optional<std::string> wish = {};  // a new password, to take the place of the one above
 };
 
 struct LoginVerdict {
-    Result result = RESULT_WRONG;      // ok, wrong, later
+    Result result = RESULT_WRONG;      // ok, wrong, later; with a wish also unfit, not permitted
     Account account;                   // when ok
     std::string key;                   // the handle, folded
     std::chrono::milliseconds wait{};  // when later
     std::string device;                // when ok: a new word for the client to keep; may be empty
+    bool replaced = false;             // when ok: the account has another password now
+    std::string fault;                 // when unfit
 };
 
 class LoginDesk {
@@ -46,6 +49,8 @@ public:
 
     /// `done` runs on a thread of the pool, or on that of a caller when the answer needs no hash.
     void Check(const LoginWords& words, std::function<void(LoginVerdict)> done);
+    /// As a new password is hashed. Slow.
+    std::string Hash(const std::string& password) const { return HashPassword(password, mCost); }
     /// Runs short work on the database beside the io threads.
     void Run(std::function<void()> work);
     /// The accounts of guests are gone.
@@ -67,6 +72,8 @@ private:
     Waiting::iterator Last();
     void Answer(const Asked& asked);
     LoginVerdict Decide(const Asked& asked);
+    LoginVerdict Wished(LoginVerdict verdict, const Asked& asked);
+    Account Anew(const Account& account) const;
     LoginVerdict Register(const Asked& asked);
     LoginVerdict RegisterGuest(const Asked& asked);
 

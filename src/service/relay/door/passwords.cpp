@@ -11,6 +11,10 @@ namespace zephyl {
 namespace {
 constexpr std::size_t kPasswordBytes = 256;
 
+// Of drawn passwords: without those that look like others.
+constexpr std::string_view kDrawn = "23456789abcdefghjkmnpqrstuvwxyz";
+constexpr std::size_t kDrawnCharacters = 16, kDrawnGroup = 4;
+
 /// The characters of Windows-1252 above Latin-1.
 constexpr std::u32string_view kBeyondLatin1 = U"€‚ƒ„…†‡ˆ‰Š‹ŒŽ‘’“”•–—˜™š›œžŸ";
 
@@ -62,6 +66,32 @@ bool PasswordFits(const std::string& hash, const std::string& password)
 {
     return hash.size() < crypto_pwhash_STRBYTES &&
            crypto_pwhash_str_verify(hash.c_str(), password.data(), password.size()) == 0;
+}
+
+std::string DrawPassword()
+{
+    std::string drawn;
+    for (std::size_t i = 0; i < kDrawnCharacters; ++i) {
+        if (i > 0 && i % kDrawnGroup == 0) drawn += '-';
+        drawn += kDrawn[randombytes_uniform(static_cast<std::uint32_t>(kDrawn.size()))];
+    }
+    return drawn;
+}
+
+std::optional<std::string> AsDrawn(std::string_view typed)
+{
+    std::string drawn;
+    std::size_t count = 0;
+    for (char c : typed) {
+        if (c == '-' || c == ' ') continue;
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        if (kDrawn.find(c) == std::string_view::npos || count == kDrawnCharacters) return std::nullopt;
+        if (count > 0 && count % kDrawnGroup == 0) drawn += '-';
+        drawn += c;
+        ++count;
+    }
+    if (count < kDrawnCharacters) return std::nullopt;
+    return drawn;
 }
 
 std::string RandomBytes(std::size_t bytes)

@@ -24,6 +24,12 @@ std::optional<std::string> PasswordFault(std::string_view password);
 std::string HashPassword(const std::string& password, const HashCost& cost);
 bool PasswordFits(const std::string& hash, const std::string& password);
 
+/// A password that nobody guesses and everybody can type: "k7mp-3xwd-q9rt-h2nv", 79 bits of chance.
+std::string DrawPassword();
+/// What was typed, in the way DrawPassword writes: without regard to case, blanks and dashes. None: it cannot
+/// be one of those.
+std::optional<std::string> AsDrawn(std::string_view typed);
+
 /// `bytes` random bytes as they are, and as hexadecimal digits.
 std::string RandomBytes(std::size_t bytes);
 std::string RandomHex(std::size_t bytes);

@@ -8,11 +8,6 @@ std::optional<Header> AnswerTo(const Header& asked, Standing standing, const Ses
     Header answer;
     switch (asked.message_case()) {
         case Header::kPing: answer.mutable_pong()->set_nonce(asked.ping().nonce()); return answer;
-        case Header::kSendPassword:
-            if (!greeted) return std::nullopt;
-            answer.mutable_password_sent()->set_call(asked.send_password().call());
-            answer.mutable_password_sent()->set_result(RESULT_NO_MAIL);
-            return answer;
         case Header::kAskPermission:
             if (!session) return std::nullopt;
             answer.mutable_permission()->set_call(asked.ask_permission().call());
