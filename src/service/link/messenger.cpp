@@ -309,7 +309,7 @@ void LinkMessenger::ChangePassword(const QString& handle, const QString& passwor
     const LoginWords words{handle.toStdString(), password.toStdString(), {}};
     const std::string wished = wish.toStdString();
     if (words.handle.size() + words.password.size() + wished.size() > kLoginBytes)
-        Fail(English("That is longer than a handle and two passwords can be. Shorten it."));
+        Fail(QStringLiteral("that is longer than a handle and two passwords can be"));
     Deadline deadline = SteadyClock::now() + kCallTime;
     std::shared_ptr<Session> session = ConnectTrusted(deadline);
     const auto outcome = Ask<ChangeOutcome>(

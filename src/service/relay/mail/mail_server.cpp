@@ -1,5 +1,6 @@
 #include "service/relay/mail/mail_server.h"
 
+#include <arpa/inet.h>
 #include <curl/curl.h>
 
 #include <algorithm>
@@ -24,9 +25,10 @@ constexpr std::chrono::seconds kGoodbye{1};
 
 bool IsHost(const std::string& host)
 {
-    const bool v6 = host.find(':') != std::string::npos;
-    return !host.empty() && std::all_of(host.begin(), host.end(), [v6](unsigned char c) {
-        return std::isalnum(c) || c == '.' || c == (v6 ? ':' : '-');
+    in6_addr v6{};
+    if (::inet_pton(AF_INET6, host.c_str(), &v6) == 1) return true;
+    return !host.empty() && std::all_of(host.begin(), host.end(), [](unsigned char c) {
+        return std::isalnum(c) || c == '.' || c == '-';
     });
 }
 
