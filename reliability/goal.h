@@ -60,6 +60,9 @@ std::vector<Goal> MachineGoals();   // R14, R16
 std::vector<Goal> TokenGoals();     // S9
 std::vector<Goal> StrangerGoals();  // S3, S7, S10, S12
 std::vector<Goal> TrustGoals();     // S8
+std::vector<Goal> WireGoals();      // S1, S2, S11
+std::vector<Goal> MailGoals();      // S6
+std::vector<Goal> StartGoals();     // S14
 std::vector<Goal> ModelGoals();     // F4
 std::vector<Goal> WindowGoals();    // C1, C2, C3, C4, C7, companion
 std::vector<Goal> SettingsGoals();  // C6

@@ -17,7 +17,8 @@ std::vector<Goal> AllGoals()
 {
     std::vector<Goal> all;
     for (auto part : {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(),
-                      StrangerGoals(), TrustGoals(), ModelGoals(), WindowGoals(), SettingsGoals()})
+                      StrangerGoals(), TrustGoals(), WireGoals(), MailGoals(), StartGoals(), ModelGoals(),
+                      WindowGoals(), SettingsGoals()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }
