@@ -50,8 +50,9 @@ struct FaultProxy::Pair {
     std::array<std::string, 2> recorded, inserted;
 };
 
-FaultProxy::FaultProxy(std::uint16_t target)
-    : mAcceptor(mIo, {asio::ip::address_v4::loopback(), 0}),
+FaultProxy::FaultProxy(std::uint16_t target, const std::string& at)
+    : mAcceptor(mIo, at.empty() ? tcp::endpoint(asio::ip::address_v4::loopback(), 0)
+                                : tcp::endpoint(asio::ip::make_address(at), target)),
       mPort(mAcceptor.local_endpoint().port()),
       mTarget(target)
 {

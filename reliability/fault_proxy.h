@@ -20,7 +20,8 @@ public:
     enum class Way { Up, Down };       // from the client, to the client
     enum class End { Reset, Finish };  // RST, which may overtake bytes; FIN behind them
 
-    explicit FaultProxy(std::uint16_t target);
+    /// `at`: another loopback address, where it has the target's port number; "": a free port.
+    explicit FaultProxy(std::uint16_t target, const std::string& at = {});
     ~FaultProxy();
     FaultProxy(const FaultProxy&) = delete;
     FaultProxy& operator=(const FaultProxy&) = delete;

@@ -21,7 +21,9 @@ LinkedAttendee::LinkedAttendee(QString address, const std::string& pin, const QS
         log += line;
     };
     link = MakeLinkMessenger(
-        LinkNeeds{*this, *this, *this, *this, *this, keep, QStringLiteral("test"), {}, devices});
+        LinkNeeds{*this, *this, *this, *this, *this, keep, QStringLiteral("test"), {}, devices, [this] {
+                      return slept.load();
+                  }});
     link->SetEvents(this);
 }
 
@@ -75,6 +77,12 @@ bool LinkedAttendee::Until(const std::function<bool()>& enough)
         mPostedSome.wait_for(lock, 20ms, [&] { return !mPosted.empty(); });
         if (std::chrono::steady_clock::now() >= deadline) return false;
     }
+}
+
+qsizetype LinkedAttendee::Logged(const QString& part)
+{
+    const std::lock_guard lock(mMutex);
+    return log.filter(part).size();
 }
 
 QString LinkedAttendee::Next()

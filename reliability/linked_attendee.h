@@ -1,6 +1,8 @@
 #pragma once
 // A client built on the real link, with the test's own thread as its user-interface thread.
 
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <iosfwd>
@@ -40,6 +42,8 @@ public:
     /// Runs what is posted by now; events that came of it are in `heard`.
     void Turn();
 
+    /// How many lines of the log say this. Any thread.
+    qsizetype Logged(const QString& part);
     /// Runs on the thread that turns this attendee. Any thread.
     void Post(std::function<void()> work) override;
 
@@ -51,7 +55,9 @@ public:
     std::vector<quint64> linesLost;
     QStringList log;
     QString service;
+    Protocol protocol = Protocol::Tcp;  // from the next login on
     std::map<QString, QString> pins;
+    std::atomic<std::chrono::milliseconds> slept{};  // this computer, so far
     int questions = 0;
     bool answer = false;  // to the trust question
     std::function<void()> whileAsked;
@@ -76,7 +82,7 @@ private:
     void WhenOpen(std::function<void()> drain) override { mDrain = std::move(drain); }
     bool Ask(const QString& name, const QString& fingerprint) override;
     QString DefaultConfig() override { return {}; }
-    ServiceChoice Read(const QString&) override { return {service, Protocol::Tcp, std::chrono::seconds(1)}; }
+    ServiceChoice Read(const QString&) override { return {service, protocol, std::chrono::seconds(1)}; }
     std::optional<QString> PinnedKey(const QString& name) override;
     void PinKey(const QString& name, const QString& fingerprint) override { pins[name] = fingerprint; }
 

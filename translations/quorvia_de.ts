@@ -1788,6 +1788,22 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>TLS über TCP</translation>
     </message>
     <message>
+        <source>TLS over TCP; live pictures by UDP (lost: %1 % up and %2 % down)</source>
+        <translation>TLS über TCP; Livebilder über UDP (verloren: %1 % gesendet und %2 % empfangen)</translation>
+    </message>
+    <message>
+        <source>TLS over TCP; own live pictures by UDP (lost: %1 % up and %2 % down)</source>
+        <translation>TLS über TCP; eigene Livebilder über UDP (verloren: %1 % gesendet und %2 % empfangen)</translation>
+    </message>
+    <message>
+        <source>TLS over TCP; live pictures of others by UDP (lost: %1 % up and %2 % down)</source>
+        <translation>TLS über TCP; Livebilder anderer über UDP (verloren: %1 % gesendet und %2 % empfangen)</translation>
+    </message>
+    <message>
+        <source>TLS over TCP; live pictures, too: UDP does not pass</source>
+        <translation>TLS über TCP; auch Livebilder: UDP kommt nicht durch</translation>
+    </message>
+    <message>
         <source>The service did not hear that the meeting was left: %1</source>
         <translation>Der Dienst hat nicht erfahren, dass die Besprechung verlassen wurde: %1</translation>
     </message>
@@ -1850,6 +1866,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
     <message>
         <source>nothing was heard behind the return</source>
         <translation>nach der Rückkehr kam nichts</translation>
+    </message>
+    <message>
+        <source>this computer slept</source>
+        <translation>dieser Computer hat geschlafen</translation>
     </message>
     <message>
         <source>nobody answers there</source>

@@ -83,4 +83,6 @@ struct LinkNeeds {
     QString program;                               // "quorvia 1.0.0"
     QString zephyldPath;                           // the daemon to start where no service is named
     QString deviceFolder = {};                     // for what services gave this device; "": nothing is kept
+    /// How long this computer has slept so far; empty: as its clocks tell. Any thread.
+    std::function<std::chrono::milliseconds()> slept = {};
 };

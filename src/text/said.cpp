@@ -18,6 +18,10 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "%1, round trip %2 ms, %3 bytes sent, %4 bytes received"),
     QT_TRANSLATE_NOOP("Said", "%1, %2 bytes sent, %3 bytes received"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP"),
+    QT_TRANSLATE_NOOP("Said", "TLS over TCP; live pictures by UDP (lost: %1 % up and %2 % down)"),
+    QT_TRANSLATE_NOOP("Said", "TLS over TCP; own live pictures by UDP (lost: %1 % up and %2 % down)"),
+    QT_TRANSLATE_NOOP("Said", "TLS over TCP; live pictures of others by UDP (lost: %1 % up and %2 % down)"),
+    QT_TRANSLATE_NOOP("Said", "TLS over TCP; live pictures, too: UDP does not pass"),
     QT_TRANSLATE_NOOP("Said", "Much is waiting to be sent: it goes out by itself."),
     QT_TRANSLATE_NOOP(
         "Said", "Something is missing: it was too long ago for the service to keep it. Ask the others."),
@@ -65,6 +69,7 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "the connection is lost"),
     QT_TRANSLATE_NOOP("Said", "nothing heard for 15 seconds"),
     QT_TRANSLATE_NOOP("Said", "nothing was heard behind the return"),
+    QT_TRANSLATE_NOOP("Said", "this computer slept"),
     QT_TRANSLATE_NOOP("Said", "nobody answers there"),
     QT_TRANSLATE_NOOP("Said", "no answer"),
     QT_TRANSLATE_NOOP("Said", "it does not answer the TLS handshake"),

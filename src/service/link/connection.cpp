@@ -18,7 +18,6 @@ using SteadyClock = std::chrono::steady_clock;
 namespace {
 
 constexpr auto kNoThrow = asio::as_tuple(asio::use_awaitable);
-constexpr std::chrono::seconds kProving{15};
 constexpr std::chrono::seconds kOneWrite{30};  // a batch that does not leave within this never will
 
 }  // namespace
@@ -192,10 +191,11 @@ void Connection::SendPing()
     Control(ping);
 }
 
-void Connection::Prove(std::chrono::milliseconds within)
+void Connection::Prove(std::chrono::milliseconds within, std::chrono::milliseconds aWhile)
 {
     mProofSilence = within;
-    mProvenAt = SteadyClock::now() + kProving;
+    mHeard = SteadyClock::now();
+    mProvenAt = mHeard + aWhile;
     SendPing();
     mPing.cancel();
 }

@@ -53,6 +53,8 @@ public:
     boost::asio::awaitable<void> Handshake();
 
     const TlsPeer& Peer() const { return mPeer; }
+    /// Where it goes; throws when it is closed.
+    boost::asio::ip::tcp::endpoint Remote() { return mStream.Tcp().remote_endpoint(); }
     Executor GetExecutor();
     /// Begins to read and write. The owner stays until Close, OnLost or HandTo.
     void Run(ConnectionOwner& owner);
@@ -65,9 +67,9 @@ public:
     void Wake();
     /// The owner may take more again.
     void ReadOn() { mRead.cancel(); }
-    /// It has just been taken over: for a while it is lost sooner, when nothing at all is heard within this
-    /// time, and is asked for an answer often enough.
-    void Prove(std::chrono::milliseconds within);
+    /// Nobody knows whether it still stands: for a while it is lost sooner, when nothing at all is heard
+    /// within this time, and is asked for an answer often enough.
+    void Prove(std::chrono::milliseconds within, std::chrono::milliseconds aWhile);
     /// Ends it without a word to the owner.
     void Close();
     const Traffic& Counts() const { return mTraffic; }

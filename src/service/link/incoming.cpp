@@ -173,8 +173,13 @@ void Incoming::RaiseContent(const ItemView& view, LinkEvent event)
 
 void Incoming::OnLive(const ItemView& view)
 {
+    mLiveBytes += view.tooLarge ? view.header.live().total() : view.body.size();
+    OnLiveBeside(view);
+}
+
+void Incoming::OnLiveBeside(const ItemView& view)
+{
     const Live& live = view.header.live();
-    mLiveBytes += view.tooLarge ? live.total() : view.body.size();
     const int type = live.picture().type();
     if (!IsLiveType(type)) return;  // each type has a place that is kept
     if (mMuted || view.tooLarge || !Holds(live.from()) || live.from() == mSelf.handle) return;

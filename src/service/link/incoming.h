@@ -33,6 +33,8 @@ public:
     void Return(const Place& place);
     void OnItem(const ItemView& item);
     void OnLive(const ItemView& item);
+    /// The same of one that came by a datagram.
+    void OnLiveBeside(const ItemView& item);
     /// False: what is gone had been received, so nothing is missing.
     bool OnSkipped(const Skipped& skipped);
     /// The entry is over: everybody still held leaves, as the last events of `entry`.
@@ -40,6 +42,7 @@ public:
     /// From now on nothing is raised and everything counts as read.
     void Mute() { mMuted = true; }
 
+    /// Of those inside TLS.
     std::uint64_t LiveBytes() const { return mLiveBytes; }
     void NewConnection() { mLiveBytes = 0; }
     quint64 Entry() const { return mEntry; }

@@ -50,6 +50,7 @@ void Lanes::SetLive(Outgoing picture)
     std::vector<Outgoing> parts = SplitAudience(std::move(picture));
     std::reverse(parts.begin(), parts.end());
     mLiveWaiting[type] = std::move(parts);
+    mByRoad.erase(type);
 }
 
 void Lanes::Reset()
@@ -57,6 +58,7 @@ void Lanes::Reset()
     mTalk = {};
     mBoard = {};
     mLiveWaiting.clear();
+    mByRoad.clear();
     mLiveGoing.clear();
     mLiveCutter.reset();
 }
@@ -71,7 +73,46 @@ Lanes::Clock::time_point Lanes::Fill(std::string& batch, Clock::time_point now)
     }
     while (batch.size() < kBatchBytes && StepLive(batch, now)) {
     }
-    return mLiveWaiting.empty() && mLiveGoing.empty() ? Clock::time_point::max() : mLiveDue;
+    return WaitsForBatch() ? mLiveDue : Clock::time_point::max();
+}
+
+Lanes::Clock::time_point Lanes::FillRoad(LiveRoad& road, Clock::time_point now)
+{
+    mByRoad.clear();
+    if (!mOpen) return Clock::time_point::max();
+    for (const auto& [type, parts] : mLiveWaiting)
+        if (road.Takes(parts.front().body->size())) mByRoad.insert(type);
+    while (!mByRoad.empty()) {
+        const Clock::time_point free = std::max(mLiveDue, road.Free(now));
+        if (free > now) return free;
+        std::vector<Outgoing> parts = TakeNext(true);
+        for (; !parts.empty(); parts.pop_back()) {
+            std::string frame;
+            AppendItem(frame, LiveHeader(parts.back(), ++mLiveFrames), LANE_LIVE, *parts.back().body,
+                       Way::Up);
+            road.Put(frame, now);
+            mLiveDue = std::max(mLiveDue, now - kLiveCredit) + LiveCost(parts.back().body->size());
+        }
+    }
+    return Clock::time_point::max();
+}
+
+bool Lanes::WaitsForBatch() const
+{
+    return !mLiveGoing.empty() || mLiveWaiting.size() > mByRoad.size();
+}
+
+/// The picture whose turn it is among those that go that way; its parts, the first one at the end.
+std::vector<Outgoing> Lanes::TakeNext(bool byRoad)
+{
+    const auto goes = [&](const auto& one) { return mByRoad.contains(one.first) == byRoad; };
+    auto next = std::find_if(mLiveWaiting.upper_bound(mLiveType), mLiveWaiting.end(), goes);
+    if (next == mLiveWaiting.end()) next = std::find_if(mLiveWaiting.begin(), mLiveWaiting.end(), goes);
+    mLiveType = next->first;
+    std::vector<Outgoing> parts = std::move(next->second);
+    mLiveWaiting.erase(next);
+    mByRoad.erase(mLiveType);
+    return parts;
 }
 
 bool Lanes::Step(Going& lane, Channel channel, std::string& batch)
@@ -90,14 +131,8 @@ bool Lanes::Step(Going& lane, Channel channel, std::string& batch)
 /// False: none waits, or it is too early.
 bool Lanes::BeginLive(Clock::time_point now)
 {
-    if (now < mLiveDue || (mLiveGoing.empty() && mLiveWaiting.empty())) return false;
-    if (mLiveGoing.empty()) {
-        auto next = mLiveWaiting.upper_bound(mLiveType);
-        if (next == mLiveWaiting.end()) next = mLiveWaiting.begin();
-        mLiveType = next->first;
-        mLiveGoing = std::move(next->second);
-        mLiveWaiting.erase(next);
-    }
+    if (now < mLiveDue || !WaitsForBatch()) return false;
+    if (mLiveGoing.empty()) mLiveGoing = TakeNext(false);
     const Outgoing& picture = mLiveGoing.back();
     mLiveCutter.emplace(LiveHeader(picture, ++mLiveFrames), LANE_LIVE, *picture.body, Way::Up);
     mLiveDue = std::max(mLiveDue, now - kLiveCredit) + LiveCost(picture.body->size());

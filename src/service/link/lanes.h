@@ -5,7 +5,9 @@
 #include <chrono>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "service/link/outbox.h"
@@ -13,6 +15,18 @@
 #include "service/wire/limits.h"
 
 namespace zephyl::link {
+
+/// A way for live pictures beside the connection.
+class LiveRoad {
+public:
+    using Clock = std::chrono::steady_clock;
+    virtual ~LiveRoad() = default;
+    /// A picture of so many bytes goes this way now.
+    virtual bool Takes(std::size_t bodyBytes) const = 0;
+    /// When the next one may: `now` at the earliest.
+    virtual Clock::time_point Free(Clock::time_point now) = 0;
+    virtual void Put(std::string_view frame, Clock::time_point now) = 0;
+};
 
 class Lanes {
 public:
@@ -27,6 +41,11 @@ public:
     /// Appends frames up to about a batch. Live pictures stay a little below what the service takes, or it
     /// would stop reading lines as well. The result: when one that waits may go; max: none waits.
     Clock::time_point Fill(std::string& batch, Clock::time_point now);
+    /// Hands over the live pictures that go by `road` at this moment; those that have to wait for it do not
+    /// go with a batch meanwhile. The result: when to ask again; max: none waits.
+    Clock::time_point FillRoad(LiveRoad& road, Clock::time_point now);
+    /// There is no such way any more.
+    void NoRoad() { mByRoad.clear(); }
     /// A new connection: whatever was half sent begins anew, live pictures are forgotten.
     void Reset();
     /// Posts leave only between Enter and Leave.
@@ -41,10 +60,13 @@ private:
     bool StepLive(std::string& batch, Clock::time_point now);
     bool BeginLive(Clock::time_point now);
     Clock::duration LiveCost(std::size_t bytes) const;
+    bool WaitsForBatch() const;
+    std::vector<Outgoing> TakeNext(bool byRoad);
 
     Outbox& mOutbox;
     Going mTalk, mBoard;
     std::map<int, std::vector<Outgoing>> mLiveWaiting;  // by type; parts of one audience
+    std::set<int> mByRoad;                              // types of those that wait for the road
     std::vector<Outgoing> mLiveGoing;                   // the last one is being cut
     std::optional<ItemCutter> mLiveCutter;
     std::uint64_t mLiveFrames = 0;

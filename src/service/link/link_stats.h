@@ -11,4 +11,8 @@ struct LinkStats {
     std::uint64_t reconnects = 0;
     std::uint64_t bytesIn = 0, bytesOut = 0;
     std::uint64_t roundTripMicroseconds = 0;  // 0: not measured yet
+    // Live pictures: whether they go, and come, by UDP at this moment; datagrams of this connection.
+    bool upByUdp = false, downByUdp = false;
+    std::uint64_t datagramsSent = 0, datagramsLost = 0;        // as the service tells
+    std::uint64_t datagramsReceived = 0, datagramsMissed = 0;  // received, and not
 };

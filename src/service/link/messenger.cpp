@@ -79,7 +79,7 @@ std::shared_ptr<Session> LinkMessenger::NewSession()
     return std::make_shared<Session>(
         mIo, mContext, mQueue,
         SessionNeeds{mNeeds.program.toStdString(), mNeeds.zephyldPath.toStdString(), mNeeds.log,
-                     mNeeds.deviceFolder.toStdString()});
+                     mNeeds.deviceFolder.toStdString(), mNeeds.slept ? mNeeds.slept : SleptSoFar});
 }
 
 /// Its end belongs to the network thread.
@@ -90,7 +90,10 @@ void LinkMessenger::Release(std::shared_ptr<Session> session)
 
 Target LinkMessenger::ReadTarget() const
 {
-    return TargetOf(mTypedAddress.value_or(mNeeds.settings.Read(mConfig).service));
+    const ServiceChoice choice = mNeeds.settings.Read(mConfig);
+    Target target = TargetOf(mTypedAddress.value_or(choice.service));
+    target.datagrams = choice.protocol == Protocol::Udp;
+    return target;
 }
 
 Target LinkMessenger::TargetOf(const QString& typed) const

@@ -21,6 +21,7 @@ Session::Session(asio::io_context& io, std::shared_ptr<const TlsContext> context
       mTick(io),
       mPause(io),
       mDeviceWords(mNeeds.deviceFolder),
+      mRoadFree(io),
       mIncoming(queue)
 {
 }
@@ -120,6 +121,8 @@ asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline
         mReady = true;
         asio::co_spawn(
             mIo, [self] { return self->Tick(); }, asio::detached);
+        asio::co_spawn(
+            mIo, [self] { return self->WatchSleep(); }, asio::detached);
         State(LinkState::Phase::Connected, QLatin1String(kNotInMeeting));
     } catch (const std::exception& e) {
         outcome.refusal = ProblemText(e);
@@ -273,6 +276,7 @@ asio::awaitable<QString> Session::Leave(quint64 entry, Deadline deadline)
     mPhase = seated ? Phase::LoggedIn : mPhase;
     mSeat.reset();
     mLanes.SetOpen(false);
+    CloseDatagrams();
     if (seated) mIncoming.End(entry);
     if (seated && mReady) State(LinkState::Phase::Connected, QLatin1String(kNotInMeeting));
     try {
@@ -316,6 +320,7 @@ void Session::Drop()
     CloseConnection("closed");
     mTick.cancel();
     mPause.cancel();
+    if (mSleep) mSleep->Stop();
     NotifyChanged();
 }
 
@@ -355,6 +360,7 @@ asio::awaitable<void> Session::WaitReady(Deadline deadline)
 
 void Session::CloseConnection(const std::string& reason)
 {
+    CloseDatagrams();
     if (mConnection) {
         mEarlier.bytesIn += mConnection->Counts().bytesIn;
         mEarlier.bytesOut += mConnection->Counts().bytesOut;
@@ -383,6 +389,7 @@ void Session::SetLive(Outgoing picture)
 {
     if (mPhase != Phase::Seated || !mReady) return;
     mLanes.SetLive(std::move(picture));
+    FillRoad();
     mConnection->Wake();
 }
 

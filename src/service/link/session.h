@@ -11,6 +11,7 @@
 #include <random>
 
 #include "service/link/connection.h"
+#include "service/link/datagrams.h"
 #include "service/link/device_words.h"
 #include "service/link/incoming.h"
 #include "service/link/lanes.h"
@@ -18,6 +19,7 @@
 #include "service/link/outbox.h"
 #include "service/link/remarks.h"
 #include "service/link/resolver.h"
+#include "service/link/sleep_watch.h"
 #include "service/link/way_back.h"
 
 namespace zephyl::link {
@@ -29,6 +31,7 @@ struct Target {
     std::string host = {};
     std::uint16_t port = 0;
     bool personal = false;                // behind the door file of this computer
+    bool datagrams = false;               // live pictures may go by UDP
     std::optional<std::string> pin = {};  // the only key to trust; none: nobody has named one
 };
 
@@ -79,9 +82,12 @@ struct SessionNeeds {
     std::string zephyldPath;
     std::function<void(QString)> log;
     std::string deviceFolder = {};  // as DeviceWords has it
+    SleepWatch::Slept slept = SleptSoFar;
 };
 
-class Session final : public ConnectionOwner, public std::enable_shared_from_this<Session> {
+class Session final : public ConnectionOwner,
+                      private DatagramsOwner,
+                      public std::enable_shared_from_this<Session> {
 public:
     Session(boost::asio::io_context& io, std::shared_ptr<const TlsContext> context, EventQueue& queue,
             SessionNeeds needs);
@@ -149,6 +155,12 @@ private:
     void NotifyChanged();
     void AppendRead(std::string& batch);
 
+    void OnLiveFrame(std::string_view frame) override;
+    void OnRoadNews() override { FillRoad(); }
+    void OpenDatagrams(const Place& place);
+    void CloseDatagrams();
+    void FillRoad();
+
     void TakePlace(const Place& place);
     void BackAt(const Place& place);
     void TakeLimits(const Welcome& welcome);
@@ -177,6 +189,8 @@ private:
     void End(const QString& reason);
 
     Task<void> Tick();
+    Task<void> WatchSleep();
+    void OnWoken(std::chrono::milliseconds slept);
     void State(LinkState::Phase phase, const QString& text, LinkState::Back back = LinkState::Back::No);
     QString Details() const;
     QString Standing();
@@ -202,6 +216,8 @@ private:
     Calls mCalls;
     boost::asio::steady_timer mChanged, mTick, mPause;
 
+    std::optional<SleepWatch> mSleep;
+
     // the way back
     bool mReturning = false;
     bool mHurried = false;                                 // since something was carried
@@ -225,6 +241,9 @@ private:
 
     Outbox mOutbox;
     Lanes mLanes{mOutbox};
+    std::shared_ptr<Datagrams> mDatagrams;  // null: everything goes inside TLS
+    std::uint16_t mDatagramPort = 0;        // of this connection's service; 0: it takes none
+    boost::asio::steady_timer mRoadFree;
     Incoming mIncoming;
     bool mReadDue = false;  // however often it is asked for, one report waits
     ReadMarks mReported;

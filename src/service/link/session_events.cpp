@@ -77,6 +77,7 @@ void Session::TakeLimits(const Welcome& welcome)
 {
     mLanes.SetLiveLimits(welcome.limits().live_frames_each_second(),
                          welcome.limits().live_bytes_each_second());
+    mDatagramPort = welcome.udp_port() <= UINT16_MAX ? std::uint16_t(welcome.udp_port()) : 0;
 }
 
 void Session::OnMeetingFrame(const FrameView& frame)
@@ -160,6 +161,7 @@ void Session::TakePlace(const Place& place)
     mOutbox.Resume(place.have().talk(), place.have().board());
     mLanes.SetOpen(true);
     mReady = true;
+    OpenDatagrams(place);
     NotifyChanged();
     mConnection->Wake();
 }
@@ -218,10 +220,27 @@ void Session::State(LinkState::Phase phase, const QString& text, LinkState::Back
     mQueue.PushState(std::move(state));
 }
 
+/// Which way live pictures take, where they might go by UDP.
+static QString RoadText(const LinkStats& stats)
+{
+    const auto lost = [](std::uint64_t part, std::uint64_t all) {
+        return QString::number(all ? 100 * double(part) / double(all) : 0, 'f', 1);
+    };
+    const char* const road =
+        stats.upByUdp && stats.downByUdp ? "TLS over TCP; live pictures by UDP (lost: %1 % up and %2 % down)"
+        : stats.upByUdp   ? "TLS over TCP; own live pictures by UDP (lost: %1 % up and %2 % down)"
+        : stats.downByUdp ? "TLS over TCP; live pictures of others by UDP (lost: %1 % up and %2 % down)"
+                          : "TLS over TCP; live pictures, too: UDP does not pass";
+    const QString text = English(road);
+    if (!stats.upByUdp && !stats.downByUdp) return text;
+    return text.arg(lost(stats.datagramsLost, stats.datagramsSent),
+                    lost(stats.datagramsMissed, stats.datagramsMissed + stats.datagramsReceived));
+}
+
 QString Session::Details() const
 {
     const LinkStats stats = Stats();
-    QString details = QStringLiteral("TLS over TCP");
+    QString details = mDatagrams ? RoadText(stats) : QStringLiteral("TLS over TCP");
     if (stats.roundTripMicroseconds > 0)
         details +=
             QStringLiteral(", round trip %1 ms").arg(double(stats.roundTripMicroseconds) / 1000, 0, 'f', 1);
@@ -245,6 +264,13 @@ LinkStats Session::Stats() const
     stats.bytesIn = mEarlier.bytesIn + now.bytesIn;
     stats.bytesOut = mEarlier.bytesOut + now.bytesOut;
     stats.roundTripMicroseconds = std::uint64_t(now.roundTrip.count());
+    const RoadFigures road = mDatagrams ? mDatagrams->Figures() : RoadFigures{};
+    stats.upByUdp = road.goes;
+    stats.downByUdp = road.comes;
+    stats.datagramsSent = road.sent;
+    stats.datagramsLost = road.lost;
+    stats.datagramsReceived = road.received;
+    stats.datagramsMissed = road.missed;
     return stats;
 }
 

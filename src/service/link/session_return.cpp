@@ -24,8 +24,10 @@ constexpr std::chrono::milliseconds kLongestSilence = 2500ms;  // before a silen
 constexpr std::size_t kWaysAtOnce = 4;
 constexpr auto kAskAlone = 1s;  // two that ask at once would take the seat from each other
 constexpr std::chrono::milliseconds kProof = 3s;
+constexpr std::chrono::milliseconds kProving = 15s;
 constexpr int kProofsAtOnce = 4;  // then a service may just be slow
 constexpr auto kStood = 10s;      // a connection that stood so long was a good one
+constexpr std::chrono::milliseconds kProofAwake = 700ms, kProvingAwake = 2s;
 
 Deadline CallTime()
 {
@@ -51,6 +53,31 @@ void Session::OnLost(const std::string& reason)
     const auto self = shared_from_this();
     asio::co_spawn(
         mIo, [self] { return self->Return(); }, asio::detached);
+}
+
+asio::awaitable<void> Session::WatchSleep()
+{
+    const auto self = shared_from_this();
+    mSleep.emplace(mIo.get_executor(), mNeeds.slept);
+    while (mPhase != Phase::Idle) {
+        const auto slept = co_await mSleep->Woken();
+        if (slept == 0ms) co_return;
+        OnWoken(slept);
+    }
+}
+
+/// The others, and the service, have lived through all of that time. The service of this computer has not: it
+/// slept as well.
+void Session::OnWoken(std::chrono::milliseconds slept)
+{
+    mNeeds.log(QStringLiteral("This computer slept for %1 seconds.").arg(slept.count() / 1000));
+    mPauseLength = kFirstPause;
+    if (mConnection && (mTarget.personal || slept < kLostAfterSilence))
+        return mConnection->Prove(kProofAwake, kProvingAwake);
+    if (mConnection) OnLost("this computer slept");
+    for (const auto& way : std::deque(mWays)) way->Close();  // they went nowhere while it slept
+    mNextTry = SteadyClock::now();
+    mPause.cancel();
 }
 
 std::chrono::milliseconds Session::Jittered(std::chrono::milliseconds pause)
@@ -206,7 +233,7 @@ bool Session::Adopt(WayBack& way)
 void Session::TellBack(LinkState::Back how, const char* text)
 {
     const int doublings = std::clamp(mVainReturns++ - kProofsAtOnce, 0, 2);
-    mConnection->Prove(kProof * (1 << doublings));
+    mConnection->Prove(kProof * (1 << doublings), kProving);
     State(LinkState::Phase::Connected, QLatin1String(text), how);
     NotifyChanged();
 }

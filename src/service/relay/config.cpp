@@ -99,6 +99,9 @@ constexpr std::array kNumbers{
 constexpr std::array kFlags{
     FlagKey{"announce", &RelayOptions::announce,
             "Whether the local network is told that there is this service (by Avahi, where it runs)."},
+    FlagKey{"udp", &RelayOptions::udp,
+            "Whether live pictures may come and go as UDP datagrams, at the same port number as TCP.\n"
+            "Where a firewall stops them they go by TCP, and nobody notices."},
 };
 
 void SetFormat(RelayOptions& options, const std::string& format)

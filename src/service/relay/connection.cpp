@@ -12,6 +12,7 @@
 
 #include "service/relay/connection_list.h"
 #include "service/relay/counters.h"
+#include "service/relay/datagram_door.h"
 #include "service/relay/door/log_names.h"
 #include "service/relay/live_limits.h"
 #include "service/relay/live_tls.h"
@@ -44,6 +45,7 @@ Connection::Connection(TlsStream::Socket socket, Services& services, std::string
       mTicket(std::move(ticket)),
       mHome(asio::make_strand(services.io)),
       mTimer(services.io),
+      mRoadFree(services.io),
       mSince(Clock::now()),
       mHeard(mSince),
       mPinged(mSince)
@@ -215,6 +217,7 @@ asio::awaitable<void> Connection::Seated(std::shared_ptr<Meeting> meeting, std::
 {
     std::string why;
     bool spoiled = false;
+    mMeeting = meeting;
     bool back = !begin();
     FlushSelf();
     try {
@@ -276,7 +279,7 @@ void Connection::Closed(const std::string& why)
         mServices.log.debug("{} {}: {}", mAddress, mSession ? mServices.names.User(mSession->handle) : "-",
                             why);
     mClosed = true;
-    mSource = nullptr;
+    PullFrom(nullptr);
     mStream.Close();
     mTicket.reset();
     if (mSession) mServices.directory.ClientEnded(mSession, shared_from_this());
@@ -311,6 +314,7 @@ void Connection::FlushSelf()
 
 void Connection::Flush(Scratch& scratch)
 {
+    FlushRoad();
     if (mClosed || mWaitingToWrite) return;
     try {
         for (int batches = 0; batches < kBatchesInARow; ++batches) {
@@ -329,6 +333,59 @@ void Connection::Flush(Scratch& scratch)
         return Drop(Problem(error));
     }
     PostHome([this] { FlushSelf(); });
+}
+
+// --- datagrams -------------------------------------------------------------------------------------
+
+void Connection::PullFrom(BatchSource* source)
+{
+    mSource = source;
+    if (source) return;
+    mDatagrams.reset();
+    mRoadFree.cancel();
+}
+
+void Connection::OfferDatagrams(Place& place)
+{
+    mDatagrams.reset();
+    if (!TakesDatagrams()) return;
+    DatagramEnd::Owner owner;
+    owner.frame = [weak = weak_from_this()](std::shared_ptr<DatagramEnd> from, std::string frame) {
+        if (const auto self = weak.lock())
+            self->PostHome([self = self.get(), from = std::move(from), frame = std::move(frame)] {
+                from->Done(frame.size());
+                self->TakeFrame(from, frame);
+            });
+    };
+    owner.free = [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->PostHome([self = self.get()] { self->FlushSelf(); });
+    };
+    mDatagrams = mServices.datagrams->Offer(place, ReadIp(mAddress), std::move(owner));
+}
+
+/// Over its budget they are dropped: nothing waits behind them, so there is nothing to stop reading.
+void Connection::TakeFrame(const std::shared_ptr<DatagramEnd>& from, std::string_view frame)
+{
+    const std::shared_ptr<Meeting> meeting = mMeeting.lock();
+    if (mClosed || mEnding || from != mDatagrams || !meeting) return;
+    const Clock::time_point now = Clock::now();
+    if (mSession->budget.Pause(now).count() > 0) return;
+    mSession->budget.ChargeLive(frame.size(), now);
+    meeting->HandleLive(*this, frame);
+}
+
+/// Whatever the socket does.
+void Connection::FlushRoad()
+{
+    if (mClosed || mEnding || !mSource || !mDatagrams) return;
+    mSource->FillRoad(*mDatagrams);
+    const Clock::time_point free = mDatagrams->TakeWaiting();
+    if (free == Clock::time_point::max()) return;
+    mRoadFree.expires_at(free);
+    mRoadFree.async_wait([weak = weak_from_this()](boost::system::error_code error) {
+        const std::shared_ptr<Connection> self = weak.lock();
+        if (!error && self) self->PostHome([self = self.get()] { self->FlushSelf(); });
+    });
 }
 
 void Connection::WaitWritable()
@@ -404,6 +461,7 @@ void Connection::OnTick(Clock::time_point now)
         return Drop("no login");
     if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
     if (!mUnread && now - mHeard > times.lostAfter) return Drop("silent");
+    if (mDatagrams) mDatagrams->Tick(now);
     if (mStanding != Standing::LoggedIn || now - mPinged < times.pingAfter) return;
     mPinged = now;
     Header ping;

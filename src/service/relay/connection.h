@@ -23,6 +23,7 @@ namespace zephyl {
 
 inline constexpr char kBanned[] = "The operator of the service has banned you.";
 
+class DatagramEnd;
 class Meeting;
 struct LoginVerdict;
 
@@ -42,7 +43,8 @@ public:
     void Flush(Scratch& scratch) override;
     void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) override;
     void Drop(const std::string& why) override;
-    void PullFrom(BatchSource* source) override { mSource = source; }
+    void OfferDatagrams(Place& place) override;
+    void PullFrom(BatchSource* source) override;
     void Adopt(std::shared_ptr<Session> session) override;
     std::shared_ptr<Session> TheSession() const override { return mSession; }
     bool FromOutside() const override { return mBy.FromOutside(); }  // any thread
@@ -94,6 +96,9 @@ private:
     void WaitWritable();
     void OnWritable();
     void FlushSelf();
+    bool TakesDatagrams() const { return mServices.datagrams && !FromOutside(); }
+    void TakeFrame(const std::shared_ptr<DatagramEnd>& from, std::string_view frame);
+    void FlushRoad();
 
     Services& mServices;
     TlsStream mStream;
@@ -106,6 +111,9 @@ private:
     FrameReader mReader{Way::Up};
     std::string mControl;
     BatchSource* mSource = nullptr;
+    std::weak_ptr<Meeting> mMeeting;          // where it has its seat
+    std::shared_ptr<DatagramEnd> mDatagrams;  // null: none were offered
+    boost::asio::steady_timer mRoadFree;
     std::shared_ptr<Session> mSession;
     Standing mStanding = Standing::New;
     bool mWaitingToWrite = false;

@@ -107,6 +107,7 @@ void Connection::Greet(const Hello& hello)
     Header header;
     Welcome& welcome = *header.mutable_welcome();
     welcome.set_version(kProtocolVersion);
+    if (TakesDatagrams()) welcome.set_udp_port(mServices.datagramPort);
     welcome.mutable_limits()->set_text_bytes(kTextBytes);
     welcome.mutable_limits()->set_record_bytes(kRecordBytes);
     welcome.mutable_limits()->set_picture_bytes(kPictureBytes);

@@ -77,6 +77,7 @@ struct RelayOptions {
     bool logsInMemory = false;               // meetings end with the process
     bool personal = false;                   // behind a door; unknown handles register themselves
     bool announce = false;                   // to the local network
+    bool udp = true;                         // live frames may go as datagrams, at the same port number
     std::string metricsHost;                 // a loopback address; "": no metrics
     std::uint16_t metricsPort = 0;           // 0: a free one
     std::string version;                     // as an operator is told

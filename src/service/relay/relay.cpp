@@ -11,13 +11,16 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <charconv>
+#include <cstring>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "service/net/tls_context.h"
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/restore.h"
 #include "service/relay/connection.h"
+#include "service/relay/datagram_door.h"
 #include "service/relay/door/neighbours.h"
 #include "service/relay/metrics_server.h"
 #include "service/relay/network_door.h"
@@ -33,6 +36,7 @@ namespace {
 constexpr std::chrono::seconds kStop{10};
 constexpr std::chrono::milliseconds kStopStep{20};
 constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors: not a moment to spin
+constexpr int kPortTries = 8;
 
 std::unique_ptr<DataFolder> TakeFolder(const std::filesystem::path& path)
 {
@@ -148,10 +152,33 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
     mBans.Replace(mAccounts.Bans());
     if (!mOptions.metricsHost.empty())
         mMetrics = std::make_unique<MetricsServer>(mServices, [this] { return Facts(); });
+    if (mOptions.udp) OpenDatagramDoor();
+}
+
+/// At the same port number. A port that was not asked for is drawn anew when it has another owner there; one
+/// that was asked for is served without datagrams then, as behind many a firewall.
+void Relay::OpenDatagramDoor()
+{
+    for (int tries = mOptions.port == 0 ? kPortTries : 1; tries > 0; --tries) try {
+            const tcp::endpoint at = mAcceptor.local_endpoint();
+            sockaddr_storage address{};
+            std::memcpy(&address, at.data(), at.size());
+            mDatagrams = std::make_unique<DatagramDoor>(address);
+            mServices.datagrams = mDatagrams.get();
+            mServices.datagramPort = at.port();
+            return;
+        } catch (const std::system_error& error) {
+            if (tries > 1) {
+                mAcceptor = Listen(mIo, mOptions);
+                continue;
+            }
+            mLog->warn("live pictures only go by TCP: {}", error.what());
+        }
 }
 
 Relay::~Relay()
 {
+    if (mDatagrams) mDatagrams->Stop();
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();
     if (mNetworkDoor) mNetworkDoor->Drop();
@@ -200,6 +227,7 @@ void Relay::Start(std::function<void()> whenIdle)
     mDirectory.LoadMeetings();
     mAdmin->Start();
     if (mMetrics) mMetrics->Start();
+    if (mDatagrams) mDatagrams->Start();
     for (unsigned i = 0; i < Threads(mOptions); ++i) mThreads.emplace_back([this] { mIo.run(); });
 }
 
@@ -291,6 +319,7 @@ void Relay::Stop()
     const auto until = std::chrono::steady_clock::now() + kStop;
     while (mConnections.Count() > 0 && std::chrono::steady_clock::now() < until)
         std::this_thread::sleep_for(kStopStep);
+    if (mDatagrams) mDatagrams->Stop();
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();
     mThreads.clear();

@@ -30,6 +30,7 @@ class AdminSocket;
 struct AdminActions;
 struct ServiceFacts;
 class DataFolder;
+class DatagramDoor;
 class MetricsServer;
 class NetworkDoor;
 struct CameBy;
@@ -79,6 +80,7 @@ private:
     AdminActions Actions();
     std::vector<std::string> TakeOver(const RelayOptions& fresh);
     std::unique_ptr<NetworkDoor> MakeNetworkDoor();
+    void OpenDatagramDoor();
     void Welcome(boost::asio::ip::tcp::socket socket, ConnectionGate& gate, CameBy by);
 
     const RelayOptions mOptions;
@@ -96,6 +98,7 @@ private:
     Counters mCounters;
     Services mServices;
     std::unique_ptr<NetworkDoor> mNetworkDoor;  // null: it is no person's own
+    std::unique_ptr<DatagramDoor> mDatagrams;   // null: none
     boost::asio::io_context mIo;
     LogRoom mLogs;
     PasswordMail mMail;

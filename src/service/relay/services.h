@@ -9,6 +9,7 @@ namespace zephyl {
 
 class ConnectionGate;
 class ConnectionList;
+class DatagramDoor;
 class Directory;
 class LoginDesk;
 class NetworkDoor;
@@ -35,6 +36,8 @@ struct Services {
     LogRoom& logs;
     std::string serverKey;
     NetworkDoor* networkDoor = nullptr;  // of a person's own service
+    DatagramDoor* datagrams = nullptr;   // null: live frames only go inside TLS
+    std::uint16_t datagramPort = 0;
 };
 
 }  // namespace zephyl

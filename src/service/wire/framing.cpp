@@ -189,6 +189,21 @@ std::optional<ItemView> ItemReader::Take(const FrameView& frame)
     return more ? Go(frame, slot) : Begin(frame, slot);
 }
 
+void ReadLiveFrame(std::string_view bytes, Way way, const std::function<void(const ItemView&)>& take)
+{
+    FrameReader reader(way);
+    ItemReader items;
+    reader.Feed(bytes);
+    try {
+        while (const auto frame = reader.Next()) {
+            if (!frame->header.has_live() && !frame->header.has_more()) return;
+            if (const auto item = items.Take(*frame)) return take(*item);
+        }
+    } catch (const WireError&) {
+        // nothing else hangs on it
+    }
+}
+
 std::optional<ItemView> ItemReader::Begin(const FrameView& frame, std::unique_ptr<Half>& slot)
 {
     const std::size_t total = TotalOf(frame.header);

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -119,6 +120,9 @@ private:
     std::array<std::unique_ptr<Half>, 3> mHalves;
     std::unique_ptr<Half> mWhole;  // the item handed out last, if it had several frames
 };
+
+/// Hands over the one live frame that `bytes` are, whole; anything else is dropped.
+void ReadLiveFrame(std::string_view bytes, Way way, const std::function<void(const ItemView&)>& take);
 
 /// The lane of a frame that begins an item; LANE_UNSPECIFIED for all others.
 Lane LaneOf(const Header& header);

@@ -522,6 +522,39 @@ TEST_F(LinkTest, ARoadThatFallsSilentIsGivenUp)
 }
 
 /// Beyond grace the others see a leave and a join, the board is whole again, and nothing is sent twice.
+/// Its steady clocks stood still: nothing else would tell it for 15 seconds.
+TEST_F(LinkTest, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
+{
+    StartPatientRelay();
+    FaultProxy proxy(relay->Port());
+    const auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
+    const auto cuts = [&](const QString& why) {
+        return std::count_if(alice->states.begin(), alice->states.end(), [&](const LinkState& state) {
+            return state.phase == LinkState::Phase::Cut && state.text.contains(why);
+        });
+    };
+    const auto sleep = [&](std::chrono::milliseconds time) {
+        const qsizetype before = alice->Logged(u"slept for"_s);
+        alice->slept = alice->slept.load() + time;
+        EXPECT_TRUE(alice->Until([&] { return alice->Logged(u"slept for"_s) > before; }));
+    };
+    const auto reconnects = [&] { return StatsOf(*alice->link).reconnects; };
+    sleep(5s);
+    alice->link->Send(u"bob"_s, u"awake"_s);
+    EXPECT_TRUE(bob->Until([&] { return !bob->heard.empty() && bob->heard.back() == u"Alice:awake"_s; }));
+    EXPECT_EQ(reconnects(), 0u);  // it stood all the time
+    sleep(20s);                   // the service has given it up
+    EXPECT_TRUE(alice->Until([&] { return reconnects() == 1; }));
+    EXPECT_EQ(cuts(u"this computer slept"_s), 1);
+    proxy.BlackHole(true);  // a router has forgotten it
+    sleep(5s);
+    EXPECT_TRUE(alice->Until([&] { return cuts(u"nothing was heard behind"_s) > 0; }));
+    proxy.BlackHole(false);
+    EXPECT_TRUE(alice->Until([&] { return alice->states.back().phase == LinkState::Phase::Connected; }));
+    alice->link->Send(u"bob"_s, u"again"_s);
+    EXPECT_TRUE(bob->Until([&] { return bob->heard.back() == u"Alice:again"_s; }));
+}
+
 TEST_F(LinkTest, ReturnsByItselfBeyondGrace)
 {
     FaultProxy proxy(relay->Port());  // this relay has no grace at all

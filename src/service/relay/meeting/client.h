@@ -13,11 +13,24 @@ namespace zephyl {
 
 struct Session;
 
-/// What a seat sends beside the connection's own control frames. Asked when the socket is free.
+/// A way for live frames beside the connection, where the client's network lets datagrams through.
+class LiveRoad {
+public:
+    virtual ~LiveRoad() = default;
+    /// A picture of so many bytes goes this way now.
+    virtual bool Takes(std::size_t bodyBytes) const = 0;
+    /// The whole frame of one that it takes. False: not yet; its source is asked again when it may.
+    virtual bool Put(std::string_view frame) = 0;
+};
+
+/// What a seat sends beside the connection's own control frames.
 class BatchSource {
 public:
     virtual ~BatchSource() = default;
+    /// Asked when the socket is free.
     virtual void Fill(std::string& batch, std::size_t limit) = 0;
+    /// Asked before that, and whenever the road may take something, whether the socket is free or not.
+    virtual void FillRoad(LiveRoad& road) = 0;
 };
 
 /// One client's end of a connection. Lives on one strand at a time, its home: a meeting's while it has a
@@ -42,6 +55,8 @@ public:
     virtual void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) = 0;
     /// Closes at once; the reader meets the end.
     virtual void Drop(const std::string& why) = 0;
+    /// Offers datagrams to whoever takes this place: an id and keys of its own, from now on.
+    virtual void OfferDatagrams(Place& place) = 0;
     /// What to pull batches from; null when the seat has gone.
     virtual void PullFrom(BatchSource* source) = 0;
     /// A seat was resumed: this is that session's connection now.

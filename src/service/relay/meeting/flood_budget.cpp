@@ -37,10 +37,21 @@ void FloodBudget::Charge(const FrameView& frame, Clock::time_point now)
         mBytes.Spend(bytes, now);
         if (header.has_post()) mItems.Spend(1, now);
     }
-    if (Pause(now).count() > 0 && !mOver) {
-        mOver = true;
-        mOverSince = now;
-    }
+    Look(now);
+}
+
+void FloodBudget::ChargeLive(std::size_t bytes, Clock::time_point now)
+{
+    mLiveBytes.Spend(Of(bytes), now);
+    mLiveFrames.Spend(1, now);
+    Look(now);
+}
+
+void FloodBudget::Look(Clock::time_point now)
+{
+    if (Pause(now).count() == 0 || mOver) return;
+    mOver = true;
+    mOverSince = now;
 }
 
 bool FloodBudget::IsAnswer(const FrameView& frame)

@@ -15,6 +15,8 @@ public:
     FloodBudget(const RelayBudgets& budgets, Clock::time_point now);
 
     void Charge(const FrameView& frame, Clock::time_point now);
+    /// A live frame that came beside the connection.
+    void ChargeLive(std::size_t bytes, Clock::time_point now);
     /// So many lines were sent to this session: it may answer each with a receipt to one.
     void MayAnswer(int lines);
     /// A time without a connection, in which nothing could be used, is over.
@@ -27,6 +29,7 @@ public:
 
 private:
     bool IsAnswer(const FrameView& frame);
+    void Look(Clock::time_point now);
 
     Allowance mItems, mBytes, mLiveFrames, mLiveBytes;
     int mAnswers = 0;

@@ -5,20 +5,12 @@
 #include "service/wire/framing.h"
 
 namespace zephyl {
-namespace {
-
-constexpr std::chrono::milliseconds kLately{250};
-constexpr std::chrono::milliseconds kGrain{5};  // how exact it is remembered
-constexpr std::uint64_t kAlwaysBytes = 64 * 1024;
-
-}  // namespace
-
 void LiveSlots::Put(SeatNumber from, int type, std::shared_ptr<const LiveFrame> frame)
 {
     const auto same = std::find_if(mSlots.begin(), mSlots.end(),
                                    [&](const Slot& slot) { return slot.from == from && slot.type == type; });
     if (same != mSlots.end())
-        same->frame = std::move(frame);
+        *same = {from, type, std::move(frame)};
     else
         mSlots.push_back({from, type, std::move(frame)});
 }
@@ -39,32 +31,35 @@ void LiveSlots::OnRead(std::uint64_t bytes, Clock::time_point now)
 {
     bytes = std::min(bytes, mSent);
     if (bytes <= mRead) return;
-    if (mLately.empty() || now - mLately.back().at >= kGrain) mLately.push_back({now, 0});
-    mLately.back().bytes += bytes - mRead;
-    mLatelyBytes += bytes - mRead;
+    mAllowance.Answered(bytes - mRead, now);
     mRead = bytes;
 }
 
-bool LiveSlots::MayBegin(Clock::time_point now)
+void LiveSlots::FillRoad(LiveRoad& road)
 {
-    while (!mLately.empty() && now - mLately.front().at > kLately) {
-        mLatelyBytes -= mLately.front().bytes;
-        mLately.pop_front();
+    for (auto slot = mSlots.begin(); slot != mSlots.end();) {
+        slot->byRoad = road.Takes(slot->frame->bodyBytes);
+        slot = slot->byRoad && road.Put(slot->frame->frames) ? mSlots.erase(slot) : slot + 1;
     }
-    return mSent - mRead < std::max(kAlwaysBytes, mLatelyBytes);
+}
+
+std::deque<LiveSlots::Slot>::iterator LiveSlots::NextOfBatch()
+{
+    return std::find_if(mSlots.begin(), mSlots.end(), [](const Slot& slot) { return !slot.byRoad; });
 }
 
 bool LiveSlots::Ready(Clock::time_point now)
 {
-    return mNow || (!mSlots.empty() && MayBegin(now));
+    return mNow || (NextOfBatch() != mSlots.end() && mSent - mRead < mAllowance.Bytes(now));
 }
 
 void LiveSlots::Fill(std::string& batch, std::size_t limit, Clock::time_point now)
 {
     while (batch.size() < limit && Ready(now)) {
         if (!mNow) {
-            mNow = std::move(mSlots.front().frame);
-            mSlots.pop_front();
+            const auto next = NextOfBatch();
+            mNow = std::move(next->frame);
+            mSlots.erase(next);
             mAt = 0;
             mSent += mNow->bodyBytes;
         }

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "service/relay/log/log_item.h"
+#include "service/relay/meeting/client.h"
+#include "service/wire/live_allowance.h"
 
 namespace zephyl {
 
@@ -25,7 +27,10 @@ public:
     void Forget(SeatNumber from);
     /// All live body bytes of this connection that have arrived at the receiver.
     void OnRead(std::uint64_t bytes, Clock::time_point now);
-    /// A frame is half sent, or one waits and may go.
+    /// Hands over what goes by `road` at this moment; the rest of it keeps its place, and does not go with a
+    /// batch meanwhile.
+    void FillRoad(LiveRoad& road);
+    /// A frame is half sent, or one waits for a batch and may go.
     bool Ready(Clock::time_point now);
     void Fill(std::string& batch, std::size_t limit, Clock::time_point now);
     std::size_t WaitingBytes() const;
@@ -39,19 +44,15 @@ private:
         SeatNumber from;
         int type;
         std::shared_ptr<const LiveFrame> frame;
+        bool byRoad = false;
     };
-    struct Answer {
-        Clock::time_point at;
-        std::uint64_t bytes;
-    };
-    bool MayBegin(Clock::time_point now);
+    std::deque<Slot>::iterator NextOfBatch();
 
     std::deque<Slot> mSlots;                // in the order in which they began to wait
     std::shared_ptr<const LiveFrame> mNow;  // half sent
     std::size_t mAt = 0;
     std::uint64_t mSent = 0, mRead = 0;
-    std::deque<Answer> mLately;
-    std::uint64_t mLatelyBytes = 0;
+    LiveAllowance mAllowance;
 };
 
 }  // namespace zephyl

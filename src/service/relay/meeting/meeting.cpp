@@ -195,6 +195,7 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     place.set_entered_at(seat.enteredAt.board);
     place.set_now_ms(WallClockMs());
     AddAttendees(*place.mutable_attendees());
+    seat.client->OfferDatagrams(place);
     mLog->Seat(seat.Entry());
     // Fixed at this moment, told once the seat is safe: nobody is let in whom a power cut would forget.
     mLog->WhenSynced([weak = weak_from_this(), number = seat.number, client = seat.client, header] {

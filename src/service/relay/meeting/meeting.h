@@ -71,6 +71,8 @@ public:
     bool Resume(const std::shared_ptr<Client>& client, const zephyl::Resume& resume);
     /// One frame of a seated client. Throws WireError. SeatGone: it may ask for another meeting.
     After Handle(Client& client, const FrameView& frame);
+    /// A live frame that came beside the connection. Anything else, and whoever has no seat, is dropped.
+    void HandleLive(const Client& client, std::string_view frame);
     /// What the frames of one turn brought is appended, then delivered.
     void EndOfTurn();
     void ClientLost(Client& client);

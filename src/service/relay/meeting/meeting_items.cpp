@@ -198,12 +198,27 @@ void Meeting::Put(std::shared_ptr<LogItem> item, Header& header, std::string_vie
     mPending.push_back(std::move(item));
 }
 
+void Meeting::HandleLive(const Client& client, std::string_view bytes)
+{
+    const SeatPtr seat = OfClient(client);
+    if (!seat || seat->session->fenced) return;
+    ReadLiveFrame(bytes, Way::Up, [&](const ItemView& item) {
+        TakeLive(*seat, item.header.live(), item.body, item.tooLarge);
+    });
+    FlushSoon();
+}
+
 void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view body, bool tooLarge)
 {
     const PictureInfo& picture = live.picture();
     if (tooLarge || body.empty() || !IsLiveType(picture.type()) || !SixteenBits(picture.x()) ||
         !SixteenBits(picture.y()) || TooMany(live.recipients()) || mServices.memory.Under(Pressure::ShedLive))
         return;  // live frames may always be dropped
+    // Two roads, or one that changes the order: an older one must not take a newer one's place.
+    if (std::uint64_t& last = seat.lastLive[picture.type()]; live.frame() > last)
+        last = live.frame();
+    else
+        return;
     ++mServices.counters.liveFrames;
     Header header;
     zephyl::Live& down = *header.mutable_live();

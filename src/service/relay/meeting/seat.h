@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <deque>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -49,6 +50,7 @@ public:
 
     /// Control first, then talk and board, then live with a fifth of the batch when it waits.
     void Fill(std::string& batch, std::size_t limit) override;
+    void FillRoad(LiveRoad& road) override { live.FillRoad(road); }
     void BeginAt(const Sequences& cursor, const Sequences& entered);
     /// After a cut: where it is known to stand, or where the client says that it does if that is further, but
     /// not beyond what there is.
@@ -84,6 +86,7 @@ public:
     bool dirty = false;          // something may be ready for it
     bool acceptedNews = false;   // numbers have become safe
     LiveSlots live;
+    std::map<int, std::uint64_t> lastLive;  // its own frames' numbers, by type
     ItemReader incoming;
     Sequences enteredAt;
     std::array<std::string, 2> tokenHashes;

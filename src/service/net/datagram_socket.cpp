@@ -1,0 +1,203 @@
+#include "service/net/datagram_socket.h"
+
+#include <netinet/ip.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+namespace zephyl {
+namespace {
+
+constexpr int kBufferBytes = 4 * 1024 * 1024;  // a burst of everybody's frames; the machine may allow less
+constexpr std::size_t kSlotBytes = kDatagramBytes + 1;  // one more than there may be: too long shows
+constexpr std::size_t kControlBytes = CMSG_SPACE(sizeof(in6_pktinfo)) + CMSG_SPACE(sizeof(in_pktinfo));
+
+[[noreturn]] void Fail(const char* what)
+{
+    throw std::system_error(errno, std::system_category(), what);
+}
+
+socklen_t LengthOf(int family)
+{
+    return family == AF_INET ? sizeof(sockaddr_in) : sizeof(sockaddr_in6);
+}
+
+IpBytes Mapped(const in_addr& v4)
+{
+    IpBytes ip{};
+    ip[10] = ip[11] = 0xff;
+    std::memcpy(ip.data() + 12, &v4, sizeof v4);
+    return ip;
+}
+
+void EnlargeBuffer(int socket, int which, int forced)
+{
+    if (::setsockopt(socket, SOL_SOCKET, forced, &kBufferBytes, sizeof kBufferBytes) != 0)
+        ::setsockopt(socket, SOL_SOCKET, which, &kBufferBytes, sizeof kBufferBytes);
+}
+
+/// To which own address it came.
+in6_pktinfo OwnAddress(msghdr& message)
+{
+    in6_pktinfo own{};
+    for (cmsghdr* one = CMSG_FIRSTHDR(&message); one; one = CMSG_NXTHDR(&message, one)) {
+        if (one->cmsg_level == IPPROTO_IPV6 && one->cmsg_type == IPV6_PKTINFO) {
+            std::memcpy(&own, CMSG_DATA(one), sizeof own);
+        } else if (one->cmsg_level == IPPROTO_IP && one->cmsg_type == IP_PKTINFO) {
+            in_pktinfo v4;
+            std::memcpy(&v4, CMSG_DATA(one), sizeof v4);
+            const IpBytes ip = Mapped(v4.ipi_addr);
+            std::memcpy(&own.ipi6_addr, ip.data(), ip.size());
+        }
+    }
+    return own;
+}
+
+/// What tells the network to send from that address.
+class SendFrom {
+public:
+    SendFrom(int family, const in6_pktinfo& own)
+    {
+        static constexpr unsigned char kNone[16] = {};
+        if (std::memcmp(&own.ipi6_addr, kNone, sizeof kNone) == 0) return;
+        auto* const head = reinterpret_cast<cmsghdr*>(mControl);
+        if (family == AF_INET) {
+            in_pktinfo v4{};
+            std::memcpy(&v4.ipi_spec_dst, own.ipi6_addr.s6_addr + 12, sizeof v4.ipi_spec_dst);
+            Write(head, IPPROTO_IP, IP_PKTINFO, v4);
+        } else {
+            Write(head, IPPROTO_IPV6, IPV6_PKTINFO, own);
+        }
+    }
+    void Into(msghdr& message)
+    {
+        message.msg_control = mBytes ? mControl : nullptr;
+        message.msg_controllen = mBytes;
+    }
+
+private:
+    template <class Info>
+    void Write(cmsghdr* head, int level, int type, const Info& info)
+    {
+        head->cmsg_level = level;
+        head->cmsg_type = type;
+        head->cmsg_len = CMSG_LEN(sizeof info);
+        std::memcpy(CMSG_DATA(head), &info, sizeof info);
+        mBytes = CMSG_SPACE(sizeof info);
+    }
+    alignas(cmsghdr) char mControl[kControlBytes] = {};
+    std::size_t mBytes = 0;
+};
+
+}  // namespace
+
+IpBytes DatagramPath::PeerIp() const
+{
+    if (peer.ss_family == AF_INET) return Mapped(reinterpret_cast<const sockaddr_in&>(peer).sin_addr);
+    IpBytes ip{};
+    if (peer.ss_family == AF_INET6)
+        std::memcpy(ip.data(), &reinterpret_cast<const sockaddr_in6&>(peer).sin6_addr, ip.size());
+    return ip;
+}
+
+DatagramSocket::DatagramSocket(int family)
+    : mSocket(::socket(family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)), mFamily(family)
+{
+    if (mSocket < 0) Fail("no UDP socket");
+    EnlargeBuffer(mSocket, SO_RCVBUF, SO_RCVBUFFORCE);
+    EnlargeBuffer(mSocket, SO_SNDBUF, SO_SNDBUFFORCE);
+}
+
+DatagramSocket::DatagramSocket(DatagramSocket&& other) noexcept
+    : mSocket(std::exchange(other.mSocket, -1)), mFamily(other.mFamily)
+{
+}
+
+DatagramSocket::~DatagramSocket()
+{
+    if (mSocket >= 0) ::close(mSocket);
+}
+
+DatagramSocket DatagramSocket::Listen(const sockaddr_storage& at)
+{
+    DatagramSocket made(at.ss_family);
+    const int on = 1, off = 0;
+    if (at.ss_family == AF_INET) {
+        ::setsockopt(made.mSocket, IPPROTO_IP, IP_PKTINFO, &on, sizeof on);
+    } else {
+        const auto& v6 = reinterpret_cast<const sockaddr_in6&>(at);
+        if (IN6_IS_ADDR_UNSPECIFIED(&v6.sin6_addr))
+            ::setsockopt(made.mSocket, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+        ::setsockopt(made.mSocket, IPPROTO_IPV6, IPV6_RECVPKTINFO, &on, sizeof on);
+    }
+    if (::bind(made.mSocket, reinterpret_cast<const sockaddr*>(&at), LengthOf(at.ss_family)) != 0)
+        Fail("cannot take the UDP port");
+    return made;
+}
+
+DatagramSocket DatagramSocket::Towards(const sockaddr_storage& peer)
+{
+    DatagramSocket made(peer.ss_family);
+    if (::connect(made.mSocket, reinterpret_cast<const sockaddr*>(&peer), LengthOf(peer.ss_family)) != 0)
+        Fail("no way for UDP");
+    return made;
+}
+
+bool DatagramSocket::Receive(const Taker& take)
+{
+    char bytes[kAtOnce][kSlotBytes];
+    alignas(cmsghdr) char control[kAtOnce][kControlBytes];
+    DatagramPath from[kAtOnce];
+    iovec parts[kAtOnce];
+    mmsghdr messages[kAtOnce] = {};
+    for (std::size_t i = 0; i < kAtOnce; ++i) {
+        parts[i] = {bytes[i], kSlotBytes};
+        msghdr& message = messages[i].msg_hdr;
+        message.msg_name = &from[i].peer;
+        message.msg_namelen = sizeof from[i].peer;
+        message.msg_iov = &parts[i];
+        message.msg_iovlen = 1;
+        message.msg_control = control[i];
+        message.msg_controllen = kControlBytes;
+    }
+    const int got = ::recvmmsg(mSocket, messages, kAtOnce, 0, nullptr);
+    for (int i = 0; i < got; ++i) {
+        from[i].own = OwnAddress(messages[i].msg_hdr);
+        take(std::string_view(bytes[i], messages[i].msg_len), from[i]);
+    }
+    // An error that an earlier datagram met is told once, and means nothing for those that come.
+    return got < 0 ? errno == EAGAIN || errno == EWOULDBLOCK : got < int(kAtOnce);
+}
+
+void DatagramSocket::Send(const DatagramBatch& batch, const DatagramPath* to)
+{
+    SendFrom from(mFamily, to ? to->own : in6_pktinfo{});
+    const char* at = batch.bytes.data();
+    for (std::size_t first = 0; first < batch.sizes.size(); first += kAtOnce) {
+        const std::size_t count = std::min(kAtOnce, batch.sizes.size() - first);
+        iovec parts[kAtOnce];
+        mmsghdr messages[kAtOnce] = {};
+        for (std::size_t i = 0; i < count; ++i) {
+            parts[i] = {const_cast<char*>(at), batch.sizes[first + i]};
+            at += batch.sizes[first + i];
+            msghdr& message = messages[i].msg_hdr;
+            message.msg_iov = &parts[i];
+            message.msg_iovlen = 1;
+            if (!to) continue;
+            message.msg_name = const_cast<sockaddr_storage*>(&to->peer);
+            message.msg_namelen = LengthOf(to->peer.ss_family);
+            from.Into(message);
+        }
+        for (std::size_t sent = 0; sent < count;) {
+            const int now = ::sendmmsg(mSocket, messages + sent, static_cast<unsigned>(count - sent), 0);
+            if (now < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+            sent += now > 0 ? static_cast<std::size_t>(now) : 1;  // one that is refused is lost
+        }
+    }
+}
+
+}  // namespace zephyl

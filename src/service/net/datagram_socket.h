@@ -1,0 +1,57 @@
+#pragma once
+// A UDP socket that receives and sends many datagrams with one system call. Not blocking. Receive from one
+// thread; Send from any number of them.
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "service/net/datagram.h"
+
+namespace zephyl {
+
+/// Sixteen bytes, of IPv4 within IPv6 as ::ffff:a.b.c.d: two that are the same computer are equal.
+using IpBytes = std::array<unsigned char, 16>;
+
+/// Where a datagram came from, and to which of our own addresses: an answer goes the same way back.
+struct DatagramPath {
+    sockaddr_storage peer{};
+    in6_pktinfo own{};  // IPv4 as above; zeros: not known
+
+    IpBytes PeerIp() const;
+};
+
+class DatagramSocket {
+public:
+    /// At an address of this computer, as getsockname gives it; IPv6's "any" takes IPv4 as well. Throws
+    /// std::system_error.
+    static DatagramSocket Listen(const sockaddr_storage& at);
+    /// Towards one peer: nobody else is heard. Throws std::system_error.
+    static DatagramSocket Towards(const sockaddr_storage& peer);
+    ~DatagramSocket();
+    DatagramSocket(DatagramSocket&& other) noexcept;
+    DatagramSocket& operator=(DatagramSocket&&) = delete;
+
+    /// Hands over what has come, at most kAtOnce. Longer ones than a datagram can be are cut, and so are
+    /// none. False: there may be more. The view is good inside the call only.
+    using Taker = std::function<void(std::string_view datagram, const DatagramPath& from)>;
+    bool Receive(const Taker& take);
+    /// What the network does not take now is lost, as datagrams may be. `to` null: of a socket that is
+    /// towards one peer.
+    void Send(const DatagramBatch& batch, const DatagramPath* to = nullptr);
+
+    int Descriptor() const { return mSocket; }
+    static constexpr std::size_t kAtOnce = 64;
+
+private:
+    DatagramSocket(int family);
+    int mSocket;
+    int mFamily;
+};
+
+}  // namespace zephyl

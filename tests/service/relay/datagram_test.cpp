@@ -1,0 +1,305 @@
+// Live frames by datagrams at a real service: what a client's datagrams do, and what a stranger's do not.
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "service/net/datagram_road.h"
+#include "service/net/datagram_socket.h"
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = DatagramRoad::Clock;
+
+/// The datagrams of one client, beside its connection.
+class Beside {
+public:
+    Beside(std::uint16_t port, const Place& place, const char* from = "127.0.0.1")
+        : Beside(port,
+                 std::make_shared<DatagramRoad>(KeysOf(place), DatagramRoad::Begins::Here, Clock::now()),
+                 from)
+    {
+    }
+    Beside(std::uint16_t port, std::shared_ptr<DatagramRoad> known, const char* from = "127.0.0.1")
+        : road(std::move(known)), mSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+    {
+        const sockaddr_in own = At(from, 0), service = At("127.0.0.1", port);
+        EXPECT_EQ(::bind(mSocket, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
+        EXPECT_EQ(::connect(mSocket, reinterpret_cast<const sockaddr*>(&service), sizeof service), 0);
+    }
+    ~Beside() { ::close(mSocket); }
+
+    static DatagramKeys KeysOf(const Place& place)
+    {
+        const auto up = ReadDatagramKey(place.udp_key_up()), down = ReadDatagramKey(place.udp_key_down());
+        EXPECT_TRUE(place.udp_id() != 0 && up && down);
+        return {place.udp_id(), up.value_or(DatagramKey{}), down.value_or(DatagramKey{})};
+    }
+    /// Probes until frames may go both ways.
+    bool Open()
+    {
+        return Until([&] { return road->Takes(1) && road->Figures().comes; });
+    }
+    bool Until(const std::function<bool()>& enough)
+    {
+        for (const auto until = Clock::now() + 10s; Clock::now() < until;) {
+            DatagramBatch out;
+            road->Tick(Clock::now(), out);
+            Send(out);
+            if (enough()) return true;
+            Receive(20ms);
+        }
+        return false;
+    }
+    /// Whether anything comes within this time.
+    bool Receive(std::chrono::milliseconds time)
+    {
+        pollfd wait{mSocket, POLLIN, 0};
+        if (::poll(&wait, 1, int(time.count())) <= 0) return false;
+        char bytes[2000];
+        const ssize_t got = ::recv(mSocket, bytes, sizeof bytes, 0);
+        if (got <= 0) return false;  // the port is closed
+        DatagramBatch out;
+        auto arrived = road->Take({bytes, std::size_t(got)}, Clock::now(), out);
+        if (arrived.frame)
+            ReadLiveFrame(*arrived.frame, Way::Down, [&](const ItemView& item) {
+                frames.push_back(item.header.live().from() + ' ' +
+                                 std::to_string(item.header.live().frame()));
+            });
+        Send(out);
+        return true;
+    }
+    void Film(std::uint64_t number, std::size_t bytes, int type = 0, std::size_t but = SIZE_MAX)
+    {
+        Header header;
+        header.mutable_live()->set_everyone(true);
+        header.mutable_live()->mutable_picture()->set_type(type);
+        header.mutable_live()->set_frame(number);
+        header.mutable_live()->set_total(std::uint32_t(bytes));
+        std::string frame;
+        AppendItem(frame, header, LANE_LIVE, std::string(bytes, 'f'), Way::Up);
+        Put(frame, but);
+    }
+    /// `but`: this part is lost.
+    void Put(const std::string& frame, std::size_t but = SIZE_MAX)
+    {
+        DatagramBatch out;
+        road->Put(frame, Clock::now(), out);
+        Send(out, but);
+    }
+    void Send(const DatagramBatch& out, std::size_t but = SIZE_MAX)
+    {
+        std::size_t at = 0;
+        for (std::size_t i = 0; i < out.sizes.size(); at += out.sizes[i++])
+            if (i != but) SendRaw(out.bytes.substr(at, out.sizes[i]));
+    }
+    void SendRaw(const std::string& datagram)
+    {
+        sent.push_back(datagram);
+        ::send(mSocket, datagram.data(), datagram.size(), 0);
+    }
+
+    const std::shared_ptr<DatagramRoad> road;
+    std::vector<std::string> frames;  // "from number"
+    std::vector<std::string> sent;
+
+private:
+    static sockaddr_in At(const char* address, std::uint16_t port)
+    {
+        sockaddr_in at{};
+        at.sin_family = AF_INET;
+        at.sin_port = htons(port);
+        ::inet_pton(AF_INET, address, &at.sin_addr);
+        return at;
+    }
+    int mSocket;
+};
+
+class DatagramTest : public testing::Test, protected RelayRoom {
+protected:
+    DatagramTest() : RelayRoom(Logs::Memory) {}
+    std::uint16_t Port() { return relay->Port(); }
+    /// The next live frame inside TLS, as Beside names them.
+    static std::string NextInside(RawClient& client)
+    {
+        const Received live = client.Wait(Header::kLive);
+        return live.header.live().from() + ' ' + std::to_string(live.header.live().frame());
+    }
+};
+using Frames = std::vector<std::string>;
+
+TEST_F(DatagramTest, FramesGoByBothRoadsAsTheirReceiversCan)
+{
+    auto alice = In("Alice");
+    EXPECT_EQ(alice->Wait(Header::kWelcome).header.welcome().udp_port(), Port());
+    Beside up(Port(), place);
+    ASSERT_TRUE(up.Open());
+    auto bob = In("bob");
+    Beside down(Port(), place);
+    ASSERT_TRUE(down.Open());
+    auto carol = In("carol");  // without datagrams
+    up.Film(1, 40'000);
+    EXPECT_TRUE(down.Until([&] { return down.frames == Frames{"Alice 1"}; }));
+    EXPECT_EQ(NextInside(*carol), "Alice 1");
+    carol->SendLive(0, 1, "small");
+    carol->SendLive(1, 1, std::string(kDatagramPictureBytes + 1, 'x'));
+    EXPECT_EQ(NextInside(*bob), "carol 1");  // too large for datagrams
+    EXPECT_TRUE(down.Until([&] { return down.frames == (Frames{"Alice 1", "carol 1"}); }));
+    EXPECT_TRUE(up.Until([&] { return up.frames == Frames{"carol 1"}; }));
+    EXPECT_TRUE(bob->Quiet(Header::kLive));
+}
+
+TEST_F(DatagramTest, AFrameIsShownWholeNewAndOnceOrNotAtAll)
+{
+    auto alice = In("Alice");
+    const Place alices = place;
+    auto bob = In("bob");
+    Beside up(Port(), alices);
+    ASSERT_TRUE(up.Open());
+    Header post = PostHeader(CHANNEL_TALK, 1, 5), large, cut;
+    large.mutable_live()->set_everyone(true);
+    large.mutable_live()->set_frame(90);
+    large.mutable_live()->set_total(kLiveFrameBytes);
+    std::string said, begun;
+    AppendFrame(said, post, "hello", Way::Up);
+    AppendFrame(begun, large, "x", Way::Up);
+
+    up.Film(5, 30'000);
+    EXPECT_EQ(NextInside(*bob), "Alice 5");
+    const std::vector<std::string> before = up.sent;
+    up.Film(6, 30'000, 0, 7);  // a part is lost
+    up.Film(4, 100);           // late
+    up.Film(5, 100);
+    for (const std::string& datagram : before) up.SendRaw(datagram);  // replayed
+    up.Put(said);                                                     // no live frame
+    up.Put(begun);
+    up.Put(begun.substr(0, 5));
+    up.Put(std::string(2000, '\xff'));
+    up.Film(7, 100, 2);
+    up.Film(8, 100, 9);
+    up.Film(9, 100);
+    EXPECT_EQ(NextInside(*bob), "Alice 9");
+    EXPECT_TRUE(bob->Quiet(Header::kLive) && bob->Quiet(Header::kItem));
+    alice->Post(1, "still here");
+    EXPECT_EQ(bob->Texts(1), Frames{"Alice: still here"});
+}
+
+TEST_F(DatagramTest, NobodyElseIsHeardOrAnswered)
+{
+    auto alice = In("Alice");
+    const Place alices = place;
+    auto bob = In("bob");
+    Beside known(Port(), alices);
+    ASSERT_TRUE(known.Open());
+    Place other = alices;
+    other.set_udp_id(alices.udp_id() + 1);
+    Place stranger = alices;
+    stranger.set_udp_key_up(std::string(32, 'k'));
+    Beside wrongAddress(Port(), alices, "127.0.0.3"), wrongId(Port(), other), wrongKey(Port(), stranger);
+    for (Beside* one : {&wrongAddress, &wrongId, &wrongKey}) {
+        one->Film(7, 100);
+        for (const std::string& datagram : known.sent) one->SendRaw(datagram);
+        for (const std::size_t bytes : {0, 1, 16, 32, 33, 1200, 1201, 9000})
+            one->SendRaw(std::string(bytes, 'g'));
+        DatagramBatch probe;
+        one->road->Tick(Clock::now(), probe);
+        one->Send(probe);
+    }
+    // Their datagrams came before these, through the same socket.
+    known.Film(8, 100);
+    EXPECT_EQ(NextInside(*bob), "Alice 8");
+    for (Beside* one : {&wrongAddress, &wrongId, &wrongKey}) EXPECT_FALSE(one->Receive(0ms));
+    bob->SendLive(0, 1, "down");  // and where it goes has not changed
+    EXPECT_TRUE(known.Until([&] { return known.frames == Frames{"bob 1"}; }));
+}
+
+TEST_F(DatagramTest, KeysEndWithThePlaceTheyCameWith)
+{
+    options.times.grace = std::chrono::minutes(1);
+    auto alice = In("Alice");
+    const Place first = place;
+    auto bob = In("bob");
+    Beside old(Port(), first);
+    ASSERT_TRUE(old.Open());
+    auto again = Fresh();
+    const Place second = again->Resume(first, {}).place();
+    EXPECT_NE(second.udp_id(), first.udp_id());
+    EXPECT_NE(second.udp_key_up(), first.udp_key_up());
+    EXPECT_NE(second.udp_key_up(), second.udp_key_down());
+    Beside now(Port(), second);
+    ASSERT_TRUE(now.Open());
+    old.Film(1, 100);
+    now.Film(2, 100);
+    EXPECT_EQ(NextInside(*bob), "Alice 2");
+
+    again->Leave();
+    EXPECT_EQ(bob->Presence(), "Alice 0");
+    while (now.Receive(0ms)) {  // what came before
+    }
+    now.Film(3, 100);
+    DatagramBatch probe;
+    now.road->Tick(Clock::now() + 6s, probe);
+    now.Send(probe);
+    const Place third = again->Enter("Room01", false).place();
+    Beside here(Port(), third);
+    ASSERT_TRUE(here.Open());
+    here.Film(4, 100);
+    EXPECT_EQ(NextInside(*bob), "Alice 4");
+    EXPECT_FALSE(now.Receive(0ms));
+}
+
+TEST_F(DatagramTest, TheNewestDatagramSaysWhereToSend)
+{
+    auto alice = In("Alice");
+    const Place alices = place;
+    auto bob = In("bob");
+    Beside first(Port(), alices);
+    ASSERT_TRUE(first.Open());
+    Beside second(Port(), first.road);  // the same computer, another port: a router forgot the first one
+    second.Film(1, 100);
+    EXPECT_EQ(NextInside(*bob), "Alice 1");
+    first.SendRaw(first.sent.front());  // replayed: changes nothing
+    second.Film(2, 100);
+    EXPECT_EQ(NextInside(*bob), "Alice 2");
+    bob->SendLive(0, 1, "down");
+    EXPECT_TRUE(second.Until([&] { return second.frames == Frames{"bob 1"}; }));
+}
+
+TEST_F(DatagramTest, WhoSendsTooManyLosesThemAndNothingElse)
+{
+    options.budgets.liveFrames = 5;
+    auto alice = In("Alice");
+    const Place alices = place;
+    auto bob = In("bob");
+    Beside up(Port(), alices);
+    ASSERT_TRUE(up.Open());
+    int shown = 0;
+    const auto look = [&] {
+        for (; !bob->Quiet(Header::kLive); ++shown) NextInside(*bob);
+        return shown;
+    };
+    for (std::uint64_t frame = 1; frame <= 200; ++frame) up.Film(frame, 100);
+    alice->Post(1, "a line");
+    EXPECT_EQ(bob->Texts(1), Frames{"Alice: a line"});
+    EXPECT_LE(look(), 15);
+    for (std::uint64_t frame = 201, before = std::uint64_t(shown); std::uint64_t(look()) == before; ++frame) {
+        up.Film(frame, 100);
+        up.Receive(20ms);
+    }
+}
+
+TEST_F(DatagramTest, AServiceMayHaveNone)
+{
+    options.udp = false;
+    auto alice = In("Alice");
+    EXPECT_EQ(alice->Wait(Header::kWelcome).header.welcome().udp_port(), 0u);
+    EXPECT_EQ(place.udp_id(), 0u);
+    EXPECT_TRUE(place.udp_key_up().empty());
+}
+
+}  // namespace
+}  // namespace zephyl
