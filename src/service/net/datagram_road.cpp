@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "service/net/spare_parts.h"
+
 namespace zephyl {
 namespace {
 
@@ -10,7 +12,7 @@ using namespace std::chrono_literals;
 using Clock = DatagramRoad::Clock;
 
 // Kinds; others are skipped.
-constexpr char kPart = 1, kProbe = 2, kAnswer = 3, kReport = 4;
+constexpr char kPart = 1, kProbe = 2, kAnswer = 3, kReport = 4, kSpare = 5;
 
 // Behind the kind of a word: number, flags, the highest counter that came, how many datagrams, their bytes.
 constexpr std::size_t kNumberAt = 1, kFlagsAt = 9, kHighestAt = 10, kDatagramsAt = 18, kBytesAt = 26;
@@ -24,7 +26,9 @@ constexpr int kUnansweredMost = 2;
 constexpr int kQuickTries = 4;       // at once, then at the usual pace
 constexpr auto kReportEvery = 50ms;  // while frames are not whole,
 constexpr auto kReportWhole = 10ms;  // and when one is
-constexpr auto kGoneAfter = 500ms;   // no longer on the way, whether it came or not
+// Frames made whole of spares, a second: what one client sends, and what it gets. The work is the receiver's.
+constexpr double kRestoresOfOne = 60, kRestoresOfAll = 300;
+constexpr auto kGoneAfter = 500ms;  // no longer on the way, whether it came or not
 
 constexpr auto kJudgeEvery = 1s;
 constexpr double kJudgeDatagrams = 30;  // fewer say nothing
@@ -34,7 +38,7 @@ constexpr double kHopelessLoss = 0.3;
 constexpr int kHopelessMost = 2;
 constexpr auto kHopelessFor = 30s;
 constexpr double kGrowth = 1.1;
-constexpr double kFirstRate = 2 << 20, kLeastRate = 64 << 10, kMostRate = 64 << 20;
+constexpr double kFirstRate = 2 << 20, kLeastRate = 128 << 10, kMostRate = 64 << 20;
 constexpr double kMostCredit = kDatagramFrameBytes;
 
 double Seconds(Clock::duration time)
@@ -52,6 +56,8 @@ Clock::duration TimeOf(double seconds)
 DatagramRoad::DatagramRoad(const DatagramKeys& keys, Begins begins, Clock::time_point now)
     : mSealer(keys.id, keys.send),
       mOpener(keys.receive),
+      mRestoresEachSecond(begins == Begins::There ? kRestoresOfOne : kRestoresOfAll),
+      mRestoresAt(now),
       mMaySpeak(begins == Begins::Here),
       mJudgedAt(now),
       mRate(kFirstRate),
@@ -74,8 +80,8 @@ DatagramRoad::Arrived DatagramRoad::Take(std::string_view datagram, Clock::time_
     ++mDatagrams;
     mBytes += datagram.size();
     const char kind = plain->front();
-    if (kind == kPart)
-        TakePart(plain->substr(1), now, out, arrived);
+    if (kind == kPart || kind == kSpare)
+        TakePart(*plain, now, out, arrived);
     else if ((kind == kProbe || kind == kAnswer || kind == kReport) && plain->size() >= kWordBytes)
         arrived.news = TakeWord(*plain, now, out);
     if (!mMaySpeak) {
@@ -86,10 +92,23 @@ DatagramRoad::Arrived DatagramRoad::Take(std::string_view datagram, Clock::time_
     return arrived;
 }
 
-void DatagramRoad::TakePart(std::string_view part, Clock::time_point now, DatagramBatch& out,
+bool DatagramRoad::MayRestore(Clock::time_point now)
+{
+    mRestores = std::min(mRestoresEachSecond, mRestores + mRestoresEachSecond * Seconds(now - mRestoresAt));
+    mRestoresAt = now;
+    return mRestores >= 1;
+}
+
+void DatagramRoad::TakePart(std::string_view plain, Clock::time_point now, DatagramBatch& out,
                             Arrived& arrived)
 {
-    arrived.frame = mGatherer.Take(part);
+    const std::uint64_t restored = mGatherer.Restored();
+    if (plain.front() == kPart) {
+        arrived.frame = mGatherer.Take(plain.substr(1));
+    } else if (MayRestore(now)) {
+        arrived.frame = mGatherer.Take(plain.substr(1), PartGatherer::What::Spare);
+    }
+    mRestores -= double(mGatherer.Restored() - restored);
     if (now - mReportedAt < (arrived.frame ? kReportWhole : kReportEvery)) return;
     mReportedAt = now;
     SayWord(out, kReport, 0, kWordBytes);
@@ -204,6 +223,7 @@ void DatagramRoad::Judge(Clock::time_point now)
     const double sent = double(mTheirs.highest - mJudged.highest);
     if (now - mJudgedAt < kJudgeEvery || sent < kJudgeDatagrams) return;
     const double lost = sent - double(mTheirs.datagrams - mJudged.datagrams);
+    mLoss += (std::max(0.0, lost) / sent - mLoss) / 2;
     if (lost > kLossMost * sent + kByChance * std::sqrt(kLossMost * sent)) {
         const double used = double(mTheirs.bytes - mJudged.bytes) / Seconds(now - mJudgedAt) * sent /
                             std::max(1.0, sent - lost);
@@ -248,6 +268,12 @@ void DatagramRoad::Put(std::string_view frame, Clock::time_point now, DatagramBa
         if (!mSealer.Seal(out, std::string_view(head, sizeof head),
                           frame.substr(part.part * kPartBytes, kPartBytes)))
             return Failed();
+    }
+    const std::size_t spares = SparesFor(parts, mLoss);
+    head[0] = kSpare;
+    for (std::size_t spare = 0; spare < spares; ++spare, ++part.part) {
+        part.Write(head + 1);
+        if (!mSealer.Seal(out, std::string_view(head, sizeof head), SparePart(frame, spare))) return Failed();
     }
     const std::size_t bytes = out.bytes.size() - before;
     mCredit -= double(bytes);

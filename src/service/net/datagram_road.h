@@ -67,7 +67,8 @@ private:
     void SayWord(DatagramBatch& out, char kind, std::uint64_t number, std::size_t bytes);
     bool TakeWord(std::string_view word, Clock::time_point now, DatagramBatch& out);
     bool TakeHeard(const Heard& heard, Clock::time_point now);
-    void TakePart(std::string_view part, Clock::time_point now, DatagramBatch& out, Arrived& arrived);
+    bool MayRestore(Clock::time_point now);
+    void TakePart(std::string_view plain, Clock::time_point now, DatagramBatch& out, Arrived& arrived);
     void Passed(Clock::time_point now);
     void Failed();
     void SayChange(DatagramBatch& out);
@@ -78,6 +79,9 @@ private:
     DatagramSealer mSealer;
     DatagramOpener mOpener;
     PartGatherer mGatherer;
+    const double mRestoresEachSecond;
+    double mRestores = 0;  // left; a second's at most
+    Clock::time_point mRestoresAt;
 
     // whether datagrams pass
     bool mMaySpeak;
@@ -104,8 +108,9 @@ private:
     std::uint64_t mFrame = 0;
 
     // the pace
-    double mRate;    // bytes a second
-    double mCredit;  // bytes; the next frame goes when it is not below 0
+    double mLoss = 0;  // the share of datagrams, as it was judged of late
+    double mRate;      // bytes a second
+    double mCredit;    // bytes; the next frame goes when it is not below 0
     Clock::time_point mCreditAt;
     bool mPressed = false;  // a frame had to wait for the pace since it was judged
     int mHopeless = 0;      // judgements in a row

@@ -1,6 +1,9 @@
 #include "service/net/live_parts.h"
 
 #include <algorithm>
+#include <bit>
+
+#include "service/net/spare_parts.h"
 
 namespace zephyl {
 namespace {
@@ -11,10 +14,14 @@ static_assert(kMostParts <= 64);  // a bit for each
 constexpr std::size_t kPartAt = 8, kPartsAt = 10, kTotalAt = 12;
 
 /// The frame itself says how it was cut; another cut is no cut of ours.
-bool Sound(const PartHead& head, std::size_t bytes)
+bool Sound(const PartHead& head, std::size_t bytes, PartGatherer::What what)
 {
     if (head.frame == 0 || head.total == 0 || head.total > kDatagramFrameBytes) return false;
-    if (head.parts != PartsOf(head.total) || head.part >= head.parts) return false;
+    if (head.parts != PartsOf(head.total)) return false;
+    if (what == PartGatherer::What::Spare)
+        return head.part >= head.parts && std::size_t(head.part - head.parts) < kMostSpares &&
+               bytes == kPartBytes;
+    if (head.part >= head.parts) return false;
     const bool last = head.part + 1 == head.parts;
     return bytes == (last ? head.total - kPartBytes * head.part : kPartBytes);
 }
@@ -49,23 +56,43 @@ PartHead PartHead::Read(std::string_view bytes)
     return head;
 }
 
-std::optional<std::string> PartGatherer::Take(std::string_view part)
+std::optional<std::string> PartGatherer::Take(std::string_view part, What what)
 {
     if (part.size() < PartHead::kBytes) return std::nullopt;
     const PartHead head = PartHead::Read(part);
     const std::string_view held = part.substr(PartHead::kBytes);
-    if (!Sound(head, held.size())) return std::nullopt;
+    if (!Sound(head, held.size(), what)) return std::nullopt;
     Place half = std::find_if(mHalves.begin(), mHalves.end(),
                               [&](const Half& one) { return one.frame == head.frame; });
     if (half == mHalves.end() && WasWhole(head.frame)) return std::nullopt;
     if (half == mHalves.end()) half = Begin(head);
-    const std::uint64_t bit = std::uint64_t{1} << head.part;
-    if (half->bytes.size() != head.total || (half->missing & bit) == 0) return std::nullopt;
-    std::copy(held.begin(), held.end(), half->bytes.begin() + std::ptrdiff_t(head.part * kPartBytes));
-    half->missing &= ~bit;
-    if (half->missing != 0) return std::nullopt;
+    if (half->bytes.size() != head.total || !Keep(*half, head, held, what)) return std::nullopt;
+    const auto lost = static_cast<std::size_t>(std::popcount(half->missing));
+    if (lost > half->spares.size()) return std::nullopt;
+    half->spares.resize(lost);
+    if (lost > 0) {
+        ++mRestored;
+        RestoreParts(half->bytes, half->missing, std::move(half->spares));
+    }
     mWhole[mWholeAt++ % kRemembered] = head.frame;
     return Release(half);
+}
+
+/// False: it was there already.
+bool PartGatherer::Keep(Half& half, const PartHead& head, std::string_view held, What what)
+{
+    if (what == What::Spare) {
+        const std::size_t index = head.part - head.parts;
+        const auto same = [&](const auto& spare) { return spare.first == index; };
+        if (std::any_of(half.spares.begin(), half.spares.end(), same)) return false;
+        half.spares.emplace_back(index, held);
+        return true;
+    }
+    const std::uint64_t bit = std::uint64_t{1} << head.part;
+    if ((half.missing & bit) == 0) return false;
+    std::copy(held.begin(), held.end(), half.bytes.begin() + std::ptrdiff_t(head.part * kPartBytes));
+    half.missing &= ~bit;
+    return true;
 }
 
 /// The oldest ones make room.
@@ -74,7 +101,7 @@ PartGatherer::Place PartGatherer::Begin(const PartHead& head)
     while (!mHalves.empty() && (mHalves.size() >= kMostHalves || mHeld + head.total > kMostBytes))
         Release(mHalves.begin());
     mHeld += head.total;
-    mHalves.push_back({head.frame, std::string(head.total, '\0'), AllOf(head.parts)});
+    mHalves.push_back({head.frame, std::string(head.total, '\0'), AllOf(head.parts), {}});
     return mHalves.end() - 1;
 }
 

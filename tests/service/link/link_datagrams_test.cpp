@@ -27,15 +27,19 @@ QByteArray Noisy(int width, int height)
 
 class LinkDatagramsTest : public testing::Test, protected RelayRoom {
 protected:
-    LinkDatagramsTest() : RelayRoom(Logs::Memory)
+    LinkDatagramsTest() : RelayRoom(Logs::Memory) { Begin(); }
+    void Begin()
     {
+        mMade = false;
+        datagrams.reset();
+        stream.reset();
         StartRelay();
         datagrams = std::make_unique<DatagramProxy>(relay->Port(), 4711);
         stream = std::make_unique<FaultProxy>(relay->Port(), kBehindProxies);
     }
-    std::unique_ptr<LinkedAttendee> Joined(const char* handle, Protocol protocol, bool behind = true)
+    std::unique_ptr<LinkedAttendee> Joined(const char* handle, Protocol protocol,
+                                           const std::string& host = kBehindProxies)
     {
-        const std::string host = behind ? kBehindProxies : "127.0.0.1";
         auto attendee = std::make_unique<LinkedAttendee>(
             QString::fromStdString(host + ":" + std::to_string(relay->Port())), relay->Fingerprint());
         attendee->protocol = protocol;
@@ -69,8 +73,6 @@ protected:
     const QByteArray small = Noisy(40, 20), camera = Noisy(200, 150);
     std::unique_ptr<DatagramProxy> datagrams;
     std::unique_ptr<FaultProxy> stream;
-
-private:
     bool mMade = false;
 };
 
@@ -78,7 +80,7 @@ TEST_F(LinkDatagramsTest, PicturesPassBesideTheConnectionForThoseWhoChoseIt)
 {
     auto alice = Joined("Alice", Protocol::Udp);
     auto bob = Joined("bob", Protocol::Udp);
-    auto carol = Joined("carol", Protocol::Tcp, false);
+    auto carol = Joined("carol", Protocol::Tcp, "127.0.0.1");
     ASSERT_TRUE(ByUdp(*alice) && ByUdp(*bob));
     const std::uint64_t inside = stream->Carried(FaultProxy::Way::Up),
                         before = datagrams->Came(FaultProxy::Way::Up);
@@ -103,7 +105,7 @@ TEST_F(LinkDatagramsTest, PicturesGoOnWhenDatagramsStopAndComeBackToThem)
     DatagramProxy::Weather stopped;
     stopped.stopped = true;
     const std::vector<Way> both{Way::Up, Way::Down};
-    for (const auto& ways : {both, {Way::Up}, {Way::Down}}) {
+    for (const auto& ways : {both, {Way::Down}}) {
         ASSERT_TRUE(ByUdp(*alice) && ByUdp(*bob));
         for (const Way way : ways) datagrams->Set(way, stopped);
         const auto since = std::chrono::steady_clock::now();
@@ -122,6 +124,7 @@ TEST_F(LinkDatagramsTest, NobodyNoticesWhereTheyNeverPass)
     for (const DatagramProxy::Weather& weather : rows) {
         datagrams->SetBoth(weather);
         auto alice = Joined("Alice", Protocol::Udp), bob = Joined("bob", Protocol::Udp);
+        ASSERT_TRUE(alice->Until([&] { return alice->Handles().size() == 2; }));
         alice->Film(small);
         alice->Turn();
         EXPECT_TRUE(bob->Until([&] { return Frames(*bob) == 1; }));  // not even the first one is lost
@@ -143,23 +146,41 @@ TEST_F(LinkDatagramsTest, BadWeatherTurnsNothingRoundAndShowsNothingTwice)
     for (const std::string& datagram : datagrams->Kept(DatagramProxy::Way::Up))
         datagrams->Insert(DatagramProxy::Way::Up, datagram);
     datagrams->SetBoth({});
-    bob->heard.clear();
     alice->Film(Noisy(44, 20));
     alice->Turn();
-    EXPECT_TRUE(bob->Until([&] { return !bob->heard.empty(); }));
+    const auto newest = [&] { return std::find(bob->heard.begin(), bob->heard.end(), u"Alice#44x20"_s); };
+    EXPECT_TRUE(bob->Until([&] { return newest() != bob->heard.end(); }));
     alice->link->Send(u"bob"_s, u"the last"_s);
     alice->Turn();
     EXPECT_TRUE(bob->Until([&] { return bob->heard.back() == u"Alice:the last"_s; }));
-    EXPECT_EQ(bob->heard.front(), u"Alice#44x20"_s);
-    EXPECT_EQ(Frames(*bob), 1u);
+    EXPECT_EQ(bob->heard.end() - newest(), 2);
+}
+
+TEST_F(LinkDatagramsTest, EveryKindOfAddressHasThem)
+{
+    datagrams.reset();
+    stream.reset();
+    const struct {
+        const char *listen, *asked;
+    } rows[] = {
+        {"::1", "[::1]"},         {"::", "[::1]"}, {"::", "127.0.0.1"},
+        {"::", "127.0.0.3"},  // not the address that the machine would choose to answer from
+        {"0.0.0.0", "127.0.0.3"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.listen) + " " + row.asked);
+        options.host = row.listen;
+        mMade = false;
+        StartRelay();
+        auto alice = Joined("Alice", Protocol::Udp, row.asked), bob = Joined("bob", Protocol::Udp, row.asked);
+        EXPECT_TRUE(ByUdp(*alice) && ByUdp(*bob) && Film(*alice, *bob, 2, small));
+    }
 }
 
 TEST_F(LinkDatagramsTest, ANewConnectionHasNewKeys)
 {
     options.times.grace = 1min;
-    StartRelay();
-    datagrams = std::make_unique<DatagramProxy>(relay->Port(), 1);
-    stream = std::make_unique<FaultProxy>(relay->Port(), kBehindProxies);
+    Begin();
     auto alice = Joined("Alice", Protocol::Udp), bob = Joined("bob", Protocol::Udp);
     ASSERT_TRUE(ByUdp(*alice) && ByUdp(*bob) && Film(*alice, *bob, 3, small));
     const std::vector<std::string> old = datagrams->Kept(DatagramProxy::Way::Up);

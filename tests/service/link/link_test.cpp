@@ -541,6 +541,7 @@ TEST_F(LinkTest, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
     const auto reconnects = [&] { return StatsOf(*alice->link).reconnects; };
     sleep(5s);
     alice->link->Send(u"bob"_s, u"awake"_s);
+    alice->Turn();
     EXPECT_TRUE(bob->Until([&] { return !bob->heard.empty() && bob->heard.back() == u"Alice:awake"_s; }));
     EXPECT_EQ(reconnects(), 0u);  // it stood all the time
     sleep(20s);                   // the service has given it up
@@ -552,6 +553,7 @@ TEST_F(LinkTest, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
     proxy.BlackHole(false);
     EXPECT_TRUE(alice->Until([&] { return alice->states.back().phase == LinkState::Phase::Connected; }));
     alice->link->Send(u"bob"_s, u"again"_s);
+    alice->Turn();
     EXPECT_TRUE(bob->Until([&] { return bob->heard.back() == u"Alice:again"_s; }));
 }
 

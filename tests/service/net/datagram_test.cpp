@@ -7,6 +7,7 @@
 #include <random>
 
 #include "service/net/live_parts.h"
+#include "service/net/spare_parts.h"
 
 namespace zephyl {
 namespace {
@@ -137,6 +138,34 @@ TEST(LiveParts, FramesAreWholeInAnyOrderAndOnce)
     }
 }
 
+TEST(LiveParts, SparesStandInForAnyThatAreLost)
+{
+    std::mt19937 random(4);
+    for (const std::size_t total : {std::size_t(10), kPartBytes * 3 + 7, kDatagramFrameBytes}) {
+        std::string frame(total, '\0');
+        for (char& one : frame) one = char(random());
+        const auto count = std::uint16_t(PartsOf(total));
+        for (std::uint64_t number = 1; number <= 30; ++number) {
+            std::vector<std::pair<PartGatherer::What, std::string>> all;
+            const std::size_t spares = std::min<std::size_t>(number, kMostSpares);
+            for (std::uint16_t i = 0; i < count + spares; ++i) {
+                std::string part(PartHead::kBytes, '\0');
+                PartHead{number, i, count, std::uint32_t(total)}.Write(part.data());
+                part += i < count ? frame.substr(i * kPartBytes, kPartBytes) : SparePart(frame, i - count);
+                all.emplace_back(i < count ? PartGatherer::What::Part : PartGatherer::What::Spare, part);
+            }
+            std::shuffle(all.begin(), all.end(), random);
+            PartGatherer gatherer;
+            for (std::size_t i = 0; i < all.size(); ++i) {  // any `count` of them are enough
+                const auto whole = gatherer.Take(all[i].second, all[i].first);
+                ASSERT_EQ(whole.has_value(), i + 1 == count) << total << ' ' << number << ' ' << i;
+                if (!whole) continue;
+                EXPECT_EQ(*whole, frame);
+            }
+        }
+    }
+}
+
 TEST(LiveParts, WhatContradictsItselfIsDropped)
 {
     const std::size_t two = kPartBytes + 10;
@@ -163,6 +192,10 @@ TEST(LiveParts, WhatContradictsItselfIsDropped)
         EXPECT_FALSE(gatherer.Take(Part(row.head, row.bytes))) << row.what;
         EXPECT_EQ(gatherer.HeldBytes(), 0u) << row.what;
     }
+    const PartHead spares[] = {{9, 0, 1, 10}, {9, std::uint16_t(1 + kMostSpares), 1, 10}, {9, 65'535, 1, 10}};
+    for (const PartHead& head : spares)
+        EXPECT_FALSE(gatherer.Take(Part(head, kPartBytes), PartGatherer::What::Spare));
+    EXPECT_FALSE(gatherer.Take(Part({9, 1, 1, 10}, 10), PartGatherer::What::Spare));
     for (std::size_t cut = 0; cut < PartHead::kBytes; ++cut)
         EXPECT_FALSE(gatherer.Take(std::string(cut, '\1')));
     EXPECT_FALSE(gatherer.Take(PartsOfFrame(9, two)[0]));

@@ -28,10 +28,10 @@ Header PostHeader(Channel channel, std::uint64_t number, std::size_t total)
 }
 
 RawClient::RawClient(std::uint16_t port, const std::string& door, std::uint32_t version,
-                     const std::string& from)
+                     const std::string& from, const std::string& to)
 {
     asio::ip::tcp::socket socket(mIo, {asio::ip::make_address(from), 0});
-    socket.connect({asio::ip::address_v4::loopback(), port});
+    socket.connect({asio::ip::make_address(to), port});
     mStream = std::make_unique<TlsStream>(std::move(socket), TlsContext::Client());
     std::exception_ptr failed;
     asio::co_spawn(mIo, mStream->Handshake(), [&](std::exception_ptr error) { failed = error; });
@@ -175,6 +175,16 @@ void RawClient::Fill(steady_clock::time_point until)
             throw NothingCame("in time");
     }
     bytesRead += intake.size() - before;
+}
+
+std::optional<Received> RawClient::Ready()
+{
+    std::string& intake = mReader.Intake();
+    const std::size_t before = intake.size();
+    mStream->TakeReady(intake);
+    bytesRead += intake.size() - before;
+    Received received;
+    return FromBuffer(received) ? std::optional(std::move(received)) : std::nullopt;
 }
 
 bool RawClient::FromBuffer(Received& to)

@@ -32,9 +32,10 @@ Header PostHeader(Channel channel, std::uint64_t number, std::size_t total);
 
 class RawClient {
 public:
-    /// `from`: the loopback address that it comes from.
+    /// `from`: the address that it comes from; `to`: where the service is.
     explicit RawClient(std::uint16_t port, const std::string& door = {},
-                       std::uint32_t version = kProtocolVersion, const std::string& from = "127.0.0.1");
+                       std::uint32_t version = kProtocolVersion, const std::string& from = "127.0.0.1",
+                       const std::string& to = "127.0.0.1");
 
     // Sending.
     void Send(const Header& header, std::string_view body = {});
@@ -58,6 +59,9 @@ public:
     // Receiving. All of these throw NothingCame after ten seconds.
     /// The next frame or whole item, pings answered and left out.
     Received Next();
+    /// The next one if it is there already.
+    std::optional<Received> Ready();
+    int Socket() { return mStream->Tcp().native_handle(); }
     /// The next one of this kind; others before it are kept for later calls.
     Received Wait(Header::MessageCase kind);
     /// Texts of the next `count` text items.
