@@ -159,7 +159,7 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
 /// that was asked for is served without datagrams then, as behind many a firewall.
 void Relay::OpenDatagramDoor()
 {
-    for (int tries = mOptions.port == 0 ? kPortTries : 1; tries > 0; --tries) try {
+    for (int tries = mOptions.port == 0 && mOptions.socket < 0 ? kPortTries : 1; tries > 0; --tries) try {
             const tcp::endpoint at = mAcceptor.local_endpoint();
             sockaddr_storage address{};
             std::memcpy(&address, at.data(), at.size());
