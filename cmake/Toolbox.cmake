@@ -7,6 +7,15 @@ target_include_directories(quorvia_warnings INTERFACE ${CMAKE_SOURCE_DIR}/src)
 if(QUORVIA_SANITIZE)
   add_compile_options(-fsanitize=${QUORVIA_SANITIZE})
   add_link_options(-fsanitize=${QUORVIA_SANITIZE})
+  # GCC 12 warns that its thread sanitizer knows no fences; Asio has them beside what it knows.
+  if(QUORVIA_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-tsan)
+  endif()
+endif()
+
+# A fuzzer finds its way by what it sees of the code that it tries, not of itself alone.
+if(QUORVIA_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 find_program(MOLD mold)

@@ -219,7 +219,7 @@ std::string Relay::Fingerprint() const
     return mTls.Now()->Fingerprint();
 }
 
-void Relay::Start(std::function<void()> whenIdle)
+void Relay::Begin(std::function<void()> whenIdle)
 {
     asio::co_spawn(mIo, Accept(), asio::detached);
     asio::co_spawn(mIo, WatchMemory(), asio::detached);
@@ -228,7 +228,18 @@ void Relay::Start(std::function<void()> whenIdle)
     mAdmin->Start();
     if (mMetrics) mMetrics->Start();
     if (mDatagrams) mDatagrams->Start();
+}
+
+void Relay::Start(std::function<void()> whenIdle)
+{
+    Begin(std::move(whenIdle));
     for (unsigned i = 0; i < Threads(mOptions); ++i) mThreads.emplace_back([this] { mIo.run(); });
+}
+
+asio::io_context& Relay::StartHere()
+{
+    Begin({});
+    return mIo;
 }
 
 asio::awaitable<void> Relay::Accept()

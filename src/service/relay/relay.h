@@ -46,6 +46,8 @@ public:
     /// Serves, on threads of its own. `whenIdle` runs on one of them when a personal service has been
     /// without connections for long enough. Once.
     void Start(std::function<void()> whenIdle = {});
+    /// Instead: everything happens while the caller runs this. There is no Stop then.
+    boost::asio::io_context& StartHere();
     /// Tells everybody that it restarts, waits until they are gone (10 s at most) and ends its threads.
     void Stop();
 
@@ -72,6 +74,7 @@ public:
     std::vector<std::string> Reload();
 
 private:
+    void Begin(std::function<void()> whenIdle);
     boost::asio::awaitable<void> Accept();
     boost::asio::awaitable<void> WatchMemory();
     boost::asio::awaitable<void> WatchIdle(std::function<void()> whenIdle);
