@@ -114,7 +114,7 @@ TEST(Framing, FindsALieBeforeItWaitsForMore)
 
 TEST(Framing, RefusesItemsThatDoNotAddUp)
 {
-    Header more, other;
+    Header more, other, nobody;
     more.mutable_more()->set_lane(LANE_TALK);
     other.mutable_more()->set_lane(LANE_BOARD);
     const Header ten = TextPost(CHANNEL_TALK, 10), none = TextPost(CHANNEL_TALK, 0);
@@ -132,7 +132,7 @@ TEST(Framing, RefusesItemsThatDoNotAddUp)
         {"More of nothing", {{more, "1"}}, false},
         {"More of another lane", {{ten, "12345"}, {other, "67890"}}, false},
         {"two at once", {{ten, "12345"}, {ten, "12345"}}, false},
-        {"no lane", {{Header(), "1"}}, false},
+        {"no lane", {{nobody, "1"}}, false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Tests under sanitizers. What a sanitizer finds fails the test that met it.
+#   sanitized.sh build asan|tsan       the service's and the link's tests; asan: in the fuzzers' build, by the same compiler
+#   sanitized.sh asan|tsan TEST        one of them
+#   sanitized.sh all [CTEST-OPTION]    everything, by the presets asan and tsan (./test --sanitize): an hour or more
+set -eu
+cd "$(dirname "$0")/.."
+export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD}
+export ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+export LSAN_OPTIONS=suppressions=$PWD/fuzz/leaks.supp:print_suppressions=0
+export TSAN_OPTIONS=halt_on_error=0:second_deadlock_stack=1
+
+case ${1:-} in
+build)
+    [ "$2" != asan ] || exec fuzz/run.sh
+    cmake --preset "$2" >/dev/null
+    exec cmake --build --preset "$2-service"
+    ;;
+asan) exec "build/fuzz/bin/$2" --gtest_brief=1 ;;
+tsan) exec "build/tsan/bin/$2" --gtest_brief=1 ;;
+all)
+    shift
+    code=0
+    for preset in asan tsan; do
+        cmake --preset "$preset" >/dev/null
+        cmake --build --preset "$preset"
+        ctest --preset "$preset" --no-tests=error -j "$(nproc)" "$@" || code=$?
+    done
+    exit "$code"
+    ;;
+*)
+    sed -n '2,5s/^# *//p' "$0" >&2
+    exit 2
+    ;;
+esac
