@@ -106,16 +106,19 @@ struct Room {
                               {u"type"_s, type},
                               {u"quality"_s, 65}}));
     }
-    /// All in turn, `pace` behind each other; comes back when the service has everything.
+    /// All in turn, `pace` behind each other; comes back when the service has everything. The trace is read
+    /// meanwhile: a window whose trace nobody takes waits.
     void Flood(const QStringList& texts, std::chrono::microseconds pace)
     {
         auto due = Clock::now();
         for (qsizetype i = 0; i < texts.size(); ++i) {
             std::this_thread::sleep_until(due += pace);
             Say(*strangers[std::size_t(i % kStrangers)], texts[i]);
+            ann.Lines();
         }
         for (const auto& stranger : strangers)
-            while (stranger->Ask(Do("stats"))[u"outbox"_s].toInt() > 0) std::this_thread::sleep_for(10ms);
+            for (; stranger->Ask(Do("stats"))[u"outbox"_s].toInt() > 0; std::this_thread::sleep_for(10ms))
+                ann.Lines();
     }
 
     // --- what is seen ---
@@ -304,6 +307,7 @@ void FloodWithPictures(Room& room, Outcome& outcome, const QStringList& hostile,
         if (rate) std::this_thread::sleep_until(due += 1'000'000us / rate);
         Room::Show(*room.strangers[std::size_t(i % kStrangers)], hostile[i % hostile.size()], 5, i / 9 % 3);
         most = std::max(most, room.Resident());
+        room.ann.Lines();
     }
     over = true;
     other.join();
