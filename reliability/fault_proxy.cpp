@@ -90,7 +90,8 @@ void FaultProxy::CutAfter(std::size_t bytes, Way way, End how)
 void FaultProxy::CutIn(std::size_t bytes, Way way, End how)
 {
     OnThread([&] {
-        if (const auto newest = Newest()) newest->fate = {bytes, way, how};
+        for (const auto& pair : mPairs)
+            if (const auto there = pair.lock()) there->fate = {bytes, way, how};
     });
 }
 
@@ -114,6 +115,13 @@ std::uint64_t FaultProxy::Connections()
     std::uint64_t count = 0;
     OnThread([&] { count = mConnections; });
     return count;
+}
+
+std::uint64_t FaultProxy::Cuts()
+{
+    std::uint64_t cuts = 0;
+    OnThread([&] { cuts = mCuts; });
+    return cuts;
 }
 
 void FaultProxy::SilenceOne(std::optional<std::size_t> behind)
@@ -192,6 +200,7 @@ asio::awaitable<void> FaultProxy::Accept()
         pair->fate = std::exchange(mNext, {});
         pair->records = mRecords;
         boost::system::error_code ignored;
+        for (Socket* end : {&pair->client, &pair->relay}) end->set_option(tcp::no_delay(true), ignored);
         const asio::socket_base::receive_buffer_size narrow(kNarrowBuffer);
         const asio::socket_base::send_buffer_size narrowOut(kNarrowBuffer);
         for (const Way way : {Way::Up, Way::Down}) {
@@ -246,7 +255,10 @@ asio::awaitable<void> FaultProxy::Carry(std::shared_ptr<Pair> pair, Way way)
         auto [lost, written] = co_await asio::async_write(to, asio::buffer(buffer.data(), goes), kTuple);
         road.carried += written;
         if (lost) break;
-        if (cut) co_return pair->Close(pair->fate.how);
+        if (cut) {
+            ++mCuts;
+            co_return pair->Close(pair->fate.how);
+        }
         if (road.bytesPerSecond == 0) continue;
         // Paced by due times: what one timer oversleeps the next one makes good.
         const auto now = std::chrono::steady_clock::now();

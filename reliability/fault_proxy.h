@@ -33,7 +33,7 @@ public:
     void Cut(End how = End::Reset);
     /// The next connection ends behind so many bytes of that way; 0: it does not.
     void CutAfter(std::size_t bytes, Way way = Way::Up, End how = End::Reset);
-    /// The newest connection ends behind so many further bytes of that way.
+    /// The connections that stand end behind so many further bytes of that way, each.
     void CutIn(std::size_t bytes, Way way, End how = End::Reset);
     /// Refuses new connections, too.
     void Block(bool blocked);
@@ -44,6 +44,8 @@ public:
     void Silence(std::optional<std::size_t> behind);
     /// The next connection only.
     void SilenceOne(std::optional<std::size_t> behind);
+    /// How many were ended by CutAfter and CutIn.
+    std::uint64_t Cuts();
     /// Made so far.
     std::uint64_t Connections();
     /// What is sent waits until this is over.
@@ -88,7 +90,7 @@ private:
     std::uint16_t mPort, mTarget;
     bool mBlocked = false, mBlackHole = false, mRecords = false;
     std::optional<std::size_t> mSilence, mSilenceOne;
-    std::uint64_t mConnections = 0;
+    std::uint64_t mConnections = 0, mCuts = 0;
     Fate mNext;  // of the next connection
     std::array<Road, 2> mRoads;
     std::list<std::weak_ptr<Pair>> mPairs;

@@ -55,7 +55,9 @@ public:
     std::vector<quint64> linesLost;
     QStringList log;
     QString service;
-    Protocol protocol = Protocol::Tcp;  // from the next login on
+    Protocol protocol = usual;
+    QString proxy = QStringLiteral("direct");      // for HTTP
+    static inline Protocol usual = Protocol::Tcp;  // of those that are made from then on
     std::map<QString, QString> pins;
     std::atomic<std::chrono::milliseconds> slept{};  // this computer, so far
     int questions = 0;
@@ -82,7 +84,10 @@ private:
     void WhenOpen(std::function<void()> drain) override { mDrain = std::move(drain); }
     bool Ask(const QString& name, const QString& fingerprint) override;
     QString DefaultConfig() override { return {}; }
-    ServiceChoice Read(const QString&) override { return {service, protocol, std::chrono::seconds(1)}; }
+    ServiceChoice Read(const QString&) override
+    {
+        return {service, protocol, std::chrono::seconds(1), proxy};
+    }
     std::optional<QString> PinnedKey(const QString& name) override;
     void PinKey(const QString& name, const QString& fingerprint) override { pins[name] = fingerprint; }
 

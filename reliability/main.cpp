@@ -4,9 +4,11 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <iostream>
+#include <map>
 
 #include "reliability/daemon.h"
 #include "reliability/goal.h"
+#include "reliability/linked_attendee.h"
 #include "reliability/saver.h"
 
 namespace {
@@ -16,9 +18,9 @@ using namespace reliability;
 std::vector<Goal> AllGoals()
 {
     std::vector<Goal> all;
-    for (auto part : {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(),
-                      StrangerGoals(), TrustGoals(), WireGoals(), MailGoals(), StartGoals(), ModelGoals(),
-                      WindowGoals(), SettingsGoals()})
+    for (auto part :
+         {CutGoals(), SlowGoals(), KillGoals(), SizeGoals(), MachineGoals(), TokenGoals(), StrangerGoals(),
+          TrustGoals(), WireGoals(), MailGoals(), StartGoals(), ModelGoals(), WindowGoals(), SettingsGoals()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }
@@ -62,6 +64,9 @@ int main(int argc, char** argv)
     app.add_flag("--short", brief, "the short forms");
     app.add_option("--seed", seed, "for the same random choices once more");
     app.add_option("GOAL", names, "R1, R2, ...; none: all of them");
+    app.add_option("--protocol", LinkedAttendee::usual, "how clients come: tcp, http or udp (default tcp)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, Protocol>{
+            {"tcp", Protocol::Tcp}, {"http", Protocol::Http}, {"udp", Protocol::Udp}}));
     std::string saveFolder;
     int generation = 1;
     auto* const saver = app.add_option("--saver", saveFolder)->group("");  // what R9 kills

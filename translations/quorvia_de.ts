@@ -1546,10 +1546,6 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>Fenster verschieben; beim Beenden über das Menü merkt es sich seinen Platz</translation>
     </message>
     <message>
-        <source>kept for other clients; Quorvia&apos;s own connection never polls</source>
-        <translation>für andere Programme aufgehoben; die Verbindung von Quorvia fragt nie nach</translation>
-    </message>
-    <message>
         <source>Chat</source>
         <translation>Chat</translation>
     </message>
@@ -1728,6 +1724,26 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
     <message>
         <source>Menus, captions and messages that every Quorvia has are English unless you choose a language here; everything else follows this computer. It belongs to no configuration.</source>
         <translation>Menüs, Beschriftungen und Meldungen, die jedes Quorvia hat, sind englisch, solange Sie hier keine Sprache wählen; alles andere richtet sich nach diesem Computer. Dies gehört zu keiner Konfiguration.</translation>
+    </message>
+    <message>
+        <source>HTTP &amp;polling, every:</source>
+        <translation>HTTP-Ab&amp;frage, alle:</translation>
+    </message>
+    <message>
+        <source>With the protocol HTTP the service holds a question for so long when it has nothing to tell; what comes is told at once all the same. From the next login on.</source>
+        <translation>Mit dem Protokoll HTTP hält der Dienst eine Frage so lange zurück, wenn er nichts zu sagen hat; was kommt, wird trotzdem sofort gemeldet. Ab der nächsten Anmeldung.</translation>
+    </message>
+    <message>
+        <source> seconds</source>
+        <translation> Sekunden</translation>
+    </message>
+    <message>
+        <source>HTTP pro&amp;xy:</source>
+        <translation>HTTP-Pro&amp;xy:</translation>
+    </message>
+    <message>
+        <source>What the protocol HTTP goes through, as http://HOST:PORT, with NAME:PASSWORD@ before the host where it asks for them. Empty: what HTTPS_PROXY in this computer&apos;s environment says. &quot;direct&quot;: nothing. From the next login on.</source>
+        <translation>Wodurch das Protokoll HTTP geht, als http://HOST:PORT, mit NAME:PASSWORT@ vor dem Rechner, wo er danach fragt. Leer: was HTTPS_PROXY in der Umgebung dieses Computers sagt. „direct“: nichts. Ab der nächsten Anmeldung.</translation>
     </message>
 </context>
 <context>
@@ -1974,6 +1990,42 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
     <message>
         <source>The service %1 cannot be reached: %2. Check its address and your network, then try again.</source>
         <translation>Der Dienst %1 ist nicht zu erreichen: %2. Prüfen Sie seine Adresse und Ihr Netz und versuchen Sie es dann erneut.</translation>
+    </message>
+    <message>
+        <source>The service %1 cannot be reached: %2. Check its address and your network, then try again. Where a network lets only web traffic out, &quot;HTTP&quot; among the advanced options may get through.</source>
+        <translation>Der Dienst %1 ist nicht zu erreichen: %2. Prüfen Sie seine Adresse und Ihr Netz und versuchen Sie es dann erneut. Wo ein Netz nur Webzugriffe hinauslässt, kommt vielleicht „HTTP“ unter den erweiterten Optionen durch.</translation>
+    </message>
+    <message>
+        <source>The service %1 cannot be reached through the proxy %2: %3. Check both addresses and your network, then try again.</source>
+        <translation>Der Dienst %1 ist über den Proxy %2 nicht zu erreichen: %3. Prüfen Sie beide Adressen und Ihr Netz und versuchen Sie es dann erneut.</translation>
+    </message>
+    <message>
+        <source>The proxy cannot be understood: it is written as http://HOST:PORT, with NAME:PASSWORD@ before the host where it asks for them.</source>
+        <translation>Der Proxy ist nicht zu verstehen: Er wird als http://HOST:PORT geschrieben, mit NAME:PASSWORT@ vor dem Rechner, wo er danach fragt.</translation>
+    </message>
+    <message>
+        <source>the service does not know this connection any more</source>
+        <translation>der Dienst kennt diese Verbindung nicht mehr</translation>
+    </message>
+    <message>
+        <source>the service has too many connections from here that have not logged in</source>
+        <translation>der Dienst hat von hier zu viele Verbindungen ohne Anmeldung</translation>
+    </message>
+    <message>
+        <source>it answers with HTTP status %1</source>
+        <translation>er antwortet mit dem HTTP-Status %1</translation>
+    </message>
+    <message>
+        <source>no messaging service answers</source>
+        <translation>dort antwortet kein Nachrichtendienst</translation>
+    </message>
+    <message>
+        <source>the proxy asks for a name and a password, or does not take those given</source>
+        <translation>der Proxy fragt nach Namen und Passwort oder nimmt die angegebenen nicht an</translation>
+    </message>
+    <message>
+        <source>the proxy answers with HTTP status %1</source>
+        <translation>der Proxy antwortet mit dem HTTP-Status %1</translation>
     </message>
     <message>
         <source>The service of this computer cannot be used: %1. Name another one under &quot;Service:&quot;, or try again.</source>

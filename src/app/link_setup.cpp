@@ -23,6 +23,7 @@ ServiceChoice StoreServiceSettings::Read(const QString& configName)
         choice.protocol = Protocol::Tcp;
     const double interval = NumberSetting(mState, keys::kHttpPollingInterval);
     choice.pollingInterval = std::chrono::seconds(int(std::clamp(interval, 1.0, 3600.0)));
+    choice.proxy = Trim(GetSetting(mState, keys::kHttpProxy));
     return choice;
 }
 

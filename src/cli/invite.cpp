@@ -21,7 +21,7 @@ constexpr char kOwnService[] =
 ServiceFace FaceOf(const ServiceOptions& options)
 {
     Loop loop;
-    OptionSettings settings(QString::fromStdString(options.service), options.Trusted());
+    OptionSettings settings(options.Choice(), options.Trusted());
     OpenGate gate;
     TerminalTrust trust;
     const auto service = MakeLinkMessenger(

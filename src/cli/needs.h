@@ -7,17 +7,17 @@
 
 class OptionSettings final : public ServiceSettings {
 public:
-    OptionSettings(QString service, std::optional<QString> trusted)
-        : mService(std::move(service)), mTrusted(std::move(trusted))
+    OptionSettings(ServiceChoice choice, std::optional<QString> trusted)
+        : mChoice(std::move(choice)), mTrusted(std::move(trusted))
     {
     }
     QString DefaultConfig() override { return {}; }
-    ServiceChoice Read(const QString&) override { return {mService, Protocol::Tcp, std::chrono::seconds(1)}; }
+    ServiceChoice Read(const QString&) override { return mChoice; }
     std::optional<QString> PinnedKey(const QString&) override { return mTrusted; }
     void PinKey(const QString&, const QString& fingerprint) override { mTrusted = fingerprint; }
 
 private:
-    QString mService;                 // "": the personal service
+    ServiceChoice mChoice;            // its service "": the personal one
     std::optional<QString> mTrusted;  // for this run only
 };
 

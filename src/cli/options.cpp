@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -14,6 +15,8 @@
 namespace {
 
 constexpr std::size_t kSecretFileBytes = 64 * 1024;
+const std::map<std::string, Protocol> kProtocols = {
+    {"tcp", Protocol::Tcp}, {"http", Protocol::Http}, {"udp", Protocol::Udp}};
 
 /// No echo while it lives.
 class Hidden {
@@ -41,6 +44,12 @@ void AddServiceOptions(CLI::App& command, ServiceOptions& options)
         .add_option("--service", options.service,
                     "where the service is (default: this computer's own, started when it is not running)")
         ->type_name("HOST[:PORT]");
+    command
+        .add_option("--protocol", options.protocol,
+                    "tcp, http (where only web traffic gets out; HTTPS_PROXY and NO_PROXY hold), or udp "
+                    "(default tcp)")
+        ->type_name("PROTOCOL")
+        ->transform(CLI::CheckedTransformer(kProtocols).description(""));
     command.add_option("--trust", options.trust, "key of the service, as it prints it at its start")
         ->type_name("SHA256");
 }
@@ -52,6 +61,11 @@ void AddAccountOptions(CLI::App& command, AccountOptions& options)
         .add_option("--password-file", options.passwordFile,
                     "file whose first line is the password (default: asked for)")
         ->type_name("FILE");
+}
+
+ServiceChoice ServiceOptions::Choice() const
+{
+    return {QString::fromStdString(service), protocol, std::chrono::seconds(1)};
 }
 
 std::optional<QString> ServiceOptions::Trusted() const

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "contract/link_needs.h"
 #include "files/careful_file.h"
 
 namespace CLI {
@@ -14,7 +15,9 @@ class App;
 struct ServiceOptions {
     std::string service;  // HOST[:PORT]; "" = the personal service
     std::string trust;    // as typed
+    Protocol protocol = Protocol::Tcp;
 
+    ServiceChoice Choice() const;
     /// "sha256:" and 64 lower-case digits. Throws std::runtime_error for anything else; none: not given.
     std::optional<QString> Trusted() const;
 };

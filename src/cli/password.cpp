@@ -20,7 +20,7 @@ int ChangeOwnPassword(const PasswordOptions& options)
     if (!SurvivesCodePage(wish))
         throw std::runtime_error("the new password has characters outside Windows-1252");
     Loop loop;
-    OptionSettings settings(QString::fromStdString(options.service.service), options.service.Trusted());
+    OptionSettings settings(options.service.Choice(), options.service.Trusted());
     OpenGate gate;
     TerminalTrust trust;
     const auto service = MakeLinkMessenger(

@@ -69,7 +69,7 @@ PeopleOptions AsInvited(PeopleOptions options)
 class Visit {
 public:
     explicit Visit(const PeopleOptions& options)
-        : mSettings(QString::fromStdString(options.service.service), options.service.Trusted()),
+        : mSettings(options.service.Choice(), options.service.Trusted()),
           service(MakeLinkMessenger(LinkNeeds{mSettings, mGate, loop, mTrust, loop, LogToStandardError,
                                               ProgramName(), ZephyldPath()}))
     {

@@ -25,7 +25,7 @@ int Run(const RunOptions& options)
         throw std::runtime_error("cannot make " + options.saveFolder);
 
     Loop loop;
-    OptionSettings settings(QString::fromStdString(options.service.service), options.service.Trusted());
+    OptionSettings settings(options.service.Choice(), options.service.Trusted());
     OpenGate gate;
     TerminalTrust trust;
     const auto service = MakeLinkMessenger(

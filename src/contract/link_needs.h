@@ -15,7 +15,8 @@ enum class Protocol { Udp, Tcp, Http };
 struct ServiceChoice {
     QString service;  // HOST[:PORT]; "" = the personal service on this computer
     Protocol protocol = Protocol::Udp;
-    std::chrono::seconds pollingInterval{1};
+    std::chrono::seconds pollingInterval{1};  // HTTP: how long an empty answer is waited for
+    QString proxy = {};                       // HTTP: as the user wrote it; "": what the environment says
 };
 
 class ServiceSettings {

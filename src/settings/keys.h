@@ -41,6 +41,7 @@ inline constexpr FlagKey kJoinMeetingDefault{{"Data", "Join Meeting Default", "0
 inline constexpr FlagKey kUseHttp{{"Data", "Use HTTP", "0"}, FlagRule::One};
 inline constexpr FlagKey kUseTcpPort{{"Data", "Use TCP Port", "0"}, FlagRule::One};
 inline constexpr SettingKey kHttpPollingInterval{"Data", "HTTP Polling Interval", nullptr};
+inline constexpr SettingKey kHttpProxy{"Data", "HTTP Proxy", ""};  // "": what the environment says
 inline constexpr SettingKey kServiceAddress{"Data", "Service Address", nullptr};
 
 // encryption
@@ -107,6 +108,7 @@ inline constexpr const SettingKey* kAll[] = {
     &kUseHttp,
     &kUseTcpPort,
     &kHttpPollingInterval,
+    &kHttpProxy,
     &kServiceAddress,
     &kLocalEncryptionKey,
     &kEncryptMessages,

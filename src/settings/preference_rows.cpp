@@ -227,6 +227,30 @@ constexpr PreferenceRow kRows[] = {
      Acts::AtNextStart,
      {},
      kLanguages},
+    {&keys::kHttpPollingInterval,
+     Page::Meeting,
+     Kind::Number,
+     QT_TRANSLATE_NOOP("Preferences", "HTTP &polling, every:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "With the protocol HTTP the service holds a question for so long when it has nothing to "
+         "tell; what comes is told at once all the same. From the next login on."),
+     Acts::ReadAnew,
+     {1, 10, Part::Leading, Outside::Nearest, Outside::Nearest, 0,
+      QT_TRANSLATE_NOOP("Preferences", " seconds")}},
+    {&keys::kHttpProxy,
+     Page::Meeting,
+     Kind::Text,
+     QT_TRANSLATE_NOOP("Preferences", "HTTP pro&xy:"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "What the protocol HTTP goes through, as http://HOST:PORT, with NAME:PASSWORD@ before the "
+         "host where it asks for them. Empty: what HTTPS_PROXY in this computer's environment says. "
+         "\"direct\": nothing. From the next login on."),
+     Acts::ReadAnew,
+     {},
+     {},
+     1000},
 
     // --- Configurations
     {&keys::kDefaultConfig, Page::Configurations, Kind::Configuration,
@@ -244,22 +268,13 @@ constexpr char kPlacement[] =
     QT_TRANSLATE_NOOP("Preferences", "move the window; \"Exit\" remembers where it is");
 
 constexpr SetElsewhere kElsewhere[] = {
-    {&keys::kHandle, kInLogin},
-    {&keys::kPassword, kInLogin},
-    {&keys::kHostname, kInLogin},
-    {&keys::kJoinMeetingDefault, kInLogin},
-    {&keys::kUseHttp, kInLogin},
-    {&keys::kUseTcpPort, kInLogin},
-    {&keys::kHttpPollingInterval,
-     QT_TRANSLATE_NOOP("Preferences", "kept for other clients; Quorvia's own connection never polls")},
-    {&keys::kServiceAddress, kInLogin},
-    {&keys::kVideoWidth, kBelowPreview},
-    {&keys::kVideoHeight, kBelowPreview},
-    {&keys::kFrameRate, kSliders},
-    {&keys::kImageQuality, kSliders},
-    {&keys::kXPos, kPlacement},
-    {&keys::kYPos, kPlacement},
-    {&keys::kWidth, kPlacement},
+    {&keys::kHandle, kInLogin},           {&keys::kPassword, kInLogin},
+    {&keys::kHostname, kInLogin},         {&keys::kJoinMeetingDefault, kInLogin},
+    {&keys::kUseHttp, kInLogin},          {&keys::kUseTcpPort, kInLogin},
+    {&keys::kServiceAddress, kInLogin},   {&keys::kVideoWidth, kBelowPreview},
+    {&keys::kVideoHeight, kBelowPreview}, {&keys::kFrameRate, kSliders},
+    {&keys::kImageQuality, kSliders},     {&keys::kXPos, kPlacement},
+    {&keys::kYPos, kPlacement},           {&keys::kWidth, kPlacement},
     {&keys::kHeight, kPlacement},
 };
 

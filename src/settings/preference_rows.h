@@ -17,6 +17,7 @@ enum class RowKind {
     Choice,
     Device,  // "", "pattern" or "file:" and a path
     Folder,
+    Text,
     FontFamily,
     Colour,         // a number: index into the palette
     LineWidth,      // a number: index into the line widths
@@ -53,7 +54,7 @@ struct PreferenceRow {
     Acts acts = Acts::ReadAnew;
     NumberRule number = {};
     std::span<const RowChoice> choices = {};
-    int longest = 0;  // of a Secret, in characters
+    int longest = 0;  // of a Secret or a Text, in characters
 };
 
 /// In the order of the pages.

@@ -91,6 +91,7 @@ ReadRow InEffect(const PreferenceRow& row, const QString& stored)
         case RowKind::Choice: return ChoiceInEffect(row, stored);
         case RowKind::Device: return {stored, !IsDevice(stored)};
         case RowKind::Secret:
+        case RowKind::Text:
         case RowKind::Folder:
         case RowKind::FontFamily:
         case RowKind::Configuration: break;
@@ -100,7 +101,8 @@ ReadRow InEffect(const PreferenceRow& row, const QString& stored)
 
 QString DefaultOf(const PreferenceRow& row)
 {
-    return QString::fromLatin1(row.key->fallback ? row.key->fallback : "");
+    if (row.key->fallback) return QString::fromLatin1(row.key->fallback);
+    return row.kind == RowKind::Number ? NumberText(row, row.number.lowest) : QString();
 }
 
 QString FlagText(const PreferenceRow& row, bool on)

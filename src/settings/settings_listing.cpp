@@ -20,7 +20,8 @@ bool Same(const QString& a, const QString& b)
 bool IsSecret(const QString& name)
 {
     return Same(name, QLatin1String(keys::kPassword.key)) ||
-           Same(name, QLatin1String(keys::kLocalEncryptionKey.key));
+           Same(name, QLatin1String(keys::kLocalEncryptionKey.key)) ||
+           Same(name, QLatin1String(keys::kHttpProxy.key));
 }
 
 QString Shown(const QString& name, const QString& text)

@@ -37,7 +37,26 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "everyone"),
     // why a service was not reached, or is no more
     QT_TRANSLATE_NOOP(
+        "Said",
+        "The service %1 cannot be reached: %2. Check its address and your network, then try again. "
+        "Where a network lets only web traffic out, \"HTTP\" among the advanced options may get "
+        "through."),
+    QT_TRANSLATE_NOOP(
         "Said", "The service %1 cannot be reached: %2. Check its address and your network, then try again."),
+    QT_TRANSLATE_NOOP(
+        "Said",
+        "The service %1 cannot be reached through the proxy %2: %3. Check both addresses and your "
+        "network, then try again."),
+    QT_TRANSLATE_NOOP(
+        "Said",
+        "The proxy cannot be understood: it is written as http://HOST:PORT, with NAME:PASSWORD@ "
+        "before the host where it asks for them."),
+    QT_TRANSLATE_NOOP("Said", "the service does not know this connection any more"),
+    QT_TRANSLATE_NOOP("Said", "the service has too many connections from here that have not logged in"),
+    QT_TRANSLATE_NOOP("Said", "it answers with HTTP status %1"),
+    QT_TRANSLATE_NOOP("Said", "no messaging service answers"),
+    QT_TRANSLATE_NOOP("Said", "the proxy asks for a name and a password, or does not take those given"),
+    QT_TRANSLATE_NOOP("Said", "the proxy answers with HTTP status %1"),
     QT_TRANSLATE_NOOP("Said",
                       "The service of this computer cannot be used: %1. Name another one under \"Service:\", "
                       "or try again."),

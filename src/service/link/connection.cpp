@@ -30,31 +30,29 @@ std::string ProblemText(const std::exception& problem)
     return text.empty() ? "no answer" : text;
 }
 
-Connection::Connection(const Executor& executor, std::shared_ptr<const TlsContext> context,
-                       const std::string& host)
-    : mStream(TlsStream::Socket(executor), std::move(context), host),
-      mWake(executor, SteadyClock::time_point::max()),
-      mPing(executor),
-      mRead(executor, SteadyClock::time_point::max())
+Connection::Connection(std::unique_ptr<ServiceRoad> road)
+    : mRoad(std::move(road)),
+      mWake(mRoad->GetExecutor(), SteadyClock::time_point::max()),
+      mPing(mRoad->GetExecutor()),
+      mRead(mRoad->GetExecutor(), SteadyClock::time_point::max())
 {
 }
 
 Connection::Executor Connection::GetExecutor()
 {
-    return mStream.Tcp().get_executor();
+    return mRoad->GetExecutor();
 }
 
 asio::awaitable<void> Connection::Connect(tcp::endpoint address)
 {
-    co_await mStream.Tcp().async_connect(address, asio::use_awaitable);
-    mStream.Tcp().non_blocking(true);
-    PrepareSocket(mStream.Tcp());
+    mRemote = address;
+    return mRoad->Connect(address);
 }
 
 asio::awaitable<void> Connection::Handshake()
 {
-    co_await mStream.Handshake();
-    mPeer = mStream.Peer();
+    co_await mRoad->Handshake();
+    mPeer = mRoad->Peer();
 }
 
 void Connection::Run(ConnectionOwner& owner)
@@ -89,7 +87,7 @@ void Connection::Close()
     mWake.cancel();
     mPing.cancel();
     mRead.cancel();
-    mStream.Close();
+    mRoad->Close();
 }
 
 void Connection::Lost(const std::string& reason)
@@ -114,7 +112,7 @@ asio::awaitable<void> Connection::ReadLoop()
                 continue;
             }
             bytes.clear();
-            co_await mStream.Read(bytes);
+            co_await mRoad->Read(bytes);
             mHeard = SteadyClock::now();
             mTraffic.bytesIn += bytes.size();
             reader.Feed(bytes);
@@ -154,7 +152,7 @@ asio::awaitable<void> Connection::WriteLoop()
                 continue;
             }
             mWriting = SteadyClock::now();
-            co_await mStream.Write(batch);
+            co_await mRoad->Write(batch);
             mWriting.reset();
             mTraffic.bytesOut += batch.size();
         }

@@ -1,10 +1,8 @@
 #pragma once
-// One TLS connection to the service: frames in, batches out, pings, silence. Knows nothing of meetings.
+// One connection to the service: frames in, batches out, pings, silence. Knows nothing of meetings.
 // Network thread only.
 
-#include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/awaitable.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
@@ -12,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "service/net/tls_stream.h"
+#include "service/link/service_road.h"
 #include "service/wire/framing.h"
 
 namespace zephyl::link {
@@ -42,19 +40,17 @@ struct Traffic {
 
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    using Executor = boost::asio::any_io_executor;
+    using Executor = ServiceRoad::Executor;
 
-    /// `host`: the name or address that was asked for.
-    Connection(const Executor& executor, std::shared_ptr<const TlsContext> context, const std::string& host);
+    explicit Connection(std::unique_ptr<ServiceRoad> road);
 
-    /// The two steps of opening, without a bound of their own: Close ends them. Nothing of ours has been sent
-    /// behind them. They throw what the socket and TLS throw.
+    /// The two steps of opening, as the road has them.
     boost::asio::awaitable<void> Connect(boost::asio::ip::tcp::endpoint address);
     boost::asio::awaitable<void> Handshake();
 
     const TlsPeer& Peer() const { return mPeer; }
-    /// Where it goes; throws when it is closed.
-    boost::asio::ip::tcp::endpoint Remote() { return mStream.Tcp().remote_endpoint(); }
+    /// Where it goes: the service, or the proxy on the way.
+    const boost::asio::ip::tcp::endpoint& Remote() const { return mRemote; }
     Executor GetExecutor();
     /// Begins to read and write. The owner stays until Close, OnLost or HandTo.
     void Run(ConnectionOwner& owner);
@@ -82,7 +78,8 @@ private:
     void SendPing();
     void Lost(const std::string& reason);
 
-    TlsStream mStream;
+    const std::unique_ptr<ServiceRoad> mRoad;
+    boost::asio::ip::tcp::endpoint mRemote;
     TlsPeer mPeer;
     ConnectionOwner* mOwner = nullptr;   // null: closed
     std::string mUrgent;                 // framed

@@ -23,7 +23,8 @@ constexpr std::size_t kLoginBytes = 2048;  // fits into one header
 /// What its pin is kept by; "" for the personal service.
 QString NameOf(const Target& target)
 {
-    return target.personal ? QString() : QString::fromStdString(ServiceName({target.host, target.port}));
+    return target.personal ? QString()
+                           : QString::fromStdString(ServiceName({target.to.host, target.to.port}));
 }
 
 std::chrono::milliseconds Remaining(Deadline deadline)
@@ -93,6 +94,11 @@ Target LinkMessenger::ReadTarget() const
     const ServiceChoice choice = mNeeds.settings.Read(mConfig);
     Target target = TargetOf(mTypedAddress.value_or(choice.service));
     target.datagrams = choice.protocol == Protocol::Udp;
+    Destination& to = target.to;
+    to.protocol = choice.protocol;
+    to.poll = choice.pollingInterval;
+    if (to.protocol == Protocol::Http && !target.personal)
+        to.proxy = ProxyFor(choice.proxy.toStdString(), to.host, to.port, TheEnvironment());
     return target;
 }
 
@@ -105,7 +111,7 @@ Target LinkMessenger::TargetOf(const QString& typed) const
         Fail(English("\"%1\" is not the address of a service: that is HOST or HOST:PORT, or nothing for this "
                      "computer.")
                  .arg(service));
-    return Target{.name = service.toStdString(), .host = address->host, .port = address->port};
+    return Target{.name = service.toStdString(), .to = {.host = address->host, .port = address->port}};
 }
 
 /// A connection that stands; nothing of ours has been sent. Throws.
@@ -122,8 +128,20 @@ ConnectOutcome LinkMessenger::Reach(const std::shared_ptr<Session>& session, con
                  "The service of this computer cannot be used: %1. Name another one under \"Service:\", or "
                  "try again.")
                  .arg(problem));
+    const QString name = QString::fromStdString(target.name);
+    if (const auto& proxy = target.to.proxy)
+        Fail(English(
+                 "The service %1 cannot be reached through the proxy %2: %3. Check both addresses and your "
+                 "network, then try again.")
+                 .arg(name, QString::fromStdString(proxy->host), problem));
+    if (outcome && !outcome->met && target.to.protocol != Protocol::Http)
+        Fail(English(
+                 "The service %1 cannot be reached: %2. Check its address and your network, then try again. "
+                 "Where a network lets only web traffic out, \"HTTP\" among the advanced options may get "
+                 "through.")
+                 .arg(name, problem));
     Fail(English("The service %1 cannot be reached: %2. Check its address and your network, then try again.")
-             .arg(QString::fromStdString(target.name), problem));
+             .arg(name, problem));
 }
 
 /// A session whose connection stands and is trusted; nothing of ours has been sent. Throws.

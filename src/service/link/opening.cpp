@@ -8,6 +8,8 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <vector>
 
+#include "service/link/make_road.h"
+
 namespace zephyl::link {
 
 namespace asio = boost::asio;
@@ -43,6 +45,7 @@ struct Race {
     std::shared_ptr<Connection> winner;
     std::exception_ptr problem;
     asio::steady_timer news;
+    bool met = false;  // somebody took a connection
 
     void Leave(const std::shared_ptr<Connection>& one)
     {
@@ -74,6 +77,7 @@ asio::awaitable<void> Run(std::shared_ptr<Race> race, std::shared_ptr<Connection
     try {
         co_await Bounded(connection, times.connect, "nobody answers there",
                          [&] { return connection->Connect(address); });
+        race->met = true;
         co_await Bounded(connection, times.handshake, "it does not answer the TLS handshake",
                          [&] { return connection->Handshake(); });
         if (!race->winner) race->winner = connection;
@@ -83,11 +87,19 @@ asio::awaitable<void> Run(std::shared_ptr<Race> race, std::shared_ptr<Connection
     race->Leave(connection);
 }
 
+[[noreturn]] void Unmet(const std::exception_ptr& problem)
+{
+    try {
+        std::rethrow_exception(problem);
+    } catch (const std::exception& e) {
+        throw NobodyThere(ProblemText(e));
+    }
+}
+
 }  // namespace
 
 asio::awaitable<std::shared_ptr<Connection>> OpenAny(std::shared_ptr<const TlsContext> context,
-                                                     std::string host, Endpoints addresses,
-                                                     OpeningTimes times)
+                                                     Destination to, Endpoints addresses, OpeningTimes times)
 {
     const auto executor = co_await asio::this_coro::executor;
     const auto race = std::make_shared<Race>(executor);
@@ -99,7 +111,7 @@ asio::awaitable<std::shared_ptr<Connection>> OpenAny(std::shared_ptr<const TlsCo
     while (!race->winner && (begun < count || !race->running.empty())) {
         const bool due = race->running.empty() || SteadyClock::now() >= next;
         if (begun < count && due) {
-            auto connection = std::make_shared<Connection>(executor, context, host);
+            auto connection = std::make_shared<Connection>(MakeRoad(executor, context, to));
             race->running.push_back(connection);
             next = SteadyClock::now() + times.nextAddress;
             asio::co_spawn(executor, Run(race, std::move(connection), addresses[begun++], times),
@@ -110,17 +122,19 @@ asio::awaitable<std::shared_ptr<Connection>> OpenAny(std::shared_ptr<const TlsCo
             co_await race->news.async_wait(asio::as_tuple(asio::use_awaitable));
     }
     if (race->winner) co_return race->winner;
-    if (race->problem) std::rethrow_exception(race->problem);
+    if (race->problem && race->met) std::rethrow_exception(race->problem);
+    if (race->problem) Unmet(race->problem);
     throw std::runtime_error("it has no address");
 }
 
 asio::awaitable<std::shared_ptr<Connection>> Open(Resolver& resolver,
-                                                  std::shared_ptr<const TlsContext> context, std::string host,
-                                                  std::uint16_t port)
+                                                  std::shared_ptr<const TlsContext> context, Destination to)
 {
     const OpeningTimes times;
+    const std::string host = to.proxy ? to.proxy->host : to.host;
+    const std::uint16_t port = to.proxy ? to.proxy->port : to.port;
     Endpoints addresses = co_await resolver.Find(host, port, times.resolve);
-    co_return co_await OpenAny(std::move(context), std::move(host), std::move(addresses), times);
+    co_return co_await OpenAny(std::move(context), std::move(to), std::move(addresses), times);
 }
 
 }  // namespace zephyl::link

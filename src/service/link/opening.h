@@ -3,6 +3,7 @@
 // addresses are tried beside each other. Network thread.
 
 #include "service/link/connection.h"
+#include "service/link/destination.h"
 #include "service/link/resolver.h"
 
 namespace zephyl::link {
@@ -13,14 +14,19 @@ struct OpeningTimes {
 };
 
 /// The connection to the first of these addresses that shakes hands. The next one is tried when those before
-/// have failed or were silent for a while. `host`: the name or address that was asked for. Throws what the
-/// last one failed of.
+/// have failed or were silent for a while. Throws what the last one failed of: NobodyThere where no address
+/// took a connection.
 boost::asio::awaitable<std::shared_ptr<Connection>> OpenAny(std::shared_ptr<const TlsContext> context,
-                                                            std::string host, Endpoints addresses,
+                                                            Destination to, Endpoints addresses,
                                                             OpeningTimes times = {});
+
+/// No TCP connection came about.
+struct NobodyThere : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 boost::asio::awaitable<std::shared_ptr<Connection>> Open(Resolver& resolver,
                                                          std::shared_ptr<const TlsContext> context,
-                                                         std::string host, std::uint16_t port);
+                                                         Destination to);
 
 }  // namespace zephyl::link

@@ -96,7 +96,7 @@ asio::awaitable<Started> StartPersonalService(std::string zephyldPath, std::chro
 asio::awaitable<std::shared_ptr<Connection>> Session::OpenTarget()
 {
     if (mTarget.personal) co_return co_await OpenPersonal();
-    co_return co_await Open(mResolver, mContext, mTarget.host, mTarget.port);
+    co_return co_await Open(mResolver, mContext, mTarget.to);
 }
 
 /// Null: nobody answers at the port of the door file.
@@ -104,7 +104,10 @@ asio::awaitable<std::shared_ptr<Connection>> Session::Knock(std::uint16_t port)
 {
     std::string problem;
     try {
-        co_return co_await Open(mResolver, mContext, "127.0.0.1", port);
+        Destination to = mTarget.to;
+        to.host = "127.0.0.1";
+        to.port = port;
+        co_return co_await Open(mResolver, mContext, std::move(to));
     } catch (const std::exception& e) {
         problem = ProblemText(e);
     }

@@ -38,6 +38,9 @@ asio::awaitable<ConnectOutcome> Session::Connect(Target target)
         mTrusted = mConnection->Peer();
         outcome.peer = mTrusted;
         outcome.known = mTarget.personal && mTrusted.fingerprint == mExpectedKey;
+    } catch (const NobodyThere& e) {
+        outcome.problem = e.what();
+        outcome.met = false;
     } catch (const std::exception& e) {
         outcome.problem = ProblemText(e);
     }
@@ -85,7 +88,7 @@ Header Session::LoginHeader(bool again)
 
 std::string Session::ServiceName() const
 {
-    return mTarget.host + ':' + std::to_string(mTarget.port);
+    return mTarget.to.host + ':' + std::to_string(mTarget.to.port);
 }
 
 // A service of this computer alone has no strangers at its door.

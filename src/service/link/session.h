@@ -12,6 +12,7 @@
 
 #include "service/link/connection.h"
 #include "service/link/datagrams.h"
+#include "service/link/destination.h"
 #include "service/link/device_words.h"
 #include "service/link/incoming.h"
 #include "service/link/lanes.h"
@@ -28,8 +29,7 @@ inline constexpr std::chrono::milliseconds kFirstPause{250};
 
 struct Target {
     std::string name = {};  // as the user knows it; "" for the personal service
-    std::string host = {};
-    std::uint16_t port = 0;
+    Destination to = {};
     bool personal = false;                // behind the door file of this computer
     bool datagrams = false;               // live pictures may go by UDP
     std::optional<std::string> pin = {};  // the only key to trust; none: nobody has named one
@@ -38,6 +38,7 @@ struct Target {
 /// `problem` "": the connection stands and nothing of ours has been sent.
 struct ConnectOutcome {
     std::string problem;
+    bool met = true;  // somebody took a connection, or was not asked for one
     TlsPeer peer;
     bool known = false;  // personal, and the key is the one in the door file
 };

@@ -8,7 +8,6 @@
 
 #include <array>
 #include <boost/asio/ip/address.hpp>
-#include <cstring>
 #include <ctime>
 
 #include "files/careful_file.h"
@@ -19,23 +18,30 @@ namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
-// "\x08zephyl/1": the one protocol that both ends speak.
-std::string AlpnList()
+// "\x08zephyl/1": as a client offers it.
+std::string AlpnList(std::string_view name)
 {
-    const std::string name = kAlpn;
-    return static_cast<char>(name.size()) + name;
+    return static_cast<char>(name.size()) + std::string(name);
+}
+
+bool Choose(std::string_view wanted, const unsigned char** out, unsigned char* outBytes,
+            const unsigned char* offered, unsigned int offeredBytes)
+{
+    for (unsigned int at = 0; at < offeredBytes; at += 1u + offered[at]) {
+        if (std::string_view(reinterpret_cast<const char*>(offered) + at + 1, offered[at]) != wanted)
+            continue;
+        *out = offered + at + 1;
+        *outBytes = offered[at];
+        return true;
+    }
+    return false;
 }
 
 int ChooseProtocol(SSL*, const unsigned char** out, unsigned char* outBytes, const unsigned char* offered,
                    unsigned int offeredBytes, void*)
 {
-    constexpr std::size_t nameBytes = sizeof kAlpn - 1;
-    for (unsigned int at = 0; at < offeredBytes; at += 1u + offered[at]) {
-        if (offered[at] != nameBytes || std::memcmp(offered + at + 1, kAlpn, nameBytes) != 0) continue;
-        *out = offered + at + 1;
-        *outBytes = nameBytes;
-        return SSL_TLSEXT_ERR_OK;
-    }
+    for (const char* name : {kAlpn, kHttpAlpn})
+        if (Choose(name, out, outBytes, offered, offeredBytes)) return SSL_TLSEXT_ERR_OK;
     return SSL_TLSEXT_ERR_ALERT_FATAL;
 }
 
@@ -122,6 +128,14 @@ bool Vouched(const SSL* ssl)
     return PeerNamed(ssl) && SSL_get_verify_result(ssl) == X509_V_OK;
 }
 
+void OfferHttp(SSL* ssl)
+{
+    const std::string list = AlpnList(kHttpAlpn);
+    Require(SSL_set_alpn_protos(ssl, reinterpret_cast<const unsigned char*>(list.data()),
+                                static_cast<unsigned int>(list.size())) == 0,
+            "no protocol");
+}
+
 std::string KeyFingerprint(const X509* certificate)
 {
     unsigned char* der = nullptr;
@@ -186,7 +200,7 @@ std::shared_ptr<TlsContext> TlsContext::Server(const std::filesystem::path& key,
 std::shared_ptr<TlsContext> TlsContext::Client()
 {
     std::shared_ptr<TlsContext> made(new TlsContext(false));
-    const std::string list = AlpnList();
+    const std::string list = AlpnList(kAlpn);
     Require(SSL_CTX_set_alpn_protos(made->mContext, reinterpret_cast<const unsigned char*>(list.data()),
                                     static_cast<unsigned int>(list.size())) == 0,
             "no protocol");

@@ -28,6 +28,9 @@ TlsError LastTlsError(const std::string& what);
 /// that NewSsl was told. What could not be checked is not vouched for.
 bool Vouched(const SSL* ssl);
 
+/// A client's connection speaks HTTP instead. Before its handshake.
+void OfferHttp(SSL* ssl);
+
 /// "sha256:" and the SHA-256 of the certificate's SubjectPublicKeyInfo in lower-case hex.
 std::string KeyFingerprint(const X509* certificate);
 

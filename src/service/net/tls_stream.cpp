@@ -38,14 +38,15 @@ constexpr int kUnsentBytes = 16 * 1024;             // in the kernel, before a s
     throw boost::system::system_error(asio::error::eof);
 }
 
-/// Who agreed to nothing may be anybody: a service of another kind, or a road between that listens in.
-void RequireProtocol(const SSL* ssl)
+/// Who agreed to nothing may be anybody: a service of another kind, or a road between that listens in. Of
+/// HTTP there are many that end TLS for a service and agree to nothing.
+void RequireProtocol(std::string_view agreed, Speaks speaks)
 {
-    const unsigned char* agreed = nullptr;
-    unsigned int bytes = 0;
-    SSL_get0_alpn_selected(ssl, &agreed, &bytes);
-    if (std::string_view(reinterpret_cast<const char*>(agreed), bytes) != kAlpn)
-        throw TlsError(std::string("the other side does not speak ") + kAlpn);
+    const bool http = agreed == kHttpAlpn || (agreed.empty() && speaks == Speaks::Http);
+    if (speaks != Speaks::Http && agreed == kAlpn) return;
+    if (speaks != Speaks::Zephyl && http) return;
+    throw TlsError(std::string("the other side does not speak ") +
+                   (speaks == Speaks::Http ? kHttpAlpn : kAlpn));
 }
 
 }  // namespace
@@ -94,6 +95,7 @@ void TlsStream::KeepInput()
 
 asio::awaitable<void> TlsStream::Handshake(Speaks speaks)
 {
+    if (speaks == Speaks::Http) OfferHttp(mSsl);
     for (;;) {
         ERR_clear_error();
         mIn = mKeptIn;
@@ -104,7 +106,7 @@ asio::awaitable<void> TlsStream::Handshake(Speaks speaks)
         if (result != 1 && reason != SSL_ERROR_WANT_READ) throw LastTlsError("TLS handshake");
         co_await Drain();
         if (result == 1) {
-            if (speaks == Speaks::Zephyl) RequireProtocol(mSsl);
+            if (speaks != Speaks::OtherThings) RequireProtocol(Agreed(), speaks);
             co_return;
         }
         co_await mSocket.async_wait(Socket::wait_read, asio::use_awaitable);
@@ -114,6 +116,14 @@ asio::awaitable<void> TlsStream::Handshake(Speaks speaks)
         if (got < 0 && errno != EAGAIN) Lost(errno);
         if (got > 0) mKeptIn.append(raw, static_cast<std::size_t>(got));
     }
+}
+
+std::string_view TlsStream::Agreed() const
+{
+    const unsigned char* agreed = nullptr;
+    unsigned int bytes = 0;
+    SSL_get0_alpn_selected(mSsl, &agreed, &bytes);
+    return {reinterpret_cast<const char*>(agreed), bytes};
 }
 
 TlsPeer TlsStream::Peer() const

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "service/net/byte_stream.h"
 #include "service/net/tls_context.h"
 
 namespace zephyl {
@@ -25,17 +26,18 @@ struct TlsPeer {
     bool vouched = false;     // an authority of this machine vouches for it under the name that was asked for
 };
 
-/// What the other side must have agreed to before anything is said. Other things: for a benchmark of others.
-enum class Speaks { Zephyl, OtherThings };
+/// What the other side must have agreed to before anything is said. Either: a server that tells the two apart
+/// by Agreed. Other things: for a benchmark of others.
+enum class Speaks { Zephyl, Http, Either, OtherThings };
 
-class TlsStream final : private TlsMemory {
+class TlsStream final : public ByteStream, private TlsMemory {
 public:
     using Socket = boost::asio::ip::tcp::socket;
 
     /// Takes a connected socket and makes it non-blocking. `serverName`: the name or address that a client
     /// asked for; "" at a server.
     TlsStream(Socket socket, std::shared_ptr<const TlsContext> context, const std::string& serverName = {});
-    ~TlsStream();
+    ~TlsStream() override;
     TlsStream(const TlsStream&) = delete;
     TlsStream& operator=(const TlsStream&) = delete;
 
@@ -43,12 +45,12 @@ public:
     /// connection is lost.
     boost::asio::awaitable<void> Handshake(Speaks speaks = Speaks::Zephyl);
     TlsPeer Peer() const;
+    /// What both ends agreed to in the handshake; "": nothing.
+    std::string_view Agreed() const;
 
-    /// Waits until there are bytes, then appends what has arrived to `into` (up to 64 KiB of them).
     /// Throws system_error (eof at an end of any kind) or TlsError. Nothing is held while waiting.
-    boost::asio::awaitable<void> Read(std::string& into);
-    /// Writes everything. At most one Write at a time.
-    boost::asio::awaitable<void> Write(std::string_view bytes);
+    boost::asio::awaitable<void> Read(std::string& into) override;
+    boost::asio::awaitable<void> Write(std::string_view bytes) override;
 
     // The same without waiting, for a caller with its own turns.
 
@@ -69,7 +71,7 @@ public:
     /// True when the other side has closed behind what it has sent.
     bool PeerClosed() const;
     /// Says goodbye if the socket takes it at once, and closes. Waiting calls end with operation_aborted.
-    void Close() noexcept;
+    void Close() noexcept override;
 
     Socket& Tcp() { return mSocket; }
 

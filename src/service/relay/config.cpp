@@ -6,9 +6,11 @@
 #include <boost/asio/ip/address.hpp>
 #include <cstdint>
 #include <sstream>
+#include <stdexcept>
 #include <variant>
 
 #include "files/careful_file.h"
+#include "service/relay/forwarded.h"
 #include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
@@ -38,6 +40,11 @@ struct TextKey {
     const char* name;
     void (*set)(RelayOptions&, const std::string&);
     const char* byDefault;
+    const char* comment;
+};
+struct ListKey {
+    const char* name;
+    void (*set)(RelayOptions&, std::vector<std::string>);
     const char* comment;
 };
 
@@ -97,6 +104,8 @@ constexpr std::array kNumbers{
 };
 
 constexpr std::array kFlags{
+    FlagKey{"http_listen_anywhere", &RelayOptions::httpAnywhere,
+            "Whether http_listen may be another address. Whoever reads that network reads passwords."},
     FlagKey{"announce", &RelayOptions::announce,
             "Whether the local network is told that there is this service (by Avahi, where it runs)."},
     FlagKey{"udp", &RelayOptions::udp,
@@ -136,6 +145,10 @@ void SetLevel(RelayOptions& options, const std::string& level)
 constexpr std::array kTexts{
     TextKey{"listen", [](RelayOptions& o, const std::string& v) { ReadListen(v, o); }, "127.0.0.1:7420",
             "Where clients connect: HOST:PORT. Port 0 takes a free one."},
+    TextKey{"http_listen",
+            [](RelayOptions& o, const std::string& v) { ReadListen(v, o.httpHost, o.httpPort); }, "",
+            "Where a web server that ends TLS passes on what is asked for below /zephyl/1/, as HTTP without\n"
+            "TLS: HOST:PORT. Empty: nowhere. Only this computer's own addresses."},
     TextKey{"data", [](RelayOptions& o, const std::string& v) { o.data = v; }, "",
             "The data folder. Empty: zephyl under $XDG_DATA_HOME, else under ~/.local/share."},
     TextKey{"key", [](RelayOptions& o, const std::string& v) { o.key = v; }, "",
@@ -190,6 +203,24 @@ constexpr std::array kMailFlags{
         "answers_alike", &MailOptions::answersAlike,
         "Whether everybody who asks for a password is told that it was sent, so that nobody learns which\n"
         "handles there are."},
+};
+
+void SetProxies(RelayOptions& options, std::vector<std::string> written)
+{
+    try {
+        const TrustedProxies readable(written);
+    } catch (const std::invalid_argument& wrong) {
+        throw StartError(std::string("trusted_proxies: \"") + wrong.what() +
+                         "\" is neither ADDRESS nor ADDRESS/BITS");
+    }
+    options.trustedProxies = std::move(written);
+}
+
+constexpr std::array kLists{
+    ListKey{
+        "trusted_proxies", SetProxies,
+        "Addresses, or ADDRESS/BITS, of those whose X-Forwarded-For is believed: what is limited by address\n"
+        "is then limited by the address that they name."},
 };
 
 std::string Where(const std::string& name, const toml::node& node)
@@ -262,6 +293,19 @@ void Take(const FlagKey& key, const toml::node& node, RelayOptions& options)
     std::visit([&](auto member) { Member(options, member) = *value; }, key.place);
 }
 
+void Take(const ListKey& key, const toml::node& node, RelayOptions& options)
+{
+    const StartError wrong(std::string(key.name) + " is a list of texts: [\"...\", \"...\"]");
+    if (!node.is_array()) throw wrong;
+    std::vector<std::string> texts;
+    for (const toml::node& one : *node.as_array()) {
+        const auto text = one.value_exact<std::string>();
+        if (!text) throw wrong;
+        texts.push_back(*text);
+    }
+    key.set(options, std::move(texts));
+}
+
 template <class Keys>
 bool TakeFrom(const Keys& keys, std::string_view name, const toml::node& node, RelayOptions& options)
 {
@@ -331,7 +375,7 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
     TakeAll(table, name, [&](std::string_view key, const toml::node& node) {
         if (key == "mail" && node.is_table()) return true;
         return TakeFrom(kNumbers, key, node, options) || TakeFrom(kTexts, key, node, options) ||
-               TakeFrom(kFlags, key, node, options);
+               TakeFrom(kFlags, key, node, options) || TakeFrom(kLists, key, node, options);
     });
     if (const toml::table* mail = table["mail"].as_table()) TakeAll(*mail, name, takeMail);
     if (options.key.empty() != options.certificate.empty())
@@ -358,6 +402,10 @@ std::string SampleConfig()
 {
     std::ostringstream out;
     PutKeys(out, kTexts, kFlags, kNumbers);
+    for (const ListKey& key : kLists) {
+        PutComment(out, key.comment);
+        out << key.name << " = []\n\n";
+    }
     out << "# Mail, for who has forgotten a password.\n[mail]\n\n";
     PutKeys(out, kMailTexts, kMailFlags, kMailNumbers);
     return out.str();

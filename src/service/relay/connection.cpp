@@ -14,10 +14,12 @@
 #include "service/relay/counters.h"
 #include "service/relay/datagram_door.h"
 #include "service/relay/door/log_names.h"
+#include "service/relay/http_streams.h"
 #include "service/relay/live_limits.h"
 #include "service/relay/live_tls.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/meeting/meeting.h"
+#include "service/relay/tls_road.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -36,10 +38,19 @@ std::string Problem(const std::exception& error)
 
 }  // namespace
 
-Connection::Connection(TlsStream::Socket socket, Services& services, std::string address,
-                       std::unique_ptr<ConnectionGate::Ticket> ticket, CameBy by)
+Connection::Connection(asio::ip::tcp::socket socket, Services& services, std::string address, Ticket ticket,
+                       CameBy by)
+    : Connection(
+          std::make_shared<TlsRoad>(std::make_unique<TlsStream>(std::move(socket), services.tls.Now())),
+          services, std::move(address), std::move(ticket), std::move(by))
+{
+    mUntried = static_cast<TlsRoad*>(mRoad.get());
+}
+
+Connection::Connection(std::shared_ptr<Road> road, Services& services, std::string address, Ticket ticket,
+                       CameBy by)
     : mServices(services),
-      mStream(std::move(socket), services.tls.Now()),
+      mRoad(std::move(road)),
       mAddress(std::move(address)),
       mBy(std::move(by)),
       mTicket(std::move(ticket)),
@@ -108,11 +119,10 @@ asio::awaitable<void> Connection::Receive()
 {
     for (;;) {
         mReader.Rest();
-        if (!mStream.InputKept())
-            co_await mStream.Tcp().async_wait(TlsStream::Socket::wait_read, asio::use_awaitable);
+        if (!mRoad->InputKept()) co_await mRoad->Readable();
         std::string& intake = mReader.Intake();
         const std::size_t before = intake.size();
-        if (!mStream.TakeReady(intake)) continue;
+        if (!mRoad->TakeReady(intake)) continue;
         mServices.counters.receivedBytes += intake.size() - before;
         mHeard = Clock::now();
         if (mEnding) {
@@ -125,15 +135,27 @@ asio::awaitable<void> Connection::Receive()
     }
 }
 
+/// False: it is HTTP's now.
+asio::awaitable<bool> Connection::ShakeHands(TlsRoad& road)
+{
+    co_await road.Stream().Handshake(Speaks::Either);
+    if (road.Stream().Agreed() != kHttpAlpn) co_return true;
+    mClosed = true;
+    mServices.http->Serve(road.Release(), mAddress, std::move(mTicket), mBy);
+    co_return false;
+}
+
 asio::awaitable<void> Connection::Open()
 {
     ArmTick();
     std::string why;
+    bool mine = true;
     try {
-        co_await mStream.Handshake();
+        if (mUntried) mine = co_await ShakeHands(*std::exchange(mUntried, nullptr));
     } catch (const std::exception& error) {
         why = Problem(error);
     }
+    if (!mine) co_return;
     if (why.empty())
         co_await Unseated();
     else
@@ -208,8 +230,14 @@ asio::awaitable<void> Connection::Linger()
 void Connection::Adopt(std::shared_ptr<Session> session)
 {
     mSession = std::move(session);
+    GotIn();
+}
+
+void Connection::GotIn()
+{
     mStanding = Standing::LoggedIn;
     mTicket.reset();
+    mRoad->LoggedIn();
 }
 
 // On the meeting's strand. The seat is this connection's until the meeting says otherwise.
@@ -280,7 +308,7 @@ void Connection::Closed(const std::string& why)
                             why);
     mClosed = true;
     PullFrom(nullptr);
-    mStream.Close();
+    mRoad->Close();
     mTicket.reset();
     if (mSession) mServices.directory.ClientEnded(mSession, shared_from_this());
 }
@@ -316,19 +344,21 @@ void Connection::Flush(Scratch& scratch)
 {
     FlushRoad();
     if (mClosed || mWaitingToWrite) return;
+    if (!mRoad->Free()) return WaitWritable();
     try {
         for (int batches = 0; batches < kBatchesInARow; ++batches) {
             scratch.clear.assign(mControl);
             mControl.clear();
             if (mSource && !mEnding) mSource->Fill(scratch.clear, kBatchBytes);
             if (scratch.clear.empty()) {
-                boost::system::error_code gone;  // the other side may have closed first
-                if (mEnding) mStream.Tcp().shutdown(TlsStream::Socket::shutdown_send, gone);
+                mRoad->Push();
+                if (mEnding) mRoad->Finish();
                 return;
             }
             mServices.counters.sentBytes += scratch.clear.size();
-            if (!mStream.Put(scratch.clear, scratch.sealed)) return WaitWritable();
+            if (!mRoad->Put(scratch.clear, scratch.sealed)) return WaitWritable();
         }
+        mRoad->Push();
     } catch (const std::exception& error) {
         return Drop(Problem(error));
     }
@@ -392,19 +422,16 @@ void Connection::WaitWritable()
 {
     if (!mWaitingToWrite) mBusySince = Clock::now();
     mWaitingToWrite = true;
-    mStream.Tcp().async_wait(TlsStream::Socket::wait_write,
-                             [self = shared_from_this()](boost::system::error_code error) {
-                                 if (!error) self->PostHome([self] { self->OnWritable(); });
-                             });
+    mRoad->WhenFree([self = shared_from_this()] { self->PostHome([self] { self->OnWritable(); }); });
 }
 
 void Connection::OnWritable()
 {
     if (mClosed) return;
-    const std::size_t before = mStream.Backlog();
+    const std::size_t before = mRoad->Backlog();
     try {
-        const bool empty = mStream.Flush();
-        if (mStream.Backlog() < before) mBusySince = Clock::now();
+        const bool empty = mRoad->Flush();
+        if (mRoad->Backlog() < before) mBusySince = Clock::now();
         if (!empty) return WaitWritable();
     } catch (const std::exception& error) {
         return Drop(Problem(error));
@@ -432,7 +459,7 @@ void Connection::Drop(const std::string& why)
     mServices.log.info("{} {} dropped: {}", mAddress, mSession ? mServices.names.User(mSession->handle) : "-",
                        why);
     mClosed = true;
-    mStream.Close();  // the reader's wait ends, and it tells whom it concerns
+    mRoad->Close();  // the reader's wait ends, and it tells whom it concerns
 }
 
 // --- time ------------------------------------------------------------------------------------------
@@ -455,12 +482,14 @@ void Connection::ArmTick()
 void Connection::OnTick(Clock::time_point now)
 {
     const RelayTimes& times = mServices.limits.Now().times;
-    if (mEnding && now - mSince > kGoodbye) return Drop("the last bytes did not leave");
+    if (mEnding && now - mSince > kGoodbye)
+        return Drop(mRoad->Backlog() > 0 ? "the last bytes did not leave" : "it has ended");
     if (mEnding) return;
     if (mStanding != Standing::LoggedIn && !mAsking && now - mSince > times.beforeLogin)
         return Drop("no login");
     if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
-    if (!mUnread && now - mHeard > times.lostAfter) return Drop("silent");
+    const Clock::time_point heard = std::max(mHeard, mRoad->Heard());
+    if (!mUnread && now - heard > mRoad->Patience(times)) return Drop("silent");
     if (mDatagrams) mDatagrams->Tick(now);
     if (mStanding != Standing::LoggedIn || now - mPinged < times.pingAfter) return;
     mPinged = now;

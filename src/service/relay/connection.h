@@ -1,8 +1,9 @@
 #pragma once
-// One client's connection: TLS, frames in, batches out, and what may be asked before a meeting is
+// One client's connection: frames in, batches out, and what may be asked before a meeting is
 // entered. Lives on one strand at a time, its home: its own at first, a meeting's while it has a seat.
 
 #include <boost/asio/awaitable.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
@@ -10,12 +11,12 @@
 #include <mutex>
 #include <string>
 
-#include "service/net/tls_stream.h"
 #include "service/relay/came_by.h"
 #include "service/relay/door/connection_gate.h"
 #include "service/relay/meeting/answers.h"
 #include "service/relay/meeting/client.h"
 #include "service/relay/meeting/session.h"
+#include "service/relay/road.h"
 #include "service/relay/services.h"
 #include "service/wire/framing.h"
 
@@ -25,17 +26,24 @@ inline constexpr char kBanned[] = "The operator of the service has banned you.";
 
 class DatagramEnd;
 class Meeting;
+class TlsRoad;
 struct LoginVerdict;
 
 class Connection final : public Client, public std::enable_shared_from_this<Connection> {
 public:
     using Clock = std::chrono::steady_clock;
 
-    Connection(TlsStream::Socket socket, Services& services, std::string address,
-               std::unique_ptr<ConnectionGate::Ticket> ticket, CameBy by = {});
+    using Ticket = std::unique_ptr<ConnectionGate::Ticket>;
+
+    /// On a socket of its own: begins with the handshake, in which the client may ask for HTTP instead; then
+    /// the socket serves exchanges, and this is over.
+    Connection(boost::asio::ip::tcp::socket socket, Services& services, std::string address, Ticket ticket,
+               CameBy by);
+    /// On a road that stands.
+    Connection(std::shared_ptr<Road> road, Services& services, std::string address, Ticket ticket, CameBy by);
     ~Connection() override;
 
-    /// Begins with the handshake. Once.
+    /// Once.
     void Start();
 
     void Send(const Header& header) override;
@@ -49,7 +57,7 @@ public:
     std::shared_ptr<Session> TheSession() const override { return mSession; }
     bool FromOutside() const override { return mBy.FromOutside(); }  // any thread
     void PostEnd(ByeReason reason, std::string text) override;
-    Facts TheFacts() const override { return {mAddress, "tcp", mDelay}; }
+    Facts TheFacts() const override { return {mAddress, mRoad->Name(), mDelay}; }
     void Heard(const Pong& pong) override;
 
     // --- any thread ---
@@ -63,6 +71,7 @@ private:
     enum class Next { GoOn, Moved };
 
     boost::asio::awaitable<void> Open();
+    boost::asio::awaitable<bool> ShakeHands(TlsRoad& road);
     boost::asio::awaitable<void> Unseated();
     boost::asio::awaitable<Next> UnseatedTurns();
     boost::asio::awaitable<void> Seated(std::shared_ptr<Meeting> meeting, std::function<bool()> begin);
@@ -70,6 +79,7 @@ private:
     boost::asio::awaitable<void> Linger();
     boost::asio::awaitable<void> Receive();
     boost::asio::awaitable<Next> Handle(const FrameView& frame);
+    RelayBudgets Budgets() const;
     void Greet(const Hello& hello);
     bool MayGreet(const Hello& hello) const;
     boost::asio::awaitable<void> LogIn(Login login);
@@ -84,6 +94,7 @@ private:
     /// Goes to the meeting's strand; there `begin` takes a seat, or answers that there is none.
     void MoveTo(const std::shared_ptr<Meeting>& meeting, std::function<bool()> begin);
     void MoveBack();
+    void GotIn();
     void Closed(const std::string& why);
 
     Strand Home() const;
@@ -101,10 +112,11 @@ private:
     void FlushRoad();
 
     Services& mServices;
-    TlsStream mStream;
+    const std::shared_ptr<Road> mRoad;
+    TlsRoad* mUntried = nullptr;  // the same, before its handshake
     const std::string mAddress;
     const CameBy mBy;
-    std::unique_ptr<ConnectionGate::Ticket> mTicket;  // until login
+    Ticket mTicket;  // until login
     mutable std::mutex mHomeMutex;
     Strand mHome;
     boost::asio::steady_timer mTimer;

@@ -98,6 +98,13 @@ bool Connection::MayGreet(const Hello& hello) const
     return mServices.options.door.empty() || SameDoor(hello.door(), mServices.options.door);
 }
 
+RelayBudgets Connection::Budgets() const
+{
+    RelayBudgets budgets = mServices.limits.Now().budgets;
+    budgets.liveFrames = mRoad->LiveFrames(budgets.liveFrames);
+    return budgets;
+}
+
 void Connection::Greet(const Hello& hello)
 {
     if (hello.version() != kProtocolVersion)
@@ -113,7 +120,7 @@ void Connection::Greet(const Hello& hello)
     welcome.mutable_limits()->set_picture_bytes(kPictureBytes);
     welcome.mutable_limits()->set_live_frame_bytes(kLiveFrameBytes);
     welcome.mutable_limits()->set_application_image_bytes(kApplicationImageBytes);
-    const RelayBudgets& budgets = mServices.limits.Now().budgets;
+    const RelayBudgets budgets = Budgets();
     const auto orAll = [](std::size_t budget) { return budget ? budget : std::size_t(UINT32_MAX); };
     welcome.mutable_limits()->set_live_frames_each_second(std::uint32_t(orAll(budgets.liveFrames)));
     welcome.mutable_limits()->set_live_bytes_each_second(orAll(budgets.liveBytes));
@@ -129,7 +136,7 @@ asio::awaitable<void> Connection::LogIn(Login login)
         verdict = co_await Ask(mServices.desk, login, mAddress, FromOutside());
     mSince = Clock::now();  // the time at the desk is not the client's
     // Somebody who has given up meanwhile must not push out the one who came next.
-    if (mStream.PeerClosed()) throw WireError("gone while the password was checked");
+    if (mRoad->PeerClosed()) throw WireError("gone while the password was checked");
     // It may have been closed meanwhile, and with it the account.
     if (FromOutside() && !mServices.networkDoor->Admits(mBy)) verdict = {};
     Header header;
@@ -151,7 +158,7 @@ asio::awaitable<void> Connection::LogIn(Login login)
 asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answer,
                                              const LoginVerdict& verdict)
 {
-    auto session = std::make_shared<Session>(FloodBudget(mServices.limits.Now().budgets, Clock::now()));
+    auto session = std::make_shared<Session>(FloodBudget(Budgets(), Clock::now()));
     session->handle = verdict.account.handle;
     session->key = verdict.key;
     session->stream = login.stream();
@@ -170,14 +177,14 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
         co_return Banned();
     }
     mSession = session;
-    mStanding = Standing::LoggedIn;
-    mTicket.reset();
+    GotIn();
     answer.set_handle(session->handle);
     answer.set_permitted(session->permitted);
     answer.set_server_key(mServices.serverKey);
     answer.set_send_tag(kSendTag);
     answer.set_device(verdict.device);
-    mServices.log.info("{} logged in from {}", mServices.names.User(session->handle), mAddress);
+    mServices.log.info("{} logged in from {} by {}", mServices.names.User(session->handle), mAddress,
+                       mRoad->Name());
 }
 
 // Only whoever has the password is told.

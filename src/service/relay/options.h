@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "service/wire/limits.h"
 
@@ -16,8 +17,9 @@ struct RelayTimes {
     std::chrono::milliseconds tick{1000};  // how exact the others are
     std::chrono::milliseconds pingAfter = kPingAfterSilence;
     std::chrono::milliseconds lostAfter = kLostAfterSilence;
-    std::chrono::milliseconds stuckAfter{30'000};  // a socket that takes nothing
-    std::chrono::milliseconds floodAfter{30'000};  // over its budget without a break
+    std::chrono::milliseconds httpLostAfter = kHttpLostAfter;  // without an exchange
+    std::chrono::milliseconds stuckAfter{30'000};              // a socket that takes nothing
+    std::chrono::milliseconds floodAfter{30'000};              // over its budget without a break
     std::chrono::milliseconds beforeLogin = kBeforeLogin;
     std::chrono::milliseconds grace{60'000};       // a cut-off seat that nobody sees leave
     std::chrono::milliseconds away{600'000};       // and after that, until it is gone
@@ -71,6 +73,11 @@ struct RelayOptions {
     int socket = -1;  // listens already; else one is opened
     std::string host = "127.0.0.1";
     std::uint16_t port = kDefaultPort;  // 0: a free one
+    // HTTP without TLS, for reverse proxies; "" = none. Not loopback only if said so.
+    std::string httpHost;
+    std::uint16_t httpPort = 0;
+    bool httpAnywhere = false;
+    std::vector<std::string> trustedProxies;  // ADDRESS or ADDRESS/BITS
     std::filesystem::path data;
     std::filesystem::path key, certificate;  // PEM; empty: the service's own
     unsigned threads = 0;                    // 0: as many as cores

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <charconv>
@@ -22,6 +20,8 @@
 #include "service/relay/connection.h"
 #include "service/relay/datagram_door.h"
 #include "service/relay/door/neighbours.h"
+#include "service/relay/http_door.h"
+#include "service/relay/listening.h"
 #include "service/relay/metrics_server.h"
 #include "service/relay/network_door.h"
 #include "service/relay/private_folder.h"
@@ -35,7 +35,6 @@ namespace {
 
 constexpr std::chrono::seconds kStop{10};
 constexpr std::chrono::milliseconds kStopStep{20};
-constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors: not a moment to spin
 constexpr int kPortTries = 8;
 
 std::unique_ptr<DataFolder> TakeFolder(const std::filesystem::path& path)
@@ -59,36 +58,6 @@ tcp::acceptor Inherited(asio::io_context& io, int socket)
     return acceptor;
 }
 
-tcp::acceptor Listen(asio::io_context& io, const RelayOptions& options)
-{
-    if (options.socket >= 0) return Inherited(io, options.socket);
-    tcp::acceptor acceptor(io);
-    boost::system::error_code error;
-    tcp::resolver resolver(io);
-    const auto found =
-        resolver.resolve(options.host, std::to_string(options.port), tcp::resolver::passive, error);
-    if (error || found.empty())
-        throw StartError("cannot listen on \"" + options.host + "\": " + error.message());
-    const tcp::endpoint endpoint = found.begin()->endpoint();
-    acceptor.open(endpoint.protocol(), error);
-    acceptor.set_option(tcp::acceptor::reuse_address(true), error);
-    if (endpoint.address().is_v6() && endpoint.address().is_unspecified())
-        acceptor.set_option(asio::ip::v6_only(false), error);
-    acceptor.bind(endpoint, error);
-    if (!error) acceptor.listen(tcp::acceptor::max_listen_connections, error);
-    if (error)
-        throw StartError("cannot listen on " + options.host + ":" + std::to_string(options.port) + ": " +
-                         error.message());
-    return acceptor;
-}
-
-std::string PlainAddress(const asio::ip::address& address)
-{
-    if (address.is_v6() && address.to_v6().is_v4_mapped())
-        return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
-    return address.to_string();
-}
-
 unsigned Threads(const RelayOptions& options)
 {
     return options.threads ? options.threads : std::max(1u, std::thread::hardware_concurrency());
@@ -96,17 +65,16 @@ unsigned Threads(const RelayOptions& options)
 
 }  // namespace
 
-void ReadListen(const std::string& text, RelayOptions& options)
+void ReadListen(const std::string& text, std::string& host, std::uint16_t& port)
 {
     const std::size_t bracket = text.rfind(']');
     const std::size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
-    options.host = text.substr(0, colon);
-    if (options.host.size() > 2 && options.host.front() == '[')
-        options.host = options.host.substr(1, options.host.size() - 2);
-    if (options.host.empty()) throw StartError("\"" + text + "\" names no host to listen on");
+    host = text.substr(0, colon);
+    if (host.size() > 2 && host.front() == '[') host = host.substr(1, host.size() - 2);
+    if (host.empty()) throw StartError("\"" + text + "\" names no host to listen on");
     if (colon == std::string::npos) throw StartError("\"" + text + "\" names no port; HOST:PORT is needed");
     const char* end = text.data() + text.size();
-    const auto read = std::from_chars(text.data() + colon + 1, end, options.port);
+    const auto read = std::from_chars(text.data() + colon + 1, end, port);
     if (read.ec != std::errc() || read.ptr != end)
         throw StartError("\"" + text + "\" has no port from 0 to 65535");
 }
@@ -137,8 +105,7 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
                 mMemory,
                 mCounters,
                 mLogs,
-                mAccounts.ServerKey(),
-                nullptr},
+                mAccounts.ServerKey()},
       mNetworkDoor(MakeNetworkDoor()),
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
@@ -146,12 +113,15 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
       mDesk(mAccounts, mOptions.personal, cost),
       mDirectory({mIo, mOptions, mLimits, *mLog, mNames, mAccounts, mBans, mLogs, mMemory, mCounters,
                   mNetworkDoor.get()}),
-      mAcceptor(Listen(mIo, mOptions)),
+      mAcceptor(mOptions.socket >= 0 ? Inherited(mIo, mOptions.socket)
+                                     : Listen(mIo, mOptions.host, mOptions.port)),
       mAdmin(std::make_unique<AdminSocket>(mServices, Actions()))
 {
     mBans.Replace(mAccounts.Bans());
     if (!mOptions.metricsHost.empty())
         mMetrics = std::make_unique<MetricsServer>(mServices, [this] { return Facts(); });
+    mHttp = std::make_unique<HttpDoor>(mServices);
+    mServices.http = mHttp.get();
     if (mOptions.udp) OpenDatagramDoor();
 }
 
@@ -169,7 +139,7 @@ void Relay::OpenDatagramDoor()
             return;
         } catch (const std::system_error& error) {
             if (tries > 1) {
-                mAcceptor = Listen(mIo, mOptions);
+                mAcceptor = Listen(mIo, mOptions.host, mOptions.port);
                 continue;
             }
             mLog->warn("live pictures only go by TCP: {}", error.what());
@@ -182,6 +152,7 @@ Relay::~Relay()
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();
     if (mNetworkDoor) mNetworkDoor->Drop();
+    if (mHttp) mHttp->Drop();
 }
 
 std::unique_ptr<NetworkDoor> Relay::MakeNetworkDoor()
@@ -201,6 +172,11 @@ std::unique_ptr<NetworkDoor> Relay::MakeNetworkDoor()
 std::uint16_t Relay::Port() const
 {
     return mAcceptor.local_endpoint().port();
+}
+
+std::uint16_t Relay::HttpPort() const
+{
+    return mHttp->PlainPort();
 }
 
 std::string Relay::Address() const
@@ -228,6 +204,7 @@ void Relay::Begin(std::function<void()> whenIdle)
     mAdmin->Start();
     if (mMetrics) mMetrics->Start();
     if (mDatagrams) mDatagrams->Start();
+    mHttp->Start();
 }
 
 void Relay::Start(std::function<void()> whenIdle)
@@ -244,22 +221,8 @@ asio::io_context& Relay::StartHere()
 
 asio::awaitable<void> Relay::Accept()
 {
-    asio::steady_timer pause(mIo);
-    bool refused = false;
-    for (;;) {
-        boost::system::error_code error;
-        tcp::socket socket =
-            co_await mAcceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
-        if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor) co_return;
-        if (!error) {
-            refused = false;
-            Welcome(std::move(socket), mGate, {});
-            continue;
-        }
-        if (!std::exchange(refused, true)) mLog->warn("cannot accept: {}", error.message());
-        pause.expires_after(kAcceptPause);
-        co_await pause.async_wait(asio::use_awaitable);
-    }
+    co_await AcceptAll(mIo, mAcceptor, *mLog,
+                       [this](tcp::socket socket) { Welcome(std::move(socket), mGate, {}); });
 }
 
 void Relay::Welcome(tcp::socket socket, ConnectionGate& gate, CameBy by)
@@ -320,6 +283,7 @@ asio::awaitable<void> Relay::WatchIdle(std::function<void()> whenIdle)
 void Relay::Stop()
 {
     if (mNetworkDoor) mNetworkDoor->Stop();
+    mHttp->Stop();
     asio::post(mIo, [this] {
         boost::system::error_code ignored;
         mAcceptor.close(ignored);

@@ -31,6 +31,7 @@ struct AdminActions;
 struct ServiceFacts;
 class DataFolder;
 class DatagramDoor;
+class HttpDoor;
 class MetricsServer;
 class NetworkDoor;
 struct CameBy;
@@ -52,6 +53,8 @@ public:
     void Stop();
 
     std::uint16_t Port() const;
+    /// Where reverse proxies come; 0: nowhere.
+    std::uint16_t HttpPort() const;
     /// "HOST:PORT", as a client may type it.
     std::string Address() const;
     std::string Fingerprint() const;
@@ -102,6 +105,7 @@ private:
     Services mServices;
     std::unique_ptr<NetworkDoor> mNetworkDoor;  // null: it is no person's own
     std::unique_ptr<DatagramDoor> mDatagrams;   // null: none
+    std::unique_ptr<HttpDoor> mHttp;            // made last
     boost::asio::io_context mIo;
     LogRoom mLogs;
     PasswordMail mMail;
@@ -119,6 +123,10 @@ private:
 };
 
 /// "HOST:PORT" or "[V6]:PORT". Throws StartError.
-void ReadListen(const std::string& text, RelayOptions& options);
+void ReadListen(const std::string& text, std::string& host, std::uint16_t& port);
+inline void ReadListen(const std::string& text, RelayOptions& options)
+{
+    ReadListen(text, options.host, options.port);
+}
 
 }  // namespace zephyl

@@ -11,6 +11,7 @@ class ConnectionGate;
 class ConnectionList;
 class DatagramDoor;
 class Directory;
+class HttpStreams;
 class LoginDesk;
 class NetworkDoor;
 struct LogRoom;
@@ -38,6 +39,7 @@ struct Services {
     NetworkDoor* networkDoor = nullptr;  // of a person's own service
     DatagramDoor* datagrams = nullptr;   // null: live frames only go inside TLS
     std::uint16_t datagramPort = 0;
+    HttpStreams* http = nullptr;  // there before anybody is served
 };
 
 }  // namespace zephyl

@@ -11,6 +11,7 @@ namespace zephyl {
 inline constexpr std::uint32_t kProtocolVersion = 1;
 inline constexpr std::uint16_t kDefaultPort = 7420;
 inline constexpr char kAlpn[] = "zephyl/1";
+inline constexpr char kHttpAlpn[] = "http/1.1";
 
 // One frame: 32-bit length | 16-bit header length | header | body.
 inline constexpr std::size_t kBodyBytes = 16 * 1024;
@@ -43,6 +44,13 @@ inline constexpr std::size_t kBeforeLoginBytes = 8 * 1024;
 
 inline constexpr int kSeatsPerMeeting = 200;
 inline constexpr int kStreamsPerHandle = 8;
+
+// The same frames in numbered HTTP exchanges.
+inline constexpr std::size_t kHttpHeadBytes = 8 * 1024;
+inline constexpr std::size_t kHttpBodyBytes = 1024 * 1024;
+inline constexpr std::chrono::seconds kHttpLongestPoll{10};
+inline constexpr std::chrono::seconds kHttpLostAfter{30};  // without an exchange
+inline constexpr std::size_t kHttpLiveFramesEachSecond = 5;
 
 // When a receiver says how far it has read.
 inline constexpr int kReadEveryItems = 256;

@@ -263,6 +263,21 @@ private:
     QLineEdit* mEdit;
 };
 
+class TextControl final : public ValueControl {
+public:
+    TextControl(const PreferenceRow& row, QWidget* parent) : ValueControl(parent), mEdit(new QLineEdit(this))
+    {
+        mEdit->setMaxLength(row.longest);
+        Side(this)->addWidget(mEdit, 1);
+        connect(mEdit, &QLineEdit::textEdited, this, [this](const QString& text) { onChange(text); });
+    }
+    void Show(const QString& text) override { mEdit->setText(text); }
+    QWidget* Field() override { return mEdit; }
+
+private:
+    QLineEdit* mEdit;
+};
+
 /// A path that is typed or looked for.
 class PathControl final : public ValueControl {
 public:
@@ -370,6 +385,7 @@ ValueControl* Make(const PreferenceRow& row, const ControlNeeds& needs, QWidget*
         case RowKind::FontFamily: return new FontControl(parent);
         case RowKind::Device: return new DeviceControl(row, needs.state, parent);
         case RowKind::Folder: return MakeFolder(row, needs.state, parent);
+        case RowKind::Text: return new TextControl(row, parent);
     }
     return nullptr;
 }

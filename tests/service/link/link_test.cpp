@@ -36,9 +36,11 @@ QByteArray Jpeg(int width, int height)
     return QByteArray(reinterpret_cast<const char*>(jpeg.data()), qsizetype(jpeg.size()));
 }
 
-class LinkTest : public testing::Test, protected RelayRoom {
+/// What clients have in common here, whichever road they take.
+class LinkRoom : protected RelayRoom {
 protected:
-    LinkTest() : RelayRoom(Logs::Memory)  // what a stopped service forgets is part of it
+    explicit LinkRoom(Protocol protocol)
+        : RelayRoom(Ways{}), mProtocol(protocol)  // what a stopped service forgets is part of it
     {
         StartRelay();
     }
@@ -52,7 +54,10 @@ protected:
     AttendeePtr Attendee(std::uint16_t port = 0)
     {
         const std::string address = "127.0.0.1:" + std::to_string(port ? port : relay->Port());
-        return std::make_unique<LinkedAttendee>(QString::fromStdString(address), relay->Fingerprint());
+        auto attendee =
+            std::make_unique<LinkedAttendee>(QString::fromStdString(address), relay->Fingerprint());
+        attendee->protocol = mProtocol;
+        return attendee;
     }
     /// Logged in and in the meeting "Room01", which the first one makes.
     AttendeePtr Joined(const char* handle, std::uint16_t port = 0)
@@ -67,10 +72,24 @@ protected:
     }
 
 private:
+    const Protocol mProtocol;
     bool mMade = false;
 };
 
-TEST_F(LinkTest, TalksInOrderAndWhispersToOne)
+class LinkTest : public testing::Test, protected LinkRoom {
+protected:
+    LinkTest() : LinkRoom(Protocol::Tcp) {}
+};
+
+class EachProtocol : public testing::TestWithParam<Protocol>, protected LinkRoom {
+protected:
+    EachProtocol() : LinkRoom(GetParam()) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(, EachProtocol, testing::Values(Protocol::Tcp, Protocol::Http),
+                         [](const auto& one) { return one.param == Protocol::Http ? "Http" : "Tcp"; });
+
+TEST_P(EachProtocol, TalksInOrderAndWhispersToOne)
 {
     auto alice = Joined("ALICE");  // the account's spelling counts from here on
     auto bob = Joined("bob"), carol = Joined("carol");
@@ -93,7 +112,7 @@ TEST_F(LinkTest, TalksInOrderAndWhispersToOne)
     EXPECT_TRUE(carol->heard.empty() && alice->heard.empty());
 }
 
-TEST_F(LinkTest, WhatWentToEveryoneReachesTheNewcomerAndAWhisperDoesNot)
+TEST_P(EachProtocol, WhatWentToEveryoneReachesTheNewcomerAndAWhisperDoesNot)
 {
     auto alice = Joined("Alice"), bob = Joined("bob");
     alice->Next();
@@ -111,7 +130,7 @@ TEST_F(LinkTest, WhatWentToEveryoneReachesTheNewcomerAndAWhisperDoesNot)
 }
 
 /// A cut in the middle of catching up: the rest is as early as what came before it.
-TEST_F(LinkTest, ANewcomerIsToldHowLongAgoWhatItCatchesUpWithWas)
+TEST_P(EachProtocol, ANewcomerIsToldHowLongAgoWhatItCatchesUpWithWas)
 {
     struct Ages final : MessengerEvents {
         MessengerService* link = nullptr;
@@ -153,7 +172,7 @@ TEST_F(LinkTest, ANewcomerIsToldHowLongAgoWhatItCatchesUpWithWas)
     carol->watcher = nullptr;
 }
 
-TEST_F(LinkTest, PicturesComeDecodedToEverybodyAndToOneself)
+TEST_P(EachProtocol, PicturesComeDecodedToEverybodyAndToOneself)
 {
     auto alice = Joined("Alice"), bob = Joined("bob");
     EXPECT_EQ(alice->Next(), u"bob=5"_s);
@@ -208,7 +227,7 @@ TEST_F(LinkTest, RefusesAtTheCallWhatCannotBeSent)
     EXPECT_THROW(item->Deliver(u"Alice"_s, {}, u"x"_s, 0), std::runtime_error);
 }
 
-TEST_F(LinkTest, AFullOutboxRefusesTheNextPostWhole)
+TEST_P(EachProtocol, AFullOutboxRefusesTheNextPostWhole)
 {
     StartPatientRelay();
     FaultProxy proxy(relay->Port());
@@ -263,7 +282,7 @@ TEST_F(LinkTest, TellsWhichOwnLinesAreSafe)
     EXPECT_TRUE(alice->linesLost.empty());
 }
 
-TEST_F(LinkTest, RefusalsAreResultsWithAReason)
+TEST_P(EachProtocol, RefusalsAreResultsWithAReason)
 {
     auto alice = Attendee();
     const auto reason = [&](const char* handle, const QString& stored) {
@@ -302,7 +321,7 @@ TEST_F(LinkTest, RefusalsAreResultsWithAReason)
     EXPECT_EQ(nobody->questions, 0);
 }
 
-TEST_F(LinkTest, TrustIsAskedOnceAndWaitsWithoutAClock)
+TEST_P(EachProtocol, TrustIsAskedOnceAndWaitsWithoutAClock)
 {
     auto alice = Attendee();
     alice->pins.clear();
@@ -341,7 +360,7 @@ TEST_F(LinkTest, ADeviceThatWasInBeforeIsNotLockedOutWithItsAddress)
 }
 
 /// Counts what a client says to a service that nobody trusts.
-TEST_F(LinkTest, ServiceWithAnotherKeyHearsNothing)
+TEST_P(EachProtocol, ServiceWithAnotherKeyHearsNothing)
 {
     namespace asio = boost::asio;
     TemporaryFolder elsewhere;
@@ -356,7 +375,7 @@ TEST_F(LinkTest, ServiceWithAnotherKeyHearsNothing)
                              TlsContext::Server(identity.key, identity.certificate));
             std::string bytes;
             try {
-                co_await stream.Handshake();
+                co_await stream.Handshake(Speaks::Either);
                 for (;;) co_await stream.Read(bytes);
             } catch (const std::exception&) {
                 co_return bytes;
@@ -437,7 +456,8 @@ TEST_F(LinkTest, SeveralAddressesAreTriedBesideEachOther)
         if (*row.problem) times.handshake = std::chrono::milliseconds(50);
         times.nextAddress = std::chrono::milliseconds(20);
         auto opened = asio::co_spawn(
-            io, link::OpenAny(TlsContext::Client(), "127.0.0.1", row.addresses, times), asio::use_future);
+            io, link::OpenAny(TlsContext::Client(), {.host = "127.0.0.1"}, row.addresses, times),
+            asio::use_future);
         const auto begun = std::chrono::steady_clock::now();
         while (opened.wait_for(std::chrono::seconds(0)) != std::future_status::ready) io.run_one();
         try {
@@ -450,7 +470,7 @@ TEST_F(LinkTest, SeveralAddressesAreTriedBesideEachOther)
     }
 }
 
-TEST_F(LinkTest, AnotherMeetingHasItsOwnCollectionAndEvents)
+TEST_P(EachProtocol, AnotherMeetingHasItsOwnCollectionAndEvents)
 {
     auto alice = Joined("Alice"), bob = Joined("bob");
     alice->Next();
@@ -473,7 +493,7 @@ TEST_F(LinkTest, AnotherMeetingHasItsOwnCollectionAndEvents)
     EXPECT_TRUE(alice->heard.empty());
 }
 
-TEST_F(LinkTest, AServiceThatStopsFreezesNobody)
+TEST_P(EachProtocol, AServiceThatStopsFreezesNobody)
 {
     auto alice = Joined("Alice"), bob = Joined("bob");
     alice->Next();
@@ -582,7 +602,7 @@ TEST_F(LinkTest, ReturnsByItselfBeyondGrace)
     EXPECT_EQ(alice->Handles(), QStringList({u"Alice"_s, u"bob"_s}));
 }
 
-TEST_F(LinkTest, AHandleThatLogsInElsewhereEndsHereAndDoesNotFightBack)
+TEST_P(EachProtocol, AHandleThatLogsInElsewhereEndsHereAndDoesNotFightBack)
 {
     auto alice = Joined("Alice"), bob = Joined("bob");
     auto again = Joined("Alice");

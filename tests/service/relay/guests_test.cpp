@@ -6,7 +6,7 @@ namespace {
 
 class Guests : public testing::Test, protected RelayRoom {
 protected:
-    Guests() : RelayRoom(Logs::Memory)
+    Guests() : RelayRoom(Ways{Logs::Memory})
     {
         options.personal = true;
         options.door = std::string(64, 'd');

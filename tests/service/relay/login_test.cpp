@@ -199,7 +199,8 @@ TEST_P(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
 TEST_P(RelayTest, FindsASilentClientGone)
 {
     options.times.pingAfter = std::chrono::milliseconds(50);
-    options.times.lostAfter = std::chrono::seconds(2);  // nobody reads for alice either while bob comes in
+    options.times.lostAfter = options.times.httpLostAfter =
+        std::chrono::seconds(2);  // nobody reads for alice either while bob comes in
     auto alice = In("Alice");
     auto bob = In("bob");  // answers nothing while nobody reads for it
     EXPECT_EQ(alice->Presence(), "bob 5");

@@ -12,7 +12,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-INSTANTIATE_TEST_SUITE_P(, RelayTest, kAllLogs, NameOfLogs);
+INSTANTIATE_TEST_SUITE_P(, RelayTest, kAllWays, NameOfWays);
 
 TEST_P(RelayTest, EntersByCodeAndTellsTheOthers)
 {

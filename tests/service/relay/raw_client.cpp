@@ -3,17 +3,56 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/ip/tcp.hpp>
 
+#include "service/relay/raw_http.h"
 #include "service/wire/content.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
 using std::chrono::steady_clock;
 namespace {
+
 constexpr std::chrono::seconds kPatience{10};
-}
+
+class TlsRawRoad final : public RawRoad {
+public:
+    TlsRawRoad(std::uint16_t port, const std::string& from, const std::string& to)
+        : mStream(ShakenHands(mIo, ConnectedSocket(mIo, port, from, to), Speaks::Zephyl))
+    {
+    }
+    void Send(std::string_view bytes) override
+    {
+        bool sent = mStream->Put(bytes);
+        while (!sent) {
+            pollfd socket{mStream->Tcp().native_handle(), POLLOUT, 0};
+            if (::poll(&socket, 1, std::chrono::milliseconds(kPatience).count()) <= 0)
+                throw NothingCame("cannot send");
+            sent = mStream->Flush();
+        }
+    }
+    void Fill(std::string& into, steady_clock::time_point until) override
+    {
+        while (!mStream->TakeReady(into)) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - steady_clock::now());
+            pollfd socket{mStream->Tcp().native_handle(), POLLIN, 0};
+            if (left.count() <= 0 || ::poll(&socket, 1, static_cast<int>(left.count())) <= 0)
+                throw NothingCame("in time");
+        }
+    }
+    int Socket() override { return mStream->Tcp().native_handle(); }
+    void Kill() override
+    {
+        mStream->Tcp().set_option(asio::socket_base::linger(true, 0));
+        mStream->Tcp().close();
+    }
+
+private:
+    asio::io_context mIo;
+    std::unique_ptr<TlsStream> mStream;
+};
+
+}  // namespace
 
 Header PostHeader(Channel channel, std::uint64_t number, std::size_t total)
 {
@@ -28,15 +67,12 @@ Header PostHeader(Channel channel, std::uint64_t number, std::size_t total)
 }
 
 RawClient::RawClient(std::uint16_t port, const std::string& door, std::uint32_t version,
-                     const std::string& from, const std::string& to)
+                     const std::string& from, const std::string& to, By by)
 {
-    asio::ip::tcp::socket socket(mIo, {asio::ip::make_address(from), 0});
-    socket.connect({asio::ip::make_address(to), port});
-    mStream = std::make_unique<TlsStream>(std::move(socket), TlsContext::Client());
-    std::exception_ptr failed;
-    asio::co_spawn(mIo, mStream->Handshake(), [&](std::exception_ptr error) { failed = error; });
-    mIo.run_for(kPatience);
-    if (failed) std::rethrow_exception(failed);
+    if (by == By::Http)
+        mRoad = std::make_unique<HttpRawRoad>(port, from);
+    else
+        mRoad = std::make_unique<TlsRawRoad>(port, from, to);
     Header hello;
     hello.mutable_hello()->set_version(version);
     hello.mutable_hello()->set_door(door);
@@ -52,13 +88,7 @@ void RawClient::Send(const Header& header, std::string_view body)
 
 void RawClient::SendBytes(std::string_view bytes)
 {
-    bool sent = mStream->Put(bytes);
-    while (!sent) {
-        pollfd socket{mStream->Tcp().native_handle(), POLLOUT, 0};
-        if (::poll(&socket, 1, std::chrono::milliseconds(kPatience).count()) <= 0)
-            throw NothingCame("cannot send");
-        sent = mStream->Flush();
-    }
+    mRoad->Send(bytes);
 }
 
 void RawClient::SendItem(const Header& header, std::string_view body)
@@ -164,24 +194,15 @@ PasswordChanged RawClient::ChangePassword(const std::string& handle, const std::
     return Wait(Header::kPasswordChanged).header.password_changed();
 }
 
-void RawClient::Fill(steady_clock::time_point until)
-{
-    std::string& intake = mReader.Intake();
-    const std::size_t before = intake.size();
-    while (!mStream->TakeReady(intake)) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - steady_clock::now());
-        pollfd socket{mStream->Tcp().native_handle(), POLLIN, 0};
-        if (left.count() <= 0 || ::poll(&socket, 1, static_cast<int>(left.count())) <= 0)
-            throw NothingCame("in time");
-    }
-    bytesRead += intake.size() - before;
-}
-
 std::optional<Received> RawClient::Ready()
 {
     std::string& intake = mReader.Intake();
     const std::size_t before = intake.size();
-    mStream->TakeReady(intake);
+    try {
+        mRoad->Fill(intake, steady_clock::now());
+    } catch (const NothingCame&) {
+        // what is there already counts
+    }
     bytesRead += intake.size() - before;
     Received received;
     return FromBuffer(received) ? std::optional(std::move(received)) : std::nullopt;
@@ -220,7 +241,12 @@ Received RawClient::Next()
 {
     const auto until = steady_clock::now() + kPatience;
     Received received;
-    while (!FromBuffer(received)) Fill(until);
+    while (!FromBuffer(received)) {
+        std::string& intake = mReader.Intake();
+        const std::size_t before = intake.size();
+        mRoad->Fill(intake, until);
+        bytesRead += intake.size() - before;
+    }
     return received;
 }
 
@@ -289,8 +315,7 @@ void RawClient::WaitAccepted(Channel channel, std::uint64_t number)
 
 void RawClient::Kill()
 {
-    mStream->Tcp().set_option(asio::socket_base::linger(true, 0));
-    mStream->Tcp().close();
+    mRoad->Kill();
 }
 
 }  // namespace zephyl

@@ -2,7 +2,6 @@
 // A client of few words for protocol tests: blocking, one thread, no link. It answers pings, puts items
 // together, and otherwise does only what it is told.
 
-#include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -12,7 +11,6 @@
 #include <string_view>
 #include <vector>
 
-#include "service/net/tls_stream.h"
 #include "service/wire/framing.h"
 
 namespace zephyl {
@@ -30,12 +28,26 @@ struct NothingCame : std::runtime_error {
 /// A text of `total` bytes for everybody, to be shaped further; what its frame begins with.
 Header PostHeader(Channel channel, std::uint64_t number, std::size_t total);
 
+/// What its bytes travel on.
+class RawRoad {
+public:
+    virtual ~RawRoad() = default;
+    virtual void Send(std::string_view bytes) = 0;
+    /// Appends what comes next. Throws NothingCame, or what the connection ended of.
+    virtual void Fill(std::string& into, std::chrono::steady_clock::time_point until) = 0;
+    /// Readable when something may have come.
+    virtual int Socket() = 0;
+    virtual void Kill() = 0;
+};
+
+enum class By { Tcp, Http };
+
 class RawClient {
 public:
     /// `from`: the address that it comes from; `to`: where the service is.
     explicit RawClient(std::uint16_t port, const std::string& door = {},
                        std::uint32_t version = kProtocolVersion, const std::string& from = "127.0.0.1",
-                       const std::string& to = "127.0.0.1");
+                       const std::string& to = "127.0.0.1", By by = By::Tcp);
 
     // Sending.
     void Send(const Header& header, std::string_view body = {});
@@ -61,7 +73,7 @@ public:
     Received Next();
     /// The next one if it is there already.
     std::optional<Received> Ready();
-    int Socket() { return mStream->Tcp().native_handle(); }
+    int Socket() { return mRoad->Socket(); }
     /// The next one of this kind; others before it are kept for later calls.
     Received Wait(Header::MessageCase kind);
     /// Texts of the next `count` text items.
@@ -81,11 +93,9 @@ public:
     bool readAlong = false;             // answer every item with Read, as a client does that keeps up
 
 private:
-    void Fill(std::chrono::steady_clock::time_point until);
     bool FromBuffer(Received& to);
 
-    boost::asio::io_context mIo;
-    std::unique_ptr<TlsStream> mStream;
+    std::unique_ptr<RawRoad> mRoad;
     FrameReader mReader{Way::Down};
     ItemReader mItems;
     std::deque<Received> mKept;

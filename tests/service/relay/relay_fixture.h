@@ -25,18 +25,26 @@ constexpr HashCost kCheapHash{1, 8192};
 /// memory.
 enum class Logs { Memory, Files, ColdFiles };
 
+/// How clients come, and where the logs are.
+struct Ways {
+    Ways(Logs where = Logs::Memory, By how = By::Tcp) : logs(where), by(how) {}
+    Logs logs;
+    By by;
+};
+
 /// What a fixture with a relay has.
 class RelayRoom {
 protected:
-    explicit RelayRoom(Logs logs)
+    explicit RelayRoom(Ways ways) : mBy(ways.by)
     {
+        const Logs logs = ways.logs;
         StartSodium();
         options.data = folder.path / "data";
         options.port = 0;
         options.logsInMemory = logs == Logs::Memory;
         if (logs == Logs::ColdFiles) options.bounds.logInMemory = 0;
         options.times.tick = std::chrono::milliseconds(20);
-        options.times.lostAfter =
+        options.times.lostAfter = options.times.httpLostAfter =
             std::chrono::minutes(10);  // clients of tests answer only while they are read
         options.times.grace =
             std::chrono::milliseconds(0);  // a lost connection is a leave, unless a test says else
@@ -54,7 +62,11 @@ protected:
                 relay->TheAccounts().Add(handle, HashPassword("secret", kCheapHash), "");
         relay->Start();
     }
-    std::unique_ptr<RawClient> Fresh() { return std::make_unique<RawClient>(relay->Port(), options.door); }
+    std::unique_ptr<RawClient> Fresh()
+    {
+        return std::make_unique<RawClient>(relay->Port(), options.door, kProtocolVersion, "127.0.0.1",
+                                           "127.0.0.1", mBy);
+    }
     /// Logged in under a stream that is the handle's own.
     std::unique_ptr<RawClient> LoggedIn(const std::string& handle)
     {
@@ -81,18 +93,23 @@ protected:
     Place place;  // of the one who entered last
 
 private:
+    const By mBy;
     bool mMade = false;
 };
 
-class RelayTest : public testing::TestWithParam<Logs>, protected RelayRoom {
+class RelayTest : public testing::TestWithParam<Ways>, protected RelayRoom {
 protected:
     RelayTest() : RelayRoom(GetParam()) {}
 };
 
-inline const auto kAllLogs = testing::Values(Logs::Memory, Logs::Files, Logs::ColdFiles);
-inline std::string NameOfLogs(const testing::TestParamInfo<Logs>& logs)
+inline const auto kAllWays = testing::Values(Ways{Logs::Memory}, Ways{Logs::Files}, Ways{Logs::ColdFiles},
+                                             Ways{Logs::Memory, By::Http});
+inline std::string NameOfWays(const testing::TestParamInfo<Ways>& ways)
 {
-    return logs.param == Logs::Memory ? "Memory" : logs.param == Logs::Files ? "Files" : "ColdFiles";
+    if (ways.param.by == By::Http) return "MemoryByHttp";
+    return ways.param.logs == Logs::Memory  ? "Memory"
+           : ways.param.logs == Logs::Files ? "Files"
+                                            : "ColdFiles";
 }
 
 }  // namespace zephyl

@@ -29,7 +29,8 @@ protected:
         return newest;
     }
 };
-INSTANTIATE_TEST_SUITE_P(, RestartTest, testing::Values(Logs::Files, Logs::ColdFiles), NameOfLogs);
+INSTANTIATE_TEST_SUITE_P(, RestartTest, testing::Values(Ways{Logs::Files}, Ways{Logs::ColdFiles}),
+                         NameOfWays);
 
 TEST_P(RestartTest, EverybodyGoesOnWhereTheyWere)
 {

@@ -14,7 +14,7 @@ protected:
     static Cursor At(const Place& place) { return place.position(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(, ReturnTest, kAllLogs, NameOfLogs);
+INSTANTIATE_TEST_SUITE_P(, ReturnTest, kAllWays, NameOfWays);
 
 TEST_P(ReturnTest, ResumesWithoutAnybodySeeingIt)
 {

@@ -29,6 +29,7 @@ public:
     public:
         Ticket(ConnectionGate& gate, std::string address) : mGate(gate), mAddress(std::move(address)) {}
         ~Ticket() { mGate.GiveBack(mAddress); }
+        ConnectionGate& Gate() const { return mGate; }
         Ticket(const Ticket&) = delete;
         Ticket& operator=(const Ticket&) = delete;
 

@@ -1,0 +1,362 @@
+// The link by HTTP through what stands between: a proxy that ends TLS and does to exchanges what proxies do,
+// one that is asked for a tunnel, and the choice of it.
+#include <atomic>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <random>
+
+#include "reliability/linked_attendee.h"
+#include "service/link/http_proxy.h"
+#include "service/link/link_messenger.h"
+#include "service/link/link_stats.h"
+#include "service/net/http_message.h"
+#include "service/net/plain_stream.h"
+#include "service/net/tls_stream.h"
+#include "service/relay/door/identity.h"
+#include "service/relay/relay_fixture.h"
+
+namespace zephyl {
+namespace {
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+/// What a proxy does to one exchange.
+enum class Fate { Pass, DropAnswer, CloseBehind, Answer502, AskTwice, Slow };
+
+/// Ends TLS under a key of its own and passes exchanges on without it, whole ones only. One thread.
+class ReverseProxy {
+public:
+    ReverseProxy(std::uint16_t target, unsigned seed, bool faulty)
+        : mTarget(target),
+          mFaulty(faulty),
+          mRandom(seed),
+          mAcceptor(mIo, {asio::ip::address_v4::loopback(), 0})
+    {
+        PreparePrivateFolder(mFolder.path);
+        const Identity identity = PrepareIdentity(mFolder.path);
+        mTls = TlsContext::Server(identity.key, identity.certificate);
+        asio::co_spawn(mIo, Accept(), asio::detached);
+        mThread = std::thread([this] { mIo.run(); });
+    }
+    ~ReverseProxy()
+    {
+        mIo.stop();
+        mThread.join();
+    }
+    std::uint16_t Port() const { return mAcceptor.local_endpoint().port(); }
+    const std::string& Fingerprint() const { return mTls->Fingerprint(); }
+
+    std::atomic<int> mostAtOnce{0}, faults{0}, exchanges{0};
+
+private:
+    Fate NextFate()
+    {
+        const unsigned die = mRandom() % 12;
+        return mFaulty && die < 6 ? static_cast<Fate>(die) : Fate::Pass;
+    }
+    asio::awaitable<void> Accept()
+    {
+        for (;;)
+            asio::co_spawn(mIo, Serve(co_await mAcceptor.async_accept(asio::use_awaitable)), asio::detached);
+    }
+    asio::awaitable<void> Serve(tcp::socket socket)
+    {
+        const std::shared_ptr<void> counted(nullptr, [this](void*) { --mNow; });
+        mostAtOnce = std::max<int>(mostAtOnce, ++mNow);
+        try {
+            TlsStream stream(std::move(socket), mTls);
+            co_await stream.Handshake(Speaks::Either);
+            HttpRequestReader reader;
+            bool more = true;
+            while (more) more = co_await Exchange(stream, reader);
+            stream.Close();
+        } catch (const std::exception&) {
+            // whoever it was has gone
+        }
+    }
+    asio::awaitable<bool> Exchange(TlsStream& stream, HttpRequestReader& reader)
+    {
+        const HttpHead* head = nullptr;
+        while (!(head = reader.Head())) {
+            std::string bytes;
+            co_await stream.Read(bytes);
+            reader.Feed(bytes);
+        }
+        const HttpHead asked = *head;
+        std::optional<std::string> body;
+        while (!(body = reader.Body())) {
+            std::string bytes;
+            co_await stream.Read(bytes);
+            reader.Feed(bytes);
+        }
+        ++exchanges;
+        const Fate fate = NextFate();
+        faults += fate != Fate::Pass;
+        // Made in statements of their own: GCC 12 makes nonsense of aggregates behind co_await.
+        if (fate == Fate::Answer502) {
+            const HttpAnswer sorry{.status = 502};
+            co_await stream.Write(HttpText(sorry));
+            co_return true;
+        }
+        const HttpPost post{.target = asked.target,
+                            .host = "behind",
+                            .connection = asked.connection,
+                            .exchange = asked.exchange.value_or(0),
+                            .waitSeconds = asked.waitSeconds.value_or(0),
+                            .body = *body};
+        HttpAnswered answered = co_await PassOn(HttpText(post));
+        if (fate == Fate::AskTwice && asked.exchange) answered = co_await PassOn(HttpText(post));
+        if (fate == Fate::DropAnswer) co_return false;
+        if (fate == Fate::Slow) {
+            asio::steady_timer pause(mIo, 30ms);
+            co_await pause.async_wait(asio::use_awaitable);
+        }
+        const HttpAnswer answer{.status = answered.status,
+                                .body = answered.body,
+                                .connection = answered.connection,
+                                .keepAlive = fate != Fate::CloseBehind};
+        co_await stream.Write(HttpText(answer));
+        co_return fate != Fate::CloseBehind;
+    }
+    /// On a stream of its own each: what stands behind keeps nothing of one.
+    asio::awaitable<HttpAnswered> PassOn(std::string request)
+    {
+        tcp::socket socket(mIo);
+        co_await socket.async_connect({asio::ip::address_v4::loopback(), mTarget}, asio::use_awaitable);
+        PlainStream stream(std::move(socket));
+        co_await stream.Write(request);
+        HttpAnswerReader reader;
+        for (;;) {
+            if (auto answered = reader.Next()) co_return *std::move(answered);
+            std::string bytes;
+            co_await stream.Read(bytes);
+            reader.Feed(bytes);
+        }
+    }
+
+    const std::uint16_t mTarget;
+    const bool mFaulty;
+    std::mt19937 mRandom;
+    TemporaryFolder mFolder;
+    std::shared_ptr<TlsContext> mTls;
+    asio::io_context mIo;
+    tcp::acceptor mAcceptor;
+    int mNow = 0;
+    std::thread mThread;
+};
+
+/// Lets through whoever asks for a tunnel, with the right name and password where it has some.
+class TunnelProxy {
+public:
+    explicit TunnelProxy(std::string wanted)
+        : mWanted(std::move(wanted)), mAcceptor(mIo, {asio::ip::address_v4::loopback(), 0})
+    {
+        asio::co_spawn(mIo, Accept(), asio::detached);
+        mThread = std::thread([this] { mIo.run(); });
+    }
+    ~TunnelProxy()
+    {
+        mIo.stop();
+        mThread.join();
+    }
+    std::uint16_t Port() const { return mAcceptor.local_endpoint().port(); }
+    std::atomic<int> tunnels{0};
+
+private:
+    asio::awaitable<void> Accept()
+    {
+        for (;;)
+            asio::co_spawn(mIo, Serve(co_await mAcceptor.async_accept(asio::use_awaitable)), asio::detached);
+    }
+    asio::awaitable<void> Serve(tcp::socket socket)
+    {
+        try {
+            const auto client = std::make_shared<PlainStream>(std::move(socket));
+            std::string head;
+            while (!head.ends_with("\r\n\r\n")) co_await client->Read(head);
+            if (!mWanted.empty() &&
+                head.find("Proxy-Authorization: Basic " + mWanted + "\r\n") == std::string::npos) {
+                co_await client->Write("HTTP/1.1 407 No\r\nContent-Length: 3\r\n\r\nno\n");
+                co_return;
+            }
+            const auto colon = head.find(':'), blank = head.find(' ', colon);
+            const auto port =
+                static_cast<std::uint16_t>(std::stoi(head.substr(colon + 1, blank - colon - 1)));
+            tcp::socket on(mIo);
+            co_await on.async_connect({asio::ip::address_v4::loopback(), port}, asio::use_awaitable);
+            const auto service = std::make_shared<PlainStream>(std::move(on));
+            co_await client->Write("HTTP/1.1 200 Tunnel\r\n\r\n");
+            ++tunnels;
+            asio::co_spawn(mIo, Carry(service, client), asio::detached);
+            co_await Carry(client, service);
+        } catch (const std::exception&) {
+            // nothing to be told to anybody
+        }
+    }
+    static asio::awaitable<void> Carry(std::shared_ptr<PlainStream> from, std::shared_ptr<PlainStream> to)
+    {
+        try {
+            for (std::string bytes;; bytes.clear()) {
+                co_await from->Read(bytes);
+                co_await to->Write(bytes);
+            }
+        } catch (const std::exception&) {
+            to->Close();
+        }
+    }
+    const std::string mWanted;
+    asio::io_context mIo;
+    tcp::acceptor mAcceptor;
+    std::thread mThread;
+};
+
+class HttpRoads : public testing::Test, protected RelayRoom {
+protected:
+    HttpRoads() : RelayRoom(Ways{})
+    {
+        options.httpHost = "127.0.0.1";
+        options.trustedProxies = {"127.0.0.1"};
+        options.times.grace = 1min;
+        StartRelay();
+    }
+    static std::unique_ptr<LinkedAttendee> Attendee(std::uint16_t port, const std::string& key)
+    {
+        auto attendee = std::make_unique<LinkedAttendee>(u"127.0.0.1:%1"_s.arg(port), key);
+        attendee->protocol = Protocol::Http;
+        return attendee;
+    }
+};
+
+/// Answers that are lost, exchanges that are passed on twice, streams that end: everything once, in order.
+TEST_F(HttpRoads, AProxyThatLosesAnswersLosesAndDoublesNothing)
+{
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    ReverseProxy near(relay->HttpPort(), seed, true), far(relay->HttpPort(), seed + 1, true);
+    auto alice = Attendee(near.Port(), near.Fingerprint()), bob = Attendee(far.Port(), far.Fingerprint());
+    ASSERT_TRUE(alice->Login(u"Alice"_s)) << qPrintable(alice->link->LastRefusal());
+    ASSERT_TRUE(bob->Login(u"bob"_s)) << qPrintable(bob->link->LastRefusal());
+    ASSERT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
+    ASSERT_TRUE(bob->link->JoinMeeting(u"Room01"_s));
+    EXPECT_EQ(alice->Next(), u"bob=5"_s);
+    const QString large(60'000, u'1');
+    for (int i = 0; i < 60; ++i) {
+        alice->link->Send(u"bob"_s, QString::number(i));
+        alice->Turn();
+        if (i % 10 == 0) alice->Draw(u"[[ZUM_WB_PEN]]%1"_s.arg(i) + large);
+        alice->Turn();
+        const bool pause = i % 3 == 0;
+        EXPECT_TRUE(!pause || bob->Until([&] { return int(bob->heard.size()) > i; }));
+    }
+    QStringList lines, strokes;
+    for (const QString& one : bob->Next(66))
+        (one.contains(u"PEN"_s) ? strokes : lines) += one.size() > 100 ? QString::number(one.size()) : one;
+    for (int i = 0; i < 60; ++i) EXPECT_EQ(lines.value(i), u"Alice:%1"_s.arg(i));
+    EXPECT_EQ(strokes.size(), 6);
+    EXPECT_TRUE(alice->Until([&] { return StatsOf(*alice->link).outbox == 0; }));
+    EXPECT_TRUE(bob->heard.empty());
+    EXPECT_EQ(StatsOf(*alice->link).reconnects + StatsOf(*bob->link).reconnects, 0u);  // nobody noticed
+    EXPECT_GT(near.faults + far.faults, 10);
+    EXPECT_LE(std::max<int>(near.mostAtOnce, far.mostAtOnce), 2);  // browsers' proxies allow no more
+}
+
+/// An empty poll is held for the polling interval: what waits costs two exchanges a second at most.
+TEST_F(HttpRoads, AnIdleSessionAsksOnceASecond)
+{
+    ReverseProxy proxy(relay->HttpPort(), 1, false);
+    auto alice = Attendee(proxy.Port(), proxy.Fingerprint());
+    ASSERT_TRUE(alice->Login(u"Alice"_s)) << qPrintable(alice->link->LastRefusal());
+    const int before = proxy.exchanges;
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_TRUE(alice->Until([&] { return proxy.exchanges >= before + 3; }));
+    EXPECT_GT(std::chrono::steady_clock::now() - begun, 1s);
+}
+
+TEST_F(HttpRoads, AProxyIsAskedForATunnel)
+{
+    TunnelProxy open(""), guarded("YW5uOnNlY3JldA==");  // ann:secret
+    const auto at = [](const TunnelProxy& proxy) { return u"127.0.0.1:%1"_s.arg(proxy.Port()); };
+    const struct {
+        QString proxy;
+        const char* refusal;
+    } rows[] = {
+        {at(open), nullptr},
+        {u"http://ann:secret@"_s + at(guarded), nullptr},
+        {u"http://ann:wrong@"_s + at(guarded), "asks for a name"},
+        {at(guarded), "asks for a name"},
+        {u"127.0.0.1:1"_s, "through the proxy 127.0.0.1"},
+        {u"socks5://127.0.0.1:1"_s, "cannot be understood"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(qPrintable(row.proxy));
+        auto alice = Attendee(relay->Port(), relay->Fingerprint());
+        alice->proxy = row.proxy;
+        EXPECT_EQ(alice->Login(u"Alice"_s), !row.refusal) << qPrintable(alice->link->LastRefusal());
+        EXPECT_TRUE(alice->link->LastRefusal().contains(QLatin1String(row.refusal)))
+            << qPrintable(alice->link->LastRefusal());
+    }
+    EXPECT_EQ(open.tunnels, 2);  // one for each lane
+    auto alice = Attendee(1, relay->Fingerprint());
+    alice->protocol = Protocol::Tcp;
+    EXPECT_FALSE(alice->Login(u"Alice"_s));
+    EXPECT_TRUE(alice->link->LastRefusal().contains(u"\"HTTP\""_s));  // what may get through instead
+}
+
+TEST(HttpProxy, IsWhatTheSettingOrTheEnvironmentNames)
+{
+    const struct {
+        const char *setting, *https, *no, *host;
+        const char* proxy;  // "" none; null: it cannot be read
+    } rows[] = {
+        {"", "", "", "a.example", ""},
+        {"", "http://p:3128", "", "a.example", "p:3128 "},
+        {"", "p", "", "a.example", "p:8080 "},
+        {"http://q:1/", "http://p:3128", "", "a.example", "q:1 "},
+        {"direct", "http://p:3128", "", "a.example", ""},
+        {"http://ann:s%40e%3Acret@[::1]:9", "", "", "a.example", "::1:9 ann:s@e:cret"},
+        {"ann@p:1", "", "", "a.example", "p:1 ann:"},
+        {"https://p:1", "", "", "a.example", nullptr},
+        {"p:0", "", "", "a.example", nullptr},
+        {"p:65536", "", "", "a.example", nullptr},
+        {"http://", "", "", "a.example", nullptr},
+        {"p q", "", "", "a.example", nullptr},
+        {"", "http://p:1", "*", "a.example", ""},
+        {"", "http://p:1", "b.example,A.EXAMPLE", "a.example", ""},
+        {"", "http://p:1", "example", "a.example", ""},
+        {"", "http://p:1", ".example", "a.example", ""},
+        {"", "http://p:1", "*.example", "a.example", ""},
+        {"", "http://p:1", "ample", "a.example", "p:1 "},  // not a part of a name
+        {"", "http://p:1", "a.example:7420", "a.example", ""},
+        {"", "http://p:1", "a.example:443", "a.example", "p:1 "},
+        {"", "http://p:1", "10.0.0.0/8 192.0.2.0/24", "192.0.2.200", ""},
+        {"", "http://p:1", "10.0.0.0/8", "11.0.0.1", "p:1 "},
+        {"", "http://p:1", "::1", "0:0:0:0:0:0:0:1", ""},
+        {"", "http://p:1", "fd00::/8", "fd12::1", ""},
+        {"q:1", "", "a.example", "a.example", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.setting << '|' << row.https << '|' << row.no);
+        const link::Environment environment = [&](const char* name) {
+            const std::string_view wanted = name;
+            return std::string(wanted == "https_proxy" ? row.https : wanted == "NO_PROXY" ? row.no : "");
+        };
+        const auto told = [&]() -> std::string {
+            const auto proxy = link::ProxyFor(row.setting, row.host, 7420, environment);
+            return proxy ? proxy->host + ':' + std::to_string(proxy->port) + ' ' + proxy->credentials : "";
+        };
+        if (row.proxy)
+            EXPECT_EQ(told(), row.proxy);
+        else
+            EXPECT_THROW(told(), std::runtime_error);
+    }
+}
+
+}  // namespace
+}  // namespace zephyl
