@@ -17,7 +17,9 @@
 #include <boost/asio/write.hpp>
 
 #include "service/relay/backup/stream.h"
+#include "service/relay/beside.h"
 #include "service/relay/door/handle_rules.h"
+#include "service/relay/door/login_desk.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/report.h"
@@ -242,7 +244,11 @@ asio::awaitable<std::string> AdminSocket::Status(Words)
 asio::awaitable<std::string> AdminSocket::Reload(Words)
 {
     std::string answer = "ok\n";
-    for (const std::string& note : mActions.reload()) answer += note + "\n";
+    // Files may be slow to read, and one may be a pipe.
+    co_await Beside([this](std::function<void()> work) { mServices.desk.Run(std::move(work)); },
+                    [this, &answer] {
+                        for (const std::string& note : mActions.reload()) answer += note + "\n";
+                    });
     co_return answer;
 }
 

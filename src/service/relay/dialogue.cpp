@@ -109,6 +109,8 @@ void Connection::Greet(const Hello& hello)
 {
     if (hello.version() != kProtocolVersion)
         return End(BYE_VERSION, "this service speaks version " + std::to_string(kProtocolVersion));
+    // By whatever way it came: behind a proxy an address is known only now.
+    if (mServices.bans.BarsAddress(mAddress)) return Banned();
     if (!MayGreet(hello)) return End(BYE_ENDED, "this is somebody's personal service");
     mStanding = Standing::Greeted;
     Header header;
@@ -166,6 +168,7 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
     session->permitted = verdict.account.permitted;
     if (verdict.replaced) co_await mServices.directory.AccountChanged(session->handle, verdict.account);
     session->address = co_await AcceptedHostName(mServices.log, login.host_name(), mAddress);
+    // Only whoever has the password is told.
     if (mServices.bans.BarsHandle(session->key)) co_return Banned();
     const bool admitted = co_await mServices.directory.Admit(session, shared_from_this(), login.again());
     if (!admitted) {
@@ -187,7 +190,6 @@ asio::awaitable<void> Connection::LoggedInAs(const Login& login, LoggedIn& answe
                        mRoad->Name());
 }
 
-// Only whoever has the password is told.
 void Connection::Banned()
 {
     ++mServices.counters.loginsBanned;

@@ -67,6 +67,7 @@ struct MailOptions {
     std::size_t mailsAMinute = 60;
 
     bool On() const { return !server.empty(); }
+    bool operator==(const MailOptions&) const = default;
 };
 
 struct RelayOptions {

@@ -148,6 +148,10 @@ void Relay::OpenDatagramDoor()
 
 Relay::~Relay()
 {
+    {
+        const std::lock_guard lock(mReloading);
+        mRead = nullptr;  // whoever asks from now on is refused
+    }
     if (mDatagrams) mDatagrams->Stop();
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();

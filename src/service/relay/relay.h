@@ -89,6 +89,9 @@ private:
     void OpenDatagramDoor();
     void Welcome(boost::asio::ip::tcp::socket socket, ConnectionGate& gate, CameBy by);
 
+    std::mutex mReloading;  // the desk, which may be at it, stands below
+    std::function<RelayOptions()> mRead;
+    std::function<void(bool)> mTellReload;
     const RelayOptions mOptions;
     LiveLimits mLimits;
     const std::shared_ptr<spdlog::logger> mLog;
@@ -117,9 +120,6 @@ private:
     std::vector<std::thread> mThreads;
     const std::chrono::system_clock::time_point mStartedAt = std::chrono::system_clock::now();
     const std::chrono::steady_clock::time_point mStarted = std::chrono::steady_clock::now();
-    std::mutex mReloading;
-    std::function<RelayOptions()> mRead;
-    std::function<void(bool)> mTellReload;
 };
 
 /// "HOST:PORT" or "[V6]:PORT". Throws StartError.

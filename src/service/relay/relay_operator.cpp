@@ -64,7 +64,7 @@ asio::awaitable<ServiceFacts> Relay::Facts()
     facts.memoryMost = mMemory.Most();
     facts.pressure = mMemory.Level();
     facts.logMemory = *mLogs.memory;
-    facts.bans = mAccounts.Bans();
+    facts.bans = mBans.All();
     facts.metrics = MetricsAddress();
     facts.meetings = co_await mDirectory.Facts();
     co_return facts;
@@ -101,6 +101,7 @@ std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
          "metrics_listen");
     note(fresh.threads != mOptions.threads, "threads");
     note(fresh.logFormat != mOptions.logFormat, "log_format");
+    note(fresh.mail != mOptions.mail, "[mail]");
     note(fresh.announce != mOptions.announce, "announce");
     RelayOptions files = fresh;
     files.data = mOptions.data;

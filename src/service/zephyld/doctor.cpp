@@ -25,6 +25,7 @@
 #include "service/relay/config.h"
 #include "service/relay/door/accounts.h"
 #include "service/relay/door/neighbours.h"
+#include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
 #include "service/wire/door_file.h"
@@ -218,6 +219,15 @@ void LookAtPorts(Findings& findings, const RelayOptions& options, const json::va
                       " -alpn zephyl/1 </dev/null; nothing there: open the port in firewall and router");
 }
 
+void LookAtMail(Findings& findings, const MailOptions& mail)
+{
+    if (!mail.On()) return findings.Good("mail", "none is sent: [mail] is not configured");
+    if (const auto fault = MailFault(mail))
+        findings.Bad("mail", *fault, "look at [mail] in the configuration, and at that server's log");
+    else
+        findings.Good("mail", mail.server + " would take some");
+}
+
 void LookAtClock(Findings& findings)
 {
     timex state{};
@@ -314,6 +324,7 @@ int Examine(const DoctorRequest& request)
     findings.Look("key", "key and certificate must fit, and only the service's user may read the key",
                   [&] { LookAtKey(findings, options, status); });
     findings.Look("port", "is the service of this version?", [&] { LookAtPorts(findings, options, status); });
+    findings.Look("mail", "look at [mail] in the configuration", [&] { LookAtMail(findings, options.mail); });
     LookAtClock(findings);
     LookAtLimits(findings, options);
     findings.Look("load", "is the service of this version?", [&] { LookAtHealth(findings, status); });

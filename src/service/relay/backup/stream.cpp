@@ -4,15 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/asio/async_result.hpp>
-#include <boost/asio/post.hpp>
-#include <boost/asio/use_awaitable.hpp>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 
 #include "files/careful_file.h"
 #include "service/relay/backup/archive.h"
+#include "service/relay/beside.h"
 #include "service/relay/door/accounts.h"
 #include "service/relay/log/log_room.h"
 #include "service/relay/meeting/directory.h"
@@ -23,26 +21,6 @@ namespace {
 
 constexpr std::size_t kPartBytes = 256 * 1024;
 constexpr std::size_t kKeyBytes = 1 << 20;
-
-/// Runs `work` on the thread that may wait for disks.
-asio::awaitable<void> Beside(LogRoom& room, std::function<void()> work)
-{
-    const auto initiate = [&room, &work](auto handler) {
-        auto shared = std::make_shared<decltype(handler)>(std::move(handler));
-        room.reads.Run([shared, &work] {
-            std::exception_ptr failed;
-            try {
-                work();
-            } catch (...) {
-                failed = std::current_exception();
-            }
-            asio::post(asio::get_associated_executor(*shared),
-                       [shared, failed] { std::move (*shared)(failed); });
-        });
-    };
-    co_await asio::async_initiate<const asio::use_awaitable_t<>, void(std::exception_ptr)>(
-        initiate, asio::use_awaitable);
-}
 
 std::string ReadPart(const LogPart& part, std::uint64_t at)
 {
@@ -75,7 +53,7 @@ public:
         const auto ids = co_await mServices.directory.Ids();
         for (const std::string& id : ids) co_await Meeting(id);
         std::string accounts, key, certificate;
-        co_await Beside(mServices.logs, [&] {
+        co_await Beside(mReads, [&] {
             accounts = mServices.accounts.Image();
             key = OwnFile(mServices.options.data / "key.pem");
             certificate = OwnFile(mServices.options.data / "certificate.pem");
@@ -107,7 +85,7 @@ private:
             mArchive.Begin("meetings/" + held.folder + "/" + part.name, part.bytes);
             for (std::uint64_t at = 0; at < part.bytes;) {
                 std::string bytes;
-                co_await Beside(mServices.logs, [&] {
+                co_await Beside(mReads, [&] {
                     bytes = ReadPart(part, at);
                     mArchive.Add(bytes);  // its sum is work, too
                 });
@@ -126,6 +104,9 @@ private:
     }
 
     Services& mServices;
+    const std::function<void(std::function<void()>)> mReads = [this](std::function<void()> work) {
+        mServices.logs.reads.Run(std::move(work));
+    };
     const Write mWrite;
     std::string mOut;
     ArchiveWriter mArchive{mOut};

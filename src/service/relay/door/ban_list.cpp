@@ -4,6 +4,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <charconv>
 #include <chrono>
+#include <iterator>
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -117,6 +118,7 @@ void BanList::Replace(const std::vector<Ban>& bans)
     const std::lock_guard lock(mMutex);
     mRanges = std::move(ranges);
     mHandles = std::move(handles);
+    mAll = bans;
     mAny = !mRanges.empty() || !mHandles.empty();
 }
 
@@ -143,14 +145,14 @@ bool BanList::BarsHandle(const std::string& key) const
     return at != mHandles.end() && Holds(at->second, BanClock());
 }
 
-std::size_t BanList::Count() const
+std::vector<Ban> BanList::All() const
 {
     const std::int64_t now = BanClock();
     const std::lock_guard lock(mMutex);
-    const auto holds = [now](const auto& ban) { return Holds(ban, now); };
-    return static_cast<std::size_t>(
-        std::count_if(mRanges.begin(), mRanges.end(), [&](const Range& ban) { return holds(ban.until); }) +
-        std::count_if(mHandles.begin(), mHandles.end(), [&](const auto& ban) { return holds(ban.second); }));
+    std::vector<Ban> all;
+    std::copy_if(mAll.begin(), mAll.end(), std::back_inserter(all),
+                 [now](const Ban& ban) { return Holds(ban.until, now); });
+    return all;
 }
 
 std::int64_t BanClock()

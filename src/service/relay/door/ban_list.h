@@ -42,7 +42,7 @@ public:
     /// A folded handle.
     bool BarsHandle(const std::string& key) const;
     /// Those that hold at this moment.
-    std::size_t Count() const;
+    std::vector<Ban> All() const;
 
 private:
     struct Range {
@@ -53,6 +53,7 @@ private:
     std::atomic<bool> mAny{false};
     std::vector<Range> mRanges;
     std::unordered_map<std::string, std::int64_t> mHandles;
+    std::vector<Ban> mAll;
 };
 
 /// Seconds since 1970, as bans count. Not steady: a ban outlives the process.

@@ -337,15 +337,21 @@ asio::awaitable<Directory::Unkicked> Directory::Unkick(std::string code, HandleF
 
 asio::awaitable<bool> Directory::Close(std::string code)
 {
-    co_return co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code)), asio::use_awaitable);
+    const std::shared_ptr<Meeting> meeting =
+        co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code)), asio::use_awaitable);
+    if (!meeting) co_return false;
+    // Behind its own last turn: whoever is told that it is closed finds nothing of it.
+    co_await asio::co_spawn(meeting->Home(), FactsOf(meeting), asio::use_awaitable);
+    co_return true;
 }
 
-asio::awaitable<bool> Directory::DoClose(std::string code)
+asio::awaitable<std::shared_ptr<Meeting>> Directory::DoClose(std::string code)
 {
     const auto at = mByCode.find(code);
-    if (at == mByCode.end()) co_return false;
-    Delete(std::shared_ptr<Meeting>(at->second), "The operator of the service has closed this meeting.");
-    co_return true;
+    if (at == mByCode.end()) co_return nullptr;
+    const std::shared_ptr<Meeting> meeting = at->second;
+    Delete(meeting, "The operator of the service has closed this meeting.");
+    co_return meeting;
 }
 
 asio::awaitable<void> Directory::EndHandle(std::string key, std::string text)

@@ -107,7 +107,7 @@ private:
     boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account,
                                                   std::string removed, ByeReason reason);
     boost::asio::awaitable<std::vector<std::shared_ptr<Meeting>>> DoAll();
-    boost::asio::awaitable<bool> DoClose(std::string code);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> DoClose(std::string code);
     boost::asio::awaitable<void> DoEndHandle(std::string key, std::string text);
     boost::asio::awaitable<MeetingFacts> FactsOf(std::shared_ptr<Meeting> meeting);
     boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
