@@ -498,6 +498,12 @@ void Connection::OnTick(Clock::time_point now)
     Send(ping);
 }
 
+// By which its live frames go at the moment; all else goes by TLS.
+Client::Facts Connection::TheFacts() const
+{
+    return {mAddress, mDatagrams && mDatagrams->Takes(1) ? "udp" : mRoad->Name(), mDelay};
+}
+
 void Connection::Heard(const Pong& pong)
 {
     if (pong.nonce() != static_cast<std::uint64_t>(mPinged.time_since_epoch().count())) return;

@@ -57,7 +57,7 @@ public:
     std::shared_ptr<Session> TheSession() const override { return mSession; }
     bool FromOutside() const override { return mBy.FromOutside(); }  // any thread
     void PostEnd(ByeReason reason, std::string text) override;
-    Facts TheFacts() const override { return {mAddress, mRoad->Name(), mDelay}; }
+    Facts TheFacts() const override;
     void Heard(const Pong& pong) override;
 
     // --- any thread ---

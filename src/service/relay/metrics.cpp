@@ -105,7 +105,7 @@ void PutProcess(Page& page, const ServiceFacts& facts)
 
 void PutMeetings(Page& page, const ServiceFacts& facts)
 {
-    std::map<std::string, std::size_t> byProtocol{{"tcp", 0}},
+    std::map<std::string, std::size_t> byProtocol{{"http", 0}, {"tcp", 0}, {"udp", 0}},
         byState{{"present", 0}, {"cut off", 0}, {"away", 0}};
     std::size_t open = 0, talk = 0, board = 0, refusing = 0, unread = 0;
     for (const MeetingFacts& meeting : facts.meetings) {

@@ -101,6 +101,11 @@ std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
          "metrics_listen");
     note(fresh.threads != mOptions.threads, "threads");
     note(fresh.logFormat != mOptions.logFormat, "log_format");
+    note(fresh.udp != mOptions.udp, "udp");
+    note(fresh.httpHost != mOptions.httpHost || fresh.httpPort != mOptions.httpPort ||
+             fresh.httpAnywhere != mOptions.httpAnywhere,
+         "http_listen");
+    note(fresh.trustedProxies != mOptions.trustedProxies, "trusted_proxies");
     note(fresh.mail != mOptions.mail, "[mail]");
     note(fresh.announce != mOptions.announce, "announce");
     RelayOptions files = fresh;

@@ -69,7 +69,7 @@ public:
     /// What an operator is told of it.
     struct Facts {
         std::string address;
-        std::string protocol;  // "tcp"
+        std::string protocol;  // "tcp", "udp", "http"
         std::optional<std::chrono::microseconds> delay;
     };
     virtual Facts TheFacts() const = 0;
