@@ -221,25 +221,40 @@ TEST_F(Board, PicturesPointersAndTheViewReachTheOthers)
         for (const QJsonObject& line : desk->Lines()) EXPECT_NE(line[u"event"_s], u"box"_s);
 }
 
-TEST_F(Board, TakesWhatAFileManagerDrags)
+TEST_F(Board, TakesWhatFileManagersAndBrowsersDrag)
 {
-    QImage picture(30, 20, QImage::Format_RGB32);
-    picture.fill(Qt::blue);
-    ASSERT_TRUE(picture.save(folder / "dragged.png"));
-    auto source = ann.Start(Programs() + u"/drag_source"_s, {u"file://"_s + folder / "dragged.png"});
-    const QList<QByteArray> place = source->ReadLine().split(' ');
-    ASSERT_EQ(place.size(), 3) << "ready X Y";
-    const auto to = [](int x, int y) {
-        return QStringList{u"mousemove"_s, QString::number(x), QString::number(y)};
+    const auto made = [this](const char* name, QSize size) {
+        QImage picture(size, QImage::Format_Mono);
+        picture.fill(1);
+        EXPECT_TRUE(picture.save(folder / name));
+        return folder / name;
     };
-    const auto board = [&](int x, int y) { return to(ann.Board(x, y).x(), ann.Board(x, y).y()); };
-    ann.Run(u"xdotool"_s, to(place[1].toInt(), place[2].toInt()) + QStringList{u"mousedown"_s, u"1"_s});
-    EXPECT_EQ(source->ReadLine().trimmed(), "dragging");
-    ann.Run(u"xdotool"_s, board(100, 110));  // one move: a drop is where the last one that was answered went
-    EXPECT_EQ(source->ReadLine().trimmed(), "accepted");
-    ann.Run(u"xdotool"_s, {u"mouseup"_s, u"1"_s});
-    EXPECT_EQ(source->ReadLine().trimmed(), "copy");
-    EXPECT_EQ(ann.Wait("record", Is("from", u"ann"_s)).value(u"tag"_s), u"PICTURE"_s);
-    const QJsonObject frame = bob.Wait("frame", Is("from", u"ann"_s));
-    EXPECT_EQ(QPoint(frame[u"x"_s].toInt(), frame[u"y"_s].toInt()), QPoint(100, 110));
+    const QString usual = made("usual.png", {30, 20}), huge = made("huge.png", {4001, 4000});
+    const auto to = [](const QPoint& at) {
+        return QStringList{u"mousemove"_s, QString::number(at.x()), QString::number(at.y())};
+    };
+    const struct {
+        QString dragged;
+        int x;  // 0: refused with a word
+    } rows[] = {{u"file://"_s + usual, 100}, {u"picture:"_s + usual, 140}, {u"picture:"_s + huge, 0}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.dragged.toStdString());
+        auto source = ann.Start(Programs() + u"/drag_source"_s, {row.dragged});
+        const QList<QByteArray> place = source->ReadLine().split(' ');
+        ASSERT_EQ(place.size(), 3) << "ready X Y";
+        ann.Run(u"xdotool"_s, to({place[1].toInt(), place[2].toInt()}) + QStringList{u"mousedown"_s, u"1"_s});
+        EXPECT_EQ(source->ReadLine().trimmed(), "dragging");
+        // One move: a drop is where the last one that was answered went.
+        ann.Run(u"xdotool"_s, to(ann.Board(row.x + 40, 110)));
+        EXPECT_EQ(source->ReadLine().trimmed(), "accepted");
+        ann.Run(u"xdotool"_s, {u"mouseup"_s, u"1"_s});
+        EXPECT_EQ(source->ReadLine().trimmed(), "copy");
+        if (row.x == 0) {
+            ann.Wait("note", Is("text", u"That is no picture that the board can take."_s));
+            continue;
+        }
+        EXPECT_EQ(ann.Wait("record", Is("from", u"ann"_s)).value(u"tag"_s), u"PICTURE"_s);
+        const QJsonObject frame = bob.Wait("frame", Is("from", u"ann"_s));
+        EXPECT_EQ(QPoint(frame[u"x"_s].toInt(), frame[u"y"_s].toInt()), QPoint(row.x + 40, 110));
+    }
 }

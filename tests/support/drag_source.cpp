@@ -1,8 +1,10 @@
-// A window that is dragged from like a file manager's: drag_source ADDRESS... Says "ready X Y" where it can
+// A window that is dragged from like a file manager's, or a browser's with a picture in it:
+// drag_source ADDRESS...|picture:FILE  Says "ready X Y" where it can
 // be pressed, "dragging" once it follows the mouse, "accepted" when the pointer is where the addresses may be
 // dropped, and at the end "copy" or "none".
 #include <QApplication>
 #include <QDrag>
+#include <QImage>
 #include <QLabel>
 #include <QMimeData>
 #include <QTimer>
@@ -22,9 +24,13 @@ protected:
     void mousePressEvent(QMouseEvent*) override
     {
         QList<QUrl> urls;
-        for (const QString& address : QApplication::arguments().sliced(1)) urls += QUrl(address);
         auto* dragged = new QMimeData;
-        dragged->setUrls(urls);
+        for (const QString& word : QApplication::arguments().sliced(1))
+            if (word.startsWith(QLatin1String("picture:")))
+                dragged->setImageData(QImage(word.mid(8)));
+            else
+                urls += QUrl(word);
+        if (!urls.isEmpty()) dragged->setUrls(urls);
         auto* drag = new QDrag(this);
         drag->setMimeData(dragged);
         connect(drag, &QDrag::actionChanged, [](Qt::DropAction now) {
