@@ -15,12 +15,17 @@ std::vector<QPoint> Curve(QPoint from, int width, double height)
     return way;
 }
 
-/// Both boards show the same picture after `record` of `from` has been drawn on them.
-void ExpectSame(Desk& drawer, Desk& other, const QString& from)
+/// All boards show the same picture after a record of the drawer has been drawn on them.
+void ExpectSame(Desk& drawer, Desk& other, Watchers watchers)
 {
+    const QString from = drawer.Name();
     const QJsonValue board = drawer.Wait("record", Is("from", from)).value(u"board"_s);
-    if (other.Wait("record", Is("from", from)).value(u"board"_s) != board)
-        throw std::runtime_error("the boards differ");
+    const auto expect = [&](Desk& desk) {
+        if (desk.Wait("record", Is("from", from)).value(u"board"_s) != board)
+            throw std::runtime_error("the boards differ");
+    };
+    expect(other);
+    for (Desk* desk : watchers) expect(*desk);
 }
 
 void Choose(Desk& desk, const QString& button, const QString& colour, const QString& width)
@@ -31,10 +36,13 @@ void Choose(Desk& desk, const QString& button, const QString& colour, const QStr
     desk.ClickControl(width);
 }
 
-void Meet(Desk& ann, Desk& bob)
+void Meet(Desk& ann, Desk& bob, Desk& eve)
 {
-    for (Desk* desk : {&ann, &bob}) {
-        desk->Setting(u"Zephyl\\Configs\\(System Default)\\Data"_s, u"Video Device"_s, u"pattern"_s);
+    const QString data = u"Zephyl\\Configs\\(System Default)\\Data"_s;
+    bob.Setting(data, u"Use TCP Port"_s, u"1"_s);
+    eve.Setting(data, u"Use HTTP"_s, u"1"_s);
+    for (Desk* desk : {&ann, &bob, &eve}) {
+        desk->Setting(data, u"Video Device"_s, u"pattern"_s);
         desk->StartClient();
         desk->Wait("dialog", Is("name", u"frmLogin"_s));
     }
@@ -42,10 +50,12 @@ void Meet(Desk& ann, Desk& bob)
     ann.Wait("window_whole");
     bob.Login(u"bob"_s, u"second secret"_s, u"plan2026"_s, true);
     bob.Wait("window_whole");
-    ann.Wait("attendee", Is("handle", u"bob"_s));
+    eve.Login(u"eve"_s, u"third secret"_s, u"PLAN2026"_s, true);
+    eve.Wait("window_whole");
+    for (const QString& handle : {u"bob"_s, u"eve"_s}) ann.Wait("attendee", Is("handle", handle));
 }
 
-void Talk(Desk& ann, Desk& bob)
+void Talk(Desk& ann, Desk& bob, Watchers watchers)
 {
     ann.ClickControl(u"txtMessage"_s);
     ann.Type(u"Hello Bob, shall we sketch the plan?"_s);
@@ -55,33 +65,34 @@ void Talk(Desk& ann, Desk& bob)
     bob.Type(u"Good idea. I put my camera on the board."_s);
     bob.Key(u"Return"_s);
     ann.Wait("line", Is("from", u"bob"_s));
+    for (Desk* desk : watchers) desk->Wait("line", Is("from", u"bob"_s));
 }
 
-void Draw(Desk& ann, Desk& bob)
+void Draw(Desk& ann, Desk& bob, Watchers watchers)
 {
     Choose(ann, u"tool_Draw"_s, u"picSelColor_15"_s, u"picLineWidth_2"_s);
     ann.Drag(Curve(ann.Board(60, 120), 420, 60));
-    ExpectSame(ann, bob, u"ann"_s);
+    ExpectSame(ann, bob, watchers);
     Choose(bob, u"tool_Shape"_s, u"picSelColor_5"_s, u"picLineWidth_1"_s);
     bob.Drag({bob.Board(80, 240), bob.Board(180, 300), bob.Board(300, 380)});
-    ExpectSame(bob, ann, u"bob"_s);
+    ExpectSame(bob, ann, watchers);
     Choose(ann, u"tool_Text"_s, u"picSelColor_8"_s, u"picLineWidth_0"_s);
     ann.Click(ann.Board(100, 290));
     ann.Type(u"Ship it on Friday"_s);
     ann.Key(u"Return"_s);
-    ExpectSame(ann, bob, u"ann"_s);
+    ExpectSame(ann, bob, watchers);
 }
 
-void ShowVideo(Desk& ann, Desk& bob)
+void ShowVideo(Desk& bob, Watchers watchers)
 {
     bob.ClickControl(u"tool_Video"_s);
     bob.Wait("tool");
     bob.Click(bob.Board(420, 230));
-    ann.Wait("frame", Both(Is("from", u"bob"_s), Is("type", 0)));
+    for (Desk* desk : watchers) desk->Wait("frame", Both(Is("from", u"bob"_s), Is("type", 0)));
     bob.ClickControl(u"tool_Video"_s);
 }
 
-void ShareWindow(Desk& ann, Desk& bob)
+void ShareWindow(Desk& ann, Watchers watchers)
 {
     const auto notes =
         ann.Start(u"xterm"_s, {u"-T"_s, u"Notes"_s, u"-geometry"_s, u"34x9-0-0"_s, u"-e"_s, u"sh"_s, u"-c"_s,
@@ -93,7 +104,7 @@ void ShareWindow(Desk& ann, Desk& bob)
     ann.Key(u"Return"_s);
     ann.Wait("dialog_closed", Is("name", u"frmShareApp"_s));
     ann.Click(ann.Board(60, 420));
-    bob.Wait("frame", Both(Is("from", u"ann"_s), Is("type", 1)));
+    for (Desk* desk : watchers) desk->Wait("frame", Both(Is("from", u"ann"_s), Is("type", 1)));
     ann.ClickControl(u"tool_App"_s);
 }
 

@@ -1,17 +1,23 @@
 #pragma once
-// What two people do in a meeting, for everything that is shown to somebody.
+// What people do in a meeting, for everything that is shown to somebody.
+
+#include <initializer_list>
 
 #include "demo/stage.h"
 
 namespace stage {
 
 std::vector<QPoint> Curve(QPoint from, int width, double height);
-/// Ann begins a meeting at the service that the first of them starts, and Bob joins her.
-void Meet(Desk& ann, Desk& bob);
-void Talk(Desk& ann, Desk& bob);
+/// Who is there, too, and has to see it.
+using Watchers = std::initializer_list<Desk*>;
+
+/// Ann begins a meeting at the service that the first of them starts, and the others join her: she comes by
+/// UDP, Bob by TCP, Eve by HTTP.
+void Meet(Desk& ann, Desk& bob, Desk& eve);
+void Talk(Desk& ann, Desk& bob, Watchers watchers = {});
 /// A stroke, a box and a text; throws when the boards differ.
-void Draw(Desk& ann, Desk& bob);
-void ShowVideo(Desk& ann, Desk& bob);
-void ShareWindow(Desk& ann, Desk& bob);
+void Draw(Desk& ann, Desk& bob, Watchers watchers = {});
+void ShowVideo(Desk& bob, Watchers watchers);
+void ShareWindow(Desk& ann, Watchers watchers);
 
 }  // namespace stage

@@ -51,22 +51,22 @@ struct PersonalServicesEnd {
 void PlayMeeting(const Folder& folder)
 {
     const PersonalServicesEnd end{folder / "run"};
-    Say("Two people start Quorvia and meet; no service is named, so the first starts one.");
-    Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s);
-    Meet(ann, bob);
+    Say("Three people start Quorvia and meet, by UDP, TCP and HTTP; no service is named, so the first starts "
+        "one.");
+    Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s), eve(folder, u"eve"_s);
+    Meet(ann, bob, eve);
     Say("They talk.");
-    Talk(ann, bob);
+    Talk(ann, bob, {&eve});
     Say("They draw.");
-    Draw(ann, bob);
-    Say("Bob's camera shows on both boards, and a window of Ann's.");
-    ShowVideo(ann, bob);
-    ShareWindow(ann, bob);
-    ann.Screenshot(folder / "ann.png");
-    bob.Screenshot(folder / "bob.png");
+    Draw(ann, bob, {&eve});
+    Say("Bob's camera shows on all boards, and a window of Ann's.");
+    ShowVideo(bob, {&ann, &eve});
+    ShareWindow(ann, {&bob, &eve});
+    for (Desk* desk : {&ann, &bob, &eve}) desk->Screenshot(folder.Path() + u'/' + desk->Name() + u".png"_s);
     SaveBoard(ann, folder / "ann-board.bmp");
     SaveBoard(bob, folder / "bob-board.bmp");
     Say("They leave.");
-    Leave({&ann, &bob});
+    Leave({&ann, &bob, &eve});
 }
 
 void Sit(Desk& desk, const Service& service, const QString& name, bool join)

@@ -215,8 +215,8 @@ private:
     {
         Talk(ann, bob);
         Draw(ann, bob);
-        ShowVideo(ann, bob);
-        ShareWindow(ann, bob);
+        ShowVideo(bob, {&ann});
+        ShareWindow(ann, {&bob});
         shots.Take(u"meeting"_s);
         Sam(u"I come from a long line of people with long names."_s);
         ann.Wait("line", Is("from", kLongest));
