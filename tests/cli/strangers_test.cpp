@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "demo/stage.h"
+#include "service/net/tls_stream.h"
 #include "service/relay/door/identity.h"
 #include "service/relay/relay_fixture.h"
 #include "service/wire/content.h"
