@@ -161,9 +161,9 @@ TEST(FrmPreferences, FindsAcrossPagesAndGoesThere)
     EXPECT_TRUE(form.form.isVisible());
     EXPECT_EQ(form.Focused(), u"set_VoktalPort"_s);
     QTest::keyClick(&form.form, Qt::Key_F, Qt::ControlModifier);
-    QTest::keyClicks(form.form.focusWidget(), u"polling"_s);
+    QTest::keyClicks(form.form.focusWidget(), u"hostname"_s);
     EXPECT_TRUE(
-        form.Get<QLabel>("lblFound")->text().contains(u"\"HTTP Polling Interval\" is set elsewhere"_s));
+        form.Get<QLabel>("lblFound")->text().contains(u"\"Hostname\" is set elsewhere"_s));
     form.Key(Qt::Key_Escape);  // the search first
     EXPECT_TRUE(form.form.isVisible() && form.Get<QLineEdit>("txtSearch")->text().isEmpty());
     QTest::keyClicks(form.form.focusWidget(), u"x"_s);

@@ -1,5 +1,6 @@
 #include "service/link/datagrams.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <boost/asio/as_tuple.hpp>
@@ -37,7 +38,7 @@ std::optional<DatagramKeys> KeysOf(const Place& place)
 Datagrams::Datagrams(const asio::any_io_executor& executor, const asio::ip::tcp::endpoint& service,
                      const DatagramKeys& keys)
     : mSocket(DatagramSocket::Towards(AddressOf(service))),
-      mReadable(executor, ::dup(mSocket.Descriptor())),
+      mReadable(executor, ::fcntl(mSocket.Descriptor(), F_DUPFD_CLOEXEC, 0)),
       mTick(executor),
       mId(keys.id),
       mRoad(keys, DatagramRoad::Begins::Here, Clock::now())
