@@ -1,5 +1,6 @@
 // The road of numbered exchanges, by what its streams see.
 
+#include <atomic>
 #include <thread>
 
 #include "service/relay/forwarded.h"
@@ -118,11 +119,14 @@ TEST_F(HttpTest, TheNewestOfTwoStreamsHasTheLane)
     const std::string name = Opened(up);
     up.Ask(Up(name, 1, HelloBytes()));
     older.Ask(Down(name, 1));
-    std::string olderTold;
-    std::thread waits([&] { olderTold = Told(older.Ask(Down(name, 2, 10))); });
+    std::atomic<bool> olderTold{false};
+    std::thread waits([&] {
+        Told(older.Ask(Down(name, 2, 10)));
+        olderTold = true;
+    });
     std::string newerTold;
     std::thread also([&] {
-        while (olderTold.empty() && newerTold.empty()) newerTold = Told(newer.Ask(Down(name, 2, 10)));
+        while (!olderTold && newerTold.empty()) newerTold = Told(newer.Ask(Down(name, 2, 10)));
     });
     up.Ask(Up(name, 2, PingBytes(3)));
     waits.join();
