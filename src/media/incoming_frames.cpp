@@ -5,6 +5,7 @@
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "messaging/record_kinds.h"
+#include "whiteboard/apply_mark.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
@@ -33,22 +34,6 @@ void WipeAndNote(Board& board, std::map<QString, CRect>& rects, const QString& h
     entry->second = now;
 }
 
-void LetGo(void* owner)
-{
-    delete static_cast<std::shared_ptr<const void>*>(owner);
-}
-
-/// The pixels themselves, kept as long as the image; copied when nobody says that they stay.
-QImage AsImage(const Pixels& pixels)
-{
-    const auto image = [&](QImageCleanupFunction letGo, void* owner) {
-        return QImage(pixels.data, pixels.width, pixels.height, pixels.bytesPerLine, QImage::Format_RGB32,
-                      letGo, owner);
-    };
-    if (!pixels.owner) return image(nullptr, nullptr).copy();
-    return image(LetGo, new std::shared_ptr<const void>(pixels.owner));
-}
-
 void TraceFrame(ProcessState& state, const QString& handle, const CRect& rect, qint32 frameType)
 {
     if (!state.ports.trace) return;
@@ -61,20 +46,23 @@ void TraceFrame(ProcessState& state, const QString& handle, const CRect& rect, q
                 {u"height"_s, rect.bottom - rect.top}});
 }
 
-void ShowFrame(ProcessState& state, const QString& handle, const Pixels& pixels, int x, int y,
+void ShowFrame(ProcessState& state, const QString& handle, const PicturePtr& frame, int x, int y,
                qint32 frameType)
 {
+    const Pixels& pixels = frame->pixels;
     BoardScreen& screen = state.gMeetingForm->Board();
     Board& board = screen.Image();
     const CRect rect{x, x + pixels.width, y, y + pixels.height};
     if (auto* rects = RectsFor(state, frameType)) WipeAndNote(board, *rects, handle, rect);
-    board.Paint(AsImage(pixels), {x, y});
-    screen.RefreshPicture(pixels, {x, y});
     if (frameType == kFrameWhiteboard) {
         const QDateTime when = EventTime(state);
         ShowLastModified(state, handle, when);
-        SaveWBBuffer(state, handle, when);
+        ApplyMark(board, HistoryOf(state), std::make_shared<Mark>(Mark{{}, frame, {x, y}, handle, when}));
+        ShowSteps(state);
+    } else {
+        board.Paint(AsImage(pixels), {x, y});
     }
+    screen.RefreshPicture(pixels, {x, y});
     TraceFrame(state, handle, rect, frameType);
 }
 
@@ -90,7 +78,6 @@ void mZUM_VideoFrame(ProcessState& state, const QString& fromHandle, const Pictu
                      qint32 frameType)
 {
     if (!frame || frame->pixels.IsNull() || !state.gMeetingForm) return;
-    TrappedFromAfar(state, "mZUM_VideoFrame", [&] {
-        ShowFrame(state, WithoutWhiteboardPrefix(fromHandle), frame->pixels, x, y, frameType);
-    });
+    TrappedFromAfar(state, "mZUM_VideoFrame",
+                    [&] { ShowFrame(state, WithoutWhiteboardPrefix(fromHandle), frame, x, y, frameType); });
 }

@@ -70,6 +70,8 @@ void WBHistory::Save(Board* board, qint16 x, qint16 y, const QString& userHandle
     entry.Y = y;
     entry.UserHandle = userHandle;
     entry.ModifiedAt = when;
+    if (entry.Picture) mMarks.Bound(entry.Picture);
+    entry.Marks = mMarks;
 }
 
 std::shared_ptr<const TileGrid> WBHistory::Snapshot(Board& board)
@@ -90,6 +92,7 @@ void WBHistory::Show(int index, Board& board)
         if (unsaved[tile] || (*picture)[tile] != (*mShown)[tile])
             board.PutTile(int(tile), (*picture)[tile]->pixels.data());
     mShown = picture;
+    mMarks = At(index).Marks;
 }
 
 void WBHistory::StepBack()
@@ -162,17 +165,27 @@ QDateTime EventTime(const ProcessState& state)
     return Now(state).addDuration(-age.value_or(0ms));
 }
 
+WBHistory& HistoryOf(ProcessState& state)
+{
+    if (!state.gWBBuffer) state.gWBBuffer = std::make_shared<WBHistory>();
+    return *state.gWBBuffer;
+}
+
+void ShowSteps(ProcessState& state)
+{
+    if (!state.gMeetingForm) return;
+    const WBHistory& history = HistoryOf(state);
+    ToolbarScreen& toolbar = state.gMeetingForm->Toolbar();
+    SetSteps(toolbar.Tools(), history.Index(), history.Count());
+    toolbar.ShowTools();
+}
+
 void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,
                   const QDateTime& modifiedAt)
 {
     Trapped(state, "SaveWBBuffer", [&] {
-        if (!state.gWBBuffer) state.gWBBuffer = std::make_shared<WBHistory>();
-        WBHistory& history = *state.gWBBuffer;
-        history.Save(board, x, y, userHandle, modifiedAt);
-        if (!state.gMeetingForm) return;
-        ToolbarScreen& toolbar = state.gMeetingForm->Toolbar();
-        SetSteps(toolbar.Tools(), history.Index(), history.Count());
-        toolbar.ShowTools();
+        HistoryOf(state).Save(board, x, y, userHandle, modifiedAt);
+        ShowSteps(state);
     });
 }
 

@@ -5,24 +5,20 @@
 #include <QDateTime>
 #include <QImage>
 #include <QString>
-#include <array>
 #include <memory>
 #include <vector>
 
 #include "whiteboard/board.h"
+#include "whiteboard/mark_list.h"
 
 struct ProcessState;
-
-struct Tile {
-    std::array<QRgb, kTileSide * kTileSide> pixels;
-};
-using TileGrid = std::array<std::shared_ptr<const Tile>, kTileCount>;
 
 struct WBBufferEntry {
     QString UserHandle;
     QDateTime ModifiedAt;
     qint16 X = 0, Y = 0;                      // stored as given; every caller gives 0
     std::shared_ptr<const TileGrid> Picture;  // null: none was stored
+    MarkList Marks;                           // what drew it, live pictures aside
 };
 
 /// gWBBuffer and gWBBufferIndex. Entries count from 1; entries above the index are those redo can reach.
@@ -44,6 +40,12 @@ public:
     void StepBack();
     void StepForward();
 
+    /// The marks on the board as it stands: Save gives them to its entry, Show takes those of its entry.
+    const MarkList& Marks() const { return mMarks; }
+    void AddMark(DrawnMark drawn) { mMarks.Add(std::move(drawn)); }
+    /// The board was cleared.
+    void BeginMarks() { mMarks = {}; }
+
     /// The whole board of an entry.
     QImage PictureOf(int index) const;
     /// Tiles in memory, each counted once.
@@ -55,9 +57,15 @@ private:
 
     std::vector<WBBufferEntry> mEntries;
     int mIndex = 0;
+    MarkList mMarks;
     std::shared_ptr<const TileGrid> mShown;           // what the board held when it was last saved or shown
     std::vector<std::shared_ptr<const Tile>> mPlain;  // tiles of one colour, a few of the latest
 };
+
+/// gWBBuffer; made empty when there is none yet.
+WBHistory& HistoryOf(ProcessState& state);
+/// The Undo and Redo buttons as the history stands.
+void ShowSteps(ProcessState& state);
 
 /// Adds a snapshot of `board` and sets the Undo and Redo buttons. Trapped: "SaveWBBuffer: ".
 void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,

@@ -1,6 +1,5 @@
 #include "whiteboard/remote_apply.h"
 
-#include <QElapsedTimer>
 #include <algorithm>
 #include <stdexcept>
 
@@ -8,12 +7,11 @@
 #include "base/meeting_screens.h"
 #include "contract/messenger_service.h"
 #include "settings/settings.h"
+#include "whiteboard/apply_mark.h"
 #include "whiteboard/board.h"
-#include "whiteboard/board_fonts.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
 #include "whiteboard/sending.h"
-#include "whiteboard/shapes.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/whiteboard_tools.h"
@@ -23,7 +21,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int kSliceMilliseconds = 8;
 constexpr std::size_t kMostPointerSteps = 1200;  // a minute at 50 ms each
 constexpr float kLargestTwips = 32767 * 15;
 
@@ -47,68 +44,20 @@ void RefuseDamaged(const std::optional<FieldError>& error)
     if (error) throw std::runtime_error(Describe(*error).toStdString());
 }
 
-/// Status text and snapshot of a record that drew.
-void Note(const Apply& apply)
-{
-    apply.Form().Board().Refresh();
-    const QDateTime when = EventTime(apply.state);
-    SaveWBBuffer(apply.state, apply.from, when);
-    ShowLastModified(apply.state, apply.from, when);
-}
-
-/// How many segments to draw before looking at the clock again.
-std::size_t FirstBatch(int width)
-{
-    return std::size_t(std::clamp(4096 / DrawnWidth(width), 1, 256));
-}
-
-void DrawInSlices(const Apply& apply, const PenRecord& pen)
+/// A record that draws or clears: with snapshot and status text. Long strokes run in slices as one step.
+void ApplyDrawing(const Apply& apply, const QString& message)
 {
     const GateHold hold(apply.state.ports.gate);
-    std::span<const Segment> rest(pen.segments);
-    const std::size_t batch = FirstBatch(pen.width);
-    QElapsedTimer slice;
-    slice.start();
-    while (!rest.empty()) {
-        const std::size_t count = std::min(batch, rest.size());
-        apply.Image().Draw(rest.first(count), pen.width);
-        rest = rest.subspan(count);
-        if (rest.empty() || slice.elapsed() < kSliceMilliseconds) continue;
+    const QDateTime when = EventTime(apply.state);
+    const auto mark = std::make_shared<Mark>(Mark{message, nullptr, {}, apply.from, when});
+    const Applied applied = ApplyMark(apply.Image(), HistoryOf(apply.state), mark, [&] {
         apply.Form().Board().Refresh();
         if (apply.state.ports.waits) apply.state.ports.waits->Pause(0ms);
-        slice.restart();
-    }
-}
-
-void ApplyPen(const Apply& apply, QStringView payload)
-{
-    const auto read = ReadPen(payload);
-    DrawInSlices(apply, read.value);
-    if (read.error) apply.Form().Board().Refresh();  // what was drawn stays
-    RefuseDamaged(read.error);
-    Note(apply);
-}
-
-void ApplyShape(const Apply& apply, const TaggedPayload& record)
-{
-    const auto read = ReadShape(record.kind, record.payload);
-    RefuseDamaged(read.error);
-    apply.Image().Draw(read.value);
-    Note(apply);
-}
-
-void ApplyText(const Apply& apply, QStringView payload)
-{
-    constexpr int kFontNameField = 4;
-    auto read = ReadText(payload);
-    const bool named = !read.error || read.error->field > kFontNameField;
-    if (named && FontExists(read.value.look.fontName))
-        apply.Image().SetFontName(
-            read.value.look.fontName);  // attributes stay, also when the rest is damaged
-    RefuseDamaged(read.error);
-    read.value.look.fontName = apply.Image().FontName();
-    apply.Image().Draw(read.value);
-    Note(apply);
+    });
+    apply.Form().Board().Refresh();
+    RefuseDamaged(applied.error);
+    ShowSteps(apply.state);
+    ShowLastModified(apply.state, apply.from, when);
 }
 
 void ApplyPointer(const Apply& apply, QStringView payload)
@@ -167,34 +116,16 @@ void ApplyStep(const Apply& apply, ToolKey key)
     ShowLastModified(apply.state, apply.from, EventTime(apply.state));
 }
 
-void ApplyClear(const Apply& apply)
-{
-    apply.Image().Clear();
-    Note(apply);
-}
-
-void ApplyRecord(const Apply& apply, const TaggedPayload& record)
+void ApplyRecord(const Apply& apply, const TaggedPayload& record, const QString& message)
 {
     switch (record.kind) {
         case RecordKind::HScroll: ApplyScroll(apply, record.payload, Bar::HScroll); break;
         case RecordKind::VScroll: ApplyScroll(apply, record.payload, Bar::VScroll); break;
         case RecordKind::Resize: ApplyResize(apply, record.payload); break;
         case RecordKind::Pointer: ApplyPointer(apply, record.payload); break;
-        case RecordKind::Text: ApplyText(apply, record.payload); break;
-        case RecordKind::Pen: ApplyPen(apply, record.payload); break;
-        case RecordKind::Box:
-        case RecordKind::Circle: ApplyShape(apply, record); break;
         case RecordKind::Undo: ApplyStep(apply, ToolKey::Undo); break;
         case RecordKind::Redo: ApplyStep(apply, ToolKey::Redo); break;
-        case RecordKind::Clear: ApplyClear(apply); break;
-        case RecordKind::LocalEncrypt:
-        case RecordKind::ServerEncrypt:
-        case RecordKind::MessageReceived:
-        case RecordKind::Invitation:
-        case RecordKind::AppShareOff:
-        case RecordKind::VideoOn:
-        case RecordKind::VideoOff:
-        case RecordKind::VideoFps: return;  // of the talk: FindRecord finds none
+        default: ApplyDrawing(apply, message);
     }
     TraceRecord(apply.state, RecordName(record.kind), apply.from);
 }
@@ -208,6 +139,6 @@ void HandleWBMessage(ProcessState& state, const QString& fromHandle, const QStri
         const auto record = FindRecord(message);
         if (!record) return;
         const Restore applying(state.gWBApplyingRemote, true);
-        ApplyRecord({state, fromHandle}, *record);
+        ApplyRecord({state, fromHandle}, *record, message);
     });
 }

@@ -4,6 +4,7 @@
 #include "base/meeting_screens.h"
 #include "messaging/record_kinds.h"
 #include "text/words.h"
+#include "whiteboard/apply_mark.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
@@ -28,6 +29,14 @@ std::vector<std::shared_ptr<UserItem>> Others(ProcessState& state)
     return others;
 }
 
+/// What the tools have drawn, for the entry that is saved next.
+void NoteOwn(ProcessState& state, const QString& record, const PicturePtr& picture = nullptr, QPoint at = {})
+{
+    const auto mark =
+        std::make_shared<Mark>(Mark{record, picture, at, state.gMessenger->Handle(), Now(state)});
+    NoteDrawn(HistoryOf(state), state.gMeetingForm->Board().Image(), mark);
+}
+
 /// One record for each line, each below the one before.
 void SendText(ProcessState& state, qint16 x, qint16 y)
 {
@@ -42,8 +51,28 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
     for (const TextRecord& line :
          TextLines(screen.Image(), screen.TypedText(), {x, y}, tools.TextFont(), CurrentColor(tools))) {
         screen.Image().Draw(line);
-        SendWBMessage(state, WriteText(line));
+        const QString record = WriteText(line);
+        NoteOwn(state, record);
+        SendWBMessage(state, record);
     }
+}
+
+/// Returns the JPEG bytes; none of a null picture, and when it could not be sent.
+QByteArray EncodeAndSend(ProcessState& state, const QImage& picture, qint16 x, qint16 y)
+{
+    if (picture.isNull()) return {};
+    return Trapped(state, "SendWBPic", [&] {
+        const auto encoder = state.gMessenger->MakeFrameEncoder();
+        encoder->EncodePicture(PixelsOf(picture));
+        encoder->SetQuality(state.gFrameEncoder ? state.gFrameEncoder->Quality() : kUsualQuality);
+        const QString handle = QString::fromUtf16(kWhiteboardHandle) + state.gMessenger->Handle();
+        const QByteArray jpeg = encoder->GetBytes();
+        const auto others = Others(state);
+        if (others.empty()) state.gMessenger->KeepPicture(jpeg, x, y, encoder->Quality());
+        for (const auto& item : others)
+            item->SendVideoFrame(jpeg, handle, x, y, kFrameWhiteboard, encoder->Quality());
+        return jpeg;
+    });
 }
 
 void SendPicture(ProcessState& state, const QImage& inserted, qint16 x, qint16 y)
@@ -52,7 +81,8 @@ void SendPicture(ProcessState& state, const QImage& inserted, qint16 x, qint16 y
     const QPoint at(x, y);
     state.gMeetingForm->Board().Image().Paint(picture, at);
     const QRect seen = QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight);
-    SendWBPic(state, CutToBoard(picture, at), qint16(seen.x()), qint16(seen.y()));
+    const QByteArray jpeg = EncodeAndSend(state, CutToBoard(picture, at), qint16(seen.x()), qint16(seen.y()));
+    if (!jpeg.isEmpty()) NoteOwn(state, {}, std::make_shared<Picture>(Picture{jpeg, {}}), seen.topLeft());
 }
 
 /// The record of the action in progress. Returns the name for the trace, "" when there was nothing to send.
@@ -60,6 +90,7 @@ QString SendRecord(ProcessState& state, WhiteboardTools& tools, qint16 x1, qint1
 {
     const QString record = tools.action->Record(x1, y1, x2, y2, SelectedInk(tools));
     if (record.isEmpty()) return {};
+    NoteOwn(state, record);
     SendWBMessage(state, record);
     return RecordName(FindRecord(record)->kind);
 }
@@ -122,17 +153,7 @@ void SendWBMessage(ProcessState& state, const QString& message)
 
 void SendWBPic(ProcessState& state, const QImage& picture, qint16 x, qint16 y)
 {
-    if (picture.isNull()) return;
-    Trapped(state, "SendWBPic", [&] {
-        const auto encoder = state.gMessenger->MakeFrameEncoder();
-        encoder->EncodePicture(PixelsOf(picture));
-        encoder->SetQuality(state.gFrameEncoder ? state.gFrameEncoder->Quality() : kUsualQuality);
-        const QString handle = QString::fromUtf16(kWhiteboardHandle) + state.gMessenger->Handle();
-        const auto others = Others(state);
-        if (others.empty()) state.gMessenger->KeepPicture(encoder->GetBytes(), x, y, encoder->Quality());
-        for (const auto& item : others)
-            item->SendVideoFrame(encoder->GetBytes(), handle, x, y, kFrameWhiteboard, encoder->Quality());
-    });
+    EncodeAndSend(state, picture, x, y);
 }
 
 void TraceRecord(ProcessState& state, const QString& tag, const QString& from)

@@ -39,6 +39,7 @@ void Clear(ProcessState& state)
     const QString own = state.gMessenger->Handle();
     screen.Image().Clear();
     screen.Refresh();
+    HistoryOf(state).BeginMarks();
     SendWBMessage(state, TagOf(RecordKind::Clear));
     ShowLastModified(state, own, Now(state));
     SaveWBBuffer(state, own, Now(state));

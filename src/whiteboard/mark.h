@@ -1,0 +1,21 @@
+#pragma once
+// A mark is one change of the board as a value: a record that draws, clears, undoes or redoes, or a picture.
+// Pure: any thread.
+
+#include <QDateTime>
+#include <QPoint>
+#include <QString>
+#include <memory>
+
+#include "contract/picture.h"
+
+/// Immutable once made.
+struct Mark {
+    QString record;        // whole, tag included; "": it is a picture
+    PicturePtr picture;    // null: it is a record. Without pixels it can be kept but not applied
+    QPoint at;             // of the picture's top left corner, board pixels
+    QString author;        // a handle
+    QDateTime when;        // on the user's clock
+    quint64 sequence = 0;  // of the meeting's log; 0: not known
+};
+using MarkPtr = std::shared_ptr<const Mark>;
