@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "contract/picture.h"
-#include "whiteboard/records.h"
+#include "whiteboard/ink.h"
 
 struct ShapeRecord;
 
@@ -86,7 +86,3 @@ private:
 QRect TileRect(int tile);
 /// The tiles that `area` touches; what of it lies outside the board counts nothing.
 TileSet TilesOf(const QRegion& area);
-/// The toolkit's colour of 0x00BBGGRR.
-QRgb ToRgb(quint32 colour);
-/// A drawing width as the board takes it: 1 to its diagonal.
-int DrawnWidth(int width);
