@@ -9,19 +9,26 @@ using namespace Qt::StringLiterals;
 namespace {
 
 struct StandIn {
-    QString name, standIn;
+    QLatin1StringView name, standIn;
 };
 
 /// Fonts that the records of other desktops name, and free ones of the same character widths.
+constexpr StandIn kStandIns[] = {
+    {"Arial"_L1, "Liberation Sans"_L1},
+    {"Arial Narrow"_L1, "Liberation Sans Narrow"_L1},
+    {"Times New Roman"_L1, "Liberation Serif"_L1},
+    {"Courier New"_L1, "Liberation Mono"_L1},
+    {"Comic Sans MS"_L1, "Comic Neue"_L1},
+};
+
+/// What the font lacks comes from these on every machine that has them, whatever else is installed.
+QStringList Fallbacks()
+{
+    return {u"Liberation Sans"_s, u"WenQuanYi Micro Hei"_s, u"Noto Color Emoji"_s};
+}
+
 QString StandInFor(const QString& name)
 {
-    const StandIn kStandIns[] = {
-        {u"Arial"_s, u"Liberation Sans"_s},
-        {u"Arial Narrow"_s, u"Liberation Sans Narrow"_s},
-        {u"Times New Roman"_s, u"Liberation Serif"_s},
-        {u"Courier New"_s, u"Liberation Mono"_s},
-        {u"Comic Sans MS"_s, u"Comic Neue"_s},
-    };
     for (const StandIn& row : kStandIns)
         if (row.name == name) return row.standIn;
     return {};
@@ -48,13 +55,21 @@ QString DrawnFamily(const QString& name)
     return !standIn.isEmpty() && Installed(standIn) ? standIn : name;
 }
 
+QStringList FamiliesElsewhere(const QString& drawn)
+{
+    QStringList families{drawn};
+    for (const StandIn& row : kStandIns)
+        if (row.standIn == drawn) families += row.name;
+    families += Fallbacks();
+    families.removeDuplicates();
+    return families;
+}
+
 QFont BoardFont(const TextLook& look)
 {
     constexpr double kSmallest = 1, kLargest = 1024;
     QFont font;
-    // What the font lacks comes from these on every machine that has them, whatever else is installed.
-    font.setFamilies(
-        {DrawnFamily(look.fontName), u"Liberation Sans"_s, u"WenQuanYi Micro Hei"_s, u"Noto Color Emoji"_s});
+    font.setFamilies(QStringList(DrawnFamily(look.fontName)) + Fallbacks());
     font.setPointSizeF(std::clamp(double(look.points), kSmallest, kLargest));
     font.setBold(look.bold);
     font.setItalic(look.italic);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "service/codec/picture_guard.h"
+#include "service/link/read_picture.h"
 #include "service/wire/limits.h"
 
 namespace zephyl::link {
@@ -355,17 +355,13 @@ void EventQueue::DecodeLive(std::unique_lock<std::mutex>& lock, LiveSlot& slot)
 
 PicturePtr EventQueue::Decode(const LinkEvent& event)
 {
-    PictureLimits limits;
-    limits.part = {-event.x, -event.y, kBoardWidth - event.x, kBoardHeight - event.y};
     std::shared_ptr<PixelMemory> memory;
     const auto room = [&](std::size_t count) {
         if (event.line == Line::Live) memory = mPool.Take(count * sizeof(std::uint32_t));
         if (!memory) return FreshPixels(count);
         return std::shared_ptr<std::uint32_t[]>(memory, static_cast<std::uint32_t*>(memory->Data()));
     };
-    const DecodedPicture decoded = DecodeGuarded(
-        {reinterpret_cast<const std::uint8_t*>(event.jpeg.constData()), std::size_t(event.jpeg.size())},
-        limits, room);
+    const DecodedPicture decoded = DecodeOnBoard(event.jpeg, event.x, event.y, room);
     if (!decoded.pixels) {
         const auto now = std::chrono::steady_clock::now();
         if (now - mLastRefusal >= kRefusalLogged)
@@ -374,15 +370,7 @@ PicturePtr EventQueue::Decode(const LinkEvent& event)
         mLastRefusal = now;
         return nullptr;
     }
-    auto picture = std::make_shared<Picture>();
-    picture->jpeg = event.jpeg;
-    picture->pixels.width = decoded.width;
-    picture->pixels.height = decoded.height;
-    picture->pixels.bytesPerLine = qsizetype(decoded.width) * 4;
-    picture->pixels.data = reinterpret_cast<const uchar*>(decoded.pixels.get());
-    picture->pixels.owner = decoded.pixels;
-    picture->pixels.memory = memory.get();
-    return picture;
+    return PictureOf(event.jpeg, decoded, memory.get());
 }
 
 }  // namespace zephyl::link

@@ -5,6 +5,7 @@
 
 #include "contract/link_needs.h"
 #include "contract/messenger_service.h"
+#include "contract/picture_reader.h"
 #include "service/link/link_stats.h"
 
 /// Starts its own threads; nothing is connected before Login or SendPassword. Everything borrowed in `needs`
@@ -19,6 +20,9 @@ ServiceFace LookAt(MessengerService& service);
 /// is not the new one now.
 void ChangePassword(MessengerService& service, const QString& handle, const QString& password,
                     const QString& wish);
+
+/// Reads pictures as the link does; any number may.
+std::unique_ptr<PictureReader> MakePictureReader();
 
 /// The figures of a link made by MakeLinkMessenger; zeros for any other service. User-interface thread.
 LinkStats StatsOf(MessengerService& service);

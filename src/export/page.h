@@ -1,0 +1,28 @@
+#pragma once
+// A board as what was drawn on it, to be drawn once more on a page. Live pictures are no part of it. No
+// window, no process state; any thread that may paint.
+
+#include <QImage>
+#include <memory>
+#include <vector>
+
+#include "contract/picture_reader.h"
+#include "whiteboard/apply_mark.h"
+
+class QPainter;
+
+struct Page {
+    std::vector<DrawnMark> marks;             // the oldest first
+    std::shared_ptr<const TileGrid> beneath;  // what they lie on; null: white
+};
+
+Page PageOf(const MarkList& marks);
+/// One for each entry of the history up to the one that is shown, but for boards that nobody has drawn on.
+std::vector<Page> PagesOf(const WBHistory& history);
+
+/// In board pixels, white where nothing was drawn. What lies outside the board is drawn, too: the page's edge
+/// cuts it. Damaged records draw what they drew on the board.
+void DrawPage(QPainter& painter, const Page& page, const PictureReader& pictures);
+
+/// The pixels of a board from its tiles.
+QImage ImageOf(const TileGrid& tiles);
