@@ -1298,6 +1298,86 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <source>The invitation is on the clipboard. Paste it where others read it.</source>
         <translation>Die Einladung ist in der Zwischenablage. Fügen Sie sie dort ein, wo andere sie lesen.</translation>
     </message>
+    <message>
+        <source>Export</source>
+        <translation>Exportieren</translation>
+    </message>
+    <message>
+        <source>The &amp;board as it stands</source>
+        <translation>&amp;Das Whiteboard, wie es ist</translation>
+    </message>
+    <message>
+        <source>Each board that &amp;Undo reaches</source>
+        <translation>&amp;Jedes Whiteboard, das „Rückgängig“ erreicht</translation>
+    </message>
+    <message>
+        <source>The whole &amp;meeting, to be replayed</source>
+        <translation>Die &amp;ganze Besprechung, zum Abspielen</translation>
+    </message>
+    <message>
+        <source>PDF (lines and text)</source>
+        <translation>PDF (Linien und Text)</translation>
+    </message>
+    <message>
+        <source>SVG (lines and text)</source>
+        <translation>SVG (Linien und Text)</translation>
+    </message>
+    <message>
+        <source>PNG (picture)</source>
+        <translation>PNG (Bild)</translation>
+    </message>
+    <message>
+        <source>&amp;Export...</source>
+        <translation>E&amp;xportieren...</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>&amp;Format:</source>
+        <translation>&amp;Format:</translation>
+    </message>
+    <message>
+        <source>A meeting file of Quorvia: what was drawn since you came, and what was said as you could read it, in clear, whispers to you and from you among it. &quot;Meeting &gt; Replay...&quot; plays it.</source>
+        <translation>Eine Besprechungsdatei von Quorvia: was gezeichnet wurde, seit Sie da sind, und was gesagt wurde, so wie Sie es lesen konnten, im Klartext, auch was Ihnen und was Sie anderen zugeflüstert haben. „Abspielen...“ im ersten Menü spielt sie ab.</translation>
+    </message>
+    <message>
+        <source>The meeting is too long to be kept whole: its end is missing.</source>
+        <translation>Die Besprechung ist zu lang, um ganz behalten zu werden: Ihr Ende fehlt.</translation>
+    </message>
+    <message>
+        <source>A picture for each board, in files with numbers.</source>
+        <translation>Ein Bild für jedes Whiteboard, in Dateien mit Nummern.</translation>
+    </message>
+    <message>
+        <source>The board as you see it, live pictures on it among it.</source>
+        <translation>Das Whiteboard, wie Sie es sehen, mit den laufenden Bildern darauf.</translation>
+    </message>
+    <message>
+        <source>Lines stay sharp at any size, text can be searched and copied. Live pictures are not in it.</source>
+        <translation>Linien bleiben in jeder Größe scharf, Text kann durchsucht und kopiert werden. Laufende Bilder sind nicht darin.</translation>
+    </message>
+    <message>
+        <source>Each board is a page.</source>
+        <translation>Jedes Whiteboard ist eine Seite.</translation>
+    </message>
+    <message>
+        <source>Each board is a file with a number.</source>
+        <translation>Jedes Whiteboard ist eine Datei mit einer Nummer.</translation>
+    </message>
+    <message>
+        <source>Meetings</source>
+        <translation>Besprechungen</translation>
+    </message>
+    <message>
+        <source>Exported: %1</source>
+        <translation>Exportiert: %1</translation>
+    </message>
+    <message>
+        <source>Exported: %1 to %2</source>
+        <translation>Exportiert: %1 bis %2</translation>
+    </message>
 </context>
 <context>
     <name>Preferences</name>

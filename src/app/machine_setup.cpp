@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/version.h"
+#include "service/link/link_messenger.h"
 #include "settings/settings.h"
 #include "settings/settings_listing.h"
 #include "text/qt_line.h"
@@ -35,7 +36,8 @@ Machine::Machine(ProcessState& state, const QString& traceFile)
       mCamera(&mGate, mClock),
       mCompanion(mFolders.Program()),
       mSettings(state),
-      mTrust(state)
+      mTrust(state),
+      mPictures(MakePictureReader())
 {
     Ports& ports = state.ports;
     ports.registry = &mRegistry;
@@ -56,6 +58,7 @@ Machine::Machine(ProcessState& state, const QString& traceFile)
     ports.companion = &mCompanion;
     ports.clipboard = &mClipboard;
     ports.neighbours = &mNeighbours;
+    ports.pictures = mPictures.get();
     if (QGuiApplication::platformName() == u"xcb") ports.liveScreen = &mLiveScreen;
 }
 

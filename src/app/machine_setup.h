@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "app/link_setup.h"
+#include "contract/picture_reader.h"
 #include "platform/linux/avahi_neighbours.h"
 #include "platform/linux/linux_camera.h"
 #include "platform/linux/local_host.h"
@@ -51,6 +52,7 @@ private:
     StoreServiceSettings mSettings;
     PromptTrustQuestion mTrust;
     QtUiPost mPost;
+    std::unique_ptr<PictureReader> mPictures;
 };
 
 /// The setting "Language", for before there is a machine.

@@ -11,6 +11,7 @@
 #include "app/application.h"
 #include "app/display_choice.h"
 #include "app/end_program.h"
+#include "app/export_file.h"
 #include "app/language.h"
 #include "app/machine_setup.h"
 #include "app/mnemonics.h"
@@ -117,6 +118,7 @@ int main(int argc, char** argv)
         std::fputs(qPrintable(early.helpText), stdout);
         return 0;
     }
+    if (!early.exportTo.isEmpty() && early.error.isEmpty()) return ExportMeetingFile(early, argc, argv);
     if (early.settings && early.error.isEmpty()) return PrintSettings(early.config);
     const DisplayChoice display = ChooseDisplay(DisplaysThere(argc, argv));
     if (!display.whyNot.isEmpty()) {  // the toolkit would abort

@@ -7,6 +7,21 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// An invitation or a meeting file; what is wrong with one is said where it is used.
+void TakeWords(const QStringList& words, Options& options)
+{
+    const bool isLink = words.constFirst().startsWith(u"zephyl:"_s, Qt::CaseInsensitive);
+    const bool isFile = !isLink && words.constFirst().endsWith(u".zmeeting"_s, Qt::CaseInsensitive);
+    if (words.size() > 1 || (!isLink && !isFile))
+        options.error = u"\"%1\" is no option."_s.arg(words.value(isLink || isFile ? 1 : 0));
+    else
+        (isLink ? options.invitation : options.meetingFile) = words.constFirst();
+}
+
+}  // namespace
+
 Options ReadOptions(const QStringList& arguments)
 {
     QCommandLineParser parser;
@@ -26,9 +41,19 @@ Options ReadOptions(const QStringList& arguments)
         u"Print every setting in effect and where it comes from, and what is not read; then leave."_s);
     const QCommandLineOption preferences(u"preferences"_s,
                                          u"Change the settings without entering a meeting; then leave."_s);
-    parser.addOptions({service, config, trace, settings, preferences});
-    parser.addPositionalArgument(u"invitation"_s, u"Shown in the login dialog, filled in."_s,
-                                 u"[zephyl://HOST[:PORT]/CODE]"_s);
+    const QCommandLineOption exportTo(
+        u"export"_s,
+        u"Draw the board of a meeting file into this picture or document, without a window; then leave."_s,
+        u"FILE"_s);
+    const QCommandLineOption exportAs(
+        u"as"_s, u"What to export as: png, pdf or svg. By the ending of the file unless given."_s,
+        u"FORMAT"_s);
+    const QCommandLineOption allBoards(
+        u"all-boards"_s, u"Export each board that Undo reached at the end, not the last one alone."_s);
+    parser.addOptions({service, config, trace, settings, preferences, exportTo, exportAs, allBoards});
+    parser.addPositionalArgument(
+        u"what"_s, u"An invitation is shown in the login dialog, filled in; a meeting file is replayed."_s,
+        u"[zephyl://HOST[:PORT]/CODE | MEETING.zmeeting]"_s);
     const QCommandLineOption help({u"h"_s, u"help"_s}, u"Show this help."_s);
     const QCommandLineOption version({u"v"_s, u"version"_s}, u"Show the version."_s);
     parser.addOptions({help, version});
@@ -42,12 +67,15 @@ Options ReadOptions(const QStringList& arguments)
     } else if (parser.isSet(version)) {
         options.helpText = QLatin1String(kAppTitle) + u' ' + VersionText() + u'\n';
     } else if (const QStringList words = parser.positionalArguments(); !words.isEmpty()) {
-        const bool isLink = words.constFirst().startsWith(u"zephyl:"_s, Qt::CaseInsensitive);
-        if (!isLink || words.size() > 1)
-            options.error = u"\"%1\" is no option."_s.arg(words.value(isLink ? 1 : 0));
-        else
-            options.invitation = words.constFirst();  // what is wrong with it is said in the dialog
+        TakeWords(words, options);
     }
+    options.exportTo = parser.value(exportTo);
+    options.exportAs = parser.value(exportAs);
+    options.allBoards = parser.isSet(allBoards);
+    if (options.exportTo.isEmpty() && (parser.isSet(exportAs) || options.allBoards))
+        options.error = u"--as and --all-boards belong to --export."_s;
+    if (!options.exportTo.isEmpty() && options.meetingFile.isEmpty() && options.error.isEmpty())
+        options.error = u"--export needs a meeting file."_s;
     if (parser.value(config).contains(u'\\')) options.error = u"A configuration's name holds no \"\\\"."_s;
     if (parser.isSet(service)) options.service = parser.value(service);
     options.config = parser.value(config);

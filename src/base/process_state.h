@@ -13,6 +13,8 @@
 class RegistryFile;
 class MeetingScreens;
 class WBHistory;
+class MarkSink;
+class PictureReader;
 class CameraPort;
 class WindowsPort;
 class CompanionPort;
@@ -39,6 +41,7 @@ struct Ports {
     CompanionPort* companion = nullptr;
     ClipboardPort* clipboard = nullptr;
     NeighboursPort* neighbours = nullptr;
+    const PictureReader* pictures = nullptr;
     LiveScreen* liveScreen = nullptr;  // also null where the toolkit draws on something else
 };
 
@@ -64,6 +67,7 @@ struct ProcessState {
 
     bool gWBApplyingRemote = false;        // a received record is applied, or the window loads
     std::shared_ptr<WBHistory> gWBBuffer;  // whiteboard/history.h; outlives "New Meeting..."
+    MarkSink* gMarkSink = nullptr;         // whiteboard/mark_sink.h; null: nobody keeps the meeting
 
     std::unique_ptr<FrameEncoder> gFrameEncoder;  // holds the JPEG quality; null before InitDIB
     bool gCameraReady = false;

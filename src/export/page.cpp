@@ -87,13 +87,21 @@ Page PageOf(const MarkList& marks)
     return {marks.InOrder(), marks.Beneath()};
 }
 
+std::vector<int> DrawnEntries(const WBHistory& history)
+{
+    std::vector<int> entries;
+    for (int entry = 1; entry <= history.Index(); ++entry) {
+        const MarkList& marks = history.At(entry).Marks;
+        const bool begins = entry == 1 && marks.Count() == 0 && !marks.Beneath();
+        if (!begins || history.Index() == 1) entries.push_back(entry);
+    }
+    return entries;
+}
+
 std::vector<Page> PagesOf(const WBHistory& history)
 {
     std::vector<Page> pages;
-    for (int index = 1; index <= history.Index(); ++index) {
-        Page page = PageOf(history.At(index).Marks);
-        if (!page.marks.empty() || page.beneath) pages.push_back(std::move(page));
-    }
+    for (const int entry : DrawnEntries(history)) pages.push_back(PageOf(history.At(entry).Marks));
     return pages;
 }
 

@@ -17,7 +17,10 @@ struct Page {
 };
 
 Page PageOf(const MarkList& marks);
-/// One for each entry of the history up to the one that is shown, but for boards that nobody has drawn on.
+/// The entries of the history up to the one that is shown, without the white board that it begins with; that
+/// one when there is no other.
+std::vector<int> DrawnEntries(const WBHistory& history);
+/// One for each of these.
 std::vector<Page> PagesOf(const WBHistory& history);
 
 /// In board pixels, white where nothing was drawn. What lies outside the board is drawn, too: the page's edge

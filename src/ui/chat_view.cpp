@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/report.h"
+#include "export/recording.h"
 #include "messaging/chat_pane.h"
 #include "widgets/spoken.h"
 
@@ -13,6 +14,7 @@ void ChatView::AppendLine(const QString& fromHandle, const QString& text)
     const QString own = mState.gMessenger->Handle();
     const ShownLine line = LineFor(own, fromHandle, text);
     mBox.Append(line);
+    if (recording) recording->Said(fromHandle, text, mState.ports.clock->Now());
     if (fromHandle != own) Announce(mBox, WithoutIsolates(line.text));
     TraceEvent(mState, "line", {{u"from"_s, fromHandle}, {u"text"_s, text}, {u"own"_s, fromHandle == own}});
 }

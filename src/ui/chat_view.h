@@ -4,11 +4,13 @@
 #include "base/process_state.h"
 
 class ChatBox;
+class MeetingRecording;
 
 /// The chat box as rules see it. Borrows both.
 class ChatView final : public ChatScreen {
 public:
     ChatView(ProcessState& state, ChatBox& box) : mState(state), mBox(box) {}
+    MeetingRecording* recording = nullptr;  // hears what is said; null: nobody does
     void AppendLine(const QString& fromHandle, const QString& text) override;
     void AwaitAcceptance(quint64 after, quint64 upTo) override;
 

@@ -8,6 +8,7 @@
 
 #include "base/error_trap.h"
 #include "cipher/code_page.h"
+#include "export/recording.h"
 #include "media/app_sharing.h"
 #include "text/words.h"
 #include "ui/activation_watch.h"
@@ -16,6 +17,7 @@
 #include "ui/dialogs.h"
 #include "ui/fonts.h"
 #include "ui/frm_about.h"
+#include "ui/frm_export.h"
 #include "ui/invite.h"
 #include "ui/layout_rules.h"
 #include "ui/left_panel.h"
@@ -45,6 +47,9 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     setObjectName(u"frmMeeting"_s);
     setWindowTitle(QLatin1String(kAppTitle));
     setMinimumSize(kSmallestWindow);
+    mRecording = std::make_unique<MeetingRecording>();
+    mRecording->Begin(mState.gMeetingCode, mState.ports.clock->Now());
+    mState.gMarkSink = mRecording.get();
     BuildInterior();
     BuildMenus();
     ConnectChat();
@@ -61,6 +66,7 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
 frmMeeting::~frmMeeting()
 {
     if (mState.gMessenger) mState.gMessenger->SetEvents(nullptr);
+    mState.gMarkSink = nullptr;
     if (!mWhole && mState.ports.gate) mState.ports.gate->Open();
 }
 
@@ -101,6 +107,8 @@ void frmMeeting::BuildMenus()
     connect(mnuLogin, &QAction::triggered, this, [this] { mnuLogin_Click(); });
     connect(meeting.mnuInvite, &QAction::triggered, this, [this] { mnuInvite_Click(mState); });
     connect(meeting.mnuLetIn, &QAction::triggered, this, [this] { mnuLetIn_Click(mState, this); });
+    connect(meeting.mnuExport, &QAction::triggered, this,
+            [this] { mnuExport_Click(mState, *mRecording, this); });
     connect(mnuPreferences, &QAction::triggered, this, [this] { mnuPreferences_Click(); });
     connect(meeting.mnuExit, &QAction::triggered, this, [this] { mEndProgram(); });
     menuBar()->addMenu(mnuTools);
@@ -114,6 +122,7 @@ void frmMeeting::ConnectChat()
 {
     LeftPanel& panel = *picMain;
     mChat = std::make_unique<ChatView>(mState, *panel.txtChat);
+    mChat->recording = mRecording.get();
     mMedia = std::make_unique<MediaControls>(mState, panel, *this);
     connect(panel.cmdSend, &QPushButton::clicked, this, [this] { cmdSend_Click(mState, *picMain); });
     connect(panel.cmdWhisper, &QPushButton::clicked, this, [this] { cmdWhisper_Click(mState, *picMain); });

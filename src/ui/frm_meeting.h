@@ -16,6 +16,7 @@ class BoardView;
 class ChatView;
 class LeftPanel;
 class MediaControls;
+class MeetingRecording;
 class MeetingStatusBar;
 class NewLines;
 class PlacementKeeper;
@@ -82,6 +83,7 @@ private:
     QAction *mnuLogin, *mnuPreferences;
     QTimer tmrShareApp;
 
+    std::unique_ptr<MeetingRecording> mRecording;
     std::unique_ptr<ChatView> mChat;
     std::unique_ptr<MediaControls> mMedia;
     std::unique_ptr<PlacementKeeper> mPlacement;

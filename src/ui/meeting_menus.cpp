@@ -28,9 +28,11 @@ MeetingMenu AddMeetingMenu(QMenuBar* bar)
     QAction* invite = Entry(menu, "mnuInvite", Ours::tr("Copy &Invitation"));
     QAction* letIn = Entry(menu, "mnuLetIn", Ours::tr("&Let Others In..."));
     menu->addSeparator();
+    QAction* exporting = Entry(menu, "mnuExport", Ours::tr("&Export..."));
+    menu->addSeparator();
     QAction* preferences = Entry(menu, "mnuPreferences", Ours::tr("&Preferences..."));
     menu->addSeparator();
-    return {login, invite, letIn, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
+    return {login, invite, letIn, exporting, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
 }
 
 QAction* AddHelpMenu(QMenuBar* bar)

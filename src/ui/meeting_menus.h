@@ -8,6 +8,7 @@ class QMenuBar;
 struct MeetingMenu {
     QAction* mnuLogin;
     QAction *mnuInvite, *mnuLetIn;
+    QAction* mnuExport;
     QAction* mnuPreferences;
     QAction* mnuExit;
 };

@@ -16,6 +16,8 @@
 #include "ui/attendee_list.h"
 #include "ui/chat_view.h"
 #include "ui/status_panels.h"
+#include "whiteboard/apply_mark.h"
+#include "whiteboard/mark_sink.h"
 #include "whiteboard/remote_apply.h"
 #include "widgets/spoken.h"
 
@@ -41,6 +43,7 @@ void ServiceEvents::VideoFrame(const QString& fromHandle, const PicturePtr& fram
                                qint32 frameType)
 {
     mZUM_VideoFrame(mState, fromHandle, frame, x, y, frameType);  // has its own trap
+    if (frameType == kFrameWhiteboard && frame) Keep({}, frame, {x, y}, WithoutWhiteboardPrefix(fromHandle));
 }
 
 void ServiceEvents::LinkChanged(const LinkState& link)
@@ -69,7 +72,15 @@ void ServiceEvents::mZUM_NewMessage(const QString& fromHandle, const QString& me
 void ServiceEvents::Do(const QString& fromHandle, const decision::BoardRecord& record)
 {
     HandleWBMessage(mState, fromHandle, record.message);
+    if (fromHandle != mState.gMessenger->Handle()) Keep(record.message, nullptr, {}, fromHandle);
     NoteMissingScript(record.message);  // only texts of people have other characters than the form's own
+}
+
+void ServiceEvents::Keep(const QString& record, const PicturePtr& picture, QPoint at, QString from) const
+{
+    if (!mState.gMarkSink || (!picture && !IsMark(record))) return;
+    if (from.endsWith(QLatin1String(kEarlierSuffix))) from.chop(qsizetype(sizeof kEarlierSuffix - 1));
+    mState.gMarkSink->Took({record, picture, at, from, EventTime(mState), 0});
 }
 
 void ServiceEvents::Do(const QString& fromHandle, const decision::FrameRate& rate)

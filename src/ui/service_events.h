@@ -1,6 +1,7 @@
 #pragma once
 // The service's events at the meeting window: asks for a decision and does it. User-interface thread only.
 
+#include <QPoint>
 #include <functional>
 
 #include "base/process_state.h"
@@ -38,6 +39,7 @@ private:
     void Do(const QString& fromHandle, const decision::ChatLine& line);
     void AddAttendee(const QString& handle);
     void RemoveAttendee(const QString& handle);
+    void Keep(const QString& record, const PicturePtr& picture, QPoint at, QString from) const;
     void NoteMissingScript(const QString& text);
 
     ProcessState& mState;

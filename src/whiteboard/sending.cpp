@@ -8,6 +8,7 @@
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
+#include "whiteboard/mark_sink.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/tools/picture.h"
 #include "whiteboard/tools/text.h"
@@ -71,6 +72,13 @@ QByteArray EncodeAndSend(ProcessState& state, const QImage& picture, qint16 x, q
         if (others.empty()) state.gMessenger->KeepPicture(jpeg, x, y, encoder->Quality());
         for (const auto& item : others)
             item->SendVideoFrame(jpeg, handle, x, y, kFrameWhiteboard, encoder->Quality());
+        if (state.gMarkSink)
+            state.gMarkSink->Took({{},
+                                   std::make_shared<Picture>(Picture{jpeg, {}}),
+                                   {x, y},
+                                   state.gMessenger->Handle(),
+                                   Now(state),
+                                   0});
         return jpeg;
     });
 }
@@ -148,6 +156,8 @@ void SendWBMessage(ProcessState& state, const QString& message)
         const auto others = Others(state);
         if (others.empty()) state.gMessenger->Keep(message);
         for (const auto& item : others) item->Deliver(own, QString(), message, 0);
+        if (state.gMarkSink && IsMark(message))
+            state.gMarkSink->Took({message, nullptr, {}, own, Now(state), 0});
     });
 }
 

@@ -1,11 +1,11 @@
 #include "whiteboard/tool_commands.h"
 
 #include <QBuffer>
-#include <QSaveFile>
 #include <stdexcept>
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
+#include "base/save_whole.h"
 #include "messaging/record_kinds.h"
 #include "platform/clipboard.h"
 #include "text/words.h"
@@ -207,22 +207,6 @@ QByteArray AsBitmap(const QImage& image)
     return bytes;
 }
 
-/// Throws with the system's reason, which a short write gives only when asked for the rest.
-void WriteFile(const QString& name, const QByteArray& bytes)
-{
-    QSaveFile file(name);  // the old file stays whole until the new one is
-    const auto check = [&](bool good) {
-        if (!good) throw std::runtime_error(u"%1: %2"_s.arg(name, file.errorString()).toStdString());
-    };
-    check(file.open(QIODevice::WriteOnly));
-    for (qint64 done = 0; done < bytes.size();) {
-        const qint64 count = file.write(bytes.constData() + done, bytes.size() - done);
-        check(count > 0);
-        done += count;
-    }
-    check(file.commit());
-}
-
 }  // namespace
 
 void tool_ButtonClick(ProcessState& state, ToolKey key)
@@ -269,7 +253,7 @@ void mnuSaveFile_Click(ProcessState& state)
             Defined::tr("Save Meeting Image"), Defined::tr("Meeting Images"), {u"*.jpg"_s}, u"jpg"_s);
         if (name.isEmpty()) return;
         if (state.ports.waits) state.ports.waits->LetEventsRun();
-        WriteFile(name, AsBitmap(state.gWBBuffer->PictureOf(state.gWBBuffer->Index())));
+        SaveWhole(name, AsBitmap(state.gWBBuffer->PictureOf(state.gWBBuffer->Index())));
         TraceEvent(state, "saved", {{u"file"_s, name}});
     });
 }

@@ -1,0 +1,31 @@
+#include "export/replayed.h"
+
+#include "export/meeting_marks.h"
+#include "whiteboard/apply_mark.h"
+
+void BeginReplay(Board& board, WBHistory& history)
+{
+    history.Save(&board, 0, 0, {}, {});
+}
+
+void ApplyItem(Board& board, WBHistory& history, const meeting_file::Item& item,
+               const PictureReader& pictures)
+{
+    if (const MarkPtr mark = MarkOf(item, pictures)) ApplyMark(board, history, mark);
+}
+
+Replayed ReplayAll(meeting_file::Reader& file, const PictureReader& pictures)
+{
+    Replayed replayed;
+    replayed.problem = QString::fromStdString(file.Problem());
+    BeginReplay(replayed.board, replayed.history);
+    for (std::size_t frame = 0; frame < file.Frames(); ++frame) {
+        try {
+            for (const meeting_file::Item& item : file.Frame(frame))
+                ApplyItem(replayed.board, replayed.history, item, pictures);
+        } catch (const meeting_file::BadFile& bad) {
+            replayed.problem = QString::fromUtf8(bad.what());
+        }
+    }
+    return replayed;
+}
