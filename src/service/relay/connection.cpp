@@ -400,7 +400,6 @@ void Connection::TakeFrame(const std::shared_ptr<DatagramEnd>& from, std::string
     if (mClosed || mEnding || from != mDatagrams || !meeting) return;
     const Clock::time_point now = Clock::now();
     if (mSession->budget.Pause(now).count() > 0) return;
-    mSession->budget.ChargeLive(frame.size(), now);
     meeting->HandleLive(*this, frame);
 }
 

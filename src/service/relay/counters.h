@@ -29,9 +29,9 @@ struct Counters {
     Count connections{0};         // taken
     Count banned{0}, tooMany{0};  // connections turned away
     Count loginsOk{0}, loginsWrong{0}, loginsLater{0}, loginsBanned{0};
-    Count receivedBytes{0}, sentBytes{0};  // of frames, before TLS
-    Count posts{0}, liveFrames{0};         // taken from clients, however many got them
-    Durations delays;                      // of pings
+    Count receivedBytes{0}, sentBytes{0};     // of frames, before TLS
+    Count posts{0}, liveFrames{0}, voice{0};  // taken from clients, however many got them
+    Durations delays;                         // of pings
 };
 
 }  // namespace zephyl

@@ -74,6 +74,18 @@ bool DatagramEnd::Put(std::string_view frame)
     return true;
 }
 
+void DatagramEnd::PutVoice(std::string_view frame)
+{
+    DatagramBatch batch;
+    DatagramPath to;
+    {
+        const std::lock_guard lock(mMutex);
+        mRoad.Put(frame, Clock::now(), batch);
+        to = mPath;
+    }
+    mDoor.Send(batch, to);
+}
+
 DatagramEnd::Clock::time_point DatagramEnd::TakeWaiting()
 {
     const std::lock_guard lock(mMutex);

@@ -38,6 +38,7 @@ public:
     // --- on the owner's strand ---
     bool Takes(std::size_t bodyBytes) const override;
     bool Put(std::string_view frame) override;
+    void PutVoice(std::string_view frame) override;
     /// When what could not be put since the last call may be; max: everything could.
     Clock::time_point TakeWaiting();
     /// Now and then: sends the probes that are due.

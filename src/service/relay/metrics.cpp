@@ -163,6 +163,8 @@ std::string Metrics(const ServiceFacts& facts, const Counters& counters, Metrics
     page.Counter("zephyl_posts", "Lines, records and pictures that clients sent.").Is(counters.posts.load());
     page.Counter("zephyl_live_frames", "Camera and window pictures that clients sent.")
         .Is(counters.liveFrames.load());
+    page.Counter("zephyl_voice_packets", "Packets of voice that clients sent, of 20 ms each.")
+        .Is(counters.voice.load());
     page.Histogram("zephyl_round_trip_seconds", "To a client and back, as pings were answered.",
                    counters.delays);
     page.Gauge("zephyl_memory_limit_bytes", "Memory that the service may use; 0: no limit.")

@@ -121,7 +121,7 @@ private:
     std::unique_ptr<Half> mWhole;  // the item handed out last, if it had several frames
 };
 
-/// Hands over the one live frame that `bytes` are, whole; anything else is dropped.
+/// Hands over the one live frame that `bytes` are, whole, or the one of voice; anything else is dropped.
 void ReadLiveFrame(std::string_view bytes, Way way, const std::function<void(const ItemView&)>& take);
 
 /// The lane of a frame that begins an item; LANE_UNSPECIFIED for all others.

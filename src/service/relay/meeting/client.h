@@ -21,6 +21,8 @@ public:
     virtual bool Takes(std::size_t bodyBytes) const = 0;
     /// The whole frame of one that it takes. False: not yet; its source is asked again when it may.
     virtual bool Put(std::string_view frame) = 0;
+    /// The same of a packet of voice, which waits for no pace.
+    virtual void PutVoice(std::string_view frame) = 0;
 };
 
 /// What a seat sends beside the connection's own control frames.

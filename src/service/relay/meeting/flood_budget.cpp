@@ -22,7 +22,8 @@ FloodBudget::FloodBudget(const RelayBudgets& budgets, Clock::time_point now)
     : mItems(Of(budgets.items), Of(budgets.itemsBurst), now),
       mBytes(Of(budgets.bytes), Of(budgets.bytesBurst), now),
       mLiveFrames(Of(budgets.liveFrames), kLiveBurstSeconds * Of(budgets.liveFrames), now),
-      mLiveBytes(Of(budgets.liveBytes), kLiveBurstSeconds * Of(budgets.liveBytes), now)
+      mLiveBytes(Of(budgets.liveBytes), kLiveBurstSeconds * Of(budgets.liveBytes), now),
+      mVoice(Of(kVoicePacketsEachSecond), kLiveBurstSeconds * Of(kVoicePacketsEachSecond), now)
 {
 }
 
@@ -33,6 +34,8 @@ void FloodBudget::Charge(const FrameView& frame, Clock::time_point now)
     if (header.has_live() || (header.has_more() && header.more().lane() == LANE_LIVE)) {
         mLiveBytes.Spend(bytes, now);
         if (header.has_live()) mLiveFrames.Spend(1, now);
+    } else if (header.has_voice()) {
+        mLiveBytes.Spend(bytes, now);
     } else if (!IsAnswer(frame)) {
         mBytes.Spend(bytes, now);
         if (header.has_post()) mItems.Spend(1, now);
@@ -44,6 +47,19 @@ void FloodBudget::ChargeLive(std::size_t bytes, Clock::time_point now)
 {
     mLiveBytes.Spend(Of(bytes), now);
     mLiveFrames.Spend(1, now);
+    Look(now);
+}
+
+bool FloodBudget::TakeVoice(Clock::time_point now)
+{
+    if (mVoice.Left(now) < 1) return false;
+    mVoice.Spend(1, now);
+    return true;
+}
+
+void FloodBudget::ChargeVoice(std::size_t bytes, Clock::time_point now)
+{
+    mLiveBytes.Spend(Of(bytes), now);
     Look(now);
 }
 

@@ -17,6 +17,11 @@ public:
     void Charge(const FrameView& frame, Clock::time_point now);
     /// A live frame that came beside the connection.
     void ChargeLive(std::size_t bytes, Clock::time_point now);
+    /// A packet of voice, its bytes beside it. False: over the budget for these, so it goes to nobody; that
+    /// alone makes nothing else wait.
+    bool TakeVoice(Clock::time_point now);
+    /// One that came beside the connection.
+    void ChargeVoice(std::size_t bytes, Clock::time_point now);
     /// So many lines were sent to this session: it may answer each with a receipt to one.
     void MayAnswer(int lines);
     /// A time without a connection, in which nothing could be used, is over.
@@ -31,7 +36,7 @@ private:
     bool IsAnswer(const FrameView& frame);
     void Look(Clock::time_point now);
 
-    Allowance mItems, mBytes, mLiveFrames, mLiveBytes;
+    Allowance mItems, mBytes, mLiveFrames, mLiveBytes, mVoice;
     int mAnswers = 0;
     Clock::time_point mOverSince;
     bool mOver = false;

@@ -264,7 +264,10 @@ void Meeting::Gone(const SeatPtr& seat)
     if (seat->client) seat->client->PullFrom(nullptr);
     seat->client = nullptr;
     seat->letsIn.reset();
-    for (const SeatPtr& other : mSeats) other->live.Forget(seat->number);
+    for (const SeatPtr& other : mSeats) {
+        other->live.Forget(seat->number);
+        other->voice.Forget(seat->number);
+    }
     if (seat->state != SeatState::Away) Announce(*seat, kLeft);
     SeatEntry entry = seat->Entry();
     entry.gone = true;

@@ -108,6 +108,9 @@ private:
     void TakeItem(Seat& seat, const ItemView& item);
     void TakePost(Seat& seat, const Post& post, std::string_view body, bool tooLarge);
     void TakeLive(Seat& seat, const zephyl::Live& live, std::string_view body, bool tooLarge);
+    void TakeVoiceTo(Seat& seat, const zephyl::VoiceTo& to);
+    static bool Talk(const Seat& one, const Seat& other);
+    void TakeVoice(Seat& seat, const zephyl::Voice& voice, std::string_view body);
     std::vector<SeatNumber> SeatsOf(const Handles& handles, SeatNumber sender) const;
     void RefusePost(Seat& seat, const Post& post, const char* fault);
     void Put(std::shared_ptr<LogItem> item, Header& header, std::string_view body, BoardEffect effect);

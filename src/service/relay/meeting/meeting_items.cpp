@@ -73,6 +73,8 @@ Meeting::After Meeting::Handle(Client& client, const FrameView& frame)
     seat->dirty = true;
     const auto message = header.message_case();
     switch (message) {
+        case Header::kVoice: TakeVoice(*seat, header.voice(), frame.body); return After::GoOn;
+        case Header::kVoiceTo: TakeVoiceTo(*seat, header.voice_to()); return After::GoOn;
         case Header::kRead: seat->OnRead(header.read(), Clock::now()); return After::GoOn;
         case Header::kPong: client.Heard(header.pong()); return After::GoOn;
         case Header::MESSAGE_NOT_SET: return After::GoOn;
@@ -202,9 +204,19 @@ void Meeting::HandleLive(const Client& client, std::string_view bytes)
 {
     const SeatPtr seat = OfClient(client);
     if (!seat || seat->session->fenced) return;
+    FloodBudget& budget = seat->session->budget;
+    bool voice = false;
     ReadLiveFrame(bytes, Way::Up, [&](const ItemView& item) {
-        TakeLive(*seat, item.header.live(), item.body, item.tooLarge);
+        voice = item.header.has_voice();
+        if (voice)
+            TakeVoice(*seat, item.header.voice(), item.body);
+        else
+            TakeLive(*seat, item.header.live(), item.body, item.tooLarge);
     });
+    if (voice)
+        budget.ChargeVoice(bytes.size(), Clock::now());
+    else
+        budget.ChargeLive(bytes.size(), Clock::now());
     FlushSoon();
 }
 
@@ -234,6 +246,47 @@ void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view bo
         if (other->number == seat.number || !other->client) continue;
         if (!live.everyone() && !std::binary_search(seats.begin(), seats.end(), other->number)) continue;
         other->live.Put(seat.number, picture.type(), frame);
+        other->dirty = true;
+    }
+}
+
+void Meeting::TakeVoiceTo(Seat& seat, const zephyl::VoiceTo& to)
+{
+    if (to.handles_size() > kSeatsPerMeeting) return;
+    std::vector<SeatNumber> named = SeatsOf(to.handles(), seat.number);
+    if (to.also()) named.insert(named.end(), seat.talksWith.begin(), seat.talksWith.end());
+    std::sort(named.begin(), named.end());
+    named.erase(std::unique(named.begin(), named.end()), named.end());
+    seat.talksWith = std::move(named);
+    for (const SeatPtr& other : mSeats)
+        if (!Talk(seat, *other)) other->voice.Forget(seat.number);
+}
+
+/// Both of them want it.
+bool Meeting::Talk(const Seat& one, const Seat& other)
+{
+    return std::binary_search(one.talksWith.begin(), one.talksWith.end(), other.number) &&
+           std::binary_search(other.talksWith.begin(), other.talksWith.end(), one.number);
+}
+
+void Meeting::TakeVoice(Seat& seat, const zephyl::Voice& voice, std::string_view body)
+{
+    const Clock::time_point now = Clock::now();
+    if (body.empty() || body.size() > kVoiceBytes || voice.level() > kVoiceLevelMost ||
+        !seat.session->budget.TakeVoice(now) || mServices.memory.Under(Pressure::ShedLive))
+        return;  // a packet of voice may always be lost
+    ++mServices.counters.voice;
+    Header header;
+    zephyl::Voice& down = *header.mutable_voice();
+    down.set_from(seat.session->handle);
+    down.set_frame(voice.frame());
+    down.set_level(voice.level());
+    auto frame = std::make_shared<std::string>();
+    AppendFrame(*frame, header, body, Way::Down);
+    const bool crowded = mSeats.size() > kVoiceSmallMeeting;
+    for (const SeatPtr& other : mSeats) {
+        if (other->number == seat.number || !other->client || !Talk(seat, *other)) continue;
+        other->voice.Put({seat.number, voice.level(), frame}, crowded, now);
         other->dirty = true;
     }
 }

@@ -42,6 +42,7 @@ void Seat::Fill(std::string& batch, std::size_t limit)
         acceptedNews = false;
     }
     const Clock::time_point now = Clock::now();
+    voice.Fill(batch, now);
     const std::size_t reliable = live.Ready(now) ? limit - limit / 5 : limit;
     mTalk.Fill(batch, reliable);
     session->budget.MayAnswer(mTalk.TakeSentLines());
@@ -75,6 +76,8 @@ void Seat::BeginAt(const Sequences& cursor, const Sequences& entered)
     mTalk.Begin(cursor.talk, entered.talk);
     mBoard.Begin(cursor.board, entered.board);
     live.Reset();
+    voice.Reset();
+    talksWith.clear();  // said anew on every connection
     incoming = ItemReader();
 }
 

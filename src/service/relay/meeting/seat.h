@@ -12,6 +12,7 @@
 #include "service/relay/meeting/live_slots.h"
 #include "service/relay/meeting/meeting_keeper.h"
 #include "service/relay/meeting/session.h"
+#include "service/relay/meeting/voice_out.h"
 #include "service/wire/framing.h"
 
 namespace zephyl {
@@ -48,9 +49,14 @@ public:
     Seat(SeatNumber seatNumber, std::shared_ptr<Session> whose, std::shared_ptr<MeetingHold> held,
          std::shared_ptr<StreamMemory> numbers, SeatSurroundings& around, const RelayBounds& bounds);
 
-    /// Control first, then talk and board, then live with a fifth of the batch when it waits.
+    /// Control first and what little voice there is, then talk and board, then live with a fifth of the batch
+    /// when it waits.
     void Fill(std::string& batch, std::size_t limit) override;
-    void FillRoad(LiveRoad& road) override { live.FillRoad(road); }
+    void FillRoad(LiveRoad& road) override
+    {
+        voice.FillRoad(road, Clock::now());
+        live.FillRoad(road);
+    }
     void BeginAt(const Sequences& cursor, const Sequences& entered);
     /// After a cut: where it is known to stand, or where the client says that it does if that is further, but
     /// not beyond what there is.
@@ -60,7 +66,8 @@ public:
     /// What it costs the service that it does not read, or has half sent.
     std::size_t LagBytes() const
     {
-        return mTalk.LagBytes() + mBoard.LagBytes() + incoming.HeldBytes() + live.WaitingBytes();
+        return mTalk.LagBytes() + mBoard.LagBytes() + incoming.HeldBytes() + live.WaitingBytes() +
+               voice.WaitingBytes();
     }
     Header AcceptedNow() const;
     bool Concerns(const LogItem& item) const
@@ -86,6 +93,8 @@ public:
     bool dirty = false;          // something may be ready for it
     bool acceptedNews = false;   // numbers have become safe
     LiveSlots live;
+    VoiceOut voice;
+    std::vector<SeatNumber> talksWith;      // sorted; each of them hears it that talks with it, too
     std::map<int, std::uint64_t> lastLive;  // its own frames' numbers, by type
     ItemReader incoming;
     Sequences enteredAt;
