@@ -4,6 +4,7 @@
 // arrive on that thread, in order, between the client's own calls. A failing call throws
 // std::runtime_error; refusals are results.
 
+#include <QHash>
 #include <QString>
 #include <QStringList>
 #include <chrono>
@@ -13,6 +14,7 @@
 
 #include "contract/frame_encoder.h"
 #include "contract/picture.h"
+#include "contract/voice_door.h"
 
 /// StatusChanged's codes that mean something; every other is ignored.
 inline constexpr qint32 kStatusLeft = 0;
@@ -103,6 +105,21 @@ struct LettingIn {
     QString problem;        // why not, in one sentence; "" when nothing was refused
 };
 
+/// Where the voice companion reaches the meeting.
+struct VoicePlace {
+    QString door;  // a local socket; "": there is none
+    QString word;  // to be said first
+};
+
+/// What is heard and said at this moment.
+struct VoiceNews {
+    bool companion = false;  // one has come in by the door
+    bool muted = false;
+    voice_door::Trouble trouble = voice_door::Trouble::None;
+    QHash<QString, int>
+        levels;  // by handle, decibels below full scale; the own one under ""; silent ones left out
+};
+
 class MessengerService {
 public:
     virtual ~MessengerService() = default;
@@ -161,6 +178,11 @@ public:
     /// over to nobody (alone, or refused at the call) has none. Asking ends the line: an equal text sent
     /// after it is another one.
     virtual quint64 LastLine() = 0;
+    /// Opens the door for the voice companion that this program starts; it stays open until Close.
+    virtual VoicePlace OpenVoice() { return {}; }
+    virtual VoiceNews Voice() const { return {}; }
+    /// Asks the companion to show its window.
+    virtual void ShowVoice() {}
     /// Why the last Login, CreateMeeting or JoinMeeting was refused, in one sentence for people; "" when it
     /// was not.
     virtual QString LastRefusal() const = 0;

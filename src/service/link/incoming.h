@@ -46,6 +46,9 @@ public:
     std::uint64_t LiveBytes() const { return mLiveBytes; }
     void NewConnection() { mLiveBytes = 0; }
     quint64 Entry() const { return mEntry; }
+    /// In order of joining, the own handle too.
+    const std::vector<std::string>& Present() const { return mPresent; }
+    bool Holds(const std::string& handle) const;
     std::uint64_t ReceivedTalk() const { return mTalk; }
     std::uint64_t ReceivedBoard() const { return mBoard; }
 
@@ -55,7 +58,6 @@ private:
     void Compare(const google::protobuf::RepeatedPtrField<Attendee>& attendees);
     void RaisePresence(const std::string& handle, int status, const std::string& address, LinkEvent event);
     void RaiseContent(const ItemView& item, LinkEvent event);
-    bool Holds(const std::string& handle) const;
 
     EventQueue& mQueue;
     NumberFilter mFilter;

@@ -53,8 +53,20 @@ void Lanes::SetLive(Outgoing picture)
     mByRoad.erase(type);
 }
 
+void Lanes::PutVoice(std::string frame, Clock::time_point now)
+{
+    DropStaleVoice(now);
+    if (mVoice.size() < kVoiceWaiting) mVoice.push_back({std::move(frame), now});
+}
+
+void Lanes::DropStaleVoice(Clock::time_point now)
+{
+    while (!mVoice.empty() && now - mVoice.front().at > kVoiceStale) mVoice.pop_front();
+}
+
 void Lanes::Reset()
 {
+    mVoice.clear();
     mTalk = {};
     mBoard = {};
     mLiveWaiting.clear();
@@ -66,6 +78,8 @@ void Lanes::Reset()
 Lanes::Clock::time_point Lanes::Fill(std::string& batch, Clock::time_point now)
 {
     if (!mOpen) return Clock::time_point::max();
+    DropStaleVoice(now);
+    for (; !mVoice.empty(); mVoice.pop_front()) batch += mVoice.front().frame;
     const bool live = mLiveCutter || BeginLive(now);
     const std::size_t reliable = live ? kBatchBytes - kLiveShare : kBatchBytes;
     while (batch.size() < reliable &&
@@ -80,6 +94,9 @@ Lanes::Clock::time_point Lanes::FillRoad(LiveRoad& road, Clock::time_point now)
 {
     mByRoad.clear();
     if (!mOpen) return Clock::time_point::max();
+    DropStaleVoice(now);
+    if (road.Takes(kVoiceBytes))
+        for (; !mVoice.empty(); mVoice.pop_front()) road.Put(mVoice.front().frame, now);
     for (const auto& [type, parts] : mLiveWaiting)
         if (road.Takes(parts.front().body->size())) mByRoad.insert(type);
     while (!mByRoad.empty()) {

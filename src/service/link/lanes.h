@@ -1,8 +1,9 @@
 #pragma once
-// What leaves next: talk, then board, one item at a time in each, and the newest live picture of each type in
-// turn, which gets a fifth of a batch when it waits. Pure. Network thread.
+// What leaves next: voice, talk, then board, one item at a time in each, and the newest live picture of each
+// type in turn, which gets a fifth of a batch when it waits. Pure. Network thread.
 
 #include <chrono>
+#include <deque>
 #include <map>
 #include <optional>
 #include <set>
@@ -38,6 +39,11 @@ public:
     void SetLiveLimits(std::uint64_t frames, std::uint64_t bytes);
     /// Takes the place of the one of its type that waits.
     void SetLive(Outgoing picture);
+    /// A frame of voice. It goes in front of everything, or not at all: old ones go to nobody, and when too
+    /// much waits, this one is lost.
+    void PutVoice(std::string frame, Clock::time_point now);
+    /// Nothing that was said before leaves any more.
+    void ForgetVoice() { mVoice.clear(); }
     /// Appends frames up to about a batch. Live pictures stay a little below what the service takes, or it
     /// would stop reading lines as well. The result: when one that waits may go; max: none waits.
     Clock::time_point Fill(std::string& batch, Clock::time_point now);
@@ -61,9 +67,16 @@ private:
     bool BeginLive(Clock::time_point now);
     Clock::duration LiveCost(std::size_t bytes) const;
     bool WaitsForBatch() const;
+    void DropStaleVoice(Clock::time_point now);
     std::vector<Outgoing> TakeNext(bool byRoad);
 
+    struct Said {
+        std::string frame;
+        Clock::time_point at;
+    };
+
     Outbox& mOutbox;
+    std::deque<Said> mVoice;
     Going mTalk, mBoard;
     std::map<int, std::vector<Outgoing>> mLiveWaiting;  // by type; parts of one audience
     std::set<int> mByRoad;                              // types of those that wait for the road

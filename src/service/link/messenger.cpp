@@ -59,6 +59,7 @@ LinkMessenger::~LinkMessenger()
     }
     mNeeds.gate.WhenOpen(nullptr);
     mWork.reset();
+    mVoice->Shut();
     mIo.stop();
     mNetwork.join();
 }
@@ -80,7 +81,7 @@ std::shared_ptr<Session> LinkMessenger::NewSession()
     return std::make_shared<Session>(
         mIo, mContext, mQueue,
         SessionNeeds{mNeeds.program.toStdString(), mNeeds.zephyldPath.toStdString(), mNeeds.log,
-                     mNeeds.deviceFolder.toStdString(), mNeeds.slept ? mNeeds.slept : SleptSoFar});
+                     mNeeds.deviceFolder.toStdString(), mNeeds.slept ? mNeeds.slept : SleptSoFar, mVoice});
 }
 
 /// Its end belongs to the network thread.
@@ -284,6 +285,7 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
             mAccount = {QString::fromStdString(outcome->handle), QString::fromStdString(outcome->serverKey),
                         QString::fromStdString(outcome->sendTag)};
             mSession = std::move(session);
+            asio::post(mIo, [voice = mVoice, to = mSession] { voice->LeadTo(to); });
             return true;
         }
         Release(std::move(session));
@@ -381,6 +383,22 @@ void LinkMessenger::Logout()
 void LinkMessenger::Close()
 {
     EndSession(kEndTime);
+    mVoice->Shut();
+}
+
+VoicePlace LinkMessenger::OpenVoice()
+{
+    try {
+        return mVoice->Open();
+    } catch (const std::exception& e) {
+        Note(English("The voice companion finds no way to the meeting: %1").arg(QString::fromUtf8(e.what())));
+        return {};
+    }
+}
+
+void LinkMessenger::ShowVoice()
+{
+    asio::post(mIo, [voice = mVoice] { voice->ShowCompanion(); });
 }
 
 LinkStats LinkMessenger::Stats()

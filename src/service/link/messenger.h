@@ -16,6 +16,7 @@
 #include "service/link/post_folder.h"
 #include "service/link/session.h"
 #include "service/link/user_items.h"
+#include "service/link/voice_door.h"
 
 namespace zephyl::link {
 
@@ -54,6 +55,9 @@ public:
     quint64 LastLine() override;
     QString LastRefusal() const override { return mRefusal; }
     std::optional<std::chrono::milliseconds> EventAge() const override;
+    VoicePlace OpenVoice() override;
+    VoiceNews Voice() const override { return mVoice->News(); }
+    void ShowVoice() override;
 
     LinkStats Stats();
     /// Connects, sends nothing, and lets go again. Throws as Login refuses.
@@ -124,6 +128,7 @@ private:
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> mWork{mIo.get_executor()};
     std::shared_ptr<const TlsContext> mContext;
     EventQueue mQueue;
+    const std::shared_ptr<VoiceDoor> mVoice = std::make_shared<VoiceDoor>(mIo.get_executor());
     std::shared_ptr<Session> mSession;  // null: none; touched here, run on the network thread
     std::thread mNetwork;
 

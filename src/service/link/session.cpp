@@ -281,6 +281,7 @@ asio::awaitable<QString> Session::Leave(quint64 entry, Deadline deadline)
     mLanes.SetOpen(false);
     CloseDatagrams();
     if (seated) mIncoming.End(entry);
+    TellVoicePeople();
     if (seated && mReady) State(LinkState::Phase::Connected, QLatin1String(kNotInMeeting));
     try {
         if (!mReady) co_return undelivered;
@@ -324,6 +325,7 @@ void Session::Drop()
     mTick.cancel();
     mPause.cancel();
     if (mSleep) mSleep->Stop();
+    TellVoicePeople();
     NotifyChanged();
 }
 
@@ -373,6 +375,7 @@ void Session::CloseConnection(const std::string& reason)
     mReady = false;
     mLanes.SetOpen(false);
     mLanes.Reset();
+    TellVoicePeople();
     mCalls.Fail(std::make_exception_ptr(ConnectionLost(reason.empty() ? "the connection is lost" : reason)));
 }
 

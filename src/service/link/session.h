@@ -10,6 +10,8 @@
 #include <optional>
 #include <random>
 
+#include "contract/voice_door.h"
+
 #include "service/link/connection.h"
 #include "service/link/datagrams.h"
 #include "service/link/destination.h"
@@ -21,6 +23,7 @@
 #include "service/link/remarks.h"
 #include "service/link/resolver.h"
 #include "service/link/sleep_watch.h"
+#include "service/link/voice_sink.h"
 #include "service/link/way_back.h"
 
 namespace zephyl::link {
@@ -84,6 +87,7 @@ struct SessionNeeds {
     std::function<void(QString)> log;
     std::string deviceFolder = {};  // as DeviceWords has it
     SleepWatch::Slept slept = SleptSoFar;
+    std::weak_ptr<VoiceSink> voice = {};  // who hears
 };
 
 class Session final : public ConnectionOwner,
@@ -117,6 +121,11 @@ public:
 
     void Post(Outgoing what);
     void SetLive(Outgoing picture);
+    /// With whom from now on, also after a return; nobody: nothing is said or heard.
+    void TalkWith(const std::vector<std::string>& handles);
+    /// Lost where there is nobody to talk with, or no way.
+    void SendVoice(std::uint64_t frame, std::uint32_t level, std::string_view body);
+    voice_door::People VoicePeople() const;
     /// Tells the relay how far the user-interface thread is.
     void ReportRead();
 
@@ -158,6 +167,9 @@ private:
 
     void OnLiveFrame(std::string_view frame) override;
     void OnRoadNews() override { FillRoad(); }
+    void OnVoice(const Voice& voice, std::string_view body);
+    void SayTalkWith();
+    void TellVoicePeople();
     void OpenDatagrams(const Place& place);
     void CloseDatagrams();
     void FillRoad();
@@ -246,6 +258,7 @@ private:
     std::uint16_t mDatagramPort = 0;        // of this connection's service; 0: it takes none
     boost::asio::steady_timer mRoadFree;
     Incoming mIncoming;
+    std::vector<std::string> mTalkWith;
     bool mReadDue = false;  // however often it is asked for, one report waits
     ReadMarks mReported;
     std::uint64_t mReportedLive = 0;

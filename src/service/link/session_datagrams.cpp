@@ -46,7 +46,12 @@ void Session::FillRoad()
 void Session::OnLiveFrame(std::string_view frame)
 {
     if (mPhase != Phase::Seated || !mReady) return;
-    ReadLiveFrame(frame, Way::Down, [this](const ItemView& item) { mIncoming.OnLiveBeside(item); });
+    ReadLiveFrame(frame, Way::Down, [this](const ItemView& item) {
+        if (item.header.has_voice())
+            OnVoice(item.header.voice(), item.body);
+        else
+            mIncoming.OnLiveBeside(item);
+    });
 }
 
 }  // namespace zephyl::link

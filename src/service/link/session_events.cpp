@@ -85,6 +85,7 @@ void Session::OnMeetingFrame(const FrameView& frame)
     const Header& header = frame.header;
     if (header.has_item() || header.has_live() || header.has_more()) return OnItem(frame);
     if (mPhase != Phase::Seated) return;
+    if (header.has_voice()) return OnVoice(header.voice(), frame.body);
     if (header.has_accepted()) return OnAccepted(header.accepted());
     if (header.has_refused()) return OnRefused(header.refused());
     if (header.has_skipped() && mIncoming.OnSkipped(header.skipped()))
@@ -103,6 +104,7 @@ void Session::OnItem(const FrameView& frame)
     }
     if (item->header.item().has_notice()) Say(QString::fromStdString(item->header.item().notice().text()));
     mIncoming.OnItem(*item);
+    if (item->header.item().has_presence()) TellVoicePeople();
     if (mLeaving) ReportRead();
 }
 
@@ -162,6 +164,8 @@ void Session::TakePlace(const Place& place)
     mLanes.SetOpen(true);
     mReady = true;
     OpenDatagrams(place);
+    SayTalkWith();
+    TellVoicePeople();
     NotifyChanged();
     mConnection->Wake();
 }
