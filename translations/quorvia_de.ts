@@ -1782,6 +1782,14 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>Eine Datei</translation>
     </message>
     <message>
+        <source>Show the &amp;time of each line</source>
+        <translation>&amp;Uhrzeit jeder Zeile zeigen</translation>
+    </message>
+    <message>
+        <source>Beside each line stands when it was said, and the date where a new day begins. Neither is part of the text that is copied.</source>
+        <translation>Neben jeder Zeile steht, wann sie geschrieben wurde, und wo ein neuer Tag beginnt, das Datum. Beides gehört nicht zum Text, der kopiert wird.</translation>
+    </message>
+    <message>
         <source>&amp;Mark new lines</source>
         <translation>Neue &amp;Zeilen anzeigen</translation>
     </message>

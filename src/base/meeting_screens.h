@@ -26,6 +26,8 @@ public:
     /// The line appended last left as the link's numbers behind `after`, up to `upTo` (see LastLine): a sign
     /// stands beside it until it is accepted.
     virtual void AwaitAcceptance(quint64 /*after*/, quint64 /*upTo*/) {}
+    /// Shows the lines' times as the setting says.
+    virtual void ReadTimesSetting() {}
 };
 
 /// Twips; 1 pixel is 15 twips at every scale.

@@ -33,6 +33,8 @@ namespace {
 constexpr qreal kHangingIndent = 14;  // pixels; where a line goes on in a further row
 constexpr int kSign = 9;              // pixels; of a sign behind a line
 constexpr int kSignGap = 4;
+constexpr int kTimeGap = 6;  // pixels; between a time and its line
+constexpr int kDayGap = 4;   // pixels; above and below a new day's date
 constexpr std::chrono::seconds kPatience{
     1};  // accepted lines, a few hundredths of a second old, show no sign
 
@@ -78,19 +80,19 @@ ChatBox::ChatBox(QWidget* parent) : QTextEdit(parent)
     mParagraph.setLeftMargin(kHangingIndent);
     mParagraph.setTextIndent(-kHangingIndent);
     mParagraph.setLayoutDirection(Qt::LeftToRight);
-    mOwnParagraph = mParagraph;
-    mOwnParagraph.setRightMargin(kSign + kSignGap);
     viewport()->setMouseTracking(true);
     connect(this, &QTextEdit::cursorPositionChanged, viewport(), [this] { viewport()->update(); });
 }
 
-void ChatBox::Append(const ShownLine& line)
+void ChatBox::Append(const ShownLine& line, const QDateTime& when)
 {
+    mTimes.Add(when);
     QTextCharFormat colour;
     colour.setForeground(FromBgr(line.colour));
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
-    const QTextBlockFormat& paragraph = line.colour == kOwnLineColour ? mOwnParagraph : mParagraph;
+    const int number = mEmpty ? 0 : document()->blockCount();
+    const QTextBlockFormat paragraph = ParagraphOf(number, line.colour == kOwnLineColour);
     end.beginEditBlock();
     if (mEmpty)
         end.setBlockFormat(paragraph);
@@ -102,6 +104,67 @@ void ChatBox::Append(const ShownLine& line)
     Shade(end.block());
     Forget(LinesToDrop(document()->blockCount(), document()->characterCount()));
     ShowEnd();
+}
+
+QTextBlockFormat ChatBox::ParagraphOf(int line, bool own) const
+{
+    QTextBlockFormat paragraph = mParagraph;
+    if (own) paragraph.setRightMargin(kSign + kSignGap);
+    if (!mTimesShown) return paragraph;
+    paragraph.setLeftMargin(mParagraph.leftMargin() + TimesWidth());
+    if (!mTimes.Day(line).isEmpty()) paragraph.setTopMargin(fontMetrics().height() + 2 * kDayGap);
+    return paragraph;
+}
+
+int ChatBox::TimesWidth() const
+{
+    return fontMetrics().horizontalAdvance(ChatTimes::Longest()) + kTimeGap;
+}
+
+void ChatBox::ShowTimes(bool shown)
+{
+    if (std::exchange(mTimesShown, shown) == shown || mEmpty) return;
+    QTextCursor cursor(document());
+    cursor.beginEditBlock();
+    for (QTextBlock line = document()->begin(); line.isValid(); line = line.next()) {
+        cursor.setPosition(line.position());
+        cursor.setBlockFormat(ParagraphOf(line.blockNumber(), line.blockFormat().rightMargin() > 0));
+    }
+    cursor.endEditBlock();
+    for (QTextBlock line = document()->begin(); line.isValid(); line = line.next()) Shade(line);
+    ShowEnd();
+}
+
+QString ChatBox::TimeText(QPoint at) const
+{
+    if (!mTimesShown || at.x() + horizontalScrollBar()->value() > TimesWidth()) return {};
+    const QTextBlock line = cursorForPosition(at).block();
+    return line.isValid() ? mTimes.Whole(line.blockNumber()) : QString();
+}
+
+void ChatBox::PaintTimes(QPainter& painter, const QRect& area) const
+{
+    const QColor paper = palette().color(QPalette::Base);
+    painter.setPen(ReadableOn(palette().color(QPalette::PlaceholderText), paper));
+    const QFontMetrics letters = fontMetrics();
+    const QPointF shift(-horizontalScrollBar()->value(), -verticalScrollBar()->value());
+    for (QTextBlock line = cursorForPosition(area.topLeft()).block(); line.isValid(); line = line.next()) {
+        const QPointF corner = line.layout()->position() + shift;
+        const QString day = mTimes.Day(line.blockNumber());
+        const qreal above = day.isEmpty() ? 0 : letters.height() + kDayGap;
+        if (corner.y() - above > area.bottom()) return;
+        if (line.layout()->lineCount() == 0) continue;
+        const QTextLine row = line.layout()->lineAt(0);
+        painter.drawText(QPointF(document()->documentMargin(), corner.y() + row.y() + row.ascent()),
+                         mTimes.Time(line.blockNumber()));
+        if (day.isEmpty()) continue;
+        const QRectF band(0, corner.y() - above, viewport()->width(), letters.height());
+        painter.drawText(band, Qt::AlignCenter, day);
+        const qreal half = letters.horizontalAdvance(day) / 2.0 + kTimeGap,
+                    y = std::floor(band.center().y()) + 0.5;
+        painter.drawLine(QPointF(kTimeGap, y), QPointF(band.center().x() - half, y));
+        painter.drawLine(QPointF(band.center().x() + half, y), QPointF(band.right() - kTimeGap, y));
+    }
 }
 
 // A caret at the end has moved along with it; setting it for each line costs a quarter of everything.
@@ -119,6 +182,7 @@ void ChatBox::Forget(int lines)
     top.setPosition(document()->findBlockByNumber(lines).position(), QTextCursor::KeepAnchor);
     top.removeSelectedText();
     mForgotten += lines;
+    mTimes.Forget(lines);
     mOpen.Forget(mForgotten);
     mHovered.reset();  // the places of all links are others now
     mPressed.reset();
@@ -206,8 +270,9 @@ void ChatBox::paintEvent(QPaintEvent* event)
 {
     QTextEdit::paintEvent(event);
     const std::optional<Found> atCaret = hasFocus() ? LinkAtCaret() : std::nullopt;
-    if (mOpen.All().empty() && !mHovered && !atCaret) return;
+    if (mOpen.All().empty() && !mHovered && !atCaret && !mTimesShown) return;
     QPainter painter(viewport());
+    if (mTimesShown && !mEmpty) PaintTimes(painter, event->rect());
     for (const std::optional<Found>& link : {mHovered, atCaret})
         if (link) Underline(painter, *link);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -222,7 +287,8 @@ bool ChatBox::viewportEvent(QEvent* event)
     if (event->type() == QEvent::Leave) Hover(std::nullopt);
     if (event->type() == QEvent::ToolTip) {
         const auto* help = static_cast<QHelpEvent*>(event);
-        if (const QString text = SignText(help->pos()); !text.isEmpty()) {
+        const QString sign = SignText(help->pos());
+        if (const QString text = sign.isEmpty() ? TimeText(help->pos()) : sign; !text.isEmpty()) {
             QToolTip::showText(help->globalPos(), text, viewport());
             return true;
         }

@@ -8,6 +8,7 @@
 
 #include "messaging/chat_links.h"
 #include "messaging/chat_rules.h"
+#include "messaging/chat_times.h"
 #include "messaging/open_lines.h"
 
 /// txtChat. Plain text in the senders' colours; a line is appended as one paragraph and nothing before it is
@@ -17,6 +18,9 @@
 /// Behind an own line that the service has not accepted a small clock is painted, or a mark for good when it
 /// was lost. Neither is part of the text.
 ///
+/// The time of each line, and a new day's date, stand beside the text and are no part of it either; nobody
+/// sees them who has not asked for them.
+///
 /// A web address looks like any text until the mouse or the caret is on it: then it is underlined, and a
 /// click, Enter or the menu asks for it.
 class ChatBox : public QTextEdit {
@@ -24,8 +28,12 @@ public:
     explicit ChatBox(QWidget* parent);
     /// The user wants to go there.
     std::function<void(const ChatLink& link)> onLink;
-    /// Appends the line and scrolls to it; the caret stands at the end.
-    void Append(const ShownLine& line);
+    /// Appends the line and scrolls to it; the caret stands at the end. `when` it was said; null: not known.
+    void Append(const ShownLine& line, const QDateTime& when = QDateTime());
+    /// Whether times are shown, of all lines that are there.
+    void ShowTimes(bool shown);
+    /// What the time at a place of the viewport says in full; "" where none stands.
+    QString TimeText(QPoint at) const;
     /// The conversation: handle, ": ", text, lines separated by CR LF.
     QString Conversation() const;
 
@@ -64,11 +72,16 @@ private:
     void Underline(QPainter& painter, const Found& link) const;
     void Forget(int lines);
     void ShowEnd();
+    QTextBlockFormat ParagraphOf(int line, bool own) const;
+    void PaintTimes(QPainter& painter, const QRect& area) const;
+    int TimesWidth() const;
     void Shade(const QTextBlock& line);
     QRect PlaceOf(const OpenLine& line) const;
     void UpdateIf(bool changed);
 
-    QTextBlockFormat mParagraph, mOwnParagraph;
+    QTextBlockFormat mParagraph;
+    ChatTimes mTimes;
+    bool mTimesShown = false;
     OpenLines mOpen;
     qint64 mForgotten = 0;  // lines
     bool mConnected = true;

@@ -70,6 +70,8 @@ inline constexpr FlagKey kEnableLogging{{"Data", "Enable Logging", "0"}, FlagRul
 inline constexpr SettingKey kLogFileLocation{"Data", "Log File Location", nullptr};  // default: documents
 inline constexpr SettingKey kMaximumLogSize{"Data", "Maximum Log Size", "129072"};   // bytes
 
+inline constexpr FlagKey kChatTimes{{"Data", "Chat Times", "0"}, FlagRule::One};  // beside the lines
+
 // a line has come while the window is behind
 inline constexpr FlagKey kMarkNewLines{{"Data", "Mark New Lines", "0"}, FlagRule::One};
 inline constexpr FlagKey kSoundNewLines{{"Data", "Sound For New Lines", "0"}, FlagRule::One};
@@ -127,6 +129,7 @@ inline constexpr const SettingKey* kAll[] = {
     &kEnableLogging,
     &kLogFileLocation,
     &kMaximumLogSize,
+    &kChatTimes,
     &kMarkNewLines,
     &kSoundNewLines,
     &kAllowRemoteView,

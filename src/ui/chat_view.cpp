@@ -5,6 +5,8 @@
 #include "base/report.h"
 #include "export/recording.h"
 #include "messaging/chat_pane.h"
+#include "platform/machine.h"
+#include "settings/settings.h"
 #include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
@@ -13,10 +15,16 @@ void ChatView::AppendLine(const QString& fromHandle, const QString& text)
 {
     const QString own = mState.gMessenger->Handle();
     const ShownLine line = LineFor(own, fromHandle, text);
-    mBox.Append(line);
-    if (recording) recording->Said(fromHandle, text, mState.ports.clock->Now());
+    const QDateTime now = mState.ports.clock->Now();
+    mBox.Append(line, now);
+    if (recording) recording->Said(fromHandle, text, now);
     if (fromHandle != own) Announce(mBox, WithoutIsolates(line.text));
     TraceEvent(mState, "line", {{u"from"_s, fromHandle}, {u"text"_s, text}, {u"own"_s, fromHandle == own}});
+}
+
+void ChatView::ReadTimesSetting()
+{
+    mBox.ShowTimes(FlagSetting(mState, keys::kChatTimes));
 }
 
 void ChatView::AwaitAcceptance(quint64 after, quint64 upTo)

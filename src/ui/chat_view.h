@@ -13,6 +13,7 @@ public:
     MeetingRecording* recording = nullptr;  // hears what is said; null: nobody does
     void AppendLine(const QString& fromHandle, const QString& text) override;
     void AwaitAcceptance(quint64 after, quint64 upTo) override;
+    void ReadTimesSetting() override;
 
     // --- what the link says of own lines and of itself
     void LinesAccepted(quint64 upTo);

@@ -123,6 +123,7 @@ void frmMeeting::ConnectChat()
     LeftPanel& panel = *picMain;
     mChat = std::make_unique<ChatView>(mState, *panel.txtChat);
     mChat->recording = mRecording.get();
+    mChat->ReadTimesSetting();
     mMedia = std::make_unique<MediaControls>(mState, panel, *this);
     connect(panel.cmdSend, &QPushButton::clicked, this, [this] { cmdSend_Click(mState, *picMain); });
     connect(panel.cmdWhisper, &QPushButton::clicked, this, [this] { cmdWhisper_Click(mState, *picMain); });
@@ -243,6 +244,7 @@ void frmMeeting::mnuLogin_Click()
         mMedia->AcrossMeetings([this] {
             mNewMeeting();
             FillUsers();
+            mChat->ReadTimesSetting();  // of the configuration that is in use now
         });
     });
     mnuLogin->setEnabled(true);

@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QTextBlock>
 
+#include "text/text_rules.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -91,6 +93,44 @@ TEST(ChatBox, MarksBesideTheTextWhatHasNotGoneOut)
         box.Conversation().startsWith(u"ann: quickly accepted\r\nann: open\r\nbob: in between\r\n"_s));
     for (int i = 0; i < 10'500; ++i) box.Append(LineFor(u"ann"_s, u"bob"_s, u"x"_s));
     EXPECT_EQ(signs(), QStringList());  // the line is forgotten, and its sign with it
+}
+
+// Times stand in a margin of their own: the text, its links and its signs are where they were without.
+TEST(ChatBox, ShowsTimesBesideTheText)
+{
+    ChatBox box(nullptr);
+    box.resize(300, 400);
+    box.show();
+    const QDateTime evening(QDate(2026, 3, 1), QTime(23, 59, 58));
+    const auto say = [&](const QString& text, const QDateTime& when) {
+        box.Append(LineFor(u"ann"_s, u"bob"_s, text), when);
+    };
+    say(u"late"_s, evening);
+    say(u"later"_s, evening.addSecs(1));
+    const QString said = box.Conversation();
+    const QImage plain = box.grab().toImage();
+    const auto top = [&](int line) {
+        return box.document()->findBlockByNumber(line).layout()->position().y();
+    };
+    const qreal row = top(1) - top(0);
+    box.ShowTimes(true);
+    EXPECT_EQ(box.Conversation(), said);
+    EXPECT_EQ(box.TimeText({6, int(top(1) + row / 2)}), GeneralDate(evening.addSecs(1)));
+    EXPECT_EQ(box.TimeText({250, int(top(1) + row / 2)}), QString());
+    EXPECT_NE(box.grab().toImage(), plain);
+    say(u"early"_s, evening.addSecs(5));  // under a date
+    EXPECT_EQ(top(1) - top(0), row);
+    EXPECT_GT(top(2) - top(1), 1.5 * row);
+    EXPECT_EQ(ColourOf(box, 2), QColor(0, 0, 255));
+    for (int i = 0; i < 10'500; ++i) say(u"x"_s, evening.addSecs(3600 + i));
+    box.verticalScrollBar()->setValue(0);
+    const QString first = box.TimeText({6, 6});
+    const int left = box.document()->blockCount();
+    EXPECT_EQ(first,
+              GeneralDate(evening.addSecs(3600 + 10'500 - left)));  // what was forgotten took its times along
+    box.ShowTimes(false);
+    EXPECT_EQ(box.TimeText({6, 6}), QString());
+    EXPECT_EQ(top(1) - top(0), row);
 }
 
 TEST(ChatBox, NobodyCanForgeALine)

@@ -41,6 +41,8 @@ const std::vector<Effect>& Effects()
          [](State& state, MediaControls&, const Changed&) { TakeFrameRate(state); }},
         {{&keys::kAppShareInterval},
          [](State& state, MediaControls&, const Changed&) { TakeShareInterval(state); }},
+        {{&keys::kChatTimes},
+         [](State& state, MediaControls&, const Changed&) { state.gMeetingForm->Chat().ReadTimesSetting(); }},
         {{&keys::kVoktalPort}, [](State& state, MediaControls&, const Changed&) { LoadVoktalPort(state); }},
         {{&keys::kEnableVoktal},
          [](State& state, MediaControls& media, const Changed&) { ReloadVoice(state, media); }},
