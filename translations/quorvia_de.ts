@@ -668,6 +668,15 @@
         <translation>Geflüstert an %1</translation>
     </message>
     <message>
+        <source>Drawn by %1, %2</source>
+        <comment>handle, time</comment>
+        <translation>Gezeichnet von %1, %2</translation>
+    </message>
+    <message>
+        <source>Nobody has drawn here.</source>
+        <translation>Hier hat niemand gezeichnet.</translation>
+    </message>
+    <message>
         <source>Not delivered</source>
         <translation>Nicht zugestellt</translation>
     </message>

@@ -2,6 +2,8 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <algorithm>
+#include <utility>
 
 #include "messaging/record_kinds.h"
 #include "whiteboard/shapes.h"
@@ -80,6 +82,14 @@ void DrawPicture(QPainter& painter, const Mark& mark, const PictureReader& pictu
         painter.drawImage(seen.topLeft(), AsImage(picture->pixels).copy(seen.translated(-mark.at)));
 }
 
+void Draw(QPainter& painter, const DrawnMark& drawn, const PictureReader& pictures)
+{
+    if (drawn.mark->picture)
+        DrawPicture(painter, *drawn.mark, pictures);
+    else if (const auto record = FindRecord(drawn.mark->record))
+        DrawRecord(painter, *record, drawn.fontName);
+}
+
 }  // namespace
 
 Page PageOf(const MarkList& marks)
@@ -110,12 +120,33 @@ void DrawPage(QPainter& painter, const Page& page, const PictureReader& pictures
     painter.setRenderHint(QPainter::LosslessImageRendering);
     painter.fillRect(QRect(0, 0, kBoardWidth, kBoardHeight), Qt::white);
     if (page.beneath) painter.drawImage(0, 0, ImageOf(*page.beneath));
-    for (const DrawnMark& drawn : page.marks) {
-        if (drawn.mark->picture)
-            DrawPicture(painter, *drawn.mark, pictures);
-        else if (const auto record = FindRecord(drawn.mark->record))
-            DrawRecord(painter, *record, drawn.fontName);
+    for (const DrawnMark& drawn : page.marks) Draw(painter, drawn, pictures);
+}
+
+MarkPtr MarkAt(const Page& page, QPoint at, const PictureReader& pictures)
+{
+    constexpr int kReach = 3;
+    constexpr QRgb kFaint = 64;  // of 255: less of it is an edge that nobody points at
+    const QPoint centre(kReach, kReach);
+    for (auto drawn = page.marks.rbegin(); drawn != page.marks.rend(); ++drawn) {
+        QImage seen(2 * kReach + 1, 2 * kReach + 1, QImage::Format_ARGB32);
+        seen.fill(Qt::transparent);
+        QPainter painter(&seen);
+        painter.translate(centre - at);
+        Draw(painter, *drawn, pictures);
+        painter.end();
+        const auto inked = [&](QRgb pixel) { return QRgb(qAlpha(pixel)) > kFaint; };
+        const auto* pixels = reinterpret_cast<const QRgb*>(std::as_const(seen).constBits());
+        const auto* found =
+            std::find_if(pixels, pixels + seen.sizeInBytes() / qsizetype(sizeof(QRgb)), inked);
+        if (found == pixels + seen.sizeInBytes() / qsizetype(sizeof(QRgb))) continue;
+        if (!drawn->mark->picture && (*found & RGB_MASK) == (qRgb(255, 255, 255) & RGB_MASK)) {
+            if (inked(seen.pixel(centre))) return nullptr;  // rubbed out here, not beside it
+            continue;
+        }
+        return drawn->mark;
     }
+    return nullptr;
 }
 
 QImage ImageOf(const TileGrid& tiles)

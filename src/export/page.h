@@ -27,5 +27,9 @@ std::vector<Page> PagesOf(const WBHistory& history);
 /// cuts it. Damaged records draw what they drew on the board.
 void DrawPage(QPainter& painter, const Page& page, const PictureReader& pictures);
 
+/// The mark that shows at a place of the board: the topmost that drew within three pixels of it. Null where
+/// none did, or where it drew in white, as an eraser does: nothing is to be seen there.
+MarkPtr MarkAt(const Page& page, QPoint at, const PictureReader& pictures);
+
 /// The pixels of a board from its tiles.
 QImage ImageOf(const TileGrid& tiles);

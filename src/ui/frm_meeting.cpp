@@ -23,6 +23,7 @@
 #include "ui/left_panel.h"
 #include "ui/lifecycle.h"
 #include "ui/link_opening.h"
+#include "ui/mark_author.h"
 #include "ui/media_controls.h"
 #include "ui/meeting_menus.h"
 #include "ui/new_lines.h"
@@ -146,6 +147,7 @@ void frmMeeting::ConnectBoard()
     picDraw->hooks.origin = [this] { return QPoint(picMain->width(), tool->height()); };
     picDraw->hooks.typed = [this](QKeyEvent* event) { ForwardTyping(event, picMain->txtMessage); };
     picDraw->hooks.sendIsDefault = [this](bool is) { picMain->cmdSend->setDefault(is); };
+    picDraw->hooks.asked = [this](BoardPoint at) { NameAuthor(mState, at); };
     picDraw->hooks.zoomed = [this](int percent) { status->ShowZoom(percent); };
     ZoomByKeys(*picDraw, *this);
     picDraw->hooks.copyRect = [this] { return CopiedArea(Sizes()); };

@@ -2,6 +2,8 @@
 
 #include <QBackingStore>
 #include <QDropEvent>
+#include <QGuiApplication>
+#include <QHelpEvent>
 #include <QMenu>
 #include <QMimeData>
 #include <QMouseEvent>
@@ -341,6 +343,11 @@ QImage BoardView::GrabVisible()
 bool BoardView::event(QEvent* event)
 {
     if (event->type() == QEvent::UngrabMouse) Lost();
+    if (event->type() == QEvent::ToolTip && hooks.asked &&
+        QGuiApplication::keyboardModifiers() == Qt::ControlModifier) {
+        hooks.asked(BoardPointOf(static_cast<QHelpEvent*>(event)->pos()));
+        return true;
+    }
     return QWidget::event(event);
 }
 

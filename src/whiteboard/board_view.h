@@ -31,6 +31,8 @@ struct BoardViewHooks {
     std::function<void(bool)> sendIsDefault;
     /// What "Copy to Clipboard" takes, in pixels of the window's interior.
     std::function<QRect()> copyRect;
+    /// The mouse rests there, with Ctrl held.
+    std::function<void(BoardPoint)> asked;
     /// The board is shown larger or smaller.
     std::function<void(int percent)> zoomed;
 };

@@ -112,6 +112,39 @@ void ExpectAlike(const QImage& board, const QImage& seen, const char* what)
 
 }  // namespace
 
+TEST(BoardFiles, TellWhoDrewWhatShows)
+{
+    Board board;
+    WBHistory history;
+    const std::unique_ptr<PictureReader> pictures = MakePictureReader();
+    history.Save(&board, 0, 0, {}, {});
+    const auto draw = [&](const QString& who, const char* record) {
+        ApplyMark(board, history, MarkOfRecord(QString::fromUtf8(record), who));
+    };
+    const auto authorAt = [&](int x, int y) {
+        const MarkPtr mark = MarkAt(PageOf(history.Marks()), {x, y}, *pictures);
+        return mark ? mark->author : u"nobody"_s;
+    };
+    draw(u"ann"_s, "[[ZUM_WB_PEN]]5/100/100/300/100/255");
+    draw(u"bob"_s, "[[ZUM_WB_PEN]]5/200/50/200/150/0");
+    draw(u"eve"_s, "[[ZUM_WB_BOX]]1/400/400/600/600/255");
+    draw(u"ann"_s, "[[ZUM_WB_PEN]]9/120/100/140/100/16777215");
+    const QPoint at(800, 800);
+    ApplyMark(board, history,
+              std::make_shared<Mark>(Mark{{}, pictures->Read(AJpeg(50, 40), 800, 800), at, u"cy"_s, {}, 0}));
+    EXPECT_EQ(authorAt(200, 100), u"bob"_s);  // on top
+    EXPECT_EQ(authorAt(160, 100), u"ann"_s);
+    EXPECT_EQ(authorAt(160, 105), u"ann"_s);     // beside it, but near
+    EXPECT_EQ(authorAt(130, 100), u"nobody"_s);  // rubbed out
+    EXPECT_EQ(authorAt(500, 500), u"nobody"_s);  // inside the box
+    EXPECT_EQ(authorAt(400, 500), u"eve"_s);
+    EXPECT_EQ(authorAt(849, 839), u"cy"_s);
+    draw(u"bob"_s, "[[ZUM_WB_UNDO]]");
+    EXPECT_EQ(authorAt(849, 839), u"nobody"_s);
+    draw(u"bob"_s, "[[ZUM_WB_CLEAR]]");
+    EXPECT_EQ(authorAt(200, 100), u"nobody"_s);
+}
+
 TEST(BoardFiles, LookLikeTheBoardAndHoldItsTextAsText)
 {
     Drawn drawn;
