@@ -12,25 +12,10 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-QString UserRegistry()
-{
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-           u"/quorvia/registry.reg"_s;
-}
-
-QString MachineRegistry()
-{
-    return u"/etc/xdg/quorvia/registry.reg"_s;
-}
-
-}  // namespace
-
 Machine::Machine(ProcessState& state, const QString& traceFile)
     : mState(state),
       mTrace(traceFile.isEmpty() ? nullptr : std::make_unique<FileTrace>(traceFile)),
-      mRegistry(UserRegistry(), MachineRegistry()),
+      mRegistry(UserRegistryFile(), MachineRegistryFile()),
       mPrompts(state, mWaits),
       mEndProcess(state),
       mCamera(&mGate, mClock),
@@ -78,7 +63,7 @@ LinkNeeds Machine::NeedsOfLink()
 
 QString StoredLanguage()
 {
-    FileRegistry registry(UserRegistry(), MachineRegistry());
+    FileRegistry registry(UserRegistryFile(), MachineRegistryFile());
     ProcessState state;
     state.ports.registry = &registry;
     return GetSetting(state, keys::kLanguage);
@@ -86,7 +71,7 @@ QString StoredLanguage()
 
 int PrintSettings(const QString& config)
 try {
-    FileRegistry registry(UserRegistry(), MachineRegistry());
+    FileRegistry registry(UserRegistryFile(), MachineRegistryFile());
     ProcessState state;
     state.ports.registry = &registry;
     const SettingKey& chosen = keys::kDefaultConfig;
@@ -95,9 +80,9 @@ try {
         state.gConfigName = StoredSetting(state, QLatin1String(chosen.section), QLatin1String(chosen.key),
                                           chosen.scoped, QLatin1String(chosen.application));
     if (state.gConfigName.isEmpty()) state.gConfigName = QLatin1String(keys::kSystemDefault);
-    QStringList lines{u"File: "_s + OneLine(UserRegistry())};
+    QStringList lines{u"File: "_s + OneLine(UserRegistryFile())};
     lines += ListSettings(state);
-    const QStringList strange = RegText(SharedFile(UserRegistry()).Read()).NotUnderstood();
+    const QStringList strange = RegText(SharedFile(UserRegistryFile()).Read()).NotUnderstood();
     if (!strange.isEmpty()) lines += QStringList{QString(), u"Not understood:"_s};
     for (const QString& line : strange) lines += u"  "_s + OneLine(line);
     for (const QString& line : lines) std::printf("%s\n", line.toUtf8().constData());

@@ -1,5 +1,6 @@
 #include "settings/file_registry.h"
 
+#include <QStandardPaths>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
@@ -13,6 +14,17 @@ bool OfMachine(const QString& keyPath)
 }
 
 }  // namespace
+
+QString UserRegistryFile()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           u"/quorvia/registry.reg"_s;
+}
+
+QString MachineRegistryFile()
+{
+    return u"/etc/xdg/quorvia/registry.reg"_s;
+}
 
 const RegText& FileRegistry::Source::Text()
 {

@@ -6,6 +6,10 @@
 #include "platform/registry_file.h"
 #include "settings/reg_text.h"
 
+/// Where the store is: the user's file, and the machine's.
+QString UserRegistryFile();
+QString MachineRegistryFile();
+
 class FileRegistry final : public RegistryFile {
 public:
     FileRegistry(const QString& userFile, const QString& machineFile);

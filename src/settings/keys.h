@@ -54,6 +54,13 @@ inline constexpr FlagKey kUseLocalKey{{"Data", "Use Local Key", "False"}, FlagRu
 inline constexpr FlagKey kEnableVoktal{{"Data", "Enable Voktal", "1"}, FlagRule::One};
 inline constexpr FlagKey kHideVoktal{{"Data", "Hide Voktal", "1"}, FlagRule::One};
 inline constexpr SettingKey kVoktalPort{"Data", "Voktal Port", "2074"};
+inline constexpr SettingKey kVoktalInput{"Data", "Voktal Microphone", "", Scoped::No};  // "": the desktop's
+inline constexpr SettingKey kVoktalOutput{"Data", "Voktal Speakers", "", Scoped::No};
+inline constexpr SettingKey kVoktalSpeaks{"Data", "Voktal Push To Talk", "0", Scoped::No};  // "1": only then
+inline constexpr FlagKey kVoktalMuted{{"Data", "Voktal Muted", "0", Scoped::No}, FlagRule::One};
+inline constexpr FlagKey kVoktalEcho{{"Data", "Voktal Echo Cancelling", "1", Scoped::No}, FlagRule::One};
+inline constexpr FlagKey kVoktalNoise{{"Data", "Voktal Noise Suppression", "1", Scoped::No}, FlagRule::One};
+inline constexpr FlagKey kVoktalGain{{"Data", "Voktal Gain Control", "1", Scoped::No}, FlagRule::One};
 
 // pictures
 inline constexpr FlagKey kDisableVideo{{"Data", "Disable Video", "0"}, FlagRule::NotZero};
@@ -118,6 +125,13 @@ inline constexpr const SettingKey* kAll[] = {
     &kEnableVoktal,
     &kHideVoktal,
     &kVoktalPort,
+    &kVoktalInput,
+    &kVoktalOutput,
+    &kVoktalSpeaks,
+    &kVoktalMuted,
+    &kVoktalEcho,
+    &kVoktalNoise,
+    &kVoktalGain,
     &kDisableVideo,
     &kVideoDevice,
     &kVideoWidth,

@@ -272,6 +272,9 @@ constexpr char kSliders[] = QT_TRANSLATE_NOOP("Preferences", "the sliders beside
 constexpr char kPlacement[] =
     QT_TRANSLATE_NOOP("Preferences", "move the window; \"Exit\" remembers where it is");
 
+constexpr char kInCompanion[] =
+    QT_TRANSLATE_NOOP("Preferences", "the voice companion's window: the microphone below the whiteboard");
+
 constexpr SetElsewhere kElsewhere[] = {
     {&keys::kHandle, kInLogin},           {&keys::kPassword, kInLogin},
     {&keys::kHostname, kInLogin},         {&keys::kJoinMeetingDefault, kInLogin},
@@ -280,7 +283,10 @@ constexpr SetElsewhere kElsewhere[] = {
     {&keys::kVideoHeight, kBelowPreview}, {&keys::kFrameRate, kSliders},
     {&keys::kImageQuality, kSliders},     {&keys::kXPos, kPlacement},
     {&keys::kYPos, kPlacement},           {&keys::kWidth, kPlacement},
-    {&keys::kHeight, kPlacement},
+    {&keys::kHeight, kPlacement},         {&keys::kVoktalInput, kInCompanion},
+    {&keys::kVoktalOutput, kInCompanion}, {&keys::kVoktalSpeaks, kInCompanion},
+    {&keys::kVoktalMuted, kInCompanion},  {&keys::kVoktalEcho, kInCompanion},
+    {&keys::kVoktalNoise, kInCompanion},  {&keys::kVoktalGain, kInCompanion},
 };
 
 consteval bool EveryKeyHasOnePlace()
