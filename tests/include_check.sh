@@ -46,6 +46,8 @@ deny 'session messaging' 'app/|ui/|media/|whiteboard/|service/' 'session and mes
 deny 'whiteboard' 'app/|ui/|media/|session/|service/' 'the whiteboard knows nothing of media'
 deny 'export' "$widgets|widgets/|app/|ui/|media/|session/|service/" 'what leaves a meeting knows boards and files'
 deny 'media' 'app/|ui/|session/|service/' 'media includes nothing above it'
+deny 'voice' 'ui/|media/|whiteboard/|session/|messaging/|service/' 'the voice companion knows the client by its door'
+deny "$(ls voice/*.h voice/*.cpp | grep -vE '/(main|window|partners)\.' | tr '\n' ' ')" "$qt|app/|settings/|base/|platform/|cipher/|widgets/|text/" 'its sound knows no Qt'
 deny 'ui' 'app/|service/' 'the windows know the service by its contract'
 deny 'base contract cipher settings' "$gui|$widgets|widgets/" 'core knows values only'
 [ "$(grep -cE '^inline constexpr (SettingKey|FlagKey) k' settings/keys.h)" = "$(grep -oE '&k[A-Z]\w+' settings/keys.h | wc -l)" ] ||

@@ -8,10 +8,16 @@ namespace {
 constexpr std::size_t kOwnTestSamples = kRate;  // a second
 constexpr std::chrono::seconds kLossEvery{1};
 constexpr std::chrono::seconds kLossHolds{10};  // what somebody said of it
+
+std::unique_ptr<Cleaner> CleanerFor(const Cleaner::Wishes& wishes)
+{
+    return wishes == Cleaner::Wishes{false, false, false} ? nullptr : std::make_unique<Cleaner>(wishes);
+}
+
 }  // namespace
 
 Engine::Engine(Encoder::Send send, std::uint64_t firstFrame, const Cleaner::Wishes& wishes)
-    : mWishes(wishes), mCleaner(std::make_unique<Cleaner>(wishes)), mEncoder(std::move(send), firstFrame)
+    : mWishes(wishes), mCleaner(CleanerFor(wishes)), mEncoder(std::move(send), firstFrame)
 {
 }
 
@@ -24,7 +30,7 @@ void Engine::TalkWith(const std::set<std::string>& handles)
 void Engine::SetCleaning(const Cleaner::Wishes& wishes)
 {
     if (wishes == mWishes) return;
-    mCleaner = std::make_unique<Cleaner>(wishes);
+    mCleaner = CleanerFor(wishes);
     mWishes = wishes;
 }
 
@@ -36,7 +42,7 @@ void Engine::SetOwnTest(bool on)
 
 void Engine::Heard(Step sound, int delayMs)
 {
-    mCleaner->Clean(sound, delayMs);
+    if (mCleaner) mCleaner->Clean(sound, delayMs);
     mLevel = LevelOf(sound);
     if (mOwnTest)
         mOwn.insert(mOwn.end(), sound.begin(), sound.end());
@@ -93,7 +99,7 @@ void Engine::Play(Step& to, Clock::time_point now)
         PlayOwn(to);
     else
         Settle(sums, to);
-    mCleaner->Played(to);
+    if (mCleaner) mCleaner->Played(to);
 }
 
 std::map<std::string, std::uint8_t> Engine::Levels() const

@@ -58,7 +58,7 @@ private:
     void PlayOwn(Step& to);
 
     Cleaner::Wishes mWishes;
-    std::unique_ptr<Cleaner> mCleaner;
+    std::unique_ptr<Cleaner> mCleaner;  // null: there is nothing to clean
     Encoder mEncoder;
     std::set<std::string> mWith;
     std::map<std::string, std::unique_ptr<Other>> mOthers;  // who has been heard

@@ -13,9 +13,11 @@ namespace {
 constexpr std::size_t kPeriod = 250;       // packets: five seconds
 constexpr std::size_t kLateByChance = 50;  // one in so many may come later than its turn
 constexpr double kMarginMs = kPacketMs;    // beyond the latest of the others
-constexpr double kFallsMs = 0.1;           // a packet, when less is needed: 5 ms in a second
+constexpr double kFallsMs = 0.4;           // a packet, when less is needed: 20 ms in a second
 constexpr std::uint64_t kFarFrames = 500;  // ten seconds: another count, not a late packet
 constexpr int kConcealMost = 5;            // 100 ms, then it is silence
+constexpr double kHopelessMs = 300;
+constexpr double kFarBehindMs = 120;
 constexpr double kTooLongMs = 45, kTooShortMs = -15;
 constexpr int kBetweenChanges = 10;    // packets
 constexpr double kForget = 1.0 / 500;  // of the loss: ten seconds
@@ -55,7 +57,8 @@ void JitterBuffer::Measure(double transit)
         mInPeriod = 0;
     }
     std::vector<double> sorted = mLately;
-    const std::size_t at = sorted.size() - 1 - sorted.size() / kLateByChance;
+    const std::size_t chance = sorted.size() > 1 ? std::max<std::size_t>(1, sorted.size() / kLateByChance) : 0;
+    const std::size_t at = sorted.size() - 1 - chance;
     std::nth_element(sorted.begin(), sorted.begin() + std::ptrdiff_t(at), sorted.end());
     const double wanted = std::clamp(sorted[at] - mBase + kMarginMs, kLeastDelayMs, kMostDelayMs);
     mDelay = std::max(wanted, mDelay - kFallsMs);
@@ -65,7 +68,9 @@ void JitterBuffer::Put(std::uint64_t frame, const Packet& packet, Clock::time_po
 {
     const bool near = mBegun && frame + kFarFrames > mNext && frame < mNext + kFarFrames;
     const bool clockFits = mBegun && std::abs(TransitOf(frame, now) - mBase) < double(kFarFrames * kPacketMs);
-    if (!near && !clockFits) Begin(frame, now);
+    // So late that nobody can wait for it: the speaker's count has stood still, or the way has become another.
+    const bool behind = mBegun && TransitOf(frame, now) - mBase > kHopelessMs;
+    if (behind || (!near && !clockFits)) Begin(frame, now);
     Measure(TransitOf(frame, now));
     if (mPlayed && frame < mNext) return Count(true);  // its turn is over
     mHeld.try_emplace(frame, Held{std::string(packet.opus), packet.first, packet.last});
@@ -105,6 +110,8 @@ JitterBuffer::Next JitterBuffer::Take(Clock::time_point now)
         mNext = mHeld.begin()->first;
         mSinceChange = 0;
     }
+    // This program itself had no turn for a while: nobody wants to hear all of that later.
+    for (; Excess(now) > kFarBehindMs && mHeld.size() > 1; ++mNext) mHeld.erase(mNext);
     ++mSinceChange;
     const double excess = Excess(now);
     // Far behind: what is old is left out. Far ahead: what is there waits once.
