@@ -1387,6 +1387,163 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <source>Exported: %1 to %2</source>
         <translation>Exportiert: %1 bis %2</translation>
     </message>
+    <message>
+        <source>Voice</source>
+        <translation>Sprache</translation>
+    </message>
+    <message>
+        <source>No voice: this computer has no sound server.</source>
+        <translation>Keine Sprache: Dieser Rechner hat keinen Tonserver.</translation>
+    </message>
+    <message>
+        <source>Nobody hears you: there is no microphone.</source>
+        <translation>Niemand hört Sie: Es gibt kein Mikrofon.</translation>
+    </message>
+    <message>
+        <source>You hear nobody: there are no speakers.</source>
+        <translation>Sie hören niemanden: Es gibt keine Lautsprecher.</translation>
+    </message>
+    <message>
+        <source>Your microphone is muted. Press to open the voice companion.</source>
+        <translation>Ihr Mikrofon ist stummgeschaltet. Drücken öffnet den Sprachbegleiter.</translation>
+    </message>
+    <message>
+        <source>Press to open the voice companion.</source>
+        <translation>Drücken öffnet den Sprachbegleiter.</translation>
+    </message>
+    <message>
+        <source>No sound server answers: this computer is silent.</source>
+        <translation>Kein Tonserver antwortet: Dieser Rechner ist still.</translation>
+    </message>
+    <message>
+        <source>There is no microphone: you hear and are not heard.</source>
+        <translation>Es gibt kein Mikrofon: Sie hören und werden nicht gehört.</translation>
+    </message>
+    <message>
+        <source>There are no speakers: you are heard and do not hear.</source>
+        <translation>Es gibt keine Lautsprecher: Sie werden gehört und hören nicht.</translation>
+    </message>
+    <message>
+        <source>Muted: nobody hears you</source>
+        <translation>Stumm: Niemand hört Sie</translation>
+    </message>
+    <message>
+        <source>&amp;Mute my microphone</source>
+        <translation>&amp;Mein Mikrofon stummschalten</translation>
+    </message>
+    <message>
+        <source>Level of your microphone</source>
+        <translation>Pegel Ihres Mikrofons</translation>
+    </message>
+    <message>
+        <source>When I speak</source>
+        <translation>Wenn ich spreche</translation>
+    </message>
+    <message>
+        <source>While I hold the button or the space bar here</source>
+        <translation>Solange ich den Knopf oder hier die Leertaste halte</translation>
+    </message>
+    <message>
+        <source>&amp;I am heard:</source>
+        <translation>Man &amp;hört mich:</translation>
+    </message>
+    <message>
+        <source>Hold to &amp;Talk</source>
+        <translation>Halten zum &amp;Reden</translation>
+    </message>
+    <message>
+        <source>Mi&amp;crophone:</source>
+        <translation>Mi&amp;krofon:</translation>
+    </message>
+    <message>
+        <source>&amp;Speakers:</source>
+        <translation>Laut&amp;sprecher:</translation>
+    </message>
+    <message>
+        <source>Take out the &amp;echo of the speakers</source>
+        <translation>&amp;Echo der Lautsprecher herausnehmen</translation>
+    </message>
+    <message>
+        <source>Take out &amp;noise</source>
+        <translation>&amp;Geräusche herausnehmen</translation>
+    </message>
+    <message>
+        <source>Make me as &amp;loud as others</source>
+        <translation>Mich so &amp;laut machen wie andere</translation>
+    </message>
+    <message>
+        <source>Hear &amp;Yourself</source>
+        <translation>Sich se&amp;lbst hören</translation>
+    </message>
+    <message>
+        <source>Plays what you say a second later; meanwhile nobody else hears you.</source>
+        <translation>Spielt eine Sekunde später, was Sie sagen; solange hört Sie sonst niemand.</translation>
+    </message>
+    <message>
+        <source>Check &quot;Talk&quot; in the meeting to talk with those who are there.</source>
+        <translation>Wählen Sie in der Besprechung „Talk“, um mit den Anwesenden zu reden.</translation>
+    </message>
+    <message>
+        <source>I am heard:</source>
+        <translation>Man hört mich:</translation>
+    </message>
+    <message>
+        <source>Microphone:</source>
+        <translation>Mikrofon:</translation>
+    </message>
+    <message>
+        <source>Speakers:</source>
+        <translation>Lautsprecher:</translation>
+    </message>
+    <message>
+        <source>Started by hand: there is no meeting here. Quorvia starts this program itself.</source>
+        <translation>Von Hand gestartet: Hier ist keine Besprechung. Quorvia startet dieses Programm selbst.</translation>
+    </message>
+    <message>
+        <source>Quorvia has ended. This program ends in a moment.</source>
+        <translation>Quorvia ist beendet. Dieses Programm endet gleich.</translation>
+    </message>
+    <message>
+        <source>The connection to the service is cut. It comes back by itself.</source>
+        <translation>Die Verbindung zum Dienst ist unterbrochen. Sie kommt von selbst wieder.</translation>
+    </message>
+    <message>
+        <source>Quorvia is not in a meeting.</source>
+        <translation>Quorvia ist in keiner Besprechung.</translation>
+    </message>
+    <message>
+        <source>In the meeting as %1</source>
+        <comment>handle</comment>
+        <translation>In der Besprechung als %1</translation>
+    </message>
+    <message>
+        <source>Level of %1</source>
+        <comment>handle</comment>
+        <translation>Pegel von %1</translation>
+    </message>
+    <message>
+        <source>Volume of %1</source>
+        <comment>handle</comment>
+        <translation>Lautstärke von %1</translation>
+    </message>
+    <message>
+        <source>Mute</source>
+        <translation>Stumm</translation>
+    </message>
+    <message>
+        <source>Mute %1</source>
+        <comment>handle</comment>
+        <translation>%1 stummschalten</translation>
+    </message>
+    <message>
+        <source>What the desktop has chosen</source>
+        <translation>Was der Desktop gewählt hat</translation>
+    </message>
+    <message>
+        <source>%1 (not plugged in)</source>
+        <comment>device</comment>
+        <translation>%1 (nicht angeschlossen)</translation>
+    </message>
 </context>
 <context>
     <name>Preferences</name>
@@ -1842,6 +1999,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <source>What the protocol HTTP goes through, as http://HOST:PORT, with NAME:PASSWORD@ before the host where it asks for them. Empty: what HTTPS_PROXY in this computer&apos;s environment says. &quot;direct&quot;: nothing. From the next login on.</source>
         <translation>Wodurch das Protokoll HTTP geht, als http://HOST:PORT, mit NAME:PASSWORT@ vor dem Rechner, wo er danach fragt. Leer: was HTTPS_PROXY in der Umgebung dieses Computers sagt. „direct“: nichts. Ab der nächsten Anmeldung.</translation>
     </message>
+    <message>
+        <source>the voice companion&apos;s window: the microphone below the whiteboard</source>
+        <translation>im Fenster des Sprachbegleiters: das Mikrofon unter der Tafel</translation>
+    </message>
 </context>
 <context>
     <name>Prompts</name>
@@ -2247,6 +2408,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
     <message>
         <source>A password was mailed a short while ago, or too many are asked for. Look into your mailbox; another one can be asked for in %1 min.</source>
         <translation>Ein Passwort wurde vor Kurzem verschickt, oder es werden zu viele verlangt. Sehen Sie in Ihr Postfach; ein weiteres können Sie in %1 min verlangen.</translation>
+    </message>
+    <message>
+        <source>The voice companion finds no way to the meeting: %1</source>
+        <translation>Der Sprachbegleiter findet keinen Weg in die Besprechung: %1</translation>
     </message>
 </context>
 <context>

@@ -23,6 +23,8 @@ QByteArray CompanionText(const QString& address, const QString& handle)
 
 void StartCompanion(ProcessState& state)
 {
+    const VoicePlace place = state.gMessenger ? state.gMessenger->OpenVoice() : VoicePlace();
+    state.ports.companion->UseDoor({place.door, place.word});
     const bool hidden = FlagSetting(state, keys::kHideVoktal);
     state.ports.companion->Start(hidden ? CompanionShow::Hidden : CompanionShow::Shown);
 }

@@ -4,6 +4,7 @@
 // reached counts as not running. Nothing here throws.
 
 #include <QByteArray>
+#include <QString>
 
 enum class CompanionShow { Hidden, Shown };
 
@@ -13,11 +14,19 @@ inline constexpr int kVoktalStop = 1228;   // text: address, "|", handle
 inline constexpr int kVoktalLeft = 1229;   // text: address, "|", handle
 inline constexpr int kVoktalClose = 16;    // no text
 
+/// How a companion that is started gets at the meeting's voice: a local socket, and a word to say there
+/// first. "": it does not.
+struct CompanionDoor {
+    QString path, word;
+};
+
 class CompanionPort {
 public:
     virtual ~CompanionPort() = default;
 
     virtual bool Running() = 0;
+    /// For those that are started from now on.
+    virtual void UseDoor(const CompanionDoor& door) = 0;
     /// Starts the program beside our own, without arguments, and does not wait for it. A failure is ignored.
     virtual void Start(CompanionShow show) = 0;
     /// Sends `number` with an atom named `text` (at most 255 bytes, else nothing is sent; "": no atom) to the

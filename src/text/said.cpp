@@ -23,6 +23,7 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "TLS over TCP; live pictures of others by UDP (lost: %1 % up and %2 % down)"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP; live pictures, too: UDP does not pass"),
     QT_TRANSLATE_NOOP("Said", "Much is waiting to be sent: it goes out by itself."),
+    QT_TRANSLATE_NOOP("Said", "The voice companion finds no way to the meeting: %1"),
     QT_TRANSLATE_NOOP(
         "Said", "Something is missing: it was too long ago for the service to keep it. Ask the others."),
     QT_TRANSLATE_NOOP("Said", "Something may be missing: this client was away for too long. Ask the others."),

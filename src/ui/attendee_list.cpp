@@ -1,6 +1,7 @@
 #include "ui/attendee_list.h"
 
 #include <QKeyEvent>
+#include <QPainter>
 #include <QStyledItemDelegate>
 
 #include "text/qt_line.h"
@@ -9,21 +10,45 @@
 
 namespace {
 
+constexpr int kQuietest = 60;  // decibels below full scale; what is quieter has no dot
+constexpr QColor kSpeaks(0x2e, 0x9e, 0x4f);
+
 /// An entry is known by its handle, and looks as the handle looks in one line.
 class HandleLook final : public QStyledItemDelegate {
 public:
-    using QStyledItemDelegate::QStyledItemDelegate;
+    HandleLook(QObject* parent, const QHash<QString, int>& levels)
+        : QStyledItemDelegate(parent), mLevels(levels)
+    {
+    }
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::paint(painter, option, index);
+        const auto level = mLevels.find(index.data().toString());
+        if (level == mLevels.end() || *level > kQuietest) return;
+        const double loud = double(kQuietest - *level) / kQuietest;
+        const double radius = option.rect.height() * (0.15 + 0.25 * loud);
+        const QPointF at(option.rect.right() - option.rect.height() / 2.0, option.rect.center().y() + 0.5);
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(Qt::NoPen);
+        painter->setBrush(kSpeaks);
+        painter->drawEllipse(at, radius, radius);
+        painter->restore();
+    }
     QString displayText(const QVariant& handle, const QLocale&) const override
     {
         return OneLine(handle.toString());
     }
+
+private:
+    const QHash<QString, int>& mLevels;
 };
 
 }  // namespace
 
 AttendeeList::AttendeeList(QWidget* parent) : QListWidget(parent)
 {
-    setItemDelegate(new HandleLook(this));
+    setItemDelegate(new HandleLook(this, mLevels));
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setUniformItemSizes(true);
@@ -61,6 +86,13 @@ QStringList AttendeeList::Selected() const
     for (int row = 0; row < count(); ++row)
         if (item(row)->isSelected()) handles += item(row)->text();
     return handles;
+}
+
+void AttendeeList::SetLevels(const QHash<QString, int>& levels)
+{
+    if (mLevels == levels) return;
+    mLevels = levels;
+    viewport()->update();
 }
 
 void AttendeeList::keyPressEvent(QKeyEvent* event)

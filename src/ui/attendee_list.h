@@ -2,6 +2,7 @@
 // lstUsers: one entry for each attendee, in order of arrival. Entries come and go one by one, so that a
 // selection stays what it was.
 
+#include <QHash>
 #include <QListWidget>
 #include <QStringList>
 #include <functional>
@@ -20,9 +21,15 @@ public:
     /// From the top.
     QStringList Selected() const;
 
+    /// Who is heard, and how loud (decibels below full scale): a dot beside the name.
+    void SetLevels(const QHash<QString, int>& levels);
+
     /// lstUsers_KeyPress: what is typed here.
     std::function<void(QKeyEvent*)> onTyping;
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    QHash<QString, int> mLevels;
 };

@@ -33,6 +33,7 @@
 #include "ui/service_events.h"
 #include "ui/status_panels.h"
 #include "ui/typing.h"
+#include "ui/voice_watch.h"
 #include "ui/work_areas.h"
 #include "whiteboard/whiteboard.h"
 #include "widgets/named.h"
@@ -60,6 +61,7 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     mActivation = std::make_unique<ActivationWatch>(mState, *this, [this] { Activate(); });
     mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *mChat, *status);
     mNewLines = std::make_unique<NewLines>(mState, *this);
+    mVoice = std::make_unique<VoiceWatch>(mState, *mMedia, *picMain->lstUsers, *status);
     mZUM->onLine = [this] { mNewLines->Arrived(); };
     mState.gMessenger->SetEvents(mZUM.get());
 }

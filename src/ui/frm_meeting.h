@@ -19,6 +19,7 @@ class MediaControls;
 class MeetingRecording;
 class MeetingStatusBar;
 class NewLines;
+class VoiceWatch;
 class PlacementKeeper;
 class QAction;
 class ServiceEvents;
@@ -89,6 +90,7 @@ private:
     std::unique_ptr<PlacementKeeper> mPlacement;
     std::unique_ptr<ServiceEvents> mZUM;
     std::unique_ptr<NewLines> mNewLines;
+    std::unique_ptr<VoiceWatch> mVoice;
     std::unique_ptr<ActivationWatch> mActivation;
     bool mLoaded = false;
     bool mWhole = false;

@@ -75,6 +75,28 @@ QString Joined(const QString& first, const QString& second)
     return (first.endsWith(u'.') ? first.chopped(1) : first) + u" \u2013 "_s + second;
 }
 
+/// Silent ones are struck through.
+QIcon Microphone(int side, bool silent, const QPalette& palette, double scale)
+{
+    QPixmap picture(QSize(side, side) * scale);
+    picture.setDevicePixelRatio(scale);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.scale(side / 16.0, side / 16.0);
+    const QColor ink = palette.color(QPalette::WindowText);
+    painter.setPen(QPen(ink, 1.2));
+    painter.setBrush(ink);
+    painter.drawRoundedRect(QRectF(6, 1.5, 4, 7.5), 2, 2);
+    painter.setBrush(Qt::NoBrush);
+    painter.drawArc(QRectF(3.5, 3.5, 9, 8.5), 180 * 16, 180 * 16);
+    painter.drawLine(QPointF(8, 12), QPointF(8, 14.5));
+    painter.drawLine(QPointF(5.5, 14.5), QPointF(10.5, 14.5));
+    painter.setPen(QPen(QColor(0xd0, 0x20, 0x20), 1.8));
+    if (silent) painter.drawLine(QPointF(2, 14), QPointF(14, 2));
+    return QIcon(picture);
+}
+
 const char* NameOf(Panel panel)
 {
     switch (panel) {
@@ -98,6 +120,15 @@ MeetingStatusBar::MeetingStatusBar(ProcessState& state, QWidget* parent) : QStat
     mOpen = Add("WBOpen", Defined::tr("Time the whiteboard was opened"));
     mModified = Add("WBStatus", Defined::tr("Last user to update the whiteboard"));
     mLink = Add("Link", Ours::tr("Connection to the service"), 1, 16);
+    mVoice = new QToolButton(this);
+    mVoice->setObjectName(u"cmdVoice"_s);
+    mVoice->setAutoRaise(true);
+    mVoice->setAccessibleName(Ours::tr("Voice"));
+    addWidget(mVoice);
+    mVoice->hide();
+    QObject::connect(mVoice, &QToolButton::clicked, this, [this] {
+        if (onVoice) onVoice();
+    });
     mZoom = Add("Zoom",
                 QCoreApplication::translate(
                     "MeetingStatusBar", "Size at which you see the whiteboard; Ctrl+0 shows it at its own"),
@@ -170,6 +201,19 @@ void MeetingStatusBar::ShowZoom(int percent)
 {
     mZoom->setText(QCoreApplication::translate("MeetingStatusBar", "%1 %").arg(percent));
     mZoom->setVisible(percent != Zoom::kOwnSize);
+}
+
+void MeetingStatusBar::ShowVoice(const QString& text, bool silent)
+{
+    if (mVoice->toolTip() == text && mVoice->property("silent").toBool() == silent) return;
+    const int side = fontMetrics().height();
+    mVoice->setProperty("silent", silent);
+    mVoice->setIcon(Microphone(side, silent, palette(), devicePixelRatioF()));
+    mVoice->setIconSize(QSize(side, side));
+    mVoice->setFixedSize(side + 4, side + 2);
+    mVoice->setToolTip(text);
+    mVoice->setAccessibleDescription(text);
+    mVoice->setVisible(!text.isEmpty());
 }
 
 void MeetingStatusBar::SetInMeeting(bool in)

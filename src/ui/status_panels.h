@@ -4,6 +4,8 @@
 #include <QLabel>
 #include <QStatusBar>
 #include <QTimer>
+#include <QToolButton>
+#include <functional>
 
 #include "base/meeting_screens.h"
 #include "base/process_state.h"
@@ -24,6 +26,10 @@ public:
     /// How large the board is shown; nothing is there while that is its own size.
     void ShowZoom(int percent);
 
+    /// The companion's microphone: `text` says how it is; "": there is no companion, and nothing to press.
+    void ShowVoice(const QString& text, bool silent);
+    std::function<void()> onVoice;
+
     /// Outside a meeting the last panel says so, whatever the connection.
     void SetInMeeting(bool in);
 
@@ -37,6 +43,7 @@ private:
 
     ProcessState& mState;
     QLabel *mReady, *mOpen, *mModified, *mLink, *mZoom;
+    QToolButton* mVoice;
     QString mLinkText, mNote, mDetails = Ours::tr("Connection to the service");
     bool mInMeeting = true;
     QTimer mNoteTime;

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -59,6 +60,20 @@ TEST_F(X11CompanionTest, ReceivesExactlyWhatTheMeetingTells)
                            u"1225 host:2074|D\u00fcrer \u0080"_s, u"16"_s}));
     EXPECT_EQ(voktal.process->WaitForEnd(), 0);
     EXPECT_FALSE(real.Send(kVoktalLeft, "a|b"));
+}
+
+TEST_F(X11CompanionTest, AnotherClientsIsNotOurs)
+{
+    qputenv("VOKTAL_CLIENT", "1");
+    const auto other = Recorder();
+    EXPECT_FALSE(real.Running());
+    EXPECT_FALSE(real.Send(kVoktalStart, "a|bob"));
+    qputenv("VOKTAL_CLIENT", QByteArray::number(getpid()));
+    auto own = Recorder();
+    qunsetenv("VOKTAL_CLIENT");
+    EXPECT_TRUE(real.Running());
+    EXPECT_TRUE(real.Send(kVoktalStart, "a|bob"));
+    EXPECT_EQ(Lines(own, 1), QStringList(u"1225 a|bob"_s));
 }
 
 TEST_F(X11CompanionTest, OneThatHangsCostsNoTimeAndLosesNothing)

@@ -40,6 +40,15 @@ Look Companion()
     return {"VoktalClass", "Voktal", 5, 5, 40, 30, 0x808080, show && std::string(show) == "0"};
 }
 
+void SetNumber(xcb_connection_t* x, xcb_window_t window, const std::string& name, uint32_t number)
+{
+    auto* const atom =
+        xcb_intern_atom_reply(x, xcb_intern_atom(x, 0, uint16_t(name.size()), name.data()), nullptr);
+    if (!atom) return;
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atom->atom, XCB_ATOM_CARDINAL, 32, 1, &number);
+    std::free(atom);
+}
+
 xcb_window_t Open(xcb_connection_t* x, xcb_screen_t* screen, const Look& look)
 {
     const xcb_window_t window = xcb_generate_id(x);
@@ -53,6 +62,8 @@ xcb_window_t Open(xcb_connection_t* x, xcb_screen_t* screen, const Look& look)
     xcb_size_hints_t hints{};
     xcb_icccm_size_hints_set_position(&hints, 1, look.x, look.y);
     xcb_icccm_set_wm_normal_hints(x, window, &hints);
+    if (const char* client = std::getenv("VOKTAL_CLIENT"))
+        SetNumber(x, window, "VOKTAL_CLIENT", uint32_t(std::stoul(client)));
     if (!look.hidden) xcb_map_window(x, window);
     std::free(xcb_get_input_focus_reply(x, xcb_get_input_focus(x), nullptr));  // now everybody sees it
     return window;

@@ -51,6 +51,8 @@ bool X11Companion::IsCompanion(xcb_window_t window)
 {
     const QList<QByteArray> names = mConnection->Bytes(window, "WM_CLASS").split('\0');
     if (!names.contains("VoktalClass")) return false;
+    const std::vector<quint32> client = mConnection->Numbers(window, "VOKTAL_CLIENT");
+    if (!client.empty() && client.front() != quint32(getpid())) return false;
     return mConnection->Bytes(window, "_NET_WM_NAME") == "Voktal" ||
            mConnection->Bytes(window, "WM_NAME") == "Voktal";
 }
@@ -78,6 +80,11 @@ void X11Companion::Start(CompanionShow show)
     QProcess companion;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"VOKTAL_SHOW"_s, show == CompanionShow::Hidden ? u"0"_s : u"5"_s);
+    if (!mDoor.path.isEmpty()) {
+        environment.insert(u"VOKTAL_DOOR"_s, mDoor.path);
+        environment.insert(u"VOKTAL_WORD"_s, mDoor.word);
+    }
+    environment.insert(u"VOKTAL_CLIENT"_s, QString::number(getpid()));
     companion.setProcessEnvironment(environment);
     companion.setProgram(program);
     companion.setStandardInputFile(QProcess::nullDevice());

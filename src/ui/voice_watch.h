@@ -1,0 +1,29 @@
+#pragma once
+// Looks now and then at what the voice companion does: dots beside those who speak, a microphone in the
+// status bar, and one word there when "Talk" is silent. User-interface thread only.
+
+#include <QTimer>
+
+#include "base/process_state.h"
+#include "contract/messenger_service.h"
+
+class AttendeeList;
+class MediaControls;
+class MeetingStatusBar;
+
+class VoiceWatch {
+public:
+    /// All of them must outlive it.
+    VoiceWatch(ProcessState& state, const MediaControls& media, AttendeeList& list, MeetingStatusBar& status);
+
+private:
+    void Look();
+    void Show(const VoiceNews& news, bool talks);
+
+    ProcessState& mState;
+    const MediaControls& mMedia;
+    AttendeeList& mList;
+    MeetingStatusBar& mStatus;
+    QTimer mTimer;
+    QString mTrouble;  // that was said
+};
