@@ -23,6 +23,23 @@ struct PeopleOptions {
 int Listen(const PeopleOptions& options);
 int Send(const PeopleOptions& options);
 
+struct ExportOptions {
+    PeopleOptions people;  // its code may be a meeting file's name
+    std::vector<std::pair<std::string, std::string>>
+        files;  // "png", "pdf", "svg" or "zmeeting", and where to
+    bool allBoards = false;
+};
+/// A meeting's board, or a meeting file, into files.
+int Export(const ExportOptions& options);
+
+struct ImportOptions {
+    PeopleOptions people;
+    std::string file;
+    bool leave = false;  // when everything is in the meeting
+};
+/// Starts a meeting that goes on from a meeting file.
+int Import(const ImportOptions& options);
+
 struct InviteOptions {
     ServiceOptions service;
     std::string code;

@@ -89,6 +89,12 @@ void Loop::Run(std::function<void()> stop)
     }
 }
 
+bool Loop::Step(std::chrono::milliseconds longest)
+{
+    if (!RunPosted()) Poll(int(longest.count()));
+    return !mSignalled;
+}
+
 bool Loop::RunPosted()
 {
     std::deque<std::function<void()>> work;
@@ -136,6 +142,7 @@ bool Loop::TakeSignal()
 {
     signalfd_siginfo info;
     if (::read(mSignals, &info, sizeof info) <= 0) return false;
+    mSignalled = true;
     if (mStop) mStop();
     return true;
 }

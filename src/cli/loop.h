@@ -26,6 +26,8 @@ public:
     /// Runs until Quit. A signal calls `stop`.
     void Run(std::function<void()> stop);
     void Quit() { mQuit = true; }
+    /// Runs what was posted, else waits for it so long. False: a signal asks this program to end.
+    bool Step(std::chrono::milliseconds longest);
     /// To standard output. Waits for whoever reads it, but a signal ends that wait, and then the rest is
     /// lost.
     void Write(std::string_view text);
@@ -48,4 +50,5 @@ private:
     bool mInputEnded = false;
     bool mOutputStuck = false;
     bool mQuit = false;
+    bool mSignalled = false;
 };

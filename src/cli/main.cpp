@@ -55,6 +55,57 @@ void AddPeople(CLI::App& app, int& exitCode, PeopleOptions& options)
     send->callback([&] { exitCode = Send(options); });
 }
 
+void AddExport(CLI::App& app, int& exitCode, ExportOptions& options)
+{
+    CLI::App* command =
+        app.add_subcommand("export", "write the board of a meeting, or of a meeting file, into files");
+    AddServiceOptions(*command, options.people.service);
+    AddAccountOptions(*command, options.people.account);
+    command->get_option("--handle")->required(false);
+    command
+        ->add_option("code", options.people.code,
+                     "the meeting's code, an invitation to it, or a meeting file (.zmeeting)")
+        ->required();
+    for (const auto& [option, about] : {std::pair{"--png", "a picture"},
+                                        {"--pdf", "lines and text, in pages"},
+                                        {"--svg", "lines and text"},
+                                        {"--zmeeting", "a meeting file"}})
+        command
+            ->add_option_function<std::string>(
+                option,
+                [&options, format = std::string(option).substr(2)](const std::string& file) {
+                    options.files.emplace_back(format, file);
+                },
+                about)
+            ->type_name("FILE");
+    command->add_flag("--all-boards", options.allBoards,
+                      "each board that Undo reached, not the last one alone");
+    command->footer(
+        "The chat is not in it: nobody who comes hears what was said before. quorvia draws the pictures.\n"
+        "Try:  zephyl export --handle bob standup --pdf board.pdf --zmeeting standup.zmeeting");
+    command->callback([&, command] {
+        const bool isFile = options.people.code.ends_with(".zmeeting");
+        if (!isFile && options.people.account.handle.empty()) throw CLI::RequiredError("--handle");
+        exitCode = Export(options);
+    });
+}
+
+void AddImport(CLI::App& app, int& exitCode, ImportOptions& options)
+{
+    CLI::App* command = app.add_subcommand("import", "start a meeting that goes on from a meeting file");
+    AddServiceOptions(*command, options.people.service);
+    AddAccountOptions(*command, options.people.account);
+    command->add_option("file", options.file, "the meeting file")->required()->type_name("FILE");
+    command->add_option("--code", options.people.code, "the code of the new meeting")->required();
+    command->add_flag("--leave", options.leave,
+                      "leave when everything is in the meeting, instead of staying until you press Ctrl+C");
+    command->footer(
+        "What was drawn comes under your handle, in order; what was said does not come.\n"
+        "A meeting without anybody in it is kept for ten minutes, or as the service is set.\n"
+        "Try:  zephyl import --handle bob --code standup standup.zmeeting");
+    command->callback([&] { exitCode = Import(options); });
+}
+
 void AddInvite(CLI::App& app, int& exitCode, InviteOptions& options)
 {
     CLI::App* invite =
@@ -114,11 +165,15 @@ int main(int argc, char** argv)
     int exitCode = 0;
     RunOptions run;
     PeopleOptions people;
+    ExportOptions exported;
+    ImportOptions imported;
     InviteOptions invite;
     PasswordOptions password;
     std::string keyFile;
     AddRun(app, exitCode, run);
     AddPeople(app, exitCode, people);
+    AddExport(app, exitCode, exported);
+    AddImport(app, exitCode, imported);
     AddInvite(app, exitCode, invite);
     AddPassword(app, exitCode, password);
     AddCipher(app, exitCode, keyFile);

@@ -3,14 +3,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "cipher/code_page.h"
-#include "cipher/password.h"
-#include "cli/commands.h"
-#include "cli/loop.h"
-#include "cli/needs.h"
-#include "service/link/link_messenger.h"
-#include "session/invitation.h"
-#include "session/login_rules.h"
+#include "cli/visit.h"
 #include "text/qt_line.h"
 #include "text/text_rules.h"
 
@@ -50,55 +43,6 @@ private:
     QString mShown;  // of the connection: it says the same for a while
 };
 
-/// Where the code is an invitation: what that says.
-PeopleOptions AsInvited(PeopleOptions options)
-{
-    const QString text = QString::fromStdString(options.code);
-    if (!HoldsInvitation(text)) return options;
-    const InvitationRead read = FindInvitation(text);
-    if (!read.invitation) throw std::runtime_error(read.fault.toStdString());
-    if (!options.service.service.empty() || !options.service.trust.empty())
-        throw std::runtime_error("the invitation names the service: leave --service and --trust out");
-    options.service.service = read.invitation->service.toStdString();
-    options.service.trust = read.invitation->fingerprint.toStdString();
-    options.code = read.invitation->code.toStdString();
-    return options;
-}
-
-/// A link on a loop of its own, logged in and in the meeting.
-class Visit {
-public:
-    explicit Visit(const PeopleOptions& options)
-        : mSettings(options.service.Choice(), options.service.Trusted()),
-          service(MakeLinkMessenger(LinkNeeds{mSettings, mGate, loop, mTrust, loop, LogToStandardError,
-                                              ProgramName(), ZephyldPath()}))
-    {
-        const QString code = QString::fromStdString(options.code);
-        if (const LoginFault fault = CheckCode(code); fault != LoginFault::None)
-            throw std::runtime_error(FaultMessage(fault).toStdString());
-        const QString password = options.account.Password();
-        const QString handle = QString::fromStdString(options.account.handle);
-        if (!SurvivesCodePage(password))
-            throw std::runtime_error("the password has characters outside Windows-1252");
-        if (!service->Login(handle, EncipherPassword(password), QString()))
-            throw std::runtime_error(service->LastRefusal().toStdString());
-        if (!service->HasMeetingPermission()) throw std::runtime_error("this handle may not enter meetings");
-        const bool entered =
-            options.create ? service->CreateMeeting(code, QString()) : service->JoinMeeting(code);
-        if (!entered) throw std::runtime_error(service->LastRefusal().toStdString());
-    }
-
-    Loop loop;
-
-private:
-    OptionSettings mSettings;
-    OpenGate mGate;
-    TerminalTrust mTrust;
-
-public:
-    const std::unique_ptr<MessengerService> service;
-};
-
 /// People need not care how somebody else's handle is written. Throws when there is nobody of that name.
 QString AsSpelt(const UsersCollection& users, const QString& handle)
 {
@@ -111,7 +55,7 @@ QString AsSpelt(const UsersCollection& users, const QString& handle)
 
 int Listen(const PeopleOptions& options)
 {
-    Visit visit(AsInvited(options));
+    Visit visit(options);
     for (const auto& item : visit.service->Users()->Items())
         std::cout << "* " << OneLine(item->Handle()).toStdString() << " is here\n";
     std::cout.flush();
@@ -131,7 +75,7 @@ int Send(const PeopleOptions& options)
 {
     const QString text = QString::fromStdString(options.text);
     if (Trim(text).isEmpty()) throw std::runtime_error("there is nothing to say");
-    Visit visit(AsInvited(options));
+    Visit visit(options);
     MessengerService& service = *visit.service;
     QStringList to;
     for (const std::string& handle : options.to) to += QString::fromStdString(handle);

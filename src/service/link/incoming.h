@@ -51,6 +51,8 @@ public:
     bool Holds(const std::string& handle) const;
     std::uint64_t ReceivedTalk() const { return mTalk; }
     std::uint64_t ReceivedBoard() const { return mBoard; }
+    /// The board's end when the user entered.
+    std::uint64_t EnteredBoard() const { return mCatchUpTo; }
 
 private:
     void TakeClock(const Place& place);

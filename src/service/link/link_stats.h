@@ -8,6 +8,8 @@ struct LinkStats {
     std::uint64_t numberTalk = 0, numberBoard = 0;      // highest own numbers
     std::uint64_t acceptedTalk = 0, acceptedBoard = 0;  // own numbers that the log has safely
     std::uint64_t cursorTalk = 0, cursorBoard = 0;      // sequences taken
+    std::uint64_t enteredBoard = 0;                     // the board's end when the user entered
+    std::uint64_t boardToCome = 0;                      // bytes of it, about; 0: all but the last few
     std::uint64_t reconnects = 0;
     std::uint64_t bytesIn = 0, bytesOut = 0;
     std::uint64_t roundTripMicroseconds = 0;  // 0: not measured yet

@@ -263,6 +263,10 @@ LinkStats Session::Stats() const
     stats.acceptedBoard = mOutbox.AcceptedUpTo(CHANNEL_BOARD);
     stats.cursorTalk = marks.talk;
     stats.cursorBoard = marks.board;
+    stats.enteredBoard = mIncoming.EnteredBoard();
+    stats.boardToCome = marks.boardBytes + kNearlyAll + mBoardToCome / 20 >= mBoardToCome
+                            ? 0
+                            : mBoardToCome - marks.boardBytes;
     stats.reconnects = mReconnects;
     const Traffic now = mConnection ? mConnection->Counts() : Traffic{};
     stats.bytesIn = mEarlier.bytesIn + now.bytesIn;
@@ -283,9 +287,9 @@ LinkStats Session::Stats() const
 QString Session::Standing()
 {
     if (mPhase != Phase::Seated) return QLatin1String(kNotInMeeting);
-    const std::uint64_t taken = mQueue.Marks(false).boardBytes;
-    if (taken + kNearlyAll + mBoardToCome / 20 >= mBoardToCome) mBoardToCome = 0;
-    if (mBoardToCome > 0) return English("Receiving the board: %1 %").arg(taken * 100 / mBoardToCome);
+    if (Stats().boardToCome == 0) mBoardToCome = 0;
+    if (mBoardToCome > 0)
+        return English("Receiving the board: %1 %").arg(mQueue.Marks(false).boardBytes * 100 / mBoardToCome);
     return std::chrono::steady_clock::now() - mSaidAt < kRemarkStays ? mSaid : QString();
 }
 

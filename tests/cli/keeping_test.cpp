@@ -1,0 +1,110 @@
+// Meetings into files and out of them again, without a window.
+#include <QImage>
+
+#include "cli/zephyl_room.h"
+#include "meeting_file/reader.h"
+#include "meeting_file/writer.h"
+#include "support/a_meeting.h"
+
+namespace zephyl {
+namespace {
+
+using Kept = meeting_file::Item;
+using meeting_file::Kind;
+
+std::vector<Kept> ItemsOf(const QString& path)
+{
+    meeting_file::Reader file(meeting_file::FileSource(path.toStdString()));
+    EXPECT_EQ(file.Problem(), "");
+    std::vector<Kept> items;
+    for (std::size_t frame = 0; frame < file.Frames(); ++frame)
+        for (Kept& item : file.Frame(frame)) items.push_back(std::move(item));
+    return items;
+}
+
+/// What was drawn, without who and when.
+std::vector<std::string> Drawn(const std::vector<Kept>& items)
+{
+    std::vector<std::string> drawn;
+    for (const Kept& item : items)
+        if (item.kind != Kind::Line)
+            drawn.push_back(std::to_string(item.x) + " " + std::to_string(item.y) + " " + item.body);
+    return drawn;
+}
+
+class KeepingTest : public ZephylTest {
+protected:
+    QStringList As(const char* command, const QString& handle, const QStringList& more)
+    {
+        QStringList words{QLatin1String(command)};
+        return words + Options() +
+               QStringList{u"--handle"_s, handle, u"--password-file"_s, File("pw", "secret\n")} + more;
+    }
+};
+
+}  // namespace
+
+TEST_F(KeepingTest, WhatWasDrawnGoesOnInAnotherMeetingOnceAndInOrder)
+{
+    std::mt19937 random(3);
+    std::vector<Kept> items;
+    for (int i = 0; i < 700; ++i)
+        items.push_back({Kind::Record, i % 2 ? "zoe" : "yan", 0, 1000 * i, 0, 0,
+                         AStroke(random, 3, 255, 30).toStdString()});
+    items[5] = {Kind::Picture, "zoe", 0, 5000, -7, 12, AJpeg(600, 400).toStdString()};
+    items[10].body = "[[ZUM_WB_UNDO]]";
+    items[11].body = "[[ZUM_WB_CLEAR]]";
+    std::string bytes;
+    meeting_file::Writer writer({"before", "", 0}, [&](std::string_view more) { bytes += more; });
+    for (const Kept& item : items) writer.Add(item);
+    // neither is of the board: what nobody may post, and what somebody said
+    writer.Add({Kind::Record, "zoe", 0, 0, 0, 0, "[[ZUM_VIDEO_ON]]"});
+    writer.Add({Kind::Line, "zoe", 0, 0, 0, 0, "hello"});
+    bytes += writer.Tail();
+    const QString before = File("before.zmeeting", QByteArray::fromStdString(bytes));
+
+    const auto importer = Start(As("import", u"bob"_s, {u"--code"_s, u"Standup"_s, before}));
+    EXPECT_EQ(importer->ReadLine(), "700 changes of the board are in the meeting Standup.");
+    Script alice = Run(Options());
+    EXPECT_TRUE(alice.Ok(R"({"do":"login","handle":"alice","password":"secret"})"));
+    EXPECT_TRUE(alice.Ok(R"({"do":"join","code":"Standup"})"));
+    // The board's last item is one that no newcomer gets.
+    EXPECT_TRUE(alice.Ok(R"({"do":"deliver","to":["bob"],"text":"[[ZUM_WB_HSCROLL]]0"})"));
+    const QString after = Path("after.zmeeting");
+    EXPECT_EQ(Exit(As("export", u"carol"_s, {u"--zmeeting"_s, after, u"Standup"_s})), 0);
+    const std::vector<Kept> kept = ItemsOf(after);
+    // The service keeps what a newcomer needs: from the CLEAR on, which 20 changes followed.
+    EXPECT_EQ(Drawn(kept), Drawn({items.begin() + 11, items.end()}));
+    EXPECT_EQ(kept.front().from, "bob");
+    EXPECT_GT(kept.front().time, 1'600'000'000'000);
+
+    EXPECT_EQ(Exit({u"export"_s, before, u"--png"_s, Path("a.png"), u"--pdf"_s, Path("a.pdf")}), 0);
+    EXPECT_EQ(QImage(Path("a.png")).size(), QSize(kBoardWidth, kBoardHeight));
+    EXPECT_EQ(Exit({u"export"_s, after, u"--png"_s, Path("b.png"), u"--all-boards"_s}), 0);
+    EXPECT_EQ(QImage(Path("b-11.png")), QImage(Path("a.png")));
+}
+
+TEST_F(KeepingTest, SaysWhatStandsInTheWay)
+{
+    const QString noMeeting = File("no.zmeeting", "something else");
+    const struct {
+        QStringList words;
+        const char* why;
+    } rows[] = {
+        {As("export", u"bob"_s, {u"Standup"_s, u"--png"_s, Path("x.png")}), "No meeting has this code"},
+        {As("export", u"bob"_s, {u"Standup"_s}), "say what to write"},
+        {{u"export"_s, u"Standup"_s, u"--png"_s, Path("x.png")}, "--handle is required"},
+        {{u"export"_s, noMeeting, u"--png"_s, Path("x.png")}, "this is no meeting file"},
+        {{u"export"_s, Path("none.zmeeting"), u"--png"_s, Path("x.png")}, "No such file"},
+        {As("import", u"bob"_s, {u"--code"_s, u"Standup"_s, noMeeting}), "this is no meeting file"},
+    };
+    for (const auto& row : rows) {
+        QFile::remove(Path("log"));
+        EXPECT_NE(Exit(row.words), 0);
+        QFile log(Path("log"));
+        EXPECT_TRUE(log.open(QIODevice::ReadOnly) && log.readAll().contains(row.why)) << row.why;
+        EXPECT_FALSE(QFile::exists(Path("x.png")));
+    }
+}
+
+}  // namespace zephyl
