@@ -7,6 +7,9 @@ target_include_directories(quorvia_warnings INTERFACE ${CMAKE_SOURCE_DIR}/src)
 if(QUORVIA_SANITIZE)
   add_compile_options(-fsanitize=${QUORVIA_SANITIZE})
   add_link_options(-fsanitize=${QUORVIA_SANITIZE})
+  # Asio keeps the memory of what has ended for what begins next: a sanitizer would take a use of the former for one
+  # of the latter.
+  add_compile_definitions(BOOST_ASIO_DISABLE_SMALL_BLOCK_RECYCLING BOOST_ASIO_DISABLE_AWAITABLE_FRAME_RECYCLING)
   # GCC 12 warns that its thread sanitizer knows no fences; Asio has them beside what it knows.
   if(QUORVIA_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_compile_options(-Wno-tsan)

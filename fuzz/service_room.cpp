@@ -91,6 +91,15 @@ std::unique_ptr<TlsStream> ServiceRoom::Connect(const std::string& from)
     return stream;
 }
 
+tcp::socket ServiceRoom::ConnectPlain()
+{
+    tcp::socket socket(mIo, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
+    socket.set_option(asio::socket_base::linger(true, 0));
+    socket.connect({asio::ip::address_v4::loopback(), mRelay.HttpPort()});
+    socket.non_blocking(true);
+    return socket;
+}
+
 void ServiceRoom::Run()
 {
     mIo.restart();

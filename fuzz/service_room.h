@@ -31,6 +31,8 @@ public:
 
     /// The other end of a new connection that comes from this loopback address.
     std::unique_ptr<TlsStream> Connect(const std::string& from);
+    /// The same to the port for reverse proxies, with nothing said yet; not blocking.
+    boost::asio::ip::tcp::socket ConnectPlain();
     /// Does what can be done at once.
     void Run();
     /// Goes on until it is `done`. Aborts when that takes longer than anything may.

@@ -2062,6 +2062,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>TLS über TCP</translation>
     </message>
     <message>
+        <source>HTTP inside TLS</source>
+        <translation>HTTP in TLS</translation>
+    </message>
+    <message>
         <source>TLS over TCP; live pictures by UDP (lost: %1 % up and %2 % down)</source>
         <translation>TLS über TCP; Livebilder über UDP (verloren: %1 % gesendet und %2 % empfangen)</translation>
     </message>

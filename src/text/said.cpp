@@ -18,6 +18,7 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "%1, round trip %2 ms, %3 bytes sent, %4 bytes received"),
     QT_TRANSLATE_NOOP("Said", "%1, %2 bytes sent, %3 bytes received"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP"),
+    QT_TRANSLATE_NOOP("Said", "HTTP inside TLS"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP; live pictures by UDP (lost: %1 % up and %2 % down)"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP; own live pictures by UDP (lost: %1 % up and %2 % down)"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP; live pictures of others by UDP (lost: %1 % up and %2 % down)"),

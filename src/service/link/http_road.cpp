@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/asio/as_tuple.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <stdexcept>
@@ -152,6 +153,7 @@ asio::awaitable<HttpAnswered> HttpLane::Once(const std::string& request, std::ch
         std::string bytes;
         co_await stream->Read(bytes);
         mReader->Feed(bytes);
+        co_await asio::post(mPath.executor, asio::use_awaitable);  // however much comes, others have a turn
     }
 }
 

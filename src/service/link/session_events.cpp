@@ -244,7 +244,10 @@ static QString RoadText(const LinkStats& stats)
 QString Session::Details() const
 {
     const LinkStats stats = Stats();
-    QString details = mDatagrams ? RoadText(stats) : QStringLiteral("TLS over TCP");
+    const bool exchanges = mTarget.to.protocol == Protocol::Http;
+    QString details = mDatagrams  ? RoadText(stats)
+                      : exchanges ? English("HTTP inside TLS")
+                                  : English("TLS over TCP");
     if (stats.roundTripMicroseconds > 0)
         details +=
             QStringLiteral(", round trip %1 ms").arg(double(stats.roundTripMicroseconds) / 1000, 0, 'f', 1);

@@ -1,6 +1,7 @@
 #include "service/net/datagram_socket.h"
 
 #include <netinet/ip.h>
+#include <netinet/udp.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,8 @@ namespace {
 constexpr int kBufferBytes = 4 * 1024 * 1024;  // a burst of everybody's frames; the machine may allow less
 constexpr std::size_t kSlotBytes = kDatagramBytes + 1;  // one more than there may be: too long shows
 constexpr std::size_t kControlBytes = CMSG_SPACE(sizeof(in6_pktinfo)) + CMSG_SPACE(sizeof(in_pktinfo));
+constexpr std::size_t kRunBytes =
+    65'000;  // of one send: what a UDP length can say, less its own header and IP's
 
 [[noreturn]] void Fail(const char* what)
 {
@@ -57,22 +60,22 @@ in6_pktinfo OwnAddress(msghdr& message)
     return own;
 }
 
-/// What tells the network to send from that address.
-class SendFrom {
+/// What a send says beside its bytes: from which address, and how long each datagram of it is.
+class SendWords {
 public:
-    SendFrom(int family, const in6_pktinfo& own)
+    SendWords(int family, const in6_pktinfo& own)
     {
         static constexpr unsigned char kNone[16] = {};
         if (std::memcmp(&own.ipi6_addr, kNone, sizeof kNone) == 0) return;
-        auto* const head = reinterpret_cast<cmsghdr*>(mControl);
         if (family == AF_INET) {
             in_pktinfo v4{};
             std::memcpy(&v4.ipi_spec_dst, own.ipi6_addr.s6_addr + 12, sizeof v4.ipi_spec_dst);
-            Write(head, IPPROTO_IP, IP_PKTINFO, v4);
+            Add(IPPROTO_IP, IP_PKTINFO, v4);
         } else {
-            Write(head, IPPROTO_IPV6, IPV6_PKTINFO, own);
+            Add(IPPROTO_IPV6, IPV6_PKTINFO, own);
         }
     }
+    void CutInto(std::uint16_t bytes) { Add(IPPROTO_UDP, UDP_SEGMENT, bytes); }
     void Into(msghdr& message)
     {
         message.msg_control = mBytes ? mControl : nullptr;
@@ -80,16 +83,17 @@ public:
     }
 
 private:
-    template <class Info>
-    void Write(cmsghdr* head, int level, int type, const Info& info)
+    template <class Word>
+    void Add(int level, int type, const Word& word)
     {
+        auto* const head = reinterpret_cast<cmsghdr*>(mControl + mBytes);
         head->cmsg_level = level;
         head->cmsg_type = type;
-        head->cmsg_len = CMSG_LEN(sizeof info);
-        std::memcpy(CMSG_DATA(head), &info, sizeof info);
-        mBytes = CMSG_SPACE(sizeof info);
+        head->cmsg_len = CMSG_LEN(sizeof word);
+        std::memcpy(CMSG_DATA(head), &word, sizeof word);
+        mBytes += CMSG_SPACE(sizeof word);
     }
-    alignas(cmsghdr) char mControl[kControlBytes] = {};
+    alignas(cmsghdr) char mControl[kControlBytes + CMSG_SPACE(sizeof(std::uint16_t))] = {};
     std::size_t mBytes = 0;
 };
 
@@ -113,7 +117,7 @@ DatagramSocket::DatagramSocket(int family)
 }
 
 DatagramSocket::DatagramSocket(DatagramSocket&& other) noexcept
-    : mSocket(std::exchange(other.mSocket, -1)), mFamily(other.mFamily)
+    : mSocket(std::exchange(other.mSocket, -1)), mFamily(other.mFamily), mKernelCuts(other.mKernelCuts.load())
 {
 }
 
@@ -173,31 +177,75 @@ bool DatagramSocket::Receive(const Taker& take)
     return got < 0 ? errno == EAGAIN || errno == EWOULDBLOCK : got < int(kAtOnce);
 }
 
+/// Datagrams of one size, the last of which may be shorter.
+struct DatagramSocket::Run {
+    const char* bytes;
+    std::size_t length;
+    std::uint16_t each;
+    std::size_t count;
+};
+
 void DatagramSocket::Send(const DatagramBatch& batch, const DatagramPath* to)
 {
-    SendFrom from(mFamily, to ? to->own : in6_pktinfo{});
+    const auto& sizes = batch.sizes;
     const char* at = batch.bytes.data();
-    for (std::size_t first = 0; first < batch.sizes.size(); first += kAtOnce) {
-        const std::size_t count = std::min(kAtOnce, batch.sizes.size() - first);
-        iovec parts[kAtOnce];
-        mmsghdr messages[kAtOnce] = {};
-        for (std::size_t i = 0; i < count; ++i) {
-            parts[i] = {const_cast<char*>(at), batch.sizes[first + i]};
-            at += batch.sizes[first + i];
-            msghdr& message = messages[i].msg_hdr;
-            message.msg_iov = &parts[i];
-            message.msg_iovlen = 1;
-            if (!to) continue;
-            message.msg_name = const_cast<sockaddr_storage*>(&to->peer);
-            message.msg_namelen = LengthOf(to->peer.ss_family);
-            from.Into(message);
-        }
-        for (std::size_t sent = 0; sent < count;) {
-            const int now = ::sendmmsg(mSocket, messages + sent, static_cast<unsigned>(count - sent), 0);
-            if (now < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
-            sent += now > 0 ? static_cast<std::size_t>(now) : 1;  // one that is refused is lost
-        }
+    for (std::size_t i = 0; i < sizes.size();) {
+        Run run{at, 0, sizes[i], 0};
+        do {
+            run.length += sizes[i];
+            ++run.count;
+        } while (++i < sizes.size() && run.count < kAtOnce && sizes[i - 1] == run.each &&
+                 sizes[i] <= run.each && run.length + sizes[i] <= kRunBytes);
+        at += run.length;
+        const bool cut = run.count > 1 && mKernelCuts && SendRun(run, to);
+        if (!cut && !SendEach(run, to)) return;
     }
+}
+
+/// False: nothing of it has left, and it has to go one by one.
+bool DatagramSocket::SendRun(const Run& run, const DatagramPath* to)
+{
+    SendWords words(mFamily, to ? to->own : in6_pktinfo{});
+    words.CutInto(run.each);
+    iovec part{const_cast<char*>(run.bytes), run.length};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    if (to) {
+        message.msg_name = const_cast<sockaddr_storage*>(&to->peer);
+        message.msg_namelen = LengthOf(to->peer.ss_family);
+    }
+    words.Into(message);
+    if (::sendmsg(mSocket, &message, 0) >= 0) return true;
+    // A device that cannot, whichever way it says so: no more of it. Else it is this way, or this moment.
+    if (errno == EIO || errno == EOPNOTSUPP) mKernelCuts = false;
+    return false;
+}
+
+/// False: the network takes nothing now.
+bool DatagramSocket::SendEach(const Run& run, const DatagramPath* to)
+{
+    SendWords words(mFamily, to ? to->own : in6_pktinfo{});
+    iovec parts[kAtOnce];
+    mmsghdr messages[kAtOnce] = {};
+    for (std::size_t i = 0; i < run.count; ++i) {
+        const std::size_t begin = i * run.each;
+        parts[i] = {const_cast<char*>(run.bytes + begin),
+                    std::min<std::size_t>(run.each, run.length - begin)};
+        msghdr& message = messages[i].msg_hdr;
+        message.msg_iov = &parts[i];
+        message.msg_iovlen = 1;
+        if (!to) continue;
+        message.msg_name = const_cast<sockaddr_storage*>(&to->peer);
+        message.msg_namelen = LengthOf(to->peer.ss_family);
+        words.Into(message);
+    }
+    for (std::size_t sent = 0; sent < run.count;) {
+        const int now = ::sendmmsg(mSocket, messages + sent, static_cast<unsigned>(run.count - sent), 0);
+        if (now < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
+        sent += now > 0 ? static_cast<std::size_t>(now) : 1;  // one that is refused is lost
+    }
+    return true;
 }
 
 }  // namespace zephyl

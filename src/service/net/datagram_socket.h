@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -42,16 +43,23 @@ public:
     using Taker = std::function<void(std::string_view datagram, const DatagramPath& from)>;
     bool Receive(const Taker& take);
     /// What the network does not take now is lost, as datagrams may be. `to` null: of a socket that is
-    /// towards one peer.
+    /// towards one peer. Runs of one size are cut by the kernel where it can, one by one elsewhere.
     void Send(const DatagramBatch& batch, const DatagramPath* to = nullptr);
+    /// From now on nothing is left to the kernel to cut.
+    void CutNothing() { mKernelCuts = false; }
 
     int Descriptor() const { return mSocket; }
     static constexpr std::size_t kAtOnce = 64;
 
 private:
     DatagramSocket(int family);
+    struct Run;
+    bool SendRun(const Run& run, const DatagramPath* to);
+    bool SendEach(const Run& run, const DatagramPath* to);
+
     int mSocket;
     int mFamily;
+    std::atomic<bool> mKernelCuts{true};
 };
 
 }  // namespace zephyl

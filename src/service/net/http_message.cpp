@@ -222,6 +222,15 @@ HttpAnswerReader::~HttpAnswerReader() = default;
 
 std::optional<HttpAnswered> HttpAnswerReader::Next()
 {
+    for (;;) {
+        auto answered = NextOfAnyKind();
+        const bool foreword = answered && answered->status / 100 == 1 && answered->status != 101;
+        if (!foreword) return answered;
+    }
+}
+
+std::optional<HttpAnswered> HttpAnswerReader::NextOfAnyKind()
+{
     if (!mParts) {
         if (!HeadIsThere(mBytes)) return std::nullopt;
         mParts = std::make_unique<Parts>();
@@ -237,7 +246,6 @@ std::optional<HttpAnswered> HttpAnswerReader::Next()
     if (!parser.is_done()) return std::nullopt;
     auto message = parser.release();
     mParts.reset();
-    if (message.result_int() == 100) return Next();
     HttpAnswered answered;
     answered.status = static_cast<int>(message.result_int());
     answered.reason = std::string(message.reason());

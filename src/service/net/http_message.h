@@ -93,12 +93,13 @@ public:
     explicit HttpAnswerReader(bool toConnect = false);
     ~HttpAnswerReader();
     void Feed(std::string_view bytes) { mBytes.append(bytes); }
-    std::optional<HttpAnswered> Next();
+    std::optional<HttpAnswered> Next();  // forewords (100, 102, 103) are passed over
     /// Bytes behind the last answer.
     bool Empty() const { return mBytes.empty(); }
 
 private:
     struct Parts;
+    std::optional<HttpAnswered> NextOfAnyKind();
     std::unique_ptr<Parts> mParts;
     std::string mBytes;
     bool mToConnect;

@@ -98,6 +98,9 @@ TEST_P(EachProtocol, TalksInOrderAndWhispersToOne)
     EXPECT_EQ(bob->Next(), u"carol=5"_s);
     EXPECT_EQ(carol->Handles(), QStringList({u"carol"_s, u"Alice"_s, u"bob"_s}));  // the own handle first
 
+    const QString road = GetParam() == Protocol::Http ? u"HTTP inside TLS"_s : u"TLS over TCP"_s;
+    EXPECT_TRUE(alice->states.back().details.startsWith(road)) << qPrintable(alice->states.back().details);
+
     alice->link->Send(u"bob"_s, u"psst"_s);
     for (int twice = 0; twice < 2; ++twice)
         for (const QString& to : {u"bob"_s, u"carol"_s}) alice->link->Send(to, u"hello"_s);
