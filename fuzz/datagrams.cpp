@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 
+#include "input.h"
 #include "service/net/datagram_road.h"
 
 using namespace zephyl;
@@ -21,34 +22,6 @@ namespace {
 
 constexpr std::size_t kMostOperations = 200;
 constexpr std::size_t kMostKept = 64;
-
-void Need(bool holds)
-{
-    if (!holds) std::abort();
-}
-
-class Input {
-public:
-    explicit Input(std::string_view bytes) : mBytes(bytes) {}
-    bool Empty() const { return mBytes.empty(); }
-    unsigned Byte()
-    {
-        if (Empty()) return 0;
-        const unsigned byte = static_cast<unsigned char>(mBytes.front());
-        mBytes.remove_prefix(1);
-        return byte;
-    }
-    std::string_view Text()
-    {
-        const unsigned length = Byte();
-        const std::string_view text = mBytes.substr(0, length);
-        mBytes.remove_prefix(text.size());
-        return text;
-    }
-
-private:
-    std::string_view mBytes;
-};
 
 struct Play {
     explicit Play(DatagramRoad::Begins begins)

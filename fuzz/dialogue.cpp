@@ -16,6 +16,7 @@
 #include <tuple>
 #include <vector>
 
+#include "input.h"
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/door/passwords.h"
 #include "service/wire/content.h"
@@ -28,37 +29,6 @@ namespace {
 constexpr std::size_t kStrangers = 4;
 constexpr std::size_t kMostOperations = 64;
 constexpr std::size_t kMostBody = 40'000;
-
-void Need(bool holds)
-{
-    if (!holds) std::abort();
-}
-
-/// The input, from front to back; zeros behind its end.
-class Input {
-public:
-    explicit Input(std::string_view bytes) : mBytes(bytes) {}
-    bool Empty() const { return mBytes.empty(); }
-    unsigned Byte()
-    {
-        if (Empty()) return 0;
-        const unsigned byte = static_cast<unsigned char>(mBytes.front());
-        mBytes.remove_prefix(1);
-        return byte;
-    }
-    unsigned Below(unsigned bound) { return Byte() % bound; }
-    bool Flag() { return (Byte() & 1) != 0; }
-    std::string_view Text()
-    {
-        const unsigned length = Byte();
-        const std::string_view text = mBytes.substr(0, length);
-        mBytes.remove_prefix(text.size());
-        return text;
-    }
-
-private:
-    std::string_view mBytes;
-};
 
 /// The keys that a connection may rightly speak for.
 using Claims = std::set<std::string>;

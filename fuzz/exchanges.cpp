@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "input.h"
 #include "service/net/http_message.h"
 #include "service/relay/door/passwords.h"
 #include "service/wire/framing.h"
@@ -27,34 +28,6 @@ using boost::asio::ip::tcp;
 namespace {
 
 constexpr std::size_t kStreams = 4, kMostNames = 6, kMostOperations = 64;
-
-void Need(bool holds)
-{
-    if (!holds) std::abort();
-}
-
-class Input {
-public:
-    explicit Input(std::string_view bytes) : mBytes(bytes) {}
-    bool Empty() const { return mBytes.empty(); }
-    unsigned Byte()
-    {
-        if (Empty()) return 0;
-        const unsigned byte = static_cast<unsigned char>(mBytes.front());
-        mBytes.remove_prefix(1);
-        return byte;
-    }
-    std::string_view Text()
-    {
-        const unsigned length = Byte();
-        const std::string_view text = mBytes.substr(0, length);
-        mBytes.remove_prefix(text.size());
-        return text;
-    }
-
-private:
-    std::string_view mBytes;
-};
 
 std::string Framed(const Header& header)
 {

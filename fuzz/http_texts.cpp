@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "input.h"
 #include "service/net/http_message.h"
 #include "service/wire/limits.h"
 
@@ -13,11 +14,6 @@ using namespace zephyl;
 namespace {
 
 using Seen = std::vector<std::string>;
-
-void Need(bool holds)
-{
-    if (!holds) std::abort();
-}
 
 /// What was made of it, to the first that is none; whoever reads asks no further then.
 template <class Feed>

@@ -106,10 +106,15 @@ void ReplayedConnections(Run& run, Outcome& outcome)
         const FaultProxy::Way way = run.Below(3) ? FaultProxy::Way::Up : FaultProxy::Way::Down;
         const std::string& bytes = way == FaultProxy::Way::Up ? up : down;
         const std::size_t from = run.Below(bytes.size());
-        const std::uint64_t returns = victim.returns;
+        const std::uint64_t returns = victim.returns, streams = victim.proxy.Connections();
         victim.proxy.Insert(way, run.Below(2) ? bytes : bytes.substr(from, 1 + run.Below(5000)));
         ++inserted;
-        outcome.Must(WaitFor([&] { return victim.returns > returns; }, 20),
+        // By HTTP a stream that was spoilt is only made anew.
+        const auto ended = [&] {
+            return LinkedAttendee::usual == Protocol::Http ? victim.proxy.Connections() > streams
+                                                           : victim.returns > returns;
+        };
+        outcome.Must(WaitFor(ended, 20),
                      u"inserted bytes did not end the connection, or it does not come back"_s);
     }
     SetLoad(crowd, {});

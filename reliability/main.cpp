@@ -33,6 +33,15 @@ std::string Judgement(const Outcome& outcome, bool full)
     return "**missed**: " + wrong.join(QStringLiteral("; ")).toStdString();
 }
 
+std::string ByWhich()
+{
+    switch (LinkedAttendee::usual) {
+        case Protocol::Http: return " by HTTP";
+        case Protocol::Udp: return " by UDP";
+        default: return {};
+    }
+}
+
 /// Prints the row; false when the goal was missed.
 bool Try(const Goal& goal, bool full, std::uint64_t seed)
 {
@@ -45,7 +54,7 @@ bool Try(const Goal& goal, bool full, std::uint64_t seed)
         outcome.broken += QString::fromUtf8(e.what());
     }
     const std::string judgement = Judgement(outcome, full);
-    std::cout << "| " << goal.id << " | " << goal.what << " | "
+    std::cout << "| " << goal.id << ByWhich() << " | " << goal.what << " | "
               << outcome.figures.join(QStringLiteral("; ")).toStdString() << " | " << judgement << " | "
               << (full ? "long" : "short") << ", " << int(Since(begun) / 1000) << " s, seed " << seed << " |"
               << std::endl;

@@ -52,6 +52,7 @@ TEST(HttpAnswerReader, PassesOverForewordsAndWaitsForTheAnswer)
         {"two lengths", "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nxy", "refused"},
         {"more than a body may be", "HTTP/1.1 200 OK\r\nContent-Length: 1048577\r\n\r\n", "refused"},
         {"another protocol's words", "SSH-2.0-x\r\n\r\n", "refused"},
+        {"a head that ends too soon", "HT2\r\n\r\nok" + Answer("200 OK"), "refused"},
         {"a head without an end", "HTTP/1.1 200 OK\r\nX: " + std::string(9000, 'x'), "refused"},
     };
     for (const auto& row : rows)
