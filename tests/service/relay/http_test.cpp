@@ -3,6 +3,8 @@
 #include <atomic>
 #include <thread>
 
+#include "service/relay/admin_socket.h"
+#include "service/relay/door/identity.h"
 #include "service/relay/forwarded.h"
 #include "service/relay/raw_http.h"
 #include "service/relay/relay_fixture.h"
@@ -91,6 +93,36 @@ TEST_F(HttpTest, ARepeatedExchangeIsAnsweredAgainAndNotAppliedAgain)
     EXPECT_EQ(Told(down.Ask(Down(name, 4, 1))), "200 ");  // held for a second, and nothing came
     EXPECT_EQ(Told(other.Ask(Down(name, 2))), "410");     // long over: the connection is lost
     EXPECT_EQ(Told(up.Ask(Up(name, 5, {}))), "410");
+}
+
+/// The service has another certificate then, and streams made before it go on.
+TEST_F(HttpTest, ARepeatedExchangeHasItsAnswerAcrossAReload)
+{
+    RawHttp up(relay->Port()), down(relay->Port());
+    const std::string name = Opened(up);
+    up.Ask(Up(name, 1, HelloBytes() + PingBytes(7)));
+    const auto first = down.Ask(Down(name, 1));
+    PreparePrivateFolder(folder.path / "other");
+    const Identity other = PrepareIdentity(folder.path / "other");
+    relay->ReadsAgain([&] {
+        RelayOptions again = options;
+        again.key = other.key;
+        again.certificate = other.certificate;
+        return again;
+    });
+    const std::string before = relay->Fingerprint();
+    ASSERT_EQ(AskDaemon(options.data, "reload")->word, "ok");
+    EXPECT_NE(relay->Fingerprint(), before);
+    RawHttp after(relay->Port());
+    const auto again = after.Ask(Down(name, 1));
+    ASSERT_TRUE(first && again);
+    EXPECT_EQ(again->body, first->body);
+    EXPECT_EQ(Told(after.Ask(Up(name, 1, PingBytes(8)))), "200 ");
+    EXPECT_EQ(Told(up.Ask(Up(name, 2, PingBytes(9)))), "200 ");
+    std::string rest;
+    for (std::uint64_t poll = 2; rest.find("pong 9") == std::string::npos && poll < 9; ++poll)
+        rest += Told(down.Ask(Down(name, poll)));
+    EXPECT_EQ(rest.find("pong 8"), std::string::npos);
 }
 
 TEST_F(HttpTest, APollThatIsGivenUpLosesNothing)
