@@ -41,13 +41,13 @@ HttpDoor::~HttpDoor() = default;
 
 void HttpDoor::Start()
 {
-    if (mAcceptor) asio::co_spawn(mServices.io, Accept(), asio::detached);
+    if (mAcceptor) asio::co_spawn(mAcceptor->get_executor(), Accept(), asio::detached);
 }
 
 void HttpDoor::Stop()
 {
     if (!mAcceptor) return;
-    asio::post(mServices.io, [this] {
+    asio::post(mAcceptor->get_executor(), [this] {
         boost::system::error_code ignored;
         mAcceptor->close(ignored);
     });

@@ -5,6 +5,7 @@
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <utility>
 
@@ -20,7 +21,7 @@ constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors: n
 
 tcp::acceptor Listen(asio::io_context& io, const std::string& host, std::uint16_t port)
 {
-    tcp::acceptor acceptor(io);
+    tcp::acceptor acceptor(asio::make_strand(io));
     boost::system::error_code error;
     tcp::resolver resolver(io);
     const auto found = resolver.resolve(host, std::to_string(port), tcp::resolver::passive, error);

@@ -13,7 +13,7 @@ class logger;
 
 namespace zephyl {
 
-/// Throws StartError.
+/// On a strand of its own, on which AcceptAll is spawned and the acceptor closed. Throws StartError.
 boost::asio::ip::tcp::acceptor Listen(boost::asio::io_context& io, const std::string& host,
                                       std::uint16_t port);
 /// Until the acceptor is closed.

@@ -50,7 +50,7 @@ tcp::acceptor Inherited(asio::io_context& io, int socket)
     sockaddr_storage at{};
     socklen_t bytes = sizeof at;
     boost::system::error_code error;
-    tcp::acceptor acceptor(io);
+    tcp::acceptor acceptor(asio::make_strand(io));
     if (::getsockname(socket, reinterpret_cast<sockaddr*>(&at), &bytes) != 0)
         throw StartError("cannot use the socket that was opened for us");
     acceptor.assign(at.ss_family == AF_INET6 ? tcp::v6() : tcp::v4(), socket, error);
@@ -201,7 +201,7 @@ std::string Relay::Fingerprint() const
 
 void Relay::Begin(std::function<void()> whenIdle)
 {
-    asio::co_spawn(mIo, Accept(), asio::detached);
+    asio::co_spawn(mAcceptor.get_executor(), Accept(), asio::detached);
     asio::co_spawn(mIo, WatchMemory(), asio::detached);
     if (whenIdle && mOptions.personal) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
     mDirectory.LoadMeetings();
@@ -288,7 +288,7 @@ void Relay::Stop()
 {
     if (mNetworkDoor) mNetworkDoor->Stop();
     mHttp->Stop();
-    asio::post(mIo, [this] {
+    asio::post(mAcceptor.get_executor(), [this] {
         boost::system::error_code ignored;
         mAcceptor.close(ignored);
     });

@@ -544,9 +544,8 @@ TEST_F(LinkTest, ARoadThatFallsSilentIsGivenUp)
     EXPECT_TRUE(alice->heard.empty() && bob->heard.empty());
 }
 
-/// Beyond grace the others see a leave and a join, the board is whole again, and nothing is sent twice.
 /// Its steady clocks stood still: nothing else would tell it for 15 seconds.
-TEST_F(LinkTest, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
+TEST_P(EachProtocol, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
 {
     StartPatientRelay();
     FaultProxy proxy(relay->Port());
@@ -580,6 +579,7 @@ TEST_F(LinkTest, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
     EXPECT_TRUE(bob->Until([&] { return bob->heard.back() == u"Alice:again"_s; }));
 }
 
+/// Beyond grace the others see a leave and a join, the board is whole again, and nothing is sent twice.
 TEST_F(LinkTest, ReturnsByItselfBeyondGrace)
 {
     FaultProxy proxy(relay->Port());  // this relay has no grace at all
