@@ -309,6 +309,35 @@ TEST_F(HttpRoads, AProxyIsAskedForATunnel)
     EXPECT_TRUE(alice->link->LastRefusal().contains(u"\"HTTP\""_s));  // what may get through instead
 }
 
+/// A service that says nothing but forewords, as fast as they are read: the link's thread has other things to
+/// do.
+TEST_F(HttpRoads, ForewordsWithoutEndHoldUpNobody)
+{
+    TemporaryFolder elsewhere;
+    PreparePrivateFolder(elsewhere.path);
+    const Identity identity = PrepareIdentity(elsewhere.path);
+    const auto tls = TlsContext::Server(identity.key, identity.certificate);
+    asio::io_context io;
+    tcp::acceptor acceptor(io, {asio::ip::address_v4::loopback(), 0});
+    const auto serve = [&]() -> asio::awaitable<void> {
+        std::string forewords;
+        for (int i = 0; i < 2000; ++i) forewords += "HTTP/1.1 100 Continue\r\n\r\n";
+        try {
+            TlsStream stream(co_await acceptor.async_accept(asio::use_awaitable), tls);
+            co_await stream.Handshake(Speaks::Either);
+            for (;;) co_await stream.Write(forewords);
+        } catch (const std::exception&) {
+            // the client has had enough
+        }
+    };
+    asio::co_spawn(io, serve(), asio::detached);
+    std::thread server([&] { io.run(); });
+    auto alice = Attendee(acceptor.local_endpoint().port(), tls->Fingerprint());
+    EXPECT_FALSE(alice->Login(u"Alice"_s));
+    alice.reset();  // ends its thread, so the stream and the server's
+    server.join();
+}
+
 TEST(HttpProxy, IsWhatTheSettingOrTheEnvironmentNames)
 {
     const struct {
