@@ -1544,6 +1544,71 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <comment>device</comment>
         <translation>%1 (nicht angeschlossen)</translation>
     </message>
+    <message>
+        <source>Replay: %1</source>
+        <translation>Abspielen: %1</translation>
+    </message>
+    <message>
+        <source>Place in the meeting</source>
+        <translation>Stelle in der Besprechung</translation>
+    </message>
+    <message>
+        <source>&amp;Back</source>
+        <translation>&amp;Zurück</translation>
+    </message>
+    <message>
+        <source>&amp;Forward</source>
+        <translation>&amp;Vor</translation>
+    </message>
+    <message>
+        <source>&amp;Take This Board Into the Meeting</source>
+        <translation>Dieses Whiteboard in die Besprechung &amp;übernehmen</translation>
+    </message>
+    <message>
+        <source>Everybody gets it as one picture, which one Undo takes away.</source>
+        <translation>Alle bekommen es als ein Bild, das einmal „Rückgängig“ wieder wegnimmt.</translation>
+    </message>
+    <message>
+        <source>Speed</source>
+        <translation>Tempo</translation>
+    </message>
+    <message>
+        <source>Speed; long pauses are shortened</source>
+        <translation>Tempo; lange Pausen werden verkürzt</translation>
+    </message>
+    <message>
+        <source>%1 of %2</source>
+        <comment>how many changes have happened</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reading the file: %1 %</source>
+        <translation>Die Datei wird gelesen: %1 %</translation>
+    </message>
+    <message>
+        <source>Part of the file is damaged or missing.</source>
+        <translation>Ein Teil der Datei ist beschädigt oder fehlt.</translation>
+    </message>
+    <message>
+        <source>&amp;Pause</source>
+        <translation>&amp;Pause</translation>
+    </message>
+    <message>
+        <source>&amp;Play</source>
+        <translation>&amp;Abspielen</translation>
+    </message>
+    <message>
+        <source>The board was taken into the meeting. Undo takes it away.</source>
+        <translation>Das Whiteboard ist in der Besprechung. „Rückgängig“ nimmt es wieder weg.</translation>
+    </message>
+    <message>
+        <source>Replay</source>
+        <translation>Abspielen</translation>
+    </message>
+    <message>
+        <source>&amp;Replay...</source>
+        <translation>Abs&amp;pielen...</translation>
+    </message>
 </context>
 <context>
     <name>Preferences</name>

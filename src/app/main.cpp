@@ -28,6 +28,7 @@
 #include "text/qt_line.h"
 #include "ui/fonts.h"
 #include "ui/frm_meeting.h"
+#include "ui/frm_replay.h"
 #include "ui/frm_splash.h"
 #include "ui/preferences/frm_preferences.h"
 #include "widgets/seen_frames.h"
@@ -92,6 +93,22 @@ int ShowPreferencesAlone(ProcessState& state, const QString& config)
         });
         QApplication::exit(shown ? 0 : 1);
     });
+    return QApplication::exec();
+}
+
+/// Without a meeting. Returns the exit code.
+int ShowReplayAlone(ProcessState& state, const QString& file)
+{
+    WhenAskedToEnd([] { QApplication::exit(0); });
+    try {
+        auto* player = new frmReplay(state, file);
+        QObject::connect(player, &QObject::destroyed, qApp, [] { QApplication::exit(0); });
+        player->show();
+    } catch (const std::exception& error) {
+        state.ports.prompts->Box(BoxIcon::Exclamation, QLatin1String(kAppTitle),
+                                 u"%1: %2"_s.arg(OneLine(file), OneLine(QString::fromUtf8(error.what()))));
+        return 1;
+    }
     return QApplication::exec();
 }
 
@@ -160,6 +177,7 @@ int main(int argc, char** argv)
         LogEvent(state, EventType::Warning,
                  u"\"Language\" names none that Quorvia has; the desktop's is used"_s);
     if (options.preferences) return ShowPreferencesAlone(state, options.config);
+    if (!options.meetingFile.isEmpty()) return ShowReplayAlone(state, options.meetingFile);
     std::unique_ptr<frmSplash> splash;
     std::unique_ptr<frmMeeting> meeting;
     LoginDialogs dialogs(state);

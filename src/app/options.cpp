@@ -1,6 +1,7 @@
 #include "app/options.h"
 
 #include <QCommandLineParser>
+#include <QUrl>
 
 #include "base/process_state.h"
 #include "base/version.h"
@@ -12,12 +13,14 @@ namespace {
 /// An invitation or a meeting file; what is wrong with one is said where it is used.
 void TakeWords(const QStringList& words, Options& options)
 {
-    const bool isLink = words.constFirst().startsWith(u"zephyl:"_s, Qt::CaseInsensitive);
-    const bool isFile = !isLink && words.constFirst().endsWith(u".zmeeting"_s, Qt::CaseInsensitive);
+    QString word = words.constFirst();
+    if (const QUrl url(word); url.isLocalFile()) word = url.toLocalFile();  // as desktops may hand files over
+    const bool isLink = word.startsWith(u"zephyl:"_s, Qt::CaseInsensitive);
+    const bool isFile = !isLink && word.endsWith(u".zmeeting"_s, Qt::CaseInsensitive);
     if (words.size() > 1 || (!isLink && !isFile))
         options.error = u"\"%1\" is no option."_s.arg(words.value(isLink || isFile ? 1 : 0));
     else
-        (isLink ? options.invitation : options.meetingFile) = words.constFirst();
+        (isLink ? options.invitation : options.meetingFile) = word;
 }
 
 }  // namespace

@@ -8,10 +8,11 @@ void BeginReplay(Board& board, WBHistory& history)
     history.Save(&board, 0, 0, {}, {});
 }
 
-void ApplyItem(Board& board, WBHistory& history, const meeting_file::Item& item,
+bool ApplyItem(Board& board, WBHistory& history, const meeting_file::Item& item,
                const PictureReader& pictures)
 {
-    if (const MarkPtr mark = MarkOf(item, pictures)) ApplyMark(board, history, mark);
+    const MarkPtr mark = MarkOf(item, pictures);
+    return mark && ApplyMark(board, history, mark).remembered;
 }
 
 Replayed ReplayAll(meeting_file::Reader& file, const PictureReader& pictures)

@@ -13,8 +13,9 @@ struct Replayed {
 
 /// Begins as a meeting does: a white board that is the history's first entry.
 void BeginReplay(Board& board, WBHistory& history);
-/// As an attendee's window applies it; what is damaged in a record is passed over as it is there.
-void ApplyItem(Board& board, WBHistory& history, const meeting_file::Item& item,
+/// As an attendee's window applies it; what is damaged in a record is passed over as it is there. True: the
+/// history has it, and shows what the board does.
+bool ApplyItem(Board& board, WBHistory& history, const meeting_file::Item& item,
                const PictureReader& pictures);
 
 /// Damaged pieces are left out.

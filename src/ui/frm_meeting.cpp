@@ -18,6 +18,7 @@
 #include "ui/fonts.h"
 #include "ui/frm_about.h"
 #include "ui/frm_export.h"
+#include "ui/frm_replay.h"
 #include "ui/invite.h"
 #include "ui/layout_rules.h"
 #include "ui/left_panel.h"
@@ -112,6 +113,7 @@ void frmMeeting::BuildMenus()
     connect(meeting.mnuLetIn, &QAction::triggered, this, [this] { mnuLetIn_Click(mState, this); });
     connect(meeting.mnuExport, &QAction::triggered, this,
             [this] { mnuExport_Click(mState, *mRecording, this); });
+    connect(meeting.mnuReplay, &QAction::triggered, this, [this] { mnuReplay_Click(mState); });
     connect(mnuPreferences, &QAction::triggered, this, [this] { mnuPreferences_Click(); });
     connect(meeting.mnuExit, &QAction::triggered, this, [this] { mEndProgram(); });
     menuBar()->addMenu(mnuTools);
@@ -247,6 +249,7 @@ void frmMeeting::mnuLogin_Click()
         mnuPreferences->setEnabled(false);  // which configuration is in use is just being chosen
         mMedia->AcrossMeetings([this] {
             mNewMeeting();
+            mRecording->Begin(mState.gMeetingCode, mState.ports.clock->Now());
             FillUsers();
             mChat->ReadTimesSetting();  // of the configuration that is in use now
         });

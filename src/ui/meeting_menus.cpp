@@ -29,10 +29,11 @@ MeetingMenu AddMeetingMenu(QMenuBar* bar)
     QAction* letIn = Entry(menu, "mnuLetIn", Ours::tr("&Let Others In..."));
     menu->addSeparator();
     QAction* exporting = Entry(menu, "mnuExport", Ours::tr("&Export..."));
+    QAction* replay = Entry(menu, "mnuReplay", Ours::tr("&Replay..."));
     menu->addSeparator();
     QAction* preferences = Entry(menu, "mnuPreferences", Ours::tr("&Preferences..."));
     menu->addSeparator();
-    return {login, invite, letIn, exporting, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
+    return {login, invite, letIn, exporting, replay, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
 }
 
 QAction* AddHelpMenu(QMenuBar* bar)

@@ -8,7 +8,7 @@ class QMenuBar;
 struct MeetingMenu {
     QAction* mnuLogin;
     QAction *mnuInvite, *mnuLetIn;
-    QAction* mnuExport;
+    QAction *mnuExport, *mnuReplay;
     QAction* mnuPreferences;
     QAction* mnuExit;
 };
