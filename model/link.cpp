@@ -29,7 +29,7 @@ void Link::Kill()
 {
     Disconnect();
     EndEntry();
-    mStream = 0, mEntries = 0, mHistory = {};
+    mStream = 0, mBoard = {};
 }
 
 /// What is left in the outbox is named to the user; it never goes into another entry.
@@ -38,7 +38,7 @@ void Link::EndEntry()
     std::vector<int> pending;
     for (const Pending& entry : mOutbox) pending.push_back(entry.item.id);
     if (mEntry) mWitness.Ends(mHandle, pending);
-    mOutbox.clear(), mEvents.clear(), mEntry.reset();
+    mOutbox.clear(), mEvents.clear(), mOwn.clear(), mEntry.reset();
 }
 
 void Link::Post(const Item& item, unsigned list)
@@ -61,7 +61,11 @@ void Link::Post(const Item& item, unsigned list)
             mOutbox.back().item.to = copy;
         }
     }
-    if (ChannelOf(item.kind) == Board) mHistory.Apply(item.kind, item.id);
+    if (ChannelOf(item.kind) != Board || item.kind == Kind::Pointer) return;
+    if (Is(Fault::OwnHandFirst))
+        mBoard.Apply(item.kind, item.id);
+    else
+        mOwn.push_back({item.id, 0, item.kind});
 }
 
 void Link::EndTurn()
@@ -72,22 +76,49 @@ void Link::EndTurn()
     if (all && (last.deliver ? !Is(Fault::SenderResolves) : Is(Fault::WhisperWidens))) last.item.to = 0;
     last.item.number = ++mNumbers[ChannelOf(last.item.kind)];
     last.state = State::Waiting;
+    for (Own& own : mOwn)
+        if (own.id == last.item.id) own.number = last.item.number;
 }
 
 bool Link::Take(unsigned most)
 {
     bool any = false;
     for (; most > 0 && !mEvents.empty(); --most, any = true) {
-        const auto [item, shown] = mEvents.front();
+        const Event event = mEvents.front();
         mEvents.pop_front();
-        const Channel channel = ChannelOf(item.kind);
-        mEntry->cursor[channel] = std::max(mEntry->cursor[channel], item.sequence);
-        if (!shown) continue;
-        mWitness.Takes(mHandle, item);
-        if (channel == Board) mHistory.Apply(item.kind, item.id);
+        const Channel channel = ChannelOf(event.item.kind);
+        mEntry->cursor[channel] = std::max(mEntry->cursor[channel], event.item.sequence);
+        Apply(event);
     }
     if (any && mPhase == Phase::Seated) Send({.say = Say::Read, .cursor = mEntry->cursor});
     return any;
+}
+
+void Link::Apply(const Event& event)
+{
+    const Item& item = event.item;
+    if (event.what == What::Shown) {
+        mWitness.Takes(mHandle, item);
+        if (ChannelOf(item.kind) == Board) mBoard.Apply(item.kind, item.id);
+    } else if (event.what == What::Placed || event.what == What::Passed) {
+        // What has none by now was trimmed away behind a later CLEAR, or refused.
+        std::erase_if(mOwn, [&](const Own& own) { return own.number && own.number < item.number; });
+        const bool here = !mOwn.empty() && mOwn.front().number == item.number;
+        if (here && event.what == What::Placed) mBoard.Apply(mOwn.front().kind, mOwn.front().id);
+        if (here)
+            mOwn.erase(mOwn.begin());
+        else if (Is(Fault::OwnPlaceTwice) && event.what == What::Placed)
+            mBoard.Apply(item.kind, item.id);
+    } else if (event.what == What::Lost && !Is(Fault::OwnRefusedStays)) {
+        std::erase_if(mOwn, [&](const Own& own) { return own.number == item.number; });
+    }
+}
+
+History Link::Drawn() const
+{
+    History shown = mBoard;
+    for (const Own& own : mOwn) shown.Apply(own.kind, own.id);
+    return shown;
 }
 
 // --- the connection ---
@@ -161,7 +192,7 @@ void Link::Receive(const Message& m)
     if (m.say == Say::Skipped) {
         if (m.upTo > mEntry->received[Talk]) mWitness.IsTold(mHandle, Talk, m.upTo);  // else it has it all
         mEntry->received[Talk] = std::max(mEntry->received[Talk], m.upTo);
-        mEvents.push_back({{.sequence = m.upTo, .kind = Kind::Line}, false});
+        mEvents.push_back({{.sequence = m.upTo, .kind = Kind::Line}});
         return Hold(m.attendees);
     }
     std::erase_if(mOutbox, [&](const Pending& entry) {
@@ -170,6 +201,8 @@ void Link::Receive(const Message& m)
             return entry.state == State::Sent && entry.item.number <= m.numbers[channel];
         const bool refused = channel == ChannelOf(m.item.kind) && entry.item.number == m.item.number;
         if (refused) mWitness.Refused(mHandle, entry.item.id);
+        if (refused && channel == Board)
+            mEvents.push_back({{.number = entry.item.number, .kind = Kind::Pointer}, What::Lost});
         return refused;
     });
 }
@@ -181,7 +214,7 @@ void Link::OnPlace(const Message& place)
         mEntry->ownBefore = mNumbers[Board];
         mEntry->received = place.cursor;
         mEntry->held = place.attendees;
-        if (mEntries++ > 0) mHistory.Apply(Kind::Clear, 0);
+        if (!Is(Fault::OldBoardStays)) mBoard = {};
         mWitness.Begins(mHandle, place.meeting);
     } else if (place.seat != mEntry->seat) {  // returned after the seat had gone
         if (!Is(Fault::ReturnGapUnstated)) {
@@ -210,12 +243,26 @@ void Link::Hold(unsigned attendees)
 
 void Link::OnItem(const Item& item)
 {
+    if (item.stream == mStream && item.number > mEntry->ownBefore) return OnOwn(item);
     const bool isNew = IsNew(item);
     Sequence& received = mEntry->received[ChannelOf(item.kind)];
     received = std::max(received, item.sequence);
     if (isNew && item.kind == Kind::Came) Hold(mEntry->held | 1u << item.from);
     if (isNew && item.kind == Kind::Went) Hold(mEntry->held & ~(1u << item.from));
-    mEvents.push_back({item, isNew && item.kind != Kind::Came && item.kind != Kind::Went});
+    const bool shown = isNew && item.kind != Kind::Came && item.kind != Kind::Went;
+    mEvents.push_back({item, shown ? What::Shown : What::Nothing});
+}
+
+/// Where an item of this entry stands among the others'. Sent again, it only moves the cursor.
+void Link::OnOwn(const Item& item)
+{
+    Sequence& received = mEntry->received[ChannelOf(item.kind)];
+    received = std::max(received, item.sequence);
+    const bool isNew = item.number > mEntry->placed || Is(Fault::OwnPlaceTwice);
+    mEntry->placed = std::max(mEntry->placed, item.number);
+    const What what = !isNew ? What::Nothing : item.passed ? What::Passed : What::Placed;
+    if (Is(Fault::OwnPlaceOvertakes)) return Apply({item, what});
+    mEvents.push_back({item, what});
 }
 
 /// What a sender says is dropped by the sender's number, what the relay says by its sequence. Of the own
@@ -224,7 +271,6 @@ bool Link::IsNew(const Item& item)
 {
     const Channel channel = ChannelOf(item.kind);
     if (item.stream == 0) return item.sequence > mEntry->received[channel] || Is(Fault::SaidTwice);
-    if (item.stream == mStream && item.number > mEntry->ownBefore) return false;
     Sequence& highest = mEntry->highest[item.stream][channel];
     const bool isNew = item.number > highest || Is(Fault::LinkTakesTwice);
     highest = std::max(highest, item.number);

@@ -34,8 +34,9 @@ public:
     bool Wants() const { return bool(mEntry); }
     bool Empty() const { return mOutbox.empty() && mEvents.empty(); }
     unsigned Held() const { return mEntry ? mEntry->held : 0; }
-    const History& Drawn() const { return mHistory; }
-    bool FirstEntry() const { return mEntries == 1; }  // of this process
+    /// What the board shows: as the log has it, and above that what has no place in it yet.
+    History Drawn() const;
+    bool AllPlaced() const { return mOwn.empty(); }
 
 private:
     enum class Phase { Idle, LoggingIn, Entering, Resuming, Seated };
@@ -46,16 +47,18 @@ private:
         bool deliver;
         State state;
     };
+    enum class What { Nothing, Shown, Placed, Passed, Lost };  // Nothing: only moves the cursor
     struct Event {
         Item item;
-        bool shown;
-    };  // not shown: only moves the cursor
+        What what = What::Nothing;
+    };
     struct Entry {
         int meeting = 0, seat = 0;  // 0: the user's own Enter is still on its way
         bool create = false;
         std::uint64_t token = 0;
         Cursor cursor{}, received{};              // taken by the user interface; by the link
         std::map<std::uint64_t, Cursor> highest;  // own numbers, by stream
+        Sequence placed = 0;     // board number of the own stream up to which places have come
         Sequence ownBefore = 0;  // board number the own stream had reached when the user entered
         unsigned held = 0;       // attendees
     };
@@ -78,11 +81,19 @@ private:
     Phase mPhase = Phase::Idle;
     std::uint64_t mStream = 0;
     Cursor mNumbers{};  // last own numbers used, by channel; never restart
-    int mCall = 0, mEntries = 0;
+    int mCall = 0;
     std::optional<Entry> mEntry;
     std::deque<Pending> mOutbox;
     std::deque<Event> mEvents;
-    History mHistory;
+    void OnOwn(const Item& item);
+    void Apply(const Event& event);
+    History mBoard;  // as the log has it
+    struct Own {
+        int id;
+        std::uint64_t number;  // 0: not yet numbered
+        Kind kind;
+    };
+    std::vector<Own> mOwn;  // drawn here, without a place yet
 };
 
 }  // namespace model

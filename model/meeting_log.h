@@ -40,6 +40,8 @@ struct Seat {
     // Not in the file.
     Connection* connection = nullptr;
     Cursor sent{}, told{};
+    Sequence ownAt = 0,
+             ownUpTo = 0;  // the end of the board when the place was given, and the own number there
     Sequence placeAt = 0;  // presence up to here stood in the list of attendees
 };
 

@@ -41,6 +41,13 @@ enum class Fault {
     NoGraceAfterKill,
     SeatEndUnsynced,
     LoginFencesNot,
+    OwnHandFirst,
+    OwnPlaceNotSentAgain,
+    OwnPlaceTwice,
+    OwnPlaceOvertakes,
+    OwnTrimmedWaits,
+    OwnRefusedStays,
+    OldBoardStays,
     Count
 };
 
@@ -53,6 +60,8 @@ struct Item {
     unsigned to = 0;  // up: the list; in the log: who had a seat when it was appended
     bool everyone = false;
     bool bad = false;  // the relay refuses it; in the log: the mark that it did
+    bool passed =
+        false;  // down: only says that what its sender numbered up to here has its place, or is gone
 };
 inline Channel ChannelOf(Kind kind)
 {

@@ -104,6 +104,7 @@ void Relay::Occupy(Seat& seat, Connection& connection, std::uint64_t oldToken)
 Message Relay::Place(Say say, int call, Seat& seat)
 {
     seat.sent = seat.cursor, seat.told = {}, seat.placeAt = mEnd[Talk];
+    seat.ownAt = mEnd[Board], seat.ownUpTo = mHave[seat.stream][Board];
     return {.say = say,
             .call = call,
             .token = seat.newToken,
@@ -207,8 +208,11 @@ void Relay::SayPresence(Kind kind, int handle)
 bool Relay::Wants(const Seat& seat, const Item& item) const
 {
     const bool earlier = ChannelOf(item.kind) == Board && item.sequence <= seat.enteredAt;
-    if (item.bad || (item.stream == seat.stream && (!earlier || Is(Fault::OwnEarlierMissing)))) return false;
+    if (item.bad || (item.stream == seat.stream && earlier && Is(Fault::OwnEarlierMissing))) return false;
     if (earlier) return KeptForAll(item);
+    if (item.stream == seat.stream)  // of the board only its place
+        return ChannelOf(item.kind) == Board &&
+               !(Is(Fault::OwnPlaceNotSentAgain) && item.sequence <= seat.ownAt);
     const bool presence = item.kind == Kind::Came || item.kind == Kind::Went;
     if (presence && item.sequence <= seat.placeAt && !Is(Fault::PresenceReplayed)) return false;
     return item.to >> seat.handle & 1;
@@ -227,6 +231,14 @@ bool Relay::Write(Connection& connection, Channel channel)
     auto next = std::upper_bound(entries.begin(), entries.end(), seat->sent[channel],
                                  [](Sequence at, const Item& item) { return at < item.sequence; });
     next = std::find_if(next, entries.end(), [&](const Item& item) { return Wants(*seat, item); });
+    const bool passed = next == entries.end() || next->sequence > seat->ownAt;
+    if (channel == Board && passed && seat->ownUpTo) {
+        Item item{
+            .from = seat->handle, .stream = seat->stream, .number = seat->ownUpTo, .kind = Kind::Pointer};
+        item.sequence = seat->ownAt, item.passed = true;
+        seat->ownUpTo = 0;
+        if (!Is(Fault::OwnTrimmedWaits)) return connection.SendDown({.say = Say::Item, .item = item}), true;
+    }
     if (next == entries.end()) return false;
     seat->sent[channel] = next->sequence;
     connection.SendDown({.say = Say::Item, .item = *next});

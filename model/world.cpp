@@ -33,8 +33,7 @@ void World::Apply(const Operation& operation)
     const unsigned amount = operation.amount;
     switch (operation.act) {
         case Act::Join:
-            if (!link.Wants()) mCrossed &= ~(1u << who);
-            mDrawing |= 1u << who, mCatchingUp |= 1u << who;
+            if (!link.Wants()) mReordered &= ~(1u << who);
             return link.Join(operation.how & 1, operation.how & 2, ++mStreams);
         case Act::Leave: return link.Leave();
         case Act::KillClient: return link.Kill();
@@ -54,7 +53,7 @@ void World::Apply(const Operation& operation)
         case Act::SeatOver: return mRelay.GraceOver(who), mRelay.SeatOver(who);
         case Act::KillRelay: CutAll(); return mRelay.Kill();
         case Act::PowerCut:
-            if (mDrawing) mCrossed = ~0u;
+            if (mUnsafe) mReordered = ~0u;
             CutAll();
             return mRelay.PowerCut(amount, operation.how, operation.list);
         case Act::Notice: return mRelay.Notice();
@@ -70,12 +69,9 @@ void World::Post(const Operation& operation)
     for (unsigned i = 0; i <= operation.amount; ++i) {
         const bool bad = operation.how == 0 && i == 0;
         Item item{.kind = operation.kind, .bad = bad};
-        // A refused stroke stays on its sender's board alone; a list is drawn by some only.
-        if (ChannelOf(item.kind) == Board && (bad || list)) item.kind = Kind::Pointer;
-        if (KeptForAll({.kind = item.kind, .everyone = true})) {
-            if ((mDrawing & ~self) || (mCatchingUp & self)) mCrossed |= mDrawing | self;
-            mDrawing |= self;
-        }
+        // A list would be drawn by some only.
+        if (ChannelOf(item.kind) == Board && list) item.kind = Kind::Pointer;
+        mUnsafe = mUnsafe || ChannelOf(item.kind) == Board;
         item.id = mWitness.Posts(who, item.kind, list, bad);
         mLinks[std::size_t(who)].Post(item, list);
     }
@@ -150,17 +146,20 @@ void World::Settle()
         if (!link.Empty()) mWitness.Breaks("something stays in the outbox of " + std::to_string(who));
     }
     CheckBoards();
-    mDrawing = mCatchingUp = 0;
+    mUnsafe = false;
 }
 
-/// Who came late has the history of one who saw everything, though the log was trimmed.
+/// Everybody has the history of one who saw everything, though some drew across each other, some came late,
+/// and the log was trimmed.
 void World::CheckBoards()
 {
     History whole;
     for (const Item& item : mRelay.Log().everything) whole.Apply(item.kind, item.id);
     for (int who = 0; who < kClients; ++who) {
         const Link& link = mLinks[std::size_t(who)];
-        if (!mWitness.In(who) || !link.FirstEntry() || (mCrossed >> who & 1)) continue;
+        if (!mWitness.In(who)) continue;
+        if (!link.AllPlaced()) mWitness.Breaks("own strokes without a place at " + std::to_string(who));
+        if (mReordered >> who & 1) continue;
         if (!(link.Drawn() == whole)) mWitness.Breaks("another history at client " + std::to_string(who));
     }
 }

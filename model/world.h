@@ -28,9 +28,10 @@ private:
     std::vector<Link> mLinks;
     std::vector<std::unique_ptr<Connection>> mConnections;
     std::uint64_t mStreams = 0;
-    // Who draws while others' strokes are on their way, or while catching up, has an order of the own: the
-    // own hand comes first, by design. Such histories are not compared.
-    unsigned mDrawing = 0, mCatchingUp = 0, mCrossed = 0;
+    // What a power cut takes from the log's end comes again under higher numbers. Who had seen it has it
+    // where it was, until the user enters anew: such histories are not compared.
+    bool mUnsafe = false;  // something was drawn since all was safe
+    unsigned mReordered = 0;
 };
 
 /// What is wrong after these operations and a rest; empty: nothing.

@@ -36,8 +36,9 @@ TEST(MessagePath, LosesDoublesAndReordersNothing)
 
 TEST(MessagePath, FaultsAreFoundByChance)
 {
-    const Fault rare[] = {Fault::None, Fault::TrimUnsynced, Fault::TrimIgnoresUndo, Fault::SeatEndUnsynced,
-                          Fault::LoginFencesNot};
+    const Fault rare[] = {
+        Fault::None,           Fault::TrimUnsynced,   Fault::TrimIgnoresUndo, Fault::SeatEndUnsynced,
+        Fault::LoginFencesNot, Fault::OwnTrimmedWaits};
     for (int fault = 0; fault < int(Fault::Count); ++fault) {
         if (std::count(std::begin(rare), std::end(rare), Fault(fault))) continue;
         std::uint64_t seed = 1;
@@ -73,6 +74,8 @@ TEST(MessagePath, RareFaultsAreFoundByPlaying)
     const Play late{join0,         settle,      join1,         up(1, 9, 1), down(1, 9, 1), cut(1, 8, 8),
                     down(1, 9),    up(1, 9, 1), down(1, 9, 1), up(1, 9, 1), sync,          sync,
                     down(1, 9, 1), lines,       up(0, 9),      up(1, 9)};
+    const Play wiped{join0,       join1,      settle, draw(0, 1), up(0, 9), cut(0), post(1, Kind::Clear),
+                     draw(1, 25), up(1, 100), sync,   sync,       settle};
     const struct {
         Fault fault;
         const char* story;
@@ -83,6 +86,8 @@ TEST(MessagePath, RareFaultsAreFoundByPlaying)
         {Fault::TrimIgnoresUndo, "an UNDO brings back what stood before the CLEAR", undone},
         {Fault::SeatEndUnsynced, "a power cut revives a seat that was over, behind a line that left it out",
          revived},
+        {Fault::OwnTrimmedWaits, "a stroke is wiped and trimmed away before its sender learns its place",
+         wiped},
         {Fault::LoginFencesNot, "an Enter that was given up arrives behind the one that replaced it", late},
     };
     for (const auto& row : rows) {
