@@ -243,7 +243,7 @@ void Link::Hold(unsigned attendees)
 
 void Link::OnItem(const Item& item)
 {
-    if (item.stream == mStream && item.number > mEntry->ownBefore) return OnOwn(item);
+    if (item.passed || (item.stream == mStream && item.number > mEntry->ownBefore)) return OnOwn(item);
     const bool isNew = IsNew(item);
     Sequence& received = mEntry->received[ChannelOf(item.kind)];
     received = std::max(received, item.sequence);

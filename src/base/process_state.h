@@ -15,6 +15,7 @@ class MeetingScreens;
 class WBHistory;
 class MarkSink;
 class PictureReader;
+class SharedBoard;
 class CameraPort;
 class WindowsPort;
 class CompanionPort;
@@ -66,7 +67,8 @@ struct ProcessState {
     bool gUseLocalKey = false;
 
     bool gWBApplyingRemote = false;        // a received record is applied, or the window loads
-    std::shared_ptr<WBHistory> gWBBuffer;  // whiteboard/history.h; outlives "New Meeting..."
+    std::shared_ptr<WBHistory> gWBBuffer;  // whiteboard/history.h; of the meeting that the user is in
+    std::shared_ptr<SharedBoard> gShared;  // whiteboard/own_work.h; the log's board beneath the own work
     MarkSink* gMarkSink = nullptr;         // whiteboard/mark_sink.h; null: nobody keeps the meeting
 
     std::unique_ptr<FrameEncoder> gFrameEncoder;  // holds the JPEG quality; null before InitDIB

@@ -89,6 +89,21 @@ public:
     virtual void LinesAccepted(quint64 /*upTo*/) {}
     /// Ours: this own line reaches nobody: it was refused, or the meeting ended before it was accepted.
     virtual void LineLost(quint64 /*line*/) {}
+
+    // Ours, of the board, in order with what others do there. Numbers as LastBoardPost gives them.
+    /// The user entered a meeting: its board follows from the beginning, on white. Own posts up to this
+    /// number belonged to another one.
+    virtual void BoardBegins(quint64 /*ownUpTo*/) {}
+    /// This own post stands here in everybody's order. What was posted before it and has no place by now
+    /// never gets one: it was refused, or has been wiped for everybody.
+    virtual void OwnPlaced(quint64 /*post*/) {}
+    /// Of own posts up to this number, what has no place by now never gets one.
+    virtual void OwnPassed(quint64 /*upTo*/) {}
+    /// This own post reaches nobody: it was refused, or the meeting ended first.
+    virtual void OwnLost(quint64 /*post*/) {}
+    /// The connection came back to a service that gives no places: what waits for one is taken to stand here,
+    /// and PlacesOwn() is false from now on.
+    virtual void OwnPlacesEnd() {}
 };
 
 /// Which service a session is at, for others who are to come there.
@@ -170,6 +185,15 @@ public:
     /// While an event of the board is delivered that happened before the user entered: how long ago, counted
     /// by the service's clock alone; zero where that is not known. None: it happens now.
     virtual std::optional<std::chrono::milliseconds> EventAge() const { return std::nullopt; }
+    /// While an event of the board is delivered: its place in the meeting's log. 0: it has none, or it is not
+    /// known.
+    virtual quint64 EventSequence() const { return 0; }
+    /// Whether own posts of the board get a place among the others' by an event. False: nobody says, and they
+    /// count where they were drawn.
+    virtual bool PlacesOwn() const { return false; }
+    /// The number of the newest post to the board that was handed over to go to others or to be kept; as
+    /// LastLine has it for lines. Asking ends the post.
+    virtual quint64 LastBoardPost() { return 0; }
     /// Much is waiting to be sent: whoever begins something new to send should wait. Sending still works
     /// until the outbox is full; then it throws.
     virtual bool SendingIsTight() const { return false; }

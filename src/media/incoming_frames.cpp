@@ -1,14 +1,14 @@
 #include "media/incoming_frames.h"
 
 #include <QImage>
+#include <optional>
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "messaging/record_kinds.h"
-#include "whiteboard/apply_mark.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
-#include "whiteboard/history.h"
+#include "whiteboard/own_work.h"
 
 using namespace Qt::StringLiterals;
 
@@ -26,12 +26,13 @@ QRect ToQRect(const CRect& rect)
     return {rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top};
 }
 
-void WipeAndNote(Board& board, std::map<QString, CRect>& rects, const QString& handle, const CRect& now)
+/// What of the last one is to be wiped; nothing to see of it where the new one covers all.
+std::optional<QRect> NoteRect(std::map<QString, CRect>& rects, const QString& handle, const CRect& now)
 {
     const auto [entry, isNew] = rects.try_emplace(handle);
-    const QRect last = ToQRect(entry->second);  // nothing to see of the wiping where the new one covers all
-    if (!isNew && !ToQRect(now).contains(last)) board.Fill(last, kWhite);
+    const QRect last = ToQRect(entry->second);
     entry->second = now;
+    return isNew || ToQRect(now).contains(last) ? std::nullopt : std::optional(last);
 }
 
 void TraceFrame(ProcessState& state, const QString& handle, const CRect& rect, qint32 frameType)
@@ -51,16 +52,21 @@ void ShowFrame(ProcessState& state, const QString& handle, const PicturePtr& fra
 {
     const Pixels& pixels = frame->pixels;
     BoardScreen& screen = state.gMeetingForm->Board();
-    Board& board = screen.Image();
+    SharedBoard& shared = SharedOf(state);
     const CRect rect{x, x + pixels.width, y, y + pixels.height};
-    if (auto* rects = RectsFor(state, frameType)) WipeAndNote(board, *rects, handle, rect);
     if (frameType == kFrameWhiteboard) {
-        const QDateTime when = EventTime(state);
-        ShowLastModified(state, handle, when);
-        ApplyMark(board, HistoryOf(state), std::make_shared<Mark>(Mark{{}, frame, {x, y}, handle, when}));
+        const MarkPtr mark = MarkOf(state, handle, {}, frame, {x, y});
+        NoteChange(state, handle, mark->when);
+        shared.Take(mark);
         ShowSteps(state);
+        if (shared.Due()) screen.SettleSoon();
     } else {
-        board.Paint(AsImage(pixels), {x, y});
+        auto* rects = RectsFor(state, frameType);
+        const auto wiped = rects ? NoteRect(*rects, handle, rect) : std::nullopt;
+        shared.PaintLive([&](Board& board) {
+            if (wiped) board.Fill(*wiped, kWhite);
+            board.Paint(AsImage(pixels), {x, y});
+        });
     }
     screen.RefreshPicture(pixels, {x, y});
     TraceFrame(state, handle, rect, frameType);

@@ -121,7 +121,8 @@ QStringList frmExport::Write(const QString& name) const
         return {name};
     }
     const Boards which = optHistory->isChecked() ? Boards::AllOfTheHistory : Boards::AsItStands;
-    return SaveBoardFiles(name, BoardFiles(mState.gMeetingForm->Board().Image(), *mState.gWBBuffer, which,
+    const WBHistory& history = SharedOf(mState).History();
+    return SaveBoardFiles(name, BoardFiles(mState.gMeetingForm->Board().Image(), history, which,
                                            BoardFormat(cboFormat->currentData().toInt()), mState.gMeetingCode,
                                            *mState.ports.pictures));
 }

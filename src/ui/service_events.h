@@ -8,6 +8,7 @@
 #include "contract/messenger_service.h"
 #include "messaging/dispatch.h"
 #include "ui/missing_script.h"
+#include "whiteboard/own_work.h"
 
 class AttendeeList;
 class ChatView;
@@ -28,6 +29,11 @@ public:
     void LinkChanged(const LinkState& link) override;
     void LinesAccepted(quint64 upTo) override;
     void LineLost(quint64 number) override;
+    void BoardBegins(quint64 ownUpTo) override { ::BoardBegins(mState, ownUpTo); }
+    void OwnPlaced(quint64 post) override { OwnBecame(mState, OwnFate::Placed, post); }
+    void OwnPassed(quint64 upTo) override { OwnBecame(mState, OwnFate::Passed, upTo); }
+    void OwnLost(quint64 post) override { OwnBecame(mState, OwnFate::Lost, post); }
+    void OwnPlacesEnd() override { OwnBecame(mState, OwnFate::AllPlaced, 0); }
 
 private:
     void mZUM_NewMessage(const QString& fromHandle, const QString& message);

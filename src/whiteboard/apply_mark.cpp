@@ -82,12 +82,6 @@ std::optional<FieldError> DrawRecord(Board& board, const TaggedPayload& record,
     return {};
 }
 
-void Step(Board& board, WBHistory& history, Draws way)
-{
-    way == Draws::Undo ? history.StepBack() : history.StepForward();
-    history.Show(history.Index(), board);
-}
-
 void LetGo(void* owner)
 {
     delete static_cast<std::shared_ptr<const void>*>(owner);
@@ -100,6 +94,13 @@ Draws WhatDraws(QStringView record)
 }
 
 }  // namespace
+
+void StepIn(WBHistory& history, const Mark& mark)
+{
+    const Draws what = mark.picture ? Draws::Change : WhatDraws(mark.record);
+    if (what == Draws::Undo) history.StepBack();
+    if (what == Draws::Redo) history.StepForward();
+}
 
 bool IsMark(QStringView record)
 {
@@ -136,27 +137,29 @@ void NoteDrawn(WBHistory& history, const Board& board, const MarkPtr& mark)
     history.AddMark({kept, board.FontName()});
 }
 
+std::optional<FieldError> DrawMark(Board& board, const Mark& mark, const std::function<void()>& between)
+{
+    if (mark.picture) {
+        board.Paint(AsImage(mark.picture->pixels), mark.at);
+        return {};
+    }
+    const auto record = FindRecord(mark.record);
+    return record ? DrawRecord(board, *record, between) : std::nullopt;
+}
+
 Applied ApplyMark(Board& board, WBHistory& history, const MarkPtr& mark, const std::function<void()>& between)
 {
-    Applied applied;
-    if (mark->picture) {
-        board.Paint(AsImage(mark->picture->pixels), mark->at);
-    } else {
-        const auto record = FindRecord(mark->record);
-        const Draws what = WhatDraws(mark->record);
-        if (!record || what == Draws::Nothing) return {};
-        if (what == Draws::Undo || what == Draws::Redo) {
-            Step(board, history, what);
-            return {true, {}};
-        }
-        applied.error = DrawRecord(board, *record, between);
-        if (applied.error) {
-            if (record->kind == RecordKind::Pen) NoteDrawn(history, board, mark);  // its whole segments
-            return applied;
-        }
+    const Draws what = mark->picture ? Draws::Change : WhatDraws(mark->record);
+    if (what == Draws::Nothing) return {};
+    if (what == Draws::Undo || what == Draws::Redo) {
+        StepIn(history, *mark);
+        history.Show(history.Index(), board);
+        return {true, {}};
     }
-    NoteDrawn(history, board, mark);
+    const auto error = DrawMark(board, *mark, between);
+    const bool drew = !error || FindRecord(mark->record)->kind == RecordKind::Pen;  // its whole segments
+    if (drew) NoteDrawn(history, board, mark);
+    if (error) return {false, error};
     history.Save(&board, 0, 0, mark->author, mark->when);
-    applied.remembered = true;
-    return applied;
+    return {true, {}};
 }

@@ -27,6 +27,11 @@ struct Applied {
 Applied ApplyMark(Board& board, WBHistory& history, const MarkPtr& mark,
                   const std::function<void()>& between = {});
 
+/// Moves the history's index as an undo or redo does; others do nothing.
+void StepIn(WBHistory& history, const Mark& mark);
+/// Draws what `mark` draws by itself, remembering nothing; undo and redo do nothing then.
+std::optional<FieldError> DrawMark(Board& board, const Mark& mark, const std::function<void()>& between = {});
+
 /// Notes in `history` a mark that is on its board already, for the entry that is saved next: what the tools
 /// draw while the user does.
 void NoteDrawn(WBHistory& history, const Board& board, const MarkPtr& mark);

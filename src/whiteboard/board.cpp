@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 #include "text/text_rules.h"
@@ -34,11 +36,39 @@ void CopyRows(QImage& to, const QImage& from, QPoint at, const QRect& area)
         std::memcpy(to.scanLine(y) + toLeft, from.constScanLine(y - at.y()) + fromLeft, bytes);
 }
 
+/// One row of a tile, what is on top premultiplied.
+void LayOver(QRgb* row, const QRgb* top)
+{
+    for (int x = 0; x < kTileSide; ++x) {
+        const int through = 255 - qAlpha(top[x]);
+        if (through == 255) continue;
+        const auto mix = [through](int over, int under) { return over + (under * through + 127) / 255; };
+        row[x] = through == 0 ? top[x]
+                              : qRgb(mix(qRed(top[x]), qRed(row[x])), mix(qGreen(top[x]), qGreen(row[x])),
+                                     mix(qBlue(top[x]), qBlue(row[x])));
+    }
+}
+
 }  // namespace
 
 QRect TileRect(int tile)
 {
     return QRect(tile % kTilesAcross * kTileSide, tile / kTilesAcross * kTileSide, kTileSide, kTileSide);
+}
+
+QRegion RegionOf(const TileSet& tiles)
+{
+    QRegion region;
+    for (int row = 0; row < kTilesDown; ++row) {
+        for (int column = 0; column < kTilesAcross; ++column) {
+            int end = column;
+            while (end < kTilesAcross && tiles[std::size_t(row * kTilesAcross + end)]) ++end;
+            if (end == column) continue;
+            region += QRect(column * kTileSide, row * kTileSide, (end - column) * kTileSide, kTileSide);
+            column = end;
+        }
+    }
+    return region;
 }
 
 TileSet TilesOf(const QRegion& area)
@@ -61,6 +91,25 @@ Board::Board() : mImage(kBoardWidth, kBoardHeight, QImage::Format_RGB32), mFontN
     Clear();
 }
 
+/// Of memory that costs nothing before it is drawn on.
+Board Board::Transparent()
+{
+    Board board;
+    void* const zeroes = std::calloc(std::size_t(kBoardWidth) * kBoardHeight, sizeof(QRgb));
+    if (!zeroes) throw std::bad_alloc();
+    board.mImage = QImage(static_cast<uchar*>(zeroes), kBoardWidth, kBoardHeight,
+                          QImage::Format_ARGB32_Premultiplied, std::free, zeroes);
+    board.mImage.setDotsPerMeterX(kDotsPerMeter);
+    board.mImage.setDotsPerMeterY(kDotsPerMeter);
+    board.mTouched.reset();
+    return board;
+}
+
+void Board::Clip(QPainter& painter) const
+{
+    if (!mClip.isEmpty()) painter.setClipRegion(mClip, Qt::IntersectClip);
+}
+
 QString Board::Checksum() const
 {
     constexpr quint64 kStart = 0xcbf29ce484222325u, kPrime = 0x100000001b3u;
@@ -80,6 +129,7 @@ void Board::Draw(std::span<const Segment> segments, int width)
     if (segments.empty()) return;
     const int drawn = DrawnWidth(width);
     QPainter painter(&Settled());
+    Clip(painter);
     quint32 colour = segments.front().colour;
     painter.setPen(BoardPen(colour, drawn));
     for (Segment s : segments) {
@@ -97,6 +147,7 @@ void Board::Draw(const ShapeRecord& shape)
 {
     const int width = DrawnWidth(shape.width);
     QPainter painter(&Settled());
+    Clip(painter);
     painter.setPen(BoardPen(shape.colour, width));
     const int margin = width / 2 + 2;
     for (const QRectF& part : ShapeOf(shape.kind).draw(painter, shape))
@@ -110,16 +161,24 @@ void Board::Draw(const TextRecord& text)
     const TextPlace place = SetText(painter, text);
     mFontName = text.look.fontName;
     painter.setClipRect(place.area);
+    Clip(painter);
     painter.drawText(place.base, place.line);
     Mark(place.area);
 }
 
 void Board::Clear()
 {
-    mLaid.clear();
-    mImage.fill(ToRgb(kWhite));
+    if (mClip.isEmpty()) {
+        mLaid.clear();
+        mImage.fill(ToRgb(kWhite));
+    } else {
+        QPainter painter(&Settled());
+        Clip(painter);
+        painter.fillRect(mImage.rect(), QColor(ToRgb(kWhite)));
+    }
     mUnsaved.set();
     mUnshown.set();
+    mTouched.set();
 }
 
 void Board::Fill(const QRect& rect, quint32 colour)
@@ -133,10 +192,13 @@ void Board::Paint(const QImage& picture, QPoint at)
 {
     if (picture.isNull()) throw std::runtime_error("there is no picture to paint");
     const QRect place(at, picture.size());
-    if (picture.format() == mImage.format())
+    if (picture.format() == mImage.format()) {
         Lay(picture, at);
-    else
-        QPainter(&Settled()).drawImage(place, picture);  // a rectangle: own size at any scale
+    } else {
+        QPainter painter(&Settled());
+        Clip(painter);
+        painter.drawImage(place, picture);  // a rectangle: own size at any scale
+    }
     MarkArea(place & mImage.rect());
 }
 
@@ -149,6 +211,34 @@ void Board::PutTile(int tile, const QRgb* pixels)
         std::memcpy(to, pixels + row * kTileSide, kTileSide * sizeof(QRgb));
     }
     mUnshown.set(std::size_t(tile));
+    mTouched.set(std::size_t(tile));
+}
+
+bool Board::TakeTile(int tile, const Board& from, const Board* ink)
+{
+    const QRect place = TileRect(tile);
+    QImage& image = Settled();
+    const QImage &source = from.Settled(), *over = ink ? &ink->Settled() : nullptr;
+    const std::size_t left = std::size_t(place.left()) * sizeof(QRgb), bytes = kTileSide * sizeof(QRgb);
+    bool differs = false;
+    for (int y = place.top(); y <= place.bottom(); ++y) {
+        QRgb row[kTileSide];
+        std::memcpy(row, source.constScanLine(y) + left, bytes);
+        if (over) LayOver(row, reinterpret_cast<const QRgb*>(over->constScanLine(y) + left));
+        uchar* const to = image.scanLine(y) + left;
+        if (std::memcmp(to, row, bytes) == 0) continue;
+        std::memcpy(to, row, bytes);
+        differs = true;
+    }
+    if (differs) mUnshown.set(std::size_t(tile));
+    return differs;
+}
+
+void Board::Erase(const TileSet& tiles)
+{
+    QPainter painter(&Settled());
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    for (const QRect& part : RegionOf(tiles)) painter.fillRect(part, Qt::transparent);
 }
 
 void Board::Lay(const QImage& picture, QPoint at)
@@ -189,18 +279,14 @@ TileSet Board::TakeUnsaved()
     return std::exchange(mUnsaved, {});
 }
 
+TileSet Board::TakeTouched()
+{
+    return std::exchange(mTouched, {});
+}
+
 QRegion Board::TakeUnshown()
 {
-    QRegion region = std::exchange(mUnshownAreas, {});
-    for (int row = 0; row < kTilesDown; ++row) {
-        for (int column = 0; column < kTilesAcross; ++column) {
-            int end = column;
-            while (end < kTilesAcross && mUnshown[std::size_t(row * kTilesAcross + end)]) ++end;
-            if (end == column) continue;
-            region += QRect(column * kTileSide, row * kTileSide, (end - column) * kTileSide, kTileSide);
-            column = end;
-        }
-    }
+    const QRegion region = std::exchange(mUnshownAreas, {}) + RegionOf(mUnshown);
     mUnshown.reset();
     return region;
 }
@@ -210,11 +296,14 @@ void Board::Mark(const QRect& rect)
     const TileSet touched = TilesOf(rect);
     mUnsaved |= touched;
     mUnshown |= touched;
+    mTouched |= touched;
 }
 
 void Board::MarkArea(const QRect& area)
 {
-    mUnsaved |= TilesOf(area);
+    const TileSet touched = TilesOf(area);
+    mUnsaved |= touched;
+    mTouched |= touched;
     mUnshownAreas += area;
 }
 

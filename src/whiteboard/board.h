@@ -23,9 +23,14 @@ inline constexpr quint32 kWhite = 0xffffff;  // 0x00BBGGRR
 /// One bit a tile, row by row.
 using TileSet = std::bitset<kTileCount>;
 
+class QPainter;
+
 class Board {
 public:
     Board();
+    /// One to draw ink on that lies over another board: nothing on it, and Clear makes it white. Its pixels
+    /// are premultiplied.
+    static Board Transparent();
 
     const QImage& Image() const { return Settled(); }
     QRgb Pixel(int x, int y) const { return Image().pixel(x, y); }
@@ -58,13 +63,26 @@ public:
     const QString& FontName() const { return mFontName; }
     void SetFontName(const QString& name) { mFontName = name; }
 
+    /// The tile as `from` has it, or with `ink`, a transparent board, over it. Counts as shown later, not as
+    /// unsaved; false: it was so before.
+    bool TakeTile(int tile, const Board& from, const Board* ink = nullptr);
+    /// Of a transparent board: takes away what is on these tiles.
+    void Erase(const TileSet& tiles);
+    /// Until it is called with an empty region, nothing else is drawn on.
+    void SetClip(const QRegion& clip) { mClip = clip; }
+
     /// Tiles drawn on since the last call; all of them at first.
     TileSet TakeUnsaved();
+    const TileSet& Unsaved() const { return mUnsaved; }
+    void SetUnsaved(const TileSet& tiles) { mUnsaved = tiles; }
+    /// Tiles that anything has changed since the last call, TakeTile aside.
+    TileSet TakeTouched();
     /// The same for showing, as a region of board pixels.
     QRegion TakeUnshown();
 
 private:
     void Mark(const QRect& rect);
+    void Clip(QPainter& painter) const;
     void MarkArea(const QRect& area);
     void MarkSegment(const Segment& segment, int margin);
 
@@ -78,11 +96,14 @@ private:
 
     mutable QImage mImage;            // without what is laid on it
     mutable std::vector<Laid> mLaid;  // the last is on top
-    TileSet mUnsaved, mUnshown;
+    TileSet mUnsaved, mUnshown, mTouched;
+    QRegion mClip;
     QRegion mUnshownAreas;  // of pictures, to the pixel: a tile more on each side is a fifth of a video
     QString mFontName;
 };
 
 QRect TileRect(int tile);
+/// All pixels of these tiles.
+QRegion RegionOf(const TileSet& tiles);
 /// The tiles that `area` touches; what of it lies outside the board counts nothing.
 TileSet TilesOf(const QRegion& area);

@@ -8,6 +8,7 @@
 #include "base/sending_room.h"
 #include "text/words.h"
 #include "whiteboard/board_screen.h"
+#include "whiteboard/own_work.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
@@ -66,6 +67,7 @@ void Move(ProcessState& state, BoardPoint at)
 void Finish(ProcessState& state, BoardPoint at)
 {
     WhiteboardTools& tools = ToolsOf(state);
+    if (tools.action->Draws()) BeginOwn(state);
     tools.action->Release(Screen(state), at, SelectedInk(tools));
     const auto ends = tools.action->Ends({tools.mLastX, tools.mLastY}, at);
     SendWhiteboard(state, ends[0], ends[1], ends[2], ends[3]);
@@ -111,6 +113,7 @@ void picDraw_MouseDown(ProcessState& state, MouseButton button, BoardPoint at)
         tools.pressRefused = SendingMustWait(state);
         if (tools.pressRefused) return;
         tools.action = MakeTool(tools);
+        if (tools.action && tools.action->Stroke()) BeginOwn(state);
         if (tools.action)
             tools.action->Press(Screen(state), at, SelectedInk(tools));
         else if (tools.mSelectedTool == ToolKey::Text)

@@ -35,6 +35,8 @@ public:
     virtual void Refresh() = 0;
     /// The same after that picture was painted there; it may go to the window past the toolkit.
     virtual void RefreshPicture(const Pixels& picture, QPoint at) = 0;
+    /// Soon, but not for each event by itself: SettleBoard, then Refresh.
+    virtual void SettleSoon() {}
     virtual void ShowBand(const RubberBand& band) = 0;
 
     /// imgSelPointer: size in board pixels; moving also works while it is hidden.

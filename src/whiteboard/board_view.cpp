@@ -23,6 +23,7 @@
 #include "whiteboard/dropping.h"
 #include "whiteboard/icons.h"
 #include "whiteboard/key_cursor.h"
+#include "whiteboard/own_work.h"
 #include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;
@@ -197,6 +198,18 @@ BoardPoint BoardView::BoardPointOf(const QPointF& view) const
 void BoardView::Refresh()
 {
     update(TakeChanged());
+}
+
+/// Behind the events that have come meanwhile, and in front of the next painting.
+void BoardView::SettleSoon()
+{
+    if (std::exchange(mSettleAsked, true)) return;
+    const auto settle = [this] {
+        mSettleAsked = false;
+        SettleBoard(mState);
+        Refresh();
+    };
+    QMetaObject::invokeMethod(this, settle, Qt::QueuedConnection);
 }
 
 void BoardView::RefreshPicture(const Pixels& picture, QPoint at)

@@ -86,6 +86,7 @@ public:
     Board& Image() override { return mBoard; }
     void Refresh() override;
     void RefreshPicture(const Pixels& picture, QPoint at) override;
+    void SettleSoon() override;
     void ShowBand(const RubberBand& band) override;
     QSize PointerSize() const override;
     void MovePointer(BoardPoint topLeft) override;
@@ -137,6 +138,7 @@ private:
     ScaledBoard mScaled;
     StraightPictures mStraight;
     RubberBand mBand;
+    bool mSettleAsked = false;
     bool mPressed = false;  // the left button went down here
 
     Zoom mZoom;

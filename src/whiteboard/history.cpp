@@ -65,7 +65,7 @@ void WBHistory::Save(Board* board, qint16 x, qint16 y, const QString& userHandle
         mEntries.resize(std::size_t(mIndex));
     }
     WBBufferEntry& entry = mEntries[std::size_t(mIndex - 1)];
-    if (board) entry.Picture = mShown = Snapshot(*board);
+    if (board) entry.Picture = mShown = Snapshot(*board, board->TakeUnsaved());
     entry.X = x;
     entry.Y = y;
     entry.UserHandle = userHandle;
@@ -74,10 +74,15 @@ void WBHistory::Save(Board* board, qint16 x, qint16 y, const QString& userHandle
     entry.Marks = mMarks;
 }
 
-std::shared_ptr<const TileGrid> WBHistory::Snapshot(Board& board)
+std::shared_ptr<const TileGrid> WBHistory::Look(const Board& board)
+{
+    if (mShown && board.Unsaved().none()) return mShown;
+    return Snapshot(board, board.Unsaved());
+}
+
+std::shared_ptr<const TileGrid> WBHistory::Snapshot(const Board& board, const TileSet& unsaved)
 {
     auto grid = mShown ? std::make_shared<TileGrid>(*mShown) : std::make_shared<TileGrid>();
-    const TileSet unsaved = board.TakeUnsaved();
     for (std::size_t tile = 0; tile < kTileCount; ++tile)
         if (unsaved[tile] || !mShown) (*grid)[tile] = Keep(board.Image(), int(tile));
     return grid;
@@ -171,21 +176,16 @@ WBHistory& HistoryOf(ProcessState& state)
     return *state.gWBBuffer;
 }
 
-void ShowSteps(ProcessState& state)
-{
-    if (!state.gMeetingForm) return;
-    const WBHistory& history = HistoryOf(state);
-    ToolbarScreen& toolbar = state.gMeetingForm->Toolbar();
-    SetSteps(toolbar.Tools(), history.Index(), history.Count());
-    toolbar.ShowTools();
-}
-
 void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,
                   const QDateTime& modifiedAt)
 {
     Trapped(state, "SaveWBBuffer", [&] {
-        HistoryOf(state).Save(board, x, y, userHandle, modifiedAt);
-        ShowSteps(state);
+        WBHistory& history = HistoryOf(state);
+        history.Save(board, x, y, userHandle, modifiedAt);
+        if (!state.gMeetingForm) return;
+        ToolbarScreen& toolbar = state.gMeetingForm->Toolbar();
+        SetSteps(toolbar.Tools(), history.Index(), history.Count());
+        toolbar.ShowTools();
     });
 }
 
@@ -197,8 +197,7 @@ void SaveWBBuffer(ProcessState& state, const QString& userHandle, const QDateTim
 void LoadWBBuffer(ProcessState& state, qint16 index)
 {
     Trapped(state, "LoadWBBuffer", [&] {
-        if (!state.gWBBuffer) throw std::out_of_range("the history is empty");
-        WBHistory& history = *state.gWBBuffer;
+        WBHistory& history = HistoryOf(state);
         const WBBufferEntry& entry = history.At(index);
         MeetingScreens& form = *state.gMeetingForm;
         history.Show(index, form.Board().Image());

@@ -40,6 +40,11 @@ public:
     void StepBack();
     void StepForward();
 
+    /// What the board held when it was last saved or shown; null: nothing yet.
+    const std::shared_ptr<const TileGrid>& Shown() const { return mShown; }
+    /// As Save would keep `board`, but that nothing is kept here or counts as saved.
+    std::shared_ptr<const TileGrid> Look(const Board& board);
+
     /// The marks on the board as it stands: Save gives them to its entry, Show takes those of its entry.
     const MarkList& Marks() const { return mMarks; }
     void AddMark(DrawnMark drawn) { mMarks.Add(std::move(drawn)); }
@@ -52,7 +57,7 @@ public:
     int DistinctTiles() const;
 
 private:
-    std::shared_ptr<const TileGrid> Snapshot(Board& board);
+    std::shared_ptr<const TileGrid> Snapshot(const Board& board, const TileSet& unsaved);
     std::shared_ptr<const Tile> Keep(const QImage& image, int tile);
 
     std::vector<WBBufferEntry> mEntries;
@@ -64,8 +69,6 @@ private:
 
 /// gWBBuffer; made empty when there is none yet.
 WBHistory& HistoryOf(ProcessState& state);
-/// The Undo and Redo buttons as the history stands.
-void ShowSteps(ProcessState& state);
 
 /// Adds a snapshot of `board` and sets the Undo and Redo buttons. Trapped: "SaveWBBuffer: ".
 void SaveWBBuffer(ProcessState& state, Board* board, qint16 x, qint16 y, const QString& userHandle,

@@ -7,10 +7,10 @@
 #include "base/meeting_screens.h"
 #include "contract/messenger_service.h"
 #include "settings/settings.h"
-#include "whiteboard/apply_mark.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
+#include "whiteboard/own_work.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_screen.h"
@@ -30,7 +30,6 @@ struct Apply {
     const QString& from;
 
     MeetingScreens& Form() const { return *state.gMeetingForm; }
-    Board& Image() const { return Form().Board().Image(); }
     /// Of before the user entered: it waits for nothing and keeps its time.
     bool Earlier() const { return state.gMessenger && state.gMessenger->EventAge().has_value(); }
     void Pause(std::chrono::milliseconds time) const
@@ -48,16 +47,17 @@ void RefuseDamaged(const std::optional<FieldError>& error)
 void ApplyDrawing(const Apply& apply, const QString& message)
 {
     const GateHold hold(apply.state.ports.gate);
-    const QDateTime when = EventTime(apply.state);
-    const auto mark = std::make_shared<Mark>(Mark{message, nullptr, {}, apply.from, when});
-    const Applied applied = ApplyMark(apply.Image(), HistoryOf(apply.state), mark, [&] {
+    SharedBoard& shared = SharedOf(apply.state);
+    const MarkPtr mark = MarkOf(apply.state, apply.from, message);
+    const Applied applied = shared.Take(mark, [&] {
         apply.Form().Board().Refresh();
         if (apply.state.ports.waits) apply.state.ports.waits->Pause(0ms);
     });
+    if (shared.Due()) apply.Form().Board().SettleSoon();
     apply.Form().Board().Refresh();
     RefuseDamaged(applied.error);
     ShowSteps(apply.state);
-    ShowLastModified(apply.state, apply.from, when);
+    NoteChange(apply.state, apply.from, mark->when);
 }
 
 void ApplyPointer(const Apply& apply, QStringView payload)
@@ -76,7 +76,7 @@ void ApplyPointer(const Apply& apply, QStringView payload)
         apply.Pause(50ms);
     }
     RefuseDamaged(read.error);
-    ShowLastModified(apply.state, apply.from, EventTime(apply.state));
+    ShowLastModified(apply.state, WithoutEarlier(apply.from), EventTime(apply.state));
 }
 
 /// Whether others may resize and scroll this window.
@@ -113,7 +113,7 @@ void ApplyStep(const Apply& apply, ToolKey key)
 {
     const Restore catchingUp(apply.Form().Toolbar().Tools().catchingUp, apply.Earlier());
     tool_ButtonClick(apply.state, key);
-    ShowLastModified(apply.state, apply.from, EventTime(apply.state));
+    NoteChange(apply.state, apply.from, EventTime(apply.state));
 }
 
 void ApplyRecord(const Apply& apply, const TaggedPayload& record, const QString& message)

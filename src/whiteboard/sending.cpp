@@ -2,13 +2,14 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
+#include "contract/picture_reader.h"
 #include "messaging/record_kinds.h"
 #include "text/words.h"
 #include "whiteboard/apply_mark.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
-#include "whiteboard/mark_sink.h"
+#include "whiteboard/own_work.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/tools/picture.h"
 #include "whiteboard/tools/text.h"
@@ -30,12 +31,12 @@ std::vector<std::shared_ptr<UserItem>> Others(ProcessState& state)
     return others;
 }
 
-/// What the tools have drawn, for the entry that is saved next.
-void NoteOwn(ProcessState& state, const QString& record, const PicturePtr& picture = nullptr, QPoint at = {})
+/// As everybody draws it, the sender too.
+TextRecord InBoardFont(ProcessState& state, TextRecord line)
 {
-    const auto mark =
-        std::make_shared<Mark>(Mark{record, picture, at, state.gMessenger->Handle(), Now(state)});
-    NoteDrawn(HistoryOf(state), state.gMeetingForm->Board().Image(), mark);
+    if (state.gMessenger->PlacesOwn())
+        line.look.fontName = FontFor(state.gMeetingForm->Board().Image(), line.look.fontName);
+    return line;
 }
 
 /// One record for each line, each below the one before.
@@ -43,7 +44,7 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
 {
     BoardScreen& screen = state.gMeetingForm->Board();
     WhiteboardTools& tools = state.gMeetingForm->Toolbar().Tools();
-    screen.Image().SetFontName(tools.TextFont().fontName);
+    if (!state.gMessenger->PlacesOwn()) screen.Image().SetFontName(tools.TextFont().fontName);
     if (screen.TypedText().contains(QStringView(kFieldSeparator))) {
         state.gMeetingForm->Panels().Note(
             Ours::tr("The others see this text only up to \"%1\", which separates fields on the way to them.")
@@ -51,46 +52,65 @@ void SendText(ProcessState& state, qint16 x, qint16 y)
     }
     for (const TextRecord& line :
          TextLines(screen.Image(), screen.TypedText(), {x, y}, tools.TextFont(), CurrentColor(tools))) {
-        screen.Image().Draw(line);
         const QString record = WriteText(line);
-        NoteOwn(state, record);
+        const quint64 before = state.gMessenger->LastBoardPost();
+        BeginOwn(state);
+        screen.Image().Draw(InBoardFont(state, line));
         SendWBMessage(state, record);
+        AddOwn(state, OwnMark(state, record), before);
     }
 }
 
-/// Returns the JPEG bytes; none of a null picture, and when it could not be sent.
-QByteArray EncodeAndSend(ProcessState& state, const QImage& picture, qint16 x, qint16 y)
+struct Encoded {
+    QByteArray jpeg;
+    qint32 quality = 0;
+};
+
+Encoded EncodeForOthers(ProcessState& state, const QImage& picture)
 {
-    if (picture.isNull()) return {};
-    return Trapped(state, "SendWBPic", [&] {
-        const auto encoder = state.gMessenger->MakeFrameEncoder();
-        encoder->EncodePicture(PixelsOf(picture));
-        encoder->SetQuality(state.gFrameEncoder ? state.gFrameEncoder->Quality() : kUsualQuality);
-        const QString handle = QString::fromUtf16(kWhiteboardHandle) + state.gMessenger->Handle();
-        const QByteArray jpeg = encoder->GetBytes();
-        const auto others = Others(state);
-        if (others.empty()) state.gMessenger->KeepPicture(jpeg, x, y, encoder->Quality());
-        for (const auto& item : others)
-            item->SendVideoFrame(jpeg, handle, x, y, kFrameWhiteboard, encoder->Quality());
-        if (state.gMarkSink)
-            state.gMarkSink->Took({{},
-                                   std::make_shared<Picture>(Picture{jpeg, {}}),
-                                   {x, y},
-                                   state.gMessenger->Handle(),
-                                   Now(state),
-                                   0});
-        return jpeg;
-    });
+    const auto encoder = state.gMessenger->MakeFrameEncoder();
+    encoder->EncodePicture(PixelsOf(picture));
+    encoder->SetQuality(state.gFrameEncoder ? state.gFrameEncoder->Quality() : kUsualQuality);
+    return {encoder->GetBytes(), encoder->Quality()};
 }
 
+void SendEncoded(ProcessState& state, const Encoded& picture, qint16 x, qint16 y)
+{
+    const QString handle = QString::fromUtf16(kWhiteboardHandle) + state.gMessenger->Handle();
+    const auto others = Others(state);
+    if (others.empty()) state.gMessenger->KeepPicture(picture.jpeg, x, y, picture.quality);
+    for (const auto& item : others)
+        item->SendVideoFrame(picture.jpeg, handle, x, y, kFrameWhiteboard, picture.quality);
+    if (!state.gMessenger->PlacesOwn())
+        TellSink(state, OwnMark(state, {}, std::make_shared<Picture>(Picture{picture.jpeg, {}}), {x, y}));
+}
+
+/// What the others will see of it; null where the service decodes nothing, or nothing would be sent.
+PicturePtr AsOthersSee(ProcessState& state, const Encoded& picture, QPoint at)
+{
+    if (picture.jpeg.isEmpty() || !state.ports.pictures || !state.gMessenger->PlacesOwn()) return nullptr;
+    const PicturePtr seen = state.ports.pictures->Read(picture.jpeg, at.x(), at.y());
+    return seen && !seen->pixels.IsNull() ? seen : nullptr;
+}
+
+/// Where the service gives places, the sender, too, sees what the JPEG made of it: all boards are equal then.
 void SendPicture(ProcessState& state, const QImage& inserted, qint16 x, qint16 y)
 {
     const QImage picture = OnWhite(inserted);
     const QPoint at(x, y);
-    state.gMeetingForm->Board().Image().Paint(picture, at);
-    const QRect seen = QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight);
-    const QByteArray jpeg = EncodeAndSend(state, CutToBoard(picture, at), qint16(seen.x()), qint16(seen.y()));
-    if (!jpeg.isEmpty()) NoteOwn(state, {}, std::make_shared<Picture>(Picture{jpeg, {}}), seen.topLeft());
+    const QPoint seen = (QRect(at, picture.size()) & QRect(0, 0, kBoardWidth, kBoardHeight)).topLeft();
+    const QImage part = CutToBoard(picture, at);
+    Board& board = state.gMeetingForm->Board().Image();
+    Encoded encoded;
+    if (!part.isNull()) Trapped(state, "SendWBPic", [&] { encoded = EncodeForOthers(state, part); });
+    const PicturePtr shown = AsOthersSee(state, encoded, seen);
+    const quint64 before = state.gMessenger->LastBoardPost();
+    if (shown) BeginOwn(state);
+    shown ? board.Paint(AsImage(shown->pixels), seen) : board.Paint(picture, at);
+    if (encoded.jpeg.isEmpty()) return;
+    Trapped(state, "SendWBPic", [&] { SendEncoded(state, encoded, qint16(seen.x()), qint16(seen.y())); });
+    const PicturePtr kept = shown ? shown : std::make_shared<Picture>(Picture{encoded.jpeg, {}});
+    AddOwn(state, OwnMark(state, {}, kept, seen), before);
 }
 
 /// The record of the action in progress. Returns the name for the trace, "" when there was nothing to send.
@@ -98,8 +118,9 @@ QString SendRecord(ProcessState& state, WhiteboardTools& tools, qint16 x1, qint1
 {
     const QString record = tools.action->Record(x1, y1, x2, y2, SelectedInk(tools));
     if (record.isEmpty()) return {};
-    NoteOwn(state, record);
+    const quint64 before = state.gMessenger->LastBoardPost();
     SendWBMessage(state, record);
+    if (tools.action->Draws()) AddOwn(state, OwnMark(state, record), before);
     return RecordName(FindRecord(record)->kind);
 }
 
@@ -124,7 +145,12 @@ void Change(ProcessState& state, bool draws, Act act)
     const QString sent = act();
     ShowLastModified(state, own, Now(state));
     state.gMeetingForm->Board().Refresh();
-    if (draws) SaveWBBuffer(state, own, Now(state));
+    if (state.gMessenger->PlacesOwn()) {  // each mark has been remembered by itself, as it is everywhere
+        SharedOf(state).EndOwn();
+        ShowSteps(state);
+    } else if (draws) {
+        SaveWBBuffer(state, own, Now(state));
+    }
     if (!sent.isEmpty()) TraceRecord(state, sent, own);
 }
 
@@ -156,19 +182,19 @@ void SendWBMessage(ProcessState& state, const QString& message)
         const auto others = Others(state);
         if (others.empty()) state.gMessenger->Keep(message);
         for (const auto& item : others) item->Deliver(own, QString(), message, 0);
-        if (state.gMarkSink && IsMark(message))
-            state.gMarkSink->Took({message, nullptr, {}, own, Now(state), 0});
+        if (IsMark(message) && !state.gMessenger->PlacesOwn()) TellSink(state, OwnMark(state, message));
     });
 }
 
 void SendWBPic(ProcessState& state, const QImage& picture, qint16 x, qint16 y)
 {
-    EncodeAndSend(state, picture, x, y);
+    Trapped(state, "SendWBPic", [&] { SendEncoded(state, EncodeForOthers(state, picture), x, y); });
 }
 
 void TraceRecord(ProcessState& state, const QString& tag, const QString& from)
 {
     if (!state.ports.trace) return;  // the checksum reads the whole board
+    SettleBoard(state);
     TraceEvent(
         state, "record",
         {{u"tag"_s, tag}, {u"from"_s, from}, {u"board"_s, state.gMeetingForm->Board().Image().Checksum()}});

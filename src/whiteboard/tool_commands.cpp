@@ -12,6 +12,7 @@
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/history.h"
+#include "whiteboard/own_work.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/shapes.h"
 #include "whiteboard/toolbar_rules.h"
@@ -37,12 +38,18 @@ void Clear(ProcessState& state)
 {
     BoardScreen& screen = state.gMeetingForm->Board();
     const QString own = state.gMessenger->Handle();
+    const MarkPtr mark = OwnMark(state, TagOf(RecordKind::Clear));
+    const quint64 before = state.gMessenger->LastBoardPost();
+    BeginOwn(state);
     screen.Image().Clear();
     screen.Refresh();
-    HistoryOf(state).BeginMarks();
-    SendWBMessage(state, TagOf(RecordKind::Clear));
+    SendWBMessage(state, mark->record);
     ShowLastModified(state, own, Now(state));
-    SaveWBBuffer(state, own, Now(state));
+    AddOwn(state, mark, before);
+    if (state.gMessenger->PlacesOwn())
+        ShowSteps(state);
+    else
+        SaveWBBuffer(state, own, Now(state));
     TraceRecord(state, u"CLEAR"_s, own);
 }
 
@@ -64,20 +71,41 @@ private:
     ProcessState& mState;
 };
 
+/// One step of the user's own: shown, and told to the others.
+void StepOwn(ProcessState& state, const QString& record)
+{
+    const MarkPtr mark = OwnMark(state, record);
+    const quint64 before = state.gMessenger->LastBoardPost();
+    BeginOwn(state);
+    WBHistory& history = SharedOf(state).History();
+    StepIn(history, *mark);
+    LoadWBBuffer(state, qint16(history.Index()));
+    SendWBMessage(state, record);
+    if (state.gMessenger->PlacesOwn()) AddOwn(state, mark, before);
+}
+
+/// One of somebody else's; own work stays above it.
+void StepOfOthers(ProcessState& state, const QString& record)
+{
+    SharedBoard& shared = SharedOf(state);
+    Trapped(state, "LoadWBBuffer", [&] { shared.Take(MarkOf(state, {}, record)); });
+    if (!shared.OwnWaits()) return LoadWBBuffer(state, qint16(shared.History().Index()));
+    if (shared.Due()) state.gMeetingForm->Board().SettleSoon();
+    state.gMeetingForm->Board().Refresh();
+}
+
 /// Undo and Redo.
 void Step(ProcessState& state, ToolKey key)
 {
     WhiteboardTools& tools = ToolsOf(state);
     const bool undo = key == ToolKey::Undo;
+    const QString record = TagOf(undo ? RecordKind::Undo : RecordKind::Redo);
     const bool wait = !state.gWBApplyingRemote || RemoteStepWaits(tools, std::chrono::steady_clock::now());
     {
         const Busy busy(state);
-        WBHistory& history = *state.gWBBuffer;
-        undo ? history.StepBack() : history.StepForward();
-        LoadWBBuffer(state, qint16(history.Index()));
-        if (!state.gWBApplyingRemote) SendWBMessage(state, TagOf(undo ? RecordKind::Undo : RecordKind::Redo));
-        SetSteps(tools, history.Index(), history.Count());
-        TraceEvent(state, undo ? "undo" : "redo", {{u"index"_s, history.Index()}});
+        state.gWBApplyingRemote ? StepOfOthers(state, record) : StepOwn(state, record);
+        ShowSteps(state);
+        TraceEvent(state, undo ? "undo" : "redo", {{u"index"_s, SharedOf(state).CurrentSteps().index}});
         if (!state.gWBApplyingRemote)
             TraceRecord(state, undo ? u"UNDO"_s : u"REDO"_s, state.gMessenger->Handle());
         if (wait && state.ports.waits) state.ports.waits->Pause(1000ms);
@@ -253,7 +281,8 @@ void mnuSaveFile_Click(ProcessState& state)
             Defined::tr("Save Meeting Image"), Defined::tr("Meeting Images"), {u"*.jpg"_s}, u"jpg"_s);
         if (name.isEmpty()) return;
         if (state.ports.waits) state.ports.waits->LetEventsRun();
-        SaveWhole(name, AsBitmap(state.gWBBuffer->PictureOf(state.gWBBuffer->Index())));
+        const WBHistory& history = SharedOf(state).History();
+        SaveWhole(name, AsBitmap(history.PictureOf(history.Index())));
         TraceEvent(state, "saved", {{u"file"_s, name}});
     });
 }

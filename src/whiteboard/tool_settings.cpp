@@ -8,6 +8,7 @@
 #include "text/text_rules.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/history.h"
+#include "whiteboard/own_work.h"
 #include "whiteboard/shapes.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_rules.h"
@@ -133,11 +134,7 @@ void ActivateTools(ProcessState& state)
 {
     WhiteboardTools& tools = ToolsOf(state);
     const auto step = [&](auto&& body) { Silently(state, "Form_Activate", body); };
-    step([&] {
-        const WBHistory* history = state.gWBBuffer.get();
-        SetSteps(tools, history ? history->Index() : 0, history ? history->Count() : 0);
-        state.gMeetingForm->Toolbar().ShowTools();
-    });
+    step([&] { ShowSteps(state); });
     ToolKey key = ToolKey::None;
     step([&] {
         const QString stored = GetSetting(state, keys::kSelectedTool);

@@ -23,7 +23,17 @@ namespace zephyl::link {
 enum class Line { Talk, Board, Live };
 
 struct LinkEvent {
-    enum class Kind { Message, Status, Frame, Nothing };  // Nothing: only the cursor goes on
+    enum class Kind {
+        Message,
+        Status,
+        Frame,
+        Begins,  // of own posts to the board, as MessengerEvents has these; `post`: their number
+        Placed,
+        Passed,
+        Lost,
+        PlacesEnd,
+        Nothing,  // only the cursor goes on
+    };
     Kind kind = Kind::Nothing;
     Line line = Line::Talk;
     quint64 entry = 0;  // the meeting entry it belongs to; rises with every entry
@@ -33,6 +43,7 @@ struct LinkEvent {
     QByteArray jpeg;  // Frame
     int x = 0, y = 0;
     qint32 type = 0;
+    quint64 post = 0;
     /// Of the board before the user entered: when it was drawn. None: it happens now.
     std::optional<std::chrono::steady_clock::time_point> drawn;
     quint64 sequence = 0;   // 0: raised by the link itself

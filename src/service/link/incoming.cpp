@@ -30,7 +30,7 @@ void SetPicture(LinkEvent& event, const PictureInfo& picture, const std::string&
 
 }  // namespace
 
-void Incoming::Begin(quint64 entry, const Self& self, const Place& place, bool clearFirst)
+void Incoming::Begin(quint64 entry, const Self& self, const Place& place, quint64 postsBefore)
 {
     mEntry = entry;
     mSelf = self;
@@ -43,19 +43,58 @@ void Incoming::Begin(quint64 entry, const Self& self, const Place& place, bool c
     mBoard = place.position().board();
     TakeClock(place);
     mQueue.BeginEntry(entry, mTalk, mBoard);
-    if (!clearFirst) return;
-    LinkEvent clear;
-    clear.kind = LinkEvent::Kind::Message;
-    clear.line = Line::Board;
-    clear.entry = entry;
-    clear.from = Text(mSelf.handle + kEarlierSuffix);
-    clear.text = Text(kClearRecord);
-    clear.drawn = mServiceNowAt;
-    mQueue.Push(std::move(clear));
+    mPlacesOwn = place.own_places();
+    mAwaited.clear();
+    RaiseOwn(LinkEvent::Kind::Begins, postsBefore);
+}
+
+void Incoming::RaiseOwn(LinkEvent::Kind kind, quint64 post)
+{
+    LinkEvent event;
+    event.kind = kind;
+    event.line = Line::Board;
+    event.entry = mEntry;
+    event.post = post;
+    mQueue.Push(std::move(event));
+}
+
+void Incoming::Await(std::uint64_t number, quint64 post)
+{
+    if (mPlacesOwn && !mMuted) mAwaited.push_back({number, post});
+}
+
+void Incoming::Lose(quint64 post)
+{
+    std::erase_if(mAwaited, [post](const Awaited& one) { return one.post == post; });
+    RaiseOwn(LinkEvent::Kind::Lost, post);
+}
+
+/// Sent again after a cut, it only moves the cursor.
+void Incoming::OnOwnPlace(const Item& item, std::size_t bytes)
+{
+    LinkEvent event;
+    event.line = Line::Board;
+    event.entry = mEntry;
+    event.sequence = item.sequence();
+    event.bytes = bytes;
+    const bool again = item.sequence() <= mBoard, passed = item.own_place().passed();
+    mBoard = std::max(mBoard, item.sequence());
+    while (!mAwaited.empty() && mAwaited.front().number <= item.number()) {
+        const bool here = !passed && mAwaited.front().number == item.number();
+        event.kind = here ? LinkEvent::Kind::Placed : LinkEvent::Kind::Passed;
+        event.post = mAwaited.front().post;
+        mAwaited.pop_front();
+    }
+    if (event.kind != LinkEvent::Kind::Nothing || !again) mQueue.Push(std::move(event));
 }
 
 void Incoming::Return(const Place& place)
 {
+    if (mPlacesOwn && !place.own_places()) {
+        mPlacesOwn = false;
+        mAwaited.clear();
+        RaiseOwn(LinkEvent::Kind::PlacesEnd, 0);
+    }
     TakeClock(place);
     Compare(place.attendees());
 }
@@ -133,6 +172,9 @@ void Incoming::OnItem(const ItemView& view)
     const Item& item = view.header.item();
     const bool board = item.channel() == CHANNEL_BOARD;
     std::uint64_t& highest = board ? mBoard : mTalk;
+    const bool whole = item.stream() == mSelf.stream && item.number() > mSelf.boardNumber;
+    if (board && mPlacesOwn && !mMuted && (item.has_own_place() || (item.stream() != 0 && whole)))
+        return OnOwnPlace(item, view.body.size() + view.header.ByteSizeLong() + kFramePrefixBytes);
     const bool fresh = !view.tooLarge && mFilter.Take(item) && !mMuted;
     const bool again = item.sequence() <= highest;  // its cursor stands behind it already, or in the queue
     highest = std::max(highest, item.sequence());

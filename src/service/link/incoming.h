@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,8 +28,12 @@ public:
         std::string handle;
         std::uint64_t stream = 0, boardNumber = 0;
     };
-    /// The user entered. `clearFirst`: the window still shows another meeting's board.
-    void Begin(quint64 entry, const Self& self, const Place& place, bool clearFirst);
+    /// The user entered. `postsBefore`: the highest post of an earlier entry.
+    void Begin(quint64 entry, const Self& self, const Place& place, quint64 postsBefore);
+    /// This post to the board goes out under this own number: what becomes of it is told.
+    void Await(std::uint64_t number, quint64 post);
+    /// It is refused, or there is no meeting any more that would take it.
+    void Lose(quint64 post);
     /// The link came back to the same meeting.
     void Return(const Place& place);
     void OnItem(const ItemView& item);
@@ -60,6 +65,8 @@ private:
     void Compare(const google::protobuf::RepeatedPtrField<Attendee>& attendees);
     void RaisePresence(const std::string& handle, int status, const std::string& address, LinkEvent event);
     void RaiseContent(const ItemView& item, LinkEvent event);
+    void OnOwnPlace(const Item& item, std::size_t bytes);
+    void RaiseOwn(LinkEvent::Kind kind, quint64 post);
 
     EventQueue& mQueue;
     NumberFilter mFilter;
@@ -67,8 +74,14 @@ private:
     Self mSelf;
     std::vector<std::string> mPresent;    // in order of joining, the own one too
     std::uint64_t mTalk = 0, mBoard = 0;  // highest sequences received
-    std::uint64_t mCatchUpTo = 0;         // of the board: what is there at entry
-    std::uint64_t mServiceNow = 0;        // milliseconds since 1970 by the service's clock, and by ours
+    struct Awaited {
+        std::uint64_t number;
+        quint64 post;
+    };
+    bool mPlacesOwn = false;
+    std::deque<Awaited> mAwaited;   // own posts without a place; as many as the outbox takes, or had
+    std::uint64_t mCatchUpTo = 0;   // of the board: what is there at entry
+    std::uint64_t mServiceNow = 0;  // milliseconds since 1970 by the service's clock, and by ours
     std::chrono::steady_clock::time_point mServiceNowAt{};
     std::uint64_t mLiveBytes = 0;  // on this connection
     bool mMuted = false;

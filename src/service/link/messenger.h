@@ -53,6 +53,9 @@ public:
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
     bool SendingIsTight() const override;
     quint64 LastLine() override;
+    quint64 LastBoardPost() override;
+    bool PlacesOwn() const override { return mPlacesOwn && mInMeeting && LoggedIn(); }
+    quint64 EventSequence() const override { return mDelivered; }
     QString LastRefusal() const override { return mRefusal; }
     std::optional<std::chrono::milliseconds> EventAge() const override;
     VoicePlace OpenVoice() override;
@@ -142,8 +145,9 @@ private:
     std::optional<std::chrono::steady_clock::time_point> mDrawn;  // of the event that is being delivered
     Account mAccount;
     bool mInMeeting = false;
-    bool mMetBefore = false;  // a meeting was entered earlier: its board is still on the window
-    quint64 mLastLine = 0;
+    bool mPlacesOwn = false;
+    quint64 mLastLine = 0, mLastBoardPost = 0;
+    quint64 mDelivered = 0;  // the sequence of the board's event that is being delivered
     quint64 mLastEntry = 0;
     quint64 mEntry = 0;  // whose events are delivered
     std::shared_ptr<LinkUsers> mUsers = std::make_shared<LinkUsers>();

@@ -34,8 +34,8 @@ bool LinkMessenger::Enter(const QString& code, bool create)
     const Deadline deadline = SteadyClock::now() + kCallTime;
     const auto outcome = Ask<EnterOutcome>(
         mSession,
-        [text = code.toStdString(), create, entry, clear = mMetBefore, deadline](Session& s) {
-            return s.Enter(text, create, entry, clear, deadline);
+        [text = code.toStdString(), create, entry, before = mLastBoardPost, deadline](Session& s) {
+            return s.Enter(text, create, entry, before, deadline);
         },
         kCallTime);
     if (!outcome) {
@@ -52,7 +52,8 @@ bool LinkMessenger::Enter(const QString& code, bool create)
     mRefusal.clear();
     mEntry = entry;
     mQueue.DropBefore(entry);
-    mInMeeting = mMetBefore = true;
+    mInMeeting = true;
+    mPlacesOwn = outcome->placesOwn;
     FillUsers(outcome->attendees);
     return true;
 }
@@ -195,9 +196,11 @@ bool LinkMessenger::DeliverOne()
         CloseFold();
         const std::weak_ptr<Outlet> alive = mAlive;
         mDrawn = ready->event.drawn;
+        mDelivered = ready->event.line == Line::Board ? ready->event.sequence : 0;
         Deliver(*ready);
         if (alive.expired()) return false;
         mDrawn.reset();
+        mDelivered = 0;
     }
     return true;
 }
@@ -234,6 +237,11 @@ void LinkMessenger::Deliver(const ReadyEvent& ready)
             return;
         case LinkEvent::Kind::Frame:
             return mSink->VideoFrame(event.from, ready.picture, event.x, event.y, event.type);
+        case LinkEvent::Kind::Begins: return mSink->BoardBegins(event.post);
+        case LinkEvent::Kind::Placed: return mSink->OwnPlaced(event.post);
+        case LinkEvent::Kind::Passed: return mSink->OwnPassed(event.post);
+        case LinkEvent::Kind::Lost: return mSink->OwnLost(event.post);
+        case LinkEvent::Kind::PlacesEnd: mPlacesOwn = false; return mSink->OwnPlacesEnd();
         case LinkEvent::Kind::Nothing: return;
     }
 }

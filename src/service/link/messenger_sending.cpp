@@ -37,6 +37,11 @@ bool IsLine(const Copy& copy)
     return !copy.picture && !IsBoardText(copy.text.left(64).toStdString());
 }
 
+bool IsLive(const Copy& copy)
+{
+    return copy.picture && copy.picture->type != kWhiteboardPicture;
+}
+
 void CheckCoordinate(const char* name, int value)
 {
     if (value < -32768 || value > 32767)
@@ -149,8 +154,7 @@ void LinkMessenger::OpenPost(const Copy& copy)
     const std::size_t bound = BoundOf(copy, *body);
     if (body->size() > bound)
         Fail(QStringLiteral("%1 bytes are too many to send: at most %2").arg(body->size()).arg(bound));
-    const bool live = copy.picture && copy.picture->type != kWhiteboardPicture;
-    std::shared_ptr<const void> room = live ? nullptr : TakeRoom(body->size() + kEntryOverhead);
+    std::shared_ptr<const void> room = IsLive(copy) ? nullptr : TakeRoom(body->size() + kEntryOverhead);
     mFolder.Open(copy, std::move(body), std::move(room));
     mNeeds.post.Post([this, alive = std::weak_ptr<Outlet>(mAlive)] {
         if (!alive.expired()) CloseFold();
@@ -163,8 +167,18 @@ void LinkMessenger::CloseFold()
     if (!post || !mSession) return;
     post->recipients.removeAll(mAccount.handle);
     if (post->recipients.isEmpty()) return;
-    const quint64 line = IsLine(post->first) ? ++mLastLine : 0;
-    HandOver(Outgoing{post->body, post->first.picture, AudienceOf(*post, Others()), post->room, line});
+    Outgoing what{post->body, post->first.picture, AudienceOf(*post, Others()), post->room};
+    if (IsLine(post->first))
+        what.line = ++mLastLine;
+    else if (!IsLive(post->first))
+        what.post = ++mLastBoardPost;
+    HandOver(std::move(what));
+}
+
+quint64 LinkMessenger::LastBoardPost()
+{
+    CloseFold();
+    return mLastBoardPost;
 }
 
 quint64 LinkMessenger::LastLine()
@@ -185,7 +199,7 @@ void LinkMessenger::PostEveryone(Copy copy)
     if (!LoggedIn()) return;
     OpenPost(copy);
     const std::optional<Folded> post = mFolder.Close();
-    HandOver(Outgoing{post->body, post->first.picture, Audience{true, {}}, post->room});
+    HandOver(Outgoing{post->body, post->first.picture, Audience{true, {}}, post->room, 0, ++mLastBoardPost});
 }
 
 void LinkMessenger::HandOver(Outgoing what)

@@ -29,6 +29,7 @@ struct Outgoing {
     Audience audience;
     std::shared_ptr<const void> room;  // its share of the outbox; given back by the last owner
     std::uint64_t line = 0;            // its number among the lines of this link; 0: not a line
+    std::uint64_t post = 0;            // the same among its posts to the board
 };
 
 }  // namespace zephyl::link

@@ -226,8 +226,8 @@ asio::awaitable<LetInOutcome> Session::LetIn(zephyl::LetIn::Wish wish, Deadline 
     co_return outcome;
 }
 
-asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quint64 entry, bool clearFirst,
-                                             Deadline deadline)
+asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quint64 entry,
+                                             quint64 postsBefore, Deadline deadline)
 {
     const auto self = shared_from_this();
     EnterOutcome outcome;
@@ -238,13 +238,14 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
             enter.set_call(++mLastCall);
             enter.set_code(code);
             enter.set_create(create);
+            enter.set_own_places(true);
             const auto begin = [&](const Header& answer) {
                 if (answer.entered().result() != RESULT_OK) return;
                 mSeat = Seat{code, {}, {}, 0};
                 mLeaving = false;
                 mPhase = Phase::Seated;
                 mIncoming.Begin(entry, {mHandle, mStream, mOutbox.Highest(CHANNEL_BOARD)},
-                                answer.entered().place(), clearFirst);
+                                answer.entered().place(), postsBefore);
                 TakePlace(answer.entered().place());
                 mBoardToCome = answer.entered().place().board_bytes();
             };
@@ -252,6 +253,7 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
             const Entered& entered = answer.entered();
             outcome.reason = RefusalText(entered.result());
             outcome.kind = outcome.reason.empty() ? EnterOutcome::Kind::Entered : EnterOutcome::Kind::Refused;
+            outcome.placesOwn = entered.place().own_places();
             const auto& attendees = entered.place().attendees();
             outcome.attendees.assign(attendees.begin(),
                                      attendees.begin() + std::min(attendees.size(), kMostAttendees));
@@ -387,7 +389,9 @@ void Session::Post(Outgoing what)
         if (what.line > 0) mQueue.LineLost(what.line);
         return;
     }
+    const quint64 post = what.post;
     mOutbox.Add(std::move(what));
+    if (post > 0) mIncoming.Await(mOutbox.Highest(CHANNEL_BOARD), post);
     if (mConnection) mConnection->Wake();
 }
 

@@ -59,6 +59,7 @@ struct EnterOutcome {
     enum class Kind { Entered, Refused, Failed } kind = Kind::Failed;
     std::string reason;
     std::vector<Attendee> attendees;  // in order of joining, the own one too
+    bool placesOwn = false;           // own posts to the board get their places
 };
 
 struct PasswordOutcome {
@@ -108,8 +109,8 @@ public:
     /// Asked each time: an operator may change it while the session lives.
     Task<PermissionOutcome> AskPermission(Deadline deadline);
     Task<LetInOutcome> LetIn(zephyl::LetIn::Wish wish, Deadline deadline);
-    /// `entry` names the events of this meeting; `clearFirst` as in Incoming.
-    Task<EnterOutcome> Enter(std::string code, bool create, quint64 entry, bool clearFirst,
+    /// `entry` names the events of this meeting; `postsBefore` as in Incoming.
+    Task<EnterOutcome> Enter(std::string code, bool create, quint64 entry, quint64 postsBefore,
                              Deadline deadline);
     /// Waits for what is under way to be safe, then leaves. Everybody held is raised as gone under `entry`.
     /// The result names what was not delivered.

@@ -128,6 +128,7 @@ void Session::OnRefused(const Refused& refused)
         named->what.body.reset();
         named->what.room.reset();
         if (entry->what.line > 0) mQueue.LineLost(entry->what.line);
+        if (entry->what.post > 0) mIncoming.Lose(entry->what.post);
         mRefused.push_back(std::move(named));
         mRefusedWhy = refused.reason();
         SayRefused();
@@ -321,8 +322,10 @@ asio::awaitable<void> Session::Tick()
 QString Session::TakeUndelivered()
 {
     const std::vector<OutboxEntryPtr> left = mOutbox.TakeAll();
-    for (const OutboxEntryPtr& entry : left)
+    for (const OutboxEntryPtr& entry : left) {
         if (entry->what.line > 0) mQueue.LineLost(entry->what.line);
+        if (entry->what.post > 0) mIncoming.Lose(entry->what.post);
+    }
     const QString text = UndeliveredText(left);
     if (!text.isEmpty()) mNeeds.log(text);
     return text;

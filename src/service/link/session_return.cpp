@@ -266,6 +266,7 @@ asio::awaitable<bool> Session::TryResume(WayBack& way)
     resume.set_meeting(mSeat->meeting);
     resume.set_seat(mSeat->number);
     resume.set_token(mSeat->token);
+    resume.set_own_places(true);
     *resume.mutable_cursor() = TakenCursor();
     const Header answer =
         co_await way.calls.Ask(*way.connection, header, mLastCall, CallTime(), [&](const Header& at) {
@@ -301,6 +302,7 @@ asio::awaitable<void> Session::EnterAgain(WayBack& way)
     enter.set_call(++mLastCall);
     enter.set_code(mSeat->code);
     enter.set_rejoin(mSeat->meeting);
+    enter.set_own_places(true);
     *enter.mutable_cursor() = TakenCursor();
     const Header answer =
         co_await way.calls.Ask(*way.connection, header, mLastCall, CallTime(), [&](const Header& at) {

@@ -9,6 +9,7 @@ public:
     void Move(BoardScreen& screen, BoardPoint at, const Ink& ink) override;
     void Release(BoardScreen& screen, BoardPoint at, const Ink& ink) override;
     QString Record(qint16 x1, qint16 y1, qint16 x2, qint16 y2, const Ink& ink) override;
+    const PenRecord* Stroke() const override { return &mStroke; }
     bool Follows() const override { return true; }
 
 protected:

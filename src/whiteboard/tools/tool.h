@@ -38,6 +38,8 @@ public:
     virtual bool Draws() const { return true; }
     /// The four numbers to give Record, for a release at `at`. `last`: mLastX, mLastY.
     virtual std::array<qint16, 4> Ends(BoardPoint16 last, BoardPoint at) const;
+    /// What it has drawn so far; null: it draws when it is released.
+    virtual const PenRecord* Stroke() const { return nullptr; }
     /// True when mLastX and mLastY follow every move.
     virtual bool Follows() const { return false; }
 };

@@ -26,13 +26,22 @@ void LaneOut::Begin(std::uint64_t cursor, std::uint64_t enteredAt)
     mMarks.clear();
     mOutstanding = 0;
     mReading.reset();
+    mPlacesOwn = false;
+    mOwnUpTo = 0;
+}
+
+void LaneOut::PlaceOwn(std::uint64_t number)
+{
+    mPlacesOwn = true;
+    mOwnAt = mLog.State(mChannel).end;
+    mOwnUpTo = number;
 }
 
 bool LaneOut::Concerns(const LogItem& item) const
 {
     if (item.presence && (item.sequence <= mListedAt || item.about == mReceiver.number)) return false;
     if (item.sequence <= mEnteredAt) return item.kept;
-    if (item.stream != 0 && item.stream == mReceiver.stream) return false;
+    if (IsOwn(item)) return mPlacesOwn && !item.refused;
     if (item.everyone) return true;
     return std::binary_search(item.seats.begin(), item.seats.end(), mReceiver.number);
 }
@@ -59,14 +68,44 @@ bool LaneOut::Pull()
     if (mOutstanding >= mWindow) return false;
     do {
         while (!mReady.empty()) {
+            if (TakePassed(mReady.front()->sequence)) return true;
             mItem = std::move(mReady.front());
             mReady.pop_front();
             mAt = 0;
-            if (Concerns(*mItem)) return true;
+            if (Concerns(*mItem)) {
+                if (IsOwn(*mItem) && mItem->sequence > mEnteredAt)
+                    mItem = PlaceOf(mItem->sequence, mItem->number, false);
+                return true;
+            }
             mItem.reset();
         }
+        if (TakePassed(mPulled + 1)) return true;
     } while (ReadMore());
     return false;
+}
+
+// `next`: everything in front of it has been taken.
+bool LaneOut::TakePassed(std::uint64_t next)
+{
+    if (mOwnUpTo == 0 || next <= mOwnAt) return false;
+    mItem = PlaceOf(mOwnAt, std::exchange(mOwnUpTo, 0), true);
+    mAt = 0;
+    return true;
+}
+
+ItemPtr LaneOut::PlaceOf(std::uint64_t sequence, std::uint64_t number, bool passed) const
+{
+    Header header;
+    Item& place = *header.mutable_item();
+    place.set_channel(mChannel);
+    place.set_sequence(sequence);
+    place.set_number(number);
+    place.mutable_own_place()->set_passed(passed);
+    auto item = std::make_shared<LogItem>();
+    item->channel = mChannel;
+    item->sequence = sequence;
+    AppendFrame(item->frames, header, {}, Way::Down);
+    return item;
 }
 
 // True: items are there now.
@@ -95,7 +134,7 @@ bool LaneOut::ReadMore()
 
 void LaneOut::Sent(const LogItem& item)
 {
-    mSent = item.sequence;
+    mSent = std::max(mSent, item.sequence);
     if (item.stream != 0 && !IsReceipt(FirstBody(item.frames))) ++mSentLines;
     mOutstanding += item.frames.size();
     if (mMarks.empty() || mMarks.back().bytes >= kMarkBytes) mMarks.push_back({item.sequence, 0});

@@ -27,6 +27,9 @@ public:
     /// Begins anew behind `cursor`. Up to `enteredAt` only what is kept for newcomers is sent, the receiver's
     /// own part of it too. Presence up to now is left out: the receiver gets a list of who is there.
     void Begin(std::uint64_t cursor, std::uint64_t enteredAt);
+    /// From here on the receiver's own items come as their places; and once all that stands in the channel
+    /// now has gone out, a word that its own up to `number` have theirs, if they are still there.
+    void PlaceOwn(std::uint64_t number);
     /// Appends whole frames while the batch is below `limit` and the window allows it.
     void Fill(std::string& batch, std::size_t limit);
     /// The receiver has taken everything up to this sequence.
@@ -50,6 +53,9 @@ private:
     bool Pull();
     bool ReadMore();
     void Sent(const LogItem& item);
+    bool IsOwn(const LogItem& item) const { return item.stream != 0 && item.stream == mReceiver.stream; }
+    bool TakePassed(std::uint64_t next);
+    ItemPtr PlaceOf(std::uint64_t sequence, std::uint64_t number, bool passed) const;
 
     const Channel mChannel;
     MeetingLog& mLog;
@@ -62,6 +68,8 @@ private:
     std::uint64_t mSent = 0;      // last item that was sent whole
     std::uint64_t mRead = 0;
     std::uint64_t mSkipped = 0;
+    bool mPlacesOwn = false;
+    std::uint64_t mOwnAt = 0, mOwnUpTo = 0;  // the channel's end and the own number there; 0: it was said
     int mSentLines = 0;
     std::deque<ItemPtr> mReady;  // read, not yet sent
     ItemPtr mItem;               // half sent

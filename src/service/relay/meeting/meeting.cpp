@@ -121,6 +121,7 @@ bool Meeting::Enter(const std::shared_ptr<Client>& client, std::shared_ptr<Meeti
     EndOfTurn();
     TrimLog();  // a newcomer begins where the board is kept, not where it was at the last tick
     const Sequences ends{mLog->State(CHANNEL_TALK).end, mLog->State(CHANNEL_BOARD).end};
+    seat->placesOwn = enter.own_places();
     if (returns)
         seat->GoOnAt({enter.cursor().talk(), enter.cursor().board()});
     else
@@ -143,6 +144,7 @@ bool Meeting::Resume(const std::shared_ptr<Client>& client, const zephyl::Resume
         return false;
     }
     Seat& seat = **at;
+    seat.placesOwn = resume.own_places();
     seat.GoOnAt({resume.cursor().talk(), resume.cursor().board()});
     client->Adopt(seat.session);
     mKeeper.ClientResumed(seat.session, client);
@@ -194,6 +196,7 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     place.mutable_have()->set_board(seat.numbers->have.board);
     place.set_entered_at(seat.enteredAt.board);
     place.set_now_ms(WallClockMs());
+    place.set_own_places(seat.placesOwn);
     AddAttendees(*place.mutable_attendees());
     seat.client->OfferDatagrams(place);
     mLog->Seat(seat.Entry());

@@ -75,6 +75,7 @@ void Seat::BeginAt(const Sequences& cursor, const Sequences& entered)
     enteredAt = entered;
     mTalk.Begin(cursor.talk, entered.talk);
     mBoard.Begin(cursor.board, entered.board);
+    if (placesOwn) mBoard.PlaceOwn(numbers->have.board);
     live.Reset();
     voice.Reset();
     talksWith.clear();  // said anew on every connection

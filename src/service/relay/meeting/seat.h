@@ -98,6 +98,7 @@ public:
     std::map<int, std::uint64_t> lastLive;  // its own frames' numbers, by type
     ItemReader incoming;
     Sequences enteredAt;
+    bool placesOwn = false;  // its client asked for the places of its own items
     std::array<std::string, 2> tokenHashes;
     std::shared_ptr<void> letsIn;  // whom it asked to let in; not for longer than it is there
 
