@@ -9,6 +9,7 @@
 
 #include "whiteboard/history.h"
 #include "whiteboard/scaled_board.h"
+#include "whiteboard/shared_board.h"
 
 using namespace Qt::StringLiterals;
 
@@ -44,6 +45,11 @@ QString LongRecord()
     return WritePen(pen);
 }
 
+MarkPtr MarkOf(const PenRecord& pen)
+{
+    return std::make_shared<Mark>(Mark{WritePen(pen), nullptr, {}, u"ann"_s, {}});
+}
+
 QStringView PayloadOf(const QString& record)
 {
     return FindRecord(record)->payload;
@@ -69,6 +75,60 @@ static void SnapshotAfterStroke(benchmark::State& run)
     run.counters["worst_us"] = worst * 1e6;
 }
 BENCHMARK(SnapshotAfterStroke)->UseManualTime()->Iterations(kStrokes)->Unit(benchmark::kMicrosecond);
+
+/// An own stroke, piece by piece as the mouse brings it, up to its place in the log; and as it was before
+/// there were places: drawn and remembered.
+static void OwnStroke(benchmark::State& run, bool shares)
+{
+    Board board;
+    WBHistory history;
+    history.Save(&board, 0, 0, u"ann"_s, {});
+    SharedBoard shared(board, history);
+    int number = 0;
+    for (auto _ : run) {
+        run.PauseTiming();
+        const PenRecord pen = UsualStroke(++number);
+        const MarkPtr mark = MarkOf(pen);
+        run.ResumeTiming();
+        if (shares) shared.BeginOwn();
+        for (const Segment& segment : pen.segments) board.Draw({&segment, 1}, pen.width);
+        if (shares) {
+            shared.AddOwn(mark, quint64(number));
+            shared.Placed(quint64(number));
+        } else {
+            history.Save(&board, 0, 0, u"ann"_s, {});
+        }
+    }
+}
+BENCHMARK_CAPTURE(OwnStroke, Before, false)->Iterations(kStrokes)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(OwnStroke, WithItsPlace, true)->Iterations(kStrokes)->Unit(benchmark::kMicrosecond);
+
+/// A record of somebody else that arrives while this many own strokes wait for their place.
+static void RecordUnderOwn(benchmark::State& run)
+{
+    Board board;
+    WBHistory history;
+    history.Save(&board, 0, 0, u"ann"_s, {});
+    SharedBoard shared(board, history);
+    for (int number = 1; number <= run.range(0); ++number) {
+        shared.BeginOwn();
+        DrawStroke(board, number);
+        shared.AddOwn(MarkOf(UsualStroke(number)), quint64(number));
+    }
+    int number = 1000;
+    const auto first = std::chrono::steady_clock::now();
+    shared.Take(MarkOf(UsualStroke(++number)));
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - first;
+    for (auto _ : run) {
+        run.PauseTiming();
+        const MarkPtr mark = MarkOf(UsualStroke(++number));
+        run.ResumeTiming();
+        shared.Take(mark);
+        benchmark::DoNotOptimize(board.TakeUnshown());
+    }
+    run.counters["first_us"] = took.count() * 1e6;  // when the log gets a board of its own
+}
+BENCHMARK(RecordUnderOwn)->Arg(0)->Arg(1)->Arg(200)->Iterations(kStrokes)->Unit(benchmark::kMicrosecond);
 
 static void WholeBoardCopy(benchmark::State& run)
 {

@@ -1,5 +1,5 @@
-// The operations that the model of the message path is played with, on two real clients: the same seeds, the
-// same witness.
+// The operations that the model of the message path is played with, on two real links and boards: the same
+// seeds, the same witness. At each rest both boards and histories are compared, at the end a newcomer's, too.
 
 #include <signal.h>
 
@@ -7,9 +7,11 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "messaging/record_kinds.h"
 #include "model/operations.h"
 #include "model/witness.h"
 #include "reliability/judge.h"
+#include "reliability/paper.h"
 #include "service/link/link_messenger.h"
 
 using namespace Qt::StringLiterals;
@@ -25,11 +27,25 @@ struct KindTag {
     const char* tag;
 };
 constexpr KindTag kTags[] = {
-    {Kind::Line, "line "},           {Kind::Draw, "[[ZUM_WB_PEN]]"},  {Kind::Clear, "[[ZUM_WB_CLEAR]]"},
-    {Kind::Undo, "[[ZUM_WB_UNDO]]"}, {Kind::Redo, "[[ZUM_WB_REDO]]"}, {Kind::Pointer, "[[ZUM_WB_POINTER]]"}};
+    {Kind::Line, "line "},           {Kind::Draw, "[[ZUM_WB_PEN]]"},   {Kind::Clear, "[[ZUM_WB_CLEAR]]"},
+    {Kind::Undo, "[[ZUM_WB_UNDO]]"}, {Kind::Redo, "[[ZUM_WB_REDO]]"},  {Kind::Pointer, "[[ZUM_WB_POINTER]]"},
+    {Kind::Draw, "[[ZUM_WB_BOX]]"},  {Kind::Draw, "[[ZUM_WB_CIRCLE]]"}};
+
+/// In one corner of the board, so that they lie across each other. The colour is the id.
+QString Drawing(int id)
+{
+    const int x = id * 37 % 160, y = id * 53 % 160;
+    const QString segment = u"/%1/%2/%3/%4/%5"_s;
+    QString record = u"[[ZUM_WB_PEN]]8"_s + segment.arg(x).arg(y).arg(x + 40).arg(y + 9).arg(id) +
+                     segment.arg(x + 40).arg(y + 9).arg(x).arg(y + 30).arg(id);
+    if (id % 4 == 0) record = u"[[ZUM_WB_BOX]]5"_s + segment.arg(x).arg(y).arg(x + 50).arg(y + 50).arg(id);
+    if (id % 4 == 1) record = u"[[ZUM_WB_CIRCLE]]3"_s + segment.arg(x).arg(y).arg(x + 50).arg(y + 50).arg(id);
+    return record.replace(u'/', QString::fromUtf16(kFieldSeparator));
+}
 
 QString TextOf(Kind kind, int id)
 {
+    if (kind == Kind::Draw) return Drawing(id);
     for (const KindTag& row : kTags)
         if (row.kind == kind) return QLatin1String(row.tag) + QString::number(id);
     return {};
@@ -66,6 +82,7 @@ public:
     }
 
     bool In() const { return mIn; }
+    const QString& Handle() const { return mHandle; }
     LinkedAttendee* At() { return mAttendee.get(); }
     FaultProxy& Proxy() { return mProxy; }
     void Follow() { mProxy.SetTarget(mAddress.Port()); }
@@ -90,6 +107,7 @@ public:
     bool Join(const QString& code, bool anew, bool create)
     {
         if (!mAttendee) {
+            paper = std::make_unique<Paper>();
             mAttendee = std::make_unique<LinkedAttendee>(u"127.0.0.1:%1"_s.arg(mProxy.Port()), mKey);
             mAttendee->watcher = this;
         }
@@ -144,10 +162,10 @@ public:
         const QString text = TextOf(kind, id);
         if (whisper || kind == Kind::Line)
             mAttendee->link->Send(other, text);
-        else if (together)
-            mAttendee->Draw(text);
+        else if (IsMark(text))
+            Draw(text, other);
         else
-            mAttendee->link->Keep(text);
+            HandOver(text, other);
         mAttendee->Turn();
         if (model::KeptForAll({.kind = kind, .everyone = !whisper})) posted.push_back({id, kind});
     }
@@ -163,6 +181,9 @@ public:
         return false;
     }
 
+    bool AllPlaced() const { return !mIn || paper->AllPlaced(); }
+    std::unique_ptr<Paper> paper;  // of this process
+
     struct Posted {
         int id;
         Kind kind;
@@ -173,14 +194,40 @@ public:
     int marks[2] = {0, 0};       // the last one of each channel
 
 private:
+    /// With the hand: others cross it, and may leave or come in the middle of a stroke.
+    void Draw(const QString& record, const QString& other)
+    {
+        const auto mark = std::make_shared<::Mark>(::Mark{record, nullptr, {}, mHandle, {}});
+        const auto post = [&]() -> quint64 {
+            const quint64 before = mAttendee->link->LastBoardPost();
+            HandOver(record, other);
+            const quint64 now = mAttendee->link->LastBoardPost();
+            return now == before ? 0 : now;
+        };
+        paper->Draw(
+            mark, [&] { mAttendee->Turn(); }, post);
+    }
+    void HandOver(const QString& record, const QString& other)
+    {
+        Holds(other) ? mAttendee->Draw(record) : mAttendee->link->Keep(record);
+    }
+    void BoardBegins(quint64 ownUpTo) override { paper->shared.Begin(ownUpTo, {}, {}); }
+    void OwnPlaced(quint64 post) override { paper->shared.Placed(post); }
+    void OwnPassed(quint64 upTo) override { paper->shared.Passed(upTo); }
+    void OwnLost(quint64 post) override { paper->shared.Lost(post); }
     void NewMessage(const QString& from, const QString& text) override
     {
+        if (IsMark(text)) {
+            QString author = from;
+            author.remove(QLatin1String(kEarlierSuffix));
+            paper->shared.Take(std::make_shared<::Mark>(::Mark{text, nullptr, {}, author, {}}));
+        }
         for (const KindTag& row : kTags) {
             if (!text.startsWith(QLatin1String(row.tag))) continue;
             const QString rest = text.mid(qsizetype(qstrlen(row.tag)));
             if (rest.startsWith(u"mark "_s)) marks[Board] = rest.mid(5).toInt();
-            const int id = rest.toInt();
-            if (id == 0) return;  // the link clears the board of an earlier meeting
+            const int id = rest.section(u'|', -1).toInt();
+            if (id == 0) return;  // a mark
             model::Item item{.id = id, .kind = row.kind};
             item.sequence = model::Sequence(id);
             mWitness.Takes(mSelf, item);
@@ -215,10 +262,11 @@ private:
 class Game {
 public:
     Game(const Address& address, const std::string& key, int lane, std::uint64_t seed)
-        : mCode(u"GAME%1"_s.arg(seed, 5, 10, QLatin1Char('0')))
+        : mCode(u"GAME%1"_s.arg(seed, 5, 10, QLatin1Char('0'))),
+          mNewcomer(2, u"c%1"_s.arg(3 * lane + 2), address, key, mWitness)
     {
         for (int i = 0; i < 2; ++i) {
-            mHandles[i] = u"c%1"_s.arg(2 * lane + i);
+            mHandles[i] = u"c%1"_s.arg(3 * lane + i);
             mPlayers[i] = std::make_unique<Player>(i, mHandles[i], address, key, mWitness);
         }
     }
@@ -235,6 +283,7 @@ public:
                        mPlayers[1]->refusal + ")";
         }
         Settle();
+        LookAnew();
         return mWitness.Broken();
     }
 
@@ -320,6 +369,7 @@ private:
         const Time begun = Clock::now();
         while (mWitness.Broken().empty()) {
             for (auto& player : mPlayers) player->Follow(), player->Turn();
+            mNewcomer.Follow(), mNewcomer.Turn();
             if (enough()) return;
             if (Since(begun) > 60'000) mWitness.Breaks(otherwise + Standing());
             SleepAfter(Since(begun));
@@ -353,6 +403,26 @@ private:
             SleepAfter(Since(begun));
         }
         mWitness.AtRest(kept);
+        TryUntil([&] { return mPlayers[0]->AllPlaced() && mPlayers[1]->AllPlaced(); },
+                 "own strokes get no place");
+        if (both) Compare(*mPlayers[0], *mPlayers[1], "at rest");
+    }
+    void Compare(Player& one, Player& other, const std::string& when)
+    {
+        const std::string difference = Paper::Difference(*one.paper, *other.paper);
+        if (!difference.empty() && mWitness.Broken().empty()) mWitness.Breaks(when + ", " + difference);
+    }
+    /// Who comes when all is over has what those have who saw it.
+    void LookAnew()
+    {
+        Player* const stays = mPlayers[0]->In() ? mPlayers[0].get() : mPlayers[1].get();
+        if (!stays->In() || !mWitness.Broken().empty()) return;
+        TryUntil([&] { return mNewcomer.Join(mCode, true, false); }, "the newcomer cannot enter");
+        TryUntil([&] { return stays->Holds(mNewcomer.Handle()); }, "nobody sees the newcomer");
+        if (!mWitness.Broken().empty()) return;
+        stays->Mark(mNewcomer.Handle(), ++mMark);
+        TryUntil([&] { return mNewcomer.marks[Board] == mMark; }, "the newcomer does not come to rest");
+        if (mWitness.Broken().empty()) Compare(*stays, mNewcomer, "to a newcomer");
     }
     /// What everybody who is in must have: all of it, unless a CLEAR was followed by so much that what was in
     /// front of it may be gone.
@@ -383,6 +453,7 @@ private:
     model::Witness mWitness;
     QString mHandles[2];
     std::unique_ptr<Player> mPlayers[2];
+    Player mNewcomer;
     int mMark = 0;
     bool mMade = false;  // the meeting
 };
@@ -394,7 +465,7 @@ void RandomOperations(Run& run, Outcome& outcome)
     const std::uint64_t first = FromEnvironment("QUORVIA_MODEL_FIRST", 1);
     const std::uint64_t wanted = FromEnvironment("QUORVIA_MODEL_SEEDS", run.Form<std::uint64_t>(12, 10'000));
     const double seconds = run.Form(60, 3400);
-    Daemon daemon(2 * lanes,
+    Daemon daemon(3 * lanes,
                   u"grace_seconds = 1\nkeep_empty_seconds = 120\nconnections_per_address = 1000\n"_s);
     Address address(daemon.Port());
     std::atomic<std::uint64_t> next{first}, done{0};
@@ -435,7 +506,9 @@ void RandomOperations(Run& run, Outcome& outcome)
 
 std::vector<Goal> ModelGoals()
 {
-    return {{"F4", "random operations of two real clients, as the model plays them", RandomOperations}};
+    return {{"F4",
+             "random operations of two real clients, as the model plays them; boards and histories equal",
+             RandomOperations}};
 }
 
 }  // namespace reliability

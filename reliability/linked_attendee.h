@@ -51,6 +51,7 @@ public:
     std::deque<QString> heard;
     QString leftFrom;  // the address of who left last, as it was asked while they left
     std::vector<LinkState> states;
+    QStringList own;  // what became of own posts to the board: "placed 3"
     quint64 linesAccepted = 0;
     std::vector<quint64> linesLost;
     QStringList log;
@@ -79,6 +80,19 @@ private:
     }
     void LinesAccepted(quint64 upTo) override { linesAccepted = upTo; }
     void LineLost(quint64 line) override { linesLost.push_back(line); }
+    void BoardBegins(quint64 ownUpTo) override { Own(&MessengerEvents::BoardBegins, "begins", ownUpTo); }
+    void OwnPlaced(quint64 post) override { Own(&MessengerEvents::OwnPlaced, "placed", post); }
+    void OwnPassed(quint64 upTo) override { Own(&MessengerEvents::OwnPassed, "passed", upTo); }
+    void OwnLost(quint64 post) override { Own(&MessengerEvents::OwnLost, "lost", post); }
+    void OwnPlacesEnd() override
+    {
+        if (watcher) watcher->OwnPlacesEnd();
+    }
+    void Own(void (MessengerEvents::*event)(quint64), const char* name, quint64 post)
+    {
+        if (watcher) (watcher->*event)(post);
+        own += QStringLiteral("%1 %2").arg(QLatin1String(name)).arg(post);
+    }
     bool Wait(PendingAnswer& pending, std::chrono::milliseconds limit) override;
     bool IsOpen() const override { return !mHeld; }
     void WhenOpen(std::function<void()> drain) override { mDrain = std::move(drain); }

@@ -8,6 +8,22 @@
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
 
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// How the board stands once nothing own waits for its place: as it does for everybody who has heard as much.
+void TraceOwn(ProcessState& state)
+{
+    if (!state.ports.trace || SharedOf(state).OwnWaits()) return;
+    const SharedBoard::Steps steps = SharedOf(state).CurrentSteps();
+    TraceEvent(
+        state, "settled",
+        {{u"board"_s, SharedOf(state).LogChecksum()}, {u"index"_s, steps.index}, {u"count"_s, steps.count}});
+}
+
+}  // namespace
+
 SharedBoard& SharedOf(ProcessState& state)
 {
     Board& board = state.gMeetingForm->Board().Image();
@@ -103,5 +119,6 @@ void OwnBecame(ProcessState& state, OwnFate fate, quint64 post)
         if (shared.Due()) state.gMeetingForm->Board().SettleSoon();
         state.gMeetingForm->Board().Refresh();
         ShowSteps(state);
+        TraceOwn(state);
     });
 }

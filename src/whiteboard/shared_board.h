@@ -56,6 +56,8 @@ public:
     Steps CurrentSteps() const;
     /// Own work without a place; it comes last, whatever others do.
     bool OwnWaits() const { return !mOwn.empty(); }
+    /// There is such work, or a stroke in the hand: what is shown is more than the log.
+    bool OwnIsApart() const { return mBase.has_value(); }
 
     bool IsOf(const Board& shown, const WBHistory& history) const
     {

@@ -89,7 +89,7 @@ void StepOfOthers(ProcessState& state, const QString& record)
 {
     SharedBoard& shared = SharedOf(state);
     Trapped(state, "LoadWBBuffer", [&] { shared.Take(MarkOf(state, {}, record)); });
-    if (!shared.OwnWaits()) return LoadWBBuffer(state, qint16(shared.History().Index()));
+    if (!shared.OwnIsApart()) return LoadWBBuffer(state, qint16(shared.History().Index()));
     if (shared.Due()) state.gMeetingForm->Board().SettleSoon();
     state.gMeetingForm->Board().Refresh();
 }

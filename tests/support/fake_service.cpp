@@ -49,6 +49,7 @@ void FakeItem::SendVideoFrame(const QByteArray& data, const QString& handle, int
     if (handle != own && handle != QString::fromUtf16(kWhiteboardHandle) + own)
         Fail(u"not the session's handle"_s);
     if (x != qint16(x) || y != qint16(y)) Fail(u"position is outside -32768..32767"_s);
+    if (type == kFrameWhiteboard) ++mService.posts;
     mService.frames.push_back({mHandle, handle, x, y, type, quality, data});
 }
 
@@ -140,7 +141,8 @@ void FakeService::Send(const QString& to, const QString& message, qint32)
 
 void FakeService::CountLine(const QString& to, const QString& message)
 {
-    if (to != mHandle && !IsBoardRecord(message)) ++lines;
+    if (to == mHandle) return;
+    ++(IsBoardRecord(message) ? posts : lines);
 }
 
 void FakeService::Logout()

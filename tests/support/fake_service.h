@@ -73,6 +73,9 @@ public:
     QString serverKey = QStringLiteral("00112233445566778899");
     quint64 lines = 0;   // the number of the last one: each copy counts, but not the board's
     bool tight = false;  // much is waiting to be sent
+    bool placesOwn = false;  // own posts to the board get their places
+    quint64 posts = 0;       // the number of the last one
+    PicturePtr decoded;      // of every picture
     std::optional<std::chrono::milliseconds> age;  // of the events that are raised
     QString refusal;                               // LastRefusal after a Login that was refused
     QString acceptedKey;                           // of every service, for NameKey
@@ -101,11 +104,15 @@ public:
     void Link(const LinkState& state);
     void Accept(quint64 upTo);
     void Lose(quint64 line);
+    void Own(std::function<void(MessengerEvents&)> event) { Raise(std::move(event)); }
 
     bool HasMeetingPermission() override { return Answer("HasMeetingPermission", {}); }
     QString ServerKey() const override { return serverKey; }
     std::optional<std::chrono::milliseconds> EventAge() const override { return age; }
     bool SendingIsTight() const override { return tight; }
+    bool PlacesOwn() const override { return placesOwn; }
+    quint64 LastBoardPost() override { return posts; }
+    PicturePtr Decoded(const QByteArray&, int, int) override { return decoded; }
     QString SendTag() const override { return QStringLiteral("tag"); }
     bool LoggedIn() const override { return mLoggedIn; }
     QString Handle() const override { return mHandle; }
@@ -143,7 +150,7 @@ public:
         if (wish != LetInWish::Ask) mLetsIn = wish == LetInWish::Open ? letsIn : LettingIn();
         return mLetsIn;
     }
-    void Keep(const QString& record) override { kept += record; }
+    void Keep(const QString& record) override { kept += record, ++posts; }
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
     quint64 LastLine() override { return lines; }
     QString LastRefusal() const override { return mRefusal; }

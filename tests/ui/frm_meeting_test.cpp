@@ -383,8 +383,9 @@ TEST(MeetingWindow, MovesToAnotherMeeting)
     mnuLogin->trigger();
     EXPECT_EQ(desk.Listed(), QStringList({u"ann"_s, u"zoe"_s}));
     EXPECT_TRUE(mnuLogin->isEnabled());
-    desk.service->Say(u"ann (earlier)"_s, u"[[ZUM_WB_CLEAR]]"_s);  // as the link begins another meeting
-    EXPECT_EQ(desk.state.gWBBuffer->Count(), 3);                   // the history lives as long as the process
+    desk.service->Own([](MessengerEvents& sink) { sink.BoardBegins(0); });
+    EXPECT_EQ(desk.state.gWBBuffer->Count(), 1);  // no undo back into the other meeting
+    EXPECT_EQ(desk.Find<QLabel>("WBStatus")->text(), QString());
     desk.onNewMeeting = [&] { desk.service->Logout(); };  // gave up: a session without a meeting, or none
     mnuLogin->trigger();
     EXPECT_EQ(desk.Listed(), QStringList());

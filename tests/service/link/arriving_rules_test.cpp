@@ -29,9 +29,21 @@ struct Arrivals {
 
     Arrivals()
     {
-        Place place;
+        zephyl::Place place;
         for (const char* handle : {"ann", "bob"}) place.add_attendees()->set_handle(handle);
-        incoming.Begin(entry, {"ann", 7, 0}, place, false);
+        place.set_own_places(true);
+        incoming.Begin(entry, {"ann", 7, 0}, place, 0);
+    }
+    /// The service says where ann's item stands, or that all up to it do.
+    void Place(std::uint64_t number, bool passed = false)
+    {
+        Header header;
+        zephyl::Item& item = *header.mutable_item();
+        item.set_channel(CHANNEL_BOARD);
+        item.set_sequence(passed ? board : ++board);
+        item.set_number(number);
+        item.mutable_own_place()->set_passed(passed);
+        incoming.OnItem({header, {}});
     }
 
     void Item(const char* from, std::uint64_t stream, std::uint64_t number, const std::string& text)
@@ -74,6 +86,11 @@ struct Arrivals {
         while (const auto ready = queue.Take(entry)) {
             const LinkEvent& event = ready->event;
             if (event.kind == LinkEvent::Kind::Message) taken += event.from + u':' + event.text;
+            if (event.kind == LinkEvent::Kind::Begins && event.post) taken += u"begins %1"_s.arg(event.post);
+            if (event.kind == LinkEvent::Kind::Placed) taken += u"placed %1"_s.arg(event.post);
+            if (event.kind == LinkEvent::Kind::Passed) taken += u"passed %1"_s.arg(event.post);
+            if (event.kind == LinkEvent::Kind::Lost) taken += u"lost %1"_s.arg(event.post);
+            if (event.kind == LinkEvent::Kind::PlacesEnd) taken += u"no places"_s;
             if (event.kind == LinkEvent::Kind::Status) taken += u"%1=%2"_s.arg(event.from).arg(event.status);
             if (event.kind == LinkEvent::Kind::Frame)
                 taken +=
@@ -168,11 +185,36 @@ TEST(Arriving, OwnEarlierWorkHasANameThatIsNotIgnored)
     EXPECT_EQ(net.Take(), QStringList());
 
     net.entry = 2;
-    net.incoming.Begin(2, {"ann", 7, 2}, Place(), true);  // left and entered again, without a new login
+    net.incoming.Begin(2, {"ann", 7, 2}, zephyl::Place(), 5);  // left and entered again, without a new login
     net.Item("ann", 7, 2, "[[ZUM_WB_PEN]]2");
     net.Item("ann", 7, 3, "[[ZUM_WB_PEN]]3");
-    EXPECT_EQ(net.Take(), QStringList({u"ann (earlier):[[ZUM_WB_CLEAR]]"_s,  // the board of before
+    EXPECT_EQ(net.Take(), QStringList({u"begins 5"_s,  // what was posted up to then was of before
                                        u"ann (earlier):[[ZUM_WB_PEN]]2"_s}));
+}
+
+TEST(Arriving, OwnWorkGetsItsPlaceInOrderAndOnce)
+{
+    Arrivals net;
+    for (std::uint64_t number = 1; number <= 8; ++number) net.incoming.Await(number, 10 * number);
+    net.Item("bob", 6, 1, "[[ZUM_WB_PEN]]");
+    net.Place(1);
+    net.Place(1);                             // again, after a cut
+    net.Item("ann", 7, 2, "[[ZUM_WB_PEN]]");  // whole, because the seat had gone meanwhile
+    net.incoming.Lose(30);
+    net.Place(5);  // 4 was wiped and trimmed
+    net.Item("bob", 6, 2, "[[ZUM_WB_PEN]]");
+    net.Place(6, true);
+    net.Place(3, true);
+    const QString bobs = u"bob:[[ZUM_WB_PEN]]"_s;
+    EXPECT_EQ(net.Take(), QStringList({bobs, u"placed 10"_s, u"placed 20"_s, u"lost 30"_s, u"placed 50"_s,
+                                       bobs, u"passed 60"_s}));
+    EXPECT_EQ(net.queue.Marks(false).board, net.board);  // places are read as items are
+    zephyl::Place older;
+    older.add_attendees()->set_handle("ann");
+    older.add_attendees()->set_handle("bob");
+    net.incoming.Return(older);  // to a service that knows of no places
+    net.Item("ann", 7, 7, "[[ZUM_WB_PEN]]");
+    EXPECT_EQ(net.Take(), QStringList({u"no places"_s}));
 }
 
 TEST(Arriving, WhatIsOnTheBoardAtEntryIsAsOldAsTheServicesClockSays)
@@ -184,7 +226,8 @@ TEST(Arriving, WhatIsOnTheBoardAtEntryIsAsOldAsTheServicesClockSays)
     place.set_entered_at(8);
     place.set_now_ms(kNow);
     const auto before = std::chrono::steady_clock::now();
-    net.incoming.Begin(net.entry, {"ann", 7, 0}, place, false);
+    net.incoming.Begin(net.entry, {"ann", 7, 0}, place, 0);
+    net.Take();
     const auto after = std::chrono::steady_clock::now();
     const struct {
         std::uint64_t takenMs;
@@ -214,7 +257,7 @@ TEST(Arriving, WhatIsOnTheBoardAtEntryIsAsOldAsTheServicesClockSays)
     for (int i = 0; i < 2; ++i) EXPECT_FALSE(net.queue.Take(net.entry)->event.drawn);
 
     place.set_now_ms(~0ull);  // a service that says anything
-    net.incoming.Begin(net.entry, {"ann", 7, 0}, place, false);
+    net.incoming.Begin(net.entry, {"ann", 7, 0}, place, 0);
     net.board = 0;
     net.Item("bob", 2, 1, "[[ZUM_WB_PEN]]");
     EXPECT_LT(net.queue.Take(net.entry)->event.drawn, before);

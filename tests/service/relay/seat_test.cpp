@@ -42,6 +42,19 @@ protected:
         if (to) item.seats = {to};
         return Put(header, item, text);
     }
+    /// Of the board, with its sender's number.
+    std::uint64_t Stroke(std::uint64_t number, std::uint64_t stream = kOtherStream, bool refused = false)
+    {
+        Header header;
+        header.mutable_item()->mutable_text();
+        LogItem item;
+        item.channel = CHANNEL_BOARD;
+        item.stream = stream;
+        item.number = number;
+        item.everyone = item.kept = !refused;
+        item.refused = refused;
+        return Put(header, item, "stroke " + std::to_string(number));
+    }
     std::uint64_t Presence(const std::string& handle, SeatNumber about)
     {
         Header header;
@@ -65,6 +78,9 @@ protected:
                                header.skipped().attendees(0).handle());
             else if (header.has_accepted())
                 sent.push_back("accepted " + std::to_string(header.accepted().talk()));
+            else if (header.item().has_own_place())
+                sent.push_back((header.item().own_place().passed() ? "own up to " : "own ") +
+                               std::to_string(header.item().number()));
             else if (const auto item = mItems.Take(*frame))
                 sent.push_back(item->header.item().has_text()
                                    ? std::string(item->body)
@@ -107,9 +123,9 @@ private:
     void Wake(SeatNumber) override { ++wakes; }
     std::uint64_t Put(Header& header, LogItem item, const std::string& body)
     {
-        item.channel = CHANNEL_TALK;
-        item.sequence = log->Next(CHANNEL_TALK);
-        header.mutable_item()->set_channel(CHANNEL_TALK);
+        if (item.channel == CHANNEL_UNSPECIFIED) item.channel = CHANNEL_TALK;
+        item.sequence = log->Next(item.channel);
+        header.mutable_item()->set_channel(item.channel);
         header.mutable_item()->set_total(static_cast<std::uint32_t>(body.size()));
         AppendItem(item.frames, header, LANE_TALK, body, Way::Down);
         log->Append({std::make_shared<LogItem>(item)}, {});
@@ -231,6 +247,34 @@ TEST_F(SeatTest, TellsWhatItSkips)
     EXPECT_EQ(seat->ReadUpTo().talk, last);
     seat->acceptedNews = true;
     EXPECT_EQ(Sent(), Texts{"accepted 0"});
+}
+
+TEST_F(SeatTest, SaysWhereTheOwnStrokesStandToWhoAsked)
+{
+    Begin({});
+    seat->BeginAt({}, {});
+    Stroke(1, kOwnStream);
+    Stroke(1);
+    EXPECT_EQ(Sent(), Texts{"stroke 1"});  // did not ask
+    NewConnection();
+    seat->placesOwn = true;
+    seat->numbers->have.board = 1;
+    seat->GoOnAt({});
+    Stroke(2, kOwnStream);
+    Stroke(3, kOwnStream, true);
+    Line("own line", kOwnStream);
+    // As it had not read them; then that the rest of what was there is through.
+    EXPECT_EQ(Sent(), (Texts{"own 1", "stroke 1", "own up to 1", "own 2"}));
+    const std::uint64_t end = Stroke(2);
+    EXPECT_EQ(Sent(), Texts{"stroke 2"});
+    zephyl::Read read;
+    read.set_board(end);
+    seat->OnRead(read, Seat::Clock::now());
+    EXPECT_EQ(seat->LagBytes(), 0u);
+    EXPECT_EQ(seat->ReadUpTo().board, end);
+    seat->numbers->have.board = 3;
+    seat->BeginAt({}, {end, end});  // entered anew after the seat had gone: all of it whole
+    EXPECT_EQ(Sent(), (Texts{"stroke 1", "stroke 1", "stroke 2", "stroke 2", "own up to 3"}));
 }
 
 // Each line may be answered by a receipt at no cost; a receipt by nothing.
