@@ -17,6 +17,7 @@
 #include "text/words.h"
 #include "ui/dialogs.h"
 #include "whiteboard/board_screen.h"
+#include "whiteboard/own_work.h"
 #include "widgets/named.h"
 #include "widgets/spoken.h"
 

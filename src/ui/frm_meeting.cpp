@@ -63,6 +63,7 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *mChat, *status);
     mNewLines = std::make_unique<NewLines>(mState, *this);
     mVoice = std::make_unique<VoiceWatch>(mState, *mMedia, *picMain->lstUsers, *status);
+    mZUM->onBoardBegins = [this] { mRecording->Begin(mState.gMeetingCode, mState.ports.clock->Now()); };
     mZUM->onLine = [this] { mNewLines->Arrived(); };
     mState.gMessenger->SetEvents(mZUM.get());
 }

@@ -21,6 +21,8 @@ public:
 
     /// Somebody else's line has been shown.
     std::function<void()> onLine;
+    /// The board of a meeting begins: the first, or another one.
+    std::function<void()> onBoardBegins;
 
     void NewMessage(const QString& fromHandle, const QString& message) override;
     void StatusChanged(const QString& userHandle, qint32 newStatus) override;
@@ -29,7 +31,11 @@ public:
     void LinkChanged(const LinkState& link) override;
     void LinesAccepted(quint64 upTo) override;
     void LineLost(quint64 number) override;
-    void BoardBegins(quint64 ownUpTo) override { ::BoardBegins(mState, ownUpTo); }
+    void BoardBegins(quint64 ownUpTo) override
+    {
+        if (onBoardBegins) onBoardBegins();
+        ::BoardBegins(mState, ownUpTo);
+    }
     void OwnPlaced(quint64 post) override { OwnBecame(mState, OwnFate::Placed, post); }
     void OwnPassed(quint64 upTo) override { OwnBecame(mState, OwnFate::Passed, upTo); }
     void OwnLost(quint64 post) override { OwnBecame(mState, OwnFate::Lost, post); }

@@ -75,7 +75,6 @@ public:
     bool tight = false;  // much is waiting to be sent
     bool placesOwn = false;  // own posts to the board get their places
     quint64 posts = 0;       // the number of the last one
-    PicturePtr decoded;      // of every picture
     std::optional<std::chrono::milliseconds> age;  // of the events that are raised
     QString refusal;                               // LastRefusal after a Login that was refused
     QString acceptedKey;                           // of every service, for NameKey
@@ -112,7 +111,6 @@ public:
     bool SendingIsTight() const override { return tight; }
     bool PlacesOwn() const override { return placesOwn; }
     quint64 LastBoardPost() override { return posts; }
-    PicturePtr Decoded(const QByteArray&, int, int) override { return decoded; }
     QString SendTag() const override { return QStringLiteral("tag"); }
     bool LoggedIn() const override { return mLoggedIn; }
     QString Handle() const override { return mHandle; }

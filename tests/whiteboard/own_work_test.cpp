@@ -2,6 +2,7 @@
 
 #include "whiteboard/own_work.h"
 
+#include "contract/picture_reader.h"
 #include "media/incoming_frames.h"
 #include "whiteboard/client.h"
 #include "whiteboard/marks.h"
@@ -41,6 +42,15 @@ struct Person : Client {
     }
     PicturePtr picture;
     quint64 placed = 0;
+};
+
+class OnePicture final : public PictureReader {
+public:
+    explicit OnePicture(PicturePtr picture) : mPicture(std::move(picture)) {}
+    PicturePtr Read(const QByteArray&, int, int) const override { return mPicture; }
+
+private:
+    PicturePtr mPicture;
 };
 
 struct Room {
@@ -115,7 +125,9 @@ TEST(OwnWork, LinesAndPicturesAreWhatTheOthersGet)
 
     QImage grey(30, 20, QImage::Format_RGB32);
     grey.fill(0xff808081);  // as a JPEG made it of the one below
-    ann.service->decoded = bob.picture = std::make_shared<Picture>(Picture{"jpeg", PixelsOf(grey)});
+    const OnePicture reader(std::make_shared<Picture>(Picture{"jpeg", PixelsOf(grey)}));
+    bob.picture = reader.Read({}, 0, 0);
+    ann.state.ports.pictures = &reader;
     grey.fill(0xff808080);
     ann.tools.mInsertPicture = grey;
     PlacePicture(ann.state, grey, 300, 200);

@@ -366,7 +366,7 @@ PicturePtr EventQueue::Decode(const LinkEvent& event)
         const auto now = std::chrono::steady_clock::now();
         if (now - mLastRefusal >= kRefusalLogged)
             mLog(QStringLiteral("A picture from %1 is not shown: %2")
-                     .arg(event.from, QString::fromStdString(decoding.refusal)));
+                     .arg(event.from, QString::fromStdString(decoded.refusal)));
         mLastRefusal = now;
         return nullptr;
     }
