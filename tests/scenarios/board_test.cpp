@@ -166,6 +166,7 @@ TEST_F(Board, TwoWhoDrawAcrossEachOtherHaveTheSameBoardHistoryAndUndo)
     ann.Drag({ann.Board(400, 60), ann.Board(430, 90), ann.Board(450, 110)});
     bob.Wait("record", Both(box, Is("from", u"ann"_s)));
     bob.Drag({bob.Board(400, 160), bob.Board(430, 190), bob.Board(450, 210)});
+    bob.Wait("record", Both(box, Is("from", u"bob"_s)));  // from here on nothing is settled without it
     const QJsonObject there = bob.Wait("settled"), here = ann.Wait("record", Both(box, Is("from", u"bob"_s)));
     EXPECT_EQ(here[u"board"_s], there[u"board"_s]);
     EXPECT_EQ(there[u"index"_s], 11);
