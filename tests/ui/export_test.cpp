@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QPlainTextEdit>
 #include <QRadioButton>
+#include <QSlider>
 #include <QTemporaryDir>
 
 #include "export/recording.h"
@@ -12,6 +14,7 @@
 #include "messaging/record_kinds.h"
 #include "service/link/link_messenger.h"
 #include "support/a_meeting.h"
+#include "ui/frm_replay.h"
 #include "ui/meeting_desk.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/tool_commands.h"
@@ -122,4 +125,37 @@ TEST(Export, ARecordingEndsAtItsBound)
     kept.Begin(u"another"_s, {});
     EXPECT_FALSE(kept.Full());
     EXPECT_EQ(kept.Items(), 0);
+}
+
+TEST(Export, AReplayGivesItsBoardToTheMeetingAsOneStep)
+{
+    ExportDesk desk;
+    desk.service->Say(u"bob"_s, kStroke.arg(500));
+    desk.service->Say(u"bob"_s, u"hello"_s);
+    desk.service->Say(u"bob"_s, kStroke.arg(900));
+    const QString board = desk.state.gMeetingForm->Board().Image().Checksum();
+    ASSERT_EQ(desk.Export("optMeeting", 0, u"m.zmeeting"_s), u""_s);
+    tool_ButtonClick(desk.state, ToolKey::Clear);
+    const int before = desk.state.gWBBuffer->Index();
+
+    auto* player = new frmReplay(desk.state, desk.folder.filePath(u"m.zmeeting"_s));
+    player->show();
+    auto* slider = player->findChild<QSlider*>(u"sldReplay"_s);
+    auto* chat = player->findChild<QPlainTextEdit*>(u"txtReplayChat"_s);
+    slider->setValue(3);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return chat->toPlainText().contains(u"hello"_s); }));
+    player->cmdStep_Click(-1);  // over the line, to the change before it
+    EXPECT_EQ(slider->value(), 1);
+    EXPECT_EQ(chat->toPlainText(), u""_s);
+    player->cmdStep_Click(1);
+    EXPECT_EQ(slider->value(), 3);
+    const qint16 quality = desk.state.gFrameEncoder->Quality();
+    player->cmdTake_Click();
+    EXPECT_EQ(desk.state.gMeetingForm->Board().Image().Checksum(), board);
+    EXPECT_EQ(desk.state.gWBBuffer->Index(), before + 1);
+    ASSERT_FALSE(desk.service->frames.empty());
+    EXPECT_EQ(desk.service->frames.back().type, kFrameWhiteboard);
+    EXPECT_EQ(desk.service->frames.back().quality, 100);
+    EXPECT_EQ(desk.state.gFrameEncoder->Quality(), quality);
+    delete player;
 }

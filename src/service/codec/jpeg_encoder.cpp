@@ -69,9 +69,9 @@ void JpegEncoder::Check(int width, int height, int quality) const
         throw std::runtime_error("JPEG quality " + std::to_string(quality) + " is outside 1..100");
 }
 
-void JpegEncoder::Reserve(int width, int height)
+void JpegEncoder::Reserve(int width, int height, int sampling)
 {
-    const unsigned long needed = tjBufSize(width, height, TJSAMP_420);
+    const unsigned long needed = tjBufSize(width, height, sampling);
     if (needed <= mCodec->capacity) return;
     mCodec->Release();
     mCodec->buffer = tjAlloc(int(needed));
@@ -91,10 +91,11 @@ JpegBytes JpegEncoder::EncodeRgb32(const std::uint8_t* pixels, int width, int he
     Check(width, height, quality);
     if (!pixels || bytesPerLine < std::size_t(width) * 4)
         throw std::runtime_error("a picture has short lines");
-    Reserve(width, height);
+    const int sampling = quality == kFullColour ? TJSAMP_444 : TJSAMP_420;
+    Reserve(width, height, sampling);
     unsigned long size = mCodec->capacity;
     const int status = tjCompress2(mCodec->handle, pixels, width, int(bytesPerLine), height, kPixelFormat32,
-                                   &mCodec->buffer, &size, TJSAMP_420, quality, TJFLAG_NOREALLOC);
+                                   &mCodec->buffer, &size, sampling, quality, TJFLAG_NOREALLOC);
     return Finish(status, size);
 }
 
@@ -102,7 +103,7 @@ JpegBytes JpegEncoder::EncodeBgr24(std::span<const std::uint8_t> frame, int widt
 {
     Check(width, height, quality);
     CheckFrame(frame, Bgr24Bytes(width, height));
-    Reserve(width, height);
+    Reserve(width, height, TJSAMP_420);
     unsigned long size = mCodec->capacity;
     const int status = tjCompress2(mCodec->handle, frame.data(), width, width * 3, height, TJPF_BGR,
                                    &mCodec->buffer, &size, TJSAMP_420, quality, TJFLAG_NOREALLOC);
@@ -113,7 +114,7 @@ JpegBytes JpegEncoder::EncodeI420(std::span<const std::uint8_t> frame, int width
 {
     Check(width, height, quality);
     CheckFrame(frame, I420Bytes(width, height));
-    Reserve(width, height);
+    Reserve(width, height, TJSAMP_420);
     const std::uint64_t luma = std::uint64_t(width) * std::uint64_t(height);
     const std::uint64_t chroma = Half(width) * Half(height);
     const unsigned char* planes[] = {frame.data(), frame.data() + luma, frame.data() + luma + chroma};

@@ -8,6 +8,9 @@
 
 namespace zephyl {
 
+/// The quality at which nothing but rounding is left out.
+inline constexpr int kFullColour = 100;
+
 using JpegBytes = std::span<const std::uint8_t>;
 
 /// Keeps the codec's state and one output buffer between pictures, so that a video frame allocates nothing.
@@ -20,8 +23,8 @@ public:
     JpegEncoder& operator=(const JpegEncoder&) = delete;
 
     /// 32 bits a pixel, 0xffRRGGBB in the machine's byte order, rows from the top. Colour at half the
-    /// resolution like the frames; at the full one a desktop costs 1.9 times as much. The result is good
-    /// until the next call.
+    /// resolution like the frames, because at the full one a desktop costs 1.9 times as much; at quality 100
+    /// it is kept whole. The result is good until the next call.
     JpegBytes EncodeRgb32(const std::uint8_t* pixels, int width, int height, std::size_t bytesPerLine,
                           int quality);
     /// 24 bits a pixel, blue first, rows from the top without padding.
@@ -33,7 +36,7 @@ public:
 
 private:
     void Check(int width, int height, int quality) const;
-    void Reserve(int width, int height);
+    void Reserve(int width, int height, int sampling);
     JpegBytes Finish(int status, unsigned long size);
 
     struct Codec;
