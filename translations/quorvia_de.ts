@@ -1579,7 +1579,7 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
     <message>
         <source>%1 of %2</source>
         <comment>how many changes have happened</comment>
-        <translation type="unfinished"></translation>
+        <translation>%1 von %2</translation>
     </message>
     <message>
         <source>Reading the file: %1 %</source>
