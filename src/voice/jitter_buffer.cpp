@@ -57,7 +57,8 @@ void JitterBuffer::Measure(double transit)
         mInPeriod = 0;
     }
     std::vector<double> sorted = mLately;
-    const std::size_t chance = sorted.size() > 1 ? std::max<std::size_t>(1, sorted.size() / kLateByChance) : 0;
+    const std::size_t chance =
+        sorted.size() > 1 ? std::max<std::size_t>(1, sorted.size() / kLateByChance) : 0;
     const std::size_t at = sorted.size() - 1 - chance;
     std::nth_element(sorted.begin(), sorted.begin() + std::ptrdiff_t(at), sorted.end());
     const double wanted = std::clamp(sorted[at] - mBase + kMarginMs, kLeastDelayMs, kMostDelayMs);
@@ -68,7 +69,8 @@ void JitterBuffer::Put(std::uint64_t frame, const Packet& packet, Clock::time_po
 {
     const bool near = mBegun && frame + kFarFrames > mNext && frame < mNext + kFarFrames;
     const bool clockFits = mBegun && std::abs(TransitOf(frame, now) - mBase) < double(kFarFrames * kPacketMs);
-    // So late that nobody can wait for it: the speaker's count has stood still, or the way has become another.
+    // So late that nobody can wait for it: the speaker's count has stood still, or the way has become
+    // another.
     const bool behind = mBegun && TransitOf(frame, now) - mBase > kHopelessMs;
     if (behind || (!near && !clockFits)) Begin(frame, now);
     Measure(TransitOf(frame, now));

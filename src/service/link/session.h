@@ -171,6 +171,7 @@ private:
     void OnVoice(const Voice& voice, std::string_view body);
     void SayTalkWith();
     void TellVoicePeople();
+    void OnPresence(const Presence& presence);
     void OpenDatagrams(const Place& place);
     void CloseDatagrams();
     void FillRoad();

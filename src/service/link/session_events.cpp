@@ -104,7 +104,7 @@ void Session::OnItem(const FrameView& frame)
     }
     if (item->header.item().has_notice()) Say(QString::fromStdString(item->header.item().notice().text()));
     mIncoming.OnItem(*item);
-    if (item->header.item().has_presence()) TellVoicePeople();
+    if (item->header.item().has_presence()) OnPresence(item->header.item().presence());
     if (mLeaving) ReportRead();
 }
 

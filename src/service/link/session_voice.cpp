@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "contract/messenger_service.h"
 #include "service/link/session_parts.h"
 
 namespace zephyl::link {
@@ -66,6 +67,14 @@ voice_door::People Session::VoicePeople() const
     for (const std::string& handle : mIncoming.Present())
         if (handle != mHandle) people.handles.push_back(handle);
     return people;
+}
+
+/// Whoever comes back may have another seat, and the service knows whom we talk with by their seats.
+void Session::OnPresence(const Presence& presence)
+{
+    TellVoicePeople();
+    const bool wanted = std::find(mTalkWith.begin(), mTalkWith.end(), presence.handle()) != mTalkWith.end();
+    if (wanted && presence.status() == kStatusPresent) SayTalkWith();
 }
 
 void Session::TellVoicePeople()

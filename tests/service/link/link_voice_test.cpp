@@ -26,7 +26,8 @@ TEST(VoiceDoorMessages, ComeBackAsTheyWereOrNotAtAll)
 {
     using namespace voice_door;
     const Packet packet{77, 30, "Alice", "sound"};
-    const auto read = ReadPacket(WritePacket(packet));
+    const std::string written = WritePacket(packet);
+    const auto read = ReadPacket(written);
     ASSERT_TRUE(read);
     EXPECT_TRUE(read->frame == 77 && read->level == 30 && read->from == "Alice" && read->body == "sound");
     const People people{Phase::Inside, 20, {"Alice", "bob"}};
@@ -102,6 +103,11 @@ public:
                 ++opened;
             }
         });
+    }
+    bool Has(const std::string& packet)
+    {
+        Listen();
+        return std::find(heard.begin(), heard.end(), packet) != heard.end();
     }
     bool Until(const std::function<bool()>& enough)
     {
@@ -185,8 +191,12 @@ TEST_P(LinkVoiceTest, GoesFromDoorToDoorAndEndsWithTalk)
     bob->With({"Alice"});
     EXPECT_TRUE(Reaches(*alice, *bob) && Reaches(*bob, *alice));
     EXPECT_EQ(bob->heard.front().substr(0, 6), "Alice ");
-    EXPECT_EQ(bob->attendee.link->Voice().levels.value(u"Alice"_s, -1), 30);
-    EXPECT_TRUE(alice->attendee.link->Voice().levels.contains(QString()));
+    std::uint64_t more = 500'000;
+    EXPECT_TRUE(bob->Until([&] {
+        alice->Say(++more);
+        return bob->attendee.link->Voice().levels.value(u"Alice"_s, -1) == 30 &&
+               alice->attendee.link->Voice().levels.contains(QString());
+    }));
     bob->attendee.link->ShowVoice();
     EXPECT_TRUE(bob->Until([&] { return bob->opened == 1; }));
 
@@ -194,14 +204,10 @@ TEST_P(LinkVoiceTest, GoesFromDoorToDoorAndEndsWithTalk)
     alice->Say(1'000'000);
     alice->Say(1'000'001);
     Settle(*alice, *bob);
-    const auto said = [&](const std::string& packet) {
-        return std::find(bob->heard.begin(), bob->heard.end(), packet) != bob->heard.end();
-    };
-    EXPECT_FALSE(said("Alice 1000000") || said("Alice 1000001"));
-    const std::size_t heard = alice->heard.size();
+    EXPECT_FALSE(bob->Has("Alice 1000000") || bob->Has("Alice 1000001"));
     bob->Say(1'000'002);
     Settle(*bob, *alice);
-    EXPECT_EQ(alice->heard.size(), heard);
+    EXPECT_FALSE(alice->Has("bob 1000002"));
 }
 
 TEST_P(LinkVoiceTest, ComesBackAfterACut)
@@ -211,8 +217,10 @@ TEST_P(LinkVoiceTest, ComesBackAfterACut)
     bob->With({"Alice"});
     ASSERT_TRUE(Reaches(*alice, *bob));
     stream->Cut();
-    EXPECT_TRUE(bob->Until([&] { return StatsOf(*bob->attendee.link).reconnects > 0; }));
-    EXPECT_TRUE(alice->Until([&] { return StatsOf(*alice->attendee.link).reconnects > 0; }));
+    for (Talker* each :
+         {alice.get(), bob.get()})  // by HTTP it is an exchange that is made again, and no return
+        EXPECT_TRUE(each->Until(
+            [&] { return GetParam() == Protocol::Http || StatsOf(*each->attendee.link).reconnects > 0; }));
     EXPECT_TRUE(Reaches(*alice, *bob) &&
                 Reaches(*bob, *alice));  // nobody had to say again whom they talk with
 }
@@ -235,15 +243,12 @@ TEST_P(LinkVoiceTest, AGoneCompanionSaysNothingAndAnotherMayCome)
     EXPECT_EQ(door.st_mode & 0777, mode_t(0600));
     alice->door.Close();
     EXPECT_TRUE(alice->Until([&] { return !alice->attendee.link->Voice().companion; }));
-    const std::size_t heard = alice->heard.size();
     bob->Say(2'000'000);
     Settle(*bob, *alice);
     alice->OpenDoor();  // it talks with nobody until it is told
     alice->Say(2'000'001);
     Settle(*alice, *bob);
-    alice->Listen();
-    EXPECT_EQ(alice->heard.size(), heard);
-    EXPECT_EQ(std::count(bob->heard.begin(), bob->heard.end(), "Alice 2000001"), 0);
+    EXPECT_FALSE(alice->Has("bob 2000000") || bob->Has("Alice 2000001"));
     alice->With({"bob"});
     EXPECT_TRUE(Reaches(*alice, *bob));
     const std::string path = alice->path;
