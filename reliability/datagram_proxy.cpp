@@ -24,7 +24,7 @@ sockaddr_in At(const char* address, std::uint16_t port)
     return at;
 }
 
-void Require(bool done, const char* what)
+void RequireDone(bool done, const char* what)
 {
     if (!done) throw std::system_error(errno, std::system_category(), what);
 }
@@ -44,8 +44,8 @@ DatagramProxy::DatagramProxy(std::uint16_t port, std::uint32_t seed)
       mRandom(seed)
 {
     const sockaddr_in front = At(kBehindProxies, port), back = At("127.0.0.1", 0);
-    Require(::bind(mFront, reinterpret_cast<const sockaddr*>(&front), sizeof front) == 0, "proxy's port");
-    Require(::bind(mBack, reinterpret_cast<const sockaddr*>(&back), sizeof back) == 0, "proxy's back");
+    RequireDone(::bind(mFront, reinterpret_cast<const sockaddr*>(&front), sizeof front) == 0, "proxy's port");
+    RequireDone(::bind(mBack, reinterpret_cast<const sockaddr*>(&back), sizeof back) == 0, "proxy's back");
     mThread = std::thread([this] { Run(); });
 }
 

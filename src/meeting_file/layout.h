@@ -1,6 +1,8 @@
 #pragma once
 // How numbers and frames stand in a meeting file: for its writer and its reader alone.
 
+#include <xxhash.h>
+
 #include <bit>
 #include <concepts>
 #include <cstdint>
@@ -25,6 +27,11 @@ inline constexpr std::size_t kEntryBytes = 4 + 4 + 4 + kSumBytes;
 inline constexpr std::size_t kFooterBytes = 8 + 8 + 4 + 4 + kSumBytes + 8;
 inline constexpr std::size_t kItemFixedBytes = 1 + 1 + 2 + 8 + 8;  // behind the item's size
 inline constexpr std::size_t kPlaceBytes = 4;                      // of a picture, in front of its JPEG
+
+inline std::uint64_t Sum(std::string_view bytes)
+{
+    return XXH64(bytes.data(), bytes.size(), 0);
+}
 
 /// Of one frame with items; it begins where the one before ends.
 struct Entry {

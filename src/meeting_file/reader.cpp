@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <xxhash.h>
 #include <zstd.h>
 
 #include <algorithm>
@@ -18,11 +17,6 @@ namespace {
 
 constexpr char kNoMeetingFile[] = "this is no meeting file";
 constexpr std::size_t kMostPacked = kFramePlainBytes + 128 * 1024;  // what cannot be packed grows a little
-
-std::uint64_t Sum(std::string_view bytes)
-{
-    return XXH64(bytes.data(), bytes.size(), 0);
-}
 
 std::string ReadFully(int file, std::uint64_t offset, std::size_t count)
 {

@@ -1,6 +1,5 @@
 #include "meeting_file/writer.h"
 
-#include <xxhash.h>
 #include <zstd.h>
 
 namespace meeting_file {
@@ -12,11 +11,6 @@ constexpr std::uint32_t kFrameItems = 1024;
 // [Of 64 MB of pen strokes in such frames: level 1 makes a sixth at 192 MB/s, 3 a fifth at 152, 9 a sixth
 // at 17.]
 constexpr int kLevel = 1;
-
-std::uint64_t Sum(std::string_view bytes)
-{
-    return XXH64(bytes.data(), bytes.size(), 0);
-}
 
 std::string Skippable(std::uint32_t magic, std::string_view content)
 {

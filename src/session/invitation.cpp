@@ -10,6 +10,7 @@
 
 #include "session/login_rules.h"
 #include "text/one_line.h"
+#include "text/text_rules.h"
 #include "text/words.h"
 
 using namespace Qt::StringLiterals;
@@ -33,11 +34,6 @@ struct Fault {
 [[noreturn]] void Refuse(const QString& text)
 {
     throw Fault{text};
-}
-
-bool IsLetterOrDigit(QChar c)
-{
-    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9');
 }
 
 bool IsDigits(const QString& text)
@@ -97,7 +93,7 @@ QString ReadV6(const QString& inside)
     if (zone.startsWith(u"25"_s)) zone = zone.mid(2);
     const bool plain =
         !zone.isEmpty() && zone.size() <= kLongestZone && std::all_of(zone.begin(), zone.end(), [](QChar c) {
-            return IsLetterOrDigit(c) || c == u'.' || c == u'_' || c == u'-';
+            return IsAsciiLetterOrDigit(c) || c == u'.' || c == u'_' || c == u'-';
         });
     if (!plain || !IsLinkLocal(*number))
         Refuse(Ours::tr("The invitation's host names no network that there can be."));
@@ -108,7 +104,7 @@ bool IsLabel(const QString& label)
 {
     return !label.isEmpty() && label.size() <= kLongestLabel && label.front() != u'-' &&
            label.back() != u'-' &&
-           std::all_of(label.begin(), label.end(), [](QChar c) { return IsLetterOrDigit(c) || c == u'-'; });
+           std::all_of(label.begin(), label.end(), [](QChar c) { return IsAsciiLetterOrDigit(c) || c == u'-'; });
 }
 
 /// A name in its ASCII form, so that one that only looks like another one is told from it.

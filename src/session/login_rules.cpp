@@ -17,17 +17,12 @@ constexpr int kBelowLogin = 32;  // what the whole form is higher than its frame
 constexpr int kBelowMore = 37;
 constexpr int kTitleAndBorder = 25;  // counted in the above; here they are the window manager's
 
-bool IsLetterOrDigit(QChar c)
-{
-    return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9');
-}
-
 }  // namespace
 
 bool IsAlphanumeric(const QString& text)
 {
     const QString trimmed = Trim(text);
-    return !trimmed.isEmpty() && std::all_of(trimmed.begin(), trimmed.end(), IsLetterOrDigit);
+    return !trimmed.isEmpty() && std::all_of(trimmed.begin(), trimmed.end(), IsAsciiLetterOrDigit);
 }
 
 LoginFault CheckLogin(const QString& handle, const QString& password, const QString& code)

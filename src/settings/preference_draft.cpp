@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "settings/configurations.h"
+#include "settings/reg_text.h"
 #include "settings/settings.h"
 
 using namespace Qt::StringLiterals;
@@ -12,11 +13,6 @@ namespace {
 QString ConfigPath(const QString& name)
 {
     return u"HKEY_CURRENT_USER\\Software\\Velnor\\Zephyl\\Configs\\"_s + name;
-}
-
-bool Same(const QString& a, const QString& b)
-{
-    return a.compare(b, Qt::CaseInsensitive) == 0;
 }
 
 /// Where keys of services are remembered: ours first, then the legacy one.
@@ -113,7 +109,7 @@ void PreferenceDraft::CopyConfig(const QString& from, const QString& to)
     Keep({.kind = RegEdit::Kind::CopyKey, .keyPath = ConfigPath(from), .to = ConfigPath(to)});
     std::map<Value, QString> copied;
     for (const auto& [value, text] : mValues)
-        if (Same(value.first, from)) copied[{to, value.second}] = text;
+        if (SameName(value.first, from)) copied[{to, value.second}] = text;
     mValues.merge(copied);
 }
 
@@ -122,7 +118,7 @@ void PreferenceDraft::RenameConfig(const QString& from, const QString& to)
     Keep({.kind = RegEdit::Kind::MoveKey, .keyPath = ConfigPath(from), .to = ConfigPath(to)});
     std::map<Value, QString> values;
     for (const auto& [value, text] : mValues)
-        values[{Same(value.first, from) ? to : value.first, value.second}] = text;
+        values[{SameName(value.first, from) ? to : value.first, value.second}] = text;
     mValues = std::move(values);
     LetFollow(from, to);
 }
@@ -135,20 +131,20 @@ void PreferenceDraft::LetFollow(const QString& from, const QString& to)
     const Value chosen{QString(), &keys::kDefaultConfig};
     const auto changed = mValues.find(chosen);
     const QString named = changed == mValues.end() ? Raw(QString(), keys::kDefaultConfig) : changed->second;
-    if (Same(named, from)) mValues[chosen] = to;  // chosen here, or at the legacy place
-    if (Same(mCurrent, from)) mCurrent = to;
+    if (SameName(named, from)) mValues[chosen] = to;  // chosen here, or at the legacy place
+    if (SameName(mCurrent, from)) mCurrent = to;
 }
 
 RemoveFault PreferenceDraft::MayRemove(const QString& name) const
 {
-    if (Same(name, QLatin1String(keys::kSystemDefault))) return RemoveFault::AlwaysThere;
-    return mInMeeting && Same(name, mCurrent) ? RemoveFault::InUse : RemoveFault::None;
+    if (SameName(name, QLatin1String(keys::kSystemDefault))) return RemoveFault::AlwaysThere;
+    return mInMeeting && SameName(name, mCurrent) ? RemoveFault::InUse : RemoveFault::None;
 }
 
 void PreferenceDraft::RemoveConfig(const QString& name)
 {
     Keep({RegEdit::Kind::RemoveKey, ConfigPath(name)});
-    std::erase_if(mValues, [&](const auto& value) { return Same(value.first.first, name); });
+    std::erase_if(mValues, [&](const auto& value) { return SameName(value.first.first, name); });
     LetFollow(name, QLatin1String(keys::kSystemDefault));
 }
 
@@ -190,7 +186,7 @@ Stored PreferenceDraft::Store()
     mState.ports.registry->Change(edits);
     Stored stored{{}, mCurrent != mState.gConfigName};
     for (const auto& [value, text] : mValues)
-        if (value.first.isEmpty() || Same(value.first, mCurrent)) stored.inUse.insert(value.second);
+        if (value.first.isEmpty() || SameName(value.first, mCurrent)) stored.inUse.insert(value.second);
     mState.gConfigName = mCurrent;
     Load();
     return stored;

@@ -12,11 +12,6 @@ namespace {
 constexpr char kHeader[] = "Windows Registry Editor Version 5.00";
 constexpr qsizetype kHexBytesPerLine = 25;
 
-bool Same(const QString& a, const QString& b)
-{
-    return a.compare(b, Qt::CaseInsensitive) == 0;
-}
-
 /// Whether `path` is `keyPath` or a key below it.
 bool AtOrBelow(const QString& path, const QString& keyPath)
 {
@@ -185,6 +180,11 @@ QByteArray Quoted(const QString& text)
 
 }  // namespace
 
+bool SameName(const QString& a, const QString& b)
+{
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
+
 QByteArray TextData(const QString& text)
 {
     QByteArray data;
@@ -259,10 +259,10 @@ QByteArray RegText::Write() const
 std::optional<RegText::Place> RegText::Find(const QString& keyPath, const QString& name) const
 {
     for (std::size_t section = mSections.size(); section-- > 0;) {
-        if (!Same(mSections[section].keyPath, keyPath)) continue;
+        if (!SameName(mSections[section].keyPath, keyPath)) continue;
         const std::vector<Line>& lines = mSections[section].lines;
         for (std::size_t line = lines.size(); line-- > 0;)
-            if (lines[line].value && Same(lines[line].value->name, name)) return Place{section, line};
+            if (lines[line].value && SameName(lines[line].value->name, name)) return Place{section, line};
     }
     return std::nullopt;
 }
@@ -297,7 +297,7 @@ void RegText::SetText(const QString& keyPath, const QString& name, const QString
         return;
     }
     auto section = std::find_if(mSections.rbegin(), mSections.rend(),
-                                [&](const Section& s) { return Same(s.keyPath, keyPath); });
+                                [&](const Section& s) { return SameName(s.keyPath, keyPath); });
     if (section != mSections.rend() && std::any_of(section->lines.begin(), section->lines.end(),
                                                    [](const Line& l) { return LeftOpen(l.raw); }))
         section = mSections.rend();  // the key once more, where nothing swallows the line
@@ -317,13 +317,13 @@ void RegText::Make(const RegEdit& edit)
     using Kind = RegEdit::Kind;
     const QString made = edit.kind == Kind::AddKey ? edit.keyPath : edit.to;
     CheckName(made);
-    if (HasKey(made) && !Same(made, edit.kind == Kind::MoveKey ? edit.keyPath : QString()))
+    if (HasKey(made) && !SameName(made, edit.kind == Kind::MoveKey ? edit.keyPath : QString()))
         throw std::runtime_error("there is already a key of the name " + made.toStdString());
     switch (edit.kind) {
         case Kind::SetText: return SetText(edit.keyPath, edit.name, edit.text);
         case Kind::ReplaceText:
             if (const auto value = Read(edit.keyPath, edit.name);
-                value && Same(DataText(value->data), edit.was))
+                value && SameName(DataText(value->data), edit.was))
                 SetText(edit.keyPath, edit.name, edit.text);
             return;
         case Kind::RemoveValue: return RemoveValue(edit.keyPath, edit.name);
@@ -340,9 +340,9 @@ void RegText::Make(const RegEdit& edit)
 void RegText::RemoveValue(const QString& keyPath, const QString& name)
 {
     for (Section& section : mSections)
-        if (Same(section.keyPath, keyPath))
+        if (SameName(section.keyPath, keyPath))
             std::erase_if(section.lines,
-                          [&](const Line& line) { return line.value && Same(line.value->name, name); });
+                          [&](const Line& line) { return line.value && SameName(line.value->name, name); });
 }
 
 bool RegText::HasKey(const QString& keyPath) const
@@ -414,11 +414,11 @@ std::vector<RegValue> RegText::Values(const QString& keyPath) const
 {
     std::vector<RegValue> values;
     for (const Section& section : mSections) {
-        if (!Same(section.keyPath, keyPath)) continue;
+        if (!SameName(section.keyPath, keyPath)) continue;
         for (const Line& line : section.lines) {
             if (!line.value) continue;
             const auto at = std::find_if(values.begin(), values.end(),
-                                         [&](const RegValue& v) { return Same(v.name, line.value->name); });
+                                         [&](const RegValue& v) { return SameName(v.name, line.value->name); });
             if (at == values.end())
                 values.push_back(*line.value);
             else

@@ -19,6 +19,9 @@ QString DataText(const QByteArray& data);
 /// The number of Dword data: the first four bytes, little endian; missing ones are 0.
 qint32 DataNumber(const QByteArray& data);
 
+/// Whether two keys or names are one: they are compared without case.
+bool SameName(const QString& a, const QString& b);
+
 class RegText {
 public:
     /// Reads any bytes, also a byte-order mark, CRLF lines, UTF-16LE files of other tools, continued hex

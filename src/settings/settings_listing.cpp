@@ -1,5 +1,6 @@
 #include "settings/settings_listing.h"
 
+#include "settings/reg_text.h"
 #include "settings/settings.h"
 #include "text/qt_line.h"
 
@@ -12,16 +13,11 @@ const QString kOurs = kRoot + u"\\Software\\Velnor\\"_s;
 const QString kLegacyRoot = kRoot + u"\\Software\\VB and VBA Program Settings\\"_s;
 constexpr int kDeepest = 32;  // keys below keys
 
-bool Same(const QString& a, const QString& b)
-{
-    return a.compare(b, Qt::CaseInsensitive) == 0;
-}
-
 bool IsSecret(const QString& name)
 {
-    return Same(name, QLatin1String(keys::kPassword.key)) ||
-           Same(name, QLatin1String(keys::kLocalEncryptionKey.key)) ||
-           Same(name, QLatin1String(keys::kHttpProxy.key));
+    return SameName(name, QLatin1String(keys::kPassword.key)) ||
+           SameName(name, QLatin1String(keys::kLocalEncryptionKey.key)) ||
+           SameName(name, QLatin1String(keys::kHttpProxy.key));
 }
 
 QString Shown(const QString& name, const QString& text)
@@ -75,7 +71,7 @@ void Collect(RegistryFile& store, const QString& path, int depth, std::vector<Fo
 const SettingKey* Known(const QString& section, const QString& name)
 {
     for (const SettingKey* key : keys::kAll)
-        if (Same(QLatin1String(key->section), section) && Same(QLatin1String(key->key), name)) return key;
+        if (SameName(QLatin1String(key->section), section) && SameName(QLatin1String(key->key), name)) return key;
     return nullptr;
 }
 
@@ -86,12 +82,12 @@ QString WhyUnread(ProcessState& state, const Found& found)
     for (const auto& [application, kept] : {std::pair(keys::kZephyl, keys::kTrustedServices),
                                             std::pair(keys::kQuorvia, keys::kMeetingCodesSection),
                                             std::pair(keys::kQuorvia, keys::kMeetingServices)})
-        if (Same(found.path, kOurs + QLatin1String(application) + u'\\' + QLatin1String(kept))) return {};
+        if (SameName(found.path, kOurs + QLatin1String(application) + u'\\' + QLatin1String(kept))) return {};
     const SettingKey* const key = Known(section, found.value.name);
     if (!key) return u"there is no such setting"_s;
     const SettingPlace own = PlaceOf(state, *key), legacy = LegacyPlaceOf(*key);
-    if (Same(found.path, own.path)) return {};
-    if (Same(found.path, legacy.path))
+    if (SameName(found.path, own.path)) return {};
+    if (SameName(found.path, legacy.path))
         return state.ports.registry->Read(own.path, own.name)
                    ? u"the value in "_s + Short(own.path) + u" goes first"_s
                    : QString();

@@ -125,6 +125,11 @@ QString TrimAtNull(const QString& text)
     return at < 0 ? text : text.left(at);
 }
 
+bool IsAsciiLetterOrDigit(QChar c)
+{
+    return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9');
+}
+
 double RoundHalfEven(double value)
 {
     return std::nearbyint(value);

@@ -17,6 +17,9 @@ QString Trim(const QString& text);
 /// The text up to its first NUL.
 QString TrimAtNull(const QString& text);
 
+/// A to Z, a to z, 0 to 9: no other script's.
+bool IsAsciiLetterOrDigit(QChar c);
+
 /// Nearest integer, ties to the even neighbour.
 double RoundHalfEven(double value);
 

@@ -10,7 +10,7 @@ constexpr int kGrip = 80;  // pixels of the title bar that must be on a screen
 constexpr int kTitleHeight = 24;
 constexpr float kFarthest = 1e6F;  // pixels
 
-int Pixels(float twips)
+int PixelsOf(float twips)
 {
     const float pixels = twips / kTwipsPerPixel;
     return std::isnan(pixels) ? 0 : int(std::lround(std::clamp(pixels, -kFarthest, kFarthest)));
@@ -45,8 +45,8 @@ TwipsRect ToTwips(const QRect& window)
 
 QRect ToPixels(const TwipsRect& placement)
 {
-    return QRect(Pixels(placement.left), Pixels(placement.top), Pixels(placement.width),
-                 Pixels(placement.height));
+    return QRect(PixelsOf(placement.left), PixelsOf(placement.top), PixelsOf(placement.width),
+                 PixelsOf(placement.height));
 }
 
 QRect OnScreen(const QRect& window, const QSize& smallest, const std::vector<QRect>& screens)

@@ -22,11 +22,6 @@ BoardScreen& Screen(ProcessState& state)
 {
     return state.gMeetingForm->Board();
 }
-WhiteboardTools& ToolsOf(ProcessState& state)
-{
-    return state.gMeetingForm->Toolbar().Tools();
-}
-
 void NoteLast(WhiteboardTools& tools, BoardPoint at)
 {
     tools.mLastX = ToPixel(at.x);

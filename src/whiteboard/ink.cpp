@@ -11,7 +11,6 @@
 namespace {
 
 constexpr int kDiagonal = 2560;  // of 2048 x 1536
-constexpr float kFar = 16384;    // well outside the board and every pen on it
 // More characters than the board has room for, so that strangers' texts take 50 ms and not a second.
 constexpr qsizetype kLongestLine = 4096, kLongestTinyLine = 8192;
 constexpr float kTinyPoints = 4;

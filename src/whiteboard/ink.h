@@ -9,6 +9,8 @@
 
 class QPainter;
 
+inline constexpr float kFar = 16384;  // well outside the board and every pen on it
+
 /// The toolkit's colour of 0x00BBGGRR.
 QRgb ToRgb(quint32 colour);
 /// A drawing width as the board takes it: 1 to its diagonal.

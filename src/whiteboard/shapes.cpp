@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "whiteboard/ink.h"
 #include "whiteboard/record_fields.h"
 
 namespace {
 
-constexpr float kFar = 16384;  // well outside the board and every pen on it
 
 QPointF Near(float x, float y, float far)
 {

@@ -18,16 +18,12 @@
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/tools/picture.h"
+#include "whiteboard/whiteboard_tools.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-
-WhiteboardTools& ToolsOf(ProcessState& state)
-{
-    return state.gMeetingForm->Toolbar().Tools();
-}
 
 void SetCursor(ProcessState& state, const CursorChoice& choice)
 {

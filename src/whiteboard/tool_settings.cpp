@@ -13,16 +13,12 @@
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
+#include "whiteboard/whiteboard_tools.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-
-WhiteboardTools& ToolsOf(ProcessState& state)
-{
-    return state.gMeetingForm->Toolbar().Tools();
-}
 
 void LogStrange(ProcessState& state, const SettingKey& key, const QString& value)
 {

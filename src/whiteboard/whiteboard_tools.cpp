@@ -1,5 +1,8 @@
 #include "whiteboard/whiteboard_tools.h"
 
+#include "base/meeting_screens.h"
+#include "base/process_state.h"
+#include "whiteboard/toolbar_screen.h"
 #include "whiteboard/tools/line.h"
 #include "whiteboard/tools/pen.h"
 #include "whiteboard/tools/point.h"
@@ -23,6 +26,11 @@ constexpr const char* kNames[kToolKeys] = {"",    "Erase", "Draw", "Shape", "Tex
                                            "App", "Video", "Undo", "Redo",  "Clear", "Exit"};
 
 }  // namespace
+
+WhiteboardTools& ToolsOf(ProcessState& state)
+{
+    return state.gMeetingForm->Toolbar().Tools();
+}
 
 QString ToolName(ToolKey key)
 {

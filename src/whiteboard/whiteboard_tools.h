@@ -14,6 +14,8 @@
 #include "whiteboard/records.h"
 #include "whiteboard/tools/tool.h"
 
+struct ProcessState;
+
 enum class ToolKey { None, Erase, Draw, Shape, Text, Paste, File, App, Video, Undo, Redo, Clear, Exit };
 inline constexpr std::size_t kToolKeys = 13;
 using KeySet = std::bitset<kToolKeys>;
@@ -81,6 +83,8 @@ struct WhiteboardTools {
     TextLook& TextFont();
 };
 
+/// Those of the meeting window, which must be there.
+WhiteboardTools& ToolsOf(ProcessState& state);
 /// The bordered palette box's colour, 0 without one; sets mColorIndex.
 quint32 CurrentColor(WhiteboardTools& tools);
 /// The bordered width box's line width, 0 without one; sets mWidthIndex.

@@ -18,7 +18,7 @@ namespace {
 constexpr quint32 kRed = 0x0000ff;
 
 /// The smallest rectangle around everything that is not white.
-QRect Ink(const Board& board)
+QRect InkArea(const Board& board)
 {
     QRect ink;
     for (int y = 0; y < kBoardHeight; ++y) {
@@ -79,7 +79,7 @@ TEST(Board, ShapesCoverExactlyTheirExtent)
         SCOPED_TRACE(row.what);
         Board board;
         row.draw(board);
-        EXPECT_EQ(Ink(board), row.ink);
+        EXPECT_EQ(InkArea(board), row.ink);
         if (!row.ink.isEmpty() && row.ink.width() == 1) {
             EXPECT_EQ(board.Pixel(row.ink.x(), row.ink.y()) & 0xffffff, 0xff0000u);  // red is the low byte
         }
@@ -154,7 +154,7 @@ TEST(Board, TextHangsFromItsTopAndHasNoColouredFringes)
     Board board;
     const TextLook look{u"Arial"_s, 24};
     board.Draw(TextRecord{100, 50, look, 0, u"HHHH"_s});
-    const QRect ink = Ink(board);
+    const QRect ink = InkArea(board);
     EXPECT_GE(ink.top(), 50);
     EXPECT_LE(ink.bottom(), 50 + board.LineHeight(look));
     EXPECT_NEAR(ink.left(), 100, 4);

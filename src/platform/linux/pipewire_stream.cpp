@@ -16,13 +16,12 @@ namespace {
 
 constexpr int kFewestBuffers = 2, kUsualBuffers = 4, kMostBuffers = 16;  // one of them is held here
 constexpr std::uint32_t kMostFramesASecond = 30;
-constexpr std::uint32_t kLongestSide = 16384;
 constexpr std::size_t kParametersBytes = 1024;
 
 /// What can be read: four bytes a pixel, in memory and not in the graphics card's.
 const spa_pod* Formats(spa_pod_builder& builder)
 {
-    const spa_rectangle usual{1280, 720}, least{1, 1}, most{kLongestSide, kLongestSide};
+    const spa_rectangle usual{1280, 720}, least{1, 1}, most{kLongestStreamSide, kLongestStreamSide};
     const spa_fraction still{0, 1}, slowest{1, 1}, fastest{kMostFramesASecond, 1};
     return static_cast<const spa_pod*>(spa_pod_builder_add_object(
         &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,

@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr quint32 kLongestSide = 16384;
 constexpr qint64 kMostBytes = 256 * 1024 * 1024;
 constexpr int kPixel = 4;  // bytes
 
@@ -31,7 +30,7 @@ Pixels Turned(const Pixels& picture, quint32 transform)
 
 Pixels PictureOf(const StreamFrame& frame, const ReadBytes& read)
 {
-    if (frame.width == 0 || frame.height == 0 || frame.width > kLongestSide || frame.height > kLongestSide)
+    if (frame.width == 0 || frame.height == 0 || frame.width > kLongestStreamSide || frame.height > kLongestStreamSide)
         return {};
     const QRect whole(0, 0, int(frame.width), int(frame.height));
     const QRect part = frame.crop.isNull() ? whole : frame.crop;

@@ -6,6 +6,8 @@
 
 #include "contract/picture.h"
 
+inline constexpr quint32 kLongestStreamSide = 16384;  // pixels: larger than any screen
+
 /// How a picture lies in a piece of memory, as its sender says. Nothing in it has been checked.
 struct StreamFrame {
     quint32 width = 0, height = 0;  // pixels of four bytes

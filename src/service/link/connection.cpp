@@ -1,6 +1,5 @@
 #include "service/link/connection.h"
 
-#include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/error.hpp>
@@ -8,6 +7,8 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
+
+#include "service/net/no_throw.h"
 
 namespace zephyl::link {
 
@@ -17,7 +18,6 @@ using SteadyClock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr auto kNoThrow = asio::as_tuple(asio::use_awaitable);
 constexpr std::chrono::seconds kOneWrite{30};  // a batch that does not leave within this never will
 
 }  // namespace

@@ -3,12 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cstring>
+
+#include "service/net/no_throw.h"
 
 namespace zephyl::link {
 
@@ -16,7 +17,6 @@ namespace asio = boost::asio;
 
 namespace {
 
-constexpr auto kNoThrow = asio::as_tuple(asio::use_awaitable);
 constexpr std::chrono::milliseconds kLookAgain{500};  // what is sent meanwhile may be doubted sooner
 
 sockaddr_storage AddressOf(const asio::ip::tcp::endpoint& endpoint)

@@ -1,12 +1,12 @@
 #include "service/link/http_road.h"
 
 #include <algorithm>
-#include <boost/asio/as_tuple.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <stdexcept>
 
+#include "service/net/no_throw.h"
 #include "service/wire/limits.h"
 
 namespace zephyl::link {
@@ -18,7 +18,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kNoThrow = asio::as_tuple(asio::use_awaitable);
 constexpr std::chrono::milliseconds kOpening = 5s;  // of a lane, again
 constexpr std::chrono::milliseconds kAnswered = 10s;
 constexpr std::chrono::milliseconds kLate = 5s;  // behind the time that a poll is held

@@ -14,18 +14,17 @@
 namespace zephyl::link {
 
 namespace asio = boost::asio;
-using std::chrono::milliseconds;
 
 namespace {
 
 constexpr time_t kEverySecond = 1;
-constexpr milliseconds kShort{1000};  // nobody misses it for so long
+constexpr std::chrono::milliseconds kShort{1000};  // nobody misses it for so long
 
-milliseconds Now(clockid_t clock)
+std::chrono::milliseconds Now(clockid_t clock)
 {
     timespec now{};
     ::clock_gettime(clock, &now);
-    return std::chrono::duration_cast<milliseconds>(std::chrono::seconds(now.tv_sec) +
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::seconds(now.tv_sec) +
                                                     std::chrono::nanoseconds(now.tv_nsec));
 }
 
@@ -41,7 +40,7 @@ int MakeTimer()
 
 }  // namespace
 
-milliseconds SleptSoFar()
+std::chrono::milliseconds SleptSoFar()
 {
     return Now(CLOCK_BOOTTIME) - Now(CLOCK_MONOTONIC);
 }
@@ -51,15 +50,15 @@ SleepWatch::SleepWatch(const asio::any_io_executor& executor, Slept slept)
 {
 }
 
-asio::awaitable<milliseconds> SleepWatch::Woken()
+asio::awaitable<std::chrono::milliseconds> SleepWatch::Woken()
 {
     for (;;) {
         const auto [stopped] = co_await mTimer.async_wait(asio::posix::stream_descriptor::wait_read,
                                                           asio::as_tuple(asio::use_awaitable));
-        if (stopped) co_return milliseconds(0);
+        if (stopped) co_return std::chrono::milliseconds(0);
         std::uint64_t times = 0;
         if (::read(mTimer.native_handle(), &times, sizeof times) < 0) continue;
-        const milliseconds before = std::exchange(mKnown, mSlept());
+        const std::chrono::milliseconds before = std::exchange(mKnown, mSlept());
         if (mKnown - before >= kShort) co_return mKnown - before;
     }
 }

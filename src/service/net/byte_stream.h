@@ -2,10 +2,13 @@
 // A connected stream of bytes, for those who do not mind whether it is enciphered.
 
 #include <boost/asio/awaitable.hpp>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace zephyl {
+
+inline constexpr std::size_t kReceiveBytes = 64 * 1024;  // read from a socket at most at a time
 
 class ByteStream {
 public:

@@ -9,7 +9,7 @@ namespace zephyl {
 namespace {
 
 constexpr std::size_t kMostParts = (kDatagramFrameBytes + kPartBytes - 1) / kPartBytes;
-static_assert(kMostParts <= 64);  // a bit for each
+static_assert(kMostParts <= kMostWholeParts);
 
 constexpr std::size_t kPartAt = 8, kPartsAt = 10, kTotalAt = 12;
 

@@ -8,10 +8,6 @@
 namespace zephyl {
 namespace asio = boost::asio;
 
-namespace {
-constexpr std::size_t kReceiveBytes = 64 * 1024;
-}
-
 PlainStream::PlainStream(asio::ip::tcp::socket socket) : mSocket(std::move(socket))
 {
     PrepareSocket(mSocket);

@@ -13,7 +13,6 @@ namespace {
 using Element = unsigned char;
 
 constexpr unsigned kPolynomial = 0x11d;
-constexpr std::size_t kMostParts = 64;
 constexpr double kHardlyAny = 0.005, kMostLost = 0.35;
 constexpr double kSurely = 2.5;  // standard deviations
 
@@ -49,7 +48,7 @@ Element Inverse(Element a)
 /// Of the part in the spare part: no two rows of these depend on each other.
 Element Factor(std::size_t spare, std::size_t part)
 {
-    return Inverse(static_cast<Element>((kMostParts + spare) ^ part));
+    return Inverse(static_cast<Element>((kMostWholeParts + spare) ^ part));
 }
 
 /// to += factor * from

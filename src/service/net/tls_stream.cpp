@@ -21,7 +21,6 @@ namespace zephyl {
 namespace asio = boost::asio;
 namespace {
 
-constexpr std::size_t kReceiveBytes = 64 * 1024;
 constexpr int kClearBytes = 16 * 1024;              // one TLS record
 constexpr std::size_t kRecordExtraBytes = 22;       // header, type and tag
 constexpr std::size_t kHandshakeBytes = 4 * 1024;   // a ClientHello; more comes in the next turn

@@ -21,6 +21,7 @@
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/door/login_desk.h"
 #include "service/relay/meeting/directory.h"
+#include "service/relay/options.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/report.h"
 
@@ -31,7 +32,6 @@ namespace {
 
 constexpr std::size_t kLineBytes = 1024;
 constexpr int kClientsAtOnce = 16;
-constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors
 constexpr std::chrono::seconds kAsking{5};              // for the line to come
 constexpr std::chrono::seconds kTaking{30};             // for the answer to leave
 

@@ -20,14 +20,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-using Place =
+using Option =
     std::variant<milliseconds RelayTimes::*, std::size_t RelayBounds::*, std::size_t RelayBudgets::*,
                  unsigned RelayOptions::*, unsigned MailOptions::*, std::size_t MailOptions::*>;
 
 // A whole number with its range, in units of what the options count in.
 struct NumberKey {
     const char* name;
-    Place place;
+    Option place;
     std::int64_t unit, least, most;
     const char* comment;
 };

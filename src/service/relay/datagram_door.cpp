@@ -14,7 +14,7 @@
 namespace zephyl {
 namespace {
 
-std::string Bytes(const DatagramKey& key)
+std::string KeyBytes(const DatagramKey& key)
 {
     return std::string(key.begin(), key.end());
 }
@@ -173,8 +173,8 @@ std::shared_ptr<DatagramEnd> DatagramDoor::Offer(Place& place, const IpBytes& pe
         const std::unique_lock lock(shard.mutex);
         shard.ends[keys.id] = end;
         place.set_udp_id(keys.id);
-        place.set_udp_key_up(Bytes(keys.receive));
-        place.set_udp_key_down(Bytes(keys.send));
+        place.set_udp_key_up(KeyBytes(keys.receive));
+        place.set_udp_key_down(KeyBytes(keys.send));
         return end;
     }
 }

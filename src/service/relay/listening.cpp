@@ -9,6 +9,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <utility>
 
+#include "service/relay/options.h"
 #include "service/relay/private_folder.h"
 
 namespace zephyl {
@@ -16,7 +17,6 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 
 namespace {
-constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors: not a moment to spin
 }
 
 tcp::acceptor Listen(asio::io_context& io, const std::string& host, std::uint16_t port)

@@ -9,6 +9,7 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
+#include "service/relay/options.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/report.h"
 
@@ -22,7 +23,6 @@ namespace {
 constexpr int kClientsAtOnce = 16;
 constexpr std::size_t kHeadBytes = 8 * 1024;
 constexpr std::chrono::seconds kPatience{5};            // for the question, and for the answer to leave
-constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors
 
 bool WantsOpenMetrics(std::string_view accept)
 {

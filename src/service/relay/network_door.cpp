@@ -15,6 +15,7 @@
 #include "service/relay/door/login_desk.h"
 #include "service/relay/door/neighbours.h"
 #include "service/relay/meeting/directory.h"
+#include "service/relay/options.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -24,7 +25,6 @@ namespace {
 constexpr char kGoodbye[] = "The meeting is not open to others any more.";
 constexpr std::size_t kConnectionsPerAddress = 8;
 constexpr std::size_t kConnectionsBeforeLogin = 100;
-constexpr std::chrono::milliseconds kAcceptPause{100};  // out of descriptors
 
 RelayBounds GuestBounds(RelayBounds bounds)
 {

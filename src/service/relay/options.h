@@ -12,6 +12,9 @@
 
 namespace zephyl {
 
+/// Out of descriptors: a listener waits a moment, so as not to spin.
+inline constexpr std::chrono::milliseconds kAcceptPause{100};
+
 /// All on steady clocks.
 struct RelayTimes {
     std::chrono::milliseconds tick{1000};  // how exact the others are

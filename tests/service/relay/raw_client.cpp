@@ -13,8 +13,6 @@ namespace asio = boost::asio;
 using std::chrono::steady_clock;
 namespace {
 
-constexpr std::chrono::seconds kPatience{10};
-
 class TlsRawRoad final : public RawRoad {
 public:
     TlsRawRoad(std::uint16_t port, const std::string& from, const std::string& to)

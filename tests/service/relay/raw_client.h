@@ -15,6 +15,8 @@
 
 namespace zephyl {
 
+inline constexpr std::chrono::seconds kPatience{10};  // with a service that should have answered
+
 struct Received {
     Header header;
     std::string body;

@@ -11,7 +11,6 @@ using asio::ip::tcp;
 using std::chrono::steady_clock;
 namespace {
 
-constexpr std::chrono::seconds kPatience{10};
 
 bool Readable(tcp::socket& socket, steady_clock::time_point until)
 {

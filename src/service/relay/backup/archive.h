@@ -18,6 +18,9 @@ struct ArchiveError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// Files are read and written in parts of this size.
+inline constexpr std::size_t kArchivePartBytes = 256 * 1024;
+
 /// The names there may be: what it is, accounts, key and certificate, and the files of meetings.
 bool IsBackupName(std::string_view name);
 

@@ -17,7 +17,6 @@ namespace zephyl {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr std::size_t kPartBytes = 256 * 1024;
 constexpr std::size_t kAccountsBytes = std::size_t{2} << 30;
 constexpr char kUnfinished[] = "restoring";
 
@@ -27,7 +26,7 @@ void PutFile(ArchiveWriter& archive, std::string& made, const std::function<void
     const files::Descriptor file = files::OpenRegular(path, O_RDONLY | O_NOFOLLOW, files::Owner::Us);
     const off_t end = ::lseek(file.Number(), 0, SEEK_END);
     archive.Begin(name, static_cast<std::uint64_t>(end));
-    std::string part(kPartBytes, '\0');
+    std::string part(kArchivePartBytes, '\0');
     for (off_t at = 0; at < end;) {
         const ssize_t got = ::pread(file.Number(), part.data(), part.size(), at);
         if (got < 0 && errno == EINTR) continue;
