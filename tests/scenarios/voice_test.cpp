@@ -187,6 +187,8 @@ protected:
 
 TEST_F(Voice, IsHeardByThoseWhoTalkAndNotOtherwise)
 {
+    // Four programs and a sound server keep time with each other here.
+    if (!qEnvironmentVariableIsSet("QUORVIA_LONG")) GTEST_SKIP() << "wants a machine that does nothing else";
     auto ann = Seat(u"ann"_s, false);
     auto bob = Seat(u"bob"_s, true);
     const QString speech = Speech();
