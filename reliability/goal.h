@@ -23,7 +23,8 @@ struct Run {
         return full ? ofLong : ofShort;
     }
     /// 0 to below - 1.
-    std::size_t Below(std::size_t below) { return std::size_t(random() % below); }
+    /// 0 where there is nothing to choose from: what was recorded may be nothing yet.
+    std::size_t Below(std::size_t below) { return below ? std::size_t(random() % below) : 0; }
 };
 
 /// What is promised whatever the machine does must be `kept`; what is promised in milliseconds must be
