@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <mutex>
+#include <set>
 
 #include "messaging/record_kinds.h"
 #include "model/operations.h"
@@ -62,16 +63,35 @@ class Address {
 public:
     explicit Address(std::uint16_t port) : mPort(port) {}
     std::uint16_t Port() const { return mPort; }
-    void Set(std::uint16_t port) { mPort = port; }
+    /// All proxies lead there from now on: whoever waits in a call cannot turn them round.
+    void Set(std::uint16_t port)
+    {
+        const std::lock_guard lock(mMutex);
+        mPort = port;
+        for (FaultProxy* proxy : mProxies) proxy->SetTarget(port);
+    }
+    void Add(FaultProxy& proxy)
+    {
+        const std::lock_guard lock(mMutex);
+        proxy.SetTarget(mPort);
+        mProxies.insert(&proxy);
+    }
+    void Remove(FaultProxy& proxy)
+    {
+        const std::lock_guard lock(mMutex);
+        mProxies.erase(&proxy);
+    }
 
 private:
+    std::mutex mMutex;
     std::atomic<std::uint16_t> mPort;
+    std::set<FaultProxy*> mProxies;
 };
 
 /// One of the two. Its user interface is the thread that plays the sequence.
 class Player final : private MessengerEvents {
 public:
-    Player(int self, QString handle, const Address& address, const std::string& key, model::Witness& witness)
+    Player(int self, QString handle, Address& address, const std::string& key, model::Witness& witness)
         : mSelf(self),
           mHandle(std::move(handle)),
           mAddress(address),
@@ -79,13 +99,14 @@ public:
           mWitness(witness),
           mProxy(address.Port())
     {
+        mAddress.Add(mProxy);
     }
+    ~Player() override { mAddress.Remove(mProxy); }
 
     bool In() const { return mIn; }
     const QString& Handle() const { return mHandle; }
     LinkedAttendee* At() { return mAttendee.get(); }
     FaultProxy& Proxy() { return mProxy; }
-    void Follow() { mProxy.SetTarget(mAddress.Port()); }
     void Turn()
     {
         if (mAttendee) mAttendee->Turn();
@@ -248,7 +269,7 @@ private:
 
     const int mSelf;
     const QString mHandle;
-    const Address& mAddress;
+    Address& mAddress;
     const std::string mKey;
     model::Witness& mWitness;
     FaultProxy mProxy;
@@ -261,7 +282,7 @@ private:
 /// Two players through one sequence.
 class Game {
 public:
-    Game(const Address& address, const std::string& key, int lane, std::uint64_t seed)
+    Game(Address& address, const std::string& key, int lane, std::uint64_t seed)
         : mCode(u"GAME%1"_s.arg(seed, 5, 10, QLatin1Char('0'))),
           mNewcomer(2, u"c%1"_s.arg(3 * lane + 2), address, key, mWitness)
     {
@@ -275,7 +296,6 @@ public:
     std::string Play(std::uint64_t seed)
     {
         for (const model::Operation& operation : model::Operations(seed)) {
-            for (auto& player : mPlayers) player->Follow();
             Apply(operation);
             for (auto& player : mPlayers) player->Turn();
             if (!mWitness.Broken().empty())
@@ -368,8 +388,8 @@ private:
     {
         const Time begun = Clock::now();
         while (mWitness.Broken().empty()) {
-            for (auto& player : mPlayers) player->Follow(), player->Turn();
-            mNewcomer.Follow(), mNewcomer.Turn();
+            for (auto& player : mPlayers) player->Turn();
+            mNewcomer.Turn();
             if (enough()) return;
             if (Since(begun) > 60'000) mWitness.Breaks(otherwise + Standing());
             SleepAfter(Since(begun));
@@ -399,7 +419,7 @@ private:
         const auto atRest = [&](model::Witness witness) { return witness.AtRest(kept).empty(); };
         const Time begun = Clock::now();
         while (!atRest(mWitness) && Since(begun) < 60'000) {
-            for (auto& player : mPlayers) player->Follow(), player->Turn();
+            for (auto& player : mPlayers) player->Turn();
             SleepAfter(Since(begun));
         }
         mWitness.AtRest(kept);

@@ -39,6 +39,16 @@ void CopyRows(QImage& to, const QImage& from, QPoint at, const QRect& area)
 /// One row of a tile, what is on top premultiplied.
 void LayOver(QRgb* row, const QRgb* top)
 {
+    QRgb all[kTileSide], partly = 0;
+    for (int x = 0; x < kTileSide; ++x) {  // ink covers or it does not, but for text: without a branch
+        const QRgb covers = 0u - (top[x] >> 31);
+        all[x] = (top[x] & covers) | (row[x] & ~covers);
+        partly |= ((top[x] >> 24) + 1) & 0xfe;
+    }
+    if (!partly) {
+        std::memcpy(row, all, sizeof all);
+        return;
+    }
     for (int x = 0; x < kTileSide; ++x) {
         const int through = 255 - qAlpha(top[x]);
         if (through == 255) continue;
