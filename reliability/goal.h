@@ -23,8 +23,7 @@ struct Run {
         return full ? ofLong : ofShort;
     }
     /// 0 to below - 1.
-    /// 0 where there is nothing to choose from: what was recorded may be nothing yet.
-    std::size_t Below(std::size_t below) { return below ? std::size_t(random() % below) : 0; }
+    std::size_t Below(std::size_t below) { return std::size_t(random() % below); }
 };
 
 /// What is promised whatever the machine does must be `kept`; what is promised in milliseconds must be

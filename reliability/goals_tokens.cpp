@@ -95,7 +95,12 @@ void ReplayedConnections(Run& run, Outcome& outcome)
     std::string up, down;
     for (int i = 0; i < rounds; ++i) {
         const std::uint64_t before = victim.sentCount;
-        outcome.Must(WaitFor([&] { return victim.sentCount > before + 5; }, 20), u"it does not go on"_s);
+        // A connection that has just come back may have said nothing yet.
+        const auto goesOn = [&] {
+            return victim.sentCount > before + 5 && !victim.proxy.Recorded(FaultProxy::Way::Up).empty() &&
+                   !victim.proxy.Recorded(FaultProxy::Way::Down).empty();
+        };
+        outcome.Must(WaitFor(goesOn, 20), u"it does not go on"_s);
         const bool longEnough = up.size() < 30'000 || run.Below(2);  // the same one twice, too
         if (longEnough) up = victim.proxy.Recorded(FaultProxy::Way::Up);
         if (longEnough) down = victim.proxy.Recorded(FaultProxy::Way::Down);

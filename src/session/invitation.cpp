@@ -103,8 +103,9 @@ QString ReadV6(const QString& inside)
 bool IsLabel(const QString& label)
 {
     return !label.isEmpty() && label.size() <= kLongestLabel && label.front() != u'-' &&
-           label.back() != u'-' &&
-           std::all_of(label.begin(), label.end(), [](QChar c) { return IsAsciiLetterOrDigit(c) || c == u'-'; });
+           label.back() != u'-' && std::all_of(label.begin(), label.end(), [](QChar c) {
+               return IsAsciiLetterOrDigit(c) || c == u'-';
+           });
 }
 
 /// A name in its ASCII form, so that one that only looks like another one is told from it.

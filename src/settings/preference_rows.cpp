@@ -83,10 +83,12 @@ constexpr PreferenceRow kRows[] = {
      Acts::ReadAnew,
      {0, kMostInteger, Part::Whole, Outside::Nearest, Outside::Default, 0,
       QT_TRANSLATE_NOOP("Preferences", " bytes")}},
-    {&keys::kChatTimes, Page::Chat, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "Show the &time of each line"),
-     QT_TRANSLATE_NOOP("Preferences",
-                       "Beside each line stands when it was said, and the date where a new day begins. Neither is "
-                       "part of the text that is copied."),
+    {&keys::kChatTimes, Page::Chat, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "Show the &time of each line"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "Beside each line stands when it was said, and the date where a new day begins. Neither is "
+         "part of the text that is copied."),
      Acts::Taken},
     {&keys::kMarkNewLines, Page::Chat, Kind::Flag, QT_TRANSLATE_NOOP("Preferences", "&Mark new lines"),
      QT_TRANSLATE_NOOP("Preferences",

@@ -417,8 +417,9 @@ std::vector<RegValue> RegText::Values(const QString& keyPath) const
         if (!SameName(section.keyPath, keyPath)) continue;
         for (const Line& line : section.lines) {
             if (!line.value) continue;
-            const auto at = std::find_if(values.begin(), values.end(),
-                                         [&](const RegValue& v) { return SameName(v.name, line.value->name); });
+            const auto at = std::find_if(values.begin(), values.end(), [&](const RegValue& v) {
+                return SameName(v.name, line.value->name);
+            });
             if (at == values.end())
                 values.push_back(*line.value);
             else

@@ -71,7 +71,8 @@ void Collect(RegistryFile& store, const QString& path, int depth, std::vector<Fo
 const SettingKey* Known(const QString& section, const QString& name)
 {
     for (const SettingKey* key : keys::kAll)
-        if (SameName(QLatin1String(key->section), section) && SameName(QLatin1String(key->key), name)) return key;
+        if (SameName(QLatin1String(key->section), section) && SameName(QLatin1String(key->key), name))
+            return key;
     return nullptr;
 }
 

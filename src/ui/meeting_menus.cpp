@@ -33,7 +33,8 @@ MeetingMenu AddMeetingMenu(QMenuBar* bar)
     menu->addSeparator();
     QAction* preferences = Entry(menu, "mnuPreferences", Ours::tr("&Preferences..."));
     menu->addSeparator();
-    return {login, invite, letIn, exporting, replay, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
+    return {
+        login, invite, letIn, exporting, replay, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
 }
 
 QAction* AddHelpMenu(QMenuBar* bar)

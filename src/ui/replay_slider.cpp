@@ -25,8 +25,7 @@ ReplaySlider::ReplaySlider(QWidget* parent) : QSlider(Qt::Horizontal, parent)
 QColor ReplaySlider::ColourOf(int who) const
 {
     constexpr int kGoldenAngle = 137;  // neighbours differ
-    return ReadableOn(QColor::fromHsv(who * kGoldenAngle % 360, 220, 190),
-                      palette().color(QPalette::Window));
+    return ReadableOn(QColor::fromHsv(who * kGoldenAngle % 360, 220, 190), palette().color(QPalette::Window));
 }
 
 QSize ReplaySlider::sizeHint() const

@@ -9,7 +9,6 @@
 
 namespace {
 
-
 QPointF Near(float x, float y, float far)
 {
     return {std::clamp(x, -far, far), std::clamp(y, -far, far)};

@@ -71,8 +71,8 @@ public:
     std::map<QString, QString> failures;                // operation -> description: the call throws
     QString address = QStringLiteral("a***@e***.org");  // SendPassword's answer
     QString serverKey = QStringLiteral("00112233445566778899");
-    quint64 lines = 0;   // the number of the last one: each copy counts, but not the board's
-    bool tight = false;  // much is waiting to be sent
+    quint64 lines = 0;       // the number of the last one: each copy counts, but not the board's
+    bool tight = false;      // much is waiting to be sent
     bool placesOwn = false;  // own posts to the board get their places
     quint64 posts = 0;       // the number of the last one
     std::optional<std::chrono::milliseconds> age;  // of the events that are raised

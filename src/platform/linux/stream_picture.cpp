@@ -30,7 +30,8 @@ Pixels Turned(const Pixels& picture, quint32 transform)
 
 Pixels PictureOf(const StreamFrame& frame, const ReadBytes& read)
 {
-    if (frame.width == 0 || frame.height == 0 || frame.width > kLongestStreamSide || frame.height > kLongestStreamSide)
+    if (frame.width == 0 || frame.height == 0 || frame.width > kLongestStreamSide ||
+        frame.height > kLongestStreamSide)
         return {};
     const QRect whole(0, 0, int(frame.width), int(frame.height));
     const QRect part = frame.crop.isNull() ? whole : frame.crop;

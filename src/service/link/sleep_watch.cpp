@@ -25,7 +25,7 @@ std::chrono::milliseconds Now(clockid_t clock)
     timespec now{};
     ::clock_gettime(clock, &now);
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::seconds(now.tv_sec) +
-                                                    std::chrono::nanoseconds(now.tv_nsec));
+                                                                 std::chrono::nanoseconds(now.tv_nsec));
 }
 
 /// By a clock that goes on during sleep: a timer of it that is overdue fires with the waking.

@@ -242,8 +242,7 @@ std::optional<HttpAnswered> HttpAnswerReader::NextOfAnyKind()
     auto& parser = mParts->parser;
     if (!parser.is_done() && !mBytes.empty()) Put(parser, mBytes);
     if (!parser.is_header_done()) throw HttpProblem(502, "no HTTP answer");
-    if (parser.need_eof() && !mToConnect)
-        throw HttpProblem(502, "an answer without a length");
+    if (parser.need_eof() && !mToConnect) throw HttpProblem(502, "an answer without a length");
     if (!parser.is_done()) return std::nullopt;
     auto message = parser.release();
     mParts.reset();

@@ -12,7 +12,7 @@
 namespace zephyl {
 
 inline constexpr std::size_t kMostWholeParts = 64;  // of one frame: a bit for each
-inline constexpr std::size_t kMostSpares = 32;  // of one frame
+inline constexpr std::size_t kMostSpares = 32;      // of one frame
 
 /// The spare part with this index, below kMostSpares: as long as a whole part. Behind the frame's end its
 /// last part counts as zeros.

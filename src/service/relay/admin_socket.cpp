@@ -32,8 +32,8 @@ namespace {
 
 constexpr std::size_t kLineBytes = 1024;
 constexpr int kClientsAtOnce = 16;
-constexpr std::chrono::seconds kAsking{5};              // for the line to come
-constexpr std::chrono::seconds kTaking{30};             // for the answer to leave
+constexpr std::chrono::seconds kAsking{5};   // for the line to come
+constexpr std::chrono::seconds kTaking{30};  // for the answer to leave
 
 /// The socket's mode says so already; a file that was opened to others would not.
 bool MayAsk(stream_protocol::socket& socket)

@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kClientsAtOnce = 16;
 constexpr std::size_t kHeadBytes = 8 * 1024;
-constexpr std::chrono::seconds kPatience{5};            // for the question, and for the answer to leave
+constexpr std::chrono::seconds kPatience{5};  // for the question, and for the answer to leave
 
 bool WantsOpenMetrics(std::string_view accept)
 {

@@ -11,7 +11,6 @@ using asio::ip::tcp;
 using std::chrono::steady_clock;
 namespace {
 
-
 bool Readable(tcp::socket& socket, steady_clock::time_point until)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - steady_clock::now());

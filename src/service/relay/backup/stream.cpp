@@ -23,7 +23,8 @@ constexpr std::size_t kKeyBytes = 1 << 20;
 
 std::string ReadPart(const LogPart& part, std::uint64_t at)
 {
-    std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(kArchivePartBytes, part.bytes - at)), '\0');
+    std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(kArchivePartBytes, part.bytes - at)),
+                      '\0');
     ssize_t got = 0;
     do got = ::pread(part.file.Number(), bytes.data(), bytes.size(), static_cast<off_t>(at));
     while (got < 0 && errno == EINTR);
