@@ -205,6 +205,9 @@ public:
     /// Opens the door for the voice companion that this program starts; it stays open until Close.
     virtual VoicePlace OpenVoice() { return {}; }
     virtual VoiceNews Voice() const { return {}; }
+    /// Whether voice goes through that door, either way; at first it does not. Acts at once, whatever the
+    /// companion has still to do.
+    virtual void LetVoicePass(bool /*passes*/) {}
     /// Asks the companion to show its window.
     virtual void ShowVoice() {}
     /// Why the last Login, CreateMeeting or JoinMeeting was refused, in one sentence for people; "" when it

@@ -4,6 +4,7 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
+#include "base/report.h"
 #include "cipher/code_page.h"
 #include "media/media_screen.h"
 #include "platform/companion.h"
@@ -90,11 +91,13 @@ void chkTalk_Click(ProcessState& state)
     Silently(state, "chkTalk_Click", [&] {
         if (!state.gUsers) return;
         const bool talk = state.gMeetingForm->Media().TalkChecked();
+        state.gMessenger->LetVoicePass(talk);  // off is off, however long the companion takes
         const QString own = state.gMessenger->Handle();
         for (const auto& item : state.gUsers->Items()) {
             if (item->Handle() == own) continue;
             (talk ? VoiceAddParticipant : VoiceStopParticipant)(state, item->Address(), item->Handle());
         }
+        TraceEvent(state, "talk", {{u"on"_s, talk}});
     });
 }
 

@@ -90,6 +90,7 @@ void MediaControls::ReleaseTalk()
 {
     const QSignalBlocker quiet(mPanel.chkTalk);
     mPanel.chkTalk->setChecked(false);
+    if (mState.gMessenger) mState.gMessenger->LetVoicePass(false);
 }
 
 void MediaControls::SetFrameRateSlider(int framesPerSecond)

@@ -127,7 +127,11 @@ protected:
         desk->Run(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--class"_s, u"VoktalClass"_s});  // it has come
         return desk;
     }
-    void Talk(Desk& desk) { desk.ClickControl(u"chkTalk"_s); }
+    void Talk(Desk& desk)
+    {
+        desk.ClickControl(u"chkTalk"_s);
+        desk.Wait("talk");  // the companion has been told
+    }
     /// A sentence between two silences, 48 kHz.
     QString Speech()
     {

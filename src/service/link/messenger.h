@@ -60,6 +60,7 @@ public:
     std::optional<std::chrono::milliseconds> EventAge() const override;
     VoicePlace OpenVoice() override;
     VoiceNews Voice() const override { return mVoice->News(); }
+    void LetVoicePass(bool passes) override { mVoice->LetPass(passes); }
     void ShowVoice() override;
 
     LinkStats Stats();

@@ -262,7 +262,7 @@ void VoiceDoor::Take(std::string_view message)
             }
             break;
         case Kind::Voice:
-            if (const auto packet = voice_door::ReadPacket(message); packet && !mWith.empty()) {
+            if (const auto packet = voice_door::ReadPacket(message); packet && mPasses && !mWith.empty()) {
                 if (session) session->SendVoice(packet->frame, packet->level, packet->body);
                 Note({}, packet->level);
             }
@@ -294,7 +294,7 @@ void VoiceDoor::LeadTo(const std::shared_ptr<Session>& session)
 void VoiceDoor::OnVoice(std::string_view from, std::uint64_t frame, std::uint32_t level,
                         std::string_view body)
 {
-    if (std::find(mWith.begin(), mWith.end(), from) == mWith.end()) return;
+    if (!mPasses || std::find(mWith.begin(), mWith.end(), from) == mWith.end()) return;
     voice_door::Packet packet;
     packet.frame = frame;
     packet.level = std::uint8_t(std::min<std::uint32_t>(level, voice_door::kSilence));

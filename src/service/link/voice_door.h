@@ -32,6 +32,8 @@ public:
     VoicePlace Open();
     /// The socket goes from the folder, and whoever is connected is cut off.
     void Shut();
+    /// Whether voice goes through, either way; at first it does not.
+    void LetPass(bool passes) { mPasses = passes; }
     /// What people are told.
     VoiceNews News() const;
 
@@ -61,6 +63,7 @@ private:
     std::unique_ptr<Stream> mListening;
     std::shared_ptr<Stream> mCompanion;  // said the word; null: none
     std::weak_ptr<Session> mSession;
+    std::atomic<bool> mPasses{false};
     std::vector<std::string> mWith;  // whom the companion talks with
 
     struct Sounds {

@@ -78,6 +78,7 @@ public:
     void OpenDoor()
     {
         const VoicePlace place = attendee.link->OpenVoice();
+        attendee.link->LetVoicePass(true);
         path = place.door.toStdString();
         EXPECT_TRUE(door.Open(path, place.word.toStdString()));
         EXPECT_TRUE(attendee.Until([&] { return attendee.link->Voice().companion; }));
@@ -200,7 +201,15 @@ TEST_P(LinkVoiceTest, GoesFromDoorToDoorAndEndsWithTalk)
     bob->attendee.link->ShowVoice();
     EXPECT_TRUE(bob->Until([&] { return bob->opened == 1; }));
 
-    alice->With({});  // "Talk" is switched off
+    alice->attendee.link->LetVoicePass(false);  // "Talk" is off, and the companion has not noticed yet
+    alice->Say(2'000'000);
+    bob->Say(2'000'001);
+    Settle(*alice, *bob);
+    Settle(*bob, *alice);
+    EXPECT_FALSE(bob->Has("Alice 2000000") || alice->Has("bob 2000001"));
+    alice->attendee.link->LetVoicePass(true);
+
+    alice->With({});  // now it has
     alice->Say(1'000'000);
     alice->Say(1'000'001);
     Settle(*alice, *bob);
