@@ -45,9 +45,9 @@ start=$SECONDS
 calm_begin 'Configuring'
 # Who only runs the programs has no need of what the tests need; who once had the tests keeps them.
 : "${tests:=$(sed -n 's/^QUORVIA_TESTS:BOOL=//p' "$cache" 2>/dev/null)}"
-# From nothing the programs alone take half the time in batches; who changes them builds file by file.
-[ "${tests:-OFF}" = ON ] && batches=OFF || batches=ON
-cmake --preset release -DQUORVIA_TESTS="${tests:-OFF}" -DQUORVIA_BATCHES=$batches >"$log" 2>&1 || failed
+# From nothing a build takes half the time in batches; a tree that was configured file by file stays so.
+batches=$(sed -n 's/^QUORVIA_BATCHES:BOOL=//p' "$cache" 2>/dev/null || :)
+cmake --preset release -DQUORVIA_TESTS="${tests:-OFF}" -DQUORVIA_BATCHES="${batches:-ON}" >"$log" 2>&1 || failed
 calm_begin 'Building'
 NINJA_STATUS='[%f/%t] ' cmake --build --preset release -j "$(parallel)" ${1:+--target "$@"} 2>&1 | show_progress
 [ "${PIPESTATUS[0]}" = 0 ] || failed
