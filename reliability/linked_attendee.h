@@ -36,7 +36,7 @@ public:
 
     /// Runs what is posted, and waits for more, until `enough` holds; false after 20 s.
     bool Until(const std::function<bool()>& enough);
-    /// The next event that is not `skip`ped: "from:text", "handle=5", "from#WxH". "nothing" after 20 s.
+    /// The next event: "from:text", "handle=5", "from#WxH", "from-handle" (taken back). "nothing" after 20 s.
     QString Next();
     QStringList Next(int count);
     /// Runs what is posted by now; events that came of it are in `heard`.
@@ -80,6 +80,11 @@ private:
     }
     void LinesAccepted(quint64 upTo) override { linesAccepted = upTo; }
     void LineLost(quint64 line) override { linesLost.push_back(line); }
+    void TakenBack(const QString& fromHandle, const QString& handle) override
+    {
+        if (watcher) return watcher->TakenBack(fromHandle, handle);
+        heard.push_back(QStringLiteral("%1-%2").arg(fromHandle, handle));
+    }
     void BoardBegins(quint64 ownUpTo) override { Own(&MessengerEvents::BoardBegins, "begins", ownUpTo); }
     void OwnPlaced(quint64 post) override { Own(&MessengerEvents::OwnPlaced, "placed", post); }
     void OwnPassed(quint64 upTo) override { Own(&MessengerEvents::OwnPassed, "passed", upTo); }

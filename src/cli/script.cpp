@@ -84,9 +84,9 @@ Script::Handler Script::Find(const QString& name)
         Command{"create"_L1, &Script::Create}, Command{"join"_L1, &Script::Join},
         Command{"users"_L1, &Script::Users},   Command{"server_key"_L1, &Script::ServerKey},
         Command{"send"_L1, &Script::Send},     Command{"deliver"_L1, &Script::Deliver},
-        Command{"frame"_L1, &Script::Frame},   Command{"stats"_L1, &Script::Stats},
-        Command{"leave"_L1, &Script::Leave},   Command{"logout"_L1, &Script::Logout},
-        Command{"quit"_L1, &Script::Quit},
+        Command{"frame"_L1, &Script::Frame},   Command{"take_back"_L1, &Script::TakeBack},
+        Command{"stats"_L1, &Script::Stats},   Command{"leave"_L1, &Script::Leave},
+        Command{"logout"_L1, &Script::Logout}, Command{"quit"_L1, &Script::Quit},
     };
     for (const Command& command : kCommands)
         if (command.name == name) return command.handler;
@@ -212,6 +212,14 @@ QJsonObject Script::Frame(const QJsonObject& command)
     return Ok();
 }
 
+QJsonObject Script::TakeBack(const QJsonObject& command)
+{
+    const QString whose = Text(command, u"handle"_s);
+    RequireSession();
+    mService.TakeBack(whose);
+    return Ok();
+}
+
 QJsonObject Script::Stats(const QJsonObject&)
 {
     const LinkStats stats = StatsOf(mService);
@@ -259,6 +267,11 @@ QJsonObject Script::Quit(const QJsonObject&)
 void Script::NewMessage(const QString& fromHandle, const QString& message)
 {
     mWrite({{u"event"_s, u"message"_s}, {u"from"_s, fromHandle}, {u"text"_s, message}});
+}
+
+void Script::TakenBack(const QString& fromHandle, const QString& handle)
+{
+    mWrite({{u"event"_s, u"taken_back"_s}, {u"from"_s, fromHandle}, {u"handle"_s, handle}});
 }
 
 void Script::StatusChanged(const QString& userHandle, qint32 newStatus)

@@ -18,6 +18,7 @@ public:
     void StatusChanged(const QString& userHandle, qint32 newStatus) override;
     void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y,
                     qint32 frameType) override;
+    void TakenBack(const QString& fromHandle, const QString& handle) override;
     void LinkChanged(const LinkState& state) override;
 
 private:
@@ -33,6 +34,7 @@ private:
     QJsonObject Send(const QJsonObject& command);
     QJsonObject Deliver(const QJsonObject& command);
     QJsonObject Frame(const QJsonObject& command);
+    QJsonObject TakeBack(const QJsonObject& command);
     QJsonObject Stats(const QJsonObject& command);
     QJsonObject Leave(const QJsonObject& command);
     QJsonObject Logout(const QJsonObject& command);

@@ -90,6 +90,10 @@ public:
     /// Ours: this own line reaches nobody: it was refused, or the meeting ended before it was accepted.
     virtual void LineLost(quint64 /*line*/) {}
 
+    /// Ours, of the board, in order with what others do there: all that `handle` had drawn by then goes, in
+    /// one step of the history. The service lets only who started the meeting say it.
+    virtual void TakenBack(const QString& /*fromHandle*/, const QString& /*handle*/) {}
+
     // Ours, of the board, in order with what others do there. Numbers as LastBoardPost gives them.
     /// The user entered a meeting: its board follows from the beginning, on white. Own posts up to this
     /// number belonged to another one.
@@ -182,6 +186,11 @@ public:
     /// Board records and whiteboard pictures that were drawn while nobody else was present.
     virtual void Keep(const QString& record) = 0;
     virtual void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) = 0;
+    /// Whether the own handle started the meeting that the session is in, so that it may take back.
+    virtual bool StartedMeeting() const { return false; }
+    /// For everybody, later newcomers too: all that `handle` has drawn goes, in one step of the history; what
+    /// of it comes behind this stays. A post to the board. Throws where StartedMeeting is false.
+    virtual void TakeBack(const QString& handle) = 0;
     /// While an event of the board is delivered that happened before the user entered: how long ago, counted
     /// by the service's clock alone; zero where that is not known. None: it happens now.
     virtual std::optional<std::chrono::milliseconds> EventAge() const { return std::nullopt; }

@@ -74,6 +74,7 @@ public:
     quint64 lines = 0;       // the number of the last one: each copy counts, but not the board's
     bool tight = false;      // much is waiting to be sent
     bool placesOwn = false;  // own posts to the board get their places
+    bool started = false;    // the own handle started the meeting
     quint64 posts = 0;       // the number of the last one
     std::optional<std::chrono::milliseconds> age;  // of the events that are raised
     QString refusal;                               // LastRefusal after a Login that was refused
@@ -149,6 +150,12 @@ public:
         return mLetsIn;
     }
     void Keep(const QString& record) override { kept += record, ++posts; }
+    bool StartedMeeting() const override { return started; }
+    void TakeBack(const QString& handle) override
+    {
+        Call("TakeBack", {handle});
+        ++posts;
+    }
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
     quint64 LastLine() override { return lines; }
     QString LastRefusal() const override { return mRefusal; }

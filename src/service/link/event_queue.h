@@ -27,6 +27,7 @@ struct LinkEvent {
         Message,
         Status,
         Frame,
+        TakenBack,
         Begins,  // of own posts to the board, as MessengerEvents has these; `post`: their number
         Placed,
         Passed,
@@ -38,7 +39,7 @@ struct LinkEvent {
     Line line = Line::Talk;
     quint64 entry = 0;  // the meeting entry it belongs to; rises with every entry
     QString from;       // Status: whose
-    QString text;       // Message; Status: the address
+    QString text;       // Message; Status: the address; TakenBack: whose marks
     qint32 status = 0;
     QByteArray jpeg;  // Frame
     int x = 0, y = 0;

@@ -209,6 +209,10 @@ void Incoming::RaiseContent(const ItemView& view, LinkEvent event)
         event.kind = LinkEvent::Kind::Message;
         event.from = Text(from);
         event.text = Text(view.body);
+    } else if (!dropped && item.has_take_back()) {
+        event.kind = LinkEvent::Kind::TakenBack;
+        event.from = Text(from);
+        event.text = Text(item.take_back().handle());
     }
     mQueue.Push(std::move(event));
 }

@@ -51,6 +51,8 @@ public:
     LettingIn LetOthersIn(LetInWish wish) override;
     void Keep(const QString& record) override;
     void KeepPicture(const QByteArray& data, int x, int y, qint32 quality) override;
+    void TakeBack(const QString& handle) override;
+    bool StartedMeeting() const override { return mStarted && PlacesOwn(); }
     bool SendingIsTight() const override;
     quint64 LastLine() override;
     quint64 LastBoardPost() override;
@@ -146,7 +148,7 @@ private:
     std::optional<std::chrono::steady_clock::time_point> mDrawn;  // of the event that is being delivered
     Account mAccount;
     bool mInMeeting = false;
-    bool mPlacesOwn = false;
+    bool mPlacesOwn = false, mStarted = false;
     quint64 mLastLine = 0, mLastBoardPost = 0;
     quint64 mDelivered = 0;  // the sequence of the board's event that is being delivered
     quint64 mLastEntry = 0;

@@ -54,6 +54,7 @@ bool LinkMessenger::Enter(const QString& code, bool create)
     mQueue.DropBefore(entry);
     mInMeeting = true;
     mPlacesOwn = outcome->placesOwn;
+    mStarted = outcome->started;
     FillUsers(outcome->attendees);
     return true;
 }
@@ -237,6 +238,7 @@ void LinkMessenger::Deliver(const ReadyEvent& ready)
             return;
         case LinkEvent::Kind::Frame:
             return mSink->VideoFrame(event.from, ready.picture, event.x, event.y, event.type);
+        case LinkEvent::Kind::TakenBack: return mSink->TakenBack(event.from, event.text);
         case LinkEvent::Kind::Begins: return mSink->BoardBegins(event.post);
         case LinkEvent::Kind::Placed: return mSink->OwnPlaced(event.post);
         case LinkEvent::Kind::Passed: return mSink->OwnPassed(event.post);

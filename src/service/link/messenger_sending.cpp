@@ -83,6 +83,22 @@ void LinkMessenger::KeepPicture(const QByteArray& data, int x, int y, qint32 qua
     PostEveryone(Copy{Road::Frame, {}, {}, data, shape});
 }
 
+void LinkMessenger::TakeBack(const QString& handle)
+{
+    RequireMeeting();
+    if (!StartedMeeting()) Fail(QStringLiteral("only who started the meeting may take back"));
+    const std::string whom = handle.toStdString();
+    if (whom.empty() || whom.size() > kRecipientListBytes) Fail(QStringLiteral("there is no such handle"));
+    CloseFold();
+    HandOver(Outgoing{std::make_shared<const std::string>(),
+                      {},
+                      Audience{true, {}},
+                      TakeRoom(kEntryOverhead),
+                      0,
+                      ++mLastBoardPost,
+                      whom});
+}
+
 // --- checks --------------------------------------------------------------------------------------------
 
 void LinkMessenger::RequireMeeting() const

@@ -31,6 +31,7 @@ auto FirstAbove(const std::deque<OutboxEntryPtr>& entries, std::uint64_t number)
 
 Channel ChannelOf(const Outgoing& what)
 {
+    if (!what.takesBack.empty()) return CHANNEL_BOARD;
     return what.picture ? ChannelOfPicture(what.picture->type) : ChannelOfText(*what.body);
 }
 
@@ -67,6 +68,8 @@ Header PostHeader(const OutboxEntry& entry)
         info.set_type(picture->type);
         info.set_prefixed(picture->prefixed);
         info.set_quality(picture->quality);
+    } else if (!entry.what.takesBack.empty()) {
+        post.mutable_take_back()->set_handle(entry.what.takesBack);
     } else {
         post.mutable_text();
     }

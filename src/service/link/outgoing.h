@@ -30,6 +30,7 @@ struct Outgoing {
     std::shared_ptr<const void> room;  // its share of the outbox; given back by the last owner
     std::uint64_t line = 0;            // its number among the lines of this link; 0: not a line
     std::uint64_t post = 0;            // the same among its posts to the board
+    std::string takesBack = {};  // whose marks are taken back, of a post without a body; "": it is another
 };
 
 }  // namespace zephyl::link

@@ -254,6 +254,7 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
             outcome.reason = RefusalText(entered.result());
             outcome.kind = outcome.reason.empty() ? EnterOutcome::Kind::Entered : EnterOutcome::Kind::Refused;
             outcome.placesOwn = entered.place().own_places();
+            outcome.started = entered.place().started();
             const auto& attendees = entered.place().attendees();
             outcome.attendees.assign(attendees.begin(),
                                      attendees.begin() + std::min(attendees.size(), kMostAttendees));

@@ -60,6 +60,7 @@ struct EnterOutcome {
     std::string reason;
     std::vector<Attendee> attendees;  // in order of joining, the own one too
     bool placesOwn = false;           // own posts to the board get their places
+    bool started = false;             // the own handle started the meeting
 };
 
 struct PasswordOutcome {

@@ -533,6 +533,40 @@ TEST_P(EachProtocol, EverybodyLearnsWhereTheOwnStrokesStand)
     alice->watcher = bob->watcher = nullptr;
 }
 
+TEST_P(EachProtocol, WhoStartedTakesBackAndEverybodyHearsItInOrder)
+{
+    StartPatientRelay();
+    FaultProxy proxy(relay->Port());
+    auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
+    alice->Next();
+    EXPECT_TRUE(alice->link->StartedMeeting());
+    EXPECT_FALSE(bob->link->StartedMeeting());
+    EXPECT_THROW(bob->link->TakeBack(u"Alice"_s), std::runtime_error);
+    EXPECT_THROW(alice->link->TakeBack({}), std::runtime_error);
+    bob->Draw(kStroke);
+    bob->Turn();
+    EXPECT_EQ(alice->Next(), u"bob:"_s + kStroke);
+    alice->Draw(kStroke + u'1');
+    proxy.Cut();
+    alice->link->TakeBack(u"bob"_s);
+    EXPECT_EQ(alice->link->LastBoardPost(), 2u);
+    alice->Draw(kStroke + u'2');
+    alice->Turn();
+    const QStringList all{u"Alice:"_s + kStroke + u'1', u"Alice-bob"_s, u"Alice:"_s + kStroke + u'2'};
+    EXPECT_EQ(bob->Next(3), all);
+    EXPECT_TRUE(alice->Until([&] { return alice->own.size() == 4; }));
+    EXPECT_EQ(alice->own.mid(1), QStringList({u"placed 1"_s, u"placed 2"_s, u"placed 3"_s}));
+    auto carol = Joined("carol");
+    EXPECT_EQ(carol->Next(4), QStringList(u"bob:"_s + kStroke) + all);
+    alice->link->LeaveMeeting();
+    EXPECT_FALSE(alice->link->StartedMeeting());
+    alice->heard.clear();
+    ASSERT_TRUE(alice->link->JoinMeeting(u"Room01"_s));
+    EXPECT_TRUE(alice->link->StartedMeeting());
+    EXPECT_TRUE(alice->Until(
+        [&] { return std::count(alice->heard.begin(), alice->heard.end(), u"Alice (earlier)-bob"_s) == 1; }));
+}
+
 TEST_P(EachProtocol, AServiceThatStopsFreezesNobody)
 {
     auto alice = Joined("Alice"), bob = Joined("bob");

@@ -137,6 +137,49 @@ TEST_P(RelayTest, RefusesSinglePostsAndGoesOn)
     EXPECT_EQ(bob->Texts(2).size(), 2u);
 }
 
+TEST_P(RelayTest, OnlyWhoStartedTheMeetingTakesBack)
+{
+    const auto of = [](const std::string& handle, std::uint64_t number, Channel channel = CHANNEL_BOARD) {
+        Header header = PostHeader(channel, number, 0);
+        header.mutable_post()->mutable_take_back()->set_handle(handle);
+        return header;
+    };
+    const auto taken = [](RawClient& by) {
+        const Item item = by.Wait(Header::kItem).header.item();
+        return item.from() + " " + item.take_back().handle();
+    };
+    auto alice = In("Alice");
+    EXPECT_TRUE(place.started());
+    auto bob = In("bob");
+    EXPECT_FALSE(place.started());
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    bob->Send(of("Alice", 1));
+    EXPECT_EQ(bob->Wait(Header::kRefused).header.refused().number(), 1u);
+    Header listed = of("bob", 1);
+    listed.mutable_post()->mutable_recipients()->add_handles("bob");
+    const Header bad[] = {listed, of("", 2), of("[[no handle]]", 3), of("bob", 1, CHANNEL_TALK)};
+    for (const Header& header : bad) {
+        alice->Send(header);
+        EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), header.post().number());
+    }
+    Header withBody = of("bob", 4);
+    withBody.mutable_post()->set_total(4);
+    alice->Send(withBody, "body");
+    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 4u);
+    alice->Send(of("bob", 5));
+    alice->Post(6, "[[ZUM_WB_PEN]]3");
+    EXPECT_EQ(taken(*bob), "Alice bob");
+    EXPECT_EQ(bob->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]3"});
+    auto carol = In("carol");  // who comes later does it, too
+    EXPECT_EQ(taken(*carol), "Alice bob");
+    // The handle counts, not the login; and of a meeting that is made anew it is another one.
+    alice = LoggedIn("ALICE");
+    EXPECT_TRUE(alice->Enter("Room01", false).place().started());
+    for (auto* leaves : {&alice, &bob, &carol}) (*leaves)->Leave();
+    EXPECT_TRUE(bob->Enter("Room01", true).place().started());
+    EXPECT_FALSE(alice->Enter("Room01", false).place().started());
+}
+
 TEST_P(RelayTest, ALargeRecordGoesInLanesAndChatBetween)
 {
     auto alice = In("Alice");

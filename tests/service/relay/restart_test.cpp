@@ -36,6 +36,7 @@ TEST_P(RestartTest, EverybodyGoesOnWhereTheyWere)
 {
     auto bob = In("bob");
     const Place bobs = place;
+    EXPECT_TRUE(bobs.started());
     auto alice = In("Alice");
     const Place alices = place;
     alice->Post(1, "said");
@@ -47,7 +48,9 @@ TEST_P(RestartTest, EverybodyGoesOnWhereTheyWere)
     EXPECT_EQ(bob->Texts(3).size(), 3u);  // read by the link, not yet taken
     for (int kill = 0; kill < 2; ++kill) KillAndStart();
     bob = Fresh();
-    ASSERT_EQ(bob->Resume(bobs, bobs.position()).result(), RESULT_OK);
+    const Resumed resumed = bob->Resume(bobs, bobs.position());
+    ASSERT_EQ(resumed.result(), RESULT_OK);
+    EXPECT_TRUE(resumed.place().started());
     Texts again = bob->Texts(3);
     std::sort(again.begin(), again.end());
     EXPECT_EQ(again, (Texts{"Alice: [[ZUM_WB_PEN]]drawn", "Alice: for bob", "Alice: said"}));

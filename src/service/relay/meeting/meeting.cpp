@@ -197,6 +197,7 @@ void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
     place.set_entered_at(seat.enteredAt.board);
     place.set_now_ms(WallClockMs());
     place.set_own_places(seat.placesOwn);
+    place.set_started(Started(seat));
     AddAttendees(*place.mutable_attendees());
     seat.client->OfferDatagrams(place);
     mLog->Seat(seat.Entry());

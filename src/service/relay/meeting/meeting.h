@@ -86,6 +86,8 @@ private:
     SeatPtr OfKey(const std::string& key) const;
     SeatPtr OfHandle(const std::string& handle) const;
     SeatPtr NewSeat(const std::shared_ptr<Session>& session, std::shared_ptr<MeetingHold> hold);
+    /// Its handle made this meeting, by whatever login.
+    bool Started(const Seat& seat) const { return seat.session->key == mHead.creatorKey; }
     std::shared_ptr<StreamMemory> NumbersOf(const std::string& key, std::uint64_t stream);
     void EndAll();
 
@@ -106,6 +108,7 @@ private:
 
     // items
     void TakeItem(Seat& seat, const ItemView& item);
+    const char* FaultOfTakeBack(const Seat& seat, const Post& post, std::string_view body) const;
     void TakePost(Seat& seat, const Post& post, std::string_view body, bool tooLarge);
     void TakeLive(Seat& seat, const zephyl::Live& live, std::string_view body, bool tooLarge);
     void TakeVoiceTo(Seat& seat, const zephyl::VoiceTo& to);

@@ -42,6 +42,7 @@ const char* FaultOf(const Post& post, std::string_view body, bool tooLarge)
     if (post.to_case() == Post::TO_NOT_SET) return "it names no recipients";
     if (TooMany(post.recipients())) return "it names too many recipients";
     if (post.content_case() == Post::CONTENT_NOT_SET) return "it has no content";
+    if (post.has_take_back()) return nullptr;  // FaultOfTakeBack
     if (post.has_text())
         return ChannelOfText(body) == post.channel() ? nullptr : "its text belongs to the other channel";
     if (ChannelOfPicture(post.picture().type()) != post.channel()) return "such a picture goes by no channel";
@@ -121,6 +122,15 @@ void Meeting::TakeItem(Seat& seat, const ItemView& item)
         throw WireError("items only go down");
 }
 
+// What stands in the log is done by everybody: here alone it is decided whether it may be.
+const char* Meeting::FaultOfTakeBack(const Seat& seat, const Post& post, std::string_view body) const
+{
+    if (!Started(seat)) return "only who started the meeting may take back";
+    if (!post.everyone() || post.channel() != CHANNEL_BOARD || !body.empty())
+        return "it goes to everyone, by the board, without a body";
+    return HandleKey(post.take_back().handle()) ? nullptr : "it names nobody";
+}
+
 void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool tooLarge)
 {
     const Channel channel = post.channel();
@@ -128,7 +138,9 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     if (post.number() <= have || mStopping) return;  // it is there already, or will be sent again
     have = post.number();
     ++mServices.counters.posts;
-    if (const char* fault = FaultOf(post, body, tooLarge)) return RefusePost(seat, post, fault);
+    const char* fault = FaultOf(post, body, tooLarge);
+    if (!fault && post.has_take_back()) fault = FaultOfTakeBack(seat, post, body);
+    if (fault) return RefusePost(seat, post, fault);
     Header header;
     Item& down = *header.mutable_item();
     down.set_channel(channel);
@@ -139,6 +151,8 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     if (channel == CHANNEL_BOARD) down.set_taken_ms(WallClockMs());
     if (post.has_text())
         down.mutable_text();
+    else if (post.has_take_back())
+        down.mutable_take_back()->set_handle(post.take_back().handle());
     else
         CopyKnown(post.picture(), *down.mutable_picture());
     auto item = std::make_shared<LogItem>();
