@@ -12,7 +12,7 @@ bool ApplyItem(Board& board, WBHistory& history, const meeting_file::Item& item,
                const PictureReader& pictures)
 {
     const MarkPtr mark = MarkOf(item, pictures);
-    return mark && ApplyMark(board, history, mark).remembered;
+    return mark && ApplyMark(board, history, mark, {}, &pictures).remembered;
 }
 
 Replayed ReplayAll(meeting_file::Reader& file, const PictureReader& pictures)

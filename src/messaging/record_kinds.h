@@ -31,8 +31,9 @@ enum class RecordKind {
     VideoFps,
 };
 
-/// What a record does to the picture that everybody sees, and that a newcomer gets.
-enum class Draws { Nothing, Change, Clear, Undo, Redo };
+/// What is done to the picture that everybody sees, and that a newcomer gets. No record takes back: that is
+/// said by who may alone, in a way of its own (MessengerEvents::TakenBack).
+enum class Draws { Nothing, Change, Clear, Undo, Redo, TakeBack };
 /// Whether the chat log keeps it when somebody sends it as a line.
 enum class Logged { No, Yes };
 /// The service's channel that it must take.

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "messaging/record_kinds.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/shapes.h"
+#include "whiteboard/take_back.h"
 
 namespace {
 
@@ -93,11 +93,38 @@ Draws WhatDraws(QStringView record)
     return row ? row->draws : Draws::Nothing;
 }
 
+/// A kept picture has its JPEG bytes alone.
+void DrawAnew(Board& board, const DrawnMark& drawn, const PictureReader* pictures,
+              const std::function<void()>& between)
+{
+    const Mark& mark = *drawn.mark;
+    board.SetFontName(drawn.fontName);
+    if (!mark.picture || !mark.picture->pixels.IsNull()) {
+        DrawMark(board, mark, between);
+        return;
+    }
+    if (!pictures) throw std::runtime_error("there is nothing that reads the board's pictures");
+    const PicturePtr picture = pictures->Read(mark.picture->jpeg, mark.at.x(), mark.at.y());
+    if (picture && !picture->pixels.IsNull()) board.Paint(AsImage(picture->pixels), mark.at);
+}
+
 }  // namespace
+
+Draws DrawsOf(const Mark& mark)
+{
+    if (!mark.takesBack.isEmpty()) return Draws::TakeBack;
+    return mark.picture ? Draws::Change : WhatDraws(mark.record);
+}
+
+bool IsStep(const Mark& mark)
+{
+    const Draws what = DrawsOf(mark);
+    return what == Draws::Undo || what == Draws::Redo || what == Draws::TakeBack;
+}
 
 void StepIn(WBHistory& history, const Mark& mark)
 {
-    const Draws what = mark.picture ? Draws::Change : WhatDraws(mark.record);
+    const Draws what = DrawsOf(mark);
     if (what == Draws::Undo) history.StepBack();
     if (what == Draws::Redo) history.StepForward();
 }
@@ -124,7 +151,7 @@ QImage AsImage(const Pixels& pixels)
 
 void NoteDrawn(WBHistory& history, const Board& board, const MarkPtr& mark)
 {
-    const Draws what = mark->picture ? Draws::Change : WhatDraws(mark->record);
+    const Draws what = DrawsOf(*mark);
     if (what == Draws::Clear) return history.BeginMarks();
     if (what != Draws::Change) return;
     // The pixels are on the board; who needs them again has the picture as it came.
@@ -147,10 +174,17 @@ std::optional<FieldError> DrawMark(Board& board, const Mark& mark, const std::fu
     return record ? DrawRecord(board, *record, between) : std::nullopt;
 }
 
-Applied ApplyMark(Board& board, WBHistory& history, const MarkPtr& mark, const std::function<void()>& between)
+Applied ApplyMark(Board& board, WBHistory& history, const MarkPtr& mark, const std::function<void()>& between,
+                  const PictureReader* pictures)
 {
-    const Draws what = mark->picture ? Draws::Change : WhatDraws(mark->record);
+    const Draws what = DrawsOf(*mark);
     if (what == Draws::Nothing) return {};
+    if (what == Draws::TakeBack) {
+        const auto anew = [&](Board& on, const DrawnMark& drawn) { DrawAnew(on, drawn, pictures, between); };
+        DrawWithout(board, history, mark->takesBack, anew, between);
+        history.Save(&board, 0, 0, mark->author, mark->when);
+        return {true, {}};
+    }
     if (what == Draws::Undo || what == Draws::Redo) {
         StepIn(history, *mark);
         history.Show(history.Index(), board);

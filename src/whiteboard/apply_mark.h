@@ -6,12 +6,17 @@
 #include <functional>
 #include <optional>
 
+#include "contract/picture_reader.h"
+#include "messaging/record_kinds.h"
 #include "whiteboard/history.h"
 #include "whiteboard/mark.h"
 #include "whiteboard/record_fields.h"
 
 /// Whether `record` (whole, tag included) is one that a mark can be of.
 bool IsMark(QStringView record);
+Draws DrawsOf(const Mark& mark);
+/// Whether what it does depends on what is on the board, or was.
+bool IsStep(const Mark& mark);
 
 struct Applied {
     /// The history has it: an entry more, or its index moved, or stayed at an end.
@@ -20,16 +25,17 @@ struct Applied {
     std::optional<FieldError> error;
 };
 
-/// Draws `mark` on `board` and remembers it in `history`, under its author and time; clearing, undoing and
-/// redoing likewise. A record that is no mark does nothing. `between`, unless empty, runs now and then while
-/// a long stroke is drawn. Throws std::runtime_error for a picture without pixels, and std::out_of_range for
-/// undo and redo in an empty history.
+/// Draws `mark` on `board` and remembers it in `history`, under its author and time; clearing, undoing,
+/// redoing and taking back likewise. A record that is no mark does nothing. `between`, unless empty, runs now
+/// and then while a long stroke is drawn, or many anew. `pictures`: for those that a taking back draws anew.
+/// Throws std::runtime_error for a picture without pixels, and std::out_of_range for undo and redo in an
+/// empty history.
 Applied ApplyMark(Board& board, WBHistory& history, const MarkPtr& mark,
-                  const std::function<void()>& between = {});
+                  const std::function<void()>& between = {}, const PictureReader* pictures = nullptr);
 
 /// Moves the history's index as an undo or redo does; others do nothing.
 void StepIn(WBHistory& history, const Mark& mark);
-/// Draws what `mark` draws by itself, remembering nothing; undo and redo do nothing then.
+/// Draws what `mark` draws by itself, remembering nothing; steps do nothing then.
 std::optional<FieldError> DrawMark(Board& board, const Mark& mark, const std::function<void()>& between = {});
 
 /// Notes in `history` a mark that is on its board already, for the entry that is saved next: what the tools

@@ -244,6 +244,15 @@ bool Board::TakeTile(int tile, const Board& from, const Board* ink)
     return differs;
 }
 
+void Board::Become(const Board& other)
+{
+    for (int tile = 0; tile < kTileCount; ++tile) {
+        if (!TakeTile(tile, other)) continue;
+        mUnsaved.set(std::size_t(tile));
+        mTouched.set(std::size_t(tile));
+    }
+}
+
 void Board::Erase(const TileSet& tiles)
 {
     QPainter painter(&Settled());

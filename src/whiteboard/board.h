@@ -66,6 +66,8 @@ public:
     /// The tile as `from` has it, or with `ink`, a transparent board, over it. Counts as shown later, not as
     /// unsaved; false: it was so before.
     bool TakeTile(int tile, const Board& from, const Board* ink = nullptr);
+    /// Takes every tile that differs from `other`: these have been drawn on then.
+    void Become(const Board& other);
     /// Of a transparent board: takes away what is on these tiles.
     void Erase(const TileSet& tiles);
     /// Until it is called with an empty region, nothing else is drawn on.

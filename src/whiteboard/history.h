@@ -48,6 +48,8 @@ public:
     /// The marks on the board as it stands: Save gives them to its entry, Show takes those of its entry.
     const MarkList& Marks() const { return mMarks; }
     void AddMark(DrawnMark drawn) { mMarks.Add(std::move(drawn)); }
+    /// These alone are on the board now.
+    void SetMarks(MarkList marks) { mMarks = std::move(marks); }
     /// The board was cleared.
     void BeginMarks() { mMarks = {}; }
 

@@ -36,12 +36,22 @@ void MarkList::Add(DrawnMark drawn)
 void MarkList::Bound(const std::shared_ptr<const TileGrid>& now)
 {
     if (!mNewest.last || (mNewest.last->count < kSpanMarks && mNewest.last->bytes < kSpanBytes)) return;
+    Divide(now);
+}
+
+void MarkList::Divide(const std::shared_ptr<const TileGrid>& now)
+{
     mOlder = std::exchange(mNewest, {nullptr, now});
+}
+
+std::size_t MarkList::CountOlder() const
+{
+    return mOlder.last ? mOlder.last->count : 0;
 }
 
 std::size_t MarkList::Count() const
 {
-    return (mOlder.last ? mOlder.last->count : 0) + (mNewest.last ? mNewest.last->count : 0);
+    return CountOlder() + (mNewest.last ? mNewest.last->count : 0);
 }
 
 const DrawnMark* MarkList::Last() const

@@ -5,6 +5,7 @@
 #include <QString>
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "whiteboard/board.h"
@@ -27,11 +28,19 @@ public:
     static constexpr std::size_t kSpanMarks = 8192;
     static constexpr std::size_t kSpanBytes = 16 * 1024 * 1024;
 
+    MarkList() = default;
+    /// Of none so far, that lie on this picture.
+    explicit MarkList(std::shared_ptr<const TileGrid> beneath) : mNewest{nullptr, std::move(beneath)} {}
+
     void Add(DrawnMark drawn);
+    /// What was added so far is the older half from now on; the board looks like this.
+    void Divide(const std::shared_ptr<const TileGrid>& now);
     /// The board looks like this now. Where the bound is reached, the older half becomes a picture.
     void Bound(const std::shared_ptr<const TileGrid>& now);
 
     std::size_t Count() const;
+    /// How many of them, the first ones, are the older half. 0: there is none.
+    std::size_t CountOlder() const;
     /// The one added last; null while there is none.
     const DrawnMark* Last() const;
     /// All of them, the oldest first.

@@ -29,11 +29,12 @@ SharedBoard& SharedOf(ProcessState& state)
     Board& board = state.gMeetingForm->Board().Image();
     WBHistory& history = HistoryOf(state);
     if (!state.gShared || !state.gShared->IsOf(board, history)) {
-        state.gShared = std::make_shared<SharedBoard>(board, history, [&state]() -> const PenRecord* {
+        const auto stroke = [&state]() -> const PenRecord* {
             if (!state.gMeetingForm) return nullptr;
             const auto& action = state.gMeetingForm->Toolbar().Tools().action;
             return action ? action->Stroke() : nullptr;
-        });
+        };
+        state.gShared = std::make_shared<SharedBoard>(board, history, stroke, state.ports.pictures);
         state.gShared->onPlaced = [&state](const MarkPtr& mark) { TellSink(state, mark); };
     }
     return *state.gShared;

@@ -4,28 +4,9 @@
 #include <span>
 #include <utility>
 
-#include "messaging/record_kinds.h"
-
 namespace {
 
 constexpr int kTogetherFrees = 64;
-
-bool IsStep(const Mark& mark)
-{
-    const RecordRow* row = mark.picture ? nullptr : RowOf(mark.record);
-    return row && (row->draws == Draws::Undo || row->draws == Draws::Redo);
-}
-
-bool IsClear(const Mark& mark)
-{
-    const RecordRow* row = mark.picture ? nullptr : RowOf(mark.record);
-    return row && row->draws == Draws::Clear;
-}
-
-bool IsRedo(const Mark& mark)
-{
-    return RowOf(mark.record)->draws == Draws::Redo;
-}
 
 template <class Do>
 void ForEach(const TileSet& tiles, Do act)
@@ -37,8 +18,9 @@ void ForEach(const TileSet& tiles, Do act)
 
 }  // namespace
 
-SharedBoard::SharedBoard(Board& shown, WBHistory& history, std::function<const PenRecord*()> stroke)
-    : mShown(shown), mHistory(history), mStroke(std::move(stroke))
+SharedBoard::SharedBoard(Board& shown, WBHistory& history, std::function<const PenRecord*()> stroke,
+                         const PictureReader* pictures)
+    : mShown(shown), mHistory(history), mStroke(std::move(stroke)), mPictures(pictures)
 {
 }
 
@@ -62,7 +44,8 @@ void SharedBoard::BeginOwn()
 void SharedBoard::AddOwn(const MarkPtr& mark, quint64 post)
 {
     if (!mBase) BeginOwn();
-    const bool beside = DrawsNow() && (IsStep(*mark) || IsClear(*mark));  // the stroke goes on
+    const bool beside =
+        DrawsNow() && (IsStep(*mark) || DrawsOf(*mark) == Draws::Clear);  // the stroke goes on
     if (!beside && std::exchange(mDisturbed, beside)) DrawMark(mShown, *mark);
     mDisturbed = beside;
     mInHand = beside;
@@ -95,9 +78,9 @@ void SharedBoard::EndOwn()
 
 Applied SharedBoard::Take(const MarkPtr& mark, const std::function<void()>& between)
 {
-    if (!mBase) return ApplyMark(mShown, mHistory, mark, between);
+    if (!mBase) return ApplyMark(mShown, mHistory, mark, between, mPictures);
     Separate();
-    const Applied applied = ApplyMark(*mLogBoard, *mLog, mark, between);
+    const Applied applied = ApplyMark(*mLogBoard, *mLog, mark, between, mPictures);
     FollowLog();
     return applied;
 }
@@ -147,7 +130,7 @@ void SharedBoard::PlaceFirst()
         return;
     }
     // On the shown board it is already, in this order.
-    ApplyMark(*mLogBoard, *mLog, own.mark);
+    ApplyMark(*mLogBoard, *mLog, own.mark, {}, mPictures);
     mApart |= mLogBoard->TakeTouched();
     mInkOutdated |= own.tiles;
 }
@@ -268,7 +251,7 @@ void SharedBoard::Replay()
     mShown.SetUnsaved(mLogBoard->Unsaved());
     mShown.SetFontName(mLogBoard->FontName());
     mHistory = *mLog;
-    for (const Own& own : mOwn) ApplyMark(mShown, mHistory, own.mark);
+    for (const Own& own : mOwn) ApplyMark(mShown, mHistory, own.mark, {}, mPictures);
     mApart = mShown.TakeTouched();
     if (DrawsNow()) mShown.Draw(mStroke()->segments, mStroke()->width);
     mFresh = true;
@@ -304,12 +287,13 @@ SharedBoard::Steps SharedBoard::CurrentSteps() const
     if (mFresh) return {mHistory.Index(), mHistory.Count()};
     Steps steps{mLog->Index(), mLog->Count()};
     for (const Own& own : mOwn) {
-        if (!IsStep(*own.mark))
-            steps.count = steps.index = std::min(steps.index + 1, WBHistory::kMostEntries);
-        else if (IsRedo(*own.mark))
+        const Draws what = DrawsOf(*own.mark);
+        if (what == Draws::Redo)
             steps.index = std::min(steps.index + 1, steps.count);
-        else
+        else if (what == Draws::Undo)
             steps.index = std::max(steps.index - 1, 1);
+        else
+            steps.count = steps.index = std::min(steps.index + 1, WBHistory::kMostEntries);
     }
     return steps;
 }

@@ -16,8 +16,9 @@ struct PenRecord;
 class SharedBoard {
 public:
     /// `shown`, `history`: what the user sees, undo included. `stroke`: the one that is being drawn, null:
-    /// none. All outlive this.
-    SharedBoard(Board& shown, WBHistory& history, std::function<const PenRecord*()> stroke = {});
+    /// none. `pictures`: for those that are drawn anew. All outlive this.
+    SharedBoard(Board& shown, WBHistory& history, std::function<const PenRecord*()> stroke = {},
+                const PictureReader* pictures = nullptr);
 
     /// Own work has got its place; others' comes by Take.
     std::function<void(const MarkPtr&)> onPlaced;
@@ -25,13 +26,15 @@ public:
     // --- the own hand; numbers as MessengerService::LastBoardPost gives them
     /// Something own is about to be drawn on the shown board.
     void BeginOwn();
-    /// It is this mark, posted under this number, and is remembered. 0: nobody took it, so it disappears.
+    /// It is this mark, posted under this number, and is remembered; a step was done by ApplyMark already. 0:
+    /// nobody took it, so it disappears.
     void AddOwn(const MarkPtr& mark, quint64 post);
     /// What was begun and never became a mark disappears.
     void EndOwn();
 
     // --- the others, in the order of the log
-    /// As ApplyMark; own work stays above it.
+    /// As ApplyMark; own work stays above it, also where the user's marks are taken back: what of them comes
+    /// behind that in the log stays.
     Applied Take(const MarkPtr& mark, const std::function<void()>& between = {});
     /// A live picture is painted on what is shown, and on the log's board where that is another one.
     void PaintLive(const std::function<void(Board&)>& paint);
@@ -102,6 +105,7 @@ private:
     Board& mShown;
     WBHistory& mHistory;
     const std::function<const PenRecord*()> mStroke;
+    const PictureReader* const mPictures;
 
     std::deque<Own> mOwn;
     bool mInHand = false;     // own ink is on the shown board that is no mark yet

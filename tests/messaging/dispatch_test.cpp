@@ -45,6 +45,7 @@ TEST(RecordKinds, TheServiceKnowsTheSameRecords)
             case Draws::Clear: return zephyl::BoardEffect::Clear;
             case Draws::Undo: return zephyl::BoardEffect::Undo;
             case Draws::Redo: return zephyl::BoardEffect::Redo;
+            case Draws::TakeBack: break;  // of no record
         }
         return zephyl::BoardEffect::None;
     };

@@ -26,6 +26,14 @@ QString Redrawn(const MarkList& list)
     return board.Checksum();
 }
 
+class GreenPicture final : public PictureReader {
+public:
+    PicturePtr Read(const QByteArray&, int, int) const override
+    {
+        return PictureMark(20, 0xff00ff00, {})->picture;
+    }
+};
+
 }  // namespace
 
 TEST(Marks, EachEntryKnowsWhatDrewIt)
@@ -77,6 +85,44 @@ TEST(Marks, UndoClearAndDamageLeaveTheRightOnes)
     EXPECT_EQ(history.At(3).Marks.Last()->mark, rows[3].mark);
 }
 
+/// Whoever drew beneath, between and above: what is left is what the others alone would have drawn.
+TEST(Marks, TakingBackLeavesWhatTheOthersDrew)
+{
+    const unsigned seed = std::random_device{}();
+    RecordProperty("seed", std::to_string(seed));
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    Board board, without;
+    WBHistory history, withoutHistory;
+    history.Save(&board, 0, 0, {}, {});
+    withoutHistory.Save(&without, 0, 0, {}, {});
+    for (int i = 0; i < 40; ++i) {
+        MarkPtr mark = AnyMark(random);
+        if (IsStep(*mark) || mark->record.contains(u"TEXT"_s))
+            continue;  // a font may come from another's text
+        ApplyMark(board, history, mark);
+        if (mark->author != u"bob"_s || DrawsOf(*mark) == Draws::Clear)
+            ApplyMark(without, withoutHistory, mark);
+    }
+    const QString before = board.Checksum(), font = board.FontName();
+    const int entries = history.Count();
+    EXPECT_TRUE(ApplyMark(board, history, TakenBack(u"bob"_s, u"eve"_s)).remembered);
+    EXPECT_EQ(board.Checksum(), without.Checksum());
+    EXPECT_EQ(board.FontName(), font);
+    EXPECT_EQ(SumOf(history, history.Index()), board.Checksum());
+    EXPECT_EQ(history.At(history.Index()).UserHandle, u"eve"_s);
+    EXPECT_EQ(history.Count(), std::min(entries + 1, WBHistory::kMostEntries));  // one step
+    for (const DrawnMark& left : history.Marks().InOrder()) EXPECT_NE(left.mark->author, u"bob"_s);
+    EXPECT_EQ(Redrawn(history.Marks()), board.Checksum());
+    ApplyMark(board, history, Made(u"[[ZUM_WB_UNDO]]"_s));
+    EXPECT_EQ(board.Checksum(), before);
+    ApplyMark(board, history, Made(u"[[ZUM_WB_REDO]]"_s));
+    EXPECT_EQ(board.Checksum(), without.Checksum());
+    ApplyMark(board, history, TakenBack(u"nobody"_s));  // a step all the same: the service counts it as one
+    EXPECT_EQ(board.Checksum(), without.Checksum());
+    EXPECT_EQ(history.At(history.Index()).UserHandle, u"ann"_s);
+}
+
 TEST(Marks, PicturesKeepTheirBytesAndNotTheirPixels)
 {
     Board board;
@@ -88,6 +134,13 @@ TEST(Marks, PicturesKeepTheirBytesAndNotTheirPixels)
     EXPECT_EQ(kept->mark->picture->jpeg, "bytes");
     EXPECT_TRUE(kept->mark->picture->pixels.IsNull());
     EXPECT_THROW(ApplyMark(board, history, kept->mark), std::runtime_error);
+    ApplyMark(board, history, Made(u"[[ZUM_WB_PEN]]3/1/15/50/15/255"_s, u"bob"_s));
+    EXPECT_THROW(ApplyMark(board, history, TakenBack(u"bob"_s)), std::runtime_error);
+    EXPECT_EQ(board.Pixel(10, 15), 0xffff0000);  // nothing half done
+    const GreenPicture green;
+    ApplyMark(board, history, TakenBack(u"bob"_s), {}, &green);
+    EXPECT_EQ(board.Pixel(10, 15), 0xff00ff00);
+    EXPECT_EQ(board.Pixel(40, 15), 0xffffffff);
 }
 
 /// Both ends of the bound, and that what is let go of at once is no call for each mark.
@@ -110,6 +163,13 @@ TEST(Marks, AListIsBoundedAndTheOldestBecomeAPicture)
     EXPECT_TRUE(history.Marks().Beneath());
     EXPECT_EQ(Redrawn(history.Marks()), board.Checksum());
     EXPECT_EQ(Redrawn(history.At(4).Marks), SumOf(history, 4));
+    ApplyMark(board, history, Made(u"[[ZUM_WB_PEN]]9/1/1400/90/1400/255"_s, u"bob"_s));
+    const QString with = board.Checksum();
+    for (int i = 0; i < 3; ++i) ApplyMark(board, history, TakenBack(i == 2 ? u"ann"_s : u"bob"_s));
+    EXPECT_NE(board.Checksum(), with);
+    EXPECT_EQ(history.Marks().Count(), 0u);
+    EXPECT_TRUE(history.Marks().Beneath());  // what became a picture is nobody's any more
+    EXPECT_EQ(Redrawn(history.Marks()), board.Checksum());
     MarkList endless;
     const MarkPtr one = dot(0);
     for (int i = 0; i < 1'000'000; ++i) endless.Add({one, {}});

@@ -22,26 +22,35 @@ inline MarkPtr PictureMark(int side, QRgb colour, QPoint at, const QByteArray& j
         Mark{{}, std::make_shared<Picture>(Picture{jpeg, PixelsOf(image)}), at, u"ann"_s, QDateTime(), 0});
 }
 
-/// Some of them damaged, some with fonts that are not installed.
+inline MarkPtr TakenBack(const QString& whose, const QString& by = u"ann"_s)
+{
+    auto mark = std::make_shared<Mark>(*Made({}, by));
+    mark->takesBack = whose;
+    return mark;
+}
+
+/// Of ann or bob; some of them damaged, some with fonts that are not installed.
 inline MarkPtr AnyMark(std::mt19937& random)
 {
     const auto upTo = [&](int most) { return int(random() % unsigned(most)); };
     const QString corners = u"%1/%2/%3/%4"_s.arg(upTo(2100)).arg(upTo(1600)).arg(upTo(2100)).arg(upTo(1600));
-    const QString colour = QString::number(random() & 0xffffff);
-    switch (random() % 10) {
-        case 0: return Made(u"[[ZUM_WB_BOX]]3/"_s + corners + u'/' + colour);
-        case 1: return Made(u"[[ZUM_WB_CIRCLE]]3/"_s + corners + u'/' + colour);
+    const QString colour = QString::number(random() & 0xffffff), author = random() % 2 ? u"ann"_s : u"bob"_s;
+    switch (random() % 11) {
+        case 0: return Made(u"[[ZUM_WB_BOX]]3/"_s + corners + u'/' + colour, author);
+        case 1: return Made(u"[[ZUM_WB_CIRCLE]]3/"_s + corners + u'/' + colour, author);
         case 2:
         case 3: {
             const char* const fonts[] = {"Liberation Mono", "No Such Font", "Arial"};
             return Made(u"[[ZUM_WB_TEXT]]%1/%2/True/False/%3/30/False/False/%4/text"_s.arg(upTo(1800))
                             .arg(upTo(1400))
-                            .arg(QLatin1String(fonts[random() % 3]), colour));
+                            .arg(QLatin1String(fonts[random() % 3]), colour),
+                        author);
         }
         case 4: return PictureMark(1 + upTo(200), 0xff000000u | random(), {upTo(2100) - 50, upTo(1500)});
         case 5: return Made(random() % 4 ? u"[[ZUM_WB_UNDO]]"_s : u"[[ZUM_WB_CLEAR]]"_s);
         case 6: return Made(random() % 4 ? u"[[ZUM_WB_REDO]]"_s : u"[[ZUM_WB_PEN]]5/9/9/90/900/255/7"_s);
-        default: return Made(u"[[ZUM_WB_PEN]]%1/"_s.arg(1 + upTo(40)) + corners + u'/' + colour);
+        case 7: return TakenBack(author);
+        default: return Made(u"[[ZUM_WB_PEN]]%1/"_s.arg(1 + upTo(40)) + corners + u'/' + colour, author);
     }
 }
 

@@ -37,11 +37,10 @@ public:
     void Draws(const MarkPtr& mark)
     {
         shared.BeginOwn();
-        if (!mStroke) {
-            StepIn(shared.History(), *mark);
-            const bool step = mark->record.contains(u"UNDO"_s) || mark->record.contains(u"REDO"_s);
-            step ? seen.history.Show(seen.history.Index(), seen.board) : void(DrawMark(seen.board, *mark));
-        }
+        if (IsStep(*mark))
+            ApplyMark(seen.board, shared.History(), mark);
+        else if (!mStroke)
+            DrawMark(seen.board, *mark);
         mStroke.reset();
         Add(mark);
     }
@@ -142,7 +141,7 @@ TEST(SharedBoard, IsTheLogAndTheOwnWorkWhateverCrosses)
             SCOPED_TRACE(step);
             MarkPtr mark = AnyMark(random);
             const bool damaged = mark->record.endsWith(u"255|\u00A5|7"_s);  // the own hand makes none such
-            if (!steps && (mark->record.endsWith(u"O]]"_s) || damaged)) mark = Stroke(step * 9, 40);
+            if (!steps && (IsStep(*mark) || damaged)) mark = Stroke(step * 9, 40);
             switch (random() % 6) {
                 case 0:
                 case 1:
@@ -244,6 +243,27 @@ TEST(SharedBoard, LivePicturesLieOnBothBoardsAndAStrokeWipedInHandComesBack)
     ann.shared.AddOwn(Made(u"[[ZUM_WB_CLEAR]]"_s), 100);
     ann.Draws(Made(u"[[ZUM_WB_PEN]]5/100/100/200/100/255"_s));
     EXPECT_EQ(ann.seen.board.Pixel(150, 100), 0xffff0000);  // as the others will draw it
+}
+
+TEST(SharedBoard, WhatWaitsStaysWhereItsAuthorsMarksAreTakenBack)
+{
+    Ann ann;
+    ann.Draws(Stroke(10, 10));
+    ann.Placed();
+    ann.Draws(Stroke(10, 100));  // on its way
+    ann.Gets(TakenBack(u"ann"_s, u"eve"_s));
+    EXPECT_EQ(ann.Shows(), ann.Should().board.Checksum());
+    EXPECT_EQ(ann.seen.board.Pixel(30, 10), 0xffffffff);
+    EXPECT_EQ(ann.seen.board.Pixel(30, 100), 0xffff0000);
+    ann.Placed();
+    ann.AgreesWhole();
+    ann.Draws(TakenBack(u"bob"_s));  // she had seen nothing of his
+    ann.Gets(std::make_shared<Mark>(*Made(u"[[ZUM_WB_PEN]]5/10/200/70/200/0"_s, u"bob"_s)));
+    EXPECT_EQ(ann.Shows(), ann.Should().board.Checksum());  // his came in front of it: gone at once
+    EXPECT_EQ(ann.seen.board.Pixel(30, 200), 0xffffffff);
+    ann.Loses(0);
+    EXPECT_EQ(ann.Shows(), ann.Should().board.Checksum());
+    EXPECT_EQ(ann.seen.board.Pixel(30, 200), 0xff000000);
 }
 
 TEST(SharedBoard, AnotherMeetingHasItsOwnHistory)
