@@ -673,6 +673,15 @@
         <translation>Gezeichnet von %1, %2</translation>
     </message>
     <message>
+        <source>%1 has taken back what %2 had drawn.</source>
+        <comment>two handles</comment>
+        <translation>%1 hat zurückgenommen, was %2 gezeichnet hatte.</translation>
+    </message>
+    <message>
+        <source>&amp;Take Back From</source>
+        <translation>&amp;Zurücknehmen von</translation>
+    </message>
+    <message>
         <source>Nobody has drawn here.</source>
         <translation>Hier hat niemand gezeichnet.</translation>
     </message>

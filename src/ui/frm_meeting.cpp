@@ -33,6 +33,7 @@
 #include "ui/preferences/frm_preferences.h"
 #include "ui/service_events.h"
 #include "ui/status_panels.h"
+#include "ui/take_back_menu.h"
 #include "ui/typing.h"
 #include "ui/voice_watch.h"
 #include "ui/work_areas.h"
@@ -112,6 +113,7 @@ void frmMeeting::BuildMenus()
     connect(mnuLogin, &QAction::triggered, this, [this] { mnuLogin_Click(); });
     connect(meeting.mnuInvite, &QAction::triggered, this, [this] { mnuInvite_Click(mState); });
     connect(meeting.mnuLetIn, &QAction::triggered, this, [this] { mnuLetIn_Click(mState, this); });
+    KeepTakeBackMenu(mState, *meeting.mnuTakeBack, *static_cast<QMenu*>(meeting.mnuTakeBack->parentWidget()));
     connect(meeting.mnuExport, &QAction::triggered, this,
             [this] { mnuExport_Click(mState, *mRecording, this); });
     connect(meeting.mnuReplay, &QAction::triggered, this, [this] { mnuReplay_Click(mState); });

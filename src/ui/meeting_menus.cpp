@@ -27,14 +27,17 @@ MeetingMenu AddMeetingMenu(QMenuBar* bar)
     QAction* login = Entry(menu, "mnuLogin", Defined::tr("&New Meeting..."));
     QAction* invite = Entry(menu, "mnuInvite", Ours::tr("Copy &Invitation"));
     QAction* letIn = Entry(menu, "mnuLetIn", Ours::tr("&Let Others In..."));
+    QMenu* takeBack = menu->addMenu(Ours::tr("&Take Back From"));
+    takeBack->setObjectName(u"mnuTakeBack"_s);
+    CloseWhenPressed(*takeBack);
     menu->addSeparator();
     QAction* exporting = Entry(menu, "mnuExport", Ours::tr("&Export..."));
     QAction* replay = Entry(menu, "mnuReplay", Ours::tr("&Replay..."));
     menu->addSeparator();
     QAction* preferences = Entry(menu, "mnuPreferences", Ours::tr("&Preferences..."));
     menu->addSeparator();
-    return {
-        login, invite, letIn, exporting, replay, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
+    return {login,     invite, letIn,       takeBack,
+            exporting, replay, preferences, Entry(menu, "mnuExit", Defined::tr("E&xit"))};
 }
 
 QAction* AddHelpMenu(QMenuBar* bar)

@@ -18,6 +18,7 @@
 #include "ui/status_panels.h"
 #include "whiteboard/apply_mark.h"
 #include "whiteboard/mark_sink.h"
+#include "whiteboard/own_work.h"
 #include "whiteboard/remote_apply.h"
 #include "widgets/spoken.h"
 
@@ -44,6 +45,13 @@ void ServiceEvents::VideoFrame(const QString& fromHandle, const PicturePtr& fram
 {
     mZUM_VideoFrame(mState, fromHandle, frame, x, y, frameType);  // has its own trap
     if (frameType == kFrameWhiteboard && frame) Keep({}, frame, {x, y}, WithoutWhiteboardPrefix(fromHandle));
+}
+
+void ServiceEvents::TakenBack(const QString& fromHandle, const QString& handle)
+{
+    HandleTakeBack(mState, fromHandle, handle);  // has its own trap
+    if (mState.gMarkSink)
+        mState.gMarkSink->Took({{}, nullptr, {}, WithoutEarlier(fromHandle), EventTime(mState), 0, handle});
 }
 
 void ServiceEvents::LinkChanged(const LinkState& link)

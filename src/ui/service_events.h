@@ -31,6 +31,7 @@ public:
     void LinkChanged(const LinkState& link) override;
     void LinesAccepted(quint64 upTo) override;
     void LineLost(quint64 number) override;
+    void TakenBack(const QString& fromHandle, const QString& handle) override;
     void BoardBegins(quint64 ownUpTo) override
     {
         if (onBoardBegins) onBoardBegins();

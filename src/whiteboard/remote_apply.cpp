@@ -7,6 +7,8 @@
 #include "base/meeting_screens.h"
 #include "contract/messenger_service.h"
 #include "settings/settings.h"
+#include "text/qt_line.h"
+#include "text/words.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
@@ -43,12 +45,12 @@ void RefuseDamaged(const std::optional<FieldError>& error)
     if (error) throw std::runtime_error(Describe(*error).toStdString());
 }
 
-/// A record that draws or clears: with snapshot and status text. Long strokes run in slices as one step.
-void ApplyDrawing(const Apply& apply, const QString& message)
+/// What draws, clears or takes back: with snapshot and status text. What takes long runs in slices as one
+/// step.
+void ApplyDrawing(const Apply& apply, const MarkPtr& mark)
 {
     const GateHold hold(apply.state.ports.gate);
     SharedBoard& shared = SharedOf(apply.state);
-    const MarkPtr mark = MarkOf(apply.state, apply.from, message);
     const Applied applied = shared.Take(mark, [&] {
         apply.Form().Board().Refresh();
         if (apply.state.ports.waits) apply.state.ports.waits->Pause(0ms);
@@ -125,7 +127,7 @@ void ApplyRecord(const Apply& apply, const TaggedPayload& record, const QString&
         case RecordKind::Pointer: ApplyPointer(apply, record.payload); break;
         case RecordKind::Undo: ApplyStep(apply, ToolKey::Undo); break;
         case RecordKind::Redo: ApplyStep(apply, ToolKey::Redo); break;
-        default: ApplyDrawing(apply, message);
+        default: ApplyDrawing(apply, MarkOf(apply.state, apply.from, message));
     }
     TraceRecord(apply.state, RecordName(record.kind), apply.from);
 }
@@ -140,5 +142,20 @@ void HandleWBMessage(ProcessState& state, const QString& fromHandle, const QStri
         if (!record) return;
         const Restore applying(state.gWBApplyingRemote, true);
         ApplyRecord({state, fromHandle}, *record, message);
+    });
+}
+
+void HandleTakeBack(ProcessState& state, const QString& fromHandle, const QString& whose)
+{
+    TrappedFromAfar(state, "HandleTakeBack", [&] {
+        const Restore applying(state.gWBApplyingRemote, true);
+        const Apply apply{state, fromHandle};
+        auto mark = std::make_shared<Mark>(*MarkOf(state, fromHandle, {}));
+        mark->takesBack = whose;
+        ApplyDrawing(apply, mark);
+        TraceRecord(state, QLatin1String(kTakeBackName), fromHandle);
+        if (apply.Earlier()) return;
+        apply.Form().Panels().Note(Ours::tr("%1 has taken back what %2 had drawn.", "two handles")
+                                       .arg(InSentence(fromHandle), InSentence(whose)));
     });
 }

@@ -22,5 +22,7 @@ void SendWBMessage(ProcessState& state, const QString& message);
 /// The same for a picture, as JPEG of the shared encoder's quality. A null picture is none.
 void SendWBPic(ProcessState& state, const QImage& picture, qint16 x, qint16 y);
 
+/// The tag of what is no record, in the trace.
+inline constexpr char kTakeBackName[] = "TAKEBACK";
 /// A line in the trace for a record that was sent or applied: its tag, whose it was and the board's checksum.
 void TraceRecord(ProcessState& state, const QString& tag, const QString& from);

@@ -6,6 +6,7 @@
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "base/save_whole.h"
+#include "base/sending_room.h"
 #include "messaging/record_kinds.h"
 #include "platform/clipboard.h"
 #include "text/words.h"
@@ -78,6 +79,23 @@ void StepOwn(ProcessState& state, const QString& record)
     LoadWBBuffer(state, qint16(history.Index()));
     SendWBMessage(state, record);
     if (state.gMessenger->PlacesOwn()) AddOwn(state, mark, before);
+}
+
+/// Shown, and told to the others.
+void TakeBack(ProcessState& state, const QString& whose)
+{
+    BoardScreen& screen = state.gMeetingForm->Board();
+    const auto mark = std::make_shared<Mark>(*OwnMark(state, {}));
+    mark->takesBack = whose;
+    const quint64 before = state.gMessenger->LastBoardPost();
+    BeginOwn(state);
+    ApplyMark(screen.Image(), SharedOf(state).History(), mark, {}, state.ports.pictures);
+    screen.Refresh();
+    Trapped(state, "TakeBack", [&] { state.gMessenger->TakeBack(whose); });
+    AddOwn(state, mark, before);
+    ShowLastModified(state, mark->author, mark->when);
+    ShowSteps(state);
+    TraceRecord(state, QLatin1String(kTakeBackName), mark->author);
 }
 
 /// One of somebody else's; own work stays above it.
@@ -267,6 +285,15 @@ void tool_ButtonMenuClick(ProcessState& state, ToolKey parent, const QString& ke
         if (const Shape* shape = ShapeNamed(key); shape && parent == ToolKey::Shape)
             tools.mShapeTool = shape->kind;
         PressParent(state, parent);
+    });
+}
+
+void mnuTakeBack_Click(ProcessState& state, const QString& whose)
+{
+    Trapped(state, "mnuTakeBack_Click", [&] {
+        if (SendingMustWait(state) || !state.gMessenger->StartedMeeting()) return;
+        const Busy busy(state);
+        TakeBack(state, whose);
     });
 }
 

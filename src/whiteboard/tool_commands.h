@@ -16,6 +16,9 @@ void tool_ButtonMenuClick(ProcessState& state, ToolKey parent, const QString& ke
 /// The font dialog, then the Text tool.
 void SelectTextFont(ProcessState& state);
 
+/// All that `whose` has drawn goes from everybody's board, where the user may say so. Trapped:
+/// "mnuTakeBack_Click: ".
+void mnuTakeBack_Click(ProcessState& state, const QString& whose);
 /// Trapped: "mnuSaveFile_Click: ". Writes the history's current entry as BMP, whatever the name ends in.
 void mnuSaveFile_Click(ProcessState& state);
 /// Trapped: "mnuCopy_Click: ".

@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QGroupBox>
 #include <QLabel>
+#include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QScreen>
@@ -14,9 +15,11 @@
 #include <map>
 
 #include "media/media_screen.h"
+#include "messaging/record_kinds.h"
 #include "settings/settings.h"
 #include "ui/lifecycle.h"
 #include "ui/meeting_desk.h"
+#include "whiteboard/board_screen.h"
 #include "whiteboard/board_view.h"
 #include "whiteboard/history.h"
 #include "widgets/contrast.h"
@@ -136,6 +139,47 @@ TEST(MeetingWindow, ActsOnMessages)
     EXPECT_FALSE(desk.Conversation().contains(u"unseen"_s));
     EXPECT_TRUE(desk.prompts.boxes.value(0).contains(u"mZUM_NewMessage: no way to bob"_s));
     EXPECT_EQ(desk.prompts.criticalCauses.back(), Cause::Remote);
+}
+
+TEST(MeetingWindow, WhoStartedTakesBackWhatOneAttendeeDrew)
+{
+    MeetingDesk desk;
+    desk.service->placesOwn = true;
+    desk.Whole();
+    QMenu& menu = *desk.Find<QMenu>("mnuTakeBack");
+    const auto entries = [&] {
+        emit desk.Find<QMenu>("mnuMeeting")->aboutToShow();
+        QStringList captions;
+        for (const QAction* entry : menu.actions()) captions += entry->text();
+        EXPECT_EQ(menu.menuAction()->isEnabled(), !captions.isEmpty());
+        return captions;
+    };
+    const QString stroke =
+        u"[[ZUM_WB_PEN]]3/10/%1/90/%1/255"_s.replace(u'/', QString::fromUtf16(kFieldSeparator));
+    desk.service->Say(u"bob"_s, stroke.arg(20));
+    EXPECT_EQ(entries(), QStringList());  // somebody else started it
+    desk.service->started = true;
+    EXPECT_EQ(entries(), QStringList{u"bob"_s});
+    desk.service->Say(u"R&D"_s, stroke.arg(40));  // and leaves
+    desk.service->Say(u"ann (earlier)"_s, stroke.arg(60));
+    EXPECT_EQ(entries(), QStringList({u"ann"_s, u"bob"_s, u"R&&D"_s}));
+    menu.actions().at(2)->trigger();
+    EXPECT_EQ(desk.journal.filter(u"TakeBack"_s), QStringList{u"TakeBack(R&D)"_s});
+    const Board& board = desk.state.gMeetingForm->Board().Image();
+    EXPECT_EQ(board.Pixel(50, 40), 0xffffffff);
+    EXPECT_EQ(board.Pixel(50, 20), 0xffff0000);
+    EXPECT_EQ(entries(), QStringList({u"ann"_s, u"bob"_s}));
+    desk.service->Own([&](MessengerEvents& events) { events.OwnLost(desk.service->posts); });
+    EXPECT_EQ(board.Pixel(50, 40), 0xffff0000);  // the service did not let it
+    desk.service->failures[u"TakeBack"_s] = u"the outbox is full"_s;
+    menu.actions().at(0)->trigger();
+    EXPECT_EQ(board.Pixel(50, 60), 0xffff0000);
+    EXPECT_EQ(desk.prompts.boxes.size(), 1);
+    // Somebody else does it: seen, and said.
+    desk.service->Own([](MessengerEvents& events) { events.TakenBack(u"cy"_s, u"ann"_s); });
+    EXPECT_EQ(board.Pixel(50, 60), 0xffffffff);
+    EXPECT_TRUE(desk.Find<QLabel>("Link")->text().contains(u"cy has taken back what ann had drawn."_s));
+    EXPECT_EQ(desk.Find<QLabel>("WBStatus")->text(), LastModifiedText(u"cy"_s, desk.clock.now));
 }
 
 TEST(MeetingWindow, HidesRestoresAndDragsItsPanel)
