@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "base/save_whole.h"
+#include "cli/standing.h"
 #include "cli/visit.h"
 #include "meeting_file/reader.h"
 #include "meeting_file/writer.h"
@@ -48,6 +49,10 @@ public:
         const RecordRow* row = RowOf(message);
         if (!row || row->channel != Road::Board || row->draws == Draws::Nothing) return;
         Keep({Kind::Record, {}, 0, 0, 0, 0, message.toStdString()}, fromHandle);
+    }
+    void TakenBack(const QString& fromHandle, const QString& handle) override
+    {
+        Keep({Kind::TakeBack, {}, 0, 0, 0, 0, handle.toStdString()}, fromHandle);
     }
     void StatusChanged(const QString&, qint32) override {}
     void VideoFrame(const QString& fromHandle, const PicturePtr& frame, int x, int y, qint32 type) override
@@ -174,25 +179,32 @@ bool IsOfTheBoard(const Item& item)
     return item.kind == Kind::Record && row && row->draws != Draws::Nothing;
 }
 
-/// Everything of the file, in order; waits where too much is on its way. Returns how many; `problem`: what
-/// could not be read.
-int PostAll(Visit& visit, const BoardKeeper& events, meeting_file::Reader& file, std::string& problem)
+/// Every item that can be read, with its number. `problem`: what could not be.
+void ForEachItem(meeting_file::Reader& file, std::string& problem,
+                 const std::function<void(std::uint64_t number, const Item& item)>& take)
 {
-    int posted = 0;
-    for (std::size_t frame = 0; frame < file.Frames(); ++frame) {
-        std::vector<Item> items;
-        try {
-            items = file.Frame(frame);
+    std::uint64_t number = 0;
+    for (std::size_t frame = 0; frame < file.Frames(); ++frame) try {
+            for (const Item& item : file.Frame(frame)) take(number++, item);
         } catch (const meeting_file::BadFile& bad) {
             problem = bad.what();
         }
-        for (const Item& item : items) {
-            if (!IsOfTheBoard(item)) continue;
-            while (visit.service->SendingIsTight()) Look(visit, events);
-            Post(*visit.service, item);
-            ++posted;
-        }
-    }
+}
+
+/// Everything of the file, in order, or what makes its board where that cannot be done again; waits where too
+/// much is on its way. Returns how many; `problem`: what could not be read.
+int PostAll(Visit& visit, const BoardKeeper& events, meeting_file::Reader& file, std::string& problem)
+{
+    Standing standing;
+    ForEachItem(file, problem, [&](std::uint64_t number, const Item& item) { standing.Take(number, item); });
+    const auto stand = standing.TookBack() ? standing.Numbers() : std::set<std::uint64_t>();
+    int posted = 0;
+    ForEachItem(file, problem, [&](std::uint64_t number, const Item& item) {
+        if (!IsOfTheBoard(item) || (standing.TookBack() && !stand.contains(number))) return;
+        while (visit.service->SendingIsTight()) Look(visit, events);
+        Post(*visit.service, item);
+        ++posted;
+    });
     while (StatsOf(*visit.service).outbox > 0) Look(visit, events);
     return posted;
 }

@@ -26,6 +26,9 @@ Item ItemOf(const Mark& mark)
         item.x = std::int16_t(mark.at.x());
         item.y = std::int16_t(mark.at.y());
         item.body = mark.picture->jpeg.toStdString();
+    } else if (!mark.takesBack.isEmpty()) {
+        item.kind = Kind::TakeBack;
+        item.body = mark.takesBack.toStdString();
     } else {
         item.body = mark.record.toStdString();
     }
@@ -47,6 +50,11 @@ MarkPtr MarkOf(const Item& item, const PictureReader& pictures)
         mark->at = {item.x, item.y};
         mark->picture = pictures.Read(QByteArray::fromStdString(item.body), item.x, item.y);
         return mark->picture ? mark : nullptr;
+    }
+    if (item.kind == Kind::TakeBack) {
+        if (item.body.size() <= meeting_file::kHandleBytes)
+            mark->takesBack = Utf8Text(QByteArrayView(item.body));
+        return mark->takesBack.isEmpty() ? nullptr : mark;
     }
     mark->record = Utf8Text(QByteArrayView(item.body));
     return item.kind == Kind::Record && IsMark(mark->record) ? mark : nullptr;

@@ -11,9 +11,10 @@ namespace meeting_file {
 
 /// What the meeting's log held. The numbers are those of the file; a reader goes over others.
 enum class Kind : std::uint8_t {
-    Record = 1,   // of the board: its text, tag included
-    Picture = 2,  // of the board: JPEG with its corner at x, y
-    Line = 3,     // of the chat, in clear
+    Record = 1,    // of the board: its text, tag included
+    Picture = 2,   // of the board: JPEG with its corner at x, y
+    Line = 3,      // of the chat, in clear
+    TakeBack = 4,  // of the board: all marks of the handle that is the body go
 };
 
 struct Item {

@@ -40,7 +40,7 @@ std::optional<Item> TakeItem(Cursor& frame)
     const auto handle = in.Number<std::uint16_t>();
     item.sequence = in.Number<std::uint64_t>();
     item.time = in.Number<std::int64_t>();
-    if (kind < std::uint8_t(Kind::Record) || kind > std::uint8_t(Kind::Line)) return std::nullopt;
+    if (kind < std::uint8_t(Kind::Record) || kind > std::uint8_t(Kind::TakeBack)) return std::nullopt;
     item.kind = Kind(kind);
     if (handle > kHandleBytes) throw BadFile("an item's handle is too long");
     item.from = in.Bytes(handle);

@@ -10,6 +10,13 @@ namespace {
 
 constexpr int kLevel = 1;
 
+/// What keeping a board costs where all its tiles are packed already.
+template <class Entries>
+std::size_t BytesOf(const Entries& entries)
+{
+    return entries.size() * kTileCount * sizeof(std::shared_ptr<const std::string>);
+}
+
 void Unpack(const std::string& packed, Tile& tile)
 {
     const std::size_t size =
@@ -45,6 +52,7 @@ void KeyBoards::Add(std::size_t position, const Board& board, const WBHistory& h
         for (const auto& tile : *from.Picture) entry.tiles.push_back(Pack(tile, now));
         key.entries.push_back(std::move(entry));
     }
+    mBytes += BytesOf(key.entries);
     mKeys.push_back(std::move(key));
     mKnown = std::move(now);
     while (mKeys.size() > 2 && mBytes > mMostBytes) Thin();
@@ -96,6 +104,7 @@ void KeyBoards::Thin()
     mKeys = std::move(kept);
     std::set<const std::string*> tiles;
     mBytes = 0;
+    for (const Key& key : mKeys) mBytes += BytesOf(key.entries);
     for (const Key& key : mKeys)
         for (const Entry& entry : key.entries)
             for (const Packed& tile : entry.tiles)

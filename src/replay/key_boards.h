@@ -11,7 +11,7 @@
 
 class KeyBoards {
 public:
-    /// Packed, in bytes; beyond that every other board is forgotten.
+    /// In bytes, packed; beyond that every other board is forgotten.
     explicit KeyBoards(std::size_t mostBytes);
 
     /// How it is when so many items have happened; above every position so far. The board must be what the

@@ -14,8 +14,9 @@ constexpr std::size_t kMostAuthors = 4096;
 
 }  // namespace
 
-Replay::Replay(const meeting_file::Source& source, const PictureReader& pictures, std::function<void()> news)
-    : mPictures(pictures), mNews(std::move(news)), mFile(source), mLearned(source)
+Replay::Replay(const meeting_file::Source& source, const PictureReader& pictures, std::function<void()> news,
+               std::size_t keyBytes)
+    : mPictures(pictures), mNews(std::move(news)), mFile(source), mLearned(source), mKeys(keyBytes)
 {
     mProblem = QString::fromStdString(mFile.Problem());
     Begin();
@@ -30,6 +31,7 @@ void Replay::Begin()
     mHistory.emplace();
     BeginReplay(*mBoard, *mHistory);
     mPosition = 0;
+    mKnowsMarks = true;
 }
 
 // --- the other thread ------------------------------------------------------------------------------------
@@ -40,7 +42,7 @@ void Replay::Learn(const std::stop_token& stop)
     WBHistory history;
     BeginReplay(board, history);
     for (std::size_t frame = 0; frame < mLearned.Frames() && !stop.stop_requested(); ++frame) {
-        LearnFrame(frame, board, history);
+        LearnFrame(frame, board, history, stop);
         mNews();
     }
 }
@@ -56,7 +58,7 @@ void Replay::Note(const Item& item)
     mSteps.push_back({item.time, std::uint16_t(known - mAuthors.begin()), item.kind});
 }
 
-void Replay::LearnFrame(std::size_t frame, Board& board, WBHistory& history)
+void Replay::LearnFrame(std::size_t frame, Board& board, WBHistory& history, const std::stop_token& stop)
 {
     std::vector<Item> items;
     try {
@@ -72,13 +74,17 @@ void Replay::LearnFrame(std::size_t frame, Board& board, WBHistory& history)
     sinceKey.start();
     std::size_t behindKey = 0, at = std::size_t(mLearned.FirstOf(frame));
     for (const Item& item : items) {
+        if (stop.stop_requested()) return;
         const bool remembered = ApplyItem(board, history, item, mPictures);
         Note(item);
         ++at;
         ++behindKey;
         const bool last = at == mLearned.FirstOf(frame + 1);
-        const bool due = behindKey >= kKeyItems || sinceKey.elapsed() >= kKeyMilliseconds || last;
+        const bool takesBack = item.kind == Kind::TakeBack;
+        const bool due =
+            behindKey >= kKeyItems || sinceKey.elapsed() >= kKeyMilliseconds || last || takesBack;
         const std::lock_guard lock(mMutex);
+        if (takesBack) mTakeBacks.push_back(at - 1);
         if (due && remembered) {
             mKeys.Add(at, board, history);
             behindKey = 0;
@@ -141,26 +147,35 @@ const std::vector<Item>& Replay::FrameItems(std::size_t frame)
     return mHeld;
 }
 
+/// Whether one of the items from `from` on, up to `to`, takes back.
+bool Replay::TakesBack(std::size_t from, std::size_t to) const
+{
+    const auto first = std::lower_bound(mTakeBacks.begin(), mTakeBacks.end(), from);
+    return first != mTakeBacks.end() && *first < to;
+}
+
+/// Where to play on from. Whose marks a kept board has is not kept: over a taking back it leads from the
+/// beginning alone, which happens where the board behind that was let go of.
+void Replay::GoNear(std::size_t position)
+{
+    const bool back = position < mPosition;
+    const std::lock_guard lock(mMutex);
+    const std::size_t key = mKeys.Nearest(position);
+    std::size_t from = back ? key : std::max(key, mPosition);
+    const bool knowsMarks = from == 0 || (!back && from == mPosition && mKnowsMarks);
+    if (!knowsMarks && TakesBack(from, position)) from = 0;
+    if (!back && from == mPosition) return;
+    if (from == 0) return Begin();
+    mBoard.emplace();
+    mHistory.emplace();
+    mPosition = mKeys.Restore(position, *mBoard, *mHistory);
+    mKnowsMarks = false;
+}
+
 void Replay::Seek(std::size_t position)
 {
     position = std::min(position, Known());
-    if (position != mPosition) {
-        Board board;
-        WBHistory history;
-        std::size_t key = 0;
-        {
-            const std::lock_guard lock(mMutex);
-            key = mKeys.Nearest(position);
-            if (position < mPosition || key > mPosition) key = mKeys.Restore(position, board, history);
-        }
-        if (key > 0 && (position < mPosition || key > mPosition)) {
-            mBoard.emplace(std::move(board));
-            mHistory.emplace(std::move(history));
-            mPosition = key;
-        } else if (position < mPosition) {
-            Begin();
-        }
-    }
+    if (position != mPosition) GoNear(position);
     while (mPosition < position) {
         const std::size_t frame = mFile.FrameOf(mPosition);
         const std::vector<Item>& items = FrameItems(frame);

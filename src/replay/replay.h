@@ -29,7 +29,8 @@ public:
 
     /// Two readers of the same file, one for each thread. `news` is called on the other thread, now and then,
     /// when more is known. Throws what the readers throw.
-    Replay(const meeting_file::Source& source, const PictureReader& pictures, std::function<void()> news);
+    Replay(const meeting_file::Source& source, const PictureReader& pictures, std::function<void()> news,
+           std::size_t keyBytes = kKeyBytes);
     ~Replay();
     Replay(const Replay&) = delete;
     Replay& operator=(const Replay&) = delete;
@@ -61,11 +62,13 @@ public:
 
 private:
     void Learn(const std::stop_token& stop);
-    void LearnFrame(std::size_t frame, Board& board, WBHistory& history);
+    void LearnFrame(std::size_t frame, Board& board, WBHistory& history, const std::stop_token& stop);
     void Note(const meeting_file::Item& item);
     void Publish(std::vector<Step>& steps, std::size_t known);
     const std::vector<meeting_file::Item>& FrameItems(std::size_t frame);
     void Begin();
+    bool TakesBack(std::size_t from, std::size_t to) const;
+    void GoNear(std::size_t position);
 
     const PictureReader& mPictures;
     const std::function<void()> mNews;
@@ -73,7 +76,7 @@ private:
     meeting_file::Reader mLearned;  // of the other one
 
     mutable std::mutex mMutex;  // for what follows
-    KeyBoards mKeys{kKeyBytes};
+    KeyBoards mKeys;
     std::vector<Step> mSteps;
     std::vector<QString> mAuthors;
     struct Line {
@@ -81,12 +84,14 @@ private:
         meeting_file::Item item;
     };
     std::vector<Line> mLines;
+    std::vector<std::size_t> mTakeBacks;  // their items' numbers
     QString mProblem;
     std::size_t mKnown = 0;
 
     std::optional<Board> mBoard;
     std::optional<WBHistory> mHistory;
     std::size_t mPosition = 0;
+    bool mKnowsMarks = true;  // the history has the marks on the board: nothing of it was a kept board
     std::size_t mHeldFrame = SIZE_MAX;
     std::vector<meeting_file::Item> mHeld;
     std::jthread mThread;  // the last: ends first

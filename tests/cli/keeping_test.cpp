@@ -84,6 +84,49 @@ TEST_F(KeepingTest, WhatWasDrawnGoesOnInAnotherMeetingOnceAndInOrder)
     EXPECT_EQ(QImage(Path("b-11.png")), QImage(Path("a.png")));
 }
 
+/// One who posts everything as their own takes back nobody's: what is left goes there, in order.
+TEST_F(KeepingTest, OfAMeetingWhereMarksWereTakenBackWhatIsLeftGoesOn)
+{
+    const auto stroke = [](const char* by, int y) {
+        return Kept{Kind::Record,
+                    by,
+                    0,
+                    0,
+                    0,
+                    0,
+                    "[[ZUM_WB_PEN]]3|\u00a5|1|\u00a5|" + std::to_string(y) + "|\u00a5|90|\u00a5|" +
+                        std::to_string(y) + "|\u00a5|255"};
+    };
+    const auto step = [](const char* record) { return Kept{Kind::Record, "zoe", 0, 0, 0, 0, record}; };
+    const Kept back{Kind::TakeBack, "zoe", 0, 0, 0, 0, "yan"}, undo = step("[[ZUM_WB_UNDO]]");
+    const std::vector<Kept> items{stroke("yan", 10),
+                                  step("[[ZUM_WB_CLEAR]]"),
+                                  undo,
+                                  stroke("zoe", 20),
+                                  stroke("yan", 30),
+                                  back,  // two go
+                                  stroke("zoe", 40),
+                                  undo,
+                                  undo,  // and they are back
+                                  stroke("yan", 50),
+                                  stroke("zoe", 60),
+                                  back,
+                                  stroke("yan", 70)};
+    std::string bytes;
+    meeting_file::Writer writer({"before", "", 0}, [&](std::string_view more) { bytes += more; });
+    for (const Kept& item : items) writer.Add(item);
+    bytes += writer.Tail();
+    const QString before = File("before.zmeeting", QByteArray::fromStdString(bytes));
+    const auto importer = Start(As("import", u"bob"_s, {u"--code"_s, u"Standup"_s, before}));
+    EXPECT_EQ(importer->ReadLine(), "3 changes of the board are in the meeting Standup.");
+    const QString after = Path("after.zmeeting");
+    EXPECT_EQ(Exit(As("export", u"carol"_s, {u"--zmeeting"_s, after, u"Standup"_s})), 0);
+    EXPECT_EQ(Drawn(ItemsOf(after)), Drawn({items[3], items[10], items[12]}));
+    for (const QString& meeting : {before, after})
+        EXPECT_EQ(Exit({u"export"_s, meeting, u"--png"_s, meeting + u".png"_s}), 0);
+    EXPECT_EQ(QImage(before + u".png"_s), QImage(after + u".png"_s));
+}
+
 TEST_F(KeepingTest, SaysWhatStandsInTheWay)
 {
     const QString noMeeting = File("no.zmeeting", "something else");

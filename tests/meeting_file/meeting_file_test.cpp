@@ -97,6 +97,7 @@ TEST(MeetingFile, GivesBackWhatWasPutIn)
     std::vector<Item> items = Some(3000);
     items[1] = {Kind::Picture, "Bo\xc3\xab", 7, -1, -32768, 32767, std::string("\xff\xd8\0jpeg", 7)};
     items[2] = {Kind::Line, "", 0, 0, 0, 0, ""};
+    items[3] = {Kind::TakeBack, "Ann", 9, 4, 0, 0, "Bo\xc3\xab"};
     items[3].body.assign(kBodyBytes, 'y');  // the largest
     items[4].from.assign(kHandleBytes, 'h');
     Reader reader(MemorySource(Written(items)));

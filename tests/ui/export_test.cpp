@@ -104,6 +104,7 @@ TEST(Export, TheMeetingFileGivesTheBoardAndTheTalkBack)
     tool_ButtonClick(desk.state, ToolKey::Undo);
     tool_ButtonClick(desk.state, ToolKey::Redo);
     tool_ButtonClick(desk.state, ToolKey::Undo);
+    desk.service->Own([](MessengerEvents& events) { events.TakenBack(u"cy"_s, u"bob"_s); });
     EXPECT_EQ(desk.Export("optMeeting", 0, u"m.zmeeting"_s), u""_s);
     QStringList lines;
     EXPECT_EQ(desk.Replayed(u"m.zmeeting"_s, lines), desk.state.gMeetingForm->Board().Image().Checksum());
