@@ -62,10 +62,9 @@ void Link::Post(const Item& item, unsigned list)
         }
     }
     if (ChannelOf(item.kind) != Board || item.kind == Kind::Pointer) return;
-    if (Is(Fault::OwnHandFirst))
-        mBoard.Apply(item.kind, item.id);
-    else
-        mOwn.push_back({item.id, 0, item.kind});
+    if (Is(Fault::OwnHandFirst)) return mBoard.Apply(item, mHandle);
+    mOwn.push_back({item, Drawn()});
+    mOwn.back().after.Apply(item, mHandle);
 }
 
 void Link::EndTurn()
@@ -77,7 +76,7 @@ void Link::EndTurn()
     last.item.number = ++mNumbers[ChannelOf(last.item.kind)];
     last.state = State::Waiting;
     for (Own& own : mOwn)
-        if (own.id == last.item.id) own.number = last.item.number;
+        if (own.item.id == last.item.id) own.item.number = last.item.number;
 }
 
 bool Link::Take(unsigned most)
@@ -99,25 +98,36 @@ void Link::Apply(const Event& event)
     const Item& item = event.item;
     if (event.what == What::Shown) {
         mWitness.Takes(mHandle, item);
-        if (ChannelOf(item.kind) == Board) mBoard.Apply(item.kind, item.id);
+        if (ChannelOf(item.kind) == Board) mBoard.Apply(item, item.from);
+        if (item.kind == Kind::TakeBack && item.whom == mHandle && Is(Fault::TakeBackTakesWhatWaits))
+            mOwn.clear();
     } else if (event.what == What::Placed || event.what == What::Passed) {
         // What has none by now was trimmed away behind a later CLEAR, or refused.
-        std::erase_if(mOwn, [&](const Own& own) { return own.number && own.number < item.number; });
-        const bool here = !mOwn.empty() && mOwn.front().number == item.number;
-        if (here && event.what == What::Placed) mBoard.Apply(mOwn.front().kind, mOwn.front().id);
+        std::erase_if(mOwn, [&](const Own& own) { return own.item.number && own.item.number < item.number; });
+        const bool here = !mOwn.empty() && mOwn.front().item.number == item.number;
+        if (here && event.what == What::Placed) PlaceFirst();
         if (here)
             mOwn.erase(mOwn.begin());
         else if (Is(Fault::OwnPlaceTwice) && event.what == What::Placed)
-            mBoard.Apply(item.kind, item.id);
+            mBoard.Apply(item, mHandle);
     } else if (event.what == What::Lost && !Is(Fault::OwnRefusedStays)) {
-        std::erase_if(mOwn, [&](const Own& own) { return own.number == item.number; });
+        std::erase_if(mOwn, [&](const Own& own) { return own.item.number == item.number; });
     }
+}
+
+void Link::PlaceFirst()
+{
+    const Own& own = mOwn.front();
+    if (own.item.kind == Kind::TakeBack && Is(Fault::TakeBackAsSeen))
+        mBoard = own.after;
+    else
+        mBoard.Apply(own.item, mHandle);
 }
 
 History Link::Drawn() const
 {
     History shown = mBoard;
-    for (const Own& own : mOwn) shown.Apply(own.kind, own.id);
+    for (const Own& own : mOwn) shown.Apply(own.item, mHandle);
     return shown;
 }
 
@@ -225,6 +235,7 @@ void Link::OnPlace(const Message& place)
         if (Is(Fault::NumbersAnewOnReturn)) mEntry->highest.clear();
     }
     mEntry->meeting = place.meeting, mEntry->seat = place.seat, mEntry->token = place.token;
+    mEntry->starter = place.starter;
     mEntry->cursor = place.cursor;
     Hold(place.attendees);
     for (Pending& entry : mOutbox) {

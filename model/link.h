@@ -34,6 +34,8 @@ public:
     bool Wants() const { return bool(mEntry); }
     bool Empty() const { return mOutbox.empty() && mEvents.empty(); }
     unsigned Held() const { return mEntry ? mEntry->held : 0; }
+    /// Whether the meeting was started by this handle.
+    bool Starts() const { return mEntry && mEntry->starter; }
     /// What the board shows: as the log has it, and above that what has no place in it yet.
     History Drawn() const;
     bool AllPlaced() const { return mOwn.empty(); }
@@ -54,7 +56,7 @@ private:
     };
     struct Entry {
         int meeting = 0, seat = 0;  // 0: the user's own Enter is still on its way
-        bool create = false;
+        bool create = false, starter = false;
         std::uint64_t token = 0;
         Cursor cursor{}, received{};              // taken by the user interface; by the link
         std::map<std::uint64_t, Cursor> highest;  // own numbers, by stream
@@ -87,11 +89,11 @@ private:
     std::deque<Event> mEvents;
     void OnOwn(const Item& item);
     void Apply(const Event& event);
+    void PlaceFirst();
     History mBoard;  // as the log has it
     struct Own {
-        int id;
-        std::uint64_t number;  // 0: not yet numbered
-        Kind kind;
+        Item item;      // number 0: not yet numbered
+        History after;  // as it was seen when it was done
     };
     std::vector<Own> mOwn;  // drawn here, without a place yet
 };

@@ -47,6 +47,7 @@ struct Seat {
 
 struct MeetingLog {
     int meeting = 0;
+    int starter = -1;           // the handle that may take back
     std::uint64_t counter = 0;  // raised at every opening after a disorderly end
     File<Seat> seats;           // the last entry of a handle holds
     File<Item> channel[2];

@@ -48,6 +48,10 @@ enum class Fault {
     OwnTrimmedWaits,
     OwnRefusedStays,
     OldBoardStays,
+    AnybodyTakesBack,
+    StarterForgotten,
+    TakeBackTakesWhatWaits,
+    TakeBackAsSeen,
     Count
 };
 
@@ -57,6 +61,7 @@ struct Item {
     std::uint64_t stream = 0, number = 0;
     Sequence sequence = 0;
     Kind kind = Kind::Line;
+    int whom = -1;    // TakeBack: whose marks go
     unsigned to = 0;  // up: the list; in the log: who had a seat when it was appended
     bool everyone = false;
     bool bad = false;  // the relay refuses it; in the log: the mark that it did
@@ -69,7 +74,7 @@ inline Channel ChannelOf(Kind kind)
 }
 inline bool Changes(Kind kind)
 {
-    return kind == Kind::Draw || kind == Kind::Clear;
+    return kind == Kind::Draw || kind == Kind::Clear || kind == Kind::TakeBack;
 }
 /// Part of the picture that a newcomer is shown.
 inline bool KeptForAll(const Item& item)
@@ -103,6 +108,7 @@ struct Message {
     Cursor numbers{};           // in a place: have; Accepted; Refused
     Sequence enteredAt = 0, upTo = 0;
     unsigned attendees = 0;
+    bool starter = false;  // in a place: this handle started the meeting
     Item item{};
 };
 

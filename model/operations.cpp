@@ -41,8 +41,8 @@ struct Weights {
     Kind What(std::mt19937_64& random) const
     {
         if (random() % 4 >= drawing) return Kind::Line;
-        const Kind kinds[] = {Kind::Draw,  Kind::Draw, Kind::Draw, Kind::Draw, Kind::Draw,
-                              Kind::Clear, Kind::Undo, Kind::Undo, Kind::Redo, Kind::Pointer};
+        const Kind kinds[] = {Kind::Draw,  Kind::Draw, Kind::Draw, Kind::Draw, Kind::Draw,     Kind::Draw,
+                              Kind::Clear, Kind::Undo, Kind::Undo, Kind::Redo, Kind::TakeBack, Kind::Pointer};
         return kinds[random() % std::size(kinds)];
     }
 };
@@ -78,7 +78,7 @@ std::string Describe(const Operation& operation)
     static const char* const acts[] = {"Join",     "Leave",     "KillClient", "Post",   "Take",
                                        "Cut",      "Up",        "Down",       "Sync",   "GraceOver",
                                        "SeatOver", "KillRelay", "PowerCut",   "Notice", "Settle"};
-    static const char* const kinds[] = {"Line", "Draw", "Clear", "Undo", "Redo", "Pointer"};
+    static const char* const kinds[] = {"Line", "Draw", "Clear", "Undo", "Redo", "TakeBack", "Pointer"};
     return std::string(acts[int(operation.act)]) + " client " + std::to_string(operation.client) +
            " amount " + std::to_string(operation.amount) + " how " + std::to_string(operation.how) +
            " kind " + kinds[int(operation.kind)] + " list " + std::to_string(operation.list);

@@ -11,14 +11,16 @@ namespace model {
 inline constexpr int kClients = 4;  // handles 0 to 3; a set of handles is a bit mask
 
 enum Channel { Talk, Board };
-/// The last three are what the relay itself says: presence 5, presence 0, a notice.
-enum class Kind { Line, Draw, Clear, Undo, Redo, Pointer, Came, Went, Notice };
+/// TakeBack: all marks of one handle go, in one step. The last three are what the relay itself says:
+/// presence 5, presence 0, a notice.
+enum class Kind { Line, Draw, Clear, Undo, Redo, TakeBack, Pointer, Came, Went, Notice };
 
 enum class Act {
     Join,        // the user enters; bit 0 of `how`: after a new login; bit 1: with create
     Leave,       // the user leaves
     KillClient,  // the process dies with its outbox
-    Post,  // `amount` items of `kind` to `list`, 0: everyone; `how` 0: the first is one the relay refuses
+    Post,  // `amount` items of `kind` to `list`, 0: everyone; `how` 0: the first is one the relay refuses;
+           // TakeBack: of handle `how`, modulo their number
     Take,  // the user interface takes at most `amount` events
     Cut,   // of what is on its way `amount` messages still arrive upwards and `how` downwards
     Up,    // at most `amount` messages reach the relay; `how` odd: older connections lag (time passes)

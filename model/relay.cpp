@@ -46,7 +46,7 @@ void Relay::Enter(Connection& from, const Message& message)
 {
     if (mNewest[from.client] != &from && !Is(Fault::LoginFencesNot)) return;  // a later login has ended it
     const bool byUser = message.meeting == 0;
-    if (byUser && (mLog.meeting == 0 || (mSeats.empty() && message.create))) NewMeeting();
+    if (byUser && (mLog.meeting == 0 || (mSeats.empty() && message.create))) NewMeeting(from.client);
     if (!byUser && message.meeting != mLog.meeting)
         return from.SendDown({.say = Say::Entered, .call = message.call, .ok = false});
     Seat* seat = Find(from.client);
@@ -113,7 +113,8 @@ Message Relay::Place(Say say, int call, Seat& seat)
             .cursor = seat.cursor,
             .numbers = mHave[seat.stream],
             .enteredAt = seat.enteredAt,
-            .attendees = Attendees()};
+            .attendees = Attendees(),
+            .starter = seat.handle == mLog.starter};
 }
 
 /// The place, the refusals that may have got lost, what is safe; then the writer runs.
@@ -182,6 +183,9 @@ void Relay::Post(Connection& from, Seat& seat, const Message& message)
     if (item.number <= have) return;
     have = std::max(have, item.number);
     item.from = seat.handle, item.stream = seat.stream;
+    // Everybody's board does what stands in the log: who may take back is decided here and nowhere else.
+    if (item.kind == Kind::TakeBack && seat.handle != mLog.starter && !Is(Fault::AnybodyTakesBack))
+        item.bad = true;
     Append(item);  // of a refused one the mark, so that the refusal is as safe as what follows it
     if (item.bad) from.SendDown({.say = Say::Refused, .item = item});
     if (Is(Fault::AcceptedBeforeSync)) TellAccepted(seat);
@@ -359,11 +363,11 @@ void Relay::TrimTalkAtBound()
     });
 }
 
-void Relay::NewMeeting()
+void Relay::NewMeeting(int starter)
 {
     if (mLog.meeting) mWitness.MayLeave(~0u);
     mLog = MeetingLog{};
-    mLog.meeting = ++mMeetings;
+    mLog.meeting = ++mMeetings, mLog.starter = starter;
     mEnd = {}, mHave.clear();
 }
 
@@ -385,6 +389,7 @@ void Relay::Open()
     if (!mLog.meeting) return;
     mLog.seats.SyncAll(), mLog.channel[Talk].SyncAll(), mLog.channel[Board].SyncAll();
     ++mLog.counter;
+    if (Is(Fault::StarterForgotten)) mLog.starter = -1;
     mSeats.clear(), mHave.clear(), mNewest.clear();
     for (const Seat& seat : mLog.seats.entries) mSeats[seat.handle] = seat;
     std::erase_if(mSeats, [](const auto& entry) { return entry.second.state == SeatState::Gone; });

@@ -44,7 +44,7 @@ private:
     void TellAccepted(Seat& seat);
     void End(Seat& seat);  // the seat is gone
     void Write(const Seat& seat) { mLog.seats.entries.push_back(seat); }
-    void NewMeeting();
+    void NewMeeting(int starter);
     void Open();
     bool Wants(const Seat& seat, const Item& item) const;
     Cursor Numbers(std::uint64_t stream, bool safe) const;

@@ -4,10 +4,37 @@
 
 namespace model {
 
-void History::Apply(Kind kind, int id)
+History::Picture History::With(const Picture& picture, int id, int by)
 {
+    return std::make_shared<const Mark>(
+        Mark{id, by, picture, SumOf(picture) * 1099511628211u + std::uint64_t(id)});
+}
+
+History::Picture History::Without(const Picture& picture, int by)
+{
+    std::vector<const Mark*> stay;
+    for (const Mark* mark = picture.get(); mark; mark = mark->beneath.get())
+        if (mark->by != by) stay.push_back(mark);
+    Picture left;
+    for (auto mark = stay.rbegin(); mark != stay.rend(); ++mark) left = With(left, (*mark)->id, (*mark)->by);
+    return left;
+}
+
+bool operator==(const History& one, const History& other)
+{
+    const auto same = [](const auto& a, const auto& b) { return History::SumOf(a) == History::SumOf(b); };
+    return one.mIndex == other.mIndex && same(one.mPicture, other.mPicture) &&
+           std::equal(one.mEntries.begin(), one.mEntries.end(), other.mEntries.begin(), other.mEntries.end(),
+                      same);
+}
+
+void History::Apply(const Item& item, int by)
+{
+    const Kind kind = item.kind;
     if (Changes(kind)) {
-        mPicture = kind == Kind::Clear ? 0 : mPicture * 1099511628211u + std::uint64_t(id);
+        mPicture = kind == Kind::Clear      ? nullptr
+                   : kind == Kind::TakeBack ? Without(mPicture, item.whom)
+                                            : With(mPicture, item.id, by);
         mEntries.resize(mIndex + 1);
         mEntries.push_back(mPicture);
         if (mEntries.size() > 11) mEntries.erase(mEntries.begin());

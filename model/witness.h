@@ -3,6 +3,7 @@
 // A harness around the real programs can feed it the same way.
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,12 +15,25 @@ namespace model {
 /// A board's undo history: pictures by what was drawn into them, 11 at most.
 class History {
 public:
-    void Apply(Kind kind, int id);
-    friend bool operator==(const History&, const History&) = default;
+    /// `by` drew it, or did it.
+    void Apply(const Item& item, int by);
+    friend bool operator==(const History&, const History&);
 
 private:
-    std::uint64_t mPicture = 0;
-    std::vector<std::uint64_t> mEntries{0};
+    /// The newest of the marks on a board, and what they lie on.
+    struct Mark;
+    using Picture = std::shared_ptr<const Mark>;  // null: white
+    struct Mark {
+        int id, by;
+        Picture beneath;
+        std::uint64_t sum;  // of all of them, in order
+    };
+    static std::uint64_t SumOf(const Picture& picture) { return picture ? picture->sum : 0; }
+    static Picture With(const Picture& picture, int id, int by);
+    static Picture Without(const Picture& picture, int by);
+
+    Picture mPicture;
+    std::vector<Picture> mEntries{nullptr};
     std::size_t mIndex = 0;
 };
 

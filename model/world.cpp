@@ -65,17 +65,20 @@ void World::Post(const Operation& operation)
 {
     const int who = operation.client;
     const unsigned self = 1u << who, list = operation.list & ~self;
+    Link& link = mLinks[std::size_t(who)];
     if (!mWitness.In(who) || (operation.list && !list)) return;
     for (unsigned i = 0; i <= operation.amount; ++i) {
         const bool bad = operation.how == 0 && i == 0;
         Item item{.kind = operation.kind, .bad = bad};
         // A list would be drawn by some only.
         if (ChannelOf(item.kind) == Board && list) item.kind = Kind::Pointer;
+        if (item.kind == Kind::TakeBack) item.whom = int(operation.how) % kClients;
+        const bool refused = bad || (item.kind == Kind::TakeBack && !link.Starts());
         mUnsafe = mUnsafe || ChannelOf(item.kind) == Board;
-        item.id = mWitness.Posts(who, item.kind, list, bad);
-        mLinks[std::size_t(who)].Post(item, list);
+        item.id = mWitness.Posts(who, item.kind, list, refused);
+        link.Post(item, list);
     }
-    mLinks[std::size_t(who)].EndTurn();
+    link.EndTurn();
 }
 
 bool World::Up(Connection& c, std::size_t most)
@@ -154,7 +157,7 @@ void World::Settle()
 void World::CheckBoards()
 {
     History whole;
-    for (const Item& item : mRelay.Log().everything) whole.Apply(item.kind, item.id);
+    for (const Item& item : mRelay.Log().everything) whole.Apply(item, item.from);
     for (int who = 0; who < kClients; ++who) {
         const Link& link = mLinks[std::size_t(who)];
         if (!mWitness.In(who)) continue;

@@ -190,6 +190,17 @@ public:
         mAttendee->Turn();
         if (model::KeptForAll({.kind = kind, .everyone = !whisper})) posted.push_back({id, kind});
     }
+    /// All that `whose` has drawn goes, where this one may say so. The witness knows nothing of it: the
+    /// boards tell.
+    void TakeBack(const QString& whose)
+    {
+        if (!mAttendee->link->StartedMeeting()) return;
+        auto mark = std::make_shared<::Mark>(::Mark{{}, nullptr, {}, mHandle, {}});
+        mark->takesBack = whose;
+        Do(mark, [&] { mAttendee->link->TakeBack(whose); });
+        mAttendee->Turn();
+        ++takenBack;
+    }
     void Mark(const QString& other, int mark)
     {
         mAttendee->link->Send(other, u"mark %1"_s.arg(mark));
@@ -211,6 +222,7 @@ public:
         bool perhaps = false;  // it died on its way, or had arrived
     };
     std::vector<Posted> posted;  // what is kept for whoever comes
+    int takenBack = 0;           // times, all processes
     std::string refusal;         // why it could not enter
     int marks[2] = {0, 0};       // the last one of each channel
 
@@ -218,10 +230,14 @@ private:
     /// With the hand: others cross it, and may leave or come in the middle of a stroke.
     void Draw(const QString& record, const QString& other)
     {
-        const auto mark = std::make_shared<::Mark>(::Mark{record, nullptr, {}, mHandle, {}});
+        Do(std::make_shared<::Mark>(::Mark{record, nullptr, {}, mHandle, {}}),
+           [&] { HandOver(record, other); });
+    }
+    void Do(const MarkPtr& mark, const std::function<void()>& handOver)
+    {
         const auto post = [&]() -> quint64 {
             const quint64 before = mAttendee->link->LastBoardPost();
-            HandOver(record, other);
+            handOver();
             const quint64 now = mAttendee->link->LastBoardPost();
             return now == before ? 0 : now;
         };
@@ -256,6 +272,14 @@ private:
         }
         if (text.startsWith(u"mark "_s)) marks[Talk] = text.mid(5).toInt();
         if (!text.startsWith(u"mark "_s)) mWitness.Breaks("unknown text from " + from.toStdString());
+    }
+    void TakenBack(const QString& from, const QString& whose) override
+    {
+        QString author = from;
+        author.remove(QLatin1String(kEarlierSuffix));
+        auto mark = std::make_shared<::Mark>(::Mark{{}, nullptr, {}, author, {}});
+        mark->takesBack = whose;
+        paper->shared.Take(mark);
     }
     void StatusChanged(const QString&, qint32) override {}
     void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override {}
@@ -307,6 +331,8 @@ public:
         return mWitness.Broken();
     }
 
+    int TakenBack() const { return mPlayers[0]->takenBack + mPlayers[1]->takenBack; }
+
 private:
     void Apply(const model::Operation& operation)
     {
@@ -353,7 +379,10 @@ private:
         const bool drawn = operation.kind != Kind::Line && operation.kind != Kind::Pointer;
         const Kind kind = whisper && drawn ? Kind::Pointer : operation.kind;
         for (unsigned i = 0; i <= operation.amount; ++i)
-            player.Post(kind, mHandles[&player == mPlayers[0].get()], whisper);
+            if (kind == Kind::TakeBack)
+                player.TakeBack(mHandles[operation.how % 2]);
+            else
+                player.Post(kind, mHandles[&player == mPlayers[0].get()], whisper);
     }
     void Release(int who)
     {
@@ -451,7 +480,8 @@ private:
         std::vector<Player::Posted> all;
         for (auto& player : mPlayers) all.insert(all.end(), player->posted.begin(), player->posted.end());
         const auto changes =
-            std::count_if(all.begin(), all.end(), [](auto& one) { return model::Changes(one.kind); });
+            std::count_if(all.begin(), all.end(), [](auto& one) { return model::Changes(one.kind); }) +
+            TakenBack();
         const bool cleared =
             std::any_of(all.begin(), all.end(), [](auto& one) { return one.kind == Kind::Clear; });
         if (cleared && changes >= 20) all.clear();
@@ -488,7 +518,7 @@ void RandomOperations(Run& run, Outcome& outcome)
     Daemon daemon(3 * lanes,
                   u"grace_seconds = 1\nkeep_empty_seconds = 120\nconnections_per_address = 1000\n"_s);
     Address address(daemon.Port());
-    std::atomic<std::uint64_t> next{first}, done{0};
+    std::atomic<std::uint64_t> next{first}, done{0}, takenBack{0};
     std::mutex mutex;
     QStringList faults;
     const Time begun = Clock::now();
@@ -498,7 +528,9 @@ void RandomOperations(Run& run, Outcome& outcome)
             while (Since(begun) < seconds * 1000) {
                 const std::uint64_t seed = next++;
                 if (seed >= first + wanted) return;
-                const std::string fault = Game(address, daemon.Fingerprint(), lane, seed).Play(seed);
+                Game game(address, daemon.Fingerprint(), lane, seed);
+                const std::string fault = game.Play(seed);
+                takenBack += std::uint64_t(game.TakenBack());
                 ++done;
                 if (fault.empty()) continue;
                 const std::lock_guard lock(mutex);
@@ -514,10 +546,13 @@ void RandomOperations(Run& run, Outcome& outcome)
         ++kills;
     }
     for (std::thread& thread : threads) thread.join();
-    outcome.Figure(u"%1 sequences (seeds %4 on) under %2 kills of the service: %3 differences"_s.arg(done)
-                       .arg(kills)
-                       .arg(faults.size())
-                       .arg(first));
+    outcome.Figure(
+        u"%1 sequences (seeds %4 on) with %5 takings back, under %2 kills of the service: %3 differences"_s
+            .arg(done)
+            .arg(kills)
+            .arg(faults.size())
+            .arg(first)
+            .arg(takenBack));
     outcome.Must(faults.isEmpty(), faults.mid(0, 3).join(u"; "_s));
     outcome.Must(done >= wanted, u"only %1 of %2 sequences in %3 s"_s.arg(done).arg(wanted).arg(seconds));
 }

@@ -28,7 +28,9 @@ void Paper::Draw(const MarkPtr& mark, const std::function<void()>& meanwhile,
 {
     const auto record = FindRecord(mark->record);
     shared.BeginOwn();
-    if (record->kind == RecordKind::Pen) {
+    if (IsStep(*mark)) {
+        ApplyMark(mBoard, shared.History(), mark);
+    } else if (record->kind == RecordKind::Pen) {
         const PenRecord whole = ReadPen(record->payload).value;
         mStroke.emplace().width = whole.width;
         for (const Segment& segment : whole.segments) {
@@ -36,10 +38,6 @@ void Paper::Draw(const MarkPtr& mark, const std::function<void()>& meanwhile,
             mBoard.Draw({&segment, 1}, whole.width);
             meanwhile();
         }
-    } else if (record->kind == RecordKind::Undo || record->kind == RecordKind::Redo) {
-        WBHistory& history = shared.History();
-        StepIn(history, *mark);
-        history.Show(history.Index(), mBoard);
     } else {
         DrawMark(mBoard, *mark);
     }
