@@ -548,13 +548,18 @@ void Desk::DoubleClick(const QPoint& at)
 
 void Desk::Drag(const std::vector<QPoint>& way, int button)
 {
+    if (BeginDrag(way, button)->WaitForEnd() != 0) Fail(mName + u": the mouse cannot be moved"_s);
+}
+
+std::unique_ptr<Child> Desk::BeginDrag(const std::vector<QPoint>& way, int button)
+{
     QStringList words;
     for (std::size_t i = 0; i < way.size(); ++i) {
         words << u"mousemove"_s << u"--sync"_s << QString::number(way[i].x()) << QString::number(way[i].y());
         if (i == 0) words << u"mousedown"_s << QString::number(button);
     }
     words << u"mouseup"_s << QString::number(button);
-    Xdotool(words);
+    return Start(u"xdotool"_s, words);
 }
 
 QRect Desk::Control(const QString& name)

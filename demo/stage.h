@@ -155,6 +155,8 @@ public:
     void Click(const QPoint& at, int button = 1);
     void DoubleClick(const QPoint& at);
     void Drag(const std::vector<QPoint>& way, int button = 1);
+    /// While the mouses of other desks go, too: over when the child has ended.
+    std::unique_ptr<Child> BeginDrag(const std::vector<QPoint>& way, int button = 1);
     /// Where a control was when the window or dialog was traced last; throws when it is unknown.
     QRect Control(const QString& name);
     void ClickControl(const QString& name) { Click(Control(name).center()); }

@@ -125,61 +125,6 @@ TEST_F(Board, EveryToolDrawsTheSameEverywhere)
     ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_CLEAR]]"_s);
 }
 
-/// Two mice at the same moment, again and again, and the service killed in between.
-TEST_F(Board, TwoWhoDrawAcrossEachOtherHaveTheSameBoardHistoryAndUndo)
-{
-    constexpr int kCrossings = 24, kKills = 4;
-    for (Desk* desk : {&ann, &bob}) Choose(*desk, "Draw");
-    ann.ClickControl(u"picSelColor_5"_s);
-    const auto drag = [](Desk& desk, int x, int y, int toX, int toY) {
-        QStringList words;
-        const auto go = [&](int part) {
-            const QPoint at = desk.Board(x + (toX - x) * part / 6, y + (toY - y) * part / 6);
-            words << u"mousemove"_s << QString::number(at.x()) << QString::number(at.y());
-        };
-        go(0);
-        words << u"mousedown"_s << u"1"_s;
-        for (int part = 1; part <= 6; ++part) go(part);
-        words << u"mouseup"_s << u"1"_s;
-        return desk.Start(u"xdotool"_s, words);
-    };
-    for (int i = 1; i <= kCrossings; ++i) {
-        const auto one = drag(ann, 60 + 9 * i, 60, 120 + 5 * i, 300);
-        const auto other = drag(bob, 60, 60 + 9 * i, 330, 120 + 5 * i);
-        EXPECT_EQ(one->WaitForEnd(), 0);
-        EXPECT_EQ(other->WaitForEnd(), 0);
-        if (i % (kCrossings / kKills) == 0) {
-            service.Stop(SIGKILL);
-            service.Start();
-        }
-    }
-    const auto own = [](Desk& desk) {
-        const auto& lines = desk.Lines();
-        return std::count_if(lines.begin(), lines.end(),
-                             Both(Is("event", u"record"_s), Is("from", desk.Name())));
-    };
-    ASSERT_EQ(own(ann), kCrossings);
-    ASSERT_EQ(own(bob), kCrossings);
-    // One after the other: when this has come, all of that has.
-    for (Desk* desk : {&ann, &bob}) Choose(*desk, "Shape");
-    const Match box = Is("tag", u"BOX"_s);
-    ann.Drag({ann.Board(400, 60), ann.Board(430, 90), ann.Board(450, 110)});
-    bob.Wait("record", Both(box, Is("from", u"ann"_s)));
-    bob.Drag({bob.Board(400, 160), bob.Board(430, 190), bob.Board(450, 210)});
-    bob.Wait("record", Both(box, Is("from", u"bob"_s)));  // from here on nothing is settled without it
-    const QJsonObject there = bob.Wait("settled"), here = ann.Wait("record", Both(box, Is("from", u"bob"_s)));
-    EXPECT_EQ(here[u"board"_s], there[u"board"_s]);
-    EXPECT_EQ(there[u"index"_s], 11);
-    for (int step = 10; step >= 1; --step) {
-        const Match undo = Is("tag", u"UNDO"_s);
-        Desk &one = step % 3 ? ann : bob, &other = step % 3 ? bob : ann;
-        one.ClickControl(u"tool_Undo"_s);
-        EXPECT_EQ(one.Wait("undo")[u"index"_s], step);
-        EXPECT_EQ(other.Wait("undo")[u"index"_s], step);
-        EXPECT_EQ(one.Wait("record", undo)[u"board"_s], other.Wait("record", undo)[u"board"_s]) << step;
-    }
-}
-
 TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
 {
     Choose(ann, "Erase");
