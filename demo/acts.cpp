@@ -83,6 +83,33 @@ void Draw(Desk& ann, Desk& bob, Watchers watchers)
     ExpectSame(ann, bob, watchers);
 }
 
+void Cross(Desk& ann, Desk& bob, Watchers watchers)
+{
+    Choose(bob, u"tool_Draw"_s, u"picSelColor_5"_s, u"picLineWidth_2"_s);
+    Choose(ann, u"tool_Draw"_s, u"picSelColor_12"_s, u"picLineWidth_2"_s);
+    constexpr int kTimes = 3;
+    for (int i = 0; i < kTimes; ++i) {
+        const QPoint hers = ann.Board(570 + 45 * i, 40), his = bob.Board(540, 65 + 45 * i);
+        const auto one =
+            ann.BeginDrag({hers, hers + QPoint(10, 60), hers + QPoint(-10, 120), hers + QPoint(0, 160)});
+        const auto other =
+            bob.BeginDrag({his, his + QPoint(50, 10), his + QPoint(100, -10), his + QPoint(170, 0)});
+        if (one->WaitForEnd() != 0 || other->WaitForEnd() != 0)
+            throw std::runtime_error("a mouse cannot be moved");
+    }
+    for (int i = 0; i < kTimes; ++i) ann.Wait("record", Is("from", bob.Name()));
+    Choose(ann, u"tool_Shape"_s, u"picSelColor_8"_s, u"picLineWidth_0"_s);
+    ann.Drag({ann.Board(520, 20), ann.Board(620, 120), ann.Board(730, 215)});
+    // Whoever has this one has all before it.
+    const auto framed = [&](Desk& desk) {
+        return desk.Wait("record", Both(Is("tag", u"BOX"_s), Is("from", ann.Name()))).value(u"board"_s);
+    };
+    const QJsonValue board = framed(ann);
+    if (framed(bob) != board) throw std::runtime_error("the boards differ");
+    for (Desk* desk : watchers)
+        if (framed(*desk) != board) throw std::runtime_error("the boards differ");
+}
+
 void ShowVideo(Desk& bob, Watchers watchers)
 {
     bob.ClickControl(u"tool_Video"_s);

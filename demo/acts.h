@@ -17,6 +17,8 @@ void Meet(Desk& ann, Desk& bob, Desk& eve);
 void Talk(Desk& ann, Desk& bob, Watchers watchers = {});
 /// A stroke, a box and a text; throws when the boards differ.
 void Draw(Desk& ann, Desk& bob, Watchers watchers = {});
+/// Both at the same moment, across each other; throws when the boards differ.
+void Cross(Desk& ann, Desk& bob, Watchers watchers = {});
 void ShowVideo(Desk& bob, Watchers watchers);
 void ShareWindow(Desk& ann, Watchers watchers);
 

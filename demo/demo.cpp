@@ -59,6 +59,9 @@ void PlayMeeting(const Folder& folder)
     Talk(ann, bob, {&eve});
     Say("They draw.");
     Draw(ann, bob, {&eve});
+    Say("Ann and Bob draw across each other at the same moment; all boards are the same afterwards.");
+    Cross(ann, bob, {&eve});
+    bob.Screenshot(folder / "bob-crossing.png");
     Say("Bob's camera shows on all boards, and a window of Ann's.");
     ShowVideo(bob, {&ann, &eve});
     ShareWindow(ann, {&bob, &eve});
