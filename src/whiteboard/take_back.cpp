@@ -15,7 +15,8 @@ void DrawWithout(Board& board, WBHistory& history, const QString& author,
 {
     const std::vector<DrawnMark> marks = history.Marks().InOrder();
     const auto goes = [&](const DrawnMark& drawn) { return drawn.mark->author == author; };
-    if (std::none_of(marks.begin(), marks.end(), goes)) return;
+    // Nothing goes; but a stroke in the hand, or a live picture, is no part of what is saved next.
+    if (board.Unsaved().none() && std::none_of(marks.begin(), marks.end(), goes)) return;
     Board anew;
     const auto beneath = history.Marks().Beneath();
     for (int tile = 0; beneath && tile < kTileCount; ++tile)

@@ -264,6 +264,15 @@ TEST(SharedBoard, WhatWaitsStaysWhereItsAuthorsMarksAreTakenBack)
     ann.Loses(0);
     EXPECT_EQ(ann.Shows(), ann.Should().board.Checksum());
     EXPECT_EQ(ann.seen.board.Pixel(30, 200), 0xff000000);
+    const QString before = ann.Shows();
+    ann.Begins({5, {}});
+    ann.Goes({100, 300, 200, 300, 255});
+    ann.shared.BeginOwn();  // by key, in mid-stroke, of one who drew nothing
+    const MarkPtr nobodys = TakenBack(u"nobody"_s);
+    ApplyMark(ann.seen.board, ann.shared.History(), nobodys);
+    ann.shared.AddOwn(nobodys, 100);
+    ann.shared.Placed(100);
+    EXPECT_EQ(SumOf(ann.shared.History(), ann.seen.history.Index()), before);
 }
 
 TEST(SharedBoard, AnotherMeetingHasItsOwnHistory)
