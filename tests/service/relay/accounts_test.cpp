@@ -17,12 +17,11 @@
 namespace zephyl {
 namespace {
 
+using namespace std::string_literals;
+
 TEST(Handles, AreWhatAPersonReads)
 {
-    const struct {
-        const char* given;
-        const char* spelling;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"Bob", "Bob"},
         {"  Bob ", "Bob"},
         {"Anna Maria", "Anna Maria"},
@@ -42,27 +41,20 @@ TEST(Handles, AreWhatAPersonReads)
         {" ._", nullptr},
         {"\xCC\x88u", nullptr},
         {"9-.", "9-."},
-        {"a\xE2\x80\x8B"
-         "b",
-         nullptr},  // invisible
-        {"a\xE2\x80\xAE"
-         "b",
-         nullptr},              // turns the reading direction
+        {"a\u200bb", nullptr},  // invisible
+        {"a\u202eb", nullptr},  // turns the reading direction
         {"\xFF\xFE", nullptr},  // no text at all
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.given);
-        const auto forms = ReadHandle(row.given);
-        ASSERT_EQ(forms.has_value(), row.spelling != nullptr);
-        EXPECT_EQ(forms ? forms->spelling : "", row.spelling ? row.spelling : "");
+    for (const auto& [given, spelling] : rows) {
+        const auto forms = ReadHandle(given);
+        ASSERT_EQ(forms.has_value(), spelling != nullptr) << given;
+        EXPECT_EQ(forms ? forms->spelling : "", spelling ? spelling : "");
     }
 }
 
 TEST(MeetingCodes, AreLettersAndDigits)
 {
-    const struct {
-        std::string given, key;
-    } rows[] = {
+    const std::pair<std::string, const char*> rows[] = {
         {" ROOM01 ", "room01"},
         {"12345678901234567890", "12345678901234567890"},
         {"123456789012345678901", ""},
@@ -71,22 +63,13 @@ TEST(MeetingCodes, AreLettersAndDigits)
         {"room 01", ""},
         {"room-01", ""},
         {"r\xC3\xA4um01", ""},
-        {"room\xC2\x9B"
-         "01",
-         ""},  // a control character beyond ASCII
-        {"room\xE2\x80\xA8"
-         "01",
-         ""},  // a line separator
-        {"room\xE2\x80\xAE"
-         "01",
-         ""},  // turns the reading direction
-        {std::string("room\0"
-                     "01",
-                     7),
-         ""},
+        {"room\u009b01", ""},  // a control character beyond ASCII
+        {"room\u202801", ""},  // a line separator
+        {"room\u202e01", ""},  // turns the reading direction
+        {"room\0001"s, ""},
         {"room01\n", ""},
     };
-    for (const auto& row : rows) EXPECT_EQ(MeetingCodeKey(row.given), row.key) << row.given;
+    for (const auto& [given, key] : rows) EXPECT_EQ(MeetingCodeKey(given), key) << given;
 }
 
 TEST(AccountStore, OneNamePerPersonsEye)
@@ -198,39 +181,20 @@ TEST(Passwords, DrawnOnesAreTypedAsPeopleType)
 TEST(MailAddresses, CannotWriteAnythingElseIntoALetter)
 {
     const std::string long64(64, 'a');
-    for (const std::string& good :
-         {std::string("ann@example.org"), std::string("a.b+c_d@x"), long64 + "@example.org"})
+    for (const std::string& good : {"ann@example.org"s, "a.b+c_d@x"s, long64 + "@example.org"})
         EXPECT_FALSE(MailAddressFault(good)) << good;
-    for (const std::string& bad : {std::string(),
-                                   std::string("ann"),
-                                   std::string("@x"),
-                                   std::string("ann@"),
-                                   std::string("a@b@c"),
-                                   std::string("a b@x"),
-                                   std::string("a@x\r\nBcc: b@x"),
-                                   std::string("a@x\n"),
-                                   std::string("a\0@x", 4),
-                                   std::string("j\xC3\xBCrgen@x"),
-                                   std::string("a@\xC3\xBC.org"),
-                                   std::string("<a@x>"),
-                                   std::string("a,b@x"),
-                                   std::string("a@x;b"),
-                                   std::string("a@-x"),
-                                   std::string("a@x..y"),
-                                   std::string("a@x."),
-                                   std::string("\"a b\"@x"),
-                                   long64 + "a@example.org",
-                                   "a@" + std::string(260, 'x')})
+    for (const char* bad :
+         {"", "ann", "@x", "ann@", "a@b@c", "a b@x", "a@x\r\nBcc: b@x", "a@x\n", "j\u00fcrgen@x",
+          "a@\u00fc.org", "<a@x>", "a,b@x", "a@x;b", "a@-x", "a@x..y", "a@x.", "\"a b\"@x"})
         EXPECT_TRUE(MailAddressFault(bad)) << bad;
-    const struct {
-        const char* address;
-        const char* shown;
-    } rows[] = {{"ann@mail.example.org", "a***@m***.org"},
-                {"a@b.c", "a***@b***.c"},
-                {"root@localhost", "r***@l***"},
-                {"ann@.org", "a***@.***"},
-                {"broken", "***"}};
-    for (const auto& row : rows) EXPECT_EQ(MaskedAddress(row.address), row.shown);
+    for (const std::string& bad : {"a\0@x"s, long64 + "a@example.org", "a@" + std::string(260, 'x')})
+        EXPECT_TRUE(MailAddressFault(bad)) << bad;
+    for (const auto& [address, masked] : {std::pair("ann@mail.example.org", "a***@m***.org"),
+                                          {"a@b.c", "a***@b***.c"},
+                                          {"root@localhost", "r***@l***"},
+                                          {"ann@.org", "a***@.***"},
+                                          {"broken", "***"}})
+        EXPECT_EQ(MaskedAddress(address), masked);
     const auto at = std::chrono::system_clock::from_time_t(1'764'028'799);
     const std::string bytes = LetterBytes(
         PasswordLetter("z@x.org", "ann@example.org", "J\xC3\xBCrgen \n.\nx", "k7mp-3xwd-q9rt-h2nv", at), "id",
@@ -240,10 +204,9 @@ TEST(MailAddresses, CannotWriteAnythingElseIntoALetter)
     EXPECT_EQ(bytes.substr(0, bytes.find("\r\n\r\n")).find("rgen"), std::string::npos);
     for (std::size_t at2 = 0; (at2 = bytes.find('\n', at2)) != std::string::npos; ++at2)
         EXPECT_EQ(bytes[at2 - 1], '\r');
-    EXPECT_THROW(LetterBytes({"z@x.org", "ann@example.org\r\nBcc: b@x", "s", "t"}, "id", at),
-                 std::invalid_argument);
-    EXPECT_THROW(LetterBytes({"z@x.org", "ann@example.org", "s\nBcc: b@x", "t"}, "id", at),
-                 std::invalid_argument);
+    for (const auto& [to, subject] :
+         {std::pair("ann@example.org\r\nBcc: b@x", "s"), {"ann@example.org", "s\nBcc: b@x"}})
+        EXPECT_THROW(LetterBytes({"z@x.org", to, subject, "t"}, "id", at), std::invalid_argument);
 }
 
 TEST(Passwords, AreSuchAsEveryClientCanSend)

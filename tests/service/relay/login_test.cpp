@@ -187,24 +187,6 @@ TEST_P(RelayTest, ClosesWhatDoesNotGreetOrSaysTooMuch)
     enter.mutable_enter()->set_code("Room01");
     early.Send(enter);
     EXPECT_EQ(early.Wait(Header::kBye).header.bye().reason(), BYE_DONE);
-    options.times.beforeLogin = std::chrono::seconds(1);
-    StartRelay();
-    try {
-        EXPECT_TRUE(RawClient(relay->Port()).Ended());  // silent
-    } catch (const boost::system::system_error&) {
-        // or slow: closed while it still shook hands
-    }
-}
-
-TEST_P(RelayTest, FindsASilentClientGone)
-{
-    options.times.pingAfter = std::chrono::milliseconds(50);
-    options.times.lostAfter = options.times.httpLostAfter =
-        std::chrono::seconds(2);  // nobody reads for alice either while bob comes in
-    auto alice = In("Alice");
-    auto bob = In("bob");  // answers nothing while nobody reads for it
-    EXPECT_EQ(alice->Presence(), "bob 5");
-    EXPECT_EQ(alice->Presence(), "bob 0");
 }
 
 TEST_P(RelayTest, APersonalServiceOpensToItsDoorOnly)
