@@ -238,6 +238,29 @@ TEST_F(ZephylTest, APasswordFileIsItsOwnersAlone)
     EXPECT_EQ(status(u"/zephyld"_s, add), 0);
 }
 
+TEST_F(ZephylTest, ChangesTheOwnPassword)
+{
+    const struct {
+        const char *password, *wish;
+        int status;
+    } rows[] = {{"wrong\n", "chosen\n", 1},
+                {"secret\n", "tab\t\n", 1},
+                {"secret\n", "\u0430\n", 1},
+                {"secret\n", "chosen\n", 0}};
+    for (const auto& row : rows) {
+        Script bob = Run(Options());
+        EXPECT_TRUE(bob.Ok(kLoginBob)) << "none has changed it yet";
+        EXPECT_EQ(Exit(QStringList{u"password"_s, u"--handle"_s, u"bob"_s} + Options() +
+                       QStringList{u"--password-file"_s, File("now", row.password), u"--new-password-file"_s,
+                                   File("wish", row.wish)}),
+                  row.status)
+            << row.wish;
+    }
+    Script bob = Run(Options());
+    EXPECT_FALSE(bob.Ok(kLoginBob));
+    EXPECT_TRUE(bob.Ok(R"({"do":"login","handle":"bob","password":"chosen"})"));
+}
+
 // What it left as its own would keep the service, which runs as another user, from its accounts.
 TEST_F(ZephylTest, TheSuperuserChangesAccountsAsTheFoldersOwner)
 {

@@ -77,6 +77,7 @@ TEST_F(Guests, ComeIntoTheOneMeetingAndHaveAHandleOfTheirOwn)
         {"Yan", "", RESULT_WRONG},
     };
     for (const auto& row : logins) EXPECT_EQ(Login(row.handle, row.password), row.result) << row.handle;
+    EXPECT_EQ(Outside()->ChangePassword("Zoe", "zoe's", "other").result(), RESULT_NOT_PERMITTED);
 
     auto zoe = Outside();
     ASSERT_EQ(zoe->Login("ZOE", "zoe's", 9).handle(), "Zoe");

@@ -43,11 +43,34 @@ TEST_P(RelayTest, SlowsGuessersDownAndForgivesARepeatedOldPassword)
     EXPECT_EQ(old.Login("bob", "secret", 1).result(), RESULT_OK);
     RawClient guesser(relay->Port());
     Result last = RESULT_WRONG;
-    for (int i = 0; i < 10 && last == RESULT_WRONG; ++i)
-        last = guesser.Login("Alice", "guess " + std::to_string(i), 1).result();
+    for (int i = 0; i < 10 && last == RESULT_WRONG; ++i)  // by whatever question
+        last = guesser.ChangePassword("Alice", "guess " + std::to_string(i), "mine").result();
     EXPECT_EQ(last, RESULT_LATER);
     EXPECT_EQ(RawClient(relay->Port()).Login("carol", "secret", 1).result(),
               RESULT_OK);  // others are not concerned
+}
+
+TEST_P(RelayTest, ANewPasswordTakesTheOldOnesPlaceAndEndsItsSession)
+{
+    auto there = LoggedIn("Alice");
+    const struct {
+        const char *handle, *password, *wish;
+        Result result;
+    } rows[] = {
+        {"Alice", "wrong", "chosen", RESULT_WRONG}, {"nobody", "secret", "chosen", RESULT_WRONG},
+        {"Alice", "secret", "", RESULT_UNFIT},      {"Alice", "secret", " front", RESULT_UNFIT},
+        {" ALICE ", "secret", "chosen", RESULT_OK}, {"Alice", "secret", "another", RESULT_WRONG},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.handle) + "/" + row.password + "/" + row.wish);
+        EXPECT_TRUE(row.result != RESULT_OK || there->Quiet(Header::kBye));
+        const PasswordChanged answer = Fresh()->ChangePassword(row.handle, row.password, row.wish);
+        EXPECT_EQ(answer.result(), row.result);
+        EXPECT_EQ(answer.reason().empty(), row.result != RESULT_UNFIT);
+    }
+    EXPECT_EQ(there->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(Fresh()->Login("Alice", "secret", 1).result(), RESULT_WRONG);
+    EXPECT_EQ(Fresh()->Login("Alice", "chosen", 1).result(), RESULT_OK);
 }
 
 // Three guess at Alice's account from many addresses, before and after the service starts anew.
@@ -202,5 +225,7 @@ TEST_P(RelayTest, APersonalServiceOpensToItsDoorOnly)
     EXPECT_EQ(RawClient(relay->Port(), options.door).Login("frank", " blank", 3).result(), RESULT_WRONG);
 }
 
+    EXPECT_EQ(RawClient(relay->Port(), options.door).ChangePassword("grace", "x", "y").result(),
+              RESULT_WRONG);
 }  // namespace
 }  // namespace zephyl
