@@ -22,10 +22,9 @@ public:
     bool Measure();
     Pressure Level() const { return mLevel.load(std::memory_order_relaxed); }
     bool Under(Pressure level) const { return Level() >= level; }
-
-private:
     static Pressure LevelOf(std::size_t used, std::size_t most);
 
+private:
     std::atomic<std::size_t> mMost, mUsed{0};
     std::atomic<Pressure> mLevel{Pressure::None};
 };

@@ -80,16 +80,17 @@ TEST_P(RelayTest, NobodyIsLockedOutByWhoGuessesAtTheirAccount)
         const std::string address = "127.0." + std::to_string(network) + "." + std::to_string(host);
         return std::make_unique<RawClient>(relay->Port(), "", kProtocolVersion, address);
     };
-    std::optional<std::string> word = "";
+    std::optional<std::string> word = "", bobs;
     for (int network : {10, 20}) {
         StartRelay();
-        if (network == 10) {
-            auto laptop = from(1, 1);
-            laptop->device = "";
-            ASSERT_EQ(laptop->Login("Alice", "secret", 1).result(), RESULT_OK);
-            ASSERT_EQ(laptop->device->size(), 32u);
-            word = laptop->device;
-        }
+        if (network == 10)
+            for (const auto& [handle, given] : {std::pair("Alice", &word), {"bob", &bobs}}) {
+                auto laptop = from(1, 1);
+                laptop->device = "";
+                ASSERT_EQ(laptop->Login(handle, "secret", 1).result(), RESULT_OK);
+                ASSERT_EQ(laptop->device->size(), 32u);
+                *given = laptop->device;
+            }
         for (int host = 1; host <= 30; ++host)
             EXPECT_EQ(from(network, host)->Login("alice", "guess " + std::to_string(host), 1).result(),
                       RESULT_WRONG);
@@ -104,7 +105,8 @@ TEST_P(RelayTest, NobodyIsLockedOutByWhoGuessesAtTheirAccount)
             {"a guesser", from(network + 1, 2), {}, 3, RESULT_LATER},
             {"where Alice was before", from(1, 1), {}, 11, RESULT_OK},
             {"Alice's laptop elsewhere", from(network + 1, 3), word, 11, RESULT_OK},
-            {"with another's word", from(network + 1, 4), std::string(32, 'x'), 3, RESULT_LATER},
+            {"with a word that is none", from(network + 1, 4), std::string(32, 'x'), 3, RESULT_LATER},
+            {"with bob's word", from(network + 1, 5), bobs, 3, RESULT_LATER},
         };
         for (const auto& row : rows) {
             row.client->device = row.word;
@@ -115,7 +117,7 @@ TEST_P(RelayTest, NobodyIsLockedOutByWhoGuessesAtTheirAccount)
             EXPECT_EQ(row.client->device, row.word) << "no new one";
         }
         // Nobody gets in by a word alone.
-        auto thief = from(network + 1, 5);
+        auto thief = from(network + 1, 6);
         thief->device = word;
         EXPECT_EQ(thief->Login("alice", "", 1).result(), RESULT_WRONG);
     }
@@ -223,9 +225,9 @@ TEST_P(RelayTest, APersonalServiceOpensToItsDoorOnly)
               RESULT_OK);  // registers
     EXPECT_EQ(RawClient(relay->Port(), options.door).Login("eve", "else", 2).result(), RESULT_WRONG);
     EXPECT_EQ(RawClient(relay->Port(), options.door).Login("frank", " blank", 3).result(), RESULT_WRONG);
-}
-
     EXPECT_EQ(RawClient(relay->Port(), options.door).ChangePassword("grace", "x", "y").result(),
               RESULT_WRONG);
+}
+
 }  // namespace
 }  // namespace zephyl

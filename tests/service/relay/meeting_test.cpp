@@ -267,13 +267,16 @@ TEST_P(RelayTest, AFloodIsPausedThenCutOffAndLosesNothing)
 TEST_P(RelayTest, GuessedCodesAreAnsweredLater)
 {
     auto alice = In("Alice");
-    auto bob = LoggedIn("bob");
-    for (int i = 0; i < 10; ++i)
-        EXPECT_EQ(bob->Enter("guess" + std::to_string(i), false).result(), RESULT_NOT_FOUND);
-    const Entered later = bob->Enter("Room01", false);
-    EXPECT_EQ(later.result(), RESULT_LATER);
-    EXPECT_GT(later.wait_ms(), 0u);
-    In("carol");
+    for (const bool create : {false, true}) {  // that a code is in use says that there is such a meeting
+        auto guesser = LoggedIn(create ? "carol" : "bob");
+        for (int i = 0; i < 10; ++i)
+            EXPECT_EQ(guesser->Enter(create ? "Room01" : "guess" + std::to_string(i), create).result(),
+                      create ? RESULT_IN_USE : RESULT_NOT_FOUND);
+        const Entered later = guesser->Enter("Room01", false);
+        EXPECT_EQ(later.result(), RESULT_LATER);
+        EXPECT_GT(later.wait_ms(), 0u);
+    }
+    In("dave");
 }
 
 TEST_P(RelayTest, ShortOfMemoryItGivesUpTheLeastAndRecovers)

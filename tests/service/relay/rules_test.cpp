@@ -4,10 +4,12 @@
 
 #include "service/relay/door/address_group.h"
 #include "service/relay/door/back_off.h"
+#include "service/relay/door/connection_gate.h"
 #include "service/relay/door/entry_limits.h"
 #include "service/relay/log/board_history.h"
 #include "service/relay/meeting/flood_budget.h"
 #include "service/relay/meeting/live_slots.h"
+#include "service/relay/memory_watch.h"
 
 namespace zephyl {
 namespace {
@@ -119,7 +121,7 @@ TEST(LiveSlots, SendWhatTheReceiverKeepsUpWith)
     slots.Fill(batch, 1000, now);
     EXPECT_EQ(batch.size(), 4 * 7u);  // 80,000 were answered just now, so more than 65,536 may go
     EXPECT_FALSE(slots.Ready(now + std::chrono::milliseconds(251)));
-    EXPECT_EQ(slots.Ready(now), false);
+    EXPECT_FALSE(slots.Ready(now));
 }
 
 // A minute of somebody's sending, in steps of 10 ms: how long it was paused in all, and whether it is over
@@ -208,6 +210,36 @@ TEST(EntryLimits, SlowGuessersAndLetARightCodeIn)
     EXPECT_EQ(limits.WaitFor("honest", "10.0.0.1", now).count(), 0);
     for (int i = 0; i < 60; ++i) limits.Entered("busy", now);
     EXPECT_EQ(limits.WaitFor("busy", "10.0.0.2", now), std::chrono::seconds(1));
+}
+
+TEST(ConnectionGate, LetsMoreInJustAfterAStart)
+{
+    RelayBounds bounds;
+    bounds.connectionsPerAddress = 2;
+    bounds.connectionsBeforeLogin = 25;
+    const auto begun = ConnectionGate::Clock::now();
+    ConnectionGate gate(bounds, begun);
+    const auto asked = [&](const char* address, std::chrono::seconds since) {
+        std::vector<std::unique_ptr<ConnectionGate::Ticket>> in;
+        while (auto ticket = gate.Ask(address, begun + since)) in.push_back(std::move(ticket));
+        return in;
+    };
+    const auto early = asked("10.0.0.1", std::chrono::seconds(29));
+    EXPECT_EQ(early.size(), 20u);
+    EXPECT_EQ(asked("10.0.0.2", std::chrono::seconds(29)).size(), 5u);  // in all
+    EXPECT_EQ(asked("10.0.0.2", std::chrono::seconds(31)).size(), 2u);
+    EXPECT_EQ(gate.Waiting(), 20u);
+}
+
+TEST(MemoryWatch, GivesUpPicturesThenNewcomersThenWhoLags)
+{
+    std::vector<Pressure> met;
+    for (std::size_t used = 0; used <= 2000; ++used)
+        if (const Pressure now = MemoryWatch::LevelOf(used, 1000); met.empty() || met.back() != now)
+            met.push_back(now);
+    using enum Pressure;
+    EXPECT_EQ(met, (std::vector{None, ShedLive, RefuseLogins, DetachLagging}));
+    EXPECT_EQ(MemoryWatch::LevelOf(2000, 0), None);  // no limit
 }
 
 }  // namespace

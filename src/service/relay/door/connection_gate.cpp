@@ -21,10 +21,10 @@ std::size_t ConnectionGate::Waiting() const
     return mWaitingInAll;
 }
 
-std::unique_ptr<ConnectionGate::Ticket> ConnectionGate::Ask(const std::string& client)
+std::unique_ptr<ConnectionGate::Ticket> ConnectionGate::Ask(const std::string& client, Clock::time_point now)
 {
     const std::string address = AddressGroup(client);
-    const bool justStarted = std::chrono::steady_clock::now() - mStarted < kAfterStart;
+    const bool justStarted = now - mStarted < kAfterStart;
     const std::lock_guard lock(mMutex);
     std::size_t& here = mWaiting[address];
     const std::size_t most = mPerAddress * (justStarted ? kMoreAfterStart : 1);

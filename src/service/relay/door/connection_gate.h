@@ -13,10 +13,9 @@ namespace zephyl {
 
 class ConnectionGate {
 public:
-    explicit ConnectionGate(const RelayBounds& bounds)
-        : mPerAddress(bounds.connectionsPerAddress),
-          mInAll(bounds.connectionsBeforeLogin),
-          mStarted(std::chrono::steady_clock::now())
+    using Clock = std::chrono::steady_clock;
+    explicit ConnectionGate(const RelayBounds& bounds, Clock::time_point started = Clock::now())
+        : mPerAddress(bounds.connectionsPerAddress), mInAll(bounds.connectionsBeforeLogin), mStarted(started)
     {
     }
 
@@ -38,7 +37,7 @@ public:
         std::string mAddress;
     };
     /// Null: too many. Just after a start everybody comes back at once, so then more are let in.
-    std::unique_ptr<Ticket> Ask(const std::string& client);
+    std::unique_ptr<Ticket> Ask(const std::string& client, Clock::time_point now = Clock::now());
 
 private:
     void GiveBack(const std::string& address);
@@ -47,7 +46,7 @@ private:
     std::size_t mPerAddress, mInAll;
     std::unordered_map<std::string, std::size_t> mWaiting;
     std::size_t mWaitingInAll = 0;
-    const std::chrono::steady_clock::time_point mStarted;
+    const Clock::time_point mStarted;
 };
 
 }  // namespace zephyl
