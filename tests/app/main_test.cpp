@@ -5,6 +5,7 @@
 
 #include "app/display_choice.h"
 #include "app/end_program.h"
+#include "app/link_setup.h"
 #include "app/startup.h"
 #include "settings/settings.h"
 #include "support/fake_camera.h"
@@ -167,4 +168,48 @@ TEST(Display, IsTheSessionsOwnUnlessTheUserChose)
         EXPECT_TRUE(*row.whyNot ? choice.whyNot.contains(QLatin1String(row.whyNot)) : choice.whyNot.isEmpty())
             << choice.whyNot.toStdString();
     }
+}
+
+TEST(LinkSetup, ReachesTheServiceAsTheConfigurationSays)
+{
+    Fixture f;
+    StoreServiceSettings settings(f.state);
+    const struct {
+        const char *http, *tcp, *interval, *proxy;
+        Protocol protocol;
+        int seconds;
+    } rows[] = {
+        {"", "", "", "", Protocol::Udp, 1},
+        {"0", "1", "5", " p:1 ", Protocol::Tcp, 5},
+        {"1", "1", "0.5", "direct", Protocol::Http, 1},
+        {"True", "True", "99999", "", Protocol::Udp, 3600},  // only "1" is on
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.http << '|' << row.tcp << '|' << row.interval);
+        for (const auto& [key, text] : {std::pair("Use HTTP", row.http),
+                                        {"Use TCP Port", row.tcp},
+                                        {"HTTP Polling Interval", row.interval},
+                                        {"HTTP Proxy", row.proxy},
+                                        {"Service Address", " meet.example "}})
+            f.registry.Put(u"Zephyl\\Configs\\Work\\Data"_s, QLatin1String(key), QLatin1String(text));
+        const ServiceChoice choice = settings.Read(u"Work"_s);
+        EXPECT_EQ(choice.service, u"meet.example"_s);
+        EXPECT_EQ(choice.protocol, row.protocol);
+        EXPECT_EQ(choice.pollingInterval.count(), row.seconds);
+        EXPECT_EQ(choice.proxy, QString::fromLatin1(row.proxy).trimmed());
+        EXPECT_EQ(f.state.gConfigName, u"(System Default)"_s);
+    }
+}
+
+/// A pin that cannot be read is not one that is not there: any authority could speak for the service then.
+TEST(LinkSetup, APinThatCannotBeReadIsAFailure)
+{
+    Fixture f;
+    StoreServiceSettings settings(f.state);
+    EXPECT_EQ(settings.PinnedKey(u"meet.example"_s), std::nullopt);
+    settings.PinKey(u"meet.example"_s, u"sha256:aa"_s);
+    EXPECT_EQ(settings.PinnedKey(u"meet.example"_s), u"sha256:aa"_s);
+    f.registry.readFailure = u"broken"_s;
+    EXPECT_THROW(settings.PinnedKey(u"meet.example"_s), std::runtime_error);
+    EXPECT_EQ(settings.PinnedKey(u""_s), std::nullopt);  // its door file says whom to trust
 }
