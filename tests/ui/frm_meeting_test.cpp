@@ -261,6 +261,26 @@ TEST(MeetingWindow, FitsTheScreenWithItsFrame)
     }
 }
 
+TEST(MeetingWindow, KeepsItsNormalPlacementWhileItIsMaximised)
+{
+    MeetingDesk desk;
+    desk.window->SetNormalPlacement({15 * 20, 15 * 30, 15 * 690, 15 * 500});
+    desk.window->Show();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return desk.gate.IsOpen(); }));
+    const TwipsRect normal = desk.window->NormalPlacement();
+    desk.window->SetState(WindowState::Maximised);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return desk.window->width() > 690; }));
+    const auto same = [&] {
+        const TwipsRect now = desk.window->NormalPlacement();
+        return std::tie(now.left, now.top, now.width, now.height) ==
+               std::tie(normal.left, normal.top, normal.width, normal.height);
+    };
+    EXPECT_TRUE(same());
+    desk.window->SetState(WindowState::Normal);
+    EXPECT_TRUE(same());  // on its way
+    EXPECT_TRUE(QTest::qWaitFor([&] { return desk.window->width() == 690; }) && same());
+}
+
 TEST(MeetingWindow, PromisesAltTToOneControlOnly)
 {
     MeetingDesk desk;
