@@ -25,7 +25,7 @@ struct Memory {
                 pixel[0] = uchar(10 * y + x), pixel[1] = 100, pixel[2] = 200, pixel[3] = 7;
             }
     }
-    bool Read(quint64 at, uchar* to, std::size_t count)
+    bool operator()(quint64 at, uchar* to, std::size_t count)
     {
         most = std::max(most, count);
         if (at > bytes.size() || count > bytes.size() - at) return false;
@@ -62,35 +62,23 @@ TEST(StreamPicture, IsWhatLiesThereCutAndUpright)
         {[](auto& f) { f.stride = 0; }, "0 1 2 3/10 11 12 13/20 21 22 23"},
         {[](auto& f) { f.height = 1, f.size = 16; }, "0 1 2 3"},
         {[](auto& f) { f.width = 3, f.height = 2, f.size = 28; },
-         "0 1 2/10 11 12"},  // the last row ends early
-        {[](auto& f) {
-             f.crop = {1, 1, 2, 2};
-         },
-         "11 12/21 22"},
-        {[](auto& f) {
-             f.crop = {3, 2, 1, 1};
-         },
-         "23"},
+         "0 1 2/10 11 12"},  // its last row ends early
+        {[](auto& f) { f.crop = QRect(1, 1, 2, 2); }, "11 12/21 22"},
+        {[](auto& f) { f.crop = QRect(3, 2, 1, 1); }, "23"},
         {[](auto& f) { f.transform = 1; }, "20 10 0/21 11 1/22 12 2/23 13 3"},
         {[](auto& f) { f.transform = 2; }, "23 22 21 20/13 12 11 10/3 2 1 0"},
         {[](auto& f) { f.transform = 3; }, "3 13 23/2 12 22/1 11 21/0 10 20"},
         {[](auto& f) { f.transform = 4; }, "3 2 1 0/13 12 11 10/23 22 21 20"},
         {[](auto& f) { f.transform = 5; }, "0 10 20/1 11 21/2 12 22/3 13 23"},
-        {[](auto& f) {
-             f.transform = 5, f.crop = {1, 0, 2, 2};
-         },
-         "1 11/2 12"},
+        {[](auto& f) { f.transform = 5, f.crop = QRect(1, 0, 2, 2); }, "1 11/2 12"},
     };
     for (const auto& row : rows) {
         StreamFrame frame = plain;
         row.change(frame);
         Memory memory;
-        const auto read = [&](quint64 at, uchar* to, std::size_t count) {
-            return memory.Read(at, to, count);
-        };
-        EXPECT_EQ(Blue(PictureOf(frame, read)), QLatin1String(row.blue));
+        EXPECT_EQ(Blue(PictureOf(frame, std::ref(memory))), QLatin1String(row.blue));
         frame.redFirst = true;
-        EXPECT_EQ(Blue(PictureOf(frame, read), 16), QLatin1String(row.blue));
+        EXPECT_EQ(Blue(PictureOf(frame, std::ref(memory)), 16), QLatin1String(row.blue));
     }
 }
 
@@ -113,18 +101,9 @@ TEST(StreamPicture, BelievesNothingThatDoesNotFit)
         {"no bytes", [](auto& f) { f.size = 0; }},
         {"bytes that are not there", [](auto& f) { f.offset = 9; }},
         {"bytes that wrap around", [](auto& f) { f.offset = kEnd - 4; }},
-        {"a crop beside it",
-         [](auto& f) {
-             f.crop = {3, 0, 2, 1};
-         }},
-        {"a crop above it",
-         [](auto& f) {
-             f.crop = {0, -1, 1, 2};
-         }},
-        {"a crop turned inside out",
-         [](auto& f) {
-             f.crop = {2, 2, -1, 1};
-         }},
+        {"a crop beside it", [](auto& f) { f.crop = QRect(3, 0, 2, 1); }},
+        {"a crop above it", [](auto& f) { f.crop = QRect(0, -1, 1, 2); }},
+        {"a crop turned inside out", [](auto& f) { f.crop = QRect(2, 2, -1, 1); }},
         {"a turn that there is not", [](auto& f) { f.transform = 8; }},
     };
     for (const auto& row : rows) {
@@ -132,9 +111,7 @@ TEST(StreamPicture, BelievesNothingThatDoesNotFit)
         StreamFrame frame = plain;
         row.change(frame);
         Memory memory;
-        EXPECT_TRUE(PictureOf(frame, [&](quint64 at, uchar* to, std::size_t count) {
-                        return memory.Read(at, to, count);
-                    }).IsNull());
+        EXPECT_TRUE(PictureOf(frame, std::ref(memory)).IsNull());
         EXPECT_LE(memory.most, 48u);  // nothing large was made for a lie
     }
 }

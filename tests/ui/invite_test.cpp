@@ -32,42 +32,25 @@ TEST(Invite, CopiesWhatOthersNeedOrSaysWhyNobodyCanCome)
 {
     const struct {
         const char* what;
-        ServiceFace face;
-        bool open, inMeeting;
+        QString service;
+        bool vouched, open, inMeeting;
         QString link;
         const char* said;  // in the note, or in the box where there is no link
     } rows[] = {
-        {"known to authorities",
-         {u"Meet.Example:7420"_s, kKey, true},
-         false,
-         true,
-         u"zephyl://meet.example/Room01"_s,
+        {"known to authorities", u"Meet.Example:7420"_s, true, false, true, u"zephyl://meet.example/Room01"_s,
          "clipboard"},
-        {"known by its key",
-         {u"fe80::1%eth0"_s, kKey, false},
-         false,
-         true,
-         u"zephyl://[fe80::1%25eth0]/Room01#"_s + kKey,
-         "clipboard"},
-        {"here alone, named",
-         {u"127.0.0.1:7000"_s, kKey, false},
-         false,
-         true,
-         u"zephyl://127.0.0.1:7000/Room01#"_s + kKey,
-         "Only people at this computer"},
-        {"this computer's own", {u""_s, kKey, false}, false, true, u""_s, "Let Others In"},
-        {"the same, open",
-         {u""_s, kKey, false},
-         true,
-         true,
-         u"zephyl://192.0.2.7/Room01#"_s + kKey,
-         "clipboard"},
-        {"no meeting", {u"meet.example"_s, kKey, true}, false, false, u""_s, "in no meeting"},
+        {"known by its key", u"fe80::1%eth0"_s, false, false, true,
+         u"zephyl://[fe80::1%25eth0]/Room01#"_s + kKey, "clipboard"},
+        {"here alone, named", u"127.0.0.1:7000"_s, false, false, true,
+         u"zephyl://127.0.0.1:7000/Room01#"_s + kKey, "Only people at this computer"},
+        {"this computer's own", u""_s, false, false, true, u""_s, "Let Others In"},
+        {"the same, open", u""_s, false, true, true, u"zephyl://192.0.2.7/Room01#"_s + kKey, "clipboard"},
+        {"no meeting", u"meet.example"_s, true, false, false, u""_s, "in no meeting"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         Inviting f;
-        f.service->face = row.face;
+        f.service->face = {row.service, kKey, row.vouched};
         if (row.open) f.service->LetOthersIn(LetInWish::Open);
         if (!row.inMeeting) f.state.gUsers = nullptr;
         mnuInvite_Click(f.state);
