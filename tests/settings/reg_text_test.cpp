@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QRandomGenerator>
-#include <map>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -101,50 +98,6 @@ TEST(RegText, ReadsMarksAndWideFiles)
     EXPECT_EQ(Text(RegText(wide), kKey, u"ä"_s), u"ö"_s);
     EXPECT_EQ(RegText(QByteArray()).Write(), QByteArray());
     EXPECT_THROW(RegText().SetText(kKey, u"a\nb"_s, QString()), std::runtime_error);
-}
-
-TEST(RegText, RandomTextsComeBackThroughTheFile)
-{
-    const quint32 seed = QRandomGenerator::global()->generate();
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
-    QRandomGenerator random(seed);
-    const auto someText = [&](int longest, const QString& letters) {
-        QString text;
-        for (int n = random.bounded(longest); n > 0; --n)
-            text += random.bounded(8) ? letters[random.bounded(int(letters.size()))]
-                                      : QChar(char16_t(random.generate()));
-        return text;
-    };
-    RegText file(random.bounded(2) ? QByteArray(kHandMade) : QByteArray());
-    std::map<std::pair<QString, QString>, QString> model;
-    for (int i = 0; i < 400; ++i) {
-        const QString key = kKey + u"\\K]%1"_s.arg(random.bounded(5));
-        const QString name = u"]=[\"\\;@%1"_s.arg(random.bounded(30)).mid(random.bounded(6));
-        const QString text = someText(40, u"ab\"\\\r\n\t\0;=[]é "_s);
-        file.SetText(key, name, text);
-        model[{key, name}] = text;
-        if (i % 50 == 0) file = RegText(file.Write());
-    }
-    const RegText again(file.Write());
-    for (const auto& [place, text] : model) ASSERT_EQ(Text(again, place.first, place.second), text);
-}
-
-TEST(RegText, DamageNeverLosesBytes)
-{
-    const quint32 seed = QRandomGenerator::global()->generate();
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
-    QRandomGenerator random(seed);
-    for (int i = 0; i < 300; ++i) {
-        QByteArray bytes(kHandMade);
-        for (int n = random.bounded(1, 20); n > 0; --n)
-            bytes[random.bounded(int(bytes.size()))] = char(random.generate());
-        bytes.truncate(random.bounded(int(bytes.size())));
-        if (bytes.startsWith("\xFF\xFE")) continue;
-        RegText file(bytes);
-        ASSERT_EQ(file.Write(), bytes);
-        file.SetText(kKey, u"x"_s, u"y"_s);
-        ASSERT_EQ(Text(RegText(file.Write()), kKey, u"X"_s), u"y"_s) << bytes.toStdString();
-    }
 }
 
 TEST(RegText, KeysAreCopiedMovedAndRemovedWithAllBelowThem)
