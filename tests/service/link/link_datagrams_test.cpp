@@ -133,29 +133,6 @@ TEST_F(LinkDatagramsTest, NobodyNoticesWhereTheyNeverPass)
     }
 }
 
-TEST_F(LinkDatagramsTest, BadWeatherTurnsNothingRoundAndShowsNothingTwice)
-{
-    auto alice = Joined("Alice", Protocol::Udp), bob = Joined("bob", Protocol::Udp);
-    ASSERT_TRUE(ByUdp(*alice) && ByUdp(*bob));
-    datagrams->SetBoth({.lost = 0.05, .doubled = 0.2, .turned = 0.2});
-    EXPECT_TRUE(Film(*alice, *bob, 30, small));
-    EXPECT_TRUE(Film(*alice, *bob, 5, camera));
-    EXPECT_GT(Stats(*alice).datagramsLost, 0u);
-    for (const std::string& datagram : datagrams->Kept(DatagramProxy::Way::Down))
-        datagrams->Insert(DatagramProxy::Way::Down, datagram);
-    for (const std::string& datagram : datagrams->Kept(DatagramProxy::Way::Up))
-        datagrams->Insert(DatagramProxy::Way::Up, datagram);
-    datagrams->SetBoth({});
-    alice->Film(Noisy(44, 20));
-    alice->Turn();
-    const auto newest = [&] { return std::find(bob->heard.begin(), bob->heard.end(), u"Alice#44x20"_s); };
-    EXPECT_TRUE(bob->Until([&] { return newest() != bob->heard.end(); }));
-    alice->link->Send(u"bob"_s, u"the last"_s);
-    alice->Turn();
-    EXPECT_TRUE(bob->Until([&] { return bob->heard.back() == u"Alice:the last"_s; }));
-    EXPECT_EQ(bob->heard.end() - newest(), 2);
-}
-
 TEST_F(LinkDatagramsTest, EveryKindOfAddressHasThem)
 {
     datagrams.reset();

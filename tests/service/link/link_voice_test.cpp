@@ -1,10 +1,7 @@
 // Voice from one companion's socket to another's: doors, links, a real service, and networks that lose and
 // cut.
 
-#include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <filesystem>
 
@@ -263,28 +260,6 @@ TEST_P(LinkVoiceTest, AGoneCompanionSaysNothingAndAnotherMayCome)
     const std::string path = alice->path;
     alice->attendee.link->Close();
     EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST_P(LinkVoiceTest, LossIsLossAndNothingElse)
-{
-    if (GetParam() != Protocol::Udp) GTEST_SKIP() << "only datagrams are lost";
-    auto alice = Joined("Alice"), bob = Joined("bob");
-    alice->With({"bob"});
-    bob->With({"Alice"});
-    ASSERT_TRUE(Reaches(*alice, *bob));
-    DatagramProxy::Weather weather;
-    weather.lost = 0.2;
-    datagrams->Set(DatagramProxy::Way::Up, weather);
-    const std::size_t before = bob->heard.size();
-    for (std::uint64_t frame = 3'000'000; frame < 3'000'050; ++frame) alice->Say(frame);
-    EXPECT_TRUE(bob->Until([&] { return bob->heard.size() > before + 25; }));
-    datagrams->SetBoth({});
-    for (const std::string& datagram : datagrams->Kept(DatagramProxy::Way::Up))  // replayed
-        datagrams->Insert(DatagramProxy::Way::Up, datagram);
-    EXPECT_TRUE(Reaches(*alice, *bob));
-    std::vector<std::string> sorted = bob->heard;
-    std::sort(sorted.begin(), sorted.end());
-    EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end());
 }
 
 }  // namespace
