@@ -8,17 +8,12 @@
 
 #include <QFile>
 #include <QJsonDocument>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/use_awaitable.hpp>
-#include <boost/asio/use_future.hpp>
 #include <filesystem>
-#include <thread>
 
 #include "demo/stage.h"
-#include "service/net/tls_stream.h"
-#include "service/relay/door/identity.h"
-#include "service/relay/relay_fixture.h"
-#include "service/wire/content.h"
+#include "reliability/fake_service.h"
+#include "reliability/hostile_service.h"
+#include "service/relay/temporary_folder.h"
 #include "support/injections.h"
 #include "support/plain.h"
 #include "text/text_rules.h"
@@ -26,88 +21,31 @@
 namespace zephyl {
 namespace {
 
-namespace asio = boost::asio;
 using namespace Qt::StringLiterals;
 using stage::Child;
 
 constexpr char kEnd[] = "that is all";
 
-/// A service that lets anybody in and then says what it was told to.
+/// A service that lets anybody in and then says that, again and again.
 class TellingService {
 public:
-    explicit TellingService(std::string said) : mSaid(std::move(said))
+    explicit TellingService(const std::string& said)
+        : mPapers(Authority(mFolder.path).Make()),
+          mTls(TlsContext::Server(mPapers.key, mPapers.certificate)),
+          mService(mTls, {false, false, [said](std::string& out) { out += said; }})
     {
-        PreparePrivateFolder(mFolder.path);
-        const Identity identity = PrepareIdentity(mFolder.path);
-        mTls = TlsContext::Server(identity.key, identity.certificate);
-        mDone = asio::co_spawn(mIo, Serve(), asio::use_future);
-        mThread = std::thread([this] { mIo.run(); });
-    }
-    ~TellingService()
-    {
-        mIo.stop();
-        mThread.join();
     }
     QStringList Options() const
     {
-        return {u"--service"_s, u"127.0.0.1:%1"_s.arg(mAcceptor.local_endpoint().port()), u"--trust"_s,
+        return {u"--service"_s, u"127.0.0.1:%1"_s.arg(mService.Port()), u"--trust"_s,
                 QString::fromStdString(mTls->Fingerprint())};
     }
 
 private:
-    asio::awaitable<void> Serve()
-    {
-        for (;;) {
-            TlsStream stream(co_await mAcceptor.async_accept(asio::use_awaitable), mTls);
-            try {
-                co_await stream.Handshake();
-                FrameReader reader(Way::Up);
-                for (std::string bytes;; bytes.clear()) {
-                    co_await stream.Read(bytes);
-                    reader.Feed(bytes);
-                    while (const auto frame = reader.Next()) co_await Answer(stream, frame->header);
-                }
-            } catch (const std::exception&) {
-            }  // the next one
-        }
-    }
-    asio::awaitable<void> Answer(TlsStream& stream, const Header& asked)
-    {
-        Header header;
-        if (asked.has_hello()) header.mutable_welcome()->set_version(kProtocolVersion);
-        if (asked.has_login()) {
-            LoggedIn& in = *header.mutable_logged_in();
-            in.set_call(asked.login().call());
-            in.set_result(RESULT_OK);
-            in.set_handle(asked.login().handle());
-            in.set_permitted(true);
-        }
-        if (asked.has_ask_permission()) {
-            header.mutable_permission()->set_call(asked.ask_permission().call());
-            header.mutable_permission()->set_permitted(true);
-        }
-        if (asked.has_enter()) {
-            Entered& entered = *header.mutable_entered();
-            entered.set_call(asked.enter().call());
-            entered.set_result(RESULT_OK);
-            entered.mutable_place()->set_meeting(std::string(16, 'm'));
-            entered.mutable_place()->set_token(std::string(32, 't'));
-        }
-        if (asked.has_leave()) header.mutable_left()->set_call(asked.leave().call());
-        if (asked.has_logout()) header.mutable_logged_out()->set_call(asked.logout().call());
-        std::string bytes;
-        if (header.message_case() != Header::MESSAGE_NOT_SET) AppendFrame(bytes, header, {}, Way::Down);
-        if (asked.has_enter()) bytes += mSaid;
-        co_await stream.Write(bytes);
-    }
-
-    const std::string mSaid;
     TemporaryFolder mFolder;
-    asio::io_context mIo;
-    asio::ip::tcp::acceptor mAcceptor{mIo, {asio::ip::address_v4::loopback(), 0}};
-    std::shared_ptr<const TlsContext> mTls;
-    std::future<void> mDone;
-    std::thread mThread;
+    const Papers mPapers;
+    const std::shared_ptr<const TlsContext> mTls;
+    HostileService mService;
 };
 
 /// What comes behind the entry, in order.
@@ -252,9 +190,9 @@ TEST_F(StrangersTest, AFarewellIsOneLine)
     said.Bye("over\r\nzephyl: \x1b]0;x\x07\u009b2J\u2028\u202eann: y");
     const TellingService service(said.bytes);
     const auto listener = Listener(service);
-    EXPECT_EQ(listener->ReadLine(), "* bob is here");
-    ExpectPlain(listener->ReadLine());
-    EXPECT_ANY_THROW(listener->ReadLine());
+    int lines = 0;
+    EXPECT_ANY_THROW(for (;; ++lines) ExpectPlain(listener->ReadLine()));
+    EXPECT_GE(lines, 2);  // that bob is there, and the farewell
     EXPECT_EQ(listener->WaitForEnd(), 1);
     ExpectPlainLog("zephyl: ");
 }
