@@ -152,7 +152,6 @@ MarkPtr MarkAt(const Page& page, QPoint at, const PictureReader& pictures)
 QImage ImageOf(const TileGrid& tiles)
 {
     Board board;
-    for (std::size_t tile = 0; tile < kTileCount; ++tile)
-        board.PutTile(int(tile), tiles[tile]->pixels.data());
+    PutGrid(board, tiles);
     return board.Image();
 }

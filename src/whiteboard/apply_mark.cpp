@@ -93,21 +93,6 @@ Draws WhatDraws(QStringView record)
     return row ? row->draws : Draws::Nothing;
 }
 
-/// A kept picture has its JPEG bytes alone.
-void DrawAnew(Board& board, const DrawnMark& drawn, const PictureReader* pictures,
-              const std::function<void()>& between)
-{
-    const Mark& mark = *drawn.mark;
-    board.SetFontName(drawn.fontName);
-    if (!mark.picture || !mark.picture->pixels.IsNull()) {
-        DrawMark(board, mark, between);
-        return;
-    }
-    if (!pictures) throw std::runtime_error("there is nothing that reads the board's pictures");
-    const PicturePtr picture = pictures->Read(mark.picture->jpeg, mark.at.x(), mark.at.y());
-    if (picture && !picture->pixels.IsNull()) board.Paint(AsImage(picture->pixels), mark.at);
-}
-
 }  // namespace
 
 Draws DrawsOf(const Mark& mark)
@@ -147,6 +132,20 @@ QImage AsImage(const Pixels& pixels)
     };
     if (!pixels.owner) return image(nullptr, nullptr).copy();
     return image(LetGo, new std::shared_ptr<const void>(pixels.owner));
+}
+
+void DrawAnew(Board& board, const DrawnMark& drawn, const PictureReader* pictures,
+              const std::function<void()>& between)
+{
+    const Mark& mark = *drawn.mark;
+    board.SetFontName(drawn.fontName);
+    if (!mark.picture || !mark.picture->pixels.IsNull()) {
+        DrawMark(board, mark, between);
+        return;
+    }
+    if (!pictures) throw std::runtime_error("there is nothing that reads the board's pictures");
+    const PicturePtr picture = pictures->Read(mark.picture->jpeg, mark.at.x(), mark.at.y());
+    if (picture && !picture->pixels.IsNull()) board.Paint(AsImage(picture->pixels), mark.at);
 }
 
 void NoteDrawn(WBHistory& history, const Board& board, const MarkPtr& mark)

@@ -38,6 +38,11 @@ void StepIn(WBHistory& history, const Mark& mark);
 /// Draws what `mark` draws by itself, remembering nothing; steps do nothing then.
 std::optional<FieldError> DrawMark(Board& board, const Mark& mark, const std::function<void()>& between = {});
 
+/// Draws once more what was drawn so. Of a kept picture there are the JPEG bytes alone, which `pictures`
+/// reads; one that cannot be read is left out. Throws std::runtime_error where there is nothing that reads.
+void DrawAnew(Board& board, const DrawnMark& drawn, const PictureReader* pictures,
+              const std::function<void()>& between = {});
+
 /// Notes in `history` a mark that is on its board already, for the entry that is saved next: what the tools
 /// draw while the user does.
 void NoteDrawn(WBHistory& history, const Board& board, const MarkPtr& mark);

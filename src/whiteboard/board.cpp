@@ -36,7 +36,33 @@ void CopyRows(QImage& to, const QImage& from, QPoint at, const QRect& area)
         std::memcpy(to.scanLine(y) + toLeft, from.constScanLine(y - at.y()) + fromLeft, bytes);
 }
 
-/// One row of a tile, what is on top premultiplied.
+/// Memory of a board that costs nothing before it is drawn on.
+QImage SeeThrough()
+{
+    void* const zeroes = std::calloc(std::size_t(kBoardWidth) * kBoardHeight, sizeof(QRgb));
+    if (!zeroes) throw std::bad_alloc();
+    QImage image(static_cast<uchar*>(zeroes), kBoardWidth, kBoardHeight, QImage::Format_ARGB32_Premultiplied,
+                 std::free, zeroes);
+    image.setDotsPerMeterX(kDotsPerMeter);
+    image.setDotsPerMeterY(kDotsPerMeter);
+    return image;
+}
+
+/// One row of a tile over another, both premultiplied. `covers`: how much of that it hides, Erase included.
+void LayInkOver(QRgb* row, const QRgb* ink, const QRgb* covers)
+{
+    for (int x = 0; x < kTileSide; ++x) {
+        const int through = 255 - qAlpha(covers[x]);
+        if (through == 255) continue;
+        const auto mix = [through](int over, int under) { return over + (under * through + 127) / 255; };
+        row[x] = through == 0 ? ink[x]
+                              : qRgba(mix(qRed(ink[x]), qRed(row[x])), mix(qGreen(ink[x]), qGreen(row[x])),
+                                      mix(qBlue(ink[x]), qBlue(row[x])), mix(qAlpha(ink[x]), qAlpha(row[x])));
+    }
+}
+
+}  // namespace
+
 void LayOver(QRgb* row, const QRgb* top)
 {
     QRgb all[kTileSide], partly = 0;
@@ -45,21 +71,11 @@ void LayOver(QRgb* row, const QRgb* top)
         all[x] = (top[x] & covers) | (row[x] & ~covers);
         partly |= ((top[x] >> 24) + 1) & 0xfe;
     }
-    if (!partly) {
+    if (partly)
+        LayInkOver(row, top, top);
+    else
         std::memcpy(row, all, sizeof all);
-        return;
-    }
-    for (int x = 0; x < kTileSide; ++x) {
-        const int through = 255 - qAlpha(top[x]);
-        if (through == 255) continue;
-        const auto mix = [through](int over, int under) { return over + (under * through + 127) / 255; };
-        row[x] = through == 0 ? top[x]
-                              : qRgb(mix(qRed(top[x]), qRed(row[x])), mix(qGreen(top[x]), qGreen(row[x])),
-                                     mix(qBlue(top[x]), qBlue(row[x])));
-    }
 }
-
-}  // namespace
 
 QRect TileRect(int tile)
 {
@@ -101,18 +117,41 @@ Board::Board() : mImage(kBoardWidth, kBoardHeight, QImage::Format_RGB32), mFontN
     Clear();
 }
 
-/// Of memory that costs nothing before it is drawn on.
 Board Board::Transparent()
 {
     Board board;
-    void* const zeroes = std::calloc(std::size_t(kBoardWidth) * kBoardHeight, sizeof(QRgb));
-    if (!zeroes) throw std::bad_alloc();
-    board.mImage = QImage(static_cast<uchar*>(zeroes), kBoardWidth, kBoardHeight,
-                          QImage::Format_ARGB32_Premultiplied, std::free, zeroes);
-    board.mImage.setDotsPerMeterX(kDotsPerMeter);
-    board.mImage.setDotsPerMeterY(kDotsPerMeter);
+    board.mImage = SeeThrough();
     board.mTouched.reset();
     return board;
+}
+
+Board Board::Within(QImage image)
+{
+    Board board;
+    board.mImage = std::move(image);
+    board.Clear();
+    return board;
+}
+
+void Board::KeepInk()
+{
+    mInk = SeeThrough();
+    mInkChanged.set();
+}
+
+/// `act` draws on the board, and once more where the ink is kept by itself.
+template <class Act>
+void Board::OnBoth(Act act)
+{
+    {
+        QPainter painter(&Settled());
+        Clip(painter);
+        act(painter, false);
+    }
+    if (!KeepsInk()) return;
+    QPainter painter(&mInk);
+    Clip(painter);
+    act(painter, true);
 }
 
 void Board::Clip(QPainter& painter) const
@@ -138,42 +177,48 @@ void Board::Draw(std::span<const Segment> segments, int width)
 {
     if (segments.empty()) return;
     const int drawn = DrawnWidth(width);
-    QPainter painter(&Settled());
-    Clip(painter);
-    quint32 colour = segments.front().colour;
-    painter.setPen(BoardPen(colour, drawn));
-    for (Segment s : segments) {
-        if (!BringNear(s)) continue;
-        if (s.colour != colour) painter.setPen(BoardPen(colour = s.colour, drawn));
-        if (s.x1 == s.x2 && s.y1 == s.y2)
-            painter.drawPoint(QPointF(s.x1, s.y1));
-        else
-            painter.drawLine(QPointF(s.x1, s.y1), QPointF(s.x2, s.y2));
-        MarkSegment(s, drawn / 2 + 2);
-    }
+    OnBoth([&](QPainter& painter, bool ink) {
+        const auto take = [&](quint32 colour) {
+            if (ink)
+                painter.setCompositionMode(RubsOut(width, colour) ? QPainter::CompositionMode_Clear
+                                                                  : QPainter::CompositionMode_SourceOver);
+            painter.setPen(BoardPen(colour, drawn));
+            return colour;
+        };
+        quint32 colour = take(segments.front().colour);
+        for (Segment s : segments) {
+            if (!BringNear(s)) continue;
+            if (s.colour != colour) colour = take(s.colour);
+            if (s.x1 == s.x2 && s.y1 == s.y2)
+                painter.drawPoint(QPointF(s.x1, s.y1));
+            else
+                painter.drawLine(QPointF(s.x1, s.y1), QPointF(s.x2, s.y2));
+            if (!ink) MarkSegment(s, drawn / 2 + 2);
+        }
+    });
 }
 
 void Board::Draw(const ShapeRecord& shape)
 {
     const int width = DrawnWidth(shape.width);
-    QPainter painter(&Settled());
-    Clip(painter);
-    painter.setPen(BoardPen(shape.colour, width));
     const int margin = width / 2 + 2;
-    for (const QRectF& part : ShapeOf(shape.kind).draw(painter, shape))
-        Mark(part.toAlignedRect().adjusted(-margin, -margin, margin, margin));
+    OnBoth([&](QPainter& painter, bool ink) {
+        painter.setPen(BoardPen(shape.colour, width));
+        for (const QRectF& part : ShapeOf(shape.kind).draw(painter, shape))
+            if (!ink) Mark(part.toAlignedRect().adjusted(-margin, -margin, margin, margin));
+    });
 }
 
 void Board::Draw(const TextRecord& text)
 {
-    QPainter painter(&Settled());
-    painter.setRenderHint(QPainter::TextAntialiasing);
-    const TextPlace place = SetText(painter, text);
     mFontName = text.look.fontName;
-    painter.setClipRect(place.area);
-    Clip(painter);
-    painter.drawText(place.base, place.line);
-    Mark(place.area);
+    OnBoth([&](QPainter& painter, bool ink) {
+        painter.setRenderHint(QPainter::TextAntialiasing);
+        const TextPlace place = SetText(painter, text);
+        painter.setClipRect(place.area, Qt::IntersectClip);
+        painter.drawText(place.base, place.line);
+        if (!ink) Mark(place.area);
+    });
 }
 
 void Board::Clear()
@@ -181,14 +226,17 @@ void Board::Clear()
     if (mClip.isEmpty()) {
         mLaid.clear();
         mImage.fill(ToRgb(kWhite));
+        if (KeepsInk()) mInk = SeeThrough();
     } else {
-        QPainter painter(&Settled());
-        Clip(painter);
-        painter.fillRect(mImage.rect(), QColor(ToRgb(kWhite)));
+        OnBoth([&](QPainter& painter, bool ink) {
+            if (ink) painter.setCompositionMode(QPainter::CompositionMode_Clear);
+            painter.fillRect(mImage.rect(), QColor(ToRgb(kWhite)));
+        });
     }
     mUnsaved.set();
     mUnshown.set();
     mTouched.set();
+    mInkChanged.set();
 }
 
 void Board::Fill(const QRect& rect, quint32 colour)
@@ -199,6 +247,17 @@ void Board::Fill(const QRect& rect, quint32 colour)
 }
 
 void Board::Paint(const QImage& picture, QPoint at)
+{
+    PaintLive(picture, at);
+    const QRect place(at, picture.size());
+    mInkChanged |= TilesOf(place);
+    if (!KeepsInk()) return;
+    QPainter painter(&mInk);
+    Clip(painter);
+    painter.drawImage(place, picture);
+}
+
+void Board::PaintLive(const QImage& picture, QPoint at)
 {
     if (picture.isNull()) throw std::runtime_error("there is no picture to paint");
     const QRect place(at, picture.size());
@@ -224,13 +283,33 @@ void Board::PutTile(int tile, const QRgb* pixels)
     mTouched.set(std::size_t(tile));
 }
 
+void Board::PutInk(int tile, const QRgb* pixels)
+{
+    if (!KeepsInk()) return;
+    const QRect place = TileRect(tile);
+    for (int row = 0; row < kTileSide; ++row) {
+        uchar* to = mInk.scanLine(place.top() + row) + std::size_t(place.left()) * sizeof(QRgb);
+        if (pixels)
+            std::memcpy(to, pixels + row * kTileSide, kTileSide * sizeof(QRgb));
+        else
+            std::memset(to, 0, kTileSide * sizeof(QRgb));
+    }
+    mInkChanged.set(std::size_t(tile));
+}
+
+void Board::TakeInk(const Board& from)
+{
+    mInk = from.mInk;
+    mInkChanged.set();
+}
+
 bool Board::TakeTile(int tile, const Board& from, const Board* ink)
 {
     const QRect place = TileRect(tile);
     QImage& image = Settled();
     const QImage &source = from.Settled(), *over = ink ? &ink->Settled() : nullptr;
     const std::size_t left = std::size_t(place.left()) * sizeof(QRgb), bytes = kTileSide * sizeof(QRgb);
-    bool differs = false;
+    bool differs = TakeInkTile(tile, from, ink);
     for (int y = place.top(); y <= place.bottom(); ++y) {
         QRgb row[kTileSide];
         std::memcpy(row, source.constScanLine(y) + left, bytes);
@@ -253,11 +332,33 @@ void Board::Become(const Board& other)
     }
 }
 
+bool Board::TakeInkTile(int tile, const Board& from, const Board* ink)
+{
+    if (!KeepsInk() || !from.KeepsInk() || (ink && !ink->KeepsInk())) return false;
+    const QRect place = TileRect(tile);
+    const std::size_t left = std::size_t(place.left()) * sizeof(QRgb), bytes = kTileSide * sizeof(QRgb);
+    const auto at = [left](const QImage& image, int y) {
+        return reinterpret_cast<const QRgb*>(image.constScanLine(y) + left);
+    };
+    bool differs = false;
+    for (int y = place.top(); y <= place.bottom(); ++y) {
+        QRgb row[kTileSide];
+        std::memcpy(row, at(from.mInk, y), bytes);
+        if (ink) LayInkOver(row, at(ink->mInk, y), at(ink->mImage, y));
+        if (std::memcmp(at(mInk, y), row, bytes) == 0) continue;
+        std::memcpy(mInk.scanLine(y) + left, row, bytes);
+        differs = true;
+    }
+    if (differs) mInkChanged.set(std::size_t(tile));
+    return differs;
+}
+
 void Board::Erase(const TileSet& tiles)
 {
-    QPainter painter(&Settled());
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    for (const QRect& part : RegionOf(tiles)) painter.fillRect(part, Qt::transparent);
+    OnBoth([&](QPainter& painter, bool) {
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        for (const QRect& part : RegionOf(tiles)) painter.fillRect(part, Qt::transparent);
+    });
 }
 
 void Board::Lay(const QImage& picture, QPoint at)
@@ -310,9 +411,15 @@ QRegion Board::TakeUnshown()
     return region;
 }
 
+TileSet Board::TakeInkChanged()
+{
+    return std::exchange(mInkChanged, {});
+}
+
 void Board::Mark(const QRect& rect)
 {
     const TileSet touched = TilesOf(rect);
+    mInkChanged |= touched;
     mUnsaved |= touched;
     mUnshown |= touched;
     mTouched |= touched;

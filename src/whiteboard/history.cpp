@@ -46,7 +46,40 @@ bool OneColour(const QImage& image, int tile)
     return true;
 }
 
+/// Null where there is no ink; `before` where it is the same.
+std::shared_ptr<const Tile> InkTile(const QImage& ink, int tile, const std::shared_ptr<const Tile>& before)
+{
+    Tile now;
+    CopyTile(ink, tile, now.pixels.data());
+    QRgb any = 0;
+    for (const QRgb pixel : now.pixels) any |= pixel;
+    if (any == 0) return nullptr;
+    return before && before->pixels == now.pixels ? before : std::make_shared<const Tile>(now);
+}
+
 }  // namespace
+
+std::shared_ptr<const InkGrid> InkOf(const Board& board, const TileSet& changed,
+                                     const std::shared_ptr<const InkGrid>& before)
+{
+    auto grid = before ? std::make_shared<InkGrid>(*before) : std::make_shared<InkGrid>();
+    for (std::size_t tile = 0; tile < kTileCount; ++tile)
+        if (changed[tile] || !before) (*grid)[tile] = InkTile(board.Ink(), int(tile), (*grid)[tile]);
+    return grid;
+}
+
+void PutGrid(Board& board, const TileGrid& grid)
+{
+    for (std::size_t tile = 0; tile < kTileCount; ++tile) {
+        board.PutTile(int(tile), grid[tile]->pixels.data());
+        if (!board.KeepsInk()) continue;
+        Tile guess;
+        const Tile* ink = grid.ink ? (*grid.ink)[tile].get() : &guess;
+        if (!grid.ink)
+            std::ranges::replace_copy(grid[tile]->pixels, guess.pixels.begin(), qRgb(255, 255, 255), QRgb(0));
+        board.PutInk(int(tile), ink ? ink->pixels.data() : nullptr);
+    }
+}
 
 const WBBufferEntry& WBHistory::At(int index) const
 {
@@ -76,7 +109,7 @@ void WBHistory::Save(Board* board, qint16 x, qint16 y, const QString& userHandle
 
 std::shared_ptr<const TileGrid> WBHistory::Look(const Board& board)
 {
-    if (mShown && board.Unsaved().none()) return mShown;
+    if (mShown && board.Unsaved().none() && (mShown->ink || !board.KeepsInk())) return mShown;
     return Snapshot(board, board.Unsaved());
 }
 
@@ -85,6 +118,7 @@ std::shared_ptr<const TileGrid> WBHistory::Snapshot(const Board& board, const Ti
     auto grid = mShown ? std::make_shared<TileGrid>(*mShown) : std::make_shared<TileGrid>();
     for (std::size_t tile = 0; tile < kTileCount; ++tile)
         if (unsaved[tile] || !mShown) (*grid)[tile] = Keep(board.Image(), int(tile));
+    grid->ink = board.KeepsInk() ? InkOf(board, unsaved, grid->ink) : nullptr;
     return grid;
 }
 
@@ -96,8 +130,30 @@ void WBHistory::Show(int index, Board& board)
     for (std::size_t tile = 0; tile < kTileCount; ++tile)
         if (unsaved[tile] || (*picture)[tile] != (*mShown)[tile])
             board.PutTile(int(tile), (*picture)[tile]->pixels.data());
+    ShowInk(*picture, unsaved, board);
     mShown = picture;
     mMarks = At(index).Marks;
+}
+
+void WBHistory::ShowInk(const TileGrid& picture, const TileSet& unsaved, Board& board) const
+{
+    if (!board.KeepsInk() || !picture.ink) return;
+    const InkGrid* before = mShown->ink.get();
+    for (std::size_t tile = 0; tile < kTileCount; ++tile) {
+        const Tile* ink = (*picture.ink)[tile].get();
+        if (unsaved[tile] || !before || (*before)[tile].get() != ink)
+            board.PutInk(int(tile), ink ? ink->pixels.data() : nullptr);
+    }
+}
+
+void WBHistory::GiveInk(int index, std::shared_ptr<const InkGrid> ink)
+{
+    const auto before = At(index).Picture;
+    if (!before) return;
+    const auto with = std::make_shared<TileGrid>(*before);
+    with->ink = std::move(ink);
+    mEntries[std::size_t(index - 1)].Picture = with;
+    if (mShown == before) mShown = with;
 }
 
 void WBHistory::StepBack()
@@ -115,8 +171,7 @@ QImage WBHistory::PictureOf(int index) const
     Board board;
     const auto picture = At(index).Picture;
     if (!picture) throw std::runtime_error("history entry " + std::to_string(index) + " has no picture");
-    for (std::size_t tile = 0; tile < kTileCount; ++tile)
-        board.PutTile(int(tile), (*picture)[tile]->pixels.data());
+    PutGrid(board, *picture);
     return board.Image();
 }
 

@@ -45,6 +45,9 @@ public:
     /// As Save would keep `board`, but that nothing is kept here or counts as saved.
     std::shared_ptr<const TileGrid> Look(const Board& board);
 
+    /// Entry `index` did not keep its ink: this is it. Throws std::out_of_range.
+    void GiveInk(int index, std::shared_ptr<const InkGrid> ink);
+
     /// The marks on the board as it stands: Save gives them to its entry, Show takes those of its entry.
     const MarkList& Marks() const { return mMarks; }
     void AddMark(DrawnMark drawn) { mMarks.Add(std::move(drawn)); }
@@ -61,6 +64,7 @@ public:
 private:
     std::shared_ptr<const TileGrid> Snapshot(const Board& board, const TileSet& unsaved);
     std::shared_ptr<const Tile> Keep(const QImage& image, int tile);
+    void ShowInk(const TileGrid& picture, const TileSet& unsaved, Board& board) const;
 
     std::vector<WBBufferEntry> mEntries;
     int mIndex = 0;
@@ -68,6 +72,14 @@ private:
     std::shared_ptr<const TileGrid> mShown;           // what the board held when it was last saved or shown
     std::vector<std::shared_ptr<const Tile>> mPlain;  // tiles of one colour, a few of the latest
 };
+
+/// The ink that `board` keeps: as `before` has it, but for what `changed` since; null: all did.
+std::shared_ptr<const InkGrid> InkOf(const Board& board, const TileSet& changed,
+                                     const std::shared_ptr<const InkGrid>& before);
+
+/// Puts all of `grid` on the board, and where that keeps its ink, this, too: of a grid without it what is not
+/// white.
+void PutGrid(Board& board, const TileGrid& grid);
 
 /// gWBBuffer; made empty when there is none yet.
 WBHistory& HistoryOf(ProcessState& state);

@@ -9,7 +9,15 @@
 
 class QPainter;
 
-inline constexpr float kFar = 16384;  // well outside the board and every pen on it
+inline constexpr float kFar = 16384;         // well outside the board and every pen on it
+inline constexpr quint32 kWhite = 0xffffff;  // 0x00BBGGRR
+inline constexpr int kEraseWidth = 32;       // no pen is that wide
+
+/// Whether a stroke of that width and colour is one of Erase: white on a board, and nothing on ink by itself.
+constexpr bool RubsOut(int width, quint32 colour)
+{
+    return width == kEraseWidth && colour == kWhite;
+}
 
 /// The toolkit's colour of 0x00BBGGRR.
 QRgb ToRgb(quint32 colour);

@@ -14,7 +14,11 @@
 struct Tile {
     std::array<QRgb, kTileSide * kTileSide> pixels;
 };
-using TileGrid = std::array<std::shared_ptr<const Tile>, kTileCount>;
+/// Ink by itself, as Board::Ink has it. A null tile: none there.
+using InkGrid = std::array<std::shared_ptr<const Tile>, kTileCount>;
+struct TileGrid : std::array<std::shared_ptr<const Tile>, kTileCount> {
+    std::shared_ptr<const InkGrid> ink;  // null: nobody kept it then
+};
 
 struct DrawnMark {
     MarkPtr mark;      // a picture without its pixels, where its JPEG bytes are known

@@ -4,6 +4,8 @@
 #include <span>
 #include <utility>
 
+#include "whiteboard/found_ink.h"
+
 namespace {
 
 constexpr int kTogetherFrees = 64;
@@ -92,6 +94,24 @@ void SharedBoard::PaintLive(const std::function<void(Board&)>& paint)
     paint(*mLogBoard);
     mApart |= mLogBoard->TakeTouched();
     paint(mShown);
+}
+
+void SharedBoard::KeepInk(bool keep)
+{
+    if (keep == mShown.KeepsInk()) return;
+    Separate();
+    DropInk();
+    if (!mLog) mLogBoard.reset();  // made anew when it is needed
+    if (!keep) {
+        mShown.ForgetInk();
+        if (mLogBoard) mLogBoard->ForgetInk();
+        return;
+    }
+    FindInk(mLog ? *mLog : mHistory, mLog ? *mLogBoard : mShown, mPictures);
+    if (!mLog) return;
+    mShown.KeepInk();
+    mShown.TakeInk(*mLogBoard);
+    Replay();
 }
 
 void SharedBoard::Placed(quint64 post)
@@ -200,8 +220,12 @@ void SharedBoard::MakeLogBoard(const TileSet& own)
         ForEach(mBehind & ~own, [&](int tile) { mLogBoard->TakeTile(tile, mShown); });
     else
         mLogBoard = std::make_unique<Board>(mShown);
-    ForEach(own,
-            [&](int tile) { mLogBoard->PutTile(tile, (*mBase->grid)[std::size_t(tile)]->pixels.data()); });
+    const InkGrid* ink = mBase->grid->ink.get();
+    ForEach(own, [&](int tile) {
+        mLogBoard->PutTile(tile, (*mBase->grid)[std::size_t(tile)]->pixels.data());
+        const Tile* lay = ink ? (*ink)[std::size_t(tile)].get() : nullptr;
+        mLogBoard->PutInk(tile, lay ? lay->pixels.data() : nullptr);
+    });
 }
 
 bool SharedBoard::DrawsNow() const
@@ -303,6 +327,7 @@ SharedBoard::Steps SharedBoard::CurrentSteps() const
 void SharedBoard::MakeInk()
 {
     mInk = std::make_unique<Board>(Board::Transparent());
+    if (mShown.KeepsInk()) mInk->KeepInk();
     mInk->SetFontName(mLogBoard->FontName());
     mInked.reset();
     mInkOutdated.reset();

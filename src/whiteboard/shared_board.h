@@ -38,6 +38,9 @@ public:
     Applied Take(const MarkPtr& mark, const std::function<void()>& between = {});
     /// A live picture is painted on what is shown, and on the log's board where that is another one.
     void PaintLive(const std::function<void(Board&)>& paint);
+    /// Whether all boards keep their ink by itself from now on, and the history with them. It is found from
+    /// the marks. The shown board has to be shown anew.
+    void KeepInk(bool keep);
     /// As MessengerEvents has these.
     void Placed(quint64 post);
     void Passed(quint64 upTo);

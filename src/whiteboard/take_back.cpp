@@ -18,9 +18,9 @@ void DrawWithout(Board& board, WBHistory& history, const QString& author,
     // Nothing goes; but a stroke in the hand, or a live picture, is no part of what is saved next.
     if (board.Unsaved().none() && std::none_of(marks.begin(), marks.end(), goes)) return;
     Board anew;
+    if (board.KeepsInk()) anew.KeepInk();
     const auto beneath = history.Marks().Beneath();
-    for (int tile = 0; beneath && tile < kTileCount; ++tile)
-        anew.PutTile(tile, (*beneath)[std::size_t(tile)]->pixels.data());
+    if (beneath) PutGrid(anew, *beneath);
     MarkList left(beneath);
     const std::size_t older = history.Marks().CountOlder();
     QElapsedTimer slice;

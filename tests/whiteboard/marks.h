@@ -50,8 +50,25 @@ inline MarkPtr AnyMark(std::mt19937& random)
         case 5: return Made(random() % 4 ? u"[[ZUM_WB_UNDO]]"_s : u"[[ZUM_WB_CLEAR]]"_s);
         case 6: return Made(random() % 4 ? u"[[ZUM_WB_REDO]]"_s : u"[[ZUM_WB_PEN]]5/9/9/90/900/255/7"_s);
         case 7: return TakenBack(author);
+        case 8: return Made(u"[[ZUM_WB_PEN]]32/%1/16777215"_s.arg(corners), author);  // Erase
         default: return Made(u"[[ZUM_WB_PEN]]%1/"_s.arg(1 + upTo(40)) + corners + u'/' + colour, author);
     }
+}
+
+/// Of the ink alone.
+inline QString InkSum(const Board& board)
+{
+    const QImage& ink = board.Ink();
+    return QString::number(qHashBits(ink.constBits(), std::size_t(ink.sizeInBytes())));
+}
+
+inline QString InkSum(const TileGrid& grid)
+{
+    Board board;
+    board.KeepInk();
+    for (std::size_t tile = 0; grid.ink && tile < kTileCount; ++tile)
+        if (const auto& ink = (*grid.ink)[tile]) board.PutInk(int(tile), ink->pixels.data());
+    return grid.ink ? InkSum(board) : QString();
 }
 
 inline QString SumOf(const WBHistory& history, int entry)

@@ -13,7 +13,11 @@ namespace {
 struct Both {
     Board board;
     WBHistory history;
-    Both() { history.Save(&board, 0, 0, u"ann"_s, {}); }
+    explicit Both(bool keepsInk = false)
+    {
+        if (keepsInk) board.KeepInk();
+        history.Save(&board, 0, 0, u"ann"_s, {});
+    }
     void Apply(const MarkPtr& mark) { ApplyMark(board, history, mark); }
 };
 
@@ -23,6 +27,10 @@ QStringList Everything(Both& both)
     QStringList all{both.board.Checksum(), QString::number(both.history.Index()), both.board.FontName()};
     for (int entry = 1; entry <= both.history.Count(); ++entry)
         all << both.history.At(entry).UserHandle + u' ' + SumOf(both.history, entry);
+    if (!both.board.KeepsInk()) return all;
+    all << InkSum(both.board);
+    for (int entry = 1; entry <= both.history.Count(); ++entry)
+        all << InkSum(*both.history.At(entry).Picture);
     return all;
 }
 
@@ -30,6 +38,7 @@ QStringList Everything(Both& both)
 /// and, on top, what waits.
 class Ann {
 public:
+    explicit Ann(bool keepsInk = false) : seen(keepsInk) {}
     Both seen;
     SharedBoard shared{seen.board, seen.history, [this] { return mStroke ? &*mStroke : nullptr; }};
     std::vector<MarkPtr> log;
@@ -76,7 +85,7 @@ public:
     /// As it should be; the stroke in hand is no mark yet.
     Both Should() const
     {
-        Both both;
+        Both both(seen.board.KeepsInk());
         for (const MarkPtr& mark : log) both.Apply(mark);
         for (const auto& [post, mark] : mWaiting) both.Apply(mark);
         if (mStroke) both.board.Draw(mStroke->segments, mStroke->width);
@@ -94,6 +103,7 @@ public:
         EXPECT_EQ(steps.index, should.history.Index());
         EXPECT_EQ(steps.count, should.history.Count());
         EXPECT_EQ(Shows(), should.board.Checksum());
+        EXPECT_EQ(seen.board.Ink(), should.board.Ink());
     }
     /// Undo is looked at, too.
     void AgreesWhole()
@@ -133,10 +143,10 @@ TEST(SharedBoard, IsTheLogAndTheOwnWorkWhateverCrosses)
     RecordProperty("seed", std::to_string(seed));
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    for (int round = 0; round < 2; ++round) {
-        Ann ann;
+    for (int round = 0; round < 4; ++round) {
+        const bool steps = round % 2, ink = round / 2;
+        Ann ann(ink);
         bool text = false;
-        const bool steps = round % 2;
         for (int step = 0; step < 24 && !testing::Test::HasFailure(); ++step) {
             SCOPED_TRACE(step);
             MarkPtr mark = AnyMark(random);
@@ -161,6 +171,7 @@ TEST(SharedBoard, IsTheLogAndTheOwnWorkWhateverCrosses)
                     ann.Goes(pen.value.segments[0]);
                     ann.Gets(mark);
                     if (random() % 2) ann.Placed();
+                    for (const bool keep : {false, true}) ann.shared.KeepInk(ink && keep);
                     if (!text && !IsText(mark)) ann.Agrees();
                     ann.Draws(std::make_shared<Mark>(Mark{WritePen(pen.value), nullptr, {}, u"ann"_s, {}}));
                 }
@@ -273,6 +284,42 @@ TEST(SharedBoard, WhatWaitsStaysWhereItsAuthorsMarksAreTakenBack)
     ann.shared.AddOwn(nobodys, 100);
     ann.shared.Placed(100);
     EXPECT_EQ(SumOf(ann.shared.History(), ann.seen.history.Index()), before);
+}
+
+TEST(SharedBoard, KeepsTheInkThatLivePicturesWipe)
+{
+    Ann ann;
+    const auto live = [&] {
+        ann.shared.PaintLive([](Board& board) {
+            board.Fill({0, 0, 200, 200}, kWhite);
+            board.PaintLive(QImage(100, 100, QImage::Format_RGB32), {0, 0});
+        });
+    };
+    const auto sees = [&](int x, int y) { return qAlpha(ann.seen.board.Ink().pixel(x, y)) == 0; };
+    ann.Gets(Stroke(10, 10));
+    live();
+    ann.Gets(Stroke(10, 50, 5, int(kWhite)));  // white ink is ink
+    ann.Draws(Stroke(10, 70));
+    ann.shared.KeepInk(true);  // with own work on its way: all of it is found
+    EXPECT_FALSE(sees(30, 10) || sees(30, 50) || sees(30, 70));
+    live();
+    ann.Gets(Stroke(10, 10, kEraseWidth, int(kWhite)));
+    EXPECT_TRUE(sees(30, 10));
+    EXPECT_FALSE(sees(30, 50) || sees(30, 70));
+    ann.Draws(Stroke(10, 50, kEraseWidth, int(kWhite)));  // the border between what lies beneath and what not
+    ann.Gets(Stroke(30, 52));
+    EXPECT_TRUE(sees(60, 50));  // others' work lies beneath the own, which rubbed it out
+    live();
+    ann.Placed(2);
+    for (const bool undone : {true, false}) {
+        ann.Gets(Made(undone ? u"[[ZUM_WB_UNDO]]"_s : u"[[ZUM_WB_REDO]]"_s));
+        live();
+        EXPECT_EQ(sees(60, 50), !undone);
+    }
+    ann.Gets(Made(u"[[ZUM_WB_CLEAR]]"_s));
+    EXPECT_TRUE(sees(30, 70) && sees(60, 52));
+    ann.shared.Begin(0, u"ann"_s, {});
+    EXPECT_EQ(ann.seen.board.Ink(), Both(true).board.Ink());
 }
 
 TEST(SharedBoard, AnotherMeetingHasItsOwnHistory)

@@ -5,6 +5,7 @@
 #include <QString>
 #include <array>
 
+#include "whiteboard/ink.h"
 #include "whiteboard/records.h"
 
 class BoardScreen;
@@ -16,8 +17,6 @@ public:
     virtual quint32 Colour() const = 0;
     virtual int Width() const = 0;
 };
-
-inline constexpr int kEraseWidth = 32;
 
 class Tool {
 public:
