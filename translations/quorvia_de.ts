@@ -1369,8 +1369,8 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>Ein Bild für jedes Whiteboard, in Dateien mit Nummern.</translation>
     </message>
     <message>
-        <source>The board as you see it, live pictures on it among it.</source>
-        <translation>Das Whiteboard, wie Sie es sehen, mit den laufenden Bildern darauf.</translation>
+        <source>The board&apos;s pixels. Live pictures are among them and hide what is drawn beneath.</source>
+        <translation>Die Pixel des Whiteboards. Laufende Bilder gehören dazu und verdecken, was unter ihnen gezeichnet ist.</translation>
     </message>
     <message>
         <source>Lines stay sharp at any size, text can be searched and copied. Live pictures are not in it.</source>
@@ -2076,6 +2076,14 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
     <message>
         <source>the voice companion&apos;s window: the microphone below the whiteboard</source>
         <translation>im Fenster des Sprachbegleiters: das Mikrofon unter der Tafel</translation>
+    </message>
+    <message>
+        <source>&amp;Ink stays above live pictures</source>
+        <translation>&amp;Gezeichnetes bleibt über laufenden Bildern</translation>
+    </message>
+    <message>
+        <source>On your screen, cameras and shared windows lie beneath what is drawn: their next picture wipes nothing, Erase and Clear leave them, and one that has stopped goes away. What is saved is the same with and without.</source>
+        <translation>Auf Ihrem Bildschirm liegen Kameras und freigegebene Fenster unter dem, was gezeichnet ist: ihr nächstes Bild wischt nichts weg, Radieren und Leeren lassen sie stehen, und eines, das nicht mehr läuft, verschwindet. Was gespeichert wird, ist mit und ohne dasselbe.</translation>
     </message>
 </context>
 <context>

@@ -10,6 +10,7 @@
 #include "messaging/record_kinds.h"
 #include "settings/settings.h"
 #include "text/words.h"
+#include "whiteboard/ink_above.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -64,6 +65,7 @@ void TellThatItHasGone(ProcessState& state)
     }
     state.gShareWindow = 0;  // also where nobody is there to be told
     state.gShareKept.reset();
+    StopLive(state, {state.gMessenger->Handle(), kFrameApplication});
     if (state.gMeetingForm) state.gMeetingForm->Panels().Note(Ours::tr("The shared window has been closed."));
 }
 

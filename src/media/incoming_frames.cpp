@@ -8,6 +8,7 @@
 #include "messaging/record_kinds.h"
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
+#include "whiteboard/ink_above.h"
 #include "whiteboard/own_work.h"
 
 using namespace Qt::StringLiterals;
@@ -47,6 +48,14 @@ void TraceFrame(ProcessState& state, const QString& handle, const CRect& rect, q
                 {u"height"_s, rect.bottom - rect.top}});
 }
 
+/// An own picture may still be on its way back when it has been stopped.
+bool GoesOn(const ProcessState& state, const QString& handle, qint32 frameType)
+{
+    if (!state.gMessenger || handle != state.gMessenger->Handle()) return true;
+    if (frameType == kFrameApplication) return state.gAppShareOn && state.gShareWindow != 0;
+    return frameType != kFrameVideo || state.gVideoOn;
+}
+
 void ShowFrame(ProcessState& state, const QString& handle, const PicturePtr& frame, int x, int y,
                qint32 frameType)
 {
@@ -65,8 +74,9 @@ void ShowFrame(ProcessState& state, const QString& handle, const PicturePtr& fra
         const auto wiped = rects ? NoteRect(*rects, handle, rect) : std::nullopt;
         shared.PaintLive([&](Board& board) {
             if (wiped) board.Fill(*wiped, kWhite);
-            board.Paint(AsImage(pixels), {x, y});
+            board.PaintLive(AsImage(pixels), {x, y});
         });
+        if (GoesOn(state, handle, frameType)) PutLive(state, {handle, frameType}, pixels, {x, y});
     }
     screen.RefreshPicture(pixels, {x, y});
     TraceFrame(state, handle, rect, frameType);

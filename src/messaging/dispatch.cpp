@@ -32,8 +32,8 @@ Decision DecideMessage(const QString& ownHandle, const QString& fromHandle, cons
     if (const RecordRow* row = RowOf(text)) {
         if (row->channel == Road::Board) return decision::BoardRecord{text};
         switch (row->kind) {
+            case RecordKind::AppShareOff: return decision::SharingEnded{};
             case RecordKind::MessageReceived:
-            case RecordKind::AppShareOff:
             case RecordKind::VideoOn:
             case RecordKind::VideoOff: return decision::Nothing{};
             case RecordKind::VideoFps:

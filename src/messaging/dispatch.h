@@ -8,7 +8,8 @@
 
 namespace decision {
 
-struct Nothing {};  // a receipt or a notice: consumed
+struct Nothing {};       // a receipt or a notice: consumed
+struct SharingEnded {};  // the sender's window has gone
 struct BoardRecord {
     QString message;
 };  // whole, with its tag, deciphered
@@ -22,8 +23,8 @@ struct ChatLine {
 
 }  // namespace decision
 
-using Decision =
-    std::variant<decision::Nothing, decision::BoardRecord, decision::FrameRate, decision::ChatLine>;
+using Decision = std::variant<decision::Nothing, decision::SharingEnded, decision::BoardRecord,
+                              decision::FrameRate, decision::ChatLine>;
 
 /// Takes one layer of encryption off, whatever the own settings say, and decides by the tag in front.
 /// Tags are compared exactly; a message with an unknown one is a chat line.

@@ -100,6 +100,9 @@ inline constexpr FlagKey kFontStrikethrough{{"Whiteboard", "Font Strikethrough",
                                             FlagRule::BooleanText};
 inline constexpr FlagKey kFontUnderline{{"Whiteboard", "Font Underline", "False"}, FlagRule::BooleanText};
 
+// live pictures lie beneath the ink; of the viewer alone
+inline constexpr FlagKey kInkAboveLive{{"Whiteboard", "Ink Above Live Pictures", "0"}, FlagRule::One};
+
 // not below a configuration
 inline constexpr SettingKey kDefaultConfig{"Configs", "Default Config", kSystemDefault, Scoped::No};
 inline constexpr SettingKey kLanguage{"Data", "Language", "", Scoped::No, kQuorvia};  // "": the desktop's
@@ -158,6 +161,7 @@ inline constexpr const SettingKey* kAll[] = {
     &kFontItalic,
     &kFontStrikethrough,
     &kFontUnderline,
+    &kInkAboveLive,
     &kDefaultConfig,
     &kLanguage,
     &kXPos,

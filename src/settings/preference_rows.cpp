@@ -195,6 +195,15 @@ constexpr PreferenceRow kRows[] = {
      {0, kMostInteger, Part::Leading, Outside::Nearest, Outside::Nearest, 0,
       QT_TRANSLATE_NOOP("Preferences", " milliseconds"), QT_TRANSLATE_NOOP("Preferences", "no pictures")}},
 
+    {&keys::kInkAboveLive, Page::Pictures, Kind::Flag,
+     QT_TRANSLATE_NOOP("Preferences", "&Ink stays above live pictures"),
+     QT_TRANSLATE_NOOP(
+         "Preferences",
+         "On your screen, cameras and shared windows lie beneath what is drawn: their next picture wipes "
+         "nothing, Erase and Clear leave them, and one that has stopped goes away. What is saved is the same "
+         "with and without."),
+     Acts::Taken},
+
     // --- Voice
     {&keys::kEnableVoktal, Page::Voice, Kind::Flag,
      QT_TRANSLATE_NOOP("Preferences", "&Use the voice companion"),

@@ -148,4 +148,5 @@ void ServiceEvents::RemoveAttendee(const QString& handle)
         VoiceRemoveParticipant(mState, item->Address(), item->Handle());
     }
     mState.gUsers->Remove(handle);
+    StopLiveOf(mState, handle);
 }

@@ -8,6 +8,7 @@
 #include "contract/messenger_service.h"
 #include "messaging/dispatch.h"
 #include "ui/missing_script.h"
+#include "whiteboard/ink_above.h"
 #include "whiteboard/own_work.h"
 
 class AttendeeList;
@@ -47,6 +48,10 @@ private:
     void mZUM_StatusChanged(const QString& userHandle, qint32 newStatus);
 
     void Do(const QString& fromHandle, const decision::Nothing&) { Q_UNUSED(fromHandle) }
+    void Do(const QString& fromHandle, const decision::SharingEnded&)
+    {
+        StopLive(mState, {fromHandle, kFrameApplication});
+    }
     void Do(const QString& fromHandle, const decision::BoardRecord& record);
     void Do(const QString& fromHandle, const decision::FrameRate& rate);
     void Do(const QString& fromHandle, const decision::ChatLine& line);

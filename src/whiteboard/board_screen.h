@@ -10,6 +10,7 @@
 #include "whiteboard/records.h"
 
 class Board;
+class LivePictures;
 enum class ToolKey;
 
 /// The mouse pointer over the board. Icon: the picture of a tool, see `icon`.
@@ -35,6 +36,11 @@ public:
     virtual void Refresh() = 0;
     /// The same after that picture was painted there; it may go to the window past the toolkit.
     virtual void RefreshPicture(const Pixels& picture, QPoint at) = 0;
+    /// The live pictures that are on the board. Refresh shows what changed about them.
+    virtual LivePictures& Live() = 0;
+    /// From now on they are shown beneath the ink, which the board keeps by itself then; or as they are on
+    /// it.
+    virtual void LayInkAbove(bool above) = 0;
     /// Soon, but not for each event by itself: SettleBoard, then Refresh.
     virtual void SettleSoon() {}
     virtual void ShowBand(const RubberBand& band) = 0;

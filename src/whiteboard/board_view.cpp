@@ -30,8 +30,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kWheelNotch = 120;  // the toolkit's unit: eighths of a degree
-constexpr int kWheelPixels = 96;  // of the board, each notch
+constexpr int kWheelNotch = 120;           // the toolkit's unit: eighths of a degree
+constexpr int kWheelPixels = 96;           // of the board, each notch
+constexpr int kCeasedMilliseconds = 1000;  // between two looks for pictures that have ceased
 
 MouseButton ButtonOf(Qt::MouseButton button)
 {
@@ -218,14 +219,54 @@ void BoardView::RefreshPicture(const Pixels& picture, QPoint at)
     QRegion changed = TakeChanged();
     const QRegion place =
         (changed & QRect(at, QSize(picture.width, picture.height))) - childrenRegion() - BandRegion();
-    if (mStraight.Show(picture, at, place)) changed -= place;
-    update(changed);
+    update(changed - ShowStraight(picture, at, place));
+}
+
+/// Returns what of the place was shown.
+QRegion BoardView::ShowStraight(const Pixels& picture, QPoint at, const QRegion& place)
+{
+    if (!mSeen) return mStraight.Show(picture, at, place) ? place : QRegion();
+    const QRegion hidden = place & mSeen->Hidden(picture), bare = place - hidden;
+    QRegion shown;
+    if (!bare.isEmpty() && mStraight.Show(picture, at, bare)) shown = bare;
+    if (hidden.isEmpty() || !mSeen->Memory().memory) return shown;
+    mSeen->At(hidden);
+    if (mStraight.Show(mSeen->Memory(), {0, 0}, hidden)) shown += hidden;
+    return shown;
+}
+
+void BoardView::LayInkAbove(bool above)
+{
+    if (above == bool(mSeen)) return;
+    mSeen = above ? std::make_unique<SeenBoard>(mBoard, mLive) : nullptr;
+    mScaled.Outdate(QRect(0, 0, kBoardWidth, kBoardHeight));
+    if (above) {
+        StopCeased();
+        mCeased.start(kCeasedMilliseconds, this);
+    } else {
+        mCeased.stop();
+    }
+    update();
+    TraceEvent(mState, "ink_above", {{u"on"_s, above}});
+}
+
+void BoardView::StopCeased()
+{
+    for (const LiveSource& gone : mLive.StopCeased(std::chrono::steady_clock::now()))
+        TraceEvent(mState, "live_ceased", {{u"from"_s, gone.handle}, {u"type"_s, gone.type}});
+}
+
+void BoardView::timerEvent(QTimerEvent*)
+{
+    StopCeased();
+    Refresh();
 }
 
 /// What of the board's changes can be seen, in view pixels.
 QRegion BoardView::TakeChanged()
 {
-    return mZoom.ToView(mScaled.Outdate(mBoard.TakeUnshown())) & Uncovered();
+    const QRegion onBoard = mBoard.TakeUnshown(), live = mSeen ? mSeen->TakeChanged() : mLive.TakeChanged();
+    return mZoom.ToView(mScaled.Outdate(mSeen ? live : onBoard)) & Uncovered();
 }
 
 /// What no control around the board lies on. Without it each picture beneath a scroll bar would repaint the
@@ -368,16 +409,24 @@ void BoardView::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
     const auto large = mZoom.IsOwnSize() ? ScaledBoard::Large::Smooth : ScaledBoard::Large::Squares;
+    const QRegion area = mZoom.ToBoard(event->region() & rect());
+    const qreal scale = devicePixelRatioF() * mZoom.Factor();
     painter.save();
     painter.scale(mZoom.Factor(), mZoom.Factor());
-    mScaled.Paint(painter, mBoard, mZoom.ToBoard(event->region() & rect()),
-                  devicePixelRatioF() * mZoom.Factor(), large);
+    mScaled.Paint(painter, ToShow(area, scale), area, scale, large);
     painter.restore();
     PaintBand(painter);
     // A copy of the window is painted the same way, but into a picture of its own.
     QBackingStore* buffer = backingStore();
     if (buffer && painter.paintEngine()->paintDevice() == buffer->paintDevice())
         mStraight.Painted(event->region());
+}
+
+/// Where it is smoothed, what lies around the area is looked at, too.
+const Board& BoardView::ToShow(const QRegion& area, qreal scale)
+{
+    if (!mSeen) return mBoard;
+    return mSeen->At(scale == 1 ? area : QRegion(0, 0, kBoardWidth, kBoardHeight));
 }
 
 void BoardView::PaintBand(QPainter& painter) const

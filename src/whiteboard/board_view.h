@@ -9,7 +9,9 @@
 
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
+#include "whiteboard/live_pictures.h"
 #include "whiteboard/scaled_board.h"
+#include "whiteboard/seen_board.h"
 #include "whiteboard/straight_pictures.h"
 #include "whiteboard/zoom.h"
 
@@ -86,6 +88,8 @@ public:
     Board& Image() override { return mBoard; }
     void Refresh() override;
     void RefreshPicture(const Pixels& picture, QPoint at) override;
+    LivePictures& Live() override { return mLive; }
+    void LayInkAbove(bool above) override;
     void SettleSoon() override;
     void ShowBand(const RubberBand& band) override;
     QSize PointerSize() const override;
@@ -116,12 +120,16 @@ protected:
     void moveEvent(QMoveEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
 
 private:
     void Lost();
     QRect Seen() const;
     void Reveal(BoardPoint at);
     QRegion TakeChanged();
+    QRegion ShowStraight(const Pixels& picture, QPoint at, const QRegion& place);
+    const Board& ToShow(const QRegion& area, qreal scale);
+    void StopCeased();
     QRegion Uncovered() const;
     void PaintBand(QPainter& painter) const;
     QRegion BandRegion() const;
@@ -135,6 +143,9 @@ private:
 
     ProcessState& mState;
     Board mBoard;
+    LivePictures mLive;
+    std::unique_ptr<SeenBoard> mSeen;  // while ink lies above them
+    QBasicTimer mCeased;
     ScaledBoard mScaled;
     StraightPictures mStraight;
     RubberBand mBand;

@@ -4,6 +4,7 @@
 #include "base/meeting_screens.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
+#include "whiteboard/live_pictures.h"
 #include "whiteboard/mark_sink.h"
 #include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
@@ -99,6 +100,7 @@ void SettleBoard(ProcessState& state)
 void BoardBegins(ProcessState& state, quint64 ownUpTo)
 {
     TrappedFromAfar(state, "BoardBegins", [&] {
+        state.gMeetingForm->Board().Live().StopAll();
         SharedOf(state).Begin(ownUpTo, state.gMessenger->Handle(), Now(state));
         state.gMeetingForm->Panels().SetPanel(Panel::WBStatus, {});
         state.gMeetingForm->Board().Refresh();

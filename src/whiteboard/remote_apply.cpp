@@ -12,6 +12,7 @@
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/history.h"
+#include "whiteboard/ink_above.h"
 #include "whiteboard/own_work.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/tool_commands.h"
@@ -50,6 +51,7 @@ void RefuseDamaged(const std::optional<FieldError>& error)
 void ApplyDrawing(const Apply& apply, const MarkPtr& mark)
 {
     const GateHold hold(apply.state.ports.gate);
+    if (DrawsOf(*mark) == Draws::Clear) ClearLive(apply.state);
     SharedBoard& shared = SharedOf(apply.state);
     const Applied applied = shared.Take(mark, [&] {
         apply.Form().Board().Refresh();

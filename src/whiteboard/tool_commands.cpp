@@ -13,6 +13,7 @@
 #include "whiteboard/board.h"
 #include "whiteboard/board_fonts.h"
 #include "whiteboard/history.h"
+#include "whiteboard/ink_above.h"
 #include "whiteboard/own_work.h"
 #include "whiteboard/sending.h"
 #include "whiteboard/shapes.h"
@@ -38,6 +39,7 @@ void Clear(ProcessState& state)
     const MarkPtr mark = OwnMark(state, TagOf(RecordKind::Clear));
     const quint64 before = state.gMessenger->LastBoardPost();
     BeginOwn(state);
+    ClearLive(state);
     screen.Image().Clear();
     screen.Refresh();
     SendWBMessage(state, mark->record);
@@ -139,6 +141,7 @@ void App(ProcessState& state)
         state.gAppShareOn = false;
         state.gShareWindow = 0;
         if (tools.hooks.stopSharing) tools.hooks.stopSharing();
+        StopLive(state, {state.gMessenger->Handle(), kFrameApplication});
         StopMode(state, ToolKey::App);
         return;
     }
@@ -161,6 +164,7 @@ void Video(ProcessState& state)
     WhiteboardTools& tools = ToolsOf(state);
     if (state.gVideoOn) {
         state.gVideoOn = false;
+        StopLive(state, {state.gMessenger->Handle(), kFrameVideo});
         StopMode(state, ToolKey::Video);
         return;
     }

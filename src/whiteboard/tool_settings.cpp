@@ -8,6 +8,7 @@
 #include "text/text_rules.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/history.h"
+#include "whiteboard/ink_above.h"
 #include "whiteboard/own_work.h"
 #include "whiteboard/shapes.h"
 #include "whiteboard/tool_commands.h"
@@ -124,6 +125,7 @@ void LoadTools(ProcessState& state)
     LoadWidth(state);
     LoadFont(state, [](const SettingKey&) { return true; });
     SaveWBBuffer(state, state.gMessenger->Handle(), Now(state));
+    TakeInkSetting(state);
 }
 
 void ActivateTools(ProcessState& state)

@@ -17,6 +17,7 @@ QString InWords(const Decision& decision)
 {
     struct Words {
         QString operator()(const decision::Nothing&) { return u"nothing"_s; }
+        QString operator()(const decision::SharingEnded&) { return u"sharing ended"_s; }
         QString operator()(const decision::BoardRecord& r) { return u"board "_s + r.message; }
         QString operator()(const decision::FrameRate& r) { return u"rate %1"_s.arg(r.value); }
         QString operator()(const decision::ChatLine& l)
@@ -74,7 +75,7 @@ TEST(Dispatch, ReadsTheTagInFront)
         {u"[[ZUM_WB_CLEAR]]"_s, u"board [[ZUM_WB_CLEAR]]"_s},
         {u"[[zum_wb_pen]]3"_s, u"receipt, line [[zum_wb_pen]]3"_s},    // case counts
         {u" [[ZUM_WB_PEN]]3"_s, u"receipt, line  [[ZUM_WB_PEN]]3"_s},  // not in front
-        {u"[[ZUM_APP_SHARE_OFF]]"_s, u"nothing"_s},
+        {u"[[ZUM_APP_SHARE_OFF]]"_s, u"sharing ended"_s},
         {u"[[ZUM_VIDEO_ON]]x"_s, u"nothing"_s},
         {u"[[ZUM_VIDEO_OFF]]"_s, u"nothing"_s},
         {u"[[ZUM_INVITATION]]Join us"_s, u"receipt, line [[ZUM_INVITATION]]Join us"_s},

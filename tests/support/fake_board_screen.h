@@ -3,6 +3,7 @@
 
 #include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
+#include "whiteboard/live_pictures.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/whiteboard_tools.h"
 
@@ -21,6 +22,10 @@ public:
     Board& Image() override { return board; }
     void Refresh() override { ++refreshes; }
     void RefreshPicture(const Pixels&, QPoint) override { ++refreshes; }
+    LivePictures live;
+    bool inkAbove = false;
+    LivePictures& Live() override { return live; }
+    void LayInkAbove(bool above) override { inkAbove = above; }
     void ShowBand(const RubberBand& wanted) override { band = wanted; }
     QSize PointerSize() const override { return {32, 32}; }
     void MovePointer(BoardPoint topLeft) override { pointer = topLeft; }

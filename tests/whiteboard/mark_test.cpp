@@ -4,7 +4,9 @@
 
 #include <stdexcept>
 
+#include "whiteboard/found_ink.h"
 #include "whiteboard/marks.h"
+#include "whiteboard/seen_board.h"
 
 using namespace Qt::StringLiterals;
 
@@ -163,6 +165,12 @@ TEST(Marks, AListIsBoundedAndTheOldestBecomeAPicture)
     EXPECT_TRUE(history.Marks().Beneath());
     EXPECT_EQ(Redrawn(history.Marks()), board.Checksum());
     EXPECT_EQ(Redrawn(history.At(4).Marks), SumOf(history, 4));
+    LivePictures none;
+    FindInk(history, board, nullptr);  // of the oldest it is what is not white
+    const auto seen = [&] {
+        return SeenBoard(board, none).At(QRect(0, 0, kBoardWidth, kBoardHeight)).Checksum();
+    };
+    EXPECT_EQ(seen(), board.Checksum());
     ApplyMark(board, history, Made(u"[[ZUM_WB_PEN]]9/1/1400/90/1400/255"_s, u"bob"_s));
     const QString with = board.Checksum();
     for (int i = 0; i < 3; ++i) ApplyMark(board, history, TakenBack(i == 2 ? u"ann"_s : u"bob"_s));
@@ -170,6 +178,7 @@ TEST(Marks, AListIsBoundedAndTheOldestBecomeAPicture)
     EXPECT_EQ(history.Marks().Count(), 0u);
     EXPECT_TRUE(history.Marks().Beneath());  // what became a picture is nobody's any more
     EXPECT_EQ(Redrawn(history.Marks()), board.Checksum());
+    EXPECT_EQ(seen(), board.Checksum());
     MarkList endless;
     const MarkPtr one = dot(0);
     for (int i = 0; i < 1'000'000; ++i) endless.Add({one, {}});

@@ -2,8 +2,8 @@
 
 #include "whiteboard/own_work.h"
 
-#include "contract/picture_reader.h"
 #include "media/incoming_frames.h"
+#include "support/plain_picture.h"
 #include "whiteboard/client.h"
 #include "whiteboard/marks.h"
 #include "whiteboard/sending.h"
@@ -42,15 +42,6 @@ struct Person : Client {
     }
     PicturePtr picture;
     quint64 placed = 0;
-};
-
-class OnePicture final : public PictureReader {
-public:
-    explicit OnePicture(PicturePtr picture) : mPicture(std::move(picture)) {}
-    PicturePtr Read(const QByteArray&, int, int) const override { return mPicture; }
-
-private:
-    PicturePtr mPicture;
 };
 
 struct Room {

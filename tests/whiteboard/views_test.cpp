@@ -17,12 +17,16 @@
 #include <QUrl>
 #include <stdexcept>
 
+#include "settings/settings.h"
 #include "support/fixture.h"
 #include "ui/qt_clipboard.h"
 #include "whiteboard/board_controls.h"
 #include "whiteboard/board_input.h"
 #include "whiteboard/icons.h"
+#include "whiteboard/ink_above.h"
 #include "whiteboard/key_cursor.h"
+#include "whiteboard/marks.h"
+#include "whiteboard/own_work.h"
 #include "whiteboard/shapes.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_boxes.h"
@@ -45,10 +49,16 @@ struct Watch : QObject {
 struct FakeLiveScreen final : LiveScreen {
     bool able = false;
     QRegion shown;
-    bool Show(quint64, const Pixels&, QPoint, const QRegion& parts) override
+    QImage screen{680, 400, QImage::Format_RGB32};
+    bool Show(quint64, const Pixels& picture, QPoint at, const QRegion& parts) override
     {
-        if (able) shown = parts;
-        return able;
+        if (!able) return false;
+        shown += parts;
+        const QImage image(picture.data, picture.width, picture.height, picture.bytesPerLine,
+                           QImage::Format_RGB32);
+        QPainter painter(&screen);
+        for (const QRect& part : parts) painter.drawImage(part, image, part.translated(-at));
+        return true;
     }
 };
 
@@ -235,6 +245,67 @@ TEST(BoardView, LivePicturesGoPastTheToolkitWhichCatchesUp)
     EXPECT_EQ(show(true), QRegion());
     EXPECT_TRUE(w.live.shown.isEmpty());  // the display would show it at its own size
     EXPECT_EQ(w.draw.grab({150, 70, 1, 1}).toImage().pixelColor(0, 0), QColor(Qt::red));
+}
+
+TEST(BoardView, ShowsLivePicturesBeneathTheInkFromTheNextMomentOn)
+{
+    Window w;
+    Board& board = w.draw.Image();
+    const QRect place(280, 130, 90, 70);
+    QImage frame(place.size(), QImage::Format_RGB32);
+    frame.fill(Qt::red);
+    const auto draw = [&](const QString& record) {
+        SharedOf(w.state).Take(Made(record, u"bob"_s));
+        w.draw.Refresh();
+    };
+    const auto show = [&] {
+        const Pixels pixels{90, 70, 360, frame.constBits(), {}};
+        w.live.shown = {};
+        SharedOf(w.state).PaintLive([&](Board& both) { both.PaintLive(frame, place.topLeft()); });
+        PutLive(w.state, {u"bob"_s, 0}, pixels, place.topLeft());
+        w.draw.RefreshPicture(pixels, place.topLeft());
+        QApplication::processEvents();
+    };
+    const auto seen = [&](int x, int y) {
+        return QColor(w.draw.grab({x, y, 1, 1}).toImage().pixel(0, 0)).name();
+    };
+    const auto set = [&](const char* value) {
+        SaveSetting(w.state, keys::kInkAboveLive, QLatin1String(value));
+        TakeInkSetting(w.state);
+    };
+    draw(u"[[ZUM_WB_PEN]]4/250/140/310/140/%1"_s.arg(0x00ff00));
+    w.live.able = true;
+    show();
+    EXPECT_EQ(seen(300, 140), u"#ff0000"_s);  // as it is defined
+    const QString sum = board.Checksum();
+
+    set("1");
+    EXPECT_EQ(seen(300, 140), u"#00ff00"_s);  // with no picture more
+    EXPECT_EQ(seen(300, 150), u"#ff0000"_s);
+    EXPECT_EQ(seen(270, 140), u"#00ff00"_s);
+    frame.fill(Qt::yellow);
+    show();
+    EXPECT_EQ(w.live.shown, QRegion(place).translated(0, w.tool.height()));  // ink and all, past the toolkit
+    EXPECT_EQ(w.live.screen.copy(place.translated(0, w.tool.height())),
+              w.draw.grab(place).toImage().convertToFormat(QImage::Format_RGB32));
+    EXPECT_EQ(seen(300, 140), u"#00ff00"_s);
+    draw(u"[[ZUM_WB_PEN]]%1/300/140/300/140/%2"_s.arg(kEraseWidth).arg(kWhite));
+    EXPECT_EQ(seen(300, 140), u"#ffff00"_s);
+    EXPECT_EQ(seen(270, 140), u"#00ff00"_s);
+    w.draw.SetZoom(Zoom(50));
+    frame.fill(Qt::cyan);
+    show();
+    EXPECT_EQ(seen(160, 80), u"#00ffff"_s);
+    EXPECT_EQ(seen(132, 70), u"#00ff00"_s);
+    w.draw.SetZoom(Zoom());
+    StopLiveOf(w.state, u"bob"_s);
+    EXPECT_EQ(seen(350, 190), u"#ffffff"_s);
+
+    set("0");
+    EXPECT_EQ(w.draw.grab(place).toImage().convertToFormat(QImage::Format_RGB32), board.Image().copy(place));
+    EXPECT_NE(board.Checksum(), sum);
+    EXPECT_EQ(seen(350, 190), u"#00ffff"_s);  // where the definition leaves it
+    EXPECT_FALSE(board.KeepsInk());
 }
 
 TEST(BoardView, ScrollsWithinItsRangeAndNowhereElse)

@@ -12,6 +12,7 @@
 #include "settings/settings.h"
 #include "ui/lifecycle.h"
 #include "ui/media_controls.h"
+#include "whiteboard/ink_above.h"
 #include "whiteboard/tool_settings.h"
 
 using namespace Qt::StringLiterals;
@@ -41,6 +42,7 @@ const std::vector<Effect>& Effects()
          [](State& state, MediaControls&, const Changed&) { TakeFrameRate(state); }},
         {{&keys::kAppShareInterval},
          [](State& state, MediaControls&, const Changed&) { TakeShareInterval(state); }},
+        {{&keys::kInkAboveLive}, [](State& state, MediaControls&, const Changed&) { TakeInkSetting(state); }},
         {{&keys::kChatTimes},
          [](State& state, MediaControls&, const Changed&) { state.gMeetingForm->Chat().ReadTimesSetting(); }},
         {{&keys::kVoktalPort}, [](State& state, MediaControls&, const Changed&) { LoadVoktalPort(state); }},

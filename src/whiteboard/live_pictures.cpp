@@ -1,0 +1,142 @@
+#include "whiteboard/live_pictures.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "contract/messenger_service.h"
+#include "whiteboard/apply_mark.h"
+
+namespace {
+
+int KindOf(qint32 type)
+{
+    return type == kFrameVideo || type == kFrameApplication ? type : -1;
+}
+
+bool SameKind(const LiveSource& a, const LiveSource& b)
+{
+    return a.handle == b.handle && KindOf(a.type) == KindOf(b.type);
+}
+
+}  // namespace
+
+bool LivePictures::One::Ceased(Time now) const
+{
+    return now - last > std::max<Time::duration>(kCeases, 3 * gap);
+}
+
+void LivePictures::Put(const LiveSource& source, const Pixels& pixels, QPoint at, Time now)
+{
+    auto one = Find(source);
+    if (one == mPictures.end()) {
+        mPictures.push_back({source, {}, nullptr, at, now});
+        one = mPictures.end() - 1;
+    }
+    const QRect before = one->Place();
+    one->image = AsImage(pixels);
+    one->pixels = pixels.data;
+    one->at = at;
+    one->gap = now - one->last;
+    one->last = now;
+    mChanged += (QRegion(before) + one->Place()) - AboveIt(one);
+    Bound(source);
+}
+
+void LivePictures::Bound(const LiveSource& kept)
+{
+    const auto bytes = [this] {
+        qsizetype all = 0;
+        for (const One& one : mPictures) all += one.image.sizeInBytes();
+        return all;
+    };
+    while (mPictures.size() > 1 && (mPictures.size() > kMost || bytes() > kMostBytes)) {
+        const auto rank = [&](const One& one) { return std::pair(SameKind(one.source, kept), one.last); };
+        const auto oldest = std::ranges::min_element(mPictures, {}, rank);
+        mChanged += oldest->Place();
+        mPictures.erase(oldest);
+    }
+}
+
+template <class Which>
+std::vector<LiveSource> LivePictures::StopThose(Which which)
+{
+    std::vector<LiveSource> gone;
+    for (const One& one : mPictures) {
+        if (!which(one)) continue;
+        gone.push_back(one.source);
+        mChanged += one.Place();
+    }
+    std::erase_if(mPictures, which);
+    return gone;
+}
+
+bool LivePictures::Stop(const LiveSource& source)
+{
+    return !StopThose([&](const One& one) { return SameKind(one.source, source); }).empty();
+}
+
+void LivePictures::StopAllOf(const QString& handle)
+{
+    StopThose([&](const One& one) { return one.source.handle == handle; });
+}
+
+void LivePictures::StopAll()
+{
+    StopThose([](const One&) { return true; });
+}
+
+std::vector<LiveSource> LivePictures::StopCeased(Time now)
+{
+    return StopThose(
+        [now](const One& one) { return one.source.type != kFrameApplication && one.Ceased(now); });
+}
+
+void LivePictures::StopAtClear(Time now)
+{
+    StopThose([now](const One& one) { return one.Ceased(now); });
+}
+
+QRegion LivePictures::Places() const
+{
+    QRegion places;
+    for (const One& one : mPictures) places += one.Place();
+    return places;
+}
+
+QRegion LivePictures::Above(const Pixels& pixels) const
+{
+    return AboveIt(std::ranges::find(mPictures, pixels.data, &One::pixels));
+}
+
+QRegion LivePictures::AboveIt(std::vector<One>::const_iterator one) const
+{
+    QRegion above;
+    if (one != mPictures.end())
+        for (++one; one != mPictures.end(); ++one) above += one->Place();
+    return above;
+}
+
+void LivePictures::CopyTo(QRgb* tile, int number) const
+{
+    const QRect place = TileRect(number);
+    for (const One& one : mPictures) {
+        const QRect part = place & one.Place();
+        const std::size_t bytes = std::size_t(part.width()) * sizeof(QRgb);
+        for (int y = part.top(); y <= part.bottom(); ++y)
+            std::memcpy(tile + (y - place.top()) * kTileSide + part.left() - place.left(),
+                        one.image.constScanLine(y - one.at.y()) +
+                            std::size_t(part.left() - one.at.x()) * sizeof(QRgb),
+                        bytes);
+    }
+}
+
+QRegion LivePictures::TakeChanged()
+{
+    return std::exchange(mChanged, {});
+}
+
+LivePictures::Spot LivePictures::Find(const LiveSource& source)
+{
+    return std::ranges::find_if(mPictures, [&](const One& one) { return SameKind(one.source, source); });
+}

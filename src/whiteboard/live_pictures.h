@@ -1,0 +1,74 @@
+#pragma once
+// The live pictures of a meeting by themselves: cameras, shared windows, whatever else is sent as a picture
+// that moves. They lie on each other in the order in which they began. A rule: no window, no clock.
+// User-interface thread only.
+
+#include <QImage>
+#include <QRegion>
+#include <QString>
+#include <chrono>
+#include <vector>
+
+#include "contract/picture.h"
+
+/// Whose picture, and of which kind: kFrameVideo, kFrameApplication, or another number, which are all one
+/// kind.
+struct LiveSource {
+    QString handle;
+    qint32 type;
+};
+
+class LivePictures {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+    static constexpr std::size_t kMost = 64;
+    static constexpr qsizetype kMostBytes = 256 * 1024 * 1024;
+    /// A picture that nothing has come of for so long, and for three times as long as the last one took, has
+    /// ceased. Nobody is told when a camera stops.
+    static constexpr std::chrono::seconds kCeases{5};
+
+    /// From now on it looks like this, there. Beyond the bounds the one that nothing came of for longest
+    /// goes.
+    void Put(const LiveSource& source, const Pixels& pixels, QPoint at, Time now);
+    /// False: there was none.
+    bool Stop(const LiveSource& source);
+    /// All of that attendee's.
+    void StopAllOf(const QString& handle);
+    void StopAll();
+    /// Those that have ceased, apart from windows, which send nothing while others are in front of them.
+    std::vector<LiveSource> StopCeased(Time now);
+    /// Windows, too.
+    void StopAtClear(Time now);
+
+    bool Empty() const { return mPictures.empty(); }
+    /// Where something is, board pixels.
+    QRegion Places() const;
+    /// Where others lie on the one with these pixels.
+    QRegion Above(const Pixels& pixels) const;
+    /// Lays what there is of them on a tile, row by row.
+    void CopyTo(QRgb* tile, int number) const;
+    /// What looks different since the last call, board pixels.
+    QRegion TakeChanged();
+
+private:
+    struct One {
+        LiveSource source;
+        QImage image;
+        const uchar* pixels;  // as they came; to know it by
+        QPoint at;
+        Time last;
+        Time::duration gap{};
+        QRect Place() const { return {at, image.size()}; }
+        bool Ceased(Time now) const;
+    };
+    using Spot = std::vector<One>::iterator;
+
+    template <class Which>
+    std::vector<LiveSource> StopThose(Which which);
+    Spot Find(const LiveSource& source);
+    QRegion AboveIt(std::vector<One>::const_iterator one) const;
+    void Bound(const LiveSource& kept);
+
+    std::vector<One> mPictures;  // the last is on top
+    QRegion mChanged;
+};
