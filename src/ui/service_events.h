@@ -37,6 +37,7 @@ public:
     {
         if (onBoardBegins) onBoardBegins();
         ::BoardBegins(mState, ownUpTo);
+        TakeInkSetting(mState);  // it may be another configuration's
     }
     void OwnPlaced(quint64 post) override { OwnBecame(mState, OwnFate::Placed, post); }
     void OwnPassed(quint64 upTo) override { OwnBecame(mState, OwnFate::Passed, upTo); }

@@ -48,10 +48,10 @@ QImage SeeThrough()
     return image;
 }
 
-/// One row of a tile over another, both premultiplied. `covers`: how much of that it hides, Erase included.
-void LayInkOver(QRgb* row, const QRgb* ink, const QRgb* covers)
+/// Premultiplied pixels over others. `covers`: how much of those they hide, Erase included.
+void LayInkOver(QRgb* row, const QRgb* ink, const QRgb* covers, int count)
 {
-    for (int x = 0; x < kTileSide; ++x) {
+    for (int x = 0; x < count; ++x) {
         const int through = 255 - qAlpha(covers[x]);
         if (through == 255) continue;
         const auto mix = [through](int over, int under) { return over + (under * through + 127) / 255; };
@@ -61,9 +61,8 @@ void LayInkOver(QRgb* row, const QRgb* ink, const QRgb* covers)
     }
 }
 
-}  // namespace
-
-void LayOver(QRgb* row, const QRgb* top)
+/// One row of a tile, what is on top premultiplied.
+void LayTileRow(QRgb* row, const QRgb* top)
 {
     QRgb all[kTileSide], partly = 0;
     for (int x = 0; x < kTileSide; ++x) {  // ink covers or it does not, but for text: without a branch
@@ -72,9 +71,16 @@ void LayOver(QRgb* row, const QRgb* top)
         partly |= ((top[x] >> 24) + 1) & 0xfe;
     }
     if (partly)
-        LayInkOver(row, top, top);
+        LayInkOver(row, top, top, kTileSide);
     else
         std::memcpy(row, all, sizeof all);
+}
+
+}  // namespace
+
+void LayOver(QRgb* row, const QRgb* top, int count)
+{
+    LayInkOver(row, top, top, count);
 }
 
 QRect TileRect(int tile)
@@ -313,7 +319,7 @@ bool Board::TakeTile(int tile, const Board& from, const Board* ink)
     for (int y = place.top(); y <= place.bottom(); ++y) {
         QRgb row[kTileSide];
         std::memcpy(row, source.constScanLine(y) + left, bytes);
-        if (over) LayOver(row, reinterpret_cast<const QRgb*>(over->constScanLine(y) + left));
+        if (over) LayTileRow(row, reinterpret_cast<const QRgb*>(over->constScanLine(y) + left));
         uchar* const to = image.scanLine(y) + left;
         if (std::memcmp(to, row, bytes) == 0) continue;
         std::memcpy(to, row, bytes);
@@ -344,7 +350,7 @@ bool Board::TakeInkTile(int tile, const Board& from, const Board* ink)
     for (int y = place.top(); y <= place.bottom(); ++y) {
         QRgb row[kTileSide];
         std::memcpy(row, at(from.mInk, y), bytes);
-        if (ink) LayInkOver(row, at(ink->mInk, y), at(ink->mImage, y));
+        if (ink) LayInkOver(row, at(ink->mInk, y), at(ink->mImage, y), kTileSide);
         if (std::memcmp(at(mInk, y), row, bytes) == 0) continue;
         std::memcpy(mInk.scanLine(y) + left, row, bytes);
         differs = true;

@@ -126,8 +126,8 @@ private:
 };
 
 QRect TileRect(int tile);
-/// Lays one row of a tile, premultiplied, over another.
-void LayOver(QRgb* row, const QRgb* top);
+/// Lays `count` pixels, premultiplied, over others.
+void LayOver(QRgb* row, const QRgb* top, int count);
 /// All pixels of these tiles.
 QRegion RegionOf(const TileSet& tiles);
 /// The tiles that `area` touches; what of it lies outside the board counts nothing.

@@ -215,24 +215,24 @@ void BoardView::SettleSoon()
 
 void BoardView::RefreshPicture(const Pixels& picture, QPoint at)
 {
+    if (mSeen && !mCeased.isActive()) mCeased.start(kCeasedMilliseconds, this);
     if (!mZoom.IsOwnSize()) return Refresh();
     QRegion changed = TakeChanged();
     const QRegion place =
         (changed & QRect(at, QSize(picture.width, picture.height))) - childrenRegion() - BandRegion();
-    update(changed - ShowStraight(picture, at, place));
+    if (!place.isEmpty() && mStraight.Show(PartsOf(picture, at, place), place)) changed -= place;
+    update(changed);
 }
 
-/// Returns what of the place was shown.
-QRegion BoardView::ShowStraight(const Pixels& picture, QPoint at, const QRegion& place)
+/// What the place shows of that picture, and what of the ink and others above it.
+std::vector<LivePart> BoardView::PartsOf(const Pixels& picture, QPoint at, const QRegion& place)
 {
-    if (!mSeen) return mStraight.Show(picture, at, place) ? place : QRegion();
-    const QRegion hidden = place & mSeen->Hidden(picture), bare = place - hidden;
-    QRegion shown;
-    if (!bare.isEmpty() && mStraight.Show(picture, at, bare)) shown = bare;
-    if (hidden.isEmpty() || !mSeen->Memory().memory) return shown;
-    mSeen->At(hidden);
-    if (mStraight.Show(mSeen->Memory(), {0, 0}, hidden)) shown += hidden;
-    return shown;
+    if (!mSeen) return {{picture, at, place}};
+    const QRegion hidden = place & mSeen->Hidden(picture, place);
+    std::vector<LivePart> parts;
+    if (hidden != place) parts.push_back({picture, at, place - hidden});
+    if (!hidden.isEmpty()) parts.push_back({mSeen->Laid(hidden), {0, 0}, hidden});
+    return parts;
 }
 
 void BoardView::LayInkAbove(bool above)
@@ -240,25 +240,22 @@ void BoardView::LayInkAbove(bool above)
     if (above == bool(mSeen)) return;
     mSeen = above ? std::make_unique<SeenBoard>(mBoard, mLive) : nullptr;
     mScaled.Outdate(QRect(0, 0, kBoardWidth, kBoardHeight));
-    if (above) {
-        StopCeased();
-        mCeased.start(kCeasedMilliseconds, this);
-    } else {
-        mCeased.stop();
-    }
+    mCeased.stop();
+    if (above) WatchCeased();
     update();
     TraceEvent(mState, "ink_above", {{u"on"_s, above}});
 }
 
-void BoardView::StopCeased()
+void BoardView::WatchCeased()
 {
     for (const LiveSource& gone : mLive.StopCeased(std::chrono::steady_clock::now()))
         TraceEvent(mState, "live_ceased", {{u"from"_s, gone.handle}, {u"type"_s, gone.type}});
+    mLive.Empty() ? mCeased.stop() : mCeased.start(kCeasedMilliseconds, this);
 }
 
 void BoardView::timerEvent(QTimerEvent*)
 {
-    StopCeased();
+    WatchCeased();
     Refresh();
 }
 

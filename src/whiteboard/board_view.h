@@ -127,9 +127,9 @@ private:
     QRect Seen() const;
     void Reveal(BoardPoint at);
     QRegion TakeChanged();
-    QRegion ShowStraight(const Pixels& picture, QPoint at, const QRegion& place);
+    std::vector<LivePart> PartsOf(const Pixels& picture, QPoint at, const QRegion& place);
     const Board& ToShow(const QRegion& area, qreal scale);
-    void StopCeased();
+    void WatchCeased();
     QRegion Uncovered() const;
     void PaintBand(QPainter& painter) const;
     QRegion BandRegion() const;

@@ -3,6 +3,7 @@
 #include "base/meeting_screens.h"
 #include "base/report.h"
 #include "settings/settings.h"
+#include "whiteboard/board.h"
 #include "whiteboard/board_screen.h"
 #include "whiteboard/own_work.h"
 
@@ -12,6 +13,7 @@ void TakeInkSetting(ProcessState& state)
 {
     const bool above = FlagSetting(state, keys::kInkAboveLive);
     BoardScreen& screen = state.gMeetingForm->Board();
+    if (above == screen.Image().KeepsInk()) return;
     screen.LayInkAbove(false);  // looks at the ink no more
     SharedOf(state).KeepInk(above);
     screen.LayInkAbove(above);

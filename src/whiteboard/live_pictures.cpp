@@ -1,7 +1,6 @@
 #include "whiteboard/live_pictures.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "contract/messenger_service.h"
@@ -117,17 +116,14 @@ QRegion LivePictures::AboveIt(std::vector<One>::const_iterator one) const
     return above;
 }
 
-void LivePictures::CopyTo(QRgb* tile, int number) const
+void LivePictures::CopyRow(QRgb* row, int x, int y, int count) const
 {
-    const QRect place = TileRect(number);
     for (const One& one : mPictures) {
-        const QRect part = place & one.Place();
-        const std::size_t bytes = std::size_t(part.width()) * sizeof(QRgb);
-        for (int y = part.top(); y <= part.bottom(); ++y)
-            std::memcpy(tile + (y - place.top()) * kTileSide + part.left() - place.left(),
-                        one.image.constScanLine(y - one.at.y()) +
-                            std::size_t(part.left() - one.at.x()) * sizeof(QRgb),
-                        bytes);
+        const int line = y - one.at.y(), from = std::max(x, one.at.x());
+        const int to = std::min(x + count, one.at.x() + one.image.width());
+        if (line < 0 || line >= one.image.height() || from >= to) continue;
+        const auto* pixels = reinterpret_cast<const QRgb*>(one.image.constScanLine(line));
+        std::copy(pixels + from - one.at.x(), pixels + to - one.at.x(), row + from - x);
     }
 }
 

@@ -45,8 +45,8 @@ public:
     QRegion Places() const;
     /// Where others lie on the one with these pixels.
     QRegion Above(const Pixels& pixels) const;
-    /// Lays what there is of them on a tile, row by row.
-    void CopyTo(QRgb* tile, int number) const;
+    /// Puts what there is of them on `count` board pixels from (x, y) to the right.
+    void CopyRow(QRgb* row, int x, int y, int count) const;
     /// What looks different since the last call, board pixels.
     QRegion TakeChanged();
 

@@ -1,6 +1,7 @@
 #include "whiteboard/seen_board.h"
 
 #include <algorithm>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -31,15 +32,9 @@ QImage Around(const Pixels& room)
                   QImage::Format_RGB32);
 }
 
-bool HasInk(const QImage& ink, int tile)
+const QRgb* RowOf(const QImage& image, int x, int y)
 {
-    const QRect place = TileRect(tile);
-    QRgb any = 0;
-    for (int y = place.top(); y <= place.bottom() && any == 0; ++y) {
-        const auto* row = reinterpret_cast<const QRgb*>(ink.constScanLine(y)) + place.left();
-        for (int x = 0; x < kTileSide; ++x) any |= row[x];
-    }
-    return any != 0;
+    return reinterpret_cast<const QRgb*>(image.constScanLine(y)) + x;
 }
 
 }  // namespace
@@ -62,12 +57,28 @@ void SeenBoard::Follow()
     const QRegion moved = mLive.TakeChanged();
     if (ink.any()) {
         for (int tile = 0; tile < kTileCount; ++tile)
-            if (ink[std::size_t(tile)]) mInked[std::size_t(tile)] = HasInk(mBoard.Ink(), tile);
-        mInk = RegionOf(mInked);
+            if (ink[std::size_t(tile)]) FindInk(tile);
         mChanged += RegionOf(ink);
     }
     mStale |= ink | TilesOf(moved);
     mChanged += moved;
+}
+
+void SeenBoard::FindInk(int tile)
+{
+    const QPoint corner = TileRect(tile).topLeft();
+    for (int strip = 0; strip < kStrips; ++strip) {
+        QRgb any[kTileSide] = {};
+        for (int y = 0; y < kStripHeight; ++y) {
+            const QRgb* row = RowOf(mBoard.Ink(), corner.x(), corner.y() + strip * kStripHeight + y);
+            for (int x = 0; x < kTileSide; ++x) any[x] |= row[x];
+        }
+        const auto inked = [](QRgb pixels) { return pixels != 0; };
+        const auto first = std::find_if(std::begin(any), std::end(any), inked);
+        auto end = std::end(any);
+        while (end != first && !inked(*(end - 1))) --end;
+        mInk[std::size_t(tile)][std::size_t(strip)] = {int(first - any), int(end - any)};
+    }
 }
 
 const Board& SeenBoard::At(const QRegion& area)
@@ -83,20 +94,59 @@ const Board& SeenBoard::At(const QRegion& area)
 
 void SeenBoard::Make(int tile)
 {
+    const QRect place = TileRect(tile);
     QRgb pixels[kTileSide * kTileSide];
-    std::fill(std::begin(pixels), std::end(pixels), qRgb(255, 255, 255));
-    mLive.CopyTo(pixels, tile);
-    if (mInked[std::size_t(tile)]) {
-        const QRect place = TileRect(tile);
-        for (int row = 0; row < kTileSide; ++row)
-            LayOver(
-                pixels + row * kTileSide,
-                reinterpret_cast<const QRgb*>(mBoard.Ink().constScanLine(place.top() + row)) + place.left());
-    }
+    for (int row = 0; row < kTileSide; ++row)
+        LayRow(pixels + row * kTileSide, place.left(), place.top() + row, kTileSide);
     mSeen.PutTile(tile, pixels);
 }
 
-QRegion SeenBoard::Hidden(const Pixels& picture) const
+const Pixels& SeenBoard::Laid(const QRegion& area)
 {
-    return mInk + mLive.Above(picture);
+    if (!mMemory.memory) return mMemory;
+    auto* const to = static_cast<uchar*>(mMemory.memory->Data());
+    for (const QRect& rect : area& QRect(0, 0, kBoardWidth, kBoardHeight)) {
+        QRgb row[kBoardWidth];  // the display may be reading: it sees a row of before or of now
+        const std::size_t bytes = std::size_t(rect.width()) * sizeof(QRgb);
+        for (int y = rect.top(); y <= rect.bottom(); ++y) {
+            LayRow(row, rect.left(), y, rect.width());
+            std::memcpy(to + y * mMemory.bytesPerLine + rect.left() * qsizetype(sizeof(QRgb)), row, bytes);
+        }
+    }
+    return mMemory;
+}
+
+void SeenBoard::LayRow(QRgb* row, int x, int y, int count) const
+{
+    std::fill(row, row + count, qRgb(255, 255, 255));
+    mLive.CopyRow(row, x, y, count);
+    LayOver(row, RowOf(mBoard.Ink(), x, y), count);
+}
+
+QRegion SeenBoard::Hidden(const Pixels& picture, const QRegion& area) const
+{
+    return InkIn(area.boundingRect() & QRect(0, 0, kBoardWidth, kBoardHeight)) + mLive.Above(picture);
+}
+
+/// The strips that have ink, row by row as a region keeps them.
+QRegion SeenBoard::InkIn(const QRect& area) const
+{
+    if (area.isEmpty()) return {};
+    std::vector<QRect> rects;
+    const int left = area.left() / kTileSide, right = area.right() / kTileSide;
+    for (int y = area.top() / kStripHeight * kStripHeight; y <= area.bottom(); y += kStripHeight) {
+        for (int column = left; column <= right; ++column) {
+            const Span span = mInk[std::size_t(y / kTileSide * kTilesAcross + column)]
+                                  [std::size_t(y % kTileSide / kStripHeight)];
+            if (span.from >= span.to) continue;
+            const int from = column * kTileSide + span.from, to = column * kTileSide + span.to;
+            if (!rects.empty() && rects.back().top() == y && rects.back().right() + 1 == from)
+                rects.back().setRight(to - 1);
+            else
+                rects.emplace_back(from, y, to - from, kStripHeight);
+        }
+    }
+    QRegion region;
+    region.setRects(rects.data(), int(rects.size()));
+    return region;
 }

@@ -2,6 +2,8 @@
 // What is seen of a board whose ink lies above live pictures: white, the pictures, the ink. Made tile by tile
 // when somebody looks, in memory that the display can be shown. User-interface thread only.
 
+#include <array>
+
 #include "whiteboard/board.h"
 #include "whiteboard/live_pictures.h"
 
@@ -14,14 +16,20 @@ public:
     QRegion TakeChanged();
     /// As it looks now in `area`; elsewhere, as it once did.
     const Board& At(const QRegion& area);
-    /// All of what At gives. Its memory is null where the display cannot be shown it.
-    const Pixels& Memory() const { return mMemory; }
-    /// Where one does not see the picture with these pixels alone.
-    QRegion Hidden(const Pixels& picture) const;
+    /// The same for the display, by the pixel; the picture is the whole board's. Without memory to be had,
+    /// null.
+    const Pixels& Laid(const QRegion& area);
+    /// Where in `area` one does not see the picture with these pixels alone.
+    QRegion Hidden(const Pixels& picture, const QRegion& area) const;
 
 private:
+    static constexpr int kStripHeight = 8, kStrips = kTileSide / kStripHeight;
+
     void Follow();
+    void FindInk(int tile);
     void Make(int tile);
+    void LayRow(QRgb* row, int x, int y, int count) const;
+    QRegion InkIn(const QRect& area) const;
 
     Board& mBoard;
     LivePictures& mLive;
@@ -29,6 +37,9 @@ private:
     Board mSeen;
     QRegion mChanged;
     TileSet mStale;
-    TileSet mInked;
-    QRegion mInk;  // all of those tiles
+    /// Where a strip of a tile has ink, in pixels of the tile; empty: `from` is not before `to`.
+    struct Span {
+        int from = 0, to = 0;
+    };
+    std::array<std::array<Span, kStrips>, kTileCount> mInk{};
 };

@@ -9,18 +9,22 @@ constexpr int kQuietMilliseconds = 1000;
 
 }  // namespace
 
-bool StraightPictures::Show(const Pixels& picture, QPoint at, const QRegion& parts)
+bool StraightPictures::Show(std::vector<LivePart> parts, const QRegion& place)
 {
     QWindow* window = mWidget.window()->windowHandle();
     if (!mScreen || !window || !window->isExposed() || mWidget.devicePixelRatioF() != 1) return false;
     const QPoint corner = mWidget.mapTo(mWidget.window(), QPoint(0, 0));
-    if (!mScreen->Show(window->winId(), picture, at + corner, parts.translated(corner))) return false;
+    for (LivePart& part : parts) {
+        part.at += corner;
+        part.area.translate(corner);
+    }
+    if (!mScreen->Show(window->winId(), parts)) return false;
     if (window != mWindow) {
         if (mWindow) mWindow->removeEventFilter(this);
         mWindow = window;
         window->installEventFilter(this);
     }
-    mBehind += parts;
+    mBehind += place;
     mShownSince = true;
     if (!mQuiet.isActive()) mQuiet.start(kQuietMilliseconds, this);
     return true;

@@ -16,9 +16,9 @@ public:
     /// Both outlive this; without a screen nothing is shown.
     StraightPictures(QWidget& widget, LiveScreen* screen) : mWidget(widget), mScreen(screen) {}
 
-    /// Shows `parts` of the picture with its corner at `at`; both in pixels of the widget, which paints the
-    /// same when asked. False: it could not.
-    bool Show(const Pixels& picture, QPoint at, const QRegion& parts);
+    /// Shows `parts`, all of `place`, in pixels of the widget, which paints the same when asked. False: it
+    /// could not.
+    bool Show(std::vector<LivePart> parts, const QRegion& place);
     /// The widget has painted that.
     void Painted(const QRegion& region);
     /// Soon the buffer has everything. For when its pixels move with the widget.

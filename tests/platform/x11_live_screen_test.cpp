@@ -61,11 +61,11 @@ TEST_F(LiveScreenTest, ShowsThePartsAndKeepsTheMemoryUntilTheyAreShown)
     Pixels red = Picture(0xffff0000);
     const std::weak_ptr<const void> memory = red.owner;
     const quint64 serial = red.memory->Serial();
-    ASSERT_TRUE(live.Show(window, red, {30, 40}, left));
+    ASSERT_TRUE(live.Show(window, {{red, {30, 40}, left}}));
     red = {};
     EXPECT_FALSE(memory.expired());
     EXPECT_TRUE(Seen({31, 41}, 0xff0000) && Seen({89, 119}, 0xff0000));
-    ASSERT_TRUE(live.Show(window, Picture(0xff00ff00), {-20, 0}, QRegion(0, 0, 10, 10)));
+    ASSERT_TRUE(live.Show(window, {{Picture(0xff00ff00), {-20, 0}, QRegion(0, 0, 10, 10)}}));
     EXPECT_TRUE(Seen({9, 9}, 0x00ff00) && Seen({89, 119}, 0xff0000) && Seen({91, 41}, 0));
     EXPECT_TRUE(memory.expired());
     EXPECT_EQ(Picture(0).memory->Serial(), serial);
@@ -78,16 +78,16 @@ TEST_F(LiveScreenTest, LeavesToTheToolkitWhatItCannotShow)
     Pixels plain = Picture(0);
     plain.memory = nullptr;
     const QRegion all(0, 0, 10, 10);
-    EXPECT_FALSE(live.Show(other.id, Picture(0), {}, all));
+    EXPECT_FALSE(live.Show(other.id, {{Picture(0), {}, all}}));
     const xcb_window_t window = OwnWindow();
-    EXPECT_FALSE(live.Show(window, plain, {}, all));
-    EXPECT_FALSE(X11LiveScreen(":65000").Show(window, Picture(0), {}, all));
-    ASSERT_TRUE(live.Show(window, Picture(0xffff0000), {}, all));
+    EXPECT_FALSE(live.Show(window, {{plain, {}, all}}));
+    EXPECT_FALSE(X11LiveScreen(":65000").Show(window, {{Picture(0), {}, all}}));
+    ASSERT_TRUE(live.Show(window, {{Picture(0xffff0000), {}, all}}));
     EXPECT_TRUE(Seen({5, 5}, 0xff0000));
     xcb_destroy_window(desk.Raw(), window);
     free(xcb_get_input_focus_reply(desk.Raw(), xcb_get_input_focus(desk.Raw()), nullptr));
-    live.Show(window, Picture(0), {}, all);  // nobody can know yet
-    EXPECT_TRUE(desk.Until([&] { return !live.Show(window, Picture(0), {}, all); }));
-    EXPECT_TRUE(live.Show(OwnWindow(), Picture(0xff00ff00), {}, all));
+    live.Show(window, {{Picture(0), {}, all}});  // nobody can know yet
+    EXPECT_TRUE(desk.Until([&] { return !live.Show(window, {{Picture(0), {}, all}}); }));
+    EXPECT_TRUE(live.Show(OwnWindow(), {{Picture(0xff00ff00), {}, all}}));
     EXPECT_TRUE(Seen({5, 5}, 0x00ff00));
 }

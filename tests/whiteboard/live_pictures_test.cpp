@@ -1,6 +1,8 @@
 // Live pictures beneath the ink: what lies where, what goes when, and what is seen of a board with both.
 #include <gtest/gtest.h>
 
+#include <QPainter>
+
 #include "contract/messenger_service.h"
 #include "support/plain_picture.h"
 #include "whiteboard/found_ink.h"
@@ -11,7 +13,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr QRgb kRed = 0xffff0000, kGreen = 0xff00ff00, kBlue = 0xff0000ff, kPaper = 0xffffffff;
+constexpr QRgb kRedPixel = 0xffff0000, kGreenPixel = 0xff00ff00, kBluePixel = 0xff0000ff, kPaper = 0xffffffff;
 
 /// A board of which somebody sees the live pictures beneath.
 struct Viewer {
@@ -41,74 +43,94 @@ struct Viewer {
 TEST(LivePictures, LieOnEachOtherAsTheyBeganAndBeneathTheInk)
 {
     Viewer v;
-    v.Frame(u"bob"_s, kRed, {100, 100});
-    v.Frame(u"eve"_s, kGreen, {150, 150});
-    v.Frame(u"bob"_s, kRed, {100, 100});  // the later frame does not come to lie above
-    EXPECT_EQ(v.At(160, 160), kGreen);
-    EXPECT_EQ(v.At(149, 160), kRed);
+    v.Frame(u"bob"_s, kRedPixel, {100, 100});
+    v.Frame(u"eve"_s, kGreenPixel, {150, 150});
+    v.Frame(u"bob"_s, kRedPixel, {100, 100});  // the later frame does not come to lie above
+    EXPECT_EQ(v.At(160, 160), kGreenPixel);
+    EXPECT_EQ(v.At(149, 160), kRedPixel);
     EXPECT_EQ(v.At(250, 250), kPaper);
     v.seen->TakeChanged();
-    v.Frame(u"bob"_s, kRed, {100, 100});
+    v.Frame(u"bob"_s, kRedPixel, {100, 100});
     EXPECT_EQ(v.seen->TakeChanged(), QRegion(100, 100, 100, 100) - QRect(150, 150, 50, 50));
 
     v.Apply(u"[[ZUM_WB_PEN]]8/50/160/300/160/%1"_s.arg(0xff0000));
-    EXPECT_EQ(v.At(120, 160), kBlue);
-    EXPECT_EQ(v.At(180, 160), kBlue);
-    v.Frame(u"eve"_s, kGreen, {150, 150}, 50);  // smaller now: what it covered can be seen again
-    EXPECT_EQ(v.At(180, 160), kBlue);
-    EXPECT_EQ(v.At(180, 190), kGreen);
+    EXPECT_EQ(v.At(120, 160), kBluePixel);
+    EXPECT_EQ(v.At(180, 160), kBluePixel);
+    v.Frame(u"eve"_s, kGreenPixel, {150, 150}, 50);  // smaller now: what it covered can be seen again
+    EXPECT_EQ(v.At(180, 160), kBluePixel);
+    EXPECT_EQ(v.At(180, 190), kGreenPixel);
     EXPECT_EQ(v.At(220, 220), kPaper);
-    v.Frame(u"bob"_s, kRed, {2000, 1500});  // moved, in part beside the board
+    v.Frame(u"bob"_s, kRedPixel, {2000, 1500});  // moved, in part beside the board
     EXPECT_EQ(v.At(120, 120), kPaper);
-    EXPECT_EQ(v.At(120, 160), kBlue);
-    EXPECT_EQ(v.At(2047, 1535), kRed);
-    v.Frame(u"bob"_s, kRed, {-30000, 32767});
+    EXPECT_EQ(v.At(120, 160), kBluePixel);
+    EXPECT_EQ(v.At(2047, 1535), kRedPixel);
+    v.Frame(u"bob"_s, kRedPixel, {-30000, 32767});
     EXPECT_EQ(v.At(2047, 1535), kPaper);
 }
 
 TEST(LivePictures, EraseAndClearTakeInkAlone)
 {
     Viewer v;
-    v.Frame(u"bob"_s, kRed, {100, 100});
+    v.Frame(u"bob"_s, kRedPixel, {100, 100});
     v.Apply(u"[[ZUM_WB_PEN]]8/50/120/300/120/%1"_s.arg(0xff0000));
     v.Apply(u"[[ZUM_WB_PEN]]8/50/150/300/150/%1"_s.arg(kWhite));
     v.Apply(u"[[ZUM_WB_PEN]]%1/80/120/120/120/%2"_s.arg(kEraseWidth).arg(kWhite));  // across the border
     EXPECT_EQ(v.At(90, 120), kPaper);
-    EXPECT_EQ(v.At(110, 120), kRed);
-    EXPECT_EQ(v.At(180, 120), kBlue);
+    EXPECT_EQ(v.At(110, 120), kRedPixel);
+    EXPECT_EQ(v.At(180, 120), kBluePixel);
     EXPECT_EQ(v.At(180, 150), kPaper);  // white ink hides
-    v.Frame(u"bob"_s, kGreen, {100, 100});
-    EXPECT_EQ(v.At(110, 120), kGreen);
+    v.Frame(u"bob"_s, kGreenPixel, {100, 100});
+    EXPECT_EQ(v.At(110, 120), kGreenPixel);
     EXPECT_EQ(v.At(180, 150), kPaper);
     ApplyMark(v.board, v.history, PictureMark(20, kPaper, {170, 170}));  // a picture is drawn
     EXPECT_EQ(v.At(175, 175), kPaper);
     v.Apply(u"[[ZUM_WB_CLEAR]]"_s);
-    for (const int y : {120, 150, 175}) EXPECT_EQ(v.At(180, y), kGreen);
+    for (const int y : {120, 150, 175}) EXPECT_EQ(v.At(180, y), kGreenPixel);
     v.Apply(u"[[ZUM_WB_UNDO]]"_s);
-    EXPECT_EQ(v.At(110, 120), kGreen);
-    EXPECT_EQ(v.At(180, 120), kBlue);
+    EXPECT_EQ(v.At(110, 120), kGreenPixel);
+    EXPECT_EQ(v.At(180, 120), kBluePixel);
     EXPECT_EQ(v.At(180, 150), kPaper);
-    // Where one sees less than the whole picture is known to the pixel's tile.
-    const Pixels far = PlainPicture(64, 64, kRed)->pixels;
-    v.live.Put({u"eve"_s, kFrameVideo}, far, {1024, 640}, v.now);
+}
+
+/// What the display is shown past the toolkit is what the toolkit would show.
+TEST(LivePictures, AreShownByPartsOfThemselvesAndOfWhatLiesAbove)
+{
+    Viewer v;
+    const Pixels low = PlainPicture(300, 200, kRedPixel)->pixels;
+    const QRegion place(1000, 600, 300, 200);
+    v.live.Put({u"bob"_s, kFrameVideo}, low, {1000, 600}, v.now);
+    EXPECT_TRUE(v.seen->Hidden(low, place).isEmpty());
+    v.Frame(u"eve"_s, kGreenPixel, {1250, 700});
+    v.Apply(u"[[ZUM_WB_CIRCLE]]4/1020/620/1200/780/%1"_s.arg(0xff0000));
+    v.Apply(u"[[ZUM_WB_TEXT]]1010/640/True/False/Arial/30/False/False/255/text"_s);
+    v.Apply(u"[[ZUM_WB_PEN]]1/900/650/1299/650/0"_s);  // to the last pixel
     v.seen->TakeChanged();
-    EXPECT_FALSE(v.seen->Hidden(far).intersects(QRect(1024, 640, 64, 64)));
-    v.Frame(u"sam"_s, kGreen, {1064, 640});
-    EXPECT_TRUE(v.seen->Hidden(far).contains(QRect(1064, 640, 24, 64)));
+    const QRegion hidden = place & v.seen->Hidden(low, place);
+    EXPECT_TRUE(hidden.contains(QRect(1250, 700, 50, 100)));
+    EXPECT_FALSE(hidden.contains(QPoint(1100, 700)) || hidden.contains(QPoint(1299, 690)));
+    const Pixels& laid = v.seen->Laid(hidden);
+    ASSERT_TRUE(laid.memory);
+    const QImage all(laid.data, laid.width, laid.height, laid.bytesPerLine, QImage::Format_RGB32);
+    QImage shown(300, 200, QImage::Format_RGB32);
+    shown.fill(kRedPixel);
+    QPainter painter(&shown);
+    for (const QRect& rect : hidden) painter.drawImage(rect.topLeft() - QPoint(1000, 600), all, rect);
+    painter.end();
+    EXPECT_EQ(shown, v.seen->At(place).Image().copy(1000, 600, 300, 200));
 }
 
 TEST(LivePictures, GoWhenTheyStop)
 {
     Viewer v;
-    v.Frame(u"bob"_s, kRed, {0, 0});
-    v.Frame(u"bob"_s, kGreen, {200, 0}, 100, kFrameApplication);
-    v.Frame(u"bob"_s, kBlue, {400, 0}, 100, 7);
-    v.Frame(u"bob"_s, kBlue, {600, 0}, 100, -3);  // what is neither is one kind
+    v.Frame(u"bob"_s, kRedPixel, {0, 0});
+    v.Frame(u"bob"_s, kGreenPixel, {200, 0}, 100, kFrameApplication);
+    v.Frame(u"bob"_s, kBluePixel, {400, 0}, 100, 7);
+    v.Frame(u"bob"_s, kBluePixel, {600, 0}, 100, -3);  // what is neither is one kind
     EXPECT_EQ(v.At(450, 50), kPaper);
-    EXPECT_EQ(v.At(650, 50), kBlue);
+    EXPECT_EQ(v.At(650, 50), kBluePixel);
     v.now += LivePictures::kCeases;
     EXPECT_TRUE(v.live.StopCeased(v.now).empty());
-    v.Frame(u"bob"_s, kRed, {0, 0});  // one each five seconds: gone after fifteen
+    v.Frame(u"bob"_s, kRedPixel, {0, 0});  // one each five seconds: gone after fifteen
     v.now += 1ms;
     ASSERT_EQ(v.live.StopCeased(v.now).size(), 1u);
     EXPECT_EQ(v.At(650, 50), kPaper);
@@ -117,12 +139,12 @@ TEST(LivePictures, GoWhenTheyStop)
     v.now += 2ms;
     ASSERT_EQ(v.live.StopCeased(v.now).size(), 1u);
     EXPECT_EQ(v.At(50, 50), kPaper);
-    EXPECT_EQ(v.At(250, 50), kGreen);  // a window behind others sends nothing
-    v.Frame(u"eve"_s, kRed, {0, 0});
+    EXPECT_EQ(v.At(250, 50), kGreenPixel);  // a window behind others sends nothing
+    v.Frame(u"eve"_s, kRedPixel, {0, 0});
     v.live.StopAtClear(v.now);
     EXPECT_EQ(v.At(250, 50), kPaper);
-    EXPECT_EQ(v.At(50, 50), kRed);
-    v.Frame(u"bob"_s, kGreen, {200, 0}, 100, kFrameApplication);
+    EXPECT_EQ(v.At(50, 50), kRedPixel);
+    v.Frame(u"bob"_s, kGreenPixel, {200, 0}, 100, kFrameApplication);
     EXPECT_FALSE(v.live.Stop({u"bob"_s, kFrameVideo}));
     v.live.StopAllOf(u"bob"_s);
     EXPECT_EQ(v.live.Places(), QRegion(0, 0, 100, 100));
@@ -134,20 +156,20 @@ TEST(LivePictures, AreBounded)
 {
     Viewer v;
     for (int i = 0; i <= int(LivePictures::kMost); ++i, v.now += 1ms)
-        v.Frame(QString::number(i), kRed, {i * 4, 0}, 2);
+        v.Frame(QString::number(i), kRedPixel, {i * 4, 0}, 2);
     EXPECT_FALSE(v.live.Places().contains(QPoint(0, 0)));
     EXPECT_TRUE(v.live.Places().contains(QPoint(4, 0)));
     EXPECT_EQ(v.live.Places().rectCount(), int(LivePictures::kMost));
     const int side = 1500, bytes = side * side * 4;
     for (int i = 0; i < LivePictures::kMostBytes / bytes + 2; ++i, v.now += 1ms)
-        v.Frame(u"large%1"_s.arg(i), kRed, {i, 0}, side);
+        v.Frame(u"large%1"_s.arg(i), kRedPixel, {i, 0}, side);
     EXPECT_EQ(v.live.Places().boundingRect().left(), 2);  // the small ones went first
 }
 
 /// It begins to be kept after all that: as if it always had been.
 TEST(FoundInk, IsThatOfTheMarksWhateverLivePicturesWiped)
 {
-    const PicturePtr picture = PlainPicture(40, 40, kGreen);
+    const PicturePtr picture = PlainPicture(40, 40, kGreenPixel);
     const OnePicture reader(picture);
     const QString records[] = {u"PEN]]8/50/120/300/120/255"_s,
                                u"TEXT]]60/200/True/False/Arial/30/False/False/255/text"_s,

@@ -50,15 +50,17 @@ struct FakeLiveScreen final : LiveScreen {
     bool able = false;
     QRegion shown;
     QImage screen{680, 400, QImage::Format_RGB32};
-    bool Show(quint64, const Pixels& picture, QPoint at, const QRegion& parts) override
+    bool Show(quint64, const std::vector<LivePart>& parts) override
     {
-        if (!able) return false;
-        shown += parts;
-        const QImage image(picture.data, picture.width, picture.height, picture.bytesPerLine,
-                           QImage::Format_RGB32);
         QPainter painter(&screen);
-        for (const QRect& part : parts) painter.drawImage(part, image, part.translated(-at));
-        return true;
+        for (const auto& [picture, at, area] : able ? parts : std::vector<LivePart>()) {
+            EXPECT_FALSE(area.isEmpty() || area.intersects(shown));
+            shown += area;
+            const QImage image(picture.data, picture.width, picture.height, picture.bytesPerLine,
+                               QImage::Format_RGB32);
+            for (const QRect& rect : area) painter.drawImage(rect, image, rect.translated(-at));
+        }
+        return able;
     }
 };
 

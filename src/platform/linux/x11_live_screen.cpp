@@ -15,23 +15,37 @@ constexpr quint32 kFilesPassed = 2;  // minor version of the extension since whi
 
 }  // namespace
 
-bool X11LiveScreen::Show(quint64 window, const Pixels& picture, QPoint at, const QRegion& parts)
+bool X11LiveScreen::Show(quint64 window, const std::vector<LivePart>& parts)
 {
-    if (!picture.memory || parts.isEmpty()) return false;
+    const auto may = [](const LivePart& part) { return part.picture.memory && !part.area.isEmpty(); };
+    if (parts.empty() || !std::ranges::all_of(parts, may)) return false;
     LetGo();
-    if (!Ready(xcb_window_t(window))) return false;
-    const xcb_shm_seg_t name = mOnTheirWay.size() < kMostOnTheirWay ? NameOf(*picture.memory) : 0;
-    if (name == 0) return false;
-    int left = parts.rectCount();
-    for (const QRect& part : parts)
-        xcb_shm_put_image(mConnection->Raw(), mWindow, mContext, quint16(picture.width),
-                          quint16(picture.height), quint16(part.left() - at.x()),
-                          quint16(part.top() - at.y()), quint16(part.width()), quint16(part.height()),
-                          qint16(part.left()), qint16(part.top()), mConnection->Screen().root_depth,
-                          XCB_IMAGE_FORMAT_Z_PIXMAP, --left == 0, name, 0);
+    if (!Ready(xcb_window_t(window)) || mOnTheirWay.size() >= kMostOnTheirWay) return false;
+    std::vector<xcb_shm_seg_t> names;
+    for (const LivePart& part : parts) {
+        names.push_back(NameOf(*part.picture.memory));
+        if (names.back() == 0) return false;
+    }
+    OnItsWay way{names.back(), {}};
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        Put(parts[i], names[i], i + 1 == parts.size());
+        way.owners.push_back(parts[i].picture.owner);
+    }
     xcb_flush(mConnection->Raw());
-    mOnTheirWay.push_back({name, picture.owner});
+    mOnTheirWay.push_back(std::move(way));
     return true;
+}
+
+/// The display says when it has read the `last`, and so everything in front of that.
+void X11LiveScreen::Put(const LivePart& part, xcb_shm_seg_t name, bool last)
+{
+    int left = part.area.rectCount();
+    for (const QRect& rect : part.area)
+        xcb_shm_put_image(mConnection->Raw(), mWindow, mContext, quint16(part.picture.width),
+                          quint16(part.picture.height), quint16(rect.left() - part.at.x()),
+                          quint16(rect.top() - part.at.y()), quint16(rect.width()), quint16(rect.height()),
+                          qint16(rect.left()), qint16(rect.top()), mConnection->Screen().root_depth,
+                          XCB_IMAGE_FORMAT_Z_PIXMAP, --left == 0 && last, name, 0);
 }
 
 void X11LiveScreen::Connect()

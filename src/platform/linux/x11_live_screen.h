@@ -12,7 +12,7 @@ class X11LiveScreen final : public LiveScreen {
 public:
     /// `display` as in DISPLAY; "": that one. Connects with the first picture.
     explicit X11LiveScreen(QByteArray display = {}) : mDisplay(std::move(display)) {}
-    bool Show(quint64 window, const Pixels& picture, QPoint at, const QRegion& parts) override;
+    bool Show(quint64 window, const std::vector<LivePart>& parts) override;
 
 private:
     struct Attached {
@@ -21,13 +21,14 @@ private:
         xcb_shm_seg_t name = 0;
     };
     struct OnItsWay {
-        xcb_shm_seg_t name = 0;
-        std::shared_ptr<const void> owner;
+        xcb_shm_seg_t name = 0;  // of the last of them
+        std::vector<std::shared_ptr<const void>> owners;
     };
     void Connect();
     bool Ready(xcb_window_t window);
     bool IsOurs(xcb_window_t window);
     xcb_shm_seg_t NameOf(const PixelMemory& memory);
+    void Put(const LivePart& part, xcb_shm_seg_t name, bool last);
     void MakeRoom(std::size_t bytes);
     void LetGo();
 
