@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <cmath>
 #include <cstdio>
 #include <stdexcept>
 
@@ -109,6 +110,7 @@ public:
         Tools();
         Dialogs();
         Preferences();
+        InkAbove();
         Links();
         Lost();
         Invitations();
@@ -328,6 +330,30 @@ private:
         shots.Take(u"preferences-not-found"_s);
         ann.Key(u"Escape"_s);
         shots.Leave("frmPreferences");
+    }
+
+    void InkAbove()
+    {
+        Choose(ann, mLetters.meeting, mLetters.preferences);
+        ann.Wait("dialog", Is("name", u"frmPreferences"_s));
+        ann.Type(u"ink above live"_s);  // its name in the file, whatever the language
+        for (const QString& key : {u"Return"_s, u"space"_s, u"Return"_s}) ann.Key(key);
+        ann.Wait("ink_above", Is("on", true));
+        ann.ClickControl(u"tool_Clear"_s);
+        bob.ClickControl(u"tool_Video"_s);
+        bob.Wait("tool");
+        bob.Click(bob.Board(220, 130));
+        ann.Wait("frame", Is("from", u"bob"_s));
+        ann.ClickControl(u"tool_Draw"_s);
+        std::vector<QPoint> round;
+        for (int i = 0; i <= 40; ++i)
+            round.push_back(
+                ann.Board(340 + int(70 * std::cos(i * M_PI / 20)), 220 + int(34 * std::sin(i * M_PI / 20))));
+        ann.Drag(round);
+        ann.Drag({ann.Board(410, 220), ann.Board(500, 170), ann.Board(545, 170)});
+        for (int i = 0; i < 2; ++i) ann.Wait("frame", Is("from", u"bob"_s));
+        shots.Take(u"ink-above"_s);
+        bob.ClickControl(u"tool_Video"_s);
     }
 
     void Links()
