@@ -35,7 +35,7 @@ inline const std::map<QString, QString> kPeople = {{u"ann"_s, u"ann's secret"_s}
 class Meeting : public testing::Test {
 protected:
     /// A desk that knows the service and has its key pinned, with the login dialog open. `data`: more
-    /// settings.
+    /// settings, of other sections as "Section\Key".
     std::unique_ptr<Desk> Sit(const QString& name, bool pinned = true,
                               const std::map<QString, QString>& data = {},
                               const std::map<QString, QString>& environment = {})
@@ -43,7 +43,9 @@ protected:
         auto desk = std::make_unique<Desk>(folder, name);
         if (pinned) desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
         for (const auto& [key, text] : data)
-            desk->Setting(u"Zephyl\\Configs\\(System Default)\\Data"_s, key, text);
+            desk->Setting(u"Zephyl\\Configs\\(System Default)\\"_s +
+                              (key.contains(u'\\') ? key.section(u'\\', 0, 0) : u"Data"_s),
+                          key.section(u'\\', -1), text);
         for (const auto& [key, text] : environment) desk->Environment(key, text);
         desk->StartClient({u"--service"_s, service.Address()});
         desk->Wait("dialog", Is("name", u"frmLogin"_s));
