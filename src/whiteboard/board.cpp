@@ -61,26 +61,17 @@ void LayInkOver(QRgb* row, const QRgb* ink, const QRgb* covers, int count)
     }
 }
 
-/// One row of a tile, what is on top premultiplied.
-void LayTileRow(QRgb* row, const QRgb* top)
-{
-    QRgb all[kTileSide], partly = 0;
-    for (int x = 0; x < kTileSide; ++x) {  // ink covers or it does not, but for text: without a branch
-        const QRgb covers = 0u - (top[x] >> 31);
-        all[x] = (top[x] & covers) | (row[x] & ~covers);
-        partly |= ((top[x] >> 24) + 1) & 0xfe;
-    }
-    if (partly)
-        LayInkOver(row, top, top, kTileSide);
-    else
-        std::memcpy(row, all, sizeof all);
-}
-
 }  // namespace
 
 void LayOver(QRgb* row, const QRgb* top, int count)
 {
-    LayInkOver(row, top, top, count);
+    QRgb partly = 0;  // ink covers or it does not, but for text: without a branch
+    for (int x = 0; x < count; ++x) partly |= ((top[x] >> 24) + 1) & 0xfe;
+    if (partly) return LayInkOver(row, top, top, count);
+    for (int x = 0; x < count; ++x) {
+        const QRgb covers = 0u - (top[x] >> 31);
+        row[x] = (top[x] & covers) | (row[x] & ~covers);
+    }
 }
 
 QRect TileRect(int tile)
@@ -319,7 +310,7 @@ bool Board::TakeTile(int tile, const Board& from, const Board* ink)
     for (int y = place.top(); y <= place.bottom(); ++y) {
         QRgb row[kTileSide];
         std::memcpy(row, source.constScanLine(y) + left, bytes);
-        if (over) LayTileRow(row, reinterpret_cast<const QRgb*>(over->constScanLine(y) + left));
+        if (over) LayOver(row, reinterpret_cast<const QRgb*>(over->constScanLine(y) + left), kTileSide);
         uchar* const to = image.scanLine(y) + left;
         if (std::memcmp(to, row, bytes) == 0) continue;
         std::memcpy(to, row, bytes);

@@ -126,6 +126,11 @@ private:
 };
 
 QRect TileRect(int tile);
+/// Of an image with 32 bits a pixel, from (x, y) on.
+inline const QRgb* RowOf(const QImage& image, int x, int y)
+{
+    return reinterpret_cast<const QRgb*>(image.constScanLine(y)) + x;
+}
 /// Lays `count` pixels, premultiplied, over others.
 void LayOver(QRgb* row, const QRgb* top, int count);
 /// All pixels of these tiles.

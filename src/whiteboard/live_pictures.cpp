@@ -1,6 +1,7 @@
 #include "whiteboard/live_pictures.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "contract/messenger_service.h"
@@ -116,14 +117,20 @@ QRegion LivePictures::AboveIt(std::vector<One>::const_iterator one) const
     return above;
 }
 
-void LivePictures::CopyRow(QRgb* row, int x, int y, int count) const
+void LivePictures::CopyTo(QRgb* pixels, const QRect& area) const
 {
-    for (const One& one : mPictures) {
-        const int line = y - one.at.y(), from = std::max(x, one.at.x());
-        const int to = std::min(x + count, one.at.x() + one.image.width());
-        if (line < 0 || line >= one.image.height() || from >= to) continue;
-        const auto* pixels = reinterpret_cast<const QRgb*>(one.image.constScanLine(line));
-        std::copy(pixels + from - one.at.x(), pixels + to - one.at.x(), row + from - x);
+    const auto covers = [&](const One& one) { return one.Place().contains(area); };
+    auto one = std::find_if(mPictures.rbegin(), mPictures.rend(), covers).base();
+    if (one != mPictures.begin())
+        --one;  // nothing beneath it is seen
+    else
+        std::fill(pixels, pixels + area.width() * area.height(), qRgb(255, 255, 255));
+    for (; one != mPictures.end(); ++one) {
+        const QRect part = area & one->Place();
+        const std::size_t bytes = std::size_t(part.width()) * sizeof(QRgb);
+        QRgb* to = pixels + (part.top() - area.top()) * area.width() + part.left() - area.left();
+        for (int y = part.top(); y <= part.bottom(); ++y, to += area.width())
+            std::memcpy(to, RowOf(one->image, part.left() - one->at.x(), y - one->at.y()), bytes);
     }
 }
 

@@ -45,8 +45,8 @@ public:
     QRegion Places() const;
     /// Where others lie on the one with these pixels.
     QRegion Above(const Pixels& pixels) const;
-    /// Puts what there is of them on `count` board pixels from (x, y) to the right.
-    void CopyRow(QRgb* row, int x, int y, int count) const;
+    /// What is seen of them in `area` and white elsewhere, row after row.
+    void CopyTo(QRgb* pixels, const QRect& area) const;
     /// What looks different since the last call, board pixels.
     QRegion TakeChanged();
 

@@ -32,11 +32,6 @@ QImage Around(const Pixels& room)
                   QImage::Format_RGB32);
 }
 
-const QRgb* RowOf(const QImage& image, int x, int y)
-{
-    return reinterpret_cast<const QRgb*>(image.constScanLine(y)) + x;
-}
-
 }  // namespace
 
 SeenBoard::SeenBoard(Board& board, LivePictures& live)
@@ -94,33 +89,40 @@ const Board& SeenBoard::At(const QRegion& area)
 
 void SeenBoard::Make(int tile)
 {
-    const QRect place = TileRect(tile);
     QRgb pixels[kTileSide * kTileSide];
-    for (int row = 0; row < kTileSide; ++row)
-        LayRow(pixels + row * kTileSide, place.left(), place.top() + row, kTileSide);
+    Lay(pixels, TileRect(tile));
     mSeen.PutTile(tile, pixels);
+}
+
+void SeenBoard::Lay(QRgb* pixels, const QRect& area) const
+{
+    mLive.CopyTo(pixels, area);
+    for (int y = area.top(); y <= area.bottom(); ++y, pixels += area.width())
+        LayOver(pixels, RowOf(mBoard.Ink(), area.left(), y), area.width());
 }
 
 const Pixels& SeenBoard::Laid(const QRegion& area)
 {
     if (!mMemory.memory) return mMemory;
-    auto* const to = static_cast<uchar*>(mMemory.memory->Data());
-    for (const QRect& rect : area& QRect(0, 0, kBoardWidth, kBoardHeight)) {
-        QRgb row[kBoardWidth];  // the display may be reading: it sees a row of before or of now
-        const std::size_t bytes = std::size_t(rect.width()) * sizeof(QRgb);
-        for (int y = rect.top(); y <= rect.bottom(); ++y) {
-            LayRow(row, rect.left(), y, rect.width());
-            std::memcpy(to + y * mMemory.bytesPerLine + rect.left() * qsizetype(sizeof(QRgb)), row, bytes);
-        }
-    }
+    for (const QRect& rect : area& QRect(0, 0, kBoardWidth, kBoardHeight))
+        for (int y = rect.top(); y <= rect.bottom(); y += kStripHeight)
+            LayStrip(rect & QRect(rect.left(), y, rect.width(), kStripHeight));
     return mMemory;
 }
 
-void SeenBoard::LayRow(QRgb* row, int x, int y, int count) const
+/// The display may be reading: it sees rows of before or of now.
+void SeenBoard::LayStrip(const QRect& area)
 {
-    std::fill(row, row + count, qRgb(255, 255, 255));
-    mLive.CopyRow(row, x, y, count);
-    LayOver(row, RowOf(mBoard.Ink(), x, y), count);
+    QRgb pixels[kStripHeight * kBoardWidth];
+    QRgb* to = static_cast<QRgb*>(mMemory.memory->Data()) + area.top() * kBoardWidth + area.left();
+    for (int row = 0; row < area.height(); ++row) {  // none of it is in the caches
+        __builtin_prefetch(RowOf(mBoard.Ink(), area.left(), area.top() + row));
+        __builtin_prefetch(to + row * kBoardWidth, 1);
+    }
+    Lay(pixels, area);
+    for (int row = 0; row < area.height(); ++row)
+        std::memcpy(to + row * kBoardWidth, pixels + row * area.width(),
+                    std::size_t(area.width()) * sizeof(QRgb));
 }
 
 QRegion SeenBoard::Hidden(const Pixels& picture, const QRegion& area) const

@@ -28,7 +28,8 @@ private:
     void Follow();
     void FindInk(int tile);
     void Make(int tile);
-    void LayRow(QRgb* row, int x, int y, int count) const;
+    void Lay(QRgb* pixels, const QRect& area) const;
+    void LayStrip(const QRect& area);
     QRegion InkIn(const QRect& area) const;
 
     Board& mBoard;
