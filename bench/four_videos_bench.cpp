@@ -1,6 +1,7 @@
 // What a client pays for four videos of 15 frames a second, beside the bare decoding of the same frames:
 // processor time of the whole program (network, decoding, board, window) against the library alone, and
-// against a program that decodes the same files and draws them in a bare widget. Needs Xvfb and openbox.
+// against a program that decodes the same files and draws them in a bare widget. A second client gets the
+// same with its ink above them, and ink on each. Needs Xvfb and openbox.
 #include <turbojpeg.h>
 
 #include <QApplication>
@@ -177,24 +178,33 @@ private:
     int mRound = 0;
 };
 
+/// Ann sees live pictures as they are defined, Ben beneath the ink.
 struct Meeting {
     Folder folder;
-    std::map<QString, QString> people{{u"ann"_s, u"a secret"_s}};
+    std::map<QString, QString> people{{u"ann"_s, u"a secret"_s}, {u"ben"_s, u"a secret"_s}};
     std::unique_ptr<Service> service;
-    std::unique_ptr<Desk> ann;
+    std::unique_ptr<Desk> ann, ben;
     std::vector<std::unique_ptr<Script>> senders;
 
     Meeting()
     {
         for (int i = 0; i < kSenders; ++i) people[u"sender%1"_s.arg(i)] = u"a secret"_s;
         service = std::make_unique<Service>(folder, people);
-        ann = std::make_unique<Desk>(folder, u"ann"_s);
-        ann->Setting(u"Zephyl\\Trusted Services"_s, service->Address(), service->Fingerprint());
-        ann->StartClient({u"--service"_s, service->Address()});
-        ann->Wait("dialog", Is("name", u"frmLogin"_s));
-        ann->Login(u"ann"_s, people[u"ann"_s], u"FourVideos"_s, false);
-        ann->Wait("window_whole");
+        ann = Sit(u"ann"_s, false);
+        ben = Sit(u"ben"_s, true);
         for (int i = 0; i < kSenders; ++i) Join(u"sender%1"_s.arg(i));
+    }
+    std::unique_ptr<Desk> Sit(const QString& name, bool inkAbove)
+    {
+        auto desk = std::make_unique<Desk>(folder, name);
+        desk->Setting(u"Zephyl\\Trusted Services"_s, service->Address(), service->Fingerprint());
+        desk->Setting(u"Zephyl\\Configs\\(System Default)\\Whiteboard"_s, u"Ink Above Live Pictures"_s,
+                      QString::number(int(inkAbove)));
+        desk->StartClient({u"--service"_s, service->Address()});
+        desk->Wait("dialog", Is("name", u"frmLogin"_s));
+        desk->Login(name, people[name], u"FourVideos"_s, inkAbove);
+        desk->Wait("window_whole");
+        return desk;
     }
     void Join(const QString& name)
     {
@@ -202,13 +212,36 @@ struct Meeting {
         sender->Ask(Do("login", {{u"handle"_s, name}, {u"password"_s, people[name]}}));
         sender->Ask(Do("permission"));
         sender->Ask(Do("join", {{u"code"_s, u"FourVideos"_s}}));
-        ann->Wait("attendee", Is("handle", name));
+        for (Desk* desk : {ann.get(), ben.get()}) desk->Wait("attendee", Is("handle", name));
         senders.push_back(std::move(sender));
     }
-    void SendRound(const QStringList& files, int round)
+    /// An ellipse of half the size on each video, and a line across.
+    void Draw(QSize size)
+    {
+        const auto deliver = [&](const QString& record) {
+            QString text = record;
+            text.replace(u'/', u"|\u00A5|"_s);
+            senders[0]->Ask(Do("deliver", {{u"to"_s, QJsonArray{u"ann"_s, u"ben"_s}}, {u"text"_s, text}}));
+        };
+        const int w = size.width(), h = size.height();
+        deliver(u"[[ZUM_WB_CLEAR]]"_s);
+        for (int i = 0; i < kSenders; ++i) {
+            const QPoint at = Spot(i);
+            deliver(u"[[ZUM_WB_CIRCLE]]4/%1/%2/%3/%4/255"_s.arg(at.x() + w / 4)
+                        .arg(at.y() + h / 4)
+                        .arg(at.x() + w * 3 / 4)
+                        .arg(at.y() + h * 3 / 4));
+            deliver(u"[[ZUM_WB_PEN]]4/%1/%2/%3/%2/16711680"_s.arg(at.x() + 5)
+                        .arg(at.y() + h * 7 / 8)
+                        .arg(at.x() + w - 5));
+        }
+        for (Desk* desk : {ann.get(), ben.get()})
+            for (int i = 0; i < 2 * kSenders + 1; ++i) desk->Wait("record", Is("from", u"sender0"_s));
+    }
+    void SendRound(const QString& to, const QStringList& files, int round)
     {
         for (int i = 0; i < kSenders; ++i)
-            senders[size_t(i)]->Ask(Do("frame", {{u"to"_s, QJsonArray{u"ann"_s}},
+            senders[size_t(i)]->Ask(Do("frame", {{u"to"_s, QJsonArray{to}},
                                                  {u"file"_s, files[(round + i) % files.size()]},
                                                  {u"x"_s, Spot(i).x()},
                                                  {u"y"_s, Spot(i).y()},
@@ -224,30 +257,46 @@ int Shown(Desk& desk)
 }
 
 struct Figures {
-    double client = 0, paced = 0, hot = 0, widget = 0;  // processor seconds
+    double client = 0, above = 0, paced = 0, hot = 0, widget = 0;  // processor seconds
 };
 
-/// The reference twice: at the pace of the videos, where its tables and pictures have left the caches as they
-/// have in the client, and all frames in one go.
-Figures Round(Meeting& meeting, Child& widget, QSize size, const std::vector<QByteArray>& pictures,
-              const QStringList& files)
+/// What a client pays, while the reference decodes the same at the pace of the videos, where its tables and
+/// pictures have left the caches as they have in the client.
+double Play(Meeting& meeting, Desk& desk, const QString& name, Reference& paced,
+            const std::vector<QByteArray>& pictures, const QStringList& files)
 {
-    Reference paced(size), hot(size);
-    const double before = Spent(meeting.ann->Client().Pid());
+    const double before = Spent(desk.Client().Pid());
     auto due = std::chrono::steady_clock::now();
     for (int round = 0; round < kRate * kSeconds; ++round) {
         std::this_thread::sleep_until(due += 1'000'000us / kRate);
-        meeting.SendRound(files, round);
+        meeting.SendRound(name, files, round);
         for (int i = 0; i < kSenders; ++i) paced.Decode(pictures[size_t(round + i) % pictures.size()]);
     }
-    const double client = Spent(meeting.ann->Client().Pid()) - before;
-    meeting.ann->Lines();  // or the client would wait for its trace to be read
+    const double spent = Spent(desk.Client().Pid()) - before;
+    desk.Lines();  // or the client would wait for its trace to be read
+    return spent;
+}
+
+/// Both clients, in turn the first; then the reference once more, all frames in one go.
+Figures Round(Meeting& meeting, int number, Child& widget, QSize size,
+              const std::vector<QByteArray>& pictures, const QStringList& files)
+{
+    Reference paced(size), hot(size);
+    Figures figures;
+    for (const bool above : {number % 2 == 0, number % 2 != 0}) {
+        double& spent = above ? figures.above : figures.client;
+        spent = above ? Play(meeting, *meeting.ben, u"ben"_s, paced, pictures, files)
+                      : Play(meeting, *meeting.ann, u"ann"_s, paced, pictures, files);
+    }
+    figures.paced = paced.Seconds() / 2;
     for (int round = 0; round < kRate * kSeconds; ++round)
         for (int i = 0; i < kSenders; ++i) hot.Decode(pictures[size_t(round + i) % pictures.size()]);
+    figures.hot = hot.Seconds();
     const double widgetBefore = Spent(widget.Pid());
     widget.Write("go");
     widget.ReadLine();
-    return {client, paced.Seconds(), hot.Seconds(), Spent(widget.Pid()) - widgetBefore};
+    figures.widget = Spent(widget.Pid()) - widgetBefore;
+    return figures;
 }
 
 double Median(std::vector<double> values)
@@ -272,25 +321,29 @@ bool Measure(Meeting& meeting, QSize size, bool camera)
         QStringList{u"widget"_s, QString::number(size.width()), QString::number(size.height())} + files;
     const auto widget = meeting.ann->Start(Programs() + u"/bench_four_videos"_s, arguments);
     widget->ReadLine();  // a round to get warm
-    meeting.SendRound(files, 0);
-    const int shownBefore = Shown(*meeting.ann), sent = kSenders * kRate * kSeconds * kRounds;
-    std::vector<double> client, paced, hot, drawn;
+    meeting.Draw(size);
+    for (const QString& name : {u"ann"_s, u"ben"_s}) meeting.SendRound(name, files, 0);
+    const auto shown = [&] { return Shown(*meeting.ann) + Shown(*meeting.ben); };
+    const int shownBefore = shown(), sent = 2 * kSenders * kRate * kSeconds * kRounds;
+    std::vector<double> client, above, paced, hot, drawn;
     for (int i = 0; i < kRounds; ++i) {
-        const Figures figures = Round(meeting, *widget, size, pictures, files);
+        const Figures figures = Round(meeting, i, *widget, size, pictures, files);
         client.push_back(figures.client);
+        above.push_back(figures.above);
         paced.push_back(figures.paced);
         hot.push_back(figures.hot);
         drawn.push_back(figures.widget);
     }
-    const int shown = Shown(*meeting.ann) - shownBefore;
     const double ours = Median(client);
     std::printf(
-        "%d x %d, %s, %lld KiB: %d of %d frames shown; client %.3f s; bare decoding at that pace %.3f s: "
-        "%.2fx; "
+        "%d x %d, %s, %lld KiB: %d of %d frames shown; client %.3f s; with ink above %.3f s: %.2fx of that; "
+        "bare decoding at that pace %.3f s: %.2fx; "
         "in one go %.3f s: %.2fx; with a bare widget %.3f s, which is %.2fx of the decoding\n",
         size.width(), size.height(), camera ? "camera" : "drawn",
-        static_cast<long long>(pictures[0].size() / 1024), shown, sent, ours, Median(paced),
-        ours / Median(paced), Median(hot), ours / Median(hot), Median(drawn), Median(drawn) / Median(paced));
+        static_cast<long long>(pictures[0].size() / 1024), shown() - shownBefore, sent, ours, Median(above),
+        Median(above) / ours, Median(paced), ours / Median(paced), Median(hot), ours / Median(hot),
+        Median(drawn), Median(drawn) / Median(paced));
+    std::fflush(stdout);
     return true;
 }
 
