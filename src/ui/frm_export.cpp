@@ -97,8 +97,10 @@ void frmExport::ShowChoice()
         if (mRecording.Full())
             what += u' ' + Ours::tr("The meeting is too long to be kept whole: its end is missing.");
     } else if (format == BoardFormat::Png) {
-        what = optHistory->isChecked() ? Ours::tr("A picture for each board, in files with numbers.")
-                                       : Ours::tr("The board's pixels. Live pictures are among them and hide what is drawn beneath.");
+        what = optHistory->isChecked()
+                   ? Ours::tr("A picture for each board, in files with numbers.")
+                   : Ours::tr(
+                         "The board's pixels. Live pictures are among them and hide what is drawn beneath.");
     } else {
         what = Ours::tr(
             "Lines stay sharp at any size, text can be searched and copied. Live pictures are not in it.");
