@@ -130,6 +130,36 @@ static void RecordUnderOwn(benchmark::State& run)
 }
 BENCHMARK(RecordUnderOwn)->Arg(0)->Arg(1)->Arg(200)->Iterations(kStrokes)->Unit(benchmark::kMicrosecond);
 
+/// Every other one of so many strokes goes; beside that, drawing those that stay.
+static void TakingBack(benchmark::State& run, bool all)
+{
+    const int strokes = int(run.range(0));
+    Board board;
+    WBHistory history;
+    history.Save(&board, 0, 0, u"ann"_s, {});
+    std::vector<MarkPtr> stay;
+    for (int i = 1; i <= strokes; ++i) {
+        auto mark = std::make_shared<Mark>(*MarkOf(UsualStroke(i)));
+        if (i % 2) mark->author = u"bob"_s;
+        if (i % 2 == 0) stay.push_back(mark);
+        ApplyMark(board, history, mark);
+    }
+    auto back = std::make_shared<Mark>();
+    back->takesBack = u"bob"_s;
+    for (auto _ : run) {
+        run.PauseTiming();
+        Board on(board);
+        WBHistory of(history);
+        run.ResumeTiming();
+        if (all)
+            ApplyMark(on, of, back);
+        else
+            for (const MarkPtr& mark : stay) DrawMark(on, *mark);
+    }
+}
+BENCHMARK_CAPTURE(TakingBack, Half, true)->Arg(200)->Arg(2000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(TakingBack, OnlyDrawing, false)->Arg(200)->Arg(2000)->Unit(benchmark::kMillisecond);
+
 static void WholeBoardCopy(benchmark::State& run)
 {
     const Board board;
