@@ -46,7 +46,8 @@ void Daemon::Start()
                                                     Data()};
     mChild = std::make_unique<stage::Child>(words.front(), words.mid(1), std::map<QString, QString>{},
                                             mFolder / "zephyld.log");
-    const QList<QByteArray> ready = mChild->ReadLine().split(' ');
+    constexpr int kSeconds = 120;  // long forms run beside much else
+    const QList<QByteArray> ready = mChild->ReadLine(kSeconds).split(' ');
     if (ready.size() != 4 || ready[1] != "ready") throw std::runtime_error("zephyld did not get ready");
     mPort = std::uint16_t(ready[2].mid(ready[2].lastIndexOf(':') + 1).toUInt());
     mFingerprint = ready[3].toStdString();

@@ -522,7 +522,7 @@ void RandomOperations(Run& run, Outcome& outcome)
     std::mutex mutex;
     QStringList faults;
     const Time begun = Clock::now();
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int lane = 0; lane < lanes; ++lane)
         threads.emplace_back([&, lane] {
             while (Since(begun) < seconds * 1000) {
@@ -537,6 +537,8 @@ void RandomOperations(Run& run, Outcome& outcome)
                 faults += u"seed %1: %2"_s.arg(seed).arg(QString::fromStdString(fault));
             }
         });
+    // Also where the service does not come back: no further ones, and who plays one still is waited for.
+    const std::shared_ptr<void> noMore(nullptr, [&](void*) { next = first + wanted; });
     int kills = 0;
     while (done < wanted && Since(begun) < seconds * 1000) {
         Sleep(double(2000 + run.Below(3000)));
@@ -545,7 +547,7 @@ void RandomOperations(Run& run, Outcome& outcome)
         address.Set(daemon.Port());
         ++kills;
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::jthread& thread : threads) thread.join();
     outcome.Figure(
         u"%1 sequences (seeds %4 on) with %5 takings back, under %2 kills of the service: %3 differences"_s
             .arg(done)
