@@ -374,15 +374,20 @@ private:
     }
     void Post(Player& player, const model::Operation& operation)
     {
+        if (operation.kind == Kind::TakeBack) return TakeBack(operation);
         if (!player.In()) return;
         const bool whisper = operation.list & 3;
         const bool drawn = operation.kind != Kind::Line && operation.kind != Kind::Pointer;
         const Kind kind = whisper && drawn ? Kind::Pointer : operation.kind;
         for (unsigned i = 0; i <= operation.amount; ++i)
-            if (kind == Kind::TakeBack)
-                player.TakeBack(mHandles[operation.how % 2]);
-            else
-                player.Post(kind, mHandles[&player == mPlayers[0].get()], whisper);
+            player.Post(kind, mHandles[&player == mPlayers[0].get()], whisper);
+    }
+    /// By the one of the two who may.
+    void TakeBack(const model::Operation& operation)
+    {
+        for (auto& player : mPlayers)
+            for (unsigned i = 0; player->In() && i <= operation.amount; ++i)
+                player->TakeBack(mHandles[operation.how % 2]);
     }
     void Release(int who)
     {
