@@ -20,9 +20,10 @@ Commands, one JSON object a line; each gets exactly one answer, in order:
   {"do":"server_key"}                           {"do":"send","to":"ann","text":"hello"}
   {"do":"deliver","to":["ann"],"text":"..."}    {"do":"stats"}
   {"do":"frame","to":["ann"],"file":"p.jpg","x":0,"y":0,"type":0,"quality":65}
-  {"do":"leave"}   {"do":"logout"}   {"do":"quit"}
+  {"do":"take_back","handle":"ann"}             {"do":"leave"}   {"do":"logout"}   {"do":"quit"}
 Answers:  {"ok":true,"reply":"login"}   {"error":"...","do":"..."}
 Events, between them:  {"event":"message",...}  {"event":"status",...}  {"event":"frame",...}  {"event":"link",...}
+  {"event":"taken_back",...}
 
 Try:  printf '%s\n' '{"do":"login","handle":"bob","password":"secret"}' \
         '{"do":"create","code":"standup"}' '{"do":"users"}' | zephyl run
