@@ -16,7 +16,7 @@
 #include "meeting_file/reader.h"
 #include "meeting_file/writer.h"
 #include "messaging/record_kinds.h"
-#include "text/qt_line.h"
+#include "text/one_line.h"
 #include "text/text_rules.h"
 
 using namespace Qt::StringLiterals;
@@ -135,6 +135,7 @@ int Draw(const std::string& meeting, const std::string& format, const std::strin
     if (allBoards) words.emplace_back("--all-boards");
     words.push_back(meeting);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     pid_t child = 0;
@@ -184,11 +185,13 @@ void ForEachItem(meeting_file::Reader& file, std::string& problem,
                  const std::function<void(std::uint64_t number, const Item& item)>& take)
 {
     std::uint64_t number = 0;
-    for (std::size_t frame = 0; frame < file.Frames(); ++frame) try {
+    for (std::size_t frame = 0; frame < file.Frames(); ++frame) {
+        try {
             for (const Item& item : file.Frame(frame)) take(number++, item);
         } catch (const meeting_file::BadFile& bad) {
             problem = bad.what();
         }
+    }
 }
 
 /// Everything of the file, in order, or what makes its board where that cannot be done again; waits where too
@@ -197,10 +200,10 @@ int PostAll(Visit& visit, const BoardKeeper& events, meeting_file::Reader& file,
 {
     Standing standing;
     ForEachItem(file, problem, [&](std::uint64_t number, const Item& item) { standing.Take(number, item); });
-    const auto stand = standing.TookBack() ? standing.Numbers() : std::set<std::uint64_t>();
+    const auto stand = standing.Postable() ? std::set<std::uint64_t>() : standing.Numbers();
     int posted = 0;
     ForEachItem(file, problem, [&](std::uint64_t number, const Item& item) {
-        if (!IsOfTheBoard(item) || (standing.TookBack() && !stand.contains(number))) return;
+        if (!IsOfTheBoard(item) || (!standing.Postable() && !stand.contains(number))) return;
         while (visit.service->SendingIsTight()) Look(visit, events);
         Post(*visit.service, item);
         ++posted;
@@ -234,7 +237,7 @@ int Export(const ExportOptions& options)
 int Import(const ImportOptions& options)
 {
     meeting_file::Reader file(meeting_file::FileSource(options.file));
-    std::string problem = file.Problem(), nothing;
+    std::string problem = file.Problem();
     PeopleOptions people = options.people;
     people.create = true;
     Visit visit(people);

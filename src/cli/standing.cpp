@@ -20,13 +20,19 @@ Draws DrawsOf(const Item& item)
 
 void Standing::Take(std::uint64_t number, const Item& item)
 {
+    if (item.kind == Kind::Begins) {
+        mEntries = {0};
+        mIndex = mTop = 0;
+        mPostable = false;
+        return;
+    }
     switch (DrawsOf(item)) {
         case Draws::Nothing: return;
         case Draws::Undo: mTop = mEntries[mIndex -= mIndex > 0]; return;
         case Draws::Redo: mTop = mEntries[mIndex += mIndex + 1 < mEntries.size()]; return;
         case Draws::Clear: mTop = 0; break;
         case Draws::TakeBack:
-            mTookBack = true;
+            mPostable = false;
             mTop = Without(mTop, item.body);
             break;
         case Draws::Change: mMarks.push_back({number, item.from, mTop}); mTop = mMarks.size() - 1;

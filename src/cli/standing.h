@@ -13,9 +13,9 @@ class Standing {
 public:
     /// The next one, which is number `number`.
     void Take(std::uint64_t number, const meeting_file::Item& item);
-    /// Somebody's marks were taken back. Who posts the items anew posts them as their own, so that nobody
-    /// could take back the same ones again.
-    bool TookBack() const { return mTookBack; }
+    /// Whether all items, posted anew in their order, give the same board. Not where marks were taken back,
+    /// for they would all be of whoever posts them, nor where the board came twice.
+    bool Postable() const { return mPostable; }
     std::set<std::uint64_t> Numbers() const;
 
 private:
@@ -32,5 +32,5 @@ private:
     std::vector<Mark> mMarks{1};
     std::vector<std::size_t> mEntries{0};
     std::size_t mIndex = 0, mTop = 0;
-    bool mTookBack = false;
+    bool mPostable = true;
 };

@@ -40,6 +40,11 @@ Item LineItem(const QString& from, const QString& text, const QDateTime& when)
     return {Kind::Line, from.toStdString(), 0, Milliseconds(when), 0, 0, text.toStdString()};
 }
 
+Item BeginsItem(const QString& handle, const QDateTime& when)
+{
+    return {Kind::Begins, handle.toStdString(), 0, Milliseconds(when), 0, 0, {}};
+}
+
 MarkPtr MarkOf(const Item& item, const PictureReader& pictures)
 {
     auto mark = std::make_shared<Mark>();

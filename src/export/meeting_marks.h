@@ -8,6 +8,8 @@
 #include "whiteboard/mark.h"
 
 meeting_file::Item ItemOf(const Mark& mark);
+/// The board is white again, for this user comes back.
+meeting_file::Item BeginsItem(const QString& handle, const QDateTime& when);
 meeting_file::Item LineItem(const QString& from, const QString& text, const QDateTime& when);
 
 /// Null: it changes no board, or its picture is none that is shown.

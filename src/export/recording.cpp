@@ -22,6 +22,11 @@ void MeetingRecording::Begin(const QString& title, const QDateTime& now)
         std::make_unique<meeting_file::Writer>(about, [this](std::string_view bytes) { mBytes += bytes; });
 }
 
+void MeetingRecording::BoardBegins(const QString& handle, const QDateTime& now)
+{
+    if (mItems > 0) Keep(BeginsItem(handle, now));
+}
+
 void MeetingRecording::Took(const Mark& mark)
 {
     Keep(ItemOf(mark));

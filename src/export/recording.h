@@ -25,6 +25,8 @@ public:
 
     /// Another meeting: nothing is left of the one before.
     void Begin(const QString& title, const QDateTime& now);
+    /// The same meeting, to which this user has come back: its board is about to come anew.
+    void BoardBegins(const QString& handle, const QDateTime& now);
     void Took(const Mark& mark) override;
     void Said(const QString& from, const QString& text, const QDateTime& when);
 

@@ -11,6 +11,12 @@ void BeginReplay(Board& board, WBHistory& history)
 bool ApplyItem(Board& board, WBHistory& history, const meeting_file::Item& item,
                const PictureReader& pictures)
 {
+    if (item.kind == meeting_file::Kind::Begins) {
+        board.Become(Board());
+        history = {};
+        BeginReplay(board, history);
+        return true;
+    }
     const MarkPtr mark = MarkOf(item, pictures);
     return mark && ApplyMark(board, history, mark, {}, &pictures).remembered;
 }

@@ -15,6 +15,7 @@ enum class Kind : std::uint8_t {
     Picture = 2,   // of the board: JPEG with its corner at x, y
     Line = 3,      // of the chat, in clear
     TakeBack = 4,  // of the board: all marks of the handle that is the body go
+    Begins = 5,    // of the board: white and without a past; what follows draws all of it again
 };
 
 struct Item {

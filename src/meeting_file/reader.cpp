@@ -40,7 +40,7 @@ std::optional<Item> TakeItem(Cursor& frame)
     const auto handle = in.Number<std::uint16_t>();
     item.sequence = in.Number<std::uint64_t>();
     item.time = in.Number<std::int64_t>();
-    if (kind < std::uint8_t(Kind::Record) || kind > std::uint8_t(Kind::TakeBack)) return std::nullopt;
+    if (kind < std::uint8_t(Kind::Record) || kind > std::uint8_t(Kind::Begins)) return std::nullopt;
     item.kind = Kind(kind);
     if (handle > kHandleBytes) throw BadFile("an item's handle is too long");
     item.from = in.Bytes(handle);
@@ -215,7 +215,9 @@ void Reader::WalkFrames()
         entry.packed = std::uint32_t(packed);
         entry.plain = std::uint32_t(plain);
         entry.sum = Sum(std::string_view(bytes).substr(0, packed));
-        if ((plainBytes += plain) > kPlainBytes || (itemCount += entry.items) > kItems) break;
+        plainBytes += plain;
+        itemCount += entry.items;
+        if (plainBytes > kPlainBytes || itemCount > kItems) break;
         found.push_back(entry);
         offset += packed;
     }

@@ -52,7 +52,7 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     setWindowTitle(QLatin1String(kAppTitle));
     setMinimumSize(kSmallestWindow);
     mRecording = std::make_unique<MeetingRecording>();
-    mRecording->Begin(mState.gMeetingCode, mState.ports.clock->Now());
+    BeginRecording();
     mState.gMarkSink = mRecording.get();
     BuildInterior();
     BuildMenus();
@@ -64,7 +64,7 @@ frmMeeting::frmMeeting(ProcessState& state, std::function<void()> endProgram,
     mZUM = std::make_unique<ServiceEvents>(mState, *picMain->lstUsers, *mChat, *status);
     mNewLines = std::make_unique<NewLines>(mState, *this);
     mVoice = std::make_unique<VoiceWatch>(mState, *mMedia, *picMain->lstUsers, *status);
-    mZUM->onBoardBegins = [this] { mRecording->Begin(mState.gMeetingCode, mState.ports.clock->Now()); };
+    mZUM->onBoardBegins = [this] { BeginRecording(); };
     mZUM->onLine = [this] { mNewLines->Arrived(); };
     mState.gMessenger->SetEvents(mZUM.get());
 }
@@ -251,14 +251,26 @@ void frmMeeting::mnuLogin_Click()
         mnuLogin->setEnabled(false);
         mnuPreferences->setEnabled(false);  // which configuration is in use is just being chosen
         mMedia->AcrossMeetings([this] {
+            mElsewhere = true;
             mNewMeeting();
-            mRecording->Begin(mState.gMeetingCode, mState.ports.clock->Now());
+            if (mElsewhere && !mState.gLoginCancelled) BeginRecording();
+            mElsewhere = false;
             FillUsers();
             mChat->ReadTimesSetting();  // of the configuration that is in use now
         });
     });
     mnuLogin->setEnabled(true);
     mnuPreferences->setEnabled(true);
+}
+
+/// Of the same meeting when the user came back by themselves, or stayed after all.
+void frmMeeting::BeginRecording()
+{
+    const QDateTime now = mState.ports.clock->Now();
+    if (std::exchange(mElsewhere, false) && !mState.gLoginCancelled)
+        mRecording->Begin(mState.gMeetingCode, now);
+    else
+        mRecording->BoardBegins(mState.gMessenger->Handle(), now);
 }
 
 void frmMeeting::mnuPreferences_Click()

@@ -67,6 +67,7 @@ private:
     void ConnectBoard();
     AreaSizes Sizes() const;
     void PlaceFirst();
+    void BeginRecording();
     void LoadOnce();
     void Form_Resize();
     void Activate();
@@ -92,6 +93,7 @@ private:
     std::unique_ptr<NewLines> mNewLines;
     std::unique_ptr<VoiceWatch> mVoice;
     std::unique_ptr<ActivationWatch> mActivation;
+    bool mElsewhere = true;  // the meeting that is being entered is another one
     bool mLoaded = false;
     bool mWhole = false;
 };

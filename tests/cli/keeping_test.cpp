@@ -99,7 +99,9 @@ TEST_F(KeepingTest, OfAMeetingWhereMarksWereTakenBackWhatIsLeftGoesOn)
     };
     const auto step = [](const char* record) { return Kept{Kind::Record, "zoe", 0, 0, 0, 0, record}; };
     const Kept back{Kind::TakeBack, "zoe", 0, 0, 0, 0, "yan"}, undo = step("[[ZUM_WB_UNDO]]");
-    const std::vector<Kept> items{stroke("yan", 10),
+    const std::vector<Kept> items{stroke("yan", 5),
+                                  Kept{Kind::Begins, "zoe", 0, 0, 0, 0, {}},  // zoe had been away
+                                  stroke("yan", 10),
                                   step("[[ZUM_WB_CLEAR]]"),
                                   undo,
                                   stroke("zoe", 20),
@@ -121,7 +123,7 @@ TEST_F(KeepingTest, OfAMeetingWhereMarksWereTakenBackWhatIsLeftGoesOn)
     EXPECT_EQ(importer->ReadLine(), "3 changes of the board are in the meeting Standup.");
     const QString after = Path("after.zmeeting");
     EXPECT_EQ(Exit(As("export", u"carol"_s, {u"--zmeeting"_s, after, u"Standup"_s})), 0);
-    EXPECT_EQ(Drawn(ItemsOf(after)), Drawn({items[3], items[10], items[12]}));
+    EXPECT_EQ(Drawn(ItemsOf(after)), Drawn({items[5], items[12], items[14]}));
     for (const QString& meeting : {before, after})
         EXPECT_EQ(Exit({u"export"_s, meeting, u"--png"_s, meeting + u".png"_s}), 0);
     EXPECT_EQ(QImage(before + u".png"_s), QImage(after + u".png"_s));

@@ -45,6 +45,13 @@ struct Recorded {
                                         random() % 3 ? u"ann"_s : u"bob"_s));
         }
         for (const MarkPtr& mark : marks) {
+            if (mark == marks[marks.size() / 2]) {
+                writer.Add(BeginsItem(u"ann"_s, {}));
+                board.Clear();
+                history = {};
+                BeginReplay(board, history);
+                boards += board.Checksum();
+            }
             writer.Add(ItemOf(*mark));
             ApplyMark(board, history, mark, {}, pictures.get());
             boards += board.Checksum();

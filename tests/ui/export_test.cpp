@@ -111,6 +111,41 @@ TEST(Export, TheMeetingFileGivesTheBoardAndTheTalkBack)
     EXPECT_EQ(lines, QStringList{u"bob: hello"_s});
 }
 
+TEST(Export, TheMeetingFileHasAllOfThisMeetingAndNothingOfAnother)
+{
+    ExportDesk desk;
+    const auto begins = [&] {
+        desk.service->Own([](MessengerEvents& events) { events.BoardBegins(0); });
+        desk.service->Say(u"bob"_s, kStroke.arg(500));
+    };
+    const auto kept = [&] {
+        static int files = 0;
+        const QString name = u"%1.zmeeting"_s.arg(++files);
+        EXPECT_EQ(desk.Export("optMeeting", 0, name), u""_s);
+        QStringList lines;
+        EXPECT_EQ(desk.Replayed(name, lines), desk.state.gMeetingForm->Board().Image().Checksum());
+        return lines.join(u' ');
+    };
+    desk.service->Say(u"bob"_s, kStroke.arg(900));
+    desk.service->Say(u"bob"_s, u"one"_s);
+    begins();  // the seat was lost: the board comes again
+    tool_ButtonClick(desk.state, ToolKey::Undo);
+    tool_ButtonClick(desk.state, ToolKey::Undo);  // not to what was before
+    EXPECT_EQ(kept(), u"bob: one"_s);
+    struct {
+        bool cancelled, enters;
+        const char* lines;
+    } const dialogs[] = {{true, false, "bob: one"}, {true, true, "bob: one"}, {false, true, ""}};
+    for (const auto& dialog : dialogs) {
+        desk.onNewMeeting = [&] {
+            desk.state.gLoginCancelled = dialog.cancelled;
+            if (dialog.enters) begins();
+        };
+        desk.window->mnuLogin_Click();
+        EXPECT_EQ(kept(), QLatin1String(dialog.lines)) << dialog.cancelled << dialog.enters;
+    }
+}
+
 TEST(Export, ARecordingEndsAtItsBound)
 {
     MeetingRecording kept(1000);
