@@ -65,13 +65,14 @@ QSize ScreenFor(const Look& look)
 
 /// The letters that open the menus "Meeting", "Tools" and "Help", and the first one's entries.
 struct Letters {
-    QString meeting, tools, help, invite, letIn, preferences, newMeeting;
+    QString meeting, tools, help, invite, letIn, preferences, newMeeting, exporting, replay;
 };
 
 Letters LettersOf(const Look& look)
 {
-    if (look.language == u"de") return {u"alt+b"_s, u"alt+w"_s, u"alt+h"_s, u"l"_s, u"a"_s, u"e"_s, u"n"_s};
-    return {u"alt+m"_s, u"alt+t"_s, u"alt+h"_s, u"i"_s, u"l"_s, u"p"_s, u"n"_s};
+    if (look.language == u"de")
+        return {u"alt+b"_s, u"alt+w"_s, u"alt+h"_s, u"l"_s, u"a"_s, u"e"_s, u"n"_s, u"x"_s, u"p"_s};
+    return {u"alt+m"_s, u"alt+t"_s, u"alt+h"_s, u"i"_s, u"l"_s, u"p"_s, u"n"_s, u"e"_s, u"r"_s};
 }
 
 void Furnish(Desk& desk, const Look& look)
@@ -109,6 +110,7 @@ public:
         InTheMeeting();
         Tools();
         Dialogs();
+        OutOfTheMeeting();
         Preferences();
         InkAbove();
         Links();
@@ -302,6 +304,37 @@ private:
         Choose(ann, mLetters.meeting, mLetters.invite);
         ann.Wait("invitation");
         shots.Take(u"invitation-copied"_s);
+    }
+
+    /// What leaves the meeting, and what plays it again.
+    void OutOfTheMeeting()
+    {
+        const QString file = mFolder / "Plan2026.zmeeting";
+        QFile::remove(file);  // nobody is asked whether to replace it
+        const auto name = [&](const char* dialog) {
+            ann.Wait("dialog", Is("name", QLatin1String(dialog)));
+            ann.Type(file);
+            ann.LetManagerCatchUp();  // names are offered below meanwhile
+            ann.Key(u"Return"_s);
+        };
+        Choose(ann, mLetters.meeting, mLetters.exporting);
+        ann.Wait("dialog", Is("name", u"frmExport"_s));
+        shots.Take(u"export"_s);
+        ann.ClickControl(u"optMeeting"_s);
+        shots.Take(u"export-meeting"_s);
+        ann.ClickControl(u"cmdExport"_s);
+        name("saveFile");
+        ann.Wait("dialog_closed", Is("name", u"frmExport"_s));
+        ann.Wait("active");
+        shots.Take(u"exported"_s);
+        Choose(ann, mLetters.meeting, mLetters.replay);
+        name("openFile");
+        ann.Wait("replay");
+        ann.Key(u"End"_s);
+        ann.Wait("replayed");
+        shots.Take(u"replay"_s);
+        ann.Key(u"Escape"_s);
+        ann.Wait("active");
     }
 
     void PreferencePages()

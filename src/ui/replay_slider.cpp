@@ -54,8 +54,10 @@ int ReplaySlider::ItemAt(int x) const
 void ReplaySlider::PaintAuthors(QPainter& painter) const
 {
     const QRect groove = Groove();
-    for (int x = groove.left(); x <= groove.right(); ++x) {
-        const int who = author ? author(ItemAt(x)) : -1;
+    for (int x = groove.left(); x < groove.right(); ++x) {
+        // What an item does lies between the place before it and the one behind it.
+        const int item = int(qint64(x - groove.left()) * maximum() / std::max(1, groove.width() - 1));
+        const int who = author ? author(item) : -1;
         if (who >= 0) painter.fillRect(x, 0, 1, kBand, ColourOf(who));
     }
 }
