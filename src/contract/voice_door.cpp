@@ -1,7 +1,5 @@
 #include "contract/voice_door.h"
 
-#include <algorithm>
-
 namespace voice_door {
 
 namespace {

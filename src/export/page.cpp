@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <algorithm>
+#include <ranges>
 #include <utility>
 
 #include "messaging/record_kinds.h"
@@ -128,23 +129,23 @@ MarkPtr MarkAt(const Page& page, QPoint at, const PictureReader& pictures)
     constexpr int kReach = 3;
     constexpr QRgb kFaint = 64;  // of 255: less of it is an edge that nobody points at
     const QPoint centre(kReach, kReach);
-    for (auto drawn = page.marks.rbegin(); drawn != page.marks.rend(); ++drawn) {
+    for (const DrawnMark& drawn : std::views::reverse(page.marks)) {
         QImage seen(2 * kReach + 1, 2 * kReach + 1, QImage::Format_ARGB32);
         seen.fill(Qt::transparent);
         QPainter painter(&seen);
         painter.translate(centre - at);
-        Draw(painter, *drawn, pictures);
+        Draw(painter, drawn, pictures);
         painter.end();
         const auto inked = [&](QRgb pixel) { return QRgb(qAlpha(pixel)) > kFaint; };
         const auto* pixels = reinterpret_cast<const QRgb*>(std::as_const(seen).constBits());
         const auto* found =
             std::find_if(pixels, pixels + seen.sizeInBytes() / qsizetype(sizeof(QRgb)), inked);
         if (found == pixels + seen.sizeInBytes() / qsizetype(sizeof(QRgb))) continue;
-        if (!drawn->mark->picture && (*found & RGB_MASK) == (qRgb(255, 255, 255) & RGB_MASK)) {
+        if (!drawn.mark->picture && (*found & RGB_MASK) == (qRgb(255, 255, 255) & RGB_MASK)) {
             if (inked(seen.pixel(centre))) return nullptr;  // rubbed out here, not beside it
             continue;
         }
-        return drawn->mark;
+        return drawn.mark;
     }
     return nullptr;
 }

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int kSliceMilliseconds = 8;
-
 /// How many segments to draw before looking at the clock again.
 std::size_t FirstBatch(int width)
 {

@@ -18,6 +18,8 @@ inline constexpr int kTileSide = 64;
 inline constexpr int kTilesAcross = kBoardWidth / kTileSide;
 inline constexpr int kTilesDown = kBoardHeight / kTileSide;
 inline constexpr int kTileCount = kTilesAcross * kTilesDown;
+/// Whatever draws for long lets others have their turn after this.
+inline constexpr int kSliceMilliseconds = 8;
 
 /// One bit a tile, row by row.
 using TileSet = std::bitset<kTileCount>;

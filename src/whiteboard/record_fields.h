@@ -110,7 +110,7 @@ private:
         if (!value) value = WholeNumber(text);
         if (!value) Refuse(text, QStringLiteral("is no number"));
         const double number = whole == Whole::Yes ? RoundHalfEven(*value) : *value;
-        if (!(number >= lowest && number <= highest)) {
+        if (std::isnan(number) || number < lowest || number > highest) {
             Refuse(text, whole == Whole::Yes
                              ? QStringLiteral("is outside %1..%2").arg(qint64(lowest)).arg(qint64(highest))
                              : QStringLiteral("is too large"));

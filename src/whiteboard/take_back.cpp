@@ -3,12 +3,6 @@
 #include <QElapsedTimer>
 #include <algorithm>
 
-namespace {
-
-constexpr int kSliceMilliseconds = 8;
-
-}  // namespace
-
 void DrawWithout(Board& board, WBHistory& history, const QString& author,
                  const std::function<void(Board&, const DrawnMark&)>& draw,
                  const std::function<void()>& between)

@@ -24,7 +24,7 @@
 // clang-format on
 
 struct PipeWireLibrary {
-#define QUORVIA_MEMBER(name) decltype(&::name) name = nullptr;
+#define QUORVIA_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses): a name
     QUORVIA_PIPEWIRE_FUNCTIONS(QUORVIA_MEMBER)
 #undef QUORVIA_MEMBER
 
@@ -42,7 +42,7 @@ private:
         mWhole = handle != nullptr;
 #define QUORVIA_FIND(function)                                                                    \
     function = mWhole ? reinterpret_cast<decltype(function)>(dlsym(handle, #function)) : nullptr; \
-    mWhole = mWhole && function;
+    mWhole = mWhole && (function);
         QUORVIA_PIPEWIRE_FUNCTIONS(QUORVIA_FIND)
 #undef QUORVIA_FIND
         if (mWhole) pw_init(nullptr, nullptr);

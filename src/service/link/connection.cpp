@@ -4,7 +4,6 @@
 #include <boost/asio/detached.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
@@ -43,7 +42,7 @@ Connection::Executor Connection::GetExecutor()
     return mRoad->GetExecutor();
 }
 
-asio::awaitable<void> Connection::Connect(tcp::endpoint address)
+asio::awaitable<void> Connection::Connect(const tcp::endpoint& address)
 {
     mRemote = address;
     return mRoad->Connect(address);

@@ -45,7 +45,7 @@ public:
     explicit Connection(std::unique_ptr<ServiceRoad> road);
 
     /// The two steps of opening, as the road has them.
-    boost::asio::awaitable<void> Connect(boost::asio::ip::tcp::endpoint address);
+    boost::asio::awaitable<void> Connect(const boost::asio::ip::tcp::endpoint& address);
     boost::asio::awaitable<void> Handshake();
 
     const TlsPeer& Peer() const { return mPeer; }

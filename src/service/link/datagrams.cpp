@@ -1,13 +1,13 @@
 #include "service/link/datagrams.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cstring>
+#include <tuple>
 
 #include "service/net/no_throw.h"
 
@@ -60,7 +60,7 @@ void Datagrams::Close()
     mOwner = nullptr;
     mTick.cancel();
     boost::system::error_code ignored;
-    mReadable.close(ignored);
+    std::ignore = mReadable.close(ignored);
 }
 
 void Datagrams::SendOut()
