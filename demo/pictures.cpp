@@ -373,17 +373,23 @@ private:
         for (const QString& key : {u"Return"_s, u"space"_s, u"Return"_s}) ann.Key(key);
         ann.Wait("ink_above", Is("on", true));
         ann.ClickControl(u"tool_Clear"_s);
+        const QPoint board = ann.Control(u"picDraw"_s).topLeft() + QPoint(300, 300);
+        ann.Run(u"xdotool"_s,  // zoomed in and out, it is scrolled
+                {u"mousemove"_s, QString::number(board.x()), QString::number(board.y()), u"click"_s,
+                 u"--repeat"_s, u"16"_s, u"4"_s, u"keydown"_s, u"shift"_s, u"click"_s, u"--repeat"_s, u"16"_s,
+                 u"4"_s, u"keyup"_s, u"shift"_s});
         bob.ClickControl(u"tool_Video"_s);
         bob.Wait("tool");
         bob.Click(bob.Board(220, 130));
         ann.Wait("frame", Is("from", u"bob"_s));
-        ann.ClickControl(u"tool_Draw"_s);
+        for (const QString& control : {u"tool_Draw"_s, u"picSelColor_5"_s, u"picLineWidth_2"_s})
+            ann.ClickControl(control);
         std::vector<QPoint> round;
         for (int i = 0; i <= 40; ++i)
             round.push_back(
-                ann.Board(340 + int(70 * std::cos(i * M_PI / 20)), 220 + int(34 * std::sin(i * M_PI / 20))));
+                ann.Board(340 + int(84 * std::cos(i * M_PI / 20)), 220 + int(34 * std::sin(i * M_PI / 20))));
         ann.Drag(round);
-        ann.Drag({ann.Board(410, 220), ann.Board(500, 170), ann.Board(545, 170)});
+        ann.Drag({ann.Board(424, 220), ann.Board(500, 170), ann.Board(545, 170)});
         for (int i = 0; i < 2; ++i) ann.Wait("frame", Is("from", u"bob"_s));
         shots.Take(u"ink-above"_s);
         bob.ClickControl(u"tool_Video"_s);
