@@ -260,11 +260,13 @@ struct Figures {
     double client = 0, above = 0, paced = 0, hot = 0, widget = 0;  // processor seconds
 };
 
-/// What a client pays, while the reference decodes the same at the pace of the videos, where its tables and
-/// pictures have left the caches as they have in the client.
+/// What a client pays for all frames; where the machine was too busy to show each, as those that were shown
+/// cost. Meanwhile the reference decodes the same at the pace of the videos, where its tables and pictures
+/// have left the caches as they have in the client.
 double Play(Meeting& meeting, Desk& desk, const QString& name, Reference& paced,
             const std::vector<QByteArray>& pictures, const QStringList& files)
 {
+    const int shownBefore = Shown(desk);
     const double before = Spent(desk.Client().Pid());
     auto due = std::chrono::steady_clock::now();
     for (int round = 0; round < kRate * kSeconds; ++round) {
@@ -273,8 +275,8 @@ double Play(Meeting& meeting, Desk& desk, const QString& name, Reference& paced,
         for (int i = 0; i < kSenders; ++i) paced.Decode(pictures[size_t(round + i) % pictures.size()]);
     }
     const double spent = Spent(desk.Client().Pid()) - before;
-    desk.Lines();  // or the client would wait for its trace to be read
-    return spent;
+    const int shown = Shown(desk) - shownBefore;  // read, or the client would wait for its trace to be
+    return spent * kSenders * kRate * kSeconds / std::max(shown, 1);
 }
 
 /// Both clients, in turn the first; then the reference once more, all frames in one go.
