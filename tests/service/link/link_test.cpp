@@ -25,7 +25,6 @@ using namespace std::chrono_literals;
 using AttendeePtr = std::unique_ptr<LinkedAttendee>;
 
 const QString kStroke = u"[[ZUM_WB_PEN]]3"_s;
-const QString kClear = u"[[ZUM_WB_CLEAR]]"_s;
 
 QByteArray Jpeg(int width, int height)
 {
@@ -442,42 +441,6 @@ TEST_P(EachProtocol, AnotherMeetingHasItsOwnCollectionAndEvents)
     EXPECT_TRUE(alice->heard.empty());
 }
 
-/// Beside what the other one sees: the same order. A cut in between, and what was sent again is not told
-/// twice.
-TEST_P(EachProtocol, EverybodyLearnsWhereTheOwnStrokesStand)
-{
-    struct Order final : MessengerEvents {
-        QStringList all;
-        void NewMessage(const QString& from, const QString& text) override { all += from + text.last(1); }
-        void StatusChanged(const QString&, qint32) override {}
-        void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override {}
-        void OwnPlaced(quint64 post) override { all += u"own%1"_s.arg(post); }
-        void OwnLost(quint64 post) override { all += u"lost%1"_s.arg(post); }
-    } hers, his;
-    StartPatientRelay();
-    FaultProxy proxy(relay->Port());
-    auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
-    alice->Next();
-    EXPECT_TRUE(alice->link->PlacesOwn());
-    alice->watcher = &hers;
-    bob->watcher = &his;
-    for (int i = 1; i <= 8; ++i) {
-        alice->Draw(kStroke + QString::number(i));
-        EXPECT_EQ(alice->link->LastBoardPost(), quint64(i));
-        bob->Draw(kStroke + QString::number(i));
-        bob->Turn();
-        if (i == 4) proxy.Cut();
-    }
-    EXPECT_TRUE(alice->Until([&] { return hers.all.size() == 16; }));
-    EXPECT_TRUE(bob->Until([&] { return his.all.size() == 16; }));
-    hers.all.replaceInStrings(u"own"_s, u"Alice"_s).replaceInStrings(u"bob"_s, u"own"_s);
-    EXPECT_EQ(hers.all, his.all);
-    alice->link->Keep(u"no record"_s);  // refused: it belongs to the other channel
-    alice->Draw(kStroke + u'9');
-    EXPECT_TRUE(alice->Until([&] { return hers.all.size() == 17; }));
-    alice->watcher = bob->watcher = nullptr;
-}
-
 TEST_P(EachProtocol, WhoStartedTakesBackAndEverybodyHearsItInOrder)
 {
     StartPatientRelay();
@@ -485,6 +448,7 @@ TEST_P(EachProtocol, WhoStartedTakesBackAndEverybodyHearsItInOrder)
     auto alice = Joined("Alice", proxy.Port()), bob = Joined("bob");
     alice->Next();
     EXPECT_TRUE(alice->link->StartedMeeting());
+    EXPECT_TRUE(alice->link->PlacesOwn());
     EXPECT_FALSE(bob->link->StartedMeeting());
     EXPECT_THROW(bob->link->TakeBack(u"Alice"_s), std::runtime_error);
     EXPECT_THROW(alice->link->TakeBack({}), std::runtime_error);
