@@ -62,17 +62,23 @@ void SeenBoard::Follow()
 void SeenBoard::FindInk(int tile)
 {
     const QPoint corner = TileRect(tile).topLeft();
+    TileInk& ink = mInk[std::size_t(tile)];
+    ink.pixels.clear();
     for (int strip = 0; strip < kStrips; ++strip) {
+        const auto row = [&](int y) {
+            return RowOf(mBoard.Ink(), corner.x(), corner.y() + strip * kStripHeight + y);
+        };
         QRgb any[kTileSide] = {};
-        for (int y = 0; y < kStripHeight; ++y) {
-            const QRgb* row = RowOf(mBoard.Ink(), corner.x(), corner.y() + strip * kStripHeight + y);
-            for (int x = 0; x < kTileSide; ++x) any[x] |= row[x];
-        }
+        for (int y = 0; y < kStripHeight; ++y)
+            for (int x = 0; x < kTileSide; ++x) any[x] |= row(y)[x];
         const auto inked = [](QRgb pixels) { return pixels != 0; };
-        const auto first = std::find_if(std::begin(any), std::end(any), inked);
-        auto end = std::end(any);
+        const auto* first = std::find_if(std::begin(any), std::end(any), inked);
+        const auto* end = std::end(any);
         while (end != first && !inked(*(end - 1))) --end;
-        mInk[std::size_t(tile)][std::size_t(strip)] = {int(first - any), int(end - any)};
+        const Span span{int(first - any), int(end - any), ink.pixels.size()};
+        for (int y = 0; y < kStripHeight; ++y)
+            ink.pixels.insert(ink.pixels.end(), row(y) + span.from, row(y) + span.to);
+        ink.spans[std::size_t(strip)] = span;
     }
 }
 
@@ -89,40 +95,50 @@ const Board& SeenBoard::At(const QRegion& area)
 
 void SeenBoard::Make(int tile)
 {
+    const QRect place = TileRect(tile);
     QRgb pixels[kTileSide * kTileSide];
-    Lay(pixels, TileRect(tile));
+    mLive.CopyTo(pixels, place);
+    for (int y = 0; y < kTileSide; y += kStripHeight)
+        LayInk(pixels + y * kTileSide, {place.left(), place.top() + y, kTileSide, kStripHeight});
     mSeen.PutTile(tile, pixels);
 }
 
-void SeenBoard::Lay(QRgb* pixels, const QRect& area) const
+/// `pixels` are those of `part`, which lies in one row of strips.
+void SeenBoard::LayInk(QRgb* pixels, const QRect& part) const
 {
-    mLive.CopyTo(pixels, area);
-    for (int y = area.top(); y <= area.bottom(); ++y, pixels += area.width())
-        LayOver(pixels, RowOf(mBoard.Ink(), area.left(), y), area.width());
+    for (int column = part.left() / kTileSide; column <= part.right() / kTileSide; ++column) {
+        const TileInk& ink = mInk[std::size_t(part.top() / kTileSide * kTilesAcross + column)];
+        const Span span = ink.spans[std::size_t(part.top() % kTileSide / kStripHeight)];
+        const int left = column * kTileSide + span.from, width = span.to - span.from;
+        const int from = std::max(left, part.left()), to = std::min(left + width, part.right() + 1);
+        if (from >= to) continue;
+        const QRgb* row = ink.pixels.data() + span.first + part.top() % kStripHeight * width + from - left;
+        for (int y = 0; y < part.height(); ++y, row += width)
+            LayOver(pixels + y * part.width() + from - part.left(), row, to - from);
+    }
 }
 
 const Pixels& SeenBoard::Laid(const QRegion& area)
 {
     if (!mMemory.memory) return mMemory;
-    for (const QRect& rect : area& QRect(0, 0, kBoardWidth, kBoardHeight))
-        for (int y = rect.top(); y <= rect.bottom(); y += kStripHeight)
+    const QRegion inside = area & QRect(0, 0, kBoardWidth, kBoardHeight);
+    for (const QRect& rect : inside)
+        for (int y = rect.top() / kStripHeight * kStripHeight; y <= rect.bottom(); y += kStripHeight)
             LayStrip(rect & QRect(rect.left(), y, rect.width(), kStripHeight));
     return mMemory;
 }
 
 /// The display may be reading: it sees rows of before or of now.
-void SeenBoard::LayStrip(const QRect& area)
+void SeenBoard::LayStrip(const QRect& part)
 {
     QRgb pixels[kStripHeight * kBoardWidth];
-    QRgb* to = static_cast<QRgb*>(mMemory.memory->Data()) + area.top() * kBoardWidth + area.left();
-    for (int row = 0; row < area.height(); ++row) {  // none of it is in the caches
-        __builtin_prefetch(RowOf(mBoard.Ink(), area.left(), area.top() + row));
-        __builtin_prefetch(to + row * kBoardWidth, 1);
-    }
-    Lay(pixels, area);
-    for (int row = 0; row < area.height(); ++row)
-        std::memcpy(to + row * kBoardWidth, pixels + row * area.width(),
-                    std::size_t(area.width()) * sizeof(QRgb));
+    QRgb* to = static_cast<QRgb*>(mMemory.memory->Data()) + part.top() * kBoardWidth + part.left();
+    for (int row = 0; row < part.height(); ++row) __builtin_prefetch(to + row * kBoardWidth, 1);
+    mLive.CopyTo(pixels, part);
+    LayInk(pixels, part);
+    for (int row = 0; row < part.height(); ++row)
+        std::memcpy(to + row * kBoardWidth, pixels + row * part.width(),
+                    std::size_t(part.width()) * sizeof(QRgb));
 }
 
 QRegion SeenBoard::Hidden(const Pixels& picture, const QRegion& area) const
@@ -139,7 +155,7 @@ QRegion SeenBoard::InkIn(const QRect& area) const
     for (int y = area.top() / kStripHeight * kStripHeight; y <= area.bottom(); y += kStripHeight) {
         for (int column = left; column <= right; ++column) {
             const Span span = mInk[std::size_t(y / kTileSide * kTilesAcross + column)]
-                                  [std::size_t(y % kTileSide / kStripHeight)];
+                                  .spans[std::size_t(y % kTileSide / kStripHeight)];
             if (span.from >= span.to) continue;
             const int from = column * kTileSide + span.from, to = column * kTileSide + span.to;
             if (!rects.empty() && rects.back().top() == y && rects.back().right() + 1 == from)

@@ -3,6 +3,7 @@
 // when somebody looks, in memory that the display can be shown. User-interface thread only.
 
 #include <array>
+#include <vector>
 
 #include "whiteboard/board.h"
 #include "whiteboard/live_pictures.h"
@@ -28,8 +29,8 @@ private:
     void Follow();
     void FindInk(int tile);
     void Make(int tile);
-    void Lay(QRgb* pixels, const QRect& area) const;
-    void LayStrip(const QRect& area);
+    void LayInk(QRgb* pixels, const QRect& part) const;
+    void LayStrip(const QRect& part);
     QRegion InkIn(const QRect& area) const;
 
     Board& mBoard;
@@ -41,6 +42,12 @@ private:
     /// Where a strip of a tile has ink, in pixels of the tile; empty: `from` is not before `to`.
     struct Span {
         int from = 0, to = 0;
+        std::size_t first = 0;  // where its rows begin in `pixels`
     };
-    std::array<std::array<Span, kStrips>, kTileCount> mInk{};
+    /// One behind the other, where the board has them far apart: a frame finds few of them in the caches.
+    struct TileInk {
+        std::array<Span, kStrips> spans;
+        std::vector<QRgb> pixels;
+    };
+    std::array<TileInk, kTileCount> mInk;
 };
