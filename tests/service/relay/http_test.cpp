@@ -131,11 +131,14 @@ TEST_F(HttpTest, APollThatIsGivenUpLosesNothing)
     const std::string name = Opened(up);
     up.Ask(Up(name, 1, HelloBytes()));
     RawHttp(relay->Port()).Ask(Down(name, 1));
-    RawHttp first(relay->Port()), second(relay->Port());
+    RawHttp first(relay->Port());
     first.Send(HttpText(Down(name, 2, 10)));
     first.Kill();
-    std::string told;
-    std::thread waits([&] { told = Told(second.Ask(Down(name, 2, 10))); });
+    std::string told = "gone";
+    std::thread waits([&] {  // where the service reads the dead one last, it sends the other away once
+        for (int i = 0; i < 2 && told == "gone"; ++i)
+            told = Told(RawHttp(relay->Port()).Ask(Down(name, 2, 10)));
+    });
     std::uint64_t number = 1;
     up.Ask(Up(name, ++number, PingBytes(1)));
     waits.join();
