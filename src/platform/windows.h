@@ -4,7 +4,6 @@
 
 #include <QString>
 #include <functional>
-#include <utility>
 #include <vector>
 
 #include "contract/picture.h"
@@ -28,12 +27,14 @@ public:
     virtual ~WindowsPort() = default;
 
     /// Finds out what can be shared and calls `seen`, at once or later; before, the list is not known.
-    virtual void Look(std::function<void()> seen) { std::move(seen)(); }
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): others keep it
+    virtual void Look(std::function<void()> seen) { seen(); }
     /// Entries of the list only say what the desktop itself shall ask for; what is shared comes from Choose.
     virtual bool DesktopAsks() const { return false; }
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the same
     virtual void Choose(WindowId entry, std::function<void(const WindowChoice&)> chosen)
     {
-        std::move(chosen)({entry, {}});
+        chosen({entry, {}});
     }
     /// Nobody waits for Look or Choose any more: what they were given is not called.
     virtual void StopAsking() {}
