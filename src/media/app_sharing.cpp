@@ -82,7 +82,8 @@ bool SamePicture(const Pixels& a, const Pixels& b)
 {
     if (a.IsNull() || b.IsNull() || a.width != b.width || a.height != b.height) return false;
     for (int row = 0; row < a.height; ++row)
-        if (std::memcmp(a.data + row * a.bytesPerLine, b.data + row * b.bytesPerLine, size_t(a.width) * 4))
+        if (std::memcmp(a.data + row * a.bytesPerLine, b.data + row * b.bytesPerLine, size_t(a.width) * 4) !=
+            0)
             return false;
     return true;
 }

@@ -342,6 +342,10 @@ TEST_P(EachProtocol, ServiceWithAnotherKeyHearsNothing)
 /// another.
 TEST_F(LinkTest, AnInvitationNamesTheKeyAndReplacesNone)
 {
+    boost::asio::io_context io;
+    boost::system::error_code unknown;
+    boost::asio::ip::tcp::resolver(io).resolve("localhost", "", unknown);
+    if (unknown) GTEST_SKIP() << "this system does not know localhost: it has no /etc/hosts";
     const QString right = QString::fromStdString(relay->Fingerprint()),
                   other = u"sha256:"_s + u"0"_s.repeated(64);
     const struct {
