@@ -63,11 +63,11 @@ std::string FrameOf(const std::string& header, const std::string& body = {})
     return FrameOf(header, body, 2 + header.size() + body.size(), header.size());
 }
 
-/// Every name that a message may carry, in every field that it might be looked for in.
+/// A name in every field that it might be looked for in; those up to 8 have a meaning of their own.
 std::string Claims(const std::string& handle)
 {
     std::string out;
-    for (unsigned number = 8; number < 40; ++number) out += Field(number, handle);
+    for (unsigned number = 9; number < 40; ++number) out += Field(number, handle);
     return out + Field(3, handle);
 }
 
