@@ -18,17 +18,24 @@ struct LiveSource {
     qint32 type;
 };
 
+class Board;
+
 class LivePictures {
 public:
     using Time = std::chrono::steady_clock::time_point;
     static constexpr std::size_t kMost = 64;
-    static constexpr qsizetype kMostBytes = 256 * 1024 * 1024;
+    static constexpr qsizetype kMostBytes = 64 * 1024 * 1024;
     /// A picture that nothing has come of for so long, and for three times as long as the last one took, has
     /// ceased. Nobody is told when a camera stops.
     static constexpr std::chrono::seconds kCeases{5};
 
+    /// From now on somebody looks at them and asks what has changed. Until then only their places are known:
+    /// what lies there on `board` is what they look like.
+    void BeginShowing(const Board& board);
+    /// Nobody does any more, as at first.
+    void EndShowing();
     /// From now on it looks like this, there. Beyond the bounds the one that nothing came of for longest
-    /// goes.
+    /// goes. What lies beside the board is not kept.
     void Put(const LiveSource& source, const Pixels& pixels, QPoint at, Time now);
     /// False: there was none.
     bool Stop(const LiveSource& source);
@@ -43,7 +50,7 @@ public:
     bool Empty() const { return mPictures.empty(); }
     /// Where something is, board pixels.
     QRegion Places() const;
-    /// Where others lie on the one with these pixels.
+    /// Where others lie on the one that came with these pixels.
     QRegion Above(const Pixels& pixels) const;
     /// What is seen of them in `area` and white elsewhere, row after row.
     void CopyTo(QRgb* pixels, const QRect& area) const;
@@ -53,12 +60,11 @@ public:
 private:
     struct One {
         LiveSource source;
-        QImage image;
+        QImage image;         // null: nobody looks
         const uchar* pixels;  // as they came; to know it by
-        QPoint at;
+        QRect place;
         Time last;
         Time::duration gap{};
-        QRect Place() const { return {at, image.size()}; }
         bool Ceased(Time now) const;
     };
     using Spot = std::vector<One>::iterator;
@@ -67,8 +73,10 @@ private:
     std::vector<LiveSource> StopThose(Which which);
     Spot Find(const LiveSource& source);
     QRegion AboveIt(std::vector<One>::const_iterator one) const;
+    void Changed(const QRegion& places);
     void Bound(const LiveSource& kept);
 
     std::vector<One> mPictures;  // the last is on top
     QRegion mChanged;
+    bool mShown = false;
 };

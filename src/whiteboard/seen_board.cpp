@@ -38,6 +38,12 @@ SeenBoard::SeenBoard(Board& board, LivePictures& live)
     : mBoard(board), mLive(live), mMemory(Room()), mSeen(Board::Within(Around(mMemory)))
 {
     mStale.set();
+    mLive.BeginShowing(mBoard);
+}
+
+SeenBoard::~SeenBoard()
+{
+    mLive.EndShowing();
 }
 
 QRegion SeenBoard::TakeChanged()

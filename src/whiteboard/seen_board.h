@@ -12,6 +12,9 @@ class SeenBoard {
 public:
     /// The board keeps its ink for as long as this looks at it. Both outlive this.
     SeenBoard(Board& board, LivePictures& live);
+    ~SeenBoard();
+    SeenBoard(const SeenBoard&) = delete;
+    SeenBoard& operator=(const SeenBoard&) = delete;
 
     /// What looks different since the last call, board pixels.
     QRegion TakeChanged();

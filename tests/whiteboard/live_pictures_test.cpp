@@ -164,6 +164,9 @@ TEST(LivePictures, AreBounded)
     for (int i = 0; i < LivePictures::kMostBytes / bytes + 2; ++i, v.now += 1ms)
         v.Frame(u"large%1"_s.arg(i), kRedPixel, {i, 0}, side);
     EXPECT_EQ(v.live.Places().boundingRect().left(), 2);  // the small ones went first
+    v.Frame(u"outside"_s, kRedPixel, {-side, 0}, side);
+    v.Frame(u"edge"_s, kGreenPixel, {10 - side, 20 - side}, side);
+    EXPECT_EQ(v.At(9, 19), kGreenPixel);
 }
 
 /// It begins to be kept after all that: as if it always had been.
