@@ -43,6 +43,15 @@ std::filesystem::path NewFolder()
     return name;
 }
 
+/// The fuzzer's clock rings in the middle of it; Linux goes on with a connect that is asked for again.
+void Join(tcp::socket& socket, std::uint16_t port)
+{
+    boost::system::error_code failed;
+    do socket.connect({asio::ip::address_v4::loopback(), port}, failed);
+    while (failed == asio::error::interrupted);
+    if (failed) std::abort();
+}
+
 RelayOptions At(RelayOptions options, const std::filesystem::path& folder)
 {
     options.data = folder;
@@ -83,7 +92,7 @@ std::unique_ptr<TlsStream> ServiceRoom::Connect(const std::string& from)
     tcp::socket socket(mIo, tcp::endpoint(asio::ip::make_address(from), 0));
     socket.set_option(
         asio::socket_base::linger(true, 0));  // thousands a minute: no port is to wait for its end
-    socket.connect({asio::ip::address_v4::loopback(), mRelay.Port()});
+    Join(socket, mRelay.Port());
     auto stream = std::make_unique<TlsStream>(std::move(socket), mHome.clientTls);
     bool over = false;
     asio::co_spawn(mIo, stream->Handshake(), [&over](std::exception_ptr) { over = true; });
@@ -95,7 +104,7 @@ tcp::socket ServiceRoom::ConnectPlain()
 {
     tcp::socket socket(mIo, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
     socket.set_option(asio::socket_base::linger(true, 0));
-    socket.connect({asio::ip::address_v4::loopback(), mRelay.HttpPort()});
+    Join(socket, mRelay.HttpPort());
     socket.non_blocking(true);
     return socket;
 }
