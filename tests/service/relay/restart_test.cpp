@@ -8,6 +8,7 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/log/journal.h"
 #include "service/relay/relay_fixture.h"
+#include "service/relay/test_disk.h"
 
 namespace zephyl {
 namespace {
@@ -190,6 +191,23 @@ TEST_P(RestartTest, ATornEndIsCutAndItsSenderSendsItAgain)
     const Received presence = alice->Wait(Header::kItem);
     EXPECT_GT(presence.header.item().sequence() >> 32,
               alices.position().talk() >> 32);  // no cursor stands before it
+}
+
+// What a power cut takes is sent again, perhaps behind an UNDO that reaches beyond the CLEAR then.
+TEST_P(RestartTest, NewcomersBeginWithAClearOnceWhatSettledItIsSafe)
+{
+    auto alice = In("Alice");
+    auto bob = In("bob");
+    alice->Post(1, "[[ZUM_WB_PEN]]old");
+    alice->Post(2, "[[ZUM_WB_CLEAR]]");
+    alice->WaitAccepted(CHANNEL_BOARD, 2);
+    TestDisk::The().failingSyncs = 1 << 20;
+    for (std::uint64_t i = 3; i <= 22; ++i) alice->Post(i, "[[ZUM_WB_PEN]]" + std::to_string(i));
+    EXPECT_EQ(bob->Texts(22).back(), "Alice: [[ZUM_WB_PEN]]22");
+    EXPECT_EQ(In("carol")->Texts(1), Texts{"Alice: [[ZUM_WB_PEN]]old"});
+    TestDisk::The().failingSyncs = 0;
+    alice->WaitAccepted(CHANNEL_BOARD, 22);
+    EXPECT_EQ(In("dave")->Texts(1), Texts{"Alice: [[ZUM_WB_CLEAR]]"});
 }
 
 TEST_P(RestartTest, AllIsSafeBeforeItEndsInOrder)

@@ -410,6 +410,10 @@ void Meeting::Settle(StreamMemory& numbers, const Sequences& upTo)
 
 void Meeting::OnSafe(const Sequences& upTo)
 {
+    for (; !mUnsafeKept.empty() && mUnsafeKept.front().sequence <= upTo.board; mUnsafeKept.pop_front()) {
+        const auto [sequence, effect] = mUnsafeKept.front();
+        if (const auto begin = mHistory.Take(sequence, effect)) mBoardBegin = *begin;
+    }
     for (const auto& numbers : mLeaving) Settle(*numbers, upTo);
     std::erase_if(mLeaving,
                   [](const auto& numbers) { return numbers->talk.empty() && numbers->board.empty(); });

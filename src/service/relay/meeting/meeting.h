@@ -4,6 +4,7 @@
 #include <atomic>
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -147,7 +148,12 @@ private:
         mBarred;  // by folded handle; under which entries of the log
     std::map<std::string, std::deque<std::shared_ptr<StreamMemory>>> mNumbers;  // by folded handle
     std::vector<std::shared_ptr<StreamMemory>> mLeaving;  // their seats went before all was safe
-    BoardHistory mHistory;
+    struct Kept {
+        std::uint64_t sequence;
+        BoardEffect effect;
+    };
+    std::deque<Kept> mUnsafeKept;
+    BoardHistory mHistory;          // of what is safe: the rest may come again in another order
     std::uint64_t mBoardBegin = 0;  // the CLEAR that newcomers begin with
     std::vector<ItemPtr> mPending;  // of this turn
     Client::Scratch mScratch;

@@ -209,8 +209,7 @@ void Meeting::Put(std::shared_ptr<LogItem> item, Header& header, std::string_vie
     header.mutable_item()->set_sequence(item->sequence);
     const Lane lane = item->channel == CHANNEL_TALK ? LANE_TALK : LANE_BOARD;
     AppendItem(item->frames, header, lane, body, Way::Down);
-    if (item->kept)
-        if (const auto begin = mHistory.Take(item->sequence, effect)) mBoardBegin = *begin;
+    if (item->kept) mUnsafeKept.push_back({item->sequence, effect});
     mPending.push_back(std::move(item));
 }
 

@@ -53,6 +53,7 @@ void Meeting::OpenLog()
     mSeats.clear();  // of an attempt that failed half way
     mBarred.clear();
     mNumbers.clear();
+    mUnsafeKept.clear();
     mHistory = {};
     const LogContents contents = mLog->Open();
     mLog->WhenSafe([this](const Sequences& upTo) { OnSafe(upTo); });
