@@ -248,7 +248,7 @@ private:
     {
         Holds(other) ? mAttendee->Draw(record) : mAttendee->link->Keep(record);
     }
-    void BoardBegins(quint64 ownUpTo) override { paper->shared.Begin(ownUpTo, {}, {}); }
+    void BoardBegins(quint64 ownUpTo) override { paper->Begin(ownUpTo); }
     void OwnPlaced(quint64 post) override { paper->shared.Placed(post); }
     void OwnPassed(quint64 upTo) override { paper->shared.Passed(upTo); }
     void OwnLost(quint64 post) override { paper->shared.Lost(post); }
@@ -257,7 +257,7 @@ private:
         if (IsMark(text)) {
             QString author = from;
             author.remove(QLatin1String(kEarlierSuffix));
-            paper->shared.Take(std::make_shared<::Mark>(::Mark{text, nullptr, {}, author, {}}));
+            paper->Take(std::make_shared<::Mark>(::Mark{text, nullptr, {}, author, {}}));
         }
         for (const KindTag& row : kTags) {
             if (!text.startsWith(QLatin1String(row.tag))) continue;
@@ -279,7 +279,7 @@ private:
         author.remove(QLatin1String(kEarlierSuffix));
         auto mark = std::make_shared<::Mark>(::Mark{{}, nullptr, {}, author, {}});
         mark->takesBack = whose;
-        paper->shared.Take(mark);
+        paper->Take(mark);
     }
     void StatusChanged(const QString&, qint32) override {}
     void VideoFrame(const QString&, const PicturePtr&, int, int, qint32) override {}
