@@ -46,7 +46,7 @@ QStringList Texts(const QJsonObject& command, const QString& name)
     QStringList texts;
     const QJsonValue value = command.value(name);
     if (!value.isArray()) Fail(u"\"%1\" must be a list"_s.arg(name));
-    for (const QJsonValue& one : value.toArray()) {
+    for (const auto& one : value.toArray()) {
         if (!one.isString()) Fail(u"\"%1\" must be a list of texts"_s.arg(name));
         texts += one.toString();
     }

@@ -11,7 +11,9 @@ namespace {
 int FrameRateIn(QStringView payload)
 {
     const double value = RoundHalfEven(LeadingNumber(payload));
-    if (!(value >= std::numeric_limits<qint32>::min() && value <= std::numeric_limits<qint32>::max()))
+    const bool fits =
+        value >= std::numeric_limits<qint32>::min() && value <= std::numeric_limits<qint32>::max();
+    if (!fits)
         throw std::runtime_error("frame rate " + payload.left(40).toUtf8().toStdString() +
                                  " is outside -2147483648..2147483647");
     return int(value);

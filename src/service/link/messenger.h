@@ -83,13 +83,13 @@ private:
     QString AddressOf(const QString& handle) const override;
 
     // sending
-    void AddCopy(Copy copy);
+    void AddCopy(const Copy& copy);
     void OpenPost(const Copy& copy);
     void CloseFold();
     void HandOver(Outgoing what);
     void Lose(const Copy& copy);
     void RaiseOwn(const Copy& copy);
-    void PostEveryone(Copy copy);
+    void PostEveryone(const Copy& copy);
     PictureShape ShapeOf(const QString& fromHandle, int x, int y, qint32 frameType, qint32 quality) const;
     void RequireOwnHandle(const QString& fromHandle) const;
     void RequireMeeting() const;
@@ -99,7 +99,7 @@ private:
     // calls
     void RunNetwork();
     template <class Result, class Make>
-    std::optional<Result> Ask(const std::shared_ptr<Session>& session, Make make, Limit limit);
+    std::optional<Result> Ask(const std::shared_ptr<Session>& session, const Make& make, Limit limit);
     std::shared_ptr<Session> NewSession();
     void Release(std::shared_ptr<Session> session);
     Target ReadTarget() const;

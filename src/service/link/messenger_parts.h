@@ -22,7 +22,8 @@ inline constexpr std::chrono::milliseconds kMargin{600};    // for the last word
 
 /// Starts a call on the network thread and waits for its result; none when the limit passed first.
 template <class Result, class Make>
-std::optional<Result> LinkMessenger::Ask(const std::shared_ptr<Session>& session, Make make, Limit limit)
+std::optional<Result> LinkMessenger::Ask(const std::shared_ptr<Session>& session, const Make& make,
+                                         Limit limit)
 {
     const auto answer = std::make_shared<Answer<Result>>();
     boost::asio::co_spawn(

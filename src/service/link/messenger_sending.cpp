@@ -153,7 +153,7 @@ QStringList LinkMessenger::Others() const
 
 // --- copies --------------------------------------------------------------------------------------------
 
-void LinkMessenger::AddCopy(Copy copy)
+void LinkMessenger::AddCopy(const Copy& copy)
 {
     if (!LoggedIn()) return Lose(copy);  // ended a moment ago; the events that say so are on their way
     if (!mFolder.Join(copy)) {
@@ -209,7 +209,7 @@ void LinkMessenger::Lose(const Copy& copy)
     if (IsLine(copy) && copy.to != mAccount.handle) mQueue.LineLost(++mLastLine);
 }
 
-void LinkMessenger::PostEveryone(Copy copy)
+void LinkMessenger::PostEveryone(const Copy& copy)
 {
     CloseFold();
     if (!LoggedIn()) return;

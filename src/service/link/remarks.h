@@ -19,7 +19,9 @@ public:
             mLeft = int(std::min<decltype(passed)>(kAtOnce, mLeft + passed));
             mLast = now;
         }
-        return mLeft > 0 && mLeft-- > 0;
+        if (mLeft == 0) return false;
+        --mLeft;
+        return true;
     }
     /// How many were kept back since the last one, when another may go; none: keep it back, too.
     std::optional<unsigned> Next(Time now)

@@ -236,7 +236,7 @@ static QString RoadText(const LinkStats& stats)
         : stats.upByUdp   ? "TLS over TCP; own live pictures by UDP (lost: %1 % up and %2 % down)"
         : stats.downByUdp ? "TLS over TCP; live pictures of others by UDP (lost: %1 % up and %2 % down)"
                           : "TLS over TCP; live pictures, too: UDP does not pass";
-    const QString text = English(road);
+    QString text = English(road);
     if (!stats.upByUdp && !stats.downByUdp) return text;
     return text.arg(lost(stats.datagramsLost, stats.datagramsSent),
                     lost(stats.datagramsMissed, stats.datagramsMissed + stats.datagramsReceived));
