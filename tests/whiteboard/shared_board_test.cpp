@@ -81,6 +81,20 @@ public:
         shared.Lost(mWaiting[which].first);
         mWaiting.erase(mWaiting.begin() + long(which));
     }
+    /// So many of those that wait will never be on the board.
+    void Passes(std::size_t count)
+    {
+        if (count == 0) return;
+        shared.Passed(mWaiting[count - 1].first);
+        mWaiting.erase(mWaiting.begin(), mWaiting.begin() + long(count));
+    }
+    /// So many of those that wait were for the meeting of before.
+    void EntersAnother(std::size_t count)
+    {
+        shared.Begin(count == 0 ? 0 : mWaiting[count - 1].first, u"ann"_s, {});
+        mWaiting.erase(mWaiting.begin(), mWaiting.begin() + long(count));
+        log.clear();
+    }
     std::size_t Waiting() const { return mWaiting.size(); }
     /// As it should be; the stroke in hand is no mark yet.
     Both Should() const
@@ -152,7 +166,8 @@ TEST(SharedBoard, IsTheLogAndTheOwnWorkWhateverCrosses)
             MarkPtr mark = AnyMark(random);
             const bool damaged = mark->record.endsWith(u"255|\u00A5|7"_s);  // the own hand makes none such
             if (!steps && (IsStep(*mark) || damaged)) mark = Stroke(step * 9, 40);
-            switch (random() % 6) {
+            const auto someWaiting = [&] { return random() % (ann.Waiting() + 1); };
+            switch (random() % 7) {
                 case 0:
                 case 1:
                     if (damaged) break;
@@ -164,6 +179,10 @@ TEST(SharedBoard, IsTheLogAndTheOwnWorkWhateverCrosses)
                 case 4:
                     if (ann.Waiting() > 0 && random() % 3 == 0) ann.Loses(random() % ann.Waiting());
                     break;
+                case 5:
+                    if (random() % 4 == 0) ann.Passes(someWaiting());
+                    if (random() % 16 == 0) ann.EntersAnother(someWaiting());
+                    break;
                 default: {  // a stroke that others cross
                     const auto pen = ReadPen(
                         FindRecord(Stroke(int(random() % 900), int(random() % 900))->record)->payload);
@@ -171,6 +190,7 @@ TEST(SharedBoard, IsTheLogAndTheOwnWorkWhateverCrosses)
                     ann.Goes(pen.value.segments[0]);
                     ann.Gets(mark);
                     if (random() % 2) ann.Placed();
+                    if (random() % 8 == 0) ann.EntersAnother(someWaiting());
                     for (const bool keep : {false, true}) ann.shared.KeepInk(ink && keep);
                     if (!text && !IsText(mark)) ann.Agrees();
                     ann.Draws(std::make_shared<Mark>(Mark{WritePen(pen.value), nullptr, {}, u"ann"_s, {}}));
