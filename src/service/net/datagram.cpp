@@ -40,10 +40,10 @@ void PutBigEndian(char* to, std::uint64_t value, std::size_t bytes)
     for (std::size_t i = bytes; i > 0; --i, value >>= 8) to[i - 1] = static_cast<char>(value & 0xff);
 }
 
-std::uint64_t ReadBigEndian(const char* from, std::size_t bytes)
+std::uint64_t ReadBigEndian(std::string_view bytes)
 {
     std::uint64_t value = 0;
-    for (std::size_t i = 0; i < bytes; ++i) value = value << 8 | static_cast<unsigned char>(from[i]);
+    for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
     return value;
 }
 
@@ -59,7 +59,7 @@ std::optional<std::uint64_t> DatagramId(std::string_view datagram)
 {
     if (datagram.size() <= kDatagramClearBytes + kDatagramTagBytes || datagram.size() > kDatagramBytes)
         return std::nullopt;
-    return ReadBigEndian(datagram.data(), sizeof(std::uint64_t));
+    return ReadBigEndian(datagram.substr(0, sizeof(std::uint64_t)));
 }
 
 bool DatagramSealer::Seal(DatagramBatch& batch, std::string_view head, std::string_view body)
@@ -104,7 +104,7 @@ void ReplayWindow::Mark(std::uint64_t counter)
 std::optional<std::string_view> DatagramOpener::Open(std::string_view datagram, Plain& plain)
 {
     if (!DatagramId(datagram)) return std::nullopt;
-    const std::uint64_t counter = ReadBigEndian(datagram.data() + kCounterAt, sizeof counter);
+    const std::uint64_t counter = ReadBigEndian(datagram.substr(kCounterAt, sizeof counter));
     if (!mWindow.Fresh(counter)) return std::nullopt;
     const std::size_t sealed = datagram.size() - kDatagramClearBytes;
     if (crypto_aead_chacha20poly1305_ietf_decrypt(

@@ -94,8 +94,9 @@ private:
 /// The id in front; none when a datagram of this size says nothing.
 std::optional<std::uint64_t> DatagramId(std::string_view datagram);
 
-/// Big endian, both of them; the caller knows that there is room.
+/// Big endian; the caller knows that there is room.
 void PutBigEndian(char* to, std::uint64_t value, std::size_t bytes);
-std::uint64_t ReadBigEndian(const char* from, std::size_t bytes);
+/// The number that all of these bytes are, big endian.
+std::uint64_t ReadBigEndian(std::string_view bytes);
 
 }  // namespace zephyl

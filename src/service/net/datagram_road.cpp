@@ -116,12 +116,12 @@ void DatagramRoad::TakePart(std::string_view plain, Clock::time_point now, Datag
 
 bool DatagramRoad::TakeWord(std::string_view word, Clock::time_point now, DatagramBatch& out)
 {
-    const auto number = ReadBigEndian(word.data() + kNumberAt, 8);
+    const auto number = ReadBigEndian(word.substr(kNumberAt, 8));
     Heard heard;
     heard.goes = (word[kFlagsAt] & kGoesFlag) != 0;
-    heard.highest = ReadBigEndian(word.data() + kHighestAt, 8);
-    heard.datagrams = ReadBigEndian(word.data() + kDatagramsAt, 8);
-    heard.bytes = ReadBigEndian(word.data() + kBytesAt, 8);
+    heard.highest = ReadBigEndian(word.substr(kHighestAt, 8));
+    heard.datagrams = ReadBigEndian(word.substr(kDatagramsAt, 8));
+    heard.bytes = ReadBigEndian(word.substr(kBytesAt, 8));
     bool news = TakeHeard(heard, now);
     if (word.front() == kProbe) SayWord(out, kAnswer, number, kWordBytes);
     if (word.front() == kAnswer && number > mAnswered && number <= mProbe) {

@@ -194,7 +194,8 @@ void DatagramSocket::Send(const DatagramBatch& batch, const DatagramPath* to)
         do {
             run.length += sizes[i];
             ++run.count;
-        } while (++i < sizes.size() && run.count < kAtOnce && sizes[i - 1] == run.each &&
+            ++i;
+        } while (i < sizes.size() && run.count < kAtOnce && sizes[i - 1] == run.each &&
                  sizes[i] <= run.each && run.length + sizes[i] <= kRunBytes);
         at += run.length;
         const bool cut = run.count > 1 && mKernelCuts && SendRun(run, to);

@@ -49,10 +49,10 @@ void PartHead::Write(char* to) const
 PartHead PartHead::Read(std::string_view bytes)
 {
     PartHead head;
-    head.frame = ReadBigEndian(bytes.data(), sizeof frame);
-    head.part = static_cast<std::uint16_t>(ReadBigEndian(bytes.data() + kPartAt, sizeof part));
-    head.parts = static_cast<std::uint16_t>(ReadBigEndian(bytes.data() + kPartsAt, sizeof parts));
-    head.total = static_cast<std::uint32_t>(ReadBigEndian(bytes.data() + kTotalAt, sizeof total));
+    head.frame = ReadBigEndian(bytes.substr(0, sizeof frame));
+    head.part = static_cast<std::uint16_t>(ReadBigEndian(bytes.substr(kPartAt, sizeof part)));
+    head.parts = static_cast<std::uint16_t>(ReadBigEndian(bytes.substr(kPartsAt, sizeof parts)));
+    head.total = static_cast<std::uint32_t>(ReadBigEndian(bytes.substr(kTotalAt, sizeof total)));
     return head;
 }
 

@@ -28,7 +28,7 @@ class Directory final : private MeetingKeeper {
 public:
     explicit Directory(const MeetingServices& services);
     /// When no thread runs any more.
-    ~Directory();
+    ~Directory() override;
 
     struct Found {
         Result result = RESULT_NOT_FOUND;   // ok, in use, not found, not permitted, ended, later
