@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 
+#include "service/wire/content.h"
 #include "whiteboard/found_ink.h"
 #include "whiteboard/marks.h"
 #include "whiteboard/seen_board.h"
@@ -51,6 +52,39 @@ TEST(Marks, EachEntryKnowsWhatDrewIt)
     for (int entry = 1; entry <= history.Count(); ++entry)
         EXPECT_EQ(Redrawn(history.At(entry).Marks), SumOf(history, entry)) << entry;
     EXPECT_EQ(Redrawn(history.Marks()), board.Checksum());
+}
+
+/// A newcomer begins where enough steps are between: one that the service counts and a board does not make
+/// would leave it with less to undo than the others.
+TEST(Marks, WhatTheServiceCountsIsAStepOnEveryBoard)
+{
+    const unsigned seed = std::random_device{}();
+    RecordProperty("seed", std::to_string(seed));
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const QString spoilt[] = {u""_s,     u"-"_s,     u"7"_s,     u"99999999"_s, u"-99999999.999999"_s,
+                              u"1e30"_s, u"NaN"_s,   u"true"_s,  u"False"_s,    u".5"_s,
+                              u"9999"_s, u"32768"_s, u"\u00A5"_s};
+    Board board;
+    int counted = 0;
+    for (int i = 0; i < 400; ++i) {
+        const MarkPtr whole = AnyMark(random);
+        if (DrawsOf(*whole) != Draws::Change || whole->picture) continue;
+        auto mark = std::make_shared<Mark>(*whole);
+        QStringList fields = mark->record.split(QString::fromUtf16(kFieldSeparator));
+        if (i % 4 != 0)
+            fields[qsizetype(random() % unsigned(fields.size()))] = spoilt[random() % std::size(spoilt)];
+        if (i % 8 == 1) fields.removeLast();
+        mark->record = fields.join(QString::fromUtf16(kFieldSeparator));
+        const bool counts = zephyl::StepOf(mark->record.toStdString()) != zephyl::BoardEffect::None;
+        WBHistory history;
+        history.Save(&board, 0, 0, {}, {});
+        const bool steps = !ApplyMark(board, history, mark).error && history.Count() == 2;
+        EXPECT_TRUE(steps || !counts) << mark->record.toStdString();
+        EXPECT_TRUE(counts == steps || i % 4 != 0) << mark->record.toStdString();
+        counted += counts;
+    }
+    EXPECT_GT(counted, 50);
 }
 
 TEST(Marks, UndoClearAndDamageLeaveTheRightOnes)

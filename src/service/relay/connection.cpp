@@ -129,8 +129,8 @@ asio::awaitable<void> Connection::Receive()
             intake.resize(before);
             continue;
         }
-        if (mStanding != Standing::LoggedIn && (mBeforeLogin += intake.size() - before) > kBeforeLoginBytes)
-            throw WireError("too much before login");
+        if (mStanding != Standing::LoggedIn) mBeforeLogin += intake.size() - before;
+        if (mBeforeLogin > kBeforeLoginBytes) throw WireError("too much before login");
         co_return;
     }
 }
@@ -472,7 +472,7 @@ void Connection::ArmTick()
         self->PostHome([self] {
             if (self->mClosed) return;
             self->OnTick(Clock::now());
-            if (self->mControl.size() > 0) self->FlushSelf();
+            if (!self->mControl.empty()) self->FlushSelf();
             if (!self->mClosed) self->ArmTick();
         });
     });

@@ -20,10 +20,13 @@ inline constexpr std::string_view kWhiteboardHandle = "[[ZUM_RESERVED_HANDLE_WHI
 /// What a board item does, as far as the kept history needs to know.
 enum class BoardEffect { None, Change, Clear, Undo, Redo };
 
-/// What the service knows of a record; the client's table (messaging/record_kinds.h) says the same.
+/// What the service knows of a record; the client's table (messaging/record_kinds.h) says the same. Of a
+/// Change also what stands behind the tag: 'w' a whole number, 'n' a number, 'b' True or False, 't' anything.
 struct BoardTag {
     std::string_view tag;
     BoardEffect effect;
+    std::string_view fields = {};  // at least
+    std::string_view group = {};   // then as many of these as there are; none: whatever there is
 };
 std::span<const BoardTag> BoardTags();
 inline constexpr std::string_view kClearRecord = "[[ZUM_WB_CLEAR]]";
@@ -32,6 +35,13 @@ inline constexpr std::string_view kClearRecord = "[[ZUM_WB_CLEAR]]";
 bool IsBoardText(std::string_view text);
 /// None for texts that change no picture (scroll, size, pointer) and for those that are no records.
 BoardEffect EffectOf(std::string_view text);
+/// EffectOf, but of a Change None unless it is surely a step of everybody's history: who reads a damaged
+/// record draws what can be read of it and saves nothing. Asks more than a reader, who takes longer numbers,
+/// too.
+BoardEffect StepOf(std::string_view text);
+/// The same of an item whose body, or the beginning of it, this is. None where that does not tell: of a
+/// picture only who decodes it knows whether it can be.
+BoardEffect StepIn(const Item& item, std::string_view body);
 
 /// A picture that is shown as it comes, and kept by nobody.
 bool IsLiveType(int type);

@@ -138,6 +138,7 @@ std::map<std::string, int> TestDisk::Open() const
 int TestDisk::Sync(int file, long call)
 {
     Step();
+    stuck.wait(true);
     if (failingSyncs > 0 && S_ISREG(About(file).st_mode)) {
         --failingSyncs;
         if (drops) DropRuns(file);

@@ -21,7 +21,8 @@ public:
     std::atomic<long long> room{
         kEnough};  // bytes that files take yet; a write that meets the end is cut short
     std::atomic<int> failingSyncs{0};
-    std::atomic<bool> drops{true};  // a sync that fails costs every run of 1,000 'z', as a real disk would
+    std::atomic<bool> stuck{false};  // a sync waits until this is not so, and it is notified
+    std::atomic<bool> drops{true};   // a sync that fails costs every run of 1,000 'z', as a real disk would
     std::function<void()> beforeSteps;  // each change of a file or name by the thread that has set it
 
     /// Remembers from now on what is safe in a folder.

@@ -168,20 +168,27 @@ TEST(Content, AWhiteboardTagDecidesTheChannel)
         const char* text;
         Channel channel;
         BoardEffect effect;
+        BoardEffect step;
     } rows[] = {
-        {"[[ZUM_WB_PEN]]1", CHANNEL_BOARD, BoardEffect::Change},
-        {"[[ZUM_WB_CLEAR]]", CHANNEL_BOARD, BoardEffect::Clear},
-        {"[[ZUM_WB_POINTER]]", CHANNEL_BOARD, BoardEffect::None},
-        {"[[ZUM_WB_UNDO]]", CHANNEL_BOARD, BoardEffect::Undo},
-        {"[[ZUM_WB_PE", CHANNEL_TALK, BoardEffect::None},
-        {"[[zum_wb_pen]]", CHANNEL_TALK, BoardEffect::None},
-        {" [[ZUM_WB_PEN]]", CHANNEL_TALK, BoardEffect::None},
-        {"[[ZUM_WB_NEW]]", CHANNEL_TALK, BoardEffect::None},
-        {"", CHANNEL_TALK, BoardEffect::None},
+        {"[[ZUM_WB_PEN]]1", CHANNEL_BOARD, BoardEffect::Change, BoardEffect::Change},
+        {"[[ZUM_WB_PEN]]", CHANNEL_BOARD, BoardEffect::Change, BoardEffect::None},
+        {"[[ZUM_WB_PEN]]5|\u00A5|1|\u00A5|-2.5|\u00A5|3|\u00A5|4|\u00A5|255", CHANNEL_BOARD,
+         BoardEffect::Change, BoardEffect::Change},
+        {"[[ZUM_WB_BOX]]5|\u00A5|1|\u00A5|2|\u00A5|3|\u00A5|4|\u00A5|255|\u00A5|more", CHANNEL_BOARD,
+         BoardEffect::Change, BoardEffect::Change},
+        {"[[ZUM_WB_CLEAR]]", CHANNEL_BOARD, BoardEffect::Clear, BoardEffect::Clear},
+        {"[[ZUM_WB_POINTER]]", CHANNEL_BOARD, BoardEffect::None, BoardEffect::None},
+        {"[[ZUM_WB_UNDO]]", CHANNEL_BOARD, BoardEffect::Undo, BoardEffect::Undo},
+        {"[[ZUM_WB_PE", CHANNEL_TALK, BoardEffect::None, BoardEffect::None},
+        {"[[zum_wb_pen]]", CHANNEL_TALK, BoardEffect::None, BoardEffect::None},
+        {" [[ZUM_WB_PEN]]", CHANNEL_TALK, BoardEffect::None, BoardEffect::None},
+        {"[[ZUM_WB_NEW]]", CHANNEL_TALK, BoardEffect::None, BoardEffect::None},
+        {"", CHANNEL_TALK, BoardEffect::None, BoardEffect::None},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(ChannelOfText(row.text), row.channel) << row.text;
         EXPECT_EQ(EffectOf(row.text), row.effect) << row.text;
+        EXPECT_EQ(StepOf(row.text), row.step) << row.text;
     }
 }
 

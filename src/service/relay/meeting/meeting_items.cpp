@@ -162,9 +162,9 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     item->sender = seat.session->key;
     item->everyone = post.everyone();
     if (!item->everyone) item->seats = SeatsOf(post.recipients().handles(), seat.number);
-    const BoardEffect effect = post.has_text() ? EffectOf(body) : BoardEffect::Change;
-    item->kept = item->everyone && channel == CHANNEL_BOARD && effect != BoardEffect::None;
-    Put(std::move(item), header, body, effect);
+    const bool changes = !post.has_text() || EffectOf(body) != BoardEffect::None;
+    item->kept = item->everyone && channel == CHANNEL_BOARD && changes;
+    Put(std::move(item), header, body, StepIn(down, body));
     seat.numbers->Of(channel).push_back({mLog->State(channel).end, post.number()});
 }
 

@@ -18,13 +18,13 @@ namespace zephyl {
 namespace asio = boost::asio;
 namespace {
 
-// What a kept item does to the board, read from its first frame.
-BoardEffect StoredEffect(const LogItem& item)
+// Read from its first frame: of a text that goes on in others nobody knows here whether it is damaged.
+BoardEffect StoredStep(const LogItem& item)
 {
     FrameReader reader(Way::Down);
     reader.Feed(std::string_view(item.frames).substr(0, FrameBytes(item.frames)));
     const auto frame = reader.Next();
-    return frame && frame->header.item().has_text() ? EffectOf(frame->body) : BoardEffect::Change;
+    return frame ? StepIn(frame->header.item(), frame->body) : BoardEffect::None;
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ void Meeting::OpenLog()
 void Meeting::Restore(const LogItem& item)
 {
     if (item.kept)
-        if (const auto begin = mHistory.Take(item.sequence, StoredEffect(item))) mBoardBegin = *begin;
+        if (const auto begin = mHistory.Take(item.sequence, StoredStep(item))) mBoardBegin = *begin;
     if (item.stream == 0) return;
     const auto numbers = NumbersOf(item.sender, item.stream);
     std::uint64_t& have = numbers->have[item.channel];
