@@ -2,11 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QXmlStreamReader>
+
+#include "support/files.h"
 
 using namespace Qt::StringLiterals;
 
@@ -21,9 +22,7 @@ struct Message {
 
 QList<Message> Read(const QString& path)
 {
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-    QXmlStreamReader xml(&file);
+    QXmlStreamReader xml(ReadFile(path));
     QList<Message> messages;
     QString context;
     bool counts = false;
@@ -111,9 +110,7 @@ TEST(Translations, KnowTheSentencesOfTheLink)
     const QDir link(kSource + u"/src/service/link"_s);
     int sentences = 0;
     for (const QString& name : link.entryList({u"*.cpp"_s})) {
-        QFile file(link.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        for (const QString& text : Literals(QString::fromUtf8(file.readAll()))) {
+        for (const QString& text : Literals(QString::fromUtf8(ReadFile(link.filePath(name))))) {
             if (!sentence.match(text).hasMatch()) continue;
             ++sentences;
             EXPECT_TRUE(known.contains(text)) << name.toStdString() << ": " << text.toStdString();

@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <QFile>
 #include <QJsonDocument>
 #include <filesystem>
 
@@ -14,6 +13,7 @@
 #include "reliability/fake_service.h"
 #include "reliability/hostile_service.h"
 #include "service/relay/temporary_folder.h"
+#include "support/files.h"
 #include "support/injections.h"
 #include "support/plain.h"
 #include "text/text_rules.h"
@@ -110,19 +110,14 @@ protected:
     }
     std::unique_ptr<Child> Listener(const TellingService& service)
     {
-        QFile password(Path("pw"));
-        EXPECT_TRUE(password.open(QIODevice::WriteOnly) && password.write("secret\n") > 0);
-        password.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-        return Zephyl(
-            QStringList{u"listen"_s} + service.Options() +
-            QStringList{u"--handle"_s, u"bob"_s, u"--password-file"_s, password.fileName(), u"standup"_s});
+        WriteSecret(Path("pw"), "secret\n");
+        return Zephyl(QStringList{u"listen"_s} + service.Options() +
+                      QStringList{u"--handle"_s, u"bob"_s, u"--password-file"_s, Path("pw"), u"standup"_s});
     }
     /// Of standard error; each line begins like this.
     qsizetype ExpectPlainLog(const QByteArray& begin)
     {
-        QFile log(Path("log"));
-        EXPECT_TRUE(log.open(QIODevice::ReadOnly));
-        const QByteArrayList lines = log.readAll().split('\n');
+        const QByteArrayList lines = ReadFile(Path("log")).split('\n');
         for (const QByteArray& line : lines) {
             ExpectPlain(line);
             EXPECT_TRUE(line.isEmpty() || line.startsWith(begin)) << line.toStdString();
@@ -199,11 +194,9 @@ TEST_F(StrangersTest, AFarewellIsOneLine)
 
 TEST_F(StrangersTest, DecipheredTextDrivesNoTerminal)
 {
-    QFile key(Path("key"));
-    ASSERT_TRUE(key.open(QIODevice::WriteOnly) && key.write("00998877665544332211\n") > 0);
-    key.close();
+    WriteFile(Path("key"), "00998877665544332211\n");
     const std::string zephyl = "'" + (stage::Programs() + u"/zephyl"_s).toStdString() + "' ";
-    const std::string options = "cipher --key-file '" + key.fileName().toStdString() + "'";
+    const std::string options = "cipher --key-file '" + Path("key").toStdString() + "'";
     const std::string both =
         "printf 'a\\033[2J\\302\\220b\\n' | " + zephyl + "en" + options + " | " + zephyl + "de" + options;
     int terminal = -1;

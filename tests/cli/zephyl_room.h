@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QJsonDocument>
 
 #include "demo/stage.h"
 #include "service/relay/relay_fixture.h"
+#include "support/files.h"
 
 namespace zephyl {
 
@@ -62,13 +62,18 @@ protected:
         std::filesystem::permissions(folder.path / "runtime", std::filesystem::perms::owner_all);
         return {{u"XDG_RUNTIME_DIR"_s, Path("runtime")}, {u"XDG_DATA_HOME"_s, Path(data)}};
     }
+    /// Why it does not do that, on standard error.
+    void ExpectRefusal(const QStringList& words, const char* why)
+    {
+        QFile::remove(Path("log"));
+        EXPECT_NE(Exit(words), 0) << why;
+        EXPECT_TRUE(ReadFile(Path("log")).contains(why)) << why;
+    }
     QString Path(const char* name) const { return QString::fromStdString((folder.path / name).string()); }
     QString File(const char* name, const QByteArray& content) const
     {
-        QFile file(Path(name));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-        return file.fileName();
+        WriteSecret(Path(name), content);
+        return Path(name);
     }
 };
 

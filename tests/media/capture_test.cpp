@@ -150,6 +150,8 @@ TEST_F(CaptureTest, FormatDialogSavesWhatTheDriverTook)
 {
     const QString trouble =
         u"critical|Quorvia - Video Settings|Quorvia cannot locate your video camera or software."_s;
+    const auto refuse = [](FakeCamera& c, FakeMediaScreen&) { c.refuseFormats = true; };
+    const auto offerNone = [](FakeCamera& c, FakeMediaScreen&) { c.offered.clear(); };
     const struct {
         const char* why;
         void (*change)(FakeCamera&, FakeMediaScreen&);
@@ -158,16 +160,8 @@ TEST_F(CaptureTest, FormatDialogSavesWhatTheDriverTook)
     } rows[] = {
         {"chosen", [](FakeCamera&, FakeMediaScreen&) {}, u"Res:320x240"_s, u"320"_s, false},
         {"cancelled", [](FakeCamera&, FakeMediaScreen& m) { m.choice.reset(); }, u"Res:240x180"_s, {}, false},
-        {"refused",
-         [](FakeCamera& c, FakeMediaScreen&) { c.refuseFormats = true; },
-         u"(No Video)"_s,
-         {},
-         true},
-        {"none offered",
-         [](FakeCamera& c, FakeMediaScreen&) { c.offered.clear(); },
-         u"(No Video)"_s,
-         {},
-         true},
+        {"refused", refuse, u"(No Video)"_s, {}, true},
+        {"none offered", offerNone, u"(No Video)"_s, {}, true},
         {"unplugged", [](FakeCamera& c, FakeMediaScreen&) { c.Unplug(); }, u"(No Video)"_s, {}, true},
     };
     for (const auto& row : rows) {

@@ -9,6 +9,7 @@
 #include "base/version.h"
 #include "media/frm_share_app.h"
 #include "media/media_fixture.h"
+#include "support/files.h"
 #include "ui/frm_about.h"
 
 using namespace Qt::StringLiterals;
@@ -132,8 +133,7 @@ TEST_F(Dialogs, ShareAppWaitsBehindTheDesktopThatAsks)
 TEST_F(Dialogs, AboutStartsTheFirstViewerThatStarts)
 {
     const QString root = uR"(HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Shared Tools)"_s;
-    QFile old(folders.dir.filePath(u"MSINFO32.EXE"_s));
-    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+    WriteFile(folders.dir.filePath(u"MSINFO32.EXE"_s), {});
     const QString here = folders.dir.path(), none = u"/nowhere"_s;
     const struct {
         QString path, folder, installed, starts, tried;

@@ -3,8 +3,6 @@
 #include <xxhash.h>
 #include <zstd.h>
 
-#include <cstdio>
-
 #include "files/careful_file.h"
 #include "meeting_file/reader.h"
 #include "meeting_file/writer.h"

@@ -5,24 +5,18 @@
 #include <unistd.h>
 
 #include <QDir>
-#include <QFile>
 #include <QRandomGenerator>
 #include <QSet>
 #include <QTemporaryDir>
 
 #include "messaging/log_folder.h"
 #include "settings/settings.h"
+#include "support/files.h"
 #include "support/fixture.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QByteArray Contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
-}
 
 QString HostileHandle(QRandomGenerator& random)
 {
@@ -73,7 +67,7 @@ TEST(LogFolderFiles, FollowsNoLinksAndMakesOneLevel)
 
     folder.Append(u"cy.log"_s, "old\r\n");
     folder.Replace(u"cy.log"_s, "new\r\n");
-    EXPECT_EQ(Contents(logs + u"cy.log"_s), "new\r\n");
+    EXPECT_EQ(ReadFile(logs + u"cy.log"_s), "new\r\n");
     EXPECT_EQ(folder.Size(u"cy.log"_s), 5);
     EXPECT_EQ(folder.Size(u"nobody.log"_s), 0);
     EXPECT_FALSE(QFile::exists(logs + u"cy.log.new"_s));
@@ -129,13 +123,12 @@ TEST(LogTrimming, BeginsAboveTheSizeThatIsSet)
             SaveSetting(f.state, keys::kEnableLogging, u"1"_s);
             SaveSetting(f.state, keys::kLogFileLocation, place.path());
             SaveSetting(f.state, keys::kMaximumLogSize, row.set);
-            QFile file(place.filePath(u"bob.log"_s));
-            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-            file.write("\r\n" + QByteArray(row.limit + more - 2, 'a'));
-            file.close();
+            const QString file = place.filePath(u"bob.log"_s);
+            WriteFile(file, "\r\n" + QByteArray(row.limit + more - 2, 'a'));
             AppendChatLog(f.state, u"bob"_s, u"ann: hello"_s);
             const qsizetype entry = LogEntry(f.clock.now, u"ann: hello"_s).size();
-            EXPECT_EQ(file.size(), row.limit + entry - more);  // the first line break and what is before it
+            EXPECT_EQ(QFile(file).size(),
+                      row.limit + entry - more);  // the first line break and what is before it
             EXPECT_EQ(!f.eventLog.entries.empty(), row.told);
         }
 }

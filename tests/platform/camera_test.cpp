@@ -3,7 +3,6 @@
 
 #include <QBuffer>
 #include <QCoreApplication>
-#include <QFile>
 #include <QImage>
 #include <QTemporaryDir>
 
@@ -12,6 +11,7 @@
 #include "platform/linux/linux_camera.h"
 #include "platform/linux/mjpeg_file.h"
 #include "support/fake_machine.h"
+#include "support/files.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -27,9 +27,7 @@ struct CameraTest : testing::Test {
     QString Write(const QByteArray& bytes)
     {
         const QString path = dir.filePath(u"video"_s);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-                    file.write(bytes) == bytes.size());
+        WriteFile(path, bytes);
         return path;
     }
     /// Serves events until `count` frames have come.

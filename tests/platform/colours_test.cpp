@@ -3,7 +3,6 @@
 #include <linux/videodev2.h>
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include "media/preview.h"
@@ -13,6 +12,7 @@
 #include "platform/made_up_camera.h"
 #include "service/codec/jpeg_encoder.h"
 #include "support/fake_machine.h"
+#include "support/files.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -60,10 +60,8 @@ TEST(Colours, OfAFileAreWhatItSaysTheyAre)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.why);
         const QTemporaryDir dir;
-        QFile file(dir.filePath(u"video"_s));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(row.bytes) == row.bytes.size() &&
-                    file.flush());
-        ExpectColours(u"file:"_s + file.fileName());
+        WriteFile(dir.filePath(u"video"_s), row.bytes);
+        ExpectColours(u"file:"_s + dir.filePath(u"video"_s));
     }
 }
 

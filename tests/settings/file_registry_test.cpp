@@ -6,9 +6,10 @@
 #include <unistd.h>
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <csignal>
+
+#include "support/files.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -27,12 +28,6 @@ protected:
     {
         const auto value = registry.Read(key, name);
         return value ? DataText(value->data) : u"(none)"_s;
-    }
-    static void Put(const QString& file, const QByteArray& content)
-    {
-        QFile out(file);
-        ASSERT_TRUE(out.open(QIODevice::WriteOnly));
-        out.write(content);
     }
 };
 
@@ -121,9 +116,9 @@ TEST_F(FileRegistryTest, ALockThatSomebodyKeepsIsGivenUp)
 
 TEST_F(FileRegistryTest, FollowsLinksAndLooksTheMachineUpBehindTheUser)
 {
-    Put(dir.filePath(u"machine.reg"_s),
-        "[" + kMachine.toUtf8() + "]\n\"A\"=\"machine\"\n\"B\"=\"machine\"\n");
-    Put(dir.filePath(u"real"_s), "[" + kMachine.toUtf8() + "]\n\"a\"=\"user\"\n");
+    WriteFile(dir.filePath(u"machine.reg"_s),
+              "[" + kMachine.toUtf8() + "]\n\"A\"=\"machine\"\n\"B\"=\"machine\"\n");
+    WriteFile(dir.filePath(u"real"_s), "[" + kMachine.toUtf8() + "]\n\"a\"=\"user\"\n");
     ASSERT_TRUE(QDir().mkpath(dir.filePath(u"new/folder"_s)));
     ASSERT_TRUE(QFile::link(dir.filePath(u"real"_s), path));
     FileRegistry registry = Open();

@@ -4,6 +4,7 @@
 #include <QTextBlock>
 
 #include "settings/settings.h"
+#include "support/files.h"
 #include "ui/meeting_desk.h"
 #include "ui/missing_script.h"
 
@@ -288,9 +289,7 @@ TEST(Chatting, LogsPlainAndSendsEnciphered)
     ASSERT_EQ(desk.Sent().size(), 1);
     EXPECT_TRUE(desk.Sent().first().startsWith(u"bob: [[ZUM_LOCAL_ENCRYPT]]"_s));
     EXPECT_TRUE(desk.trace.Last("note").value(u"text"_s).toString().contains(u'?'));  // lost on the way
-    QFile log(desk.folders.Special(5) + u"/Zephyl Logs/bob.log"_s);
-    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(log.readAll().endsWith("\tann: \\u0416\r\n"));
+    EXPECT_TRUE(ReadFile(desk.folders.Special(5) + u"/Zephyl Logs/bob.log"_s).endsWith("\tann: \\u0416\r\n"));
 
     desk.service->failures[u"Send"_s] = u"the link is down"_s;
     desk.Type(u"lost"_s);

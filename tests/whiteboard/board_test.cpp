@@ -50,6 +50,7 @@ TEST(Board, ShapesCoverExactlyTheirExtent)
             b.Draw(ShapeRecord{RecordKind::Circle, 1, float(x1), float(y1), float(x2), float(y2), kRed});
         };
     };
+    const Draw fill = [](Board& b) { b.Fill({-5, -5, 10, 10}, kRed); };
     const struct {
         const char* what;
         Draw draw;
@@ -69,11 +70,7 @@ TEST(Board, ShapesCoverExactlyTheirExtent)
         {"circle, right out", circle(10, 20, 30, 50), {10, 20, 20, 30}},
         {"circle, swapped", circle(30, 50, 10, 20), {10, 20, 20, 30}},
         {"circle, a click", circle(30, 50, 30, 50), {30, 50, 1, 1}},
-        {"fill, cut",
-         [](Board& b) {
-             b.Fill({-5, -5, 10, 10}, kRed);
-         },
-         {0, 0, 5, 5}},
+        {"fill, cut", fill, {0, 0, 5, 5}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);

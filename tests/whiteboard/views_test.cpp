@@ -5,7 +5,6 @@
 #include <QBuffer>
 #include <QClipboard>
 #include <QDropEvent>
-#include <QFile>
 #include <QMenu>
 #include <QMimeData>
 #include <QPaintEvent>
@@ -18,6 +17,7 @@
 #include <stdexcept>
 
 #include "settings/settings.h"
+#include "support/files.h"
 #include "support/fixture.h"
 #include "ui/qt_clipboard.h"
 #include "whiteboard/board_controls.h"
@@ -704,9 +704,7 @@ TEST(Dropping, PlacesPicturesWhereTheyFallAndFetchesNothing)
     QImage picture(40, 30, QImage::Format_RGB32);
     picture.fill(Qt::blue);
     for (const char* name : {"a.png", "b.bmp"}) ASSERT_TRUE(picture.save(file(name)));
-    QFile text(file("text.png"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly) && text.write("no picture") > 0);
-    text.close();
+    WriteFile(file("text.png"), "no picture");
     ASSERT_EQ(mkfifo(qPrintable(file("pipe.png")), 0600), 0);
     const auto url = [&](const char* name) { return QUrl::fromLocalFile(file(name)); };
     const auto bytes = [&](QSize size) {
