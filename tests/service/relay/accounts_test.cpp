@@ -22,23 +22,18 @@ using namespace std::string_literals;
 TEST(Handles, AreWhatAPersonReads)
 {
     const std::pair<const char*, const char*> rows[] = {
-        {"Bob", "Bob"},
         {"  Bob ", "Bob"},
-        {"Anna Maria", "Anna Maria"},
         {"a.b_c-d 7", "a.b_c-d 7"},
         {"Ju\xCC\x88rgen", "J\xC3\xBCrgen"},  // composed
         {"\xD0\x90\xD0\xBD\xD0\xBD\xD0\xB0", "\xD0\x90\xD0\xBD\xD0\xBD\xD0\xB0"},
         {"12345678901234567890123456789012", "12345678901234567890123456789012"},
         {"123456789012345678901234567890123", nullptr},  // 33
         {"", nullptr},
-        {"   ", nullptr},
         {"a\tb", nullptr},
-        {"a:b", nullptr},
         {"[[ZUM]]", nullptr},
         {"a|b", nullptr},
         {".", nullptr},  // a folder, an option, a mark alone
         {"-x", nullptr},
-        {" ._", nullptr},
         {"\xCC\x88u", nullptr},
         {"9-.", "9-."},
         {"a\u200bb", nullptr},  // invisible
@@ -60,14 +55,11 @@ TEST(MeetingCodes, AreLettersAndDigits)
         {"123456789012345678901", ""},
         {"Room1", ""},
         {"", ""},
-        {"room 01", ""},
         {"room-01", ""},
         {"r\xC3\xA4um01", ""},
         {"room\u009b01", ""},  // a control character beyond ASCII
-        {"room\u202801", ""},  // a line separator
         {"room\u202e01", ""},  // turns the reading direction
         {"room\0001"s, ""},
-        {"room01\n", ""},
     };
     for (const auto& [given, key] : rows) EXPECT_EQ(MeetingCodeKey(given), key) << given;
 }

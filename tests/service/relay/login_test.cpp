@@ -77,8 +77,7 @@ TEST_P(RelayTest, ANewPasswordTakesTheOldOnesPlaceAndEndsItsSession)
 TEST_P(RelayTest, NobodyIsLockedOutByWhoGuessesAtTheirAccount)
 {
     const auto from = [&](int network, int host) {
-        const std::string address = "127.0." + std::to_string(network) + "." + std::to_string(host);
-        return std::make_unique<RawClient>(relay->Port(), "", kProtocolVersion, address);
+        return From("127.0." + std::to_string(network) + "." + std::to_string(host));
     };
     std::optional<std::string> word = "", bobs;
     for (int network : {10, 20}) {

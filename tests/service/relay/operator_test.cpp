@@ -41,7 +41,6 @@ TEST(Bans, AreOfAddressesAsTheyAreWritten)
         {"192.0.2.7", "192.0.2.7", "192.0.2.7", "192.0.2.8"},
         {"192.0.2.77/24", "192.0.2.0/24", "192.0.2.255", "192.0.3.0"},
         {"192.0.2.77/31", "192.0.2.76/31", "192.0.2.76", "192.0.2.78"},
-        {"10.0.0.0/8", "10.0.0.0/8", "10.255.255.255", "11.0.0.0"},
         {"::ffff:192.0.2.7", "192.0.2.7", "192.0.2.7", "::c000:207"},
         {"::ffff:192.0.2.7/120", "192.0.2.0/24", "::ffff:192.0.2.9", "192.0.3.1"},
         {"2001:db8:0:1::5", "2001:db8:0:1::/64", "2001:db8:0:1:ffff::1", "2001:db8:0:2::5"},
@@ -53,11 +52,8 @@ TEST(Bans, AreOfAddressesAsTheyAreWritten)
         {"192.0.2.0/", nullptr, "", ""},
         {"192.0.2.0/-1", nullptr, "", ""},
         {"192.0.2.0/8 ", nullptr, "", ""},
-        {"192.0.2", nullptr, "", ""},
         {"fe80::1%eth0", nullptr, "", ""},
-        {"::/129", nullptr, "", ""},
         {"ann", nullptr, "", ""},
-        {"", nullptr, "", ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.given);
@@ -82,10 +78,6 @@ TEST(Bans, AreOfAddressesAsTheyAreWritten)
 class OperatorTest : public testing::Test, protected RelayRoom {
 protected:
     OperatorTest() : RelayRoom(Logs::Files) { options.times.grace = std::chrono::minutes(1); }
-    std::unique_ptr<RawClient> From(const std::string& address)
-    {
-        return std::make_unique<RawClient>(relay->Port(), "", kProtocolVersion, address);
-    }
     std::optional<std::string> Tell(const std::string& line) { return TellDaemon(options.data, line); }
     json::value Status()
     {
@@ -408,11 +400,9 @@ TEST_F(OperatorTest, MetricsAreToldToThisComputer)
         const char* answer;  // its begin
     } rows[] = {
         {Get("/"), "HTTP/1.1 404"},
-        {Get("/metrics/../etc/passwd"), "HTTP/1.1 404"},
         {"POST /metrics HTTP/1.1\r\nHost: a\r\nContent-Length: 0\r\n\r\n", "HTTP/1.1 405"},
         {"POST /metrics HTTP/1.1\r\nHost: a\r\nContent-Length: 99999999\r\n\r\n", ""},
         {Get("/metrics", "X: " + std::string(100'000, 'x') + "\r\n"), ""},
-        {std::string(100'000, 'x'), ""},
     };
     for (const auto& row : rows) {
         const std::string answer = OverHttp(at, row.asked);

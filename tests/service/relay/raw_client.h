@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <deque>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>

@@ -67,6 +67,11 @@ protected:
         return std::make_unique<RawClient>(relay->Port(), options.door, kProtocolVersion, "127.0.0.1",
                                            "127.0.0.1", mBy);
     }
+    /// From another address.
+    std::unique_ptr<RawClient> From(const std::string& address)
+    {
+        return std::make_unique<RawClient>(relay->Port(), "", kProtocolVersion, address);
+    }
     /// Logged in under a stream that is the handle's own.
     std::unique_ptr<RawClient> LoggedIn(const std::string& handle)
     {

@@ -91,7 +91,6 @@ TEST(Framing, FindsALieBeforeItWaitsForMore)
         {"one more", std::string("\0\0\x10\x03\x10\x01", 6), false, true},
         {"largest body", std::string("\0\0\x40\x02\0\0", 6), true, true},
         {"one more", std::string("\0\0\x40\x03\0\0", 6), false, false},
-        {"four gigabytes", std::string("\xff\xff\xff\xff\0\0", 6), false, false},
     };
     for (const auto& row : rows) {
         for (const Way way : {Way::Up, Way::Down}) {
@@ -124,7 +123,6 @@ TEST(Framing, RefusesItemsThatDoNotAddUp)
         bool good;
     } rows[] = {
         {"whole", {{ten, "1234567890"}}, true},
-        {"in two", {{ten, "12345"}, {more, "67890"}}, true},
         {"nothing at all", {{none, ""}}, true},
         {"more than nothing", {{none, "1"}}, false},
         {"an empty More", {{ten, "12345"}, {more, ""}}, false},
