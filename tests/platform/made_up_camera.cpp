@@ -6,10 +6,8 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include <QFile>
 #include <algorithm>
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -90,8 +88,6 @@ extern "C" long syscall(long number, ...) noexcept
     MadeUpCamera& camera = gCamera;
     if (number == SYS_openat && reinterpret_cast<const char*>(a[1]) == std::string_view("/dev/video1")) {
         if (camera.opening) return errno = camera.opening, -1;
-        QFile file(qEnvironmentVariable("MADE_UP_FRAME"));
-        if (!file.fileName().isEmpty() && file.open(QIODevice::ReadOnly)) camera.frame = file.readAll();
         return camera.timer = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
     }
     if (number == SYS_ioctl && camera.timer >= 0 && a[0] == camera.timer)

@@ -1,6 +1,5 @@
 #pragma once
-// A camera made up for tests: libv4l2 makes its system calls by `syscall`, and ours takes its place, in a
-// program that holds this or has it loaded in front (MADE_UP_FRAME names a file with one frame of YUYV then).
+// A camera made up for tests: libv4l2 makes its system calls by `syscall`, and ours takes its place.
 
 #include <linux/videodev2.h>
 

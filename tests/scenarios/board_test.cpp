@@ -1,5 +1,4 @@
-// Every drawing tool with a real mouse: two boards stay the same, and what leaves is the exact record.
-#include <QFile>
+// Drawing with a real mouse: two boards stay the same, and what leaves is the exact record.
 #include <QImage>
 #include <csignal>
 
@@ -23,11 +22,6 @@ protected:
         if (!HasFailure() || !qEnvironmentVariableIsSet("QUORVIA_KEEP")) return;
         ann.Screenshot(folder / "ann.png");
         bob.Screenshot(folder / "bob.png");
-    }
-    void Choose(Desk& desk, const char* button)
-    {
-        desk.ClickControl(u"tool_"_s + QLatin1String(button));
-        desk.Wait("tool", Is("key", QLatin1String(button)));
     }
     /// The n-th entry below a button's arrow.
     void ChooseBelow(Desk& desk, const char* button, int entry)
@@ -56,7 +50,7 @@ protected:
 
 }  // namespace
 
-TEST_F(Board, EveryToolDrawsTheSameEverywhere)
+TEST_F(Board, ToolsDrawTheSameEverywhere)
 {
     Choose(ann, "Draw");
     ann.Click(ann.Board(40, 40));
@@ -86,23 +80,6 @@ TEST_F(Board, EveryToolDrawsTheSameEverywhere)
     Choose(bob, "Shape");
     bob.Drag({bob.Board(100, 200), bob.Board(140, 220), bob.Board(180, 260)});
     ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_BOX]]1|¥|100|¥|200|¥|180|¥|260|¥|0"_s);
-    ChooseBelow(bob, "Shape", 2);  // Circle, dragged towards the top left
-    bob.ClickControl(u"picSelColor_15"_s);
-    bob.ClickControl(u"picLineWidth_1"_s);
-    bob.Drag({bob.Board(300, 300), bob.Board(280, 270), bob.Board(220, 210)});
-    ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_CIRCLE]]2|¥|300|¥|300|¥|220|¥|210|¥|16711680"_s);
-
-    Choose(ann, "Erase");
-    ann.Click(ann.Board(130, 110));
-    ExpectSame(ann, bob, u"ann"_s,
-               u"[[ZUM_WB_PEN]]32|¥|130|¥|110|¥|130|¥|110|¥|16777215|¥|130|¥|110|¥|130|¥|110|¥|16777215"_s);
-
-    // A step back for everybody.
-    ann.ClickControl(u"tool_Undo"_s);
-    const QJsonValue undone = ann.Wait("undo").value(u"index"_s);
-    EXPECT_EQ(bob.Wait("undo").value(u"index"_s), undone);
-    EXPECT_EQ(eve.Event(Is("from", u"ann"_s))[u"text"_s].toString(), u"[[ZUM_WB_UNDO]]"_s);
-
     Choose(ann, "Text");
     ann.Click(ann.Board(320, 100));
     ann.Type(u"two"_s);
@@ -118,11 +95,6 @@ TEST_F(Board, EveryToolDrawsTheSameEverywhere)
     EXPECT_TRUE(first.join(u"|¥|"_s).endsWith(text + u"two"_s)) << first.join(u' ').toStdString();
     EXPECT_GT(second.value(1).toInt(), 100);
     EXPECT_EQ(second.value(9), u"lines"_s);
-
-    bob.Wait("record", Is("from", u"ann"_s));
-    Choose(bob, "Draw");
-    bob.ClickControl(u"tool_Clear"_s);
-    ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_CLEAR]]"_s);
 }
 
 TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
@@ -160,7 +132,7 @@ TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
         u"|¥|0|¥|200|¥|140|¥|200|¥|140|¥|0"_s);
 }
 
-TEST_F(Board, SavesABitmapAndCopiesForOtherPrograms)
+TEST_F(Board, SavesABitmap)
 {
     Choose(ann, "Draw");
     ann.Drag({ann.Board(10, 10), ann.Board(60, 40)});
@@ -173,21 +145,12 @@ TEST_F(Board, SavesABitmapAndCopiesForOtherPrograms)
     ann.Type(folder / "picture.jpg");
     ann.Key(u"Return"_s);
     ann.Wait("saved");
-    QFile saved(folder / "picture.jpg");
-    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
-    EXPECT_EQ(saved.read(2), "BM");
+    const QByteArray saved = ReadFile(folder / "picture.jpg");
+    EXPECT_TRUE(saved.startsWith("BM"));
     EXPECT_GT(saved.size(), 2048 * 1536 * 3);
-
-    ann.Key(u"alt+t"_s);
-    ann.Key(u"c"_s);
-    ann.Wait("copied");
-    ann.Run(u"sh"_s, {u"-c"_s, u"xclip -selection clipboard -t image/png -o > "_s + folder / "copy.png"});
-    QFile copied(folder / "copy.png");
-    ASSERT_TRUE(copied.open(QIODevice::ReadOnly));
-    EXPECT_EQ(copied.read(4), "\x89PNG");
 }
 
-TEST_F(Board, PicturesPointersAndTheViewReachTheOthers)
+TEST_F(Board, PicturesOfFilesAndTheClipboardReachTheOthers)
 {
     ann.Run(u"convert"_s, {u"-size"_s, u"60x40"_s, u"xc:red"_s, u"BMP3:"_s + folder / "red.BMP"});
     const Match placed = [](const QJsonObject& line) { return line[u"type"_s] == 2; };
@@ -208,15 +171,6 @@ TEST_F(Board, PicturesPointersAndTheViewReachTheOthers)
     Choose(ann, "Paste");
     place(200, 130, 60);
 
-    ChooseBelow(ann, "Draw", 3);  // Point
-    ann.Click(ann.Board(300, 90));
-    bob.Wait("record", Is("tag", u"POINTER"_s));
-    for (const auto& [record, tag] :
-         {std::pair(u"[[ZUM_WB_HSCROLL]]120"_s, u"HSCROLL"_s),
-          std::pair(u"[[ZUM_WB_RESIZE]]0|¥|0|¥|0|¥|12000|¥|9000"_s, u"RESIZE"_s)}) {
-        eve.Ask({{u"do"_s, u"deliver"_s}, {u"to"_s, QJsonArray{u"bob"_s}}, {u"text"_s, record}});
-        bob.Wait("record", Is("tag", tag));
-    }
     for (Desk* desk : {&ann, &bob})
         for (const QJsonObject& line : desk->Lines()) EXPECT_NE(line[u"event"_s], u"box"_s);
 }

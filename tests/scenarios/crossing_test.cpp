@@ -41,11 +41,6 @@ protected:
         person.desk->ClickControl(u"picSelColor_%1"_s.arg(5 * people.size() % 16));
         person.desk->ClickControl(u"picLineWidth_%1"_s.arg(people.size() % 4));
     }
-    static void Choose(Desk& desk, const char* button)
-    {
-        desk.ClickControl(u"tool_"_s + QLatin1String(button));
-        desk.Wait("tool", Is("key", QLatin1String(button)));
-    }
     /// Begins a stroke through the middle of the others'; their mice go at the same time.
     std::unique_ptr<Child> Drag(std::size_t who, int crossing)
     {

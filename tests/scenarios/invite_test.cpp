@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <QFile>
 #include <chrono>
 #include <iostream>
 
@@ -39,12 +38,12 @@ public:
     OwnAvahi(const Cable& cable, int at, const Folder& folder)
         : mLauncher(cable.Launcher(at)), mLog(folder / "avahi.log"), mFile(folder / "avahi.conf")
     {
-        Write(folder / "bus.conf",
-              "<busconfig><type>session</type><listen>unix:path=" + QFile::encodeName(folder / "bus") +
-                  "</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
-                  "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>");
-        Write(mFile, "[server]\nhost-name=computer" + QByteArray::number(at + 1) +
-                         "\nallow-interfaces=eth0\nuse-ipv6=no\n[publish]\npublish-workstation=no\n");
+        WriteFile(folder / "bus.conf",
+                  "<busconfig><type>session</type><listen>unix:path=" + QFile::encodeName(folder / "bus") +
+                      "</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
+                      "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>");
+        WriteFile(mFile, "[server]\nhost-name=computer" + QByteArray::number(at + 1) +
+                             "\nallow-interfaces=eth0\nuse-ipv6=no\n[publish]\npublish-workstation=no\n");
         mBus = Start({u"dbus-daemon"_s, u"--nofork"_s, u"--print-address=1"_s,
                       u"--config-file="_s + folder / "bus.conf"});
         mAddress = QString::fromLatin1(mBus->ReadLine());
@@ -74,11 +73,6 @@ public:
     }
 
 private:
-    static void Write(const QString& path, const QByteArray& text)
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-    }
     std::unique_ptr<Child> Start(QStringList words)
     {
         if (words[0] != mLauncher.value(0)) words = mLauncher + words;
@@ -97,13 +91,6 @@ void ChooseInMeetingMenu(Desk& desk, const QString& mnemonic)
     desk.Key(u"alt+m"_s);
     desk.Wait("menu");
     desk.Key(mnemonic);
-}
-
-QString Configured(const Folder& folder, const QByteArray& text)
-{
-    QFile file(folder / "zephyld.toml");
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-    return file.fileName();
 }
 
 void Look(Desk& desk, const Folder& folder, const char* name)
@@ -193,8 +180,10 @@ TEST(OneNetwork, OffersAServiceThatAnnouncesItself)
     if (!cable.Apart()) GTEST_SKIP() << "no networks of their own may be made here, by root or by user";
     const OwnAvahi announcing(cable, 0, here);
     OwnAvahi looking(cable, 1, there);
+    const QString config = here / "zephyld.toml";
+    WriteFile(config, "announce = true\n");
     Service service(here, {{u"bob"_s, u"bob's secret"_s}}, announcing.Launcher(),
-                    {u"--listen"_s, u"0.0.0.0:7420"_s, u"--config"_s, Configured(here, "announce = true\n")});
+                    {u"--listen"_s, u"0.0.0.0:7420"_s, u"--config"_s, config});
 
     Desk bob(there, u"bob"_s);
     bob.StartBy(looking.Launcher());

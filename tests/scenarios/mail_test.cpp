@@ -24,10 +24,7 @@ protected:
     {
         desk.ClickControl(u"txtHandle"_s);
         desk.Key(u"ctrl+a"_s);
-        if (handle.isEmpty())
-            desk.Key(u"Delete"_s);
-        else
-            desk.Type(handle);
+        desk.Type(handle);
         desk.ClickControl(u"lblPassword"_s);
         const QJsonObject box = desk.Wait("box", {}, 20);
         desk.Wait("dialog", Is("name", u"box"_s));
@@ -48,28 +45,18 @@ private:
 
 TEST_F(Mail, AForgottenPasswordIsMailedAndReplacedWhenTheNewOneIsUsed)
 {
-    for (const char* tls : {"starttls", "none"}) {
-        SCOPED_TRACE(tls);
-        const QString name = std::string_view(tls) == "none" ? u"bob"_s : u"ann"_s;
-        MailStand stand(folder.Path(), tls);
-        Serve(stand);
-        auto desk = Sit(name);
-        EXPECT_EQ(AskFor(*desk, {}), u"exclamation: Please enter your handle."_s);
-        EXPECT_EQ(AskFor(*desk, u"nobody"_s),
-                  u"exclamation: The user 'nobody' could not be found. Please make "
-                  "sure you entered the handle correctly."_s);
-        EXPECT_EQ(AskFor(*desk, name),
-                  u"information: The password for '%1' has been sent to '%2***@e***.org'."_s.arg(
-                      name, name.left(1)));
-        const QString mailed = QString::fromStdString(MailStand::PasswordIn(stand.Letter()));
-        Script elsewhere(service, folder, "elsewhere");
-        Ok(elsewhere, "login", {{u"handle"_s, name}, {u"password"_s, kPeople.at(name)}});  // good until then
-        desk->Login(name, mailed.toUpper(), u"Forgotten1"_s, false);
-        desk->Wait("window_whole");
-        EXPECT_FALSE(elsewhere.Ask(Do("create", {{u"code"_s, u"Forgotten2"_s}}))[u"ok"_s].toBool());
-        desk->Key(u"alt+F4"_s);
-        EXPECT_EQ(desk->WaitForEnd(), 0);
-    }
+    MailStand stand(folder.Path(), "starttls");
+    Serve(stand);
+    auto desk = Sit(u"ann"_s);
+    EXPECT_EQ(AskFor(*desk, u"ann"_s),
+              u"information: The password for 'ann' has been sent to 'a***@e***.org'."_s);
+    const QString mailed = QString::fromStdString(MailStand::PasswordIn(stand.Letter()));
+    Script elsewhere(service, folder, "elsewhere");
+    Ok(elsewhere, "login",
+       {{u"handle"_s, u"ann"_s}, {u"password"_s, kPeople.at(u"ann"_s)}});  // good until then
+    desk->Login(u"ann"_s, mailed.toUpper(), u"Forgotten1"_s, false);
+    desk->Wait("window_whole");
+    EXPECT_FALSE(elsewhere.Ask(Do("create", {{u"code"_s, u"Forgotten2"_s}}))[u"ok"_s].toBool());
 }
 
 // In time: a client that waits longer than the service lets it says something else.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "demo/stage.h"
+#include "support/files.h"
 
 namespace stage {
 
@@ -66,18 +67,16 @@ protected:
         ASSERT_TRUE(script.Ask(Do("permission"))[u"allowed"_s].toBool());
         Ok(script, how, {{u"code"_s, code}});
     }
+    void Choose(Desk& desk, const char* button)
+    {
+        desk.ClickControl(u"tool_"_s + QLatin1String(button));
+        desk.Wait("tool", Is("key", QLatin1String(button)));
+    }
     void Say(Desk& desk, const QString& text)
     {
         desk.ClickControl(u"txtMessage"_s);
         desk.Type(text);
         desk.Key(u"Return"_s);
-    }
-    void AnswerBox(Desk& desk, const QString& text)
-    {
-        EXPECT_EQ(desk.Wait("box").value(u"text"_s).toString(), text);
-        desk.Wait("dialog", Is("name", u"box"_s));
-        desk.Key(u"Return"_s);
-        desk.Wait("dialog", Is("name", u"frmLogin"_s));
     }
 
     Folder folder;

@@ -1,11 +1,9 @@
-// Cameras, shared windows and what strangers send instead of pictures, at real windows through a real
-// service.
+// Cameras and shared windows, at real windows through a real service.
 #include <fcntl.h>
 
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
-#include <algorithm>
 
 #include "platform/colour_bars.h"
 #include "scenarios/meeting_fixture.h"
@@ -75,20 +73,6 @@ protected:
         }
         return lent;
     }
-    QString Write(const char* name, const QByteArray& bytes)
-    {
-        QFile file(folder / name);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        return file.fileName();
-    }
-    /// MiB in memory.
-    int Resident(Desk& desk)
-    {
-        QFile status(u"/proc/%1/status"_s.arg(desk.Client().Pid()));
-        EXPECT_TRUE(status.open(QIODevice::ReadOnly));
-        static const QRegularExpression line(u"VmRSS:\\s+(\\d+)"_s);
-        return line.match(QString::fromLatin1(status.readAll())).captured(1).toInt() / 1024;
-    }
 };
 
 }  // namespace
@@ -109,9 +93,7 @@ TEST_F(Pictures, VideosAndASharedWindowReachEveryBoard)
     }
     const QJsonObject frame = eve.Event(Frame(u"ann"_s, 0));
     EXPECT_EQ(frame[u"width"_s].toInt(), 240);
-    QFile saved(frame[u"file"_s].toString());
-    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(saved.peek(3) == "\xFF\xD8\xFF");
+    EXPECT_TRUE(ReadFile(frame[u"file"_s].toString()).startsWith("\xFF\xD8\xFF"));
 
     ann->Click(ann->Board(60, 200));  // the spot moves with the next click
     bob->Wait("frame", Frame(u"ann"_s, 0, 60));
@@ -155,24 +137,6 @@ TEST_F(Pictures, InkStaysAboveACameraForWhoeverWantsItSo)
     EXPECT_NE(Seen(*ann, spots)[0], ink);
     SwitchInkAbove(*ann, true);
     EXPECT_EQ(Seen(*ann, spots)[0], ink);
-    ann->ClickControl(u"tool_Erase"_s);
-    ann->Drag({ann->Board(12, 210), ann->Board(60, 208)});  // from beside the video into it
-    bob->Wait("record", Is("from", u"ann"_s));
-    seen = Seen(*ann, {{14, 210}, {50, 208}, {150, 205}});
-    EXPECT_EQ(seen[0], paper);
-    EXPECT_FALSE(seen[1] == paper || seen[1] == ink);
-    EXPECT_EQ(seen[2], ink);
-    ann->ClickControl(u"tool_Undo"_s);
-    ann->Wait("record", Is("tag", u"UNDO"_s));
-    EXPECT_EQ(Seen(*ann, {{50, 208}}), QStringList(ink));
-    ann->ClickControl(u"tool_Clear"_s);
-    ann->Wait("record", Is("tag", u"CLEAR"_s));
-    seen = Seen(*ann, spots);
-    EXPECT_FALSE(seen[0] == ink || seen[0] == paper);
-    EXPECT_EQ(seen[1], paper);
-    ann->ClickControl(u"tool_Undo"_s);
-    ann->Wait("record", Is("tag", u"UNDO"_s));
-
     bob->ClickControl(u"tool_Video"_s);  // his board is his own, the history everybody's
     bob->Click(bob->Board(200, 120));    // partly beneath hers, so beneath her ink
     ann->Wait("frame", Frame(u"bob"_s, 0, 200));
@@ -185,73 +149,20 @@ TEST_F(Pictures, InkStaysAboveACameraForWhoeverWantsItSo)
     EXPECT_NE(Seen(*bob, {{60, 60}}, u"bob"_s)[0], paper);  // where the definition leaves it
 }
 
-TEST_F(Pictures, EveryCamerasColoursAreThoseThatOthersSee)
+TEST_F(Pictures, ACamerasColoursAreThoseThatOthersSee)
 {
-    const struct {
-        QString name, file;
-        std::map<QString, QString> settings, environment;
-    } rows[] = {
-        {u"ann"_s,
-         Write("y4m", bars::Y4m("C420jpeg", {})),
-         {{u"Video Device"_s, u"file:"_s + folder / "y4m"}},
-         {}},
-        {u"bob"_s, Write("mjpeg", bars::Jpeg()), {{u"Video Device"_s, u"file:"_s + folder / "mjpeg"}}, {}},
-        {u"eve"_s,
-         Write("yuyv", bars::Yuyv({})),
-         {},
-         {{u"MADE_UP_FRAME"_s, folder / "yuyv"},
-          {u"LD_PRELOAD"_s, QStringLiteral(MADE_UP_CAMERA)},
-          {u"ASAN_OPTIONS"_s, u"verify_asan_link_order=0"_s}}},
-    };
     Script sam(service, folder, "sam", {u"--save"_s, folder / "saved"});
     Join(sam, u"sam"_s, u"Colours"_s, "create");
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.file.toStdString());
-        auto desk = Sit(row.name, true, row.settings, row.environment);
-        Enter(*desk, row.name, u"Colours"_s, true);
-        PlaceVideo(*desk, 20, 20);
-        const QJsonObject frame = sam.Event(Frame(row.name, 0));
-        EXPECT_LE(bars::Off(QImage(frame[u"file"_s].toString())), 3);
-        desk->Wait("frame", Frame(row.name, 0));
-        desk->Screenshot(folder / "screen.png");
-        const QImage screen(folder / "screen.png");
-        const QPoint board = desk->Board(20, 20);
-        EXPECT_LE(bars::Off(screen.copy(board.x(), board.y(), frame[u"width"_s].toInt(),
-                                        frame[u"height"_s].toInt())),
-                  3);
-        EXPECT_LE(bars::Off(screen.copy(desk->Control(u"picVideo"_s))), 3);
-    }
-}
-
-TEST_F(Pictures, HostileOnesStopNobody)
-{
-    auto ann = SitWithCamera(u"ann"_s, u"Pictures2"_s, false);
-    PlaceVideo(*ann, 30, 40);
-    Script eve(service, folder, "eve", {u"--save"_s, folder / "saved"});
-    Join(eve, u"eve"_s, u"Pictures2"_s);
-    QFile file(eve.Event(Frame(u"ann"_s, 0))[u"file"_s].toString());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray good = file.readAll();
-    QByteArray huge = good, noise = good;
-    huge.replace(good.indexOf("\xFF\xC0") + 5, 4, "\xFF\xFF\xFF\xFF");  // 65535 x 65535 in the frame header
-    for (qsizetype i = good.size() / 2; i < good.size(); i += 3) noise[i] = char(i * 37);
-    const QString files[] = {Write("cut", good.left(good.size() / 2)), Write("huge", huge),
-                             Write("noise", noise), Write("ends", QByteArray("\xFF\xD8\xFF\xD9")),
-                             Write("text", "no picture at all")};
-    const int before = Resident(*ann);
-    for (int i = 0; i < 200; ++i)
-        Ok(eve, "frame",
-           {{u"to"_s, QJsonArray{u"ann"_s}},
-            {u"file"_s, files[i % 5]},
-            {u"x"_s, 5},
-            {u"y"_s, 5},
-            {u"type"_s, i % 3},
-            {u"quality"_s, 65}});
-    Ok(eve, "send", {{u"to"_s, u"ann"_s}, {u"text"_s, u"after"_s}});
-    ann->Wait("line", Is("text", u"after"_s));
+    WriteFile(folder / "film", bars::Y4m("C420jpeg", {}));
+    auto ann = Sit(u"ann"_s, true, {{u"Video Device"_s, u"file:"_s + folder / "film"}});
+    Enter(*ann, u"ann"_s, u"Colours"_s, true);
+    PlaceVideo(*ann, 20, 20);
+    const QJsonObject frame = sam.Event(Frame(u"ann"_s, 0));
+    const QSize size(frame[u"width"_s].toInt(), frame[u"height"_s].toInt());
+    EXPECT_LE(bars::Off(QImage(frame[u"file"_s].toString())), 3);
     ann->Wait("frame", Frame(u"ann"_s, 0));
-    EXPECT_LT(Resident(*ann), before + 96);
-    for (const QJsonObject& line : ann->Lines()) EXPECT_NE(line[u"event"_s], u"box"_s);
-    Say(*ann, u"still here"_s);
-    ann->Wait("line", Is("text", u"still here"_s));
+    ann->Screenshot(folder / "screen.png");
+    const QImage screen(folder / "screen.png");
+    EXPECT_LE(bars::Off(screen.copy({ann->Board(20, 20), size})), 3);
+    EXPECT_LE(bars::Off(screen.copy(ann->Control(u"picVideo"_s))), 3);
 }

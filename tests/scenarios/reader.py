@@ -3,9 +3,8 @@
 
 One JSON command a line, one answer a line. Whoever waits here waits for events of the bus; the limit only ends
 a run that has gone wrong.
-  {"do": "look", "role": R, "name": N, "state": [S...], "not": [S...], "text": T}
-      waits until the one control of that role and name has these states and not those, and that text;
-      answers its states, actions, description and text
+  {"do": "look", "role": R, "name": N, "state": [S...], "not": [S...]}
+      waits until the one control of that role and name has these states and not those; answers its text
   {"do": "act", "role": R, "name": N, "action": A}     does it
   {"do": "heard", "text": T}     waits until T has been announced, and forgets what came before it
   {"do": "nameless"}             what is shown and takes the focus, but has no name or no role
@@ -97,14 +96,9 @@ class Reader:
                 if not node:
                     return None
                 states = one["states"]
-                if any(s not in states for s in command.get("state", [])):
+                if any(s not in states for s in command["state"]) or any(s in states for s in command["not"]):
                     return None
-                if any(s in states for s in command.get("not", [])):
-                    return None
-                one["description"] = node.description
-                one["text"] = text_of(node)
-                one["actions"] = actions_of(node)
-                return one if command.get("text", one["text"]) == one["text"] else None
+                return {"text": text_of(node)}
             except (GLib.GError, RuntimeError, LookupError):  # the tree has changed under us: its event comes
                 return None
 

@@ -72,9 +72,7 @@ private:
 
 Sound ReadSound(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return {};
-    const QByteArray bytes = file.readAll();
+    const QByteArray bytes = ReadFile(path);
     Sound sound(std::size_t(bytes.size()) / sizeof(qint16));
     std::memcpy(sound.data(), bytes.constData(), sound.size() * sizeof(qint16));
     return sound;

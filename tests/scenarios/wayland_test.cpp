@@ -1,7 +1,6 @@
 // Whole programs on a Wayland desktop.
 #include "demo/wayland.h"
 
-#include <QFile>
 #include <chrono>
 
 #include "scenarios/meeting_fixture.h"
@@ -30,9 +29,7 @@ protected:
     }
     static QString Stored(const Desk& desk, const QByteArray& key)
     {
-        QFile file(desk.ConfigHome() + u"/quorvia/registry.reg"_s);
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        for (const QByteArray& line : file.readAll().split('\n'))
+        for (const QByteArray& line : ReadFile(desk.ConfigHome() + u"/quorvia/registry.reg"_s).split('\n'))
             if (line.startsWith('"' + key + "\"="))
                 return QString::fromUtf8(line.mid(key.size() + 3).trimmed());
         return {};

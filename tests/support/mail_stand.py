@@ -2,9 +2,9 @@
 
 usage: mail_stand.py [--tls starttls|tls|none] [--key FILE --certificate FILE] [--user NAME --password WORD]
                      [--fault NAME]
-Faults: silent (connects and says nothing), refuse (no sender is good), full (no letter is taken), cut (closes in the
-middle of a letter), drop (when it has all of it), mute (takes a letter and never says so), hold (takes it when a line comes in), plain (never heard
-of STARTTLS), gone (closes at once), stay (says no goodbye).
+Faults: silent (connects and says nothing), refuse (no sender is good), full (no letter is taken), drop
+(closes when it has all of a letter), mute (takes one and never says so), hold (takes it when a line comes in), plain
+(never heard of STARTTLS), gone (closes at once), stay (says no goodbye).
 """
 import argparse
 import asyncio
@@ -50,11 +50,11 @@ class Letters:
 
 class Server(SMTP):
     async def smtp_DATA(self, arg):
-        if options.fault not in ("cut", "drop"):
+        if options.fault != "drop":
             return await super().smtp_DATA(arg)
         await self.push("354 go on")
         line = await self._reader.readline()
-        while options.fault == "drop" and line not in (b".\r\n", b""):
+        while line not in (b".\r\n", b""):
             line = await self._reader.readline()
         self.transport.abort()
 
