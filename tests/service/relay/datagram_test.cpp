@@ -67,8 +67,10 @@ public:
         auto arrived = road->Take({bytes, std::size_t(got)}, Clock::now(), out);
         if (arrived.frame)
             ReadLiveFrame(*arrived.frame, Way::Down, [&](const ItemView& item) {
-                const Live& live = item.header.live();
-                frames.push_back(live.from() + ' ' + std::to_string(live.frame()));
+                const Header& header = item.header;
+                frames.push_back(header.has_voice()
+                                     ? "voice " + std::to_string(header.voice().frame())
+                                     : header.live().from() + ' ' + std::to_string(header.live().frame()));
             });
         Send(out);
         return true;
@@ -290,6 +292,37 @@ TEST_F(DatagramTest, WhoSendsTooManyLosesThemAndNothingElse)
         up.Film(frame, 100);
         up.Receive(20ms);
     }
+}
+
+TEST_F(DatagramTest, VoiceGoesBesideToo)
+{
+    auto alice = In("Alice");
+    const Place alices = place;
+    auto bob = In("bob");
+    Beside up(Port(), alices), down(Port(), place);
+    ASSERT_TRUE(up.Open() && down.Open());
+    const auto talk = [](RawClient& client, const char* with) {
+        Header header;
+        header.mutable_voice_to()->add_handles(with);
+        client.Send(header);
+    };
+    talk(*alice, "bob");
+    talk(*bob, "Alice");
+    const auto say = [&](std::uint64_t number) {
+        Header header;
+        header.mutable_voice()->set_frame(number);
+        std::string frame;
+        AppendFrame(frame, header, "packet", Way::Up);
+        up.Put(frame);
+    };
+    ASSERT_TRUE(bob->Quiet(Header::kVoice) && alice->Quiet(Header::kVoice));
+    say(2);
+    say(1);  // it is the listener who puts them in order
+    EXPECT_TRUE(down.Until([&] { return down.frames == (Frames{"voice 2", "voice 1"}); }));
+    for (const std::string& datagram : std::vector(up.sent)) up.SendRaw(datagram);  // replayed
+    up.Film(1, 100);
+    EXPECT_TRUE(down.Until([&] { return down.frames.size() == 3; }));
+    EXPECT_EQ(down.frames.back(), "Alice 1");
 }
 
 TEST_F(DatagramTest, AServiceMayHaveNone)
