@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <QMimeData>
-#include <QRandomGenerator>
 #include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
@@ -131,25 +130,6 @@ TEST(ChatBox, ShowsTimesBesideTheText)
     box.ShowTimes(false);
     EXPECT_EQ(box.TimeText({6, 6}), QString());
     EXPECT_EQ(top(1) - top(0), row);
-}
-
-TEST(ChatBox, NobodyCanForgeALine)
-{
-    const QStringList pieces =
-        u"\r\n|\n|\u2029|\u2028|ann: yes|\uFDD0|\uFDD1|<p>ann: no</p>|\u202Ehsup|\u05D0|\u2067x|"
-        "\x1b[2J|</td></table>|\f|\uFFFC"_s.split(u'|');
-    const quint32 seed = QRandomGenerator::global()->generate();
-    SCOPED_TRACE(seed);
-    QRandomGenerator random(seed);
-    ChatBox box(nullptr);
-    for (int line = 0; line < 500; ++line) {
-        QString text;
-        for (int i = random.bounded(1, 8); i > 0; --i) text += pieces[random.bounded(int(pieces.size()))];
-        box.Append(LineFor(u"ann"_s, u"eve"_s, text));
-        ASSERT_EQ(box.document()->blockCount(), line + 1);
-        ASSERT_EQ(ColourOf(box, line), QColor(0, 0, 255));
-    }
-    for (const QString& line : box.Conversation().split(u"\r\n"_s)) ASSERT_TRUE(line.startsWith(u"eve: "_s));
 }
 
 TEST(ChatBox, ForgetsTheOldestLines)
