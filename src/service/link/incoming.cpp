@@ -172,8 +172,9 @@ void Incoming::OnItem(const ItemView& view)
     const Item& item = view.header.item();
     const bool board = item.channel() == CHANNEL_BOARD;
     std::uint64_t& highest = board ? mBoard : mTalk;
-    const bool whole = item.stream() == mSelf.stream && item.number() > mSelf.boardNumber;
-    if (board && mPlacesOwn && !mMuted && (item.has_own_place() || (item.stream() != 0 && whole)))
+    const bool whole = item.stream() != 0 && item.stream() == mSelf.stream && item.from() == mSelf.handle &&
+                       item.number() > mSelf.boardNumber;
+    if (board && mPlacesOwn && !mMuted && (item.has_own_place() || whole))
         return OnOwnPlace(item, view.body.size() + view.header.ByteSizeLong() + kFramePrefixBytes);
     const bool fresh = !view.tooLarge && mFilter.Take(item) && !mMuted;
     const bool again = item.sequence() <= highest;  // its cursor stands behind it already, or in the queue

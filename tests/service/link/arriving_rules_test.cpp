@@ -200,14 +200,15 @@ TEST(Arriving, OwnWorkGetsItsPlaceInOrderAndOnce)
     net.Place(1);
     net.Place(1);                             // again, after a cut
     net.Item("ann", 7, 2, "[[ZUM_WB_PEN]]");  // whole, because the seat had gone meanwhile
+    net.Item("bob", 7, 4, "[[ZUM_WB_PEN]]");  // her stream, which each of her items tells him
     net.incoming.Lose(30);
     net.Place(5);  // 4 was wiped and trimmed
     net.Item("bob", 6, 2, "[[ZUM_WB_PEN]]");
     net.Place(6, true);
     net.Place(3, true);
     const QString bobs = u"bob:[[ZUM_WB_PEN]]"_s;
-    EXPECT_EQ(net.Take(), QStringList({bobs, u"placed 10"_s, u"placed 20"_s, u"lost 30"_s, u"placed 50"_s,
-                                       bobs, u"passed 60"_s}));
+    EXPECT_EQ(net.Take(), QStringList({bobs, u"placed 10"_s, u"placed 20"_s, bobs, u"lost 30"_s,
+                                       u"placed 50"_s, bobs, u"passed 60"_s}));
     EXPECT_EQ(net.queue.Marks(false).board, net.board);  // places are read as items are
     zephyl::Place older;
     older.add_attendees()->set_handle("ann");

@@ -31,13 +31,15 @@ protected:
     static constexpr SeatNumber kOwn = 7, kOther = 8;
     static constexpr std::uint64_t kOwnStream = 70, kOtherStream = 80;
 
-    /// One line of bob's; its sequence. `text` may be a receipt, or as long as need be.
-    std::uint64_t Line(const std::string& text, std::uint64_t stream = kOtherStream, SeatNumber to = 0)
+    /// One line of bob's, or an own one; its sequence. `text` may be a receipt, or as long as need be.
+    std::uint64_t Line(const std::string& text, std::uint64_t stream = kOtherStream, SeatNumber to = 0,
+                       const std::string& sender = {})
     {
         Header header;
         header.mutable_item()->mutable_text();
         LogItem item;
         item.stream = stream;
+        item.sender = sender.empty() ? SenderOf(stream) : sender;
         item.everyone = to == 0;
         if (to) item.seats = {to};
         return Put(header, item, text);
@@ -50,6 +52,7 @@ protected:
         LogItem item;
         item.channel = CHANNEL_BOARD;
         item.stream = stream;
+        item.sender = SenderOf(stream);
         item.number = number;
         item.everyone = item.kept = !refused;
         item.refused = refused;
@@ -104,6 +107,7 @@ protected:
         log = std::make_unique<LateLog>(bounds);
         session = std::make_shared<Session>(FloodBudget({}, FloodBudget::Clock::now()));
         session->stream = kOwnStream;
+        session->key = SenderOf(kOwnStream);
         seat = std::make_unique<Seat>(kOwn, session, nullptr, std::make_shared<StreamMemory>(),
                                       static_cast<SeatSurroundings&>(*this), bounds);
     }
@@ -121,6 +125,7 @@ private:
         to.Add()->set_handle("bob");
     }
     void Wake(SeatNumber) override { ++wakes; }
+    static std::string SenderOf(std::uint64_t stream) { return stream == kOwnStream ? "ann" : "bob"; }
     std::uint64_t Put(Header& header, LogItem item, const std::string& body)
     {
         if (item.channel == CHANNEL_UNSPECIFIED) item.channel = CHANNEL_TALK;
@@ -143,11 +148,12 @@ TEST_F(SeatTest, SendsWhatConcernsIt)
     seat->BeginAt({}, {});  // with a list of who is there
     Line("to all");
     Line("own", kOwnStream);
+    Line("by a stream that was taken from mine", kOwnStream, 0, "bob");
     Line("to me", kOtherStream, kOwn);
     const std::uint64_t last = Line("to another", kOtherStream, kOther);
     Presence("carol", 9);
     Presence("myself", kOwn);
-    EXPECT_EQ(Sent(), (Texts{"to all", "to me", "+carol"}));
+    EXPECT_EQ(Sent(), (Texts{"to all", "by a stream that was taken from mine", "to me", "+carol"}));
     EXPECT_LT(seat->ReadUpTo().talk, last);
     Read(last + 1);
     EXPECT_EQ(seat->ReadUpTo().talk,

@@ -12,7 +12,7 @@ constexpr std::size_t kMarkBytes = 16 * 1024;  // how exact the window is
 
 LaneOut::LaneOut(Channel channel, MeetingLog& log, Receiver receiver, std::size_t window,
                  std::function<void()> wake)
-    : mChannel(channel), mLog(log), mReceiver(receiver), mWindow(window), mWake(std::move(wake))
+    : mChannel(channel), mLog(log), mReceiver(std::move(receiver)), mWindow(window), mWake(std::move(wake))
 {
 }
 

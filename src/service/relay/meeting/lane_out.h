@@ -12,10 +12,12 @@
 
 namespace zephyl {
 
-/// Whose lane it is: decides which items concern it.
+/// Whose lane it is: decides which items concern it. Others may have taken the same stream: everybody draws
+/// their own, and is told those of others.
 struct Receiver {
     SeatNumber number = 0;
     std::uint64_t stream = 0;
+    std::string key = {};  // the folded handle
 };
 
 class LaneOut {
@@ -53,7 +55,10 @@ private:
     bool Pull();
     bool ReadMore();
     void Sent(const LogItem& item);
-    bool IsOwn(const LogItem& item) const { return item.stream != 0 && item.stream == mReceiver.stream; }
+    bool IsOwn(const LogItem& item) const
+    {
+        return item.stream != 0 && item.stream == mReceiver.stream && item.sender == mReceiver.key;
+    }
     bool TakePassed(std::uint64_t next);
     ItemPtr PlaceOf(std::uint64_t sequence, std::uint64_t number, bool passed) const;
 

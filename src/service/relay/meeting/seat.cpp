@@ -28,9 +28,9 @@ Seat::Seat(SeatNumber seatNumber, std::shared_ptr<Session> whose, std::shared_pt
       hold(std::move(held)),
       numbers(std::move(ownNumbers)),
       mAround(around),
-      mTalk(CHANNEL_TALK, around.Log(), {seatNumber, session->stream}, bounds.talkWindow,
+      mTalk(CHANNEL_TALK, around.Log(), {seatNumber, session->stream, session->key}, bounds.talkWindow,
             [this] { mAround.Wake(number); }),
-      mBoard(CHANNEL_BOARD, around.Log(), {seatNumber, session->stream}, bounds.boardWindow,
+      mBoard(CHANNEL_BOARD, around.Log(), {seatNumber, session->stream, session->key}, bounds.boardWindow,
              [this] { mAround.Wake(number); })
 {
 }
