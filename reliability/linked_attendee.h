@@ -16,6 +16,11 @@
 /// Failures show texts as texts.
 void PrintTo(const QString& text, std::ostream* stream);
 
+inline const char* Name(Protocol protocol)
+{
+    return protocol == Protocol::Udp ? "Udp" : protocol == Protocol::Http ? "Http" : "Tcp";
+}
+
 class LinkedAttendee final : public MessengerEvents,
                              private UiPost,
                              private AnswerWait,

@@ -84,8 +84,8 @@ protected:
     EachProtocol() : LinkRoom(GetParam()) {}
 };
 
-INSTANTIATE_TEST_SUITE_P(, EachProtocol, testing::Values(Protocol::Tcp, Protocol::Http),
-                         [](const auto& one) { return one.param == Protocol::Http ? "Http" : "Tcp"; });
+INSTANTIATE_TEST_SUITE_P(, EachProtocol, testing::Values(Protocol::Tcp, Protocol::Http, Protocol::Udp),
+                         [](const auto& one) { return Name(one.param); });
 
 TEST_P(EachProtocol, TalksInOrderAndWhispersToOne)
 {
@@ -523,6 +523,13 @@ TEST_P(EachProtocol, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
         EXPECT_TRUE(alice->Until([&] { return alice->Logged(u"slept for"_s) > before; }));
     };
     const auto reconnects = [&] { return StatsOf(*alice->link).reconnects; };
+    const auto datagramsPass = [&] {
+        return alice->Until([&] {
+            const LinkStats now = StatsOf(*alice->link);
+            return now.upByUdp == (GetParam() == Protocol::Udp) && now.downByUdp == now.upByUdp;
+        });
+    };
+    EXPECT_TRUE(datagramsPass());
     sleep(5s);
     alice->link->Send(u"bob"_s, u"awake"_s);
     alice->Turn();
@@ -531,6 +538,7 @@ TEST_P(EachProtocol, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
     sleep(20s);                   // the service has given it up
     EXPECT_TRUE(alice->Until([&] { return reconnects() == 1; }));
     EXPECT_EQ(cuts(u"this computer slept"_s), 1);
+    EXPECT_TRUE(datagramsPass());
     proxy.BlackHole(true);  // a router has forgotten it
     sleep(5s);
     EXPECT_TRUE(alice->Until([&] { return cuts(u"nothing was heard behind"_s) > 0; }));
@@ -539,6 +547,7 @@ TEST_P(EachProtocol, AfterSleepItFindsOutAtOnceWhetherTheConnectionStands)
     alice->link->Send(u"bob"_s, u"again"_s);
     alice->Turn();
     EXPECT_TRUE(bob->Until([&] { return bob->heard.back() == u"Alice:again"_s; }));
+    EXPECT_TRUE(datagramsPass());
 }
 
 TEST_P(EachProtocol, AHandleThatLogsInElsewhereEndsHereAndDoesNotFightBack)

@@ -172,11 +172,7 @@ private:
 };
 
 INSTANTIATE_TEST_SUITE_P(, LinkVoiceTest, testing::Values(Protocol::Tcp, Protocol::Udp, Protocol::Http),
-                         [](const auto& one) {
-                             return one.param == Protocol::Tcp   ? "Tcp"
-                                    : one.param == Protocol::Udp ? "Udp"
-                                                                 : "Http";
-                         });
+                         [](const auto& one) { return Name(one.param); });
 
 TEST_P(LinkVoiceTest, GoesFromDoorToDoorAndEndsWithTalk)
 {
