@@ -1,7 +1,7 @@
 // Up to four clients of one service who greet, log in, enter, resume, post and are cut off in any order, with
 // frames of their own making in between. Whatever they try: each gets whole frames, nobody is somebody
 // without a password or a token, nothing comes under another's handle, to whom it was not meant, twice or out
-// of order.
+// of order, and nobody but who started the meeting takes back.
 
 #include <algorithm>
 #include <array>
@@ -38,6 +38,24 @@ struct Posted {
     std::shared_ptr<const Claims> claims;  // of the connection that it came by
     bool everyone;
     std::set<std::string> keys;  // whom it names
+    bool takesBack = false;      // and may do so, if its sender may
+};
+
+using Numbered = std::pair<int, std::uint64_t>;  // a post's channel and number
+
+/// A taking back, as all see it who get it.
+struct TakenBack {
+    std::string from;
+    std::uint64_t number;
+    std::string handle;
+    bool operator==(const TakenBack&) const = default;
+};
+
+/// What clients were told of one meeting.
+struct Told {
+    std::string starter;
+    std::set<std::string> others;
+    std::map<std::uint64_t, TakenBack> takenBack;  // by sequence
 };
 
 struct Issued {
@@ -53,6 +71,11 @@ struct Course {
     std::vector<Posted> posts;
     std::map<std::pair<std::string, std::uint32_t>, Issued> seats;  // by meeting and number
     std::vector<std::string> meetings;
+    std::map<std::string, Told> told;  // by meeting
+    Claims makers;                     // who asked for a new meeting
+    std::uint64_t highest = 0;         // number of all posts
+    std::multimap<Numbered, std::shared_ptr<const Claims>> sent;
+    std::set<std::pair<std::string, Numbered>> rightful;  // takings back that must not be refused, by sender
 };
 
 class Stranger {
@@ -104,9 +127,20 @@ public:
         Posted& posted = mCourse.posts.emplace_back(Posted{mClaims, post.everyone(), {}});
         for (const std::string& handle : post.recipients().handles())
             if (const auto key = HandleKey(handle)) posted.keys.insert(*key);
-        std::string frames;
-        AppendItem(frames, header, LaneOf(header), body, Way::Up);
-        SendBytes(frames);
+        SendItem(header, body);
+    }
+
+    /// All that `handle` has drawn is to go; "": what nobody ever drew, known again. With a number above all
+    /// others, or the last one once more.
+    void TakeBack(Header header, std::string handle, bool again, std::size_t bytes)
+    {
+        zephyl::Post& post = *header.mutable_post();
+        if (handle.empty()) handle = mCourse.mark + std::to_string(mCourse.posts.size());
+        post.mutable_take_back()->set_handle(handle);
+        post.set_number(std::max(mCourse.highest, mCourse.highest + (again ? 0 : 1)));
+        post.set_total(static_cast<std::uint32_t>(bytes));
+        mCourse.posts.push_back({mClaims, post.everyone(), {}, MayTakeBack(post)});
+        SendItem(header, std::string(bytes, 'x'));
     }
 
     /// Everything that was asked has been answered, or it is over.
@@ -125,6 +159,7 @@ public:
             Listen();
             return mOver || mPong == mNonce;
         });
+        Need(mOver || mDue.empty());
     }
 
     /// What was no frame ends the connection.
@@ -156,7 +191,11 @@ private:
         if (mSpoiled) return;
         try {
             mSent.Feed(bytes);
-            while (const auto frame = mSent.Next()) Note(frame->header);
+            while (const auto frame = mSent.Next()) {
+                Note(frame->header);
+                if (frame->header.has_post())
+                    NotePost(frame->header.post(), frame->body.size() == frame->header.post().total());
+            }
             mSent.Rest();
         } catch (const WireError&) {
             mSpoiled = true;
@@ -174,7 +213,37 @@ private:
             const auto seat = mCourse.seats.find({header.resume().meeting(), header.resume().seat()});
             if (seat != mCourse.seats.end() && Count(seat->second.tokens, header.resume().token()) > 0)
                 mClaims->insert(seat->second.key);
+        } else if (header.has_enter() && header.enter().create()) {
+            mCourse.makers.insert(mClaims->begin(), mClaims->end());
+        } else if (header.has_leave() || header.has_logout()) {
+            ++mLeaving;
         }
+    }
+
+    void NotePost(const zephyl::Post& post, bool whole)
+    {
+        const Numbered numbered{post.channel(), post.number()};
+        const bool fresh = post.number() > mCourse.highest;
+        mCourse.highest = std::max(mCourse.highest, post.number());
+        mCourse.sent.emplace(numbered, mClaims);
+        if (!post.has_take_back() || !fresh || !whole || !mSeated || mLeaving > 0) return;
+        if (place->started() && MayTakeBack(post))
+            mCourse.rightful.insert({mKey, numbered});
+        else
+            mDue.insert(numbered);
+    }
+
+    static bool MayTakeBack(const zephyl::Post& post)
+    {
+        return post.everyone() && post.channel() == CHANNEL_BOARD && post.total() == 0 &&
+               HandleKey(post.take_back().handle());
+    }
+
+    void SendItem(const Header& header, std::string_view body)
+    {
+        std::string frames;
+        AppendItem(frames, header, LaneOf(header), body, Way::Up);
+        SendBytes(frames);
     }
 
     static std::ptrdiff_t Count(const std::vector<std::string>& all, const std::string& one)
@@ -223,6 +292,12 @@ private:
                 if (header.entered().result() == RESULT_OK) Take(header.entered().place(), mKey);
                 break;
             case Header::kResumed: Take(header.resumed()); break;
+            case Header::kRefused: Take(header.refused()); break;
+            case Header::kSkipped: Last(header.skipped().channel()) = header.skipped().up_to(); break;
+            case Header::kLeft:
+                --mLeaving;
+                mSeated = false;
+                break;
             default: break;
         }
     }
@@ -260,25 +335,71 @@ private:
         issued.tokens.push_back(given.token());
         if (Count(mCourse.meetings, given.meeting()) == 0) mCourse.meetings.push_back(given.meeting());
         place = given;
-        mSequences = {};
+        mSeated = true;
+        mSequences = {given.position().talk(), given.position().board()};
         mNumbers.clear();
+        Told& told = mCourse.told[given.meeting()];
+        Need(!given.started() || (mCourse.makers.contains(key) && told.starter.empty()) ||
+             told.starter == key);
+        if (given.started())
+            told.starter = key;
+        else
+            told.others.insert(key);
+        Need(!told.others.contains(told.starter));
+    }
+
+    std::uint64_t& Last(Channel channel) { return mSequences[channel == CHANNEL_BOARD]; }
+
+    /// To who sent such a one, and had no right to.
+    void Take(const Refused& refused)
+    {
+        const Numbered numbered{refused.channel(), refused.number()};
+        const auto [from, to] = mCourse.sent.equal_range(numbered);
+        Need(std::any_of(from, to, [this](const auto& sent) { return sent.second->contains(mKey); }));
+        Need(!mCourse.rightful.contains({mKey, numbered}));
+        mDue.erase(numbered);
+    }
+
+    void TakeTakenBack(const Item& item, std::string_view body, const std::string& from)
+    {
+        const std::string& handle = item.take_back().handle();
+        Need(item.channel() == CHANNEL_BOARD && body.empty() && HandleKey(handle));
+        Told& told = mCourse.told[place->meeting()];
+        Need(told.starter.empty() ? !told.others.contains(from) : told.starter == from);
+        const TakenBack takenBack{from, item.number(), handle};
+        Need(told.takenBack.emplace(item.sequence(), takenBack).first->second == takenBack);
+        if (!handle.starts_with(mCourse.mark)) return;
+        const Posted& post = mCourse.posts.at(std::stoul(handle.substr(mCourse.mark.size())));
+        Need(post.takesBack && post.claims->contains(from));
+    }
+
+    /// No taking back that others have had between these two was left out.
+    void NeedTakenBackBetween(std::uint64_t last, std::uint64_t next)
+    {
+        const auto& all = mCourse.told[place->meeting()].takenBack;
+        for (auto at = all.upper_bound(last); at != all.end() && at->first < next; ++at)
+            Need(at->second.from == mKey);
     }
 
     void Take(const Item& item, std::string_view body)
     {
         Need(place.has_value());
-        std::uint64_t& last = mSequences[item.channel() == CHANNEL_BOARD];
+        std::uint64_t& last = Last(item.channel());
+        if (item.has_own_place()) return;  // asked for in a frame of their own making
         Need(item.sequence() > last);
+        if (item.channel() == CHANNEL_BOARD) NeedTakenBackBetween(last, item.sequence());
         last = item.sequence();
         if (item.from().empty()) {
             Need(item.stream() == 0 && (item.has_presence() || item.has_notice()));
             return;
         }
         const std::string from = HandleKey(item.from()).value_or("");
-        Need(from != mKey || !mOwnStream || item.stream() != *mOwnStream);
+        const bool before = item.channel() == CHANNEL_BOARD && item.sequence() <= place->entered_at();
+        Need(before || from != mKey || !mOwnStream || item.stream() != *mOwnStream);
         std::uint64_t& number = mNumbers[{from, item.stream(), item.channel()}];
         Need(item.number() > number);
         number = item.number();
+        if (item.has_take_back()) TakeTakenBack(item, body, from);
         const std::size_t at = body.find(mCourse.mark);
         if (at == std::string_view::npos) return;
         const auto index =
@@ -300,6 +421,9 @@ private:
     std::string mKey;
     std::optional<std::uint64_t> mOwnStream;
     std::uint64_t mNonce = 1'000'000, mPong = 0;
+    bool mSeated = false;
+    int mLeaving = 0;         // how often it asked to, without an answer yet
+    std::set<Numbered> mDue;  // posts that must be refused
     std::array<std::uint64_t, 2> mSequences{};
     std::map<std::tuple<std::string, std::uint64_t, int>, std::uint64_t> mNumbers;
 };
@@ -363,6 +487,10 @@ private:
                 break;
             case 12: Little(header); break;
             case 13: Cut(); return;
+            case 14:
+                TakeBack(header);
+                if (what & 0x10) Who().Settle();
+                return;
             default: mCourse.room.Run(); return;
         }
         Who().Send(header, header.has_more() ? mInput.Text() : std::string_view());
@@ -444,6 +572,22 @@ private:
             post.mutable_text();
         }
         Who().Post(header, std::min<std::size_t>(mInput.Byte() * 161, kMostBody));
+    }
+
+    void TakeBack(Header& header)
+    {
+        zephyl::Post& post = *header.mutable_post();
+        const unsigned how = mInput.Byte();
+        if (how & 1)
+            for (unsigned i = 0; i < ((how >> 1) & 1); ++i)
+                post.mutable_recipients()->add_handles(kHandles[mInput.Below(std::size(kHandles))]);
+        else
+            post.set_everyone(true);
+        post.set_channel(how & 4 ? CHANNEL_TALK : CHANNEL_BOARD);
+        const char* const handle = how & 0x10   ? kHandles[mInput.Below(std::size(kHandles))]
+                                   : how & 0x20 ? "\n"
+                                                : "";
+        Who().TakeBack(header, handle, (how & 0x40) != 0, how & 8 ? 1 + mInput.Byte() : 0);
     }
 
     void Live(Header& header)
