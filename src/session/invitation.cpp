@@ -117,7 +117,7 @@ QString ReadName(const QString& typed)
     if (name.size() > kLongestHost || !std::all_of(labels.begin(), labels.end(), IsLabel))
         Refuse(Ours::tr("The invitation's host is no name that there can be."));
     // What ends in a number is an IPv4 address, in the one form that all programs read alike.
-    const QString last = labels.back();
+    const QString& last = labels.back();
     if (!IsDigits(last) && !last.startsWith(u"0x"_s)) return name;
     const auto number = Number<in_addr>(AF_INET, name);
     if (!number) Refuse(Ours::tr("The invitation's host is no IPv4 address."));

@@ -366,7 +366,7 @@ QString PlainLabel(const PreferenceRow& row)
 
 QString HelpOf(const PreferenceRow& row)
 {
-    const QString help = PreferenceText(row.help);
+    QString help = PreferenceText(row.help);
     switch (row.acts) {
         case Acts::AtCompanionStart:
             return help + u' ' +

@@ -89,8 +89,8 @@ void ReplaySlider::paintEvent(QPaintEvent*)
     painter.setPen(
         QPen(palette().color(hasFocus() ? QPalette::Highlight : QPalette::WindowText), hasFocus() ? 2 : 1));
     painter.setBrush(palette().button());
-    painter.drawEllipse(QPointF(PlaceOf(value()) + 0.5, groove.center().y() + 0.5), kHandle / 2 - 2,
-                        kHandle / 2 - 2);
+    painter.drawEllipse(QPointF(PlaceOf(value()) + 0.5, groove.center().y() + 0.5), kHandle / 2.0 - 2,
+                        kHandle / 2.0 - 2);
 }
 
 void ReplaySlider::mousePressEvent(QMouseEvent* event)

@@ -243,8 +243,9 @@ void Pulse::Open()
                                          PA_STREAM_INTERPOLATE_TIMING);
     if (inIsWrong) {
         Release(mParts->in);
-        if (!mParts->inputs.empty() &&
-            (mParts->in = pa_stream_new(mParts->context, "Microphone", &kSpec, nullptr))) {
+        if (!mParts->inputs.empty())
+            mParts->in = pa_stream_new(mParts->context, "Microphone", &kSpec, nullptr);
+        if (mParts->in) {
             pa_stream_set_read_callback(mParts->in, Parts::OnHeard, mParts.get());
             pa_stream_connect_record(mParts->in, input.empty() ? nullptr : input.c_str(), &attributes, flags);
         }
@@ -254,8 +255,9 @@ void Pulse::Open()
     attributes.minreq = kStepBytes;
     if (outIsWrong) {
         Release(mParts->out);
-        if (!mParts->outputs.empty() &&
-            (mParts->out = pa_stream_new(mParts->context, "Voices", &kSpec, nullptr))) {
+        if (!mParts->outputs.empty())
+            mParts->out = pa_stream_new(mParts->context, "Voices", &kSpec, nullptr);
+        if (mParts->out) {
             pa_stream_set_write_callback(mParts->out, Parts::OnPlayed, mParts.get());
             pa_stream_connect_playback(mParts->out, output.empty() ? nullptr : output.c_str(), &attributes,
                                        flags, nullptr, nullptr);

@@ -233,7 +233,7 @@ void Window::ShowState(const Told& told)
         text = Ours::tr("The connection to the service is cut. It comes back by itself.");
     else if (told.people.phase == Phase::Outside)
         text = Ours::tr("Quorvia is not in a meeting.");
-    else if (told.people.handles.size() > 0)
+    else if (!told.people.handles.empty())
         text = Ours::tr("In the meeting as %1", "handle")
                    .arg(OneLine(QString::fromStdString(told.people.handles[0])));
     const QString trouble = TroubleText(told.trouble);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <ranges>
 #include <stdexcept>
 
 #include "text/text_rules.h"
@@ -378,10 +379,10 @@ QImage& Board::Settled() const
 void Board::CopyTo(QImage& to, QPoint shift, const QRegion& area) const
 {
     QRegion rest = area;
-    for (auto one = mLaid.rbegin(); one != mLaid.rend(); ++one) {
-        for (const QRect& part : rest & one->Place())
-            CopyRows(to, one->picture, one->at + shift, part.translated(shift));
-        rest -= one->Place();
+    for (const Laid& one : std::views::reverse(mLaid)) {
+        for (const QRect& part : rest & one.Place())
+            CopyRows(to, one.picture, one.at + shift, part.translated(shift));
+        rest -= one.Place();
     }
     for (const QRect& part : rest) CopyRows(to, mImage, shift, part.translated(shift));
 }
