@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int kLevel = 1;
+constexpr int kLevel = 3;
 
 /// What keeping a board costs where all its tiles are packed already.
 template <class Entries>
@@ -41,10 +41,11 @@ KeyBoards::Packed KeyBoards::Pack(const std::shared_ptr<const Tile>& tile, Known
         .first->second.packed;
 }
 
-void KeyBoards::Add(std::size_t position, const Board& board, const WBHistory& history)
+void KeyBoards::Add(std::size_t position, const Board& board, const WBHistory& history, double way,
+                    bool needed)
 {
     KnownTiles now;
-    Key key{position, history.Index(), board.FontName(), {}};
+    Key key{position, way, needed, history.Index(), board.FontName(), {}};
     for (int i = 1; i <= history.Count(); ++i) {
         const WBBufferEntry& from = history.At(i);
         Entry entry{from.UserHandle, from.ModifiedAt, {}};
@@ -98,10 +99,14 @@ std::size_t KeyBoards::Restore(std::size_t position, Board& board, WBHistory& hi
 /// The first and the last stay.
 void KeyBoards::Thin()
 {
-    std::vector<Key> kept;
-    for (std::size_t i = 0; i < mKeys.size(); ++i)
-        if (i % 2 == 0 || i + 1 == mKeys.size()) kept.push_back(std::move(mKeys[i]));
-    mKeys = std::move(kept);
+    for (std::size_t gone = 0, many = mKeys.size() / 4; mKeys.size() > 2 && gone <= many; ++gone) {
+        auto least = std::next(mKeys.begin());
+        const auto missed = [](auto key) { return std::pair(key->needed, key->way + std::next(key)->way); };
+        for (auto key = least; std::next(key) != mKeys.end(); ++key)
+            if (missed(key) < missed(least)) least = key;
+        std::next(least)->way += least->way;
+        mKeys.erase(least);
+    }
     std::set<const std::string*> tiles;
     mBytes = 0;
     for (const Key& key : mKeys) mBytes += BytesOf(key.entries);

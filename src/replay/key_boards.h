@@ -11,12 +11,15 @@
 
 class KeyBoards {
 public:
-    /// In bytes, packed; beyond that every other board is forgotten.
+    /// In bytes, packed; beyond that a quarter of the boards is forgotten, those first without which the way
+    /// from one to the next stays short.
     explicit KeyBoards(std::size_t mostBytes);
 
     /// How it is when so many items have happened; above every position so far. The board must be what the
-    /// history shows.
-    void Add(std::size_t position, const Board& board, const WBHistory& history);
+    /// history shows. `way`: what it takes to get here from the one before, in any unit. `needed`: no other
+    /// one leads here.
+    void Add(std::size_t position, const Board& board, const WBHistory& history, double way,
+             bool needed = false);
     /// Puts the last one at or before `position` on a fresh board and history; returns where that is. 0:
     /// there is none, and nothing was touched.
     std::size_t Restore(std::size_t position, Board& board, WBHistory& history) const;
@@ -34,6 +37,8 @@ private:
     };
     struct Key {
         std::size_t position;
+        double way;
+        bool needed;
         int index;
         QString fontName;
         std::vector<Entry> entries;

@@ -86,7 +86,7 @@ void Replay::LearnFrame(std::size_t frame, Board& board, WBHistory& history, con
         const std::lock_guard lock(mMutex);
         if (takesBack) mTakeBacks.push_back(at - 1);
         if (due && remembered) {
-            mKeys.Add(at, board, history);
+            mKeys.Add(at, board, history, double(sinceKey.elapsed()), takesBack);
             behindKey = 0;
             sinceKey.restart();
         }

@@ -60,6 +60,7 @@ void SeenBoard::Follow()
         for (int tile = 0; tile < kTileCount; ++tile)
             if (ink[std::size_t(tile)]) FindInk(tile);
         mChanged += RegionOf(ink);
+        mStrips.clear();
     }
     mStale |= ink | TilesOf(moved);
     mChanged += moved;
@@ -156,6 +157,8 @@ QRegion SeenBoard::Hidden(const Pixels& picture, const QRegion& area) const
 QRegion SeenBoard::InkIn(const QRect& area) const
 {
     if (area.isEmpty()) return {};
+    const auto known = std::ranges::find(mStrips, area, &Strips::area);
+    if (known != mStrips.end()) return known->ink;
     std::vector<QRect> rects;
     const int left = area.left() / kTileSide, right = area.right() / kTileSide;
     for (int y = area.top() / kStripHeight * kStripHeight; y <= area.bottom(); y += kStripHeight) {
@@ -172,5 +175,7 @@ QRegion SeenBoard::InkIn(const QRect& area) const
     }
     QRegion region;
     region.setRects(rects.data(), int(rects.size()));
+    if (mStrips.size() == kMostPlaces) mStrips.erase(mStrips.begin());
+    mStrips.push_back({area, region});
     return region;
 }

@@ -28,6 +28,7 @@ public:
 
 private:
     static constexpr int kStripHeight = 8, kStrips = kTileSide / kStripHeight;
+    static constexpr std::size_t kMostPlaces = 16;
 
     void Follow();
     void FindInk(int tile);
@@ -53,4 +54,10 @@ private:
         std::vector<QRgb> pixels;
     };
     std::array<TileInk, kTileCount> mInk;
+    struct Strips {
+        QRect area;
+        QRegion ink;
+    };
+    mutable std::vector<Strips>
+        mStrips;  // of the places of live pictures, until the ink changes; the newest last
 };

@@ -135,7 +135,7 @@ TEST(Replay, LeavesADamagedPieceOutAndSaysSo)
     }
 }
 
-TEST(KeyBoards, ForgetEveryOtherOneAtTheirBound)
+TEST(KeyBoards, ForgetThoseAtTheirBoundThatAreLeastMissed)
 {
     KeyBoards keys(2'000'000);
     Board board;
@@ -145,10 +145,12 @@ TEST(KeyBoards, ForgetEveryOtherOneAtTheirBound)
     for (std::size_t at = 1; at <= 60; ++at) {
         for (int stroke = 0; stroke < 12; ++stroke)
             ApplyMark(board, history, MarkOfRecord(AStroke(random, 5, random() & 0xffffff, 60)));
-        keys.Add(at, board, history);
+        keys.Add(at, board, history, 1, at == 8 || at == 33);
     }
     EXPECT_LE(keys.Bytes(), 2'000'000u);
     EXPECT_LT(keys.Count(), 31u);
+    for (const std::size_t needed : {8u, 33u}) EXPECT_EQ(keys.Nearest(needed), needed);
+    for (std::size_t at = 1; at <= 60; ++at) EXPECT_LE(at - keys.Nearest(at), 60 / keys.Count() * 3) << at;
     Board again;
     WBHistory restored;
     EXPECT_EQ(keys.Restore(1000, again, restored), 60u);

@@ -106,10 +106,11 @@ std::optional<std::string_view> DatagramOpener::Open(std::string_view datagram, 
     if (!DatagramId(datagram)) return std::nullopt;
     const std::uint64_t counter = ReadBigEndian(datagram.substr(kCounterAt, sizeof counter));
     if (!mWindow.Fresh(counter)) return std::nullopt;
+    const char* const clear = datagram.data();
     const std::size_t sealed = datagram.size() - kDatagramClearBytes;
     if (crypto_aead_chacha20poly1305_ietf_decrypt(
-            Raw(plain.data()), nullptr, nullptr, Raw(datagram.data() + kDatagramClearBytes), sealed,
-            Raw(datagram.data()), kDatagramClearBytes, NonceOf(datagram.data()).data(), mKey.data()) != 0)
+            Raw(plain.data()), nullptr, nullptr, Raw(clear + kDatagramClearBytes), sealed, Raw(clear),
+            kDatagramClearBytes, NonceOf(clear).data(), mKey.data()) != 0)
         return std::nullopt;
     mWindow.Mark(counter);
     return std::string_view(plain.data(), sealed - kDatagramTagBytes);
