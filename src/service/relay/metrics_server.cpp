@@ -6,8 +6,11 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <boost/beast/core.hpp>
-#include <boost/beast/http.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <memory>
 
 #include "service/relay/options.h"
 #include "service/relay/private_folder.h"
@@ -15,8 +18,7 @@
 
 namespace zephyl {
 namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace http = beast::http;
+namespace http = boost::beast::http;
 using asio::ip::tcp;
 namespace {
 
@@ -36,6 +38,15 @@ struct MetricsServer::Answer {
     std::string type = "text/plain; charset=utf-8";
     std::string body;
 };
+
+std::string MetricsServer::TextOf(const Answer& answer, bool head)
+{
+    std::string text = "HTTP/1.1 " + std::to_string(static_cast<unsigned>(answer.status)) + ' ';
+    text += http::obsolete_reason(answer.status);
+    text += "\r\nContent-Type: " + answer.type + "\r\nCache-Control: no-store\r\nConnection: close\r\n";
+    text += "Content-Length: " + std::to_string(answer.body.size()) + "\r\n\r\n";
+    return head ? text : text + answer.body;
+}
 
 MetricsServer::MetricsServer(Services& services, Facts facts)
     : mServices(services), mFacts(std::move(facts)), mAcceptor(services.io)
@@ -82,32 +93,42 @@ asio::awaitable<void> MetricsServer::Accept()
     }
 }
 
-asio::awaitable<void> MetricsServer::Serve(tcp::socket socket)
+// Beast reads the question; it comes and the answer goes by Asio alone, which takes half as long to compile.
+asio::awaitable<void> MetricsServer::Serve(tcp::socket taken)
 {
     const HeadCount::One counted = mClients.Enter();
+    const auto socket = std::make_shared<tcp::socket>(std::move(taken));
+    asio::steady_timer limit(socket->get_executor());
+    const auto endAfter = [&](std::chrono::seconds patience) {
+        limit.expires_after(patience);
+        limit.async_wait([socket](boost::system::error_code stopped) {
+            boost::system::error_code ignored;
+            if (!stopped) socket->close(ignored);
+        });
+    };
     try {
-        beast::tcp_stream stream(std::move(socket));
-        beast::flat_buffer buffer(kHeadBytes);
+        endAfter(kPatience);
         http::request_parser<http::empty_body> parser;
         parser.header_limit(kHeadBytes);
         parser.body_limit(0);
-        stream.expires_after(kPatience);
-        co_await http::async_read(stream, buffer, parser, asio::use_awaitable);
+        parser.eager(true);
+        for (std::string unread; !parser.is_done();) {
+            char bytes[1024];
+            unread.append(bytes, co_await socket->async_read_some(asio::buffer(bytes), asio::use_awaitable));
+            boost::system::error_code failed;
+            unread.erase(0, parser.put(asio::buffer(unread), failed));
+            if (failed && failed != http::error::need_more) co_return;
+        }
         const auto& asked = parser.get();
         const bool head = asked.method() == http::verb::head;
         Answer answer{http::status::method_not_allowed, "text/plain; charset=utf-8", "GET or HEAD\n"};
         if (head || asked.method() == http::verb::get)
             answer =
                 co_await AnswerTo(std::string(asked.target()), WantsOpenMetrics(asked[http::field::accept]));
-        http::response<http::string_body> response(answer.status, asked.version());
-        response.set(http::field::content_type, answer.type);
-        response.set(http::field::cache_control, "no-store");
-        response.keep_alive(false);
-        response.content_length(answer.body.size());
-        if (!head) response.body() = std::move(answer.body);
-        stream.expires_after(kPatience);
-        co_await http::async_write(stream, response, asio::use_awaitable);
-        stream.socket().shutdown(tcp::socket::shutdown_send);
+        const std::string text = TextOf(answer, head);
+        endAfter(kPatience);
+        co_await asio::async_write(*socket, asio::buffer(text), asio::use_awaitable);
+        socket->shutdown(tcp::socket::shutdown_send);
     } catch (const std::exception&) {
         // half a question, or somebody who does not take the answer
     }

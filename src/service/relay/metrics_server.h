@@ -26,7 +26,8 @@ public:
 private:
     struct Answer;
     boost::asio::awaitable<void> Accept();
-    boost::asio::awaitable<void> Serve(boost::asio::ip::tcp::socket socket);
+    boost::asio::awaitable<void> Serve(boost::asio::ip::tcp::socket taken);
+    static std::string TextOf(const Answer& answer, bool head);
     boost::asio::awaitable<Answer> AnswerTo(std::string target, bool openMetrics);
 
     Services& mServices;
