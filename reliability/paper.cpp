@@ -58,13 +58,15 @@ void Paper::Note(const Mark& mark)
     mLog.push_back((mark.author + u' ' + what).toStdString());
 }
 
+bool Paper::TookTheSame(const Paper& one, const Paper& other)
+{
+    const std::size_t common = std::min(one.mLog.size(), other.mLog.size());
+    return std::equal(one.mLog.end() - long(common), one.mLog.end(), other.mLog.end() - long(common));
+}
+
 std::string Paper::Logs(const Paper& one, const Paper& other)
 {
-    // The shorter may have begun later.
-    const std::size_t common = std::min(one.mLog.size(), other.mLog.size());
-    const bool same =
-        std::equal(one.mLog.end() - long(common), one.mLog.end(), other.mLog.end() - long(common));
-    std::string all = same ? "; the same was taken" : "; not the same was taken";
+    std::string all = TookTheSame(one, other) ? "; the same was taken" : "; not the same was taken";
     for (const Paper* paper : {&one, &other}) {
         all += "\n  " + std::to_string(paper->mLog.size()) + ":";
         for (const std::string& taken : paper->mLog) all += " [" + taken + "]";

@@ -37,6 +37,8 @@ public:
     }
     /// Nothing of the own hand waits for its place.
     bool AllPlaced() const { return !shared.OwnWaits(); }
+    /// What both took is the same, where the one may have begun later.
+    static bool TookTheSame(const Paper& one, const Paper& other);
     /// How the two differ, byte by byte, board and all steps of the history; "": they do not. Says of what
     /// both took whether that differs already, or only what came of it.
     static std::string Difference(Paper& one, Paper& other);
