@@ -21,7 +21,8 @@ options=()
 [ ! -e "fuzz/$name.dict" ] || options=(-dict="fuzz/$name.dict")
 # So much is there to see of a whole service that weighing it takes ten times as long as the service itself.
 case $name in dialogue | exchanges) options=(-entropic=0) ;; esac
-export ASAN_OPTIONS=quarantine_size_mb=16 LSAN_OPTIONS=suppressions=$PWD/fuzz/leaks.supp:print_suppressions=0
+export ASAN_OPTIONS=quarantine_size_mb=16 UBSAN_OPTIONS=halt_on_error=1
+export LSAN_OPTIONS=suppressions=$PWD/fuzz/leaks.supp:print_suppressions=0
 exec "build/fuzz/bin/fuzz_$name" -max_total_time=$seconds -timeout=1 -rss_limit_mb=256 -max_len=4096 \
     -print_final_stats=1 -artifact_prefix="build/fuzz/found/$name-" "${options[@]}" \
     "build/fuzz/corpus/$name" "fuzz/corpus/$name"
