@@ -255,8 +255,7 @@ void Pulse::Open()
     attributes.minreq = kStepBytes;
     if (outIsWrong) {
         Release(mParts->out);
-        if (!mParts->outputs.empty())
-            mParts->out = pa_stream_new(mParts->context, "Voices", &kSpec, nullptr);
+        if (!mParts->outputs.empty()) mParts->out = pa_stream_new(mParts->context, "Voices", &kSpec, nullptr);
         if (mParts->out) {
             pa_stream_set_write_callback(mParts->out, Parts::OnPlayed, mParts.get());
             pa_stream_connect_playback(mParts->out, output.empty() ? nullptr : output.c_str(), &attributes,

@@ -380,8 +380,8 @@ void Board::CopyTo(QImage& to, QPoint shift, const QRegion& area) const
 {
     QRegion rest = area;
     for (const Laid& one : std::views::reverse(mLaid)) {
-        for (const QRect& part : rest & one.Place())
-            CopyRows(to, one.picture, one.at + shift, part.translated(shift));
+        const QRegion seen = rest & one.Place();
+        for (const QRect& part : seen) CopyRows(to, one.picture, one.at + shift, part.translated(shift));
         rest -= one.Place();
     }
     for (const QRect& part : rest) CopyRows(to, mImage, shift, part.translated(shift));

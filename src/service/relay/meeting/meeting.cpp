@@ -298,13 +298,14 @@ void Meeting::EndByTime(const SeatPtr& seat)
 
 void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text)
 {
-    asio::post(mHome, [self = shared_from_this(), session = std::move(session), reason, text = std::move(text)] {
-        const SeatPtr seat = self->OfKey(session->key);
-        if (!seat || seat->session->stream != session->stream) return;
-        if (seat->client) seat->client->End(reason, text);
-        self->Gone(seat);
-        self->EndOfTurn();
-    });
+    asio::post(mHome,
+               [self = shared_from_this(), session = std::move(session), reason, text = std::move(text)] {
+                   const SeatPtr seat = self->OfKey(session->key);
+                   if (!seat || seat->session->stream != session->stream) return;
+                   if (seat->client) seat->client->End(reason, text);
+                   self->Gone(seat);
+                   self->EndOfTurn();
+               });
 }
 
 void Meeting::PostStop()
@@ -392,7 +393,8 @@ void Meeting::FlushSoon()
 void Meeting::FlushDirty()
 {
     mFlushPosted = false;
-    for (std::size_t i = 0; i < mSeats.size(); ++i) {  // NOLINT(modernize-loop-convert): a flush may end a seat
+    // NOLINTNEXTLINE(modernize-loop-convert): a flush may end a seat
+    for (std::size_t i = 0; i < mSeats.size(); ++i) {
         const SeatPtr seat = mSeats[i];
         if (!std::exchange(seat->dirty, false) || !seat->client) continue;
         seat->client->Flush(mScratch);
