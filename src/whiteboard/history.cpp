@@ -22,23 +22,35 @@ namespace {
 
 constexpr std::size_t kPlainKept = 8;
 
+constexpr std::size_t kLineBytes = kTileSide * sizeof(QRgb);
+
+/// Row `row` of a tile.
+const QRgb* LineOf(const QImage& image, int tile, int row)
+{
+    const QPoint corner = TileRect(tile).topLeft();
+    return reinterpret_cast<const QRgb*>(image.constScanLine(corner.y() + row)) + corner.x();
+}
+
 void CopyTile(const QImage& image, int tile, QRgb* to)
 {
-    const QRect place = TileRect(tile);
-    for (int row = 0; row < kTileSide; ++row) {
-        const uchar* line = image.constScanLine(place.top() + row) + std::size_t(place.left()) * sizeof(QRgb);
-        std::memcpy(to + row * kTileSide, line, kTileSide * sizeof(QRgb));
-    }
+    for (int row = 0; row < kTileSide; ++row)
+        std::memcpy(to + row * kTileSide, LineOf(image, tile, row), kLineBytes);
+}
+
+bool Holds(const QImage& image, int tile, const Tile& kept)
+{
+    for (int row = 0; row < kTileSide; ++row)
+        if (std::memcmp(kept.pixels.data() + row * kTileSide, LineOf(image, tile, row), kLineBytes) != 0)
+            return false;
+    return true;
 }
 
 /// True when all pixels of the tile are equal; most tiles with ink answer after a few rows.
 bool OneColour(const QImage& image, int tile)
 {
-    const QRect place = TileRect(tile);
-    const QRgb first = reinterpret_cast<const QRgb*>(image.constScanLine(place.top()))[place.left()];
+    const QRgb first = *LineOf(image, tile, 0);
     for (int row = 0; row < kTileSide; ++row) {
-        const QRgb* line =
-            reinterpret_cast<const QRgb*>(image.constScanLine(place.top() + row)) + place.left();
+        const QRgb* line = LineOf(image, tile, row);
         QRgb differing = 0;
         for (int x = 0; x < kTileSide; ++x) differing |= line[x] ^ first;
         if (differing) return false;
@@ -116,8 +128,10 @@ std::shared_ptr<const TileGrid> WBHistory::Look(const Board& board)
 std::shared_ptr<const TileGrid> WBHistory::Snapshot(const Board& board, const TileSet& unsaved)
 {
     auto grid = mShown ? std::make_shared<TileGrid>(*mShown) : std::make_shared<TileGrid>();
-    for (std::size_t tile = 0; tile < kTileCount; ++tile)
-        if (unsaved[tile] || !mShown) (*grid)[tile] = Keep(board.Image(), int(tile));
+    for (std::size_t tile = 0; tile < kTileCount; ++tile) {
+        if (mShown && (!unsaved[tile] || Holds(board.Image(), int(tile), *(*mShown)[tile]))) continue;
+        (*grid)[tile] = Keep(board.Image(), int(tile));
+    }
     grid->ink = board.KeepsInk() ? InkOf(board, unsaved, grid->ink) : nullptr;
     return grid;
 }
@@ -188,8 +202,7 @@ std::shared_ptr<const Tile> WBHistory::Keep(const QImage& image, int tile)
 {
     const bool plain = OneColour(image, tile);
     if (plain) {
-        const QPoint corner = TileRect(tile).topLeft();
-        const QRgb colour = reinterpret_cast<const QRgb*>(image.constScanLine(corner.y()))[corner.x()];
+        const QRgb colour = *LineOf(image, tile, 0);
         for (const auto& kept : mPlain)
             if (kept->pixels.front() == colour) return kept;
     }

@@ -109,4 +109,12 @@ TEST(History, CostsWhatWasDrawn)
     board.Clear();
     history.Save(&board, 0, 0, u"ann"_s, {});
     EXPECT_EQ((*history.At(11).Picture)[0], (*history.At(10).Picture)[0]);  // white stays shared
+    QImage picture(640, 640, QImage::Format_RGB32);
+    for (int pixel = 0; pixel < 640 * 640; ++pixel)
+        picture.setPixel(pixel % 640, pixel / 640, QRgb(pixel) | 0xff000000u);
+    for (int time = 0; time < 11; ++time) {
+        board.Paint(picture, {0, 0});
+        history.Save(&board, 0, 0, u"ann"_s, {});
+    }
+    EXPECT_LE(history.DistinctTiles(), 1 + 640 * 640 / (kTileSide * kTileSide));  // of the same again, one
 }
