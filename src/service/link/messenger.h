@@ -128,6 +128,7 @@ private:
     std::shared_ptr<Outlet> mAlive;  // gives out weak pointers to this; owns nothing
     std::atomic<bool> mDrainPosted{false};
     std::chrono::milliseconds mSlice{0};  // of serving events; grows while more wait
+    bool mEarlier = false;                // the latest event is of before the user entered
     std::shared_ptr<std::atomic<std::size_t>> mRoomTaken = std::make_shared<std::atomic<std::size_t>>(0);
 
     boost::asio::io_context mIo;

@@ -165,10 +165,10 @@ void LinkMessenger::Wake()
 void LinkMessenger::Drain()
 {
     // Then the window has its turn: soon, but a newcomer's board is not painted after each few strokes.
-    constexpr std::chrono::milliseconds kShortest = 8ms, kLongest = 48ms;
+    constexpr std::chrono::milliseconds kShortest = 8ms, kLongest = 24ms, kLongestOfEarlier = 48ms;
     mDrainPosted = false;
     const std::weak_ptr<Outlet> alive = mAlive;
-    mSlice = std::clamp(mSlice, kShortest, kLongest);
+    mSlice = std::clamp(mSlice, kShortest, mEarlier ? kLongestOfEarlier : kLongest);
     const auto until = SteadyClock::now() + mSlice;
     while (DeliverOne()) {
         if (alive.expired()) return;
@@ -197,6 +197,7 @@ bool LinkMessenger::DeliverOne()
         CloseFold();
         const std::weak_ptr<Outlet> alive = mAlive;
         mDrawn = ready->event.drawn;
+        mEarlier = mDrawn.has_value();
         mDelivered = ready->event.line == Line::Board ? ready->event.sequence : 0;
         Deliver(*ready);
         if (alive.expired()) return false;
