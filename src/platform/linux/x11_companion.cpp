@@ -88,6 +88,7 @@ void X11Companion::Start(CompanionShow show)
     companion.setProcessEnvironment(environment);
     companion.setProgram(program);
     companion.setStandardInputFile(QProcess::nullDevice());
+    companion.setStandardOutputFile(QProcess::nullDevice());  // ours ends when we do
     qint64 process = 0;
     if (companion.startDetached(&process)) mStarted = int(syscall(SYS_pidfd_open, pid_t(process), 0));
 }
