@@ -24,6 +24,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::size_t kLastShown = 12;  // lines of a trace, where one that is waited for does not come
+
 [[noreturn]] void Fail(const QString& what)
 {
     throw std::runtime_error(what.toStdString());
@@ -498,9 +500,9 @@ QJsonObject Desk::Wait(const char* event, const Match& match, int seconds)
             return line;
         }
         if (Clock::now() >= until) {
-            QString last;  // a box traces what it says before its place
-            for (std::size_t i = std::max(mLines.size(), std::size_t(2)) - 2; i < mLines.size(); ++i)
-                last += QString::fromUtf8(Compact(mLines[i]));
+            QString last;  // what a box says stands a few before it becomes active
+            for (std::size_t i = std::max(mLines.size(), kLastShown) - kLastShown; i < mLines.size(); ++i)
+                last += u'\n' + QString::fromUtf8(Compact(mLines[i]));
             Fail(mName + u": no trace line \""_s + QLatin1String(event) +
                  u"\" within %1 s; the last ones: "_s.arg(seconds) + last);
         }

@@ -93,11 +93,14 @@ std::vector<NamedFlood> Floods()
 void HostileService::LetItFlood() const
 {
     constexpr std::uint64_t kEnough = 64 << 20;
+    constexpr std::chrono::seconds kToBegin{30};
+    const auto end = std::chrono::steady_clock::now() + kToBegin;
     std::uint64_t last = 0;
     for (int still = 0; still < 25 && flooded < kEnough;) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         still = flooded == last ? still + 1 : 0;
         last = flooded;
+        if (last == 0 && std::chrono::steady_clock::now() < end) still = 0;  // nobody has logged in yet
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -77,12 +78,14 @@ struct WindowProbe::Asking {
         const std::lock_guard lock(mutex);
         if (keep) times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begun).count());
         asked.reset();
+        answered.notify_all();
     }
 
     xcb_connection_t* x;
     xcb_window_t own = 0;
     xcb_atom_t text = 0;
     std::mutex mutex;
+    std::condition_variable answered;
     bool keep = false;
     std::optional<Clock::time_point> asked;  // and not answered yet
     std::vector<double> times;
@@ -103,7 +106,10 @@ void WindowProbe::Begin()
 // What is still waited for counts with the time that it has taken so far.
 std::vector<double> WindowProbe::End()
 {
-    const std::lock_guard lock(mAsking->mutex);
+    constexpr std::chrono::seconds kFirst{
+        30};  // what was over within the 2 ms between two questions has none yet
+    std::unique_lock lock(mAsking->mutex);
+    mAsking->answered.wait_for(lock, kFirst, [this] { return !mAsking->times.empty(); });
     mAsking->keep = false;
     std::vector<double> times = std::move(mAsking->times);
     if (times.empty()) throw std::runtime_error("the window has not answered");
