@@ -24,6 +24,7 @@ bool SomebodyListens(const QString& display)
     if (path.size() >= qsizetype(sizeof address.sun_path)) return false;
     std::memcpy(address.sun_path, path.constData(), std::size_t(path.size()));
     const int one = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (one < 0) return false;
     const bool listens = connect(one, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     close(one);
     return listens;

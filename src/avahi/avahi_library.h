@@ -39,7 +39,7 @@
 // clang-format on
 
 struct AvahiLibrary {
-#define QUORVIA_MEMBER(name) decltype(&::name) name = nullptr;
+#define QUORVIA_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses): a name
     QUORVIA_AVAHI_FUNCTIONS(QUORVIA_MEMBER)
 #undef QUORVIA_MEMBER
 
@@ -58,7 +58,7 @@ private:
         mWhole = handle != nullptr;
 #define QUORVIA_FIND(function)                                                                    \
     function = mWhole ? reinterpret_cast<decltype(function)>(dlsym(handle, #function)) : nullptr; \
-    mWhole = mWhole && function;
+    mWhole = mWhole && (function);
         QUORVIA_AVAHI_FUNCTIONS(QUORVIA_FIND)
 #undef QUORVIA_FIND
     }

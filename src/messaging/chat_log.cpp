@@ -60,7 +60,7 @@ QByteArray AnsiText(const QString& text)
 
 QString LogFolderPath(ProcessState& state)
 {
-    const QString chosen = GetSetting(state, keys::kLogFileLocation);
+    QString chosen = GetSetting(state, keys::kLogFileLocation);
     if (!chosen.isEmpty()) return chosen;
     const QString documents = GetSpecialFolderPath(state, kDocumentsFolder);
     if (documents.isEmpty()) throw std::runtime_error("there is no documents folder for the chat logs");

@@ -49,7 +49,7 @@ QString Cleaned(const QString& text, QStringView lineBreak)
     char32_t before = 0;
     for (const char32_t c : text.toUcs4()) {  // U+FFFD for halves of characters
         marks = IsMark(c) ? marks + 1 : 0;
-        if (IsLineBreak(c) && !(c == u'\n' && before == u'\r'))
+        if (IsLineBreak(c) && (c != u'\n' || before != u'\r'))
             out += lineBreak;
         else if (!IsLineBreak(c) && !IsDropped(c) && marks <= kMarksInARow)
             out += QChar::fromUcs4(c);

@@ -13,8 +13,9 @@ QString Enciphered(const QString& message, const MessageKeys& keys, bool useLoca
 QString Deciphered(const QString& message, const MessageKeys& keys)
 {
     const RecordRow* row = RowOf(message);
-    const bool local = row && row->kind == RecordKind::LocalEncrypt;
-    if (!local && !(row && row->kind == RecordKind::ServerEncrypt)) return message;
+    if (!row) return message;
+    const bool local = row->kind == RecordKind::LocalEncrypt;
+    if (!local && row->kind != RecordKind::ServerEncrypt) return message;
     const SkipJack cipher(local ? keys.local : keys.server);
     return SkipJack::HexToString(cipher.DecryptHex(QStringView(message).mid(row->tag.size())));
 }

@@ -245,7 +245,7 @@ void frmLogin::cmdOK_Click()
             }
         const LoginFault fault = CheckLogin(txtHandle->text(), txtPassword->text(), TypedCode());
         if (fault == LoginFault::None)
-            Accept();
+            TakeEntries();
         else
             Refuse(fault);
     });
@@ -264,7 +264,7 @@ void frmLogin::Refuse(LoginFault fault)
     if (!message.isEmpty()) mState.ports.prompts->Box(BoxIcon::Information, Title(), message);
 }
 
-void frmLogin::Accept()
+void frmLogin::TakeEntries()
 {
     if (chkDefaultConfig->isChecked()) SaveSetting(mState, keys::kDefaultConfig, cmbConfig->currentText());
     mState.gCreateMeeting = optNewMeeting->isChecked();

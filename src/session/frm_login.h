@@ -60,7 +60,7 @@ private:
     void LoadConfigSettings();
     void FillLists();
     void Refuse(LoginFault fault);
-    void Accept();
+    void TakeEntries();
     void SaveProtocol();
     void Unload();
     void SelectOnFocus(QLineEdit* box, QEvent* event);

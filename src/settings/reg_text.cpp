@@ -374,8 +374,8 @@ RegText::Section& RegText::AppendKey(const QString& keyPath)
 void RegText::CopyKey(const QString& from, const QString& to)
 {
     if (!HasKey(from)) AppendKey(to);  // one that was only ever named
-    for (std::size_t i = 0, all = mSections.size(); i < all;
-         ++i) {  // NOLINT(modernize-loop-convert): it grows
+    // NOLINTNEXTLINE(modernize-loop-convert): it grows
+    for (std::size_t i = 0, all = mSections.size(); i < all; ++i) {
         const Section source = mSections[i];
         if (!AtOrBelow(source.keyPath, from)) continue;
         Section& copy = AppendKey(to + source.keyPath.mid(from.size()));

@@ -5,7 +5,9 @@
 
 void HoldableGate::Open()
 {
-    if (mClosings == 0 || --mClosings > 0) return;
+    if (mClosings == 0) return;
+    --mClosings;
+    if (mClosings > 0) return;
     // Each stroke of others closes and opens the gate. One posting each would serve thousands of them before
     // the window is painted again.
     if (std::exchange(mPosted, true)) return;

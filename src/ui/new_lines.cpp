@@ -109,7 +109,7 @@ QString SoundPlayer::File() const
 {
     const QString folder =
         QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + u"/quorvia"_s;
-    const QString name = folder + u"/new-line.wav"_s;
+    QString name = folder + u"/new-line.wav"_s;
     const QByteArray sound = NewLineSound();
     if (QFileInfo(name).size() == sound.size()) return name;
     QSaveFile file(name);

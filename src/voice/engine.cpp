@@ -17,8 +17,6 @@ std::unique_ptr<Cleaner> CleanerFor(const Cleaner::Wishes& wishes)
 }  // namespace
 
 Engine::Engine(Encoder::Send send, std::uint64_t firstFrame, const Cleaner::Wishes& wishes)
-    // Should the encoder throw, the cleaner goes.
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
     : mWishes(wishes), mCleaner(CleanerFor(wishes)), mEncoder(std::move(send), firstFrame)
 {
 }

@@ -43,7 +43,7 @@ QString Silent()
 QString Broken(sd_bus_message* reply)
 {
     constexpr qsizetype kLongestReason = 200;
-    const QString sentence = Ours::tr("The desktop's portal failed before it had anything to share.");
+    QString sentence = Ours::tr("The desktop's portal failed before it had anything to share.");
     const sd_bus_error* error = reply ? sd_bus_message_get_error(reply) : nullptr;
     if (!error || !error->message) return sentence;
     return sentence + u" (%1)"_s.arg(OneLine(QString::fromUtf8(error->message).left(kLongestReason)));
@@ -69,7 +69,8 @@ void ForEach(sd_bus_message* message,
         read(key, kind);
         while (sd_bus_message_at_end(message, 0) == 0)
             if (sd_bus_message_skip(message, nullptr) < 0) return;
-        if (sd_bus_message_exit_container(message) < 0 || sd_bus_message_exit_container(message) < 0) return;
+        for (int inner = 0; inner < 2; ++inner)  // the value, the entry
+            if (sd_bus_message_exit_container(message) < 0) return;
     }
     sd_bus_message_exit_container(message);
 }

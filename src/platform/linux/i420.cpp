@@ -112,6 +112,7 @@ std::vector<CameraFormat> ScaledFormats(const CameraFormat& native)
     if (std::ranges::find(sizes, own) == sizes.end()) sizes.push_back(own);
     std::ranges::sort(sizes, {}, [](const auto& size) { return size.first * size.second; });
     std::vector<CameraFormat> formats;
+    formats.reserve(sizes.size());
     for (const auto& [width, height] : sizes) formats.push_back(I420Format(width, height));
     return formats;
 }

@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <cmath>
+#include <string_view>
 
 #include "platform/linux/i420.h"
 
@@ -10,10 +11,8 @@ namespace {
 constexpr int kDigitWidth = 5, kDigitHeight = 9;  // in strokes
 
 /// The seven strokes of a digit: top, upper left, upper right, middle, lower left, lower right, bottom.
-constexpr bool kStrokes[10][7] = {{1, 1, 1, 0, 1, 1, 1}, {0, 0, 1, 0, 0, 1, 0}, {1, 0, 1, 1, 1, 0, 1},
-                                  {1, 0, 1, 1, 0, 1, 1}, {0, 1, 1, 1, 0, 1, 0}, {1, 1, 0, 1, 0, 1, 1},
-                                  {1, 1, 0, 1, 1, 1, 1}, {1, 0, 1, 0, 0, 1, 0}, {1, 1, 1, 1, 1, 1, 1},
-                                  {1, 1, 1, 1, 0, 1, 1}};
+constexpr std::string_view kStrokes[10] = {"1110111", "0010010", "1011101", "1011011", "0111010",
+                                           "1101011", "1101111", "1010010", "1111111", "1111011"};
 constexpr QRect kPlaces[7] = {{0, 0, 5, 1}, {0, 0, 1, 5}, {4, 0, 1, 5}, {0, 4, 5, 1},
                               {0, 4, 1, 5}, {4, 4, 1, 5}, {0, 8, 5, 1}};
 
@@ -57,7 +56,7 @@ void DrawClock(QPainter& painter, QSize size, const QTime& time)
             fill({2, 6, 1, 1});
         } else {
             for (int i = 0; i < 7; ++i)
-                if (kStrokes[character.digitValue()][i]) fill(kPlaces[i]);
+                if (kStrokes[character.digitValue()][std::size_t(i)] == '1') fill(kPlaces[i]);
         }
         at.rx() += pitch;
     }

@@ -178,6 +178,7 @@ std::vector<CameraFormat> V4l2Driver::Offered()
     }
     if (sizes.empty()) sizes.emplace(mFormat.width, mFormat.height);
     std::vector<CameraFormat> formats;
+    formats.reserve(sizes.size());
     for (const auto& [width, height] : sizes) formats.push_back(I420Format(width, height));
     return formats;
 }

@@ -20,6 +20,7 @@ struct X11Capture::Segment {
         const int id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
         if (id < 0) return;
         void* address = shmat(id, nullptr, 0);
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): how the call says that it failed
         if (address != reinterpret_cast<void*>(-1)) {
             data = static_cast<uchar*>(address);
             name = xcb_generate_id(connection->Raw());

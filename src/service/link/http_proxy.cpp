@@ -79,7 +79,8 @@ std::optional<HostPort> ReadHostPort(const std::string& text)
         read.host = text.substr(0, text.find(':'));
         port = text.substr(text.find(':') + 1);
     }
-    if (!port.empty() && !(read.port = ReadPort(port))) return std::nullopt;
+    if (!port.empty()) read.port = ReadPort(port);
+    if (!port.empty() && !read.port) return std::nullopt;
     const bool plain = std::none_of(read.host.begin(), read.host.end(),
                                     [](unsigned char c) { return c <= ' ' || c == '/' || c == 0x7f; });
     return read.host.empty() || !plain ? std::nullopt : std::optional(read);

@@ -22,7 +22,7 @@ constexpr std::size_t kAddresses = 8;  // of one name
 /// Ends a step that takes too long: closes what it works on, so that the step fails.
 class Bound {
 public:
-    Bound(std::shared_ptr<Connection> connection, std::chrono::milliseconds limit)
+    Bound(const std::shared_ptr<Connection>& connection, std::chrono::milliseconds limit)
         : mPassed(std::make_shared<bool>(false)), mTimer(connection->GetExecutor(), limit)
     {
         mTimer.async_wait([passed = mPassed, connection](boost::system::error_code stopped) {

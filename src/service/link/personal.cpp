@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,8 +21,6 @@
 
 #include "service/link/session_parts.h"
 #include "service/wire/door_file.h"
-
-extern char** environ;
 
 namespace zephyl::link {
 
@@ -54,6 +51,7 @@ int Spawn(const std::string& path)
         ::sigprocmask(SIG_SETMASK, &none, nullptr);
         ::signal(SIGPIPE, SIG_DFL);
         const int nothing = ::open("/dev/null", O_RDWR);
+        if (nothing < 0) ::_exit(126);
         ::dup2(nothing, STDIN_FILENO);
         ::dup2(ends[1], STDOUT_FILENO);
         ::dup2(nothing, STDERR_FILENO);

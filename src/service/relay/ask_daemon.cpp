@@ -24,7 +24,7 @@ files::Descriptor Connected(const std::filesystem::path& data)
     name.sun_family = AF_UNIX;
     const std::string path = AdminSocketPath(data).string();
     files::Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (path.size() >= sizeof name.sun_path) return files::Descriptor();
+    if (socket.Number() < 0 || path.size() >= sizeof name.sun_path) return files::Descriptor();
     path.copy(name.sun_path, sizeof name.sun_path - 1);
     const bool there = ::connect(socket.Number(), reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
     return there ? std::move(socket) : files::Descriptor();

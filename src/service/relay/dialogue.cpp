@@ -68,8 +68,10 @@ asio::awaitable<Connection::Next> Connection::Handle(const FrameView& frame)
         if (message == Header::kLogout) End(BYE_DONE, "");
     } else if (message == Header::kPong) {
         Heard(header.pong());
-    } else if (message == Header::MESSAGE_NOT_SET) {
-        // from a later version
+    } else if (message == Header::MESSAGE_NOT_SET ||
+               (loggedIn && (ItemReader::IsLaneFrame(header) || message == Header::kRead))) {
+        // from a later version; or on its way when the seat went: there is nobody any more to whom it could
+        // go
     } else if (message == Header::kBye) {
         End(BYE_DONE, "");
     } else if (mStanding == Standing::New && message == Header::kHello) {
@@ -84,8 +86,6 @@ asio::awaitable<Connection::Next> Connection::Handle(const FrameView& frame)
         co_return co_await ResumeSeat(header.resume());
     } else if (loggedIn && message == Header::kEnter) {
         co_return co_await EnterMeeting(header.enter());
-    } else if (loggedIn && (ItemReader::IsLaneFrame(header) || message == Header::kRead)) {
-        // on its way when the seat went: there is nobody any more to whom it could go
     } else {
         End(BYE_DONE, "not at this point");
     }

@@ -88,7 +88,7 @@ std::shared_ptr<NetworkDoor::Listening> NetworkDoor::Listen(const std::string& m
     const std::uint16_t port = acceptor->local_endpoint().port();
     return std::make_shared<Listening>(
         Listening{{++mLast, meeting}, std::move(acceptor), asio::make_strand(mServices.io), port, {}});
-}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): a strand counts who holds it in a way of its own
+}
 
 Guests::Opening NetworkDoor::Open(const std::string& meeting)
 {

@@ -23,6 +23,7 @@ int ForgetUnwritten(dl_phdr_info* object, std::size_t, void*)
         if (part.p_type != PT_LOAD || (part.p_flags & PF_W)) continue;
         const std::uintptr_t begin = (object->dlpi_addr + part.p_vaddr) & ~(page - 1);
         const std::uintptr_t end = object->dlpi_addr + part.p_vaddr + part.p_filesz;
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): so the loader tells them
         ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
     }
     return 0;

@@ -106,7 +106,7 @@ std::string AttendeeLine(const json::object& one)
     if (!one.at("delay_ms").is_null())
         std::snprintf(delay, sizeof delay, "%.1f ms", Number(one.at("delay_ms")));
     const double unread = Number(one.at("unread_bytes"));
-    const auto orDash = [](std::string text) { return text.empty() ? "-" : text; };
+    const auto orDash = [](const std::string& text) { return text.empty() ? std::string("-") : text; };
     return "    " + Padded(TextOf(one.at("handle")), handle) + Padded(TextOf(one.at("state")), state) +
            Padded(orDash(TextOf(one.at("protocol"))), protocol) +
            Padded(orDash(TextOf(one.at("address"))), address) + delay +

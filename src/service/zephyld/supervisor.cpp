@@ -65,6 +65,7 @@ void TellAtOnce(const std::string& text)
     std::memcpy(to.sun_path, path, length);
     if (to.sun_path[0] == '@') to.sun_path[0] = 0;
     const files::Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (socket.Number() < 0) return;
     ::sendto(socket.Number(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
              reinterpret_cast<const sockaddr*>(&to),
              static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));

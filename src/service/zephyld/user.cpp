@@ -27,7 +27,8 @@ class NoEcho {
 public:
     NoEcho()
     {
-        if (!(mTerminal = ::tcgetattr(STDIN_FILENO, &mBefore) == 0)) return;
+        mTerminal = ::tcgetattr(STDIN_FILENO, &mBefore) == 0;
+        if (!mTerminal) return;
         termios quiet = mBefore;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);

@@ -348,7 +348,7 @@ private:
         onChange(texts[std::max(0, mBox->currentIndex())]);
     }
 
-    const QString kFile = u"file:"_s;
+    static constexpr QLatin1String kFile{"file:"};
     QComboBox* mBox;
     PathControl* mFile;
 };

@@ -104,7 +104,8 @@ std::string MeetingCodeKey(std::string_view code)
     if (key.size() < kLeastCode || key.size() > kMostCode) return {};
     for (char& c : key) {
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-        if (!(c >= 'a' && c <= 'z') && !(c >= '0' && c <= '9')) return {};
+        const bool letter = c >= 'a' && c <= 'z', digit = c >= '0' && c <= '9';
+        if (!letter && !digit) return {};
     }
     return key;
 }

@@ -65,7 +65,7 @@ std::optional<std::string> KnownDevices::Recognise(const std::string& account, c
 std::string KnownDevices::Met(const std::string& account, const std::string& address,
                               const std::optional<std::string>& word)
 {
-    const std::string fresh = RandomBytes(kWordBytes);
+    std::string fresh = RandomBytes(kWordBytes);
     const std::lock_guard lock(mMutex);
     Known& known = mKnown[account];
     if (Use(known.addresses, address)) known.changed = true;

@@ -100,10 +100,12 @@ std::vector<std::string> OwnAddresses()
         const Bytes bytes = BytesOf(one.ifa_addr);
         if (bytes.empty() || (one.ifa_flags & IFF_LOOPBACK)) return;
         std::array<char, INET6_ADDRSTRLEN> text{};
+        const bool ofLink =
+            bytes[0] == 0xfe && (bytes[1] & 0xc0) == 0x80;  // its zone means nothing elsewhere
         ::inet_ntop(one.ifa_addr->sa_family, bytes.data(), text.data(), text.size());
         if (bytes.size() == 4)
             v4.push_back(text.data());
-        else if (!(bytes[0] == 0xfe && (bytes[1] & 0xc0) == 0x80))  // its zone means nothing elsewhere
+        else if (!ofLink)
             v6.push_back(text.data());
     });
     const std::string first = FirstAddress();

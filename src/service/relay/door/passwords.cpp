@@ -23,6 +23,7 @@ bool CanBeTyped(std::string_view password)
 {
     for (std::int32_t at = 0, end = static_cast<std::int32_t>(password.size()); at < end;) {
         UChar32 c = 0;
+        // NOLINTNEXTLINE(bugprone-inc-dec-in-conditions): the library's
         U8_NEXT(password.data(), at, end, c);
         const bool latin1 = c >= 0 && c <= 0xFF && (c < 0x80 || c >= 0xA0);
         if (!latin1 && (c < 0 || kBeyondLatin1.find(static_cast<char32_t>(c)) == std::u32string_view::npos))

@@ -125,20 +125,21 @@ bool ThinOne(const Thinning& wanted, std::size_t which, std::uint64_t mark, std:
     if (file < 0) return false;
     const std::size_t start = StartOf(mark).size();
     bool sound = true;
-    for (std::uint64_t at = start, next = at; sound && at < wanted.ends[which]; at = next) {
-        next = TakeSome(file, at, wanted.ends[which], wanted.marks[which],
-                        [&](std::string_view payload, std::uint64_t) {
-                            const ItemPtr item = LoadItem(wanted.channel, payload);
-                            if (!item || item->sequence <= thin.Last() ||
-                                item->sequence <= (item->kept ? wanted.begin : wanted.readByAll))
-                                return;
-                            std::string entry;
-                            AppendEntry(entry, payload);
-                            MarkEntries(entry, mark);
-                            thin.Note(*item, out.size(), out.size() + entry.size());
-                            out += entry;
-                        });
+    for (std::uint64_t at = start; sound && at < wanted.ends[which];) {
+        const std::uint64_t next = TakeSome(
+            file, at, wanted.ends[which], wanted.marks[which], [&](std::string_view payload, std::uint64_t) {
+                const ItemPtr item = LoadItem(wanted.channel, payload);
+                if (!item || item->sequence <= thin.Last() ||
+                    item->sequence <= (item->kept ? wanted.begin : wanted.readByAll))
+                    return;
+                std::string entry;
+                AppendEntry(entry, payload);
+                MarkEntries(entry, mark);
+                thin.Note(*item, out.size(), out.size() + entry.size());
+                out += entry;
+            });
         sound = next > at;
+        at = next;
     }
     ::close(file);
     return sound;

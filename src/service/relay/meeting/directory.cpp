@@ -233,7 +233,7 @@ void Directory::Delete(const std::shared_ptr<Meeting>& meeting, const std::strin
 
 void Directory::ClientEnded(std::shared_ptr<Session> session, std::shared_ptr<Client> client)
 {
-    asio::post(mStrand, [this, session, client] {
+    asio::post(mStrand, [this, session = std::move(session), client = std::move(client)] {
         const auto at = mEntries.find(session->key);
         if (at == mEntries.end() || at->second.session->stream != session->stream) return;
         if (at->second.client.lock() == client) at->second.client.reset();
@@ -368,7 +368,7 @@ asio::awaitable<void> Directory::DoEndHandle(std::string key, std::string text)
 
 void Directory::EndSession(std::shared_ptr<Session> session, std::string text)
 {
-    asio::post(mStrand, [this, session, text = std::move(text)] {
+    asio::post(mStrand, [this, session = std::move(session), text = std::move(text)] {
         const auto at = mEntries.find(session->key);
         if (at != mEntries.end() && at->second.session->stream == session->stream)
             EndEntry(Entry(at->second), BYE_KICKED, text);
@@ -378,6 +378,7 @@ void Directory::EndSession(std::shared_ptr<Session> session, std::string text)
 asio::awaitable<std::vector<std::shared_ptr<Meeting>>> Directory::DoAll()
 {
     std::vector<std::shared_ptr<Meeting>> all;
+    all.reserve(mById.size());
     for (const auto& [id, meeting] : mById) all.push_back(meeting);
     co_return all;
 }
@@ -393,6 +394,7 @@ asio::awaitable<std::vector<MeetingFacts>> Directory::Facts()
 {
     const auto all = co_await asio::co_spawn(mStrand, DoAll(), asio::use_awaitable);
     std::vector<MeetingFacts> facts;
+    facts.reserve(all.size());
     for (const auto& meeting : all)
         facts.push_back(co_await asio::co_spawn(meeting->Home(), FactsOf(meeting), asio::use_awaitable));
     std::sort(facts.begin(), facts.end(),
