@@ -32,6 +32,7 @@ namespace {
 constexpr auto kNoThrow = asio::as_tuple(asio::use_awaitable);
 constexpr char kNameBegin[] = "quorvia-voice-";
 constexpr int kWaiting = 4;
+constexpr std::chrono::milliseconds kAcceptAgain{100};
 constexpr std::chrono::seconds kWordWithin{5};
 constexpr std::chrono::seconds kPeopleEvery{1};  // also when nothing has changed: the loss goes with it
 constexpr std::chrono::milliseconds kHeardFor{300};
@@ -161,12 +162,17 @@ void VoiceDoor::Note(const std::string& handle, std::uint32_t level)
 asio::awaitable<void> VoiceDoor::Listen()
 {
     const auto self = shared_from_this();
+    asio::steady_timer later(mExecutor);
     for (;;) {
         const auto [failed] = co_await mListening->async_wait(Stream::wait_read, kNoThrow);
         if (failed) co_return;
         const int socket =
             ::accept4(mListening->native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (socket < 0) continue;
+        if (socket < 0) {  // no descriptor left: whoever knocks goes on knocking
+            later.expires_after(kAcceptAgain);
+            co_await later.async_wait(kNoThrow);
+            continue;
+        }
         const auto companion = std::make_shared<Stream>(mExecutor, socket);
         if (OfThisUser(socket))
             asio::co_spawn(
