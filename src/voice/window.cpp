@@ -167,7 +167,22 @@ void Window::ReadSettings()
 
 void Window::Hold(bool held)
 {
-    if (std::exchange(mHeld, held) != held) Wish();
+    if (std::exchange(mHeld, held) == held) return;
+    mHold->setDown(held);
+    Wish();
+}
+
+/// Whoever lets go in another window is not heard to do so here.
+void Window::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::ActivationChange && !isActiveWindow()) Hold(false);
+    QWidget::changeEvent(event);
+}
+
+void Window::hideEvent(QHideEvent* event)
+{
+    Hold(false);
+    QWidget::hideEvent(event);
 }
 
 void Window::Wish()
