@@ -1409,6 +1409,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>Niemand hört Sie: Es gibt kein Mikrofon.</translation>
     </message>
     <message>
+        <source>No voice: the voice companion has ended.</source>
+        <translation>Keine Sprache: Der Sprachbegleiter ist beendet.</translation>
+    </message>
+    <message>
         <source>You hear nobody: there are no speakers.</source>
         <translation>Sie hören niemanden: Es gibt keine Lautsprecher.</translation>
     </message>

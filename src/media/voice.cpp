@@ -1,5 +1,6 @@
 #include "media/voice.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "base/error_trap.h"
@@ -17,9 +18,11 @@ namespace {
 
 constexpr int kVoktalDefaultPort = 2074;
 
+/// It is the handle that counts: the address may be any text, and gives way where both are too long.
 QByteArray CompanionText(const QString& address, const QString& handle)
 {
-    return ToCodePage(address + u'|' + handle);
+    const QByteArray name = ToCodePage(u'|' + handle);
+    return ToCodePage(address).left(std::max<qsizetype>(0, kVoktalLongestText - name.size())) + name;
 }
 
 void StartCompanion(ProcessState& state)
@@ -37,6 +40,16 @@ void WithVoktal(ProcessState& state, const char* name, Body&& body)
     Silently(state, name, [&] {
         if (VoktalEnabled(state) && state.ports.companion) body(*state.ports.companion);
     });
+}
+
+void TellOfAll(ProcessState& state, bool talk)
+{
+    if (!state.gUsers) return;
+    const QString own = state.gMessenger->Handle();
+    for (const auto& item : state.gUsers->Items()) {
+        if (item->Handle() == own) continue;
+        (talk ? VoiceAddParticipant : VoiceStopParticipant)(state, item->Address(), item->Handle());
+    }
 }
 
 void TellOf(ProcessState& state, const char* name, int number, const QString& address, const QString& handle)
@@ -92,13 +105,14 @@ void chkTalk_Click(ProcessState& state)
         if (!state.gUsers) return;
         const bool talk = state.gMeetingForm->Media().TalkChecked();
         state.gMessenger->LetVoicePass(talk);  // off is off, however long the companion takes
-        const QString own = state.gMessenger->Handle();
-        for (const auto& item : state.gUsers->Items()) {
-            if (item->Handle() == own) continue;
-            (talk ? VoiceAddParticipant : VoiceStopParticipant)(state, item->Address(), item->Handle());
-        }
+        TellOfAll(state, talk);
         TraceEvent(state, "talk", {{u"on"_s, talk}});
     });
+}
+
+void VoiceCompanionCame(ProcessState& state)
+{
+    Silently(state, "VoiceCompanionCame", [&] { TellOfAll(state, true); });
 }
 
 void CloseVoktal(ProcessState& state)

@@ -18,5 +18,7 @@ void VoiceStopParticipant(ProcessState& state, const QString& address, const QSt
 void VoiceRemoveParticipant(ProcessState& state, const QString& address, const QString& handle);
 /// Adds or stops everybody but the own handle, in the order of gUsers.
 void chkTalk_Click(ProcessState& state);
+/// While "Talk" is checked a companion has come to the door: it is told of everybody.
+void VoiceCompanionCame(ProcessState& state);
 /// EndProgram's part: asks a running companion to close.
 void CloseVoktal(ProcessState& state);

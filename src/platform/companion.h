@@ -14,6 +14,9 @@ inline constexpr int kVoktalStop = 1228;   // text: address, "|", handle
 inline constexpr int kVoktalLeft = 1229;   // text: address, "|", handle
 inline constexpr int kVoktalClose = 16;    // no text
 
+/// Bytes of a request's text.
+inline constexpr qsizetype kVoktalLongestText = 255;
+
 /// How a companion that is started gets at the meeting's voice: a local socket, and a word to say there
 /// first. "": it does not.
 struct CompanionDoor {
@@ -29,7 +32,7 @@ public:
     virtual void UseDoor(const CompanionDoor& door) = 0;
     /// Starts the program beside our own, without arguments, and does not wait for it. A failure is ignored.
     virtual void Start(CompanionShow show) = 0;
-    /// Sends `number` with an atom named `text` (at most 255 bytes, else nothing is sent; "": no atom) to the
-    /// companion's window, in the order of the calls. False: it is not running.
+    /// Sends `number` with an atom named `text` (at most kVoktalLongestText, else nothing is sent; "": no
+    /// atom) to the companion's window, in the order of the calls. False: it is not running.
     virtual bool Send(int number, const QByteArray& text) = 0;
 };

@@ -1,10 +1,14 @@
 #include "ui/voice_watch.h"
 
 #include "base/error_trap.h"
+#include "base/report.h"
+#include "media/voice.h"
 #include "text/words.h"
 #include "ui/attendee_list.h"
 #include "ui/media_controls.h"
 #include "ui/status_panels.h"
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -41,8 +45,36 @@ void VoiceWatch::Look()
         const bool talks = mMedia.TalkChecked();
         const auto pace = talks ? kWhileTalking : kElse;
         if (mTimer.intervalAsDuration() != pace) mTimer.setInterval(pace);
-        if (mState.gMessenger) Show(mState.gMessenger->Voice(), talks);
+        if (!mState.gMessenger) return;
+        const VoiceNews news = mState.gMessenger->Voice();
+        Care(talks, news.companion);
+        Show(news, talks);
     });
+}
+
+void VoiceWatch::Care(bool talks, bool companion)
+{
+    switch (mCare.Look(talks, companion, CompanionCare::Clock::now())) {
+        case CompanionCare::Due::Start: StartVoktal(mState); break;
+        case CompanionCare::Due::Tell: VoiceCompanionCame(mState); break;
+        case CompanionCare::Due::Nothing: break;
+    }
+}
+
+QString VoiceWatch::Trouble(const VoiceNews& news) const
+{
+    if (news.companion) return TroubleText(news.trouble);
+    return mCare.HasEnded() ? Ours::tr("No voice: the voice companion has ended.") : QString();
+}
+
+/// Whose voice comes and goes: for those who follow the program.
+void VoiceWatch::NoteSpeaking(const QHash<QString, int>& levels)
+{
+    QStringList handles = levels.keys();
+    handles.sort();
+    const QString speaking = handles.join(u'\n');
+    if (std::exchange(mSpeaking, speaking) != speaking)
+        TraceEvent(mState, "speaking", {{u"who"_s, speaking}});
 }
 
 void VoiceWatch::Show(const VoiceNews& news, bool talks)
@@ -53,8 +85,9 @@ void VoiceWatch::Show(const VoiceNews& news, bool talks)
         levels.insert(mState.gMessenger->Handle(), *own);
         levels.remove(QString());
     }
+    NoteSpeaking(levels);
     mList.SetLevels(levels);
-    const QString trouble = news.companion ? TroubleText(news.trouble) : QString();
+    const QString trouble = Trouble(news);
     if (talks && trouble != mTrouble && !trouble.isEmpty()) mStatus.Note(trouble);
     mTrouble = talks ? trouble : QString();
     QString text;

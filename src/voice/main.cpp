@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QLocale>
 #include <cstdio>
 #include <cstdlib>
@@ -77,9 +78,10 @@ void NameClient(xcb_connection_t* x, Requests& requests, voice::Window& window)
 {
     const std::uint32_t client = qEnvironmentVariable(voice_door::kClientVariable).toUInt();
     if (client == 0) return;
-    xcb_change_property(x, XCB_PROP_MODE_REPLACE, xcb_window_t(window.winId()),
-                        requests.Atom(voice_door::kClientProperty), XCB_ATOM_CARDINAL, 32, 1, &client);
-    xcb_flush(x);
+    const auto named = xcb_change_property_checked(x, XCB_PROP_MODE_REPLACE, xcb_window_t(window.winId()),
+                                                   requests.Atom(voice_door::kClientProperty),
+                                                   XCB_ATOM_CARDINAL, 32, 1, &client);
+    std::free(xcb_request_check(x, named));  // the display has it, and the window
 }
 
 /// The toolkit would end the program without a word of ours.
@@ -158,6 +160,8 @@ try {
     QCoreApplication::setApplicationName(QLatin1String(kClass));
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    Q_INIT_RESOURCE(logo);  // the library it lies in is linked statically
+    QApplication::setWindowIcon(QIcon(u":/logo.svg"_s));
     SeenFrames::PutOn();
 
     FileRegistry registry(UserRegistryFile(), MachineRegistryFile());
@@ -167,7 +171,7 @@ try {
     state.ports.eventLog = &eventLog;
     const Language language(GetSetting(state, keys::kLanguage), QLocale().uiLanguages());
 
-    voice::Worker worker(path.toStdString(), word.toStdString());
+    voice::Worker worker;
     voice::Window window(state, worker);
     window.onEnd = [] { QCoreApplication::quit(); };
     const auto* const x11 = application.nativeInterface<QNativeInterface::QX11Application>();
@@ -176,6 +180,8 @@ try {
     Requests requests(x11->connection(), window);
     application.installNativeEventFilter(&requests);
     NameClient(x11->connection(), requests, window);
+    // The client sends its requests as soon as somebody is at the door: they need the window.
+    worker.Begin(path.toStdString(), word.toStdString());
     if (!hidden) window.show();
     return QApplication::exec();
 } catch (const std::exception& error) {

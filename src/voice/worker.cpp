@@ -31,7 +31,7 @@ std::uint64_t FirstFrame()
 
 }  // namespace
 
-Worker::Worker(const std::string& path, const std::string& word)
+Worker::Worker()
     : mWake(NewWake()),
       mEngine(
           [this](std::uint64_t frame, std::uint8_t level, std::string_view body) {
@@ -42,9 +42,13 @@ Worker::Worker(const std::string& path, const std::string& word)
               mDoor.Send(voice_door::WritePacket(packet));
           },
           FirstFrame()),
-      mPulse(mWake),
-      mThread([this, path, word] { Run(path, word); })
+      mPulse(mWake)
 {
+}
+
+void Worker::Begin(const std::string& path, const std::string& word)
+{
+    mThread = std::thread([this, path, word] { Run(path, word); });
 }
 
 Worker::~Worker()
@@ -52,7 +56,7 @@ Worker::~Worker()
     mStop = true;
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(mWake, &one, sizeof one);
-    mThread.join();
+    if (mThread.joinable()) mThread.join();
     ::close(mWake);
 }
 

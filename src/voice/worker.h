@@ -44,11 +44,14 @@ struct Told {
 
 class Worker {
 public:
-    /// `path` "": started by hand. Throws std::runtime_error when a library refuses.
-    Worker(const std::string& path, const std::string& word);
+    /// Throws std::runtime_error when a library refuses.
+    Worker();
     ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
+
+    /// Once: from now on there is sound, and the door is opened. `path` "": started by hand.
+    void Begin(const std::string& path, const std::string& word);
 
     // --- any thread ---
     void Want(Wishes wishes);
@@ -77,7 +80,7 @@ private:
     bool mNews = true;
     Told mTold;
     std::atomic<bool> mStop{false};
-    std::thread mThread;  // the last one: begins when all else is there
+    std::thread mThread;
 };
 
 }  // namespace voice

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/companion_care.h"
 #include "media/media_fixture.h"
 
 using namespace Qt::StringLiterals;
@@ -54,4 +55,57 @@ TEST_F(Voice, OnlyExactlyOneSwitchesItOn)
         VoiceRemoveParticipant(state, u"a"_s, u"b"_s);
     }
     EXPECT_TRUE(companion.journal.isEmpty());
+}
+
+TEST_F(Voice, ACompanionThatComesIsToldOfEverybodyElse)
+{
+    InMeeting(u"alice"_s, {u"bob"_s, u"eve"_s});
+    companion.running = true;
+    VoiceCompanionCame(state);
+    ASSERT_EQ(companion.journal.size(), 2);
+    EXPECT_TRUE(companion.journal[0].startsWith(u"1225 "_s) && companion.journal[0].endsWith(u"|bob"_s));
+    EXPECT_TRUE(companion.journal[1].endsWith(u"|eve"_s));
+}
+
+TEST_F(Voice, ALongAddressGivesWayToTheHandle)
+{
+    companion.running = true;
+    const QString longest(251, u'h');
+    VoiceStopParticipant(state, longest, u"bob"_s);
+    VoiceAddParticipant(state, longest + u'h', u"bob"_s);
+    EXPECT_EQ(companion.journal,
+              QStringList({u"1228 "_s + longest + u"|bob"_s, u"1225 "_s + longest + u"|bob"_s}));
+}
+
+TEST(CompanionCare, StartsWhatHasEndedAndTellsWhatHasCome)
+{
+    using namespace std::chrono_literals;
+    using Due = CompanionCare::Due;
+    CompanionCare care;
+    CompanionCare::Clock::time_point now{1h};
+    const struct {
+        bool talks, there;
+        std::chrono::milliseconds later;
+        Due due;
+    } rows[] = {
+        {true, false, 0ms, Due::Nothing},  // it is on its way
+        {true, true, 100ms, Due::Tell},
+        {true, true, 100ms, Due::Nothing},
+        {false, false, 100ms, Due::Nothing},  // nobody misses it
+        {true, false, 100ms, Due::Start},
+        {true, false, 499ms, Due::Nothing},
+        {true, false, 1ms, Due::Start},  // it did not come
+        {false, true, 100ms, Due::Nothing},
+        {true, true, 100ms, Due::Nothing},  // told when "Talk" was checked
+    };
+    for (const auto& row : rows) EXPECT_EQ(care.Look(row.talks, row.there, now += row.later), row.due);
+    int starts = 0;
+    for (int i = 0; i < 20; ++i) {  // it ends as soon as it has come
+        starts += care.Look(true, false, now += 1s) == Due::Start;
+        care.Look(true, true, now += 1s);
+    }
+    EXPECT_EQ(starts, 3);  // five with those before
+    EXPECT_EQ(care.Look(true, true, now += 10s), Due::Nothing);
+    EXPECT_EQ(care.Look(true, false, now += 1s), Due::Start);
+    EXPECT_TRUE(care.HasEnded());
 }

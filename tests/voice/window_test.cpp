@@ -17,7 +17,7 @@ TEST(VoiceWindow, AHeldKeyIsLetGoWithTheWindow)
 {
     Fixture fixture;
     SaveSetting(fixture.state, keys::kVoktalSpeaks, u"1"_s);
-    voice::Worker worker({}, {});
+    voice::Worker worker;
     voice::Window window(fixture.state, worker);
     QWidget another;
     auto* hold = window.findChild<QPushButton*>(u"cmdHold"_s);

@@ -10,10 +10,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-constexpr qsizetype kLongestAtom = 255;  // bytes
-}
-
 X11Companion::X11Companion(const QString& folder, const QByteArray& display)
     : mFolder(folder), mDisplay(display)
 {
@@ -95,7 +91,7 @@ void X11Companion::Start(CompanionShow show)
 
 bool X11Companion::Send(int number, const QByteArray& text)
 {
-    if (text.size() > kLongestAtom || !Ready()) return false;
+    if (text.size() > kVoktalLongestText || !Ready()) return false;
     const xcb_window_t window = Find();
     if (window == 0) return false;
     xcb_client_message_event_t event{};
