@@ -8,7 +8,7 @@ namespace voice {
 
 QByteArray HandleOf(const QByteArray& text)
 {
-    const qsizetype bar = text.indexOf('|');
+    const qsizetype bar = text.lastIndexOf('|');
     return bar < 0 ? QByteArray() : text.mid(bar + 1);
 }
 

@@ -11,8 +11,8 @@
 
 namespace voice {
 
-/// A request's handle: what stands behind the first bar; "" when it names none. The address in front of it is
-/// nobody's business here.
+/// A request's handle: what stands behind the last bar, because an address is any text and a handle has none;
+/// "" when it names none. The address is nobody's business here.
 QByteArray HandleOf(const QByteArray& text);
 
 class Partners {
