@@ -122,12 +122,26 @@ struct Pulse::Parts {
         else
             parts.asked[1].push_back({info->name, info->description ? info->description : info->name});
     }
+    /// The last answer.
+    static void OnServer(pa_context*, const pa_server_info* info, void* self)
+    {
+        auto& parts = *static_cast<Parts*>(self);
+        if (info && info->default_source_name) parts.defaultInput = info->default_source_name;
+        parts.known = true;
+    }
+    /// "": the server's choice, unless that is what is played.
+    std::string InputFor(const std::string& wish) const
+    {
+        if (Has(inputs, wish)) return wish;
+        return inputs.empty() || Has(inputs, defaultInput) ? std::string() : inputs.front().name;
+    }
     void Ask()
     {
         asked[0].clear();
         asked[1].clear();
         Forget(pa_context_get_source_info_list(context, OnSource, this));
         Forget(pa_context_get_sink_info_list(context, OnSink, this));
+        Forget(pa_context_get_server_info(context, OnServer, this));
     }
     static void OnChange(pa_context*, pa_subscription_event_type_t, std::uint32_t, void* self)
     {
@@ -142,6 +156,14 @@ struct Pulse::Parts {
         Forget(pa_context_subscribe(context, mask, nullptr, nullptr));
         static_cast<Parts*>(self)->Ask();
     }
+    bool Failed() const { return context && !PA_CONTEXT_IS_GOOD(pa_context_get_state(context)); }
+    SoundTrouble Lacks() const
+    {
+        if (!known) return SoundTrouble::None;
+        return inputs.empty()    ? SoundTrouble::NoMicrophone
+               : outputs.empty() ? SoundTrouble::NoSpeaker
+                                 : SoundTrouble::None;
+    }
     bool Ready() const { return context && pa_context_get_state(context) == PA_CONTEXT_READY; }
 
     const int wake;
@@ -149,7 +171,8 @@ struct Pulse::Parts {
     pa_context* context = nullptr;
     pa_stream *in = nullptr, *out = nullptr;
     std::vector<Device> inputs, outputs, asked[2];
-    bool changed = false;
+    std::string defaultInput;
+    bool changed = false, known = false;  // what there is
     Ring hearing, playing;
 };
 
@@ -201,6 +224,7 @@ void Pulse::Connect(Clock::time_point now)
     Disconnect();
     mParts->inputs.clear();
     mParts->outputs.clear();
+    mParts->known = false;
     mParts->context = pa_context_new(pa_threaded_mainloop_get_api(mParts->loop), "Voktal");
     if (!mParts->context) return;
     pa_context_set_state_callback(mParts->context, Parts::OnState, mParts.get());
@@ -211,17 +235,17 @@ void Pulse::Look(Clock::time_point now)
 {
     const Held held(mParts->loop);
     if (!mParts->Ready()) {
-        mTrouble = SoundTrouble::NoServer;
+        if (mParts->Failed()) mTrouble = SoundTrouble::NoServer;
         return Connect(now);
     }
     if (std::exchange(mParts->changed, false)) mParts->Ask();
     if (!mWishes.on) {
         Release(mParts->in);
         Release(mParts->out);
-        mTrouble = SoundTrouble::None;
+        mTrouble = mParts->Lacks();
         return;
     }
-    Open();
+    if (mParts->known) Open();
     if (now - mMeasuredAt < kMeasureEvery) return;
     mMeasuredAt = now;
     MeasureDelay();
@@ -229,25 +253,32 @@ void Pulse::Look(Clock::time_point now)
 
 void Pulse::Open()
 {
-    // A device that is not there now is looked for again as soon as it is: meanwhile the server has moved the
-    // stream to another one, which goes on.
-    const std::string input = Has(mParts->inputs, mWishes.input) ? mWishes.input : std::string();
+    // A device that is not there now is looked for again as soon as it is.
+    const std::string input = mParts->InputFor(mWishes.input);
     const std::string output = Has(mParts->outputs, mWishes.output) ? mWishes.output : std::string();
     if (input.empty()) mOpened.input.clear();
     if (output.empty()) mOpened.output.clear();
-    const bool inIsWrong = Ended(mParts->in) || mAsked.input != mWishes.input || mOpened.input != input;
-    const bool outIsWrong = Ended(mParts->out) || mAsked.output != mWishes.output || mOpened.output != output;
+    // PipeWire keeps a stream that has lost its last device, and may give it what is played for a microphone.
+    const bool inIsWrong = Ended(mParts->in) || mParts->inputs.empty() || mAsked.input != mWishes.input ||
+                           mOpened.input != input;
+    const bool outIsWrong = Ended(mParts->out) || mParts->outputs.empty() ||
+                            mAsked.output != mWishes.output || mOpened.output != output;
     pa_buffer_attr attributes{std::uint32_t(-1), std::uint32_t(-1), std::uint32_t(-1), std::uint32_t(-1),
                               kStepBytes};
-    const auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE |
-                                         PA_STREAM_INTERPOLATE_TIMING);
+    // A device that was chosen stays the one, whatever the desktop chooses meanwhile.
+    const auto flagsFor = [](const std::string& device) {
+        return pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE |
+                                 PA_STREAM_INTERPOLATE_TIMING |
+                                 (device.empty() ? PA_STREAM_NOFLAGS : PA_STREAM_DONT_MOVE));
+    };
     if (inIsWrong) {
         Release(mParts->in);
         if (!mParts->inputs.empty())
             mParts->in = pa_stream_new(mParts->context, "Microphone", &kSpec, nullptr);
         if (mParts->in) {
             pa_stream_set_read_callback(mParts->in, Parts::OnHeard, mParts.get());
-            pa_stream_connect_record(mParts->in, input.empty() ? nullptr : input.c_str(), &attributes, flags);
+            pa_stream_connect_record(mParts->in, input.empty() ? nullptr : input.c_str(), &attributes,
+                                     flagsFor(input));
         }
         mOpened.input = input;
     }
@@ -259,7 +290,7 @@ void Pulse::Open()
         if (mParts->out) {
             pa_stream_set_write_callback(mParts->out, Parts::OnPlayed, mParts.get());
             pa_stream_connect_playback(mParts->out, output.empty() ? nullptr : output.c_str(), &attributes,
-                                       flags, nullptr, nullptr);
+                                       flagsFor(output), nullptr, nullptr);
         }
         mOpened.output = output;
     }

@@ -39,6 +39,7 @@ public:
     void Want(const Wishes& wishes) { mWishes = wishes; }
     /// A few times a second: opens what is wanted and not there.
     void Look(Clock::time_point now);
+    /// None, too, while it is not known yet.
     SoundTrouble Trouble() const { return mTrouble; }
     std::vector<Device> Inputs() const;
     std::vector<Device> Outputs() const;
@@ -58,7 +59,7 @@ private:
     const std::unique_ptr<Parts> mParts;
     Wishes mWishes;
     Wishes mAsked, mOpened;  // what the streams were opened for, and the devices that they were opened on
-    SoundTrouble mTrouble = SoundTrouble::NoServer;
+    SoundTrouble mTrouble = SoundTrouble::None;
     Clock::time_point mTriedAt{}, mMeasuredAt{};
     int mEchoDelayMs = 0;
 };
