@@ -190,6 +190,7 @@ private:
     Task<void> Return();
     void HurryBack();
     std::chrono::milliseconds Jittered(std::chrono::milliseconds pause);
+    std::chrono::milliseconds NextPause();
     Deadline NextWay(Deadline company) const;
     void BeginWay();
     Task<void> Travel(std::shared_ptr<WayBack> way);
@@ -240,6 +241,7 @@ private:
     Deadline mNextTry{}, mNoEarlier{};                     // the latter: the service asked for it
     std::chrono::milliseconds mAskedWait{0};               // it did so while the connection stood
     std::chrono::milliseconds mPauseLength = kFirstPause;  // goes on where a return came to nothing
+    Deadline mHurryUntil{};                                // of one that talks
     std::deque<std::shared_ptr<WayBack>> mWays;            // by number
     std::uint64_t mLastWay = 0, mAdopted = 0;
     Deadline mBackAt{};

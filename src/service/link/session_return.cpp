@@ -21,6 +21,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kLongestPause = 15s;       // between tries that end
 constexpr std::chrono::milliseconds kLongestSilence = 2500ms;  // before a silent one gets company
+constexpr std::chrono::milliseconds kTalkersPause = 600ms;     // between tries of who talks with somebody,
+constexpr auto kTalkersHurry = 20s;                            // for so long
 constexpr std::size_t kWaysAtOnce = 4;
 constexpr auto kAskAlone = 1s;  // two that ask at once would take the seat from each other
 constexpr std::chrono::milliseconds kProof = 3s;
@@ -42,6 +44,7 @@ void Session::OnLost(const std::string& reason)
     if (mPhase == Phase::Idle || mReturning) return;
     if (mProgress || SteadyClock::now() - mBackAt >= kStood) {
         mPauseLength = kFirstPause;
+        mHurryUntil = SteadyClock::now() + kTalkersHurry;
         mVainReturns = 0;
         mHurried = false;
     }
@@ -86,6 +89,13 @@ std::chrono::milliseconds Session::Jittered(std::chrono::milliseconds pause)
     return std::chrono::duration_cast<std::chrono::milliseconds>(pause * jitter(mRandom));
 }
 
+/// A voice is missed at once: whoever talks waits less, for a while.
+std::chrono::milliseconds Session::NextPause()
+{
+    const bool hurries = !mTalkWith.empty() && SteadyClock::now() < mHurryUntil;
+    return Jittered(hurries ? std::min(mPauseLength, kTalkersPause) : mPauseLength);
+}
+
 /// `company`: when one that is silent gets it.
 Deadline Session::NextWay(Deadline company) const
 {
@@ -98,13 +108,13 @@ asio::awaitable<void> Session::Return()
 {
     const auto self = shared_from_this();
     mNoEarlier = SteadyClock::now() + std::exchange(mAskedWait, 0ms);
-    mNextTry = std::max(SteadyClock::now() + Jittered(mPauseLength), mNoEarlier);
+    mNextTry = std::max(SteadyClock::now() + NextPause(), mNoEarlier);
     Deadline company = Deadline::max();
     while (mPhase != Phase::Idle && !mReady) {
         const Deadline due = NextWay(company);
         if (SteadyClock::now() >= due) {
             mPauseLength = std::min(mPauseLength * 2, kLongestPause);
-            mNextTry = SteadyClock::now() + Jittered(mPauseLength);
+            mNextTry = SteadyClock::now() + NextPause();
             company = SteadyClock::now() + Jittered(kLongestSilence);
             BeginWay();
             continue;
