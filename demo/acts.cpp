@@ -135,4 +135,42 @@ void ShareWindow(Desk& ann, Watchers watchers)
     ann.ClickControl(u"tool_App"_s);
 }
 
+void GiveSound(SoundLab& lab, Desk& desk)
+{
+    for (const auto& [name, value] : lab.Environment()) desk.Environment(name, value);
+    desk.Setting(u"Zephyl\\Data"_s, u"Voktal Microphone"_s, SoundLab::Microphone(desk.Name()));
+    desk.Setting(u"Zephyl\\Data"_s, u"Voktal Speakers"_s, SoundLab::Speakers(desk.Name()));
+}
+
+std::unique_ptr<Child> Speak(SoundLab& lab, Desk& ann, Watchers others)
+{
+    constexpr int kSeconds = 120;
+    const auto talk = [](Desk& desk) {
+        desk.ClickControl(u"chkTalk"_s);
+        desk.Wait("talk");
+    };
+    talk(ann);
+    for (Desk* desk : others) talk(*desk);
+    auto speaks = lab.Say(ann.Name(), lab.Speech("speech.raw", kSeconds));
+    for (Desk* desk : others)
+        desk->Wait("speaking", [&](const QJsonObject& line) {
+            return line[u"who"_s].toString().split(u'\n').contains(ann.Name());
+        });
+    return speaks;
+}
+
+const QStringList kVisibleCompanion{u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--class"_s,
+                                    u"VoktalClass"_s};
+
+void OpenCompanion(Desk& desk)
+{
+    desk.ClickControl(u"cmdVoice"_s);
+    desk.Run(u"xdotool"_s, kVisibleCompanion);
+}
+
+void HideCompanion(Desk& desk)
+{
+    desk.Run(u"xdotool"_s, kVisibleCompanion + QStringList{u"windowunmap"_s, u"--sync"_s});
+}
+
 }  // namespace stage

@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 
+#include "demo/sound_lab.h"
 #include "demo/stage.h"
 
 namespace stage {
@@ -21,5 +22,13 @@ void Draw(Desk& ann, Desk& bob, Watchers watchers = {});
 void Cross(Desk& ann, Desk& bob, Watchers watchers = {});
 void ShowVideo(Desk& bob, Watchers watchers);
 void ShareWindow(Desk& ann, Watchers watchers);
+
+/// Before it starts: its microphone and speakers are in the lab.
+void GiveSound(SoundLab& lab, Desk& desk);
+/// All check "Talk", and Ann speaks until the child has ended. Comes back when the others hear her.
+std::unique_ptr<Child> Speak(SoundLab& lab, Desk& ann, Watchers others);
+/// The voice companion's window, by the microphone in the status bar. It is there when this comes back.
+void OpenCompanion(Desk& desk);
+void HideCompanion(Desk& desk);
 
 }  // namespace stage

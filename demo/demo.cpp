@@ -53,7 +53,9 @@ void PlayMeeting(const Folder& folder)
     const PersonalServicesEnd end{folder / "run"};
     Say("Three people start Quorvia and meet, by UDP, TCP and HTTP; no service is named, so the first starts "
         "one.");
+    SoundLab lab(folder, {u"ann"_s, u"bob"_s, u"eve"_s});
     Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s), eve(folder, u"eve"_s);
+    for (Desk* desk : {&ann, &bob, &eve}) GiveSound(lab, *desk);
     Meet(ann, bob, eve);
     Say("They talk.");
     Talk(ann, bob, {&eve});
@@ -65,7 +67,16 @@ void PlayMeeting(const Folder& folder)
     Say("Bob's camera shows on all boards, and a window of Ann's.");
     ShowVideo(bob, {&ann, &eve});
     ShareWindow(ann, {&bob, &eve});
-    for (Desk* desk : {&ann, &bob, &eve}) desk->Screenshot(folder.Path() + u'/' + desk->Name() + u".png"_s);
+    Say("Ann says a word; a green dot says so.");
+    {
+        const auto speaks = Speak(lab, ann, {&bob, &eve});
+        for (Desk* desk : {&ann, &bob, &eve})
+            desk->Screenshot(folder.Path() + u'/' + desk->Name() + u".png"_s);
+        OpenCompanion(eve);
+        eve.LetManagerCatchUp();
+        eve.Screenshot(folder / "eve-voice.png");
+        HideCompanion(eve);
+    }
     SaveBoard(ann, folder / "ann-board.bmp");
     SaveBoard(bob, folder / "bob-board.bmp");
     Say("They leave.");
@@ -152,7 +163,7 @@ try {
         return 2;
     }
     const Folder folder(QString::fromLocal8Bit(argv[1]));
-    for (const char* old : {"ann", "bob", "eve", "run", "data", "service"})
+    for (const char* old : {"ann", "bob", "eve", "run", "data", "service", "sound"})
         QDir(folder / old).removeRecursively();
     if (argc > 2 && QByteArray(argv[2]) == "--cut")
         PlayStorm(folder);

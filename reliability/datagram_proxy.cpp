@@ -36,14 +36,14 @@ std::size_t Index(DatagramProxy::Way way)
 
 }  // namespace
 
-DatagramProxy::DatagramProxy(std::uint16_t port, std::uint32_t seed)
+DatagramProxy::DatagramProxy(std::uint16_t port, std::uint32_t seed, const std::string& at)
     : mPort(port),
       mFront(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
       mBack(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
       mStop(::eventfd(0, EFD_CLOEXEC)),
       mRandom(seed)
 {
-    const sockaddr_in front = At(kBehindProxies, port), back = At("127.0.0.1", 0);
+    const sockaddr_in front = At(at.c_str(), port), back = At("127.0.0.1", 0);
     RequireDone(::bind(mFront, reinterpret_cast<const sockaddr*>(&front), sizeof front) == 0, "proxy's port");
     RequireDone(::bind(mBack, reinterpret_cast<const sockaddr*>(&back), sizeof back) == 0, "proxy's back");
     mThread = std::thread([this] { Run(); });
@@ -102,9 +102,29 @@ void DatagramProxy::Carry(Way way, std::string datagram)
         mHeld[index] = std::move(datagram);
         return;
     }
+    if (weather.late.count() > 0) return Later(way, std::move(datagram));
     Pass(way, datagram);
     if (Happens(weather.doubled)) Pass(way, datagram);
     if (const std::string held = std::exchange(mHeld[index], {}); !held.empty()) Pass(way, held);
+}
+
+void DatagramProxy::Later(Way way, std::string datagram)
+{
+    const auto most = mWeather[Index(way)].late.count();
+    const std::chrono::microseconds late(std::uniform_int_distribution(decltype(most){0}, most)(mRandom));
+    mLate.emplace(Clock::now() + late, std::pair(way, std::move(datagram)));
+}
+
+int DatagramProxy::PassDue()
+{
+    const std::lock_guard lock(mMutex);
+    for (; !mLate.empty(); mLate.erase(mLate.begin())) {
+        const auto left = mLate.begin()->first - Clock::now();
+        if (left > Clock::duration::zero())
+            return int(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+        Pass(mLate.begin()->second.first, mLate.begin()->second.second);
+    }
+    return -1;
 }
 
 void DatagramProxy::Run()
@@ -112,7 +132,7 @@ void DatagramProxy::Run()
     pollfd waits[] = {{mFront, POLLIN, 0}, {mBack, POLLIN, 0}, {mStop, POLLIN, 0}};
     char bytes[65'536];
     for (;;) {
-        ::poll(waits, std::size(waits), -1);
+        ::poll(waits, std::size(waits), PassDue());
         if (waits[2].revents != 0) return;
         const std::lock_guard lock(mMutex);
         for (const Way way : {Way::Up, Way::Down}) {

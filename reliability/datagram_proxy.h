@@ -1,15 +1,19 @@
 #pragma once
 // Stands between link and relay for their datagrams, at the relay's port number on another loopback address,
-// and does to them what networks do: loses, doubles, turns round, and stops. A seeded thread of its own;
-// every call takes effect before it returns. What goes inside TLS takes a FaultProxy at the same address.
+// and does to them what networks do: loses, doubles, turns round, delays, and stops. A seeded thread of its
+// own; every call takes effect before it returns. What goes inside TLS takes a FaultProxy at the same
+// address.
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "reliability/fault_proxy.h"
@@ -25,9 +29,11 @@ public:
         double lost = 0, doubled = 0, turned = 0;  // turned: held until the next one has passed
         std::size_t most = 65'535;                 // bytes; longer ones are lost
         bool stopped = false;                      // nothing passes
+        std::chrono::microseconds late{0};         // at the most; those behind may overtake
     };
 
-    DatagramProxy(std::uint16_t port, std::uint32_t seed);
+    /// `at`: its own address. One client a proxy.
+    DatagramProxy(std::uint16_t port, std::uint32_t seed, const std::string& at = kBehindProxies);
     ~DatagramProxy();
     DatagramProxy(const DatagramProxy&) = delete;
     DatagramProxy& operator=(const DatagramProxy&) = delete;
@@ -44,7 +50,10 @@ public:
 private:
     void Run();
     void Carry(Way way, std::string datagram);
+    void Later(Way way, std::string datagram);
     void Pass(Way way, const std::string& datagram);
+    /// Passes what is due; milliseconds until the next one is, -1: there is none.
+    int PassDue();
     bool Happens(double chance) { return std::bernoulli_distribution(chance)(mRandom); }
 
     const std::uint16_t mPort;
@@ -55,6 +64,8 @@ private:
     std::array<std::string, 2> mHeld;  // of those that are turned
     std::array<std::vector<std::string>, 2> mKept;
     std::array<std::atomic<std::uint64_t>, 2> mCame{};
+    using Clock = std::chrono::steady_clock;
+    std::multimap<Clock::time_point, std::pair<Way, std::string>> mLate;
     std::string mClient;  // the address of who sent last
     std::thread mThread;
 };
