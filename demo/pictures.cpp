@@ -114,6 +114,7 @@ public:
         Preferences();
         InkAbove();
         Links();
+        Voices();
         Lost();
         Invitations();
     }
@@ -158,6 +159,7 @@ private:
     void BeforeTheMeeting()
     {
         Furnish(ann, mLook);
+        GiveSound(lab, ann);
         for (const auto& [code, where] :
              {std::pair(u"Garden05"_s, u""_s), std::pair(u"Monday9"_s, u"meet.example.org"_s),
               std::pair(u"Accounts2026"_s, u"10.20.30.40:7421"_s)}) {
@@ -192,6 +194,7 @@ private:
     void SeatOthers()
     {
         Furnish(bob, mLook);
+        GiveSound(lab, bob);
         bob.Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
         bob.StartClient(Options());
         bob.Wait("dialog", Is("name", u"frmLogin"_s));
@@ -410,6 +413,19 @@ private:
         }
     }
 
+    void Voices()
+    {
+        const auto speaks = Speak(lab, bob, {&ann});
+        shots.Take(u"speaking"_s);
+        OpenCompanion(ann);
+        shots.Take(u"companion"_s);
+        ann.Run(u"xdotool"_s, {u"key"_s, u"alt+m"_s});
+        shots.Take(u"companion-muted"_s);
+        ann.Run(u"xdotool"_s, {u"key"_s, u"alt+m"_s});
+        HideCompanion(ann);
+        for (Desk* desk : {&ann, &bob}) desk->ClickControl(u"chkTalk"_s);
+    }
+
     void Lost()
     {
         service.Stop(SIGKILL);
@@ -465,6 +481,7 @@ private:
     const Look mLook;
     const Letters mLetters = LettersOf(mLook);
     Service service{mFolder, kPeople};
+    SoundLab lab{mFolder, {u"ann"_s, u"bob"_s}};
     Desk ann{mFolder, u"ann"_s, ScreenFor(mLook), mLook.scale};
     Desk bob{mFolder, u"bob"_s, ScreenFor(mLook), mLook.scale};
     Script sam{service, mFolder, "sam"};
@@ -489,7 +506,7 @@ try {
     parser.process(application);
     if (parser.positionalArguments().size() != 1) parser.showHelp(2);
     const Folder folder(parser.positionalArguments().front());
-    for (const char* old : {"ann", "bob", "cara", "sam", "run", "data", "service"})
+    for (const char* old : {"ann", "bob", "cara", "sam", "run", "data", "service", "sound"})
         QDir(folder / old).removeRecursively();
     Pictures(folder, {parser.value(scale).toDouble(), parser.value(times).toDouble(), parser.isSet(dark),
                       parser.isSet(wayland), parser.value(language)})
