@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <set>
 
 #include "contract/voice_door.h"
 #include "reliability/datagram_proxy.h"
@@ -225,6 +226,23 @@ TEST_P(LinkVoiceTest, ComesBackAfterACut)
             [&] { return GetParam() == Protocol::Http || StatsOf(*each->attendee.link).reconnects > 0; }));
     EXPECT_TRUE(Reaches(*alice, *bob) &&
                 Reaches(*bob, *alice));  // nobody had to say again whom they talk with
+}
+
+class LinkVoiceByUdp : public LinkVoiceTest {};
+INSTANTIATE_TEST_SUITE_P(, LinkVoiceByUdp, testing::Values(Protocol::Udp));
+
+TEST_P(LinkVoiceByUdp, WhatIsReplayedIsNotHeardAgain)
+{
+    using Way = DatagramProxy::Way;
+    auto alice = Joined("Alice"), bob = Joined("bob");
+    alice->With({"bob"});
+    bob->With({"Alice"});
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(Reaches(*alice, *bob) && Reaches(*bob, *alice));
+    for (const Way way : {Way::Up, Way::Down})
+        for (const std::string& datagram : datagrams->Kept(way)) datagrams->Insert(way, datagram);
+    ASSERT_TRUE(Reaches(*alice, *bob) && Reaches(*bob, *alice));  // behind them
+    for (const Talker* each : {alice.get(), bob.get()})
+        EXPECT_EQ(std::set<std::string>(each->heard.begin(), each->heard.end()).size(), each->heard.size());
 }
 
 TEST_P(LinkVoiceTest, AGoneCompanionSaysNothingAndAnotherMayCome)

@@ -134,6 +134,30 @@ TEST_F(OperatorTest, ABanOutsideServiceTimeTakesTheSeat)
     EXPECT_EQ(Fresh()->Resume(place, place.position()).result(), RESULT_UNKNOWN);
 }
 
+TEST_F(OperatorTest, AKickedOneNeitherSpeaksNorHears)
+{
+    auto bob = In("bob");
+    auto alice = In("Alice");
+    Header with, voice;
+    for (const char* handle : {"Alice", "bob"}) with.mutable_voice_to()->add_handles(handle);
+    voice.mutable_voice()->set_frame(1);
+    for (RawClient* each : {alice.get(), bob.get()}) {
+        each->Send(with);
+        EXPECT_TRUE(each->Quiet(Header::kVoice));
+    }
+    bob->Send(voice, "sound");
+    alice->Wait(Header::kVoice);
+    alice->Send(voice, "sound");
+    bob->Wait(Header::kVoice);
+    EXPECT_EQ(Tell("kick room01\tAlice"), "ok");
+    bob->Send(voice, "sound");
+    try {
+        for (;; alice->Send(voice, "sound")) EXPECT_FALSE(alice->Next().header.has_voice());
+    } catch (const std::exception&) {  // she is out
+    }
+    EXPECT_TRUE(bob->Quiet(Header::kVoice));
+}
+
 TEST_F(OperatorTest, AClosedMeetingIsGoneAndAnUnkickedHandleMayComeBack)
 {
     auto bob = In("bob");
