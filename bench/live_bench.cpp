@@ -6,30 +6,18 @@
 
 #include <arpa/inet.h>
 #include <poll.h>
-#include <sched.h>
-#include <signal.h>
-#include <spdlog/logger.h>
-#include <spdlog/sinks/null_sink.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "service/net/datagram_road.h"
+#include "live_stand.h"
 #include "service/net/datagram_socket.h"
-#include "service/relay/door/passwords.h"
 #include "service/relay/private_folder.h"
-#include "service/relay/raw_client.h"
-#include "service/relay/relay.h"
 
 using namespace zephyl;
 using namespace std::chrono_literals;
@@ -39,73 +27,20 @@ namespace {
 
 constexpr int kReceivers = 8;
 constexpr std::size_t kCameraBytes = 40 * 1024, kNarrowBytes = 8 * 1024;
-constexpr HashCost kCheap{1, 8192};
 
-double Seconds(Clock::duration time)
-{
-    return std::chrono::duration<double>(time).count();
-}
-
-void PinTo(int core)
-{
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(core, &set);
-    ::sched_setaffinity(0, sizeof set, &set);
-}
-
-sockaddr_storage AddressOf(const std::string& host, std::uint16_t port)
-{
-    sockaddr_storage address{};
-    auto& v4 = reinterpret_cast<sockaddr_in&>(address);
-    v4.sin_family = AF_INET;
-    v4.sin_port = htons(port);
-    ::inet_pton(AF_INET, host.c_str(), &v4.sin_addr);
-    return address;
-}
-
-RelayOptions Options(const std::filesystem::path& data, const std::string& host)
-{
-    RelayOptions options;
-    options.host = host;
-    options.data = data;
-    options.port = 0;
-    options.threads = 1;
-    options.logsInMemory = true;
-    options.budgets = {};
-    options.budgets.items = options.budgets.bytes = options.budgets.liveFrames = options.budgets.liveBytes =
-        0;
-    return options;
-}
-
-std::unique_ptr<Relay> StartRelay(const std::filesystem::path& data, const std::string& host)
-{
-    auto log = std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
-    auto relay = std::make_unique<Relay>(Options(data, host), log, kCheap);
-    for (int i = 0; i <= kReceivers; ++i)
-        relay->TheAccounts().Add("user" + std::to_string(i), HashPassword("secret", kCheap), "");
-    relay->Start();
-    return relay;
-}
-
-/// A client with its datagrams, or without.
+/// Sends pictures with the time in them, and says how old those are that arrive.
 class Attendee {
 public:
     Attendee(const std::string& service, std::uint16_t port, int index, bool udp, const std::string& from)
-        : mClient(port, {}, kProtocolVersion, from, service)
+        : mClient(service, port, index, udp, from)
     {
-        mClient.Login("user" + std::to_string(index), "secret", std::uint64_t(index) + 1);
-        const Place place = mClient.Enter("Bench1", index == 0).place();
-        if (!udp) return;
-        mSocket = std::make_unique<DatagramSocket>(DatagramSocket::Towards(AddressOf(service, port)));
-        const DatagramKeys keys{place.udp_id(), *ReadDatagramKey(place.udp_key_up()),
-                                *ReadDatagramKey(place.udp_key_down())};
-        mRoad = std::make_unique<DatagramRoad>(keys, DatagramRoad::Begins::Here, Clock::now());
-        const auto open = [this] { return mRoad->Takes(1) && mRoad->Figures().comes; };
-        for (const auto until = Clock::now() + 20s; !open();) {
-            Turn(10ms);
-            if (Clock::now() > until) throw std::runtime_error("no datagram passes");
-        }
+        mClient.onItem = [this, udp](const Header& header, std::string_view body) {
+            if (!header.has_live()) return;
+            Clock::time_point sent;
+            std::memcpy(&sent, body.data(), sizeof sent);
+            ages.push_back(Seconds(Clock::now() - sent));
+            if (!udp) mClient.raw.SendRead(0, 0, mLiveBytes += body.size());
+        };
     }
     void Film(std::size_t bytes)
     {
@@ -119,92 +54,15 @@ public:
         header.mutable_live()->set_total(std::uint32_t(bytes));
         std::string frame;
         AppendItem(frame, header, LANE_LIVE, body, Way::Up);
-        if (!mRoad) return mClient.SendBytes(frame);
-        mRoad->Free(now);
-        mRoad->Put(frame, now, mOut);
-        SendOut();
+        mClient.Put(frame);
     }
-    /// Takes what has come.
-    void Turn(std::chrono::milliseconds atMost = 0ms)
-    {
-        pollfd waits[] = {{mClient.Socket(), POLLIN, 0}, {mSocket ? mSocket->Descriptor() : -1, POLLIN, 0}};
-        ::poll(waits, 2, int(atMost.count()));
-        if (mRoad) {
-            mSocket->Receive([this](std::string_view datagram, const DatagramPath&) {
-                const auto arrived = mRoad->Take(datagram, Clock::now(), mOut);
-                if (arrived.frame)
-                    ReadLiveFrame(*arrived.frame, Way::Down,
-                                  [this](const ItemView& item) { Show(item.body); });
-            });
-            mRoad->Tick(Clock::now(), mOut);
-            SendOut();
-        }
-        while (const auto received = mClient.Ready()) {
-            if (!received->header.has_live()) continue;
-            Show(received->body);
-            mClient.SendRead(0, 0, mLiveBytes += received->body.size());
-        }
-    }
+    void Turn(std::chrono::milliseconds atMost = 0ms) { mClient.Turn(atMost); }
     std::vector<double> ages;
 
 private:
-    void Show(std::string_view body)
-    {
-        Clock::time_point sent;
-        std::memcpy(&sent, body.data(), sizeof sent);
-        ages.push_back(Seconds(Clock::now() - sent));
-    }
-    void SendOut()
-    {
-        mSocket->Send(mOut);
-        mOut.Clear();
-    }
-    RawClient mClient;
-    std::unique_ptr<DatagramSocket> mSocket;
-    std::unique_ptr<DatagramRoad> mRoad;
-    DatagramBatch mOut;
+    LiveClient mClient;
     std::uint64_t mFrames = 0, mLiveBytes = 0;
 };
-
-/// A process of its own on the first core; the port that it says.
-class Server {
-public:
-    explicit Server(const std::function<void(int report)>& run)
-    {
-        int report[2];
-        if (::pipe(report) != 0) throw std::runtime_error("no pipe");
-        mPid = ::fork();
-        if (mPid == 0) {
-            PinTo(0);
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            run(report[1]);
-            ::_exit(0);
-        }
-        if (::read(report[0], &port, sizeof port) != sizeof port) throw std::runtime_error("no server");
-    }
-    ~Server()
-    {
-        ::kill(mPid, SIGKILL);
-        ::waitpid(mPid, nullptr, 0);
-    }
-    double Cpu() const
-    {
-        clockid_t clock;
-        timespec used{};
-        ::clock_getcpuclockid(mPid, &clock);
-        ::clock_gettime(clock, &used);
-        return double(used.tv_sec) + double(used.tv_nsec) * 1e-9;
-    }
-    std::uint16_t port = 0;
-
-private:
-    pid_t mPid;
-};
-
-void Tell(int report, std::uint16_t port)
-{
-    if (::write(report, &port, sizeof port) != sizeof port) ::_exit(1);
-}
 
 /// What comes from the one who spoke first goes to all others, as it is. `cut`: by the kernel, out of one
 /// send.
@@ -268,7 +126,7 @@ Cost MeasureRelay(bool udp)
 {
     const auto data = std::filesystem::temp_directory_path() / ("bench_live_" + std::to_string(::getpid()));
     Server server([&](int report) {
-        const auto relay = StartRelay(data, "127.0.0.1");
+        const auto relay = StartRelay(data, "127.0.0.1", kReceivers + 1);
         Tell(report, relay->Port());
         for (;;) ::pause();
     });
@@ -322,7 +180,7 @@ void FilmAt(const std::string& address, int seconds)
 {
     const auto data = std::filesystem::temp_directory_path() / ("bench_live_" + std::to_string(::getpid()));
     {
-        const auto relay = StartRelay(data, address);
+        const auto relay = StartRelay(data, address, kReceivers + 1);
         Attendee filming(address, relay->Port(), 0, false, address);
         std::printf("%u\n", unsigned(relay->Port()));
         std::fflush(stdout);
