@@ -16,7 +16,10 @@ namespace {
 constexpr std::chrono::seconds kTryEvery{1};
 constexpr std::chrono::milliseconds kMeasureEvery{500};
 constexpr std::uint32_t kStepBytes = kStepSamples * sizeof(Sample);
-constexpr std::uint32_t kAhead = 2 * kStepBytes;  // what the server holds of what is played
+// What the server holds of what is played: two requests, and its device's own buffer twice. With no more than
+// the two it runs the device with the shortest buffer there is and wakes everybody two thousand times a
+// second.
+constexpr std::uint32_t kAhead = 3 * kStepBytes;
 
 const pa_sample_spec kSpec{PA_SAMPLE_S16NE, kRate, 1};
 
@@ -92,6 +95,7 @@ struct Pulse::Parts {
     static void OnPlayed(pa_stream* stream, std::size_t bytes, void* self)
     {
         auto& parts = *static_cast<Parts*>(self);
+        parts.asks.store(bytes / sizeof(Sample), std::memory_order_relaxed);
         while (bytes > 0) {
             void* data = nullptr;
             std::size_t room = bytes;
@@ -174,6 +178,7 @@ struct Pulse::Parts {
     std::string defaultInput;
     bool changed = false, known = false;  // what there is
     Ring hearing, playing;
+    std::atomic<std::size_t> asks{0};
 };
 
 Pulse::Pulse(int wake) : mParts(std::make_unique<Parts>(wake)) {}
@@ -204,6 +209,11 @@ std::vector<Device> Pulse::Outputs() const
 {
     const Held held(mParts->loop);
     return mParts->outputs;
+}
+
+std::size_t Pulse::Asks() const
+{
+    return mParts->asks.load(std::memory_order_relaxed);
 }
 
 void Pulse::Disconnect()

@@ -48,6 +48,8 @@ public:
 
     Ring& Hearing();
     Ring& Playing();
+    /// How many samples the server took at once, when it last did: so many are to be there the next time.
+    std::size_t Asks() const;
 
 private:
     struct Parts;

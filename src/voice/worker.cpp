@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -12,7 +13,7 @@ namespace voice {
 namespace {
 
 constexpr int kBusyMs = 10, kIdleMs = 200;
-constexpr std::size_t kAheadSamples = 2 * kStepSamples;  // what waits for the sound server
+constexpr std::size_t kMostAhead = 6 * kStepSamples;  // what waits for the sound server
 constexpr std::chrono::milliseconds kLookEvery{100};
 
 int NewWake()
@@ -178,7 +179,8 @@ void Worker::MoveSound(Clock::time_point now)
         if (sounds) mEngine.Heard(step, mPulse.EchoDelayMs());
     }
     if (!sounds) return;
-    while (mPulse.Playing().Held() < kAheadSamples) {
+    const std::size_t ahead = std::clamp(mPulse.Asks(), kStepSamples, kMostAhead);
+    while (mPulse.Playing().Held() < ahead) {
         mEngine.Play(step, now);
         mPulse.Playing().Put(step);
     }
