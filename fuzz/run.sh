@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the fuzzers, or runs one of them: ten seconds, an hour with QUORVIA_LONG set. What it finds stays in
-# build/fuzz/found.  usage: run.sh [NAME]
+# Builds the fuzzers, or runs one of them: ten seconds, an hour with QUORVIA_LONG set, or so many. What it finds
+# stays in build/fuzz/found.  usage: run.sh [NAME [SECONDS]]
 set -eu
 cd "$(dirname "$0")/.."
 if [ $# = 0 ]; then
@@ -16,6 +16,7 @@ fi
 name=$1
 seconds=10
 [ -z "${QUORVIA_LONG:-}" ] || seconds=3600
+seconds=${2:-$seconds}
 mkdir -p "build/fuzz/found" "build/fuzz/corpus/$name"
 options=()
 [ ! -e "fuzz/$name.dict" ] || options=(-dict="fuzz/$name.dict")

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <new>
 
 #include "demo/stage.h"
@@ -54,14 +55,19 @@ FileRegistry Store(const stage::Folder& folder)
 /// How often writers were told that the file is held; it stands in memory that they share.
 using Told = std::atomic<int>;
 
-/// Stores it. Who is told that the other one holds the file tries again, as a user does.
-void StoreOne(FileRegistry& store, const Setting& setting, Told& told)
+/// Stores it. Who is told that the other one holds the file begins anew, as a user does: a store that has
+/// waited in vain does not wait again, and a thousand tries would be over before the other one's file is on
+/// the disk.
+void StoreOne(const stage::Folder& folder, std::unique_ptr<FileRegistry>& store, const Setting& setting,
+              Told& told)
 {
     for (int tries = 1;; ++tries) try {
-            return store.WriteText(setting.key, setting.name, setting.text);
+            if (!store) store = std::make_unique<FileRegistry>(Store(folder));
+            return store->WriteText(setting.key, setting.name, setting.text);
         } catch (const std::exception& problem) {
-            if (tries == 1000 || !std::strstr(problem.what(), " is held by ")) throw;
+            if (tries == 100 || !std::strstr(problem.what(), " is held by ")) throw;
             ++told;
+            store.reset();
         }
 }
 
@@ -71,8 +77,8 @@ pid_t StartWriter(const stage::Folder& folder, std::uint64_t seed, int writer, i
     if (child != 0) return child;
     int status = 0;
     try {
-        FileRegistry store = Store(folder);
-        for (int i = 1; i <= count; ++i) StoreOne(store, SettingOf(seed, writer, i), told);
+        std::unique_ptr<FileRegistry> store;
+        for (int i = 1; i <= count; ++i) StoreOne(folder, store, SettingOf(seed, writer, i), told);
     } catch (const std::exception& problem) {
         std::cerr << problem.what() << std::endl;
         status = 1;
