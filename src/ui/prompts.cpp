@@ -20,6 +20,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int kTellMoreMilliseconds = 200;
 constexpr int kMarkMilliseconds = 1000;  // an activation later than this is the user's own
 
 /// What a new dialog stands in front of.
@@ -120,7 +121,11 @@ void SetFilter(QFileDialog& dialog, const QString& name, const QStringList& patt
 
 }  // namespace
 
-QtPrompts::QtPrompts(ProcessState& state, QtWaits& waits) : mState(state), mWaits(waits) {}
+QtPrompts::QtPrompts(ProcessState& state, QtWaits& waits) : mState(state), mWaits(waits)
+{
+    mTellMore.setSingleShot(true);
+    QObject::connect(&mTellMore, &QTimer::timeout, &mTellMore, [this] { TellMore(); });
+}
 
 void QtPrompts::Beep()
 {
@@ -140,8 +145,8 @@ void QtPrompts::CriticalBox(const QString& title, const QString& text, Cause cau
 {
     if (mCritical) {
         ++mMoreErrors;
-        mCritical->setInformativeText(
-            Ours::tr("%n more since then; all of them stand in the event log.", "errors", mMoreErrors));
+        // A box lays itself out anew for each text, and hundreds may come in a second.
+        if (!mTellMore.isActive()) mTellMore.start(kTellMoreMilliseconds);
         return;
     }
     mMoreErrors = 0;
@@ -164,6 +169,13 @@ void QtPrompts::CriticalBox(const QString& title, const QString& text, Cause cau
     });
     TraceWindow(mState, box);
     box->show();
+}
+
+void QtPrompts::TellMore()
+{
+    if (mCritical)
+        mCritical->setInformativeText(
+            Ours::tr("%n more since then; all of them stand in the event log.", "errors", mMoreErrors));
 }
 
 bool QtPrompts::AskTrust(const QString& service, const QString& fingerprint, const QString& announced)

@@ -3,6 +3,7 @@
 
 #include <QElapsedTimer>
 #include <QPointer>
+#include <QTimer>
 
 #include "platform/machine.h"
 #include "ui/waits.h"
@@ -39,10 +40,13 @@ public:
     bool ActivationIsOurs();
 
 private:
+    void TellMore();
+
     ProcessState& mState;
     QtWaits& mWaits;
     int mOpen = 0;                    // modal ones
     QElapsedTimer mSinceClosed;       // invalid: no mark
     QPointer<QMessageBox> mCritical;  // the one that is open
     int mMoreErrors = 0;
+    QTimer mTellMore;
 };

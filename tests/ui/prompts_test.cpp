@@ -49,7 +49,7 @@ TEST(Prompts, OneErrorBoxCountsWhatComesMeanwhile)
     EXPECT_EQ(boxes[0]->text(), u"<b>0</b>"_s);
     EXPECT_EQ(boxes[0]->textFormat(), Qt::PlainText);
     EXPECT_FALSE(boxes[0]->isModal());  // its cause is remote: the window stays usable
-    EXPECT_TRUE(boxes[0]->informativeText().startsWith(u"999 "_s));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return boxes[0]->informativeText().startsWith(u"999 "_s); }));
     boxes[0]->done(0);
     EXPECT_TRUE(f.real.ActivationIsOurs());
 
