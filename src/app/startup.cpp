@@ -8,7 +8,6 @@
 #include "settings/settings.h"
 #include "text/one_line.h"
 #include "text/text_rules.h"
-#include "text/words.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "cipher/password.h"
 #include "service/link/messenger_parts.h"
-#include "service/link/session_parts.h"
+#include "service/link/session.h"
 #include "service/link/trust.h"
 #include "service/wire/limits.h"
 #include "text/text_rules.h"

@@ -1,6 +1,5 @@
 // The sending half of LinkMessenger: bounds at the call, copies into posts, own copies raised here.
 
-#include <algorithm>
 #include <boost/asio/post.hpp>
 
 #include "service/link/messenger_parts.h"

@@ -19,7 +19,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "service/link/session_parts.h"
+#include "service/link/session.h"
 #include "service/wire/door_file.h"
 
 namespace zephyl::link {

@@ -1,6 +1,6 @@
 // Live pictures beside the connection: as datagrams while those pass, else inside TLS as everything else.
 
-#include "service/link/session_parts.h"
+#include "service/link/session.h"
 
 namespace zephyl::link {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "contract/messenger_service.h"
-#include "service/link/session_parts.h"
+#include "service/link/session.h"
 
 namespace zephyl::link {
 

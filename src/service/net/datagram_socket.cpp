@@ -1,6 +1,6 @@
 #include "service/net/datagram_socket.h"
 
-#include <netinet/ip.h>
+#include <netinet/in.h>
 #include <netinet/udp.h>
 #include <unistd.h>
 

@@ -2,7 +2,6 @@
 
 #include <openssl/evp.h>
 
-#include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/core/buffers_range.hpp>
 #include <boost/beast/http/empty_body.hpp>

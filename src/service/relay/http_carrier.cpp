@@ -1,7 +1,5 @@
 #include "service/relay/http_carrier.h"
 
-#include <spdlog/logger.h>
-
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>

@@ -10,7 +10,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "service/relay/connection.h"
+#include "service/relay/connection.h"  // IWYU pragma: keep
 #include "service/relay/connection_list.h"
 #include "service/relay/door/login_desk.h"
 #include "service/relay/door/neighbours.h"

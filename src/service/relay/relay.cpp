@@ -14,7 +14,7 @@
 #include <system_error>
 #include <utility>
 
-#include "service/net/tls_context.h"
+#include "service/net/tls_context.h"  // IWYU pragma: keep
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/restore.h"
 #include "service/relay/connection.h"

@@ -1,12 +1,11 @@
 // What the service does when its operator asks.
 
-#include <spdlog/logger.h>
+#include <spdlog/logger.h>  // IWYU pragma: keep
 
-#include "service/net/tls_context.h"
+#include "service/net/tls_context.h"  // IWYU pragma: keep
 #include "service/relay/admin_socket.h"
 #include "service/relay/connection.h"
 #include "service/relay/metrics_server.h"
-#include "service/relay/network_door.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
 #include "service/relay/report.h"

@@ -1,6 +1,5 @@
 #include "service/relay/log/stored.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "service/relay/log/journal.h"
