@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "service/relay/door/accounts.h"
+#include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/private_folder.h"
 
 using namespace Qt::StringLiterals;
@@ -24,7 +24,7 @@ Daemon::Daemon(int accounts, const QString& config, zephyl::HashCost cost)
     zephyl::StartSodium();
     const std::filesystem::path data = Data().toStdString();
     zephyl::PreparePrivateFolder(data);
-    zephyl::Accounts store(data);
+    zephyl::SqliteAccounts store(data);
     const std::string hash = zephyl::HashPassword("secret", cost);
     for (int i = 0; i < accounts; ++i) store.Add("c" + std::to_string(i), hash, "");
     QFile file(mFolder / "zephyld.toml");

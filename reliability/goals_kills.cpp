@@ -9,8 +9,8 @@
 
 #include "reliability/judge.h"
 #include "reliability/saver.h"
-#include "service/relay/door/accounts.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/door/sqlite_accounts.h"
 
 using namespace Qt::StringLiterals;
 
@@ -113,7 +113,7 @@ using Tried = std::map<std::string, QString>;
 /// Nothing when the store is whole and says of every account what `expected` says.
 QString Difference(const QString& data, const KnownAccounts& expected, Tried& tried)
 {
-    zephyl::Accounts accounts(data.toStdString());
+    zephyl::SqliteAccounts accounts(data.toStdString());
     KnownAccounts there;
     for (const zephyl::Account& account : accounts.List()) {
         const QString handle = QString::fromStdString(account.handle);

@@ -7,7 +7,7 @@
 #include "reliability/daemon.h"
 #include "reliability/goal.h"
 #include "reliability/guessers.h"
-#include "service/relay/door/accounts.h"
+#include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/raw_client.h"
 #include "support/mail_stand.h"
 
@@ -40,7 +40,7 @@ void Ask(const Daemon& daemon, const std::string& from, const std::vector<std::s
 /// Handles with an address each; one of them is what no account should have.
 void GiveAddresses(const Daemon& daemon, int accounts)
 {
-    Accounts store(daemon.Data().toStdString());
+    SqliteAccounts store(daemon.Data().toStdString());
     for (int i = 0; i < accounts; ++i)
         store.SetAddress("c" + std::to_string(i), i == 0 ? "evil@example.org\r\nBcc: all@example.org"
                                                          : "c" + std::to_string(i) + "@example.org");

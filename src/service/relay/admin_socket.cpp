@@ -197,9 +197,19 @@ asio::awaitable<std::string> AdminSocket::Answer(std::string line)
     co_return failed.empty() ? "unknown\n" : "failed\n" + failed + "\n";
 }
 
+asio::awaitable<std::optional<Account>> AdminSocket::Find(std::string handle)
+{
+    std::optional<Account> account;
+    co_await Beside([this](std::function<void()> work) { mServices.desk.Run(std::move(work)); },
+                    [&] { account = mServices.accounts.Find(handle); });
+    co_return account;
+}
+
 asio::awaitable<std::string> AdminSocket::AccountChanged(Words words)
 {
-    co_await mServices.directory.AccountChanged(words[1], mServices.accounts.Find(words[1]));
+    const std::uint64_t looked = mServices.directory.LookNow();
+    const std::optional<Account> account = co_await Find(words[1]);
+    co_await mServices.directory.AccountChanged(words[1], account, Directory::kRemoved, BYE_KICKED, looked);
     co_return "ok\n";
 }
 
@@ -217,7 +227,7 @@ asio::awaitable<std::string> AdminSocket::Close(Words words)
 
 asio::awaitable<std::string> AdminSocket::Kick(Words words)
 {
-    const std::optional<Account> account = mServices.accounts.Find(words[2]);
+    const std::optional<Account> account = co_await Find(words[2]);
     const std::optional<HandleForms> whom = ReadHandle(account ? account->handle : "");
     if (!whom) co_return "no account\n";
     const bool found = co_await mServices.directory.Kick(words[1], *whom);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "files/careful_file.h"
+#include "service/relay/door/accounts.h"
 #include "service/relay/head_count.h"
 #include "service/relay/services.h"
 
@@ -45,6 +46,7 @@ private:
     boost::asio::awaitable<void> Serve(std::shared_ptr<Client> client);
     boost::asio::awaitable<void> Backup(std::shared_ptr<Client> client);
     boost::asio::awaitable<std::string> Answer(std::string line);
+    boost::asio::awaitable<std::optional<Account>> Find(std::string handle);
     boost::asio::awaitable<std::string> AccountChanged(Words words);
     boost::asio::awaitable<std::string> Kick(Words words);
     boost::asio::awaitable<std::string> Unkick(Words words);

@@ -10,6 +10,7 @@
 #include <variant>
 
 #include "files/careful_file.h"
+#include "service/relay/door/database_place.h"
 #include "service/relay/forwarded.h"
 #include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
@@ -205,6 +206,22 @@ constexpr std::array kMailFlags{
         "handles there are."},
 };
 
+// The section "cluster".
+constexpr std::array kClusterTexts{
+    TextKey{"accounts", [](RelayOptions& o, const std::string& v) { o.cluster.accounts = v; }, "",
+            "The database that has the accounts, and counts logins and guesses for all its relays:\n"
+            "postgresql://USER@HOST/NAME. Empty: a file in the data folder, for one relay."},
+    TextKey{"accounts_password_file",
+            [](RelayOptions& o, const std::string& v) { o.cluster.accountsPasswordFile = v; }, "",
+            "A file with the password in its first line that nobody else may read."},
+    TextKey{"accounts_authorities",
+            [](RelayOptions& o, const std::string& v) { o.cluster.accountsAuthorities = v; }, "",
+            "Certificates (PEM) of those who may vouch for the database. Empty: whom this machine believes.\n"
+            "Over a network it has to speak TLS and be the host that is named."},
+};
+constexpr std::array<NumberKey, 0> kClusterNumbers{};
+constexpr std::array<FlagKey, 0> kClusterFlags{};
+
 void SetProxies(RelayOptions& options, std::vector<std::string> written)
 {
     try {
@@ -373,15 +390,20 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
                TakeFrom(kMailFlags, key, node, options);
     };
     TakeAll(table, name, [&](std::string_view key, const toml::node& node) {
-        if (key == "mail" && node.is_table()) return true;
+        if ((key == "mail" || key == "cluster") && node.is_table()) return true;
         return TakeFrom(kNumbers, key, node, options) || TakeFrom(kTexts, key, node, options) ||
                TakeFrom(kFlags, key, node, options) || TakeFrom(kLists, key, node, options);
     });
     if (const toml::table* mail = table["mail"].as_table()) TakeAll(*mail, name, takeMail);
+    if (const toml::table* cluster = table["cluster"].as_table())
+        TakeAll(*cluster, name, [&](std::string_view key, const toml::node& node) {
+            return TakeFrom(kClusterTexts, key, node, options);
+        });
     if (options.key.empty() != options.certificate.empty())
         throw StartError(name + ": key and certificate belong together");
     try {
         CheckMail(options.mail);
+        CheckCluster(options.cluster);
     } catch (const StartError& error) {
         throw StartError(name + ": " + error.what());
     }
@@ -396,6 +418,7 @@ void ReadConfig(const std::filesystem::path& file, RelayOptions& options)
         throw StartError(std::string("cannot read the configuration: ") + problem.what());
     }
     ReadConfigText(text, file.string(), options);
+    options.config = std::filesystem::absolute(file);
 }
 
 std::string SampleConfig()
@@ -408,6 +431,8 @@ std::string SampleConfig()
     }
     out << "# Mail, for who has forgotten a password.\n[mail]\n\n";
     PutKeys(out, kMailTexts, kMailFlags, kMailNumbers);
+    out << "# What several relays share.\n[cluster]\n\n";
+    PutKeys(out, kClusterTexts, kClusterFlags, kClusterNumbers);
     return out.str();
 }
 

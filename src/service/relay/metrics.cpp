@@ -173,6 +173,8 @@ std::string Metrics(const ServiceFacts& facts, const Counters& counters, Metrics
             "zephyl_memory_pressure",
             "0: enough. 1: live pictures are dropped. 2: nobody more is let in. 3: who lags most is cut off.")
         .Is(static_cast<int>(facts.pressure));
+    page.Gauge("zephyl_accounts_away", "1: the database of the accounts does not answer; nobody can log in.")
+        .Is(facts.accounts.problem.empty() ? 0 : 1);
     page.Gauge("zephyl_bans", "Bans that hold.").Is(facts.bans.size());
     page.Gauge("zephyl_certificate_end_time_seconds", "When the certificate ends, since 1970.")
         .Is(facts.certificateEnds);
@@ -183,6 +185,7 @@ std::string Metrics(const ServiceFacts& facts, const Counters& counters, Metrics
 std::string Ailment(const ServiceFacts& facts)
 {
     if (facts.pressure >= Pressure::RefuseLogins) return PressureWord(facts.pressure);
+    if (!facts.accounts.problem.empty()) return "the accounts' database is away";
     const bool refused = std::any_of(facts.meetings.begin(), facts.meetings.end(),
                                      [](const MeetingFacts& one) { return one.log.refused; });
     return refused ? "the disk takes nothing" : "";

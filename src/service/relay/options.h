@@ -73,6 +73,15 @@ struct MailOptions {
     bool operator==(const MailOptions&) const = default;
 };
 
+/// What several relays share. Nothing: this one is alone.
+struct ClusterOptions {
+    std::string accounts;  // a URI of PostgreSQL's, without a password; "": a file in `data`
+    std::filesystem::path accountsPasswordFile;  // empty: the server does not ask, or ~/.pgpass says it
+    std::filesystem::path accountsAuthorities;   // PEM, who may vouch for it; empty: the machine's
+
+    bool operator==(const ClusterOptions&) const = default;
+};
+
 struct RelayOptions {
     int socket = -1;  // listens already; else one is opened
     std::string host = "127.0.0.1";
@@ -99,6 +108,8 @@ struct RelayOptions {
     RelayBounds bounds;
     RelayBudgets budgets;
     MailOptions mail;
+    ClusterOptions cluster;
+    std::filesystem::path config;  // the file that said all this; empty: none
 };
 
 }  // namespace zephyl

@@ -7,6 +7,7 @@
 #include "service/relay/door/address_group.h"
 #include "service/relay/door/login_desk.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/door/shared_counts.h"
 #include "service/relay/mail/letter.h"
 #include "service/relay/mail/mail_address.h"
 
@@ -99,7 +100,8 @@ void PasswordMail::Ask(const std::string& handle, const std::string& address,
                        std::function<void(Answer)> done)
 {
     if (!mServer) return done({});
-    const Turn turn = TakeTurn(AddressGroup(address));
+    const std::string group = AddressGroup(address);
+    const Turn turn = TakeTurn(group);
     if (!turn.place) return done({RESULT_LATER, {}, turn.wait});
     if (mOptions.answersAlike) {
         done({RESULT_OK, kOnFile, {}});
@@ -107,9 +109,9 @@ void PasswordMail::Ask(const std::string& handle, const std::string& address,
     }
     const auto asker = std::make_shared<Asker>(mIo, std::move(done));
     asker->Arm();
-    mDesk.Run([this, handle, asker, place = turn.place] {
+    mDesk.Run([this, handle, group, asker, place = turn.place] {
         try {
-            Prepare(handle, asker, place);
+            Prepare(handle, group, asker, place);
         } catch (const std::exception& error) {
             mLog.warn("mail: {}", error.what());
             asker->Finish({RESULT_MAIL_FAILED, {}, {}});
@@ -134,17 +136,27 @@ PasswordMail::Turn PasswordMail::TakeTurn(const std::string& group)
 
 milliseconds PasswordMail::TakeMail()
 {
-    const std::lock_guard lock(mMutex);
-    const auto now = Clock::now();
-    const milliseconds wait = mInAll.WaitFor(1, now);
-    if (wait.count() == 0) mInAll.Spend(1, now);
-    return wait;
+    {
+        const std::lock_guard lock(mMutex);
+        const auto now = Clock::now();
+        if (const milliseconds wait = mInAll.WaitFor(1, now); wait.count() > 0) return wait;
+        mInAll.Spend(1, now);
+    }
+    return TakeShared("mails", mOptions.mailsAMinute);
+}
+
+milliseconds PasswordMail::TakeShared(const std::string& name, std::size_t aMinute)
+{
+    SharedCounts* const shared = mAccounts.Shared();
+    return shared ? shared->Take({name, static_cast<double>(aMinute)}) : milliseconds(0);
 }
 
 // On the desk's threads.
-void PasswordMail::Prepare(const std::string& handle, const std::shared_ptr<Asker>& asker,
-                           const std::shared_ptr<void>& place)
+void PasswordMail::Prepare(const std::string& handle, const std::string& group,
+                           const std::shared_ptr<Asker>& asker, const std::shared_ptr<void>& place)
 {
+    if (const auto wait = TakeShared("mails asked from " + group, mOptions.askedPerAddress); wait.count() > 0)
+        return asker->Finish({RESULT_LATER, {}, wait});
     const std::optional<Account> account = mAccounts.Find(handle);
     if (!account || account->guest) return asker->Finish({RESULT_OK, {}, {}});
     if (MailAddressFault(account->address)) return asker->Finish({RESULT_NO_ADDRESS, {}, {}});

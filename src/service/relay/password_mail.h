@@ -67,8 +67,10 @@ private:
         Clock::time_point since;
     };
     Turn TakeTurn(const std::string& group);
-    void Prepare(const std::string& handle, const std::shared_ptr<Asker>& asker,
+    void Prepare(const std::string& handle, const std::string& group, const std::shared_ptr<Asker>& asker,
                  const std::shared_ptr<void>& place);
+    /// Of all relays together; 0: taken. Blocks. Throws AccountError.
+    std::chrono::milliseconds TakeShared(const std::string& name, std::size_t aMinute);
     /// How long until there may be a mail more; 0: now, and it is counted.
     std::chrono::milliseconds TakeMail();
     void Run();

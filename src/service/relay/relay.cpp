@@ -20,6 +20,7 @@
 #include "service/relay/connection.h"
 #include "service/relay/datagram_door.h"
 #include "service/relay/door/neighbours.h"
+#include "service/relay/door/open_accounts.h"
 #include "service/relay/http_door.h"
 #include "service/relay/listening.h"
 #include "service/relay/metrics_server.h"
@@ -58,6 +59,20 @@ tcp::acceptor Inherited(asio::io_context& io, int socket)
     return acceptor;
 }
 
+std::unique_ptr<Accounts> TakeAccounts(const RelayOptions& options, spdlog::logger& log)
+{
+    if (options.personal && !options.cluster.accounts.empty())
+        throw StartError("a personal service keeps its accounts itself: [cluster] is for others");
+    auto accounts = OpenAccounts(options, [&log](const std::string& trouble) {
+        if (trouble.empty())
+            log.info("the accounts' database is back");
+        else
+            log.error("the accounts' database is away, and nobody can log in: {}", trouble);
+    });
+    LeaveWordOfAccounts(options);
+    return accounts;
+}
+
 unsigned Threads(const RelayOptions& options)
 {
     return options.threads ? options.threads : std::max(1u, std::thread::hardware_concurrency());
@@ -86,7 +101,7 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
       mNames(*mLog),
       mFolder(TakeFolder(mOptions.data)),
       mTls(ServerTls(mOptions)),
-      mAccounts(mOptions.data),
+      mAccounts(TakeAccounts(mOptions, *mLog)),
       mGate(mOptions.bounds),
       mMemory(mOptions.bounds.memory),
       mServices{mIo,
@@ -95,7 +110,7 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
                 *mLog,
                 mNames,
                 mTls,
-                mAccounts,
+                *mAccounts,
                 mBans,
                 mDesk,
                 mMail,
@@ -105,19 +120,19 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
                 mMemory,
                 mCounters,
                 mLogs,
-                mAccounts.ServerKey()},
+                mAccounts->ServerKey()},
       mNetworkDoor(MakeNetworkDoor()),
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
-      mMail(mIo, mOptions.mail, mAccounts, mDesk, *mLog),
-      mDesk(mAccounts, mOptions.personal, cost),
-      mDirectory({mIo, mOptions, mLimits, *mLog, mNames, mAccounts, mBans, mLogs, mMemory, mCounters,
+      mMail(mIo, mOptions.mail, *mAccounts, mDesk, *mLog),
+      mDesk(*mAccounts, mOptions.personal, cost),
+      mDirectory({mIo, mOptions, mLimits, *mLog, mNames, *mAccounts, mBans, mLogs, mMemory, mCounters,
                   mNetworkDoor.get()}),
       mAcceptor(mOptions.socket >= 0 ? Inherited(mIo, mOptions.socket)
                                      : Listen(mIo, mOptions.host, mOptions.port)),
       mAdmin(std::make_unique<AdminSocket>(mServices, Actions()))
 {
-    mBans.Replace(mAccounts.Bans());
+    mBans.Replace(mAccounts->Bans());
     if (!mOptions.metricsHost.empty())
         mMetrics = std::make_unique<MetricsServer>(mServices, [this] { return Facts(); });
     mHttp = std::make_unique<HttpDoor>(mServices);
@@ -155,6 +170,7 @@ Relay::~Relay()
     if (mDatagrams) mDatagrams->Stop();
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();
+    mAccounts->EndWatch();
     if (mNetworkDoor) mNetworkDoor->Drop();
     if (mHttp) mHttp->Drop();
 }
@@ -162,7 +178,7 @@ Relay::~Relay()
 std::unique_ptr<NetworkDoor> Relay::MakeNetworkDoor()
 {
     if (!mOptions.personal) return nullptr;
-    auto door = std::make_unique<NetworkDoor>(mServices, mAccounts,
+    auto door = std::make_unique<NetworkDoor>(mServices, *mAccounts,
                                               [this](tcp::socket socket, ConnectionGate& gate, CameBy by) {
                                                   boost::system::error_code gone;
                                                   const tcp::endpoint peer = socket.remote_endpoint(gone);
@@ -205,6 +221,7 @@ void Relay::Begin(std::function<void()> whenIdle)
     asio::co_spawn(mIo, WatchMemory(), asio::detached);
     if (whenIdle && mOptions.personal) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
     mDirectory.LoadMeetings();
+    WatchAccounts();
     mAdmin->Start();
     if (mMetrics) mMetrics->Start();
     if (mDatagrams) mDatagrams->Start();

@@ -60,7 +60,7 @@ public:
     std::string Fingerprint() const;
     /// Where metrics are told; "": nowhere.
     std::string MetricsAddress() const;
-    Accounts& TheAccounts() { return mAccounts; }
+    Accounts& TheAccounts() { return *mAccounts; }
 
     /// Where the options come from when they are read again, and who is told that this begins, and is over.
     /// Before Start.
@@ -83,6 +83,9 @@ private:
     boost::asio::awaitable<void> WatchIdle(std::function<void()> whenIdle);
     boost::asio::awaitable<ServiceFacts> Facts();
     boost::asio::awaitable<void> BansChanged();
+    void WatchAccounts();
+    void Heard(const AccountNews& news);
+    boost::asio::awaitable<void> AccountsChanged(std::vector<Account> all, std::uint64_t looked);
     AdminActions Actions();
     std::vector<std::string> TakeOver(const RelayOptions& fresh);
     std::unique_ptr<NetworkDoor> MakeNetworkDoor();
@@ -99,7 +102,7 @@ private:
     const std::unique_ptr<DataFolder> mFolder;
     LiveTls mTls;
     // What connections refer to stands before mIo, whose destructor ends the last of them.
-    Accounts mAccounts;
+    const std::unique_ptr<Accounts> mAccounts;
     BanList mBans;
     ConnectionGate mGate;
     ConnectionList mConnections;

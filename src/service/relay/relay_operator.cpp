@@ -2,9 +2,15 @@
 
 #include <spdlog/logger.h>  // IWYU pragma: keep
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <unordered_map>
+
 #include "service/net/tls_context.h"  // IWYU pragma: keep
 #include "service/relay/admin_socket.h"
+#include "service/relay/beside.h"
 #include "service/relay/connection.h"
+#include "service/relay/door/handle_rules.h"
 #include "service/relay/metrics_server.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
@@ -63,6 +69,7 @@ asio::awaitable<ServiceFacts> Relay::Facts()
     facts.memoryMost = mMemory.Most();
     facts.pressure = mMemory.Level();
     facts.logMemory = *mLogs.memory;
+    facts.accounts = mAccounts->Health();
     facts.bans = mBans.All();
     facts.metrics = MetricsAddress();
     facts.meetings = co_await mDirectory.Facts();
@@ -72,12 +79,55 @@ asio::awaitable<ServiceFacts> Relay::Facts()
 // The list first: whoever comes meanwhile meets it.
 asio::awaitable<void> Relay::BansChanged()
 {
-    const std::vector<Ban> bans = mAccounts.Bans();
+    std::vector<Ban> bans;
+    co_await Beside([this](std::function<void()> work) { mDesk.Run(std::move(work)); },
+                    [&] { bans = mAccounts->Bans(); });
     mBans.Replace(bans);
     for (const auto& connection : mConnections.All())
         if (mBans.BarsAddress(connection->Address())) connection->PostBanned();
     for (const Ban& ban : bans)
         if (ban.of == Ban::Of::Handle) co_await mDirectory.EndHandle(ban.what, kBanned);
+}
+
+void Relay::WatchAccounts()
+{
+    mAccounts->Watch([this](const AccountNews& news) {
+        try {
+            Heard(news);
+        } catch (const AccountError& error) {
+            mLog->warn("what another relay has changed cannot be read yet: {}", error.what());
+            throw;  // it is listened anew, and then asked for all of it
+        }
+    });
+}
+
+// On the store's thread.
+void Relay::Heard(const AccountNews& news)
+{
+    using Of = AccountNews::Of;
+    const bool anything = news.of == Of::Anything;
+    if (anything || news.of == Of::Devices) mDesk.DevicesChanged(news.key);
+    if (anything || news.of == Of::Bans) asio::co_spawn(mIo, BansChanged(), asio::detached);
+    const std::uint64_t looked = mDirectory.LookNow();
+    if (anything) asio::co_spawn(mIo, AccountsChanged(mAccounts->List(), looked), asio::detached);
+    if (news.of == Of::Account)
+        asio::co_spawn(mIo,
+                       mDirectory.AccountChanged(news.key, mAccounts->Find(news.key), Directory::kRemoved,
+                                                 BYE_KICKED, looked),
+                       asio::detached);
+}
+
+// Something may have been missed, so everybody who is there is held against what is there now.
+asio::awaitable<void> Relay::AccountsChanged(std::vector<Account> all, std::uint64_t looked)
+{
+    std::unordered_map<std::string, const Account*> byKey;
+    for (const Account& one : all) byKey[HandleKey(one.handle).value_or("")] = &one;
+    for (const std::string& key : co_await mDirectory.Handles()) {
+        const auto at = byKey.find(key);
+        std::optional<Account> account;
+        if (at != byKey.end()) account = *at->second;
+        co_await mDirectory.AccountChanged(key, std::move(account), Directory::kRemoved, BYE_KICKED, looked);
+    }
 }
 
 std::vector<std::string> Relay::Reload()
@@ -106,6 +156,7 @@ std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
          "http_listen");
     note(fresh.trustedProxies != mOptions.trustedProxies, "trusted_proxies");
     note(fresh.mail != mOptions.mail, "[mail]");
+    note(fresh.cluster != mOptions.cluster, "[cluster]");
     note(fresh.announce != mOptions.announce, "announce");
     RelayOptions files = fresh;
     files.data = mOptions.data;

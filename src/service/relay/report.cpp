@@ -51,6 +51,16 @@ json::object Of(const Ban& ban)
     return one;
 }
 
+json::value Of(const AccountsHealth& accounts)
+{
+    if (accounts.where.empty()) return nullptr;
+    json::object one{{"database", OneLine(accounts.where)}, {"problem", nullptr}};
+    if (accounts.problem.empty()) return one;
+    one["problem"] = OneLine(accounts.problem);
+    one["away_seconds"] = accounts.awaySeconds;
+    return one;
+}
+
 std::string Bytes(double bytes)
 {
     constexpr std::array units{"B", "KiB", "MiB", "GiB", "TiB"};
@@ -127,6 +137,16 @@ std::string MeetingLines(const json::object& meeting)
     return text;
 }
 
+std::string AccountsLine(const json::value& accounts)
+{
+    if (accounts.is_null()) return {};
+    const json::value& problem = accounts.at("problem");
+    return "accounts in " + TextOf(accounts.at("database")) +
+           (problem.is_null() ? "\n"
+                              : ", away for " + std::to_string(accounts.at("away_seconds").as_int64()) +
+                                    " s: " + TextOf(problem) + "\n");
+}
+
 std::string BanLine(const json::object& ban)
 {
     const auto* address = ban.if_contains("address");
@@ -167,6 +187,7 @@ std::string StatusJson(const ServiceFacts& facts)
         {"memory_limit_bytes", facts.memoryMost},
         {"memory", PressureWord(facts.pressure)},
         {"log_memory_bytes", facts.logMemory},
+        {"accounts", Of(facts.accounts)},
         {"bans", std::move(bans)},
         {"meetings", std::move(meetings)},
     };
@@ -190,6 +211,7 @@ std::string StatusText(const std::string& text)
                       std::to_string(status.at("connections_before_login").to_number<std::size_t>()) +
                       " without a login; " + std::to_string(meetings.size()) +
                       (meetings.size() == 1 ? " meeting\n" : " meetings\n");
+    out += AccountsLine(status.at("accounts"));
     for (const json::value& ban : status.at("bans").as_array()) out += BanLine(ban.as_object());
     for (const json::value& meeting : meetings) out += MeetingLines(meeting.as_object());
     return out;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "service/relay/door/ban_list.h"
+#include "service/relay/door/accounts.h"
 #include "service/relay/meeting/meeting_facts.h"
 #include "service/relay/memory_watch.h"
 
@@ -23,6 +23,7 @@ struct ServiceFacts {
     std::size_t memory = 0, memoryMost = 0;        // bytes; most 0: no limit
     Pressure pressure = Pressure::None;
     std::size_t logMemory = 0;  // bytes of all meetings' items
+    AccountsHealth accounts;
     std::vector<Ban> bans;
     std::vector<MeetingFacts> meetings;
 };

@@ -14,6 +14,7 @@
 #include "service/relay/private_folder.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
+#include "service/zephyld/where_accounts_are.h"
 #include "text/one_line.h"
 
 namespace zephyl {
@@ -77,8 +78,12 @@ int WriteAsOwner(const BackupRequest& request, const fs::path& data, int to)
 try {
     BecomeOwner(data);
     const files::Descriptor pipe(to);
-    WriteBackup(data, request.version,
-                [&](std::string_view bytes) { files::WriteWhole(pipe, std::string(bytes), "pipe"); });
+    RelayOptions named;
+    named.data = data;
+    WriteBackup(
+        data, request.version,
+        [&](std::string_view bytes) { files::WriteWhole(pipe, std::string(bytes), "pipe"); },
+        WithAccounts(named).cluster);
     return 0;
 } catch (const std::exception& error) {
     std::cerr << "zephyld: " << OneLine(error.what()) << "\n";

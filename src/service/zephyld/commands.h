@@ -17,10 +17,11 @@ struct ServeRequest {
 int Serve(const ServeRequest& request);
 
 struct UserRequest {
-    enum class Do { Add, List, Remove, Password, Email, Permit, Forbid } what = Do::List;
+    enum class Do { Add, List, Remove, Password, Email, Permit, Forbid, Import } what = Do::List;
     std::string name;
     std::string address;
     std::filesystem::path passwordFile;  // "": typed
+    std::filesystem::path config;        // "": none
     std::filesystem::path data;
     bool json = false;
 };

@@ -22,14 +22,16 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/archive.h"
 #include "service/relay/backup/restore.h"
-#include "service/relay/config.h"
-#include "service/relay/door/accounts.h"
 #include "service/relay/door/neighbours.h"
+#include "service/relay/door/open_accounts.h"
+#include "service/relay/door/postgres_accounts.h"
+#include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
+#include "service/zephyld/where_accounts_are.h"
 #include "text/one_line.h"
 
 namespace zephyl {
@@ -135,16 +137,30 @@ void LookAtDisk(Findings& findings, const fs::path& data)
         findings.Good("disk", Mebibytes(free) + " free");
 }
 
+void CountAccounts(Findings& findings, const Accounts& accounts)
+{
+    const std::size_t count = accounts.List().size();
+    const std::string where = accounts.Health().where.empty() ? "" : " in " + accounts.Health().where;
+    if (count == 0) return findings.Mind("accounts", "none yet" + where, "zephyld user add NAME");
+    findings.Good("accounts", std::to_string(count) + (count == 1 ? " account" : " accounts") + where);
+}
+
+void LookAtDatabase(Findings& findings, const ClusterOptions& cluster)
+{
+    const auto accounts = OpenDatabaseAccounts(cluster);
+    CountAccounts(findings, *accounts);
+    if (const std::string advice = accounts->Advice(); !advice.empty())
+        findings.Mind("accounts", advice, "set it on in postgresql.conf, and start that server anew");
+}
+
 void LookAtAccounts(Findings& findings, const fs::path& data)
 {
     if (!fs::exists(data / "accounts.sqlite"))
         return findings.Mind("accounts", "none yet", "zephyld user add NAME");
-    const Accounts accounts(data);
-    if (const std::string fault = Accounts::FaultOf(accounts.Image()); !fault.empty())
+    const SqliteAccounts accounts(data);
+    if (const std::string fault = SqliteAccounts::FaultOf(accounts.Image()); !fault.empty())
         return findings.Bad("accounts", fault, "stop the service and restore a backup");
-    const std::size_t count = accounts.List().size();
-    if (count == 0) return findings.Mind("accounts", "none yet", "zephyld user add NAME");
-    findings.Good("accounts", std::to_string(count) + (count == 1 ? " account" : " accounts"));
+    CountAccounts(findings, accounts);
 }
 
 void LookAtKey(Findings& findings, const RelayOptions& options, const json::value& status)
@@ -286,15 +302,6 @@ void LookAtBackup(Findings& findings, int file, const fs::path& name)
     }
 }
 
-RelayOptions Configured(const DoctorRequest& request)
-{
-    RelayOptions options;
-    if (!request.config.empty()) ReadConfig(request.config, options);
-    if (!request.data.empty()) options.data = request.data;
-    if (options.data.empty()) options.data = PersonalDataPath();
-    return options;
-}
-
 }  // namespace
 
 // As the folder's owner: what that user cannot read the service cannot, either.
@@ -303,7 +310,7 @@ int Examine(const DoctorRequest& request)
     Findings findings;
     RelayOptions options;
     try {
-        options = Configured(request);
+        options = OptionsOf(request.config, request.data);
         findings.Good("configuration",
                       request.config.empty() ? "none given: defaults" : request.config.string());
     } catch (const std::exception& error) {
@@ -316,11 +323,17 @@ int Examine(const DoctorRequest& request)
         findings.Look("backup", "name a backup that can be read",
                       [&] { backup = files::OpenRegular(request.backup, O_RDONLY, files::Owner::Anybody); });
     BecomeOwner(options.data);
+    findings.Look("configuration", "name the service's with --config",
+                  [&] { options = WithAccounts(options); });
     const json::value status = Status(options.data);
     LookAtFolder(findings, options.data);
     LookAtDisk(findings, options.data);
-    findings.Look("accounts", "stop the service and restore a backup",
-                  [&] { LookAtAccounts(findings, options.data); });
+    if (options.cluster.accounts.empty())
+        findings.Look("accounts", "stop the service and restore a backup",
+                      [&] { LookAtAccounts(findings, options.data); });
+    else
+        findings.Look("accounts", "look at [cluster] in the configuration, and at the database's own log",
+                      [&] { LookAtDatabase(findings, options.cluster); });
     findings.Look("key", "key and certificate must fit, and only the service's user may read the key",
                   [&] { LookAtKey(findings, options, status); });
     findings.Look("port", "is the service of this version?", [&] { LookAtPorts(findings, options, status); });

@@ -38,7 +38,12 @@ void AddUser(CLI::App& app, UserRequest& request)
         CLI::App& one = *user.add_subcommand(name, help);
         one.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")
             ->type_name("DIR");
-        if (what != UserRequest::Do::List) one.add_option("NAME", request.name, "The handle")->required();
+        one.add_option(
+               "--config", request.config,
+               "Configuration file that says where the accounts are, of a service that has not run yet")
+            ->type_name("FILE");
+        if (what != UserRequest::Do::List && what != UserRequest::Do::Import)
+            one.add_option("NAME", request.name, "The handle")->required();
         one.callback([&request, what] { request.what = what; });
         return &one;
     };
@@ -55,6 +60,8 @@ void AddUser(CLI::App& app, UserRequest& request)
         ->required();
     command("list", UserRequest::Do::List, "List the accounts")
         ->add_flag("--json", request.json, "As JSON, one line");
+    command("import", UserRequest::Do::Import,
+            "Take the accounts of the data folder into the empty database that the configuration names");
     command("remove", UserRequest::Do::Remove, "Delete an account; ends its session");
     command("permit", UserRequest::Do::Permit, "Let an account enter meetings");
     command("forbid", UserRequest::Do::Forbid, "Let an account enter no meetings; ends its presence in one");

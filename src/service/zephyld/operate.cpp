@@ -5,12 +5,13 @@
 #include <utility>
 
 #include "service/relay/admin_socket.h"
-#include "service/relay/door/accounts.h"
 #include "service/relay/door/handle_rules.h"
+#include "service/relay/door/open_accounts.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/report.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
+#include "service/zephyld/where_accounts_are.h"
 #include "text/one_line.h"
 
 namespace zephyl {
@@ -97,10 +98,12 @@ void SetBan(const OperatorRequest& request, Accounts& accounts)
 void ChangeBans(const OperatorRequest& request, const std::filesystem::path& data)
 {
     PreparePrivateFolder(data);
-    Accounts accounts(data);
+    RelayOptions named;
+    named.data = data;
+    const std::unique_ptr<Accounts> accounts = OpenAccounts(WithAccounts(named));
     if (request.what == OperatorRequest::Do::Ban)
-        SetBan(request, accounts);
-    else if (!accounts.RemoveBan(BanOf(request)))
+        SetBan(request, *accounts);
+    else if (!accounts->RemoveBan(BanOf(request)))
         throw StartError("\"" + request.name + "\" is not banned");
     TellDaemon(data, "bans");  // one that does not run reads them when it starts
 }

@@ -7,12 +7,15 @@
 
 #include "files/careful_file.h"
 #include "service/relay/admin_socket.h"
-#include "service/relay/door/accounts.h"
+#include "service/relay/door/open_accounts.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/door/postgres_accounts.h"
+#include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/mail/mail_address.h"
 #include "service/relay/private_folder.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
+#include "service/zephyld/where_accounts_are.h"
 #include "text/one_line.h"
 
 namespace zephyl {
@@ -122,20 +125,40 @@ bool Change(Accounts& accounts, const UserRequest& request, const std::optional<
         case Do::Remove: return accounts.Remove(request.name);
         case Do::Permit: return accounts.SetPermitted(request.name, true);
         case Do::Forbid: return accounts.SetPermitted(request.name, false);
+        case Do::Import:
         case Do::List: break;
     }
     return false;
+}
+
+/// From the file in the data folder into an empty database.
+int Import(const RelayOptions& options)
+{
+    if (options.cluster.accounts.empty())
+        throw StartError(
+            "no [cluster] names a database to import into; name the configuration with --config");
+    if (!std::filesystem::exists(options.data / "accounts.sqlite"))
+        throw StartError("there is no accounts.sqlite in " + options.data.string());
+    const SqliteAccounts file(options.data);
+    const auto database = OpenDatabaseAccounts(options.cluster);
+    database->Fill(file.Image());
+    std::cout << database->List().size() << " accounts are in " << OneLine(database->Health().where)
+              << " now\n";
+    return 0;
 }
 
 }  // namespace
 
 int ChangeUsers(const UserRequest& request)
 {
-    const std::filesystem::path data = request.data.empty() ? PersonalDataPath() : request.data;
+    const RelayOptions named = OptionsOf(request.config, request.data);
+    const std::filesystem::path& data = named.data;
     const std::optional<std::string> password = FilePassword(request);  // a file of the caller's
     BecomeOwner(data);
     PreparePrivateFolder(data);
-    Accounts accounts(data);
+    if (request.what == Do::Import) return Import(WithAccounts(named));
+    const std::unique_ptr<Accounts> opened = OpenAccounts(WithAccounts(named));
+    Accounts& accounts = *opened;
     if (request.what == Do::List) {
         request.json ? ListAsJson(accounts) : List(accounts);
         return 0;

@@ -1,11 +1,7 @@
-// Accounts: whose name is whose.
+// Names and passwords that people may have, and what is mailed to them.
 
 #include "service/relay/door/accounts.h"
 
-#include <sqlite3.h>
-#include <sys/stat.h>
-
-#include <functional>
 #include <set>
 
 #include "service/relay/door/handle_rules.h"
@@ -62,93 +58,6 @@ TEST(MeetingCodes, AreLettersAndDigits)
         {"room\0001"s, ""},
     };
     for (const auto& [given, key] : rows) EXPECT_EQ(MeetingCodeKey(given), key) << given;
-}
-
-TEST(AccountStore, OneNamePerPersonsEye)
-{
-    StartSodium();
-    const TemporaryFolder folder;
-    Accounts accounts(folder.path);
-    accounts.Add("Paul", "hash", "paul@example.org");
-    for (const char* taken : {"Paul", "PAUL", " paul ", "P\xD0\xB0ul"})  // the last with a Cyrillic letter
-        EXPECT_THROW(accounts.Add(taken, "other", ""), AccountError) << taken;
-    EXPECT_EQ(accounts.Find("pAUL")->handle, "Paul");
-    EXPECT_FALSE(accounts.Find("P\xD0\xB0ul"));  // alike, but not him
-    accounts.SetPassword("paul", "new");
-    EXPECT_EQ(accounts.Find("Paul")->generation, 2);
-    EXPECT_FALSE(accounts.SetPermitted("nobody", false));
-    for (const bool permitted : {false, true})
-        EXPECT_TRUE(accounts.SetPermitted("PAUL", permitted) &&
-                    accounts.Find("Paul")->permitted == permitted);
-    const std::string key = accounts.ServerKey();
-    EXPECT_EQ(Accounts(folder.path).ServerKey(), key);  // drawn once
-    EXPECT_TRUE(accounts.Remove("PAUL"));
-    EXPECT_FALSE(accounts.Remove("Paul"));
-    for (const auto& file : std::filesystem::directory_iterator(folder.path)) {
-        struct stat info {};
-        ::stat(file.path().c_str(), &info);
-        EXPECT_EQ(info.st_mode & 0777, 0600u) << file.path();
-    }
-}
-
-TEST(AccountStore, AMailedPasswordIsGoodForAWhileAndOnce)
-{
-    StartSodium();
-    const TemporaryFolder folder;
-    {
-        // As the first versions made it.
-        sqlite3* old = nullptr;
-        sqlite3_open((folder.path / "accounts.sqlite").c_str(), &old);
-        sqlite3_exec(
-            old,
-            "CREATE TABLE account(key TEXT PRIMARY KEY, skeleton TEXT NOT NULL UNIQUE, handle TEXT NOT "
-            "NULL, hash TEXT NOT NULL, address TEXT NOT NULL, permitted INTEGER NOT NULL DEFAULT 1, "
-            "generation INTEGER NOT NULL DEFAULT 1);"
-            "INSERT INTO account VALUES('ann', 'ann', 'Ann', 'own', 'ann@example.org', 1, 7);",
-            nullptr, nullptr, nullptr);
-        sqlite3_close(old);
-    }
-    constexpr std::int64_t now = 1'000'000;
-    Accounts accounts(folder.path);
-    EXPECT_THROW(accounts.TakeMailTurn("nobody", now), AccountError);
-    EXPECT_EQ(accounts.TakeMailTurn("ANN", now), 0);
-    EXPECT_EQ(accounts.TakeMailTurn("ann", now + 599), 1);
-    EXPECT_EQ(accounts.TakeMailTurn("ann", now + 600), 0);
-    accounts.GiveMailTurnBack("ann", now);  // another one's
-    EXPECT_EQ(accounts.TakeMailTurn("ann", now + 601), 599);
-    EXPECT_EQ(accounts.TakeMailTurn("ann", now), 0) << "the clock was set back";
-
-    EXPECT_TRUE(accounts.SetMailed("ann", {}, {"mailed", now}));
-    EXPECT_FALSE(accounts.SetMailed("ann", {}, {"other", now})) << "somebody else was first";
-    EXPECT_EQ(Accounts(folder.path).Find("ann")->mailed.hash, "mailed");
-    for (const auto& [later, good] : {std::pair(-1, false), {0, true}, {899, true}, {900, false}})
-        EXPECT_EQ(accounts.Find("ann")->mailed.Good(now + later), good) << later;
-    EXPECT_FALSE(accounts.UseMailed("ann", "wrong"));
-    EXPECT_FALSE(accounts.UseMailed("ann", ""));
-    EXPECT_TRUE(accounts.UseMailed("ANN", "mailed"));
-    EXPECT_FALSE(accounts.UseMailed("ann", "mailed"));
-    EXPECT_EQ(accounts.Find("ann")->passwordHash, "mailed");
-    EXPECT_EQ(accounts.Find("ann")->generation, 8);
-
-    const struct {
-        const char* what;
-        std::function<bool()> change;
-        bool stays;
-    } rows[] = {{"a new password", [&] { return accounts.SetPassword("ann", "chosen"); }, false},
-                {"another address", [&] { return accounts.SetAddress("ann", "ann@example.net"); }, false},
-                {"permission", [&] { return accounts.SetPermitted("ann", false); }, true},
-                {"a new account",
-                 [&] {
-                     return accounts.Remove("ann") &&
-                            accounts.TakeMailTurn(accounts.Add("ann", "x", "").handle, now) == 0;
-                 },
-                 false}};
-    for (const auto& row : rows) {
-        accounts.SetMailed("ann", accounts.Find("ann")->mailed, {"mailed", now});
-        EXPECT_TRUE(row.change()) << row.what;
-        EXPECT_EQ(accounts.Find("ann")->mailed.Good(now), row.stays) << row.what;
-        EXPECT_EQ(accounts.UseMailed("ann", "mailed"), row.stays) << row.what;
-    }
 }
 
 TEST(Passwords, DrawnOnesAreTypedAsPeopleType)

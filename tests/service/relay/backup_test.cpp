@@ -8,6 +8,7 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/archive.h"
 #include "service/relay/backup/restore.h"
+#include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -150,7 +151,7 @@ std::string Small(const std::function<void(ArchiveWriter&)>& more, bool accounts
     ArchiveWriter archive(out);
     archive.Put(kBackupNote, BackupNote("1.0.0"));
     const TemporaryFolder folder;
-    if (accounts) archive.Put("accounts.sqlite", Accounts(folder.path).Image());
+    if (accounts) archive.Put("accounts.sqlite", SqliteAccounts(folder.path).Image());
     if (more) more(archive);
     archive.Close();
     return out;

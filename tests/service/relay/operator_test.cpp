@@ -17,6 +17,7 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/config.h"
 #include "service/relay/door/identity.h"
+#include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/relay_fixture.h"
 #include "service/relay/report.h"
 
@@ -129,7 +130,7 @@ TEST_F(OperatorTest, ABanOutsideServiceTimeTakesTheSeat)
 {
     auto bob = In("bob");
     relay.reset();
-    Accounts(options.data).SetBan({Ban::Of::Handle, "bob", "bob", 0});
+    SqliteAccounts(options.data).SetBan({Ban::Of::Handle, "bob", "bob", 0});
     StartRelay();
     EXPECT_EQ(Fresh()->Resume(place, place.position()).result(), RESULT_UNKNOWN);
 }

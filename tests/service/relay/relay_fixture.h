@@ -27,9 +27,13 @@ enum class Logs { Memory, Files, ColdFiles };
 
 /// How clients come, and where the logs are.
 struct Ways {
-    Ways(Logs where = Logs::Memory, By how = By::Tcp) : logs(where), by(how) {}
+    Ways(Logs where = Logs::Memory, By how = By::Tcp, std::string (*whose)() = nullptr)
+        : logs(where), by(how), database(whose)
+    {
+    }
     Logs logs;
     By by;
+    std::string (*database)();  // a new one for the accounts, "" where there can be none; null: in a file
 };
 
 /// What a fixture with a relay has.
@@ -40,6 +44,7 @@ protected:
         const Logs logs = ways.logs;
         StartSodium();
         options.data = folder.path / "data";
+        if (ways.database) options.cluster.accounts = ways.database();
         options.port = 0;
         options.logsInMemory = logs == Logs::Memory;
         if (logs == Logs::ColdFiles) options.bounds.logInMemory = 0;
@@ -105,6 +110,10 @@ private:
 class RelayTest : public testing::TestWithParam<Ways>, protected RelayRoom {
 protected:
     RelayTest() : RelayRoom(GetParam()) {}
+    void SetUp() override
+    {
+        if (GetParam().database && options.cluster.accounts.empty()) GTEST_SKIP() << "no PostgreSQL here";
+    }
 };
 
 inline const auto kAllWays = testing::Values(Ways{Logs::Memory}, Ways{Logs::Files}, Ways{Logs::ColdFiles},

@@ -8,7 +8,8 @@
 
 #include "files/careful_file.h"
 #include "service/relay/backup/archive.h"
-#include "service/relay/door/accounts.h"
+#include "service/relay/door/open_accounts.h"
+#include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/log/journal.h"
 #include "service/relay/log/meeting_head.h"
 #include "service/relay/private_folder.h"
@@ -90,7 +91,7 @@ void Rewind(int file)
 }  // namespace
 
 void WriteBackup(const fs::path& data, const std::string& version,
-                 const std::function<void(std::string_view)>& write)
+                 const std::function<void(std::string_view)>& write, const ClusterOptions& cluster)
 {
     const DataFolder folder(data);
     if (RestoreUnfinished(data)) throw StartError("a restore did not end in " + data.string());
@@ -104,7 +105,10 @@ void WriteBackup(const fs::path& data, const std::string& version,
                 "meetings/" + meeting.path().filename().string() + "/" + file.path().filename().string();
             if (IsBackupName(name)) PutFile(archive, made, write, file.path(), name);
         }
-    archive.Put("accounts.sqlite", Accounts(data).Image());
+    RelayOptions from;
+    from.data = data;
+    from.cluster = cluster;
+    archive.Put("accounts.sqlite", OpenAccounts(from)->Image());
     for (const char* own : {"key.pem", "certificate.pem"})
         if (fs::exists(data / own)) PutFile(archive, made, write, data / own, own);
     archive.Close();
@@ -132,7 +136,7 @@ BackupFacts CheckBackup(int file)
         if (one.starts_with("meetings/")) meetings.insert(one.substr(0, one.rfind('/')));
     if (!facts.note.starts_with("format 1\n")) throw ArchiveError("was made by a later version");
     facts.accountsBytes = accounts.size();
-    if (const std::string fault = Accounts::FaultOf(std::move(accounts)); !fault.empty())
+    if (const std::string fault = SqliteAccounts::FaultOf(std::move(accounts)); !fault.empty())
         throw ArchiveError("has damaged accounts: " + fault);
     facts.files = sums.size();
     facts.meetings = meetings.size();

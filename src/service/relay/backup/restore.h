@@ -6,11 +6,14 @@
 #include <string>
 #include <string_view>
 
+#include "service/relay/options.h"
+
 namespace zephyl {
 
-/// Of a data folder that nobody serves; holds its lock meanwhile. Throws std::exception.
+/// Of a data folder that nobody serves; holds its lock meanwhile. `cluster`: where its accounts are. Throws
+/// std::exception.
 void WriteBackup(const std::filesystem::path& data, const std::string& version,
-                 const std::function<void(std::string_view)>& write);
+                 const std::function<void(std::string_view)>& write, const ClusterOptions& cluster = {});
 
 struct BackupFacts {
     std::size_t accountsBytes = 0, meetings = 0, files = 0;

@@ -67,6 +67,14 @@ public:
         if (mByName.size() >= kMost) mByName.clear();
         return mByName.try_emplace(name, mAMinute / 60, mAMinute, now).first->second;
     }
+    /// So much of it is used at least, as others know.
+    void AtLeastUsed(const std::string& name, double used, Allowance::Clock::time_point now)
+    {
+        if (used <= 0 || mAMinute <= 0) return;
+        Allowance& one = Of(name, now);
+        one.Spend(std::max(0.0, one.Left(now) - (mAMinute - used)), now);
+    }
+    double AMinute() const { return mAMinute; }
     /// Null: nothing of it was used.
     const Allowance* Find(const std::string& name) const
     {

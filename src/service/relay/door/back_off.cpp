@@ -1,5 +1,7 @@
 #include "service/relay/door/back_off.h"
 
+#include <sodium.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -9,7 +11,6 @@ namespace {
 constexpr int kFreePerAccount = 5;        // wrong passwords before it slows down
 constexpr int kFreePerAddress = 12;       // 200 addresses with 10,000 guesses get 4,000 of them looked at
 constexpr int kLongestShift = 6;          // 1 s doubling to 64 s
-constexpr double kSpareAMinute = 3;       // tries of one address at accounts that are guessed at
 constexpr std::size_t kRecords = 10'000;  // then the old ones go
 constexpr std::chrono::minutes kMemory{15};
 
@@ -25,14 +26,26 @@ std::string NameOf(const Attempt& attempt)
 
 }  // namespace
 
-BackOff::BackOff() : mSpare(kSpareAMinute) {}
+BackOff::BackOff(std::string key) : mKey(std::move(key)), mSpare(kSpareTriesAMinute) {}
 
 std::chrono::milliseconds BackOff::WaitFor(Attempt& attempt, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);
+    return Wait(attempt, now);
+}
+
+std::chrono::milliseconds BackOff::WaitFor(Attempt& attempt, const Standing& known, Clock::time_point now)
+{
+    const std::lock_guard lock(mMutex);
+    TakeOver(attempt, known, now);
+    return Wait(attempt, now);
+}
+
+std::chrono::milliseconds BackOff::Wait(Attempt& attempt, Clock::time_point now)
+{
     Clock::time_point until =
         attempt.device.empty() ? Until(mAddresses, attempt.address) : Until(mDevices, DeviceOf(attempt));
-    if (attempt.device.empty() && until <= now && Until(mAccounts, attempt.account) > now) {
+    if (attempt.device.empty() && !attempt.spare && until <= now && Until(mAccounts, attempt.account) > now) {
         Allowance& spare = mSpare.Of(attempt.address, now);
         attempt.spare = spare.WaitFor(1, now).count() == 0;
         if (attempt.spare)
@@ -47,7 +60,65 @@ std::chrono::milliseconds BackOff::WaitFor(Attempt& attempt, Clock::time_point n
 void BackOff::Wrong(const Attempt& attempt, const std::string& password, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);
-    const std::size_t wrong = std::hash<std::string>()(attempt.account + '\0' + password) ^ mSalt;
+    CountWrong(attempt, password, now);
+}
+
+BackOff::Standing BackOff::Wrong(const Attempt& attempt, const Standing& known, const std::string& password,
+                                 Clock::time_point now)
+{
+    const std::lock_guard lock(mMutex);
+    TakeOver(attempt, known, now);
+    CountWrong(attempt, password, now);
+    return StandingOf(attempt);
+}
+
+BackOff::Standing BackOff::Right(const Attempt& attempt, const Standing& known)
+{
+    const std::lock_guard lock(mMutex);
+    TakeOver(attempt, known, Clock::now());
+    CountRight(attempt);
+    return StandingOf(attempt);
+}
+
+// What several remember together is written down, and whoever reads that must not learn the password that
+// somebody has nearly typed: so little of it is kept that one guess in 65,536 goes uncounted.
+std::size_t BackOff::Salted(const Attempt& attempt, const std::string& password) const
+{
+    const std::string text = attempt.account + '\0' + password;
+    if (mKey.empty()) return std::hash<std::string>()(text) ^ mSalt;
+    unsigned char hash[crypto_generichash_BYTES];
+    crypto_generichash(hash, sizeof hash, reinterpret_cast<const unsigned char*>(text.data()), text.size(),
+                       reinterpret_cast<const unsigned char*>(mKey.data()), mKey.size());
+    return hash[0] | std::size_t{hash[1]} << 8u;
+}
+
+void BackOff::TakeOver(const Attempt& attempt, const Standing& known, Clock::time_point now)
+{
+    const auto take = [&](Records& records, const std::string& name, const Record& record) {
+        Forget(records, now);
+        if (record.failures > 0)
+            records[name] = record;
+        else
+            records.erase(name);
+    };
+    if (!attempt.device.empty()) return take(mDevices, DeviceOf(attempt), known.device);
+    take(mAccounts, attempt.account, known.account);
+    take(mAddresses, attempt.address, known.address);
+}
+
+BackOff::Standing BackOff::StandingOf(const Attempt& attempt) const
+{
+    const auto of = [](const Records& records, const std::string& name) {
+        const auto at = records.find(name);
+        return at == records.end() ? Record{} : at->second;
+    };
+    if (!attempt.device.empty()) return {{}, {}, of(mDevices, DeviceOf(attempt))};
+    return {of(mAccounts, attempt.account), of(mAddresses, attempt.address), {}};
+}
+
+void BackOff::CountWrong(const Attempt& attempt, const std::string& password, Clock::time_point now)
+{
+    const std::size_t wrong = Salted(attempt, password);
     for (Records* records : {&mAccounts, &mAddresses, &mDevices}) Forget(*records, now);
     if (!attempt.device.empty()) return Count(mDevices[DeviceOf(attempt)], kFreePerAddress, wrong, now);
     Count(mAccounts[attempt.account], kFreePerAccount, wrong, now);
@@ -57,6 +128,11 @@ void BackOff::Wrong(const Attempt& attempt, const std::string& password, Clock::
 void BackOff::Right(const Attempt& attempt)
 {
     const std::lock_guard lock(mMutex);
+    CountRight(attempt);
+}
+
+void BackOff::CountRight(const Attempt& attempt)
+{
     mTurnedAway.erase(NameOf(attempt));
     if (!attempt.device.empty()) {
         mDevices.erase(DeviceOf(attempt));

@@ -12,6 +12,9 @@
 
 namespace zephyl {
 
+/// Of one address, at accounts that are guessed at.
+inline constexpr double kSpareTriesAMinute = 3;
+
 /// One attempt to log in.
 struct Attempt {
     std::string account;  // folded handle
@@ -28,7 +31,19 @@ class BackOff {
 public:
     using Clock = std::chrono::steady_clock;
 
-    BackOff();
+    /// What is held against one account, address or device.
+    struct Record {
+        int failures = 0;
+        std::size_t lastWrong = 0;  // salted
+        Clock::time_point until{}, last{};
+    };
+    /// Against an attempt. Of who is known it is the device's alone that counts, of strangers the others.
+    struct Standing {
+        Record account, address, device;
+    };
+
+    /// `key`: of several that count together, so that they know the same wrong password.
+    explicit BackOff(std::string key = {});
 
     /// How long this attempt has to wait; zero: go ahead. An address that is not slowed down itself has a few
     /// tries a minute at accounts that are.
@@ -48,18 +63,27 @@ public:
     };
     Blame Lately(const Attempt& attempt, Clock::time_point now);
 
+    // Where several count together. These take over what they all know, and give back what that has become.
+    /// As WaitFor, but once more: a spare try is not taken again.
+    std::chrono::milliseconds WaitFor(Attempt& attempt, const Standing& known, Clock::time_point now);
+    Standing Wrong(const Attempt& attempt, const Standing& known, const std::string& password,
+                   Clock::time_point now);
+    Standing Right(const Attempt& attempt, const Standing& known);
+
 private:
-    struct Record {
-        int failures = 0;
-        std::size_t lastWrong = 0;  // salted
-        Clock::time_point until{}, last{};
-    };
     using Records = std::unordered_map<std::string, Record>;
+    std::chrono::milliseconds Wait(Attempt& attempt, Clock::time_point now);
+    void CountWrong(const Attempt& attempt, const std::string& password, Clock::time_point now);
+    void CountRight(const Attempt& attempt);
+    void TakeOver(const Attempt& attempt, const Standing& known, Clock::time_point now);
+    Standing StandingOf(const Attempt& attempt) const;
+    std::size_t Salted(const Attempt& attempt, const std::string& password) const;
     static void Count(Record& record, int free, std::size_t wrong, Clock::time_point now);
     static void Forget(Records& records, Clock::time_point now);
     static Clock::time_point Until(const Records& records, const std::string& name);
     static int Failures(const Records& records, const std::string& name, Clock::time_point now);
 
+    const std::string mKey;
     std::mutex mMutex;
     Records mAccounts, mAddresses, mDevices;  // strangers', strangers', of an account and a device
     Records mTurnedAway;  // apart, so that no flood without hashes makes the others forgotten

@@ -48,4 +48,27 @@ void EntryLimits::Entered(const std::string& account, Clock::time_point now)
     mEntered.Of(account, now).Spend(1, now);
 }
 
+std::vector<SharedCounts::Share> EntryLimits::Guesses(const std::string& account,
+                                                      const std::string& address) const
+{
+    const std::lock_guard lock(mMutex);
+    return {{"codes of " + account, mByAccount.AMinute()},
+            {"codes from " + AddressGroup(address), mByAddress.AMinute()}};
+}
+
+SharedCounts::Share EntryLimits::Entries(const std::string& account) const
+{
+    const std::lock_guard lock(mMutex);
+    return {"entries of " + account, mEntered.AMinute()};
+}
+
+void EntryLimits::Learn(const std::string& account, const std::string& address,
+                        const std::vector<double>& used, Clock::time_point now)
+{
+    const std::lock_guard lock(mMutex);
+    mByAccount.AtLeastUsed(account, used.at(0), now);
+    mByAddress.AtLeastUsed(AddressGroup(address), used.at(1), now);
+    mEntered.AtLeastUsed(account, used.at(2), now);
+}
+
 }  // namespace zephyl

@@ -5,8 +5,10 @@
 #include <chrono>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "service/relay/door/allowance.h"
+#include "service/relay/door/shared_counts.h"
 #include "service/relay/options.h"
 
 namespace zephyl {
@@ -29,8 +31,15 @@ public:
     void WrongCode(const std::string& account, const std::string& address, Clock::time_point now);
     void Entered(const std::string& account, Clock::time_point now);
 
+    // Where several relays count together. What is used of these they know, and are told.
+    std::vector<SharedCounts::Share> Guesses(const std::string& account, const std::string& address) const;
+    SharedCounts::Share Entries(const std::string& account) const;
+    /// `used`: of Guesses, and of Entries behind them.
+    void Learn(const std::string& account, const std::string& address, const std::vector<double>& used,
+               Clock::time_point now);
+
 private:
-    std::mutex mMutex;
+    mutable std::mutex mMutex;
     Allowances mByAccount, mByAddress, mEntered;
 };
 

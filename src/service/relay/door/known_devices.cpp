@@ -41,12 +41,35 @@ bool Use(std::vector<std::string>& entries, const std::string& entry)
 
 KnownDevices::KnownDevices(Accounts& accounts) : mAccounts(accounts)
 {
-    for (const auto& [account, text] : accounts.Devices()) {
-        std::istringstream entries(text);
-        Known& known = mKnown[account];
-        for (std::string entry; entries >> entry;)
-            (entry[0] == kWord ? known.words : known.addresses).push_back(entry.substr(1));
+    for (const auto& [account, text] : accounts.Devices()) mKnown[account] = Read(text);
+}
+
+KnownDevices::Known KnownDevices::Read(const std::string& text)
+{
+    std::istringstream entries(text);
+    Known known;
+    for (std::string entry; entries >> entry;)
+        (entry[0] == kWord ? known.words : known.addresses).push_back(entry.substr(1));
+    return known;
+}
+
+// What is not written yet stays: it goes in front of that.
+void KnownDevices::Learn(const std::string& account, const std::string& text)
+{
+    const std::lock_guard lock(mMutex);
+    Known& known = mKnown[account];
+    if (!known.changed) {
+        known = Read(text);
+        if (text.empty()) mKnown.erase(account);
+        return;
     }
+    const Known theirs = Read(text);
+    const auto add = [](std::vector<std::string>& ours, const std::vector<std::string>& others) {
+        for (const std::string& one : others)
+            if (!Has(ours, one) && ours.size() < kEach) ours.push_back(one);
+    };
+    add(known.addresses, theirs.addresses);
+    add(known.words, theirs.words);
 }
 
 std::optional<std::string> KnownDevices::Recognise(const std::string& account, const std::string& address,

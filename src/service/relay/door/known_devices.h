@@ -29,12 +29,15 @@ public:
                     const std::optional<std::string>& word);
     /// Writes down what Met has changed. What cannot be written is known until the process ends.
     void Save(const std::string& account);
+    /// Another relay has written that.
+    void Learn(const std::string& account, const std::string& text);
 
 private:
     struct Known {
         std::vector<std::string> addresses, words;  // of words the hashes; the last used first
         bool changed = false;
     };
+    static Known Read(const std::string& text);
     Accounts& mAccounts;
     mutable std::mutex mMutex;
     std::unordered_map<std::string, Known> mKnown;  // by folded handle

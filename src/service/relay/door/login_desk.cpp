@@ -5,6 +5,7 @@
 
 #include "service/relay/door/address_group.h"
 #include "service/relay/door/handle_rules.h"
+#include "service/relay/door/shared_counts.h"
 #include "service/wire/limits.h"
 
 namespace zephyl {
@@ -56,6 +57,7 @@ LoginDesk::LoginDesk(Accounts& accounts, bool registers, HashCost cost)
       mRegisters(registers),
       mCost(cost),
       mNobody(HashPassword(RandomHex(32), cost)),
+      mBackOff(accounts.Shared() ? accounts.ServerKey() : std::string()),
       mDevices(accounts),
       mPool(kWorkers)
 {
@@ -148,19 +150,14 @@ void LoginDesk::Answer(const Asked& asked)
 {
     LoginVerdict verdict;
     try {
-        verdict = Decide(asked);
+        verdict = Counted(asked);
     } catch (const std::exception&) {
-        verdict = Later(kBusyWait);  // no memory, or a store that is busy
+        verdict = Later(kBusyWait);  // no memory, or a store that is busy or away
     }
-    if (verdict.result == RESULT_WRONG)
-        mBackOff.Wrong(asked.attempt, asked.words.password, BackOff::Clock::now());
     const bool right = verdict.result == RESULT_OK;
     const std::string account = asked.attempt.account;
-    if (right) {
-        mBackOff.Right(asked.attempt);
-        if (!asked.words.outside)
-            verdict.device = mDevices.Met(account, asked.attempt.address, asked.words.device);
-    }
+    if (right && !asked.words.outside)
+        verdict.device = mDevices.Met(account, asked.attempt.address, asked.words.device);
     asked.done(std::move(verdict));
     {
         const std::lock_guard lock(mMutex);
@@ -169,6 +166,37 @@ void LoginDesk::Answer(const Asked& asked)
         GiveWork();
     }
     if (right && !asked.words.outside) mDevices.Save(account);
+}
+
+// Where several relays count together, what is here is what this one has seen of it; they agree before a hash
+// is computed, and no verdict leaves before it is counted.
+LoginVerdict LoginDesk::Counted(const Asked& asked)
+{
+    const auto now = [] { return BackOff::Clock::now(); };
+    SharedCounts* const shared = mAccounts.Shared();
+    const auto turn = shared ? shared->TakeTurn(asked.attempt) : nullptr;
+    Attempt attempt = asked.attempt;
+    BackOff::Standing known;
+    if (turn) {
+        known = turn->Now();
+        std::chrono::milliseconds wait = mBackOff.WaitFor(attempt, known, now());
+        if (wait.count() == 0 && attempt.spare)
+            wait = shared->Take({"spare tries of " + attempt.address, kSpareTriesAMinute});
+        if (wait.count() > 0) return Later(wait);
+    }
+    LoginVerdict verdict = Decide(asked);
+    if (verdict.result == RESULT_WRONG) {
+        if (turn)
+            turn->Save(mBackOff.Wrong(attempt, turn->Alone(), asked.words.password, now()));
+        else
+            mBackOff.Wrong(attempt, asked.words.password, now());
+    } else if (verdict.result == RESULT_OK) {
+        if (known.device.failures > 0 || known.address.failures > 0)
+            turn->Save(mBackOff.Right(attempt, turn->Alone()));
+        else
+            mBackOff.Right(attempt);
+    }
+    return verdict;
 }
 
 LoginVerdict LoginDesk::Decide(const Asked& asked)
@@ -241,6 +269,12 @@ LoginVerdict LoginDesk::RegisterGuest(const Asked& asked)
     } catch (const AccountError&) {
         return {};  // looks like another one, or came in at the same moment
     }
+}
+
+void LoginDesk::DevicesChanged(const std::string& key)
+{
+    if (!key.empty()) return mDevices.Learn(key, mAccounts.DevicesOf(key));
+    for (const auto& [account, text] : mAccounts.Devices()) mDevices.Learn(account, text);
 }
 
 void LoginDesk::ForgetGuests()

@@ -53,6 +53,9 @@ public:
     std::string Hash(const std::string& password) const { return HashPassword(password, mCost); }
     /// Runs short work on the database beside the io threads.
     void Run(std::function<void()> work);
+    /// Another relay has written what it knows of an account's devices; "": perhaps of any. Blocks. Throws
+    /// AccountError.
+    void DevicesChanged(const std::string& key);
     /// The accounts of guests are gone.
     void ForgetGuests();
 
@@ -71,6 +74,7 @@ private:
     Waiting::iterator Next();
     Waiting::iterator Last();
     void Answer(const Asked& asked);
+    LoginVerdict Counted(const Asked& asked);
     LoginVerdict Decide(const Asked& asked);
     LoginVerdict Wished(LoginVerdict verdict, const Asked& asked);
     Account Anew(const Account& account) const;

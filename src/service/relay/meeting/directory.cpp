@@ -8,6 +8,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "service/relay/beside.h"
 #include "service/relay/door/address_group.h"
 #include "service/relay/door/log_names.h"
 #include "service/relay/door/passwords.h"
@@ -61,8 +62,15 @@ asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> sessi
     // Outside anybody makes accounts: there an address guesses, and all of them together are one.
     const std::string who = only.empty() ? session->key : "\nguest " + AddressGroup(address);
     if (!only.empty()) address = "\nguests";
-    const auto wait =
-        mLimits.WaitFor(who, address, EntryLimits::Clock::now(), only.empty() ? Side::Inside : Side::Outside);
+    const auto waitNow = [&] {
+        return mLimits.WaitFor(who, address, EntryLimits::Clock::now(),
+                               only.empty() ? Side::Inside : Side::Outside);
+    };
+    auto wait = waitNow();
+    if (byUser && wait.count() == 0 && mServices.accounts.Shared()) {
+        co_await Learn(who, address);
+        wait = waitNow();
+    }
     if (byUser && wait.count() > 0) co_return Found{RESULT_LATER, nullptr, wait};
     const std::shared_ptr<Meeting> known =
         co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(enter.code())), asio::use_awaitable);
@@ -73,10 +81,54 @@ asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> sessi
         if (!usable) found = {RESULT_LATER, nullptr, {}};
     }
     if (found.result == RESULT_OK)
-        mLimits.Entered(who, EntryLimits::Clock::now());
+        Entered(who);
     else if (found.result == RESULT_NOT_FOUND || found.result == RESULT_IN_USE)  // both answer a guess
-        mLimits.WrongCode(who, address, EntryLimits::Clock::now());
+        co_await Guessed(who, address);
     co_return found;
+}
+
+// What other relays have seen of these two. While the store is away each counts by itself.
+asio::awaitable<void> Directory::Learn(std::string who, std::string address)
+{
+    SharedCounts& shared = *mServices.accounts.Shared();
+    std::vector<SharedCounts::Share> shares = mLimits.Guesses(who, address);
+    shares.push_back(mLimits.Entries(who));
+    std::vector<double> used(shares.size());
+    try {
+        co_await Beside([&shared](std::function<void()> work) { shared.Run(std::move(work)); },
+                        [&] { used = shared.Used(shares); });
+    } catch (const AccountError& error) {
+        mServices.log.debug("{}", error.what());
+    }
+    mLimits.Learn(who, address, used, EntryLimits::Clock::now());
+}
+
+// Others know it before who has guessed does.
+asio::awaitable<void> Directory::Guessed(std::string who, std::string address)
+{
+    mLimits.WrongCode(who, address, EntryLimits::Clock::now());
+    SharedCounts* const shared = mServices.accounts.Shared();
+    if (!shared) co_return;
+    try {
+        co_await Beside([shared](std::function<void()> work) { shared->Run(std::move(work)); },
+                        [&] { shared->Spend(mLimits.Guesses(who, address)); });
+    } catch (const AccountError& error) {
+        mServices.log.debug("{}", error.what());
+    }
+}
+
+void Directory::Entered(const std::string& who)
+{
+    mLimits.Entered(who, EntryLimits::Clock::now());
+    SharedCounts* const shared = mServices.accounts.Shared();
+    if (!shared) return;
+    shared->Run([shared, share = mLimits.Entries(who)] {
+        try {
+            shared->Spend({share});
+        } catch (const AccountError&) {
+            // counted here at least
+        }
+    });
 }
 
 asio::awaitable<std::shared_ptr<Meeting>> Directory::ById(std::string id)
@@ -286,20 +338,23 @@ void Directory::EndEntry(const Entry& entry, ByeReason reason, const std::string
 }
 
 asio::awaitable<void> Directory::AccountChanged(std::string handle, std::optional<Account> account,
-                                                std::string removed, ByeReason reason)
+                                                std::string removed, ByeReason reason,
+                                                std::optional<std::uint64_t> looked)
 {
     const std::optional<HandleForms> forms = ReadHandle(handle);
     if (forms)
         co_await asio::co_spawn(mStrand,
-                                DoAccountChanged(forms->key, std::move(account), std::move(removed), reason),
+                                DoAccountChanged(forms->key, std::move(account), std::move(removed), reason,
+                                                 looked ? *looked : LookNow()),
                                 asio::use_awaitable);
 }
 
 asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional<Account> account,
-                                                  std::string removed, ByeReason reason)
+                                                  std::string removed, ByeReason reason, std::uint64_t looked)
 {
     const auto at = mEntries.find(key);
-    if (at == mEntries.end()) co_return;
+    if (at == mEntries.end() || looked < at->second.looked) co_return;
+    at->second.looked = looked;
     const Entry entry = at->second;
     if (!account || account->generation != entry.session->generation) {
         mServices.log.info("{}: account removed or password changed",
@@ -400,6 +455,18 @@ asio::awaitable<std::vector<MeetingFacts>> Directory::Facts()
     std::sort(facts.begin(), facts.end(),
               [](const MeetingFacts& one, const MeetingFacts& other) { return one.code < other.code; });
     co_return facts;
+}
+
+asio::awaitable<std::vector<std::string>> Directory::Handles()
+{
+    co_return co_await asio::co_spawn(mStrand, DoHandles(), asio::use_awaitable);
+}
+
+asio::awaitable<std::vector<std::string>> Directory::DoHandles()
+{
+    std::vector<std::string> handles;
+    for (const auto& [key, entry] : mEntries) handles.push_back(key);
+    co_return handles;
 }
 
 void Directory::WhenAlive(std::function<void()> done)

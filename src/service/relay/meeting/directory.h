@@ -2,6 +2,7 @@
 // Which meetings there are by code and id, and who is logged in. On a strand of its own; nothing else of
 // the relay is locked for it.
 
+#include <atomic>
 #include <boost/asio/awaitable.hpp>
 #include <chrono>
 #include <deque>
@@ -50,10 +51,12 @@ public:
                                        std::string only);
     boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
     /// The store has changed; `account` is what it holds now. Afterwards every session knows it. `removed`:
-    /// what is said to somebody who has none any more.
+    /// what is said to somebody who has none any more. `looked`: when the store was asked; an answer to an
+    /// earlier question does not go over one to a later.
     boost::asio::awaitable<void> AccountChanged(std::string handle, std::optional<Account> account,
-                                                std::string removed = "The account was removed.",
-                                                ByeReason reason = BYE_KICKED);
+                                                std::string removed = kRemoved, ByeReason reason = BYE_KICKED,
+                                                std::optional<std::uint64_t> looked = std::nullopt);
+    static constexpr char kRemoved[] = "The account was removed.";
 
     /// An operator's word: the handle is out of this meeting, and stays out. False: no meeting has the code.
     boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
@@ -67,6 +70,8 @@ public:
     /// Whoever has this handle is out. A folded one.
     boost::asio::awaitable<void> EndHandle(std::string key, std::string text);
     boost::asio::awaitable<std::vector<MeetingFacts>> Facts();
+    /// Folded, of all who are logged in or have a seat.
+    boost::asio::awaitable<std::vector<std::string>> Handles();
     /// A meeting's log as it was at one moment.
     struct Held {
         std::shared_ptr<Meeting> meeting;
@@ -79,6 +84,8 @@ public:
     void Release(const Held& held);
 
     // --- any thread ---
+    /// For AccountChanged; before the store is asked.
+    std::uint64_t LookNow() { return ++mLooked; }
     /// This login, and its seat.
     void EndSession(std::shared_ptr<Session> session, std::string text);
     void WhenAlive(std::function<void()> done);
@@ -93,6 +100,7 @@ private:
         std::shared_ptr<Session> session;
         std::weak_ptr<Client> client;
         std::weak_ptr<Meeting> meeting;  // where its seat is, or may be soon
+        std::uint64_t looked = 0;        // when the store was asked for what is known of the account
     };
     void ClientResumed(std::shared_ptr<Session> session, std::shared_ptr<Client> client) override;
     void SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting) override;
@@ -105,11 +113,16 @@ private:
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoById(std::string id);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
     boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account,
-                                                  std::string removed, ByeReason reason);
+                                                  std::string removed, ByeReason reason,
+                                                  std::uint64_t looked);
     boost::asio::awaitable<std::vector<std::shared_ptr<Meeting>>> DoAll();
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoClose(std::string code);
     boost::asio::awaitable<void> DoEndHandle(std::string key, std::string text);
     boost::asio::awaitable<MeetingFacts> FactsOf(std::shared_ptr<Meeting> meeting);
+    boost::asio::awaitable<std::vector<std::string>> DoHandles();
+    boost::asio::awaitable<void> Learn(std::string who, std::string address);
+    boost::asio::awaitable<void> Guessed(std::string who, std::string address);
+    void Entered(const std::string& who);
     boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
     std::filesystem::path Folder() const;
     std::shared_ptr<Meeting> Make(const struct MeetingHead& head);
@@ -119,6 +132,7 @@ private:
 
     const MeetingServices mServices;
     EntryLimits mLimits;
+    std::atomic<std::uint64_t> mLooked{0};
     Strand mStrand;
     std::unordered_map<std::string, std::shared_ptr<Meeting>> mByCode, mById;
     std::unordered_map<std::string, std::deque<std::weak_ptr<Meeting>>>

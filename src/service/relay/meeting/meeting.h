@@ -96,6 +96,7 @@ private:
     void OpenLog();
     void Restore(const LogItem& item);
     void RestoreSeat(const SeatEntry& entry);
+    bool StillTheirs(const SeatEntry& entry) const;
     std::vector<NumbersEntry> AllNumbers() const;
     std::string LogName() const;
     boost::asio::awaitable<void> Synced();

@@ -90,6 +90,19 @@ void Meeting::Restore(const LogItem& item)
     have = std::max(have, item.number);
 }
 
+// A store that is away says nothing against anybody; when it is back, all who are there are held against it.
+bool Meeting::StillTheirs(const SeatEntry& entry) const
+{
+    try {
+        const std::optional<Account> account = mServices.accounts.Find(entry.handle);
+        return account && account->permitted && account->generation == entry.generation;
+    } catch (const AccountError& error) {
+        if (!mServices.accounts.Shared()) throw;
+        mServices.log.warn("meeting {}: {}", LogName(), error.what());
+        return true;
+    }
+}
+
 // Fresh grace: nobody could come back while there was no service. One whose account has changed is dropped.
 void Meeting::RestoreSeat(const SeatEntry& entry)
 {
@@ -97,9 +110,7 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     const std::optional<HandleForms> forms = ReadHandle(entry.handle);
     if (entry.barred && forms) mBarred[forms->key].push_back(entry.number);
     if (entry.gone) return;
-    const std::optional<Account> account = mServices.accounts.Find(entry.handle);
-    if (!account || !forms || !account->permitted || account->generation != entry.generation ||
-        mServices.bans.BarsHandle(forms->key)) {
+    if (!forms || mServices.bans.BarsHandle(forms->key) || !StillTheirs(entry)) {
         SeatEntry gone = entry;
         gone.gone = true;
         mLog->Seat(gone);
