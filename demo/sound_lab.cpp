@@ -124,12 +124,15 @@ void SoundLab::Plug(const QString& person)
                                    Part("source", Microphone(person), Mouth(person)).split(u' '));
 }
 
-void SoundLab::LoopBack()
+void SoundLab::LoopBack(bool on)
 {
-    Control({u"load-module"_s, u"module-remap-sink"_s, u"sink_name=probe"_s, u"master=lab"_s, u"channels=1"_s,
-             u"channel_map=mono"_s, u"remix=no"_s, u"master_channel_map=aux%1"_s.arg(Channels() - 1)});
-    Control({u"load-module"_s, u"module-loopback"_s, u"source="_s + Microphone(mPeople.front()),
-             u"sink=probe"_s, u"latency_msec=20"_s});
+    for (; !mLoop.empty(); mLoop.pop_back()) Control({u"unload-module"_s, QString::fromLatin1(mLoop.back())});
+    if (!on) return;
+    const QString sink = Part("sink", u"probe"_s, Channels() - 1);
+    mLoop.push_back(Control(QStringList{u"load-module"_s} + sink.split(u' ')));
+    mLoop.push_back(
+        Control({u"load-module"_s, u"module-loopback"_s, u"source="_s + Microphone(mPeople.front()),
+                 u"sink=probe"_s, u"latency_msec=20"_s}));
 }
 
 QString SoundLab::Speech(const char* file, int seconds, double padding)

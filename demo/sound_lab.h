@@ -48,8 +48,9 @@ public:
         const QString mFile;
         std::unique_ptr<Child> mRecorder;
     };
-    /// From now on the server brings the first person's microphone to speakers of its own.
-    void LoopBack();
+    /// The server itself brings the first person's microphone to speakers of its own, or no longer: it costs
+    /// PulseAudio half a processor.
+    void LoopBack(bool on);
 
 private:
     void StartPulseAudio();
@@ -67,6 +68,7 @@ private:
     QString mHome, mAddress;
     std::map<QString, QString> mEnvironment;
     std::map<QString, QByteArray> mMicrophones;  // their modules
+    std::vector<QByteArray> mLoop;               // and those of the loop
     std::vector<std::unique_ptr<Child>> mServers;
 };
 
