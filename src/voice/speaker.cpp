@@ -10,7 +10,7 @@ namespace voice {
 
 namespace {
 
-constexpr int kQuality = 4;  // of ten: speech, at nearly equal rates
+constexpr int kQuality = 3;  // of ten: speech, at nearly equal rates
 constexpr spx_uint32_t kMillion = 1'000'000;
 constexpr std::size_t kFadeSamples = 240;  // 5 ms
 
