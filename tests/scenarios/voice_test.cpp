@@ -324,7 +324,7 @@ TEST_P(VoiceAlone, IsLikeWhatWasSaidOnGoodAndBadRoads)
         const char* name;
         DatagramProxy::Weather weather;
         double mostMs;
-    } rows[] = {{"UDP", {}, 120},
+    } rows[] = {{"UDP, by proxies", {}, 130},
                 {"5 % lost", {.lost = 0.05 / 2}, 130},  // on each of two ways
                 {"20 % lost", {.lost = 0.2 / 2}, 130},
                 {"50 ms jitter", {.late = 25ms}, 200}};
@@ -337,6 +337,12 @@ TEST_P(VoiceAlone, IsLikeWhatWasSaidOnGoodAndBadRoads)
     for (const QByteArray& line : status.readAll().split('\n'))
         if (line.startsWith("VmRSS") || line.startsWith("RssAnon"))
             std::printf("| a companion | %s |\n", line.constData());
+}
+
+TEST_P(VoiceAlone, IsLikeWhatWasSaidByUdp)
+{
+    MeetForASpeech(Road::Straight);
+    ExpectSpeech("UDP", 120);
 }
 
 TEST_P(VoiceAlone, IsLikeWhatWasSaidByTls)
