@@ -19,6 +19,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "service/link/opening.h"
 #include "service/link/session.h"
 #include "service/wire/door_file.h"
 
