@@ -14,11 +14,8 @@
 
 #include "session/frm_login.h"
 #include "settings/settings.h"
-#include "text/qt_line.h"
-#include "text/said.h"
 #include "text/words.h"
 #include "widgets/named.h"
-#include "widgets/plain_text.h"
 #include "widgets/spoken.h"
 
 using namespace Qt::StringLiterals;

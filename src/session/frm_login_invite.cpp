@@ -10,7 +10,6 @@
 #include <QRadioButton>
 #include <QSignalBlocker>
 #include <QStyle>
-#include <algorithm>
 #include <memory>
 
 #include "base/error_trap.h"

@@ -6,7 +6,6 @@
 #include <QUrl>
 #include <algorithm>
 #include <array>
-#include <stdexcept>
 
 #include "session/login_rules.h"
 #include "text/one_line.h"

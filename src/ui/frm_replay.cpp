@@ -16,7 +16,6 @@
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
-#include "export/meeting_marks.h"
 #include "messaging/chat_rules.h"
 #include "text/qt_line.h"
 #include "text/text_rules.h"

@@ -6,7 +6,6 @@
 #include <QWidget>
 #include <QWindow>
 
-#include "ui/layout_rules.h"
 #include "ui/placement.h"
 #include "ui/work_areas.h"
 

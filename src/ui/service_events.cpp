@@ -1,6 +1,5 @@
 #include "ui/service_events.h"
 
-#include <algorithm>
 
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "contract/pixel_memory.h"
-#include "whiteboard/apply_mark.h"
 
 namespace {
 

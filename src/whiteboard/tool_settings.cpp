@@ -12,7 +12,6 @@
 #include "whiteboard/own_work.h"
 #include "whiteboard/shapes.h"
 #include "whiteboard/tool_commands.h"
-#include "whiteboard/toolbar_rules.h"
 #include "whiteboard/toolbar_screen.h"
 #include "whiteboard/whiteboard_tools.h"
 

@@ -13,7 +13,6 @@
 #include <QSignalBlocker>
 #include <QTimer>
 #include <QToolButton>
-#include <algorithm>
 #include <array>
 
 Q_DECLARE_METATYPE(Spoken)

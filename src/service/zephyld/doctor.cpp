@@ -1,6 +1,5 @@
 // What an operator looks at on a bad day, looked at in one go.
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -29,7 +28,6 @@
 #include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
-#include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
 #include "service/zephyld/where_accounts_are.h"
 #include "text/one_line.h"

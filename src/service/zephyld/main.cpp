@@ -6,7 +6,6 @@
 
 #include "service/relay/config.h"
 #include "service/relay/door/passwords.h"
-#include "service/relay/private_folder.h"
 #include "service/zephyld/commands.h"
 #include "text/one_line.h"
 

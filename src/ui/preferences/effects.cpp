@@ -9,7 +9,6 @@
 #include "media/capture.h"
 #include "media/voice.h"
 #include "session/meeting_entry.h"
-#include "settings/settings.h"
 #include "ui/lifecycle.h"
 #include "ui/media_controls.h"
 #include "whiteboard/ink_above.h"

@@ -7,6 +7,7 @@ bool MailedPassword::Good(std::int64_t now) const
     return !hash.empty() && at <= now && now < at + kMailedSeconds;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): others keep it
 void Accounts::Watch(std::function<void(const AccountNews&)>) {}
 
 void RefuseHandle(const std::string& handle)

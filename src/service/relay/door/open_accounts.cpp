@@ -18,22 +18,22 @@ constexpr std::size_t kWordBytes = 4096;
 }  // namespace
 
 std::unique_ptr<PostgresAccounts> OpenDatabaseAccounts(const ClusterOptions& options,
-                                                       std::function<void(const std::string&)> say)
+                                                       const std::function<void(const std::string&)>& say)
 {
     const std::string uri = DatabaseUri(options);
     const std::string name = DatabaseName(options);
     try {
-        return std::make_unique<PostgresAccounts>([uri] { return OpenDatabase(uri); }, name, std::move(say));
+        return std::make_unique<PostgresAccounts>([uri] { return OpenDatabase(uri); }, name, say);
     } catch (const AccountError& error) {
         throw AccountError("accounts in " + name + ": " + error.what());
     }
 }
 
 std::unique_ptr<Accounts> OpenAccounts(const RelayOptions& options,
-                                       std::function<void(const std::string&)> say)
+                                       const std::function<void(const std::string&)>& say)
 {
     if (options.cluster.accounts.empty()) return std::make_unique<SqliteAccounts>(options.data);
-    return OpenDatabaseAccounts(options.cluster, std::move(say));
+    return OpenDatabaseAccounts(options.cluster, say);
 }
 
 void LeaveWordOfAccounts(const RelayOptions& options)

@@ -17,10 +17,12 @@ class PostgresAccounts;
 /// `say`: what goes wrong with a database later on, on any thread; "": it is back. Throws AccountError and
 /// StartError.
 std::unique_ptr<Accounts> OpenAccounts(
-    const RelayOptions& options, std::function<void(const std::string&)> say = [](const std::string&) {});
+    const RelayOptions& options,
+    const std::function<void(const std::string&)>& say = [](const std::string&) {});
 /// The same where that is a database.
 std::unique_ptr<PostgresAccounts> OpenDatabaseAccounts(
-    const ClusterOptions& options, std::function<void(const std::string&)> say = [](const std::string&) {});
+    const ClusterOptions& options,
+    const std::function<void(const std::string&)>& say = [](const std::string&) {});
 
 /// Leaves word in the data folder of a service whose accounts are elsewhere, for who changes them there;
 /// takes back what an earlier one has left. Throws StartError.

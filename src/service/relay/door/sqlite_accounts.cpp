@@ -128,7 +128,9 @@ public:
     std::vector<std::string> Texts() const
     {
         std::vector<std::string> texts;
-        for (int i = 0; i < sqlite3_column_count(mStatement); ++i) texts.push_back(Text(i));
+        const int count = sqlite3_column_count(mStatement);
+        texts.reserve(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) texts.push_back(Text(i));
         return texts;
     }
     Account Row() const

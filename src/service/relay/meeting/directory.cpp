@@ -465,6 +465,7 @@ asio::awaitable<std::vector<std::string>> Directory::Handles()
 asio::awaitable<std::vector<std::string>> Directory::DoHandles()
 {
     std::vector<std::string> handles;
+    handles.reserve(mEntries.size());
     for (const auto& [key, entry] : mEntries) handles.push_back(key);
     co_return handles;
 }
