@@ -1,6 +1,5 @@
 #include "settings/preference_draft.h"
 
-
 #include "settings/configurations.h"
 #include "settings/reg_text.h"
 #include "settings/settings.h"

@@ -1,6 +1,5 @@
 #include "ui/service_events.h"
 
-
 #include "base/error_trap.h"
 #include "base/meeting_screens.h"
 #include "media/capture.h"
