@@ -180,15 +180,21 @@ std::unique_ptr<Database> DatabasePool::Opened()
     }
 }
 
-// It has answered, which says nothing when that was before the trouble.
 void DatabasePool::GiveBack(std::unique_ptr<Database> connection, Deadlines::Clock::time_point taken)
+{
+    if (!Answered(taken)) return;
+    const std::lock_guard lock(mMutex);
+    if (mFree.size() < kKept) mFree.push_back(std::move(connection));
+}
+
+bool DatabasePool::Answered(Deadlines::Clock::time_point asked)
 {
     {
         const std::lock_guard lock(mMutex);
-        if (!mTrouble.empty() && taken < mTroubleSince) return;
-        if (mFree.size() < kKept) mFree.push_back(std::move(connection));
+        if (!mTrouble.empty() && asked < mTroubleSince) return false;
     }
     Well();
+    return true;
 }
 
 // Those that nobody uses are no better than one that was lost: each would be waited for in turn.

@@ -85,6 +85,8 @@ public:
     Lease Take();
     /// A new one, whatever was tried lately. Throws DatabaseAway.
     Lease TakeNew();
+    /// It has, to what was asked then: which says nothing, and is false, when that was before the trouble.
+    bool Answered(Deadlines::Clock::time_point asked);
 
     struct State {
         std::string trouble;  // "": it answers

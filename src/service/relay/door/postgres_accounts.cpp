@@ -419,7 +419,11 @@ void PostgresAccounts::Listen(const std::function<void(const AccountNews&)>& tel
     for (int round = 0;; ++round) {
         if (round % kListeningsOfARound == 0) ForgetOld();
         const std::vector<std::string> news = lease.Heard(kChannel, kListening);
-        if (news.empty()) lease.Ask("SELECT 1");
+        if (news.empty()) {  // a server that only stood still for a while may have nobody else who asks it
+            const auto asked = Deadlines::Clock::now();
+            lease.Ask("SELECT 1");
+            mPool.Answered(asked);
+        }
         for (const std::string& one : news) {
             const std::size_t blank = one.find(' ');
             const std::string what = one.substr(0, blank);
