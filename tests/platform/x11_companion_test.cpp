@@ -52,12 +52,14 @@ TEST_F(X11CompanionTest, ReceivesExactlyWhatTheMeetingTells)
     media.talk = false;
     chkTalk_Click(state);
     VoiceAddParticipant(state, u"host"_s, u"Dürer €"_s);
-    VoiceAddParticipant(state, QString(255, u'x'), u"bob"_s);  // longer than an atom's name may be
+    VoiceAddParticipant(state, QString(255, u'x'),
+                        u"bob"_s);  // longer than an atom's name may be: it gives way
     CloseVoktal(state);
-    EXPECT_EQ(Lines(voktal, 7),
+    EXPECT_EQ(Lines(voktal, 8),
               QStringList({u"1225 bob.example:2074|bob"_s, u"1225 carol.example:2074|carol"_s,
                            u"1229 10.0.0.5|bob"_s, u"1228 bob.example|bob"_s, u"1228 carol.example|carol"_s,
-                           u"1225 host:2074|D\u00fcrer \u0080"_s, u"16"_s}));
+                           u"1225 host:2074|D\u00fcrer \u0080"_s, u"1225 "_s + QString(251, u'x') + u"|bob"_s,
+                           u"16"_s}));
     EXPECT_EQ(voktal.process->WaitForEnd(), 0);
     EXPECT_FALSE(real.Send(kVoktalLeft, "a|b"));
 }

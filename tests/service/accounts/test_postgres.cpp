@@ -137,6 +137,7 @@ pid_t TestPostgres::Spawn(const std::vector<std::string>& words, int output) con
     const std::string program = Programs() / words.front();
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.front() = const_cast<char*>(program.c_str());  // it looks for its other programs beside itself
     arguments.push_back(nullptr);
     const bool other = ::geteuid() == 0;
     const pid_t child = ::fork();
