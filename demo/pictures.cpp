@@ -323,7 +323,7 @@ private:
         Choose(ann, mLetters.meeting, mLetters.exporting);
         ann.Wait("dialog", Is("name", u"frmExport"_s));
         shots.Take(u"export"_s);
-        ann.ClickControl(u"optMeeting"_s);
+        ann.ClickOption(u"optMeeting"_s);
         shots.Take(u"export-meeting"_s);
         ann.ClickControl(u"cmdExport"_s);
         name("saveFile");

@@ -577,6 +577,12 @@ QPoint Desk::Board(int x, int y)
     return Control(u"picDraw"_s).topLeft() + QPoint(int(x * mScale), int(y * mScale));
 }
 
+void Desk::ClickOption(const QString& name)
+{
+    const QRect option = Control(name);
+    Click({option.left() + option.height() / 2, option.center().y()});
+}
+
 void Desk::Login(const QString& handle, const QString& password, const QString& code, bool join)
 {
     for (const auto& [field, text] :
@@ -586,10 +592,7 @@ void Desk::Login(const QString& handle, const QString& password, const QString& 
         Key(u"ctrl+a"_s);
         Type(text);
     }
-    // On its mark: where letters are narrow, the middle of the button lies behind its words, and there it
-    // takes no click.
-    const QRect option = Control(join ? u"optJoinMeeting"_s : u"optNewMeeting"_s);
-    Click({option.left() + option.height() / 2, option.center().y()});
+    ClickOption(join ? u"optJoinMeeting"_s : u"optNewMeeting"_s);
     ClickControl(u"cmdOK"_s);
 }
 

@@ -160,6 +160,8 @@ public:
     /// Where a control was when the window or dialog was traced last; throws when it is unknown.
     QRect Control(const QString& name);
     void ClickControl(const QString& name) { Click(Control(name).center()); }
+    /// On a radio button's mark: its middle may lie behind its words, where it takes no click.
+    void ClickOption(const QString& name);
     /// A board pixel on the screen, of a board that is not scrolled.
     QPoint Board(int x, int y);
 

@@ -125,7 +125,7 @@ TEST_F(Meeting, NewMeetingLeavesTheOldOneBehind)
     ann->Wait("dialog", Is("name", u"frmLogin"_s));
     ann->Login(u"ann"_s, kPeople.at(u"ann"_s), u"Second02"_s, true);
     ann->Wait("dialog", Is("name", u"frmLogin"_s));  // the second one, filled in
-    ann->ClickControl(u"optJoinMeeting"_s);
+    ann->ClickOption(u"optJoinMeeting"_s);
     ann->ClickControl(u"cmdOK"_s);
     eve.Event(Both(Is("event", u"status"_s), Both(Is("handle", u"ann"_s), Is("status", 0))));
     bob.Event(Both(Is("event", u"status"_s), Both(Is("handle", u"ann"_s), Is("status", 5))));
