@@ -1,0 +1,179 @@
+// What every engine promises. A row is an engine; each test has two relays that share it.
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "support/memory_engine.h"
+
+namespace zephyl {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Runs a call of one answer and waits for it.
+template <class... Answer, class Call>
+std::tuple<std::decay_t<Answer>...> Await(Call call)
+{
+    auto answer = std::make_shared<std::promise<std::tuple<std::decay_t<Answer>...>>>();
+    call([answer](Answer... values) { answer->set_value({values...}); });
+    return answer->get_future().get();
+}
+
+struct Stored {
+    EngineResult result;
+    std::uint64_t sequence;
+};
+Stored Append(Engine& engine, const std::string& subject, const std::string& bytes, std::uint64_t expected)
+{
+    const auto [result, sequence] =
+        Await<EngineResult, std::uint64_t>([&](auto done) { engine.Append(subject, bytes, expected, done); });
+    return {result, sequence};
+}
+Stored Put(Engine& engine, const std::string& key, const std::string& bytes, std::uint64_t expected)
+{
+    const auto [result, sequence] = Await<EngineResult, std::uint64_t>(
+        [&](auto done) { engine.Put("codes", key, bytes, expected, done); });
+    return {result, sequence};
+}
+std::vector<std::string> All(Engine& engine, const std::string& subject, std::uint64_t from = 0)
+{
+    std::vector<std::string> all;
+    for (;;) {
+        const auto [result, entries] = Await<EngineResult, std::vector<EngineEntry>>(
+            [&](auto done) { engine.Read(subject, from, 1, done); });
+        EXPECT_EQ(result, EngineResult::Ok);
+        if (entries.empty()) return all;
+        for (const EngineEntry& entry : entries) all.push_back(entry.bytes);
+        from = entries.back().sequence + 1;
+    }
+}
+
+/// What was heard, in order, by whoever waits for it.
+class Heard {
+public:
+    void Take(std::string what)
+    {
+        const std::lock_guard lock(mMutex);
+        mAll.push_back(std::move(what));
+        mNews.notify_all();
+    }
+    std::vector<std::string> WaitFor(const std::string& last)
+    {
+        std::unique_lock lock(mMutex);
+        mNews.wait(lock, [&] { return !mAll.empty() && mAll.back() == last; });
+        return mAll;
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mNews;
+    std::vector<std::string> mAll;
+};
+
+struct Engines : testing::Test {
+    MemoryCluster cluster;
+    MemoryEngine one{cluster}, other{cluster};
+};
+
+TEST_F(Engines, OneWriterOfTwoIsRefused)
+{
+    const Stored first = Append(one, "log.a", "1", 0);
+    ASSERT_EQ(first.result, EngineResult::Ok);
+    ASSERT_EQ(Append(one, "log.b", "elsewhere", 0).result, EngineResult::Ok);
+    const Stored second = Append(other, "log.a", "2", first.sequence);
+    ASSERT_EQ(second.result, EngineResult::Ok);
+    EXPECT_GT(second.sequence, first.sequence);
+    EXPECT_EQ(Append(one, "log.a", "late", first.sequence).result, EngineResult::Other);
+    EXPECT_EQ(Append(one, "log.a", "as if new", 0).result, EngineResult::Other);
+    EXPECT_EQ(All(one, "log.a"), (std::vector<std::string>{"1", "2"}));
+    const auto [result, last] = Await<EngineResult, EngineEntry>([&](auto done) { one.Last("log.a", done); });
+    EXPECT_EQ(result, EngineResult::Ok);
+    EXPECT_EQ(last.sequence, second.sequence);
+    EXPECT_EQ(last.bytes, "2");
+}
+
+TEST_F(Engines, WhatIsPurgedIsGoneAndTheRestStays)
+{
+    std::uint64_t last = 0;
+    for (const char* bytes : {"1", "2", "3"}) last = Append(one, "log.a", bytes, last).sequence;
+    Await<EngineResult>([&](auto done) { one.Purge("log.a", last, done); });
+    EXPECT_EQ(All(other, "log.a"), std::vector<std::string>{"3"});
+    EXPECT_EQ(Append(other, "log.a", "4", last).result, EngineResult::Ok);
+}
+
+TEST_F(Engines, AWordReachesWhoListensInOrder)
+{
+    Heard heard;
+    auto ears = other.Listen("to.b.>", [&](const EngineWord& word) {
+        heard.Take(word.bytes);
+        if (!word.answerTo.empty()) other.Publish(word.answerTo, "answer to " + word.bytes);
+    });
+    one.Publish("to.c.x", "not this");
+    one.Publish("to.b", "nor this");
+    for (int i = 0; i < 100; ++i) one.Publish("to.b." + std::to_string(i % 3), std::to_string(i));
+    const auto [result, answer] =
+        Await<EngineResult, std::string>([&](auto done) { one.Ask("to.b.x", "question", 10s, done); });
+    EXPECT_EQ(result, EngineResult::Ok);
+    EXPECT_EQ(answer, "answer to question");
+    const auto all = heard.WaitFor("question");
+    ASSERT_EQ(all.size(), 101u);
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(all[static_cast<std::size_t>(i)], std::to_string(i));
+    ears.reset();
+    const auto [nobody, none] =
+        Await<EngineResult, std::string>([&](auto done) { one.Ask("to.b.x", "anybody?", 10s, done); });
+    EXPECT_EQ(nobody, EngineResult::Missing);
+}
+
+TEST_F(Engines, AValueIsOneWritersAndEverybodySeesIt)
+{
+    Heard heard;
+    const auto watch = [&](Engine& engine) {
+        return engine.Watch(
+            "codes",
+            [&](const EngineEntry& entry, bool removed) {
+                heard.Take(entry.subject + (removed ? " gone" : "=" + entry.bytes));
+            },
+            [&] { heard.Take("all"); });
+    };
+    const Stored first = Put(one, "a", "1", 0);
+    ASSERT_EQ(first.result, EngineResult::Ok);
+    const auto ears = watch(other);
+    heard.WaitFor("all");
+    EXPECT_EQ(Put(other, "a", "mine", 0).result, EngineResult::Other);
+    const Stored second = Put(other, "a", "2", first.sequence);
+    ASSERT_EQ(second.result, EngineResult::Ok);
+    const auto [removed, mark] = Await<EngineResult, std::uint64_t>(
+        [&](auto done) { one.Remove("codes", "a", second.sequence, done); });
+    EXPECT_EQ(removed, EngineResult::Ok);
+    const auto [result, entry] =
+        Await<EngineResult, EngineEntry>([&](auto done) { other.Get("codes", "a", done); });
+    EXPECT_EQ(result, EngineResult::Missing);
+    EXPECT_EQ(entry.sequence, mark);
+    EXPECT_EQ(Put(one, "a", "3", 0).result, EngineResult::Other);
+    EXPECT_EQ(Put(one, "a", "3", mark).result, EngineResult::Ok);
+    EXPECT_EQ(heard.WaitFor("a=3"), (std::vector<std::string>{"a=1", "all", "a=2", "a gone", "a=3"}));
+}
+
+TEST_F(Engines, WithoutAConnectionNothingIsPromised)
+{
+    Heard heard;
+    const auto ears = one.WhenChanged([&](bool connected) { heard.Take(connected ? "back" : "away"); });
+    one.Settle();
+    one.Cut();
+    EXPECT_FALSE(one.Connected());
+    EXPECT_EQ(Append(one, "log.a", "1", 0).result, EngineResult::Away);
+    one.Mend();
+    heard.WaitFor("back");
+    one.LoseAnswers(1);
+    EXPECT_EQ(Append(one, "log.a", "1", 0).result, EngineResult::Away);
+    EXPECT_EQ(Append(one, "log.a", "1", 0).result, EngineResult::Other);
+    EXPECT_EQ(All(one, "log.a"), std::vector<std::string>{"1"});
+    cluster.SetFull(true);
+    EXPECT_EQ(Append(one, "log.b", "1", 0).result, EngineResult::Full);
+    cluster.SetFull(false);
+    EXPECT_EQ(Append(one, "log.b", "1", 0).result, EngineResult::Ok);
+}
+
+}  // namespace
+}  // namespace zephyl
