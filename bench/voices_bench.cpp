@@ -1,6 +1,6 @@
 // What voice costs the relay.
-//   bench_voices cost     a packet and receiver, eight who all speak: beside a bare loop of recvmmsg and
-//   sendmmsg bench_voices fifty    fifty who all speak: how much of a core, who is heard
+//   bench_voices cost [N]  a packet and receiver, eight or N who all speak: beside a bare loop of recvmmsg
+//   and sendmmsg bench_voices fifty     fifty who all speak: how much of a core, who is heard
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <vector>
@@ -171,20 +172,20 @@ double MeasureRelay(int count, bool udp, std::chrono::seconds time)
     return used * 1e6 / double(came);
 }
 
-void MeasureCost()
+void MeasureCost(int speakers)
 {
-    constexpr int kSpeakers = 8, kTimes = 5;
+    constexpr int kTimes = 5;
     constexpr auto kTime = 5s;
     PinTo(1);
     std::array<std::vector<double>, 3> costs;
     for (int i = 0; i < kTimes; ++i) {
-        costs[0].push_back(MeasureRelay(kSpeakers, true, kTime));
-        costs[1].push_back(MeasureRelay(kSpeakers, false, kTime));
-        costs[2].push_back(MeasureBare(kSpeakers, kTime));
+        costs[0].push_back(MeasureRelay(speakers, true, kTime));
+        costs[1].push_back(MeasureRelay(speakers, false, kTime));
+        costs[2].push_back(MeasureBare(speakers, kTime));
     }
     for (auto& one : costs) std::sort(one.begin(), one.end());
     const double bare = costs[2][kTimes / 2];
-    std::printf("| us a packet and receiver, %d who all speak | UDP | TLS | bare sendmmsg |\n", kSpeakers);
+    std::printf("| us a packet and receiver, %d who all speak | UDP | TLS | bare sendmmsg |\n", speakers);
     std::printf("| medians of %d | %.2f: %.2fx | %.2f: %.2fx | %.2f |\n", kTimes, costs[0][kTimes / 2],
                 costs[0][kTimes / 2] / bare, costs[1][kTimes / 2], costs[1][kTimes / 2] / bare, bare);
 }
@@ -239,12 +240,13 @@ void MeasureFifty()
 int main(int argc, char** argv)
 {
     StartSodium();
-    const std::string what = argc == 2 ? argv[1] : "";
-    if (what == "cost")
-        MeasureCost();
-    else if (what == "fifty")
+    const std::string what = argc >= 2 ? argv[1] : "";
+    const int speakers = argc == 3 ? std::atoi(argv[2]) : 8;
+    if (what == "cost" && speakers >= 2 && argc <= 3)
+        MeasureCost(speakers);
+    else if (what == "fifty" && argc == 2)
         MeasureFifty();
     else
-        return std::fprintf(stderr, "bench_voices cost | fifty\n"), 1;
+        return std::fprintf(stderr, "bench_voices cost [N] | fifty\n"), 1;
     return 0;
 }

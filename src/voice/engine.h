@@ -38,7 +38,7 @@ public:
     void Heard(Step sound, int delayMs);
     /// A packet from somebody; what is none, or from somebody else, is dropped.
     void Arrived(const std::string& from, std::uint64_t frame, std::string_view body, Clock::time_point now);
-    /// The next 10 ms to play.
+    /// The next 10 ms to play, which leave for the sound server at `now`.
     void Play(Step& to, Clock::time_point now);
 
     /// Of what the microphone heard last, whether it is sent or not.

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kPeriod = 250;       // packets: five seconds
 constexpr std::size_t kLateByChance = 50;  // one in so many may come later than its turn
-constexpr double kMarginMs = kPacketMs;    // beyond the latest of the others
+constexpr double kMarginMs = 25;           // beyond the latest of the others: it is taken ahead of its turn
 constexpr double kFallsMs = 0.4;           // a packet, when less is needed: 20 ms in a second
 constexpr std::uint64_t kFarFrames = 500;  // ten seconds: another count, not a late packet
 constexpr int kConcealMost = 5;            // 100 ms, then it is silence

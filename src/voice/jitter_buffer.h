@@ -27,7 +27,7 @@ public:
         enum class What { Silence, Packet, Lost } what = What::Silence;
         std::string opus;  // of a packet; of a lost one the packet behind it, when that is there
     };
-    /// Asked for every 20 ms that are played.
+    /// Asked for every 20 ms that are played, `now`: when that leaves for the sound server.
     Next Take(Clock::time_point now);
 
     /// How much longer than meant what plays next has waited, in ms; 0 in silence.

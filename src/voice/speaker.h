@@ -25,7 +25,7 @@ public:
     Speaker& operator=(const Speaker&) = delete;
 
     void Put(std::uint64_t frame, const Packet& packet, Clock::time_point now);
-    /// The next 10 ms.
+    /// The next 10 ms, which leave for the sound server at `now`.
     void Play(Step& to, Clock::time_point now);
     /// Of what was played last; kSilence in silence.
     std::uint8_t Level() const { return mLevel; }

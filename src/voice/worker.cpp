@@ -181,7 +181,8 @@ void Worker::MoveSound(Clock::time_point now)
     if (!sounds) return;
     const std::size_t ahead = std::clamp(mPulse.Asks(), kStepSamples, kMostAhead);
     while (mPulse.Playing().Held() < ahead) {
-        mEngine.Play(step, now);
+        const auto waits = std::chrono::microseconds(mPulse.Playing().Held() * 1'000'000 / kRate);
+        mEngine.Play(step, now + waits);
         mPulse.Playing().Put(step);
     }
 }

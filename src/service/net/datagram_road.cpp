@@ -24,8 +24,8 @@ constexpr auto kAnswerWithin = 1s;
 constexpr auto kDoubtAfter = 1s;  // without news of what was sent
 constexpr int kUnansweredMost = 2;
 constexpr int kQuickTries = 4;       // at once, then at the usual pace
-constexpr auto kReportEvery = 50ms;  // while frames are not whole,
-constexpr auto kReportWhole = 10ms;  // and when one is
+constexpr auto kReportEvery = 50ms;  // while frames are not whole, or small, which set no pace
+constexpr auto kReportWhole = 10ms;  // when a large one is
 // Frames made whole of spares, a second: what one client sends, and what it gets. The work is the receiver's.
 constexpr double kRestoresOfOne = 60, kRestoresOfAll = 300;
 constexpr auto kGoneAfter = 500ms;  // no longer on the way, whether it came or not
@@ -109,7 +109,8 @@ void DatagramRoad::TakePart(std::string_view plain, Clock::time_point now, Datag
         arrived.frame = mGatherer.Take(plain.substr(1), PartGatherer::What::Spare);
     }
     mRestores -= double(mGatherer.Restored() - restored);
-    if (now - mReportedAt < (arrived.frame ? kReportWhole : kReportEvery)) return;
+    const bool large = arrived.frame && arrived.frame->size() > kPartBytes;
+    if (now - mReportedAt < (large ? kReportWhole : kReportEvery)) return;
     mReportedAt = now;
     SayWord(out, kReport, 0, kWordBytes);
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -96,6 +97,17 @@ private:
     alignas(cmsghdr) char mControl[kControlBytes + CMSG_SPACE(sizeof(std::uint16_t))] = {};
     std::size_t mBytes = 0;
 };
+
+/// False: the network takes nothing now.
+bool SendAll(int socket, mmsghdr* messages, std::size_t count)
+{
+    for (std::size_t sent = 0; sent < count;) {
+        const int now = ::sendmmsg(socket, messages + sent, static_cast<unsigned>(count - sent), 0);
+        if (now < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
+        sent += now > 0 ? static_cast<std::size_t>(now) : 1;  // one that is refused is lost
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -241,12 +253,48 @@ bool DatagramSocket::SendEach(const Run& run, const DatagramPath* to)
         message.msg_namelen = LengthOf(to->peer.ss_family);
         words.Into(message);
     }
-    for (std::size_t sent = 0; sent < run.count;) {
-        const int now = ::sendmmsg(mSocket, messages + sent, static_cast<unsigned>(run.count - sent), 0);
-        if (now < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
-        sent += now > 0 ? static_cast<std::size_t>(now) : 1;  // one that is refused is lost
+    return SendAll(mSocket, messages, run.count);
+}
+
+void Departures::To(DatagramSocket& socket, const DatagramPath& peer)
+{
+    const std::size_t before = mParts.empty() ? 0 : mParts.back().upTo;
+    if (mBatch.sizes.size() > before) mParts.push_back({&socket, peer, mBatch.sizes.size()});
+}
+
+void Departures::Send()
+{
+    if (mParts.empty()) return;
+    iovec parts[DatagramSocket::kAtOnce];
+    mmsghdr messages[DatagramSocket::kAtOnce];
+    std::optional<SendWords> words[DatagramSocket::kAtOnce];
+    char* at = mBatch.bytes.data();
+    std::size_t count = 0, datagram = 0;
+    DatagramSocket* socket = nullptr;
+    const auto send = [&] {
+        if (count > 0) SendAll(socket->mSocket, messages, count);
+        count = 0;
+    };
+    for (Part& part : mParts) {
+        if (part.socket != socket) send();
+        socket = part.socket;
+        for (; datagram < part.upTo; ++datagram) {
+            if (count == DatagramSocket::kAtOnce) send();
+            parts[count] = {at, mBatch.sizes[datagram]};
+            at += mBatch.sizes[datagram];
+            msghdr& message = messages[count].msg_hdr;
+            message = {};
+            message.msg_iov = &parts[count];
+            message.msg_iovlen = 1;
+            message.msg_name = &part.peer.peer;
+            message.msg_namelen = LengthOf(part.peer.peer.ss_family);
+            words[count].emplace(socket->mFamily, part.peer.own).Into(message);
+            ++count;
+        }
     }
-    return true;
+    send();
+    mBatch.Clear();
+    mParts.clear();
 }
 
 }  // namespace zephyl

@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "service/net/datagram.h"
 
@@ -52,6 +53,7 @@ public:
     static constexpr std::size_t kAtOnce = 64;
 
 private:
+    friend class Departures;
     DatagramSocket(int family);
     struct Run;
     bool SendRun(const Run& run, const DatagramPath* to);
@@ -60,6 +62,27 @@ private:
     int mSocket;
     int mFamily;
     std::atomic<bool> mKernelCuts{true};
+};
+
+/// Small datagrams to several peers that leave together, with one system call for 64 of them. One thread at a
+/// time.
+class Departures {
+public:
+    /// To append to.
+    DatagramBatch& Batch() { return mBatch; }
+    /// What was appended since the last call goes from `socket` to this peer. It must outlive Send.
+    void To(DatagramSocket& socket, const DatagramPath& peer);
+    /// What the network does not take now is lost.
+    void Send();
+
+private:
+    struct Part {
+        DatagramSocket* socket;
+        DatagramPath peer;
+        std::size_t upTo;  // of the batch's sizes
+    };
+    DatagramBatch mBatch;
+    std::vector<Part> mParts;
 };
 
 }  // namespace zephyl

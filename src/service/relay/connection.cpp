@@ -6,6 +6,7 @@
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
+#include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
@@ -92,12 +93,23 @@ void Connection::SetHome(const Strand& home)
 void Connection::PostHome(std::function<void()> work)
 {
     const Strand home = Home();
-    asio::post(home, [self = shared_from_this(), home, work = std::move(work)]() mutable {
+    asio::post(home, AtHome(home, std::move(work)));
+}
+
+void Connection::DispatchHome(std::function<void()> work)
+{
+    const Strand home = Home();
+    asio::dispatch(home, AtHome(home, std::move(work)));
+}
+
+std::function<void()> Connection::AtHome(const Strand& home, std::function<void()> work)
+{
+    return [self = shared_from_this(), home, work = std::move(work)]() mutable {
         if (self->Home() == home)
             work();
         else
             self->PostHome(std::move(work));
-    });
+    };
 }
 
 void Connection::PostEnd(ByeReason reason, std::string text)
@@ -338,11 +350,12 @@ void Connection::FlushSelf()
 {
     Scratch scratch;
     Flush(scratch);
+    scratch.SendBeside();
 }
 
 void Connection::Flush(Scratch& scratch)
 {
-    FlushRoad();
+    FlushRoad(scratch);
     if (mClosed || mWaitingToWrite) return;
     if (!mRoad->Free()) return WaitWritable();
     try {
@@ -382,7 +395,7 @@ void Connection::OfferDatagrams(Place& place)
     DatagramEnd::Owner owner;
     owner.frame = [weak = weak_from_this()](std::shared_ptr<DatagramEnd> from, std::string frame) {
         if (const auto self = weak.lock())
-            self->PostHome([self = self.get(), from = std::move(from), frame = std::move(frame)] {
+            self->DispatchHome([self = self.get(), from = std::move(from), frame = std::move(frame)] {
                 from->Done(frame.size());
                 self->TakeFrame(from, frame);
             });
@@ -404,10 +417,12 @@ void Connection::TakeFrame(const std::shared_ptr<DatagramEnd>& from, std::string
 }
 
 /// Whatever the socket does.
-void Connection::FlushRoad()
+void Connection::FlushRoad(Scratch& scratch)
 {
     if (mClosed || mEnding || !mSource || !mDatagrams) return;
+    mDatagrams->Gather(&GatheredDatagrams::In(scratch));
     mSource->FillRoad(*mDatagrams);
+    mDatagrams->Gather(nullptr);
     const Clock::time_point free = mDatagrams->TakeWaiting();
     if (free == Clock::time_point::max()) return;
     mRoadFree.expires_at(free);

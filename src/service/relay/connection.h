@@ -49,6 +49,7 @@ public:
     void Send(const Header& header) override;
     void SendBytes(std::string_view frames) override;
     void Flush(Scratch& scratch) override;
+    void FlushRoad(Scratch& scratch) override;
     void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) override;
     void Drop(const std::string& why) override;
     void OfferDatagrams(Place& place) override;
@@ -101,6 +102,9 @@ private:
     void SetHome(const Strand& home);
     /// Runs on whatever strand is home when its turn comes.
     void PostHome(std::function<void()> work);
+    /// Inside the call if that strand is at rest.
+    void DispatchHome(std::function<void()> work);
+    std::function<void()> AtHome(const Strand& home, std::function<void()> work);
     void ArmTick();
     /// Once a tick: pings, and finds that the other side is gone or takes nothing.
     void OnTick(Clock::time_point now);
@@ -109,7 +113,6 @@ private:
     void FlushSelf();
     bool TakesDatagrams() const { return mServices.datagrams && !FromOutside(); }
     void TakeFrame(const std::shared_ptr<DatagramEnd>& from, std::string_view frame);
-    void FlushRoad();
 
     Services& mServices;
     const std::shared_ptr<Road> mRoad;

@@ -1,14 +1,9 @@
 #include "service/relay/datagram_door.h"
 
-#include <poll.h>
 #include <sodium.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace zephyl {
@@ -30,6 +25,14 @@ IpBytes ReadIp(const std::string& text)
     const ip::address_v6 v6 =
         address.is_v6() ? address.to_v6() : ip::make_address_v6(ip::v4_mapped, address.to_v4());
     return v6.to_bytes();
+}
+
+static_assert(kVoiceTogetherBytes <= kPartBytes);
+
+Departures& GatheredDatagrams::In(Client::Scratch& scratch)
+{
+    if (!scratch.beside) scratch.beside = std::make_unique<GatheredDatagrams>();
+    return static_cast<GatheredDatagrams&>(*scratch.beside).mDepartures;
 }
 
 // --- one connection --------------------------------------------------------------------------------------
@@ -74,16 +77,16 @@ bool DatagramEnd::Put(std::string_view frame)
     return true;
 }
 
-void DatagramEnd::PutVoice(std::string_view frame)
+void DatagramEnd::PutVoice(std::string_view frames)
 {
-    DatagramBatch batch;
-    DatagramPath to;
+    Departures alone;
+    Departures& out = mTogether ? *mTogether : alone;
     {
         const std::lock_guard lock(mMutex);
-        mRoad.Put(frame, Clock::now(), batch);
-        to = mPath;
+        mRoad.Put(frames, Clock::now(), out.Batch());
+        out.To(mDoor.Socket(), mPath);
     }
-    mDoor.Send(batch, to);
+    alone.Send();
 }
 
 DatagramEnd::Clock::time_point DatagramEnd::TakeWaiting()
@@ -110,7 +113,6 @@ RoadFigures DatagramEnd::Figures() const
     return mRoad.Figures();
 }
 
-/// On the receiving thread.
 void DatagramEnd::Take(std::string_view datagram, const DatagramPath& from)
 {
     if (from.PeerIp() != mPeer) return;
@@ -137,27 +139,15 @@ void DatagramEnd::Take(std::string_view datagram, const DatagramPath& from)
 
 // --- the port --------------------------------------------------------------------------------------------
 
-DatagramDoor::DatagramDoor(const sockaddr_storage& at)
-    : mSocket(DatagramSocket::Listen(at)), mStop(::eventfd(0, EFD_CLOEXEC))
+DatagramDoor::DatagramDoor(boost::asio::io_context& io, const sockaddr_storage& at)
+    : mSocket(DatagramSocket::Listen(at)), mReady(std::in_place, io, mSocket.Descriptor())
 {
-    if (mStop < 0) throw std::system_error(errno, std::system_category(), "no eventfd");
 }
 
-DatagramDoor::~DatagramDoor()
+void DatagramDoor::Drop()
 {
-    Stop();
-    ::close(mStop);
-}
-
-void DatagramDoor::Stop()
-{
-    const std::uint64_t one = 1;
-    if (mThread.joinable() && ::write(mStop, &one, sizeof one) == sizeof one) mThread.join();
-}
-
-void DatagramDoor::Start()
-{
-    mThread = std::thread([this] { Run(); });
+    mReady->release();  // the socket closes it
+    mReady.reset();
 }
 
 std::shared_ptr<DatagramEnd> DatagramDoor::Offer(Place& place, const IpBytes& peer, DatagramEnd::Owner owner)
@@ -194,18 +184,25 @@ void DatagramDoor::Forget(std::uint64_t id)
     shard.ends.erase(id);
 }
 
-void DatagramDoor::Run()
+void DatagramDoor::Wait()
 {
-    pollfd waits[] = {{mSocket.Descriptor(), POLLIN, 0}, {mStop, POLLIN, 0}};
-    const DatagramSocket::Taker take = [this](std::string_view datagram, const DatagramPath& from) {
+    mReady->async_wait(boost::asio::posix::descriptor_base::wait_read,
+                       [this](boost::system::error_code failed) {
+                           if (!failed) Receive();
+                       });
+}
+
+/// A turn of everybody's, however much comes. A frame that finds its meeting at rest is handled at once,
+/// without a switch to another thread.
+void DatagramDoor::Receive()
+{
+    if (mStopped) return;
+    mSocket.Receive([this](std::string_view datagram, const DatagramPath& from) {
         const auto id = DatagramId(datagram);
         if (!id) return;
         if (const auto end = Find(*id)) end->Take(datagram, from);
-    };
-    while (waits[1].revents == 0) {
-        ::poll(waits, std::size(waits), -1);
-        if (waits[0].revents != 0) mSocket.Receive(take);
-    }
+    });
+    Wait();
 }
 
 }  // namespace zephyl

@@ -1,16 +1,18 @@
 #pragma once
-// The service's UDP port: live frames beside their connections, in datagrams. One thread receives, and looks
-// at nothing but the id and the sender's address before it lets a datagram cost more. docs/protocol.md has
-// the format.
+// The service's UDP port: live frames beside their connections, in datagrams. Whoever receives looks at
+// nothing but the id and the sender's address before it lets a datagram cost more. docs/protocol.md has the
+// format.
 
 #include <array>
 #include <atomic>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <string>
-#include <thread>
 #include <unordered_map>
 
 #include "service/net/datagram_road.h"
@@ -21,12 +23,23 @@ namespace zephyl {
 
 class DatagramDoor;
 
+/// Of connections.
+class GatheredDatagrams final : public Gathered {
+public:
+    /// Made at first; there is no other kind.
+    static Departures& In(Client::Scratch& scratch);
+    void Send() override { mDepartures.Send(); }
+
+private:
+    Departures mDepartures;
+};
+
 /// One connection's end of its datagrams.
 class DatagramEnd final : public LiveRoad, public std::enable_shared_from_this<DatagramEnd> {
 public:
     using Clock = DatagramRoad::Clock;
 
-    /// What the receiving thread tells the connection's owner, who may be gone.
+    /// What is told to the connection's owner, who may be gone, on whatever thread receives.
     struct Owner {
         /// It says Done with the frame's bytes when it has taken it.
         std::function<void(std::shared_ptr<DatagramEnd> from, std::string frame)> frame;
@@ -38,7 +51,9 @@ public:
     // --- on the owner's strand ---
     bool Takes(std::size_t bodyBytes) const override;
     bool Put(std::string_view frame) override;
-    void PutVoice(std::string_view frame) override;
+    void PutVoice(std::string_view frames) override;
+    /// Until the next call packets of voice go with these; null: each by itself.
+    void Gather(Departures* together) { mTogether = together; }
     /// When what could not be put since the last call may be; max: everything could.
     Clock::time_point TakeWaiting();
     /// Now and then: sends the probes that are due.
@@ -61,6 +76,7 @@ private:
     const IpBytes mPeer;
     const Owner mOwner;
     std::atomic<std::size_t> mHandedOver{0};
+    Departures* mTogether = nullptr;
     mutable std::mutex mMutex;  // for what follows
     DatagramRoad mRoad;
     DatagramPath mPath;  // where the newest one came from
@@ -70,18 +86,21 @@ private:
 
 class DatagramDoor {
 public:
-    /// Nobody is heard before Start. Throws std::system_error when the port is taken.
-    explicit DatagramDoor(const sockaddr_storage& at);
-    ~DatagramDoor();
-    void Start();
-    /// Nobody is told anything any more.
-    void Stop();
+    /// Nobody is heard before Start. Receives on the threads of `io`. Throws std::system_error when the port
+    /// is taken.
+    DatagramDoor(boost::asio::io_context& io, const sockaddr_storage& at);
+    void Start() { Wait(); }
+    /// Nothing that comes is looked at any more.
+    void Stop() { mStopped = true; }
+    /// When no thread runs any more, before `io` goes.
+    void Drop();
 
     // --- any thread ---
     /// A new id and new keys, put into the place; good as long as the result is held. `peer`: the only
     /// computer that it is for.
     std::shared_ptr<DatagramEnd> Offer(Place& place, const IpBytes& peer, DatagramEnd::Owner owner);
     void Send(const DatagramBatch& batch, const DatagramPath& to) { mSocket.Send(batch, &to); }
+    DatagramSocket& Socket() { return mSocket; }
 
 private:
     friend class DatagramEnd;
@@ -92,12 +111,13 @@ private:
     Shard& Of(std::uint64_t id) { return mShards[id % mShards.size()]; }
     std::shared_ptr<DatagramEnd> Find(std::uint64_t id);
     void Forget(std::uint64_t id);
-    void Run();
+    void Wait();
+    void Receive();
 
     DatagramSocket mSocket;
+    std::optional<boost::asio::posix::stream_descriptor> mReady;  // the socket, for waiting
     std::array<Shard, 16> mShards;
-    int mStop;  // an eventfd
-    std::thread mThread;
+    std::atomic<bool> mStopped{false};
 };
 
 /// Of an address as the service writes it.

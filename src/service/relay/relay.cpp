@@ -148,7 +148,7 @@ void Relay::OpenDatagramDoor()
             const tcp::endpoint at = mAcceptor.local_endpoint();
             sockaddr_storage address{};
             std::memcpy(&address, at.data(), at.size());
-            mDatagrams = std::make_unique<DatagramDoor>(address);
+            mDatagrams = std::make_unique<DatagramDoor>(mIo, address);
             mServices.datagrams = mDatagrams.get();
             mServices.datagramPort = at.port();
             return;
@@ -173,6 +173,7 @@ Relay::~Relay()
     mAccounts->EndWatch();
     if (mNetworkDoor) mNetworkDoor->Drop();
     if (mHttp) mHttp->Drop();
+    if (mDatagrams) mDatagrams->Drop();
 }
 
 std::unique_ptr<NetworkDoor> Relay::MakeNetworkDoor()

@@ -196,7 +196,10 @@ void ReadLiveFrame(std::string_view bytes, Way way, const std::function<void(con
     reader.Feed(bytes);
     try {
         while (const auto frame = reader.Next()) {
-            if (frame->header.has_voice()) return take(ItemView{frame->header, frame->body});
+            if (frame->header.has_voice()) {
+                take(ItemView{frame->header, frame->body});
+                continue;
+            }
             if (!frame->header.has_live() && !frame->header.has_more()) return;
             if (const auto item = items.Take(*frame)) return take(*item);
         }

@@ -34,6 +34,7 @@ inline constexpr std::size_t kLiveBytesEachSecond = 4 * 1024 * 1024;
 // Voice. A packet is 20 ms: what Opus makes of them at 40 kbit/s, three times.
 inline constexpr std::size_t kVoiceBytes = 320;
 inline constexpr std::size_t kVoicePacketsEachSecond = 60;  // of one session; two seconds' at once
+inline constexpr std::size_t kVoiceTogetherBytes = 1'000;   // of several packets in one datagram
 inline constexpr std::uint32_t kVoiceLevelMost = 127;       // decibels below full scale: silence
 inline constexpr std::size_t kVoiceWaiting = 64;  // packets towards one peer; then the newest is lost
 inline constexpr std::chrono::milliseconds kVoiceStale{200};  // nobody waits for an older one

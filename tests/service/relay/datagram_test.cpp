@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <set>
+
 #include "service/net/datagram_road.h"
 #include "service/net/datagram_socket.h"
 #include "service/relay/relay_fixture.h"
@@ -323,6 +325,46 @@ TEST_F(DatagramTest, VoiceGoesBesideToo)
     up.Film(1, 100);
     EXPECT_TRUE(down.Until([&] { return down.frames.size() == 3; }));
     EXPECT_EQ(down.frames.back(), "Alice 1");
+}
+
+TEST_F(DatagramTest, WhereManySpeakEachPacketOfEachArrivesOnce)
+{
+    const std::vector<std::string> names{"Alice", "bob", "carol", "dave", "eve", "fay"};
+    StartRelay();
+    for (const char* more : {"eve", "fay"})
+        relay->TheAccounts().Add(more, HashPassword("secret", kCheapHash), "");
+    constexpr std::uint64_t kPackets = 20;
+    std::vector<std::unique_ptr<RawClient>> clients;
+    std::vector<std::unique_ptr<Beside>> roads;
+    for (const std::string& name : names) {
+        clients.push_back(In(name));
+        roads.push_back(std::make_unique<Beside>(Port(), place));
+        ASSERT_TRUE(roads.back()->Open());
+    }
+    Header with;
+    for (const std::string& name : names) with.mutable_voice_to()->add_handles(name);
+    for (const auto& client : clients) {
+        client->Send(with);
+        ASSERT_TRUE(client->Quiet(Header::kVoice));
+    }
+    const auto others = [&](std::size_t who) { return names.size() - (who + 1 < names.size() ? 2 : 1); };
+    for (std::uint64_t i = 0; i < kPackets; ++i) {
+        for (std::size_t who = 0; who + 1 < names.size(); ++who) {  // one only listens
+            Header header;
+            header.mutable_voice()->set_frame(who * 100 + i);
+            std::string frame;
+            AppendFrame(frame, header, std::string(120, 'p'), Way::Up);
+            roads[who]->Put(frame);
+        }
+        for (std::size_t who = 0; who < names.size(); ++who)
+            ASSERT_TRUE(
+                roads[who]->Until([&] { return roads[who]->frames.size() >= others(who) * (i + 1); }));
+    }
+    for (std::size_t who = 0; who < names.size(); ++who) {
+        const std::set<std::string> once(roads[who]->frames.begin(), roads[who]->frames.end());
+        EXPECT_EQ(once.size(), others(who) * kPackets) << names[who];
+        EXPECT_EQ(roads[who]->frames.size(), once.size());
+    }
 }
 
 TEST_F(DatagramTest, AServiceMayHaveNone)

@@ -177,5 +177,32 @@ TEST(VoiceOut, SendsNothingOldAndLosesTheNewestOfTooMuch)
     EXPECT_EQ(sent(), "");
 }
 
+TEST(VoiceOut, ADatagramTakesAsManyPacketsAsItHolds)
+{
+    struct Road final : LiveRoad {
+        bool Takes(std::size_t) const override { return open; }
+        bool Put(std::string_view) override { return false; }
+        void PutVoice(std::string_view frames) override { put.emplace_back(frames); }
+        bool open = false;
+        std::vector<std::string> put;
+    } road;
+    VoiceOut out;
+    const VoiceOut::Clock::time_point now{};
+    std::string all;
+    for (char text = 'a'; text < 'h'; ++text) {
+        const std::string packet(kVoiceTogetherBytes / 3 - 1, text);
+        all += packet;
+        out.Put({1, 30, std::make_shared<std::string>(packet)}, false, now);
+    }
+    out.FillRoad(road, now);
+    EXPECT_TRUE(road.put.empty() && out.Waits());
+    road.open = true;
+    out.FillRoad(road, now);
+    ASSERT_EQ(road.put.size(), 3U);
+    EXPECT_EQ(road.put[0] + road.put[1] + road.put[2], all);
+    for (const std::string& one : road.put) EXPECT_LE(one.size(), kVoiceTogetherBytes);
+    EXPECT_FALSE(out.Waits());
+}
+
 }  // namespace
 }  // namespace zephyl

@@ -21,8 +21,16 @@ public:
     virtual bool Takes(std::size_t bodyBytes) const = 0;
     /// The whole frame of one that it takes. False: not yet; its source is asked again when it may.
     virtual bool Put(std::string_view frame) = 0;
-    /// The same of a packet of voice, which waits for no pace.
-    virtual void PutVoice(std::string_view frame) = 0;
+    /// The same of packets of voice that one datagram holds; they wait for no pace.
+    virtual void PutVoice(std::string_view frames) = 0;
+};
+
+/// What several clients send beside their connections, to leave at once.
+class Gathered {
+public:
+    virtual ~Gathered() = default;
+    /// It is empty afterwards.
+    virtual void Send() = 0;
 };
 
 /// What a seat sends beside the connection's own control frames.
@@ -49,9 +57,16 @@ public:
     /// Memory to build batches in; its owner keeps it from one client to the next.
     struct Scratch {
         std::string clear, sealed;
+        std::unique_ptr<Gathered> beside;  // voice to several: whoever has flushed all of them sends it
+        void SendBeside()
+        {
+            if (beside) beside->Send();
+        }
     };
     /// Sends what is ready until the socket is busy.
     virtual void Flush(Scratch& scratch) = 0;
+    /// Sends only what may go beside the connection; that is a part of Flush.
+    virtual void FlushRoad(Scratch&) {}
     /// Says Bye and closes once that has left. What comes in meanwhile is thrown away.
     /// `wait`: the client should not come back before.
     virtual void End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait = {}) = 0;

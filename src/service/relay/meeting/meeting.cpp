@@ -17,6 +17,7 @@ namespace {
 
 constexpr int kPresent = 5;
 constexpr int kLeft = 0;
+constexpr std::chrono::milliseconds kVoiceTogether{10};
 
 }  // namespace
 
@@ -29,7 +30,8 @@ Meeting::Meeting(const MeetingServices& services, MeetingKeeper& keeper, Meeting
       mLog(std::move(log)),
       mEmptySince(Clock::now()),
       mTick(services.io),
-      mAccepted(services.io)
+      mAccepted(services.io),
+      mVoice(services.io)
 {
 }
 
@@ -342,6 +344,7 @@ void Meeting::PostClose(std::string goodbye)
         self->mLog->Remove();
         self->mTick.cancel();
         self->mAccepted.cancel();
+        self->mVoice.cancel();
     });
 }
 
@@ -396,9 +399,28 @@ void Meeting::FlushDirty()
     // NOLINTNEXTLINE(modernize-loop-convert): a flush may end a seat
     for (std::size_t i = 0; i < mSeats.size(); ++i) {
         const SeatPtr seat = mSeats[i];
-        if (!std::exchange(seat->dirty, false) || !seat->client) continue;
-        seat->client->Flush(mScratch);
+        const bool dirty = std::exchange(seat->dirty, false);
+        const bool beside = std::exchange(seat->roadDirty, false) && !dirty;
+        if (!seat->client) continue;
+        if (beside) seat->client->FlushRoad(mScratch);
+        if (dirty || (beside && seat->WaitsForBatch(Clock::now()))) seat->client->Flush(mScratch);
     }
+    mScratch.SendBeside();
+}
+
+// Where several speak their packets come one by one and would leave so: each receiver gets those of 5 ms at
+// once.
+void Meeting::FlushVoiceSoon()
+{
+    if (std::exchange(mVoiceArmed, true)) return;
+    mVoice.expires_after(kVoiceTogether);
+    mVoice.async_wait(asio::bind_executor(mHome, [weak = weak_from_this()](boost::system::error_code error) {
+        const auto self = weak.lock();
+        if (error || !self) return;
+        self->mVoiceArmed = false;
+        for (const SeatPtr& seat : self->mSeats) seat->roadDirty = seat->roadDirty || seat->voice.Waits();
+        self->FlushDirty();
+    }));
 }
 
 void Meeting::Settle(StreamMemory& numbers, const Sequences& upTo)

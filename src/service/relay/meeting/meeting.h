@@ -130,6 +130,7 @@ private:
     void Wake(SeatNumber seat) override;
     void FlushSoon();
     void FlushDirty();
+    void FlushVoiceSoon();
 
     // time
     void ArmTick();
@@ -160,11 +161,12 @@ private:
     Client::Scratch mScratch;
     bool mFlushPosted = false;
     bool mAcceptedArmed = false;
+    bool mVoiceArmed = false;
     bool mOpen = false;
     bool mStopping = false;
     bool mClosed = false;
     Clock::time_point mEmptySince;
-    boost::asio::steady_timer mTick, mAccepted;
+    boost::asio::steady_timer mTick, mAccepted, mVoice;
 };
 
 }  // namespace zephyl

@@ -12,6 +12,8 @@
 namespace zephyl {
 namespace {
 
+constexpr std::chrono::milliseconds kSpeaks{50};  // since their last packet
+constexpr int kFewSpeakers = 4;
 constexpr std::size_t kRefusalsRemembered = 256;  // a client that is sane has none
 
 bool SixteenBits(int value)
@@ -71,10 +73,13 @@ Meeting::After Meeting::Handle(Client& client, const FrameView& frame)
         if (item) TakeItem(*seat, *item);
         return After::GoOn;
     }
-    seat->dirty = true;
     const auto message = header.message_case();
+    if (message == Header::kVoice) {
+        TakeVoice(*seat, header.voice(), frame.body);
+        return After::GoOn;
+    }
+    seat->dirty = true;
     switch (message) {
-        case Header::kVoice: TakeVoice(*seat, header.voice(), frame.body); return After::GoOn;
         case Header::kVoiceTo: TakeVoiceTo(*seat, header.voice_to()); return After::GoOn;
         case Header::kRead: seat->OnRead(header.read(), Clock::now()); return After::GoOn;
         case Header::kPong: client.Heard(header.pong()); return After::GoOn;
@@ -226,10 +231,8 @@ void Meeting::HandleLive(const Client& client, std::string_view bytes)
         else
             TakeLive(*seat, item.header.live(), item.body, item.tooLarge);
     });
-    if (voice)
-        budget.ChargeVoice(bytes.size(), Clock::now());
-    else
-        budget.ChargeLive(bytes.size(), Clock::now());
+    if (voice) return budget.ChargeVoice(bytes.size(), Clock::now());
+    budget.ChargeLive(bytes.size(), Clock::now());
     FlushSoon();
 }
 
@@ -259,7 +262,7 @@ void Meeting::TakeLive(Seat& seat, const zephyl::Live& live, std::string_view bo
         if (other->number == seat.number || !other->client) continue;
         if (!live.everyone() && !std::binary_search(seats.begin(), seats.end(), other->number)) continue;
         other->live.Put(seat.number, picture.type(), frame);
-        other->dirty = true;
+        other->roadDirty = true;
     }
 }
 
@@ -296,12 +299,20 @@ void Meeting::TakeVoice(Seat& seat, const zephyl::Voice& voice, std::string_view
     down.set_level(voice.level());
     auto frame = std::make_shared<std::string>();
     AppendFrame(*frame, header, body, Way::Down);
+    seat.spokeAt = now;
+    const bool together = std::count_if(mSeats.begin(), mSeats.end(), [&](const SeatPtr& one) {
+                              return now - one->spokeAt < kSpeaks;
+                          }) > kFewSpeakers;
     const bool crowded = mSeats.size() > kVoiceSmallMeeting;
     for (const SeatPtr& other : mSeats) {
         if (other->number == seat.number || !other->client || !Talk(seat, *other)) continue;
         other->voice.Put({seat.number, voice.level(), frame}, crowded, now);
-        other->dirty = true;
+        other->roadDirty = other->roadDirty || !together;
     }
+    if (together)
+        FlushVoiceSoon();
+    else
+        FlushSoon();
 }
 
 }  // namespace zephyl

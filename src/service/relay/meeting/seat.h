@@ -57,6 +57,8 @@ public:
         voice.FillRoad(road, Clock::now());
         live.FillRoad(road);
     }
+    /// What came past the log waits for a batch.
+    bool WaitsForBatch(Clock::time_point now) { return voice.Waits() || live.Ready(now); }
     void BeginAt(const Sequences& cursor, const Sequences& entered);
     /// After a cut: where it is known to stand, or where the client says that it does if that is further, but
     /// not beyond what there is.
@@ -89,9 +91,11 @@ public:
     std::shared_ptr<Client> client;  // null: detached or away
     SeatState state = SeatState::Present;
     Clock::time_point cutOff{};  // when the client went
-    bool timeIsUp = false;       // away for too long; gone when that is safe
-    bool dirty = false;          // something may be ready for it
-    bool acceptedNews = false;   // numbers have become safe
+    Clock::time_point spokeAt{};
+    bool timeIsUp = false;      // away for too long; gone when that is safe
+    bool dirty = false;         // something may be ready for it
+    bool roadDirty = false;     // something came for it past the log
+    bool acceptedNews = false;  // numbers have become safe
     LiveSlots live;
     VoiceOut voice;
     std::vector<SeatNumber> talksWith;      // sorted; each of them hears it that talks with it, too

@@ -55,7 +55,16 @@ void VoiceOut::FillRoad(LiveRoad& road, Clock::time_point now)
 {
     DropStale(now);
     if (mWaiting.empty() || !road.Takes(kVoiceBytes)) return;
-    for (const Waiting& one : mWaiting) road.PutVoice(*one.packet.frame);
+    std::string together;
+    for (const Waiting& one : mWaiting) {
+        const std::string& frame = *one.packet.frame;
+        if (!together.empty() && together.size() + frame.size() > kVoiceTogetherBytes) {
+            road.PutVoice(together);
+            together.clear();
+        }
+        together.append(frame);
+    }
+    road.PutVoice(together);
     mWaiting.clear();
 }
 

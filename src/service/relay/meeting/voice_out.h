@@ -53,6 +53,7 @@ public:
     void Forget(SeatNumber from);
     void FillRoad(LiveRoad& road, Clock::time_point now);
     void Fill(std::string& batch, Clock::time_point now);
+    bool Waits() const { return !mWaiting.empty(); }
     std::size_t WaitingBytes() const;
     /// For a new connection.
     void Reset() { *this = VoiceOut(); }
