@@ -10,11 +10,12 @@
 #include <variant>
 
 #include "files/careful_file.h"
+#include "service/relay/cluster/named_relays.h"
 #include "service/relay/door/database_place.h"
 #include "service/relay/forwarded.h"
+#include "service/relay/listen_address.h"
 #include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
-#include "service/relay/relay.h"
 
 namespace zephyl {
 namespace {
@@ -208,6 +209,12 @@ constexpr std::array kMailFlags{
 
 // The section "cluster".
 constexpr std::array kClusterTexts{
+    TextKey{
+        "name", [](RelayOptions& o, const std::string& v) { o.cluster.name = RelayName(v); }, "",
+        "What this relay is called among those that share what follows: letters, digits, \"-\" and \"_\"."},
+    TextKey{
+        "advertise", [](RelayOptions& o, const std::string& v) { o.cluster.advertise = RelayAddress(v); }, "",
+        "Where clients reach this relay: HOST:PORT. The others name it to theirs, for when they are gone."},
     TextKey{"accounts", [](RelayOptions& o, const std::string& v) { o.cluster.accounts = v; }, "",
             "The database that has the accounts, and counts logins and guesses for all its relays:\n"
             "postgresql://USER@HOST/NAME. Empty: a file in the data folder, for one relay."},
@@ -221,6 +228,12 @@ constexpr std::array kClusterTexts{
 };
 constexpr std::array<NumberKey, 0> kClusterNumbers{};
 constexpr std::array<FlagKey, 0> kClusterFlags{};
+constexpr std::array kClusterLists{
+    ListKey{
+        "relays",
+        [](RelayOptions& o, std::vector<std::string> v) { o.cluster.relays = RelayAddresses(std::move(v)); },
+        "What the other relays advertise, for clients that lose this one. All relays have the same key."},
+};
 
 void SetProxies(RelayOptions& options, std::vector<std::string> written)
 {
@@ -354,6 +367,14 @@ void PutComment(std::ostream& out, const char* comment)
     for (std::string line; std::getline(lines, line);) out << "# " << line << "\n";
 }
 
+void PutLists(std::ostream& out, const auto& lists)
+{
+    for (const ListKey& key : lists) {
+        PutComment(out, key.comment);
+        out << key.name << " = []\n\n";
+    }
+}
+
 void PutKeys(std::ostream& out, const auto& texts, const auto& flags, const auto& numbers)
 {
     RelayOptions defaults;
@@ -397,13 +418,14 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
     if (const toml::table* mail = table["mail"].as_table()) TakeAll(*mail, name, takeMail);
     if (const toml::table* cluster = table["cluster"].as_table())
         TakeAll(*cluster, name, [&](std::string_view key, const toml::node& node) {
-            return TakeFrom(kClusterTexts, key, node, options);
+            return TakeFrom(kClusterTexts, key, node, options) || TakeFrom(kClusterLists, key, node, options);
         });
     if (options.key.empty() != options.certificate.empty())
         throw StartError(name + ": key and certificate belong together");
     try {
         CheckMail(options.mail);
         CheckCluster(options.cluster);
+        CheckOtherRelays(options.cluster);
     } catch (const StartError& error) {
         throw StartError(name + ": " + error.what());
     }
@@ -425,14 +447,12 @@ std::string SampleConfig()
 {
     std::ostringstream out;
     PutKeys(out, kTexts, kFlags, kNumbers);
-    for (const ListKey& key : kLists) {
-        PutComment(out, key.comment);
-        out << key.name << " = []\n\n";
-    }
+    PutLists(out, kLists);
     out << "# Mail, for who has forgotten a password.\n[mail]\n\n";
     PutKeys(out, kMailTexts, kMailFlags, kMailNumbers);
     out << "# What several relays share.\n[cluster]\n\n";
     PutKeys(out, kClusterTexts, kClusterFlags, kClusterNumbers);
+    PutLists(out, kClusterLists);
     return out.str();
 }
 

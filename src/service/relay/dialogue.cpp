@@ -8,6 +8,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "service/relay/cluster/other_relays.h"
 #include "service/relay/connection.h"
 #include "service/relay/counters.h"
 #include "service/relay/door/host_names.h"
@@ -117,6 +118,8 @@ void Connection::Greet(const Hello& hello)
     Welcome& welcome = *header.mutable_welcome();
     welcome.set_version(kProtocolVersion);
     if (TakesDatagrams()) welcome.set_udp_port(mServices.datagramPort);
+    if (mServices.otherRelays && !FromOutside())
+        for (const std::string& address : mServices.otherRelays->Addresses()) welcome.add_relays(address);
     welcome.mutable_limits()->set_text_bytes(kTextBytes);
     welcome.mutable_limits()->set_record_bytes(kRecordBytes);
     welcome.mutable_limits()->set_picture_bytes(kPictureBytes);

@@ -75,7 +75,10 @@ struct MailOptions {
 
 /// What several relays share. Nothing: this one is alone.
 struct ClusterOptions {
-    std::string accounts;  // a URI of PostgreSQL's, without a password; "": a file in `data`
+    std::string name;                 // of this relay among them
+    std::string advertise;            // HOST:PORT where clients reach it
+    std::vector<std::string> relays;  // the same of the others; this one may be among them
+    std::string accounts;             // a URI of PostgreSQL's, without a password; "": a file in `data`
     std::filesystem::path accountsPasswordFile;  // empty: the server does not ask, or ~/.pgpass says it
     std::filesystem::path accountsAuthorities;   // PEM, who may vouch for it; empty: the machine's
 

@@ -8,7 +8,6 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <charconv>
 #include <cstring>
 #include <sstream>
 #include <system_error>
@@ -17,6 +16,7 @@
 #include "service/net/tls_context.h"  // IWYU pragma: keep
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/restore.h"
+#include "service/relay/cluster/named_relays.h"
 #include "service/relay/connection.h"
 #include "service/relay/datagram_door.h"
 #include "service/relay/door/neighbours.h"
@@ -61,8 +61,8 @@ tcp::acceptor Inherited(asio::io_context& io, int socket)
 
 std::unique_ptr<Accounts> TakeAccounts(const RelayOptions& options, spdlog::logger& log)
 {
-    if (options.personal && !options.cluster.accounts.empty())
-        throw StartError("a personal service keeps its accounts itself: [cluster] is for others");
+    if (options.personal && options.cluster != ClusterOptions())
+        throw StartError("a personal service is alone: [cluster] is for others");
     auto accounts = OpenAccounts(options, [&log](const std::string& trouble) {
         if (trouble.empty())
             log.info("the accounts' database is back");
@@ -79,20 +79,6 @@ unsigned Threads(const RelayOptions& options)
 }
 
 }  // namespace
-
-void ReadListen(const std::string& text, std::string& host, std::uint16_t& port)
-{
-    const std::size_t bracket = text.rfind(']');
-    const std::size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
-    host = text.substr(0, colon);
-    if (host.size() > 2 && host.front() == '[') host = host.substr(1, host.size() - 2);
-    if (host.empty()) throw StartError("\"" + text + "\" names no host to listen on");
-    if (colon == std::string::npos) throw StartError("\"" + text + "\" names no port; HOST:PORT is needed");
-    const char* end = text.data() + text.size();
-    const auto read = std::from_chars(text.data() + colon + 1, end, port);
-    if (read.ec != std::errc() || read.ptr != end)
-        throw StartError("\"" + text + "\" has no port from 0 to 65535");
-}
 
 Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost cost)
     : mOptions(std::move(options)),
@@ -121,6 +107,7 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
                 mCounters,
                 mLogs,
                 mAccounts->ServerKey()},
+      mOtherRelays(MakeOtherRelays()),
       mNetworkDoor(MakeNetworkDoor()),
       mIo(static_cast<int>(Threads(mOptions))),
       mLogs(mOptions.bounds.logsInMemory),
@@ -174,6 +161,14 @@ Relay::~Relay()
     if (mNetworkDoor) mNetworkDoor->Drop();
     if (mHttp) mHttp->Drop();
     if (mDatagrams) mDatagrams->Drop();
+}
+
+std::unique_ptr<OtherRelays> Relay::MakeOtherRelays()
+{
+    if (mOptions.cluster.relays.empty()) return nullptr;
+    auto others = std::make_unique<NamedRelays>(mOptions.cluster);
+    mServices.otherRelays = others.get();
+    return others;
 }
 
 std::unique_ptr<NetworkDoor> Relay::MakeNetworkDoor()

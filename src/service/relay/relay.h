@@ -34,6 +34,7 @@ class DatagramDoor;
 class HttpDoor;
 class MetricsServer;
 class NetworkDoor;
+class OtherRelays;
 struct CameBy;
 
 class Relay {
@@ -88,6 +89,7 @@ private:
     boost::asio::awaitable<void> AccountsChanged(std::vector<Account> all, std::uint64_t looked);
     AdminActions Actions();
     std::vector<std::string> TakeOver(const RelayOptions& fresh);
+    std::unique_ptr<OtherRelays> MakeOtherRelays();
     std::unique_ptr<NetworkDoor> MakeNetworkDoor();
     void OpenDatagramDoor();
     void Welcome(boost::asio::ip::tcp::socket socket, ConnectionGate& gate, CameBy by);
@@ -109,6 +111,7 @@ private:
     MemoryWatch mMemory;
     Counters mCounters;
     Services mServices;
+    std::unique_ptr<OtherRelays> mOtherRelays;  // null: this one is alone
     std::unique_ptr<NetworkDoor> mNetworkDoor;  // null: it is no person's own
     std::unique_ptr<DatagramDoor> mDatagrams;   // null: none
     std::unique_ptr<HttpDoor> mHttp;            // made last
@@ -124,12 +127,5 @@ private:
     const std::chrono::system_clock::time_point mStartedAt = std::chrono::system_clock::now();
     const std::chrono::steady_clock::time_point mStarted = std::chrono::steady_clock::now();
 };
-
-/// "HOST:PORT" or "[V6]:PORT". Throws StartError.
-void ReadListen(const std::string& text, std::string& host, std::uint16_t& port);
-inline void ReadListen(const std::string& text, RelayOptions& options)
-{
-    ReadListen(text, options.host, options.port);
-}
 
 }  // namespace zephyl

@@ -14,6 +14,7 @@ class Directory;
 class HttpStreams;
 class LoginDesk;
 class NetworkDoor;
+class OtherRelays;
 struct LogRoom;
 class LiveTls;
 class PasswordMail;
@@ -36,8 +37,9 @@ struct Services {
     Counters& counters;
     LogRoom& logs;
     std::string serverKey;
-    NetworkDoor* networkDoor = nullptr;  // of a person's own service
-    DatagramDoor* datagrams = nullptr;   // null: live frames only go inside TLS
+    NetworkDoor* networkDoor = nullptr;        // of a person's own service
+    const OtherRelays* otherRelays = nullptr;  // null: this one is alone
+    DatagramDoor* datagrams = nullptr;         // null: live frames only go inside TLS
     std::uint16_t datagramPort = 0;
     HttpStreams* http = nullptr;  // there before anybody is served
 };

@@ -55,6 +55,10 @@ inline constexpr std::size_t kBeforeLoginBytes = 8 * 1024;
 inline constexpr int kSeatsPerMeeting = 200;
 inline constexpr int kStreamsPerHandle = 8;
 
+// Other relays of a service, as Welcome names them: what is more or longer is not taken.
+inline constexpr std::size_t kRelaysNamed = 16;
+inline constexpr std::size_t kRelayAddressBytes = 262;  // a host name of 253, brackets, a port
+
 // The same frames in numbered HTTP exchanges.
 inline constexpr std::size_t kHttpHeadBytes = 8 * 1024;
 inline constexpr std::size_t kHttpBodyBytes = 1024 * 1024;

@@ -14,6 +14,7 @@
 
 #include "service/relay/config.h"
 #include "service/relay/door/passwords.h"
+#include "service/relay/listen_address.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/process_memory.h"
 #include "service/relay/relay.h"

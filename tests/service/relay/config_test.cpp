@@ -4,6 +4,7 @@
 
 #include <future>
 
+#include "service/relay/listen_address.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -43,6 +44,51 @@ TEST(Config, TakesWhatItsSampleSays)
     ReadListen("[::1]:7421", options);
     EXPECT_EQ(options.host, "::1");
     EXPECT_EQ(options.port, 7421);
+}
+
+TEST(Config, ARelayAmongOthersIsNamedSoThatClientsFindIt)
+{
+    const std::string longName(32, 'n');
+    const struct {
+        std::string cluster;
+        const char* refusal;  // null: taken
+    } rows[] = {
+        {"name = \"" + longName + "\"", nullptr},
+        {"name = \"" + longName + "x\"", "is no name of a relay"},
+        {"name = \"a.b\"", "is no name of a relay"},
+        {"advertise = \"[::1]:7420\"", nullptr},
+        {"advertise = \"::1:7420\"", "names no host"},
+        {"advertise = \"meet.example.org\"", "names no port"},
+        {"advertise = \"meet.example.org:0\"", "not where clients can go"},
+        {"advertise = \"0.0.0.0:7420\"", "is every address"},
+        {"advertise = \"a:1\\nb:2\"", "has no port"},
+        {"advertise = \"a:1\"\nrelays = [\"a:1\", \"b:1\"]", nullptr},
+        {"relays = [\"b:1\"]", "which of them is this one"},
+        {"advertise = \"a:1\"\nrelays = [\"b:1\", \"b:1\"]", "named twice"},
+        {"advertise = \"a:1\"\nrelays = \"b:1\"", "is a list"},
+        {"advertise = \"a:1\"\nrelays = [\"b c:1\"]", "file:3: "},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.cluster);
+        std::string said;
+        try {
+            RelayOptions read;
+            ReadConfigText("[cluster]\n" + row.cluster, "file", read);
+        } catch (const StartError& error) {
+            said = error.what();
+        }
+        EXPECT_TRUE(row.refusal ? said.find(row.refusal) != std::string::npos : said.empty()) << said;
+    }
+}
+
+TEST_P(RelayTest, NewcomersAreToldOfTheOtherRelays)
+{
+    options.cluster.advertise = "a:1";
+    options.cluster.relays = {"a:1", "b:2", "[::1]:3"};
+    StartRelay();
+    const zephyl::Welcome welcome = Fresh()->Wait(Header::kWelcome).header.welcome();
+    EXPECT_EQ(std::vector<std::string>(welcome.relays().begin(), welcome.relays().end()),
+              std::vector<std::string>({"b:2", "[::1]:3"}));
 }
 
 TEST_P(RelayTest, OnlyAPersonalServiceGoesWhenNobodyIsConnected)
