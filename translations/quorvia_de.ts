@@ -2136,6 +2136,10 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>%1 (und %2 weitere Hinweise)</translation>
     </message>
     <message>
+        <source>At the relay %1: %2</source>
+        <translation>Am Relay %1: %2</translation>
+    </message>
+    <message>
         <source>%1, round trip %2 ms, %3 bytes sent, %4 bytes received</source>
         <translation>%1, Umlaufzeit %2 ms, %3 Bytes gesendet, %4 Bytes empfangen</translation>
     </message>

@@ -227,20 +227,22 @@ QJsonObject Script::Stats(const QJsonObject&)
         return QJsonObject{{u"talk"_s, qint64(talk)}, {u"board"_s, qint64(board)}};
     };
     const auto road = [](bool udp) { return udp ? u"udp"_s : u"tls"_s; };
-    return {{u"outbox"_s, qint64(stats.outbox)},
-            {u"have"_s, pair(stats.numberTalk, stats.numberBoard)},
-            {u"accepted"_s, pair(stats.acceptedTalk, stats.acceptedBoard)},
-            {u"cursors"_s, pair(stats.cursorTalk, stats.cursorBoard)},
-            {u"reconnects"_s, qint64(stats.reconnects)},
-            {u"bytes_sent"_s, qint64(stats.bytesOut)},
-            {u"bytes_received"_s, qint64(stats.bytesIn)},
-            {u"round_trip_us"_s, qint64(stats.roundTripMicroseconds)},
-            {u"live_up"_s, road(stats.upByUdp)},
-            {u"live_down"_s, road(stats.downByUdp)},
-            {u"datagrams"_s, QJsonObject{{u"sent"_s, qint64(stats.datagramsSent)},
-                                         {u"lost"_s, qint64(stats.datagramsLost)},
-                                         {u"received"_s, qint64(stats.datagramsReceived)},
-                                         {u"missed"_s, qint64(stats.datagramsMissed)}}}};
+    QJsonObject told{{u"outbox"_s, qint64(stats.outbox)},
+                     {u"have"_s, pair(stats.numberTalk, stats.numberBoard)},
+                     {u"accepted"_s, pair(stats.acceptedTalk, stats.acceptedBoard)},
+                     {u"cursors"_s, pair(stats.cursorTalk, stats.cursorBoard)},
+                     {u"reconnects"_s, qint64(stats.reconnects)},
+                     {u"bytes_sent"_s, qint64(stats.bytesOut)},
+                     {u"bytes_received"_s, qint64(stats.bytesIn)},
+                     {u"round_trip_us"_s, qint64(stats.roundTripMicroseconds)},
+                     {u"live_up"_s, road(stats.upByUdp)},
+                     {u"live_down"_s, road(stats.downByUdp)},
+                     {u"datagrams"_s, QJsonObject{{u"sent"_s, qint64(stats.datagramsSent)},
+                                                  {u"lost"_s, qint64(stats.datagramsLost)},
+                                                  {u"received"_s, qint64(stats.datagramsReceived)},
+                                                  {u"missed"_s, qint64(stats.datagramsMissed)}}}};
+    if (!stats.relay.empty()) told[u"relay"_s] = QString::fromStdString(stats.relay);
+    return told;
 }
 
 QJsonObject Script::Leave(const QJsonObject&)

@@ -15,6 +15,7 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "The connection is back."),
     QT_TRANSLATE_NOOP("Said", "Back in the meeting."),
     QT_TRANSLATE_NOOP("Said", "%1 (and %2 more remarks)"),
+    QT_TRANSLATE_NOOP("Said", "At the relay %1: %2"),
     QT_TRANSLATE_NOOP("Said", "%1, round trip %2 ms, %3 bytes sent, %4 bytes received"),
     QT_TRANSLATE_NOOP("Said", "%1, %2 bytes sent, %3 bytes received"),
     QT_TRANSLATE_NOOP("Said", "TLS over TCP"),

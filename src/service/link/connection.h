@@ -63,6 +63,8 @@ public:
     void Wake();
     /// The owner may take more again.
     void ReadOn() { mRead.cancel(); }
+    /// There are other relays to go to: what does not get through here is not tried for long.
+    void OthersMayServe() { mRoad->OthersMayServe(); }
     /// Nobody knows whether it still stands: for a while it is lost sooner, when nothing at all is heard
     /// within this time, and is asked for an answer often enough.
     void Prove(std::chrono::milliseconds within, std::chrono::milliseconds aWhile);

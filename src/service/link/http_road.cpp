@@ -24,6 +24,7 @@ constexpr std::chrono::milliseconds kLate = 5s;  // behind the time that a poll 
 constexpr std::chrono::milliseconds kFirstPause = 100ms, kLongestPause = 2s;
 constexpr std::chrono::milliseconds kTrying = 5s;  // then the user is told, and the way back goes on trying
 constexpr std::uint16_t kHttpsPort = 443;
+constexpr std::chrono::milliseconds kTryingWithOthers = 1s;
 constexpr std::size_t kProxyReads = 4096;
 
 /// The service itself says that there is nothing more to come.
@@ -179,7 +180,7 @@ asio::awaitable<HttpAnswered> HttpLane::Exchange(HttpPost post, std::chrono::mil
             problem = e.what();
         }
         Shut();
-        if (!giveUp) giveUp = SteadyClock::now() + kTrying;
+        if (!giveUp) giveUp = SteadyClock::now() + (mPath.others ? kTryingWithOthers : kTrying);
         mPause.expires_after(pause);
         if (pause > 0ms && !mClosed) co_await mPause.async_wait(kNoThrow);
         pause = std::clamp(pause * 2, kFirstPause, kLongestPause);

@@ -19,6 +19,7 @@ struct HttpPath {
     std::string hostHeader;
     boost::asio::ip::tcp::endpoint address = {};  // the one that was reached, of the proxy where there is one
     TlsPeer peer = {};                            // who answered there first
+    bool others = false;                          // may serve as well
 };
 
 /// One TLS connection at a time, and one exchange.
@@ -57,6 +58,7 @@ public:
     TlsPeer Peer() const override { return mPath.peer; }
     boost::asio::awaitable<void> Read(std::string& into) override;
     boost::asio::awaitable<void> Write(std::string_view bytes) override;
+    void OthersMayServe() override { mPath.others = true; }
     void Close() override;
 
 private:

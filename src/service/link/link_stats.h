@@ -2,6 +2,7 @@
 // Figures of a link, for people and scripts. Plain data.
 
 #include <cstdint>
+#include <string>
 
 struct LinkStats {
     std::uint64_t outbox = 0;                           // entries not yet safe
@@ -11,6 +12,8 @@ struct LinkStats {
     std::uint64_t enteredBoard = 0;                     // the board's end when the user entered
     std::uint64_t boardToCome = 0;                      // bytes of it, about; 0: all but the last few
     std::uint64_t reconnects = 0;
+    std::string
+        relay;  // HOST:PORT of the one where the connection stood last, unless it is the user's choice
     std::uint64_t bytesIn = 0, bytesOut = 0;
     std::uint64_t roundTripMicroseconds = 0;  // 0: not measured yet
     // Live pictures: whether they go, and come, by UDP at this moment; datagrams of this connection.

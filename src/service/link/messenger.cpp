@@ -98,8 +98,9 @@ Target LinkMessenger::ReadTarget() const
     Destination& to = target.to;
     to.protocol = choice.protocol;
     to.poll = choice.pollingInterval;
+    target.proxy = choice.proxy.toStdString();
     if (to.protocol == Protocol::Http && !target.personal)
-        to.proxy = ProxyFor(choice.proxy.toStdString(), to.host, to.port, TheEnvironment());
+        to.proxy = ProxyFor(target.proxy, to.host, to.port, TheEnvironment());
     return target;
 }
 

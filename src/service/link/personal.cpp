@@ -92,10 +92,24 @@ asio::awaitable<Started> StartPersonalService(std::string zephyldPath, std::chro
     co_return line.empty() ? Started::AnotherServes : Started::Serves;
 }
 
-asio::awaitable<std::shared_ptr<Connection>> Session::OpenTarget()
+asio::awaitable<std::shared_ptr<Connection>> Session::OpenAt(ServiceAddress relay)
 {
     if (mTarget.personal) co_return co_await OpenPersonal();
-    co_return co_await Open(mResolver, mContext, mTarget.to);
+    Destination to = Towards(relay);
+    // A name that nobody answers for holds up those of its kind only.
+    Resolver& names = mRound.IsHome(relay) || to.proxy ? mResolver : mOtherNames;
+    co_return co_await Open(names, mContext, std::move(to));
+}
+
+/// By the same road to another relay. Throws when the proxy's setting cannot be read.
+Destination Session::Towards(const ServiceAddress& relay) const
+{
+    Destination to = mTarget.to;
+    if (mRound.IsHome(relay)) return to;
+    to.host = relay.host;
+    to.port = relay.port;
+    if (to.protocol == Protocol::Http) to.proxy = ProxyFor(mTarget.proxy, to.host, to.port, TheEnvironment());
+    return to;
 }
 
 /// Null: nobody answers at the port of the door file.

@@ -38,6 +38,8 @@ struct Resolver::Lookup {
 
 namespace {
 
+constexpr std::size_t kAtOnce = 4;
+
 Endpoints ReadFound(const addrinfo* first)
 {
     Endpoints found;
@@ -68,6 +70,19 @@ void Resolver::Lookup::Run()
     for (const auto& bell : bells) bell();
 }
 
+std::shared_ptr<Resolver::Lookup> Resolver::LookupOf(const std::string& host)
+{
+    std::erase_if(mLookups, [](const auto& one) { return one->Done(); });
+    for (const auto& one : mLookups)
+        if (one->name == host) return one;
+    if (mLookups.size() >= kAtOnce) throw std::runtime_error("its name is not answered for");
+    const auto lookup = std::make_shared<Lookup>();
+    lookup->name = host;
+    std::thread([lookup] { lookup->Run(); }).detach();
+    mLookups.push_back(lookup);
+    return lookup;
+}
+
 asio::awaitable<Endpoints> Resolver::Find(std::string host, std::uint16_t port,
                                           std::chrono::milliseconds limit)
 {
@@ -75,12 +90,7 @@ asio::awaitable<Endpoints> Resolver::Find(std::string host, std::uint16_t port,
     const asio::ip::address address = asio::ip::make_address(host, aName);
     if (!aName) co_return Endpoints{{address, port}};
 
-    if (!mLookup || mLookup->name != host || mLookup->Done()) {
-        mLookup = std::make_shared<Lookup>();
-        mLookup->name = host;
-        std::thread([looking = mLookup] { looking->Run(); }).detach();
-    }
-    const std::shared_ptr<Lookup> lookup = mLookup;
+    const std::shared_ptr<Lookup> lookup = LookupOf(host);
     const auto executor = co_await asio::this_coro::executor;
     const auto rung = std::make_shared<asio::steady_timer>(executor, limit);
     std::unique_lock lock(lookup->mutex);

@@ -26,6 +26,8 @@ public:
     /// Appends what comes next; nothing, when only a sign of life came. Throws when the road is lost.
     virtual boost::asio::awaitable<void> Read(std::string& into) = 0;
     virtual boost::asio::awaitable<void> Write(std::string_view bytes) = 0;
+    /// What is lost on the way is given up sooner from now on.
+    virtual void OthersMayServe() {}
     virtual void Close() = 0;
 };
 

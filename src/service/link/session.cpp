@@ -32,9 +32,11 @@ asio::awaitable<ConnectOutcome> Session::Connect(Target target)
 {
     const auto self = shared_from_this();
     mTarget = std::move(target);
+    const ServiceAddress home{mTarget.to.host, mTarget.to.port};
+    mRound = RelayRound(home);
     ConnectOutcome outcome;
     try {
-        mConnection = co_await OpenTarget();
+        mConnection = co_await OpenAt(home);
         mTrusted = mConnection->Peer();
         outcome.peer = mTrusted;
         outcome.known = mTarget.personal && mTrusted.fingerprint == mExpectedKey;

@@ -20,6 +20,7 @@
 #include "service/link/lanes.h"
 #include "service/link/link_stats.h"
 #include "service/link/outbox.h"
+#include "service/link/relay_round.h"
 #include "service/link/remarks.h"
 #include "service/link/resolver.h"
 #include "service/link/sleep_watch.h"
@@ -35,6 +36,7 @@ struct Target {
     Destination to = {};
     bool personal = false;                // behind the door file of this computer
     bool datagrams = false;               // live pictures may go by UDP
+    std::string proxy = {};               // HTTP: as ProxyFor takes it, for other hosts of the service
     std::optional<std::string> pin = {};  // the only key to trust; none: nobody has named one
 };
 
@@ -147,7 +149,8 @@ private:
     };
     enum class Phase { Idle, LoggedIn, Seated };
 
-    Task<std::shared_ptr<Connection>> OpenTarget();
+    Task<std::shared_ptr<Connection>> OpenAt(ServiceAddress relay);
+    Destination Towards(const ServiceAddress& relay) const;
     Task<std::shared_ptr<Connection>> OpenPersonal();
     Task<std::shared_ptr<Connection>> TryDoor(std::chrono::milliseconds limit);
     Task<std::shared_ptr<Connection>> Knock(std::uint16_t port);
@@ -179,7 +182,7 @@ private:
 
     void TakePlace(const Place& place);
     void BackAt(const Place& place);
-    void TakeLimits(const Welcome& welcome);
+    void TakeWelcome(const Welcome& welcome);
     void OnMeetingFrame(const FrameView& frame);
     void OnAccepted(const zephyl::Accepted& accepted);
     void OnRefused(const Refused& refused);
@@ -194,10 +197,10 @@ private:
     Deadline NextWay(Deadline company) const;
     void BeginWay();
     Task<void> Travel(std::shared_ptr<WayBack> way);
-    void RequireSameService(const TlsPeer& peer) const;
+    void RequireSameService(const TlsPeer& peer, const ServiceAddress& relay);
     Task<void> WaitToAsk(std::shared_ptr<WayBack> way);
     Task<void> AskBack(WayBack& way);
-    Task<bool> TryResume(WayBack& way);
+    Task<Result> TryResume(WayBack& way);
     Task<bool> LoginAgain(WayBack& way);
     Task<void> EnterAgain(WayBack& way);
     bool Adopt(WayBack& way);
@@ -222,8 +225,9 @@ private:
     EventQueue& mQueue;
     const SessionNeeds mNeeds;
 
-    Resolver mResolver;
+    Resolver mResolver, mOtherNames;
     Target mTarget;
+    RelayRound mRound;
     std::string mDoor;                        // of the personal service; goes into Hello
     std::string mExpectedKey;                 // personal: the key in the door file
     TlsPeer mTrusted;                         // who answered when the user logged in
@@ -240,6 +244,7 @@ private:
     bool mHurried = false;                                 // since something was carried
     Deadline mNextTry{}, mNoEarlier{};                     // the latter: the service asked for it
     std::chrono::milliseconds mAskedWait{0};               // it did so while the connection stood
+    RelayRound::First mFirst = RelayRound::First::Here;    // of the relays, when it is lost
     std::chrono::milliseconds mPauseLength = kFirstPause;  // goes on where a return came to nothing
     Deadline mHurryUntil{};                                // of one that talks
     std::deque<std::shared_ptr<WayBack>> mWays;            // by number

@@ -66,15 +66,17 @@ std::string MailLaterText(std::chrono::milliseconds wait)
 void Session::OnFrame(const FrameView& frame)
 {
     const Header& header = frame.header;
-    if (header.has_welcome()) return TakeLimits(header.welcome());
+    if (header.has_welcome()) return TakeWelcome(header.welcome());
     if (header.has_bye()) return OnBye(header.bye());
     if (const std::uint32_t call = AnsweredCall(header)) return mCalls.Answer(call, header);
     // What belongs to a meeting is nothing before the login.
     if (mPhase != Phase::Idle) OnMeetingFrame(frame);
 }
 
-void Session::TakeLimits(const Welcome& welcome)
+void Session::TakeWelcome(const Welcome& welcome)
 {
+    if (!mTarget.personal) mRound.Learn({welcome.relays().begin(), welcome.relays().end()}, mRandom);
+    if (mConnection && !mRound.Alone()) mConnection->OthersMayServe();
     mLanes.SetLiveLimits(welcome.limits().live_frames_each_second(),
                          welcome.limits().live_bytes_each_second());
     mDatagramPort = welcome.udp_port() <= UINT16_MAX ? std::uint16_t(welcome.udp_port()) : 0;
@@ -148,7 +150,11 @@ void Session::OnBye(const Bye& bye)
 {
     const std::string end = EndText(bye);
     if (!end.empty()) return End(QString::fromStdString(end));
-    mAskedWait = AskedWait(bye.wait_ms());
+    const bool elsewhere = bye.reason() == BYE_RESTART && !mRound.Alone();
+    if (elsewhere)
+        mFirst = RelayRound::First::Elsewhere;  // and no reason to wait
+    else
+        mAskedWait = AskedWait(bye.wait_ms());
     const std::string reason = bye.text().empty() ? "the service closed the connection" : bye.text();
     CloseConnection(reason);
     OnLost(reason);
@@ -249,6 +255,8 @@ QString Session::Details() const
     QString details = mDatagrams  ? RoadText(stats)
                       : exchanges ? English("HTTP inside TLS")
                                   : English("TLS over TCP");
+    if (!stats.relay.empty())
+        details = English("At the relay %1: %2").arg(QString::fromStdString(stats.relay), details);
     if (stats.roundTripMicroseconds > 0)
         details +=
             QStringLiteral(", round trip %1 ms").arg(double(stats.roundTripMicroseconds) / 1000, 0, 'f', 1);
@@ -272,6 +280,7 @@ LinkStats Session::Stats() const
                             ? 0
                             : mBoardToCome - marks.boardBytes;
     stats.reconnects = mReconnects;
+    stats.relay = mRound.Elsewhere();
     const Traffic now = mConnection ? mConnection->Counts() : Traffic{};
     stats.bytesIn = mEarlier.bytesIn + now.bytesIn;
     stats.bytesOut = mEarlier.bytesOut + now.bytesOut;

@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds kLongestPause = 15s;       // between tries 
 constexpr std::chrono::milliseconds kLongestSilence = 2500ms;  // before a silent one gets company
 constexpr std::chrono::milliseconds kTalkersPause = 600ms;     // between tries of who talks with somebody,
 constexpr auto kTalkersHurry = 20s;                            // for so long
-constexpr std::size_t kWaysAtOnce = 4;
+constexpr std::size_t kWaysAtOnce = 4, kWaysToOthers = 4;
 constexpr auto kAskAlone = 1s;  // two that ask at once would take the seat from each other
 constexpr std::chrono::milliseconds kProof = 3s;
 constexpr std::chrono::milliseconds kProving = 15s;
@@ -53,6 +53,7 @@ void Session::OnLost(const std::string& reason)
     State(LinkState::Phase::Cut, English("Cut off, trying again: %1").arg(why));
     NotifyChanged();
     mReturning = true;
+    mRound.Begin(std::exchange(mFirst, RelayRound::First::Here));
     const auto self = shared_from_this();
     asio::co_spawn(
         mIo, [self] { return self->Return(); }, asio::detached);
@@ -113,10 +114,10 @@ asio::awaitable<void> Session::Return()
     while (mPhase != Phase::Idle && !mReady) {
         const Deadline due = NextWay(company);
         if (SteadyClock::now() >= due) {
-            mPauseLength = std::min(mPauseLength * 2, kLongestPause);
-            mNextTry = SteadyClock::now() + NextPause();
             company = SteadyClock::now() + Jittered(kLongestSilence);
             BeginWay();
+            if (mRound.Whole()) mPauseLength = std::min(mPauseLength * 2, kLongestPause);
+            mNextTry = SteadyClock::now() + NextPause();
             continue;
         }
         mPause.expires_at(due);
@@ -137,11 +138,12 @@ void Session::HurryBack()
 
 void Session::BeginWay()
 {
-    while (mWays.size() >= kWaysAtOnce) {
+    const std::size_t most = kWaysAtOnce + (mRound.Alone() ? 0 : kWaysToOthers);
+    while (mWays.size() >= most) {
         mWays.front()->Close();
         mWays.pop_front();
     }
-    const auto way = std::make_shared<WayBack>(mIo, ++mLastWay);
+    const auto way = std::make_shared<WayBack>(mIo, ++mLastWay, mRound.Next());
     mWays.push_back(way);
     asio::co_spawn(
         mIo, [self = shared_from_this(), way] { return self->Travel(way); }, asio::detached);
@@ -151,11 +153,11 @@ asio::awaitable<void> Session::Travel(std::shared_ptr<WayBack> way)
 {
     const auto self = shared_from_this();
     try {
-        auto connection = co_await OpenTarget();
+        auto connection = co_await OpenAt(way->relay);
         if (way->stage == WayBack::Stage::Over || mPhase == Phase::Idle || mReady) {
             connection->Close();
         } else {
-            RequireSameService(connection->Peer());
+            RequireSameService(connection->Peer(), way->relay);
             way->connection = std::move(connection);
             co_await WaitToAsk(way);
             if (way->stage == WayBack::Stage::Asking) co_await AskBack(*way);
@@ -165,7 +167,7 @@ asio::awaitable<void> Session::Travel(std::shared_ptr<WayBack> way)
     } catch (const std::exception&) {
         // the next one may fare better
     }
-    if (way->askedWait > 0ms) {
+    if (way->askedWait > 0ms && (!way->restarts || mRound.Alone())) {
         mNoEarlier = SteadyClock::now() + way->askedWait;
         mNextTry = std::max(mNextTry, mNoEarlier);
     }
@@ -175,13 +177,21 @@ asio::awaitable<void> Session::Travel(std::shared_ptr<WayBack> way)
     mPause.cancel();
 }
 
-/// Not the one who was trusted: nothing is said to it.
-void Session::RequireSameService(const TlsPeer& peer) const
+/// Not the one who was trusted: nothing is said to it. An authority may vouch for another key of the host
+/// that the user named; that somebody else's is vouched for means nothing.
+void Session::RequireSameService(const TlsPeer& peer, const ServiceAddress& relay)
 {
+    const bool home = mRound.IsHome(relay);
     const bool known = peer.fingerprint == (mTarget.personal ? mExpectedKey : mTrusted.fingerprint);
-    const bool renewed = !mTarget.personal && mTrusted.vouched && peer.vouched;
+    const bool renewed = home && !mTarget.personal && mTrusted.vouched && peer.vouched;
     const bool same = mTarget.pin ? peer.fingerprint == *mTarget.pin : known || renewed;
-    if (!same) throw EndedForGood("The key of the service has changed.");
+    if (same && renewed) mTrusted = peer;
+    if (same) return;
+    if (home) throw EndedForGood("The key of the service has changed.");
+    mRound.Forget(relay);
+    mNeeds.log(QStringLiteral("Nothing was said to %1: it has another key than the service.")
+                   .arg(QString::fromStdString(link::ServiceName(relay))));
+    throw std::runtime_error("another key");
 }
 
 /// Who asks while another is still without an answer would take the seat from it. So those who could ask wait
@@ -212,8 +222,8 @@ asio::awaitable<void> Session::AskBack(WayBack& way)
     way.connection->Control(HelloHeader());
     // Each wait is a statement of its own: GCC 12 makes nonsense of one behind && or ||.
     if (mSeat) {
-        const bool resumed = co_await TryResume(way);
-        if (resumed) co_return;
+        const Result resumed = co_await TryResume(way);
+        if (resumed == RESULT_OK || resumed == RESULT_LATER) co_return;
     }
     if (mReady || !way.connection) co_return;  // who has the seat meanwhile has the session
     const bool loggedIn = co_await LoginAgain(way);
@@ -230,7 +240,8 @@ bool Session::Adopt(WayBack& way)
     mConnection = std::move(way.connection);
     mConnection->HandTo(*this);
     NewConnection();
-    if (way.welcome) TakeLimits(*way.welcome);
+    mRound.At(way.relay);
+    if (way.welcome) TakeWelcome(*way.welcome);
     for (const auto& other : std::deque(mWays))
         if (other.get() != &way && other->stage != WayBack::Stage::Asking) other->Close();
     mProgress = false;
@@ -268,7 +279,7 @@ Cursor Session::TakenCursor() const
     return cursor;
 }
 
-asio::awaitable<bool> Session::TryResume(WayBack& way)
+asio::awaitable<Result> Session::TryResume(WayBack& way)
 {
     Header header;
     Resume& resume = *header.mutable_resume();
@@ -284,7 +295,8 @@ asio::awaitable<bool> Session::TryResume(WayBack& way)
             BackAt(at.resumed().place());
             TellBack(LinkState::Back::Resumed, "The connection is back.");
         });
-    co_return answer.resumed().result() == RESULT_OK;
+    if (answer.resumed().result() == RESULT_LATER) way.askedWait = AskedWait(answer.resumed().wait_ms());
+    co_return answer.resumed().result();
 }
 
 asio::awaitable<bool> Session::LoginAgain(WayBack& way)

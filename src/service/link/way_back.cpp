@@ -55,6 +55,7 @@ void WayBack::OnFrame(const FrameView& frame)
         welcome = header.welcome();
     } else if (header.has_bye()) {
         askedWait = AskedWait(header.bye().wait_ms());
+        restarts = header.bye().reason() == BYE_RESTART;
         const std::string end = EndText(header.bye());
         calls.Fail(end.empty() ? std::make_exception_ptr(ConnectionLost(header.bye().text()))
                                : std::make_exception_ptr(EndedForGood(end)));

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "service/link/calls.h"
+#include "service/link/trust.h"
 
 namespace zephyl::link {
 
@@ -19,9 +20,13 @@ class WayBack final : public ConnectionOwner {
 public:
     enum class Stage { Opening, Waiting, Asking, Over };
 
-    WayBack(boost::asio::io_context& io, std::uint64_t madeAs) : number(madeAs), pause(io) {}
+    WayBack(boost::asio::io_context& io, std::uint64_t madeAs, ServiceAddress to)
+        : number(madeAs), relay(std::move(to)), pause(io)
+    {
+    }
 
     const std::uint64_t number;  // rises with every try
+    const ServiceAddress relay;
     Stage stage = Stage::Opening;
     std::shared_ptr<Connection> connection;  // null: not open yet, or the session has it
     Calls calls;
@@ -29,6 +34,7 @@ public:
     Deadline askedAt{};
     std::optional<Welcome> welcome;
     std::chrono::milliseconds askedWait{0};  // the service asked for this pause
+    bool restarts = false;                   // it is this relay only that goes
 
     void Close();
 

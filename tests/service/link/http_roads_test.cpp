@@ -13,6 +13,7 @@
 #include "service/link/http_proxy.h"
 #include "service/link/link_messenger.h"
 #include "service/link/link_stats.h"
+#include "service/link/tunnel_proxy.h"
 #include "service/net/http_message.h"
 #include "service/net/plain_stream.h"
 #include "service/net/tls_stream.h"
@@ -149,71 +150,6 @@ private:
     asio::io_context mIo;
     tcp::acceptor mAcceptor;
     int mNow = 0;
-    std::thread mThread;
-};
-
-/// Lets through whoever asks for a tunnel, with the right name and password where it has some.
-class TunnelProxy {
-public:
-    explicit TunnelProxy(std::string wanted)
-        : mWanted(std::move(wanted)), mAcceptor(mIo, {asio::ip::address_v4::loopback(), 0})
-    {
-        asio::co_spawn(mIo, Accept(), asio::detached);
-        mThread = std::thread([this] { mIo.run(); });
-    }
-    ~TunnelProxy()
-    {
-        mIo.stop();
-        mThread.join();
-    }
-    std::uint16_t Port() const { return mAcceptor.local_endpoint().port(); }
-    std::atomic<int> tunnels{0};
-
-private:
-    asio::awaitable<void> Accept()
-    {
-        for (;;)
-            asio::co_spawn(mIo, Serve(co_await mAcceptor.async_accept(asio::use_awaitable)), asio::detached);
-    }
-    asio::awaitable<void> Serve(tcp::socket socket)
-    {
-        try {
-            const auto client = std::make_shared<PlainStream>(std::move(socket));
-            std::string head;
-            while (!head.ends_with("\r\n\r\n")) co_await client->Read(head);
-            if (!mWanted.empty() &&
-                head.find("Proxy-Authorization: Basic " + mWanted + "\r\n") == std::string::npos) {
-                co_await client->Write("HTTP/1.1 407 No\r\nContent-Length: 3\r\n\r\nno\n");
-                co_return;
-            }
-            const auto colon = head.find(':'), blank = head.find(' ', colon);
-            const auto port =
-                static_cast<std::uint16_t>(std::stoi(head.substr(colon + 1, blank - colon - 1)));
-            tcp::socket on(mIo);
-            co_await on.async_connect({asio::ip::address_v4::loopback(), port}, asio::use_awaitable);
-            const auto service = std::make_shared<PlainStream>(std::move(on));
-            co_await client->Write("HTTP/1.1 200 Tunnel\r\n\r\n");
-            ++tunnels;
-            asio::co_spawn(mIo, Carry(service, client), asio::detached);
-            co_await Carry(client, service);
-        } catch (const std::exception&) {
-            // nothing to be told to anybody
-        }
-    }
-    static asio::awaitable<void> Carry(std::shared_ptr<PlainStream> from, std::shared_ptr<PlainStream> to)
-    {
-        try {
-            for (std::string bytes;; bytes.clear()) {
-                co_await from->Read(bytes);
-                co_await to->Write(bytes);
-            }
-        } catch (const std::exception&) {
-            to->Close();
-        }
-    }
-    const std::string mWanted;
-    asio::io_context mIo;
-    tcp::acceptor mAcceptor;
     std::thread mThread;
 };
 
