@@ -9,6 +9,7 @@
 #include "service/net/tls_context.h"  // IWYU pragma: keep
 #include "service/relay/admin_socket.h"
 #include "service/relay/beside.h"
+#include "service/relay/cluster/other_relays.h"
 #include "service/relay/connection.h"
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/metrics_server.h"
@@ -70,6 +71,8 @@ asio::awaitable<ServiceFacts> Relay::Facts()
     facts.pressure = mMemory.Level();
     facts.logMemory = *mLogs.memory;
     facts.accounts = mAccounts->Health();
+    facts.cluster = {mOptions.cluster.name, mOptions.cluster.advertise, {}};
+    if (mOtherRelays) facts.cluster.others = mOtherRelays->Addresses();
     facts.bans = mBans.All();
     facts.metrics = MetricsAddress();
     facts.meetings = co_await mDirectory.Facts();

@@ -61,6 +61,16 @@ json::value Of(const AccountsHealth& accounts)
     return one;
 }
 
+json::value Of(const ClusterFacts& cluster)
+{
+    if (cluster.name.empty() && cluster.advertise.empty()) return nullptr;
+    json::array others;
+    for (const std::string& one : cluster.others) others.emplace_back(OneLine(one));
+    return json::object{{"name", OneLine(cluster.name)},
+                        {"advertise", OneLine(cluster.advertise)},
+                        {"others", std::move(others)}};
+}
+
 std::string Bytes(double bytes)
 {
     constexpr std::array units{"B", "KiB", "MiB", "GiB", "TiB"};
@@ -147,6 +157,16 @@ std::string AccountsLine(const json::value& accounts)
                                     " s: " + TextOf(problem) + "\n");
 }
 
+std::string ClusterLine(const json::value& cluster)
+{
+    if (cluster.is_null()) return {};
+    std::string line = "relay " + TextOf(cluster.at("name")) + ", for clients at " +
+                       TextOf(cluster.at("advertise")) + "; others:";
+    const json::array& others = cluster.at("others").as_array();
+    for (const json::value& one : others) line += ' ' + TextOf(one);
+    return line + (others.empty() ? " none\n" : "\n");
+}
+
 std::string BanLine(const json::object& ban)
 {
     const auto* address = ban.if_contains("address");
@@ -188,6 +208,7 @@ std::string StatusJson(const ServiceFacts& facts)
         {"memory", PressureWord(facts.pressure)},
         {"log_memory_bytes", facts.logMemory},
         {"accounts", Of(facts.accounts)},
+        {"cluster", Of(facts.cluster)},
         {"bans", std::move(bans)},
         {"meetings", std::move(meetings)},
     };
@@ -212,6 +233,7 @@ std::string StatusText(const std::string& text)
                       " without a login; " + std::to_string(meetings.size()) +
                       (meetings.size() == 1 ? " meeting\n" : " meetings\n");
     out += AccountsLine(status.at("accounts"));
+    out += ClusterLine(status.at("cluster"));
     for (const json::value& ban : status.at("bans").as_array()) out += BanLine(ban.as_object());
     for (const json::value& meeting : meetings) out += MeetingLines(meeting.as_object());
     return out;

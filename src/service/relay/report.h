@@ -12,6 +12,12 @@
 
 namespace zephyl {
 
+/// Of one relay among others.
+struct ClusterFacts {
+    std::string name, advertise;      // as it is configured
+    std::vector<std::string> others;  // HOST:PORT where its clients may go
+};
+
 struct ServiceFacts {
     std::string version;
     std::string address;                              // HOST:PORT where clients connect
@@ -24,6 +30,7 @@ struct ServiceFacts {
     Pressure pressure = Pressure::None;
     std::size_t logMemory = 0;  // bytes of all meetings' items
     AccountsHealth accounts;
+    ClusterFacts cluster;
     std::vector<Ban> bans;
     std::vector<MeetingFacts> meetings;
 };

@@ -14,6 +14,7 @@
 #include <ctime>
 #include <functional>
 #include <iostream>
+#include <set>
 #include <vector>
 
 #include "files/careful_file.h"
@@ -21,6 +22,7 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/archive.h"
 #include "service/relay/backup/restore.h"
+#include "service/relay/cluster/named_relays.h"
 #include "service/relay/door/neighbours.h"
 #include "service/relay/door/open_accounts.h"
 #include "service/relay/door/postgres_accounts.h"
@@ -29,6 +31,7 @@
 #include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
 #include "service/zephyld/commands.h"
+#include "service/zephyld/key_at.h"
 #include "service/zephyld/where_accounts_are.h"
 #include "text/one_line.h"
 
@@ -190,6 +193,52 @@ void LookAtKey(Findings& findings, const RelayOptions& options, const json::valu
         findings.Mind("certificate", "the service has another one than its file", "zephyld reload");
 }
 
+std::string OwnKey(const RelayOptions& options)
+{
+    const bool own = options.key.empty();
+    return TlsContext::Server(own ? options.data / "key.pem" : options.key,
+                              own ? options.data / "certificate.pem" : options.certificate)
+        ->Fingerprint();
+}
+
+/// Those that are configured, and those that a running service knows of.
+std::set<std::string> OtherRelaysOf(const ClusterOptions& cluster, const json::value& status)
+{
+    const std::vector<std::string> named = NamedRelays(cluster).Addresses();
+    std::set<std::string> others(named.begin(), named.end());
+    if (!status.is_null() && status.at("cluster").is_object())
+        for (const json::value& one : status.at("cluster").at("others").as_array())
+            others.emplace(one.as_string());
+    return others;
+}
+
+void LookAtRelay(Findings& findings, const std::string& address, const std::string& own)
+{
+    std::string key;
+    try {
+        key = KeyAt(address);
+    } catch (const std::exception& error) {
+        return findings.Mind("relay", address + " cannot be reached: " + error.what(),
+                             "clients go to the others meanwhile; start it, or open its port");
+    }
+    if (key == own) return findings.Good("relay", address + " answers, under the same key");
+    findings.Bad("relay", address + " has another key: " + key,
+                 "clients do not go there: copy key and certificate of one relay to all, and start those anew");
+}
+
+void LookAtRelays(Findings& findings, const RelayOptions& options, const json::value& status)
+{
+    const ClusterOptions& cluster = options.cluster;
+    if (cluster.advertise.empty()) return;
+    const std::string own = OwnKey(options);
+    LookAtRelay(findings, cluster.advertise, own);
+    const std::set<std::string> others = OtherRelaysOf(cluster, status);
+    for (const std::string& address : others) LookAtRelay(findings, address, own);
+    if (others.empty())
+        findings.Mind("relays", "no others are known",
+                      "name in [cluster] relays what they advertise, or start them");
+}
+
 bool Answers(const std::string& host, std::uint16_t port)
 {
     boost::system::error_code failed;
@@ -335,6 +384,8 @@ int Examine(const DoctorRequest& request)
     findings.Look("key", "key and certificate must fit, and only the service's user may read the key",
                   [&] { LookAtKey(findings, options, status); });
     findings.Look("port", "is the service of this version?", [&] { LookAtPorts(findings, options, status); });
+    findings.Look("relays", "key and certificate must fit, and only the service's user may read the key",
+                  [&] { LookAtRelays(findings, options, status); });
     findings.Look("mail", "look at [mail] in the configuration", [&] { LookAtMail(findings, options.mail); });
     LookAtClock(findings);
     LookAtLimits(findings, options);
