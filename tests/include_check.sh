@@ -31,6 +31,8 @@ relay='(backup/[a-z_]+|admin_socket|config|connection|connection_list|metrics|me
 deny 'service/relay/log' "service/(net|codec)/|service/relay/(door/|meeting/|$relay)" 'the log knows only what it keeps'
 deny 'service/relay/door' "service/(net|codec)/|service/relay/(log/|meeting/|$relay)" 'the door knows no meeting'
 deny 'service/postgres' "$qt|boost/|text/|files/|$floors|settings/|base/|contract/|cipher/|platform/|service/(wire|net|codec|link|zephyld)/|service/relay/[^d]|service/relay/door/[^d]" 'speaking to a database knows nobody who asks it'
+deny 'service/nats' "$qt|boost/|text/|files/|$floors|settings/|base/|contract/|cipher/|platform/|service/(wire|net|codec|link|zephyld)/|service/relay/[^c]|service/relay/c[^l]" 'speaking to the servers knows nobody who asks them'
+deny 'service/relay/cluster' "service/(net|codec)/|service/relay/(door/|meeting/|$relay)" 'what relays share knows no meeting'
 deny 'service/relay/mail' "service/(net|codec|wire)/|service/relay/(door/|log/|meeting/|$relay)" 'letters know nobody who asks for them'
 deny 'service/relay/meeting' "service/(net|codec)/|service/relay/$relay|openssl/|sqlite3|unicode/|boost/asio/ip/" 'a meeting knows a client by meeting/client.h'
 deny 'service/relay/meeting/meeting* service/relay/meeting/seat* service/relay/meeting/lane_out*' 'service/relay/meeting/directory' 'a meeting knows the list of meetings by meeting/meeting_keeper.h'

@@ -11,6 +11,7 @@
 
 #include "files/careful_file.h"
 #include "service/relay/cluster/named_relays.h"
+#include "service/relay/cluster/nats_place.h"
 #include "service/relay/door/database_place.h"
 #include "service/relay/forwarded.h"
 #include "service/relay/listen_address.h"
@@ -22,9 +23,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-using Option =
-    std::variant<milliseconds RelayTimes::*, std::size_t RelayBounds::*, std::size_t RelayBudgets::*,
-                 unsigned RelayOptions::*, unsigned MailOptions::*, std::size_t MailOptions::*>;
+using Option = std::variant<milliseconds RelayTimes::*, std::size_t RelayBounds::*,
+                            std::size_t RelayBudgets::*, unsigned RelayOptions::*, unsigned MailOptions::*,
+                            std::size_t MailOptions::*, std::size_t ClusterOptions::*>;
 
 // A whole number with its range, in units of what the options count in.
 struct NumberKey {
@@ -225,8 +226,24 @@ constexpr std::array kClusterTexts{
             [](RelayOptions& o, const std::string& v) { o.cluster.accountsAuthorities = v; }, "",
             "Certificates (PEM) of those who may vouch for the database. Empty: whom this machine believes.\n"
             "Over a network it has to speak TLS and be the host that is named."},
+    TextKey{"log", [](RelayOptions& o, const std::string& v) { o.cluster.log = v; }, "",
+            "The NATS servers, with JetStream, that have the meetings: nats://USER@HOST:PORT,HOST:PORT.\n"
+            "Empty: files in the data folder, for one relay."},
+    TextKey{"log_password_file", [](RelayOptions& o, const std::string& v) { o.cluster.logPasswordFile = v; },
+            "", "A file with the password in its first line that nobody else may read."},
+    TextKey{
+        "log_authorities", [](RelayOptions& o, const std::string& v) { o.cluster.logAuthorities = v; }, "",
+        "Certificates (PEM) of those who may vouch for these servers. Empty: whom this machine believes.\n"
+        "Other computers have to speak TLS and be the hosts that are named."},
 };
-constexpr std::array<NumberKey, 0> kClusterNumbers{};
+constexpr std::array kClusterNumbers{
+    NumberKey{
+        "log_replicas", &ClusterOptions::logReplicas, 1, 0, 5,
+        "On how many of these servers everything stands, when its place is made. 0: on three where three\n"
+        "are named, else on one."},
+    NumberKey{"log_mebibytes", &ClusterOptions::logBytes, kMebibyte, 0, 1 << 30,
+              "Of all meetings together, when their place is made. 0: as much as the servers take."},
+};
 constexpr std::array<FlagKey, 0> kClusterFlags{};
 constexpr std::array kClusterLists{
     ListKey{
@@ -279,6 +296,11 @@ template <class Value>
 Value& Member(RelayOptions& options, Value MailOptions::*member)
 {
     return options.mail.*member;
+}
+template <class Value>
+Value& Member(RelayOptions& options, Value ClusterOptions::*member)
+{
+    return options.cluster.*member;
 }
 
 void Set(milliseconds& member, std::int64_t value)
@@ -418,7 +440,9 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
     if (const toml::table* mail = table["mail"].as_table()) TakeAll(*mail, name, takeMail);
     if (const toml::table* cluster = table["cluster"].as_table())
         TakeAll(*cluster, name, [&](std::string_view key, const toml::node& node) {
-            return TakeFrom(kClusterTexts, key, node, options) || TakeFrom(kClusterLists, key, node, options);
+            return TakeFrom(kClusterTexts, key, node, options) ||
+                   TakeFrom(kClusterNumbers, key, node, options) ||
+                   TakeFrom(kClusterLists, key, node, options);
         });
     if (options.key.empty() != options.certificate.empty())
         throw StartError(name + ": key and certificate belong together");
@@ -426,6 +450,7 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
         CheckMail(options.mail);
         CheckCluster(options.cluster);
         CheckOtherRelays(options.cluster);
+        CheckLogPlace(options.cluster);
     } catch (const StartError& error) {
         throw StartError(name + ": " + error.what());
     }

@@ -1,13 +1,11 @@
 #include "service/accounts/test_postgres.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <poll.h>
 #include <pwd.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,21 +49,6 @@ std::string Escaped(std::string text)
 }
 
 }  // namespace
-
-// Bound, and never listening: PostgreSQL can have the port, and between two of its lives nobody else.
-TestPostgres::Port::Port() : mHeld(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-{
-    const int on = 1;
-    sockaddr_in at{};
-    at.sin_family = AF_INET;
-    at.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t bytes = sizeof at;
-    if (::bind(mHeld.Number(), reinterpret_cast<sockaddr*>(&at), bytes) != 0 ||
-        ::getsockname(mHeld.Number(), reinterpret_cast<sockaddr*>(&at), &bytes) != 0 ||
-        ::setsockopt(mHeld.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0)
-        throw std::runtime_error("no port is free");
-    number = ntohs(at.sin_port);
-}
 
 bool TestPostgres::Installed()
 {

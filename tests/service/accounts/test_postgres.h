@@ -13,11 +13,11 @@
 #include <thread>
 #include <vector>
 
-#include "files/careful_file.h"
 #include "service/relay/door/database.h"
 #include "service/relay/door/postgres_accounts.h"
 #include "service/relay/options.h"
 #include "service/relay/temporary_folder.h"
+#include "support/held_port.h"
 
 namespace zephyl {
 
@@ -52,14 +52,6 @@ public:
     void Put(const std::string& name, const std::string& text) const;
 
 private:
-    class Port {
-    public:
-        Port();
-        std::uint16_t number = 0;
-
-    private:
-        const files::Descriptor mHeld;
-    };
     TestPostgres();
     void RunAs(const std::vector<std::string>& words) const;
     pid_t Spawn(const std::vector<std::string>& words, int output) const;
@@ -70,7 +62,7 @@ private:
     TemporaryFolder mFolder;
     uid_t mUser;
     gid_t mGroup;
-    const Port mUsual, mOther;
+    const HeldPort mUsual, mOther;
     std::uint16_t mPort = 0;
     pid_t mServer = -1;
     std::thread mReader;

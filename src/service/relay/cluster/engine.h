@@ -15,6 +15,8 @@ namespace zephyl {
 
 /// Of one word, one log's entry, one value.
 inline constexpr std::size_t kEngineBytes = 1000 * 1024;
+/// What the subjects of logs begin with, and those of words do not.
+inline constexpr char kEngineLogs[] = "zephyl.log.";
 
 enum class EngineResult {
     Ok,
@@ -70,6 +72,7 @@ public:
     // --- words: kept nowhere. From one engine to another they keep their order; while either has no
     // connection they are lost, and only then or when a listener is more than 64 MiB behind ---
     virtual void Publish(std::string subject, std::string bytes) = 0;
+    /// It takes a moment until all engines know of it: whoever must be heard asks until somebody is there.
     [[nodiscard]] virtual Ears Listen(std::string subject, Heard heard) = 0;
     /// Ok, Missing or Away, with the first answer that comes: a word published to its `answerTo`.
     virtual void Ask(std::string subject, std::string bytes, std::chrono::milliseconds patience,

@@ -8,14 +8,13 @@
 #include <string_view>
 #include <vector>
 
-#include "files/careful_file.h"
 #include "service/relay/private_folder.h"
+#include "service/relay/secret_file.h"
 #include "service/relay/this_computer.h"
 
 namespace zephyl {
 namespace {
 
-constexpr std::size_t kSecretBytes = 4096;
 constexpr char kMachinesAuthorities[] = "/etc/ssl/certs/ca-certificates.crt";
 // What may stand behind "?": nothing that weakens TLS, names a file or says a password.
 constexpr std::array<std::string_view, 2> kParameters{"host", "port"};
@@ -125,21 +124,6 @@ Place ReadPlace(const std::string& uri)
     return place;
 }
 
-std::string Secret(const std::filesystem::path& from)
-{
-    std::string line;
-    try {
-        std::istringstream file(files::ReadNamed(from, kSecretBytes, files::Owner::Private));
-        std::getline(file, line);
-    } catch (const files::FileProblem& problem) {
-        throw StartError(std::string("cluster: cannot read the password: ") + problem.what());
-    }
-    if (line.ends_with('\r')) line.pop_back();
-    Require(!line.empty() && line.find('\0') == std::string::npos,
-            "there is no password in " + from.string());
-    return line;
-}
-
 }  // namespace
 
 void CheckCluster(const ClusterOptions& options)
@@ -177,7 +161,7 @@ std::string DatabaseUri(const ClusterOptions& options)
         uri += "&sslmode=prefer";
     }
     if (!options.accountsPasswordFile.empty())
-        uri += "&password=" + Encoded(Secret(options.accountsPasswordFile));
+        uri += "&password=" + Encoded(ReadSecret(options.accountsPasswordFile, "cluster: accounts"));
     return uri;
 }
 

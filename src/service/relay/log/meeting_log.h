@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <string>
 #include <vector>
@@ -96,12 +97,18 @@ public:
 
     using AskNumbers = std::function<std::vector<NumbersEntry>()>;
     using Take = std::function<void(const LogItem&)>;
+    /// `trouble`: why the log cannot be used, and nothing of the rest counts; null: it can.
+    using Opened = std::function<void(std::exception_ptr trouble, LogContents contents)>;
+    using ReplayDone = std::function<void(std::exception_ptr trouble, Replayed replayed)>;
 
     virtual ~MeetingLog() = default;
     /// Once, before anything else. Throws std::exception when the log cannot be used.
     virtual LogContents Open() = 0;
     /// Once, right after Open: every item, in order within each channel. May read much. Throws as Open.
     virtual Replayed Replay(const Take& take) = 0;
+    /// The same two for whoever may be called back: a log that is not at hand has no others.
+    virtual void OpenLater(Opened opened);
+    virtual void ReplayLater(Take take, ReplayDone done);
     /// For good, with everything in it.
     virtual void Remove() = 0;
     /// Gives out the next sequence of a channel. What gets it must be appended before the strand's turn ends.
@@ -116,6 +123,10 @@ public:
     virtual ChannelState State(Channel channel) const = 0;
     /// Of the board's items kept for newcomers; about.
     virtual std::size_t BoardBytes() const = 0;
+    /// What the disk does not take is not delivered, and goes on by itself; else it goes on in memory.
+    virtual bool Waits() const { return false; }
+    /// More waits to be written than can stand in memory: nothing should be added now.
+    virtual bool Full() const { return false; }
     virtual LogBytes Bytes() const = 0;
     /// All of it as it is at this moment, opened or not. Until Release is called as often, what stands in
     /// these files is not written over. Throws std::exception when some of it is in memory only.

@@ -94,6 +94,10 @@ private:
 
     // restoring
     void OpenLog();
+    void LogIsReplayed(std::exception_ptr trouble, const std::vector<SeatEntry>& seats,
+                       const Replayed& replayed);
+    void LogIsOpen(std::exception_ptr trouble);
+    void TakeRestored(const std::vector<SeatEntry>& seats, const Replayed& replayed);
     void Restore(const LogItem& item);
     void RestoreSeat(const SeatEntry& entry);
     bool StillTheirs(const SeatEntry& entry) const;
@@ -163,6 +167,7 @@ private:
     bool mAcceptedArmed = false;
     bool mVoiceArmed = false;
     bool mOpen = false;
+    std::vector<std::function<void()>> mWaitForLog;
     bool mStopping = false;
     bool mClosed = false;
     Clock::time_point mEmptySince;

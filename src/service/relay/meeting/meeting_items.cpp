@@ -141,6 +141,7 @@ void Meeting::TakePost(Seat& seat, const Post& post, std::string_view body, bool
     const Channel channel = post.channel();
     std::uint64_t& have = seat.numbers->have[channel];
     if (post.number() <= have || mStopping) return;  // it is there already, or will be sent again
+    if (mLog->Full()) return seat.client->Drop("the meeting's log takes nothing");
     have = post.number();
     ++mServices.counters.posts;
     const char* fault = FaultOf(post, body, tooLarge);

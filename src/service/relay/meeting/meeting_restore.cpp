@@ -32,13 +32,14 @@ BoardEffect StoredStep(const LogItem& item)
 asio::awaitable<bool> Meeting::Ready()
 {
     if (!mOpen && !mClosed) {
-        try {
-            OpenLog();
-            mOpen = true;
-        } catch (const std::exception& error) {
-            mEmptySince = Clock::now();  // somebody wants it: it is not deleted before it could be read
-            mServices.log.error("the log of meeting {} cannot be used: {}", LogName(), error.what());
-        }
+        const auto initiate = [this](auto handler) {
+            auto shared = std::make_shared<decltype(handler)>(std::move(handler));
+            mWaitForLog.push_back([shared] {
+                asio::post(asio::get_associated_executor(*shared), [shared] { std::move (*shared)(); });
+            });
+            if (mWaitForLog.size() == 1) OpenLog();
+        };
+        co_await asio::async_initiate<const asio::use_awaitable_t<>, void()>(initiate, asio::use_awaitable);
     }
     co_return mOpen && !mClosed;
 }
@@ -55,19 +56,58 @@ void Meeting::OpenLog()
     mNumbers.clear();
     mUnsafeKept.clear();
     mHistory = {};
-    const LogContents contents = mLog->Open();
-    mLog->WhenSafe([this](const Sequences& upTo) { OnSafe(upTo); });
-    mLog->NumbersFrom([this] { return AllNumbers(); });
-    for (const NumbersEntry& entry : contents.numbers) {
-        const auto numbers = NumbersOf(entry.key, entry.stream);
-        numbers->have = entry.have;
-        numbers->refused.assign(entry.refused.begin(), entry.refused.end());
+    mLog->OpenLater([weak = weak_from_this()](std::exception_ptr trouble, LogContents contents) {
+        const auto self = weak.lock();
+        if (!self) return;
+        if (trouble) return self->LogIsOpen(trouble);
+        self->mLog->WhenSafe([self = self.get()](const Sequences& upTo) { self->OnSafe(upTo); });
+        self->mLog->NumbersFrom([self = self.get()] { return self->AllNumbers(); });
+        for (const NumbersEntry& entry : contents.numbers) {
+            const auto numbers = self->NumbersOf(entry.key, entry.stream);
+            numbers->have = entry.have;
+            numbers->refused.assign(entry.refused.begin(), entry.refused.end());
+        }
+        self->mLog->ReplayLater(
+            [weak](const LogItem& item) {
+                if (const auto meeting = weak.lock()) meeting->Restore(item);
+            },
+            [weak, seats = std::move(contents.seats)](std::exception_ptr why, const Replayed& replayed) {
+                if (const auto meeting = weak.lock()) meeting->LogIsReplayed(why, seats, replayed);
+            });
+    });
+}
+
+void Meeting::LogIsReplayed(std::exception_ptr trouble, const std::vector<SeatEntry>& seats,
+                            const Replayed& replayed)
+{
+    if (!trouble && !mClosed) {
+        try {
+            TakeRestored(seats, replayed);
+        } catch (const std::exception&) {
+            trouble = std::current_exception();
+        }
     }
-    const Replayed replayed = mLog->Replay([this](const LogItem& item) { Restore(item); });
+    LogIsOpen(trouble);
+}
+
+void Meeting::LogIsOpen(std::exception_ptr trouble)
+{
+    mOpen = !trouble && !mClosed;
+    try {
+        if (trouble) std::rethrow_exception(trouble);
+    } catch (const std::exception& error) {
+        mEmptySince = Clock::now();  // somebody wants it: it is not deleted before it could be read
+        mServices.log.error("the log of meeting {} cannot be used: {}", LogName(), error.what());
+    }
+    for (const auto& waiting : std::exchange(mWaitForLog, {})) waiting();
+}
+
+void Meeting::TakeRestored(const std::vector<SeatEntry>& seats, const Replayed& replayed)
+{
     for (const auto& [key, streams] : mNumbers)
         for (const auto& numbers : streams) numbers->safe = numbers->have;
     mLog->Trim(CHANNEL_BOARD, mBoardBegin, 0);
-    for (const SeatEntry& entry : contents.seats) RestoreSeat(entry);
+    for (const SeatEntry& entry : seats) RestoreSeat(entry);
     if (replayed.skipped > 0)
         mServices.log.warn("opening meeting {}: {} items were skipped that stand twice or in no known form",
                            LogName(), replayed.skipped);
@@ -223,6 +263,11 @@ std::vector<NumbersEntry> Meeting::AllNumbers() const
 
 void Meeting::OnTrouble(bool refused)
 {
+    if (mLog->Waits()) {
+        mServices.log.warn("the servers of meeting {} {}", LogName(),
+                           refused ? "take nothing; it waits" : "take again");
+        return;
+    }
     mServices.log.error("the volume of meeting {} {}", LogName(),
                         refused ? "takes nothing; it goes on in memory" : "takes again");
     Notify(refused ? "The service cannot save this meeting at the moment: its disk is full or fails. The "

@@ -1,0 +1,53 @@
+#pragma once
+// What is said to JetStream and what it answers, as its servers write that. Pure.
+
+#include <boost/json/object.hpp>
+#include <boost/json/value.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "service/relay/cluster/engine.h"
+#include "service/relay/cluster/nats_connection.h"
+
+namespace zephyl::jetstream {
+
+namespace json = boost::json;
+
+inline constexpr char kApi[] = "$JS.API.";
+inline constexpr std::uint64_t kSecond = 1'000'000'000;  // nanoseconds, in which the servers count
+
+/// Null: there is none.
+json::value AnswerIn(const NatsMessage* message);
+/// Null, 0, "": there is none of that kind.
+const json::value* Member(const json::value& of, const char* name);
+std::uint64_t Number(const json::value* value);
+std::string Text(const json::value* value);
+/// "": it is none.
+std::string FromBase64(const std::string& text);
+
+/// What is said against something. Away: it did not happen, or nobody knows.
+EngineResult ResultOf(const json::value& answer);
+
+/// Where a message that was read stands.
+struct Standing {
+    std::uint64_t sequence = 0;  // in its stream
+    std::uint64_t number = 0;    // among those that its consumer has sent
+    std::uint64_t pending = 0;   // that are behind it
+};
+std::optional<Standing> StandingOf(std::string_view answerTo);
+
+/// Somebody who reads a part of a stream for us.
+struct Consumer {
+    std::string stream, name, filter;
+
+    std::string Api(const char* verb) const;
+    std::string CreateApi() const;
+    std::string Config(json::object more) const;
+};
+
+/// Letters and digits that nobody has drawn before.
+std::string RandomWord();
+
+}  // namespace zephyl::jetstream

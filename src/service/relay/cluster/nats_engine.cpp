@@ -1,0 +1,430 @@
+#include "service/relay/cluster/nats_engine.h"
+
+#include <algorithm>
+#include <atomic>
+#include <boost/json.hpp>
+#include <future>
+#include <utility>
+
+#include "service/relay/cluster/jetstream.h"
+
+namespace zephyl {
+namespace json = boost::json;
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+namespace {
+
+constexpr char kLogStream[] = "ZEPHYL_LOG";
+constexpr std::size_t kAboveEach = 16 * 1024;  // of headers and names
+
+constexpr milliseconds kPatience = 2s;        // for one answer; what was stored meanwhile is found out later
+constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was there
+constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
+constexpr milliseconds kForever = 24h;
+constexpr std::uint64_t kBatch = 1024;  // entries of one read
+
+std::string StreamOf(const std::string& bucket)
+{
+    return "KV_zephyl_" + bucket;
+}
+std::string SubjectOf(const std::string& bucket, const std::string& key)
+{
+    return "$KV.zephyl_" + bucket + "." + key;
+}
+
+}  // namespace
+
+NatsEngine::NatsEngine(NatsSite site, Open open, Say say)
+    : NatsLine(std::move(site.servers), std::move(open), std::move(say)),
+      mReplicas(site.replicas),
+      mLogBytes(site.logBytes)
+{
+    Start();
+}
+
+NatsEngine::~NatsEngine()
+{
+    Stop();
+}
+
+bool NatsEngine::Prepare()
+{
+    std::promise<std::string> made;
+    {
+        const std::lock_guard lock(mMutex);
+        MakeStream({{"name", kLogStream},
+                    {"subjects", json::array{std::string(kEngineLogs) + ">"}},
+                    {"max_bytes", mLogBytes > 0 ? static_cast<std::int64_t>(mLogBytes) : -1}},
+                   [&](const std::string& trouble) { made.set_value(trouble); });
+    }
+    const std::string trouble = made.get_future().get();
+    if (!trouble.empty())
+        Tell("JetStream does not take the stream " + std::string(kLogStream) + ": " + trouble);
+    return trouble.empty();
+}
+
+// One that there is already is taken as it is: who keeps the servers may have given it other bounds.
+void NatsEngine::MakeStream(json::object config, Made made)
+{
+    const std::string name(config["name"].as_string());
+    config["retention"] = "limits";
+    config["storage"] = "file";
+    config["discard"] = "new";
+    config["num_replicas"] = mReplicas;
+    config["duplicate_window"] = jetstream::kSecond;
+    const auto look = [this, name, made = std::move(made)](const NatsMessage* message) {
+        const json::value answer = jetstream::AnswerIn(message);
+        if (jetstream::Member(answer, "config")) {
+            made("");
+            return true;
+        }
+        const json::value* const error = jetstream::Member(answer, "error");
+        const std::string trouble =
+            error ? jetstream::Text(jetstream::Member(*error, "description")) : "it does not answer";
+        const std::lock_guard lock(mMutex);
+        Request(jetstream::kApi + ("STREAM.INFO." + name), {}, {}, kPatience,
+                [made, trouble](const NatsMessage* again) {
+                    made(jetstream::Member(jetstream::AnswerIn(again), "config") ? "" : trouble);
+                    return true;
+                });
+        return true;
+    };
+    Request(jetstream::kApi + ("STREAM.CREATE." + name), json::serialize(config), {}, kPatience, look);
+}
+
+void NatsEngine::MakeBucket(const std::string& bucket, Made made)
+{
+    MakeStream({{"name", StreamOf(bucket)},
+                {"subjects", json::array{SubjectOf(bucket, ">")}},
+                {"max_msgs_per_subject", 1},
+                {"deny_delete", true},
+                {"allow_rollup_hdrs", true}},
+               std::move(made));
+}
+
+// In the order of the calls: until it counts as made each asks for it, and answers keep the questions' order.
+void NatsEngine::WithBucket(const std::string& bucket, std::function<void(bool there)> then)
+{
+    {
+        const std::lock_guard lock(mMutex);
+        if (!mBuckets.contains(bucket))
+            return MakeBucket(bucket, [this, bucket, then = std::move(then)](const std::string& trouble) {
+                then(trouble.empty());
+                const std::lock_guard again(mMutex);
+                if (trouble.empty()) mBuckets.insert(bucket);
+            });
+    }
+    then(true);
+}
+
+// --- logs ------------------------------------------------------------------------------------------
+
+void NatsEngine::Append(std::string subject, std::string bytes, std::uint64_t expectedLast, Stored stored)
+{
+    Write(std::move(subject), std::move(bytes), expectedLast, false, std::move(stored));
+}
+
+// While a stream has no leader nobody listens for it: that is said a moment later, for who tries again.
+void NatsEngine::Write(std::string subject, std::string bytes, std::uint64_t expected, bool removes,
+                       Stored stored)
+{
+    NatsHeaders headers{{"Nats-Expected-Last-Subject-Sequence", std::to_string(expected)}};
+    if (removes) headers.emplace_back("KV-Operation", "DEL");
+    const std::lock_guard lock(mMutex);
+    Request(std::move(subject), std::move(bytes), std::move(headers), kPatience,
+            [this, stored = std::move(stored)](const NatsMessage* message) {
+                if (!message) {
+                    stored(EngineResult::Away, 0);
+                } else if (!message->status.empty()) {
+                    const std::lock_guard again(mMutex);
+                    Await(kNobodyPause, [stored](const NatsMessage*) {
+                        stored(EngineResult::Away, 0);
+                        return true;
+                    });
+                } else {
+                    const json::value answer = jetstream::AnswerIn(message);
+                    const std::uint64_t sequence = jetstream::Number(jetstream::Member(answer, "seq"));
+                    EngineResult result = jetstream::ResultOf(answer);
+                    if (result == EngineResult::Ok && sequence == 0) result = EngineResult::Away;
+                    stored(result, result == EngineResult::Ok ? sequence : 0);
+                }
+                return true;
+            });
+}
+
+struct NatsEngine::Reading {
+    jetstream::Consumer consumer;
+    std::size_t bytes;
+    GotAll got;
+    std::uint64_t batch = 0;
+    std::vector<EngineEntry> entries{};
+    std::size_t taken = 0;
+};
+
+void NatsEngine::Read(std::string subject, std::uint64_t from, std::size_t bytes, GotAll got)
+{
+    const auto reading = std::make_shared<Reading>(
+        Reading{{kLogStream, jetstream::RandomWord(), std::move(subject)}, bytes, std::move(got)});
+    const std::string config = reading->consumer.Config(
+        {{"deliver_policy", "by_start_sequence"}, {"opt_start_seq", std::max<std::uint64_t>(from, 1)}});
+    const std::lock_guard lock(mMutex);
+    Request(
+        reading->consumer.CreateApi(), config, {}, kPatience, [this, reading](const NatsMessage* message) {
+            const json::value answer = jetstream::AnswerIn(message);
+            reading->batch = std::min(jetstream::Number(jetstream::Member(answer, "num_pending")), kBatch);
+            const bool made = jetstream::Member(answer, "config") != nullptr;
+            if (!made || reading->batch == 0) {
+                Finish(*reading, made ? EngineResult::Ok : EngineResult::Away);
+            } else {
+                const std::lock_guard again(mMutex);
+                Fetch(reading, false);
+            }
+            return true;
+        });
+}
+
+void NatsEngine::Finish(Reading& reading, EngineResult result)
+{
+    {
+        const std::lock_guard lock(mMutex);
+        Send(reading.consumer.Api("DELETE"), {}, {});
+    }
+    if (result != EngineResult::Ok) reading.entries.clear();
+    reading.got(result, std::move(reading.entries));
+}
+
+void NatsEngine::Fetch(const std::shared_ptr<Reading>& reading, bool one)
+{
+    json::object wanted{{"batch", one ? 1 : reading->batch}, {"no_wait", true}};
+    if (!one) wanted["max_bytes"] = reading->bytes + kAboveEach;
+    Request(
+        reading->consumer.Api("MSG.NEXT"), json::serialize(wanted), {}, kPatience,
+        [this, reading, one](const NatsMessage* message) {
+            const auto place = message ? jetstream::StandingOf(message->answerTo) : std::nullopt;
+            if (place) {
+                reading->entries.push_back(
+                    {std::string(message->subject), place->sequence, std::string(message->bytes)});
+                reading->taken += message->bytes.size();
+                if (!one && place->pending > 0 && reading->taken < reading->bytes &&
+                    reading->entries.size() < reading->batch)
+                    return false;
+            } else if (message && message->status == "409" && reading->entries.empty() && !one) {
+                const std::lock_guard lock(mMutex);  // the first one is larger than what was asked for
+                Fetch(reading, true);
+                return true;
+            }
+            const bool answered = place || (message && !message->status.empty() && message->status != "503");
+            Finish(*reading, answered ? EngineResult::Ok : EngineResult::Away);
+            return true;
+        },
+        Inbox::Own);
+}
+
+void NatsEngine::Last(std::string subject, Got got)
+{
+    const std::lock_guard lock(mMutex);
+    GetLast(kLogStream, std::move(subject), std::move(got));
+}
+
+// By the stream's leader, which alone knows what was written last.
+void NatsEngine::GetLast(const std::string& stream, std::string subject, Got got)
+{
+    Request(jetstream::kApi + ("STREAM.MSG.GET." + stream),
+            json::serialize(json::object{{"last_by_subj", subject}}), {}, kPatience,
+            [got = std::move(got), subject](const NatsMessage* message) {
+                const json::value answer = jetstream::AnswerIn(message);
+                const json::value* const found = jetstream::Member(answer, "message");
+                EngineResult result = answer.is_null() ? EngineResult::Away : jetstream::ResultOf(answer);
+                if (!found) {
+                    got(result == EngineResult::Ok ? EngineResult::Away : result, {subject, 0, {}});
+                    return true;
+                }
+                const bool removed = jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "hdrs")))
+                                         .find("KV-Operation: DEL") != std::string::npos;
+                got(removed ? EngineResult::Missing : EngineResult::Ok,
+                    {subject, jetstream::Number(jetstream::Member(*found, "seq")),
+                     jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "data")))});
+                return true;
+            });
+}
+
+void NatsEngine::Purge(std::string subject, std::uint64_t before, Done done)
+{
+    json::object what{{"filter", std::move(subject)}, {"seq", before}};
+    const std::lock_guard lock(mMutex);
+    Request(
+        std::string(jetstream::kApi) + "STREAM.PURGE." + kLogStream, json::serialize(what), {}, kPatience,
+        [done = std::move(done)](const NatsMessage* message) {
+            const json::value answer = jetstream::AnswerIn(message);
+            const json::value* const success = jetstream::Member(answer, "success");
+            done(success && success->is_bool() && success->as_bool() ? EngineResult::Ok : EngineResult::Away);
+            return true;
+        });
+}
+
+// --- values ----------------------------------------------------------------------------------------
+
+void NatsEngine::Get(std::string bucket, std::string key, Got got)
+{
+    WithBucket(bucket, [this, bucket, key, got = std::move(got)](bool there) {
+        if (!there) return got(EngineResult::Away, {});
+        const std::lock_guard lock(mMutex);
+        GetLast(StreamOf(bucket), SubjectOf(bucket, key), [got, key](EngineResult result, EngineEntry entry) {
+            entry.subject = key;
+            got(result, std::move(entry));
+        });
+    });
+}
+
+void NatsEngine::Put(std::string bucket, std::string key, std::string bytes, std::uint64_t expected,
+                     Stored stored)
+{
+    WithBucket(bucket, [=, this](bool there) {
+        if (!there) return stored(EngineResult::Away, 0);
+        Write(SubjectOf(bucket, key), bytes, expected, false, stored);
+    });
+}
+
+void NatsEngine::Remove(std::string bucket, std::string key, std::uint64_t expected, Stored stored)
+{
+    WithBucket(bucket, [=, this](bool there) {
+        if (!there) return stored(EngineResult::Away, 0);
+        Write(SubjectOf(bucket, key), {}, expected, true, stored);
+    });
+}
+
+struct NatsEngine::Watching {
+    std::string bucket;
+    std::string front;  // of its subjects
+    jetstream::Consumer consumer;
+    std::uint64_t token = 0;
+    std::shared_ptr<ValueEar> ear;
+    std::function<void()> all;
+    std::atomic<std::uint64_t> round{0};  // of consumers; an older one counts no more
+    std::uint64_t sequence = 0;           // seen last
+    std::uint64_t number = 0;             // the consumer's own
+    Clock::time_point heard{};
+
+    void SawAll()
+    {
+        if (const auto call = std::exchange(all, nullptr)) call();
+    }
+};
+
+void NatsEngine::BeginAnew()
+{
+    for (const auto& one : mWatching)
+        if (const auto watching = one.lock()) StartWatch(watching);
+}
+
+void NatsEngine::LookAround()
+{
+    const auto now = Clock::now();
+    for (const auto& one : mWatching)
+        if (const auto watching = one.lock(); watching && now - watching->heard > kStalled)
+            StartWatch(watching);
+}
+
+Engine::Ears NatsEngine::Watch(std::string bucket, Seen seen, std::function<void()> all)
+{
+    auto watching = std::make_shared<Watching>();
+    watching->bucket = bucket;
+    watching->front = SubjectOf(bucket, "");
+    watching->ear = std::make_shared<ValueEar>(std::move(seen));
+    watching->all = std::move(all);
+    const std::lock_guard lock(mMutex);
+    std::erase_if(mWatching, [](const auto& one) { return one.expired(); });
+    mWatching.push_back(watching);
+    if (IsConnected()) StartWatch(watching);
+    return {nullptr, [watching, alive = mAlive](void*) {
+                watching->ear->Close();
+                const std::lock_guard open(alive->mutex);
+                if (alive->line) static_cast<NatsEngine*>(alive->line)->QuitWatch(*watching);
+            }};
+}
+
+void NatsEngine::QuitWatch(Watching& watching)
+{
+    const std::lock_guard lock(mMutex);
+    EndRound(watching);
+}
+
+void NatsEngine::EndRound(Watching& watching)
+{
+    ++watching.round;
+    if (watching.token == 0) return;
+    Forget(std::exchange(watching.token, 0));
+    Send(watching.consumer.Api("DELETE"), {}, {});
+}
+
+// Whenever something may have been missed: from what stands there now.
+void NatsEngine::StartWatch(const std::shared_ptr<Watching>& watching)
+{
+    EndRound(*watching);
+    const std::uint64_t round = watching->round;
+    watching->number = 0;
+    watching->heard = Clock::now();
+    const std::weak_ptr<Watching> weak = watching;
+    if (!mBuckets.contains(watching->bucket)) {
+        MakeBucket(watching->bucket, [this, weak, round](const std::string& trouble) {
+            const std::lock_guard lock(mMutex);
+            const auto self = weak.lock();
+            if (!self || self->round != round || !trouble.empty()) return;
+            mBuckets.insert(self->bucket);
+            StartWatch(self);
+        });
+        return;
+    }
+    watching->consumer = {StreamOf(watching->bucket), jetstream::RandomWord(), watching->front + ">"};
+    const std::string inbox = Await(
+        kForever,
+        [this, weak, round](const NatsMessage* message) {
+            const auto self = weak.lock();
+            return !self || TakeWatched(self, round, message);
+        },
+        Inbox::Own);
+    watching->token = LastAsked();
+    const std::string config = watching->consumer.Config({{"deliver_policy", "last_per_subject"},
+                                                          {"deliver_subject", inbox},
+                                                          {"flow_control", true},
+                                                          {"idle_heartbeat", jetstream::kSecond}});
+    Request(watching->consumer.CreateApi(), config, {}, kPatience, [weak, round](const NatsMessage* message) {
+        const auto self = weak.lock();
+        const json::value answer = jetstream::AnswerIn(message);
+        if (self && self->round == round && jetstream::Member(answer, "config") && self->number == 0 &&
+            jetstream::Number(jetstream::Member(answer, "num_pending")) == 0)
+            self->SawAll();
+        return true;
+    });
+}
+
+bool NatsEngine::TakeWatched(const std::shared_ptr<Watching>& watching, std::uint64_t round,
+                             const NatsMessage* message)
+{
+    if (!message || watching->round != round) return true;
+    {
+        const std::lock_guard lock(mMutex);
+        watching->heard = Clock::now();
+        if (!message->status.empty()) {  // it is still there; or waits until it has been heard
+            if (!message->answerTo.empty()) Send(std::string(message->answerTo), {}, {});
+            return false;
+        }
+    }
+    const std::optional<jetstream::Standing> place = jetstream::StandingOf(message->answerTo);
+    if (!place || place->number != watching->number + 1) {
+        const std::lock_guard lock(mMutex);
+        StartWatch(watching);
+        return true;
+    }
+    watching->number = place->number;
+    if (place->sequence > watching->sequence) {
+        watching->sequence = place->sequence;
+        (*watching->ear)({std::string(message->subject.substr(watching->front.size())), place->sequence,
+                          std::string(message->bytes)},
+                         !message->operation.empty());
+    }
+    if (place->pending == 0) watching->SawAll();
+    return false;
+}
+
+}  // namespace zephyl

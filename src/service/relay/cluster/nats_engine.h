@@ -1,0 +1,66 @@
+#pragma once
+// The engine in NATS servers: words are theirs, logs stand in a stream of JetStream, values in another one.
+
+#include <boost/json/object.hpp>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "service/relay/cluster/nats_line.h"
+
+namespace zephyl {
+
+struct NatsSite {
+    std::vector<NatsServer> servers;  // of one cluster
+    unsigned replicas = 1;            // of everything that is kept, when the streams are made
+    std::uint64_t logBytes = 0;       // at most; 0: as many as the servers allow
+};
+
+class NatsEngine final : public NatsLine {
+public:
+    /// Connects by itself. Nothing is waited for.
+    NatsEngine(NatsSite site, Open open, Say say);
+    ~NatsEngine() override;
+
+    void Append(std::string subject, std::string bytes, std::uint64_t expectedLast, Stored stored) override;
+    void Read(std::string subject, std::uint64_t from, std::size_t bytes, GotAll got) override;
+    void Last(std::string subject, Got got) override;
+    void Purge(std::string subject, std::uint64_t before, Done done) override;
+    void Get(std::string bucket, std::string key, Got got) override;
+    void Put(std::string bucket, std::string key, std::string bytes, std::uint64_t expected,
+             Stored stored) override;
+    void Remove(std::string bucket, std::string key, std::uint64_t expected, Stored stored) override;
+    Ears Watch(std::string bucket, Seen seen, std::function<void()> all) override;
+
+private:
+    using ValueEar = Ear<const EngineEntry&, bool>;
+    struct Reading;
+    struct Watching;
+
+    bool Prepare() override;
+    void BeginAnew() override;
+    void LookAround() override;
+    using Made = std::function<void(const std::string& trouble)>;
+    void MakeStream(boost::json::object config, Made made);
+    void MakeBucket(const std::string& bucket, Made made);
+    void WithBucket(const std::string& bucket, std::function<void(bool there)> then);
+    void Write(std::string subject, std::string bytes, std::uint64_t expected, bool removes, Stored stored);
+    void GetLast(const std::string& stream, std::string subject, Got got);
+    void Fetch(const std::shared_ptr<Reading>& reading, bool one);
+    void Finish(Reading& reading, EngineResult result);
+    void StartWatch(const std::shared_ptr<Watching>& watching);
+    bool TakeWatched(const std::shared_ptr<Watching>& watching, std::uint64_t round,
+                     const NatsMessage* message);
+    void EndRound(Watching& watching);
+    void QuitWatch(Watching& watching);
+
+    const unsigned mReplicas;
+    const std::uint64_t mLogBytes;
+    std::set<std::string> mBuckets;  // that there are
+    std::vector<std::weak_ptr<Watching>> mWatching;
+};
+
+}  // namespace zephyl

@@ -1,0 +1,72 @@
+#pragma once
+// Two relays' engines on one cluster.
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <memory>
+#include <string>
+
+#include "service/cluster/test_nats.h"
+#include "service/relay/cluster/nats_engine.h"
+#include "support/memory_engine.h"
+
+namespace zephyl {
+
+inline void WaitFor(Engine& engine, bool connected)
+{
+    std::promise<void> done;
+    std::once_flag once;
+    const auto ears = engine.WhenChanged([&](bool now) {
+        if (now == connected) std::call_once(once, [&] { done.set_value(); });
+    });
+    if (engine.Connected() != connected) done.get_future().wait();
+}
+
+struct Pair {
+    virtual ~Pair() = default;
+    std::unique_ptr<Engine> one, other;
+};
+
+struct InMemory final : Pair {
+    InMemory()
+    {
+        one = std::make_unique<MemoryEngine>(cluster);
+        other = std::make_unique<MemoryEngine>(cluster);
+    }
+    ~InMemory() override
+    {
+        one.reset();
+        other.reset();
+    }
+    MemoryEngine& One() { return static_cast<MemoryEngine&>(*one); }
+    MemoryCluster cluster;
+};
+
+struct InNats final : Pair {
+    explicit InNats(std::size_t servers, std::uint64_t logBytes = 0) : nats(servers)
+    {
+        NatsSite site = nats.Site();
+        site.logBytes = logBytes;
+        for (auto* const engine : {&one, &other}) {
+            *engine = std::make_unique<NatsEngine>(site, OpenNats, [](const std::string&) {});
+            WaitFor(**engine, true);
+        }
+    }
+    ~InNats() override
+    {
+        one.reset();
+        other.reset();
+    }
+    TestNats nats;
+};
+
+/// "memory", "nats", "three": where there is such a one.
+inline std::unique_ptr<Pair> PairIn(const std::string& where)
+{
+    if (where == "memory") return std::make_unique<InMemory>();
+    if (!TestNats::Installed()) return nullptr;
+    return std::make_unique<InNats>(where == "nats" ? 1 : 3);
+}
+
+}  // namespace zephyl
