@@ -314,5 +314,56 @@ TEST(NatsLog, GoesOnWhenItsServerWasKilledOrStoodStill)
     EXPECT_EQ(stand.items, all);
 }
 
+// As keepers of one meeting take turns: what one was told of stands there for the next, once and in order; of
+// what it was not told of, any part.
+TEST(NatsLog, LosesNothingWhileServersDieAndItsKeeperChanges)
+{
+    QUORVIA_NEEDS_NATS();
+    InNats pair(3);
+    std::uint64_t epochs = 0;
+    const unsigned rounds = std::getenv("LOG_ROUNDS") ? std::stoul(std::getenv("LOG_ROUNDS")) : 3;
+    LogStand one([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
+    LogStand other([&](LogStand& s) { return LogInEngine(s, *pair.other, epochs); });
+    const auto open = [](LogStand& stand) {
+        while (!stand.TryOpen()) {  // while there is no quorum
+        }
+        stand.delivered.clear();
+        stand.lost = false;
+    };
+    open(one);
+    std::size_t bytes = 100;
+    Texts told;  // in order
+    for (unsigned round = 0; round < rounds; ++round) {
+        LogStand& keeper = round % 2 == 0 ? one : other;
+        LogStand& next = round % 2 == 0 ? other : one;
+        const auto put = [&](int count) {
+            Texts all;
+            for (int i = 0; i < count; ++i) {
+                const char letter = i % 5 == 2 ? 'P' : 'a';
+                keeper.Put(CHANNEL_BOARD, ++bytes, letter);
+                all.push_back(letter + std::to_string(bytes));
+            }
+            return all;
+        };
+        const std::size_t victim = round % pair.nats.Count();
+        put(20);
+        pair.nats.Kill(victim);
+        put(20);
+        keeper.Wait();  // two of three are enough
+        told.insert(told.end(), keeper.delivered.begin(), keeper.delivered.end());
+        ASSERT_EQ(keeper.delivered.size(), 40u) << "round " << round;
+        keeper.delivered.clear();
+        const Texts late = put(10);  // nobody waits for these
+        pair.nats.Start(victim);
+        open(next);
+        keeper.Until([&] { return keeper.lost || keeper.delivered.size() == late.size(); });
+        told.insert(told.end(), keeper.delivered.begin(), keeper.delivered.end());
+        ASSERT_GE(next.items.size(), told.size()) << "round " << round;
+        ASSERT_TRUE(std::equal(told.begin(), told.end(), next.items.begin())) << "round " << round;
+        ASSERT_LE(next.items.size(), told.size() + late.size() - keeper.delivered.size());
+        told = next.items;
+    }
+}
+
 }  // namespace
 }  // namespace zephyl

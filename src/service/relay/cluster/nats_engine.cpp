@@ -18,6 +18,7 @@ constexpr char kLogStream[] = "ZEPHYL_LOG";
 constexpr std::size_t kAboveEach = 16 * 1024;  // of headers and names
 
 constexpr milliseconds kPatience = 2s;        // for one answer; what was stored meanwhile is found out later
+constexpr milliseconds kUseless = 4s;         // without an answer of JetStream, while it is asked
 constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was there
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
 constexpr milliseconds kForever = 24h;
@@ -124,32 +125,46 @@ void NatsEngine::Append(std::string subject, std::string bytes, std::uint64_t ex
     Write(std::move(subject), std::move(bytes), expectedLast, false, std::move(stored));
 }
 
-// While a stream has no leader nobody listens for it: that is said a moment later, for who tries again.
+void NatsEngine::AskJetStream(std::string subject, std::string bytes, NatsHeaders headers, TakeAnswer take,
+                              Inbox inbox)
+{
+    Request(
+        std::move(subject), std::move(bytes), std::move(headers), kPatience,
+        [this, take = std::move(take)](const NatsMessage* message) {
+            const bool nobody = message && message->status == "503";
+            {
+                const std::lock_guard lock(mMutex);
+                if (message && !nobody)
+                    mUnanswered.reset();
+                else if (!mUnanswered)
+                    mUnanswered = Clock::now();
+                else if (IsConnected() && Clock::now() - *mUnanswered > kUseless)
+                    GiveUp();
+                if (nobody) {
+                    Await(kNobodyPause, take);
+                    return true;
+                }
+            }
+            return take(message);
+        },
+        inbox);
+}
+
 void NatsEngine::Write(std::string subject, std::string bytes, std::uint64_t expected, bool removes,
                        Stored stored)
 {
     NatsHeaders headers{{"Nats-Expected-Last-Subject-Sequence", std::to_string(expected)}};
     if (removes) headers.emplace_back("KV-Operation", "DEL");
     const std::lock_guard lock(mMutex);
-    Request(std::move(subject), std::move(bytes), std::move(headers), kPatience,
-            [this, stored = std::move(stored)](const NatsMessage* message) {
-                if (!message) {
-                    stored(EngineResult::Away, 0);
-                } else if (!message->status.empty()) {
-                    const std::lock_guard again(mMutex);
-                    Await(kNobodyPause, [stored](const NatsMessage*) {
-                        stored(EngineResult::Away, 0);
-                        return true;
-                    });
-                } else {
-                    const json::value answer = jetstream::AnswerIn(message);
-                    const std::uint64_t sequence = jetstream::Number(jetstream::Member(answer, "seq"));
-                    EngineResult result = jetstream::ResultOf(answer);
-                    if (result == EngineResult::Ok && sequence == 0) result = EngineResult::Away;
-                    stored(result, result == EngineResult::Ok ? sequence : 0);
-                }
-                return true;
-            });
+    AskJetStream(std::move(subject), std::move(bytes), std::move(headers),
+                 [stored = std::move(stored)](const NatsMessage* message) {
+                     const json::value answer = jetstream::AnswerIn(message);
+                     const std::uint64_t sequence = jetstream::Number(jetstream::Member(answer, "seq"));
+                     EngineResult result = jetstream::ResultOf(answer);
+                     if (result == EngineResult::Ok && sequence == 0) result = EngineResult::Away;
+                     stored(result, result == EngineResult::Ok ? sequence : 0);
+                     return true;
+                 });
 }
 
 struct NatsEngine::Reading {
@@ -168,19 +183,18 @@ void NatsEngine::Read(std::string subject, std::uint64_t from, std::size_t bytes
     const std::string config = reading->consumer.Config(
         {{"deliver_policy", "by_start_sequence"}, {"opt_start_seq", std::max<std::uint64_t>(from, 1)}});
     const std::lock_guard lock(mMutex);
-    Request(
-        reading->consumer.CreateApi(), config, {}, kPatience, [this, reading](const NatsMessage* message) {
-            const json::value answer = jetstream::AnswerIn(message);
-            reading->batch = std::min(jetstream::Number(jetstream::Member(answer, "num_pending")), kBatch);
-            const bool made = jetstream::Member(answer, "config") != nullptr;
-            if (!made || reading->batch == 0) {
-                Finish(*reading, made ? EngineResult::Ok : EngineResult::Away);
-            } else {
-                const std::lock_guard again(mMutex);
-                Fetch(reading, false);
-            }
-            return true;
-        });
+    AskJetStream(reading->consumer.CreateApi(), config, {}, [this, reading](const NatsMessage* message) {
+        const json::value answer = jetstream::AnswerIn(message);
+        reading->batch = std::min(jetstream::Number(jetstream::Member(answer, "num_pending")), kBatch);
+        const bool made = jetstream::Member(answer, "config") != nullptr;
+        if (!made || reading->batch == 0) {
+            Finish(*reading, made ? EngineResult::Ok : EngineResult::Away);
+        } else {
+            const std::lock_guard again(mMutex);
+            Fetch(reading, false);
+        }
+        return true;
+    });
 }
 
 void NatsEngine::Finish(Reading& reading, EngineResult result)
@@ -197,8 +211,8 @@ void NatsEngine::Fetch(const std::shared_ptr<Reading>& reading, bool one)
 {
     json::object wanted{{"batch", one ? 1 : reading->batch}, {"no_wait", true}};
     if (!one) wanted["max_bytes"] = reading->bytes + kAboveEach;
-    Request(
-        reading->consumer.Api("MSG.NEXT"), json::serialize(wanted), {}, kPatience,
+    AskJetStream(
+        reading->consumer.Api("MSG.NEXT"), json::serialize(wanted), {},
         [this, reading, one](const NatsMessage* message) {
             const auto place = message ? jetstream::StandingOf(message->answerTo) : std::nullopt;
             if (place) {
@@ -229,31 +243,32 @@ void NatsEngine::Last(std::string subject, Got got)
 // By the stream's leader, which alone knows what was written last.
 void NatsEngine::GetLast(const std::string& stream, std::string subject, Got got)
 {
-    Request(jetstream::kApi + ("STREAM.MSG.GET." + stream),
-            json::serialize(json::object{{"last_by_subj", subject}}), {}, kPatience,
-            [got = std::move(got), subject](const NatsMessage* message) {
-                const json::value answer = jetstream::AnswerIn(message);
-                const json::value* const found = jetstream::Member(answer, "message");
-                EngineResult result = answer.is_null() ? EngineResult::Away : jetstream::ResultOf(answer);
-                if (!found) {
-                    got(result == EngineResult::Ok ? EngineResult::Away : result, {subject, 0, {}});
-                    return true;
-                }
-                const bool removed = jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "hdrs")))
-                                         .find("KV-Operation: DEL") != std::string::npos;
-                got(removed ? EngineResult::Missing : EngineResult::Ok,
-                    {subject, jetstream::Number(jetstream::Member(*found, "seq")),
-                     jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "data")))});
+    AskJetStream(
+        jetstream::kApi + ("STREAM.MSG.GET." + stream),
+        json::serialize(json::object{{"last_by_subj", subject}}), {},
+        [got = std::move(got), subject](const NatsMessage* message) {
+            const json::value answer = jetstream::AnswerIn(message);
+            const json::value* const found = jetstream::Member(answer, "message");
+            EngineResult result = answer.is_null() ? EngineResult::Away : jetstream::ResultOf(answer);
+            if (!found) {
+                got(result == EngineResult::Ok ? EngineResult::Away : result, {subject, 0, {}});
                 return true;
-            });
+            }
+            const bool removed = jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "hdrs")))
+                                     .find("KV-Operation: DEL") != std::string::npos;
+            got(removed ? EngineResult::Missing : EngineResult::Ok,
+                {subject, jetstream::Number(jetstream::Member(*found, "seq")),
+                 jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "data")))});
+            return true;
+        });
 }
 
 void NatsEngine::Purge(std::string subject, std::uint64_t before, Done done)
 {
     json::object what{{"filter", std::move(subject)}, {"seq", before}};
     const std::lock_guard lock(mMutex);
-    Request(
-        std::string(jetstream::kApi) + "STREAM.PURGE." + kLogStream, json::serialize(what), {}, kPatience,
+    AskJetStream(
+        std::string(jetstream::kApi) + "STREAM.PURGE." + kLogStream, json::serialize(what), {},
         [done = std::move(done)](const NatsMessage* message) {
             const json::value answer = jetstream::AnswerIn(message);
             const json::value* const success = jetstream::Member(answer, "success");
@@ -313,6 +328,7 @@ struct NatsEngine::Watching {
 
 void NatsEngine::BeginAnew()
 {
+    mUnanswered.reset();
     for (const auto& one : mWatching)
         if (const auto watching = one.lock()) StartWatch(watching);
 }

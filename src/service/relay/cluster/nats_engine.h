@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -47,6 +48,10 @@ private:
     void MakeStream(boost::json::object config, Made made);
     void MakeBucket(const std::string& bucket, Made made);
     void WithBucket(const std::string& bucket, std::function<void(bool there)> then);
+    /// As Request, of JetStream. While it has no leader nobody listens: that is said a moment later, for who
+    /// tries again. A server that cannot reach the others is given up.
+    void AskJetStream(std::string subject, std::string bytes, NatsHeaders headers, TakeAnswer take,
+                      Inbox inbox = Inbox::Shared);
     void Write(std::string subject, std::string bytes, std::uint64_t expected, bool removes, Stored stored);
     void GetLast(const std::string& stream, std::string subject, Got got);
     void Fetch(const std::shared_ptr<Reading>& reading, bool one);
@@ -59,7 +64,8 @@ private:
 
     const unsigned mReplicas;
     const std::uint64_t mLogBytes;
-    std::set<std::string> mBuckets;  // that there are
+    std::optional<Clock::time_point> mUnanswered;  // since when
+    std::set<std::string> mBuckets;                // that there are
     std::vector<std::weak_ptr<Watching>> mWatching;
 };
 

@@ -131,6 +131,12 @@ void NatsLine::Lose()
     if (was) Tell("the connection to the servers was lost");
 }
 
+void NatsLine::GiveUp()
+{
+    mLost = true;
+    mNews.notify_all();
+}
+
 // Also tells those who want to know of each change.
 void NatsLine::Tell(const std::string& what)
 {
@@ -217,9 +223,7 @@ void NatsLine::Beat()
     if (!mWire || now - mBeaten < kBeat) return;
     mBeaten = now;
     Send(mInbox + "beat", {}, {});
-    if (now - mHeard < kSilence) return;
-    mLost = true;
-    mNews.notify_all();
+    if (now - mHeard >= kSilence) GiveUp();
 }
 
 void NatsLine::Do(std::function<void(NatsConnection&)> work)

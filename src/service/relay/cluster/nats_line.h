@@ -58,6 +58,8 @@ protected:
     virtual void BeginAnew() = 0;
     /// Ten times a second while it does. With the lock held.
     virtual void LookAround() = 0;
+    /// This connection is of no use: to the next server. With the lock held.
+    void GiveUp();
     /// "": all is well. Also tells those who want to know of each change.
     void Tell(const std::string& trouble);
 
