@@ -365,5 +365,34 @@ TEST(NatsLog, LosesNothingWhileServersDieAndItsKeeperChanges)
     }
 }
 
+TEST(NatsLog, WaitsWithoutAQuorumAndSaysThatItIsAway)
+{
+    QUORVIA_NEEDS_NATS();
+    InNats pair(3);
+    std::uint64_t epochs = 0;
+    LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
+    stand.Open();
+    for (std::size_t alone = 0; alone < 3; ++alone) {  // one of them is who the engine is connected to
+        for (std::size_t i = 0; i < 3; ++i)
+            if (i != alone) pair.nats.Freeze(i);
+        stand.delivered.clear();
+        Texts all;
+        for (std::size_t i = 0; i < 20; ++i) {
+            stand.Put(CHANNEL_TALK, 100 + i, 't');
+            all.push_back("t" + std::to_string(100 + i));
+        }
+        WaitFor(*pair.one, false);
+        EXPECT_LT(stand.delivered.size(), all.size());
+        for (std::size_t i = 0; i < 3; ++i)
+            if (i != alone) pair.nats.Thaw(i);
+        stand.Wait();
+        EXPECT_EQ(stand.delivered, all);
+    }
+    const Texts left = stand.Read(CHANNEL_TALK, 0);
+    stand.Open();
+    EXPECT_EQ(left.size(), 60u);
+    EXPECT_EQ(stand.items, left);
+}
+
 }  // namespace
 }  // namespace zephyl
