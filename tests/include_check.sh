@@ -37,6 +37,7 @@ deny 'service/relay/mail' "service/(net|codec|wire)/|service/relay/(door/|log/|m
 deny 'service/relay/meeting' "service/(net|codec)/|service/relay/$relay|openssl/|sqlite3|unicode/|boost/asio/ip/" 'a meeting knows a client by meeting/client.h'
 deny 'service/relay/meeting/meeting* service/relay/meeting/seat* service/relay/meeting/lane_out*' 'service/relay/meeting/directory' 'a meeting knows the list of meetings by meeting/meeting_keeper.h'
 deny 'service/relay/memory_watch* service/relay/counters* service/relay/live_limits* service/relay/live_tls* service/relay/options* service/relay/private_folder* service/relay/this_computer*' "service/relay/(log/|door/|meeting/|$relay)" 'what all rooms of the relay share knows none of them'
+deny 'service/relay/log service/relay/door service/relay/meeting service/relay/cluster service/relay/mail' 'service/relay/keepers/' 'who keeps what stands above meetings'
 deny 'service/link cli' "$gui|$widgets" 'link and command line have no screen'
 deny 'service/link' "$floors|settings/|platform/|service/relay" 'the link knows contract, cipher and base only'
 deny 'base contract cipher platform' "$floors|settings/|service/" 'the ground floor includes nothing above it'

@@ -16,6 +16,8 @@
 #include "service/relay/datagram_door.h"
 #include "service/relay/door/log_names.h"
 #include "service/relay/http_streams.h"
+#include "service/relay/keepers/tunnel_front.h"
+#include "service/relay/keepers/tunnel_road.h"
 #include "service/relay/live_limits.h"
 #include "service/relay/live_tls.h"
 #include "service/relay/meeting/directory.h"
@@ -202,6 +204,10 @@ asio::awaitable<Connection::Next> Connection::UnseatedTurns()
             if (!frame) break;
             const Next next = co_await Handle(*frame);
             if (next == Next::Moved) co_return Next::Moved;
+            if (mGuest) {  // it was refused
+                GiveBack();
+                co_return Next::Moved;
+            }
         }
         FlushSelf();
         co_await Receive();
@@ -259,6 +265,7 @@ asio::awaitable<void> Connection::Seated(std::shared_ptr<Meeting> meeting, std::
     bool spoiled = false;
     mMeeting = meeting;
     bool back = !begin();
+    if (mGuest && !back) mGuest->Seated(*mSession);
     FlushSelf();
     try {
         while (!back) {
@@ -307,6 +314,7 @@ void Connection::MoveTo(const std::shared_ptr<Meeting>& meeting, std::function<b
 
 void Connection::MoveBack()
 {
+    if (mGuest) return GiveBack();
     const Strand own = asio::make_strand(mServices.io);
     SetHome(own);
     asio::co_spawn(
@@ -320,6 +328,7 @@ void Connection::Closed(const std::string& why)
                             why);
     mClosed = true;
     PullFrom(nullptr);
+    if (mThere) mThere->Close();
     mRoad->Close();
     mTicket.reset();
     if (mSession) mServices.directory.ClientEnded(mSession, shared_from_this());
@@ -342,7 +351,7 @@ void Connection::SendBytes(std::string_view frames)
 void Connection::PostRestart()
 {
     PostHome([this] {
-        if (!mSource) End(BYE_RESTART, "the service restarts");
+        if (!mSource || mThere) End(BYE_RESTART, "the service restarts");
     });
 }
 
@@ -391,6 +400,7 @@ void Connection::PullFrom(BatchSource* source)
 void Connection::OfferDatagrams(Place& place)
 {
     mDatagrams.reset();
+    if (mGuest) mGuest->OfferDatagrams(place);
     if (!TakesDatagrams()) return;
     DatagramEnd::Owner owner;
     owner.frame = [weak = weak_from_this()](std::shared_ptr<DatagramEnd> from, std::string frame) {
@@ -409,20 +419,30 @@ void Connection::OfferDatagrams(Place& place)
 /// Over its budget they are dropped: nothing waits behind them, so there is nothing to stop reading.
 void Connection::TakeFrame(const std::shared_ptr<DatagramEnd>& from, std::string_view frame)
 {
+    if (from == mDatagrams) TakeBeside(frame);
+}
+
+void Connection::TakeBeside(std::string_view frame)
+{
     const std::shared_ptr<Meeting> meeting = mMeeting.lock();
-    if (mClosed || mEnding || from != mDatagrams || !meeting) return;
+    if (mClosed || mEnding || !mSession || (!meeting && !mThere)) return;
     const Clock::time_point now = Clock::now();
     if (mSession->budget.Pause(now).count() > 0) return;
-    meeting->HandleLive(*this, frame);
+    if (!mThere) return meeting->HandleLive(*this, frame);
+    mSession->budget.ChargeLive(frame.size(), now);
+    mThere->ForwardBeside(frame);
 }
 
 /// Whatever the socket does.
 void Connection::FlushRoad(Scratch& scratch)
 {
-    if (mClosed || mEnding || !mSource || !mDatagrams) return;
+    if (mClosed || mEnding || !mSource) return;
+    if (mGuest) return mSource->FillRoad(*mGuest);
+    if (!mDatagrams) return;
     mDatagrams->Gather(&GatheredDatagrams::In(scratch));
     mSource->FillRoad(*mDatagrams);
     mDatagrams->Gather(nullptr);
+    if (mThere) mThere->TellBeside(mDatagrams->Takes(1));
     const Clock::time_point free = mDatagrams->TakeWaiting();
     if (free == Clock::time_point::max()) return;
     mRoadFree.expires_at(free);
@@ -457,6 +477,7 @@ void Connection::OnWritable()
 void Connection::End(ByeReason reason, const std::string& text, std::chrono::milliseconds wait)
 {
     if (mClosed || mEnding) return;
+    if (mGuest && reason == BYE_RESTART) return Drop(text);  // its own relay does not
     Header header;
     header.mutable_bye()->set_reason(reason);
     header.mutable_bye()->set_text(text);
@@ -473,6 +494,7 @@ void Connection::Drop(const std::string& why)
     mServices.log.info("{} {} dropped: {}", mAddress, mSession ? mServices.names.User(mSession->handle) : "-",
                        why);
     mClosed = true;
+    if (mThere) mThere->Close();
     mRoad->Close();  // the reader's wait ends, and it tells whom it concerns
 }
 
@@ -505,6 +527,8 @@ void Connection::OnTick(Clock::time_point now)
     const Clock::time_point heard = std::max(mHeard, mRoad->Heard());
     if (!mUnread && now - heard > mRoad->Patience(times)) return Drop("silent");
     if (mDatagrams) mDatagrams->Tick(now);
+    if (Scratch scratch; mDatagrams && mThere) FlushRoad(scratch);
+    if (mGuest) return;  // who asks how it is stands in front of it
     if (mStanding != Standing::LoggedIn || now - mPinged < times.pingAfter) return;
     mPinged = now;
     Header ping;

@@ -16,6 +16,7 @@
 #include "service/relay/meeting/answers.h"
 #include "service/relay/meeting/client.h"
 #include "service/relay/meeting/session.h"
+#include "service/relay/meeting/shared_meetings.h"
 #include "service/relay/road.h"
 #include "service/relay/services.h"
 #include "service/wire/framing.h"
@@ -27,6 +28,8 @@ inline constexpr char kBanned[] = "The operator of the service has banned you.";
 class DatagramEnd;
 class Meeting;
 class TlsRoad;
+class TunnelFront;
+class TunnelRoad;
 struct LoginVerdict;
 
 class Connection final : public Client, public std::enable_shared_from_this<Connection> {
@@ -45,6 +48,8 @@ public:
 
     /// Once.
     void Start();
+    /// Instead: the client is connected to another relay and wants a seat here. `who`: null, it resumes one.
+    void StartFor(std::shared_ptr<TunnelRoad> road, std::shared_ptr<Session> who);
 
     void Send(const Header& header) override;
     void SendBytes(std::string_view frames) override;
@@ -67,6 +72,8 @@ public:
     void PostBanned();
     /// The service restarts. With a seat the meeting says so, when everything is safe.
     void PostRestart();
+    /// Other relays serve it better, with a seat or without.
+    void PostElsewhere();
 
 private:
     enum class Next { GoOn, Moved };
@@ -92,6 +99,21 @@ private:
     boost::asio::awaitable<void> TakeNewPassword(ChangePassword asked);
     boost::asio::awaitable<Next> EnterMeeting(Enter enter);
     boost::asio::awaitable<Next> ResumeSeat(zephyl::Resume resume);
+    // A meeting that another relay keeps, or a client of another relay: tunnelled.cpp.
+    boost::asio::awaitable<void> Arrive(std::shared_ptr<Session> who);
+    /// Takes the seat there. None: the meeting has another keeper by now.
+    boost::asio::awaitable<std::optional<Next>> SeatThere(RelayId keeper, const Header& asked);
+    /// Everything the client sends goes there, until it has no seat any more.
+    boost::asio::awaitable<void> ForwardAll();
+    bool ForwardReady();
+    boost::asio::awaitable<void> WaitForRoom();
+    void JoinedThere();
+    void EndedThere();
+    /// The client is its own relay's again.
+    void GiveBack();
+    void SendElsewhere();
+    void Depart();
+
     /// Goes to the meeting's strand; there `begin` takes a seat, or answers that there is none.
     void MoveTo(const std::shared_ptr<Meeting>& meeting, std::function<bool()> begin);
     void MoveBack();
@@ -111,8 +133,9 @@ private:
     void WaitWritable();
     void OnWritable();
     void FlushSelf();
-    bool TakesDatagrams() const { return mServices.datagrams && !FromOutside(); }
+    bool TakesDatagrams() const { return mServices.datagrams && !FromOutside() && !mGuest; }
     void TakeFrame(const std::shared_ptr<DatagramEnd>& from, std::string_view frame);
+    void TakeBeside(std::string_view frame);
 
     Services& mServices;
     const std::shared_ptr<Road> mRoad;
@@ -127,6 +150,8 @@ private:
     std::string mControl;
     BatchSource* mSource = nullptr;
     std::weak_ptr<Meeting> mMeeting;          // where it has its seat
+    std::shared_ptr<TunnelFront> mThere;      // it has, or asks for, one at another relay
+    std::shared_ptr<TunnelRoad> mGuest;       // the road, when the client is connected to another relay
     std::shared_ptr<DatagramEnd> mDatagrams;  // null: none were offered
     boost::asio::steady_timer mRoadFree;
     std::shared_ptr<Session> mSession;

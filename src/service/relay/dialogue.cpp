@@ -14,6 +14,7 @@
 #include "service/relay/door/host_names.h"
 #include "service/relay/door/log_names.h"
 #include "service/relay/door/login_desk.h"
+#include "service/relay/keepers/keepers.h"
 #include "service/relay/live_limits.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/meeting/meeting.h"
@@ -27,6 +28,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kMemoryWait{5000};
 constexpr std::chrono::milliseconds kBusyWait{1000};
+constexpr int kKeeperTries = 20;  // each of which waits a moment
+constexpr char kElsewhere[] = "this relay takes nobody at the moment";
 constexpr char kSendTag[] = "zephyl-share-end";
 
 // The desk's answer as something to wait for, to a login or to the wish for another password.
@@ -112,6 +115,7 @@ void Connection::Greet(const Hello& hello)
         return End(BYE_VERSION, "this service speaks version " + std::to_string(kProtocolVersion));
     // By whatever way it came: behind a proxy an address is known only now.
     if (mServices.bans.BarsAddress(mAddress)) return Banned();
+    if (mServices.keepers && mServices.keepers->TakesNobody()) return End(BYE_RESTART, kElsewhere);
     if (!MayGreet(hello)) return End(BYE_ENDED, "this is somebody's personal service");
     mStanding = Standing::Greeted;
     Header header;
@@ -244,7 +248,16 @@ void Connection::MailPassword(const SendPassword& asked)
 
 asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
 {
-    Directory::Found found = co_await mServices.directory.Find(mSession, mAddress, enter, mBy.meeting);
+    Directory::Found found;
+    for (int tries = 0; tries < kKeeperTries; ++tries) {
+        found = co_await mServices.directory.Find(mSession, mAddress, enter, mBy.meeting);
+        if (!found.keeper || mEnding) break;
+        Header asked;
+        *asked.mutable_enter() = enter;
+        const std::optional<Next> there = co_await SeatThere(*found.keeper, asked);
+        if (there) co_return *there;
+        found = {RESULT_LATER, nullptr, kBusyWait, {}};
+    }
     if (found.result == RESULT_OK && !mEnding) {
         const std::shared_ptr<Meeting> meeting = found.hold->meeting;
         // The seat is to be the only one that holds it: who has left holds nothing.
@@ -260,13 +273,27 @@ asio::awaitable<Connection::Next> Connection::EnterMeeting(Enter enter)
 asio::awaitable<Connection::Next> Connection::ResumeSeat(zephyl::Resume resume)
 {
     const bool possible = !FromOutside() || resume.meeting() == mBy.meeting;
-    std::shared_ptr<Meeting> meeting;
-    if (possible) meeting = co_await mServices.directory.ById(resume.meeting());
-    if (meeting && !mEnding) {
-        MoveTo(meeting, [this, meeting, resume] { return meeting->Resume(shared_from_this(), resume); });
+    Directory::ById found;
+    for (int tries = 0; tries < kKeeperTries && possible; ++tries) {
+        found = co_await mServices.directory.OfId(resume.meeting());
+        if (!found.keeper || mEnding) break;
+        Header asked;
+        *asked.mutable_resume() = resume;
+        const std::optional<Next> there = co_await SeatThere(*found.keeper, asked);
+        if (there) co_return *there;
+        found = {nullptr, {}, true};
+    }
+    if (found.meeting && !mEnding) {
+        MoveTo(found.meeting, [this, meeting = found.meeting, resume] {
+            return meeting->Resume(shared_from_this(), resume);
+        });
         co_return Next::Moved;
     }
-    Send(ResumedAnswer(resume, RESULT_UNKNOWN));
+    // Nobody knows at the moment: the client is to ask again, and not to think that its seat is gone.
+    if (found.later && mGuest) throw std::runtime_error("its meeting cannot be reached at the moment");
+    Header answer = ResumedAnswer(resume, found.later ? RESULT_LATER : RESULT_UNKNOWN);
+    if (found.later) answer.mutable_resumed()->set_wait_ms(static_cast<std::uint32_t>(kBusyWait.count()));
+    Send(answer);
     co_return Next::GoOn;
 }
 

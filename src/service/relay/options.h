@@ -31,6 +31,14 @@ struct RelayTimes {
     std::chrono::milliseconds accepted{10};        // Accepted gathers this long when nothing else goes out
 };
 
+/// When relays that share their meetings give each other up; by the clock of each.
+struct ClusterTimes {
+    std::chrono::milliseconds beat{500};          // how often each writes that it lives
+    std::chrono::milliseconds goneAfter{2000};    // without that
+    std::chrono::milliseconds decidesFor{1500};   // since it last could: less than the others wait
+    std::chrono::milliseconds cutOffAfter{3000};  // then its clients go to the others
+};
+
 struct RelayBounds {
     std::size_t connectionsPerAddress = 20;  // before login
     std::size_t connectionsBeforeLogin = 1000;
@@ -113,6 +121,7 @@ struct RelayOptions {
     std::string logFormat = "text";
     std::string door;  // what Hello must hold; "" = nothing
     RelayTimes times;
+    ClusterTimes clusterTimes;
     RelayBounds bounds;
     RelayBudgets budgets;
     MailOptions mail;

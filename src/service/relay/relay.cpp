@@ -17,11 +17,14 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/restore.h"
 #include "service/relay/cluster/named_relays.h"
+#include "service/relay/cluster/open_engine.h"
 #include "service/relay/connection.h"
 #include "service/relay/datagram_door.h"
 #include "service/relay/door/neighbours.h"
 #include "service/relay/door/open_accounts.h"
 #include "service/relay/http_door.h"
+#include "service/relay/keepers/keepers.h"
+#include "service/relay/keepers/tunnel_road.h"
 #include "service/relay/listening.h"
 #include "service/relay/metrics_server.h"
 #include "service/relay/network_door.h"
@@ -80,7 +83,8 @@ unsigned Threads(const RelayOptions& options)
 
 }  // namespace
 
-Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost cost)
+Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost cost,
+             std::unique_ptr<Engine> engine)
     : mOptions(std::move(options)),
       mLimits(mOptions),
       mLog(std::move(log)),
@@ -113,8 +117,9 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
       mLogs(mOptions.bounds.logsInMemory),
       mMail(mIo, mOptions.mail, *mAccounts, mDesk, *mLog),
       mDesk(*mAccounts, mOptions.personal, cost),
+      mKeepers(MakeKeepers(std::move(engine))),
       mDirectory({mIo, mOptions, mLimits, *mLog, mNames, *mAccounts, mBans, mLogs, mMemory, mCounters,
-                  mNetworkDoor.get()}),
+                  mNetworkDoor.get(), mKeepers.get()}),
       mAcceptor(mOptions.socket >= 0 ? Inherited(mIo, mOptions.socket)
                                      : Listen(mIo, mOptions.host, mOptions.port)),
       mAdmin(std::make_unique<AdminSocket>(mServices, Actions()))
@@ -158,6 +163,7 @@ Relay::~Relay()
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();
     mAccounts->EndWatch();
+    if (mKeepers) mKeepers->Stop();
     if (mNetworkDoor) mNetworkDoor->Drop();
     if (mHttp) mHttp->Drop();
     if (mDatagrams) mDatagrams->Drop();
@@ -183,6 +189,45 @@ std::unique_ptr<NetworkDoor> Relay::MakeNetworkDoor()
                                               });
     mServices.networkDoor = door.get();
     return door;
+}
+
+std::unique_ptr<Keepers> Relay::MakeKeepers(std::unique_ptr<Engine> engine)
+{
+    if (!engine)
+        engine = OpenEngine(mOptions.cluster, [log = mLog](const std::string& trouble) {
+            if (trouble.empty())
+                log->info("what the relays share is back");
+            else
+                log->error("what the relays share is away: {}", trouble);
+        });
+    if (!engine) return nullptr;
+    if (mOptions.cluster.name.empty())
+        throw StartError("[cluster] log needs a name for this relay, which no other one has");
+    auto keepers = std::make_unique<Keepers>(
+        mIo, std::move(engine), mLogs, *mLog,
+        Membership::Own{mOptions.cluster.name, mOptions.cluster.advertise, Fingerprint()},
+        mOptions.clusterTimes);
+    mServices.keepers = keepers.get();
+    mServices.otherRelays = keepers.get();
+    return keepers;
+}
+
+void Relay::StartKeepers()
+{
+    const auto opened = [this](const RelayId& from, const words::Word& word, std::string_view frame) {
+        auto road = std::make_shared<TunnelRoad>(mKeepers->TheLines(), from, word, frame);
+        std::shared_ptr<Session> who;
+        if (word.open().has_who())
+            who = SessionOf(word.open().who(), FloodBudget(mLimits.Now().budgets, FloodBudget::Clock::now()));
+        std::make_shared<Connection>(road, mServices, word.open().address(), nullptr, CameBy{})
+            ->StartFor(road, std::move(who));
+        return road;
+    };
+    const auto cutOff = [this](bool away) {
+        if (away)
+            for (const auto& connection : mConnections.All()) connection->PostElsewhere();
+    };
+    mKeepers->Start(mDirectory, opened, cutOff);
 }
 
 std::uint16_t Relay::Port() const
@@ -216,6 +261,7 @@ void Relay::Begin(std::function<void()> whenIdle)
     asio::co_spawn(mAcceptor.get_executor(), Accept(), asio::detached);
     asio::co_spawn(mIo, WatchMemory(), asio::detached);
     if (whenIdle && mOptions.personal) asio::co_spawn(mIo, WatchIdle(std::move(whenIdle)), asio::detached);
+    if (mKeepers) StartKeepers();
     mDirectory.LoadMeetings();
     WatchAccounts();
     mAdmin->Start();
@@ -305,12 +351,13 @@ void Relay::Stop()
         boost::system::error_code ignored;
         mAcceptor.close(ignored);
     });
+    if (mKeepers) mKeepers->Drain();
     mDirectory.StopMeetings();
     mMail.Stop();
     for (const auto& connection : mConnections.All()) connection->PostRestart();
     const auto until = std::chrono::steady_clock::now() + kStop;
-    while (mConnections.Count() > 0 && std::chrono::steady_clock::now() < until)
-        std::this_thread::sleep_for(kStopStep);
+    const auto busy = [this] { return mConnections.Count() > 0 || (mKeepers && mKeepers->KeepsAny()); };
+    while (busy() && std::chrono::steady_clock::now() < until) std::this_thread::sleep_for(kStopStep);
     if (mDatagrams) mDatagrams->Stop();
     mIo.stop();
     for (std::thread& thread : mThreads) thread.join();

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "service/relay/cluster/engine.h"
 #include "service/relay/connection_list.h"
 #include "service/relay/counters.h"
 #include "service/relay/door/accounts.h"
@@ -32,6 +33,7 @@ struct ServiceFacts;
 class DataFolder;
 class DatagramDoor;
 class HttpDoor;
+class Keepers;
 class MetricsServer;
 class NetworkDoor;
 class OtherRelays;
@@ -40,7 +42,9 @@ struct CameBy;
 class Relay {
 public:
     /// Opens the data folder and listens; nobody is served yet. Throws StartError when that cannot be.
-    Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost cost = {});
+    /// `engine`: by which it shares its meetings with other relays; null: none.
+    Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost cost = {},
+          std::unique_ptr<Engine> engine = nullptr);
     ~Relay();
     Relay(const Relay&) = delete;
     Relay& operator=(const Relay&) = delete;
@@ -92,6 +96,8 @@ private:
     std::unique_ptr<OtherRelays> MakeOtherRelays();
     std::unique_ptr<NetworkDoor> MakeNetworkDoor();
     void OpenDatagramDoor();
+    std::unique_ptr<Keepers> MakeKeepers(std::unique_ptr<Engine> engine);
+    void StartKeepers();
     void Welcome(boost::asio::ip::tcp::socket socket, ConnectionGate& gate, CameBy by);
 
     std::mutex mReloading;  // the desk, which may be at it, stands below
@@ -118,7 +124,8 @@ private:
     boost::asio::io_context mIo;
     LogRoom mLogs;
     PasswordMail mMail;
-    LoginDesk mDesk;  // works for mMail
+    LoginDesk mDesk;                          // works for mMail
+    const std::unique_ptr<Keepers> mKeepers;  // null: this relay is alone
     Directory mDirectory;
     boost::asio::ip::tcp::acceptor mAcceptor;
     std::unique_ptr<AdminSocket> mAdmin;

@@ -12,6 +12,7 @@ class ConnectionList;
 class DatagramDoor;
 class Directory;
 class HttpStreams;
+class Keepers;
 class LoginDesk;
 class NetworkDoor;
 class OtherRelays;
@@ -41,6 +42,7 @@ struct Services {
     const OtherRelays* otherRelays = nullptr;  // null: this one is alone
     DatagramDoor* datagrams = nullptr;         // null: live frames only go inside TLS
     std::uint16_t datagramPort = 0;
+    Keepers* keepers = nullptr;   // null: this relay keeps all meetings
     HttpStreams* http = nullptr;  // there before anybody is served
 };
 

@@ -16,6 +16,7 @@
 #include "service/relay/log/file_log.h"
 #include "service/relay/log/memory_log.h"
 #include "service/relay/meeting/meeting.h"
+#include "service/relay/meeting/shared_meetings.h"
 #include "service/relay/private_folder.h"
 
 namespace zephyl {
@@ -50,7 +51,16 @@ Directory::~Directory()
 asio::awaitable<bool> Directory::Admit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
                                        bool again)
 {
-    co_return co_await asio::co_spawn(mStrand, DoAdmit(session, client, again), asio::use_awaitable);
+    std::unique_ptr<SharedMeetings::Admission> elsewhere;
+    if (mServices.shared) {
+        elsewhere = co_await mServices.shared->AdmitElsewhere(session, again);
+        if (!elsewhere) co_return false;
+    }
+    const bool admitted =
+        co_await asio::co_spawn(mStrand, DoAdmit(session, client, again), asio::use_awaitable);
+    if (!admitted || !elsewhere || elsewhere->Settle()) co_return admitted;
+    co_await asio::co_spawn(mStrand, DoWithdraw(session), asio::use_awaitable);
+    co_return false;
 }
 
 // The logs of meetings that are asked for are opened on the meetings' own strands, before and after this
@@ -72,10 +82,12 @@ asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> sessi
         wait = waitNow();
     }
     if (byUser && wait.count() > 0) co_return Found{RESULT_LATER, nullptr, wait};
-    const std::shared_ptr<Meeting> known =
-        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(enter.code())), asio::use_awaitable);
-    if (known) co_await Opened(known);
-    Found found = co_await asio::co_spawn(mStrand, DoFind(session, enter, only), asio::use_awaitable);
+    Found found;
+    if (mServices.shared)
+        found = co_await FindShared(session, enter);
+    else
+        found = co_await FindHere(session, enter, only);
+    if (found.keeper) co_return found;  // who counts it
     if (found.hold) {
         const bool usable = co_await Opened(found.hold->meeting);
         if (!usable) found = {RESULT_LATER, nullptr, {}};
@@ -85,6 +97,15 @@ asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> sessi
     else if (found.result == RESULT_NOT_FOUND || found.result == RESULT_IN_USE)  // both answer a guess
         co_await Guessed(who, address);
     co_return found;
+}
+
+asio::awaitable<Directory::Found> Directory::FindHere(std::shared_ptr<Session> session, Enter enter,
+                                                      std::string only)
+{
+    const std::shared_ptr<Meeting> known =
+        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(enter.code())), asio::use_awaitable);
+    if (known) co_await Opened(known);
+    co_return co_await asio::co_spawn(mStrand, DoFind(session, enter, only), asio::use_awaitable);
 }
 
 // What other relays have seen of these two. While the store is away each counts by itself.
@@ -131,12 +152,14 @@ void Directory::Entered(const std::string& who)
     });
 }
 
-asio::awaitable<std::shared_ptr<Meeting>> Directory::ById(std::string id)
+asio::awaitable<Directory::ById> Directory::OfId(std::string id)
 {
-    std::shared_ptr<Meeting> found = co_await asio::co_spawn(mStrand, DoById(id), asio::use_awaitable);
-    if (found) {
-        const bool usable = co_await Opened(found);
-        if (!usable) found = nullptr;
+    if (mServices.shared) co_return co_await OfIdShared(std::move(id));
+    ById found;
+    found.meeting = co_await asio::co_spawn(mStrand, DoById(id), asio::use_awaitable);
+    if (found.meeting) {
+        const bool usable = co_await Opened(found.meeting);
+        if (!usable) found.meeting = nullptr;
     }
     co_return found;
 }
@@ -166,8 +189,9 @@ asio::awaitable<bool> Directory::DoAdmit(std::shared_ptr<Session> session, std::
     co_return true;
 }
 
+// `wanted`: what would be made goes there instead.
 asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> session, Enter enter,
-                                                    std::string only)
+                                                    std::string only, std::optional<MeetingHead>* wanted)
 {
     Found found;
     const auto entry = mEntries.find(session->key);
@@ -190,11 +214,16 @@ asio::awaitable<Directory::Found> Directory::DoFind(std::shared_ptr<Session> ses
         if (code.empty()) co_return found;
         if (meeting && !meeting->MadeBy(*session)) {
             if (meeting->Occupied()) co_return found;
-            Delete(meeting);
+            if (!wanted) Delete(meeting);
             meeting = nullptr;
         }
         if (!meeting) MakeRoom(session->key);
-        if (!meeting) meeting = Make({RandomBytes(kMeetingIdBytes), code, session->key, session->stream});
+        MeetingHead head{RandomBytes(kMeetingIdBytes), code, session->key, session->stream};
+        if (!meeting && wanted) {
+            *wanted = std::move(head);
+            co_return found;
+        }
+        if (!meeting) meeting = Make(head);
     } else if (!meeting) {
         co_return found;
     }
@@ -221,28 +250,36 @@ fs::path Directory::Folder() const
     return mServices.options.data / "meetings";
 }
 
-std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
+std::unique_ptr<MeetingLog> Directory::MakeLog(const MeetingHead& head, std::uint64_t epoch,
+                                               const Strand& home,
+                                               const std::shared_ptr<std::weak_ptr<Meeting>>& made)
+{
+    const RelayBounds& bounds = mServices.limits.Now().bounds;
+    const auto post = [home, made](std::function<void()> work) {  // the meeting lives until that is done
+        if (const auto meeting = made->lock())
+            asio::post(home, [meeting, work = std::move(work)] { work(); });
+    };
+    const auto trouble = [made](bool refused) {
+        if (const auto meeting = made->lock()) meeting->OnTrouble(refused);
+    };
+    if (mServices.shared)
+        return mServices.shared->Log(head, epoch, bounds, post, trouble, [this, head, epoch] {
+            mServices.shared->Lost(head, epoch);
+            LeaseLost(head);
+        });
+    if (mServices.options.logsInMemory) return std::make_unique<MemoryLog>(bounds);
+    return std::make_unique<FileLog>(Folder() / Hex(head.id), head, bounds, mServices.logs, post, trouble);
+}
+
+std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head, std::uint64_t epoch)
 {
     Strand home = asio::make_strand(mServices.io);
-    std::unique_ptr<MeetingLog> log;
     const auto made = std::make_shared<std::weak_ptr<Meeting>>();
-    if (mServices.options.logsInMemory) {
-        log = std::make_unique<MemoryLog>(mServices.limits.Now().bounds);
-    } else {
-        log = std::make_unique<FileLog>(
-            Folder() / Hex(head.id), head, mServices.limits.Now().bounds, mServices.logs,
-            [home, made](std::function<void()> work) {  // the meeting lives until that is done
-                if (const auto meeting = made->lock())
-                    asio::post(home, [meeting, work = std::move(work)] { work(); });
-            },
-            [made](bool refused) {
-                if (const auto meeting = made->lock()) meeting->OnTrouble(refused);
-            });
-    }
-    auto meeting =
-        std::make_shared<Meeting>(mServices, static_cast<MeetingKeeper&>(*this), head, home, std::move(log));
+    auto meeting = std::make_shared<Meeting>(mServices, static_cast<MeetingKeeper&>(*this), head, home,
+                                             MakeLog(head, epoch, home, made));
     *made = meeting;
     mByCode[head.code] = mById[head.id] = meeting;
+    if (mServices.shared) mEpochs[head.id] = epoch;
     mMade[head.creatorKey].push_back(meeting);
     meeting->Start();
     return meeting;
@@ -250,7 +287,7 @@ std::shared_ptr<Meeting> Directory::Make(const MeetingHead& head)
 
 void Directory::LoadMeetings()
 {
-    if (mServices.options.logsInMemory) return;
+    if (mServices.options.logsInMemory || mServices.shared) return;
     PreparePrivateFolder(Folder());
     for (const auto& entry : fs::directory_iterator(Folder())) {
         const auto head = ReadHead(entry.path());
@@ -275,12 +312,14 @@ void Directory::MakeRoom(const std::string& creator)
     for (std::size_t i = 0; i + kEmptyOfOneCreator <= empty.size(); ++i) Delete(empty[i]);
 }
 
-void Directory::Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye)
+void Directory::Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye, Code code)
 {
     mById.erase(meeting->Id());
+    mEpochs.erase(meeting->Id());
     if (const auto at = mByCode.find(meeting->Code()); at != mByCode.end() && at->second == meeting)
         mByCode.erase(at);
     meeting->PostClose(goodbye);
+    if (mServices.shared && code == Code::Free) mServices.shared->Forget(meeting->Head());
 }
 
 void Directory::ClientEnded(std::shared_ptr<Session> session, std::shared_ptr<Client> client)
@@ -368,10 +407,27 @@ asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional
         meeting->PostEndSeat(entry.session, BYE_KICKED, "This handle may not enter meetings any more.");
 }
 
+asio::awaitable<Directory::Kept> Directory::OfCode(std::string code)
+{
+    code = MeetingCodeKey(code);
+    if (mServices.shared && !code.empty()) {
+        const auto turn = co_await mTurns.Take(code);
+        co_return co_await Keep(code);
+    }
+    Kept kept;
+    kept.meeting = co_await asio::co_spawn(mStrand, DoByCode(code), asio::use_awaitable);
+    co_return kept;
+}
+
 asio::awaitable<bool> Directory::Kick(std::string code, HandleForms whom)
 {
-    const std::shared_ptr<Meeting> meeting =
-        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(code)), asio::use_awaitable);
+    using Shared = SharedMeetings;
+    const auto [meeting, keeper, known] = co_await OfCode(code);
+    if (keeper) {
+        const auto there =
+            co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Shared::Back::No);
+        co_return there == Shared::Done::Yes;
+    }
     if (!meeting) co_return false;
     const bool usable = co_await Opened(meeting);
     if (usable) co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
@@ -380,8 +436,15 @@ asio::awaitable<bool> Directory::Kick(std::string code, HandleForms whom)
 
 asio::awaitable<Directory::Unkicked> Directory::Unkick(std::string code, HandleForms whom)
 {
-    const std::shared_ptr<Meeting> meeting =
-        co_await asio::co_spawn(mStrand, DoByCode(MeetingCodeKey(code)), asio::use_awaitable);
+    using Shared = SharedMeetings;
+    const auto [meeting, keeper, known] = co_await OfCode(code);
+    if (keeper) {
+        const auto there =
+            co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Shared::Back::Yes);
+        co_return there == Shared::Done::Yes ? Unkicked::Done
+        : there == Shared::Done::NotKicked   ? Unkicked::NotKicked
+                                             : Unkicked::NoMeeting;
+    }
     if (!meeting) co_return Unkicked::NoMeeting;
     const bool usable = co_await Opened(meeting);
     if (!usable) co_return Unkicked::NoMeeting;
@@ -392,6 +455,11 @@ asio::awaitable<Directory::Unkicked> Directory::Unkick(std::string code, HandleF
 
 asio::awaitable<bool> Directory::Close(std::string code)
 {
+    const Kept kept = co_await OfCode(code);
+    if (kept.keeper) {
+        const auto there = co_await mServices.shared->CloseThere(*kept.keeper, code);
+        co_return there == SharedMeetings::Done::Yes;
+    }
     const std::shared_ptr<Meeting> meeting =
         co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code)), asio::use_awaitable);
     if (!meeting) co_return false;
@@ -504,7 +572,12 @@ void Directory::LimitsChanged()
 void Directory::StopMeetings()
 {
     asio::post(mStrand, [this] {
-        for (const auto& [id, meeting] : mById) meeting->PostStop();
+        for (const auto& [id, meeting] : mById) {
+            std::function<void()> yielded;
+            if (mServices.shared)
+                yielded = [this, head = meeting->Head()] { mServices.shared->Release(head); };
+            meeting->PostStop(std::move(yielded));
+        }
     });
 }
 

@@ -21,6 +21,8 @@
 #include "service/relay/meeting/meeting_keeper.h"
 #include "service/relay/meeting/meeting_services.h"
 #include "service/relay/meeting/session.h"
+#include "service/relay/meeting/shared_meetings.h"
+#include "service/relay/meeting/turns.h"
 #include "service/wire/zephyl.pb.h"
 
 namespace zephyl {
@@ -32,9 +34,15 @@ public:
     ~Directory() override;
 
     struct Found {
-        Result result = RESULT_NOT_FOUND;   // ok, in use, not found, not permitted, ended, later
-        std::shared_ptr<MeetingHold> hold;  // when ok
-        std::chrono::milliseconds wait{};   // when later
+        Result result = RESULT_NOT_FOUND;    // ok, in use, not found, not permitted, ended, later
+        std::shared_ptr<MeetingHold> hold;   // when ok
+        std::chrono::milliseconds wait{};    // when later
+        std::optional<RelayId> keeper = {};  // ask there instead
+    };
+    struct ById {
+        std::shared_ptr<Meeting> meeting = {};  // null: there is none, unless:
+        std::optional<RelayId> keeper = {};     // another relay has it
+        bool later = false;                     // that cannot be told at the moment
     };
 
     /// Finds the meetings that the data folder has from before. Once, before anybody asks.
@@ -49,7 +57,7 @@ public:
     /// outside may enter, to whom no other one exists; "": anyone may be meant.
     boost::asio::awaitable<Found> Find(std::shared_ptr<Session> session, std::string address, Enter enter,
                                        std::string only);
-    boost::asio::awaitable<std::shared_ptr<Meeting>> ById(std::string id);
+    boost::asio::awaitable<ById> OfId(std::string id);
     /// The store has changed; `account` is what it holds now. Afterwards every session knows it. `removed`:
     /// what is said to somebody who has none any more. `looked`: when the store was asked; an answer to an
     /// earlier question does not go over one to a later.
@@ -57,6 +65,19 @@ public:
                                                 std::string removed = kRemoved, ByeReason reason = BYE_KICKED,
                                                 std::optional<std::uint64_t> looked = std::nullopt);
     static constexpr char kRemoved[] = "The account was removed.";
+
+    // --- of relays that share their meetings ---
+    /// A client of another relay wants a seat here.
+    boost::asio::awaitable<void> Arrive(std::shared_ptr<Session> session, std::shared_ptr<Client> client);
+    /// Somebody logs in at another relay. False: by itself, and another stream has the handle here.
+    boost::asio::awaitable<bool> AdmittedElsewhere(std::string key, std::string handle, std::uint64_t stream,
+                                                   bool again);
+    /// Another relay keeps this one now: its clients go there.
+    void LeaseLost(const MeetingHead& head);
+    /// Nobody keeps it.
+    boost::asio::awaitable<void> SeeTo(std::string code);
+    /// A client of this one has a seat elsewhere. Any thread.
+    void Resumed(std::shared_ptr<Session> session, std::shared_ptr<Client> client);
 
     /// An operator's word: the handle is out of this meeting, and stays out. False: no meeting has the code.
     boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
@@ -109,7 +130,25 @@ private:
 
     boost::asio::awaitable<bool> DoAdmit(std::shared_ptr<Session> session, std::shared_ptr<Client> client,
                                          bool again);
-    boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter, std::string only);
+    boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter, std::string only,
+                                         std::optional<MeetingHead>* wanted = nullptr);
+    boost::asio::awaitable<Found> FindHere(std::shared_ptr<Session> session, Enter enter, std::string only);
+    boost::asio::awaitable<Found> FindShared(std::shared_ptr<Session> session, Enter enter);
+    boost::asio::awaitable<ById> OfIdShared(std::string id);
+    /// Looked for as who keeps it does. Null and no keeper: there is none, unless `known` is false.
+    struct Kept {
+        std::shared_ptr<Meeting> meeting = {};
+        std::optional<RelayId> keeper = {};
+        bool known = false;
+    };
+    boost::asio::awaitable<Kept> Keep(std::string code);
+    /// As the user writes it.
+    boost::asio::awaitable<Kept> OfCode(std::string code);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> DoKeep(MeetingHead head, std::uint64_t epoch);
+    boost::asio::awaitable<bool> DoAdmittedElsewhere(std::string key, std::string handle,
+                                                     std::uint64_t stream, bool again);
+    boost::asio::awaitable<void> DoWithdraw(std::shared_ptr<Session> session);
+    void Let(const std::shared_ptr<Meeting>& meeting);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoById(std::string id);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoByCode(std::string code);
     boost::asio::awaitable<void> DoAccountChanged(std::string key, std::optional<Account> account,
@@ -125,16 +164,22 @@ private:
     void Entered(const std::string& who);
     boost::asio::awaitable<bool> Opened(std::shared_ptr<Meeting> meeting);
     std::filesystem::path Folder() const;
-    std::shared_ptr<Meeting> Make(const struct MeetingHead& head);
-    void Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye = {});
+    std::shared_ptr<Meeting> Make(const MeetingHead& head, std::uint64_t epoch = 0);
+    std::unique_ptr<MeetingLog> MakeLog(const MeetingHead& head, std::uint64_t epoch, const Strand& home,
+                                        const std::shared_ptr<std::weak_ptr<Meeting>>& made);
+    enum class Code { Free, NamedAnew };
+    void Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye = {},
+                Code code = Code::Free);
     void MakeRoom(const std::string& creator);
     void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
 
     const MeetingServices mServices;
     EntryLimits mLimits;
+    Turns mTurns;  // of codes, while others are asked
     std::atomic<std::uint64_t> mLooked{0};
     Strand mStrand;
     std::unordered_map<std::string, std::shared_ptr<Meeting>> mByCode, mById;
+    std::unordered_map<std::string, std::uint64_t> mEpochs;  // of their leases, by id
     std::unordered_map<std::string, std::deque<std::weak_ptr<Meeting>>>
         mMade;                                        // by their creators' folded handles
     std::unordered_map<std::string, Entry> mEntries;  // by folded handle

@@ -9,6 +9,7 @@
 #include "service/relay/door/log_names.h"
 #include "service/relay/live_limits.h"
 #include "service/relay/meeting/answers.h"
+#include "service/relay/meeting/shared_meetings.h"
 #include "service/relay/memory_watch.h"
 
 namespace zephyl {
@@ -310,12 +311,42 @@ void Meeting::PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, st
                });
 }
 
-void Meeting::PostStop()
+void Meeting::PostStop(std::function<void()> yielded)
+{
+    asio::post(mHome, [self = shared_from_this(), yielded = std::move(yielded)] {
+        const auto end = [self, yielded] {
+            self->EndAll();
+            if (!yielded) return;
+            self->Yield();
+            yielded();
+        };
+        self->mStopping = true;
+        if (self->mOpen)
+            self->mLog->WhenSynced(end);
+        else if (yielded)
+            end();
+    });
+}
+
+void Meeting::PostYield()
 {
     asio::post(mHome, [self = shared_from_this()] {
-        self->mStopping = true;
-        if (self->mOpen) self->mLog->WhenSynced([self] { self->EndAll(); });
+        for (const SeatPtr& seat : self->mSeats)
+            if (seat->client) seat->client->Drop("another relay keeps its meeting now");
+        self->Yield();
     });
+}
+
+void Meeting::Yield()
+{
+    mClosed = true;
+    for (const SeatPtr& seat : std::exchange(mSeats, {})) {
+        if (seat->client) seat->client->PullFrom(nullptr);
+        seat->client = nullptr;
+        mKeeper.SeatEnded(seat->session);
+    }
+    mTick.cancel();
+    mAccepted.cancel();
 }
 
 // Everything taken is safe: that is said, then goodbye.
@@ -476,6 +507,7 @@ void Meeting::ArmTick()
 
 void Meeting::OnTick(Clock::time_point now)
 {
+    if (mServices.shared && !mServices.shared->MayDecide()) return;
     const RelayTimes& times = mServices.limits.Now().times;
     if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)
         mKeeper.MeetingEmpty(shared_from_this());

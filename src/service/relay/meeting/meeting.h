@@ -31,6 +31,7 @@ public:
     void Start();
 
     // --- any thread ---
+    const MeetingHead& Head() const { return mHead; }
     const std::string& Id() const { return mHead.id; }
     const std::string& Code() const { return mHead.code; }
     const Strand& Home() const { return mHome; }
@@ -43,7 +44,10 @@ public:
     /// Milliseconds since 1970: what clients are told of when, and nothing is decided by.
     static std::uint64_t WallClockMs();
     void PostEndSeat(std::shared_ptr<Session> session, ByeReason reason, std::string text);
-    void PostStop();
+    /// `yielded`: it is nobody's now, and another relay may open its log; told on the strand. None: it stays.
+    void PostStop(std::function<void()> yielded = {});
+    /// Another relay keeps it: its clients are to come back, and nothing is written any more.
+    void PostYield();
     /// For good. `goodbye`: to those who are in it; "": nobody is.
     void PostClose(std::string goodbye = {});
     /// Lets go of seats and clients, whose strands run no more.
@@ -91,6 +95,7 @@ private:
     bool Started(const Seat& seat) const { return seat.session->key == mHead.creatorKey; }
     std::shared_ptr<StreamMemory> NumbersOf(const std::string& key, std::uint64_t stream);
     void EndAll();
+    void Yield();
 
     // restoring
     void OpenLog();

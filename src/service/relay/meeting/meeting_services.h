@@ -18,6 +18,7 @@ class Guests;
 class LiveLimits;
 class LogNames;
 class MemoryWatch;
+class SharedMeetings;
 struct Counters;
 struct LogRoom;
 
@@ -34,7 +35,8 @@ struct MeetingServices {
     LogRoom& logs;
     const MemoryWatch& memory;
     Counters& counters;
-    Guests* guests = nullptr;  // of a person's own service
+    Guests* guests = nullptr;          // of a person's own service
+    SharedMeetings* shared = nullptr;  // with other relays; null: this one is alone
 };
 
 }  // namespace zephyl

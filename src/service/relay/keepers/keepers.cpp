@@ -1,0 +1,113 @@
+#include "service/relay/keepers/keepers.h"
+
+#include <spdlog/logger.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/post.hpp>
+
+#include "service/relay/cluster/jetstream_log.h"
+#include "service/relay/log/log_room.h"
+#include "service/relay/meeting/directory.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+constexpr std::chrono::seconds kOrphans{1};
+
+}  // namespace
+
+Keepers::Keepers(asio::io_context& io, std::unique_ptr<Engine> engine, LogRoom& logs, spdlog::logger& log,
+                 Membership::Own own, ClusterTimes times)
+    : mIo(io),
+      mEngine(std::move(engine)),
+      mLogs(logs),
+      mLog(log),
+      mMembers(std::make_shared<Membership>(io, *mEngine, log, std::move(own), times)),
+      mLeases(io, *mEngine, mMembers, log),
+      mLines(std::make_shared<Lines>(io, *mEngine, log, mMembers->Self())),
+      mTimer(std::make_shared<asio::steady_timer>(io))
+{
+}
+
+Keepers::~Keepers() = default;
+
+void Keepers::Start(Directory& directory, Lines::Opened opened, std::function<void(bool)> cutOff)
+{
+    mDirectory = &directory;
+    mQuestions = mEngine->Listen(Lines::SubjectOf(mMembers->Self()) + ".ask",
+                                 [this](const EngineWord& word) { Heard(word); });
+    mLines->Start(std::move(opened));
+    mLeases.Start([this](const MeetingHead& head) { mDirectory->LeaseLost(head); });
+    mMembers->Start({[lines = mLines](const RelayId& relay) { lines->Gone(relay, "the relay is gone"); },
+                     std::move(cutOff)});
+    SeeToOrphans();
+}
+
+void Keepers::Stop()
+{
+    mQuestions.reset();
+    mLeases.Stop();
+    mLines->Stop();
+    mMembers->Stop();
+    mEngine.reset();
+    mLines->Drop();
+}
+
+std::vector<std::string> Keepers::Addresses() const
+{
+    std::vector<std::string> addresses;
+    for (const Membership::Member& other : mMembers->Others())
+        if (!other.draining && !other.address.empty() && addresses.size() < kRelaysNamed)
+            addresses.push_back(other.address);
+    return addresses;
+}
+
+asio::awaitable<CodeLease> Keepers::Look(std::string code)
+{
+    return mLeases.Look(std::move(code));
+}
+
+asio::awaitable<std::optional<std::uint64_t>> Keepers::Name(MeetingHead head)
+{
+    return mLeases.Name(std::move(head));
+}
+
+asio::awaitable<SharedMeetings::Named> Keepers::CodeOf(std::string meeting)
+{
+    return mLeases.CodeOf(std::move(meeting));
+}
+
+void Keepers::Forget(const MeetingHead& head)
+{
+    asio::co_spawn(mIo, mLeases.Forget(head), asio::detached);
+}
+
+void Keepers::Release(const MeetingHead& head)
+{
+    asio::co_spawn(mIo, mLeases.Release(head), asio::detached);
+}
+
+std::unique_ptr<MeetingLog> Keepers::Log(const MeetingHead& head, std::uint64_t epoch,
+                                         const RelayBounds& bounds, Post post,
+                                         std::function<void(bool refused)> trouble,
+                                         std::function<void()> fenced)
+{
+    return std::make_unique<JetStreamLog>(
+        EngineKey(head.id), epoch, bounds, mLogs, *mEngine,
+        JetStreamWays{std::move(post), std::move(trouble), std::move(fenced)});
+}
+
+// What a relay left behind that is gone: kept until somebody comes, or for as long as an empty meeting is.
+void Keepers::SeeToOrphans()
+{
+    for (const std::string& code : mLeases.Orphans())
+        asio::co_spawn(mIo, mDirectory->SeeTo(code), asio::detached);
+    mTimer->expires_after(kOrphans);
+    mTimer->async_wait([this](boost::system::error_code error) {
+        if (!error) SeeToOrphans();
+    });
+}
+
+}  // namespace zephyl

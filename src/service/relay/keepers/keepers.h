@@ -1,0 +1,95 @@
+#pragma once
+// What a relay has of the others that share its meetings: who they are, who keeps what, and the ways of
+// clients to the keepers of their meetings.
+
+#include <boost/asio/io_context.hpp>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "service/relay/cluster/engine.h"
+#include "service/relay/cluster/other_relays.h"
+#include "service/relay/keepers/leases.h"
+#include "service/relay/keepers/lines.h"
+#include "service/relay/keepers/membership.h"
+#include "service/relay/meeting/shared_meetings.h"
+
+namespace zephyl {
+
+class Directory;
+struct LogRoom;
+
+class Keepers final : public SharedMeetings, public OtherRelays {
+public:
+    Keepers(boost::asio::io_context& io, std::unique_ptr<Engine> engine, LogRoom& logs, spdlog::logger& log,
+            Membership::Own own, ClusterTimes times);
+    ~Keepers() override;
+
+    /// `opened`: a client of another relay comes. `cutOff`: as Membership tells it. Once.
+    void Start(Directory& directory, Lines::Opened opened, std::function<void(bool)> cutOff);
+    /// It takes no more meetings, and the others know.
+    void Drain() { mMembers->Drain(); }
+    /// It has not given all of them back.
+    bool KeepsAny() const { return mLeases.Any(); }
+    /// Nothing is heard and written any more. When no thread of the relay's runs.
+    void Stop();
+
+    // --- any thread ---
+    const std::shared_ptr<Lines>& TheLines() const { return mLines; }
+    std::vector<std::string> Addresses() const override;
+    /// Its clients are better served elsewhere.
+    bool TakesNobody() const { return mMembers->TakesNobody(); }
+
+    boost::asio::awaitable<CodeLease> Look(std::string code) override;
+    boost::asio::awaitable<std::optional<std::uint64_t>> Name(MeetingHead head) override;
+    boost::asio::awaitable<Named> CodeOf(std::string meeting) override;
+    boost::asio::awaitable<std::unique_ptr<Admission>> AdmitElsewhere(std::shared_ptr<Session> session,
+                                                                      bool again) override;
+    boost::asio::awaitable<Done> KickThere(RelayId keeper, std::string code, std::string handle,
+                                           Back back) override;
+    boost::asio::awaitable<Done> CloseThere(RelayId keeper, std::string code) override;
+    void Forget(const MeetingHead& head) override;
+    void Release(const MeetingHead& head) override;
+    void Lost(const MeetingHead& head, std::uint64_t epoch) override { mLeases.Drop(head, epoch); }
+    bool MayDecide() const override { return mMembers->MayDecide(); }
+    std::unique_ptr<MeetingLog> Log(const MeetingHead& head, std::uint64_t epoch, const RelayBounds& bounds,
+                                    Post post, std::function<void(bool refused)> trouble,
+                                    std::function<void()> fenced) override;
+
+private:
+    /// A login that is being asked for, until it is there.
+    struct Asking {
+        std::uint64_t stream = 0, lot = 0;
+        bool again = false;
+        bool beaten = false;
+    };
+    struct AllAsking {
+        std::mutex mutex;
+        std::multimap<std::string, std::shared_ptr<Asking>> byKey;  // the folded handle
+    };
+    class Pending;
+    void Heard(const EngineWord& word);
+    boost::asio::awaitable<void> Reply(words::Question question, std::string answerTo);
+    boost::asio::awaitable<words::Answer> AnswerTo(words::Question question);
+    boost::asio::awaitable<words::Answer> Admit(words::Question::Admit asked);
+    /// Of all others that answer.
+    boost::asio::awaitable<std::vector<words::Answer>> AskAll(words::Question question);
+    boost::asio::awaitable<Done> AskDone(RelayId relay, words::Question question);
+    void SeeToOrphans();
+
+    boost::asio::io_context& mIo;
+    std::unique_ptr<Engine> mEngine;
+    LogRoom& mLogs;
+    spdlog::logger& mLog;
+    const std::shared_ptr<Membership> mMembers;
+    Leases mLeases;
+    const std::shared_ptr<Lines> mLines;
+    Directory* mDirectory = nullptr;
+    Engine::Ears mQuestions;
+    std::shared_ptr<boost::asio::steady_timer> mTimer;
+    const std::shared_ptr<AllAsking> mAsking = std::make_shared<AllAsking>();
+};
+
+}  // namespace zephyl

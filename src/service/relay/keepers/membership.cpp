@@ -1,0 +1,274 @@
+#include "service/relay/keepers/membership.h"
+
+#include <spdlog/logger.h>
+
+#include <algorithm>
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/post.hpp>
+
+#include "service/relay/keepers/random_number.h"
+#include "service/relay/keepers/words.pb.h"
+
+namespace zephyl {
+namespace asio = boost::asio;
+namespace {
+
+constexpr char kRelays[] = "relays";
+
+}  // namespace
+
+Membership::Membership(asio::io_context& io, Engine& engine, spdlog::logger& log, Own own, ClusterTimes times)
+    : mEngine(engine),
+      mLog(log),
+      mOwn(std::move(own)),
+      mSelf{mOwn.name, RandomNumber()},
+      mTimes(times),
+      mStrand(asio::make_strand(io)),
+      mTimer(mStrand)
+{
+}
+
+void Membership::Post(std::function<void()> work)
+{
+    asio::post(mStrand, [self = shared_from_this(), work = std::move(work)] { work(); });
+}
+
+void Membership::Start(Listener listener)
+{
+    mListener = std::move(listener);
+    {
+        const std::lock_guard lock(mMutex);
+        // A moment to connect before it is called cut off.
+        mTouched = mListening = mTicked = Clock::now();
+        mTouched -= mTimes.decidesFor;
+    }
+    const auto weak = weak_from_this();
+    mWatch = mEngine.Watch(
+        kRelays,
+        [weak](const EngineEntry& entry, bool removed) {
+            if (const auto self = weak.lock()) self->Seen(entry, removed);
+        },
+        [weak] {
+            const auto self = weak.lock();
+            if (!self) return;
+            const std::lock_guard lock(self->mMutex);
+            self->mSawAll = true;
+            self->mListening = Clock::now();
+        });
+    mConnection = mEngine.WhenChanged([weak](bool connected) {
+        const auto self = weak.lock();
+        if (!self) return;
+        const std::lock_guard lock(self->mMutex);
+        if (connected) self->mListening = Clock::now();
+    });
+    Post([this] { Tick(); });
+}
+
+void Membership::Stop()
+{
+    {
+        const std::lock_guard lock(mMutex);
+        mStopped = true;
+    }
+    mWatch.reset();
+    mConnection.reset();
+}
+
+// --- others ----------------------------------------------------------------------------------------
+
+void Membership::Seen(const EngineEntry& entry, bool removed)
+{
+    if (entry.subject == mSelf.name) return;
+    words::RelayRecord record;
+    if (!removed && !record.ParseFromString(entry.bytes)) return;
+    const std::lock_guard lock(mMutex);
+    const auto at = mOthers.find(entry.subject);
+    if (at != mOthers.end() && (removed || at->second.member.id.incarnation != record.incarnation()))
+        Post([this, id = at->second.member.id] {
+            if (mListener.gone) mListener.gone(id);
+        });
+    if (removed) {
+        if (at != mOthers.end()) mOthers.erase(at);
+        return;
+    }
+    Watched& watched = mOthers[entry.subject];
+    watched.member = {{entry.subject, record.incarnation()}, record.address(), record.draining()};
+    const bool lives = watched.sequence != 0 && watched.sequence != entry.sequence;
+    watched.sequence = entry.sequence;
+    watched.changed = Clock::now();
+    mSaidGone.erase(watched.member.id);
+    const bool other = lives && record.fingerprint() != mOwn.fingerprint && record.beat() > mBeat;
+    if (!other || std::exchange(mStranger, true)) return;
+    mLog.error(
+        "relay {} has the key {}, this one has {}: copy key and certificate from there, for clients know one "
+        "key of the service. Until then this relay takes nobody",
+        entry.subject, record.fingerprint(), mOwn.fingerprint);
+}
+
+bool Membership::HasGone(const Watched& watched, Clock::time_point now) const
+{
+    return now - std::max(watched.changed, mListening) > mTimes.goneAfter;
+}
+
+Membership::Standing Membership::Of(const RelayId& relay) const
+{
+    const auto now = Clock::now();
+    const std::lock_guard lock(mMutex);
+    if (relay == mSelf) return Standing::Lives;
+    const auto at = mOthers.find(relay.name);
+    const bool heard = mSawAll && mEngine.Connected();
+    if (at != mOthers.end() && at->second.member.id == relay)
+        return !heard ? Standing::Unknown : HasGone(at->second, now) ? Standing::Gone : Standing::Lives;
+    // One that has begun another life since, or has none.
+    if (relay.name == mSelf.name || at != mOthers.end()) return Standing::Gone;
+    return heard && now - mListening > mTimes.goneAfter ? Standing::Gone : Standing::Unknown;
+}
+
+std::vector<Membership::Member> Membership::Others() const
+{
+    const auto now = Clock::now();
+    std::vector<Member> others;
+    const std::lock_guard lock(mMutex);
+    for (const auto& [name, watched] : mOthers)
+        if (!HasGone(watched, now)) others.push_back(watched.member);
+    return others;
+}
+
+// --- this one --------------------------------------------------------------------------------------
+
+bool Membership::MayDecide() const
+{
+    const std::lock_guard lock(mMutex);
+    return Clock::now() - mTouched < mTimes.decidesFor;
+}
+
+bool Membership::TakesNobody() const
+{
+    const std::lock_guard lock(mMutex);
+    return mCutOff || mDraining || mStranger;
+}
+
+bool Membership::Draining() const
+{
+    const std::lock_guard lock(mMutex);
+    return mDraining;
+}
+
+void Membership::Drain()
+{
+    {
+        const std::lock_guard lock(mMutex);
+        mDraining = true;
+    }
+    Post([this] { Write(); });
+}
+
+void Membership::Tick()
+{
+    const auto now = Clock::now();
+    std::vector<RelayId> gone;
+    bool changed = false, cutOff = false;
+    {
+        const std::lock_guard lock(mMutex);
+        if (mStopped) return;
+        // This process has slept, and what came meanwhile has not been looked at.
+        if (now - mTicked > mTimes.goneAfter / 2) mListening = now;
+        mTicked = now;
+        Look(now, gone);
+        cutOff = now - mTouched > mTimes.cutOffAfter;
+        changed = cutOff != std::exchange(mCutOff, cutOff);
+    }
+    Write();
+    for (const RelayId& one : gone) {
+        mLog.warn("relay {} is gone", one.name);
+        mListener.gone(one);
+    }
+    if (changed) {
+        if (cutOff)
+            mLog.error("this relay is out of touch with the others; its clients go to them");
+        else
+            mLog.info("this relay is in touch with the others again");
+        mListener.cutOff(cutOff);
+    }
+    mTimer.expires_after(mTimes.beat / 2);
+    mTimer.async_wait([weak = weak_from_this()](boost::system::error_code error) {
+        const auto self = weak.lock();
+        if (self && !error) self->Tick();
+    });
+}
+
+void Membership::Look(Clock::time_point now, std::vector<RelayId>& gone)
+{
+    if (!mSawAll || !mEngine.Connected()) return;
+    for (const auto& [name, watched] : mOthers)
+        if (HasGone(watched, now) && mSaidGone.emplace(watched.member.id, true).second)
+            gone.push_back(watched.member.id);
+}
+
+// One at a time; asked for twice as often as is needed.
+void Membership::Write()
+{
+    const auto now = Clock::now();
+    if (mWriting) return;
+    const auto weak = weak_from_this();
+    if (!mLearned) {
+        mWriting = true;
+        return mEngine.Get(kRelays, mSelf.name, [weak](EngineResult result, EngineEntry entry) {
+            const auto self = weak.lock();
+            if (!self) return;
+            self->Post([self = self.get(), result, entry = std::move(entry)] {
+                self->mWriting = false;
+                if (result == EngineResult::Away) return;
+                self->Learn(entry);
+                self->Write();
+            });
+        });
+    }
+    words::RelayRecord record;
+    std::uint64_t expected = 0;
+    {
+        const std::lock_guard lock(mMutex);
+        if (mStopped) return;
+        if (now - mTouched < mTimes.beat * 3 / 4 && !mDraining) return;
+        record.set_draining(mDraining || mStranger);
+        record.set_beat(++mBeat);
+        expected = mSequence;
+    }
+    record.set_incarnation(mSelf.incarnation);
+    record.set_address(mOwn.address);
+    record.set_fingerprint(mOwn.fingerprint);
+    mWriting = true;
+    mEngine.Put(
+        kRelays, mSelf.name, record.SerializeAsString(), expected,
+        [weak, now](EngineResult result, std::uint64_t sequence) {
+            const auto self = weak.lock();
+            if (!self) return;
+            self->Post([self = self.get(), now, result, sequence] { self->Written(now, result, sequence); });
+        });
+}
+
+// Whoever stands there: an earlier life, or a record of this one whose answer was lost.
+void Membership::Learn(const EngineEntry& entry)
+{
+    words::RelayRecord record;
+    const std::lock_guard lock(mMutex);
+    const bool other = !entry.bytes.empty() && record.ParseFromString(entry.bytes) && mBeat > 0 &&
+                       record.incarnation() != mSelf.incarnation;
+    if (other) mLog.error("another relay calls itself {}, too: one of them must be renamed", mSelf.name);
+    mSequence = entry.sequence;
+    mLearned = true;
+}
+
+void Membership::Written(Clock::time_point asked, EngineResult result, std::uint64_t sequence)
+{
+    mWriting = false;
+    if (result != EngineResult::Ok) {
+        mLearned = false;  // it may stand there or not
+        return;
+    }
+    const std::lock_guard lock(mMutex);
+    mSequence = sequence;
+    mTouched = asked;
+}
+
+}  // namespace zephyl

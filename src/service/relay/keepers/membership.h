@@ -1,0 +1,109 @@
+#pragma once
+// Which relays of a service live, and whether this one does. Each writes its record into the engine again
+// and again; who has not written for kGoneAfter, by the clock of whoever watches, is gone. No two clocks are
+// ever compared.
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "service/relay/cluster/engine.h"
+#include "service/relay/meeting/shared_meetings.h"
+#include "service/relay/options.h"
+
+namespace spdlog {
+class logger;
+}
+
+namespace zephyl {
+
+class Membership final : public std::enable_shared_from_this<Membership> {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    struct Member {
+        RelayId id;
+        std::string address;  // HOST:PORT for clients
+        bool draining = false;
+    };
+    /// On a thread of the relay's, in order.
+    struct Listener {
+        std::function<void(const RelayId&)> gone;
+        /// This relay is out of touch, and sends its clients elsewhere; or it is back.
+        std::function<void(bool cutOff)> cutOff;
+    };
+
+    /// What this one says of itself.
+    struct Own {
+        std::string name;
+        std::string address;      // as above
+        std::string fingerprint;  // of its key: clients know one for all relays
+    };
+    Membership(boost::asio::io_context& io, Engine& engine, spdlog::logger& log, Own own, ClusterTimes times);
+    /// Once.
+    void Start(Listener listener);
+    /// Nobody is told anything any more, and nothing is written.
+    void Stop();
+
+    // --- any thread ---
+    const RelayId& Self() const { return mSelf; }
+    enum class Standing { Unknown, Lives, Gone };  // unknown: it has not been watched for long enough
+    Standing Of(const RelayId& relay) const;
+    /// Those that live.
+    std::vector<Member> Others() const;
+    bool MayDecide() const;
+    bool Draining() const;
+    /// Out of touch, on its way out, or its key is another than that of those who were there before.
+    bool TakesNobody() const;
+    /// From now on it takes nobody any more.
+    void Drain();
+
+private:
+    struct Watched {
+        Member member;
+        std::uint64_t sequence = 0;
+        Clock::time_point changed{};
+    };
+    void Tick();
+    void Look(Clock::time_point now, std::vector<RelayId>& gone);
+    void Write();
+    void Written(Clock::time_point asked, EngineResult result, std::uint64_t sequence);
+    void Learn(const EngineEntry& entry);
+    void Seen(const EngineEntry& entry, bool removed);
+    bool HasGone(const Watched& watched, Clock::time_point now) const;
+    void Post(std::function<void()> work);
+
+    Engine& mEngine;
+    spdlog::logger& mLog;
+    const Own mOwn;
+    const RelayId mSelf;
+    const ClusterTimes mTimes;
+    boost::asio::strand<boost::asio::io_context::executor_type> mStrand;
+    boost::asio::steady_timer mTimer;
+    Listener mListener;
+    Engine::Ears mWatch, mConnection;
+    bool mWriting = false;
+    bool mLearned = false;  // what stands in the own place
+
+    mutable std::mutex mMutex;  // for what follows
+    std::map<std::string, Watched> mOthers;
+    std::map<RelayId, bool> mSaidGone;
+    std::uint64_t mSequence = 0;     // of the own record
+    Clock::time_point mTouched{};    // when the last record that was taken was on its way
+    Clock::time_point mListening{};  // since then nothing was missed
+    Clock::time_point mTicked{};
+    std::uint64_t mBeat = 0;  // its records
+    bool mSawAll = false;
+    bool mStranger = false;
+    bool mCutOff = false;
+    bool mDraining = false;
+    bool mStopped = false;
+};
+
+}  // namespace zephyl

@@ -1,0 +1,192 @@
+// Relays that share their meetings, one of which dies, is cut off or goes.
+
+#include <array>
+
+#include "service/keepers/posting_client.h"
+#include "service/keepers/sites.h"
+#include "service/relay/admin_socket.h"
+
+namespace zephyl {
+namespace {
+
+constexpr int kLines = 300;
+constexpr std::chrono::milliseconds kPause{3};
+
+class Takeover : public testing::Test {
+protected:
+    Takeover()
+    {
+        for (std::size_t i = 0; i < sites.size(); ++i) Open(i);
+    }
+    ~Takeover() override
+    {
+        for (auto& client : clients) client->Stop();
+    }
+
+    void Open(std::size_t i)
+    {
+        static const char* const names[] = {"one", "two", "three"};
+        auto site = std::make_unique<Site>(cluster, names[i], times);
+        ports[i] = site->relay->Port();
+        sites[i] = std::move(site);
+    }
+    /// As kill -9.
+    void Kill(std::size_t i)
+    {
+        ports[i] = 1;  // nobody listens there
+        sites[i].reset();
+    }
+    /// Alice, bob and carol in one meeting, each at a relay of their own, kept by Alice's.
+    void Gather()
+    {
+        const char* const handles[] = {"Alice", "bob", "carol"};
+        for (std::size_t i = 0; i < 3; ++i) {
+            std::vector<PostingClient::PortOf> relays;
+            for (std::size_t k = 0; k < 3; ++k)
+                relays.emplace_back([this, at = (i + k) % 3] { return ports[at].load(); });
+            clients.push_back(std::make_unique<PostingClient>(handles[i], relays));
+            ASSERT_EQ(clients.back()->Enter("Room01", i == 0), RESULT_OK);
+        }
+        for (const auto& client : clients) client->Start(kLines, kPause);
+    }
+    void WaitForLines(int lines)
+    {
+        for (std::size_t i = 0; i < 3; ++i) ASSERT_TRUE(clients[i]->Accepted(lines)) << i;
+    }
+    /// Everything has come to everybody, once, in one order, and nobody was seen leaving.
+    void ExpectAllWhole()
+    {
+        const std::vector<std::string> others[] = {{"bob", "carol"}, {"Alice", "carol"}, {"Alice", "bob"}};
+        for (std::size_t i = 0; i < 3; ++i) EXPECT_TRUE(clients[i]->Done(others[i], kLines)) << i;
+        std::map<std::pair<std::string, std::uint64_t>, std::uint64_t> places;
+        for (const auto& client : clients) {
+            client->Stop();
+            EXPECT_EQ(client->faults, std::vector<std::string>());
+            EXPECT_EQ(client->left, std::vector<std::string>());
+            EXPECT_EQ(client->lines.size(), 2u * kLines);
+            for (std::size_t i = 1; i < client->lines.size(); ++i)
+                EXPECT_LT(client->lines[i - 1].sequence, client->lines[i].sequence);
+            for (const auto& line : client->lines) {
+                const auto [at, first] = places.emplace(std::pair(line.from, line.number), line.sequence);
+                EXPECT_EQ(at->second, line.sequence) << line.from << " " << line.number;
+            }
+        }
+    }
+
+    ClusterTimes times = Site::kTimes;
+    MemoryCluster cluster;
+    std::array<std::unique_ptr<Site>, 3> sites;
+    std::array<std::atomic<std::uint16_t>, 3> ports{};
+    std::vector<std::unique_ptr<PostingClient>> clients;
+};
+
+TEST_F(Takeover, OfAMeetingWhoseKeeperIsKilledAgainAndAgain)
+{
+    Gather();
+    // Whoever keeps it by then: all three are killed, one after the other.
+    for (std::size_t i = 0; i < 3; ++i) {
+        WaitForLines(int(i + 1) * kLines / 5);
+        Kill(i);
+        WaitForLines(int(i + 1) * kLines / 5 + 20);
+        Open(i);
+    }
+    ExpectAllWhole();
+}
+
+TEST_F(Takeover, OfAClientWhoseRelayIsKilled)
+{
+    Gather();
+    WaitForLines(50);
+    Kill(1);  // bob's, which keeps nothing
+    ExpectAllWhole();
+    EXPECT_EQ(clients[0]->connections, 1);
+    EXPECT_EQ(clients[1]->connections, 2);
+    EXPECT_EQ(clients[2]->connections, 1);
+}
+
+TEST_F(Takeover, FromARelayThatWasCutOffAndStillBelievesThatItKeepsIt)
+{
+    Kill(0);
+    times.decidesFor = std::chrono::hours(1);
+    times.cutOffAfter = std::chrono::hours(2);
+    Open(0);
+    Gather();
+    WaitForLines(50);
+    sites[0]->engine->memory.Cut();
+    // The others have it meanwhile, and Alice sits before one that does nothing.
+    ASSERT_TRUE(clients[1]->Accepted(150));
+    ASSERT_TRUE(clients[2]->Accepted(150));
+    sites[0]->engine->memory.Mend();
+    ExpectAllWhole();
+}
+
+TEST_F(Takeover, OfTheClientsOfARelayThatIsCutOff)
+{
+    Gather();
+    WaitForLines(50);
+    sites[0]->engine->memory.Cut();
+    ExpectAllWhole();
+    EXPECT_GE(clients[0]->connections, 2);
+    EXPECT_EQ(sites[0]->Fresh()->Wait(Header::kBye).header.bye().reason(), BYE_RESTART);
+    sites[0]->engine->memory.Mend();
+}
+
+TEST_F(Takeover, FromARelayThatGoesInOrderTakesNoTime)
+{
+    Gather();
+    WaitForLines(50);
+    sites[0]->relay->Stop();
+    ExpectAllWhole();
+    for (const auto& client : clients) EXPECT_LT(client->longestAway, times.goneAfter);
+}
+
+TEST_F(Takeover, IsNotNeededWhenAWordBetweenRelaysIsLost)
+{
+    for (std::size_t i = 0; i < 2; ++i) {
+        Kill(i);
+        Open(i);
+        // From the keeper, and to it: now and then one.
+        sites[i]->engine->LoseEvery(i == 0 ? 97 : 61);
+    }
+    Gather();
+    ExpectAllWhole();
+    EXPECT_GT(clients[1]->connections, 1);
+}
+
+TEST_F(Takeover, OfClientsThatMoveAllTheTime)
+{
+    Gather();
+    for (int i = 1; i <= 20; ++i) {
+        WaitForLines(i * kLines / 25);
+        clients[std::size_t(i) % 3]->Move();
+    }
+    ExpectAllWhole();
+}
+
+TEST_F(Takeover, LeavesWhatAnOperatorHasSaidWhereItWas)
+{
+    auto alice = sites[0]->LoggedIn("Alice");
+    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    auto bob = sites[1]->LoggedIn("bob");
+    ASSERT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
+    EXPECT_EQ(alice->Presence(), "bob 5");
+    const auto say = [&](std::size_t site, const std::string& line) {
+        return TellDaemon(sites[site]->options.data, line).value_or("");
+    };
+    EXPECT_EQ(say(2, "kick Room01\tbob"), "ok");
+    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(alice->Presence(), "bob 0");
+    bob = sites[2]->LoggedIn("bob");
+    EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_NOT_PERMITTED);
+    Kill(0);
+    EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_NOT_PERMITTED);
+    EXPECT_EQ(say(1, "unkick Room01\tbob"), "ok");
+    EXPECT_EQ(say(1, "unkick Room01\tbob"), "not kicked");
+    EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
+    EXPECT_EQ(say(1, "close Room01"), "ok");
+    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_ENDED);
+    EXPECT_EQ(sites[1]->LoggedIn("carol")->Enter("Room01", false).result(), RESULT_NOT_FOUND);
+}
+
+}  // namespace
+}  // namespace zephyl
