@@ -83,17 +83,17 @@ struct MailOptions {
 
 /// What several relays share. Nothing: this one is alone.
 struct ClusterOptions {
-    std::string name;                 // of this relay among them
-    std::string advertise;            // HOST:PORT where clients reach it
-    std::vector<std::string> relays;  // the same of the others; this one may be among them
-    std::string accounts;             // a URI of PostgreSQL's, without a password; "": a file in `data`
-    std::filesystem::path accountsPasswordFile;  // empty: the server does not ask, or ~/.pgpass says it
-    std::filesystem::path accountsAuthorities;   // PEM, who may vouch for it; empty: the machine's
-    std::string log;  // where meetings stand, nats://USER@HOST,HOST; "": in files in `data`
-    std::filesystem::path logPasswordFile;
-    std::filesystem::path logAuthorities;  // PEM, who may vouch for those hosts; empty: the machine's
-    std::size_t logReplicas = 0;           // 0: 3 where three hosts are named, else 1
-    std::size_t logBytes = 0;              // of all meetings; 0: as much as the servers take
+    std::string accounts = {};  // a URI of PostgreSQL's, without a password; "": a file in `data`
+    std::filesystem::path accountsPasswordFile = {};  // empty: the server does not ask, or ~/.pgpass says it
+    std::filesystem::path accountsAuthorities = {};   // PEM, who may vouch for it; empty: the machine's
+    std::string name = {};                            // of this relay among them
+    std::string advertise = {};                       // HOST:PORT where clients reach it
+    std::vector<std::string> relays = {};             // the same of the others; this one may be among them
+    std::string log = {};  // where meetings stand, nats://USER@HOST,HOST; "": in files in `data`
+    std::filesystem::path logPasswordFile = {};
+    std::filesystem::path logAuthorities = {};  // PEM, who may vouch for those hosts; empty: the machine's
+    std::size_t logReplicas = 0;                // 0: 3 where three hosts are named, else 1
+    std::size_t logBytes = 0;                   // of all meetings; 0: as much as the servers take
 
     bool operator==(const ClusterOptions&) const = default;
 };
