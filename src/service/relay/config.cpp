@@ -249,7 +249,9 @@ constexpr std::array kClusterLists{
     ListKey{
         "relays",
         [](RelayOptions& o, std::vector<std::string> v) { o.cluster.relays = RelayAddresses(std::move(v)); },
-        "What the other relays advertise, for clients that lose this one. All relays have the same key."},
+        "What the other relays advertise, for clients that lose this one; they must share their meetings "
+        "(log), and then find "
+        "each other without this. All relays have the same key."},
 };
 
 void SetProxies(RelayOptions& options, std::vector<std::string> written)

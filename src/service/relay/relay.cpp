@@ -172,6 +172,10 @@ Relay::~Relay()
 std::unique_ptr<OtherRelays> Relay::MakeOtherRelays()
 {
     if (mOptions.cluster.relays.empty()) return nullptr;
+    if (mOptions.cluster.log.empty())
+        mLog->warn(
+            "[cluster] relays without log: whoever goes to another relay is told that their meeting has "
+            "ended");
     auto others = std::make_unique<NamedRelays>(mOptions.cluster);
     mServices.otherRelays = others.get();
     return others;
