@@ -1,5 +1,5 @@
 // A scripted meeting of real clients on virtual displays: what a newcomer sees without a desktop.
-// usage: demo DIR [--cut]     leaves screenshots, the boards and the traces in DIR
+// usage: demo DIR [--cut|--cluster]     leaves screenshots, the boards and the traces in DIR
 #include <signal.h>
 
 #include <QCryptographicHash>
@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "demo/acts.h"
+#include "demo/cluster.h"
 
 using namespace Qt::StringLiterals;
 using namespace stage;
@@ -83,13 +84,23 @@ void PlayMeeting(const Folder& folder)
     Leave({&ann, &bob, &eve});
 }
 
-void Sit(Desk& desk, const Service& service, const QString& name, bool join)
+struct At {
+    QString address, fingerprint;
+};
+
+void Sit(Desk& desk, const At& service, const QString& name, bool join)
 {
-    desk.Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
-    desk.StartClient({u"--service"_s, service.Address()});
+    desk.Setting(u"Zephyl\\Trusted Services"_s, service.address, service.fingerprint);
+    desk.StartClient({u"--service"_s, service.address});
     desk.Wait("dialog", Is("name", u"frmLogin"_s));
     desk.Login(name, name + u"'s secret"_s, u"Storm2026"_s, join);
     desk.Wait("window_whole");
+}
+
+/// Of the connection.
+bool SaysSomething(const QJsonObject& panel)
+{
+    return panel[u"panel"_s] == u"Link"_s && !panel[u"text"_s].toString().isEmpty();
 }
 
 /// Strokes that the others cannot see yet: returned are only those of this hand.
@@ -119,18 +130,16 @@ void PlayStorm(const Folder& folder)
     Service service(
         folder,
         {{u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}, {u"eve"_s, u"eve's secret"_s}});
+    const At at{service.Address(), service.Fingerprint()};
     Say("Two people meet at a service.");
     Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s);
-    Sit(ann, service, u"ann"_s, false);
-    Sit(bob, service, u"bob"_s, true);
+    Sit(ann, at, u"ann"_s, false);
+    Sit(bob, at, u"bob"_s, true);
     ann.Wait("attendee", Is("handle", u"bob"_s));
     Say("The service is killed; both go on drawing, each in a corner.");
     service.Stop(SIGKILL);
-    const auto cut = [](const QJsonObject& line) {
-        return line[u"panel"_s] == u"Link"_s && !line[u"text"_s].toString().isEmpty();
-    };
-    ann.Wait("panel", cut);
-    bob.Wait("panel", cut);
+    ann.Wait("panel", SaysSomething);
+    bob.Wait("panel", SaysSomething);
     DrawAlone(ann, u"ann"_s, {40, 80});
     DrawAlone(bob, u"bob"_s, {420, 80});
     ann.Screenshot(folder / "ann-cut.png");
@@ -140,7 +149,7 @@ void PlayStorm(const Folder& folder)
     WaitForStrokes(bob, u"ann"_s, 3);
     Say("A third person joins and finds the board as it is.");
     Desk eve(folder, u"eve"_s);
-    Sit(eve, service, u"eve"_s, true);
+    Sit(eve, at, u"eve"_s, true);
     WaitForStrokes(eve, u"bob"_s, 3);
     ann.Drag(Curve(ann.Board(200, 320), 300, 30));
     ann.Wait("record", Is("from", u"ann"_s));
@@ -154,19 +163,51 @@ void PlayStorm(const Folder& folder)
     Leave({&ann, &bob, &eve});
 }
 
+/// Ann's relay dies while she and Bob draw.
+void PlayCluster(const Folder& folder)
+{
+    Say("Three relays, three nats-servers and a database are brought up.");
+    Cluster cluster(folder / "cluster", {{u"ann"_s, u"ann's secret"_s}, {u"bob"_s, u"bob's secret"_s}});
+    const auto& relays = cluster.Relays();
+    Say("Ann comes to the first relay, Bob to the second; they meet and draw.");
+    Desk ann(folder, u"ann"_s), bob(folder, u"bob"_s);
+    Sit(ann, {relays[0].address, relays[0].fingerprint}, u"ann"_s, false);
+    Sit(bob, {relays[1].address, relays[1].fingerprint}, u"bob"_s, true);
+    ann.Wait("attendee", Is("handle", u"bob"_s));
+    Draw(ann, bob);
+    for (Desk* desk : {&ann, &bob}) desk->Screenshot(folder.Path() + u'/' + desk->Name() + u"-before.png"_s);
+    Say("The first relay is killed; both go on drawing, each in a corner.");
+    cluster.Kill("relay-1");
+    ann.Wait("panel", SaysSomething);
+    DrawAlone(ann, u"ann"_s, {40, 260});
+    DrawAlone(bob, u"bob"_s, {420, 260});
+    WaitForStrokes(ann, u"bob"_s, 3);
+    WaitForStrokes(bob, u"ann"_s, 3);
+    Say("Ann is at another relay, and nobody has left.");
+    for (Desk* desk : {&ann, &bob}) desk->Screenshot(folder.Path() + u'/' + desk->Name() + u"-after.png"_s);
+    if (SavedBoard(ann, folder / "ann-board.bmp") != SavedBoard(bob, folder / "bob-board.bmp"))
+        throw std::runtime_error("the boards differ");
+    Say("Both boards are the same, byte for byte. They leave.");
+    Leave({&ann, &bob});
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 try {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: demo DIR [--cut]\n");
+        std::fprintf(stderr, "usage: demo DIR [--cut|--cluster]\n");
         return 2;
     }
     const Folder folder(QString::fromLocal8Bit(argv[1]));
-    for (const char* old : {"ann", "bob", "eve", "run", "data", "service", "sound"})
+    Cluster::End(folder / "cluster");
+    for (const char* old : {"ann", "bob", "eve", "run", "data", "service", "sound", "cluster"})
         QDir(folder / old).removeRecursively();
-    if (argc > 2 && QByteArray(argv[2]) == "--cut")
+    const QByteArray what = argc > 2 ? argv[2] : "";
+    if (what == "--cut")
         PlayStorm(folder);
+    else if (what == "--cluster")
+        PlayCluster(folder);
     else
         PlayMeeting(folder);
     std::printf("Screenshots and boards are in %s\n", qPrintable(folder.Path()));
