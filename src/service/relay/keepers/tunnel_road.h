@@ -8,6 +8,8 @@
 #include <string>
 
 #include "service/relay/keepers/lines.h"
+#include "service/relay/meeting/client.h"
+#include "service/relay/meeting/session.h"
 #include "service/relay/road.h"
 
 namespace zephyl {
