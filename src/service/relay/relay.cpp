@@ -210,7 +210,7 @@ std::unique_ptr<Keepers> Relay::MakeKeepers(std::unique_ptr<Engine> engine)
     auto keepers = std::make_unique<Keepers>(
         mIo, std::move(engine), mLogs, *mLog,
         Membership::Own{mOptions.cluster.name, mOptions.cluster.advertise, Fingerprint()},
-        mOptions.clusterTimes);
+        NamedRelays(mOptions.cluster).Addresses(), mOptions.clusterTimes);
     mServices.keepers = keepers.get();
     mServices.otherRelays = keepers.get();
     return keepers;

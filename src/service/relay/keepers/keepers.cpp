@@ -19,11 +19,12 @@ constexpr std::chrono::seconds kOrphans{1};
 }  // namespace
 
 Keepers::Keepers(asio::io_context& io, std::unique_ptr<Engine> engine, LogRoom& logs, spdlog::logger& log,
-                 Membership::Own own, ClusterTimes times)
+                 Membership::Own own, std::vector<std::string> named, ClusterTimes times)
     : mIo(io),
       mEngine(std::move(engine)),
       mLogs(logs),
       mLog(log),
+      mNamed(std::move(named)),
       mMembers(std::make_shared<Membership>(io, *mEngine, log, std::move(own), times)),
       mLeases(io, *mEngine, mMembers, log),
       mLines(std::make_shared<Lines>(io, *mEngine, log, mMembers->Self())),
@@ -57,10 +58,13 @@ void Keepers::Stop()
 
 std::vector<std::string> Keepers::Addresses() const
 {
-    std::vector<std::string> addresses;
-    for (const Membership::Member& other : mMembers->Others())
-        if (!other.draining && !other.address.empty() && addresses.size() < kRelaysNamed)
-            addresses.push_back(other.address);
+    std::vector<std::string> addresses, others = mNamed;
+    for (const Membership::Member& other : mMembers->Others()) {
+        std::erase(others, other.address);
+        if (!other.draining && !other.address.empty()) addresses.push_back(other.address);
+    }
+    addresses.insert(addresses.end(), others.begin(), others.end());
+    if (addresses.size() > kRelaysNamed) addresses.resize(kRelaysNamed);
     return addresses;
 }
 

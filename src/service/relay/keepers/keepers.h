@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "service/relay/cluster/engine.h"
 #include "service/relay/cluster/other_relays.h"
@@ -23,8 +24,9 @@ struct LogRoom;
 
 class Keepers final : public SharedMeetings, public OtherRelays {
 public:
+    /// `named`: where other relays may be that have not been heard of yet.
     Keepers(boost::asio::io_context& io, std::unique_ptr<Engine> engine, LogRoom& logs, spdlog::logger& log,
-            Membership::Own own, ClusterTimes times);
+            Membership::Own own, std::vector<std::string> named, ClusterTimes times);
     ~Keepers() override;
 
     /// `opened`: a client of another relay comes. `cutOff`: as Membership tells it. Once.
@@ -83,6 +85,7 @@ private:
     std::unique_ptr<Engine> mEngine;
     LogRoom& mLogs;
     spdlog::logger& mLog;
+    const std::vector<std::string> mNamed;
     const std::shared_ptr<Membership> mMembers;
     Leases mLeases;
     const std::shared_ptr<Lines> mLines;
