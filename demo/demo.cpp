@@ -174,7 +174,10 @@ void PlayCluster(const Folder& folder)
     Sit(ann, {relays[0].address, relays[0].fingerprint}, u"ann"_s, false);
     Sit(bob, {relays[1].address, relays[1].fingerprint}, u"bob"_s, true);
     ann.Wait("attendee", Is("handle", u"bob"_s));
-    Draw(ann, bob);
+    DrawAlone(ann, u"ann"_s, {40, 80});
+    WaitForStrokes(bob, u"ann"_s, 3);
+    DrawAlone(bob, u"bob"_s, {420, 80});
+    WaitForStrokes(ann, u"bob"_s, 3);
     for (Desk* desk : {&ann, &bob}) desk->Screenshot(folder.Path() + u'/' + desk->Name() + u"-before.png"_s);
     Say("The first relay is killed; both go on drawing, each in a corner.");
     cluster.Kill("relay-1");
