@@ -222,8 +222,9 @@ void LookAtRelay(Findings& findings, const std::string& address, const std::stri
                              "clients go to the others meanwhile; start it, or open its port");
     }
     if (key == own) return findings.Good("relay", address + " answers, under the same key");
-    findings.Bad("relay", address + " has another key: " + key,
-                 "clients do not go there: copy key and certificate of one relay to all, and start those anew");
+    findings.Bad(
+        "relay", address + " has another key: " + key,
+        "clients do not go there: copy key and certificate of one relay to all, and start those anew");
 }
 
 void LookAtRelays(Findings& findings, const RelayOptions& options, const json::value& status)
