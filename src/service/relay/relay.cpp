@@ -255,6 +255,11 @@ std::string Relay::Address() const
     return (v6 ? "[" + mOptions.host + "]" : mOptions.host) + ":" + std::to_string(Port());
 }
 
+bool Relay::TakesClients() const
+{
+    return !mKeepers || (mKeepers->MayDecide() && !mKeepers->TakesNobody());
+}
+
 std::string Relay::Fingerprint() const
 {
     return mTls.Now()->Fingerprint();

@@ -63,6 +63,8 @@ public:
     /// "HOST:PORT", as a client may type it.
     std::string Address() const;
     std::string Fingerprint() const;
+    /// False: one of several that is not in touch with the others.
+    bool TakesClients() const;
     /// Where metrics are told; "": nowhere.
     std::string MetricsAddress() const;
     Accounts& TheAccounts() { return *mAccounts; }

@@ -8,6 +8,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <optional>
@@ -153,6 +154,9 @@ void TellAlive(const Supervisor& supervisor, Relay& relay, boost::asio::steady_t
     });
 }
 
+constexpr std::chrono::seconds kInTouchWithin{10};
+constexpr std::chrono::milliseconds kInTouchLook{50};
+
 void RunUntilAsked(Relay& relay, const RelayOptions& options, const std::shared_ptr<spdlog::logger>& log)
 {
     boost::asio::io_context main;
@@ -165,6 +169,10 @@ void RunUntilAsked(Relay& relay, const RelayOptions& options, const std::shared_
     const Supervisor supervisor;
     boost::asio::steady_timer alive(main);
     TellAlive(supervisor, relay, alive);
+    // Among several it is ready once the others know it; without them it says so all the same.
+    const auto until = std::chrono::steady_clock::now() + kInTouchWithin;
+    while (!relay.TakesClients() && !main.stopped() && std::chrono::steady_clock::now() < until)
+        main.run_for(kInTouchLook);
     std::cout << "zephyld ready " << relay.Address() << " " << relay.Fingerprint() << std::endl;
     std::optional<Announcer> announcer;
     if (options.announce)
