@@ -116,6 +116,9 @@ void TestNats::Kill(std::size_t server)
 void TestNats::Freeze(std::size_t server)
 {
     ::kill(mServers[server].process, SIGSTOP);
+    // Its threads go on until they meet the signal.
+    int status = 0;
+    ::waitpid(mServers[server].process, &status, WUNTRACED);
 }
 
 void TestNats::Thaw(std::size_t server)
