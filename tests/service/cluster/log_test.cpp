@@ -393,7 +393,8 @@ TEST(NatsLog, WaitsWithoutAQuorumAndSaysThatItIsAway)
         EXPECT_EQ(stand.delivered, all);
     }
     const Texts left = stand.Read(CHANNEL_TALK, 0);
-    stand.Open();
+    while (!stand.TryOpen()) {  // until they agree again on who leads
+    }
     EXPECT_EQ(left.size(), 60u);
     EXPECT_EQ(stand.items, left);
 }
