@@ -170,6 +170,29 @@ TEST_P(Engines, AValueIsOneWritersAndEverybodySeesIt)
     EXPECT_EQ(heard.WaitFor("a=3"), (std::vector<std::string>{"a=1", "all", "a=2", "a gone", "a=3"}));
 }
 
+// Older servers that start anew take a purge that they find in their log for one of everything.
+TEST(NatsEngine, KeepsTheRestOfWhatWasPurgedWhenAllServersAreKilled)
+{
+    QUORVIA_NEEDS_NATS();
+    InNats pair(3);
+    Append(*pair.one, "zephyl.log.b", "stays", 0);
+    std::uint64_t last = 0;
+    for (const char* bytes : {"1", "2", "3"}) last = Append(*pair.one, "zephyl.log.a", bytes, last).sequence;
+    Await<EngineResult>([&](auto done) { pair.one->Purge("zephyl.log.a", last, done); });
+    for (std::size_t i = 0; i < 3; ++i) pair.nats.Kill(i);
+    for (std::size_t i = 0; i < 3; ++i) pair.nats.Start(i);
+    const auto left = [&](const char* subject) {
+        for (;;) {  // until they have leaders
+            const auto [result, entries] = Await<EngineResult, std::vector<EngineEntry>>(
+                [&](auto done) { pair.one->Read(subject, 0, 1000, done); });
+            if (result == EngineResult::Away) continue;
+            return entries.size() == 1 ? entries.front().bytes : "";
+        }
+    };
+    EXPECT_EQ(left("zephyl.log.b"), "stays");
+    EXPECT_EQ(left("zephyl.log.a"), "3");
+}
+
 TEST(MemoryEngine, WithoutAConnectionNothingIsPromised)
 {
     MemoryCluster cluster;

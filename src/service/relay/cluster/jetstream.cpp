@@ -61,6 +61,15 @@ EngineResult ResultOf(const json::value& answer)
     }
 }
 
+bool IsGone(const json::value& answer)
+{
+    const json::value* const success = Member(answer, "success");
+    if (success && success->is_bool() && success->as_bool()) return true;
+    const json::value* const error = Member(answer, "error");
+    const std::uint64_t code = error ? Number(Member(*error, "err_code")) : 0;
+    return code == 10037 || code == 10043;  // no message, or sequence, found
+}
+
 // $JS.ACK.STREAM.CONSUMER.DELIVERED.SEQUENCE.NUMBER.TIME.PENDING
 std::optional<Standing> StandingOf(std::string_view answerTo)
 {

@@ -29,6 +29,8 @@ std::string FromBase64(const std::string& text);
 
 /// What is said against something. Away: it did not happen, or nobody knows.
 EngineResult ResultOf(const json::value& answer);
+/// Of a deletion: it was done now or before.
+bool IsGone(const json::value& answer);
 
 /// Where a message that was read stands.
 struct Standing {

@@ -18,11 +18,12 @@ constexpr char kLogStream[] = "ZEPHYL_LOG";
 constexpr std::size_t kAboveEach = 16 * 1024;  // of headers and names
 
 constexpr milliseconds kPatience = 2s;        // for one answer; what was stored meanwhile is found out later
-constexpr milliseconds kUseless = 4s;         // without an answer of JetStream, while it is asked
+constexpr milliseconds kUseless = 3s;         // without an answer of JetStream, while it is asked
 constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was there
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
 constexpr milliseconds kForever = 24h;
-constexpr std::uint64_t kBatch = 1024;  // entries of one read
+constexpr std::uint64_t kBatch = 1024;            // entries of one read
+constexpr std::size_t kPurgedBytes = 512 * 1024;  // of headers, in one read
 
 std::string StreamOf(const std::string& bucket)
 {
@@ -62,6 +63,18 @@ bool NatsEngine::Prepare()
     if (!trouble.empty())
         Tell("JetStream does not take the stream " + std::string(kLogStream) + ": " + trouble);
     return trouble.empty();
+}
+
+// Its leader answers, which nobody reaches who is cut off, and which nobody is for some seconds when that one
+// was lost.
+std::string NatsEngine::Probe() const
+{
+    return jetstream::kApi + ("STREAM.INFO." + std::string(kLogStream));
+}
+
+bool NatsEngine::IsWell(const NatsMessage& answer) const
+{
+    return jetstream::Member(jetstream::AnswerIn(&answer), "config") != nullptr;
 }
 
 // One that there is already is taken as it is: who keeps the servers may have given it other bounds.
@@ -138,8 +151,10 @@ void NatsEngine::AskJetStream(std::string subject, std::string bytes, NatsHeader
                     mUnanswered.reset();
                 else if (!mUnanswered)
                     mUnanswered = Clock::now();
-                else if (IsConnected() && Clock::now() - *mUnanswered > kUseless)
-                    GiveUp();
+                else if (IsConnected() && Clock::now() - *mUnanswered > kUseless) {
+                    mUnanswered = Clock::now();
+                    Doubt();
+                }
                 if (nobody) {
                     Await(kNobodyPause, take);
                     return true;
@@ -178,10 +193,17 @@ struct NatsEngine::Reading {
 
 void NatsEngine::Read(std::string subject, std::uint64_t from, std::size_t bytes, GotAll got)
 {
+    StartReading(std::move(subject), from, bytes, What::Whole, std::move(got));
+}
+
+void NatsEngine::StartReading(std::string subject, std::uint64_t from, std::size_t bytes, What what,
+                              GotAll got)
+{
     const auto reading = std::make_shared<Reading>(
         Reading{{kLogStream, jetstream::RandomWord(), std::move(subject)}, bytes, std::move(got)});
-    const std::string config = reading->consumer.Config(
-        {{"deliver_policy", "by_start_sequence"}, {"opt_start_seq", std::max<std::uint64_t>(from, 1)}});
+    const std::string config = reading->consumer.Config({{"deliver_policy", "by_start_sequence"},
+                                                         {"opt_start_seq", std::max<std::uint64_t>(from, 1)},
+                                                         {"headers_only", what == What::Headers}});
     const std::lock_guard lock(mMutex);
     AskJetStream(reading->consumer.CreateApi(), config, {}, [this, reading](const NatsMessage* message) {
         const json::value answer = jetstream::AnswerIn(message);
@@ -263,18 +285,46 @@ void NatsEngine::GetLast(const std::string& stream, std::string subject, Got got
         });
 }
 
+// Each entry by itself. JetStream has a purge, but a server before 2.9.18 that starts anew takes each one
+// that is still in the log of its cluster for a purge of the whole stream: of all meetings. What comes while
+// this lasts is none of it.
 void NatsEngine::Purge(std::string subject, std::uint64_t before, Done done)
 {
-    json::object what{{"filter", std::move(subject)}, {"seq", before}};
+    Last(subject, [this, subject, before, done = std::move(done)](EngineResult result,
+                                                                  const EngineEntry& last) {
+        if (result != EngineResult::Ok)
+            return done(result == EngineResult::Missing ? EngineResult::Ok : result);
+        const std::uint64_t end = std::min(before, last.sequence + 1);
+        StartReading(subject, 1, kPurgedBytes, What::Headers,
+                     [this, subject, end, done](EngineResult read, std::vector<EngineEntry> entries) {
+                         std::erase_if(entries, [&](const EngineEntry& one) { return one.sequence >= end; });
+                         if (read != EngineResult::Ok || entries.empty()) return done(read);
+                         Erase(entries, [this, subject, end, done](EngineResult erased) {
+                             if (erased != EngineResult::Ok) return done(erased);
+                             Purge(subject, end, done);  // what is left of it
+                         });
+                     });
+    });
+}
+
+void NatsEngine::Erase(const std::vector<EngineEntry>& entries, Done done)
+{
+    struct ToErase {
+        std::size_t left;
+        EngineResult result = EngineResult::Ok;
+        Done done;
+    };
+    const auto all = std::make_shared<ToErase>(ToErase{entries.size(), EngineResult::Ok, std::move(done)});
     const std::lock_guard lock(mMutex);
-    AskJetStream(
-        std::string(jetstream::kApi) + "STREAM.PURGE." + kLogStream, json::serialize(what), {},
-        [done = std::move(done)](const NatsMessage* message) {
-            const json::value answer = jetstream::AnswerIn(message);
-            const json::value* const success = jetstream::Member(answer, "success");
-            done(success && success->is_bool() && success->as_bool() ? EngineResult::Ok : EngineResult::Away);
-            return true;
-        });
+    for (const EngineEntry& entry : entries)
+        AskJetStream(jetstream::kApi + ("STREAM.MSG.DELETE." + std::string(kLogStream)),
+                     json::serialize(json::object{{"seq", entry.sequence}, {"no_erase", true}}), {},
+                     [all](const NatsMessage* message) {
+                         if (!jetstream::IsGone(jetstream::AnswerIn(message)))
+                             all->result = EngineResult::Away;
+                         if (--all->left == 0) all->done(all->result);
+                         return true;
+                     });
 }
 
 // --- values ----------------------------------------------------------------------------------------

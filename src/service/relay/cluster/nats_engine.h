@@ -44,18 +44,24 @@ private:
     bool Prepare() override;
     void BeginAnew() override;
     void LookAround() override;
+    std::string Probe() const override;
+    bool IsWell(const NatsMessage& answer) const override;
     using Made = std::function<void(const std::string& trouble)>;
     void MakeStream(boost::json::object config, Made made);
     void MakeBucket(const std::string& bucket, Made made);
     void WithBucket(const std::string& bucket, std::function<void(bool there)> then);
     /// As Request, of JetStream. While it has no leader nobody listens: that is said a moment later, for who
-    /// tries again. A server that cannot reach the others is given up.
+    /// tries again. A server that cannot reach the others is left.
     void AskJetStream(std::string subject, std::string bytes, NatsHeaders headers, TakeAnswer take,
                       Inbox inbox = Inbox::Shared);
     void Write(std::string subject, std::string bytes, std::uint64_t expected, bool removes, Stored stored);
     void GetLast(const std::string& stream, std::string subject, Got got);
+    enum class What { Whole, Headers };
+    void StartReading(std::string subject, std::uint64_t from, std::size_t bytes, What what, GotAll got);
     void Fetch(const std::shared_ptr<Reading>& reading, bool one);
     void Finish(Reading& reading, EngineResult result);
+    /// At least one.
+    void Erase(const std::vector<EngineEntry>& entries, Done done);
     void StartWatch(const std::shared_ptr<Watching>& watching);
     bool TakeWatched(const std::shared_ptr<Watching>& watching, std::uint64_t round,
                      const NatsMessage* message);

@@ -17,6 +17,7 @@ constexpr milliseconds kTick = 100ms;           // how exact patience is
 constexpr milliseconds kBeat = 500ms;           // a word to oneself
 constexpr milliseconds kSilence = 3s;           // without hearing anything: the connection is lost
 constexpr milliseconds kPause = 250ms;          // until the next server is tried
+constexpr milliseconds kProbe = 1s;             // for one answer of another server
 
 }  // namespace
 
@@ -66,7 +67,9 @@ void NatsLine::KeepConnected()
     while (!mStop) {
         lock.unlock();
         const Wire wire = Connect();
-        const bool usable = wire && Prepare();
+        // Later ones count at once: words go by them while JetStream finds itself a leader.
+        const bool usable = wire && (mPrepared || Prepare());
+        mPrepared = mPrepared || usable;
         lock.lock();
         if (usable && !mLost && !mStop) {
             mConnected = true;
@@ -76,7 +79,14 @@ void NatsLine::KeepConnected()
             lock.unlock();
             Tell("");
             lock.lock();
-            mNews.wait(lock, [this] { return mLost || mStop; });
+            while (!mLost && !mStop) {
+                mNews.wait(lock, [this] { return mLost || mStop || mDoubted; });
+                if (!std::exchange(mDoubted, false) || mLost || mStop) continue;
+                lock.unlock();
+                const bool leave = AnotherIsWell();
+                lock.lock();
+                mLost = mLost || leave;
+            }
         }
         lock.unlock();
         Lose();
@@ -129,6 +139,52 @@ void NatsLine::Lose()
         for (auto& [token, one] : asked) (*one.take)(nullptr);
     });
     if (was) Tell("the connection to the servers was lost");
+}
+
+void NatsLine::Doubt()
+{
+    mDoubted = true;
+    mNews.notify_all();
+}
+
+// The one that is becomes the next to be tried.
+bool NatsLine::AnotherIsWell()
+{
+    for (std::size_t i = 0; i + 1 < mServers.size(); ++i) {
+        if (IsWell(mServers[(mServer + i) % mServers.size()])) {
+            mServer += i;
+            return true;
+        }
+        const std::lock_guard lock(mMutex);
+        if (mStop || mLost) return false;
+    }
+    return false;
+}
+
+bool NatsLine::IsWell(const NatsServer& server) const
+{
+    std::mutex mutex;
+    std::condition_variable news;
+    bool well = false;
+    try {
+        const Wire wire = mOpen(
+            server,
+            [&](const NatsMessage& message) {
+                if (!IsWell(message)) return;
+                const std::lock_guard lock(mutex);
+                well = true;
+                news.notify_all();
+            },
+            [] {});
+        const std::string inbox = "_INBOX." + jetstream::RandomWord();
+        wire->Listen(inbox);
+        wire->Send(Probe(), inbox, {}, {});
+        std::unique_lock lock(mutex);
+        news.wait_for(lock, kProbe, [&] { return well; });
+        return well;
+    } catch (const NatsAway&) {
+        return false;
+    }
 }
 
 void NatsLine::GiveUp()

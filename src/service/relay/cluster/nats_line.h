@@ -52,14 +52,17 @@ protected:
     /// First in the destructor.
     void Stop();
 
-    /// What is asked of a new connection before it counts; may wait. False: it is none that helps.
+    /// What is asked of the first connection before it counts; may wait. False: it is none that helps.
     virtual bool Prepare() = 0;
     /// It counts. With the lock held.
     virtual void BeginAnew() = 0;
     /// Ten times a second while it does. With the lock held.
     virtual void LookAround() = 0;
-    /// This connection is of no use: to the next server. With the lock held.
-    void GiveUp();
+    /// What a server is asked that is well, and whether that is its answer. Any thread.
+    virtual std::string Probe() const = 0;
+    virtual bool IsWell(const NatsMessage& answer) const = 0;
+    /// This server answers nothing: where another one does, there. With the lock held.
+    void Doubt();
     /// "": all is well. Also tells those who want to know of each change.
     void Tell(const std::string& trouble);
 
@@ -94,9 +97,12 @@ private:
     void KeepConnected();
     Wire Connect();
     void Lose();
+    bool AnotherIsWell();
+    bool IsWell(const NatsServer& server) const;
     // the thread that sends, and calls when the time has come
     void Work();
     void Beat();
+    void GiveUp();
     void CallOverdue();
     void Do(std::function<void(NatsConnection&)> work);
     // what comes
@@ -114,6 +120,8 @@ private:
     bool mStop = false;
     bool mSent = false;  // all that will be
     bool mLost = false;
+    bool mDoubted = false;
+    bool mPrepared = false;  // at some time. Of the thread that connects
     bool mConnected = false;
     Wire mWire;
     std::size_t mServer;
