@@ -102,10 +102,25 @@ Bot::Bot(asio::io_context& io, std::shared_ptr<const TlsContext> tls, const Plan
 {
 }
 
+std::size_t Bot::Home() const
+{
+    return std::size_t(mNumber / mPlan.perMeeting + (mPlan.spread ? mPlace : 0)) % mPlan.relays.size();
+}
+
+/// As the program's link does: where it was and each time another one, in an order of its own.
 std::size_t Bot::Relay() const
 {
-    const int meeting = mNumber / mPlan.perMeeting;
-    return std::size_t(meeting + (mPlan.spread ? mPlace : 0) + mTries) % mPlan.relays.size();
+    const std::size_t all = mPlan.relays.size(), here = mHere.value_or(Home());
+    if (mTries % 2 == 0 || all == 1) return here;
+    return (here + 1 + (std::size_t(mNumber) + std::size_t(mTries) / 2) % (all - 1)) % all;
+}
+
+/// Twice as long each time when all have had their turn.
+std::chrono::milliseconds Bot::Wait()
+{
+    const std::size_t round = 2 * std::max<std::size_t>(mPlan.relays.size() - 1, 1);
+    const int doublings = int(std::min<std::size_t>(std::size_t(std::max(mTries, 0)) / round, 6));
+    return std::chrono::milliseconds((250 + int(mChance() % 125)) << doublings);
 }
 
 asio::awaitable<void> Bot::Pause(std::chrono::milliseconds time)
@@ -116,10 +131,14 @@ asio::awaitable<void> Bot::Pause(std::chrono::milliseconds time)
 
 asio::awaitable<void> Bot::Run()
 {
-    const auto begun = Clock::now();
+    const auto milestone = [](Times& times, Clock::time_point since) {
+        times.Add(double(std::chrono::nanoseconds(Clock::now() - since).count()) / 1e3);
+    };
+    auto away = Clock::now();
     for (bool first = true; mTally.phase < Phase::Out; ++mTries) {
+        const std::size_t relay = Relay();
         try {
-            co_await Connect();
+            co_await Connect(mPlan.relays[relay]);
             bool back = false;
             if (!mSeat.meeting().empty()) back = co_await Resume();
             if (!back) {
@@ -127,10 +146,10 @@ asio::awaitable<void> Bot::Run()
                 co_await Enter();
             }
             mPresent = true;
-            mTries = 0;
+            mHere = relay;
             ++mTally.present;
-            if (std::exchange(first, false))
-                mTally.comingIn.Add(double(std::chrono::nanoseconds(Clock::now() - begun).count()) / 1e3);
+            milestone(first ? mTally.comingIn : mTally.comingBack, away);
+            first = false;
             co_await Listen();
         } catch (const std::exception& error) {
             if (mTally.phase < Phase::Out) {
@@ -138,24 +157,25 @@ asio::awaitable<void> Bot::Run()
                 std::snprintf(mTally.why.data(), mTally.why.size(), "%s", error.what());
             }
         }
-        if (std::exchange(mPresent, false)) --mTally.present;
         if (mTlsStream) mTlsStream->Close();
-        if (mTally.phase < Phase::Out)
-            co_await Pause(
-                std::chrono::milliseconds(250 * (1 << std::min(mTries, 5)) + int(mChance() % 250)));
+        if (std::exchange(mPresent, false)) {
+            --mTally.present;
+            away = Clock::now();
+            mTries = -1;
+        }
+        if (mTally.phase < Phase::Out) co_await Pause(Wait());
     }
     ++mTally.left;
 }
 
 // --- coming in -------------------------------------------------------------------------------------
 
-asio::awaitable<void> Bot::Connect()
+asio::awaitable<void> Bot::Connect(std::uint16_t port)
 {
     tcp::socket socket(mIo, tcp::v4());
     socket.set_option(tcp::socket::reuse_address(true));
     socket.bind({AddressOf(mNumber), 0});
-    co_await socket.async_connect({asio::ip::address_v4::loopback(), mPlan.relays[Relay()]},
-                                  asio::use_awaitable);
+    co_await socket.async_connect({asio::ip::address_v4::loopback(), port}, asio::use_awaitable);
     PrepareSocket(socket);
     mTlsStream = std::make_shared<TlsStream>(std::move(socket), mTls);
     mReader = FrameReader(Way::Down);

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -59,7 +60,7 @@ private:
         std::uint64_t number;
         std::string frames;
     };
-    boost::asio::awaitable<void> Connect();
+    boost::asio::awaitable<void> Connect(std::uint16_t port);
     boost::asio::awaitable<void> LogIn();
     boost::asio::awaitable<void> Enter();
     boost::asio::awaitable<bool> Resume();
@@ -79,7 +80,9 @@ private:
     void Send(const zephyl::Header& header, std::string_view body = {});
     void SendBytes(std::string_view bytes);
     void WaitWritable();
+    std::size_t Home() const;
     std::size_t Relay() const;
+    std::chrono::milliseconds Wait();
 
     boost::asio::io_context& mIo;
     const std::shared_ptr<const zephyl::TlsContext> mTls;
@@ -95,7 +98,8 @@ private:
     std::string mWaiting;  // to be sent
     bool mBusy = false;
     bool mPresent = false;
-    int mTries = 0;  // since it was present
+    std::optional<std::size_t> mHere;  // the relay where it was
+    int mTries = 0;                    // since then
     std::uint32_t mCall = 0;
     zephyl::Place mSeat;
     zephyl::Cursor mTaken;

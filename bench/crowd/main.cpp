@@ -250,11 +250,12 @@ void Load(Watch& watch, const Plan& plan, const Use& before, std::chrono::second
         const auto killed = Clock::now();
         ::kill(stand.Relay(kill), SIGKILL);
         watch.Until([&] { return watch.Present() < std::uint64_t(plan.attendees); }, 5s);
-        const auto away = std::uint64_t(plan.attendees) - watch.Present();
+        std::this_thread::sleep_for(4s);  // who lost no connection may lose a tunnel
         const bool back = watch.Until([&] { return watch.Present() == std::uint64_t(plan.attendees); }, 60s);
-        std::printf("| relay-%d killed | all back after %.1f s%s | at first %llu away |\n", kill,
-                    Seconds(Clock::now() - killed), back ? "" : ": no",
-                    static_cast<unsigned long long>(away));
+        const auto comingBack = [](const Tally& t) -> const Times& { return t.comingBack; };
+        std::printf("| relay-%d killed | all back after %.1f s%s | away, ms, p50 %.0f, p99 %.0f |\n", kill,
+                    Seconds(Clock::now() - killed), back ? "" : ": no", watch.Percentile(comingBack, 0.5),
+                    watch.Percentile(comingBack, 0.99));
         std::this_thread::sleep_for(time / 3);
     } else {
         std::this_thread::sleep_for(time);

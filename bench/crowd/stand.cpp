@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <thread>

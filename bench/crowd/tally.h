@@ -1,6 +1,7 @@
 #pragma once
 // What the processes of bots count, in memory that they share with the one that asks.
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <bit>
@@ -46,7 +47,7 @@ struct Tally {
     Count missing, twice, disorder, damaged;
     std::array<Count, kKinds> sent{}, received{};
     std::array<Times, kKinds> times{};
-    Times comingIn;               // from the first connection to the seat, with all that was waited for
+    Times comingIn, comingBack;   // from the first try to the seat, with all that was waited for
     std::array<char, 120> why{};  // of the last connection that ended
 };
 
