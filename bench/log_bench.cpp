@@ -2,11 +2,10 @@
 // to JetStream and consumes what comes, in turn on the same server. usage: bench_log [SERVERS [ROUNDS
 // [BYTES]]]
 
-#include <nats/nats.h>
-
 #include <algorithm>
 #include <cstdio>
 
+#include "bare_jetstream.h"
 #include "service/cluster/log_stand.h"
 #include "service/cluster/pair.h"
 
@@ -14,62 +13,6 @@ namespace zephyl {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Microseconds = std::chrono::duration<double, std::micro>;
-
-void Must(natsStatus status)
-{
-    if (status == NATS_OK) return;
-    std::fprintf(stderr, "%s\n", natsStatus_GetText(status));
-    std::exit(1);
-}
-
-/// As the library's examples do it.
-class Bare {
-public:
-    Bare(const NatsServer& server, unsigned replicas)
-    {
-        natsOptions* options = nullptr;
-        Must(natsOptions_Create(&options));
-        Must(natsOptions_SetURL(options, ("nats://127.0.0.1:" + server.port).c_str()));
-        Must(natsOptions_SetUserInfo(options, server.user.c_str(), server.password.c_str()));
-        Must(natsOptions_SetSendAsap(options, true));
-        Must(natsConnection_Connect(&mConnection, options));
-        natsOptions_Destroy(options);
-        Must(natsConnection_JetStream(&mJetStream, mConnection, nullptr));
-        jsStreamConfig stream;
-        Must(jsStreamConfig_Init(&stream));
-        const char* subjects[] = {"bare.>"};
-        stream.Name = "BARE";
-        stream.Subjects = subjects;
-        stream.SubjectsLen = 1;
-        stream.Replicas = replicas;
-        Must(js_AddStream(nullptr, mJetStream, &stream, nullptr, nullptr));
-        Must(js_SubscribeSync(&mHeard, mJetStream, "bare.a", nullptr, nullptr, nullptr));
-    }
-    ~Bare()
-    {
-        natsSubscription_Destroy(mHeard);
-        jsCtx_Destroy(mJetStream);
-        natsConnection_Destroy(mConnection);
-    }
-    Microseconds Round(const std::string& bytes)
-    {
-        const auto begin = Clock::now();
-        Must(js_Publish(nullptr, mJetStream, "bare.a", bytes.data(), static_cast<int>(bytes.size()), nullptr,
-                        nullptr));
-        natsMsg* message = nullptr;
-        Must(natsSubscription_NextMsg(&message, mHeard, 10'000));
-        const auto end = Clock::now();
-        natsMsg_Ack(message, nullptr);
-        natsMsg_Destroy(message);
-        return end - begin;
-    }
-
-private:
-    natsConnection* mConnection = nullptr;
-    jsCtx* mJetStream = nullptr;
-    natsSubscription* mHeard = nullptr;
-};
 
 Microseconds Round(LogStand& stand, std::size_t bytes)
 {
@@ -101,7 +44,7 @@ int main(int argc, char** argv)
     LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
     if (!stand.TryOpen()) return 1;
     const NatsSite site = pair.nats.Site();
-    Bare bare(site.servers.front(), site.replicas);
+    BareJetStream bare(site.servers.front(), site.replicas);
     const std::string body(bytes, 't');
     std::vector<Microseconds> ours, theirs;
     for (std::size_t i = 0; i < rounds + rounds / 10; ++i) {

@@ -17,7 +17,7 @@ namespace {
 constexpr auto kWarm = 150ms;
 constexpr auto kMeasured = 600ms;
 constexpr auto kNothingArrives = 10s;
-constexpr int kSenders = 4, kReceivers = 8, kEachASecond = 30, kSeconds = 3;
+constexpr int kSenders = 4;
 constexpr int kIdle = 1000;
 
 class Folder {
@@ -34,23 +34,6 @@ private:
     std::filesystem::path mPath;
 };
 
-// At once when something is there to do, whatever else this machine has to do. Where it may; servers inherit
-// it.
-class Prompt {
-public:
-    Prompt()
-    {
-        sched_param first{};
-        first.sched_priority = 1;
-        ::sched_setscheduler(0, SCHED_RR, &first);
-    }
-    ~Prompt()
-    {
-        const sched_param usual{};
-        ::sched_setscheduler(0, SCHED_OTHER, &usual);
-    }
-};
-
 double MiB(std::size_t bytes)
 {
     return static_cast<double>(bytes) / (1 << 20);
@@ -61,7 +44,11 @@ class Load {
 public:
     Load(Peers& peers, const Work& work) : mPeers(peers), mWork(work) {}
 
-    std::uint64_t Received() const { return mPeers.Slowest(1, 1 + mWork.receivers); }
+    std::uint64_t Received() const
+    {
+        return std::min(mPeers.Slowest(0, mWork.sender),
+                        mPeers.Slowest(mWork.sender + 1, 1 + mWork.receivers));
+    }
 
     void Run(std::chrono::milliseconds time)
     {
@@ -69,7 +56,7 @@ public:
         const auto begin = steady_clock::now();
         while (steady_clock::now() < begin + time || Received() == before) {
             for (; mSent - Received() < static_cast<std::uint64_t>(mWork.inFlight); ++mSent)
-                mPeers[0].Post(mWork.bytes);
+                mPeers[mWork.sender].Post(mWork.bytes);
             mPeers.Poll(1ms);
             if (steady_clock::now() > begin + kNothingArrives) throw std::runtime_error("nothing arrives");
         }
@@ -83,35 +70,58 @@ private:
 
 }  // namespace
 
-Cost Measure(Kind kind, const Work& work)
+Prompt::Prompt()
 {
-    const Folder folder;
-    const int all = work.receivers + 1 + (work.oneStopped ? 1 : 0);
-    const ServerProcess server(kind, folder.Data(), all);
-    Peers peers(server, all);
+    sched_param first{};
+    first.sched_priority = 1;
+    ::sched_setscheduler(0, SCHED_RR, &first);
+}
+
+Prompt::~Prompt()
+{
+    const sched_param usual{};
+    ::sched_setscheduler(0, SCHED_OTHER, &usual);
+}
+
+std::vector<Cost> Measure(const Servers& servers, const Work& work)
+{
+    const int all = AccountsFor(work);
+    Peers peers(servers, all);
     if (work.oneStopped) peers.Stop(all - 1);
     Load load(peers, work);
     load.Run(kWarm);
-    const auto used = server.Cpu();
-    const std::size_t resident = server.Resident();
+    struct Before {
+        std::chrono::nanoseconds cpu;
+        std::size_t resident;
+    };
+    std::vector<Before> before;
+    for (const ServerProcess* const server : servers) before.push_back({server->Cpu(), server->Resident()});
     const std::uint64_t received = load.Received();
     load.Run(kMeasured);
-    const double microseconds = std::chrono::duration<double, std::micro>(server.Cpu() - used).count();
-    const std::size_t now = server.Resident();
-    return {microseconds / static_cast<double>(load.Received() - received) / work.receivers,
-            MiB(now - std::min(now, resident))};
+    std::vector<Cost> costs;
+    for (std::size_t i = 0; i < servers.size(); ++i) {
+        const auto used = std::chrono::duration<double, std::micro>(servers[i]->Cpu() - before[i].cpu);
+        const std::size_t now = servers[i]->Resident();
+        costs.push_back({used.count() / static_cast<double>(load.Received() - received) / work.receivers,
+                         MiB(now - std::min(now, before[i].resident)), load.Received()});
+    }
+    return costs;
 }
 
-std::vector<double> Ages(Kind kind)
+Cost Measure(Kind kind, const Work& work)
 {
-    const Prompt prompt;
     const Folder folder;
-    const ServerProcess server(kind, folder.Data(), kSenders + kReceivers);
-    Peers peers(server, kSenders + kReceivers);
+    const ServerProcess server(kind, folder.Data(), AccountsFor(work));
+    return Measure(Servers{&server}, work).front();
+}
+
+std::vector<double> Ages(const Servers& servers)
+{
+    Peers peers(servers, kAccountsForAges);
     std::vector<double> ages;
     const auto begin = steady_clock::now();
-    for (int tick = 0; tick < kSenders * kEachASecond * kSeconds; ++tick) {
-        const auto due = begin + tick * (1'000'000us / (kSenders * kEachASecond));
+    for (int tick = 0; tick < kTicks; ++tick) {
+        const auto due = begin + tick * kTick;
         for (auto now = steady_clock::now(); now < due; now = steady_clock::now())
             peers.Poll(std::chrono::duration_cast<std::chrono::milliseconds>(due - now), &ages);
         peers[tick % kSenders].Post(200);
@@ -120,20 +130,28 @@ std::vector<double> Ages(Kind kind)
     return ages;
 }
 
+std::vector<double> Ages(Kind kind)
+{
+    const Prompt prompt;
+    const Folder folder;
+    const ServerProcess server(kind, folder.Data(), kAccountsForAges);
+    return Ages(Servers{&server});
+}
+
 Memory MeasureMemory(Kind kind)
 {
     Memory memory;
     {
         const Folder folder;
         const ServerProcess server(kind, folder.Data(), 1);
-        const Peers one(server, 1, false);
+        const Peers one(Servers{&server}, 1, false);
         memory.withOneMiB = MiB(server.Resident());
     }
     const Folder folder;
     const ServerProcess server(kind, folder.Data(), kIdle + 1);
-    const Peers first(server, 1, false);
+    const Peers first(Servers{&server}, 1, false);
     const std::size_t before = server.Resident();
-    const Peers others(server, kIdle, false, 1);
+    const Peers others(Servers{&server}, kIdle, false, 1);
     memory.eachKiB = MiB(server.Resident() - before) * 1024 / kIdle;
     return memory;
 }

@@ -106,10 +106,11 @@ void Peer::TakeArrived(std::vector<double>* ages)
     if (!answer.empty()) Put(answer);
 }
 
-Peers::Peers(const ServerProcess& server, int count, bool join, int first) : mEpoll(::epoll_create1(0))
+Peers::Peers(const Servers& servers, int count, bool join, int first) : mEpoll(::epoll_create1(0))
 {
     const auto tls = TlsContext::Client();
     for (int i = 0; i < count; ++i) {
+        const ServerProcess& server = *servers[static_cast<std::size_t>(i) % servers.size()];
         mPeers.push_back(std::make_unique<Peer>(mIo, tls, server, first + i, join));
         epoll_event event{};
         event.events = EPOLLIN;

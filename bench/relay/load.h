@@ -33,11 +33,16 @@ private:
     std::uint64_t mReceived = 0;
 };
 
+/// Who is connected to which: the one at N to the one at N of these, and round again.
+using Servers = std::vector<const ServerProcess*>;
+
 /// Several peers and what waits for them.
 class Peers {
 public:
     /// `join`: else they only log in. Their names count from `first`.
-    Peers(const ServerProcess& server, int count, bool join = true, int first = 0);
+    Peers(const Servers& servers, int count, bool join = true, int first = 0);
+    Peers(const Peers&) = delete;
+    Peers& operator=(const Peers&) = delete;
     ~Peers();
     Peer& operator[](int at) { return *mPeers[static_cast<std::size_t>(at)]; }
     /// Takes what has arrived; waits for at most this long.

@@ -42,8 +42,7 @@ void BeginServer()
     const Identity identity = PrepareIdentity(data);
     asio::io_context io;
     asio::ip::tcp::acceptor acceptor(io, {asio::ip::address_v4::loopback(), 0});
-    const std::uint16_t port = acceptor.local_endpoint().port();
-    if (::write(report, &port, sizeof port) != sizeof port) ::_exit(1);
+    Tell(report, acceptor.local_endpoint().port());
     BareLoop(io, acceptor, TlsContext::Server(identity.key, identity.certificate), kind == Kind::BareBatch)
         .Run();
 }
@@ -51,30 +50,44 @@ void BeginServer()
 [[noreturn]] void RunRelay(Kind kind, const std::filesystem::path& data, int accounts, int report)
 {
     PrepareMemory();
-    RelayOptions options;
-    options.data = data;
-    options.port = 0;
-    options.threads = 1;
+    RelayOptions options = BareRelayOptions(data);
     options.logsInMemory = kind == Kind::RelayMemory;
-    options.bounds.connectionsPerAddress = 100'000;
-    options.bounds.connectionsBeforeLogin = 100'000;
-    options.budgets.items = options.budgets.bytes = options.budgets.liveFrames = options.budgets.liveBytes =
-        0;
-    options.bounds.memory = 0;
-    const HashCost cheap{1, 8192};
     Relay relay(options,
                 std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>()),
-                cheap);
-    const std::string hash = HashPassword("secret", cheap);
-    for (int i = 0; i < accounts; ++i) relay.TheAccounts().Add("user" + std::to_string(i), hash, "");
-    relay.Start();
-    const std::uint16_t port = relay.Port();
-    if (::write(report, &port, sizeof port) != sizeof port) ::_exit(1);
+                kCheapHash);
+    StartFor(relay, accounts);
+    Tell(report, relay.Port());
     ForgetStart();
     for (;;) ::pause();
 }
 
 }  // namespace
+
+void Tell(int report, std::uint16_t port)
+{
+    if (::write(report, &port, sizeof port) != sizeof port) ::_exit(1);
+}
+
+RelayOptions BareRelayOptions(const std::filesystem::path& data)
+{
+    RelayOptions options;
+    options.data = data;
+    options.port = 0;
+    options.threads = 1;
+    options.bounds.connectionsPerAddress = 100'000;
+    options.bounds.connectionsBeforeLogin = 100'000;
+    options.budgets.items = options.budgets.bytes = options.budgets.liveFrames = options.budgets.liveBytes =
+        0;
+    options.bounds.memory = 0;
+    return options;
+}
+
+void StartFor(Relay& relay, int accounts)
+{
+    const std::string hash = HashPassword("secret", kCheapHash);
+    for (int i = 0; i < accounts; ++i) relay.TheAccounts().Add("user" + std::to_string(i), hash, "");
+    relay.Start();
+}
 
 void PinTo(int core)
 {
@@ -91,21 +104,29 @@ bool Installed(Kind kind)
 
 ServerProcess::ServerProcess(Kind kind, const std::filesystem::path& data, int accounts) : mKind(kind)
 {
-    if (kind < Kind::Mosquitto)
-        StartOwn(data, accounts);
-    else
+    if (Foreign())
         StartForeign(data);
+    else
+        StartOwn([&](int report) {
+            if (kind == Kind::Relay || kind == Kind::RelayMemory) RunRelay(kind, data, accounts, report);
+            RunBare(kind, data, report);
+        });
 }
 
-void ServerProcess::StartOwn(const std::filesystem::path& data, int accounts)
+ServerProcess::ServerProcess(Kind kind, const std::function<void(int report)>& run) : mKind(kind)
+{
+    StartOwn(run);
+}
+
+void ServerProcess::StartOwn(const std::function<void(int report)>& run)
 {
     int report[2];
     if (::pipe(report) != 0) throw std::runtime_error("no pipe");
     mPid = ::fork();
     if (mPid == 0) {
         BeginServer();
-        if (mKind == Kind::Relay || mKind == Kind::RelayMemory) RunRelay(mKind, data, accounts, report[1]);
-        RunBare(mKind, data, report[1]);
+        run(report[1]);
+        ::_exit(1);
     }
     ::close(report[1]);
     const bool told = ::read(report[0], &mPort, sizeof mPort) == sizeof mPort;

@@ -7,7 +7,10 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
+
+#include "service/relay/relay.h"
 
 enum class Kind {
     Relay,        // its log in files, as it runs
@@ -26,11 +29,21 @@ void PinTo(int core);
 /// False: one of the others' servers, and this machine has none.
 bool Installed(Kind kind);
 
+/// What a server's process says: its port.
+void Tell(int report, std::uint16_t port);
+/// A relay as the benchmark measures it: one thread, no limits.
+zephyl::RelayOptions BareRelayOptions(const std::filesystem::path& data);
+/// Accounts "user0" and so on, all with the password "secret"; then it serves.
+void StartFor(zephyl::Relay& relay, int accounts);
+inline constexpr zephyl::HashCost kCheapHash{1, 8192};
+
 /// A running server; ended by the destructor, and only that process.
 class ServerProcess {
 public:
     /// `data`: a folder that it may make and fill. Throws when the server does not start.
     ServerProcess(Kind kind, const std::filesystem::path& data, int accounts);
+    /// One of our own: `run` tells its port by `Tell` and does not return.
+    ServerProcess(Kind kind, const std::function<void(int report)>& run);
     ~ServerProcess();
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
@@ -47,7 +60,7 @@ public:
     std::string Tls() const;
 
 private:
-    void StartOwn(const std::filesystem::path& data, int accounts);
+    void StartOwn(const std::function<void(int report)>& run);
     void StartForeign(const std::filesystem::path& data);
 
     const Kind mKind;

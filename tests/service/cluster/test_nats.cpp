@@ -49,7 +49,7 @@ std::string TestNats::ConfigOf(std::size_t server) const
     out << "listen: 127.0.0.1:" << one.port.number << "\nserver_name: n" << server
         << "\njetstream {store_dir: \"" << (mFolder.path / ("n" + std::to_string(server))).string()
         << "\"}\nauthorization {user: " << kUser << ", password: \"" << kPassword << "\"}\n"
-        << "\n";
+        << "http: 127.0.0.1:" << one.monitor.number << "\n";
     if (mTls == Tls::Yes)
         out << "tls {cert_file: \"" << (mFolder.path / "certificate.pem").string() << "\", key_file: \""
             << (mFolder.path / "key.pem").string() << "\"}\n";

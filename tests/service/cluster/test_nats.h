@@ -34,6 +34,8 @@ public:
     void Thaw(std::size_t server = 0);
 
     std::size_t Count() const { return mServers.size(); }
+    /// Where it tells by HTTP how it is.
+    std::uint16_t MonitorPort(std::size_t server = 0) const { return mServers[server].monitor.number; }
     NatsSite Site() const;
     /// As a configuration names them.
     ClusterOptions Options() const;
@@ -42,7 +44,7 @@ public:
 
 private:
     struct Server {
-        HeldPort port, forOthers;
+        HeldPort port, forOthers, monitor;
         pid_t process = -1;
         std::thread reader;
     };
