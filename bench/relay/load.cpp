@@ -23,6 +23,8 @@ namespace {
 constexpr char kTag[] = "[[ZUM_WB_PEN]]";
 constexpr std::size_t kStampAt = 16;  // behind the tag
 constexpr int kStampDigits = 20;
+constexpr std::size_t kStampEvery = 1024;
+constexpr std::size_t kFirstPlace = 10'000'000, kPlaceDigits = 8;
 constexpr int kPatience = 10'000;  // milliseconds
 
 std::uint64_t Nanoseconds()
@@ -37,7 +39,10 @@ std::string Body(std::size_t bytes)
     if (bytes > kTextBytes) body.replace(0, sizeof kTag - 1, kTag);  // larger ones must be records
     char stamp[kStampDigits + 1];
     std::snprintf(stamp, sizeof stamp, "%020llu", static_cast<unsigned long long>(Nanoseconds()));
-    body.replace(kStampAt, kStampDigits, stamp, kStampDigits);
+    // Also further on, and where that is, or most of what is sent would be the same bytes again.
+    for (std::size_t at = kStampAt; at + kStampEvery / 2 <= body.size() || at == kStampAt; at += kStampEvery)
+        body.replace(at, kStampDigits, stamp, kStampDigits)
+            .replace(at + kStampDigits, kPlaceDigits, std::to_string(kFirstPlace + at));
     return body;
 }
 

@@ -359,11 +359,12 @@ void Connection::FlushSelf()
 {
     Scratch scratch;
     Flush(scratch);
-    scratch.SendBeside();
+    scratch.SendGathered();
 }
 
 void Connection::Flush(Scratch& scratch)
 {
+    if (mGuest) scratch.words = mGuest->Gathering();
     FlushRoad(scratch);
     if (mClosed || mWaitingToWrite) return;
     if (!mRoad->Free()) return WaitWritable();
@@ -437,7 +438,10 @@ void Connection::TakeBeside(std::string_view frame)
 void Connection::FlushRoad(Scratch& scratch)
 {
     if (mClosed || mEnding || !mSource) return;
-    if (mGuest) return mSource->FillRoad(*mGuest);
+    if (mGuest) {
+        scratch.words = mGuest->Gathering();
+        return mSource->FillRoad(*mGuest);
+    }
     if (!mDatagrams) return;
     mDatagrams->Gather(&GatheredDatagrams::In(scratch));
     mSource->FillRoad(*mDatagrams);

@@ -20,6 +20,7 @@ public:
     void Publish(std::string subject, std::string bytes) override
     {
         const bool toARelay = subject.starts_with("zephyl.relay.");
+        if (toARelay) mBytesToRelays += bytes.size();
         if (toARelay && mEvery > 0 && ++mWords % mEvery == 0) return;
         memory.Publish(std::move(subject), std::move(bytes));
     }
@@ -66,9 +67,13 @@ public:
     /// Of the words to other relays each so-and-so-manieth.
     void LoseEvery(unsigned words) { mEvery = words; }
 
+    /// In words.
+    std::size_t BytesToRelays() const { return mBytesToRelays; }
+
     MemoryEngine memory;
 
 private:
+    std::atomic<std::size_t> mBytesToRelays{0};
     std::atomic<unsigned> mEvery{0}, mWords{0};
 };
 

@@ -2,6 +2,7 @@
 
 #include <spdlog/logger.h>
 
+#include <boost/asio/defer.hpp>
 #include <set>
 
 #include "service/relay/keepers/random_number.h"
@@ -11,34 +12,40 @@ namespace {
 
 constexpr std::chrono::milliseconds kBeat{500};
 constexpr std::chrono::milliseconds kSilence{2500};
-constexpr std::size_t kLengthBytes = 4;  // of the word in front of its bytes
+constexpr std::size_t kLengthBytes = 4;  // of each part of a parcel, in front of it
+constexpr std::size_t kParcelBytes = 256 * 1024;
 
-std::string Written(const words::Word& word, std::string_view bytes)
+void AppendPart(std::string& parcel, std::string_view part)
 {
-    const std::string head = word.SerializeAsString();
-    std::string all;
-    all.reserve(kLengthBytes + head.size() + bytes.size());
-    for (int shift = 24; shift >= 0; shift -= 8) all.push_back(static_cast<char>(head.size() >> shift));
-    all += head;
-    all += bytes;
-    return all;
+    for (int shift = 24; shift >= 0; shift -= 8) parcel.push_back(static_cast<char>(part.size() >> shift));
+    parcel += part;
 }
 
-/// False: it is none.
-bool ReadWord(std::string_view all, words::Word& word, std::string_view& bytes)
+/// False: it is cut off.
+bool TakePart(std::string_view& parcel, std::string_view& part)
 {
-    if (all.size() < kLengthBytes) return false;
+    if (parcel.size() < kLengthBytes) return false;
     std::size_t length = 0;
-    for (std::size_t i = 0; i < kLengthBytes; ++i) length = length << 8 | static_cast<unsigned char>(all[i]);
-    if (length > all.size() - kLengthBytes) return false;
-    bytes = all.substr(kLengthBytes + length);
-    return word.ParseFromArray(all.data() + kLengthBytes, static_cast<int>(length));
+    for (std::size_t i = 0; i < kLengthBytes; ++i)
+        length = length << 8 | static_cast<unsigned char>(parcel[i]);
+    parcel.remove_prefix(kLengthBytes);
+    if (length > parcel.size()) return false;
+    part = parcel.substr(0, length);
+    parcel.remove_prefix(length);
+    return true;
+}
+
+template <class Message>
+bool TakeMessage(std::string_view& parcel, Message& message)
+{
+    std::string_view part;
+    return TakePart(parcel, part) && message.ParseFromArray(part.data(), static_cast<int>(part.size()));
 }
 
 }  // namespace
 
 Lines::Lines(boost::asio::io_context& io, Engine& engine, spdlog::logger& log, RelayId self)
-    : mEngine(engine), mLog(log), mSelf(std::move(self)), mTimer(io)
+    : mIo(io), mEngine(engine), mLog(log), mSelf(std::move(self)), mTimer(io)
 {
 }
 
@@ -85,35 +92,85 @@ std::shared_ptr<Lines::Line> Lines::LineTo(const RelayId& relay)
     return line;
 }
 
-// Numbered and handed over in one step, so that they leave in that order.
-void Lines::Publish(Line& line, const RelayId& to, words::Word& word, std::string_view bytes)
+// Numbered and handed over in one step, so that they leave in that order. With the lock held.
+void Lines::Publish(Line& line, const RelayId& to)
 {
-    word.set_from(mSelf.name);
-    word.set_incarnation(mSelf.incarnation);
-    const std::lock_guard lock(line.sending);
-    word.set_line(line.out);
-    word.set_number(++line.sent);
-    mEngine.Publish(SubjectOf(to), Written(word, bytes));
+    words::Parcel head;
+    head.set_from(mSelf.name);
+    head.set_incarnation(mSelf.incarnation);
+    head.set_line(line.out);
+    head.set_number(++line.sent);
+    std::string parcel;
+    parcel.reserve(line.waiting.size() + head.ByteSizeLong() + kLengthBytes);
+    AppendPart(parcel, head.SerializeAsString());
+    parcel += line.waiting;
+    line.waiting.clear();
+    mEngine.Publish(SubjectOf(to), std::move(parcel));
 }
 
 std::uint64_t Lines::Open(const RelayId& to, const std::shared_ptr<TunnelEnd>& end, words::Word word,
                           std::string_view bytes)
 {
     const std::uint64_t tunnel = RandomNumber();
-    const std::shared_ptr<Line> line = LineTo(to);
     {
         const std::lock_guard lock(mMutex);
         mTunnels[tunnel] = {to, end};
     }
-    word.set_tunnel(tunnel);
-    Publish(*line, to, word, bytes);
+    Send(to, tunnel, std::move(word), bytes);
     return tunnel;
 }
 
 void Lines::Send(const RelayId& to, std::uint64_t tunnel, words::Word word, std::string_view bytes)
 {
     word.set_tunnel(tunnel);
-    Publish(*LineTo(to), to, word, bytes);
+    const std::shared_ptr<Line> line = LineTo(to);
+    const std::lock_guard lock(line->sending);
+    AppendPart(line->waiting, word.SerializeAsString());
+    AppendPart(line->waiting, bytes);
+    Publish(*line, to);
+}
+
+void Lines::SendSoon(const RelayId& to, std::uint64_t tunnel, words::Word word, std::string_view bytes)
+{
+    word.set_tunnel(tunnel);
+    const std::shared_ptr<Line> line = LineTo(to);
+    const std::lock_guard lock(line->sending);
+    AppendPart(line->waiting, word.SerializeAsString());
+    AppendPart(line->waiting, bytes);
+    if (line->waiting.size() > kParcelBytes) return Publish(*line, to);
+    if (std::exchange(line->soon, true)) return;
+    boost::asio::defer(mIo, [weak = weak_from_this(), to, line] {
+        const std::lock_guard again(line->sending);
+        line->soon = false;
+        const auto self = weak.lock();
+        if (self && !line->waiting.empty()) self->Publish(*line, to);
+    });
+}
+
+void Lines::SendLater(const RelayId& to, std::uint64_t tunnel, words::Word& word, words::Shelved& shelved,
+                      std::string_view frames)
+{
+    word.set_tunnel(tunnel);
+    const std::shared_ptr<Line> line = LineTo(to);
+    const std::lock_guard lock(line->sending);
+    std::string fresh;
+    line->shelf.Put(frames, shelved, fresh);
+    AppendPart(line->waiting, word.SerializeAsString());
+    AppendPart(line->waiting, fresh);
+    if (line->waiting.size() > kParcelBytes) Publish(*line, to);
+}
+
+void Lines::Send()
+{
+    std::vector<std::pair<RelayId, std::shared_ptr<Line>>> lines;
+    {
+        const std::lock_guard lock(mMutex);
+        lines.assign(mLines.begin(), mLines.end());
+    }
+    for (const auto& [to, line] : lines) {
+        const std::lock_guard lock(line->sending);
+        if (!line->waiting.empty()) Publish(*line, to);
+    }
 }
 
 void Lines::Forget(std::uint64_t tunnel)
@@ -124,18 +181,36 @@ void Lines::Forget(std::uint64_t tunnel)
 
 // --- what comes ------------------------------------------------------------------------------------
 
-void Lines::Heard(const std::string& all)
+void Lines::Heard(std::string_view parcel)
 {
+    words::Parcel head;
+    if (!TakeMessage(parcel, head)) return mLog.error("what another relay says cannot be read");
+    const RelayId from{head.from(), head.incarnation()};
+    const std::shared_ptr<Line> line = LineTo(from);
+    if (!InOrder(*line, from, head)) Break(from, "a word of the relay got lost");
     words::Word word;
-    std::string_view bytes;
-    if (!ReadWord(all, word, bytes)) return mLog.error("a word of another relay cannot be read");
-    const RelayId from{word.from(), word.incarnation()};
-    if (!InOrder(from, word)) Break(from, "a word of the relay got lost");
+    for (std::string_view bytes; !parcel.empty();) {
+        if (!TakeMessage(parcel, word) || !TakePart(parcel, bytes))
+            return mLog.error("a word of relay {} cannot be read", from.name);
+        HeardWord(*line, from, word, bytes);
+    }
+}
+
+void Lines::HeardWord(Line& line, const RelayId& from, const words::Word& word, std::string_view bytes)
+{
     if (word.has_open()) {
         const std::shared_ptr<TunnelEnd> end = mOpened(from, word, bytes);
         const std::lock_guard lock(mMutex);
         if (end) mTunnels[word.tunnel()] = {from, end};
         return;
+    }
+    // Also of one that has gone: others name what comes with it.
+    const words::Shelved& shelved = word.has_frames() ? word.frames().shelved() : word.beside().shelved();
+    std::optional<Pieces> pieces = Pieces();
+    if (shelved.parts_size() > 0) {
+        const std::lock_guard lock(line.hearing);
+        pieces = line.heardShelf.Take(shelved, bytes);
+        bytes = {};
     }
     std::shared_ptr<TunnelEnd> end;
     {
@@ -143,22 +218,23 @@ void Lines::Heard(const std::string& all)
         const auto at = mTunnels.find(word.tunnel());
         if (at != mTunnels.end() && at->second.other == from) end = at->second.end.lock();
     }
-    if (end && !end->Take(word, bytes)) Forget(word.tunnel());
+    if (!end) return;
+    if (!pieces) return Break(from, "it names what did not come");
+    if (!end->Take(word, bytes, std::move(*pieces))) Forget(word.tunnel());
 }
 
 // A new line: its sender has missed something, and what stood on the old one is over.
-bool Lines::InOrder(const RelayId& from, const words::Word& word)
+bool Lines::InOrder(Line& line, const RelayId& from, const words::Parcel& parcel)
 {
-    const std::shared_ptr<Line> line = LineTo(from);
     bool anew = false, follows = false;
     {
         const std::lock_guard lock(mMutex);
-        anew = line->in != word.line();
-        follows = word.number() == (anew ? 1 : line->heard + 1);
-        anew = anew && line->in != 0;
-        line->in = word.line();
-        line->heard = word.number();
-        line->last = Clock::now();
+        anew = line.in != parcel.line();
+        follows = parcel.number() == (anew ? 1 : line.heard + 1);
+        anew = anew && line.in != 0;
+        line.in = parcel.line();
+        line.heard = parcel.number();
+        line.last = Clock::now();
     }
     if (anew && follows) Gone(from, "the other relay missed a word");
     return follows;
@@ -172,6 +248,7 @@ void Lines::Break(const RelayId& relay, const char* why)
         const std::lock_guard lock(line->sending);
         line->out = RandomNumber();
         line->sent = 0;
+        line->waiting.clear();
     }
     Gone(relay, why);
     words::Word word;
@@ -182,6 +259,16 @@ void Lines::Break(const RelayId& relay, const char* why)
 void Lines::Gone(const RelayId& relay, const char* why)
 {
     std::vector<std::shared_ptr<TunnelEnd>> ends;
+    {
+        // What either has of the other's is not certain any more.
+        const std::shared_ptr<Line> line = LineTo(relay);
+        {
+            const std::lock_guard lock(line->sending);
+            line->shelf.Forget();
+        }
+        const std::lock_guard lock(line->hearing);
+        line->heardShelf.Forget();
+    }
     {
         const std::lock_guard lock(mMutex);
         for (auto at = mTunnels.begin(); at != mTunnels.end();) {

@@ -1,7 +1,8 @@
 #pragma once
-// What relays say to each other about clients that are connected to one and have their seat at another. Words
-// are numbered on the way from each relay to each other; whoever misses one ends all tunnels with that relay,
-// and their clients come back by Resume. Any thread.
+// What relays say to each other about clients that are connected to one and have their seat at another. What
+// is ready at the same time goes as one parcel, and parcels are numbered on the way from each relay to each
+// other; whoever misses one ends all tunnels with that relay, and their clients come back by Resume. Any
+// thread.
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -17,7 +18,9 @@
 #include <vector>
 
 #include "service/relay/cluster/engine.h"
+#include "service/relay/keepers/shelf.h"
 #include "service/relay/keepers/words.pb.h"
+#include "service/relay/meeting/client.h"
 #include "service/relay/meeting/shared_meetings.h"
 
 namespace spdlog {
@@ -30,15 +33,15 @@ namespace zephyl {
 class TunnelEnd {
 public:
     virtual ~TunnelEnd() = default;
-    /// False: that was the last one.
-    virtual bool Take(const words::Word& word, std::string_view bytes) = 0;
+    /// `bytes`: what came with it, or else `pieces` is that. False: that was the last one.
+    virtual bool Take(const words::Word& word, std::string_view bytes, Pieces pieces) = 0;
     /// No more words come.
     virtual void Lost(const char* why) = 0;
     /// Whoever waits for it will not be told any more. When no thread runs.
     virtual void Drop() = 0;
 };
 
-class Lines final : public std::enable_shared_from_this<Lines> {
+class Lines final : public Gathered, public std::enable_shared_from_this<Lines> {
 public:
     using Clock = std::chrono::steady_clock;
     /// Somebody else's client wants a seat here. What it returns takes the words that follow; null: none do.
@@ -56,6 +59,14 @@ public:
     std::uint64_t Open(const RelayId& to, const std::shared_ptr<TunnelEnd>& end, words::Word word,
                        std::string_view bytes);
     void Send(const RelayId& to, std::uint64_t tunnel, words::Word word, std::string_view bytes = {});
+    /// The same, behind what waits for this thread already: what others say until then goes with it.
+    void SendSoon(const RelayId& to, std::uint64_t tunnel, words::Word word, std::string_view bytes = {});
+    /// The same of whole frames, in `shelved` of that word, when Send is next called, whoever it is for: what
+    /// the other relay has of them already is named only.
+    void SendLater(const RelayId& to, std::uint64_t tunnel, words::Word& word, words::Shelved& shelved,
+                   std::string_view frames);
+    /// All that was to go later.
+    void Send() override;
     /// Its end takes no more words.
     void Forget(std::uint64_t tunnel);
     /// All tunnels with that relay have ended.
@@ -66,7 +77,12 @@ private:
     /// What goes to another relay, and what comes from it.
     struct Line {
         std::mutex sending;
-        std::uint64_t out = 0, sent = 0;  // the line's own number, and the words on it
+        std::uint64_t out = 0, sent = 0;  // the line's own number, and the parcels on it
+        std::string waiting;              // words
+        bool soon = false;
+        ShelfOut shelf;
+        std::mutex hearing;
+        ShelfIn heardShelf;
         std::uint64_t in = 0, heard = 0;
         Clock::time_point last{};  // when it was heard
     };
@@ -75,13 +91,15 @@ private:
         std::weak_ptr<TunnelEnd> end;
     };
     std::shared_ptr<Line> LineTo(const RelayId& relay);
-    void Publish(Line& line, const RelayId& to, words::Word& word, std::string_view bytes);
-    void Heard(const std::string& bytes);
+    void Publish(Line& line, const RelayId& to);
+    void Heard(std::string_view parcel);
+    void HeardWord(Line& line, const RelayId& from, const words::Word& word, std::string_view bytes);
     /// False: something is missing in front of it.
-    bool InOrder(const RelayId& from, const words::Word& word);
+    bool InOrder(Line& line, const RelayId& from, const words::Parcel& parcel);
     void Break(const RelayId& relay, const char* why);
     void Tick();
 
+    boost::asio::io_context& mIo;
     Engine& mEngine;
     spdlog::logger& mLog;
     const RelayId mSelf;

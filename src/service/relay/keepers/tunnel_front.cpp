@@ -42,6 +42,11 @@ void TunnelFront::Send(words::Word word, std::string_view bytes)
     mLines->Send(mKeeper, mTunnel, std::move(word), bytes);
 }
 
+void TunnelFront::SendSoon(words::Word word, std::string_view bytes)
+{
+    mLines->SendSoon(mKeeper, mTunnel, std::move(word), bytes);
+}
+
 TunnelFront::State TunnelFront::Now() const
 {
     const std::lock_guard lock(mMutex);
@@ -91,18 +96,19 @@ void TunnelFront::Forward(std::string_view frames, Then then)
     }
     words::Word word;
     word.mutable_frames();
-    Send(std::move(word), frames);
+    SendSoon(std::move(word), frames);
 }
 
-void TunnelFront::Fill(std::string& batch, std::size_t)
+void TunnelFront::Fill(std::string& batch, std::size_t limit)
 {
-    const std::string frames = TakeRest();
-    batch += frames;
-    mTaken += frames.size();
+    const std::size_t before = batch.size();
+    while (batch.size() < limit && TakeFrames(batch)) {
+    }
+    mTaken += batch.size() - before;
     if (mTaken < kTunnelCredit) return;
     words::Word word;
     word.mutable_credit()->set_bytes(std::exchange(mTaken, 0));
-    Send(std::move(word));
+    SendSoon(std::move(word));
 }
 
 void TunnelFront::ForwardBeside(std::string_view frame)
@@ -110,7 +116,7 @@ void TunnelFront::ForwardBeside(std::string_view frame)
     if (Now() != State::Seated) return;
     words::Word word;
     word.mutable_beside();
-    Send(std::move(word), frame);
+    SendSoon(std::move(word), frame);
 }
 
 void TunnelFront::TellBeside(bool takes)
@@ -120,7 +126,7 @@ void TunnelFront::TellBeside(bool takes)
     word.mutable_beside_state()->set_takes(takes);
     word.mutable_beside_state()->set_left(std::exchange(mBesideTaken, 0));
     mTakesBeside = takes;
-    Send(std::move(word));
+    SendSoon(std::move(word));
 }
 
 // What the road does not take any more is lost, as live frames may be.
@@ -140,8 +146,24 @@ void TunnelFront::FillRoad(LiveRoad& road)
 
 std::string TunnelFront::TakeRest()
 {
-    const std::lock_guard lock(mMutex);
-    return std::exchange(mFrames, {});
+    std::string rest;
+    while (TakeFrames(rest)) {
+    }
+    return rest;
+}
+
+/// Of one word.
+bool TunnelFront::TakeFrames(std::string& into)
+{
+    Pieces pieces;
+    {
+        const std::lock_guard lock(mMutex);
+        if (mFrames.empty()) return false;
+        pieces = std::move(mFrames.front());
+        mFrames.pop_front();
+    }
+    for (const Piece& piece : pieces) into += piece.bytes;
+    return true;
 }
 
 void TunnelFront::Close()
@@ -161,17 +183,20 @@ void TunnelFront::Close()
 
 // --- of the line -----------------------------------------------------------------------------------
 
-bool TunnelFront::Take(const words::Word& word, std::string_view bytes)
+bool TunnelFront::Take(const words::Word& word, std::string_view bytes, Pieces pieces)
 {
+    if (!bytes.empty()) pieces.push_back(PieceOf(bytes));
     const std::lock_guard lock(mMutex);
     if (mOver) return false;
     if (word.has_frames()) {
         const bool first = mFrames.empty();
-        mFrames += bytes;
+        mFrames.push_back(std::move(pieces));
         if (first) mOwner.frames();
     } else if (word.has_beside()) {
-        if (bytes.size() >= kFramePrefixBytes && mBeside.size() < kBesideMost)
-            mBeside.push_back({std::string(bytes), word.beside().voice()});
+        LiveBytes live{{}, word.beside().voice()};
+        for (const Piece& piece : pieces) live.frame += piece.bytes;
+        if (live.frame.size() >= kFramePrefixBytes && mBeside.size() < kBesideMost)
+            mBeside.push_back(std::move(live));
         mOwner.frames();
     } else if (word.has_credit()) {
         mUnderWay -= std::min<std::size_t>(mUnderWay, word.credit().bytes());
@@ -182,7 +207,7 @@ bool TunnelFront::Take(const words::Word& word, std::string_view bytes)
         if (mState == State::Asking) Become(State::Seated);
     } else if (word.has_back()) {
         mKnown = true;
-        mFrames += bytes;
+        mFrames.push_back(std::move(pieces));
         Become(word.back().elsewhere() ? State::Elsewhere : State::Back);
     } else if (word.has_close()) {
         mKnown = true;

@@ -65,12 +65,14 @@ public:
     void Fill(std::string& batch, std::size_t limit) override;
     void FillRoad(LiveRoad& road) override;
 
-    bool Take(const words::Word& word, std::string_view bytes) override;
+    bool Take(const words::Word& word, std::string_view bytes, Pieces pieces) override;
     void Lost(const char* why) override;
     void Drop() override;
 
 private:
     void Send(words::Word word, std::string_view bytes = {});
+    void SendSoon(words::Word word, std::string_view bytes = {});
+    bool TakeFrames(std::string& into);
     void Become(State state);
     void Ring();
 
@@ -84,7 +86,7 @@ private:
     mutable std::mutex mMutex;     // for what follows
     State mState = State::Asking;
     words::Who mWho;
-    std::string mFrames;
+    std::deque<Pieces> mFrames;  // whole frames each
     struct LiveBytes {
         std::string frame;
         bool voice = false;

@@ -56,12 +56,13 @@ void TunnelRoad::Send(words::Word word, std::string_view bytes)
 
 // --- of the line -----------------------------------------------------------------------------------
 
-bool TunnelRoad::Take(const words::Word& word, std::string_view bytes)
+bool TunnelRoad::Take(const words::Word& word, std::string_view bytes, Pieces pieces)
 {
     const std::lock_guard lock(mMutex);
     if (mEnd) return false;
     if (word.has_frames()) {
         mIn += bytes;
+        for (const Piece& piece : pieces) mIn += piece.bytes;
         Ring(mReader);
     } else if (word.has_credit()) {
         mUnderWay -= std::min<std::size_t>(mUnderWay, word.credit().bytes());
@@ -159,8 +160,7 @@ bool TunnelRoad::Put(std::string_view frame)
         mBesideUnderWay += frame.size();
     }
     words::Word word;
-    word.mutable_beside();
-    Send(std::move(word), frame);
+    mLines->SendLater(mFrom, mTunnel, word, *word.mutable_beside()->mutable_shelved(), frame);
     return true;
 }
 
@@ -168,7 +168,7 @@ void TunnelRoad::PutVoice(std::string_view frame)
 {
     words::Word word;
     word.mutable_beside()->set_voice(true);
-    Send(std::move(word), frame);
+    mLines->SendLater(mFrom, mTunnel, word, *word.mutable_beside()->mutable_shelved(), frame);
 }
 
 asio::awaitable<void> TunnelRoad::Readable()
@@ -199,7 +199,7 @@ bool TunnelRoad::TakeReady(std::string& into)
     if (credit > 0) {
         words::Word word;
         word.mutable_credit()->set_bytes(credit);
-        Send(std::move(word));
+        mLines->SendSoon(mFrom, mTunnel, std::move(word));
     }
     return true;
 }
@@ -220,8 +220,7 @@ bool TunnelRoad::Put(std::string_view bytes, std::string&)
         more = mUnderWay < kTunnelWindow;
     }
     words::Word word;
-    word.mutable_frames();
-    Send(std::move(word), bytes);
+    mLines->SendLater(mFrom, mTunnel, word, *word.mutable_frames()->mutable_shelved(), bytes);
     return more;
 }
 

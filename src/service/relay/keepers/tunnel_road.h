@@ -39,7 +39,7 @@ public:
     ~TunnelRoad() override;
 
     // --- of the line ---
-    bool Take(const words::Word& word, std::string_view bytes) override;
+    bool Take(const words::Word& word, std::string_view bytes, Pieces pieces) override;
     void Lost(const char* why) override;
     void Drop() override;
 
@@ -55,6 +55,8 @@ public:
     /// The same; another relay keeps that meeting.
     void SendElsewhere();
 
+    /// What is put stays until this is told to send.
+    std::shared_ptr<Gathered> Gathering() const { return mLines; }
     bool Takes(std::size_t bodyBytes) const override;
     bool Put(std::string_view frame) override;
     void PutVoice(std::string_view frame) override;

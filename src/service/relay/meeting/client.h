@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "service/wire/zephyl.pb.h"
 
@@ -25,7 +26,7 @@ public:
     virtual void PutVoice(std::string_view frames) = 0;
 };
 
-/// What several clients send beside their connections, to leave at once.
+/// What several clients send and what leaves at once.
 class Gathered {
 public:
     virtual ~Gathered() = default;
@@ -57,10 +58,13 @@ public:
     /// Memory to build batches in; its owner keeps it from one client to the next.
     struct Scratch {
         std::string clear, sealed;
-        std::unique_ptr<Gathered> beside;  // voice to several: whoever has flushed all of them sends it
-        void SendBeside()
+        // Whoever has flushed all of them sends these:
+        std::unique_ptr<Gathered> beside;  // voice to several
+        std::shared_ptr<Gathered> words;   // to other relays, of whose clients some were among them
+        void SendGathered()
         {
             if (beside) beside->Send();
+            if (words) std::exchange(words, nullptr)->Send();
         }
     };
     /// Sends what is ready until the socket is busy.

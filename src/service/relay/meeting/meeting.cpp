@@ -436,7 +436,7 @@ void Meeting::FlushDirty()
         if (beside) seat->client->FlushRoad(mScratch);
         if (dirty || (beside && seat->WaitsForBatch(Clock::now()))) seat->client->Flush(mScratch);
     }
-    mScratch.SendBeside();
+    mScratch.SendGathered();
 }
 
 // Where several speak their packets come one by one and would leave so: each receiver gets those of 5 ms at

@@ -1,0 +1,151 @@
+#include "service/relay/keepers/shelf.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+
+#include "service/wire/framing.h"
+
+namespace zephyl {
+namespace {
+
+constexpr std::size_t kKeyBytes = 64;  // of a frame: its sequence and whose it is are in there
+
+std::uint64_t KeyOf(std::string_view frame)
+{
+    return XXH3_64bits(frame.data(), std::min(frame.size(), kKeyBytes));
+}
+
+/// The chunk in which that place is; end: none.
+template <class Chunks>
+auto ChunkAt(const Chunks& chunks, std::uint64_t at)
+{
+    const auto behind =
+        std::upper_bound(chunks.begin(), chunks.end(), at,
+                         [](std::uint64_t place, const auto& one) { return place < one.begin; });
+    if (behind == chunks.begin() || at >= std::prev(behind)->End()) return chunks.end();
+    return std::prev(behind);
+}
+
+void AddFresh(words::Shelved& shelved, std::size_t bytes)
+{
+    const int count = shelved.parts_size();
+    words::Part* part = count > 0 ? shelved.mutable_parts(count - 1) : nullptr;
+    if (!part || part->known() > 0) part = shelved.add_parts();
+    part->set_fresh(part->fresh() + bytes);
+}
+
+void AddKnown(words::Shelved& shelved, std::uint64_t at, std::size_t bytes)
+{
+    const int count = shelved.parts_size();
+    words::Part* part = count > 0 ? shelved.mutable_parts(count - 1) : nullptr;
+    if (!part || (part->known() > 0 && part->at() + part->known() != at)) part = shelved.add_parts();
+    if (part->known() == 0) part->set_at(at);
+    part->set_known(part->known() + bytes);
+}
+
+}  // namespace
+
+Piece PieceOf(std::string_view bytes)
+{
+    Piece piece{std::make_shared<const std::string>(bytes), {}};
+    piece.bytes = *piece.of;
+    return piece;
+}
+
+// --- the end that sends ----------------------------------------------------------------------------
+
+void ShelfOut::Put(std::string_view frames, words::Shelved& shelved, std::string& fresh)
+{
+    shelved.set_begins(mEnd);
+    const std::size_t before = fresh.size();
+    for (std::uint64_t likely = mEnd; !frames.empty();) {
+        const std::string_view frame = frames.substr(0, FrameBytes(frames));
+        frames.remove_prefix(frame.size());
+        if (const auto at = Find(frame, likely)) {
+            AddKnown(shelved, *at, frame.size());
+            likely = *at + frame.size();
+        } else {
+            AddFresh(shelved, frame.size());
+            fresh += frame;
+        }
+    }
+    if (fresh.size() > before) Keep(std::string_view(fresh).substr(before));
+}
+
+// What one receiver gets is usually what another one got, in the same order.
+std::optional<std::uint64_t> ShelfOut::Find(std::string_view frame, std::uint64_t likely) const
+{
+    if (Stands(frame, likely)) return likely;
+    const auto found = mPlaces.find(KeyOf(frame));
+    if (found == mPlaces.end() || !Stands(frame, found->second)) return std::nullopt;
+    return found->second;
+}
+
+bool ShelfOut::Stands(std::string_view frame, std::uint64_t at) const
+{
+    const auto chunk = ChunkAt(mChunks, at);
+    return chunk != mChunks.end() &&
+           std::string_view(chunk->bytes).substr(at - chunk->begin).starts_with(frame);
+}
+
+void ShelfOut::Keep(std::string_view fresh)
+{
+    Chunk chunk{mEnd, std::string(fresh), {}};
+    mEnd += fresh.size();
+    for (std::uint64_t at = chunk.begin; !fresh.empty();) {
+        const std::string_view frame = fresh.substr(0, FrameBytes(fresh));
+        mPlaces[chunk.keys.emplace_back(KeyOf(frame))] = at;
+        at += frame.size();
+        fresh.remove_prefix(frame.size());
+    }
+    mChunks.push_back(std::move(chunk));
+    for (; mChunks.front().End() + kShelfBytes <= mEnd; mChunks.pop_front())
+        for (const std::uint64_t key : mChunks.front().keys)
+            if (const auto place = mPlaces.find(key);
+                place != mPlaces.end() && place->second < mChunks.front().End())
+                mPlaces.erase(place);
+}
+
+// It goes on counting: the other end finds every place by its number.
+void ShelfOut::Forget()
+{
+    mChunks.clear();
+    mPlaces.clear();
+}
+
+// --- the end that hears ----------------------------------------------------------------------------
+
+std::optional<Pieces> ShelfIn::Take(const words::Shelved& shelved, std::string_view fresh)
+{
+    if (!fresh.empty()) mChunks.push_back({shelved.begins(), std::make_shared<const std::string>(fresh)});
+    Pieces pieces;
+    std::uint64_t next = shelved.begins();
+    bool whole = true;
+    for (const words::Part& part : shelved.parts()) {
+        whole = whole && Add(next, part.fresh(), pieces) && Add(part.at(), part.known(), pieces);
+        next += part.fresh();
+    }
+    while (!mChunks.empty() && mChunks.front().End() + kShelfBytes <= mChunks.back().End())
+        mChunks.pop_front();
+    if (!whole) return std::nullopt;
+    return pieces;
+}
+
+bool ShelfIn::Add(std::uint64_t at, std::uint64_t bytes, Pieces& pieces) const
+{
+    while (bytes > 0) {
+        const auto chunk = ChunkAt(mChunks, at);
+        if (chunk == mChunks.end()) return false;
+        const std::size_t from = at - chunk->begin;
+        const std::size_t take = std::min<std::uint64_t>(bytes, chunk->bytes->size() - from);
+        Piece piece{chunk->bytes, std::string_view(*chunk->bytes).substr(from, take)};
+        if (take < chunk->bytes->size() / 4) piece = PieceOf(piece.bytes);
+        pieces.push_back(std::move(piece));
+        at += take;
+        bytes -= take;
+    }
+    return true;
+}
+
+}  // namespace zephyl
