@@ -18,6 +18,13 @@ void MemoryCluster::SetFull(bool full)
 {
     const std::lock_guard lock(mMutex);
     mFull = full;
+    mRefused = 0;
+}
+
+void MemoryCluster::WaitForRefusals(int count)
+{
+    std::unique_lock lock(mMutex);
+    mRefusal.wait(lock, [&] { return mRefused >= count; });
 }
 
 std::size_t MemoryCluster::Entries(const std::string& subject) const
@@ -301,7 +308,11 @@ EngineResult MemoryEngine::Write(const std::string& bucket, MemoryCluster::Value
     if (!mConnected) return EngineResult::Away;
     MemoryCluster::Value& stands = mCluster.mBuckets[bucket][value.entry.subject];
     if (stands.entry.sequence != expected) return EngineResult::Other;
-    if (mCluster.mFull) return EngineResult::Full;
+    if (mCluster.mFull) {
+        ++mCluster.mRefused;
+        mCluster.mRefusal.notify_all();
+        return EngineResult::Full;
+    }
     value.entry.sequence = ++mCluster.mLast;
     stands = std::move(value);
     for (MemoryEngine* const engine : mCluster.mEngines) engine->Show(bucket, stands);

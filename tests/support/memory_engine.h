@@ -20,6 +20,8 @@ class MemoryCluster {
 public:
     /// While it is, nothing is taken: Full.
     void SetFull(bool full);
+    /// Returns once so many values were refused for that.
+    void WaitForRefusals(int count);
     /// Entries that stand there.
     std::size_t Entries(const std::string& subject) const;
 
@@ -32,6 +34,8 @@ private:
 
     mutable std::mutex mMutex;
     bool mFull = false;
+    int mRefused = 0;
+    std::condition_variable mRefusal;
     std::uint64_t mLast = 0;  // sequence
     std::map<std::string, std::map<std::uint64_t, std::string>> mLogs;
     std::map<std::string, std::map<std::string, Value>> mBuckets;

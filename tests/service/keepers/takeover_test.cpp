@@ -153,6 +153,19 @@ TEST_F(Takeover, IsNotNeededWhenAWordBetweenRelaysIsLost)
     EXPECT_GT(clients[1]->connections, 1);
 }
 
+// As NATS servers that have lost their leader.
+TEST_F(Takeover, IsNotNeededWhenNobodyCanStoreAnythingForAWhile)
+{
+    Gather();
+    WaitForLines(50);
+    cluster.SetFull(true);
+    // Each tries with every tick.
+    cluster.WaitForRefusals(3 * int((times.cutOffAfter + times.goneAfter) / (times.beat / 2)));
+    cluster.SetFull(false);
+    ExpectAllWhole();
+    for (const auto& client : clients) EXPECT_EQ(client->connections, 1);
+}
+
 TEST_F(Takeover, OfClientsThatMoveAllTheTime)
 {
     Gather();

@@ -14,6 +14,7 @@ namespace asio = boost::asio;
 namespace {
 
 constexpr char kRelays[] = "relays";
+constexpr char kInTouch[] = "zephyl.in_touch";  // each relay that is says so there
 
 }  // namespace
 
@@ -41,8 +42,12 @@ void Membership::Start(Listener listener)
         // A moment to connect before it is called cut off.
         mTouched = mListening = mTicked = Clock::now();
         mTouched -= mTimes.decidesFor;
+        mEchoed = mTouched;
     }
     const auto weak = weak_from_this();
+    mWords = mEngine.Listen(kInTouch, [weak](const EngineWord& word) {
+        if (const auto self = weak.lock()) self->HeardInTouch(word.bytes);
+    });
     mWatch = mEngine.Watch(
         kRelays,
         [weak](const EngineEntry& entry, bool removed) {
@@ -72,16 +77,23 @@ void Membership::Stop()
     }
     mWatch.reset();
     mConnection.reset();
+    mWords.reset();
 }
 
 // --- others ----------------------------------------------------------------------------------------
 
 void Membership::Seen(const EngineEntry& entry, bool removed)
 {
-    if (entry.subject == mSelf.name) return;
     words::RelayRecord record;
     if (!removed && !record.ParseFromString(entry.bytes)) return;
     const std::lock_guard lock(mMutex);
+    if (entry.subject == mSelf.name) {
+        const auto now = Clock::now();
+        // What the others wrote meanwhile is still to come.
+        if (!Listens(now)) mListening = now;
+        if (record.incarnation() == mSelf.incarnation) mEchoed = now;
+        return;
+    }
     const auto at = mOthers.find(entry.subject);
     if (at != mOthers.end() && (removed || at->second.member.id.incarnation != record.incarnation()))
         Post([this, id = at->second.member.id] {
@@ -105,9 +117,14 @@ void Membership::Seen(const EngineEntry& entry, bool removed)
         entry.subject, record.fingerprint(), mOwn.fingerprint);
 }
 
+bool Membership::Listens(Clock::time_point now) const
+{
+    return mSawAll && mEngine.Connected() && now - mEchoed < mTimes.decidesFor;
+}
+
 bool Membership::HasGone(const Watched& watched, Clock::time_point now) const
 {
-    return now - std::max(watched.changed, mListening) > mTimes.goneAfter;
+    return Listens(now) && now - std::max(watched.changed, mListening) > mTimes.goneAfter;
 }
 
 Membership::Standing Membership::Of(const RelayId& relay) const
@@ -116,7 +133,7 @@ Membership::Standing Membership::Of(const RelayId& relay) const
     const std::lock_guard lock(mMutex);
     if (relay == mSelf) return Standing::Lives;
     const auto at = mOthers.find(relay.name);
-    const bool heard = mSawAll && mEngine.Connected();
+    const bool heard = Listens(now);
     if (at != mOthers.end() && at->second.member.id == relay)
         return !heard ? Standing::Unknown : HasGone(at->second, now) ? Standing::Gone : Standing::Lives;
     // One that has begun another life since, or has none.
@@ -163,11 +180,28 @@ void Membership::Drain()
     Post([this] { Write(); });
 }
 
+void Membership::HeardInTouch(const std::string& name)
+{
+    if (name == mSelf.name) return;
+    const auto now = Clock::now();
+    const std::lock_guard lock(mMutex);
+    if (now - mBetter > 2 * mTimes.beat) mBetterSince = now;
+    mBetter = now;
+}
+
+// Without a connection nobody knows, and they may be. When what relays stand on is away for all of them,
+// nobody gains by going; and who comes back a moment later than others did is not worse off.
+bool Membership::OthersAreBetterOff(Clock::time_point now) const
+{
+    return !mEngine.Connected() ||
+           (now - mBetter < 2 * mTimes.beat && mBetter - mBetterSince > mTimes.decidesFor);
+}
+
 void Membership::Tick()
 {
     const auto now = Clock::now();
     std::vector<RelayId> gone;
-    bool changed = false, cutOff = false;
+    bool changed = false, cutOff = false, inTouch = false;
     {
         const std::lock_guard lock(mMutex);
         if (mStopped) return;
@@ -175,10 +209,12 @@ void Membership::Tick()
         if (now - mTicked > mTimes.goneAfter / 2) mListening = now;
         mTicked = now;
         Look(now, gone);
-        cutOff = now - mTouched > mTimes.cutOffAfter;
+        inTouch = now - mTouched < mTimes.decidesFor && !mDraining;
+        cutOff = now - mTouched > mTimes.cutOffAfter && (mCutOff || OthersAreBetterOff(now));
         changed = cutOff != std::exchange(mCutOff, cutOff);
     }
     Write();
+    if (inTouch) mEngine.Publish(kInTouch, mSelf.name);
     for (const RelayId& one : gone) {
         mLog.warn("relay {} is gone", one.name);
         mListener.gone(one);
@@ -199,7 +235,6 @@ void Membership::Tick()
 
 void Membership::Look(Clock::time_point now, std::vector<RelayId>& gone)
 {
-    if (!mSawAll || !mEngine.Connected()) return;
     for (const auto& [name, watched] : mOthers)
         if (HasGone(watched, now) && mSaidGone.emplace(watched.member.id, true).second)
             gone.push_back(watched.member.id);

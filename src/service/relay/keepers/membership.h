@@ -1,7 +1,7 @@
 #pragma once
 // Which relays of a service live, and whether this one does. Each writes its record into the engine again
-// and again; who has not written for kGoneAfter, by the clock of whoever watches, is gone. No two clocks are
-// ever compared.
+// and again; who has not written for `goneAfter`, by the clock of whoever watches, is gone. No two clocks are
+// ever compared. Whoever does not see its own record come back knows nothing of the others' either.
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -35,7 +35,7 @@ public:
     /// On a thread of the relay's, in order.
     struct Listener {
         std::function<void(const RelayId&)> gone;
-        /// This relay is out of touch, and sends its clients elsewhere; or it is back.
+        /// This relay is out of touch and others are not, or may not be: its clients go there. Or it is back.
         std::function<void(bool cutOff)> cutOff;
     };
 
@@ -77,6 +77,9 @@ private:
     void Learn(const EngineEntry& entry);
     void Seen(const EngineEntry& entry, bool removed);
     bool HasGone(const Watched& watched, Clock::time_point now) const;
+    bool Listens(Clock::time_point now) const;
+    void HeardInTouch(const std::string& name);
+    bool OthersAreBetterOff(Clock::time_point now) const;
     void Post(std::function<void()> work);
 
     Engine& mEngine;
@@ -87,16 +90,18 @@ private:
     boost::asio::strand<boost::asio::io_context::executor_type> mStrand;
     boost::asio::steady_timer mTimer;
     Listener mListener;
-    Engine::Ears mWatch, mConnection;
+    Engine::Ears mWatch, mConnection, mWords;
     bool mWriting = false;
     bool mLearned = false;  // what stands in the own place
 
     mutable std::mutex mMutex;  // for what follows
     std::map<std::string, Watched> mOthers;
     std::map<RelayId, bool> mSaidGone;
-    std::uint64_t mSequence = 0;     // of the own record
-    Clock::time_point mTouched{};    // when the last record that was taken was on its way
-    Clock::time_point mListening{};  // since then nothing was missed
+    std::uint64_t mSequence = 0;                  // of the own record
+    Clock::time_point mTouched{};                 // when the last record that was taken was on its way
+    Clock::time_point mListening{};               // since then nothing was missed
+    Clock::time_point mEchoed{};                  // when the own record was seen last
+    Clock::time_point mBetter{}, mBetterSince{};  // when others said that they are in touch, without a pause
     Clock::time_point mTicked{};
     std::uint64_t mBeat = 0;  // its records
     bool mSawAll = false;
