@@ -56,37 +56,31 @@ def main():
     assert cluster["name"] == "relay-3" and sorted(cluster["others"]) == sorted(addresses[:2]), cluster
     said = zephyld("doctor", "--config", f"{DIR}/relay-2/zephyld.toml")
     assert said.count("answers, under the same key") == 3, said
+    assert said.count("answers, by TLS, and takes user and password") == 3, said
+    assert "ZEPHYL_LOG, copies of each entry: 3, all of them in step" in said and "BAD" not in said, said
 
     # Whoever is at a relay that is killed goes on at another.
-    ann = subprocess.Popen([f"{BIN}/zephyl", "run", "--service", addresses[0], "--trust", key], stdin=subprocess.PIPE,
-                           stdout=subprocess.PIPE, text=True)
-
-    def tell(**what):
-        ann.stdin.write(json.dumps(what) + "\n")
-        ann.stdin.flush()
-
-    def hear(wanted):
-        for line in ann.stdout:
-            one = json.loads(line)
-            if wanted(one):
-                return one
-        raise AssertionError("the client has ended")
-
-    tell(do="login", handle="ann", password="quite secret")
-    assert hear(lambda one: one.get("reply") == "login")["ok"]
+    ann = Person("ann", addresses[0], key)
+    ann.ask(do="create", code="Drill01")
     os.kill(first["relay-1"], signal.SIGKILL)
     os.kill(first["nats-2"], signal.SIGKILL)
-    hear(lambda one: one.get("event") == "link" and one.get("state") == "cut")
-    hear(lambda one: one.get("event") == "link" and one.get("state") == "resumed")
-    tell(do="stats")
-    assert hear(lambda one: "outbox" in one)["relay"] in addresses[1:]
-    tell(do="quit")
-    assert ann.wait(timeout=30) == 0
+    ann.hear(lambda one: one.get("event") == "link" and one.get("state") == "cut")
+    ann.hear(lambda one: one.get("event") == "link" and one.get("state") == "resumed")
+    ann.tell(do="stats")
+    assert ann.hear(lambda one: "outbox" in one)["relay"] in addresses[1:]
+    status = json.loads(zephyld("status", "--json", "--data", f"{DIR}/relay-3/data"))
+    assert [one["state"] for one in status["cluster"]["relays"] if one["name"] == "relay-1"] == ["gone"], status
+    assert status["cluster"]["log"]["copies_behind"] == 1, status
+    assert [(one["code"], one["attendees"][0]["handle"]) for one in status["meetings"]] == [("drill01", "ann")], status
+    failed = subprocess.run([f"{BIN}/zephyld", "doctor", "--config", f"{DIR}/relay-3/zephyld.toml"],
+                            capture_output=True, text=True, timeout=60).stdout
+    assert failed.count("meetings go on without it") == 1 and "relay-1 is gone" in failed, failed
 
     assert script("up", DIR).splitlines() == ready
     again = pids()
     assert sorted(again) == PARTS and {part for part in PARTS if again[part] != first[part]} == {"relay-1", "nats-2"}
     assert [line.split()[0] for line in zephyld("user", "list", "--data", f"{DIR}/relay-1/data").splitlines()] == ["ann"]
+    lose_the_disks(addresses, key, ann)
     script("down", DIR)
     assert not [part for part, pid in again.items() if alive(pid)]
 
@@ -94,6 +88,65 @@ def main():
     assert "relay-1 does not start" in script("up", DIR, zephyld="/bin/false", ok=False)
     assert pids() == {}
     assert "holds something else" in script("up", SOURCE, ok=False)
+
+
+class Person:
+    """Logged in; a script takes part."""
+
+    def __init__(self, handle, address, key):
+        self.runs = subprocess.Popen([f"{BIN}/zephyl", "run", "--service", address, "--trust", key],
+                                     stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.ask(do="login", handle=handle, password="quite secret")
+
+    def tell(self, **what):
+        self.runs.stdin.write(json.dumps(what) + "\n")
+        self.runs.stdin.flush()
+
+    def hear(self, wanted):
+        for line in self.runs.stdout:
+            one = json.loads(line)
+            if wanted(one):
+                return one
+        raise AssertionError("the client has ended")
+
+    def ask(self, do, **what):
+        self.tell(do=do, **what)
+        answer = self.hear(lambda one: one.get("reply") == do)
+        assert answer["ok"], answer
+
+    def quit(self):
+        self.tell(do="quit")
+        assert self.runs.wait(timeout=30) == 0
+
+
+def lose_the_disks(addresses, key, ann):
+    """All meetings' servers lose what they have, and it comes back from a backup of one relay."""
+    backup, config = os.path.join(WORK.name, "backup.tar"), f"{DIR}/relay-2/zephyld.toml"
+
+    def restore():
+        return subprocess.run([f"{BIN}/zephyld", "restore", "--meetings", "--config", config, backup],
+                              capture_output=True, text=True, timeout=120)
+
+    assert "the meetings of all relays" in zephyld("backup", "--data", f"{DIR}/relay-2/data", backup)
+    assert "a relay is connected" in restore().stderr
+    ann.quit()
+    script("down", DIR)
+    for i in 1, 2, 3:
+        shutil.rmtree(f"{DIR}/nats-{i}/data")
+    servers = [subprocess.Popen(["nats-server", "--config", f"{DIR}/nats-{i}/nats.conf", "--log", f"{DIR}/nats-{i}/log"])
+               for i in (1, 2, 3)]
+    try:
+        done = restore()
+        assert done.returncode == 0 and "meetings put back" in done.stdout, done
+        assert "have meetings" in restore().stderr
+    finally:
+        for server in servers:
+            server.terminate()
+            server.wait()
+    script("up", DIR)
+    ann = Person("ann", addresses[2], key)
+    ann.ask(do="join", code="Drill01")
+    ann.quit()
 
 
 def alive(pid):

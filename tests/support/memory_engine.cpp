@@ -163,6 +163,16 @@ Engine::Ears MemoryEngine::WhenChanged(Changed changed)
     return Ear<bool>::Holder(std::move(ear));
 }
 
+void MemoryEngine::Look(GotFacts got)
+{
+    const std::lock_guard lock(mCluster.mMutex);
+    EngineFacts facts;
+    facts.connected = facts.answered = mConnected;
+    facts.copies = 1;
+    for (const auto& [subject, log] : mCluster.mLogs) facts.entries += log.size();
+    Post(Kind::Answer, [facts, got = std::move(got)](bool) { got(facts); });
+}
+
 // --- words -----------------------------------------------------------------------------------------
 
 void MemoryEngine::Publish(std::string subject, std::string bytes)

@@ -61,6 +61,7 @@ public:
 
     bool Connected() const override;
     Ears WhenChanged(Changed changed) override;
+    void Look(GotFacts got) override;
     void Publish(std::string subject, std::string bytes) override;
     Ears Listen(std::string subject, Heard heard) override;
     void Ask(std::string subject, std::string bytes, std::chrono::milliseconds patience,

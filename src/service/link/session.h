@@ -183,6 +183,7 @@ private:
     void TakePlace(const Place& place);
     void BackAt(const Place& place);
     void TakeWelcome(const Welcome& welcome);
+    void LearnRelays(std::vector<std::string> named);
     void OnMeetingFrame(const FrameView& frame);
     void OnAccepted(const zephyl::Accepted& accepted);
     void OnRefused(const Refused& refused);

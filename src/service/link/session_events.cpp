@@ -68,6 +68,8 @@ void Session::OnFrame(const FrameView& frame)
     const Header& header = frame.header;
     if (header.has_welcome()) return TakeWelcome(header.welcome());
     if (header.has_bye()) return OnBye(header.bye());
+    if (header.has_relays())
+        return LearnRelays({header.relays().relays().begin(), header.relays().relays().end()});
     if (const std::uint32_t call = AnsweredCall(header)) return mCalls.Answer(call, header);
     // What belongs to a meeting is nothing before the login.
     if (mPhase != Phase::Idle) OnMeetingFrame(frame);
@@ -75,11 +77,16 @@ void Session::OnFrame(const FrameView& frame)
 
 void Session::TakeWelcome(const Welcome& welcome)
 {
-    if (!mTarget.personal) mRound.Learn({welcome.relays().begin(), welcome.relays().end()}, mRandom);
-    if (mConnection && !mRound.Alone()) mConnection->OthersMayServe();
+    LearnRelays({welcome.relays().begin(), welcome.relays().end()});
     mLanes.SetLiveLimits(welcome.limits().live_frames_each_second(),
                          welcome.limits().live_bytes_each_second());
     mDatagramPort = welcome.udp_port() <= UINT16_MAX ? std::uint16_t(welcome.udp_port()) : 0;
+}
+
+void Session::LearnRelays(std::vector<std::string> named)
+{
+    if (!mTarget.personal) mRound.Learn(std::move(named), mRandom);
+    if (mConnection && !mRound.Alone()) mConnection->OthersMayServe();
 }
 
 void Session::OnMeetingFrame(const FrameView& frame)

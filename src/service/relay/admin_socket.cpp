@@ -57,6 +57,17 @@ std::vector<std::string> WordsOf(const std::string& line)
     return words;
 }
 
+std::string WordOf(Directory::Done done)
+{
+    switch (done) {
+        case Directory::Done::Yes: return "ok\n";
+        case Directory::Done::NoMeeting: return "no meeting\n";
+        case Directory::Done::NotKicked: return "not kicked\n";
+        case Directory::Done::NoAnswer: break;
+    }
+    return "no answer\n";
+}
+
 }  // namespace
 
 std::filesystem::path AdminSocketPath(const std::filesystem::path& data)
@@ -221,8 +232,7 @@ asio::awaitable<std::string> AdminSocket::BansChanged(Words)
 
 asio::awaitable<std::string> AdminSocket::Close(Words words)
 {
-    const bool found = co_await mServices.directory.Close(words[1]);
-    co_return found ? "ok\n" : "no meeting\n";
+    co_return WordOf(co_await mServices.directory.Close(words[1]));
 }
 
 asio::awaitable<std::string> AdminSocket::Kick(Words words)
@@ -230,18 +240,15 @@ asio::awaitable<std::string> AdminSocket::Kick(Words words)
     const std::optional<Account> account = co_await Find(words[2]);
     const std::optional<HandleForms> whom = ReadHandle(account ? account->handle : "");
     if (!whom) co_return "no account\n";
-    const bool found = co_await mServices.directory.Kick(words[1], *whom);
-    co_return found ? "ok\n" : "no meeting\n";
+    co_return WordOf(co_await mServices.directory.Kick(words[1], *whom));
 }
 
 // Also of an account that is gone: its handle may be given out anew.
 asio::awaitable<std::string> AdminSocket::Unkick(Words words)
 {
-    using Unkicked = Directory::Unkicked;
     const std::optional<HandleForms> whom = ReadHandle(words[2]);
     if (!whom) co_return "not kicked\n";
-    const Unkicked done = co_await mServices.directory.Unkick(words[1], *whom);
-    co_return done == Unkicked::Done ? "ok\n" : done == Unkicked::NoMeeting ? "no meeting\n" : "not kicked\n";
+    co_return WordOf(co_await mServices.directory.Unkick(words[1], *whom));
 }
 
 asio::awaitable<std::string> AdminSocket::Status(Words)

@@ -543,7 +543,8 @@ void Connection::OnTick(Clock::time_point now)
 // By which its live frames go at the moment; all else goes by TLS.
 Client::Facts Connection::TheFacts() const
 {
-    return {mAddress, mDatagrams && mDatagrams->Takes(1) ? "udp" : mRoad->Name(), mDelay};
+    if (mGuest) return {mAddress, mGuest->Takes(1) ? "udp" : mRoad->Name(), mGuest->Delay(), mGuest->From()};
+    return {mAddress, mDatagrams && mDatagrams->Takes(1) ? "udp" : mRoad->Name(), mDelay, {}};
 }
 
 void Connection::Heard(const Pong& pong)
@@ -551,6 +552,7 @@ void Connection::Heard(const Pong& pong)
     if (pong.nonce() != static_cast<std::uint64_t>(mPinged.time_since_epoch().count())) return;
     mDelay = std::chrono::duration_cast<std::chrono::microseconds>(mHeard - mPinged);
     mServices.counters.delays.Add(*mDelay);
+    if (mThere) mThere->TellDelay(*mDelay);
 }
 
 }  // namespace zephyl

@@ -72,6 +72,8 @@ public:
     void PostBanned();
     /// The service restarts. With a seat the meeting says so, when everything is safe.
     void PostRestart();
+    /// Others of the service than it was told are there now.
+    void PostRelays();
     /// Other relays serve it better, with a seat or without.
     void PostElsewhere();
 
@@ -89,6 +91,8 @@ private:
     boost::asio::awaitable<Next> Handle(const FrameView& frame);
     RelayBudgets Budgets() const;
     void Greet(const Hello& hello);
+    /// Those that clients of this one may go to.
+    std::vector<std::string> OtherRelaysNow() const;
     bool MayGreet(const Hello& hello) const;
     boost::asio::awaitable<void> LogIn(Login login);
     boost::asio::awaitable<void> LoggedInAs(const Login& login, LoggedIn& answer,

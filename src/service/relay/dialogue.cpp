@@ -122,8 +122,7 @@ void Connection::Greet(const Hello& hello)
     Welcome& welcome = *header.mutable_welcome();
     welcome.set_version(kProtocolVersion);
     if (TakesDatagrams()) welcome.set_udp_port(mServices.datagramPort);
-    if (mServices.otherRelays && !FromOutside())
-        for (const std::string& address : mServices.otherRelays->Addresses()) welcome.add_relays(address);
+    for (const std::string& address : OtherRelaysNow()) welcome.add_relays(address);
     welcome.mutable_limits()->set_text_bytes(kTextBytes);
     welcome.mutable_limits()->set_record_bytes(kRecordBytes);
     welcome.mutable_limits()->set_picture_bytes(kPictureBytes);
@@ -134,6 +133,24 @@ void Connection::Greet(const Hello& hello)
     welcome.mutable_limits()->set_live_frames_each_second(std::uint32_t(orAll(budgets.liveFrames)));
     welcome.mutable_limits()->set_live_bytes_each_second(orAll(budgets.liveBytes));
     Send(header);
+}
+
+std::vector<std::string> Connection::OtherRelaysNow() const
+{
+    if (!mServices.otherRelays || FromOutside()) return {};
+    return mServices.otherRelays->Addresses();
+}
+
+// Who has not been greeted is told with that.
+void Connection::PostRelays()
+{
+    PostHome([this] {
+        if (mGuest || mStanding == Standing::New || FromOutside()) return;
+        Header header;
+        for (const std::string& address : OtherRelaysNow()) header.mutable_relays()->add_relays(address);
+        if (header.has_relays()) Send(header);
+        FlushSelf();
+    });
 }
 
 asio::awaitable<void> Connection::LogIn(Login login)

@@ -43,7 +43,7 @@ public:
     void Drop();
 
     // --- of the connection ---
-    const char* Name() const override { return "http"; }
+    const char* Name() const override { return kHttpRoad; }
     bool InputKept() const override { return false; }
     boost::asio::awaitable<void> Readable() override;
     bool TakeReady(std::string& into) override;

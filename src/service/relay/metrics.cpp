@@ -133,6 +133,28 @@ void PutMeetings(Page& page, const ServiceFacts& facts)
     page.Gauge("zephyl_log_memory_bytes", "What stands in memory of it.").Is(facts.logMemory);
 }
 
+void PutCluster(Page& page, const ClusterFacts& cluster)
+{
+    if (!cluster.shares) return;
+    std::map<std::string, std::size_t> byState{{"in touch", 0}, {"gone", 0}};
+    for (const RelayFacts& one : cluster.relays) ++byState[one.state];
+    page.Gauge("zephyl_relays", "Relays that this one knows of, itself among them.");
+    for (const auto& [state, count] : byState) page.Is(count, Label("state", state));
+    const EngineFacts& engine = cluster.engine;
+    page.Gauge("zephyl_log_servers_connected", "1: one of the servers that keep the meetings is connected.")
+        .Is(engine.connected ? 1 : 0);
+    page.Gauge("zephyl_log_servers_answer", "1: enough of them are there, so that they take something.")
+        .Is(engine.answered ? 1 : 0);
+    if (!engine.answered) return;
+    page.Gauge("zephyl_log_servers_entries", "Entries that stand there, of all meetings.").Is(engine.entries);
+    page.Gauge("zephyl_log_servers_bytes", "The same in bytes.").Is(engine.bytes);
+    page.Gauge("zephyl_log_servers_limit_bytes", "How many there may be; 0: what the disks take.")
+        .Is(engine.limitBytes);
+    page.Gauge("zephyl_log_servers_copies_behind",
+               "Of the copies those that are away, or have not caught up.")
+        .Is(engine.copiesBehind);
+}
+
 }  // namespace
 
 const char* MetricsType(MetricsForm form)
@@ -175,6 +197,7 @@ std::string Metrics(const ServiceFacts& facts, const Counters& counters, Metrics
         .Is(static_cast<int>(facts.pressure));
     page.Gauge("zephyl_accounts_away", "1: the database of the accounts does not answer; nobody can log in.")
         .Is(facts.accounts.problem.empty() ? 0 : 1);
+    PutCluster(page, facts.cluster);
     page.Gauge("zephyl_bans", "Bans that hold.").Is(facts.bans.size());
     page.Gauge("zephyl_certificate_end_time_seconds", "When the certificate ends, since 1970.")
         .Is(facts.certificateEnds);
@@ -186,9 +209,13 @@ std::string Ailment(const ServiceFacts& facts)
 {
     if (facts.pressure >= Pressure::RefuseLogins) return PressureWord(facts.pressure);
     if (!facts.accounts.problem.empty()) return "the accounts' database is away";
+    if (facts.cluster.shares && facts.cluster.relays.front().state != std::string("in touch"))
+        return std::string("this relay takes nobody: ") + facts.cluster.relays.front().state;
     const bool refused = std::any_of(facts.meetings.begin(), facts.meetings.end(),
                                      [](const MeetingFacts& one) { return one.log.refused; });
-    return refused ? "the disk takes nothing" : "";
+    if (refused)
+        return facts.cluster.shares ? "the servers of the meetings take nothing" : "the disk takes nothing";
+    return "";
 }
 
 }  // namespace zephyl

@@ -221,8 +221,11 @@ void Relay::StartKeepers()
     const auto opened = [this](const RelayId& from, const words::Word& word, std::string_view frame) {
         auto road = std::make_shared<TunnelRoad>(mKeepers->TheLines(), from, word, frame);
         std::shared_ptr<Session> who;
-        if (word.open().has_who())
-            who = SessionOf(word.open().who(), FloodBudget(mLimits.Now().budgets, FloodBudget::Clock::now()));
+        if (word.open().has_who()) {
+            RelayBudgets budgets = mLimits.Now().budgets;
+            budgets.liveFrames = road->LiveFrames(budgets.liveFrames);
+            who = SessionOf(word.open().who(), FloodBudget(budgets, FloodBudget::Clock::now()));
+        }
         std::make_shared<Connection>(road, mServices, word.open().address(), nullptr, CameBy{})
             ->StartFor(road, std::move(who));
         return road;
@@ -231,7 +234,10 @@ void Relay::StartKeepers()
         if (away)
             for (const auto& connection : mConnections.All()) connection->PostElsewhere();
     };
-    mKeepers->Start(mDirectory, opened, cutOff);
+    const auto changed = [this] {
+        for (const auto& connection : mConnections.All()) connection->PostRelays();
+    };
+    mKeepers->Start(mDirectory, {opened, cutOff, changed, [this] { return OwnTold(); }});
 }
 
 std::uint16_t Relay::Port() const

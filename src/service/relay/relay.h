@@ -27,6 +27,9 @@
 
 namespace zephyl {
 
+namespace words {
+class Told;
+}
 class AdminSocket;
 struct AdminActions;
 struct ServiceFacts;
@@ -89,6 +92,10 @@ private:
     boost::asio::awaitable<void> WatchMemory();
     boost::asio::awaitable<void> WatchIdle(std::function<void()> whenIdle);
     boost::asio::awaitable<ServiceFacts> Facts();
+    /// And what the other relays say.
+    boost::asio::awaitable<ServiceFacts> AllFacts();
+    /// For another relay.
+    boost::asio::awaitable<words::Told> OwnTold();
     boost::asio::awaitable<void> BansChanged();
     void WatchAccounts();
     void Heard(const AccountNews& news);

@@ -12,6 +12,9 @@
 #include "service/relay/cluster/other_relays.h"
 #include "service/relay/connection.h"
 #include "service/relay/door/handle_rules.h"
+#include "service/relay/keepers/keepers.h"
+#include "service/relay/keepers/told.h"
+#include "service/relay/metrics.h"
 #include "service/relay/metrics_server.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/relay.h"
@@ -45,7 +48,7 @@ private:
 
 AdminActions Relay::Actions()
 {
-    return {[this] { return Facts(); }, [this] { return BansChanged(); }, [this] { return Reload(); }};
+    return {[this] { return AllFacts(); }, [this] { return BansChanged(); }, [this] { return Reload(); }};
 }
 
 std::string Relay::MetricsAddress() const
@@ -71,12 +74,36 @@ asio::awaitable<ServiceFacts> Relay::Facts()
     facts.pressure = mMemory.Level();
     facts.logMemory = *mLogs.memory;
     facts.accounts = mAccounts->Health();
-    facts.cluster = {mOptions.cluster.name, mOptions.cluster.advertise, {}};
-    if (mOtherRelays) facts.cluster.others = mOtherRelays->Addresses();
     facts.bans = mBans.All();
     facts.metrics = MetricsAddress();
     facts.meetings = co_await mDirectory.Facts();
+    if (mKeepers) facts.cluster = co_await mKeepers->Facts();
+    facts.cluster.name = mOptions.cluster.name;
+    facts.cluster.advertise = mOptions.cluster.advertise;
+    if (mServices.otherRelays) facts.cluster.others = mServices.otherRelays->Addresses();
+    if (!mKeepers) co_return facts;
+    for (MeetingFacts& meeting : facts.meetings) meeting.keeper = mOptions.cluster.name;
+    RelayFacts& own = facts.cluster.relays.front();
+    own.answered = true;
+    own.version = facts.version;
+    own.uptime = facts.uptime;
+    own.connections = facts.connections;
+    own.memory = facts.memory;
+    own.ailment = Ailment(facts);
     co_return facts;
+}
+
+asio::awaitable<ServiceFacts> Relay::AllFacts()
+{
+    ServiceFacts facts = co_await Facts();
+    if (mKeepers) facts.cluster = co_await mKeepers->AllFacts(std::move(facts.cluster), facts.meetings);
+    co_return facts;
+}
+
+asio::awaitable<words::Told> Relay::OwnTold()
+{
+    const ServiceFacts facts = co_await Facts();
+    co_return ToldOf(facts.cluster.relays.front(), facts.meetings);
 }
 
 // The list first: whoever comes meanwhile meets it.

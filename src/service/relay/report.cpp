@@ -19,15 +19,17 @@ json::value Delay(const AttendeeFacts& attendee)
     return static_cast<double>(attendee.delay->count()) / 1000;
 }
 
+json::value OrNull(const std::string& text)
+{
+    return text.empty() ? json::value(nullptr) : json::value(OneLine(text));
+}
+
 json::object Of(const AttendeeFacts& attendee)
 {
-    return {{"handle", OneLine(attendee.handle)},
-            {"log_name", attendee.logName},
-            {"state", attendee.state},
-            {"address", OneLine(attendee.address)},
-            {"protocol", OneLine(attendee.protocol)},
-            {"delay_ms", Delay(attendee)},
-            {"unread_bytes", attendee.unreadBytes}};
+    return {{"handle", OneLine(attendee.handle)},   {"log_name", OneLine(attendee.logName)},
+            {"state", OneLine(attendee.state)},     {"relay", OrNull(attendee.relay)},
+            {"address", OneLine(attendee.address)}, {"protocol", OneLine(attendee.protocol)},
+            {"delay_ms", Delay(attendee)},          {"unread_bytes", attendee.unreadBytes}};
 }
 
 json::object Of(const MeetingFacts& meeting)
@@ -35,7 +37,9 @@ json::object Of(const MeetingFacts& meeting)
     json::array attendees;
     for (const AttendeeFacts& one : meeting.attendees) attendees.push_back(Of(one));
     return {{"code", OneLine(meeting.code)},
-            {"id", meeting.id},
+            {"id", OneLine(meeting.id)},
+            {"keeper", OrNull(meeting.keeper)},
+            {"told", meeting.told},
             {"open", meeting.open},
             {"talk_bytes", meeting.log.talk},
             {"board_bytes", meeting.log.board},
@@ -61,14 +65,49 @@ json::value Of(const AccountsHealth& accounts)
     return one;
 }
 
+json::object Of(const RelayFacts& relay)
+{
+    json::object one{{"name", OneLine(relay.name)},
+                     {"address", OneLine(relay.address)},
+                     {"state", relay.state},
+                     {"own", relay.own},
+                     {"answered", relay.answered}};
+    if (!relay.answered) return one;
+    one["version"] = OneLine(relay.version);
+    one["uptime_seconds"] = relay.uptime.count();
+    one["connections"] = relay.connections;
+    one["memory_bytes"] = relay.memory;
+    one["ailment"] = OrNull(relay.ailment);
+    return one;
+}
+
+json::object Of(const EngineFacts& engine)
+{
+    json::object one{{"server", OrNull(engine.server)},
+                     {"servers", engine.servers},
+                     {"connected", engine.connected},
+                     {"problem", OrNull(engine.problem)},
+                     {"answered", engine.answered}};
+    if (!engine.answered) return one;
+    one["entries"] = engine.entries;
+    one["bytes"] = engine.bytes;
+    one["limit_bytes"] = engine.limitBytes;
+    one["copies"] = engine.copies;
+    one["copies_behind"] = engine.copiesBehind;
+    return one;
+}
+
 json::value Of(const ClusterFacts& cluster)
 {
     if (cluster.name.empty() && cluster.advertise.empty()) return nullptr;
-    json::array others;
+    json::array others, relays;
     for (const std::string& one : cluster.others) others.emplace_back(OneLine(one));
+    for (const RelayFacts& one : cluster.relays) relays.push_back(Of(one));
     return json::object{{"name", OneLine(cluster.name)},
                         {"advertise", OneLine(cluster.advertise)},
-                        {"others", std::move(others)}};
+                        {"others", std::move(others)},
+                        {"relays", std::move(relays)},
+                        {"log", cluster.shares ? json::value(Of(cluster.engine)) : json::value(nullptr)}};
 }
 
 std::string Bytes(double bytes)
@@ -130,13 +169,20 @@ std::string AttendeeLine(const json::object& one)
     return "    " + Padded(TextOf(one.at("handle")), handle) + Padded(TextOf(one.at("state")), state) +
            Padded(orDash(TextOf(one.at("protocol"))), protocol) +
            Padded(orDash(TextOf(one.at("address"))), address) + delay +
+           (one.at("relay").is_null() ? "" : ", at " + TextOf(one.at("relay"))) +
            (unread > 0 ? ", " + Bytes(unread) + " unread" : "") + "\n";
 }
 
 std::string MeetingLines(const json::object& meeting)
 {
     const json::array& attendees = meeting.at("attendees").as_array();
-    std::string text = "\nmeeting " + TextOf(meeting.at("code")) + ": ";
+    std::string text = "\nmeeting " + TextOf(meeting.at("code"));
+    const json::value& keeper = meeting.at("keeper");
+    if (!keeper.is_null()) text += " at " + TextOf(keeper);
+    text += ": ";
+    if (!meeting.at("told").as_bool())
+        return text +
+               (keeper.is_null() ? "no relay keeps it at the moment\n" : "that relay has not said more\n");
     if (!meeting.at("open").as_bool()) return text + "nobody has asked for it since the start\n";
     text += std::to_string(attendees.size()) + (attendees.size() == 1 ? " attendee" : " attendees") +
             ", kept " + Bytes(Number(meeting.at("talk_bytes"))) + " of talk and " +
@@ -157,6 +203,35 @@ std::string AccountsLine(const json::value& accounts)
                                     " s: " + TextOf(problem) + "\n");
 }
 
+std::string RelayLine(const json::object& relay)
+{
+    constexpr std::size_t name = 22, address = 30, state = 18;
+    std::string line =
+        "    " + Padded(TextOf(relay.at("name")), name) + Padded(TextOf(relay.at("address")), address);
+    if (!relay.at("answered").as_bool()) return line + TextOf(relay.at("state")) + "\n";
+    line += Padded(TextOf(relay.at("state")), state) + TextOf(relay.at("version")) + ", up " +
+            Span(relay.at("uptime_seconds").to_number<std::int64_t>()) + ", " +
+            std::to_string(relay.at("connections").to_number<std::uint64_t>()) + " connections";
+    const json::value& ailment = relay.at("ailment");
+    return line + (ailment.is_null() ? "\n" : ": " + TextOf(ailment) + "\n");
+}
+
+std::string LogLine(const json::value& log)
+{
+    if (log.is_null()) return {};
+    const auto count = [&](const char* name) { return log.at(name).to_number<std::uint64_t>(); };
+    std::string line = "meetings in " +
+                       (log.at("server").is_null() ? "no server" : TextOf(log.at("server"))) + ", of " +
+                       std::to_string(count("servers"));
+    if (log.at("answered").as_bool()) {
+        line += ": " + std::to_string(count("entries")) + " entries, " + Bytes(Number(log.at("bytes")));
+        if (count("limit_bytes") > 0) line += " of " + Bytes(Number(log.at("limit_bytes")));
+        line += ", copies: " + std::to_string(count("copies"));
+        if (count("copies_behind") > 0) line += ", behind or away: " + std::to_string(count("copies_behind"));
+    }
+    return line + (log.at("problem").is_null() ? "\n" : "; " + TextOf(log.at("problem")) + "\n");
+}
+
 std::string ClusterLine(const json::value& cluster)
 {
     if (cluster.is_null()) return {};
@@ -164,7 +239,9 @@ std::string ClusterLine(const json::value& cluster)
                        TextOf(cluster.at("advertise")) + "; others:";
     const json::array& others = cluster.at("others").as_array();
     for (const json::value& one : others) line += ' ' + TextOf(one);
-    return line + (others.empty() ? " none\n" : "\n");
+    line += others.empty() ? " none\n" : "\n";
+    for (const json::value& one : cluster.at("relays").as_array()) line += RelayLine(one.as_object());
+    return line + LogLine(cluster.at("log"));
 }
 
 std::string BanLine(const json::object& ban)
@@ -191,7 +268,8 @@ const char* PressureWord(Pressure pressure)
 std::string StatusJson(const ServiceFacts& facts)
 {
     json::array meetings, bans;
-    for (const MeetingFacts& one : facts.meetings) meetings.push_back(Of(one));
+    for (const auto* const those : {&facts.meetings, &facts.cluster.elsewhere})
+        for (const MeetingFacts& one : *those) meetings.push_back(Of(one));
     for (const Ban& one : facts.bans) bans.push_back(Of(one));
     const json::object status{
         {"version", facts.version},

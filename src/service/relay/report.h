@@ -7,16 +7,11 @@
 #include <vector>
 
 #include "service/relay/door/accounts.h"
+#include "service/relay/keepers/cluster_facts.h"
 #include "service/relay/meeting/meeting_facts.h"
 #include "service/relay/memory_watch.h"
 
 namespace zephyl {
-
-/// Of one relay among others.
-struct ClusterFacts {
-    std::string name, advertise;      // as it is configured
-    std::vector<std::string> others;  // HOST:PORT where its clients may go
-};
 
 struct ServiceFacts {
     std::string version;

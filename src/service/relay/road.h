@@ -13,6 +13,9 @@
 
 namespace zephyl {
 
+/// The name of a road whose every frame is an exchange, with a limit of its own.
+inline constexpr char kHttpRoad[] = "http";
+
 class Road {
 public:
     using Clock = std::chrono::steady_clock;

@@ -116,6 +116,7 @@ asio::awaitable<std::optional<Connection::Next>> Connection::SeatThere(RelayId k
     const bool seated = mThere->Now() == TunnelFront::State::Seated;
     if (seated) {
         JoinedThere();
+        if (mDelay) mThere->TellDelay(*mDelay);
         co_await ForwardAll();
     }
     const TunnelFront::State state = mThere->Now();

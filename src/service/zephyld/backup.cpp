@@ -4,11 +4,13 @@
 
 #include <cerrno>
 #include <iostream>
+#include <utility>
 
 #include "files/careful_file.h"
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/archive.h"
 #include "service/relay/backup/restore.h"
+#include "service/relay/cluster/nats_place.h"
 #include "service/relay/log/journal.h"
 #include "service/relay/private_folder.h"
 #include "service/wire/door_file.h"
@@ -22,7 +24,13 @@ namespace {
 
 std::string Told(const BackupFacts& facts)
 {
-    return std::to_string(facts.meetings) + (facts.meetings == 1 ? " meeting, " : " meetings, ") +
+    const std::string shared =
+        "the meetings of all relays (" + std::to_string((facts.logBytes + 1023) / 1024) + " KiB), ";
+    const std::string own =
+        std::to_string(facts.meetings) + (facts.meetings == 1 ? " meeting, " : " meetings, ");
+    return (facts.logBytes == 0   ? own
+            : facts.meetings == 0 ? shared
+                                  : own + shared) +
            "accounts" + (facts.key ? ", key and certificate" : ", without a key: it stands elsewhere");
 }
 
@@ -123,6 +131,19 @@ try {
     throw StartError(name.string() + " " + error.what());
 }
 
+int PutBackMeetings(const BackupRequest& request, int file, const BackupFacts& facts)
+{
+    if (facts.logBytes == 0)
+        throw StartError(request.file.string() + " holds no meetings that several relays share");
+    const RelayOptions options = WithAccounts(OptionsOf(request.config, request.data));
+    if (options.cluster.log.empty())
+        throw StartError(
+            "no servers are named that keep meetings: [cluster] log, in the file named with --config");
+    RestoreShared(file, LogPlace(options.cluster));
+    std::cout << "meetings put back into " << OneLine(LogPlaceName(options.cluster)) << "\n";
+    return 0;
+}
+
 }  // namespace
 
 int TakeBackup(const BackupRequest& request)
@@ -155,10 +176,15 @@ int PutBack(const BackupRequest& request)
 {
     const fs::path data = request.data.empty() ? PersonalDataPath() : request.data;
     const files::Descriptor file = Opened(request.file);  // the caller's to read
-    const BackupFacts facts = Checked(file.Number(), request.file);
+    BackupFacts facts = Checked(file.Number(), request.file);
+    if (request.meetings) return PutBackMeetings(request, file.Number(), facts);
     BecomeOwner(data);
     Restore(file.Number(), data);
+    const bool shared = std::exchange(facts.logBytes, 0) > 0;
     std::cout << OneLine(data.string()) << ": " << Told(facts) << "\n";
+    if (shared)
+        std::cout
+            << "The meetings that several relays share are not among that: zephyld restore --meetings\n";
     return 0;
 }
 

@@ -41,6 +41,8 @@ int Operate(const OperatorRequest& request);
 struct BackupRequest {
     std::filesystem::path file;
     std::filesystem::path data;
+    bool meetings = false;         // of relays that share them, alone
+    std::filesystem::path config;  // that says where; "": the data folder knows
     std::string version;
 };
 int TakeBackup(const BackupRequest& request);

@@ -14,7 +14,6 @@
 #include <ctime>
 #include <functional>
 #include <iostream>
-#include <set>
 #include <vector>
 
 #include "files/careful_file.h"
@@ -22,7 +21,6 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/archive.h"
 #include "service/relay/backup/restore.h"
-#include "service/relay/cluster/named_relays.h"
 #include "service/relay/door/neighbours.h"
 #include "service/relay/door/open_accounts.h"
 #include "service/relay/door/postgres_accounts.h"
@@ -31,9 +29,9 @@
 #include "service/relay/mail/mail_server.h"
 #include "service/relay/private_folder.h"
 #include "service/zephyld/commands.h"
-#include "service/zephyld/key_at.h"
+#include "service/zephyld/doctor_cluster.h"
+#include "service/zephyld/findings.h"
 #include "service/zephyld/where_accounts_are.h"
-#include "text/one_line.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;
@@ -46,40 +44,6 @@ constexpr std::uint64_t kMebibyte = 1 << 20;
 constexpr std::uint64_t kLittleRoom = 1024 * kMebibyte, kNoRoom = 100 * kMebibyte;
 constexpr rlim_t kFewDescriptors = 4096;
 constexpr int kConnectSeconds = 3;
-
-enum class How { Good, Mind, Bad };
-
-/// What was looked at, line by line.
-class Findings {
-public:
-    void Good(const std::string& what, const std::string& found) { Say(How::Good, what, found, {}); }
-    void Mind(const std::string& what, const std::string& found, const std::string& toDo)
-    {
-        Say(How::Mind, what, found, toDo);
-    }
-    void Bad(const std::string& what, const std::string& found, const std::string& toDo)
-    {
-        Say(How::Bad, what, found, toDo);
-        mBad = true;
-    }
-    /// An exception is a bad finding.
-    void Look(const std::string& what, const std::string& toDo, const std::function<void()>& look)
-    try {
-        look();
-    } catch (const std::exception& error) {
-        Bad(what, error.what(), toDo);
-    }
-    bool AllWell() const { return !mBad; }
-
-private:
-    static void Say(How how, const std::string& what, const std::string& found, const std::string& toDo)
-    {
-        const char* mark = how == How::Good ? "ok    " : how == How::Mind ? "mind  " : "BAD   ";
-        std::cout << mark << what << ": " << OneLine(found) << "\n";
-        if (!toDo.empty()) std::cout << "      " << OneLine(toDo) << "\n";
-    }
-    bool mBad = false;
-};
 
 std::string Day(std::int64_t seconds)
 {
@@ -201,45 +165,6 @@ std::string OwnKey(const RelayOptions& options)
         ->Fingerprint();
 }
 
-/// Those that are configured, and those that a running service knows of.
-std::set<std::string> OtherRelaysOf(const ClusterOptions& cluster, const json::value& status)
-{
-    const std::vector<std::string> named = NamedRelays(cluster).Addresses();
-    std::set<std::string> others(named.begin(), named.end());
-    if (!status.is_null() && status.at("cluster").is_object())
-        for (const json::value& one : status.at("cluster").at("others").as_array())
-            others.emplace(one.as_string());
-    return others;
-}
-
-void LookAtRelay(Findings& findings, const std::string& address, const std::string& own)
-{
-    std::string key;
-    try {
-        key = KeyAt(address);
-    } catch (const std::exception& error) {
-        return findings.Mind("relay", address + " cannot be reached: " + error.what(),
-                             "clients go to the others meanwhile; start it, or open its port");
-    }
-    if (key == own) return findings.Good("relay", address + " answers, under the same key");
-    findings.Bad(
-        "relay", address + " has another key: " + key,
-        "clients do not go there: copy key and certificate of one relay to all, and start those anew");
-}
-
-void LookAtRelays(Findings& findings, const RelayOptions& options, const json::value& status)
-{
-    const ClusterOptions& cluster = options.cluster;
-    if (cluster.advertise.empty()) return;
-    const std::string own = OwnKey(options);
-    LookAtRelay(findings, cluster.advertise, own);
-    const std::set<std::string> others = OtherRelaysOf(cluster, status);
-    for (const std::string& address : others) LookAtRelay(findings, address, own);
-    if (others.empty())
-        findings.Mind("relays", "no others are known",
-                      "name in [cluster] relays what they advertise, or start them");
-}
-
 bool Answers(const std::string& host, std::uint16_t port)
 {
     boost::system::error_code failed;
@@ -341,6 +266,7 @@ void LookAtBackup(Findings& findings, int file, const fs::path& name)
         const BackupFacts facts = CheckBackup(file);
         findings.Good("backup", name.string() + " is whole: " + std::to_string(facts.meetings) +
                                     (facts.meetings == 1 ? " meeting, " : " meetings, ") +
+                                    (facts.logBytes > 0 ? "those of all relays, " : "") +
                                     std::to_string(facts.files) + " files");
         if (!facts.key)
             findings.Mind("backup", "it holds no key",
@@ -386,7 +312,12 @@ int Examine(const DoctorRequest& request)
                   [&] { LookAtKey(findings, options, status); });
     findings.Look("port", "is the service of this version?", [&] { LookAtPorts(findings, options, status); });
     findings.Look("relays", "key and certificate must fit, and only the service's user may read the key",
-                  [&] { LookAtRelays(findings, options, status); });
+                  [&] {
+                      if (!options.cluster.advertise.empty())
+                          LookAtRelays(findings, options.cluster, OwnKey(options), status);
+                  });
+    findings.Look("log", "look at [cluster] in the configuration",
+                  [&] { LookAtLogServers(findings, options.cluster); });
     findings.Look("mail", "look at [mail] in the configuration", [&] { LookAtMail(findings, options.mail); });
     LookAtClock(findings);
     LookAtLimits(findings, options);

@@ -106,6 +106,10 @@ void AddBackup(CLI::App& app, zephyl::BackupRequest& request)
             ->type_name("DIR");
         one->add_option("FILE", request.file, "The archive")->required();
     }
+    restore->add_flag("--meetings", request.meetings,
+                      "Put the meetings that several relays share back into their servers, and nothing else");
+    restore->add_option("--config", request.config, "Configuration file (TOML) that names those servers")
+        ->type_name("FILE");
 }
 
 void AddDoctor(CLI::App& app, zephyl::DoctorRequest& request)

@@ -34,6 +34,9 @@ std::string Asked(const OperatorRequest& request, const std::filesystem::path& d
     if (!answer) throw StartError("no service answers in " + data.string());
     if (answer->word == "ok") return answer->body;
     if (answer->word == "no meeting") throw StartError("there is no meeting \"" + request.code + "\"");
+    if (answer->word == "no answer")
+        throw StartError("whoever keeps \"" + request.code +
+                         "\" does not say whether it is done: look with zephyld status, and try again");
     if (answer->word == "no account") throw StartError("there is no account \"" + request.name + "\"");
     if (answer->word == "not kicked")
         throw StartError("\"" + request.name + "\" is not kicked from \"" + request.code + "\"");

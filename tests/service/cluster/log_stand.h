@@ -137,7 +137,10 @@ inline std::unique_ptr<MeetingLog> LogInEngine(LogStand& stand, Engine& engine, 
         "m1", ++epochs, stand.bounds, stand.room, engine,
         JetStreamWays{[&stand](auto work) { boost::asio::post(stand.io, std::move(work)); },
                       [&stand](bool refused) { stand.trouble += refused ? '-' : '+'; },
-                      [&stand] { stand.lost = true; }});
+                      [&stand] { stand.lost = true; },
+                      [&engine](const std::string& subject) {
+                          engine.Purge(subject, ~std::uint64_t{0} >> 1, [](EngineResult) {});
+                      }});
 }
 
 }  // namespace zephyl

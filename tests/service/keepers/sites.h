@@ -2,6 +2,7 @@
 // Relays that share their meetings.
 
 #include <atomic>
+#include <functional>
 
 #include "service/relay/cluster/engine.h"
 #include "service/relay/door/identity.h"
@@ -17,6 +18,7 @@ public:
 
     bool Connected() const override { return memory.Connected(); }
     Ears WhenChanged(Changed changed) override { return memory.WhenChanged(std::move(changed)); }
+    void Look(GotFacts got) override { memory.Look(std::move(got)); }
     void Publish(std::string subject, std::string bytes) override
     {
         const bool toARelay = subject.starts_with("zephyl.relay.");
@@ -82,19 +84,27 @@ struct Site : RelayRoom {
     static constexpr ClusterTimes kTimes{std::chrono::milliseconds(100), std::chrono::milliseconds(1000),
                                          std::chrono::milliseconds(700), std::chrono::milliseconds(1500)};
 
-    Site(MemoryCluster& cluster, const std::string& name, const ClusterTimes& times = kTimes) : RelayRoom({})
+    using Tune = std::function<void(RelayOptions&, MemoryEngine&)>;
+
+    /// `tune`: before it starts.
+    Site(
+        MemoryCluster& cluster, const std::string& name, const ClusterTimes& times = kTimes,
+        const Tune& tune = [](RelayOptions&, MemoryEngine&) {})
+        : RelayRoom({})
     {
         options.cluster.name = name;
         options.cluster.advertise = name + ":1";
         options.clusterTimes = times;
         options.budgets.codesPerAccount = options.budgets.codesPerAddress = options.budgets.entries = 0;
         options.times.grace = std::chrono::minutes(10);
+        options.times.pingAfter = std::chrono::milliseconds(100);
         static const TemporaryFolder keys;
         const Identity identity = PrepareIdentity(keys.path);
         options.key = identity.key;
         options.certificate = identity.certificate;
         auto made = std::make_unique<LossyEngine>(cluster);
         engine = made.get();
+        tune(options, engine->memory);
         relay = std::make_unique<Relay>(options, SilentLog(), kCheapHash, std::move(made));
         for (const char* handle : {"Alice", "bob", "carol", "dave"})
             relay->TheAccounts().Add(handle, HashPassword("secret", kCheapHash), "");

@@ -131,6 +131,26 @@ TEST_F(Takeover, OfTheClientsOfARelayThatIsCutOff)
     sites[0]->engine->memory.Mend();
 }
 
+TEST_F(Takeover, IsNotNeededWhenWhatAllShareWasAwayForAWhile)
+{
+    Gather();
+    WaitForLines(50);
+    for (auto& site : sites) site->engine->memory.Cut();
+    // Each of them sends its clients away by then, and nobody is better off elsewhere.
+    const auto sendsAway = [](Site& site) {
+        try {
+            return site.Fresh()->Next().header.bye().reason() == BYE_RESTART;
+        } catch (const std::exception&) {
+            return false;  // it was closed before it had greeted
+        }
+    };
+    for (auto& site : sites)
+        while (!sendsAway(*site)) {
+        }
+    for (auto& site : sites) site->engine->memory.Mend();
+    ExpectAllWhole();
+}
+
 TEST_F(Takeover, FromARelayThatGoesInOrderTakesNoTime)
 {
     Gather();

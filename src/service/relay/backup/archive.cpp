@@ -18,6 +18,8 @@ constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 33) - 1;  // eleven oc
 constexpr std::size_t kMostFiles = 1'000'000;
 constexpr std::size_t kSumsBytes = 256u << 20;
 constexpr std::size_t kReadBytes = 64 * 1024;
+constexpr char kLogs[] = "log/";
+constexpr std::size_t kPartDigits = 8;
 
 /// As POSIX lays it out. Numbers are octal texts.
 struct TarHead {
@@ -130,8 +132,30 @@ std::pair<std::string, std::uint64_t> Checked(const TarHead& head)
 
 }  // namespace
 
+std::string BackupLogName(const std::string& log, unsigned part)
+{
+    char number[16];
+    std::snprintf(number, sizeof number, "%08u", part);
+    return kLogs + log + "/" + number;
+}
+
+std::optional<BackupLogPart> ReadBackupLogName(std::string_view name)
+{
+    constexpr std::string_view letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_";
+    constexpr std::size_t most = 64;
+    if (!name.starts_with(kLogs)) return std::nullopt;
+    name.remove_prefix(std::string_view(kLogs).size());
+    const std::size_t end = std::min(name.find('/'), name.size());
+    const std::string_view log = name.substr(0, end), part = name.substr(std::min(end + 1, name.size()));
+    if (log.empty() || log.size() > most || !Digits(log, log.size(), letters) ||
+        !Digits(part, kPartDigits, "0123456789"))
+        return std::nullopt;
+    return BackupLogPart{std::string(log), static_cast<unsigned>(std::stoul(std::string(part)))};
+}
+
 bool IsBackupName(std::string_view name)
 {
+    if (ReadBackupLogName(name)) return true;
     for (const std::string_view known : {std::string_view(kBackupNote), std::string_view("accounts.sqlite"),
                                          std::string_view("key.pem"), std::string_view("certificate.pem")})
         if (name == known) return true;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -21,8 +22,17 @@ struct ArchiveError : std::runtime_error {
 /// Files are read and written in parts of this size.
 inline constexpr std::size_t kArchivePartBytes = 256 * 1024;
 
-/// The names there may be: what it is, accounts, key and certificate, and the files of meetings.
+/// The names there may be: what it is, accounts, key and certificate, the files of meetings, and the parts of
+/// what relays share.
 bool IsBackupName(std::string_view name);
+/// A part of such a log, from 1 on; 0: what it begins with.
+std::string BackupLogName(const std::string& log, unsigned part);
+struct BackupLogPart {
+    std::string log;
+    unsigned part = 0;
+};
+/// None: it is a name of something else.
+std::optional<BackupLogPart> ReadBackupLogName(std::string_view name);
 
 class Sha256 {
 public:

@@ -4,10 +4,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "files/careful_file.h"
 #include "service/relay/backup/archive.h"
+#include "service/relay/cluster/log_copy.h"
+#include "service/relay/cluster/nats_place.h"
 #include "service/relay/door/open_accounts.h"
 #include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/log/journal.h"
@@ -88,6 +92,23 @@ void Rewind(int file)
     if (::lseek(file, 0, SEEK_SET) != 0) throw ArchiveError("is no file that can be read twice");
 }
 
+/// Of all relays, as the servers that keep them copy them.
+void PutSharedMeetings(ArchiveWriter& archive, std::string& made,
+                       const std::function<void(std::string_view)>& write, const NatsSite& site)
+{
+    for (const std::string& log : CopiedStreams()) {
+        StreamCopy copy(site, log);
+        if (copy.Head().empty()) continue;
+        archive.Put(BackupLogName(log, 0), copy.Head());
+        unsigned part = 0;
+        while (const auto bytes = copy.Next()) {
+            archive.Put(BackupLogName(log, ++part), *bytes);
+            write(made);
+            made.clear();
+        }
+    }
+}
+
 }  // namespace
 
 void WriteBackup(const fs::path& data, const std::string& version,
@@ -105,6 +126,7 @@ void WriteBackup(const fs::path& data, const std::string& version,
                 "meetings/" + meeting.path().filename().string() + "/" + file.path().filename().string();
             if (IsBackupName(name)) PutFile(archive, made, write, file.path(), name);
         }
+    if (!cluster.log.empty()) PutSharedMeetings(archive, made, write, LogPlace(cluster));
     RelayOptions from;
     from.data = data;
     from.cluster = cluster;
@@ -124,6 +146,7 @@ BackupFacts CheckBackup(int file)
     ArchiveVisitor visitor;
     visitor.begin = [&](const std::string& begun, std::uint64_t bytes) {
         name = begun;
+        if (ReadBackupLogName(name)) facts.logBytes += bytes;
         if (name == "accounts.sqlite" && bytes > kAccountsBytes) throw ArchiveError("has too many accounts");
     };
     visitor.bytes = [&](std::string_view bytes) {
@@ -149,6 +172,34 @@ bool RestoreUnfinished(const fs::path& data)
     return fs::symlink_status(data / kUnfinished).type() != fs::file_type::not_found;
 }
 
+void RestoreShared(int file, const NatsSite& site)
+{
+    Rewind(file);
+    PuttingBack servers(site);
+    std::string bytes;
+    std::optional<BackupLogPart> now;
+    bool begun = false;
+    ArchiveVisitor visitor;
+    visitor.begin = [&](const std::string& name, std::uint64_t size) {
+        now = ReadBackupLogName(name);
+        if (now && size > kEngineBytes) throw ArchiveError("holds a part that is too large");
+        bytes.clear();
+        if (now && now->part == 0 && std::exchange(begun, true)) servers.End();
+    };
+    visitor.bytes = [&](std::string_view more) {
+        if (now) bytes += more;
+    };
+    visitor.end = [&] {
+        if (!now) return;
+        if (now->part == 0)
+            servers.Begin(now->log, bytes);
+        else
+            servers.Add(bytes);
+    };
+    ReadArchive(file, visitor);
+    if (begun) servers.End();
+}
+
 void Restore(int file, const fs::path& data)
 {
     Rewind(file);
@@ -160,7 +211,7 @@ void Restore(int file, const fs::path& data)
     ArchiveVisitor visitor;
     bool skip = false;
     visitor.begin = [&](const std::string& name, std::uint64_t) {
-        skip = name == kBackupNote;
+        skip = name == kBackupNote || ReadBackupLogName(name);
         if (!skip) unpacking.Begin(name);
     };
     visitor.bytes = [&](std::string_view bytes) {

@@ -11,6 +11,8 @@
 #include "files/careful_file.h"
 #include "service/relay/backup/archive.h"
 #include "service/relay/beside.h"
+#include "service/relay/cluster/log_copy.h"
+#include "service/relay/cluster/nats_place.h"
 #include "service/relay/door/accounts.h"
 #include "service/relay/log/log_room.h"
 #include "service/relay/meeting/directory.h"
@@ -50,8 +52,10 @@ public:
     asio::awaitable<void> Run()
     {
         mArchive.Put(kBackupNote, BackupNote(mServices.options.version));
-        const auto ids = co_await mServices.directory.Ids();
-        for (const std::string& id : ids) co_await Meeting(id);
+        if (mServices.keepers)
+            co_await SharedMeetings();
+        else
+            co_await OwnMeetings();
         std::string accounts, key, certificate;
         co_await Beside(mReads, [&] {
             accounts = mServices.accounts.Image();
@@ -66,6 +70,33 @@ public:
     }
 
 private:
+    /// Of all relays, as the servers that keep them copy them.
+    asio::awaitable<void> SharedMeetings()
+    {
+        if (mServices.options.cluster.log.empty()) co_return;
+        for (const std::string& log : CopiedStreams()) {
+            std::unique_ptr<StreamCopy> copy;
+            co_await Beside(mReads, [&] {
+                copy = std::make_unique<StreamCopy>(LogPlace(mServices.options.cluster), log);
+            });
+            if (copy->Head().empty()) continue;
+            mArchive.Put(BackupLogName(log, 0), copy->Head());
+            for (unsigned part = 1; copy; ++part) {
+                co_await Beside(mReads, [&] {
+                    if (const auto bytes = copy->Next())
+                        mArchive.Put(BackupLogName(log, part), *bytes);
+                    else
+                        copy.reset();
+                });
+                co_await Send();
+            }
+        }
+    }
+    asio::awaitable<void> OwnMeetings()
+    {
+        const auto ids = co_await mServices.directory.Ids();
+        for (const std::string& id : ids) co_await Meeting(id);
+    }
     asio::awaitable<void> Meeting(std::string id)
     {
         const auto held = co_await mServices.directory.Hold(id);

@@ -41,6 +41,19 @@ struct EngineWord {
     std::string answerTo;  // a subject; "": no answer is wanted
 };
 
+/// How an engine is, as far as that can be told.
+struct EngineFacts {
+    bool connected = false;
+    std::string server;                    // HOST:PORT to which it is connected; "": none
+    std::size_t servers = 0;               // that it may connect to
+    std::string problem;                   // why it is of no use; "": it is
+    bool answered = false;                 // what follows is known
+    std::uint64_t entries = 0, bytes = 0;  // of all logs
+    std::uint64_t limitBytes = 0;          // of them; 0: as many as there is room for
+    unsigned copies = 0;                   // of each entry
+    unsigned copiesBehind = 0;             // that are away, or have not caught up
+};
+
 /// Any thread may call; no call waits for anything. Callbacks run on a thread of the engine's, one at a time:
 /// they hand over and return. None runs inside the call it belongs to, every one of a single answer is
 /// called once, and in the end with Away: the destructor does so, and after it none runs. Calls for one
@@ -59,6 +72,7 @@ public:
     using Heard = std::function<void(const EngineWord&)>;
     using Seen = std::function<void(const EngineEntry&, bool removed)>;
     using Changed = std::function<void(bool connected)>;
+    using GotFacts = std::function<void(EngineFacts)>;
     /// Whoever holds it is called. Once it has gone, which waits for a call that runs on another thread, no
     /// more. May go before the engine or after it.
     using Ears = std::shared_ptr<void>;
@@ -68,6 +82,8 @@ public:
     virtual bool Connected() const = 0;
     /// At each change from now on.
     [[nodiscard]] virtual Ears WhenChanged(Changed changed) = 0;
+    /// For an operator; answered within about a second.
+    virtual void Look(GotFacts got) = 0;
 
     // --- words: kept nowhere. From one engine to another they keep their order; while either has no
     // connection they are lost, and only then or when a listener is more than 64 MiB behind ---

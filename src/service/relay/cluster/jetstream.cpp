@@ -91,6 +91,31 @@ std::optional<Standing> StandingOf(std::string_view answerTo)
     return Standing{number(5 + shift), number(6 + shift), number(8 + shift)};
 }
 
+std::optional<StreamFacts> StreamIn(const json::value& answer)
+{
+    const json::value* const state = Member(answer, "state");
+    const json::value* const config = Member(answer, "config");
+    if (!state || !config) return std::nullopt;
+    StreamFacts facts;
+    facts.messages = Number(Member(*state, "messages"));
+    facts.bytes = Number(Member(*state, "bytes"));
+    facts.limitBytes = Number(Member(*config, "max_bytes"));  // -1 is none, and no number of ours
+    facts.replicas = static_cast<unsigned>(Number(Member(*config, "num_replicas")));
+    const json::value* const cluster = Member(answer, "cluster");
+    const json::value* const others = cluster ? Member(*cluster, "replicas") : nullptr;
+    if (!others || !others->is_array()) return facts;
+    for (const json::value& one : others->as_array()) {
+        const auto is = [&](const char* name) {
+            const json::value* const value = Member(one, name);
+            return value && value->is_bool() && value->as_bool();
+        };
+        if (is("current") && !is("offline")) continue;
+        ++facts.behind;
+        facts.away += (facts.away.empty() ? "" : " ") + Text(Member(one, "name"));
+    }
+    return facts;
+}
+
 std::string Consumer::Api(const char* verb) const
 {
     return std::string(kApi) + "CONSUMER." + verb + "." + stream + "." + name;

@@ -40,6 +40,17 @@ struct Standing {
 };
 std::optional<Standing> StandingOf(std::string_view answerTo);
 
+/// A stream, as who leads it says.
+struct StreamFacts {
+    std::uint64_t messages = 0, bytes = 0;
+    std::uint64_t limitBytes = 0;  // 0: none of its own
+    unsigned replicas = 0;
+    unsigned behind = 0;  // of the replicas: away, or not caught up
+    std::string away;     // the names of servers that are, with blanks between
+};
+/// None: the answer is another one.
+std::optional<StreamFacts> StreamIn(const json::value& answer);
+
 /// Somebody who reads a part of a stream for us.
 struct Consumer {
     std::string stream, name, filter;

@@ -297,7 +297,9 @@ void JetStreamLog::ShrinkMemory()
 
 void JetStreamLog::Remove()
 {
-    for (LogChain* const chain : Chains()) chain->Remove();
+    for (LogChain* const chain : Chains()) chain->End();
+    for (const char* const what : {kSeatsChain, kTalkChain, kBoardChain, kPassingChain})
+        mWays.remove(SubjectOf(what));
 }
 
 // --- reading ---------------------------------------------------------------------------------------

@@ -35,7 +35,12 @@ struct JetStreamWays {
     std::function<void(std::function<void()>)> post;  // as FileLog's
     std::function<void(bool refused)> trouble;        // once when nothing is taken, once when it is again
     std::function<void()> lost;  // another relay has opened it: this one keeps it no more
+    std::function<void(std::string subject)> remove;  // for good; the log is gone by then
 };
+
+/// The subjects of a log, behind its name.
+inline constexpr char kSeatsChain[] = "seats", kTalkChain[] = "talk", kBoardChain[] = "board",
+                      kPassingChain[] = "passing";
 
 class JetStreamLog final : public MeetingLog {
 public:
@@ -107,6 +112,8 @@ private:
     std::vector<LogChain*> Chains() const;
     void GoOn();
     void OnChanged();
+
+    std::string SubjectOf(const char* what) const { return kEngineLogs + mName + "." + what; }
 
     // opening
     void MakeChains();

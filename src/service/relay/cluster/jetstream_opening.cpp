@@ -77,9 +77,7 @@ void JetStreamLog::MakeChains()
                                                                       mWays.lost();
                                                               },
                                                               [this] { OnChanged(); }});
-    const auto make = [&](const char* what) {
-        return std::make_unique<LogChain>(kEngineLogs + mName + "." + what, *mAround);
-    };
+    const auto make = [&](const char* what) { return std::make_unique<LogChain>(SubjectOf(what), *mAround); };
     for (Side* const side : {&mTalk, &mBoard}) {  // an attempt before may have failed half way
         side->lanes = {};
         side->recent = ItemQueue();
@@ -87,10 +85,10 @@ void JetStreamLog::MakeChains()
         side->state = {0, std::max(side->state.end, mEpoch << kEpochShift), 0};
         side->storedUpTo = side->state.end;
     }
-    mSeats = make("seats");
-    mTalk.lanes[0].chain = make("talk");
-    mBoard.lanes[0].chain = make("board");
-    mBoard.lanes[1].chain = make("passing");
+    mSeats = make(kSeatsChain);
+    mTalk.lanes[0].chain = make(kTalkChain);
+    mBoard.lanes[0].chain = make(kBoardChain);
+    mBoard.lanes[1].chain = make(kPassingChain);
     mChainsToOpen = Chains().size();
     const auto note = [this](std::uint64_t& before) {
         return [this, &before](std::uint64_t last) {

@@ -4,19 +4,6 @@
 #include <utility>
 
 namespace zephyl {
-namespace {
-
-constexpr int kRemovals = 20;  // tries; what is left after that nobody finds
-
-void RemoveAll(Engine& engine, const std::string& subject, int tries)
-{
-    if (tries == 0) return;
-    engine.Purge(subject, ~std::uint64_t{0} >> 1, [&engine, subject, tries](EngineResult result) {
-        if (result == EngineResult::Away && engine.Connected()) RemoveAll(engine, subject, tries - 1);
-    });
-}
-
-}  // namespace
 
 LogChain::LogChain(std::string subject, ChainSurroundings& around)
     : mSubject(std::move(subject)), mAround(around)
@@ -152,10 +139,9 @@ void LogChain::Purge(std::uint64_t before)
     mAround.engine.Purge(mSubject, before, [](EngineResult) {});
 }
 
-void LogChain::Remove()
+void LogChain::End()
 {
     mFenced = true;
-    RemoveAll(mAround.engine, mSubject, kRemovals);
 }
 
 }  // namespace zephyl

@@ -47,8 +47,8 @@ public:
     void GoOn();
     /// Lets go what stands in front of `before`, an entry of this chain.
     void Purge(std::uint64_t before);
-    /// For good, with everything in it.
-    void Remove();
+    /// Nothing more is written.
+    void End();
 
     const std::string& Subject() const { return mSubject; }
     Engine& TheEngine() const { return mAround.engine; }

@@ -14,10 +14,10 @@ using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 namespace {
 
-constexpr char kLogStream[] = "ZEPHYL_LOG";
 constexpr std::size_t kAboveEach = 16 * 1024;  // of headers and names
 
-constexpr milliseconds kPatience = 2s;        // for one answer; what was stored meanwhile is found out later
+constexpr milliseconds kPatience = 2s;  // for one answer; what was stored meanwhile is found out later
+constexpr milliseconds kLookPatience = 1s;
 constexpr milliseconds kUseless = 3s;         // without an answer of JetStream, while it is asked
 constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was there
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
@@ -25,16 +25,17 @@ constexpr milliseconds kForever = 24h;
 constexpr std::uint64_t kBatch = 1024;            // entries of one read
 constexpr std::size_t kPurgedBytes = 512 * 1024;  // of headers, in one read
 
-std::string StreamOf(const std::string& bucket)
-{
-    return "KV_zephyl_" + bucket;
-}
 std::string SubjectOf(const std::string& bucket, const std::string& key)
 {
     return "$KV.zephyl_" + bucket + "." + key;
 }
 
 }  // namespace
+
+std::string StreamOfBucket(const std::string& bucket)
+{
+    return "KV_zephyl_" + bucket;
+}
 
 NatsEngine::NatsEngine(NatsSite site, Open open, Say say)
     : NatsLine(std::move(site.servers), std::move(open), std::move(say)),
@@ -108,7 +109,7 @@ void NatsEngine::MakeStream(json::object config, Made made)
 
 void NatsEngine::MakeBucket(const std::string& bucket, Made made)
 {
-    MakeStream({{"name", StreamOf(bucket)},
+    MakeStream({{"name", StreamOfBucket(bucket)},
                 {"subjects", json::array{SubjectOf(bucket, ">")}},
                 {"max_msgs_per_subject", 1},
                 {"deny_delete", true},
@@ -129,6 +130,30 @@ void NatsEngine::WithBucket(const std::string& bucket, std::function<void(bool t
             });
     }
     then(true);
+}
+
+void NatsEngine::Look(GotFacts got)
+{
+    const std::lock_guard lock(mMutex);
+    Request(jetstream::kApi + (std::string("STREAM.INFO.") + kLogStream), {}, {}, kLookPatience,
+            [facts = OfConnection(), got = std::move(got)](const NatsMessage* message) mutable {
+                const json::value answer = jetstream::AnswerIn(message);
+                const auto stream = jetstream::StreamIn(answer);
+                const json::value* const error = jetstream::Member(answer, "error");
+                facts.answered = stream.has_value();
+                if (stream) {
+                    facts.entries = stream->messages;
+                    facts.bytes = stream->bytes;
+                    facts.limitBytes = stream->limitBytes;
+                    facts.copies = stream->replicas;
+                    facts.copiesBehind = stream->behind;
+                } else if (facts.problem.empty()) {
+                    facts.problem = error ? jetstream::Text(jetstream::Member(*error, "description"))
+                                          : "JetStream does not answer: too few of its servers are there";
+                }
+                got(std::move(facts));
+                return true;
+            });
 }
 
 // --- logs ------------------------------------------------------------------------------------------
@@ -334,10 +359,11 @@ void NatsEngine::Get(std::string bucket, std::string key, Got got)
     WithBucket(bucket, [this, bucket, key, got = std::move(got)](bool there) {
         if (!there) return got(EngineResult::Away, {});
         const std::lock_guard lock(mMutex);
-        GetLast(StreamOf(bucket), SubjectOf(bucket, key), [got, key](EngineResult result, EngineEntry entry) {
-            entry.subject = key;
-            got(result, std::move(entry));
-        });
+        GetLast(StreamOfBucket(bucket), SubjectOf(bucket, key),
+                [got, key](EngineResult result, EngineEntry entry) {
+                    entry.subject = key;
+                    got(result, std::move(entry));
+                });
     });
 }
 
@@ -441,7 +467,7 @@ void NatsEngine::StartWatch(const std::shared_ptr<Watching>& watching)
         });
         return;
     }
-    watching->consumer = {StreamOf(watching->bucket), jetstream::RandomWord(), watching->front + ">"};
+    watching->consumer = {StreamOfBucket(watching->bucket), jetstream::RandomWord(), watching->front + ">"};
     const std::string inbox = Await(
         kForever,
         [this, weak, round](const NatsMessage* message) {

@@ -20,12 +20,18 @@ struct NatsSite {
     std::uint64_t logBytes = 0;       // at most; 0: as many as the servers allow
 };
 
+/// The stream in which all logs stand.
+inline constexpr char kLogStream[] = "ZEPHYL_LOG";
+/// That of a bucket's values.
+std::string StreamOfBucket(const std::string& bucket);
+
 class NatsEngine final : public NatsLine {
 public:
     /// Connects by itself. Nothing is waited for.
     NatsEngine(NatsSite site, Open open, Say say);
     ~NatsEngine() override;
 
+    void Look(GotFacts got) override;
     void Append(std::string subject, std::string bytes, std::uint64_t expectedLast, Stored stored) override;
     void Read(std::string subject, std::uint64_t from, std::size_t bytes, GotAll got) override;
     void Last(std::string subject, Got got) override;

@@ -19,6 +19,12 @@ constexpr milliseconds kSilence = 3s;           // without hearing anything: the
 constexpr milliseconds kPause = 250ms;          // until the next server is tried
 constexpr milliseconds kProbe = 1s;             // for one answer of another server
 
+std::string NameOf(const NatsServer& server)
+{
+    const bool v6 = server.host.find(':') != std::string::npos;
+    return (v6 ? "[" + server.host + "]" : server.host) + ":" + server.port;
+}
+
 }  // namespace
 
 // --- the connection --------------------------------------------------------------------------------
@@ -115,10 +121,11 @@ NatsLine::Wire NatsLine::Connect()
         wire->Listen(mInbox + "*");
         const std::lock_guard lock(mMutex);
         mWire = wire;
+        mHere = NameOf(server);
         mHeard = mBeaten = Clock::now();
         return wire;
     } catch (const NatsAway& away) {
-        Tell(server.host + ":" + server.port + ": " + away.what());
+        Tell(NameOf(server) + ": " + away.what());
         return nullptr;
     }
 }
@@ -202,6 +209,7 @@ void NatsLine::Tell(const std::string& what)
         const std::lock_guard lock(mMutex);
         connected = mConnected;
         changed = mChanged;
+        mTrouble = what;
     }
     Call([&] {
         if (what.empty() ? !mTroubles.empty() : mTroubles.insert(what).second) mSay(what);
@@ -215,6 +223,16 @@ bool NatsLine::Connected() const
 {
     const std::lock_guard lock(mMutex);
     return mConnected;
+}
+
+EngineFacts NatsLine::OfConnection() const
+{
+    EngineFacts facts;
+    facts.connected = mConnected;
+    facts.servers = mServers.size();
+    if (mConnected) facts.server = mHere;
+    if (!mConnected) facts.problem = mTrouble.empty() ? "no server has been reached yet" : mTrouble;
+    return facts;
 }
 
 Engine::Ears NatsLine::WhenChanged(Changed changed)

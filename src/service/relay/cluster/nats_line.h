@@ -68,6 +68,8 @@ protected:
 
     // --- with the lock held ---
     bool IsConnected() const { return mConnected; }
+    /// What can be said of the connection.
+    EngineFacts OfConnection() const;
     void Send(std::string subject, std::string answerTo, std::string bytes, NatsHeaders headers = {});
     /// Returns the subject for the answer. Own: for what comes under other subjects than it was asked for.
     enum class Inbox { Shared, Own };
@@ -125,6 +127,8 @@ private:
     bool mConnected = false;
     Wire mWire;
     std::size_t mServer;
+    std::string mHere;                // the server of mWire
+    std::string mTrouble;             // said last
     std::set<std::string> mTroubles;  // said since it was well; under mCalls
     Clock::time_point mHeard, mBeaten, mTicked;
     std::deque<Outgoing> mOutgoing;

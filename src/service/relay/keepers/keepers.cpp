@@ -14,7 +14,7 @@ namespace zephyl {
 namespace asio = boost::asio;
 namespace {
 
-constexpr std::chrono::seconds kOrphans{1};
+constexpr std::chrono::seconds kLookAround{1};
 
 }  // namespace
 
@@ -27,6 +27,7 @@ Keepers::Keepers(asio::io_context& io, std::unique_ptr<Engine> engine, LogRoom& 
       mNamed(std::move(named)),
       mMembers(std::make_shared<Membership>(io, *mEngine, log, std::move(own), times)),
       mLeases(io, *mEngine, mMembers, log),
+      mRemovals(std::make_shared<Removals>(*mEngine)),
       mLines(std::make_shared<Lines>(io, *mEngine, log, mMembers->Self())),
       mTimer(std::make_shared<asio::steady_timer>(io))
 {
@@ -34,16 +35,18 @@ Keepers::Keepers(asio::io_context& io, std::unique_ptr<Engine> engine, LogRoom& 
 
 Keepers::~Keepers() = default;
 
-void Keepers::Start(Directory& directory, Lines::Opened opened, std::function<void(bool)> cutOff)
+void Keepers::Start(Directory& directory, Ways ways)
 {
     mDirectory = &directory;
+    mWays = std::move(ways);
+    mAddresses = Addresses();
     mQuestions = mEngine->Listen(Lines::SubjectOf(mMembers->Self()) + ".ask",
                                  [this](const EngineWord& word) { Heard(word); });
-    mLines->Start(std::move(opened));
+    mLines->Start(mWays.opened);
     mLeases.Start([this](const MeetingHead& head) { mDirectory->LeaseLost(head); });
-    mMembers->Start({[lines = mLines](const RelayId& relay) { lines->Gone(relay, "the relay is gone"); },
-                     std::move(cutOff)});
-    SeeToOrphans();
+    mMembers->Start(
+        {[lines = mLines](const RelayId& relay) { lines->Gone(relay, "the relay is gone"); }, mWays.cutOff});
+    LookAround();
 }
 
 void Keepers::Stop()
@@ -52,6 +55,7 @@ void Keepers::Stop()
     mLeases.Stop();
     mLines->Stop();
     mMembers->Stop();
+    mRemovals->Stop();
     mEngine.reset();
     mLines->Drop();
 }
@@ -61,7 +65,7 @@ std::vector<std::string> Keepers::Addresses() const
     std::vector<std::string> addresses, others = mNamed;
     for (const Membership::Member& other : mMembers->Others()) {
         std::erase(others, other.address);
-        if (!other.draining && !other.address.empty()) addresses.push_back(other.address);
+        if (!other.draining && !other.stranger && !other.address.empty()) addresses.push_back(other.address);
     }
     addresses.insert(addresses.end(), others.begin(), others.end());
     if (addresses.size() > kRelaysNamed) addresses.resize(kRelaysNamed);
@@ -100,17 +104,24 @@ std::unique_ptr<MeetingLog> Keepers::Log(const MeetingHead& head, std::uint64_t 
 {
     return std::make_unique<JetStreamLog>(
         EngineKey(head.id), epoch, bounds, mLogs, *mEngine,
-        JetStreamWays{std::move(post), std::move(trouble), std::move(fenced)});
+        JetStreamWays{std::move(post), std::move(trouble), std::move(fenced),
+                      [removals = mRemovals](std::string subject) { removals->Remove(std::move(subject)); }});
 }
 
-// What a relay left behind that is gone: kept until somebody comes, or for as long as an empty meeting is.
-void Keepers::SeeToOrphans()
+void Keepers::LookAround()
 {
+    std::vector<std::string> addresses = Addresses();
+    if (addresses != mAddresses) {
+        mAddresses = std::move(addresses);
+        mWays.changed();
+    }
+    // What a relay left behind that is gone: kept until somebody comes, or for as long as an empty meeting
+    // is.
     for (const std::string& code : mLeases.Orphans())
         asio::co_spawn(mIo, mDirectory->SeeTo(code), asio::detached);
-    mTimer->expires_after(kOrphans);
+    mTimer->expires_after(kLookAround);
     mTimer->async_wait([this](boost::system::error_code error) {
-        if (!error) SeeToOrphans();
+        if (!error) LookAround();
     });
 }
 

@@ -12,6 +12,8 @@
 
 #include "service/relay/cluster/engine.h"
 #include "service/relay/cluster/other_relays.h"
+#include "service/relay/cluster/removals.h"
+#include "service/relay/keepers/cluster_facts.h"
 #include "service/relay/keepers/leases.h"
 #include "service/relay/keepers/lines.h"
 #include "service/relay/keepers/membership.h"
@@ -29,8 +31,15 @@ public:
             Membership::Own own, std::vector<std::string> named, ClusterTimes times);
     ~Keepers() override;
 
-    /// `opened`: a client of another relay comes. `cutOff`: as Membership tells it. Once.
-    void Start(Directory& directory, Lines::Opened opened, std::function<void(bool)> cutOff);
+    struct Ways {
+        Lines::Opened opened;              // a client of another relay comes
+        std::function<void(bool)> cutOff;  // as Membership tells it
+        std::function<void()> changed;     // what Addresses tells
+        /// Another relay wants to know how this one is.
+        std::function<boost::asio::awaitable<words::Told>()> look;
+    };
+    /// Once.
+    void Start(Directory& directory, Ways ways);
     /// It takes no more meetings, and the others know.
     void Drain() { mMembers->Drain(); }
     /// It has not given all of them back.
@@ -43,6 +52,11 @@ public:
     std::vector<std::string> Addresses() const override;
     /// Its clients are better served elsewhere.
     bool TakesNobody() const { return mMembers->TakesNobody(); }
+
+    /// What this relay knows of the others and the engine, by itself.
+    boost::asio::awaitable<ClusterFacts> Facts();
+    /// Adds what the others tell of themselves and of the meetings that they keep; `own`: those of this one.
+    boost::asio::awaitable<ClusterFacts> AllFacts(ClusterFacts facts, std::vector<MeetingFacts> own);
 
     boost::asio::awaitable<CodeLease> Look(std::string code) override;
     boost::asio::awaitable<std::optional<std::uint64_t>> Name(MeetingHead head) override;
@@ -79,7 +93,7 @@ private:
     /// Of all others that answer.
     boost::asio::awaitable<std::vector<words::Answer>> AskAll(words::Question question);
     boost::asio::awaitable<Done> AskDone(RelayId relay, words::Question question);
-    void SeeToOrphans();
+    void LookAround();
 
     boost::asio::io_context& mIo;
     std::unique_ptr<Engine> mEngine;
@@ -88,8 +102,11 @@ private:
     const std::vector<std::string> mNamed;
     const std::shared_ptr<Membership> mMembers;
     Leases mLeases;
+    const std::shared_ptr<Removals> mRemovals;
     const std::shared_ptr<Lines> mLines;
     Directory* mDirectory = nullptr;
+    Ways mWays;
+    std::vector<std::string> mAddresses;  // as they were looked at last
     Engine::Ears mQuestions;
     std::shared_ptr<boost::asio::steady_timer> mTimer;
     const std::shared_ptr<AllAsking> mAsking = std::make_shared<AllAsking>();

@@ -18,7 +18,6 @@ constexpr char kMeetings[] = "meetings";
 constexpr std::size_t kKeyBytes = 16;
 constexpr std::chrono::milliseconds kMoment{100};
 constexpr int kMoments = 30;  // longer than it takes to see that a relay is gone
-constexpr std::chrono::seconds kOrphanedAfter{5};
 
 std::string Hex(const unsigned char* bytes, std::size_t count)
 {
@@ -26,11 +25,6 @@ std::string Hex(const unsigned char* bytes, std::size_t count)
     sodium_bin2hex(hex.data(), hex.size(), bytes, count);
     hex.pop_back();
     return hex;
-}
-
-std::string HexOf(const std::string& bytes)
-{
-    return Hex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
 }
 
 words::CodeRecord RecordOf(const MeetingHead& head)
@@ -49,6 +43,11 @@ MeetingHead HeadOf(const words::CodeRecord& record)
 }
 
 }  // namespace
+
+std::string HexOf(const std::string& bytes)
+{
+    return Hex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+}
 
 std::string EngineKey(const std::string& bytes)
 {
@@ -188,15 +187,29 @@ std::optional<Leases::Held> Leases::Leave(const MeetingHead& head)
     return at->second;
 }
 
+asio::awaitable<void> Leases::RemoveSurely(std::string bucket, std::string key, std::uint64_t expected)
+{
+    for (;;) {
+        const auto [result, ignored] = co_await RemoveValue(mEngine, bucket, key, expected);
+        if (result != EngineResult::Away && result != EngineResult::Full) co_return;
+        co_await Pause(kMoment);
+    }
+}
+
+// The code first: whoever looks finds that it means nothing, or that nobody can say yet.
 asio::awaitable<void> Leases::Forget(MeetingHead head)
 {
     const std::optional<Held> held = Leave(head);
     if (!held) co_return;
-    const std::string key = EngineKey(head.code), id = HexOf(head.id);
-    co_await RemoveValue(mEngine, kCodes, key, held->epoch);
-    const auto [found, entry] = co_await GetValue(mEngine, kMeetings, id);
-    if (found == EngineResult::Ok) co_await RemoveValue(mEngine, kMeetings, id, entry.sequence);
+    const std::string id = HexOf(head.id);
+    co_await RemoveSurely(kCodes, EngineKey(head.code), held->epoch);
     Drop(head, held->epoch);
+    for (;;) {
+        const auto [found, entry] = co_await GetValue(mEngine, kMeetings, id);
+        if (found == EngineResult::Ok) co_await RemoveSurely(kMeetings, id, entry.sequence);
+        if (found != EngineResult::Away) co_return;
+        co_await Pause(kMoment);
+    }
 }
 
 asio::awaitable<void> Leases::Release(MeetingHead head)
@@ -237,6 +250,15 @@ void Leases::Seen(const EngineEntry& entry, bool removed)
     mLost(*lost);
 }
 
+std::vector<Leases::Lease> Leases::All() const
+{
+    std::vector<Lease> all;
+    const std::lock_guard lock(mMutex);
+    for (const auto& [key, known] : mKnown)
+        all.push_back({HeadOf(known.record), {known.record.keeper(), known.record.incarnation()}});
+    return all;
+}
+
 // Each is seen to by one of the relays that live, and by any that somebody asks.
 std::vector<std::string> Leases::Orphans()
 {
@@ -255,7 +277,7 @@ std::vector<std::string> Leases::Orphans()
         }
         if (known.since == Clock::time_point()) known.since = now;
         const std::size_t turn = std::hash<std::string>()(key) % names.size();
-        if (now - known.since > kOrphanedAfter && names[turn] == mMembers->Self().name)
+        if (now - known.since > mMembers->Times().orphanedAfter && names[turn] == mMembers->Self().name)
             codes.push_back(known.record.code());
     }
     return codes;

@@ -44,6 +44,12 @@ public:
         const std::lock_guard lock(mMutex);
         return !mHeld.empty();
     }
+    struct Lease {
+        MeetingHead head;
+        RelayId keeper;  // name "": nobody at the moment
+    };
+    /// Of all relays, as far as this one has heard.
+    std::vector<Lease> All() const;
     /// Codes that nobody keeps for some time, as far as this relay is the one to see to them.
     std::vector<std::string> Orphans();
 
@@ -67,6 +73,8 @@ private:
     /// Writes it with this relay as keeper, and reads whether it stands there.
     boost::asio::awaitable<std::optional<std::uint64_t>> Take(words::CodeRecord record,
                                                               std::uint64_t expected);
+    /// For as long as the engine does not say whether it is done.
+    boost::asio::awaitable<void> RemoveSurely(std::string bucket, std::string key, std::uint64_t expected);
     boost::asio::awaitable<void> Pause(std::chrono::milliseconds time);
     std::optional<Held> Mine(const std::string& key) const;
     /// From now on it is being given back. None: it is not this meeting's, or not this relay's.
@@ -87,5 +95,7 @@ private:
 
 /// A word that stands for bytes in subjects and keys of the engine.
 std::string EngineKey(const std::string& bytes);
+/// In hexadecimal.
+std::string HexOf(const std::string& bytes);
 
 }  // namespace zephyl

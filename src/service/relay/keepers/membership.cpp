@@ -104,7 +104,10 @@ void Membership::Seen(const EngineEntry& entry, bool removed)
         return;
     }
     Watched& watched = mOthers[entry.subject];
-    watched.member = {{entry.subject, record.incarnation()}, record.address(), record.draining()};
+    watched.member = {{entry.subject, record.incarnation()},
+                      record.address(),
+                      record.draining(),
+                      record.fingerprint() != mOwn.fingerprint};
     const bool lives = watched.sequence != 0 && watched.sequence != entry.sequence;
     watched.sequence = entry.sequence;
     watched.changed = Clock::now();
@@ -149,6 +152,34 @@ std::vector<Membership::Member> Membership::Others() const
     for (const auto& [name, watched] : mOthers)
         if (!HasGone(watched, now)) others.push_back(watched.member);
     return others;
+}
+
+std::vector<RelayFacts> Membership::Facts() const
+{
+    const auto now = Clock::now();
+    std::vector<RelayFacts> all(1);
+    const std::lock_guard lock(mMutex);
+    const bool inTouch = now - mTouched < mTimes.decidesFor;
+    all[0].name = mSelf.name;
+    all[0].address = mOwn.address;
+    all[0].own = true;
+    all[0].state = mStranger   ? "has another key"
+                   : mDraining ? "leaving"
+                   : inTouch   ? "in touch"
+                               : "out of touch";
+    for (const auto& [name, watched] : mOthers) {
+        const Member& member = watched.member;
+        RelayFacts& one = all.emplace_back();
+        one.name = name;
+        one.address = member.address;
+        if (HasGone(watched, now))
+            one.state = member.draining ? "stopped" : "gone";
+        else
+            one.state = member.stranger && !mStranger ? "has another key"
+                        : member.draining             ? "leaving"
+                                                      : "in touch";
+    }
+    return all;
 }
 
 // --- this one --------------------------------------------------------------------------------------

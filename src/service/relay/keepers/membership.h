@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "service/relay/cluster/engine.h"
+#include "service/relay/keepers/cluster_facts.h"
 #include "service/relay/meeting/shared_meetings.h"
 #include "service/relay/options.h"
 
@@ -31,6 +32,7 @@ public:
         RelayId id;
         std::string address;  // HOST:PORT for clients
         bool draining = false;
+        bool stranger = false;  // its key is another
     };
     /// On a thread of the relay's, in order.
     struct Listener {
@@ -53,10 +55,13 @@ public:
 
     // --- any thread ---
     const RelayId& Self() const { return mSelf; }
+    const ClusterTimes& Times() const { return mTimes; }
     enum class Standing { Unknown, Lives, Gone };  // unknown: it has not been watched for long enough
     Standing Of(const RelayId& relay) const;
     /// Those that live.
     std::vector<Member> Others() const;
+    /// Of all that have been heard of, this one first. Only what membership knows.
+    std::vector<RelayFacts> Facts() const;
     bool MayDecide() const;
     bool Draining() const;
     /// Out of touch, on its way out, or its key is another than that of those who were there before.

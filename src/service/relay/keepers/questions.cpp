@@ -5,11 +5,14 @@
 #include <atomic>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
+#include <set>
+#include <tuple>
 
 #include "service/relay/door/handle_rules.h"
 #include "service/relay/keepers/engine_wait.h"
 #include "service/relay/keepers/keepers.h"
 #include "service/relay/keepers/random_number.h"
+#include "service/relay/keepers/told.h"
 #include "service/relay/meeting/directory.h"
 #include "service/relay/meeting/session.h"
 
@@ -24,6 +27,17 @@ words::Answer Said(words::Answer::Result result)
     words::Answer answer;
     answer.set_result(result);
     return answer;
+}
+
+words::Answer::Result ResultOf(SharedMeetings::Done done)
+{
+    switch (done) {
+        case SharedMeetings::Done::Yes: return words::Answer::DONE;
+        case SharedMeetings::Done::NoMeeting: return words::Answer::NO;
+        case SharedMeetings::Done::NotKicked: return words::Answer::NOT_KICKED;
+        case SharedMeetings::Done::NoAnswer: break;
+    }
+    return words::Answer::NOT_NOW;
 }
 
 }  // namespace
@@ -92,6 +106,40 @@ asio::awaitable<SharedMeetings::Done> Keepers::CloseThere(RelayId keeper, std::s
     words::Question question;
     question.mutable_close()->set_code(code);
     co_return co_await AskDone(std::move(keeper), std::move(question));
+}
+
+// --- how all are -----------------------------------------------------------------------------------
+
+asio::awaitable<ClusterFacts> Keepers::Facts()
+{
+    ClusterFacts facts;
+    facts.shares = true;
+    facts.relays = mMembers->Facts();
+    std::tie(facts.engine) =
+        co_await Answer<EngineFacts>([this](Engine::GotFacts got) { mEngine->Look(got); });
+    co_return facts;
+}
+
+asio::awaitable<ClusterFacts> Keepers::AllFacts(ClusterFacts facts, std::vector<MeetingFacts> own)
+{
+    words::Question question;
+    question.mutable_look();
+    for (const words::Answer& answer : co_await AskAll(std::move(question)))
+        for (RelayFacts& relay : facts.relays)
+            if (!relay.own && answer.has_told() && answer.told().name() == relay.name)
+                TakeTold(answer.told(), relay, facts.elsewhere);
+    std::set<std::string> known;
+    for (const auto* const those : {&own, &facts.elsewhere})
+        for (const MeetingFacts& one : *those) known.insert(one.id);
+    for (const Leases::Lease& lease : mLeases.All()) {
+        MeetingFacts one;
+        one.id = HexOf(lease.head.id);
+        one.code = lease.head.code;
+        one.told = false;
+        if (mMembers->Of(lease.keeper) == Membership::Standing::Lives) one.keeper = lease.keeper.name;
+        if (known.insert(one.id).second) facts.elsewhere.push_back(std::move(one));
+    }
+    co_return facts;
 }
 
 // --- one login of a handle -------------------------------------------------------------------------
@@ -173,22 +221,20 @@ asio::awaitable<void> Keepers::Reply(words::Question question, std::string answe
 asio::awaitable<words::Answer> Keepers::AnswerTo(words::Question question)
 {
     if (question.has_admit()) co_return co_await Admit(question.admit());
-    if (question.has_close()) {
-        const bool done = co_await mDirectory->Close(question.close().code());
-        co_return Said(done ? words::Answer::DONE : words::Answer::NO);
+    if (question.has_look()) {
+        words::Answer answer = Said(words::Answer::DONE);
+        *answer.mutable_told() = co_await mWays.look();
+        co_return answer;
     }
+    if (question.has_close()) co_return Said(ResultOf(co_await mDirectory->Close(question.close().code())));
     const std::optional<HandleForms> whom = ReadHandle(question.kick().handle());
     if (!question.has_kick() || !whom) co_return words::Answer();
-    if (!question.kick().back()) {
-        const bool done = co_await mDirectory->Kick(question.kick().code(), *whom);
-        co_return Said(done ? words::Answer::DONE : words::Answer::NO);
-    }
-    switch (co_await mDirectory->Unkick(question.kick().code(), *whom)) {
-        case Directory::Unkicked::Done: co_return Said(words::Answer::DONE);
-        case Directory::Unkicked::NotKicked: co_return Said(words::Answer::NOT_KICKED);
-        case Directory::Unkicked::NoMeeting: break;
-    }
-    co_return Said(words::Answer::NO);
+    Done done = Done::NoAnswer;
+    if (question.kick().back())
+        done = co_await mDirectory->Unkick(question.kick().code(), *whom);
+    else
+        done = co_await mDirectory->Kick(question.kick().code(), *whom);
+    co_return Said(ResultOf(done));
 }
 
 }  // namespace zephyl

@@ -129,6 +129,15 @@ void TunnelFront::TellBeside(bool takes)
     SendSoon(std::move(word));
 }
 
+void TunnelFront::TellDelay(std::chrono::microseconds delay)
+{
+    if (Now() != State::Seated) return;
+    words::Word word;
+    word.mutable_delay()->set_microseconds(
+        static_cast<std::uint64_t>(std::max<std::int64_t>(0, delay.count())));
+    Send(std::move(word));
+}
+
 // What the road does not take any more is lost, as live frames may be.
 void TunnelFront::FillRoad(LiveRoad& road)
 {

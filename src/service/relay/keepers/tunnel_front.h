@@ -57,6 +57,8 @@ public:
     void ForwardBeside(std::string_view frame);
     /// Whether datagrams reach the client, and what of theirs has left.
     void TellBeside(bool takes);
+    /// How long it takes to the client and back.
+    void TellDelay(std::chrono::microseconds delay);
     /// All that is left to pull.
     std::string TakeRest();
     /// The client has gone.

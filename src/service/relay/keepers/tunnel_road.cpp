@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "service/net/live_parts.h"
+#include "service/wire/limits.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -73,6 +74,8 @@ bool TunnelRoad::Take(const words::Word& word, std::string_view bytes, Pieces pi
         mTakesBeside = word.beside_state().takes();
         mBesideUnderWay -= std::min<std::size_t>(mBesideUnderWay, word.beside_state().left());
         if (mBeside.free) mBeside.free();
+    } else if (word.has_delay()) {
+        mDelay = std::chrono::microseconds(word.delay().microseconds());
     } else if (word.has_close()) {
         mSaid = true;
         EndNow("the other end has closed");
@@ -144,6 +147,18 @@ void TunnelRoad::OfferDatagrams(Place& place) const
     place.set_udp_id(mOpen.udp_id());
     place.set_udp_key_up(mOpen.udp_key_up());
     place.set_udp_key_down(mOpen.udp_key_down());
+}
+
+std::optional<std::chrono::microseconds> TunnelRoad::Delay() const
+{
+    const std::lock_guard lock(mMutex);
+    return mDelay;
+}
+
+std::size_t TunnelRoad::LiveFrames(std::size_t most) const
+{
+    const bool http = mName == kHttpRoad;
+    return http ? std::min(most > 0 ? most : kHttpLiveFramesEachSecond, kHttpLiveFramesEachSecond) : most;
 }
 
 bool TunnelRoad::Takes(std::size_t bodyBytes) const

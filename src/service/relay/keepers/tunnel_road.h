@@ -2,9 +2,11 @@
 // The keeper's end of a tunnel: what a client travels on that is connected to another relay. The bytes are
 // those of its connection; on their way are at most kTunnelWindow, until they have left for the client.
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "service/relay/keepers/lines.h"
@@ -57,11 +59,16 @@ public:
 
     /// What is put stays until this is told to send.
     std::shared_ptr<Gathered> Gathering() const { return mLines; }
+    /// What the other relay knows of the client.
+    const std::string& From() const { return mFrom.name; }
+    std::optional<std::chrono::microseconds> Delay() const;
+
     bool Takes(std::size_t bodyBytes) const override;
     bool Put(std::string_view frame) override;
     void PutVoice(std::string_view frame) override;
 
     const char* Name() const override { return mName.c_str(); }
+    std::size_t LiveFrames(std::size_t most) const override;
     bool InputKept() const override { return false; }
     boost::asio::awaitable<void> Readable() override;
     bool TakeReady(std::string& into) override;
@@ -94,6 +101,7 @@ private:
     std::size_t mTaken = 0;     // and not yet told
     std::size_t mUnderWay = 0;  // to the client
     bool mTakesBeside = false;
+    std::optional<std::chrono::microseconds> mDelay;
     std::size_t mBesideUnderWay = 0;
     std::function<void()> mReader, mWriter;
     const char* mEnd = nullptr;  // why it has ended; null: it has not

@@ -92,6 +92,7 @@ public:
         std::string address;
         std::string protocol;  // "tcp", "udp", "http"
         std::optional<std::chrono::microseconds> delay;
+        std::string relay = {};  // that it is connected to; "": this one
     };
     virtual Facts TheFacts() const = 0;
     /// It has answered a ping.

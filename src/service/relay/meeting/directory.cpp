@@ -415,57 +415,46 @@ asio::awaitable<Directory::Kept> Directory::OfCode(std::string code)
         co_return co_await Keep(code);
     }
     Kept kept;
+    kept.known = true;
     kept.meeting = co_await asio::co_spawn(mStrand, DoByCode(code), asio::use_awaitable);
     co_return kept;
 }
 
-asio::awaitable<bool> Directory::Kick(std::string code, HandleForms whom)
+asio::awaitable<Directory::Done> Directory::Kick(std::string code, HandleForms whom)
 {
-    using Shared = SharedMeetings;
+    using Back = SharedMeetings::Back;
     const auto [meeting, keeper, known] = co_await OfCode(code);
-    if (keeper) {
-        const auto there =
-            co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Shared::Back::No);
-        co_return there == Shared::Done::Yes;
-    }
-    if (!meeting) co_return false;
+    if (keeper) co_return co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Back::No);
+    if (!meeting) co_return known ? Done::NoMeeting : Done::NoAnswer;
     const bool usable = co_await Opened(meeting);
     if (usable) co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
-    co_return usable;
+    co_return usable ? Done::Yes : Done::NoAnswer;
 }
 
-asio::awaitable<Directory::Unkicked> Directory::Unkick(std::string code, HandleForms whom)
+asio::awaitable<Directory::Done> Directory::Unkick(std::string code, HandleForms whom)
 {
-    using Shared = SharedMeetings;
+    using Back = SharedMeetings::Back;
     const auto [meeting, keeper, known] = co_await OfCode(code);
-    if (keeper) {
-        const auto there =
-            co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Shared::Back::Yes);
-        co_return there == Shared::Done::Yes ? Unkicked::Done
-        : there == Shared::Done::NotKicked   ? Unkicked::NotKicked
-                                             : Unkicked::NoMeeting;
-    }
-    if (!meeting) co_return Unkicked::NoMeeting;
+    if (keeper) co_return co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Back::Yes);
+    if (!meeting) co_return known ? Done::NoMeeting : Done::NoAnswer;
     const bool usable = co_await Opened(meeting);
-    if (!usable) co_return Unkicked::NoMeeting;
+    if (!usable) co_return Done::NoAnswer;
     const bool done =
         co_await asio::co_spawn(meeting->Home(), meeting->Unbar(std::move(whom)), asio::use_awaitable);
-    co_return done ? Unkicked::Done : Unkicked::NotKicked;
+    co_return done ? Done::Yes : Done::NotKicked;
 }
 
-asio::awaitable<bool> Directory::Close(std::string code)
+asio::awaitable<Directory::Done> Directory::Close(std::string code)
 {
     const Kept kept = co_await OfCode(code);
-    if (kept.keeper) {
-        const auto there = co_await mServices.shared->CloseThere(*kept.keeper, code);
-        co_return there == SharedMeetings::Done::Yes;
-    }
+    if (kept.keeper) co_return co_await mServices.shared->CloseThere(*kept.keeper, code);
+    if (!kept.known) co_return Done::NoAnswer;
     const std::shared_ptr<Meeting> meeting =
         co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code)), asio::use_awaitable);
-    if (!meeting) co_return false;
+    if (!meeting) co_return Done::NoMeeting;
     // Behind its own last turn: whoever is told that it is closed finds nothing of it.
     co_await asio::co_spawn(meeting->Home(), FactsOf(meeting), asio::use_awaitable);
-    co_return true;
+    co_return Done::Yes;
 }
 
 asio::awaitable<std::shared_ptr<Meeting>> Directory::DoClose(std::string code)

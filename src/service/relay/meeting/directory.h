@@ -79,15 +79,13 @@ public:
     /// A client of this one has a seat elsewhere. Any thread.
     void Resumed(std::shared_ptr<Session> session, std::shared_ptr<Client> client);
 
-    /// An operator's word: the handle is out of this meeting, and stays out. False: no meeting has the code.
-    boost::asio::awaitable<bool> Kick(std::string code, HandleForms whom);
-
+    using Done = SharedMeetings::Done;
+    /// An operator's word: the handle is out of this meeting, and stays out.
+    boost::asio::awaitable<Done> Kick(std::string code, HandleForms whom);
     /// Takes Kick back.
-    enum class Unkicked { Done, NoMeeting, NotKicked };
-    boost::asio::awaitable<Unkicked> Unkick(std::string code, HandleForms whom);
-    /// The meeting ends for everybody who is in it, and nothing of it is left. False: no meeting has the
-    /// code.
-    boost::asio::awaitable<bool> Close(std::string code);
+    boost::asio::awaitable<Done> Unkick(std::string code, HandleForms whom);
+    /// The meeting ends for everybody who is in it, and nothing of it is left.
+    boost::asio::awaitable<Done> Close(std::string code);
     /// Whoever has this handle is out. A folded one.
     boost::asio::awaitable<void> EndHandle(std::string key, std::string text);
     boost::asio::awaitable<std::vector<MeetingFacts>> Facts();

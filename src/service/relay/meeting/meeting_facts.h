@@ -13,10 +13,11 @@ namespace zephyl {
 
 struct AttendeeFacts {
     std::string handle;
-    std::string logName;     // that stands for it in the log
-    std::string address;     // by which the service knows its connection; "": it has none
-    std::string protocol;    // of it
-    const char* state = "";  // "present", "cut off" (nobody sees it yet), "away"
+    std::string logName;   // that stands for it in the log
+    std::string address;   // by which the service knows its connection; "": it has none
+    std::string protocol;  // of it
+    std::string relay;     // the same, when another relay than the keeper has that connection
+    std::string state;     // "present", "cut off" (nobody sees it yet), "away"
     std::optional<std::chrono::microseconds> delay;  // to the client and back, when it was last asked
     std::size_t unreadBytes = 0;                     // that wait for it
 };
@@ -24,7 +25,9 @@ struct AttendeeFacts {
 struct MeetingFacts {
     std::string id;  // in hexadecimal, as its folder is named
     std::string code;
-    bool open = false;  // somebody has asked for it since the service was started
+    bool open = false;   // somebody has asked for it since the service was started
+    std::string keeper;  // a relay's name; "": none, or relays share nothing
+    bool told = true;    // else nothing but the above is known
     std::vector<AttendeeFacts> attendees;
     LogBytes log;
 };

@@ -226,16 +226,23 @@ asio::awaitable<void> Meeting::Synced()
 
 MeetingFacts Meeting::Facts() const
 {
-    MeetingFacts facts{{}, mHead.code, mOpen, {}, {}};
+    MeetingFacts facts;
+    facts.code = mHead.code;
+    facts.open = mOpen;
     if (mOpen) facts.log = mLog->Bytes();
     for (const SeatPtr& seat : mSeats) {
         const std::string& handle = seat->session->handle;
-        AttendeeFacts one{handle, mServices.names.StandIn(handle), {}, {}, "away", {}, seat->LagBytes()};
+        AttendeeFacts one;
+        one.handle = handle;
+        one.logName = mServices.names.StandIn(handle);
+        one.state = "away";
+        one.unreadBytes = seat->LagBytes();
         if (seat->state != SeatState::Away) one.state = seat->client ? "present" : "cut off";
         if (seat->client) {
             Client::Facts connection = seat->client->TheFacts();
             one.address = std::move(connection.address);
             one.protocol = std::move(connection.protocol);
+            one.relay = std::move(connection.relay);
             one.delay = connection.delay;
         }
         facts.attendees.push_back(std::move(one));

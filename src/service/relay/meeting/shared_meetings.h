@@ -59,7 +59,8 @@ public:
     /// stream has the handle somewhere; or another login is on its way and stays instead.
     virtual boost::asio::awaitable<std::unique_ptr<Admission>> AdmitElsewhere(
         std::shared_ptr<Session> session, bool again) = 0;
-    /// As the directory's own; asked of the keeper.
+    /// As the directory's own; asked of the keeper. NoAnswer: it cannot be told at the moment whether there
+    /// is such a meeting, or its keeper does not say what became of it.
     enum class Done { Yes, NoMeeting, NotKicked, NoAnswer };
     enum class Back { No, Yes };  // it may come in again
     virtual boost::asio::awaitable<Done> KickThere(RelayId keeper, std::string code, std::string handle,

@@ -1,0 +1,12 @@
+#include "service/relay/cluster/nats_look.h"
+
+namespace zephyl {
+
+NatsLook::Stream NatsLook::LookAt(const std::string& stream)
+{
+    const jetstream::json::value answer = mAsker.AskJetStream("STREAM.INFO." + stream);
+    if (const auto facts = jetstream::StreamIn(answer)) return {{}, false, *facts};
+    return {FaultIn(answer), IsMissing(answer)};
+}
+
+}  // namespace zephyl
