@@ -4,8 +4,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <chrono>
 #include <cstdio>
 #include <stdexcept>
+#include <thread>
 
 #include "demo/stage.h"
 
@@ -30,7 +32,9 @@ QString Program(const char* name)
 
 }  // namespace
 
-Cluster::Cluster(QString folder, const std::map<QString, QString>& accounts) : mFolder(std::move(folder))
+Cluster::Cluster(QString folder) : mFolder(std::move(folder)) {}
+
+Cluster::Cluster(QString folder, const std::map<QString, QString>& accounts) : Cluster(std::move(folder))
 {
     Start();
     for (const auto& [handle, password] : accounts) {
@@ -63,25 +67,56 @@ void Cluster::End(const QString& folder)
     if (down.WaitForEnd(kPatience) != 0) Fail(u"some of it runs on; see "_s + folder + u".log"_s);
 }
 
-void Cluster::Start()
+void Cluster::Start(const QStringList& parts)
 {
     QDir().mkpath(mFolder);
-    Child up(Program("up"), {mFolder}, {{u"ZEPHYLD"_s, Programs() + u"/zephyld"_s}}, mFolder + u".log"_s);
-    mRelays.clear();
-    for (int i = 0; i < kRelays; ++i) {
-        const QStringList words = QString::fromUtf8(up.ReadLine(kPatience)).simplified().split(u' ');
-        if (words.size() != 4) Fail(u"the cluster does not come up; see "_s + mFolder + u".log"_s);
-        mRelays.push_back({words[2], words[3]});
+    const auto relays = parts.isEmpty() ? kRelays : int(parts.filter(u"relay-"_s).size());
+    std::vector<Relay> ready;
+    const QStringList words = wrapper + QStringList{Program("up"), mFolder} + parts;
+    Child up(words.front(), words.mid(1), {{u"ZEPHYLD"_s, Programs() + u"/zephyld"_s}}, mFolder + u".log"_s);
+    for (int i = 0; i < relays; ++i) {
+        const QStringList said = QString::fromUtf8(up.ReadLine(kPatience)).simplified().split(u' ');
+        if (said.size() != 4) Fail(u"the cluster does not come up; see "_s + mFolder + u".log"_s);
+        ready.push_back({said[2], said[3]});
     }
     if (up.WaitForEnd(kPatience) != 0) Fail(u"the cluster does not come up; see "_s + mFolder + u".log"_s);
+    if (parts.isEmpty()) mRelays = std::move(ready);
 }
 
-void Cluster::Kill(const char* part) const
+// Whose number is used again by somebody else is another's process: only whoever runs it here is asked.
+pid_t Cluster::Pid(const QString& part) const
 {
-    QFile file(mFolder + u'/' + QLatin1String(part) + u"/pid"_s);
-    if (!file.open(QIODevice::ReadOnly)) Fail(u"nobody runs as "_s + QLatin1String(part));
-    const int pid = file.readAll().split(' ').first().toInt();
-    if (pid <= 1 || ::kill(pid, SIGKILL) != 0) Fail(u"cannot kill "_s + QLatin1String(part));
+    QFile file(mFolder + u'/' + part + u"/pid"_s);
+    const QList<QByteArray> words =
+        file.open(QIODevice::ReadOnly) ? file.readAll().simplified().split(' ') : QList<QByteArray>();
+    QFile stat(u"/proc/"_s + QString::fromLatin1(words.value(0)) + u"/stat"_s);
+    const QByteArray text =
+        words.size() == 2 && stat.open(QIODevice::ReadOnly) ? stat.readAll() : QByteArray();
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    constexpr int kBorn = 19;  // behind the name
+    const bool runs = fields.value(kBorn) == words.value(1) && fields[0] != "Z" && fields[0] != "X";
+    if (!runs) Fail(u"nobody runs as "_s + part);
+    return words[0].toInt();
+}
+
+bool Cluster::Runs(const QString& part) const
+{
+    try {
+        return Pid(part) > 0;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+void Cluster::Signal(const QString& part, int number) const
+{
+    if (::kill(Pid(part), number) != 0) Fail(u"cannot signal "_s + part);
+}
+
+void Cluster::Kill(const QString& part) const
+{
+    Signal(part, SIGKILL);
+    while (Runs(part)) std::this_thread::sleep_for(std::chrono::milliseconds(2));
 }
 
 }  // namespace stage

@@ -1,5 +1,7 @@
 #include "reliability/crowd.h"
 
+#include <algorithm>
+
 #include "contract/messenger_service.h"
 #include "messaging/record_kinds.h"
 #include "service/link/link_messenger.h"
@@ -13,6 +15,7 @@ namespace {
 const QString kRecord = u"[[ZUM_WB_PEN]]"_s;
 const QString kLine = u"line "_s;
 const QString kCode = u"ROOM01"_s;
+constexpr double kNotBack = 60'000;  // milliseconds
 
 int NumberOf(const QString& handle)
 {
@@ -69,12 +72,16 @@ bool WaitFor(const std::function<bool()>& enough, double seconds)
     return true;
 }
 
-Client::Client(const Daemon& daemon, int number)
-    : proxy(daemon.Port()),
+Client::Client(const Site& site, int number)
+    : proxy(site.Port()),
       mNumber(number),
       mHandle(u"c%1"_s.arg(number)),
-      mAttendee(u"127.0.0.1:%1"_s.arg(proxy.Port()), daemon.Fingerprint())
+      mAttendee(u"127.0.0.1:%1"_s.arg(proxy.Port()), site.Fingerprint())
 {
+    // Not all of them at the same one.
+    std::vector<std::uint16_t> doors = site.Doors();
+    std::rotate(doors.begin(), doors.begin() + number % std::ptrdiff_t(doors.size()), doors.end());
+    proxy.SetTargets(std::move(doors));
     mAttendee.watcher = this;
     mThread = std::thread([this] {
         while (!mStop) {
@@ -195,11 +202,11 @@ void Client::LinkChanged(const LinkState& state)
     states.push_back({state, Clock::now()});
 }
 
-Crowd Gather(const Daemon& daemon, int count, const std::function<void(Client&)>& prepare)
+Crowd Gather(const Site& site, int count, const std::function<void(Client&)>& prepare)
 {
     Crowd crowd;
     for (int i = 0; i < count; ++i) {
-        crowd.push_back(std::make_unique<Client>(daemon, i));
+        crowd.push_back(std::make_unique<Client>(site, i));
         if (prepare) prepare(*crowd.back());
         crowd.back()->Enter(kCode, i == 0);
     }
@@ -215,9 +222,9 @@ void SetLoad(const Crowd& crowd, const Load& load)
     for (auto& one : crowd) one->SetLoad(load);
 }
 
-void Follow(const Crowd& crowd, const Daemon& daemon)
+void Follow(const Crowd& crowd, const Site& site)
 {
-    for (auto& one : crowd) one->proxy.SetTarget(daemon.Port());
+    for (auto& one : crowd) one->proxy.SetTargets(site.Doors());
 }
 
 bool AtRest(const Crowd& crowd, double seconds)
@@ -233,6 +240,32 @@ bool AtRest(const Crowd& crowd, double seconds)
             return true;
         },
         seconds);
+}
+
+double UntilBack(Client& client, const Crowd& crowd)
+{
+    const Time begun = Clock::now();
+    std::uint64_t sent = 0;
+    for (const auto& one : crowd) sent += one.get() == &client ? 0 : one->sentCount.load();
+    const LinkStats own = client.Stats();
+    const bool back = WaitFor(
+        [&] {
+            if (client.appliedCount < sent) return false;
+            const LinkStats now = client.Stats();
+            return now.acceptedTalk >= own.numberTalk && now.acceptedBoard >= own.numberBoard;
+        },
+        kNotBack / 1000);
+    return back ? Since(begun) : kNotBack;
+}
+
+double UntilAllBack(const Crowd& crowd)
+{
+    std::vector<std::future<double>> waits;
+    for (const auto& one : crowd)
+        waits.push_back(std::async(std::launch::async, [&] { return UntilBack(*one, crowd); }));
+    double slowest = 0;
+    for (auto& wait : waits) slowest = std::max(slowest, wait.get());
+    return slowest;
 }
 
 }  // namespace reliability

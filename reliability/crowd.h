@@ -11,6 +11,7 @@
 #include "reliability/daemon.h"
 #include "reliability/fault_proxy.h"
 #include "reliability/linked_attendee.h"
+#include "reliability/site.h"
 #include "service/link/link_stats.h"
 
 namespace reliability {
@@ -57,7 +58,7 @@ struct Load {
 
 class Client final : private MessengerEvents {
 public:
-    Client(const Daemon& daemon, int number);
+    Client(const Site& site, int number);
     ~Client() override;
 
     /// Logged in and in the meeting; throws std::runtime_error when refused.
@@ -132,12 +133,17 @@ using Crowd = std::vector<std::unique_ptr<Client>>;
 
 /// `count` clients in one meeting that the first one makes; everybody holds everybody. `prepare` sees each
 /// before it connects.
-Crowd Gather(const Daemon& daemon, int count, const std::function<void(Client&)>& prepare = {});
+Crowd Gather(const Site& site, int count, const std::function<void(Client&)>& prepare = {});
 void SetLoad(const Crowd& crowd, const Load& load);
-/// New connections go to where the daemon listens now.
-void Follow(const Crowd& crowd, const Daemon& daemon);
+/// New connections go to where it listens now.
+void Follow(const Crowd& crowd, const Site& site);
 /// Everything sent has been applied by everybody else, and every outbox is empty.
 bool AtRest(const Crowd& crowd, double seconds = 60);
+/// Milliseconds until the client has what the others had sent by now, and the log has what it had sent
+/// itself; 60,000: it has not.
+double UntilBack(Client& client, const Crowd& crowd);
+/// The same until everybody has.
+double UntilAllBack(const Crowd& crowd);
 /// Until `enough` holds; looks every few milliseconds.
 bool WaitFor(const std::function<bool()>& enough, double seconds);
 void Sleep(double milliseconds);

@@ -72,9 +72,9 @@ long Daemon::ResidentKiB() const
     return resident * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
-int Daemon::Descriptors() const
+int DescriptorsOf(pid_t process)
 {
-    DIR* const folder = ::opendir(("/proc/" + std::to_string(Pid()) + "/fd").c_str());
+    DIR* const folder = ::opendir(("/proc/" + std::to_string(process) + "/fd").c_str());
     if (!folder) return -1;
     int count = -2;  // the two dots
     while (::readdir(folder)) ++count;
@@ -88,9 +88,9 @@ int Daemon::Logged(const QByteArray& words) const
     return file.open(QIODevice::ReadOnly) ? int(file.readAll().count(words)) : 0;
 }
 
-double Daemon::ProcessorSeconds() const
+double ProcessorSecondsOf(pid_t process)
 {
-    std::ifstream in("/proc/" + std::to_string(Pid()) + "/stat");
+    std::ifstream in("/proc/" + std::to_string(process) + "/stat");
     std::string text;
     std::getline(in, text);
     std::istringstream fields(text.substr(text.rfind(')') + 2));  // the third field on

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "demo/stage.h"
+#include "reliability/site.h"
 #include "service/relay/door/passwords.h"
 
 namespace reliability {
@@ -15,7 +16,11 @@ using Time = Clock::time_point;
 /// Milliseconds since `since`.
 double Since(Time since);
 
-class Daemon {
+/// Of a process; -1: it is not there.
+int DescriptorsOf(pid_t process);
+double ProcessorSecondsOf(pid_t process);
+
+class Daemon final : public Site {
 public:
     /// Accounts "c0" to "c<accounts - 1>" with the password "secret". `config`: lines of its configuration.
     /// `cost`: of checking their passwords; cheap, because logins are seldom what is measured.
@@ -27,17 +32,16 @@ public:
     int End(int signal, int seconds = 30);
     void Signal(int signal) { mChild->Signal(signal); }
 
-    std::uint16_t Port() const { return mPort; }
-    const std::string& Fingerprint() const { return mFingerprint; }
+    std::vector<std::uint16_t> Doors() const override { return {mPort}; }
+    std::uint16_t Port() const override { return mPort; }
+    const std::string& Fingerprint() const override { return mFingerprint; }
     QString Address() const;
     QString Data() const { return mFolder / "data"; }
     const stage::Folder& Folder() const { return mFolder; }
     pid_t Pid() const { return mChild->Pid(); }
     long ResidentKiB() const;
-    int Descriptors() const;
-    double ProcessorSeconds() const;
-    /// How many lines of its log hold these words.
-    int Logged(const QByteArray& words) const;
+    int Descriptors() const { return DescriptorsOf(Pid()); }
+    int Logged(const QByteArray& words) const override;
 
     /// Put in front of the program's own words at the next start.
     QStringList wrapper;

@@ -54,7 +54,7 @@ FaultProxy::FaultProxy(std::uint16_t target, const std::string& at)
     : mAcceptor(mIo, at.empty() ? tcp::endpoint(asio::ip::address_v4::loopback(), 0)
                                 : tcp::endpoint(asio::ip::make_address(at), target)),
       mPort(mAcceptor.local_endpoint().port()),
-      mTarget(target)
+      mTargets{target}
 {
     asio::co_spawn(mIo, Accept(), asio::detached);
     mThread = std::thread([this] { mIo.run(); });
@@ -77,9 +77,9 @@ void FaultProxy::OnThread(Work work)
     done.get_future().wait();
 }
 
-void FaultProxy::SetTarget(std::uint16_t target)
+void FaultProxy::SetTargets(std::vector<std::uint16_t> targets)
 {
-    OnThread([&] { mTarget = target; });
+    OnThread([&] { mTargets = std::move(targets); });
 }
 
 void FaultProxy::CutAfter(std::size_t bytes, Way way, End how)
@@ -192,7 +192,8 @@ asio::awaitable<void> FaultProxy::Accept()
         const std::optional<std::size_t> once = std::exchange(mSilenceOne, std::nullopt);
         pair->silentIn = mSilence ? mSilence : once;
         if (!mBlocked && !mBlackHole && !pair->Silent())
-            pair->relay.connect({asio::ip::address_v4::loopback(), mTarget}, refused);
+            pair->relay.connect({asio::ip::address_v4::loopback(), mTargets[mTurn++ % mTargets.size()]},
+                                refused);
         if (mBlocked || refused) {
             pair->Close(End::Reset);
             continue;

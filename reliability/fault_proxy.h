@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 class FaultProxy {
 public:
@@ -28,7 +29,9 @@ public:
 
     std::uint16_t Port() const { return mPort; }
     /// Where new connections go from now on.
-    void SetTarget(std::uint16_t target);
+    void SetTarget(std::uint16_t target) { SetTargets({target}); }
+    /// The same, by turns.
+    void SetTargets(std::vector<std::uint16_t> targets);
     /// Ends every connection there is.
     void Cut(End how = End::Reset);
     /// The next connection ends behind so many bytes of that way; 0: it does not.
@@ -87,7 +90,9 @@ private:
     boost::asio::io_context mIo;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> mWork{mIo.get_executor()};
     boost::asio::ip::tcp::acceptor mAcceptor;
-    std::uint16_t mPort, mTarget;
+    std::uint16_t mPort;
+    std::vector<std::uint16_t> mTargets;
+    std::size_t mTurn = 0;
     bool mBlocked = false, mBlackHole = false, mRecords = false;
     std::optional<std::size_t> mSilence, mSilenceOne;
     std::uint64_t mConnections = 0, mCuts = 0;

@@ -15,6 +15,7 @@ struct Run {
     bool full = false;  // the long form
     std::uint64_t seed = 0;
     std::mt19937_64 random;
+    bool cluster = false;  // on three relays
 
     /// One value for the short form, one for the long.
     template <class T>
@@ -50,9 +51,11 @@ struct Goal {
     const char* id;
     const char* what;
     std::function<void(Run&, Outcome&)> run;
+    enum class On { One, OneOrThree, Three } on = On::One;
 };
 
 std::vector<Goal> CutGoals();       // R1, R2, R3
+std::vector<Goal> ClusterGoals();   // relays, nats, database, pairs, stops, mixed
 std::vector<Goal> SlowGoals();      // R4, R5, R6
 std::vector<Goal> KillGoals();      // R7, R8, R9, R12
 std::vector<Goal> SizeGoals();      // R13, newcomer, uplink

@@ -10,6 +10,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <map>
 
+#include "reliability/cluster.h"
 #include "reliability/judge.h"
 
 using namespace Qt::StringLiterals;
@@ -19,17 +20,20 @@ namespace {
 
 // --- nothing left --------------------------------------------------------------------------------------
 
-/// A data folder on a small volume that only the daemon's side of the machine sees.
-class SmallVolume {
+/// Folders that are a small volume each, which only who is started inside sees.
+class SmallVolumes {
 public:
-    SmallVolume(const Daemon& daemon, int mebibytes)
-        : mData(daemon.Data()),
-          mHolder(u"unshare"_s,
-                  {u"-Urm"_s, u"sh"_s, u"-c"_s,
-                   u"cp -a \"$0\" \"$0.kept\" && mount -t tmpfs -o size=%1m,mode=0700 none \"$0\" && "
-                   "cp -a \"$0.kept/.\" \"$0\" && echo mounted && exec sleep 3600"_s.arg(mebibytes),
-                   mData},
-                  {}, daemon.Folder() / "volume.log")
+    SmallVolumes(const QStringList& folders, int mebibytes, const QString& log)
+        : mFolders(folders),
+          mHolder(
+              u"unshare"_s,
+              QStringList{u"-Urm"_s, u"sh"_s, u"-c"_s,
+                          u"for each do cp -a \"$each\" \"$each.kept\" && mount -t tmpfs -o "
+                          "size=%1m,mode=0700 none \"$each\" && cp -a \"$each.kept/.\" \"$each\" || exit; "
+                          "done; echo mounted; exec sleep 3600"_s.arg(mebibytes),
+                          u"sh"_s} +
+                  folders,
+              {}, log)
     {
         if (mHolder.ReadLine(10) != "mounted") throw std::runtime_error("no volume");
     }
@@ -40,16 +44,24 @@ public:
     }
     void Fill()
     {
-        QFile file(Filler());
-        if (!file.open(QIODevice::Append | QIODevice::Unbuffered)) throw std::runtime_error("no filler");
-        for (const qsizetype bytes : {1 << 20, 4096, 1})
-            while (file.write(QByteArray(bytes, 'x')) == bytes) continue;
+        for (const QString& folder : mFolders) {
+            QFile file(Filler(folder));
+            if (!file.open(QIODevice::Append | QIODevice::Unbuffered)) throw std::runtime_error("no filler");
+            for (const qsizetype bytes : {1 << 20, 4096, 1})
+                while (file.write(QByteArray(bytes, 'x')) == bytes) continue;
+        }
     }
-    void Free() { QFile::remove(Filler()); }
+    void Free()
+    {
+        for (const QString& folder : mFolders) QFile::remove(Filler(folder));
+    }
 
 private:
-    QString Filler() const { return u"/proc/%1/root%2/filler"_s.arg(mHolder.Pid()).arg(mData); }
-    const QString mData;
+    QString Filler(const QString& folder) const
+    {
+        return u"/proc/%1/root%2/filler"_s.arg(mHolder.Pid()).arg(folder);
+    }
+    const QStringList mFolders;
     stage::Child mHolder;
 };
 
@@ -97,17 +109,17 @@ bool AllApplied(const Crowd& crowd, double seconds)
 }
 
 /// Processor time of the service in two quiet seconds, as a share of one core.
-double IdleShare(const Daemon& daemon)
+double IdleShare(pid_t service)
 {
-    const double before = daemon.ProcessorSeconds();
+    const double before = ProcessorSecondsOf(service);
     Sleep(2000);
-    return (daemon.ProcessorSeconds() - before) / 2;
+    return (ProcessorSecondsOf(service) - before) / 2;
 }
 
 /// Each record of everybody once.
-void NewcomerGetsTheBoard(Outcome& outcome, const Daemon& daemon, const Crowd& crowd)
+void NewcomerGetsTheBoard(Outcome& outcome, const Site& site, const Crowd& crowd)
 {
-    Client newcomer(daemon, 3);
+    Client newcomer(site, 3);
     newcomer.Enter(u"ROOM01"_s, false);
     std::map<std::pair<int, std::uint32_t>, int> missing;
     for (auto& one : crowd)
@@ -120,7 +132,7 @@ void NewcomerGetsTheBoard(Outcome& outcome, const Daemon& daemon, const Crowd& c
     outcome.Must(wrong == 0, u"%1 of %2 records are lost or twice at a newcomer"_s.arg(wrong).arg(board));
 }
 
-void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolume& volume)
+void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolumes& volume)
 {
     Crowd crowd = Gather(daemon, 3);
     SendMuch(crowd, 10, 2000);
@@ -149,7 +161,7 @@ void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolume& volume)
     }
     outcome.Must(added < 40, u"accounts are added to a full volume"_s);
     outcome.Must(!said.isEmpty(), u"an account is refused without a word"_s);
-    const double idle = IdleShare(daemon);
+    const double idle = IdleShare(daemon.Pid());
     volume.Free();
     // Until then a kill may lose what was said meanwhile, and everybody knows it.
     outcome.Must(told("saves this meeting again"),
@@ -172,26 +184,27 @@ void FullVolume(Run& run, Outcome& outcome, Daemon& daemon, SmallVolume& volume)
     outcome.Must(idle < 0.2, u"it spins"_s);
 }
 
-void FewDescriptors(Outcome& outcome, Daemon& daemon)
+/// Of the one process that listens there.
+void FewDescriptors(Outcome& outcome, const Site& site, pid_t service, std::uint16_t port)
 {
-    Crowd crowd = Gather(daemon, 3);
+    Crowd crowd = Gather(site, 3);
     rlimit before{}, few{};
-    prlimit(daemon.Pid(), RLIMIT_NOFILE, nullptr, &before);
+    prlimit(service, RLIMIT_NOFILE, nullptr, &before);
     few = before;
-    few.rlim_cur = rlim_t(daemon.Descriptors() + 2);
-    prlimit(daemon.Pid(), RLIMIT_NOFILE, &few, nullptr);
+    few.rlim_cur = rlim_t(DescriptorsOf(service) + 2);
+    prlimit(service, RLIMIT_NOFILE, &few, nullptr);
     boost::asio::io_context io;
     std::vector<boost::asio::ip::tcp::socket> idle;
     for (int i = 0; i < 8; ++i) {
         idle.emplace_back(io);
-        idle.back().connect({boost::asio::ip::address_v4::loopback(), daemon.Port()});
+        idle.back().connect({boost::asio::ip::address_v4::loopback(), port});
     }
     SendMuch(crowd, 10, 2000);
     outcome.Must(AllApplied(crowd, 60), u"without descriptors the meeting does not go on"_s);
-    const double share = IdleShare(daemon);
+    const double share = IdleShare(service);
     idle.clear();
-    prlimit(daemon.Pid(), RLIMIT_NOFILE, &before, nullptr);
-    Client late(daemon, 3);
+    prlimit(service, RLIMIT_NOFILE, &before, nullptr);
+    Client late(site, 3);
     late.Enter(u"ROOM01"_s, false);
     outcome.Must(AtRest(crowd), u"it does not come to rest"_s);
     Demand(outcome, JudgeAll(crowd));
@@ -200,17 +213,72 @@ void FewDescriptors(Outcome& outcome, Daemon& daemon)
     outcome.Must(share < 0.2, u"it spins without descriptors"_s);
 }
 
-void NothingLeft(Run& run, Outcome& outcome)
+/// All three nats-servers have no room, and are killed and started anew once there is: they do not go on by
+/// themselves, and do not end when they are asked to.
+void FullServers(Outcome& outcome, Cluster& cluster)
+{
+    const QStringList servers{u"nats-1"_s, u"nats-2"_s, u"nats-3"_s};
+    stage::Cluster& parts = cluster.Parts();
+    QStringList folders;
+    for (const QString& server : servers) {
+        parts.Kill(server);
+        folders += parts.Path() + u'/' + server + u"/data"_s;
+    }
+    std::unique_ptr<SmallVolumes> volumes;
+    try {
+        volumes = std::make_unique<SmallVolumes>(folders, 96, parts.Path() + u"/volumes.log"_s);
+    } catch (const std::exception&) {
+        outcome.cannot = u"this machine lets nobody mount a small volume"_s;
+        return;
+    }
+    parts.wrapper = volumes->Inside();
+    parts.Start(servers);
+    Crowd crowd = Gather(cluster, 3);
+    SendMuch(crowd, 10, 2000);
+    outcome.Must(AtRest(crowd), u"it does not come to rest before"_s);
+    volumes->Fill();
+    SendMuch(crowd, 32, 170'000, 40'000);
+    Sleep(5000);
+    const double idle = IdleShare(parts.Pid(u"relay-1"_s));
+    volumes->Free();
+    for (const QString& server : servers) parts.Kill(server);
+    parts.Start(servers);
+    const Time room = Clock::now();
+    outcome.Must(AtRest(crowd, 120), u"it does not come to rest"_s);
+    outcome.Figure(
+        u"the nats-servers' volumes full: the meeting waited, and was at rest %1 after they were "
+        "started anew with room; a relay idle at %2 % of a core"_s.arg(Milliseconds(Since(room)))
+            .arg(idle * 100, 0, 'f', 1));
+    Demand(outcome, JudgeAll(crowd));
+    NewcomerGetsTheBoard(outcome, cluster, crowd);
+    outcome.Must(idle < 0.2, u"it spins"_s);
+}
+
+void NothingLeftForThree(Outcome& outcome)
 {
     {
+        Cluster cluster(4);
+        cluster.SetFronts(false);
+        FewDescriptors(outcome, cluster, cluster.Parts().Pid(u"relay-1"_s), cluster.PortOf(u"relay_1"_s));
+    }
+    Cluster cluster(4);
+    cluster.SetFronts(false);
+    FullServers(outcome, cluster);
+}
+
+void NothingLeft(Run& run, Outcome& outcome)
+{
+    if (run.cluster) return NothingLeftForThree(outcome);
+    {
         Daemon daemon(4);
-        FewDescriptors(outcome, daemon);
+        FewDescriptors(outcome, daemon, daemon.Pid(), daemon.Port());
     }
     Daemon daemon(4);
     daemon.End(SIGTERM);
-    std::unique_ptr<SmallVolume> volume;
+    std::unique_ptr<SmallVolumes> volume;
     try {
-        volume = std::make_unique<SmallVolume>(daemon, 48);
+        volume =
+            std::make_unique<SmallVolumes>(QStringList{daemon.Data()}, 48, daemon.Folder() / "volume.log");
     } catch (const std::exception&) {
         outcome.cannot = u"this machine lets nobody mount a small volume"_s;
         return;
@@ -399,7 +467,7 @@ void Soak(Run& run, Outcome& outcome)
 std::vector<Goal> MachineGoals()
 {
     return {{"R14", "a soak with clients coming and going, one in twenty cut each second", Soak},
-            {"R16", "data volume full; no descriptors left", NothingLeft}};
+            {"R16", "data volume full; no descriptors left", NothingLeft, Goal::On::OneOrThree}};
 }
 
 }  // namespace reliability

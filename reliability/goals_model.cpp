@@ -11,6 +11,7 @@
 #include "messaging/record_kinds.h"
 #include "model/operations.h"
 #include "model/witness.h"
+#include "reliability/cluster.h"
 #include "reliability/judge.h"
 #include "reliability/paper.h"
 #include "service/link/link_messenger.h"
@@ -58,22 +59,22 @@ std::uint64_t FromEnvironment(const char* name, std::uint64_t otherwise)
     return value ? std::strtoull(value, nullptr, 10) : otherwise;
 }
 
-/// Where the daemon listens now; it is killed and started again behind the players' backs.
+/// Where the service listens now; it is killed and started again behind the players' backs.
 class Address {
 public:
-    explicit Address(std::uint16_t port) : mPort(port) {}
-    std::uint16_t Port() const { return mPort; }
+    explicit Address(std::vector<std::uint16_t> doors) : mDoors(std::move(doors)) {}
     /// All proxies lead there from now on: whoever waits in a call cannot turn them round.
-    void Set(std::uint16_t port)
+    void Set(std::vector<std::uint16_t> doors)
     {
         const std::lock_guard lock(mMutex);
-        mPort = port;
-        for (FaultProxy* proxy : mProxies) proxy->SetTarget(port);
+        mDoors = std::move(doors);
+        for (FaultProxy* proxy : mProxies) proxy->SetTargets(mDoors);
     }
     void Add(FaultProxy& proxy)
     {
         const std::lock_guard lock(mMutex);
-        proxy.SetTarget(mPort);
+        std::rotate(mDoors.begin(), mDoors.begin() + 1, mDoors.end());
+        proxy.SetTargets(mDoors);
         mProxies.insert(&proxy);
     }
     void Remove(FaultProxy& proxy)
@@ -84,7 +85,7 @@ public:
 
 private:
     std::mutex mMutex;
-    std::atomic<std::uint16_t> mPort;
+    std::vector<std::uint16_t> mDoors;
     std::set<FaultProxy*> mProxies;
 };
 
@@ -92,12 +93,7 @@ private:
 class Player final : private MessengerEvents {
 public:
     Player(int self, QString handle, Address& address, const std::string& key, model::Witness& witness)
-        : mSelf(self),
-          mHandle(std::move(handle)),
-          mAddress(address),
-          mKey(key),
-          mWitness(witness),
-          mProxy(address.Port())
+        : mSelf(self), mHandle(std::move(handle)), mAddress(address), mKey(key), mWitness(witness), mProxy(0)
     {
         mAddress.Add(mProxy);
     }
@@ -519,6 +515,20 @@ private:
     bool mMade = false;  // the meeting
 };
 
+/// The service, or one of its relays.
+void KillAndStart(Run& run, Site& site)
+{
+    if (auto* const cluster = dynamic_cast<Cluster*>(&site)) {
+        const QString relay = u"relay-%1"_s.arg(1 + run.Below(Cluster::kEach));
+        cluster->Parts().Kill(relay);
+        Sleep(double(run.Below(2000)));
+        return cluster->Parts().Start({relay});
+    }
+    auto& daemon = dynamic_cast<Daemon&>(site);
+    daemon.End(SIGKILL);
+    daemon.Start();
+}
+
 void RandomOperations(Run& run, Outcome& outcome)
 {
     // As with the model's own test: QUORVIA_MODEL_FIRST and QUORVIA_MODEL_SEEDS choose other sequences.
@@ -526,9 +536,9 @@ void RandomOperations(Run& run, Outcome& outcome)
     const std::uint64_t first = FromEnvironment("QUORVIA_MODEL_FIRST", 1);
     const std::uint64_t wanted = FromEnvironment("QUORVIA_MODEL_SEEDS", run.Form<std::uint64_t>(12, 10'000));
     const double seconds = run.Form(60, 3400);
-    Daemon daemon(3 * lanes,
-                  u"grace_seconds = 1\nkeep_empty_seconds = 120\nconnections_per_address = 1000\n"_s);
-    Address address(daemon.Port());
+    const auto site = OpenSite(
+        run, 3 * lanes, u"grace_seconds = 1\nkeep_empty_seconds = 120\nconnections_per_address = 1000\n"_s);
+    Address address(site->Doors());
     std::atomic<std::uint64_t> next{first}, done{0}, takenBack{0};
     std::mutex mutex;
     QStringList faults;
@@ -539,7 +549,7 @@ void RandomOperations(Run& run, Outcome& outcome)
             while (Since(begun) < seconds * 1000) {
                 const std::uint64_t seed = next++;
                 if (seed >= first + wanted) return;
-                Game game(address, daemon.Fingerprint(), lane, seed);
+                Game game(address, site->Fingerprint(), lane, seed);
                 const std::string fault = game.Play(seed);
                 takenBack += std::uint64_t(game.TakenBack());
                 ++done;
@@ -553,9 +563,8 @@ void RandomOperations(Run& run, Outcome& outcome)
     int kills = 0;
     while (done < wanted && Since(begun) < seconds * 1000) {
         Sleep(double(2000 + run.Below(3000)));
-        daemon.End(SIGKILL);
-        daemon.Start();
-        address.Set(daemon.Port());
+        KillAndStart(run, *site);
+        address.Set(site->Doors());
         ++kills;
     }
     for (std::jthread& thread : threads) thread.join();
@@ -576,7 +585,7 @@ std::vector<Goal> ModelGoals()
 {
     return {{"F4",
              "random operations of two real clients, as the model plays them; boards and histories equal",
-             RandomOperations}};
+             RandomOperations, Goal::On::OneOrThree}};
 }
 
 }  // namespace reliability

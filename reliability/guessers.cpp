@@ -62,12 +62,12 @@ private:
 
 class Guesser {
 public:
-    Guesser(asio::io_context& io, std::shared_ptr<const TlsContext> tls, std::uint16_t port,
+    Guesser(asio::io_context& io, std::shared_ptr<const TlsContext> tls, std::vector<std::uint16_t> doors,
             std::string account, int number, std::chrono::milliseconds patience, const GuessedWord& word,
             Guesses& guesses)
         : mIo(io),
           mTls(std::move(tls)),
-          mPort(port),
+          mDoors(std::move(doors)),
           mAccount(std::move(account)),
           mNumber(number),
           mPatience(patience),
@@ -94,7 +94,8 @@ private:
     asio::awaitable<void> Connect()
     {
         tcp::socket socket(mIo, {asio::ip::make_address(Address(mNumber)), 0});
-        co_await socket.async_connect({asio::ip::address_v4::loopback(), mPort}, asio::use_awaitable);
+        co_await socket.async_connect({asio::ip::address_v4::loopback(), mDoors[mTurn++ % mDoors.size()]},
+                                      asio::use_awaitable);
         mLine = std::make_unique<Line>(std::move(socket), mTls);
         co_await mLine->Greet();
     }
@@ -113,9 +114,10 @@ private:
 
     asio::io_context& mIo;
     const std::shared_ptr<const TlsContext> mTls;
-    const std::uint16_t mPort;
+    const std::vector<std::uint16_t> mDoors;
     const std::string mAccount;
     const int mNumber;
+    std::size_t mTurn = std::size_t(mNumber);
     const std::chrono::milliseconds mPatience;
     const GuessedWord& mWord;
     Guesses& mGuesses;
@@ -129,7 +131,7 @@ std::string Address(int number)
     return "127.1." + std::to_string(number / 200) + "." + std::to_string(1 + number % 200);
 }
 
-Guesses GuessPasswords(const Daemon& daemon, const std::string& account, int addresses, int tries,
+Guesses GuessPasswords(const Site& site, const std::string& account, int addresses, int tries,
                        std::chrono::milliseconds patience, const GuessedWord& word)
 {
     asio::io_context io(1);
@@ -139,7 +141,7 @@ Guesses GuessPasswords(const Daemon& daemon, const std::string& account, int add
     for (int i = 0; i < addresses; ++i) {
         const auto pause = i % 2 ? patience : std::chrono::milliseconds(0);
         guessers.push_back(
-            std::make_unique<Guesser>(io, tls, daemon.Port(), account, i, pause, word, guesses));
+            std::make_unique<Guesser>(io, tls, site.Doors(), account, i, pause, word, guesses));
         asio::co_spawn(io, guessers.back()->Run(tries), asio::detached);
     }
     io.run();

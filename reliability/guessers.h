@@ -2,10 +2,11 @@
 // Who guesses passwords, from many addresses at once. One thread has them all, so that the machine is the
 // service's and not theirs.
 
+#include <chrono>
 #include <functional>
 #include <string>
 
-#include "reliability/daemon.h"
+#include "reliability/site.h"
 
 namespace reliability {
 
@@ -24,7 +25,7 @@ struct Guesses {
 /// the guesser with this number guesses then.
 using GuessedWord = std::function<std::string(int guesser, int guess)>;
 Guesses GuessPasswords(
-    const Daemon& daemon, const std::string& account, int addresses, int tries,
+    const Site& site, const std::string& account, int addresses, int tries,
     std::chrono::milliseconds patience,
     const GuessedWord& word = [](int, int guess) { return "guess " + std::to_string(guess); });
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
@@ -351,6 +352,24 @@ void Directory::SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<M
         else
             meeting->PostEndSeat(session, BYE_TAKEN_OVER, session->handle + " has logged in elsewhere");
     });
+    if (mServices.accounts.Shared())
+        asio::co_spawn(mStrand, HoldAgainstAccounts(std::move(session)), asio::detached);
+}
+
+// A store that is away says nothing against anybody; when it is back, all who are there are held against it.
+asio::awaitable<void> Directory::HoldAgainstAccounts(std::shared_ptr<Session> session)
+{
+    SharedCounts& shared = *mServices.accounts.Shared();
+    const std::uint64_t looked = LookNow();
+    std::optional<Account> account;
+    try {
+        co_await Beside([&shared](std::function<void()> work) { shared.Run(std::move(work)); },
+                        [&] { account = mServices.accounts.Find(session->handle); });
+    } catch (const AccountError& error) {
+        mServices.log.warn("{}: {}", mServices.names.User(session->handle), error.what());
+        co_return;
+    }
+    co_await DoAccountChanged(session->key, std::move(account), kRemoved, BYE_KICKED, looked);
 }
 
 void Directory::SeatEnded(std::shared_ptr<Session> session)

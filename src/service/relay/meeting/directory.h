@@ -123,6 +123,7 @@ private:
     };
     void ClientResumed(std::shared_ptr<Session> session, std::shared_ptr<Client> client) override;
     void SeatRestored(std::shared_ptr<Session> session, std::shared_ptr<Meeting> meeting) override;
+    boost::asio::awaitable<void> HoldAgainstAccounts(std::shared_ptr<Session> session);
     void SeatEnded(std::shared_ptr<Session> session) override;
     void MeetingEmpty(std::shared_ptr<Meeting> meeting) override;
 

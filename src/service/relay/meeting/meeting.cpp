@@ -131,7 +131,7 @@ bool Meeting::Enter(const std::shared_ptr<Client>& client, std::shared_ptr<Meeti
         seat->BeginAt({ends.talk, mLog->State(CHANNEL_BOARD).begin}, ends);
     Attach(*seat, client);
     Header header = EnteredAnswer(enter, RESULT_OK);
-    SendPlace(*seat, header, *header.mutable_entered()->mutable_place());
+    SendPlace(*seat, header, *header.mutable_entered()->mutable_place(), {});
     mServices.log.info("{} in meeting {} at seat {}", mServices.names.User(session->handle), LogName(),
                        seat->number);
     return true;
@@ -153,7 +153,7 @@ bool Meeting::Resume(const std::shared_ptr<Client>& client, const zephyl::Resume
     mKeeper.ClientResumed(seat.session, client);
     Attach(seat, client);
     Header header = ResumedAnswer(resume, RESULT_OK);
-    SendPlace(seat, header, *header.mutable_resumed()->mutable_place());
+    SendPlace(seat, header, *header.mutable_resumed()->mutable_place(), resume.token());
     return true;
 }
 
@@ -185,13 +185,13 @@ std::uint64_t Meeting::WallClockMs()
         std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(now).count()));
 }
 
-void Meeting::SendPlace(Seat& seat, Header& header, Place& place)
+void Meeting::SendPlace(Seat& seat, Header& header, Place& place, const std::string& shown)
 {
     const ChannelState board = mLog->State(CHANNEL_BOARD);
     const Sequences read = seat.ReadUpTo();
     place.set_meeting(mHead.id);
     place.set_seat(seat.number);
-    place.set_token(seat.NewToken());
+    place.set_token(seat.NewToken(shown));
     place.mutable_position()->set_talk(read.talk);
     place.mutable_position()->set_board(read.board);
     place.set_board_bytes(read.board <= board.begin ? mLog->BoardBytes() : 0);

@@ -114,7 +114,8 @@ private:
     void Gone(const SeatPtr& seat);
     void EndByTime(const SeatPtr& seat);
     Header LetIn(Seat& seat, const Client& client, const zephyl::LetIn& asked);
-    void SendPlace(Seat& seat, Header& header, Place& place);
+    /// `shown`: the token that it came with.
+    void SendPlace(Seat& seat, Header& header, Place& place, const std::string& shown);
     void Announce(const Seat& seat, int status);
 
     // items

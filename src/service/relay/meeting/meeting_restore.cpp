@@ -130,17 +130,13 @@ void Meeting::Restore(const LogItem& item)
     have = std::max(have, item.number);
 }
 
-// A store that is away says nothing against anybody; when it is back, all who are there are held against it.
+// A database may be slow or away, and the meetings of a relay that is gone come all at once: nothing of this
+// relay's may stand still for that. The directory holds their people against it afterwards.
 bool Meeting::StillTheirs(const SeatEntry& entry) const
 {
-    try {
-        const std::optional<Account> account = mServices.accounts.Find(entry.handle);
-        return account && account->permitted && account->generation == entry.generation;
-    } catch (const AccountError& error) {
-        if (!mServices.accounts.Shared()) throw;
-        mServices.log.warn("meeting {}: {}", LogName(), error.what());
-        return true;
-    }
+    if (mServices.accounts.Shared()) return true;
+    const std::optional<Account> account = mServices.accounts.Find(entry.handle);
+    return account && account->permitted && account->generation == entry.generation;
 }
 
 // Fresh grace: nobody could come back while there was no service. One whose account has changed is dropped.

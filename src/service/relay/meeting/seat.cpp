@@ -97,10 +97,10 @@ void Seat::OnRead(const zephyl::Read& read, Clock::time_point now)
     live.OnRead(read.live_bytes(), now);
 }
 
-std::string Seat::NewToken()
+std::string Seat::NewToken(const std::string& shown)
 {
     std::string token = RandomBytes(kTokenBytes);
-    tokenHashes[1] = std::move(tokenHashes[0]);
+    tokenHashes[1] = shown.empty() ? std::move(tokenHashes[0]) : HashOf(shown);
     tokenHashes[0] = HashOf(token);
     return token;
 }

@@ -77,9 +77,9 @@ public:
         return (item.channel == CHANNEL_TALK ? mTalk : mBoard).Concerns(item);
     }
 
-    /// Draws a new token for Resume. The one before it stays good until the first frame on the new
-    /// connection.
-    std::string NewToken();
+    /// Draws a new token for Resume. The one that the client has `shown`, or else the one before, stays good
+    /// until the first frame on the new connection, however many answers are lost until then.
+    std::string NewToken(const std::string& shown);
     bool TokenFits(const std::string& token) const;
     void TokenArrived() { tokenHashes[1].clear(); }
     SeatEntry Entry() const;
