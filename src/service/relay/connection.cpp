@@ -525,7 +525,7 @@ void Connection::OnTick(Clock::time_point now)
     if (mEnding && now - mSince > kGoodbye)
         return Drop(mRoad->Backlog() > 0 ? "the last bytes did not leave" : "it has ended");
     if (mEnding) return;
-    if (mStanding != Standing::LoggedIn && !mAsking && now - mSince > times.beforeLogin)
+    if (mStanding != Standing::LoggedIn && !mAsking && !mAtDesk && now - mSince > times.beforeLogin)
         return Drop("no login");
     if (mWaitingToWrite && now - mBusySince > times.stuckAfter) return Drop("takes nothing");
     const Clock::time_point heard = std::max(mHeard, mRoad->Heard());

@@ -162,7 +162,8 @@ private:
     Standing mStanding = Standing::New;
     bool mWaitingToWrite = false;
     bool mUnread = false;  // over its budget
-    bool mAsking = false;  // a password is mailed, which is not the client's time
+    // A password is mailed, or checked: that is not the client's time.
+    bool mAsking = false, mAtDesk = false;
     bool mEnding = false;
     bool mClosed = false;
     std::size_t mBeforeLogin = 0;

@@ -55,6 +55,18 @@ asio::awaitable<LoginVerdict> Ask(LoginDesk& desk, const Question& login, const 
         initiate, asio::use_awaitable);
 }
 
+/// While it lives the client waits, and not the relay.
+class AtDesk {
+public:
+    explicit AtDesk(bool& there) : mThere(there) { mThere = true; }
+    ~AtDesk() { mThere = false; }
+    AtDesk(const AtDesk&) = delete;
+    AtDesk& operator=(const AtDesk&) = delete;
+
+private:
+    bool& mThere;
+};
+
 bool SameDoor(const std::string& given, const std::string& door)
 {
     return given.size() == door.size() && sodium_memcmp(given.data(), door.data(), door.size()) == 0;
@@ -156,11 +168,13 @@ void Connection::PostRelays()
 asio::awaitable<void> Connection::LogIn(Login login)
 {
     LoginVerdict verdict;
-    if (mServices.memory.Under(Pressure::RefuseLogins))
+    if (mServices.memory.Under(Pressure::RefuseLogins)) {
         verdict.result = RESULT_LATER, verdict.wait = kMemoryWait;
-    else
+    } else {
+        const AtDesk there(mAtDesk);
         verdict = co_await Ask(mServices.desk, login, mAddress, FromOutside());
-    mSince = Clock::now();  // the time at the desk is not the client's
+    }
+    mSince = Clock::now();
     // Somebody who has given up meanwhile must not push out the one who came next.
     if (mRoad->PeerClosed()) throw WireError("gone while the password was checked");
     // It may have been closed meanwhile, and with it the account.
@@ -223,6 +237,7 @@ void Connection::Banned()
 
 asio::awaitable<void> Connection::TakeNewPassword(ChangePassword asked)
 {
+    const AtDesk there(mAtDesk);
     const LoginVerdict verdict = co_await Ask(mServices.desk, asked, mAddress, FromOutside());
     mSince = Clock::now();
     if (verdict.replaced)

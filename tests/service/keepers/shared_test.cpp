@@ -1,8 +1,10 @@
 // A meeting whose attendees are connected to several relays.
 
 #include <future>
+#include <set>
 
 #include "service/keepers/sites.h"
+#include "service/relay/keepers/words.pb.h"
 
 namespace zephyl {
 namespace {
@@ -83,6 +85,29 @@ TEST_F(SharedMeeting, HasOneOrderWhereverPeopleAre)
     carol->SendLive(0, 1, "live");
     EXPECT_EQ(bob->Wait(Header::kLive).body, "live");
     EXPECT_EQ(alice->Wait(Header::kLive).body, "live");
+}
+
+// Whoever loses a relay goes to those that it was told of: not everybody to the same.
+TEST_F(SharedMeeting, NamesEachClientOtherRelaysWhereThereAreMany)
+{
+    std::map<std::string, std::uint64_t> written;
+    std::set<std::string> named;
+    for (int client = 0; client < 10; ++client) {
+        for (int i = 0; i < 20; ++i) {
+            const std::string name = "r" + std::to_string(i);
+            words::RelayRecord record;
+            record.set_incarnation(1);
+            record.set_address(name + ":1");
+            std::uint64_t& last = written[name];
+            one.engine->Put("relays", name, record.SerializeAsString(), last,
+                            [&last](EngineResult, std::uint64_t sequence) { last = sequence; });
+        }
+        one.engine->memory.Settle();
+        const auto relays = one.Fresh()->Wait(Header::kWelcome).header.welcome().relays();
+        EXPECT_EQ(std::size_t(relays.size()), kRelaysNamed);
+        named.insert(relays.begin(), relays.end());
+    }
+    EXPECT_GT(named.size(), kRelaysNamed);
 }
 
 TEST_F(SharedMeeting, IsLeftAndAnotherEntered)

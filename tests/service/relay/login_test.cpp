@@ -124,6 +124,16 @@ TEST_P(RelayTest, NobodyIsLockedOutByWhoGuessesAtTheirAccount)
     }
 }
 
+// A service on which everybody logs in at once takes its time.
+TEST_P(RelayTest, TheTimeThatAPasswordTakesIsNotTheClients)
+{
+    options.times.beforeLogin = std::chrono::milliseconds(300);
+    StartRelay();
+    relay->TheAccounts().SetPassword("bob", HashPassword("secret", {30, HashCost().bytes}));
+    RawClient bob(relay->Port());
+    EXPECT_EQ(bob.Login("bob", "secret", 1).result(), RESULT_OK);
+}
+
 TEST(LoginDesk, LetsAStrangerPassThoseWhoGuess)
 {
     StartSodium();

@@ -2,11 +2,14 @@
 
 #include <spdlog/logger.h>
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
+#include <random>
 
 #include "service/relay/cluster/jetstream_log.h"
+#include "service/relay/keepers/random_number.h"
 #include "service/relay/log/log_room.h"
 #include "service/relay/meeting/directory.h"
 
@@ -60,6 +63,8 @@ void Keepers::Stop()
     mLines->Drop();
 }
 
+// Where there are more of them than a client remembers each is told of others, or the clients of one that is
+// gone would all come to the same few.
 std::vector<std::string> Keepers::Addresses() const
 {
     std::vector<std::string> addresses, others = mNamed;
@@ -67,6 +72,8 @@ std::vector<std::string> Keepers::Addresses() const
         std::erase(others, other.address);
         if (!other.draining && !other.stranger && !other.address.empty()) addresses.push_back(other.address);
     }
+    if (addresses.size() > kRelaysNamed)
+        std::shuffle(addresses.begin(), addresses.end(), std::mt19937_64(RandomNumber()));
     addresses.insert(addresses.end(), others.begin(), others.end());
     if (addresses.size() > kRelaysNamed) addresses.resize(kRelaysNamed);
     return addresses;
