@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kChunkBytes = 512 * 1024;
 constexpr std::chrono::seconds kMaking = 30s;  // a copy of everything, and everything of a copy
-constexpr int kLeaderTries = 10;  // each of which may take its patience
+constexpr int kLeaderTries = 10;               // each of which may take its patience
 constexpr std::chrono::milliseconds kTwoBeats = 1500ms;
 
 std::unique_ptr<NatsAsker> AskerOf(const NatsSite& site)

@@ -24,6 +24,7 @@ constexpr milliseconds kStalled = 3s;         // a consumer of values that says 
 constexpr milliseconds kForever = 24h;
 constexpr std::uint64_t kBatch = 1024;            // entries of one read
 constexpr std::size_t kPurgedBytes = 512 * 1024;  // of headers, in one read
+constexpr std::size_t kErasedAtOnce = 4;          // what is said meanwhile goes the same way
 
 std::string SubjectOf(const std::string& bucket, const std::string& key)
 {
@@ -324,7 +325,7 @@ void NatsEngine::Purge(std::string subject, std::uint64_t before, Done done)
                      [this, subject, end, done](EngineResult read, std::vector<EngineEntry> entries) {
                          std::erase_if(entries, [&](const EngineEntry& one) { return one.sequence >= end; });
                          if (read != EngineResult::Ok || entries.empty()) return done(read);
-                         Erase(entries, [this, subject, end, done](EngineResult erased) {
+                         Erase(std::move(entries), [this, subject, end, done](EngineResult erased) {
                              if (erased != EngineResult::Ok) return done(erased);
                              Purge(subject, end, done);  // what is left of it
                          });
@@ -332,24 +333,43 @@ void NatsEngine::Purge(std::string subject, std::uint64_t before, Done done)
     });
 }
 
-void NatsEngine::Erase(const std::vector<EngineEntry>& entries, Done done)
+struct NatsEngine::Erasing {
+    std::vector<EngineEntry> entries;
+    Done done;
+    std::size_t next = 0, underWay = 0;
+    EngineResult result = EngineResult::Ok;
+};
+
+void NatsEngine::Erase(std::vector<EngineEntry> entries, Done done)
 {
-    struct ToErase {
-        std::size_t left;
-        EngineResult result = EngineResult::Ok;
-        Done done;
-    };
-    const auto all = std::make_shared<ToErase>(ToErase{entries.size(), EngineResult::Ok, std::move(done)});
+    const auto erasing = std::make_shared<Erasing>(Erasing{std::move(entries), std::move(done)});
     const std::lock_guard lock(mMutex);
-    for (const EngineEntry& entry : entries)
+    EraseOn(erasing);
+}
+
+void NatsEngine::EraseOn(const std::shared_ptr<Erasing>& erasing)
+{
+    for (; erasing->underWay < kErasedAtOnce && erasing->next < erasing->entries.size(); ++erasing->next) {
+        ++erasing->underWay;
+        const json::object which{{"seq", erasing->entries[erasing->next].sequence}, {"no_erase", true}};
         AskJetStream(jetstream::kApi + ("STREAM.MSG.DELETE." + std::string(kLogStream)),
-                     json::serialize(json::object{{"seq", entry.sequence}, {"no_erase", true}}), {},
-                     [all](const NatsMessage* message) {
-                         if (!jetstream::IsGone(jetstream::AnswerIn(message)))
-                             all->result = EngineResult::Away;
-                         if (--all->left == 0) all->done(all->result);
+                     json::serialize(which), {}, [this, erasing](const NatsMessage* message) {
+                         const bool gone = jetstream::IsGone(jetstream::AnswerIn(message));
+                         bool over = false;
+                         {
+                             const std::lock_guard lock(mMutex);
+                             if (!gone) {
+                                 erasing->result = EngineResult::Away;
+                                 erasing->next = erasing->entries.size();
+                             }
+                             --erasing->underWay;
+                             EraseOn(erasing);
+                             over = erasing->underWay == 0;
+                         }
+                         if (over) erasing->done(erasing->result);
                          return true;
                      });
+    }
 }
 
 // --- values ----------------------------------------------------------------------------------------

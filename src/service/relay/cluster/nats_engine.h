@@ -45,6 +45,7 @@ public:
 private:
     using ValueEar = Ear<const EngineEntry&, bool>;
     struct Reading;
+    struct Erasing;
     struct Watching;
 
     bool Prepare() override;
@@ -67,7 +68,9 @@ private:
     void Fetch(const std::shared_ptr<Reading>& reading, bool one);
     void Finish(Reading& reading, EngineResult result);
     /// At least one.
-    void Erase(const std::vector<EngineEntry>& entries, Done done);
+    void Erase(std::vector<EngineEntry> entries, Done done);
+    /// A few of them. With the lock held.
+    void EraseOn(const std::shared_ptr<Erasing>& erasing);
     void StartWatch(const std::shared_ptr<Watching>& watching);
     bool TakeWatched(const std::shared_ptr<Watching>& watching, std::uint64_t round,
                      const NatsMessage* message);

@@ -1,5 +1,6 @@
 #include "service/relay/cluster/removals.h"
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -11,46 +12,42 @@ constexpr int kTries = 20;
 
 }  // namespace
 
+// One subject at a time: when many meetings end together, what others say goes the same way.
 struct Removals::Left : std::enable_shared_from_this<Left> {
     explicit Left(Engine& its) : engine(its) {}
 
-    void Ask(const std::string& subject)
+    void AskNext()
     {
-        engine.Purge(
-            subject, ~std::uint64_t{0} >> 1,
-            [self = shared_from_this(), subject](EngineResult result) { self->Take(subject, result); });
-    }
-    // Where it is connected and does not do it all the same, a new connection may bring more luck.
-    void Take(const std::string& subject, EngineResult result)
-    {
-        const std::lock_guard lock(mutex);
-        const auto at = subjects.find(subject);
-        if (at == subjects.end()) return;
-        if (result != EngineResult::Away)
-            subjects.erase(at);
-        else if (!stopped && --at->second > 0 && engine.Connected())
-            Ask(subject);
-    }
-    void AskAll()
-    {
-        const std::lock_guard lock(mutex);
-        if (stopped) return;
-        for (auto& [subject, tries] : subjects) {
-            tries = kTries;
-            Ask(subject);
-        }
+        if (stopped || asked || !engine.Connected()) return;
+        const auto next =
+            std::find_if(subjects.begin(), subjects.end(), [](const auto& one) { return one.second > 0; });
+        if (next == subjects.end()) return;
+        asked = true;
+        --next->second;
+        engine.Purge(next->first, ~std::uint64_t{0} >> 1,
+                     [self = shared_from_this(), subject = next->first](EngineResult result) {
+                         const std::lock_guard lock(self->mutex);
+                         self->asked = false;
+                         if (result != EngineResult::Away) self->subjects.erase(subject);
+                         self->AskNext();
+                     });
     }
 
     Engine& engine;
     std::mutex mutex;
     std::map<std::string, int> subjects;  // and how often they are asked for, one time after the other
+    bool asked = false;                   // for one of them
     bool stopped = false;
 };
 
 Removals::Removals(Engine& engine) : mLeft(std::make_shared<Left>(engine))
 {
     mEars = engine.WhenChanged([left = mLeft](bool connected) {
-        if (connected) left->AskAll();
+        if (!connected) return;
+        const std::lock_guard lock(left->mutex);
+        // Where it did not do it before, a new connection may bring more luck.
+        for (auto& [subject, tries] : left->subjects) tries = kTries;
+        left->AskNext();
     });
 }
 
@@ -62,9 +59,8 @@ Removals::~Removals()
 void Removals::Remove(std::string subject)
 {
     const std::lock_guard lock(mLeft->mutex);
-    if (mLeft->stopped) return;
-    mLeft->subjects[subject] = kTries;
-    mLeft->Ask(subject);
+    mLeft->subjects[std::move(subject)] = kTries;
+    mLeft->AskNext();
 }
 
 void Removals::Stop()
