@@ -59,7 +59,8 @@ std::tuple<Results...> Answered(Call call)
     return done.get_future().get();
 }
 
-std::uint64_t Put(Engine& engine, const std::string& bucket, const std::string& bytes, std::uint64_t expected)
+std::uint64_t PutValue(Engine& engine, const std::string& bucket, const std::string& bytes,
+                       std::uint64_t expected)
 {
     return std::get<1>(Answered<EngineResult, std::uint64_t>(
         [&](auto done) { engine.Put(bucket, "key", bytes, expected, done); }));
@@ -103,7 +104,7 @@ TEST(CopiesOfMeetings, GoOnWhereTheyWereInOtherServers)
             last = std::get<1>(Answered<EngineResult, std::uint64_t>(
                 [&](auto done) { engine->Append(subject, bytes, last, done); }));
         }
-        lease = Put(*engine, "codes", "lease", Put(*engine, "codes", "first", 0));
+        lease = PutValue(*engine, "codes", "lease", PutValue(*engine, "codes", "first", 0));
         entries = EntriesOf(*engine, subject);
         copies = CopyAll(first.Site());
     }
@@ -113,10 +114,10 @@ TEST(CopiesOfMeetings, GoOnWhereTheyWereInOtherServers)
     EXPECT_NE(Refusal(second.Site(), copies).find("have meetings"), std::string::npos);
     const auto engine = Connected(second.Site());
     EXPECT_EQ(EntriesOf(*engine, subject), entries);
-    EXPECT_GT(Put(*engine, "codes", "later", lease), lease) << "epochs go on";
+    EXPECT_GT(PutValue(*engine, "codes", "later", lease), lease) << "epochs go on";
     std::atomic<bool> ends{false};
     std::thread relay([&] {
-        for (std::uint64_t at = 0; !ends;) at = Put(*engine, "relays", "lives", at);
+        for (std::uint64_t at = 0; !ends;) at = PutValue(*engine, "relays", "lives", at);
     });
     EXPECT_NE(Refusal(second.Site(), copies).find("stop all of them"), std::string::npos);
     ends = true;
@@ -130,7 +131,7 @@ TEST(CopiesOfMeetings, MayBePutBackOnceMoreWhenThatWasInterrupted)
     std::vector<Copied> copies;
     {
         const auto engine = Connected(first.Site());
-        Put(*engine, "codes", "lease", 0);
+        PutValue(*engine, "codes", "lease", 0);
         copies = CopyAll(first.Site());
     }
     std::vector<Copied> half{copies.front()};

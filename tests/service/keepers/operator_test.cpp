@@ -188,8 +188,8 @@ TEST_F(Operators, MayStartARelayBeforeTheServers)
     EXPECT_FALSE(one.relay->TakesClients());
     EXPECT_TRUE(Becomes([&] { return RelaysAt(one) == "one out of touch"; }));
     EXPECT_TRUE(Becomes([&] {  // until it is sure of that it lets people log in, and asks them to wait
-        auto alice = one.Fresh();
         try {
+            auto alice = one.Fresh();
             alice->Login("Alice", "secret", 1);
             EXPECT_EQ(alice->Enter("Room01", true).result(), RESULT_LATER);
             return false;

@@ -98,6 +98,7 @@ TEST_F(SharedMeeting, NamesEachClientOtherRelaysWhereThereAreMany)
             words::RelayRecord record;
             record.set_incarnation(1);
             record.set_address(name + ":1");
+            record.set_fingerprint(one.relay->Fingerprint());
             std::uint64_t& last = written[name];
             one.engine->Put("relays", name, record.SerializeAsString(), last,
                             [&last](EngineResult, std::uint64_t sequence) { last = sequence; });

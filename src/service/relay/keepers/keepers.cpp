@@ -42,7 +42,6 @@ void Keepers::Start(Directory& directory, Ways ways)
 {
     mDirectory = &directory;
     mWays = std::move(ways);
-    mAddresses = Addresses();
     mQuestions = mEngine->Listen(Lines::SubjectOf(mMembers->Self()) + ".ask",
                                  [this](const EngineWord& word) { Heard(word); });
     mLines->Start(mWays.opened);
@@ -117,9 +116,11 @@ std::unique_ptr<MeetingLog> Keepers::Log(const MeetingHead& head, std::uint64_t 
 
 void Keepers::LookAround()
 {
-    std::vector<std::string> addresses = Addresses();
-    if (addresses != mAddresses) {
-        mAddresses = std::move(addresses);
+    std::set<std::string> living;
+    for (const Membership::Member& other : mMembers->Others())
+        if (!other.draining && !other.stranger) living.insert(other.address);
+    if (living != mLiving) {
+        mLiving = std::move(living);
         mWays.changed();
     }
     // What a relay left behind that is gone: kept until somebody comes, or for as long as an empty meeting

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -106,7 +107,7 @@ private:
     const std::shared_ptr<Lines> mLines;
     Directory* mDirectory = nullptr;
     Ways mWays;
-    std::vector<std::string> mAddresses;  // as they were looked at last
+    std::set<std::string> mLiving;  // where clients may go, as it was told last
     Engine::Ears mQuestions;
     std::shared_ptr<boost::asio::steady_timer> mTimer;
     const std::shared_ptr<AllAsking> mAsking = std::make_shared<AllAsking>();
