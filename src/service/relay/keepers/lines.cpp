@@ -21,6 +21,12 @@ void AppendPart(std::string& parcel, std::string_view part)
     parcel += part;
 }
 
+void AppendWord(std::string& parcel, const words::Word& word, std::string_view bytes)
+{
+    AppendPart(parcel, word.SerializeAsString());
+    AppendPart(parcel, bytes);
+}
+
 /// False: it is cut off.
 bool TakePart(std::string_view& parcel, std::string_view& part)
 {
@@ -122,21 +128,19 @@ std::uint64_t Lines::Open(const RelayId& to, const std::shared_ptr<TunnelEnd>& e
 
 void Lines::Send(const RelayId& to, std::uint64_t tunnel, words::Word word, std::string_view bytes)
 {
-    word.set_tunnel(tunnel);
     const std::shared_ptr<Line> line = LineTo(to);
     const std::lock_guard lock(line->sending);
-    AppendPart(line->waiting, word.SerializeAsString());
-    AppendPart(line->waiting, bytes);
+    word.set_tunnel(tunnel);
+    AppendWord(line->waiting, word, bytes);
     Publish(*line, to);
 }
 
 void Lines::SendSoon(const RelayId& to, std::uint64_t tunnel, words::Word word, std::string_view bytes)
 {
-    word.set_tunnel(tunnel);
     const std::shared_ptr<Line> line = LineTo(to);
     const std::lock_guard lock(line->sending);
-    AppendPart(line->waiting, word.SerializeAsString());
-    AppendPart(line->waiting, bytes);
+    word.set_tunnel(tunnel);
+    AppendWord(line->waiting, word, bytes);
     if (line->waiting.size() > kParcelBytes) return Publish(*line, to);
     if (std::exchange(line->soon, true)) return;
     boost::asio::defer(mIo, [weak = weak_from_this(), to, line] {
@@ -155,8 +159,7 @@ void Lines::SendLater(const RelayId& to, std::uint64_t tunnel, words::Word& word
     const std::lock_guard lock(line->sending);
     std::string fresh;
     line->shelf.Put(frames, shelved, fresh);
-    AppendPart(line->waiting, word.SerializeAsString());
-    AppendPart(line->waiting, fresh);
+    AppendWord(line->waiting, word, fresh);
     if (line->waiting.size() > kParcelBytes) Publish(*line, to);
 }
 
