@@ -160,7 +160,8 @@ TEST(LogServers, AreSeenAsTheyAre)
     EXPECT_THROW(NatsLook{other}, NatsAway);
     nats.Kill(2);
     nats.Kill(1);
-    EXPECT_NE(look.LookAt(kLogStream).fault, "");
+    while (look.LookAt(kLogStream).fault.empty()) {  // one that led them finds out a moment later
+    }
 }
 
 }  // namespace

@@ -61,6 +61,16 @@ EngineResult ResultOf(const json::value& answer)
     }
 }
 
+// Servers say it in two ways. What has a place in a stream is no word of theirs, whatever people have
+// written.
+bool IsLeaderless(const NatsMessage& message)
+{
+    constexpr std::size_t longest = 512;
+    if (!message.status.empty()) return message.status == "503";
+    return message.answerTo.empty() && message.bytes.size() <= longest &&
+           message.bytes.find("\"err_code\":10008") != std::string_view::npos;
+}
+
 bool IsGone(const json::value& answer)
 {
     const json::value* const success = Member(answer, "success");
@@ -102,6 +112,7 @@ std::optional<StreamFacts> StreamIn(const json::value& answer)
     facts.limitBytes = Number(Member(*config, "max_bytes"));  // -1 is none, and no number of ours
     facts.replicas = static_cast<unsigned>(Number(Member(*config, "num_replicas")));
     const json::value* const cluster = Member(answer, "cluster");
+    facts.led = !cluster || !Text(Member(*cluster, "leader")).empty();
     const json::value* const others = cluster ? Member(*cluster, "replicas") : nullptr;
     if (!others || !others->is_array()) return facts;
     for (const json::value& one : others->as_array()) {

@@ -29,6 +29,8 @@ std::string FromBase64(const std::string& text);
 
 /// What is said against something. Away: it did not happen, or nobody knows.
 EngineResult ResultOf(const json::value& answer);
+/// Nobody leads at the moment, whatever was asked.
+bool IsLeaderless(const NatsMessage& message);
 /// Of a deletion: it was done now or before.
 bool IsGone(const json::value& answer);
 
@@ -40,8 +42,9 @@ struct Standing {
 };
 std::optional<Standing> StandingOf(std::string_view answerTo);
 
-/// A stream, as who leads it says.
+/// A stream, as who leads it says, or who has led it until now.
 struct StreamFacts {
+    bool led = true;  // else too few of its servers are there to choose who leads: it takes and gives nothing
     std::uint64_t messages = 0, bytes = 0;
     std::uint64_t limitBytes = 0;  // 0: none of its own
     unsigned replicas = 0;

@@ -76,7 +76,8 @@ std::string NatsEngine::Probe() const
 
 bool NatsEngine::IsWell(const NatsMessage& answer) const
 {
-    return jetstream::Member(jetstream::AnswerIn(&answer), "config") != nullptr;
+    const auto stream = jetstream::StreamIn(jetstream::AnswerIn(&answer));
+    return stream && stream->led;
 }
 
 // One that there is already is taken as it is: who keeps the servers may have given it other bounds.
@@ -141,17 +142,17 @@ void NatsEngine::Look(GotFacts got)
                 const json::value answer = jetstream::AnswerIn(message);
                 const auto stream = jetstream::StreamIn(answer);
                 const json::value* const error = jetstream::Member(answer, "error");
-                facts.answered = stream.has_value();
+                facts.answered = stream && stream->led;
                 if (stream) {
                     facts.entries = stream->messages;
                     facts.bytes = stream->bytes;
                     facts.limitBytes = stream->limitBytes;
                     facts.copies = stream->replicas;
                     facts.copiesBehind = stream->behind;
-                } else if (facts.problem.empty()) {
+                }
+                if (!facts.answered && facts.problem.empty())
                     facts.problem = error ? jetstream::Text(jetstream::Member(*error, "description"))
                                           : "JetStream does not answer: too few of its servers are there";
-                }
                 got(std::move(facts));
                 return true;
             });
@@ -170,7 +171,7 @@ void NatsEngine::AskJetStream(std::string subject, std::string bytes, NatsHeader
     Request(
         std::move(subject), std::move(bytes), std::move(headers), kPatience,
         [this, take = std::move(take)](const NatsMessage* message) {
-            const bool nobody = message && message->status == "503";
+            const bool nobody = message && jetstream::IsLeaderless(*message);
             {
                 const std::lock_guard lock(mMutex);
                 if (message && !nobody)

@@ -7,6 +7,8 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
 #include "service/relay/beside.h"
@@ -23,10 +25,14 @@
 namespace zephyl {
 namespace asio = boost::asio;
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 namespace {
 
 constexpr std::size_t kMeetingIdBytes = 16;
 constexpr std::size_t kEmptyOfOneCreator = 20;
+// Whoever asks for a meeting by hand waits while the log's servers choose which of them leads.
+constexpr std::chrono::seconds kChoosing{10};
+constexpr std::chrono::milliseconds kMoment{100};
 
 std::string Hex(const std::string& bytes)
 {
@@ -83,20 +89,34 @@ asio::awaitable<Directory::Found> Directory::Find(std::shared_ptr<Session> sessi
         wait = waitNow();
     }
     if (byUser && wait.count() > 0) co_return Found{RESULT_LATER, nullptr, wait};
+    const auto until = EntryLimits::Clock::now() + (mServices.shared && byUser ? kChoosing : 0s);
+    Found found = co_await FindOpened(session, enter, only);
+    asio::steady_timer timer(co_await asio::this_coro::executor);
+    while (found.result == RESULT_LATER && EntryLimits::Clock::now() < until) {
+        timer.expires_after(kMoment);
+        co_await timer.async_wait(asio::use_awaitable);
+        found = co_await FindOpened(session, enter, only);
+    }
+    if (found.keeper) co_return found;  // who counts it
+    if (found.result == RESULT_OK)
+        Entered(who);
+    else if (found.result == RESULT_NOT_FOUND || found.result == RESULT_IN_USE)  // both answer a guess
+        co_await Guessed(who, address);
+    co_return found;
+}
+
+asio::awaitable<Directory::Found> Directory::FindOpened(std::shared_ptr<Session> session, Enter enter,
+                                                        std::string only)
+{
     Found found;
     if (mServices.shared)
         found = co_await FindShared(session, enter);
     else
         found = co_await FindHere(session, enter, only);
-    if (found.keeper) co_return found;  // who counts it
     if (found.hold) {
         const bool usable = co_await Opened(found.hold->meeting);
         if (!usable) found = {RESULT_LATER, nullptr, {}};
     }
-    if (found.result == RESULT_OK)
-        Entered(who);
-    else if (found.result == RESULT_NOT_FOUND || found.result == RESULT_IN_USE)  // both answer a guess
-        co_await Guessed(who, address);
     co_return found;
 }
 

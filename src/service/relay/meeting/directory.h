@@ -131,6 +131,8 @@ private:
                                          bool again);
     boost::asio::awaitable<Found> DoFind(std::shared_ptr<Session> session, Enter enter, std::string only,
                                          std::optional<MeetingHead>* wanted = nullptr);
+    /// By who asks, once: later, unless its log can be used.
+    boost::asio::awaitable<Found> FindOpened(std::shared_ptr<Session> session, Enter enter, std::string only);
     boost::asio::awaitable<Found> FindHere(std::shared_ptr<Session> session, Enter enter, std::string only);
     boost::asio::awaitable<Found> FindShared(std::shared_ptr<Session> session, Enter enter);
     boost::asio::awaitable<ById> OfIdShared(std::string id);
