@@ -5,6 +5,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonValue>
 #include <QStandardPaths>
 #include <cstdio>
 
@@ -129,6 +131,16 @@ int Cluster::Logged(const QByteArray& words) const
         if (file.open(QIODevice::ReadOnly)) count += int(file.readAll().count(words));
     }
     return count;
+}
+
+bool Cluster::CopiesInStep() const
+{
+    const QString path = mParts->Path();
+    stage::Child status(stage::Programs() + u"/zephyld"_s,
+                        {u"status"_s, u"--json"_s, u"--data"_s, path + u"/relay-1/data"_s}, {},
+                        path + u"/status.log"_s);
+    const QJsonValue log = QJsonDocument::fromJson(status.ReadLine())[u"cluster"_s][u"log"_s];
+    return log[u"answered"_s].toBool() && log[u"copies_behind"_s].toInt(-1) == 0;
 }
 
 std::vector<FaultProxy*> Cluster::Between(const QString& one, const QString& other)

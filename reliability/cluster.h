@@ -31,6 +31,8 @@ public:
 
     /// "relay-1", "nats-2", "postgres": kills it, stops it, starts what was killed.
     stage::Cluster& Parts() { return *mParts; }
+    /// Of the log: else the next server that is harmed may be a second one that is missing.
+    bool CopiesInStep() const;
     /// The roads between two parts, whichever of them connects.
     std::vector<FaultProxy*> Between(const QString& one, const QString& other);
     /// All roads of a part but those of its clients.

@@ -88,6 +88,8 @@ public:
         suffered.spans.emplace_back(begun, Clock::now());
         const bool kept = std::max(back, after) < kNotBack;
         mOutcome.Must(kept, u"somebody is not back: %1, number %2"_s.arg(harm.kind).arg(suffered.times));
+        mOutcome.Must(WaitFor([&] { return mCluster.CopiesInStep(); }, 60),
+                      u"the copies of the log do not get in step"_s);
         return kept;
     }
 

@@ -347,6 +347,7 @@ TEST(NatsLog, LosesNothingWhileServersDieAndItsKeeperChanges)
         };
         const std::size_t victim = round % pair.nats.Count();
         put(20);
+        WaitForCopies(*pair.one);
         pair.nats.Kill(victim);
         put(20);
         keeper.Wait();  // two of three are enough

@@ -23,6 +23,17 @@ inline void WaitFor(Engine& engine, bool connected)
     if (engine.Connected() != connected) done.get_future().wait();
 }
 
+/// Until each server has everything. One that dies while another catches up is a second one that is missing.
+inline void WaitForCopies(Engine& engine)
+{
+    for (bool inStep = false; !inStep;) {
+        std::promise<EngineFacts> told;
+        engine.Look([&](EngineFacts facts) { told.set_value(std::move(facts)); });
+        const EngineFacts facts = told.get_future().get();
+        inStep = facts.answered && facts.copiesBehind == 0;
+    }
+}
+
 struct Pair {
     virtual ~Pair() = default;
     std::unique_ptr<Engine> one, other;
