@@ -21,6 +21,7 @@
 #include "service/relay/meeting/meeting.h"
 #include "service/relay/meeting/shared_meetings.h"
 #include "service/relay/private_folder.h"
+#include "service/wire/limits.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -30,8 +31,9 @@ namespace {
 
 constexpr std::size_t kMeetingIdBytes = 16;
 constexpr std::size_t kEmptyOfOneCreator = 20;
-// Whoever asks for a meeting by hand waits while the log's servers choose which of them leads.
-constexpr std::chrono::seconds kChoosing{10};
+// Whoever asks for a meeting by hand waits while the log's servers choose which of them leads: nearly as long
+// as clients wait for an answer.
+constexpr std::chrono::seconds kChoosing = kCallTime - 2s;
 constexpr std::chrono::milliseconds kMoment{100};
 
 std::string Hex(const std::string& bytes)
