@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ctime>
 #include <stdexcept>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -77,9 +78,8 @@ struct PictureSource::Running {
     pw_thread_loop* loop = pw_thread_loop_new("source", nullptr);
     pw_context* context = pw_context_new(pw_thread_loop_get_loop(loop), nullptr, 0);
     pw_core* core = nullptr;
-    pw_registry* registry = nullptr;
     pw_stream* stream = nullptr;
-    pw_proxy* link = nullptr;
+    std::vector<pw_proxy*> made;  // of what the daemon has
     spa_source* clock = nullptr;
     spa_hook registryHook{}, streamHook{};
     QSize size, negotiated;
@@ -94,8 +94,8 @@ struct PictureSource::Running {
         pw_properties* ends = pw_properties_new(PW_KEY_LINK_INPUT_NODE, node, nullptr);
         pw_properties_setf(ends, PW_KEY_LINK_OUTPUT_NODE, "%u", here.own);
         pw_properties_setf(ends, PW_KEY_LINK_INPUT_PORT, "%u", id);
-        here.link = static_cast<pw_proxy*>(pw_core_create_object(
-            here.core, "link-factory", PW_TYPE_INTERFACE_Link, PW_VERSION_LINK, &ends->dict, 0));
+        here.made.push_back(static_cast<pw_proxy*>(pw_core_create_object(
+            here.core, "link-factory", PW_TYPE_INTERFACE_Link, PW_VERSION_LINK, &ends->dict, 0)));
         pw_properties_free(ends);
     }
     static void StateChanged(void* self, pw_stream_state, pw_stream_state, const char*)
@@ -164,7 +164,8 @@ struct PictureSource::Running {
         pw_stream_add_listener(stream, &streamHook, &streamEvents, this);
         Offer(pw_stream_flags(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS));
         while (own == PW_ID_ANY) pw_thread_loop_wait(loop);
-        registry = pw_core_get_registry(core, PW_VERSION_REGISTRY, 0);
+        pw_registry* const registry = pw_core_get_registry(core, PW_VERSION_REGISTRY, 0);
+        made.push_back(reinterpret_cast<pw_proxy*>(registry));
         pw_registry_add_listener(registry, &registryHook, &registryEvents, this);
         clock = pw_loop_add_timer(pw_thread_loop_get_loop(loop), &Running::Tick, this);
         timespec often{0, 20'000'000};
@@ -176,6 +177,7 @@ struct PictureSource::Running {
         pw_thread_loop_stop(loop);
         if (clock) pw_loop_destroy_source(pw_thread_loop_get_loop(loop), clock);
         if (stream) pw_stream_destroy(stream);
+        for (pw_proxy* const one : made) pw_proxy_destroy(one);
         if (core) pw_core_disconnect(core);
         pw_context_destroy(context);
         pw_thread_loop_destroy(loop);
