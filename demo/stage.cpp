@@ -186,6 +186,7 @@ int Child::WaitForEnd(int seconds)
 
 qint64 Child::PeakMegabytes() const
 {
+    if (kSanitized) return 0;
     QFile file(u"/proc/%1/status"_s.arg(mPid));
     if (!file.open(QIODevice::ReadOnly)) Fail(u"the program has ended"_s);
     const auto peak = QRegularExpression(u"VmHWM:\\s+(\\d+)"_s).match(QString::fromLatin1(file.readAll()));

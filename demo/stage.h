@@ -19,6 +19,13 @@
 
 namespace stage {
 
+/// Programs hold more memory then than they do by themselves.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
 using Match = std::function<bool(const QJsonObject&)>;
 
 /// A child process whose output is read line by line.
@@ -40,7 +47,7 @@ public:
     int WaitForEnd(int seconds = 30);
     bool Running();
     pid_t Pid() const { return mPid; }
-    /// The most memory that it has held so far. While it runs.
+    /// The most memory that it has held so far. While it runs; 0 when sanitized.
     qint64 PeakMegabytes() const;
 
 private:

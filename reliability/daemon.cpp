@@ -66,6 +66,7 @@ QString Daemon::Address() const
 
 long Daemon::ResidentKiB() const
 {
+    if (stage::kSanitized) return 0;
     std::ifstream in("/proc/" + std::to_string(Pid()) + "/statm");
     long all = 0, resident = 0;
     in >> all >> resident;

@@ -385,7 +385,8 @@ void Meeting::Abandon()
         if (seat->client) seat->client->PullFrom(nullptr);
         seat->client = nullptr;
     }
-    mSeats.clear();  // a seat holds its meeting
+    mSeats.clear();  // a seat holds its meeting,
+    mLog.reset();    // and so does whatever waits for the log
 }
 
 // --- delivery --------------------------------------------------------------------------------------

@@ -152,7 +152,7 @@ private:
     MeetingKeeper& mKeeper;
     const MeetingHead mHead;
     const Strand mHome;
-    const std::unique_ptr<MeetingLog> mLog;
+    std::unique_ptr<MeetingLog> mLog;
     std::atomic<int> mOccupied{0};
     std::vector<SeatPtr> mSeats;  // in order of joining
     SeatNumber mLastSeat = 0;
