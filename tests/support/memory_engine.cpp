@@ -27,6 +27,13 @@ void MemoryCluster::WaitForRefusals(int count)
     mRefusal.wait(lock, [&] { return mRefused >= count; });
 }
 
+void MemoryCluster::LoseLast(const std::string& subject)
+{
+    const std::lock_guard lock(mMutex);
+    auto& log = mLogs.at(subject);
+    log.erase(std::prev(log.end()));
+}
+
 std::size_t MemoryCluster::Entries(const std::string& subject) const
 {
     const std::lock_guard lock(mMutex);

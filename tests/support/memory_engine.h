@@ -22,6 +22,8 @@ public:
     void SetFull(bool full);
     /// Returns once so many values were refused for that.
     void WaitForRefusals(int count);
+    /// The last one is not there any more, as with servers that come back with older disks.
+    void LoseLast(const std::string& subject);
     /// Entries that stand there.
     std::size_t Entries(const std::string& subject) const;
 

@@ -223,6 +223,27 @@ TEST(MemoryEngineLog, WhatWasNotAnsweredStandsThereOnceAndInOrder)
     EXPECT_EQ(stand.items, all);
 }
 
+TEST(MemoryEngineLog, GoesOnFromWhatServersStillHaveThatLostSomethingStored)
+{
+    InMemory pair;
+    std::uint64_t epochs = 0;
+    LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
+    stand.Open();
+    for (const char letter : {'a', 'b'}) {
+        stand.Put(CHANNEL_TALK, 10, letter);
+        stand.Wait();
+    }
+    pair.cluster.LoseLast(std::string(kEngineLogs) + "m1.talk");
+    stand.Put(CHANNEL_TALK, 10, 'c');
+    stand.Until([&] {
+        stand.log->Trim(CHANNEL_BOARD, 0, 0);  // as each second
+        return stand.lost;
+    });
+    EXPECT_EQ(stand.trouble, "-");
+    stand.Open();
+    EXPECT_EQ(stand.items, Texts{"a10"});
+}
+
 TEST(MemoryEngineLog, WhatItHasReadAndWhatPassesDoesNotStayThere)
 {
     InMemory pair;

@@ -73,8 +73,7 @@ void JetStreamLog::MakeChains()
                                                               [this] {
                                                                   if (mOpened)
                                                                       FailOpening("another relay keeps it");
-                                                                  else
-                                                                      mWays.lost();
+                                                                  mWays.lost();
                                                               },
                                                               [this] { OnChanged(); }});
     const auto make = [&](const char* what) { return std::make_unique<LogChain>(SubjectOf(what), *mAround); };

@@ -4,6 +4,11 @@
 #include <utility>
 
 namespace zephyl {
+namespace {
+
+constexpr int kOlder = 10;  // about a second lies between two
+
+}  // namespace
 
 LogChain::LogChain(std::string subject, ChainSurroundings& around)
     : mSubject(std::move(subject)), mAround(around)
@@ -97,14 +102,25 @@ void LogChain::OnLast(EngineResult result, const EngineEntry& last)
         mFenced = true;
         return mAround.fenced();
     }
-    if (last.sequence < mLast) return SendFront();  // whoever answered does not know it yet
+    if (last.sequence < mLast) return OnOlder();
+    mOlder = 0;
     if (own && stands->number == mNumber + 1) return OnStored(last.sequence);
     mLast = last.sequence;
     SendFront();
 }
 
+// Whoever answered does not know it yet. Or the servers lost their power and came back with what their disks
+// had: then nobody will ever know it, and whoever opens the log anew goes on from what there is.
+void LogChain::OnOlder()
+{
+    if (++mOlder < kOlder) return Wait(EngineResult::Full);
+    mFenced = true;
+    mAround.fenced();
+}
+
 void LogChain::OnStored(std::uint64_t sequence)
 {
+    mOlder = 0;
     if (std::exchange(mRefused, false)) mAround.changed();
     mLast = sequence;
     ++mNumber;

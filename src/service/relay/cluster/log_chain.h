@@ -59,6 +59,7 @@ private:
     void AskLast();
     void OnAnswer(EngineResult result, std::uint64_t sequence);
     void OnLast(EngineResult result, const EngineEntry& last);
+    void OnOlder();
     void OnStored(std::uint64_t sequence);
     void Wait(EngineResult why);
     template <class... Answer>
@@ -76,6 +77,7 @@ private:
     bool mWaiting = false;  // for GoOn
     bool mRefused = false;
     bool mFenced = false;
+    int mOlder = 0;  // answers in a row that what is stored is not there
     const std::shared_ptr<int> mAlive = std::make_shared<int>();
 };
 
