@@ -51,7 +51,8 @@ EngineResult ResultOf(const json::value& answer)
     const json::value* const error = Member(answer, "error");
     if (!error) return EngineResult::Ok;
     switch (Number(Member(*error, "err_code"))) {
-        case 10071: return EngineResult::Other;    // wrong last sequence
+        case 10071:                                // wrong last sequence
+        case 10164: return EngineResult::Other;    // the same of newer ones: somebody's is on its way
         case 10037: return EngineResult::Missing;  // no message found
         case 10002:                                // resource limits of the account
         case 10023:                                // insufficient resources
