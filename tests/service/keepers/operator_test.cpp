@@ -142,6 +142,17 @@ TEST_F(Operators, LeaveNothingOfAMeetingThatIsClosedWhileTheServersAreAway)
     }));
 }
 
+TEST_F(Operators, MayStartARelayAnewWhoseOldLifeStoodStill)
+{
+    Site old(cluster, "one"), two(cluster, "two");
+    auto alice = old.LoggedIn("Alice");
+    Site anew(cluster, "one");
+    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_RESTART);
+    EXPECT_EQ(RelaysAt(old).substr(0, 12), "one replaced");
+    EXPECT_EQ(anew.LoggedIn("bob")->Enter("Room01", true).result(), RESULT_OK);
+    EXPECT_EQ(RelaysAt(anew), "one in touch, two in touch");
+}
+
 TEST_F(Operators, MayForgetWhatARelayLeftBehind)
 {
     ClusterTimes times = Site::kTimes;

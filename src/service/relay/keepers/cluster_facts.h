@@ -13,10 +13,11 @@ namespace zephyl {
 
 struct RelayFacts {
     std::string name;
-    std::string address;     // HOST:PORT for clients
-    const char* state = "";  // "in touch", "out of touch", "leaving", "stopped", "gone", "has another key"
-    bool own = false;        // the one that tells this
-    bool answered = false;   // what follows is known
+    std::string address;  // HOST:PORT for clients
+    /// "in touch", "out of touch", "leaving", "stopped", "gone", "replaced", "has another key"
+    const char* state = "";
+    bool own = false;       // the one that tells this
+    bool answered = false;  // what follows is known
     std::string version;
     std::chrono::seconds uptime{};
     std::uint64_t connections = 0;

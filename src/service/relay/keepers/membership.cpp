@@ -163,7 +163,8 @@ std::vector<RelayFacts> Membership::Facts() const
     all[0].name = mSelf.name;
     all[0].address = mOwn.address;
     all[0].own = true;
-    all[0].state = mStranger   ? "has another key"
+    all[0].state = mReplaced   ? "replaced"
+                   : mStranger ? "has another key"
                    : mDraining ? "leaving"
                    : inTouch   ? "in touch"
                                : "out of touch";
@@ -193,7 +194,7 @@ bool Membership::MayDecide() const
 bool Membership::TakesNobody() const
 {
     const std::lock_guard lock(mMutex);
-    return mCutOff || mDraining || mStranger;
+    return mCutOff || mDraining || mStranger || mReplaced;
 }
 
 bool Membership::Draining() const
@@ -241,7 +242,7 @@ void Membership::Tick()
         mTicked = now;
         Look(now, gone);
         inTouch = now - mTouched < mTimes.decidesFor && !mDraining;
-        cutOff = now - mTouched > mTimes.cutOffAfter && (mCutOff || OthersAreBetterOff(now));
+        cutOff = mReplaced || (now - mTouched > mTimes.cutOffAfter && (mCutOff || OthersAreBetterOff(now)));
         changed = cutOff != std::exchange(mCutOff, cutOff);
     }
     Write();
@@ -275,7 +276,7 @@ void Membership::Look(Clock::time_point now, std::vector<RelayId>& gone)
 void Membership::Write()
 {
     const auto now = Clock::now();
-    if (mWriting) return;
+    if (mWriting || mReplaced) return;
     const auto weak = weak_from_this();
     if (!mLearned) {
         mWriting = true;
@@ -313,14 +314,20 @@ void Membership::Write()
         });
 }
 
-// Whoever stands there: an earlier life, or a record of this one whose answer was lost.
+// Whoever stands there: an earlier life, or a record of this one whose answer was lost. Or a later life, when
+// this one had stood still or another relay is called the same: who began last stays, or both would throw
+// each other's clients out in turn.
 void Membership::Learn(const EngineEntry& entry)
 {
     words::RelayRecord record;
     const std::lock_guard lock(mMutex);
-    const bool other = !entry.bytes.empty() && record.ParseFromString(entry.bytes) && mBeat > 0 &&
+    const bool other = !entry.bytes.empty() && record.ParseFromString(entry.bytes) &&
                        record.incarnation() != mSelf.incarnation;
-    if (other) mLog.error("another relay calls itself {}, too: one of them must be renamed", mSelf.name);
+    if (other && mTaken && entry.sequence > mSequence) {
+        mReplaced = true;
+        mLog.error("another relay has begun that calls itself {}, too: this one takes nobody any more",
+                   mSelf.name);
+    }
     mSequence = entry.sequence;
     mLearned = true;
 }
@@ -333,6 +340,7 @@ void Membership::Written(Clock::time_point asked, EngineResult result, std::uint
         return;
     }
     const std::lock_guard lock(mMutex);
+    mTaken = true;
     mSequence = sequence;
     mTouched = asked;
 }

@@ -111,6 +111,8 @@ private:
     std::uint64_t mBeat = 0;  // its records
     bool mSawAll = false;
     bool mStranger = false;
+    bool mTaken = false;     // the own record, at some time
+    bool mReplaced = false;  // another relay has begun with this one's name
     bool mCutOff = false;
     bool mDraining = false;
     bool mStopped = false;
