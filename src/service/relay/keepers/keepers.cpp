@@ -114,6 +114,14 @@ std::unique_ptr<MeetingLog> Keepers::Log(const MeetingHead& head, std::uint64_t 
                       [removals = mRemovals](std::string subject) { removals->Remove(std::move(subject)); }});
 }
 
+// While the engine is away that takes long, and they are looked for every second.
+asio::awaitable<void> Keepers::SeeTo(std::string code)
+{
+    co_await mDirectory->SeeTo(code);
+    const std::lock_guard lock(mSeeing);
+    mSeenTo.erase(code);
+}
+
 void Keepers::LookAround()
 {
     std::set<std::string> living;
@@ -125,8 +133,10 @@ void Keepers::LookAround()
     }
     // What a relay left behind that is gone: kept until somebody comes, or for as long as an empty meeting
     // is.
-    for (const std::string& code : mLeases.Orphans())
-        asio::co_spawn(mIo, mDirectory->SeeTo(code), asio::detached);
+    for (const std::string& code : mLeases.Orphans()) {
+        const std::lock_guard lock(mSeeing);
+        if (mSeenTo.insert(code).second) asio::co_spawn(mIo, SeeTo(code), asio::detached);
+    }
     mTimer->expires_after(kLookAround);
     mTimer->async_wait([this](boost::system::error_code error) {
         if (!error) LookAround();

@@ -95,6 +95,7 @@ private:
     boost::asio::awaitable<std::vector<words::Answer>> AskAll(words::Question question);
     boost::asio::awaitable<Done> AskDone(RelayId relay, words::Question question);
     void LookAround();
+    boost::asio::awaitable<void> SeeTo(std::string code);
 
     boost::asio::io_context& mIo;
     std::unique_ptr<Engine> mEngine;
@@ -108,6 +109,8 @@ private:
     Directory* mDirectory = nullptr;
     Ways mWays;
     std::set<std::string> mLiving;  // where clients may go, as it was told last
+    std::mutex mSeeing;
+    std::set<std::string> mSeenTo;  // codes of meetings that nobody kept, while they are
     Engine::Ears mQuestions;
     std::shared_ptr<boost::asio::steady_timer> mTimer;
     const std::shared_ptr<AllAsking> mAsking = std::make_shared<AllAsking>();
