@@ -132,7 +132,7 @@ TEST_F(Operators, LeaveNothingOfAMeetingThatIsClosedWhileTheServersAreAway)
     alice->WaitAccepted(CHANNEL_TALK, 1);
     const std::string log = kEngineLogs + EngineKey(entered.place().meeting());
     one.engine->memory.Cut();
-    EXPECT_EQ(Say(one, "close Room01"), "ok");
+    EXPECT_EQ(Say(one, "close Room01"), "no answer");  // another relay may have it by now
     EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_ENDED);
     EXPECT_GT(cluster.Entries(log + ".talk"), 0u);
     one.engine->memory.Mend();
@@ -140,6 +140,25 @@ TEST_F(Operators, LeaveNothingOfAMeetingThatIsClosedWhileTheServersAreAway)
         return cluster.Entries(log + ".talk") + cluster.Entries(log + ".seats") == 0 &&
                StatusOf(two).at("meetings").as_array().empty();
     }));
+}
+
+TEST_F(Operators, AreNotToldThatSomethingIsDoneWhichAnotherRelayNeverHeardOf)
+{
+    ClusterTimes careless = Site::kTimes;
+    careless.decidesFor = 1h;
+    careless.cutOffAfter = 2h;
+    Site one(cluster, "one", careless), two(cluster, "two");
+    auto alice = one.LoggedIn("Alice"), bob = two.LoggedIn("bob");
+    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    one.engine->memory.Cut();
+    EXPECT_EQ(Say(one, "kick Room01\tcarol"), "no answer");
+    EXPECT_EQ(Say(one, "close Room01"), "no answer");
+    ASSERT_TRUE(Becomes([&] { return bob->Enter("Room01", false).result() == RESULT_OK; }));
+    one.engine->memory.Mend();
+    EXPECT_TRUE(Becomes([&] { return Say(one, "kick Room01\tdave") == "ok"; }));
+    EXPECT_EQ(Say(one, "unkick Room01\tcarol"), "not kicked");
+    bob->Post(1, "it goes on");
+    bob->WaitAccepted(CHANNEL_TALK, 1);
 }
 
 TEST_F(Operators, MayStartARelayAnewWhoseOldLifeStoodStill)

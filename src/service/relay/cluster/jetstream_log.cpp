@@ -295,11 +295,23 @@ void JetStreamLog::ShrinkMemory()
     }
 }
 
-void JetStreamLog::Remove()
+std::vector<std::string> JetStreamLog::Subjects(const std::string& name)
+{
+    std::vector<std::string> subjects;
+    for (const char* const what : {kSeatsChain, kTalkChain, kBoardChain, kPassingChain})
+        subjects.push_back(SubjectOf(name, what));
+    return subjects;
+}
+
+void JetStreamLog::End()
 {
     for (LogChain* const chain : Chains()) chain->End();
-    for (const char* const what : {kSeatsChain, kTalkChain, kBoardChain, kPassingChain})
-        mWays.remove(SubjectOf(what));
+}
+
+void JetStreamLog::Remove()
+{
+    End();
+    for (std::string& subject : Subjects(mName)) mWays.remove(std::move(subject));
 }
 
 // --- reading ---------------------------------------------------------------------------------------

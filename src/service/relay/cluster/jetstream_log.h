@@ -54,6 +54,9 @@ public:
     void OpenLater(Opened opened) override;
     void ReplayLater(Take take, ReplayDone done) override;
     void Remove() override;
+    void End() override;
+    /// All that it consists of.
+    static std::vector<std::string> Subjects(const std::string& name);
     std::uint64_t Next(Channel channel) override { return ++Of(channel).state.end; }
     void Append(std::vector<ItemPtr> items, Done done) override;
     void Read(Channel channel, std::uint64_t from, std::size_t bytes, ReadDone done) override;
@@ -113,7 +116,10 @@ private:
     void GoOn();
     void OnChanged();
 
-    std::string SubjectOf(const char* what) const { return kEngineLogs + mName + "." + what; }
+    static std::string SubjectOf(const std::string& name, const char* what)
+    {
+        return kEngineLogs + name + "." + what;
+    }
 
     // opening
     void MakeChains();

@@ -76,7 +76,9 @@ void JetStreamLog::MakeChains()
                                                                   mWays.lost();
                                                               },
                                                               [this] { OnChanged(); }});
-    const auto make = [&](const char* what) { return std::make_unique<LogChain>(SubjectOf(what), *mAround); };
+    const auto make = [&](const char* what) {
+        return std::make_unique<LogChain>(SubjectOf(mName, what), *mAround);
+    };
     for (Side* const side : {&mTalk, &mBoard}) {  // an attempt before may have failed half way
         side->lanes = {};
         side->recent = ItemQueue();

@@ -45,7 +45,8 @@ void Keepers::Start(Directory& directory, Ways ways)
     mQuestions = mEngine->Listen(Lines::SubjectOf(mMembers->Self()) + ".ask",
                                  [this](const EngineWord& word) { Heard(word); });
     mLines->Start(mWays.opened);
-    mLeases.Start([this](const MeetingHead& head) { mDirectory->LeaseLost(head); });
+    mLeases.Start(
+        [this](const MeetingHead& head, std::uint64_t epoch) { mDirectory->LeaseLost(head, epoch); });
     mMembers->Start(
         {[lines = mLines](const RelayId& relay) { lines->Gone(relay, "the relay is gone"); }, mWays.cutOff});
     LookAround();
@@ -93,9 +94,20 @@ asio::awaitable<SharedMeetings::Named> Keepers::CodeOf(std::string meeting)
     return mLeases.CodeOf(std::move(meeting));
 }
 
-void Keepers::Forget(const MeetingHead& head)
+void Keepers::Forget(const MeetingHead& head, Told told)
 {
-    asio::co_spawn(mIo, mLeases.Forget(head), asio::detached);
+    asio::co_spawn(mIo, ForgetAll(head), [told = std::move(told)](std::exception_ptr, bool gone) {
+        if (told) told(gone);
+    });
+}
+
+asio::awaitable<bool> Keepers::ForgetAll(MeetingHead head)
+{
+    const bool gone = co_await mLeases.Forget(head);
+    if (gone)
+        for (std::string& subject : JetStreamLog::Subjects(EngineKey(head.id)))
+            mRemovals->Remove(std::move(subject));
+    co_return gone;
 }
 
 void Keepers::Release(const MeetingHead& head)

@@ -67,7 +67,7 @@ public:
     boost::asio::awaitable<Done> KickThere(RelayId keeper, std::string code, std::string handle,
                                            Back back) override;
     boost::asio::awaitable<Done> CloseThere(RelayId keeper, std::string code) override;
-    void Forget(const MeetingHead& head) override;
+    void Forget(const MeetingHead& head, Told told) override;
     void Release(const MeetingHead& head) override;
     void Lost(const MeetingHead& head, std::uint64_t epoch) override { mLeases.Drop(head, epoch); }
     bool MayDecide() const override { return mMembers->MayDecide(); }
@@ -94,6 +94,7 @@ private:
     /// Of all others that answer.
     boost::asio::awaitable<std::vector<words::Answer>> AskAll(words::Question question);
     boost::asio::awaitable<Done> AskDone(RelayId relay, words::Question question);
+    boost::asio::awaitable<bool> ForgetAll(MeetingHead head);
     void LookAround();
     boost::asio::awaitable<void> SeeTo(std::string code);
 

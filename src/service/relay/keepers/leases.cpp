@@ -62,7 +62,7 @@ Leases::Leases(asio::io_context& io, Engine& engine, std::shared_ptr<Membership>
 {
 }
 
-void Leases::Start(std::function<void(const MeetingHead&)> lost)
+void Leases::Start(std::function<void(const MeetingHead&, std::uint64_t)> lost)
 {
     mLost = std::move(lost);
     mWatch = mEngine.Watch(
@@ -196,18 +196,28 @@ asio::awaitable<void> Leases::RemoveSurely(std::string bucket, std::string key, 
     }
 }
 
-// The code first: whoever looks finds that it means nothing, or that nobody can say yet.
-asio::awaitable<void> Leases::Forget(MeetingHead head)
+// The code first: whoever looks finds that it means nothing, or that nobody can say yet. Another relay may
+// have written there before, or at the same moment, as in Take.
+asio::awaitable<bool> Leases::Forget(MeetingHead head)
 {
     const std::optional<Held> held = Leave(head);
-    if (!held) co_return;
-    const std::string id = HexOf(head.id);
-    co_await RemoveSurely(kCodes, EngineKey(head.code), held->epoch);
+    if (!held) co_return false;
+    const std::string key = EngineKey(head.code), id = HexOf(head.id);
+    co_await RemoveSurely(kCodes, key, held->epoch);
     Drop(head, held->epoch);
+    Standing standing = co_await Ask(key);
+    while (standing.result == EngineResult::Away) {
+        co_await Pause(kMoment);
+        standing = co_await Ask(key);
+    }
+    if (standing.result == EngineResult::Ok && standing.record.meeting() == head.id) {
+        mLog.warn("a meeting that was to end here goes on: relay {} keeps it", standing.record.keeper());
+        co_return false;
+    }
     for (;;) {
         const auto [found, entry] = co_await GetValue(mEngine, kMeetings, id);
         if (found == EngineResult::Ok) co_await RemoveSurely(kMeetings, id, entry.sequence);
-        if (found != EngineResult::Away) co_return;
+        if (found != EngineResult::Away) co_return true;
         co_await Pause(kMoment);
     }
 }
@@ -232,7 +242,7 @@ void Leases::Seen(const EngineEntry& entry, bool removed)
     words::CodeRecord record;
     if (!removed && !record.ParseFromString(entry.bytes)) return;
     const bool mine = !removed && IsMine(record);
-    std::optional<MeetingHead> lost;
+    std::optional<Held> lost;
     {
         const std::lock_guard lock(mMutex);
         if (removed)
@@ -241,13 +251,13 @@ void Leases::Seen(const EngineEntry& entry, bool removed)
             mKnown[entry.subject] = {record, entry.sequence, {}};
         const auto at = mHeld.find(entry.subject);
         if (at != mHeld.end() && !mine && entry.sequence > at->second.epoch) {
-            if (!at->second.going) lost = at->second.head;
+            if (!at->second.going) lost = at->second;
             mHeld.erase(at);
         }
     }
     if (!lost) return;
     mLog.warn("another relay has taken over a meeting that was kept here");
-    mLost(*lost);
+    mLost(lost->head, lost->epoch);
 }
 
 std::vector<Leases::Lease> Leases::All() const

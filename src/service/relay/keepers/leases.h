@@ -26,14 +26,14 @@ public:
     Leases(boost::asio::io_context& io, Engine& engine, std::shared_ptr<Membership> members,
            spdlog::logger& log);
     /// `lost`: another relay has the lease that this one had. On a thread of the engine's.
-    void Start(std::function<void(const MeetingHead& head)> lost);
+    void Start(std::function<void(const MeetingHead& head, std::uint64_t epoch)> lost);
     void Stop() { mWatch.reset(); }
 
     boost::asio::awaitable<CodeLease> Look(std::string code);
     boost::asio::awaitable<std::optional<std::uint64_t>> Name(MeetingHead head);
     boost::asio::awaitable<SharedMeetings::Named> CodeOf(std::string meeting);
-    /// The code means nothing any more.
-    boost::asio::awaitable<void> Forget(MeetingHead head);
+    /// The code means this meeting no more. False: another relay keeps it.
+    boost::asio::awaitable<bool> Forget(MeetingHead head);
     /// It means the same, and anybody may keep it.
     boost::asio::awaitable<void> Release(MeetingHead head);
     /// Not this relay's any more; nothing is written.
@@ -86,7 +86,7 @@ private:
     Engine& mEngine;
     const std::shared_ptr<Membership> mMembers;
     spdlog::logger& mLog;
-    std::function<void(const MeetingHead&)> mLost;
+    std::function<void(const MeetingHead&, std::uint64_t)> mLost;
     Engine::Ears mWatch;
     mutable std::mutex mMutex;
     std::unordered_map<std::string, Held> mHeld;  // by key

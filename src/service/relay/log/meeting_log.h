@@ -111,6 +111,8 @@ public:
     virtual void ReplayLater(Take take, ReplayDone done);
     /// For good, with everything in it.
     virtual void Remove() = 0;
+    /// Nothing more is written: it goes, or is another's now, as whoever shares it finds out.
+    virtual void End() {}
     /// Gives out the next sequence of a channel. What gets it must be appended before the strand's turn ends.
     virtual std::uint64_t Next(Channel channel) = 0;
     /// `done`: the items may be delivered.

@@ -35,6 +35,7 @@ constexpr std::size_t kEmptyOfOneCreator = 20;
 // as clients wait for an answer.
 constexpr std::chrono::seconds kChoosing = kCallTime - 2s;
 constexpr std::chrono::milliseconds kMoment{100};
+constexpr int kForgotten = 30;  // of these. Less than who asks for another relay waits
 
 std::string Hex(const std::string& bytes)
 {
@@ -288,7 +289,7 @@ std::unique_ptr<MeetingLog> Directory::MakeLog(const MeetingHead& head, std::uin
     if (mServices.shared)
         return mServices.shared->Log(head, epoch, bounds, post, trouble, [this, head, epoch] {
             mServices.shared->Lost(head, epoch);
-            LeaseLost(head);
+            LeaseLost(head, epoch);
         });
     if (mServices.options.logsInMemory) return std::make_unique<MemoryLog>(bounds);
     return std::make_unique<FileLog>(Folder() / Hex(head.id), head, bounds, mServices.logs, post, trouble);
@@ -335,14 +336,18 @@ void Directory::MakeRoom(const std::string& creator)
     for (std::size_t i = 0; i + kEmptyOfOneCreator <= empty.size(); ++i) Delete(empty[i]);
 }
 
-void Directory::Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye, Code code)
+// While relays share meetings another one may have taken it over: only who finds that nobody has removes its
+// log.
+void Directory::Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye, Code code,
+                       Told told)
 {
     mById.erase(meeting->Id());
     mEpochs.erase(meeting->Id());
     if (const auto at = mByCode.find(meeting->Code()); at != mByCode.end() && at->second == meeting)
         mByCode.erase(at);
-    meeting->PostClose(goodbye);
-    if (mServices.shared && code == Code::Free) mServices.shared->Forget(meeting->Head());
+    const bool shared = mServices.shared && code == Code::Free;
+    meeting->PostClose(goodbye, shared ? Meeting::Rest::Stays : Meeting::Rest::Goes);
+    if (shared) mServices.shared->Forget(meeting->Head(), std::move(told));
 }
 
 void Directory::ClientEnded(std::shared_ptr<Session> session, std::shared_ptr<Client> client)
@@ -468,8 +473,8 @@ asio::awaitable<Directory::Done> Directory::Kick(std::string code, HandleForms w
     if (keeper) co_return co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Back::No);
     if (!meeting) co_return known ? Done::NoMeeting : Done::NoAnswer;
     const bool usable = co_await Opened(meeting);
-    if (usable) co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
-    co_return usable ? Done::Yes : Done::NoAnswer;
+    if (!usable) co_return Done::NoAnswer;
+    co_return co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
 }
 
 asio::awaitable<Directory::Done> Directory::Unkick(std::string code, HandleForms whom)
@@ -480,9 +485,7 @@ asio::awaitable<Directory::Done> Directory::Unkick(std::string code, HandleForms
     if (!meeting) co_return known ? Done::NoMeeting : Done::NoAnswer;
     const bool usable = co_await Opened(meeting);
     if (!usable) co_return Done::NoAnswer;
-    const bool done =
-        co_await asio::co_spawn(meeting->Home(), meeting->Unbar(std::move(whom)), asio::use_awaitable);
-    co_return done ? Done::Yes : Done::NotKicked;
+    co_return co_await asio::co_spawn(meeting->Home(), meeting->Unbar(std::move(whom)), asio::use_awaitable);
 }
 
 asio::awaitable<Directory::Done> Directory::Close(std::string code)
@@ -490,20 +493,33 @@ asio::awaitable<Directory::Done> Directory::Close(std::string code)
     const Kept kept = co_await OfCode(code);
     if (kept.keeper) co_return co_await mServices.shared->CloseThere(*kept.keeper, code);
     if (!kept.known) co_return Done::NoAnswer;
+    struct Outcome {
+        std::atomic<bool> known, gone;
+    };
+    const auto outcome = std::make_shared<Outcome>(!mServices.shared, !mServices.shared);
+    const auto told = [outcome](bool gone) {
+        outcome->gone = gone;
+        outcome->known = true;
+    };
     const std::shared_ptr<Meeting> meeting =
-        co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code)), asio::use_awaitable);
+        co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code), told), asio::use_awaitable);
     if (!meeting) co_return Done::NoMeeting;
     // Behind its own last turn: whoever is told that it is closed finds nothing of it.
     co_await asio::co_spawn(meeting->Home(), FactsOf(meeting), asio::use_awaitable);
-    co_return Done::Yes;
+    asio::steady_timer timer(mServices.io);
+    for (int moments = 0; !outcome->known && moments < kForgotten; ++moments) {
+        timer.expires_after(kMoment);
+        co_await timer.async_wait(asio::use_awaitable);
+    }
+    co_return outcome->gone ? Done::Yes : Done::NoAnswer;
 }
 
-asio::awaitable<std::shared_ptr<Meeting>> Directory::DoClose(std::string code)
+asio::awaitable<std::shared_ptr<Meeting>> Directory::DoClose(std::string code, Told told)
 {
     const auto at = mByCode.find(code);
     if (at == mByCode.end()) co_return nullptr;
     const std::shared_ptr<Meeting> meeting = at->second;
-    Delete(meeting, "The operator of the service has closed this meeting.");
+    Delete(meeting, "The operator of the service has closed this meeting.", Code::Free, std::move(told));
     co_return meeting;
 }
 

@@ -73,13 +73,15 @@ public:
     boost::asio::awaitable<bool> AdmittedElsewhere(std::string key, std::string handle, std::uint64_t stream,
                                                    bool again);
     /// Another relay keeps this one now: its clients go there.
-    void LeaseLost(const MeetingHead& head);
+    /// `epoch`: what it was kept with; a later one is not concerned.
+    void LeaseLost(const MeetingHead& head, std::uint64_t epoch);
     /// Nobody keeps it.
     boost::asio::awaitable<void> SeeTo(std::string code);
     /// A client of this one has a seat elsewhere. Any thread.
     void Resumed(std::shared_ptr<Session> session, std::shared_ptr<Client> client);
 
     using Done = SharedMeetings::Done;
+    using Told = SharedMeetings::Told;
     /// An operator's word: the handle is out of this meeting, and stays out.
     boost::asio::awaitable<Done> Kick(std::string code, HandleForms whom);
     /// Takes Kick back.
@@ -156,7 +158,7 @@ private:
                                                   std::string removed, ByeReason reason,
                                                   std::uint64_t looked);
     boost::asio::awaitable<std::vector<std::shared_ptr<Meeting>>> DoAll();
-    boost::asio::awaitable<std::shared_ptr<Meeting>> DoClose(std::string code);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> DoClose(std::string code, Told told);
     boost::asio::awaitable<void> DoEndHandle(std::string key, std::string text);
     boost::asio::awaitable<MeetingFacts> FactsOf(std::shared_ptr<Meeting> meeting);
     boost::asio::awaitable<std::vector<std::string>> DoHandles();
@@ -169,8 +171,9 @@ private:
     std::unique_ptr<MeetingLog> MakeLog(const MeetingHead& head, std::uint64_t epoch, const Strand& home,
                                         const std::shared_ptr<std::weak_ptr<Meeting>>& made);
     enum class Code { Free, NamedAnew };
+    /// `told`: where relays share it.
     void Delete(const std::shared_ptr<Meeting>& meeting, const std::string& goodbye = {},
-                Code code = Code::Free);
+                Code code = Code::Free, Told told = {});
     void MakeRoom(const std::string& creator);
     void EndEntry(const Entry& entry, ByeReason reason, const std::string& text);
 

@@ -105,10 +105,11 @@ void Directory::Let(const std::shared_ptr<Meeting>& meeting)
     meeting->PostYield();
 }
 
-void Directory::LeaseLost(const MeetingHead& head)
+void Directory::LeaseLost(const MeetingHead& head, std::uint64_t epoch)
 {
-    asio::post(mStrand, [this, id = head.id] {
-        if (const auto at = mById.find(id); at != mById.end()) Let(std::shared_ptr(at->second));
+    asio::post(mStrand, [this, id = head.id, epoch] {
+        const auto at = mById.find(id);
+        if (at != mById.end() && mEpochs[id] <= epoch) Let(std::shared_ptr(at->second));
     });
 }
 

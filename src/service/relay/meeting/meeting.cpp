@@ -19,6 +19,7 @@ namespace {
 constexpr int kPresent = 5;
 constexpr int kLeft = 0;
 constexpr std::chrono::milliseconds kVoiceTogether{10};
+constexpr std::chrono::seconds kSyncing{3};  // less than who asks for another relay waits
 
 }  // namespace
 
@@ -345,6 +346,7 @@ void Meeting::Yield()
         seat->client = nullptr;
         mKeeper.SeatEnded(seat->session);
     }
+    GiveUpSyncing(Clock::time_point::max());
     mTick.cancel();
     mAccepted.cancel();
 }
@@ -361,9 +363,9 @@ void Meeting::EndAll()
     }
 }
 
-void Meeting::PostClose(std::string goodbye)
+void Meeting::PostClose(std::string goodbye, Rest rest)
 {
-    asio::post(mHome, [self = shared_from_this(), goodbye = std::move(goodbye)] {
+    asio::post(mHome, [self = shared_from_this(), goodbye = std::move(goodbye), rest] {
         for (const SeatPtr& seat : std::exchange(self->mSeats, {})) {
             if (seat->client) {
                 seat->client->PullFrom(nullptr);
@@ -372,7 +374,11 @@ void Meeting::PostClose(std::string goodbye)
             self->mKeeper.SeatEnded(seat->session);
         }
         self->mClosed = true;
-        self->mLog->Remove();
+        if (rest == Rest::Goes)
+            self->mLog->Remove();
+        else
+            self->mLog->End();
+        self->GiveUpSyncing(Clock::time_point::max());
         self->mTick.cancel();
         self->mAccepted.cancel();
         self->mVoice.cancel();
@@ -508,6 +514,7 @@ void Meeting::ArmTick()
 
 void Meeting::OnTick(Clock::time_point now)
 {
+    GiveUpSyncing(now - kSyncing);
     if (mServices.shared && !mServices.shared->MayDecide()) return;
     const RelayTimes& times = mServices.limits.Now().times;
     if (mSeats.empty() && !Occupied() && now - mEmptySince > times.keepEmpty)

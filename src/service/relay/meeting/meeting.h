@@ -16,6 +16,7 @@
 #include "service/relay/meeting/meeting_facts.h"
 #include "service/relay/meeting/meeting_services.h"
 #include "service/relay/meeting/seat.h"
+#include "service/relay/meeting/shared_meetings.h"
 
 namespace zephyl {
 
@@ -49,7 +50,8 @@ public:
     /// Another relay keeps it: its clients are to come back, and nothing is written any more.
     void PostYield();
     /// For good. `goodbye`: to those who are in it; "": nobody is.
-    void PostClose(std::string goodbye = {});
+    enum class Rest { Goes, Stays };  // the log: it stays until who shares it removes it
+    void PostClose(std::string goodbye = {}, Rest rest = Rest::Goes);
     /// Lets go of seats and clients, whose strands run no more.
     void Abandon();
 
@@ -58,10 +60,10 @@ public:
     /// used.
     boost::asio::awaitable<bool> Ready();
     /// Ends its seat, and lets that handle in no more for as long as there is this meeting. Returns when that
-    /// is safe.
-    boost::asio::awaitable<void> Bar(HandleForms whom);
-    /// Takes that back. False: it was not barred.
-    boost::asio::awaitable<bool> Unbar(HandleForms whom);
+    /// is safe; NoAnswer: it was not in time, or another relay keeps the meeting now.
+    boost::asio::awaitable<SharedMeetings::Done> Bar(HandleForms whom);
+    /// Takes that back.
+    boost::asio::awaitable<SharedMeetings::Done> Unbar(HandleForms whom);
     MeetingFacts Facts() const;
     /// For whoever copies its log; Release, then, as often.
     boost::asio::awaitable<std::vector<LogPart>> HoldLog();
@@ -108,7 +110,9 @@ private:
     bool StillTheirs(const SeatEntry& entry) const;
     std::vector<NumbersEntry> AllNumbers() const;
     std::string LogName() const;
-    boost::asio::awaitable<void> Synced();
+    boost::asio::awaitable<SharedMeetings::Done> Synced();
+    /// Whoever waits for Synced longer than from then waits no more.
+    void GiveUpSyncing(Clock::time_point since);
     void Attach(Seat& seat, const std::shared_ptr<Client>& client);
     void Detach(Seat& seat);
     void Gone(const SeatPtr& seat);
@@ -174,6 +178,12 @@ private:
     bool mVoiceArmed = false;
     bool mOpen = false;
     std::vector<std::function<void()>> mWaitForLog;
+    struct Syncing {
+        Clock::time_point since;
+        std::function<void()> wake;
+        bool safe = false;
+    };
+    std::vector<std::shared_ptr<Syncing>> mSyncing;
     bool mStopping = false;
     bool mClosed = false;
     Clock::time_point mEmptySince;

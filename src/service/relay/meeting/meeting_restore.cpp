@@ -172,7 +172,7 @@ void Meeting::RestoreSeat(const SeatEntry& entry)
     mKeeper.SeatRestored(session, shared_from_this());
 }
 
-asio::awaitable<void> Meeting::Bar(HandleForms whom)
+asio::awaitable<SharedMeetings::Done> Meeting::Bar(HandleForms whom)
 {
     if (!mBarred.contains(whom.key)) {
         if (const SeatPtr seat = OfKey(whom.key)) {
@@ -190,13 +190,13 @@ asio::awaitable<void> Meeting::Bar(HandleForms whom)
         }
         mServices.log.info("{} is barred from meeting {}", mServices.names.User(whom.spelling), LogName());
     }
-    co_await Synced();
+    co_return co_await Synced();
 }
 
-asio::awaitable<bool> Meeting::Unbar(HandleForms whom)
+asio::awaitable<SharedMeetings::Done> Meeting::Unbar(HandleForms whom)
 {
     const auto at = mBarred.find(whom.key);
-    if (at == mBarred.end()) co_return false;
+    if (at == mBarred.end()) co_return SharedMeetings::Done::NotKicked;
     for (const SeatNumber number : at->second) {
         SeatEntry entry;
         entry.number = number;
@@ -205,19 +205,36 @@ asio::awaitable<bool> Meeting::Unbar(HandleForms whom)
         mLog->Seat(entry);
     }
     mBarred.erase(at);
-    co_await Synced();
-    co_return true;
+    co_return co_await Synced();
 }
 
-asio::awaitable<void> Meeting::Synced()
+// A log that is another relay's by now never says so.
+asio::awaitable<SharedMeetings::Done> Meeting::Synced()
 {
-    const auto initiate = [this](auto handler) {
+    const auto syncing = std::make_shared<Syncing>();
+    const auto initiate = [this, syncing](auto handler) {
         auto shared = std::make_shared<decltype(handler)>(std::move(handler));
-        mLog->WhenSynced([shared] {
+        syncing->since = Clock::now();
+        syncing->wake = [shared] {
             asio::post(asio::get_associated_executor(*shared), [shared] { std::move (*shared)(); });
+        };
+        if (mClosed) return std::exchange(syncing->wake, nullptr)();
+        mSyncing.push_back(syncing);
+        mLog->WhenSynced([syncing] {
+            syncing->safe = true;
+            if (const auto wake = std::exchange(syncing->wake, nullptr)) wake();
         });
     };
     co_await asio::async_initiate<const asio::use_awaitable_t<>, void()>(initiate, asio::use_awaitable);
+    std::erase(mSyncing, syncing);
+    co_return syncing->safe ? SharedMeetings::Done::Yes : SharedMeetings::Done::NoAnswer;
+}
+
+void Meeting::GiveUpSyncing(Clock::time_point since)
+{
+    for (const auto& syncing : mSyncing)
+        if (const auto wake = syncing->since < since ? std::exchange(syncing->wake, nullptr) : nullptr)
+            wake();
 }
 
 MeetingFacts Meeting::Facts() const

@@ -68,8 +68,10 @@ public:
     virtual boost::asio::awaitable<Done> CloseThere(RelayId keeper, std::string code) = 0;
 
     // --- any thread ---
-    /// The meeting is no more.
-    virtual void Forget(const MeetingHead& head) = 0;
+    /// The meeting is no more, and its log goes: `told`, on any thread. Or another relay has taken it over
+    /// before: false.
+    using Told = std::function<void(bool gone)>;
+    virtual void Forget(const MeetingHead& head, Told told) = 0;
     /// Another relay may keep it now.
     virtual void Release(const MeetingHead& head) = 0;
     /// Somebody else has written to its log: the lease of this epoch is gone, whatever was thought of it.
