@@ -1,5 +1,6 @@
 #pragma once
-// Logs that are to go for good. What the engine does not take at the moment is asked for again until it has.
+// Logs that are to go for good. What the engine does not take at the moment is asked for again, for as long
+// as it takes.
 
 #include <memory>
 #include <string>
@@ -18,6 +19,8 @@ public:
 
     /// Nobody appends to this subject any more. Any thread.
     void Remove(std::string subject);
+    /// Asks again for what was not taken. Now and then.
+    void GoOn();
     /// Nothing is asked for any more.
     void Stop();
 

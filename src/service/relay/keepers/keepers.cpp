@@ -149,6 +149,7 @@ void Keepers::LookAround()
         const std::lock_guard lock(mSeeing);
         if (mSeenTo.insert(code).second) asio::co_spawn(mIo, SeeTo(code), asio::detached);
     }
+    mRemovals->GoOn();
     mTimer->expires_after(kLookAround);
     mTimer->async_wait([this](boost::system::error_code error) {
         if (!error) LookAround();
