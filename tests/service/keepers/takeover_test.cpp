@@ -131,6 +131,17 @@ TEST_F(Takeover, OfTheClientsOfARelayThatIsCutOff)
     sites[0]->engine->memory.Mend();
 }
 
+// As one that reaches a server which is cut off from the others.
+TEST_F(Takeover, OfTheClientsOfARelayThatHearsNobodyAnyMore)
+{
+    Gather();
+    WaitForLines(50);
+    sites[0]->engine->memory.Hold();
+    ExpectAllWhole();
+    EXPECT_GE(clients[0]->connections, 2);
+    sites[0]->engine->memory.Release();
+}
+
 TEST_F(Takeover, IsNotNeededWhenWhatAllShareWasAwayForAWhile)
 {
     Gather();

@@ -14,7 +14,8 @@ namespace asio = boost::asio;
 namespace {
 
 constexpr char kRelays[] = "relays";
-constexpr char kInTouch[] = "zephyl.in_touch";  // each relay that is says so there
+constexpr char kInTouch[] = "zephyl.in_touch";         // each relay that is says so there,
+constexpr char kOutOfTouch[] = "zephyl.out_of_touch";  // and who is not, there
 
 }  // namespace
 
@@ -48,6 +49,9 @@ void Membership::Start(Listener listener)
     mWords = mEngine.Listen(kInTouch, [weak](const EngineWord& word) {
         if (const auto self = weak.lock()) self->HeardInTouch(word.bytes);
     });
+    mOtherWords = mEngine.Listen(kOutOfTouch, [weak](const EngineWord& word) {
+        if (const auto self = weak.lock()) self->HeardOutOfTouch(word.bytes);
+    });
     mWatch = mEngine.Watch(
         kRelays,
         [weak](const EngineEntry& entry, bool removed) {
@@ -78,6 +82,7 @@ void Membership::Stop()
     mWatch.reset();
     mConnection.reset();
     mWords.reset();
+    mOtherWords.reset();
 }
 
 // --- others ----------------------------------------------------------------------------------------
@@ -218,22 +223,39 @@ void Membership::HeardInTouch(const std::string& name)
     const auto now = Clock::now();
     const std::lock_guard lock(mMutex);
     if (now - mBetter > 2 * mTimes.beat) mBetterSince = now;
-    mBetter = now;
+    mBetter = mHeard = now;
 }
 
-// Without a connection nobody knows, and they may be. When what relays stand on is away for all of them,
-// nobody gains by going; and who comes back a moment later than others did is not worse off.
+void Membership::HeardOutOfTouch(const std::string& name)
+{
+    const std::lock_guard lock(mMutex);
+    if (name != mSelf.name) mHeard = Clock::now();
+}
+
+// Without a connection nobody knows, and they may be; the same where not one word of them comes any more, as
+// when this relay's server is cut off with it. When what relays stand on is away for all of them, nobody
+// gains by going; and who comes back a moment later than others did is not worse off.
 bool Membership::OthersAreBetterOff(Clock::time_point now) const
 {
-    return !mEngine.Connected() ||
+    return !mEngine.Connected() || HearsNobody(now) ||
            (now - mBetter < 2 * mTimes.beat && mBetter - mBetterSince > mTimes.decidesFor);
+}
+
+// Of those who were there when this one was in touch last. They may need a moment to find another server.
+bool Membership::HearsNobody(Clock::time_point now) const
+{
+    const auto wasThere = [&](const auto& one) {
+        return !one.second.member.draining && one.second.changed + mTimes.goneAfter > mTouched;
+    };
+    return now - std::max(mHeard, mListening) > 3 * mTimes.cutOffAfter &&
+           std::any_of(mOthers.begin(), mOthers.end(), wasThere);
 }
 
 void Membership::Tick()
 {
     const auto now = Clock::now();
     std::vector<RelayId> gone;
-    bool changed = false, cutOff = false, inTouch = false;
+    bool changed = false, cutOff = false, inTouch = false, says = false;
     {
         const std::lock_guard lock(mMutex);
         if (mStopped) return;
@@ -241,12 +263,13 @@ void Membership::Tick()
         if (now - mTicked > mTimes.goneAfter / 2) mListening = now;
         mTicked = now;
         Look(now, gone);
-        inTouch = now - mTouched < mTimes.decidesFor && !mDraining;
+        inTouch = now - mTouched < mTimes.decidesFor;
+        says = !mDraining && !mReplaced;
         cutOff = mReplaced || (now - mTouched > mTimes.cutOffAfter && (mCutOff || OthersAreBetterOff(now)));
         changed = cutOff != std::exchange(mCutOff, cutOff);
     }
     Write();
-    if (inTouch) mEngine.Publish(kInTouch, mSelf.name);
+    if (says) mEngine.Publish(inTouch ? kInTouch : kOutOfTouch, mSelf.name);
     for (const RelayId& one : gone) {
         mLog.warn("relay {} is gone", one.name);
         mListener.gone(one);

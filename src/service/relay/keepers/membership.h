@@ -84,7 +84,9 @@ private:
     bool HasGone(const Watched& watched, Clock::time_point now) const;
     bool Listens(Clock::time_point now) const;
     void HeardInTouch(const std::string& name);
+    void HeardOutOfTouch(const std::string& name);
     bool OthersAreBetterOff(Clock::time_point now) const;
+    bool HearsNobody(Clock::time_point now) const;
     void Post(std::function<void()> work);
 
     Engine& mEngine;
@@ -95,7 +97,7 @@ private:
     boost::asio::strand<boost::asio::io_context::executor_type> mStrand;
     boost::asio::steady_timer mTimer;
     Listener mListener;
-    Engine::Ears mWatch, mConnection, mWords;
+    Engine::Ears mWatch, mConnection, mWords, mOtherWords;
     bool mWriting = false;
     bool mLearned = false;  // what stands in the own place
 
@@ -107,6 +109,7 @@ private:
     Clock::time_point mListening{};               // since then nothing was missed
     Clock::time_point mEchoed{};                  // when the own record was seen last
     Clock::time_point mBetter{}, mBetterSince{};  // when others said that they are in touch, without a pause
+    Clock::time_point mHeard{};                   // when they said anything
     Clock::time_point mTicked{};
     std::uint64_t mBeat = 0;  // its records
     bool mSawAll = false;
