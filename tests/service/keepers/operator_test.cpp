@@ -172,6 +172,21 @@ TEST_F(Operators, MayStartARelayAnewWhoseOldLifeStoodStill)
     EXPECT_EQ(RelaysAt(anew), "one in touch, two in touch");
 }
 
+TEST_F(Operators, AreNotObeyedLateInAnotherMeetingOfThatCode)
+{
+    Site one(cluster, "one"), two(cluster, "two");
+    auto alice = one.LoggedIn("Alice"), bob = two.LoggedIn("bob");
+    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    alice->Leave();
+    one.engine->memory.Hold();
+    EXPECT_NE(Say(two, "close Room01"), "ok");
+    ASSERT_TRUE(Becomes([&] { return bob->Enter("Room01", true).result() == RESULT_OK; }));
+    one.engine->memory.Release();
+    EXPECT_TRUE(Becomes([&] { return Say(one, "unkick Room01\tdave") == "not kicked"; }));
+    bob->Post(1, "it goes on");
+    bob->WaitAccepted(CHANNEL_TALK, 1);
+}
+
 TEST_F(Operators, MayForgetWhatARelayLeftBehind)
 {
     ClusterTimes times = Site::kTimes;

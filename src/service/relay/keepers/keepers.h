@@ -64,9 +64,9 @@ public:
     boost::asio::awaitable<Named> CodeOf(std::string meeting) override;
     boost::asio::awaitable<std::unique_ptr<Admission>> AdmitElsewhere(std::shared_ptr<Session> session,
                                                                       bool again) override;
-    boost::asio::awaitable<Done> KickThere(RelayId keeper, std::string code, std::string handle,
+    boost::asio::awaitable<Done> KickThere(RelayId keeper, MeetingHead meeting, std::string handle,
                                            Back back) override;
-    boost::asio::awaitable<Done> CloseThere(RelayId keeper, std::string code) override;
+    boost::asio::awaitable<Done> CloseThere(RelayId keeper, MeetingHead meeting) override;
     void Forget(const MeetingHead& head, Told told) override;
     void Release(const MeetingHead& head) override;
     void Lost(const MeetingHead& head, std::uint64_t epoch) override { mLeases.Drop(head, epoch); }

@@ -114,7 +114,8 @@ asio::awaitable<CodeLease> Leases::Look(std::string code)
             const RelayId keeper{standing.record.keeper(), standing.record.incarnation()};
             const bool kept = !keeper.name.empty() && !IsMine(standing.record);
             const auto lives = kept ? mMembers->Of(keeper) : Membership::Standing::Gone;
-            if (lives == Membership::Standing::Lives) co_return CodeLease{Whose::Another, keeper};
+            if (lives == Membership::Standing::Lives)
+                co_return CodeLease{Whose::Another, keeper, HeadOf(standing.record)};
             if (lives == Membership::Standing::Gone) {
                 if (!mMembers->MayDecide() || mMembers->Draining()) co_return CodeLease{};
                 const auto epoch = co_await Take(standing.record, standing.sequence);

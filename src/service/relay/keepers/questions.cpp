@@ -91,20 +91,23 @@ asio::awaitable<SharedMeetings::Done> Keepers::AskDone(RelayId relay, words::Que
     }
 }
 
-asio::awaitable<SharedMeetings::Done> Keepers::KickThere(RelayId keeper, std::string code, std::string handle,
-                                                         Back back)
+asio::awaitable<SharedMeetings::Done> Keepers::KickThere(RelayId keeper, MeetingHead meeting,
+                                                         std::string handle, Back back)
 {
     words::Question question;
-    question.mutable_kick()->set_code(code);
-    question.mutable_kick()->set_handle(handle);
-    question.mutable_kick()->set_back(back == Back::Yes);
+    words::Question::Kick& kick = *question.mutable_kick();
+    kick.set_code(meeting.code);
+    kick.set_meeting(meeting.id);
+    kick.set_handle(handle);
+    kick.set_back(back == Back::Yes);
     co_return co_await AskDone(std::move(keeper), std::move(question));
 }
 
-asio::awaitable<SharedMeetings::Done> Keepers::CloseThere(RelayId keeper, std::string code)
+asio::awaitable<SharedMeetings::Done> Keepers::CloseThere(RelayId keeper, MeetingHead meeting)
 {
     words::Question question;
-    question.mutable_close()->set_code(code);
+    question.mutable_close()->set_code(meeting.code);
+    question.mutable_close()->set_meeting(meeting.id);
     co_return co_await AskDone(std::move(keeper), std::move(question));
 }
 
@@ -226,14 +229,18 @@ asio::awaitable<words::Answer> Keepers::AnswerTo(words::Question question)
         *answer.mutable_told() = co_await mWays.look();
         co_return answer;
     }
-    if (question.has_close()) co_return Said(ResultOf(co_await mDirectory->Close(question.close().code())));
-    const std::optional<HandleForms> whom = ReadHandle(question.kick().handle());
+    if (question.has_close()) {
+        const auto& close = question.close();
+        co_return Said(ResultOf(co_await mDirectory->Close(close.code(), close.meeting())));
+    }
+    const auto& kick = question.kick();
+    const std::optional<HandleForms> whom = ReadHandle(kick.handle());
     if (!question.has_kick() || !whom) co_return words::Answer();
     Done done = Done::NoAnswer;
-    if (question.kick().back())
-        done = co_await mDirectory->Unkick(question.kick().code(), *whom);
+    if (kick.back())
+        done = co_await mDirectory->Unkick(kick.code(), *whom, kick.meeting());
     else
-        done = co_await mDirectory->Kick(question.kick().code(), *whom);
+        done = co_await mDirectory->Kick(kick.code(), *whom, kick.meeting());
     co_return Said(ResultOf(done));
 }
 

@@ -453,46 +453,48 @@ asio::awaitable<void> Directory::DoAccountChanged(std::string key, std::optional
         meeting->PostEndSeat(entry.session, BYE_KICKED, "This handle may not enter meetings any more.");
 }
 
-asio::awaitable<Directory::Kept> Directory::OfCode(std::string code)
+asio::awaitable<Directory::Kept> Directory::OfCode(std::string code, std::string only)
 {
     code = MeetingCodeKey(code);
+    Kept kept;
     if (mServices.shared && !code.empty()) {
         const auto turn = co_await mTurns.Take(code);
-        co_return co_await Keep(code);
+        kept = co_await Keep(code);
+        if (kept.known && !only.empty() && kept.head.id != only) kept = {.known = true};
+        co_return kept;
     }
-    Kept kept;
     kept.known = true;
     kept.meeting = co_await asio::co_spawn(mStrand, DoByCode(code), asio::use_awaitable);
     co_return kept;
 }
 
-asio::awaitable<Directory::Done> Directory::Kick(std::string code, HandleForms whom)
+asio::awaitable<Directory::Done> Directory::Kick(std::string code, HandleForms whom, std::string only)
 {
     using Back = SharedMeetings::Back;
-    const auto [meeting, keeper, known] = co_await OfCode(code);
-    if (keeper) co_return co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Back::No);
+    const auto [meeting, keeper, known, head] = co_await OfCode(code, only);
+    if (keeper) co_return co_await mServices.shared->KickThere(*keeper, head, whom.spelling, Back::No);
     if (!meeting) co_return known ? Done::NoMeeting : Done::NoAnswer;
     const bool usable = co_await Opened(meeting);
     if (!usable) co_return Done::NoAnswer;
     co_return co_await asio::co_spawn(meeting->Home(), meeting->Bar(std::move(whom)), asio::use_awaitable);
 }
 
-asio::awaitable<Directory::Done> Directory::Unkick(std::string code, HandleForms whom)
+asio::awaitable<Directory::Done> Directory::Unkick(std::string code, HandleForms whom, std::string only)
 {
     using Back = SharedMeetings::Back;
-    const auto [meeting, keeper, known] = co_await OfCode(code);
-    if (keeper) co_return co_await mServices.shared->KickThere(*keeper, code, whom.spelling, Back::Yes);
+    const auto [meeting, keeper, known, head] = co_await OfCode(code, only);
+    if (keeper) co_return co_await mServices.shared->KickThere(*keeper, head, whom.spelling, Back::Yes);
     if (!meeting) co_return known ? Done::NoMeeting : Done::NoAnswer;
     const bool usable = co_await Opened(meeting);
     if (!usable) co_return Done::NoAnswer;
     co_return co_await asio::co_spawn(meeting->Home(), meeting->Unbar(std::move(whom)), asio::use_awaitable);
 }
 
-asio::awaitable<Directory::Done> Directory::Close(std::string code)
+asio::awaitable<Directory::Done> Directory::Close(std::string code, std::string only)
 {
-    const Kept kept = co_await OfCode(code);
-    if (kept.keeper) co_return co_await mServices.shared->CloseThere(*kept.keeper, code);
-    if (!kept.known) co_return Done::NoAnswer;
+    const Kept kept = co_await OfCode(code, only);
+    if (kept.keeper) co_return co_await mServices.shared->CloseThere(*kept.keeper, kept.head);
+    if (!kept.meeting) co_return kept.known ? Done::NoMeeting : Done::NoAnswer;
     struct Outcome {
         std::atomic<bool> known, gone;
     };
@@ -502,7 +504,7 @@ asio::awaitable<Directory::Done> Directory::Close(std::string code)
         outcome->known = true;
     };
     const std::shared_ptr<Meeting> meeting =
-        co_await asio::co_spawn(mStrand, DoClose(MeetingCodeKey(code), told), asio::use_awaitable);
+        co_await asio::co_spawn(mStrand, DoClose(kept.meeting, told), asio::use_awaitable);
     if (!meeting) co_return Done::NoMeeting;
     // Behind its own last turn: whoever is told that it is closed finds nothing of it.
     co_await asio::co_spawn(meeting->Home(), FactsOf(meeting), asio::use_awaitable);
@@ -514,11 +516,10 @@ asio::awaitable<Directory::Done> Directory::Close(std::string code)
     co_return outcome->gone ? Done::Yes : Done::NoAnswer;
 }
 
-asio::awaitable<std::shared_ptr<Meeting>> Directory::DoClose(std::string code, Told told)
+asio::awaitable<std::shared_ptr<Meeting>> Directory::DoClose(std::shared_ptr<Meeting> meeting, Told told)
 {
-    const auto at = mByCode.find(code);
-    if (at == mByCode.end()) co_return nullptr;
-    const std::shared_ptr<Meeting> meeting = at->second;
+    const auto at = mById.find(meeting->Id());
+    if (at == mById.end() || at->second != meeting) co_return nullptr;
     Delete(meeting, "The operator of the service has closed this meeting.", Code::Free, std::move(told));
     co_return meeting;
 }

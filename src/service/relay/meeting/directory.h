@@ -82,12 +82,13 @@ public:
 
     using Done = SharedMeetings::Done;
     using Told = SharedMeetings::Told;
-    /// An operator's word: the handle is out of this meeting, and stays out.
-    boost::asio::awaitable<Done> Kick(std::string code, HandleForms whom);
+    /// An operator's word: the handle is out of this meeting, and stays out. `only`: when the code means the
+    /// meeting of that id; "": whichever it means.
+    boost::asio::awaitable<Done> Kick(std::string code, HandleForms whom, std::string only = {});
     /// Takes Kick back.
-    boost::asio::awaitable<Done> Unkick(std::string code, HandleForms whom);
+    boost::asio::awaitable<Done> Unkick(std::string code, HandleForms whom, std::string only = {});
     /// The meeting ends for everybody who is in it, and nothing of it is left.
-    boost::asio::awaitable<Done> Close(std::string code);
+    boost::asio::awaitable<Done> Close(std::string code, std::string only = {});
     /// Whoever has this handle is out. A folded one.
     boost::asio::awaitable<void> EndHandle(std::string key, std::string text);
     boost::asio::awaitable<std::vector<MeetingFacts>> Facts();
@@ -143,10 +144,11 @@ private:
         std::shared_ptr<Meeting> meeting = {};
         std::optional<RelayId> keeper = {};
         bool known = false;
+        MeetingHead head = {};  // among relays that share it: which one it is
     };
     boost::asio::awaitable<Kept> Keep(std::string code);
     /// As the user writes it.
-    boost::asio::awaitable<Kept> OfCode(std::string code);
+    boost::asio::awaitable<Kept> OfCode(std::string code, std::string only);
     boost::asio::awaitable<std::shared_ptr<Meeting>> DoKeep(MeetingHead head, std::uint64_t epoch);
     boost::asio::awaitable<bool> DoAdmittedElsewhere(std::string key, std::string handle,
                                                      std::uint64_t stream, bool again);
@@ -158,7 +160,7 @@ private:
                                                   std::string removed, ByeReason reason,
                                                   std::uint64_t looked);
     boost::asio::awaitable<std::vector<std::shared_ptr<Meeting>>> DoAll();
-    boost::asio::awaitable<std::shared_ptr<Meeting>> DoClose(std::string code, Told told);
+    boost::asio::awaitable<std::shared_ptr<Meeting>> DoClose(std::shared_ptr<Meeting> meeting, Told told);
     boost::asio::awaitable<void> DoEndHandle(std::string key, std::string text);
     boost::asio::awaitable<MeetingFacts> FactsOf(std::shared_ptr<Meeting> meeting);
     boost::asio::awaitable<std::vector<std::string>> DoHandles();

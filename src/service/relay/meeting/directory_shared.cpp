@@ -27,6 +27,7 @@ asio::awaitable<Directory::Kept> Directory::Keep(std::string code)
     const CodeLease lease = co_await mServices.shared->Look(code);
     Kept kept;
     kept.known = lease.whose != Whose::Unknown;
+    kept.head = lease.head;
     if (lease.whose == Whose::Another) kept.keeper = lease.keeper;
     if (lease.whose == Whose::Mine)
         kept.meeting = co_await asio::co_spawn(mStrand, DoKeep(lease.head, lease.epoch), asio::use_awaitable);

@@ -29,7 +29,7 @@ struct CodeLease {
     enum class Whose { Unknown, Nobodys, Another, Mine };
     Whose whose = Whose::Unknown;  // unknown: that cannot be told at the moment; ask again
     RelayId keeper = {};           // when it is another
-    MeetingHead head = {};         // when mine
+    MeetingHead head = {};         // when it is known
     std::uint64_t epoch = 0;       // when mine: rises each time that anybody takes it
 };
 
@@ -59,13 +59,13 @@ public:
     /// stream has the handle somewhere; or another login is on its way and stays instead.
     virtual boost::asio::awaitable<std::unique_ptr<Admission>> AdmitElsewhere(
         std::shared_ptr<Session> session, bool again) = 0;
-    /// As the directory's own; asked of the keeper. NoAnswer: it cannot be told at the moment whether there
-    /// is such a meeting, or its keeper does not say what became of it.
+    /// As the directory's own; asked of the keeper, about this meeting only. NoAnswer: it cannot be told at
+    /// the moment whether there is such a meeting, or its keeper does not say what became of it.
     enum class Done { Yes, NoMeeting, NotKicked, NoAnswer };
     enum class Back { No, Yes };  // it may come in again
-    virtual boost::asio::awaitable<Done> KickThere(RelayId keeper, std::string code, std::string handle,
+    virtual boost::asio::awaitable<Done> KickThere(RelayId keeper, MeetingHead meeting, std::string handle,
                                                    Back back) = 0;
-    virtual boost::asio::awaitable<Done> CloseThere(RelayId keeper, std::string code) = 0;
+    virtual boost::asio::awaitable<Done> CloseThere(RelayId keeper, MeetingHead meeting) = 0;
 
     // --- any thread ---
     /// The meeting is no more, and its log goes: `told`, on any thread. Or another relay has taken it over
