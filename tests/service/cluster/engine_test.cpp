@@ -159,9 +159,11 @@ TEST_P(Engines, AValueIsOneWritersAndEverybodySeesIt)
     EXPECT_EQ(Put(Other(), "a", "mine", 0).result, EngineResult::Other);
     const Stored second = Put(Other(), "a", "2", first.sequence);
     ASSERT_EQ(second.result, EngineResult::Ok);
+    heard.WaitFor("a=2");  // nobody is told of what is not there any more
     const auto [removed, mark] = Await<EngineResult, std::uint64_t>(
         [&](auto done) { One().Remove("codes", "a", second.sequence, done); });
     EXPECT_EQ(removed, EngineResult::Ok);
+    heard.WaitFor("a gone");
     const auto [result, entry] =
         Await<EngineResult, EngineEntry>([&](auto done) { Other().Get("codes", "a", done); });
     EXPECT_EQ(result, EngineResult::Missing);

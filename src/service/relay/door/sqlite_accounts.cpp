@@ -175,7 +175,7 @@ SqliteAccounts::SqliteAccounts(const std::filesystem::path& data)
     if (fd < 0) throw AccountError("cannot open " + file.string());
     ::fchmod(fd, 0600);
     ::close(fd);
-    if (sqlite3_open_v2(file.c_str(), &mDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr) !=
+    if (sqlite3_open_v2(file.c_str(), &mDb.open, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr) !=
         SQLITE_OK)
         Fail(mDb, "cannot open " + file.string());
     sqlite3_busy_timeout(mDb, kBusyMilliseconds);
@@ -183,9 +183,11 @@ SqliteAccounts::SqliteAccounts(const std::filesystem::path& data)
     Run(kSchema);
 }
 
-SqliteAccounts::~SqliteAccounts()
+SqliteAccounts::~SqliteAccounts() = default;
+
+SqliteAccounts::Handle::~Handle()
 {
-    sqlite3_close_v2(mDb);
+    sqlite3_close_v2(open);
 }
 
 void SqliteAccounts::Run(const char* sql) const

@@ -63,7 +63,13 @@ private:
     bool Change(const char* sql, const std::string& handle, const std::string& value);
 
     mutable std::mutex mMutex;
-    sqlite3* mDb = nullptr;
+    /// Closed also when what was opened is no store.
+    struct Handle {
+        ~Handle();
+        operator sqlite3*() const { return open; }
+        sqlite3* open = nullptr;
+    };
+    Handle mDb;
 };
 
 }  // namespace zephyl
