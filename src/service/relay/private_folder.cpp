@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "files/careful_file.h"
@@ -41,6 +42,8 @@ void BecomeOwner(const fs::path& folder)
     if (::setgroups(0, nullptr) != 0 || ::setgid(owner ? owner->pw_gid : info.st_gid) != 0 ||
         ::setuid(info.st_uid) != 0)
         RefuseStart("cannot become the owner of " + folder.string());
+    // Libraries look there for files of the user's, and stumble over a home that is the superuser's.
+    ::setenv("HOME", owner ? owner->pw_dir : "/", 1);
 }
 
 int TakeLock(const fs::path& file)

@@ -17,8 +17,8 @@ struct StartError : std::runtime_error {
 /// Makes a folder 0700, or checks that nobody else can write to it. Throws StartError.
 void PreparePrivateFolder(const std::filesystem::path& path);
 
-/// Run by the superuser on somebody else's folder, the process becomes that user for good: what it makes
-/// there is theirs. Throws StartError.
+/// Run by the superuser on somebody else's folder, the process becomes that user for good, HOME too: what it
+/// makes there is theirs. One thread. Throws StartError.
 void BecomeOwner(const std::filesystem::path& folder);
 
 /// Takes the lock of `file`, making it 0600; -1 when somebody else has it. Throws StartError.

@@ -139,6 +139,7 @@ int PutBackMeetings(const BackupRequest& request, int file, const BackupFacts& f
     if (options.cluster.log.empty())
         throw StartError(
             "no servers are named that keep meetings: [cluster] log, in the file named with --config");
+    BecomeOwner(options.data);  // who alone may read their password
     RestoreShared(file, LogPlace(options.cluster));
     std::cout << "meetings put back into " << OneLine(LogPlaceName(options.cluster)) << "\n";
     return 0;
