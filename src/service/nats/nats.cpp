@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "service/relay/cluster/nats_connection.h"
 
@@ -19,6 +20,15 @@ constexpr int kPendingBytes = 64 << 20;  // beyond that what is heard is dropped
 void Must(natsStatus status)
 {
     if (status != NATS_OK) throw NatsAway(natsStatus_GetText(status));
+}
+
+/// "(conn.c:2088): No server available": the library's own line says nothing to whoever reads it.
+std::string WhyIn(const char* last, natsStatus status)
+{
+    std::string why = last ? last : "";
+    const std::size_t end = why.find("): ");
+    if (why.starts_with('(') && end != std::string::npos) why.erase(0, end + 3);
+    return why.empty() ? natsStatus_GetText(status) : why;
 }
 
 struct Freed {
@@ -75,8 +85,7 @@ public:
         const natsStatus status = natsConnection_Connect(&mConnection, options.get());
         if (status == NATS_OK) return;
         Living::Forget(mNumber);
-        const char* const more = nats_GetLastError(nullptr);
-        throw NatsAway(more && *more ? more : natsStatus_GetText(status));
+        throw NatsAway(WhyIn(nats_GetLastError(nullptr), status));
     }
     ~Nats() override
     {

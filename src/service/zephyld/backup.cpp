@@ -31,7 +31,8 @@ std::string Told(const BackupFacts& facts)
     return (facts.logBytes == 0   ? own
             : facts.meetings == 0 ? shared
                                   : own + shared) +
-           "accounts" + (facts.key ? ", key and certificate" : ", without a key: it stands elsewhere");
+           "accounts" +
+           (facts.key ? ", key and certificate" : ", no key: none was made yet, or it stands elsewhere");
 }
 
 /// A new file that has its name only once it is whole.

@@ -44,7 +44,11 @@ std::string KeyAt(const std::string& address)
     io.run_for(kAnswerWithin);
     if (key.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
         throw std::runtime_error("no answer within " + std::to_string(kAnswerWithin.count()) + " s");
-    return key.get();
+    try {
+        return key.get();
+    } catch (const boost::system::system_error& failed) {
+        throw std::runtime_error(failed.code().message());  // what() also names a line of the library's
+    }
 }
 
 }  // namespace zephyl
