@@ -13,7 +13,7 @@ namespace zephyl {
 struct NatsAsker::Came {
     std::mutex mutex;
     std::condition_variable news;
-    const std::string front = "_INBOX." + jetstream::RandomWord() + ".", inbox = front + "all";
+    const std::string front = "_INBOX." + jetstream::RandomWord() + ".", inbox = front + "all.parts";
     std::uint64_t asked = 0;
     std::map<std::string, Heard> answers;  // by subject
     std::deque<Heard> several;
@@ -44,6 +44,8 @@ NatsAsker::NatsAsker(const NatsServer& server)
           [came = mCame] { came->End(); }))
 {
     mConnection->Listen(mCame->front + "*");
+    // By its own name: for one that a pattern names alone a server waits two seconds before it sends a copy.
+    mConnection->Listen(mCame->inbox);
 }
 
 NatsAsker::~NatsAsker() = default;
