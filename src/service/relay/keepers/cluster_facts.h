@@ -14,7 +14,8 @@ namespace zephyl {
 struct RelayFacts {
     std::string name;
     std::string address;  // HOST:PORT for clients
-    /// "in touch", "out of touch", "leaving", "stopped", "gone", "replaced", "has another key"
+    /// "in touch", "leaving", "stopped", "gone", "has another key"; of the own one "out of touch" and
+    /// "replaced", and of others "not known" while it is out of touch.
     const char* state = "";
     bool own = false;       // the one that tells this
     bool answered = false;  // what follows is known

@@ -183,7 +183,8 @@ std::vector<RelayFacts> Membership::Facts() const
         else
             one.state = member.stranger && !mStranger ? "has another key"
                         : member.draining             ? "leaving"
-                                                      : "in touch";
+                        : Listens(now)                ? "in touch"
+                                                      : "not known";
     }
     return all;
 }
@@ -255,7 +256,7 @@ void Membership::Tick()
 {
     const auto now = Clock::now();
     std::vector<RelayId> gone;
-    bool changed = false, cutOff = false, inTouch = false, says = false;
+    bool changed = false, cutOff = false, inTouch = false, says = false, refused = false, wasRefused = false;
     {
         const std::lock_guard lock(mMutex);
         if (mStopped) return;
@@ -267,6 +268,8 @@ void Membership::Tick()
         says = !mDraining && !mReplaced;
         cutOff = mReplaced || (now - mTouched > mTimes.cutOffAfter && (mCutOff || OthersAreBetterOff(now)));
         changed = cutOff != std::exchange(mCutOff, cutOff);
+        refused = !cutOff && now - mTouched > mTimes.cutOffAfter;
+        wasRefused = std::exchange(mRefused, refused);
     }
     Write();
     if (says) mEngine.Publish(inTouch ? kInTouch : kOutOfTouch, mSelf.name);
@@ -281,6 +284,12 @@ void Membership::Tick()
             mLog.info("this relay is in touch with the others again");
         mListener.cutOff(cutOff);
     }
+    if (refused && !wasRefused)
+        mLog.error(
+            "the servers that the relays share take nothing: more than half of them must be there. Until "
+            "then "
+            "nobody comes in, and what is sent waits");
+    if (wasRefused && !refused && !cutOff) mLog.info("the servers that the relays share take again");
     mTimer.expires_after(mTimes.beat / 2);
     mTimer.async_wait([weak = weak_from_this()](boost::system::error_code error) {
         const auto self = weak.lock();

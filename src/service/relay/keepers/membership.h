@@ -117,6 +117,7 @@ private:
     bool mTaken = false;     // the own record, at some time
     bool mReplaced = false;  // another relay has begun with this one's name
     bool mCutOff = false;
+    bool mRefused = false;  // not cut off, but what it writes is not taken
     bool mDraining = false;
     bool mStopped = false;
 };
