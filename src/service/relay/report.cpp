@@ -158,6 +158,12 @@ std::string Padded(std::string text, std::size_t columns)
     return text;
 }
 
+std::string ConnectionsText(const json::value& count)
+{
+    const auto number = count.to_number<std::uint64_t>();
+    return std::to_string(number) + (number == 1 ? " connection" : " connections");
+}
+
 std::string AttendeeLine(const json::object& one)
 {
     constexpr std::size_t handle = 34, state = 10, protocol = 10, address = 42;
@@ -211,9 +217,12 @@ std::string RelayLine(const json::object& relay)
     if (!relay.at("answered").as_bool()) return line + TextOf(relay.at("state")) + "\n";
     line += Padded(TextOf(relay.at("state")), state) + TextOf(relay.at("version")) + ", up " +
             Span(relay.at("uptime_seconds").to_number<std::int64_t>()) + ", " +
-            std::to_string(relay.at("connections").to_number<std::uint64_t>()) + " connections";
-    const json::value& ailment = relay.at("ailment");
-    return line + (ailment.is_null() ? "\n" : ": " + TextOf(ailment) + "\n");
+            ConnectionsText(relay.at("connections"));
+    if (relay.at("ailment").is_null()) return line + "\n";
+    constexpr std::string_view ofItself = "this relay ";
+    std::string ailment = TextOf(relay.at("ailment"));
+    if (ailment.starts_with(ofItself)) ailment.erase(0, ofItself.size());
+    return line + ": " + ailment + "\n";
 }
 
 std::string LogLine(const json::value& log)
@@ -305,8 +314,7 @@ std::string StatusText(const std::string& text)
                       Moment(status.at("certificate_ends").to_number<std::int64_t>()) + "\nmemory " +
                       Bytes(number("memory_bytes")) + (most > 0 ? " of " + Bytes(most) : "") + " (" +
                       TextOf(status.at("memory")) + "), logs in memory " + Bytes(number("log_memory_bytes")) +
-                      "\n" + std::to_string(status.at("connections").to_number<std::size_t>()) +
-                      " connections, " +
+                      "\n" + ConnectionsText(status.at("connections")) + ", " +
                       std::to_string(status.at("connections_before_login").to_number<std::size_t>()) +
                       " without a login; " + std::to_string(meetings.size()) +
                       (meetings.size() == 1 ? " meeting\n" : " meetings\n");

@@ -287,8 +287,7 @@ void Membership::Tick()
     if (refused && !wasRefused)
         mLog.error(
             "the servers that the relays share take nothing: more than half of them must be there. Until "
-            "then "
-            "nobody comes in, and what is sent waits");
+            "then nobody comes in, and what is sent waits");
     if (wasRefused && !refused && !cutOff) mLog.info("the servers that the relays share take again");
     mTimer.expires_after(mTimes.beat / 2);
     mTimer.async_wait([weak = weak_from_this()](boost::system::error_code error) {
