@@ -249,9 +249,8 @@ constexpr std::array kClusterLists{
     ListKey{
         "relays",
         [](RelayOptions& o, std::vector<std::string> v) { o.cluster.relays = RelayAddresses(std::move(v)); },
-        "What the other relays advertise, for clients that lose this one; they must share their meetings "
-        "(log), and then find "
-        "each other without this. All relays have the same key."},
+        "What the other relays advertise, for clients that lose this one; they must share their meetings\n"
+        "(log), and then find each other without this. All relays have the same key."},
 };
 
 void SetProxies(RelayOptions& options, std::vector<std::string> written)
@@ -371,9 +370,24 @@ bool TakeFrom(const Keys& keys, std::string_view name, const toml::node& node, R
     return false;
 }
 
-/// `take(key, node)` is false where there is no such key.
+/// What there is not. A line that was added at a file's end is in its last section.
+std::string NoSuchKey(std::string_view key, const toml::node& node, const char* section)
+{
+    const std::string word(key);
+    if (node.is_table() || node.is_array_of_tables()) return "there is no section [" + word + "]";
+    if (!*section) return "there is no key \"" + word + "\"";
+    const auto has = [&](const auto& keys) {
+        return std::any_of(keys.begin(), keys.end(), [&](const auto& one) { return key == one.name; });
+    };
+    return "there is no key \"" + word + "\" in [" + section + "]" +
+           (has(kTexts) || has(kFlags) || has(kNumbers) || has(kLists)
+                ? ": it stands in front of the first section"
+                : "");
+}
+
+/// `take(key, node)` is false where there is no such key. `section` is "" in front of the first one.
 template <class Take>
-void TakeAll(const toml::table& table, const std::string& name, Take take)
+void TakeAll(const toml::table& table, const std::string& name, const char* section, Take take)
 {
     for (const auto& [key, node] : table) {
         try {
@@ -381,7 +395,7 @@ void TakeAll(const toml::table& table, const std::string& name, Take take)
         } catch (const StartError& error) {
             throw StartError(Where(name, node) + error.what());
         }
-        throw StartError(Where(name, node) + "there is no key \"" + std::string(key.str()) + "\"");
+        throw StartError(Where(name, node) + NoSuchKey(key.str(), node, section));
     }
 }
 
@@ -434,14 +448,14 @@ void ReadConfigText(const std::string& text, const std::string& name, RelayOptio
         return TakeFrom(kMailTexts, key, node, options) || TakeFrom(kMailNumbers, key, node, options) ||
                TakeFrom(kMailFlags, key, node, options);
     };
-    TakeAll(table, name, [&](std::string_view key, const toml::node& node) {
+    TakeAll(table, name, "", [&](std::string_view key, const toml::node& node) {
         if ((key == "mail" || key == "cluster") && node.is_table()) return true;
         return TakeFrom(kNumbers, key, node, options) || TakeFrom(kTexts, key, node, options) ||
                TakeFrom(kFlags, key, node, options) || TakeFrom(kLists, key, node, options);
     });
-    if (const toml::table* mail = table["mail"].as_table()) TakeAll(*mail, name, takeMail);
+    if (const toml::table* mail = table["mail"].as_table()) TakeAll(*mail, name, "mail", takeMail);
     if (const toml::table* cluster = table["cluster"].as_table())
-        TakeAll(*cluster, name, [&](std::string_view key, const toml::node& node) {
+        TakeAll(*cluster, name, "cluster", [&](std::string_view key, const toml::node& node) {
             return TakeFrom(kClusterTexts, key, node, options) ||
                    TakeFrom(kClusterNumbers, key, node, options) ||
                    TakeFrom(kClusterLists, key, node, options);

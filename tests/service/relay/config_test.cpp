@@ -66,6 +66,7 @@ TEST(Config, ARelayAmongOthersIsNamedSoThatClientsFindIt)
         {"relays = [\"b:1\"]", "which of them is this one"},
         {"advertise = \"a:1\"\nrelays = [\"b:1\", \"b:1\"]", "named twice"},
         {"advertise = \"a:1\"\nrelays = \"b:1\"", "is a list"},
+        {"udp = true", "[cluster]: it stands in front"},  // a line that was added at the file's end
         {"advertise = \"a:1\"\nrelays = [\"b c:1\"]", "file:3: "},
     };
     for (const auto& row : rows) {
