@@ -122,6 +122,7 @@ def day():
         "10.0.0.1", "ann", "bob"]
     configure('metrics_listen = "127.0.0.1:0"\nlog_format = "json"\n')
     asked("status", ok=False, says="no service answers")
+    zephyld("user", "list", "--data", path("elsewhere"), ok=False, says="there is no folder")
     asked("doctor", "--config", CONFIG, says="none runs")
     service = Manager(DATA)
     service.wait("WATCHDOG=1")

@@ -34,6 +34,12 @@ void PreparePrivateFolder(const fs::path& path)
         RefuseStart("cannot close " + path.string() + " to others");
 }
 
+bool IsOfAnother(const fs::path& folder)
+{
+    struct stat info {};
+    return ::stat(folder.c_str(), &info) == 0 && info.st_uid != ::geteuid();
+}
+
 void BecomeOwner(const fs::path& folder)
 {
     struct stat info {};

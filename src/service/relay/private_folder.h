@@ -17,6 +17,9 @@ struct StartError : std::runtime_error {
 /// Makes a folder 0700, or checks that nobody else can write to it. Throws StartError.
 void PreparePrivateFolder(const std::filesystem::path& path);
 
+/// Whether it is there and is not ours.
+bool IsOfAnother(const std::filesystem::path& folder);
+
 /// Run by the superuser on somebody else's folder, the process becomes that user for good, HOME too: what it
 /// makes there is theirs. One thread. Throws StartError.
 void BecomeOwner(const std::filesystem::path& folder);

@@ -176,6 +176,8 @@ int TakeBackup(const BackupRequest& request)
 
 int PutBack(const BackupRequest& request)
 {
+    if (!request.config.empty() && !request.meetings)
+        throw StartError("--config goes with --meetings; where else to restore is named with --data");
     const fs::path data = request.data.empty() ? PersonalDataPath() : request.data;
     const files::Descriptor file = Opened(request.file);  // the caller's to read
     BackupFacts facts = Checked(file.Number(), request.file);

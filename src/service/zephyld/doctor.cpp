@@ -133,7 +133,12 @@ void LookAtKey(Findings& findings, const RelayOptions& options, const json::valu
     const bool own = options.key.empty();
     const fs::path key = own ? options.data / "key.pem" : options.key;
     const fs::path certificate = own ? options.data / "certificate.pem" : options.certificate;
-    if (own && !fs::exists(key)) return findings.Mind("key", "none yet", "the first start makes it");
+    if (own && !fs::exists(key))
+        return findings.Mind("key", "none yet",
+                             options.cluster.advertise.empty()
+                                 ? "the first start makes it"
+                                 : "the first start makes it, of the first relay; all others need a copy of "
+                                   "its key.pem and certificate.pem before theirs");
     const auto tls = TlsContext::Server(key, certificate);
     findings.Good("key", key.string() + ", " + tls->Fingerprint());
     const std::int64_t days = (tls->CertificateEnds() - std::time(nullptr)) / kDay;
@@ -195,8 +200,9 @@ void LookAtPorts(Findings& findings, const RelayOptions& options, const json::va
     boost::system::error_code none;
     const auto host = boost::asio::ip::make_address(at.host, none);
     if (at.host == "localhost" || (!none && host.is_loopback()))
-        return findings.Mind("port", "only this computer can connect",
-                             "set listen = \"0.0.0.0:7420\" if others are to, and start it anew");
+        return findings.Mind(
+            "port", "only this computer can connect",
+            "set listen = \"0.0.0.0:" + std::to_string(at.port) + "\" if others are to, and start it anew");
     std::string closed, open;
     for (const std::string& own : OwnAddresses()) (Answers(own, at.port) ? open : closed) += " " + own;
     if (open.empty())
@@ -270,7 +276,7 @@ void LookAtBackup(Findings& findings, int file, const fs::path& name)
                                     std::to_string(facts.files) + " files");
         if (!facts.key)
             findings.Mind("backup", "it holds no key",
-                          "save the files that key and certificate name yourself");
+                          "if key and certificate are named in the configuration, save those files yourself");
     } catch (const ArchiveError& error) {
         findings.Bad("backup", name.string() + " " + error.what(), "take another one: zephyld backup FILE");
     }
@@ -288,8 +294,11 @@ int Examine(const DoctorRequest& request)
         findings.Good("configuration",
                       request.config.empty() ? "none given: defaults" : request.config.string());
     } catch (const std::exception& error) {
+        std::error_code none;
         findings.Bad("configuration", error.what(),
-                     "mend that line; zephyld sample-config explains every key");
+                     fs::is_regular_file(request.config, none) && ::access(request.config.c_str(), R_OK) == 0
+                         ? "mend that line; zephyld sample-config explains every key"
+                         : "name a file that can be read with --config");
         return 1;
     }
     files::Descriptor backup;
@@ -297,10 +306,11 @@ int Examine(const DoctorRequest& request)
         findings.Look("backup", "name a backup that can be read",
                       [&] { backup = files::OpenRegular(request.backup, O_RDONLY, files::Owner::Anybody); });
     BecomeOwner(options.data);
+    LookAtFolder(findings, options.data);
+    if (IsOfAnother(options.data)) return 1;  // what follows would be guesses
     findings.Look("configuration", "name the service's with --config",
                   [&] { options = WithAccounts(options); });
     const json::value status = Status(options.data);
-    LookAtFolder(findings, options.data);
     LookAtDisk(findings, options.data);
     if (options.cluster.accounts.empty())
         findings.Look("accounts", "stop the service and restore a backup",
@@ -313,7 +323,8 @@ int Examine(const DoctorRequest& request)
     findings.Look("port", "is the service of this version?", [&] { LookAtPorts(findings, options, status); });
     findings.Look("relays", "key and certificate must fit, and only the service's user may read the key",
                   [&] {
-                      if (!options.cluster.advertise.empty())
+                      const bool keyed = !options.key.empty() || fs::exists(options.data / "key.pem");
+                      if (keyed && !options.cluster.advertise.empty())
                           LookAtRelays(findings, options.cluster, OwnKey(options), status);
                   });
     findings.Look("log", "look at [cluster] in the configuration",

@@ -122,6 +122,15 @@ void AddDoctor(CLI::App& app, zephyl::DoctorRequest& request)
     doctor.add_option("--backup", request.backup, "A backup to look at, too")->type_name("FILE");
 }
 
+/// The command that was named, as far as it is one: "zephyld user".
+std::string Named(const CLI::App& app)
+{
+    std::string words = app.get_name();
+    for (const CLI::App* at = &app; !at->get_subcommands().empty();)
+        words += " " + (at = at->get_subcommands().front())->get_name();
+    return words;
+}
+
 /// The word that should have been a command; null when a command lacks something else.
 const char* Misspelt(const CLI::App& app, int argc, char** argv)
 {
@@ -139,8 +148,8 @@ int main(int argc, char** argv)
     CLI::App app("zephyld, the Zephyl messaging service", "zephyld");
     app.set_version_flag("--version", "zephyld " QUORVIA_VERSION);
     app.require_subcommand(1);
-    app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return "zephyld: " + OneLine(error.what()) + ". Try zephyld --help.\n";
+    app.failure_message([](const CLI::App* all, const CLI::Error& error) {
+        return "zephyld: " + OneLine(error.what()) + ". Try " + Named(*all) + " --help.\n";
     });
     zephyl::ServeRequest serve;
     serve.version = QUORVIA_VERSION;
@@ -160,7 +169,8 @@ int main(int argc, char** argv)
     } catch (const CLI::RequiredError& error) {
         const char* word = Misspelt(app, argc, argv);
         if (!word) return app.exit(error);
-        std::cerr << "zephyld: there is no command \"" << OneLine(word) << "\". Try zephyld --help.\n";
+        std::cerr << "zephyld: there is no command \"" << OneLine(word) << "\". Try " << Named(app)
+                  << " --help.\n";
         return int(CLI::ExitCodes::ExtrasError);
     } catch (const CLI::ParseError& error) {
         return app.exit(error);

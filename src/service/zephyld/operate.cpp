@@ -27,11 +27,22 @@ std::filesystem::path DataOf(const OperatorRequest& request)
     return data;
 }
 
+/// Why nobody does: a folder that was not meant, most often.
+std::string Unanswered(const OperatorRequest& request, const std::filesystem::path& data)
+{
+    const std::string folder = data.string();
+    std::error_code none;
+    if (IsOfAnother(data)) return folder + " belongs to another user: ask as that user, or as root";
+    return "no service answers in " + folder +
+           (std::filesystem::exists(data, none) ? "" : ", which is not there") +
+           (request.data.empty() ? ": name its folder with --data" : "");
+}
+
 /// Its body. Throws StartError with what keeps it from being done.
 std::string Asked(const OperatorRequest& request, const std::filesystem::path& data, const std::string& line)
 {
     const auto answer = AskDaemon(data, line, kPatience);
-    if (!answer) throw StartError("no service answers in " + data.string());
+    if (!answer) throw StartError(Unanswered(request, data));
     if (answer->word == "ok") return answer->body;
     if (answer->word == "no meeting") throw StartError("there is no meeting \"" + request.code + "\"");
     if (answer->word == "no answer")
@@ -100,7 +111,7 @@ void SetBan(const OperatorRequest& request, Accounts& accounts)
 
 void ChangeBans(const OperatorRequest& request, const std::filesystem::path& data)
 {
-    PreparePrivateFolder(data);
+    RequireFolder(data);
     RelayOptions named;
     named.data = data;
     const std::unique_ptr<Accounts> accounts = OpenAccounts(WithAccounts(named));

@@ -155,7 +155,11 @@ int ChangeUsers(const UserRequest& request)
     const std::filesystem::path& data = named.data;
     const std::optional<std::string> password = FilePassword(request);  // a file of the caller's
     BecomeOwner(data);
-    PreparePrivateFolder(data);
+    // A first account, or accounts that are elsewhere, may come before the service's first start.
+    if (request.what == Do::Add || !named.cluster.accounts.empty())
+        PreparePrivateFolder(data);
+    else
+        RequireFolder(data);
     if (request.what == Do::Import) return Import(WithAccounts(named));
     const std::unique_ptr<Accounts> opened = OpenAccounts(WithAccounts(named));
     Accounts& accounts = *opened;

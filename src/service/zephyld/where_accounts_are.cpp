@@ -16,6 +16,14 @@ RelayOptions OptionsOf(const std::filesystem::path& config, const std::filesyste
     return options;
 }
 
+void RequireFolder(const std::filesystem::path& data)
+{
+    std::error_code none;
+    if (!std::filesystem::exists(data, none))
+        throw StartError("there is no folder " + data.string() + ": name the service's with --data");
+    PreparePrivateFolder(data);
+}
+
 RelayOptions WithAccounts(RelayOptions options)
 {
     if (!options.config.empty()) return options;

@@ -9,6 +9,9 @@ namespace zephyl {
 /// `config` and `data` as they were named; empty: not at all. Throws StartError.
 RelayOptions OptionsOf(const std::filesystem::path& config, const std::filesystem::path& data);
 
+/// Throws StartError when there is none; else as PreparePrivateFolder.
+void RequireFolder(const std::filesystem::path& data);
+
 /// The same with the cluster that the folder's service belongs to, where no configuration was named. As the
 /// folder's owner. Throws StartError.
 RelayOptions WithAccounts(RelayOptions options);
