@@ -45,11 +45,17 @@ void AddServiceOptions(CLI::App& command, ServiceOptions& options)
                     "where the service is (default: this computer's own, started when it is not running)")
         ->type_name("HOST[:PORT]");
     command
-        .add_option("--protocol", options.protocol,
-                    "tcp, http (where only web traffic gets out; HTTPS_PROXY and NO_PROXY hold), or udp "
-                    "(default tcp)")
-        ->type_name("PROTOCOL")
-        ->transform(CLI::CheckedTransformer(kProtocols).description(""));
+        .add_option_function<std::string>(
+            "--protocol",
+            [&options](const std::string& name) {
+                const auto at = kProtocols.find(name);
+                if (at == kProtocols.end())
+                    throw CLI::ValidationError("--protocol is tcp, http or udp, not \"" + name + "\"");
+                options.protocol = at->second;
+            },
+            "tcp, http (where only web traffic gets out; HTTPS_PROXY and NO_PROXY hold), or udp "
+            "(default tcp)")
+        ->type_name("PROTOCOL");
     command.add_option("--trust", options.trust, "key of the service, as it prints it at its start")
         ->type_name("SHA256");
 }
