@@ -59,6 +59,14 @@ def main():
     assert said.count("answers, by TLS, and takes user and password") == 3, said
     assert "ZEPHYL_LOG, copies of each entry: 3, all of them in step" in said and "BAD" not in said, said
 
+    # What was made with other bounds gets those that the configuration says now, while relays run.
+    other = os.path.join(WORK.name, "other.toml")
+    with open(f"{DIR}/relay-2/zephyld.toml") as own, open(other, "w") as file:
+        file.write(re.sub("log_mebibytes = .*", "log_mebibytes = 600", own.read()))
+    assert zephyld("adjust", "--config", other) == "ZEPHYL_LOG: 600 MiB instead of 512 MiB\n"
+    assert zephyld("adjust", "--config", other) == "all is as the configuration says\n"
+    assert "MiB of 600 MiB" in zephyld("doctor", "--config", other)
+
     # Whoever is at a relay that is killed goes on at another.
     ann = Person("ann", addresses[0], key)
     ann.ask(do="create", code="Drill01")

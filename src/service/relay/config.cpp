@@ -239,10 +239,12 @@ constexpr std::array kClusterTexts{
 constexpr std::array kClusterNumbers{
     NumberKey{
         "log_replicas", &ClusterOptions::logReplicas, 1, 0, 5,
-        "On how many of these servers everything stands, when its place is made. 0: on three where three\n"
-        "are named, else on one."},
-    NumberKey{"log_mebibytes", &ClusterOptions::logBytes, kMebibyte, 0, 1 << 30,
-              "Of all meetings together, when their place is made. 0: as much as the servers take."},
+        "On how many of these servers everything stands, when its place is made; later zephyld adjust makes\n"
+        "them more. 0: on three where three are named, else on one."},
+    NumberKey{
+        "log_mebibytes", &ClusterOptions::logBytes, kMebibyte, 0, 1 << 30,
+        "Of all meetings together, when their place is made; later zephyld adjust changes it. 0: as much\n"
+        "as the servers take."},
 };
 constexpr std::array<FlagKey, 0> kClusterFlags{};
 constexpr std::array kClusterLists{

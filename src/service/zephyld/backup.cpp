@@ -136,11 +136,7 @@ int PutBackMeetings(const BackupRequest& request, int file, const BackupFacts& f
 {
     if (facts.logBytes == 0)
         throw StartError(request.file.string() + " holds no meetings that several relays share");
-    const RelayOptions options = WithAccounts(OptionsOf(request.config, request.data));
-    if (options.cluster.log.empty())
-        throw StartError(
-            "no servers are named that keep meetings: [cluster] log, in the file named with --config");
-    BecomeOwner(options.data);  // who alone may read their password
+    const RelayOptions options = SharingOptions(request.config, request.data);
     RestoreShared(file, LogPlace(options.cluster));
     std::cout << "meetings put back into " << OneLine(LogPlaceName(options.cluster)) << "\n";
     return 0;

@@ -48,6 +48,13 @@ struct BackupRequest {
 int TakeBackup(const BackupRequest& request);
 int PutBack(const BackupRequest& request);
 
+/// Of what relays share in NATS servers.
+struct AdjustRequest {
+    std::filesystem::path config;  // that says where and what; "": the data folder knows
+    std::filesystem::path data;
+};
+int Adjust(const AdjustRequest& request);
+
 struct DoctorRequest {
     std::filesystem::path config;  // "": none
     std::filesystem::path data;    // "": as configured

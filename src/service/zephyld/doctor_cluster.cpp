@@ -104,33 +104,39 @@ Reached Reach(Findings& findings, const NatsSite& site)
 
 void LookAtRoom(Findings& findings, const jetstream::StreamFacts& stream, std::uint64_t wanted)
 {
-    constexpr const char* kChange =
-        "nats stream edit ZEPHYL_LOG --max-bytes; it was made with what stood here then";
     const std::string holds =
         std::to_string(stream.messages) + " entries, " + std::to_string(stream.bytes / kMiB) + " MiB";
     if (stream.limitBytes == 0)
         return findings.Mind("log room", holds + ", and nothing bounds it: a full disk stops these servers",
-                             "set log_mebibytes before the first start, or nats stream edit ZEPHYL_LOG "
-                             "--max-bytes");
+                             "set log_mebibytes, then zephyld adjust");
     const std::string of = holds + " of " + std::to_string(stream.limitBytes / kMiB) + " MiB";
     constexpr std::uint64_t full = 10, much = 4;
     const std::uint64_t left = stream.limitBytes - std::min(stream.limitBytes, stream.bytes);
     if (left < stream.limitBytes / full)
         findings.Bad("log room", of + ": nearly full, and meetings stand still when it is",
-                     "zephyld status shows whose meetings are large: zephyld close CODE; or give it more");
+                     "zephyld status shows whose meetings are large: zephyld close CODE; or raise "
+                     "log_mebibytes, then zephyld adjust");
     else if (left < stream.limitBytes / much)
-        findings.Mind("log room", of, "zephyld status shows whose meetings are large; or give it more");
+        findings.Mind("log room", of,
+                      "zephyld status shows whose meetings are large; or raise log_mebibytes, then zephyld "
+                      "adjust");
     else
         findings.Good("log room", of);
     if (wanted > 0 && wanted != stream.limitBytes)
-        findings.Mind("log room", "log_mebibytes says " + std::to_string(wanted / kMiB), kChange);
+        findings.Mind("log room", "log_mebibytes says " + std::to_string(wanted / kMiB),
+                      "zephyld adjust gives it that; it was made with what stood here then");
 }
 
 void LookAtStream(Findings& findings, NatsLook& server, const std::string& name, const NatsSite& site)
 {
     const NatsLook::Stream stream = server.LookAt(name);
-    if (stream.missing)
-        return findings.Mind("log", name + " is not there yet", "the first relay that starts makes it");
+    if (stream.missing) {
+        findings.Mind("log", name + " is not there yet", "the first relay that starts makes it");
+        if (name == kLogStream && site.logBytes == 0)
+            findings.Mind("log room", "log_mebibytes is 0: nothing will bound what all meetings take",
+                          "set it below half of the servers' max_file_store: a full disk stops them");
+        return;
+    }
     if (!stream.fault.empty())
         return findings.Bad("log", name + ": " + stream.fault,
                             "more than half of its servers must be there: start them; meetings wait");
@@ -138,8 +144,7 @@ void LookAtStream(Findings& findings, NatsLook& server, const std::string& name,
     const std::string copies = name + ", copies of each entry: " + std::to_string(facts.replicas);
     if (facts.replicas < site.replicas)
         findings.Bad("log", copies + ", and log_replicas is " + std::to_string(site.replicas),
-                     "nats stream edit " + name + " --replicas " + std::to_string(site.replicas) +
-                         "; it was made when there were fewer servers");
+                     "zephyld adjust, when all of the servers are there; it was made when there were fewer");
     else if (facts.behind > 0)
         findings.Mind("log", copies + ", of which are away or have not caught up: " + facts.away,
                       "take no other server down before that is over");
@@ -167,6 +172,9 @@ void LookAtRelays(Findings& findings, const ClusterOptions& cluster, const std::
 void LookAtLogServers(Findings& findings, const ClusterOptions& cluster)
 {
     if (cluster.log.empty()) return;
+    if (cluster.name.empty())
+        findings.Bad("log", "this relay has no name, and does not start without one",
+                     "name = \"...\" in [cluster], another one for each relay");
     const NatsSite site = LogPlace(cluster);
     const Reached reached = Reach(findings, site);
     if (reached.servers.empty()) return;

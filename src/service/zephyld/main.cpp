@@ -112,6 +112,16 @@ void AddBackup(CLI::App& app, zephyl::BackupRequest& request)
         ->type_name("FILE");
 }
 
+void AddAdjust(CLI::App& app, zephyl::AdjustRequest& request)
+{
+    CLI::App& adjust = *app.add_subcommand(
+        "adjust",
+        "Give what relays share in NATS servers the room and the copies that the configuration says");
+    adjust.add_option("--config", request.config, "Configuration file (TOML)")->type_name("FILE");
+    adjust.add_option("--data", request.data, "Data folder (default $XDG_DATA_HOME/zephyl)")
+        ->type_name("DIR");
+}
+
 void AddDoctor(CLI::App& app, zephyl::DoctorRequest& request)
 {
     CLI::App& doctor = *app.add_subcommand(
@@ -156,12 +166,14 @@ int main(int argc, char** argv)
     UserRequest user;
     zephyl::OperatorRequest asked;
     zephyl::BackupRequest backup;
+    zephyl::AdjustRequest adjust;
     zephyl::DoctorRequest doctor;
     backup.version = doctor.version = QUORVIA_VERSION;
     AddServe(app, serve);
     AddUser(app, user);
     AddOperator(app, asked);
     AddBackup(app, backup);
+    AddAdjust(app, adjust);
     AddDoctor(app, doctor);
     app.add_subcommand("sample-config", "Print a configuration file with every key, explained");
     try {
@@ -182,6 +194,7 @@ int main(int argc, char** argv)
         if (app.got_subcommand("user")) return zephyl::ChangeUsers(user);
         if (app.got_subcommand("backup")) return zephyl::TakeBackup(backup);
         if (app.got_subcommand("restore")) return zephyl::PutBack(backup);
+        if (app.got_subcommand("adjust")) return zephyl::Adjust(adjust);
         if (app.got_subcommand("doctor")) return zephyl::Examine(doctor);
         if (!app.got_subcommand("sample-config")) return zephyl::Operate(asked);
         std::cout << zephyl::SampleConfig();

@@ -39,4 +39,15 @@ RelayOptions WithAccounts(RelayOptions options)
     return options;
 }
 
+RelayOptions SharingOptions(const std::filesystem::path& config, const std::filesystem::path& data)
+{
+    RelayOptions named = OptionsOf(config, data);
+    BecomeOwner(named.data);
+    RelayOptions options = WithAccounts(std::move(named));
+    if (options.cluster.log.empty())
+        throw StartError(
+            "no servers are named that keep meetings: [cluster] log, in the file named with --config");
+    return options;
+}
+
 }  // namespace zephyl

@@ -16,4 +16,8 @@ void RequireFolder(const std::filesystem::path& data);
 /// folder's owner. Throws StartError.
 RelayOptions WithAccounts(RelayOptions options);
 
+/// Both, of a service whose meetings stand in servers that relays share; the process becomes the folder's
+/// owner, who may read their password. Throws StartError, also where no such servers are named.
+RelayOptions SharingOptions(const std::filesystem::path& config, const std::filesystem::path& data);
+
 }  // namespace zephyl

@@ -16,17 +16,6 @@ constexpr std::chrono::seconds kMaking = 30s;  // a copy of everything, and ever
 constexpr int kLeaderTries = 10;               // each of which may take its patience
 constexpr std::chrono::milliseconds kTwoBeats = 1500ms;
 
-std::unique_ptr<NatsAsker> AskerOf(const NatsSite& site)
-{
-    std::string why;
-    for (const NatsServer& server : site.servers) try {
-            return std::make_unique<NatsAsker>(server);
-        } catch (const NatsAway& away) {
-            why += (why.empty() ? "" : "; ") + server.host + ":" + server.port + ": " + away.what();
-        }
-    throw StartError("the servers that keep the meetings are away: " + why);
-}
-
 void Require(const json::value& answer, const std::string& what)
 {
     if (const std::string fault = FaultIn(answer); !fault.empty()) throw StartError(what + ": " + fault);

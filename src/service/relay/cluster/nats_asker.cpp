@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "service/relay/cluster/open_engine.h"
+#include "service/relay/private_folder.h"
 
 namespace zephyl {
 
@@ -99,6 +100,17 @@ std::optional<NatsAsker::Heard> NatsAsker::Next(std::chrono::milliseconds patien
     Heard next = std::move(mCame->several.front());
     mCame->several.pop_front();
     return next;
+}
+
+std::unique_ptr<NatsAsker> AskerOf(const NatsSite& site)
+{
+    std::string why;
+    for (const NatsServer& server : site.servers) try {
+            return std::make_unique<NatsAsker>(server);
+        } catch (const NatsAway& away) {
+            why += (why.empty() ? "" : "; ") + server.host + ":" + server.port + ": " + away.what();
+        }
+    throw StartError("the servers that keep the meetings are away: " + why);
 }
 
 bool IsMissing(const jetstream::json::value& answer)

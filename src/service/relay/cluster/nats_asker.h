@@ -10,6 +10,7 @@
 
 #include "service/relay/cluster/jetstream.h"
 #include "service/relay/cluster/nats_connection.h"
+#include "service/relay/cluster/nats_engine.h"
 
 namespace zephyl {
 
@@ -54,6 +55,8 @@ private:
 
 /// What an error of JetStream's says; "": it is none. Null: nobody has answered.
 std::string FaultIn(const jetstream::json::value& answer);
+/// Of the first that answers. Throws StartError with what each of them says.
+std::unique_ptr<NatsAsker> AskerOf(const NatsSite& site);
 /// It says that there is no such stream.
 bool IsMissing(const jetstream::json::value& answer);
 
