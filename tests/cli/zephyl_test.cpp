@@ -158,6 +158,7 @@ TEST_F(ZephylTest, EnciphersLineByLine)
     EXPECT_EQ(secret.indexOf('\n'), 16);
     EXPECT_EQ(Filtered({u"decipher"_s, u"--key-file"_s, key}, secret.toLower().chopped(1)), lines + '\n');
     EXPECT_EQ(Exit({u"encipher"_s, u"--key-file"_s, u"/nowhere"_s}), 1);
+    EXPECT_EQ(Exit({u"encipher"_s, u"--key-file"_s, File("short", "0099887766554433221\n")}), 1);
 }
 
 /// Two programs start at the same moment where no service is running: one service comes of it.
