@@ -118,6 +118,7 @@ TlsError LastTlsError(const std::string& what)
     const unsigned long code = ERR_get_error();
     ERR_clear_error();
     if (code == 0) return TlsError(what);
+    if (const char* const reason = ERR_reason_error_string(code)) return TlsError(what + ": " + reason);
     std::array<char, 256> text{};
     ERR_error_string_n(code, text.data(), text.size());
     return TlsError(what + ": " + text.data());
