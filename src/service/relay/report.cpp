@@ -194,7 +194,10 @@ std::string MeetingLines(const json::object& meeting)
             ", kept " + Bytes(Number(meeting.at("talk_bytes"))) + " of talk and " +
             Bytes(Number(meeting.at("board_bytes"))) + " of board, " +
             Bytes(Number(meeting.at("memory_bytes"))) + " in memory" +
-            (meeting.at("disk_refuses").as_bool() ? "; its disk takes nothing" : "") + "\n";
+            (!meeting.at("disk_refuses").as_bool() ? ""
+             : keeper.is_null()                    ? "; its disk takes nothing"
+                                                   : "; its servers take nothing, and it waits") +
+            "\n";
     for (const json::value& one : attendees) text += AttendeeLine(one.as_object());
     return text;
 }

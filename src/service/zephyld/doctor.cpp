@@ -263,7 +263,9 @@ void LookAtHealth(Findings& findings, const json::value& status)
         if (meeting.at("disk_refuses").as_bool())
             findings.Bad("load",
                          "meeting " + std::string(meeting.at("code").as_string()) + " cannot be saved",
-                         "make room on the disk before the service stops");
+                         meeting.at("keeper").is_null()
+                             ? "make room on the disk before the service stops"
+                             : "it waits until its nats-servers take again: look at what is said of the log");
 }
 
 void LookAtBackup(Findings& findings, int file, const fs::path& name)
