@@ -113,6 +113,7 @@ asio::awaitable<void> Relay::BansChanged()
     co_await Beside([this](std::function<void()> work) { mDesk.Run(std::move(work)); },
                     [&] { bans = mAccounts->Bans(); });
     mBans.Replace(bans);
+    mLog->info("bans read again: {} hold", bans.size());
     for (const auto& connection : mConnections.All())
         if (mBans.BarsAddress(connection->Address())) connection->PostBanned();
     for (const Ban& ban : bans)

@@ -366,6 +366,8 @@ void Meeting::EndAll()
 void Meeting::PostClose(std::string goodbye, Rest rest)
 {
     asio::post(mHome, [self = shared_from_this(), goodbye = std::move(goodbye), rest] {
+        if (!goodbye.empty())
+            self->mServices.log.info("meeting {} was closed by the operator", self->LogName());
         for (const SeatPtr& seat : std::exchange(self->mSeats, {})) {
             if (seat->client) {
                 seat->client->PullFrom(nullptr);
