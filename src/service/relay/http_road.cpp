@@ -16,6 +16,10 @@ namespace {
 
 constexpr std::size_t kFullAnswer = kHttpBodyBytes / 2;  // then it leaves, and the next poll brings the rest
 
+// A client gives an answer up that is not there within a few seconds, so a slow road gets less at a time.
+constexpr std::size_t kLeastAnswer = 16 * 1024;
+constexpr std::chrono::seconds kQuick{1}, kSlow{3};
+
 constexpr std::size_t kMostStreams = 4;           // two lanes, each maybe made anew just now
 constexpr std::chrono::seconds kBetweenPolls{3};  // longer than that nobody waits with the next one
 
@@ -53,12 +57,24 @@ HttpRoad::Turn HttpRoad::Begin(Lane& lane, std::uint64_t number)
     if (mFinished && mOut.empty() && &lane == &mDown && number > lane.last) EndNow("it has ended");
     if (mEnd) return Turn::Refused;
     if (number == lane.last + 1 && !lane.waiting) {
+        if (&lane == &mDown) Pace();
         lane.last = number;
         lane.answer.reset();  // whoever asks for the next one has it
         return Turn::Next;
     }
     EndNow("an exchange came out of turn");
     return Turn::Refused;
+}
+
+/// Whoever asks for the next answer has the last one.
+void HttpRoad::Pace()
+{
+    const std::size_t size = mDown.answer ? mDown.answer->size() : 0;
+    const auto took = mHeard - mGiven;
+    if (took <= kQuick && size == mMostDown)
+        mMostDown = std::min(size * 2, kHttpBodyBytes);
+    else if (took > kSlow && size > kLeastAnswer)
+        mMostDown = std::max(size / 2, kLeastAnswer);
 }
 
 asio::awaitable<HttpReply> HttpRoad::Up(std::uint64_t number, std::string body)
@@ -123,10 +139,11 @@ void HttpRoad::GiveWhatIsThere()
 {
     if (!mDown.waiting || mOut.empty()) return;
     std::string rest;
-    if (mOut.size() > kHttpBodyBytes) {
-        rest = mOut.substr(kHttpBodyBytes);
-        mOut.resize(kHttpBodyBytes);
+    if (mOut.size() > mMostDown) {
+        rest = mOut.substr(mMostDown);
+        mOut.resize(mMostDown);
     }
+    mGiven = Clock::now();
     Give(mDown, {200, std::make_shared<const std::string>(std::exchange(mOut, std::move(rest)))});
 }
 
@@ -207,7 +224,7 @@ bool HttpRoad::Put(std::string_view bytes, std::string&)
 {
     const std::lock_guard lock(mMutex);
     mOut += bytes;
-    if (mOut.size() >= kFullAnswer) GiveWhatIsThere();
+    if (mOut.size() >= std::min(kFullAnswer, mMostDown)) GiveWhatIsThere();
     return mDown.waiting != nullptr;
 }
 

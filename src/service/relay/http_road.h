@@ -75,6 +75,7 @@ private:
 
     // With the lock.
     Turn Begin(Lane& lane, std::uint64_t number);
+    void Pace();
     void Give(Lane& lane, HttpReply reply);
     void GiveWhatIsThere();
     void EndNow(const char* why);
@@ -92,7 +93,9 @@ private:
     const char* mEnd = nullptr;  // why it has ended; null: it has not
     bool mFinished = false;      // when what is there has been given, it has ended
     bool mOver = false;          // closed by its connection
-    Clock::time_point mHeard = Clock::now();
+    Clock::time_point mHeard = Clock::now(),
+                      mGiven = {};      // an exchange; the last answer with something in it
+    std::size_t mMostDown = 32 * 1024;  // in one answer
     std::atomic<bool> mLoggedIn{false};
 };
 
