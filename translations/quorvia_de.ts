@@ -2300,12 +2300,48 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>das Netz ist nicht erreichbar</translation>
     </message>
     <message>
-        <source>Host not found (authoritative)</source>
-        <translation>der Rechner wurde nicht gefunden</translation>
+        <source>Connection timed out</source>
+        <translation>Zeit für die Verbindung überschritten</translation>
+    </message>
+    <message>
+        <source>Name or service not known</source>
+        <translation>der Name ist nicht bekannt</translation>
+    </message>
+    <message>
+        <source>Temporary failure in name resolution</source>
+        <translation>Namen werden im Moment nicht aufgelöst</translation>
     </message>
     <message>
         <source>You were removed from the meeting.</source>
         <translation>Sie wurden aus der Besprechung entfernt.</translation>
+    </message>
+    <message>
+        <source>The operator of the service has banned you.</source>
+        <translation>Der Betreiber des Dienstes hat Sie ausgesperrt.</translation>
+    </message>
+    <message>
+        <source>The operator of the service has closed this meeting.</source>
+        <translation>Der Betreiber des Dienstes hat diese Besprechung geschlossen.</translation>
+    </message>
+    <message>
+        <source>The password was changed.</source>
+        <translation>Das Passwort wurde geändert.</translation>
+    </message>
+    <message>
+        <source>The account was removed.</source>
+        <translation>Der Benutzer wurde entfernt.</translation>
+    </message>
+    <message>
+        <source>This handle may not enter meetings any more.</source>
+        <translation>Dieser Benutzername darf keine Besprechungen mehr betreten.</translation>
+    </message>
+    <message>
+        <source>the service restarts</source>
+        <translation>der Dienst startet neu</translation>
+    </message>
+    <message>
+        <source>too much was sent</source>
+        <translation>es wurde zu viel gesendet</translation>
     </message>
     <message>
         <source>The password has characters that Windows-1252 does not know. Choose another one.</source>
@@ -2376,8 +2412,20 @@ Vertrauen Sie ihm nur, wenn der Betreiber des Dienstes oder eine Einladung, der 
         <translation>der Proxy fragt nach Namen und Passwort oder nimmt die angegebenen nicht an</translation>
     </message>
     <message>
+        <source>the proxy lets nobody through to there (HTTP status 403); many allow port 443 only</source>
+        <translation>der Proxy lässt niemanden dorthin durch (HTTP-Status 403); viele erlauben nur Port 443</translation>
+    </message>
+    <message>
         <source>the proxy answers with HTTP status %1</source>
         <translation>der Proxy antwortet mit dem HTTP-Status %1</translation>
+    </message>
+    <message>
+        <source>the proxy closed the connection</source>
+        <translation>der Proxy hat die Verbindung geschlossen</translation>
+    </message>
+    <message>
+        <source>what answers there is no proxy</source>
+        <translation>was dort antwortet, ist kein Proxy</translation>
     </message>
     <message>
         <source>The service of this computer cannot be used: %1. Name another one under &quot;Service:&quot;, or try again.</source>

@@ -59,7 +59,11 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "it answers with HTTP status %1"),
     QT_TRANSLATE_NOOP("Said", "no messaging service answers"),
     QT_TRANSLATE_NOOP("Said", "the proxy asks for a name and a password, or does not take those given"),
+    QT_TRANSLATE_NOOP("Said",
+                      "the proxy lets nobody through to there (HTTP status 403); many allow port 443 only"),
     QT_TRANSLATE_NOOP("Said", "the proxy answers with HTTP status %1"),
+    QT_TRANSLATE_NOOP("Said", "the proxy closed the connection"),
+    QT_TRANSLATE_NOOP("Said", "what answers there is no proxy"),
     QT_TRANSLATE_NOOP("Said",
                       "The service of this computer cannot be used: %1. Name another one under \"Service:\", "
                       "or try again."),
@@ -107,7 +111,9 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "Broken pipe"),
     QT_TRANSLATE_NOOP("Said", "No route to host"),
     QT_TRANSLATE_NOOP("Said", "Network is unreachable"),
-    QT_TRANSLATE_NOOP("Said", "Host not found (authoritative)"),
+    QT_TRANSLATE_NOOP("Said", "Connection timed out"),
+    QT_TRANSLATE_NOOP("Said", "Name or service not known"),
+    QT_TRANSLATE_NOOP("Said", "Temporary failure in name resolution"),
     // what a service refuses
     QT_TRANSLATE_NOOP("Said",
                       "The handle or the password is wrong: type both again. Where people choose their "
@@ -121,6 +127,13 @@ constexpr const char* kSentences[] = {
     QT_TRANSLATE_NOOP("Said", "The meeting has ended. Start it anew, or join another one."),
     QT_TRANSLATE_NOOP("Said", "The meeting is full. Meet under another code."),
     QT_TRANSLATE_NOOP("Said", "You were removed from the meeting."),
+    QT_TRANSLATE_NOOP("Said", "The operator of the service has banned you."),
+    QT_TRANSLATE_NOOP("Said", "The operator of the service has closed this meeting."),
+    QT_TRANSLATE_NOOP("Said", "The password was changed."),
+    QT_TRANSLATE_NOOP("Said", "The account was removed."),
+    QT_TRANSLATE_NOOP("Said", "This handle may not enter meetings any more."),
+    QT_TRANSLATE_NOOP("Said", "the service restarts"),
+    QT_TRANSLATE_NOOP("Said", "too much was sent"),
     QT_TRANSLATE_NOOP("Said", "This service sends no mail. Ask its operator for a new password."),
     QT_TRANSLATE_NOOP(
         "Said", "The service has no mail address for this handle. Ask its operator for a new password."),

@@ -176,6 +176,11 @@ Environment TheEnvironment()
     };
 }
 
+std::string HttpProxy::Name() const
+{
+    return (host.find(':') == std::string::npos ? host : '[' + host + ']') + ':' + std::to_string(port);
+}
+
 std::optional<HttpProxy> ProxyFor(const std::string& setting, const std::string& host, std::uint16_t port,
                                   const Environment& environment)
 {

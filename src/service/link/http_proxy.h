@@ -12,6 +12,9 @@ struct HttpProxy {
     std::string host;
     std::uint16_t port = 0;
     std::string credentials = {};  // "name:password"; "": none
+
+    /// HOST:PORT, for people.
+    std::string Name() const;
 };
 
 /// The value of a variable; "" where there is none.

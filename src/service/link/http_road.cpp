@@ -26,10 +26,16 @@ constexpr std::chrono::milliseconds kTrying = 5s;  // then the user is told, and
 constexpr std::uint16_t kHttpsPort = 443;
 constexpr std::chrono::milliseconds kTryingWithOthers = 1s;
 constexpr std::size_t kProxyReads = 4096;
+constexpr std::size_t kLeastBody = 1024;
 
 /// The service itself says that there is nothing more to come.
 struct Refused : std::runtime_error {
     using std::runtime_error::runtime_error;
+};
+
+/// Somebody between takes only smaller bodies, so the service has not heard of this one.
+struct TooLarge : Refused {
+    using Refused::Refused;
 };
 
 /// What stands between may say so while the service starts anew, or the road to it is cut.
@@ -83,24 +89,38 @@ std::string ProxySays(const HttpAnswered& answered)
 {
     if (answered.status == 407)
         return "the proxy asks for a name and a password, or does not take those given";
+    if (answered.status == 403)
+        return "the proxy lets nobody through to there (HTTP status 403); many allow port 443 only";
     return "the proxy answers with HTTP status " + std::to_string(answered.status);
+}
+
+asio::awaitable<HttpAnswered> AnswerOfProxy(tcp::socket& socket)
+{
+    HttpAnswerReader reader(true);
+    for (;;) {
+        std::string bytes(kProxyReads, '\0');
+        bytes.resize(co_await socket.async_read_some(asio::buffer(bytes), asio::use_awaitable));
+        reader.Feed(bytes);
+        auto answered = reader.Next();
+        if (!answered) continue;
+        if (answered->status / 100 == 2 && !reader.Empty()) throw HttpProblem(502, "more than an answer");
+        co_return *std::move(answered);
+    }
 }
 
 /// Asks the proxy at the other end of this socket for a way on.
 asio::awaitable<void> AskProxy(tcp::socket& socket, const Destination& to)
 {
     const std::string question = ConnectText(Authority(to), to.proxy->credentials);
-    co_await asio::async_write(socket, asio::buffer(question), asio::use_awaitable);
-    HttpAnswerReader reader(true);
-    for (;;) {
-        std::string bytes(kProxyReads, '\0');
-        bytes.resize(co_await socket.async_read_some(asio::buffer(bytes), asio::use_awaitable));
-        reader.Feed(bytes);
-        const auto answered = reader.Next();
-        if (!answered) continue;
-        if (answered->status / 100 != 2) throw std::runtime_error(ProxySays(*answered));
-        if (!reader.Empty()) throw std::runtime_error("the proxy speaks before it was asked");
-        co_return;
+    try {
+        co_await asio::async_write(socket, asio::buffer(question), asio::use_awaitable);
+        const HttpAnswered answered = co_await AnswerOfProxy(socket);
+        if (answered.status / 100 != 2) throw std::runtime_error(ProxySays(answered));
+    } catch (const HttpProblem&) {
+        throw std::runtime_error("what answers there is no proxy");
+    } catch (const boost::system::system_error& e) {
+        if (e.code() != asio::error::eof) throw;
+        throw std::runtime_error("the proxy closed the connection");
     }
 }
 
@@ -163,6 +183,7 @@ asio::awaitable<HttpAnswered> HttpLane::Exchange(HttpPost post, std::chrono::mil
     std::optional<SteadyClock::time_point> giveUp;
     std::chrono::milliseconds pause = 0ms;
     std::string problem = "no answer";
+    bool lost = false;  // the service may have got it all the same
     while (!mClosed && SteadyClock::now() < giveUp.value_or(SteadyClock::time_point::max())) {
         try {
             if (!mStream) co_await Reopen();
@@ -170,15 +191,17 @@ asio::awaitable<HttpAnswered> HttpLane::Exchange(HttpPost post, std::chrono::mil
             if (!answered.keepAlive) Shut();
             if (answered.status == 200) co_return answered;
             problem = RefusalOf(answered.status);
+            if (answered.status == 413 && !lost) throw TooLarge(problem);
             if (!MayPass(answered.status)) throw Refused(problem);
         } catch (const Refused&) {
             throw;
         } catch (const boost::system::system_error& e) {
-            problem = e.code().message();
+            problem = e.code() == asio::error::operation_aborted ? "no answer" : e.code().message();
             if (e.code() == asio::error::connection_refused && !mPath.to.proxy) throw;
         } catch (const std::exception& e) {
             problem = e.what();
         }
+        lost = true;
         Shut();
         if (!giveUp) giveUp = SteadyClock::now() + (mPath.others ? kTryingWithOthers : kTrying);
         mPause.expires_after(pause);
@@ -235,13 +258,22 @@ asio::awaitable<void> HttpRoad::Open()
 asio::awaitable<void> HttpRoad::Write(std::string_view bytes)
 {
     if (mName.empty()) co_await Open();
-    for (std::size_t at = 0; at < bytes.size(); at += kHttpBodyBytes)
-        co_await mUp.Exchange({.target = kHttpUp,
-                               .host = mPath.hostHeader,
-                               .connection = mName,
-                               .exchange = ++mLastUp,
-                               .body = bytes.substr(at, kHttpBodyBytes)},
-                              kAnswered);
+    while (!bytes.empty()) {
+        const std::string_view body = bytes.substr(0, mMostUp);
+        const HttpPost post{.target = kHttpUp,
+                            .host = mPath.hostHeader,
+                            .connection = mName,
+                            .exchange = mLastUp + 1,
+                            .body = body};
+        try {
+            co_await mUp.Exchange(post, kAnswered);
+            ++mLastUp;
+            bytes.remove_prefix(body.size());
+        } catch (const TooLarge&) {
+            if (body.size() <= kLeastBody) throw;
+            mMostUp = body.size() / 2;
+        }
+    }
 }
 
 asio::awaitable<void> HttpRoad::Read(std::string& into)

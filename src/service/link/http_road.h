@@ -68,6 +68,7 @@ private:
     HttpLane mUp, mDown;
     std::string mName;  // "": it is not open yet
     std::uint64_t mLastUp = 0, mLastDown = 0;
+    std::size_t mMostUp = kHttpBodyBytes;  // in one exchange
     boost::asio::steady_timer mOpened;
     bool mClosed = false;
 };

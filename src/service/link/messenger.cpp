@@ -123,8 +123,13 @@ ConnectOutcome LinkMessenger::Reach(const std::shared_ptr<Session>& session, con
     const auto outcome = Ask<ConnectOutcome>(
         session, [target](Session& s) { return s.Connect(target); }, Remaining(deadline));
     if (outcome && outcome->problem.empty()) return *outcome;
-    const QString problem =
-        outcome ? QString::fromStdString(outcome->problem) : English("it does not answer");
+    FailUnreached(target, outcome ? QString::fromStdString(outcome->problem) : English("it does not answer"),
+                  !outcome || outcome->met);
+}
+
+/// `met`: somebody took the connection.
+void LinkMessenger::FailUnreached(const Target& target, const QString& problem, bool met)
+{
     if (target.personal)
         Fail(English(
                  "The service of this computer cannot be used: %1. Name another one under \"Service:\", or "
@@ -135,8 +140,8 @@ ConnectOutcome LinkMessenger::Reach(const std::shared_ptr<Session>& session, con
         Fail(English(
                  "The service %1 cannot be reached through the proxy %2: %3. Check both addresses and your "
                  "network, then try again.")
-                 .arg(name, QString::fromStdString(proxy->host), problem));
-    if (outcome && !outcome->met && target.to.protocol != Protocol::Http)
+                 .arg(name, QString::fromStdString(proxy->Name()), problem));
+    if (!met && target.to.protocol != Protocol::Http)
         Fail(English(
                  "The service %1 cannot be reached: %2. Check its address and your network, then try again. "
                  "Where a network lets only web traffic out, \"HTTP\" among the advanced options may get "
@@ -282,7 +287,7 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
         std::shared_ptr<Session> session = ConnectTrusted(deadline);
         const auto outcome = Ask<LoginOutcome>(
             session, [words, deadline](Session& s) { return s.Login(words, deadline); }, Remaining(deadline));
-        if (outcome && outcome->refusal.empty()) {
+        if (outcome && outcome->problem.empty() && outcome->refusal.empty()) {
             mAccount = {QString::fromStdString(outcome->handle), QString::fromStdString(outcome->serverKey),
                         QString::fromStdString(outcome->sendTag)};
             mSession = std::move(session);
@@ -290,6 +295,8 @@ bool LinkMessenger::Login(const QString& handle, const QString& password, const 
             return true;
         }
         Release(std::move(session));
+        if (outcome && !outcome->problem.empty())
+            FailUnreached(ReadTarget(), QString::fromStdString(outcome->problem), true);
         Fail(outcome ? QString::fromStdString(outcome->refusal)
                      : English("The service does not answer. Try again in a moment."));
     } catch (const std::exception& e) {

@@ -106,6 +106,7 @@ private:
     Target TargetOf(const QString& service) const;
     std::shared_ptr<Session> ConnectTrusted(Deadline& deadline);
     ConnectOutcome Reach(const std::shared_ptr<Session>& session, const Target& target, Deadline deadline);
+    [[noreturn]] static void FailUnreached(const Target& target, const QString& problem, bool met);
     std::optional<std::string> AcceptedKey(const Target& target);
     std::optional<std::string> PinOf(const Target& target);
     [[noreturn]] void FailOfOtherKey(const Target& target, const QString& key);

@@ -129,8 +129,10 @@ asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline
         asio::co_spawn(
             mIo, [self] { return self->WatchSleep(); }, asio::detached);
         State(LinkState::Phase::Connected, QLatin1String(kNotInMeeting));
+    } catch (const EndedForGood& e) {
+        outcome.refusal = e.what();
     } catch (const std::exception& e) {
-        outcome.refusal = ProblemText(e);
+        outcome.problem = ProblemText(e);
     }
     co_return outcome;
 }

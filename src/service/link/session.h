@@ -52,7 +52,8 @@ struct LoginWords {
     std::string handle, password, hostName;
 };
 struct LoginOutcome {
-    std::string refusal;  // "": logged in
+    std::string refusal;  // "", and no problem: logged in
+    std::string problem;  // the connection's
     std::string handle;   // the account's spelling
     std::string serverKey, sendTag;
 };

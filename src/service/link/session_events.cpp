@@ -156,6 +156,8 @@ void Session::SayRefused()
 void Session::OnBye(const Bye& bye)
 {
     const std::string end = EndText(bye);
+    if (!end.empty() && mPhase == Phase::Idle)  // there is no session yet: whoever asks is told
+        return mCalls.Fail(std::make_exception_ptr(EndedForGood(end)));
     if (!end.empty()) return End(QString::fromStdString(end));
     const bool elsewhere = bye.reason() == BYE_RESTART && !mRound.Alone();
     if (elsewhere)

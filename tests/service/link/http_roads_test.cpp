@@ -55,6 +55,7 @@ public:
     const std::string& Fingerprint() const { return mTls->Fingerprint(); }
 
     std::atomic<int> mostAtOnce{0}, faults{0}, exchanges{0};
+    std::atomic<std::size_t> mostBody{kHttpBodyBytes};
 
 private:
     Fate NextFate()
@@ -101,8 +102,8 @@ private:
         const Fate fate = NextFate();
         faults += fate != Fate::Pass;
         // Made in statements of their own: GCC 12 makes nonsense of aggregates behind co_await.
-        if (fate == Fate::Answer502) {
-            const HttpAnswer sorry{.status = 502};
+        if (fate == Fate::Answer502 || body->size() > mostBody) {
+            const HttpAnswer sorry{.status = fate == Fate::Answer502 ? 502 : 413};
             co_await stream.Write(HttpText(sorry));
             co_return true;
         }
@@ -203,6 +204,22 @@ TEST_F(HttpRoads, AProxyThatLosesAnswersLosesAndDoublesNothing)
     EXPECT_LE(std::max<int>(near.mostAtOnce, far.mostAtOnce), 2);  // browsers' proxies allow no more
 }
 
+TEST_F(HttpRoads, WhatAProxyFindsTooLargeGoesInParts)
+{
+    ReverseProxy proxy(relay->HttpPort(), 1, false);
+    proxy.mostBody = 5000;
+    auto alice = Attendee(proxy.Port(), proxy.Fingerprint()),
+         bob = Attendee(relay->Port(), relay->Fingerprint());
+    ASSERT_TRUE(alice->Login(u"Alice"_s)) << qPrintable(alice->link->LastRefusal());
+    ASSERT_TRUE(bob->Login(u"bob"_s)) << qPrintable(bob->link->LastRefusal());
+    ASSERT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
+    ASSERT_TRUE(bob->link->JoinMeeting(u"Room01"_s));
+    EXPECT_EQ(alice->Next(), u"bob=5"_s);
+    for (int i = 0; i < 3; ++i) alice->Draw(u"[[ZUM_WB_PEN]]%1"_s.arg(i) + QString(200'000, u'1'));
+    for (const QString& one : bob->Next(3)) EXPECT_EQ(one.size(), 200'021);
+    EXPECT_EQ(StatsOf(*alice->link).reconnects, 0u);
+}
+
 /// An empty poll is held for the polling interval: what waits costs two exchanges a second at most.
 TEST_F(HttpRoads, AnIdleSessionAsksOnceASecond)
 {
@@ -227,7 +244,7 @@ TEST_F(HttpRoads, AProxyIsAskedForATunnel)
         {u"http://ann:secret@"_s + at(guarded), nullptr},
         {u"http://ann:wrong@"_s + at(guarded), "asks for a name"},
         {at(guarded), "asks for a name"},
-        {u"127.0.0.1:1"_s, "through the proxy 127.0.0.1"},
+        {u"127.0.0.1:1"_s, "through the proxy 127.0.0.1:1:"},
         {u"socks5://127.0.0.1:1"_s, "cannot be understood"},
     };
     for (const auto& row : rows) {

@@ -282,6 +282,11 @@ TEST_P(EachProtocol, RefusalsAreResultsWithAReason)
     EXPECT_FALSE(carol->link->CreateMeeting(u"taken1"_s, {}));
     EXPECT_TRUE(carol->link->JoinMeeting(u"taken1"_s));  // the session is still good for another try
 
+    relay->TheAccounts().SetBan({Ban::Of::Handle, "bob", "bob", 0});
+    EXPECT_TRUE(TellDaemon(options.data, "bans"));
+    EXPECT_FALSE(bob->Login(u"bob"_s));
+    EXPECT_TRUE(bob->link->LastRefusal().contains(u"banned"_s)) << qPrintable(bob->link->LastRefusal());
+
     auto nobody = std::make_unique<LinkedAttendee>(u"127.0.0.1:1"_s);
     EXPECT_FALSE(nobody->Login(u"Alice"_s));
     EXPECT_EQ(nobody->questions, 0);
