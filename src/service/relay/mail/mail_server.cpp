@@ -141,7 +141,9 @@ public:
     }
     std::string Problem(CURLcode code) const
     {
-        return mProblem[0] ? mProblem.data() : curl_easy_strerror(code);
+        const std::string problem = mProblem[0] ? mProblem.data() : curl_easy_strerror(code);
+        if (code != CURLE_WEIRD_SERVER_REPLY || Reply() == 0) return problem;
+        return problem + ": " + std::to_string(Reply());  // libcurl names it at other steps only
     }
 
 private:
