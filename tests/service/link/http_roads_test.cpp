@@ -215,7 +215,10 @@ TEST_F(HttpRoads, WhatAProxyFindsTooLargeGoesInParts)
     ASSERT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
     ASSERT_TRUE(bob->link->JoinMeeting(u"Room01"_s));
     EXPECT_EQ(alice->Next(), u"bob=5"_s);
-    for (int i = 0; i < 3; ++i) alice->Draw(u"[[ZUM_WB_PEN]]%1"_s.arg(i) + QString(200'000, u'1'));
+    for (int i = 0; i < 3; ++i) {
+        alice->Draw(u"[[ZUM_WB_PEN]]%1"_s.arg(i) + QString(200'000, u'1'));
+        alice->Turn();
+    }
     for (const QString& one : bob->Next(3)) EXPECT_EQ(one.size(), 200'021);
     EXPECT_EQ(StatsOf(*alice->link).reconnects, 0u);
 }

@@ -72,7 +72,7 @@ void NatsLine::KeepConnected()
     std::unique_lock lock(mMutex);
     while (!mStop) {
         lock.unlock();
-        const Wire wire = Connect();
+        Wire wire = Connect();
         // Later ones count at once: words go by them while JetStream finds itself a leader.
         const bool usable = wire && (mPrepared || Prepare());
         mPrepared = mPrepared || usable;
@@ -96,6 +96,7 @@ void NatsLine::KeepConnected()
         }
         lock.unlock();
         Lose();
+        wire.reset();
         lock.lock();
         mNews.wait_for(lock, kPause, [this] { return mStop; });
     }
@@ -255,10 +256,11 @@ void NatsLine::Work()
     while (!mSent) {
         mWork.wait_for(lock, kTick, [this] { return mSent || !mOutgoing.empty(); });
         while (!mOutgoing.empty()) {
-            const Outgoing one = std::move(mOutgoing.front());
+            Outgoing one = std::move(mOutgoing.front());
             mOutgoing.pop_front();
             lock.unlock();
             one.work(*one.wire);
+            one = {};  // the end of a connection waits for whom it tells something, who wants the lock
             lock.lock();
         }
         if (Clock::now() - mTicked < kTick) continue;
