@@ -2,7 +2,8 @@
 # Tests under sanitizers. What a sanitizer finds fails the test that met it.
 #   sanitized.sh build asan|tsan       the service's and the link's tests; asan: in the fuzzers' build, by the same compiler
 #   sanitized.sh asan|tsan TEST        one of them
-#   sanitized.sh all [CTEST-OPTION]    everything, by the presets asan and tsan (./test --sanitize): an hour or more
+#   sanitized.sh all [CTEST-OPTION]    everything, by the presets asan and tsan (./test --sanitize): an hour or more.
+#                                      tsan: but what paints, see below
 set -eu
 cd "$(dirname "$0")/.."
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD}
@@ -22,15 +23,19 @@ tsan) exec "build/tsan/bin/$2" --gtest_brief=1 ;;
 all)
     shift
     code=0
+    # Debian's Qt is built without the thread sanitizer, which takes what Qt's own threads do while it paints for races.
+    paints='^(demo|scenario|reliability\.(C[12347]|companion)|test_(camera|chat_pane|frm_login|language|portal|replay|ui_|whiteboard))'
     for preset in asan tsan; do
         cmake --preset "$preset" >/dev/null
         cmake --build --preset "$preset"
-        ctest --preset "$preset" --no-tests=error -j "$(nproc)" "$@" || code=$?
+        without=()
+        [ $preset = asan ] || without=(-E "$paints")
+        ctest --preset "$preset" --no-tests=error -j "$(nproc)" "${without[@]}" "$@" || code=$?
     done
     exit "$code"
     ;;
 *)
-    sed -n '2,5s/^# *//p' "$0" >&2
+    sed -n '2,6s/^# *//p' "$0" >&2
     exit 2
     ;;
 esac
