@@ -12,6 +12,7 @@
 #include "service/relay/cluster/other_relays.h"
 #include "service/relay/connection.h"
 #include "service/relay/door/handle_rules.h"
+#include "service/relay/door/identity.h"
 #include "service/relay/keepers/keepers.h"
 #include "service/relay/keepers/told.h"
 #include "service/relay/metrics.h"
@@ -191,6 +192,9 @@ std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
     note(fresh.announce != mOptions.announce, "announce");
     RelayOptions files = fresh;
     files.data = mOptions.data;
+    if (files.key.empty() && !HasIdentity(files.data))
+        throw StartError("there is no key: the configuration names none, and " + files.data.string() +
+                         " has none. One is made only when a service is started; nothing has changed");
     const auto tls = ServerTls(files);  // whatever cannot be used has said so by now
     if (tls->Fingerprint() != Fingerprint())
         waits.push_back("the key is another one now: " + tls->Fingerprint() +

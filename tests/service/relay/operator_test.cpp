@@ -315,6 +315,9 @@ TEST_F(OperatorTest, ReadsItsConfigurationAgainWithoutCuttingAnybody)
         EXPECT_NE(answer->body.find(row.mentions), std::string::npos) << answer->body;
         EXPECT_EQ(relay->Fingerprint(), before);
     }
+    std::filesystem::remove(options.data / "key.pem");  // as where the key stands elsewhere
+    write("");
+    EXPECT_EQ(Tell("reload"), "failed") << "clients would be asked to believe a key that was just drawn";
     const auto carol = In("carol");
     auto alice = In("Alice");  // nothing has changed: there is room for a third
 

@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr long kYears = 20;  // clients pin the key; the dates of our own certificate say nothing to them
+constexpr char kKey[] = "key.pem";
 
 using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
 using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
@@ -76,7 +77,7 @@ void MakeIdentity(const Identity& identity)
 
 Identity PrepareIdentity(const fs::path& data)
 {
-    const Identity identity{data / "key.pem", data / "certificate.pem"};
+    const Identity identity{data / kKey, data / "certificate.pem"};
     struct stat info {};
     if (::stat(identity.key.c_str(), &info) != 0) {
         MakeIdentity(identity);
@@ -89,6 +90,11 @@ Identity PrepareIdentity(const fs::path& data)
     if (!fs::exists(identity.certificate))
         RefuseStart("there is a key but no certificate " + identity.certificate.string());
     return identity;
+}
+
+bool HasIdentity(const fs::path& data)
+{
+    return fs::exists(data / kKey);
 }
 
 }  // namespace zephyl

@@ -10,5 +10,7 @@ struct Identity {
 };
 /// Makes what is missing. Throws StartError, also when the key is readable for others.
 Identity PrepareIdentity(const std::filesystem::path& data);
+/// False: PrepareIdentity would make one.
+bool HasIdentity(const std::filesystem::path& data);
 
 }  // namespace zephyl
