@@ -87,7 +87,7 @@ struct Engines : testing::TestWithParam<const char*> {
     Engine& Other() { return *pair->other; }
     std::unique_ptr<Pair> pair;
 };
-INSTANTIATE_TEST_SUITE_P(Of, Engines, testing::Values("memory", "nats", "three"));
+INSTANTIATE_TEST_SUITE_P(Of, Engines, testing::Values("memory", "nats", "three", "leaderless"));
 
 TEST_P(Engines, OneWriterOfTwoIsRefused)
 {

@@ -54,13 +54,40 @@ struct InMemory final : Pair {
     MemoryCluster cluster;
 };
 
+/// To servers that have leaders of each stream but none of them all: nobody makes consumers, and some say so
+/// before the one answers that can.
+class Leaderless final : public NatsConnection {
+public:
+    static std::unique_ptr<NatsConnection> Open(const NatsServer& server, Take take, Ended ended)
+    {
+        auto connection = std::make_unique<Leaderless>();
+        connection->mWire = OpenNats(server, std::move(take), std::move(ended));
+        return connection;
+    }
+    void Send(const std::string& subject, const std::string& answerTo, const NatsHeaders& headers,
+              std::string_view bytes) override
+    {
+        const bool makes = subject.starts_with("$JS.API.CONSUMER.CREATE.");
+        if (makes || subject.starts_with("$JS.API.STREAM.MSG."))
+            mWire->Send(answerTo, {}, {}, R"({"error":{"code":503,"err_code":10008}})");
+        if (!makes) mWire->Send(subject, answerTo, headers, bytes);
+    }
+    void Listen(const std::string& subject) override { mWire->Listen(subject); }
+    void Ignore(const std::string& subject) override { mWire->Ignore(subject); }
+    std::size_t MostBytes() const override { return mWire->MostBytes(); }
+
+private:
+    std::unique_ptr<NatsConnection> mWire;
+};
+
 struct InNats final : Pair {
-    explicit InNats(std::size_t servers, std::uint64_t logBytes = 0) : nats(servers)
+    explicit InNats(std::size_t servers, std::uint64_t logBytes = 0, const NatsLine::Open& open = OpenNats)
+        : nats(servers)
     {
         NatsSite site = nats.Site();
         site.logBytes = logBytes;
         for (auto* const engine : {&one, &other}) {
-            *engine = std::make_unique<NatsEngine>(site, OpenNats, [](const std::string&) {});
+            *engine = std::make_unique<NatsEngine>(site, open, [](const std::string&) {});
             WaitFor(**engine, true);
         }
     }
@@ -72,11 +99,12 @@ struct InNats final : Pair {
     TestNats nats;
 };
 
-/// "memory", "nats", "three": where there is such a one.
+/// "memory", "nats", "three", "leaderless": where there is such a one.
 inline std::unique_ptr<Pair> PairIn(const std::string& where)
 {
     if (where == "memory") return std::make_unique<InMemory>();
     if (!TestNats::Installed()) return nullptr;
+    if (where == "leaderless") return std::make_unique<InNats>(1, 0, Leaderless::Open);
     return std::make_unique<InNats>(where == "nats" ? 1 : 3);
 }
 

@@ -128,6 +128,15 @@ std::optional<StreamFacts> StreamIn(const json::value& answer)
     return facts;
 }
 
+std::optional<StoredMessage> StoredIn(const json::value& answer)
+{
+    const json::value* const found = Member(answer, "message");
+    if (!found) return std::nullopt;
+    const bool removes = FromBase64(Text(Member(*found, "hdrs"))).find("KV-Operation: ") != std::string::npos;
+    return StoredMessage{Text(Member(*found, "subject")), FromBase64(Text(Member(*found, "data"))),
+                         Number(Member(*found, "seq")), removes};
+}
+
 std::string Consumer::Api(const char* verb) const
 {
     return std::string(kApi) + "CONSUMER." + verb + "." + stream + "." + name;

@@ -54,6 +54,15 @@ struct StreamFacts {
 /// None: the answer is another one.
 std::optional<StreamFacts> StreamIn(const json::value& answer);
 
+/// A message of a stream, as the stream's leader gives it.
+struct StoredMessage {
+    std::string subject, bytes;
+    std::uint64_t sequence = 0;
+    bool removes = false;  // it is no value but the end of one
+};
+/// None: the answer is another one.
+std::optional<StoredMessage> StoredIn(const json::value& answer);
+
 /// Somebody who reads a part of a stream for us.
 struct Consumer {
     std::string stream, name, filter;

@@ -21,6 +21,8 @@ constexpr milliseconds kLookPatience = 1s;
 constexpr milliseconds kUseless = 3s;         // without an answer of JetStream, while it is asked
 constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was there
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
+constexpr milliseconds kQuiet = 1500ms;       // one that is there says something every second
+constexpr milliseconds kLookPause = 250ms;    // between two looks without one
 constexpr milliseconds kForever = 24h;
 constexpr std::uint64_t kBatch = 1024;            // entries of one read
 constexpr std::size_t kPurgedBytes = 512 * 1024;  // of headers, in one read
@@ -168,9 +170,10 @@ void NatsEngine::Append(std::string subject, std::string bytes, std::uint64_t ex
 void NatsEngine::AskJetStream(std::string subject, std::string bytes, NatsHeaders headers, TakeAnswer take,
                               Inbox inbox)
 {
+    const auto token = std::make_shared<std::uint64_t>(0);
     Request(
         std::move(subject), std::move(bytes), std::move(headers), kPatience,
-        [this, take = std::move(take)](const NatsMessage* message) {
+        [this, token, take = std::move(take)](const NatsMessage* message) {
             const bool nobody = message && jetstream::IsLeaderless(*message);
             {
                 const std::lock_guard lock(mMutex);
@@ -183,13 +186,14 @@ void NatsEngine::AskJetStream(std::string subject, std::string bytes, NatsHeader
                     Doubt();
                 }
                 if (nobody) {
-                    Await(kNobodyPause, take);
-                    return true;
+                    Hurry(*token, kNobodyPause);
+                    return false;
                 }
             }
             return take(message);
         },
         inbox);
+    *token = LastAsked();
 }
 
 void NatsEngine::Write(std::string subject, std::string bytes, std::uint64_t expected, bool removes,
@@ -211,6 +215,7 @@ void NatsEngine::Write(std::string subject, std::string bytes, std::uint64_t exp
 
 struct NatsEngine::Reading {
     jetstream::Consumer consumer;
+    std::uint64_t from;
     std::size_t bytes;
     GotAll got;
     std::uint64_t batch = 0;
@@ -226,18 +231,23 @@ void NatsEngine::Read(std::string subject, std::uint64_t from, std::size_t bytes
 void NatsEngine::StartReading(std::string subject, std::uint64_t from, std::size_t bytes, What what,
                               GotAll got)
 {
-    const auto reading = std::make_shared<Reading>(
-        Reading{{kLogStream, jetstream::RandomWord(), std::move(subject)}, bytes, std::move(got)});
+    const auto reading =
+        std::make_shared<Reading>(Reading{{kLogStream, jetstream::RandomWord(), std::move(subject)},
+                                          std::max<std::uint64_t>(from, 1),
+                                          bytes,
+                                          std::move(got)});
     const std::string config = reading->consumer.Config({{"deliver_policy", "by_start_sequence"},
-                                                         {"opt_start_seq", std::max<std::uint64_t>(from, 1)},
+                                                         {"opt_start_seq", reading->from},
                                                          {"headers_only", what == What::Headers}});
     const std::lock_guard lock(mMutex);
     AskJetStream(reading->consumer.CreateApi(), config, {}, [this, reading](const NatsMessage* message) {
         const json::value answer = jetstream::AnswerIn(message);
         reading->batch = std::min(jetstream::Number(jetstream::Member(answer, "num_pending")), kBatch);
         const bool made = jetstream::Member(answer, "config") != nullptr;
-        if (!made || reading->batch == 0) {
-            Finish(*reading, made ? EngineResult::Ok : EngineResult::Away);
+        if (!made) {
+            ReadOtherwise(reading);
+        } else if (reading->batch == 0) {
+            Finish(*reading, EngineResult::Ok);
         } else {
             const std::lock_guard again(mMutex);
             Fetch(reading, false);
@@ -276,11 +286,60 @@ void NatsEngine::Fetch(const std::shared_ptr<Reading>& reading, bool one)
                 Fetch(reading, true);
                 return true;
             }
-            const bool answered = place || (message && !message->status.empty() && message->status != "503");
-            Finish(*reading, answered ? EngineResult::Ok : EngineResult::Away);
+            if (place || (message && !message->status.empty() && message->status != "503"))
+                Finish(*reading, EngineResult::Ok);
+            else
+                ReadOtherwise(reading);
             return true;
         },
         Inbox::Own);
+}
+
+void NatsEngine::ReadOtherwise(const std::shared_ptr<Reading>& reading)
+{
+    {
+        const std::lock_guard lock(mMutex);
+        if (IsConnected())
+            return ReadEach(reading,
+                            reading->entries.empty() ? reading->from : reading->entries.back().sequence + 1);
+    }
+    Finish(*reading, EngineResult::Away);
+}
+
+// What has come before an answer is missed is all that was wanted for now.
+void NatsEngine::ReadEach(const std::shared_ptr<Reading>& reading, std::uint64_t from)
+{
+    GetNext(
+        kLogStream, reading->consumer.filter, from,
+        [this, reading](EngineResult result, jetstream::StoredMessage next) {
+            const bool there = result == EngineResult::Ok;
+            if (there) {
+                reading->taken += next.bytes.size();
+                reading->entries.push_back({std::move(next.subject), next.sequence, std::move(next.bytes)});
+            }
+            const bool missed = !there && result != EngineResult::Missing && reading->entries.empty();
+            if (!there || reading->taken >= reading->bytes || reading->entries.size() >= kBatch)
+                return Finish(*reading, missed ? EngineResult::Away : EngineResult::Ok);
+            const std::lock_guard lock(mMutex);
+            ReadEach(reading, reading->entries.back().sequence + 1);
+        });
+}
+
+void NatsEngine::GetNext(const std::string& stream, const std::string& subjects, std::uint64_t from,
+                         GotNext got)
+{
+    AskJetStream(jetstream::kApi + ("STREAM.MSG.GET." + stream),
+                 json::serialize(json::object{{"seq", from}, {"next_by_subj", subjects}}), {},
+                 [got = std::move(got)](const NatsMessage* message) {
+                     const json::value answer = jetstream::AnswerIn(message);
+                     auto found = jetstream::StoredIn(answer);
+                     const EngineResult result = jetstream::ResultOf(answer);
+                     if (found)
+                         got(EngineResult::Ok, std::move(*found));
+                     else
+                         got(result == EngineResult::Missing ? result : EngineResult::Away, {});
+                     return true;
+                 });
 }
 
 void NatsEngine::Last(std::string subject, Got got)
@@ -292,24 +351,21 @@ void NatsEngine::Last(std::string subject, Got got)
 // By the stream's leader, which alone knows what was written last.
 void NatsEngine::GetLast(const std::string& stream, std::string subject, Got got)
 {
-    AskJetStream(
-        jetstream::kApi + ("STREAM.MSG.GET." + stream),
-        json::serialize(json::object{{"last_by_subj", subject}}), {},
-        [got = std::move(got), subject](const NatsMessage* message) {
-            const json::value answer = jetstream::AnswerIn(message);
-            const json::value* const found = jetstream::Member(answer, "message");
-            EngineResult result = answer.is_null() ? EngineResult::Away : jetstream::ResultOf(answer);
-            if (!found) {
-                got(result == EngineResult::Ok ? EngineResult::Away : result, {subject, 0, {}});
-                return true;
-            }
-            const bool removed = jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "hdrs")))
-                                     .find("KV-Operation: DEL") != std::string::npos;
-            got(removed ? EngineResult::Missing : EngineResult::Ok,
-                {subject, jetstream::Number(jetstream::Member(*found, "seq")),
-                 jetstream::FromBase64(jetstream::Text(jetstream::Member(*found, "data")))});
-            return true;
-        });
+    AskJetStream(jetstream::kApi + ("STREAM.MSG.GET." + stream),
+                 json::serialize(json::object{{"last_by_subj", subject}}), {},
+                 [got = std::move(got), subject](const NatsMessage* message) {
+                     const json::value answer = jetstream::AnswerIn(message);
+                     auto found = jetstream::StoredIn(answer);
+                     EngineResult result =
+                         answer.is_null() ? EngineResult::Away : jetstream::ResultOf(answer);
+                     if (!found) {
+                         got(result == EngineResult::Ok ? EngineResult::Away : result, {subject, 0, {}});
+                         return true;
+                     }
+                     got(found->removes ? EngineResult::Missing : EngineResult::Ok,
+                         {subject, found->sequence, std::move(found->bytes)});
+                     return true;
+                 });
 }
 
 // Each entry by itself. JetStream has a purge, but a server before 2.9.18 that starts anew takes each one
@@ -412,10 +468,13 @@ struct NatsEngine::Watching {
     std::uint64_t token = 0;
     std::shared_ptr<ValueEar> ear;
     std::function<void()> all;
-    std::atomic<std::uint64_t> round{0};  // of consumers; an older one counts no more
-    std::uint64_t sequence = 0;           // seen last
-    std::uint64_t number = 0;             // the consumer's own
-    Clock::time_point heard{};
+    std::atomic<std::uint64_t> round{0};     // of consumers; an older one counts no more
+    std::atomic<std::uint64_t> sequence{0};  // seen last
+    std::uint64_t number = 0;                // the consumer's own
+    Clock::time_point heard{};               // of the consumer, or it was asked for
+    Clock::time_point told{};                // by the consumer
+    Clock::time_point looked{};              // without it
+    bool looking = false;
 
     void SawAll()
     {
@@ -433,9 +492,41 @@ void NatsEngine::BeginAnew()
 void NatsEngine::LookAround()
 {
     const auto now = Clock::now();
-    for (const auto& one : mWatching)
-        if (const auto watching = one.lock(); watching && now - watching->heard > kStalled)
-            StartWatch(watching);
+    for (const auto& one : mWatching) {
+        const auto watching = one.lock();
+        if (!watching) continue;
+        if (now - watching->heard > kStalled) StartWatch(watching);
+        if (now - watching->told > kQuiet && now - watching->looked > kLookPause && !watching->looking &&
+            mBuckets.contains(watching->bucket))
+            LookForChanges(watching);
+    }
+}
+
+void NatsEngine::SeeChanges(Watching& watching, const EngineEntry& entry, bool removed)
+{
+    if (entry.sequence <= watching.sequence) return;
+    watching.sequence = entry.sequence;
+    (*watching.ear)(entry, removed);
+}
+
+void NatsEngine::LookForChanges(const std::shared_ptr<Watching>& watching)
+{
+    watching->looking = true;
+    watching->looked = Clock::now();
+    const std::weak_ptr<Watching> weak = watching;
+    GetNext(StreamOfBucket(watching->bucket), watching->front + ">", watching->sequence + 1,
+            [this, weak](EngineResult result, const jetstream::StoredMessage& next) {
+                const auto self = weak.lock();
+                if (!self) return;
+                if (result == EngineResult::Ok)
+                    SeeChanges(*self, {next.subject.substr(self->front.size()), next.sequence, next.bytes},
+                               next.removes);
+                else if (result == EngineResult::Missing)
+                    self->SawAll();
+                const std::lock_guard lock(mMutex);
+                self->looking = false;
+                if (result == EngineResult::Ok && IsConnected()) LookForChanges(self);
+            });
 }
 
 Engine::Ears NatsEngine::Watch(std::string bucket, Seen seen, std::function<void()> all)
@@ -445,6 +536,7 @@ Engine::Ears NatsEngine::Watch(std::string bucket, Seen seen, std::function<void
     watching->front = SubjectOf(bucket, "");
     watching->ear = std::make_shared<ValueEar>(std::move(seen));
     watching->all = std::move(all);
+    watching->told = Clock::now();
     const std::lock_guard lock(mMutex);
     std::erase_if(mWatching, [](const auto& one) { return one.expired(); });
     mWatching.push_back(watching);
@@ -501,14 +593,19 @@ void NatsEngine::StartWatch(const std::shared_ptr<Watching>& watching)
                                                           {"deliver_subject", inbox},
                                                           {"flow_control", true},
                                                           {"idle_heartbeat", jetstream::kSecond}});
-    Request(watching->consumer.CreateApi(), config, {}, kPatience, [weak, round](const NatsMessage* message) {
-        const auto self = weak.lock();
-        const json::value answer = jetstream::AnswerIn(message);
-        if (self && self->round == round && jetstream::Member(answer, "config") && self->number == 0 &&
-            jetstream::Number(jetstream::Member(answer, "num_pending")) == 0)
-            self->SawAll();
-        return true;
-    });
+    Request(watching->consumer.CreateApi(), config, {}, kPatience,
+            [this, weak, round](const NatsMessage* message) {
+                const auto self = weak.lock();
+                const json::value answer = jetstream::AnswerIn(message);
+                if (self && self->round == round && jetstream::Member(answer, "config") &&
+                    self->number == 0 && jetstream::Number(jetstream::Member(answer, "num_pending")) == 0)
+                    self->SawAll();
+                if (self && !jetstream::Member(answer, "config")) {
+                    const std::lock_guard lock(mMutex);
+                    self->told = {};
+                }
+                return true;
+            });
 }
 
 bool NatsEngine::TakeWatched(const std::shared_ptr<Watching>& watching, std::uint64_t round,
@@ -517,7 +614,7 @@ bool NatsEngine::TakeWatched(const std::shared_ptr<Watching>& watching, std::uin
     if (!message || watching->round != round) return true;
     {
         const std::lock_guard lock(mMutex);
-        watching->heard = Clock::now();
+        watching->heard = watching->told = Clock::now();
         if (!message->status.empty()) {  // it is still there; or waits until it has been heard
             if (!message->answerTo.empty()) Send(std::string(message->answerTo), {}, {});
             return false;
@@ -530,12 +627,10 @@ bool NatsEngine::TakeWatched(const std::shared_ptr<Watching>& watching, std::uin
         return true;
     }
     watching->number = place->number;
-    if (place->sequence > watching->sequence) {
-        watching->sequence = place->sequence;
-        (*watching->ear)({std::string(message->subject.substr(watching->front.size())), place->sequence,
-                          std::string(message->bytes)},
-                         !message->operation.empty());
-    }
+    SeeChanges(*watching,
+               {std::string(message->subject.substr(watching->front.size())), place->sequence,
+                std::string(message->bytes)},
+               !message->operation.empty());
     if (place->pending == 0) watching->SawAll();
     return false;
 }

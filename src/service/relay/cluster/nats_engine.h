@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "service/relay/cluster/jetstream.h"
 #include "service/relay/cluster/nats_line.h"
 
 namespace zephyl {
@@ -58,14 +59,22 @@ private:
     void MakeBucket(const std::string& bucket, Made made);
     void WithBucket(const std::string& bucket, std::function<void(bool there)> then);
     /// As Request, of JetStream. While it has no leader nobody listens: that is said a moment later, for who
-    /// tries again. A server that cannot reach the others is left.
+    /// tries again; and every server says it that knows of no leader, while another one may answer. A server
+    /// that cannot reach the others is left.
     void AskJetStream(std::string subject, std::string bytes, NatsHeaders headers, TakeAnswer take,
                       Inbox inbox = Inbox::Shared);
     void Write(std::string subject, std::string bytes, std::uint64_t expected, bool removes, Stored stored);
     void GetLast(const std::string& stream, std::string subject, Got got);
+    /// The first from `from` on, of the stream's leader: one question for each, but no consumer is made for
+    /// it, which takes the leader of all streams. With the lock held.
+    using GotNext = std::function<void(EngineResult, jetstream::StoredMessage)>;
+    void GetNext(const std::string& stream, const std::string& subjects, std::uint64_t from, GotNext got);
     enum class What { Whole, Headers };
     void StartReading(std::string subject, std::uint64_t from, std::size_t bytes, What what, GotAll got);
     void Fetch(const std::shared_ptr<Reading>& reading, bool one);
+    /// Without a consumer, what is missing yet.
+    void ReadOtherwise(const std::shared_ptr<Reading>& reading);
+    void ReadEach(const std::shared_ptr<Reading>& reading, std::uint64_t from);
     void Finish(Reading& reading, EngineResult result);
     /// At least one.
     void Erase(std::vector<EngineEntry> entries, Done done);
@@ -76,6 +85,9 @@ private:
                      const NatsMessage* message);
     void EndRound(Watching& watching);
     void QuitWatch(Watching& watching);
+    void SeeChanges(Watching& watching, const EngineEntry& entry, bool removed);
+    /// What its consumer does not tell.
+    void LookForChanges(const std::shared_ptr<Watching>& watching);
 
     const unsigned mReplicas;
     const std::uint64_t mLogBytes;

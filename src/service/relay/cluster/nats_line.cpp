@@ -342,6 +342,12 @@ void NatsLine::Forget(std::uint64_t asked)
     mAsked.erase(at);
 }
 
+void NatsLine::Hurry(std::uint64_t asked, milliseconds patience)
+{
+    const auto at = mAsked.find(asked);
+    if (at != mAsked.end()) at->second.until = std::min(at->second.until, Clock::now() + patience);
+}
+
 void NatsLine::Request(std::string subject, std::string bytes, NatsHeaders headers, milliseconds patience,
                        TakeAnswer take, Inbox inbox)
 {

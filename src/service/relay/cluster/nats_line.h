@@ -76,6 +76,8 @@ protected:
     std::string Await(std::chrono::milliseconds patience, TakeAnswer take, Inbox inbox = Inbox::Shared);
     std::uint64_t LastAsked() const { return mLastAsked; }
     void Forget(std::uint64_t asked);
+    /// An answer counts for so long yet at most.
+    void Hurry(std::uint64_t asked, std::chrono::milliseconds patience);
     void Request(std::string subject, std::string bytes, NatsHeaders headers,
                  std::chrono::milliseconds patience, TakeAnswer take, Inbox inbox = Inbox::Shared);
 
