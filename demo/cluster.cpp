@@ -94,7 +94,8 @@ pid_t Cluster::Pid(const QString& part) const
         words.size() == 2 && stat.open(QIODevice::ReadOnly) ? stat.readAll() : QByteArray();
     const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
     constexpr int kBorn = 19;  // behind the name
-    const bool runs = fields.value(kBorn) == words.value(1) && fields[0] != "Z" && fields[0] != "X";
+    const bool runs =
+        !text.isEmpty() && fields.value(kBorn) == words.value(1) && fields[0] != "Z" && fields[0] != "X";
     if (!runs) Fail(u"nobody runs as "_s + part);
     return words[0].toInt();
 }
