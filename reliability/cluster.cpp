@@ -139,8 +139,12 @@ bool Cluster::CopiesInStep() const
     stage::Child status(stage::Programs() + u"/zephyld"_s,
                         {u"status"_s, u"--json"_s, u"--data"_s, path + u"/relay-1/data"_s}, {},
                         path + u"/status.log"_s);
-    const QJsonValue log = QJsonDocument::fromJson(status.ReadLine())[u"cluster"_s][u"log"_s];
-    return log[u"answered"_s].toBool() && log[u"copies_behind"_s].toInt(-1) == 0;
+    try {
+        const QJsonValue log = QJsonDocument::fromJson(status.ReadLine())[u"cluster"_s][u"log"_s];
+        return log[u"answered"_s].toBool() && log[u"copies_behind"_s].toInt(-1) == 0;
+    } catch (const std::exception&) {
+        return false;  // that relay does not answer yet
+    }
 }
 
 std::vector<FaultProxy*> Cluster::Between(const QString& one, const QString& other)
