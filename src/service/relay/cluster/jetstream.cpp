@@ -9,6 +9,12 @@
 #include <vector>
 
 namespace zephyl::jetstream {
+namespace {
+
+// They answer each other's beats every second, and one that hears no leader asks to be chosen after 4 to 9.
+constexpr std::uint64_t kUnheard = 5 * kSecond / 2;
+
+}  // namespace
 
 json::value AnswerIn(const NatsMessage* message)
 {
@@ -113,7 +119,8 @@ std::optional<StreamFacts> StreamIn(const json::value& answer)
     facts.limitBytes = Number(Member(*config, "max_bytes"));  // -1 is none, and no number of ours
     facts.replicas = static_cast<unsigned>(Number(Member(*config, "num_replicas")));
     const json::value* const cluster = Member(answer, "cluster");
-    facts.led = !cluster || !Text(Member(*cluster, "leader")).empty();
+    facts.leader = cluster ? Text(Member(*cluster, "leader")) : std::string();
+    facts.led = !cluster || !facts.leader.empty();
     const json::value* const others = cluster ? Member(*cluster, "replicas") : nullptr;
     if (!others || !others->is_array()) return facts;
     for (const json::value& one : others->as_array()) {
@@ -121,9 +128,13 @@ std::optional<StreamFacts> StreamIn(const json::value& answer)
             const json::value* const value = Member(one, name);
             return value && value->is_bool() && value->as_bool();
         };
+        const auto add = [&](std::string& names) {
+            names += (names.empty() ? "" : " ") + Text(Member(one, "name"));
+        };
+        if (Number(Member(one, "active")) > kUnheard) add(facts.unheard);
         if (is("current") && !is("offline")) continue;
         ++facts.behind;
-        facts.away += (facts.away.empty() ? "" : " ") + Text(Member(one, "name"));
+        add(facts.away);
     }
     return facts;
 }

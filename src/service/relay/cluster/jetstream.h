@@ -50,6 +50,8 @@ struct StreamFacts {
     unsigned replicas = 0;
     unsigned behind = 0;  // of the replicas: away, or not caught up
     std::string away;     // the names of servers that are, with blanks between
+    std::string leader;
+    std::string unheard;  // as `away`: the leader has not heard them for a while
 };
 /// None: the answer is another one.
 std::optional<StreamFacts> StreamIn(const json::value& answer);

@@ -23,8 +23,11 @@ constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was 
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
 constexpr milliseconds kQuiet = 1500ms;       // one that is there says something every second
 constexpr milliseconds kLookPause = 250ms;    // between two looks without one
+constexpr milliseconds kLeaderPause = 1s;     // between two looks at who leads
+constexpr unsigned kWithAnother = 3;          // servers: one that leads, one that does not hear it, and that
 constexpr milliseconds kForever = 24h;
-constexpr std::uint64_t kBatch = 1024;            // entries of one read
+constexpr char kHanding[] = "zephyl.handing";  // a stream that a relay is about to have led by another server
+constexpr std::uint64_t kBatch = 1024;         // entries of one read
 constexpr std::size_t kPurgedBytes = 512 * 1024;  // of headers, in one read
 constexpr std::size_t kErasedAtOnce = 4;          // what is said meanwhile goes the same way
 
@@ -45,6 +48,10 @@ NatsEngine::NatsEngine(NatsSite site, Open open, Say say)
       mReplicas(site.replicas),
       mLogBytes(site.logBytes)
 {
+    mHandingEars = Listen(kHanding, [this](const EngineWord& word) {
+        const std::lock_guard lock(mMutex);
+        if (const auto at = mLeading.find(word.bytes); at != mLeading.end()) at->second.IsTried(Clock::now());
+    });
     Start();
 }
 
@@ -80,6 +87,50 @@ bool NatsEngine::IsWell(const NatsMessage& answer) const
 {
     const auto stream = jetstream::StreamIn(jetstream::AnswerIn(&answer));
     return stream && stream->led;
+}
+
+void NatsEngine::LookWhoLeads()
+{
+    const auto now = Clock::now();
+    if (mReplicas < kWithAnother || now - mLookedWhoLeads < kLeaderPause) return;
+    mLookedWhoLeads = now;
+    std::vector<std::string> streams{kLogStream};
+    for (const std::string& bucket : mBuckets) streams.push_back(StreamOfBucket(bucket));
+    for (const std::string& stream : streams)
+        AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
+            if (!mLeading[stream].MayHelp(facts, Clock::now())) return;
+            mBadlyLed.insert(stream);
+            Send(kHanding, {}, stream);
+            LookWhoIsThere();
+        });
+}
+
+void NatsEngine::AskWhoLeads(const std::string& stream,
+                             std::function<void(const jetstream::StreamFacts&)> said)
+{
+    Request(jetstream::kApi + ("STREAM.INFO." + stream), {}, {}, kLookPatience,
+            [this, said = std::move(said)](const NatsMessage* message) {
+                const auto facts = jetstream::StreamIn(jetstream::AnswerIn(message));
+                const std::lock_guard lock(mMutex);
+                if (facts) said(*facts);
+                return true;
+            });
+}
+
+// Another relay may have asked for it meanwhile.
+void NatsEngine::SeeWhoIsThere(bool everybody)
+{
+    for (const std::string& stream : std::exchange(mBadlyLed, {})) {
+        if (!everybody) {
+            mLeading[stream].IsOfNoUse();
+            continue;
+        }
+        AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
+            if (!mLeading[stream].IsStillSo(facts, Clock::now())) return;
+            Request(jetstream::kApi + ("STREAM.LEADER.STEPDOWN." + stream), {}, {}, kPatience,
+                    [](const NatsMessage*) { return true; });
+        });
+    }
 }
 
 // One that there is already is taken as it is: who keeps the servers may have given it other bounds.
@@ -491,6 +542,7 @@ void NatsEngine::BeginAnew()
 
 void NatsEngine::LookAround()
 {
+    LookWhoLeads();
     const auto now = Clock::now();
     for (const auto& one : mWatching) {
         const auto watching = one.lock();

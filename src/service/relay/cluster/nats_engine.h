@@ -4,12 +4,14 @@
 #include <boost/json/object.hpp>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "service/relay/cluster/handing_over.h"
 #include "service/relay/cluster/jetstream.h"
 #include "service/relay/cluster/nats_line.h"
 
@@ -54,6 +56,10 @@ private:
     void LookAround() override;
     std::string Probe() const override;
     bool IsWell(const NatsMessage& answer) const override;
+    void SeeWhoIsThere(bool everybody) override;
+    /// Of each stream, and whether another one would better. With the lock held.
+    void LookWhoLeads();
+    void AskWhoLeads(const std::string& stream, std::function<void(const jetstream::StreamFacts&)> said);
     using Made = std::function<void(const std::string& trouble)>;
     void MakeStream(boost::json::object config, Made made);
     void MakeBucket(const std::string& bucket, Made made);
@@ -94,6 +100,10 @@ private:
     std::optional<Clock::time_point> mUnanswered;  // since when
     std::set<std::string> mBuckets;                // that there are
     std::vector<std::weak_ptr<Watching>> mWatching;
+    std::map<std::string, jetstream::HandingOver> mLeading;  // by stream
+    Ears mHandingEars;
+    std::set<std::string> mBadlyLed;  // perhaps
+    Clock::time_point mLookedWhoLeads{};
 };
 
 }  // namespace zephyl

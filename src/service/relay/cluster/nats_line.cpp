@@ -86,8 +86,14 @@ void NatsLine::KeepConnected()
             Tell("");
             lock.lock();
             while (!mLost && !mStop) {
-                mNews.wait(lock, [this] { return mLost || mStop || mDoubted; });
-                if (!std::exchange(mDoubted, false) || mLost || mStop) continue;
+                mNews.wait(lock, [this] { return mLost || mStop || mDoubted || mWhoIsThere; });
+                if (std::exchange(mWhoIsThere, false)) {
+                    lock.unlock();
+                    const bool everybody = AllLetSomebodyIn();
+                    lock.lock();
+                    if (!mLost && !mStop) SeeWhoIsThere(everybody);
+                }
+                if (mLost || mStop || !std::exchange(mDoubted, false)) continue;
                 lock.unlock();
                 const bool leave = AnotherIsWell();
                 lock.lock();
@@ -153,6 +159,27 @@ void NatsLine::Doubt()
 {
     mDoubted = true;
     mNews.notify_all();
+}
+
+void NatsLine::LookWhoIsThere()
+{
+    mWhoIsThere = true;
+    mNews.notify_all();
+}
+
+bool NatsLine::AllLetSomebodyIn()
+{
+    try {
+        for (std::size_t i = 0; i + 1 < mServers.size(); ++i) {
+            mOpen(
+                mServers[(mServer + i) % mServers.size()], [](const NatsMessage&) {}, [] {});
+            const std::lock_guard lock(mMutex);
+            if (mStop || mLost) return false;
+        }
+        return true;
+    } catch (const NatsAway&) {
+        return false;
+    }
 }
 
 // The one that is becomes the next to be tried.

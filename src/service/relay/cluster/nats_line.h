@@ -63,6 +63,9 @@ protected:
     virtual bool IsWell(const NatsMessage& answer) const = 0;
     /// This server answers nothing: where another one does, there. With the lock held.
     void Doubt();
+    /// Whether every server lets somebody in is found out, and said soon. With the lock held.
+    void LookWhoIsThere();
+    virtual void SeeWhoIsThere(bool everybody) = 0;
     /// "": all is well. Also tells those who want to know of each change.
     void Tell(const std::string& trouble);
 
@@ -102,6 +105,7 @@ private:
     Wire Connect();
     void Lose();
     bool AnotherIsWell();
+    bool AllLetSomebodyIn();
     bool IsWell(const NatsServer& server) const;
     // the thread that sends, and calls when the time has come
     void Work();
@@ -125,7 +129,8 @@ private:
     bool mSent = false;  // all that will be
     bool mLost = false;
     bool mDoubted = false;
-    bool mPrepared = false;  // at some time. Of the thread that connects
+    bool mWhoIsThere = false;  // is wanted
+    bool mPrepared = false;    // at some time. Of the thread that connects
     bool mConnected = false;
     Wire mWire;
     std::size_t mServer;

@@ -1,0 +1,46 @@
+#include "service/relay/cluster/handing_over.h"
+
+namespace zephyl::jetstream {
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+namespace {
+
+constexpr milliseconds kNew = 3s;    // who leads has had no time to hear everybody
+constexpr milliseconds kOver = 3s;   // who has not said so for so long leads no more
+constexpr milliseconds kAgain = 5s;  // one that was told chooses for itself who follows
+
+bool IsOne(const std::string& names)
+{
+    return !names.empty() && names.find(' ') == std::string::npos;
+}
+
+}  // namespace
+
+bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
+{
+    if (!facts.led) return false;
+    std::erase_if(mLeaders, [&](const auto& one) { return now - one.second.last > kOver; });
+    mLeaders.try_emplace(facts.leader, Leader{now, now}).first->second.last = now;
+    if (facts.unheard.empty()) {
+        mUnheard.clear();
+        mInVain = false;
+    }
+    if (!IsStillSo(facts, now)) return false;
+    if (facts.unheard != mUnheard) {
+        mUnheard = facts.unheard;
+        mUnheardBy = facts.leader;
+        mInVain = false;
+    }
+    mInVain = mInVain || facts.leader != mUnheardBy;  // the next one does not hear it either
+    if (mInVain || (mTried != Clock::time_point{} && now - mTried < kAgain)) return false;
+    mTried = now;
+    return true;
+}
+
+bool HandingOver::IsStillSo(const StreamFacts& facts, Clock::time_point now) const
+{
+    const auto leader = mLeaders.find(facts.leader);
+    return leader != mLeaders.end() && now - leader->second.since >= kNew && IsOne(facts.unheard);
+}
+
+}  // namespace zephyl::jetstream

@@ -1,0 +1,37 @@
+#pragma once
+// When who leads a stream is to leave that to another server. A server that is cut off from the leader, and
+// not from the third, asks the third again and again to be chosen: nobody leads for most of the time then, or
+// two believe that they do. Led by the third, which reaches both, the stream goes on at once. Pure.
+
+#include <chrono>
+#include <map>
+#include <string>
+
+#include "service/relay/cluster/jetstream.h"
+
+namespace zephyl::jetstream {
+
+class HandingOver {
+public:
+    using Clock = std::chrono::steady_clock;
+    /// What a leader says. True: it has not heard one of the others, and it was not tried yet whether another
+    /// one does. Of a server that is away for everybody this is true as well: whoever asks finds out.
+    bool MayHelp(const StreamFacts& facts, Clock::time_point now);
+    /// Nobody has changed that meanwhile.
+    bool IsStillSo(const StreamFacts& facts, Clock::time_point now) const;
+    /// Somebody else is about to.
+    void IsTried(Clock::time_point now) { mTried = now; }
+    /// Nothing else is tried until all servers were heard again.
+    void IsOfNoUse() { mInVain = true; }
+
+private:
+    struct Leader {
+        Clock::time_point since, last;  // that it said so
+    };
+    std::map<std::string, Leader> mLeaders;
+    std::string mUnheard, mUnheardBy;
+    Clock::time_point mTried{};
+    bool mInVain = false;
+};
+
+}  // namespace zephyl::jetstream
