@@ -50,7 +50,8 @@ void Daemon::Start()
     const QList<QByteArray> ready = mChild->ReadLine(kSeconds).split(' ');
     if (ready.size() != 4 || ready[1] != "ready") throw std::runtime_error("zephyld did not get ready");
     mPort = std::uint16_t(ready[2].mid(ready[2].lastIndexOf(':') + 1).toUInt());
-    mFingerprint = ready[3].toStdString();
+    // Others read it meanwhile.
+    if (std::string key = ready[3].toStdString(); key != mFingerprint) mFingerprint = std::move(key);
 }
 
 int Daemon::End(int signal, int seconds)

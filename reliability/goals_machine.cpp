@@ -369,8 +369,9 @@ using Regulars = std::vector<std::unique_ptr<Regular>>;
 void JudgeVisits(const Regulars& all, Outcome& outcome)
 {
     std::size_t deliveries = 0, twice = 0, missing = 0, damaged = 0, visits = 0;
-    for (const auto& regular : all)
-        for (const Entry& entry : regular->client.entries) {
+    int named = 0;
+    const auto judge = [&](const Client& client) {
+        for (const Entry& entry : client.entries) {
             ++visits;
             damaged += std::size_t(entry.damaged);
             for (const Channel channel : {Talk, Board}) {
@@ -388,11 +389,11 @@ void JudgeVisits(const Regulars& all, Outcome& outcome)
                 }
             }
         }
-    int named = 0;
-    for (const auto& regular : all)
-        named += int(
-            std::count_if(regular->client.states.begin(), regular->client.states.end(),
-                          [](const LinkSeen& seen) { return seen.state.text.contains(u"Not delivered"_s); }));
+        named += int(std::count_if(client.states.begin(), client.states.end(), [](const LinkSeen& seen) {
+            return seen.state.text.contains(u"Not delivered"_s);
+        }));
+    };
+    for (const auto& regular : all) regular->client.Do([&] { judge(regular->client); });
     outcome.Figure(
         u"%1 visits, %2 deliveries: %3 twice or out of order, %4 missing (%5 goodbyes named "
         "undelivered items), %6 damaged"_s.arg(visits)

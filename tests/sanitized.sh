@@ -10,7 +10,7 @@ export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD}
 # strndup: the check wants a text to end, and libxkbcommon copies parts of one.
 export ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1:intercept_strndup=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export LSAN_OPTIONS=suppressions=$PWD/fuzz/leaks.supp:print_suppressions=0
-export TSAN_OPTIONS=halt_on_error=0:second_deadlock_stack=1
+export TSAN_OPTIONS=halt_on_error=0:second_deadlock_stack=1:suppressions=$PWD/tests/races.supp:print_suppressions=0
 
 case ${1:-} in
 build)

@@ -5,9 +5,9 @@ using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 namespace {
 
-constexpr milliseconds kNew = 3s;    // who leads has had no time to hear everybody
+constexpr milliseconds kNew = 2s;    // who leads has had no time to hear everybody
 constexpr milliseconds kOver = 3s;   // who has not said so for so long leads no more
-constexpr milliseconds kAgain = 5s;  // one that was told chooses for itself who follows
+constexpr milliseconds kAgain = 3s;  // one that was told chooses for itself who follows
 
 bool IsOne(const std::string& names)
 {

@@ -23,7 +23,7 @@ constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was 
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
 constexpr milliseconds kQuiet = 1500ms;       // one that is there says something every second
 constexpr milliseconds kLookPause = 250ms;    // between two looks without one
-constexpr milliseconds kLeaderPause = 1s;     // between two looks at who leads
+constexpr milliseconds kLeaderPause = 500ms;  // between two looks at who leads
 constexpr unsigned kWithAnother = 3;          // servers: one that leads, one that does not hear it, and that
 constexpr milliseconds kForever = 24h;
 constexpr char kHanding[] = "zephyl.handing";  // a stream that a relay is about to have led by another server
@@ -113,7 +113,7 @@ void NatsEngine::AskWhoLeads(const std::string& stream,
                 const auto facts = jetstream::StreamIn(jetstream::AnswerIn(message));
                 const std::lock_guard lock(mMutex);
                 if (facts) said(*facts);
-                return true;
+                return !message;
             });
 }
 

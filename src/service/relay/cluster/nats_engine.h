@@ -59,6 +59,7 @@ private:
     void SeeWhoIsThere(bool everybody) override;
     /// Of each stream, and whether another one would better. With the lock held.
     void LookWhoLeads();
+    /// Each server that believes so says it, for a second.
     void AskWhoLeads(const std::string& stream, std::function<void(const jetstream::StreamFacts&)> said);
     using Made = std::function<void(const std::string& trouble)>;
     void MakeStream(boost::json::object config, Made made);
