@@ -161,7 +161,8 @@ void BeyondGrace(Run& run, Outcome& outcome)
         lonely.proxy.Cut();
         outcome.Must(lonely.Until([&] { return lonely.states.back().state.phase == LinkState::Phase::Cut; }),
                      u"the cut is not noticed"_s);
-        outcome.Must(lonely.states.back().state.text.contains(u"trying again"_s), u"nothing says so"_s);
+        outcome.Must(lonely.Do([&] { return lonely.states.back().state.text.contains(u"trying again"_s); }),
+                     u"nothing says so"_s);
         for (int i = 0; i < 5; ++i) lonely.SendOne(i % 2 ? Talk : Board, 100);
     };
     const auto comeBack = [&] {
@@ -180,8 +181,9 @@ void BeyondGrace(Run& run, Outcome& outcome)
     Demand(outcome, verdict);
     for (int i = 0; i < 2; ++i)
         outcome.Must(Presence(*crowd[std::size_t(i)], 2, kStatusPresent) == 1, u"not one join"_s);
-    const bool returned = std::any_of(lonely.states.begin(), lonely.states.end(), [](const LinkSeen& seen) {
-        return seen.state.back == LinkState::Back::Returned;
+    const bool returned = lonely.Do([&] {
+        return std::any_of(lonely.states.begin(), lonely.states.end(),
+                           [](const LinkSeen& seen) { return seen.state.back == LinkState::Back::Returned; });
     });
     outcome.Must(returned, u"it does not say that it returned"_s);
 

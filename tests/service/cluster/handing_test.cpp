@@ -47,10 +47,12 @@ TEST_F(Looks, ALeaderIsAskedThatDoesNotHearOneOfTheOthers)
 {
     EXPECT_EQ(HowOften(well, 10), 0);
     EXPECT_TRUE(MayHelp(cut));
-    EXPECT_TRUE(handing.IsStillSo(cut, now));
-    EXPECT_FALSE(handing.IsStillSo(well, now));
-    EXPECT_FALSE(handing.IsStillSo(nobodyLeads, now));
-    EXPECT_FALSE(handing.IsStillSo(Facts("c", {{"a", 100ms}, {"b", 2600ms}}), now)) << "it was done";
+    EXPECT_EQ(handing.IsTime(cut, now), HandingOver::Now::Wait);
+    EXPECT_EQ(handing.IsTime(Facts("a", {{"b", 3100ms}, {"c", 400ms}}), now), HandingOver::Now::Ask);
+    EXPECT_EQ(handing.IsTime(well, now), HandingOver::Now::No);
+    EXPECT_EQ(handing.IsTime(nobodyLeads, now), HandingOver::Now::No);
+    const StreamFacts done = Facts("c", {{"a", 100ms}, {"b", 3200ms}});
+    EXPECT_EQ(handing.IsTime(done, now), HandingOver::Now::No) << "by another relay";
     EXPECT_EQ(HowOften(cut, 2), 0) << "it is choosing";
     EXPECT_TRUE(MayHelp(cut)) << "it was chosen again";
     EXPECT_EQ(HowOften(Facts("a", {{"b", 6s}, {"c", 6s}}), 10), 0) << "nobody else could lead";
@@ -69,7 +71,7 @@ TEST_F(Looks, OneThatHasJustBegunHasTimeToHearEverybody)
 TEST_F(Looks, OneOfTwoThatBelieveToLeadIsEnough)
 {
     HowOften(well, 5);
-    const StreamFacts other = Facts("b", {{"a", 3s}, {"c", 300ms}});
+    const StreamFacts other = Facts("b", {{"a", 4s}, {"c", 300ms}});
     int often = 0;
     for (int i = 0; i < 3; ++i) often += MayHelp(other) + MayHelp(cut);
     EXPECT_EQ(often, 2) << "at once, and four seconds later";

@@ -8,6 +8,9 @@ namespace {
 constexpr milliseconds kNew = 2s;    // who leads has had no time to hear everybody
 constexpr milliseconds kOver = 3s;   // who has not said so for so long leads no more
 constexpr milliseconds kAgain = 3s;  // one that was told chooses for itself who follows
+// Who hands over chooses among those that it has heard within three seconds. One that hears no leader asks to
+// be chosen after four to nine, and then it is late.
+constexpr std::uint64_t kNotChosen = kSecond * 61 / 20;
 
 bool IsOne(const std::string& names)
 {
@@ -25,7 +28,7 @@ bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
         mUnheard.clear();
         mInVain = false;
     }
-    if (!IsStillSo(facts, now)) return false;
+    if (IsTime(facts, now) == Now::No) return false;
     if (facts.unheard != mUnheard) {
         mUnheard = facts.unheard;
         mUnheardBy = facts.leader;
@@ -37,10 +40,12 @@ bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
     return true;
 }
 
-bool HandingOver::IsStillSo(const StreamFacts& facts, Clock::time_point now) const
+HandingOver::Now HandingOver::IsTime(const StreamFacts& facts, Clock::time_point now) const
 {
     const auto leader = mLeaders.find(facts.leader);
-    return leader != mLeaders.end() && now - leader->second.since >= kNew && IsOne(facts.unheard);
+    if (leader == mLeaders.end() || now - leader->second.since < kNew || !IsOne(facts.unheard))
+        return Now::No;
+    return facts.unheardFor < kNotChosen ? Now::Wait : Now::Ask;
 }
 
 }  // namespace zephyl::jetstream

@@ -17,8 +17,9 @@ public:
     /// What a leader says. True: it has not heard one of the others, and it was not tried yet whether another
     /// one does. Of a server that is away for everybody this is true as well: whoever asks finds out.
     bool MayHelp(const StreamFacts& facts, Clock::time_point now);
-    /// Nobody has changed that meanwhile.
-    bool IsStillSo(const StreamFacts& facts, Clock::time_point now) const;
+    enum class Now { No, Wait, Ask };
+    /// No: it is over meanwhile. Wait: who leads could still choose the one that it does not hear.
+    Now IsTime(const StreamFacts& facts, Clock::time_point now) const;
     /// Somebody else is about to.
     void IsTried(Clock::time_point now) { mTried = now; }
     /// Nothing else is tried until all servers were heard again.

@@ -11,8 +11,7 @@
 namespace zephyl::jetstream {
 namespace {
 
-// They answer each other's beats every second, and one that hears no leader asks to be chosen after 4 to 9.
-constexpr std::uint64_t kUnheard = 5 * kSecond / 2;
+constexpr std::uint64_t kUnheard = 2 * kSecond;  // they answer each other's beats every second
 
 }  // namespace
 
@@ -131,7 +130,10 @@ std::optional<StreamFacts> StreamIn(const json::value& answer)
         const auto add = [&](std::string& names) {
             names += (names.empty() ? "" : " ") + Text(Member(one, "name"));
         };
-        if (Number(Member(one, "active")) > kUnheard) add(facts.unheard);
+        if (const std::uint64_t silent = Number(Member(one, "active")); silent > kUnheard) {
+            add(facts.unheard);
+            facts.unheardFor = silent;
+        }
         if (is("current") && !is("offline")) continue;
         ++facts.behind;
         add(facts.away);

@@ -51,7 +51,8 @@ struct StreamFacts {
     unsigned behind = 0;  // of the replicas: away, or not caught up
     std::string away;     // the names of servers that are, with blanks between
     std::string leader;
-    std::string unheard;  // as `away`: the leader has not heard them for a while
+    std::string unheard;           // as `away`: the leader has not heard them for two seconds
+    std::uint64_t unheardFor = 0;  // nanoseconds, of the last of them
 };
 /// None: the answer is another one.
 std::optional<StreamFacts> StreamIn(const json::value& answer);

@@ -23,7 +23,8 @@ constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was 
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
 constexpr milliseconds kQuiet = 1500ms;       // one that is there says something every second
 constexpr milliseconds kLookPause = 250ms;    // between two looks without one
-constexpr milliseconds kLeaderPause = 500ms;  // between two looks at who leads
+constexpr milliseconds kLeaderPause = 400ms;  // between two looks at who leads
+constexpr milliseconds kBlind = 2500ms;       // nobody says who leads
 constexpr unsigned kWithAnother = 3;          // servers: one that leads, one that does not hear it, and that
 constexpr milliseconds kForever = 24h;
 constexpr char kHanding[] = "zephyl.handing";  // a stream that a relay is about to have led by another server
@@ -92,12 +93,18 @@ bool NatsEngine::IsWell(const NatsMessage& answer) const
 void NatsEngine::LookWhoLeads()
 {
     const auto now = Clock::now();
+    for (const std::string& stream : std::exchange(mToHandOver, {})) HandOver(stream);
     if (mReplicas < kWithAnother || now - mLookedWhoLeads < kLeaderPause) return;
     mLookedWhoLeads = now;
+    if (now - mLedLast > kBlind) {  // who leads may be reached from another server alone
+        mLedLast = now;
+        Doubt();
+    }
     std::vector<std::string> streams{kLogStream};
     for (const std::string& bucket : mBuckets) streams.push_back(StreamOfBucket(bucket));
     for (const std::string& stream : streams)
         AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
+            if (facts.led && stream == kLogStream) mLedLast = Clock::now();
             if (!mLeading[stream].MayHelp(facts, Clock::now())) return;
             mBadlyLed.insert(stream);
             Send(kHanding, {}, stream);
@@ -117,20 +124,27 @@ void NatsEngine::AskWhoLeads(const std::string& stream,
             });
 }
 
-// Another relay may have asked for it meanwhile.
 void NatsEngine::SeeWhoIsThere(bool everybody)
 {
     for (const std::string& stream : std::exchange(mBadlyLed, {})) {
-        if (!everybody) {
+        if (everybody)
+            HandOver(stream);
+        else
             mLeading[stream].IsOfNoUse();
-            continue;
-        }
-        AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
-            if (!mLeading[stream].IsStillSo(facts, Clock::now())) return;
+    }
+}
+
+// Another relay may have asked for it meanwhile.
+void NatsEngine::HandOver(const std::string& stream)
+{
+    AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
+        using Now = jetstream::HandingOver::Now;
+        const Now now = mLeading[stream].IsTime(facts, Clock::now());
+        if (now == Now::Wait) mToHandOver.insert(stream);
+        if (now == Now::Ask)
             Request(jetstream::kApi + ("STREAM.LEADER.STEPDOWN." + stream), {}, {}, kPatience,
                     [](const NatsMessage*) { return true; });
-        });
-    }
+    });
 }
 
 // One that there is already is taken as it is: who keeps the servers may have given it other bounds.
@@ -536,6 +550,8 @@ struct NatsEngine::Watching {
 void NatsEngine::BeginAnew()
 {
     mUnanswered.reset();
+    mLedLast = Clock::now();
+    mLeading.clear();  // what others have said meanwhile was not heard
     for (const auto& one : mWatching)
         if (const auto watching = one.lock()) StartWatch(watching);
 }

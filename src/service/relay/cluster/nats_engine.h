@@ -59,6 +59,7 @@ private:
     void SeeWhoIsThere(bool everybody) override;
     /// Of each stream, and whether another one would better. With the lock held.
     void LookWhoLeads();
+    void HandOver(const std::string& stream);
     /// Each server that believes so says it, for a second.
     void AskWhoLeads(const std::string& stream, std::function<void(const jetstream::StreamFacts&)> said);
     using Made = std::function<void(const std::string& trouble)>;
@@ -103,7 +104,9 @@ private:
     std::vector<std::weak_ptr<Watching>> mWatching;
     std::map<std::string, jetstream::HandingOver> mLeading;  // by stream
     Ears mHandingEars;
-    std::set<std::string> mBadlyLed;  // perhaps
+    std::set<std::string> mBadlyLed;    // perhaps
+    std::set<std::string> mToHandOver;  // when it is time
+    Clock::time_point mLedLast{};       // the logs' stream
     Clock::time_point mLookedWhoLeads{};
 };
 
