@@ -53,6 +53,8 @@ TEST_F(Looks, ALeaderIsAskedThatDoesNotHearOneOfTheOthers)
     EXPECT_EQ(handing.IsTime(nobodyLeads, now), HandingOver::Now::No);
     const StreamFacts done = Facts("c", {{"a", 100ms}, {"b", 3200ms}});
     EXPECT_EQ(handing.IsTime(done, now), HandingOver::Now::No) << "by another relay";
+    handing.IsAsked(now);
+    EXPECT_EQ(handing.IsTime(Facts("a", {{"b", 3100ms}, {"c", 400ms}}), now), HandingOver::Now::No);
     EXPECT_EQ(HowOften(cut, 2), 0) << "it is choosing";
     EXPECT_TRUE(MayHelp(cut)) << "it was chosen again";
     EXPECT_EQ(HowOften(Facts("a", {{"b", 6s}, {"c", 6s}}), 10), 0) << "nobody else could lead";

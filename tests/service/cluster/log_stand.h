@@ -103,7 +103,9 @@ public:
     }
 
     RelayBounds bounds;
-    boost::asio::io_context io;
+    /// Answers may still be under way when the rest has gone.
+    const std::shared_ptr<boost::asio::io_context> run = std::make_shared<boost::asio::io_context>();
+    boost::asio::io_context& io = *run;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> busy{io.get_executor()};
     LogRoom room{kLogsInMemoryBytes};
     TemporaryFolder folder;
@@ -126,7 +128,7 @@ inline std::unique_ptr<MeetingLog> LogInFiles(LogStand& stand)
 {
     return std::make_unique<FileLog>(
         stand.folder.path / "meeting", MeetingHead{"id", "code", "key", 1}, stand.bounds, stand.room,
-        [&stand](auto work) { boost::asio::post(stand.io, std::move(work)); },
+        [run = stand.run](auto work) { boost::asio::post(*run, std::move(work)); },
         [&stand](bool refused) { stand.trouble += refused ? '-' : '+'; });
 }
 
@@ -135,7 +137,7 @@ inline std::unique_ptr<MeetingLog> LogInEngine(LogStand& stand, Engine& engine, 
 {
     return std::make_unique<JetStreamLog>(
         "m1", ++epochs, stand.bounds, stand.room, engine,
-        JetStreamWays{[&stand](auto work) { boost::asio::post(stand.io, std::move(work)); },
+        JetStreamWays{[run = stand.run](auto work) { boost::asio::post(*run, std::move(work)); },
                       [&stand](bool refused) { stand.trouble += refused ? '-' : '+'; },
                       [&stand] { stand.lost = true; },
                       [&engine](const std::string& subject) {

@@ -35,13 +35,14 @@ bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
         mInVain = false;
     }
     mInVain = mInVain || facts.leader != mUnheardBy;  // the next one does not hear it either
-    if (mInVain || (mTried != Clock::time_point{} && now - mTried < kAgain)) return false;
+    if (mInVain || (mTried && now - *mTried < kAgain)) return false;
     mTried = now;
     return true;
 }
 
 HandingOver::Now HandingOver::IsTime(const StreamFacts& facts, Clock::time_point now) const
 {
+    if (mAsked && now - *mAsked < kAgain) return Now::No;
     const auto leader = mLeaders.find(facts.leader);
     if (leader == mLeaders.end() || now - leader->second.since < kNew || !IsOne(facts.unheard))
         return Now::No;

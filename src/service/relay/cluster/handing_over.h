@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "service/relay/cluster/jetstream.h"
@@ -20,6 +21,8 @@ public:
     enum class Now { No, Wait, Ask };
     /// No: it is over meanwhile. Wait: who leads could still choose the one that it does not hear.
     Now IsTime(const StreamFacts& facts, Clock::time_point now) const;
+    /// Who leads was asked to: the next answers are of before.
+    void IsAsked(Clock::time_point now) { mAsked = now; }
     /// Somebody else is about to.
     void IsTried(Clock::time_point now) { mTried = now; }
     /// Nothing else is tried until all servers were heard again.
@@ -31,7 +34,7 @@ private:
     };
     std::map<std::string, Leader> mLeaders;
     std::string mUnheard, mUnheardBy;
-    Clock::time_point mTried{};
+    std::optional<Clock::time_point> mTried, mAsked;
     bool mInVain = false;
 };
 

@@ -100,8 +100,8 @@ void NatsEngine::LookWhoLeads()
         mLedLast = now;
         Doubt();
     }
-    std::vector<std::string> streams{kLogStream};
-    for (const std::string& bucket : mBuckets) streams.push_back(StreamOfBucket(bucket));
+    std::set<std::string> streams{kLogStream};
+    for (const std::string& bucket : mBuckets) streams.insert(StreamOfBucket(bucket));
     for (const std::string& stream : streams)
         AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
             if (facts.led && stream == kLogStream) mLedLast = Clock::now();
@@ -139,11 +139,13 @@ void NatsEngine::HandOver(const std::string& stream)
 {
     AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
         using Now = jetstream::HandingOver::Now;
-        const Now now = mLeading[stream].IsTime(facts, Clock::now());
+        jetstream::HandingOver& leading = mLeading[stream];
+        const Now now = leading.IsTime(facts, Clock::now());
         if (now == Now::Wait) mToHandOver.insert(stream);
-        if (now == Now::Ask)
-            Request(jetstream::kApi + ("STREAM.LEADER.STEPDOWN." + stream), {}, {}, kPatience,
-                    [](const NatsMessage*) { return true; });
+        if (now != Now::Ask) return;
+        leading.IsAsked(Clock::now());
+        Request(jetstream::kApi + ("STREAM.LEADER.STEPDOWN." + stream), {}, {}, kPatience,
+                [](const NatsMessage*) { return true; });
     });
 }
 
