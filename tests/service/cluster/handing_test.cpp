@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "service/cluster/pair.h"
 #include "service/relay/cluster/handing_over.h"
 
-namespace zephyl::jetstream {
+namespace zephyl {
+namespace jetstream {
 namespace {
 
 using namespace std::chrono_literals;
@@ -47,14 +49,14 @@ TEST_F(Looks, ALeaderIsAskedThatDoesNotHearOneOfTheOthers)
 {
     EXPECT_EQ(HowOften(well, 10), 0);
     EXPECT_TRUE(MayHelp(cut));
-    EXPECT_EQ(handing.IsTime(cut, now), HandingOver::Now::Wait);
-    EXPECT_EQ(handing.IsTime(Facts("a", {{"b", 3100ms}, {"c", 400ms}}), now), HandingOver::Now::Ask);
-    EXPECT_EQ(handing.IsTime(well, now), HandingOver::Now::No);
-    EXPECT_EQ(handing.IsTime(nobodyLeads, now), HandingOver::Now::No);
+    EXPECT_FALSE(handing.IsTime(cut, now));
+    EXPECT_TRUE(handing.IsTime(Facts("a", {{"b", 3100ms}, {"c", 400ms}}), now));
+    EXPECT_FALSE(handing.IsTime(well, now));
+    EXPECT_FALSE(handing.IsTime(nobodyLeads, now));
     const StreamFacts done = Facts("c", {{"a", 100ms}, {"b", 3200ms}});
-    EXPECT_EQ(handing.IsTime(done, now), HandingOver::Now::No) << "by another relay";
+    EXPECT_FALSE(handing.IsTime(done, now)) << "by another relay";
     handing.IsAsked(now);
-    EXPECT_EQ(handing.IsTime(Facts("a", {{"b", 3100ms}, {"c", 400ms}}), now), HandingOver::Now::No);
+    EXPECT_FALSE(handing.IsTime(Facts("a", {{"b", 3100ms}, {"c", 400ms}}), now));
     EXPECT_EQ(HowOften(cut, 2), 0) << "it is choosing";
     EXPECT_TRUE(MayHelp(cut)) << "it was chosen again";
     EXPECT_EQ(HowOften(Facts("a", {{"b", 6s}, {"c", 6s}}), 10), 0) << "nobody else could lead";
@@ -96,4 +98,91 @@ TEST_F(Looks, NobodyIsAskedInVainForAsLongAsThatLasts)
 }
 
 }  // namespace
-}  // namespace zephyl::jetstream
+}  // namespace jetstream
+
+namespace {
+
+/// To servers whose leader of the logs does not hear another one, as it says from a moment on.
+class Deaf final : public NatsConnection {
+public:
+    struct All {
+        std::mutex mutex;
+        std::condition_variable news;
+        std::optional<std::chrono::steady_clock::time_point> since;
+        int asked = 0, refused = 0;
+
+        void Begin()
+        {
+            const std::lock_guard lock(mutex);
+            since = std::chrono::steady_clock::now();
+        }
+        void WaitFor(int All::*count, int many)
+        {
+            std::unique_lock lock(mutex);
+            news.wait(lock, [&] { return this->*count >= many; });
+        }
+    };
+    Deaf(All& all, const NatsServer& server, Take take, Ended ended)
+        : mAll(all), mWire(OpenNats(server, std::move(take), std::move(ended)))
+    {
+    }
+    static NatsLine::Open Open(All& all)
+    {
+        return [&all](const NatsServer& server, Take take, Ended ended) {
+            try {
+                return std::make_unique<Deaf>(all, server, std::move(take), std::move(ended));
+            } catch (const NatsAway&) {
+                const std::lock_guard lock(all.mutex);
+                ++all.refused;
+                all.news.notify_all();
+                throw;
+            }
+        };
+    }
+    void Send(const std::string& subject, const std::string& answerTo, const NatsHeaders& headers,
+              std::string_view bytes) override
+    {
+        const std::lock_guard lock(mAll.mutex);
+        const std::string stream = kLogStream;
+        if (subject == "$JS.API.STREAM.INFO." + stream && mAll.since)
+            return mWire->Send(answerTo, {}, {},
+                               R"({"config":{},"state":{},"cluster":{"leader":"n0","replicas":[)"
+                               R"({"name":"n1","active":1000},{"name":"n2","active":)" +
+                                   std::to_string((std::chrono::steady_clock::now() - *mAll.since).count()) +
+                                   "}]}}");
+        if (subject == "$JS.API.STREAM.LEADER.STEPDOWN." + stream) {
+            ++mAll.asked;
+            mAll.since.reset();
+            mAll.news.notify_all();
+        }
+        mWire->Send(subject, answerTo, headers, bytes);
+    }
+    void Listen(const std::string& subject) override { mWire->Listen(subject); }
+    void Ignore(const std::string& subject) override { mWire->Ignore(subject); }
+    std::size_t MostBytes() const override { return mWire->MostBytes(); }
+
+private:
+    All& mAll;
+    const std::unique_ptr<NatsConnection> mWire;
+};
+
+TEST(NatsEngine, AsksALeaderOnceToHandOverToAnotherServerAndNotWhenOneIsAwayForAll)
+{
+    QUORVIA_NEEDS_NATS();
+    Deaf::All all;
+    InNats pair(3, 0, Deaf::Open(all));
+    WaitForCopies(*pair.one);
+    all.Begin();
+    all.WaitFor(&Deaf::All::asked, 1);
+    WaitForCopies(*pair.other);  // led by whomever was chosen
+    EXPECT_EQ(all.asked, 1);
+
+    pair.nats.Kill(2);
+    all.Begin();
+    all.WaitFor(&Deaf::All::refused, 2);
+    WaitFor(*pair.one, true);
+    EXPECT_EQ(all.asked, 1);
+}
+
+}  // namespace
+}  // namespace zephyl

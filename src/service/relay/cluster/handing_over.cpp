@@ -28,7 +28,7 @@ bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
         mUnheard.clear();
         mInVain = false;
     }
-    if (IsTime(facts, now) == Now::No) return false;
+    if (!LeadsBadly(facts, now)) return false;
     if (facts.unheard != mUnheard) {
         mUnheard = facts.unheard;
         mUnheardBy = facts.leader;
@@ -40,13 +40,16 @@ bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
     return true;
 }
 
-HandingOver::Now HandingOver::IsTime(const StreamFacts& facts, Clock::time_point now) const
+bool HandingOver::IsTime(const StreamFacts& facts, Clock::time_point now) const
 {
-    if (mAsked && now - *mAsked < kAgain) return Now::No;
+    return LeadsBadly(facts, now) && facts.unheardFor >= kNotChosen;
+}
+
+bool HandingOver::LeadsBadly(const StreamFacts& facts, Clock::time_point now) const
+{
+    if (mAsked && now - *mAsked < kAgain) return false;
     const auto leader = mLeaders.find(facts.leader);
-    if (leader == mLeaders.end() || now - leader->second.since < kNew || !IsOne(facts.unheard))
-        return Now::No;
-    return facts.unheardFor < kNotChosen ? Now::Wait : Now::Ask;
+    return leader != mLeaders.end() && now - leader->second.since >= kNew && IsOne(facts.unheard);
 }
 
 }  // namespace zephyl::jetstream

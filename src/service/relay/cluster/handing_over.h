@@ -18,9 +18,8 @@ public:
     /// What a leader says. True: it has not heard one of the others, and it was not tried yet whether another
     /// one does. Of a server that is away for everybody this is true as well: whoever asks finds out.
     bool MayHelp(const StreamFacts& facts, Clock::time_point now);
-    enum class Now { No, Wait, Ask };
-    /// No: it is over meanwhile. Wait: who leads could still choose the one that it does not hear.
-    Now IsTime(const StreamFacts& facts, Clock::time_point now) const;
+    /// It is still so, and who leads will not choose the one that it does not hear.
+    bool IsTime(const StreamFacts& facts, Clock::time_point now) const;
     /// Who leads was asked to: the next answers are of before.
     void IsAsked(Clock::time_point now) { mAsked = now; }
     /// Somebody else is about to.
@@ -29,6 +28,8 @@ public:
     void IsOfNoUse() { mInVain = true; }
 
 private:
+    bool LeadsBadly(const StreamFacts& facts, Clock::time_point now) const;
+
     struct Leader {
         Clock::time_point since, last;  // that it said so
     };

@@ -27,10 +27,11 @@ constexpr milliseconds kLeaderPause = 400ms;  // between two looks at who leads
 constexpr milliseconds kBlind = 2500ms;       // nobody says who leads
 constexpr unsigned kWithAnother = 3;          // servers: one that leads, one that does not hear it, and that
 constexpr milliseconds kForever = 24h;
-constexpr char kHanding[] = "zephyl.handing";  // a stream that a relay is about to have led by another server
-constexpr std::uint64_t kBatch = 1024;         // entries of one read
-constexpr std::size_t kPurgedBytes = 512 * 1024;  // of headers, in one read
-constexpr std::size_t kErasedAtOnce = 4;          // what is said meanwhile goes the same way
+constexpr char kHandingWord[] = "zephyl.handing.";  // a stream that who says it wants led by another server
+constexpr milliseconds kHandingTime = 3s;           // at most
+constexpr std::uint64_t kBatch = 1024;              // entries of one read
+constexpr std::size_t kPurgedBytes = 512 * 1024;    // of headers, in one read
+constexpr std::size_t kErasedAtOnce = 4;            // what is said meanwhile goes the same way
 
 std::string SubjectOf(const std::string& bucket, const std::string& key)
 {
@@ -49,10 +50,8 @@ NatsEngine::NatsEngine(NatsSite site, Open open, Say say)
       mReplicas(site.replicas),
       mLogBytes(site.logBytes)
 {
-    mHandingEars = Listen(kHanding, [this](const EngineWord& word) {
-        const std::lock_guard lock(mMutex);
-        if (const auto at = mLeading.find(word.bytes); at != mLeading.end()) at->second.IsTried(Clock::now());
-    });
+    mHandingEars =
+        Listen(std::string(kHandingWord) + ">", [this](const EngineWord& word) { HearWhoHandsOver(word); });
     Start();
 }
 
@@ -93,7 +92,9 @@ bool NatsEngine::IsWell(const NatsMessage& answer) const
 void NatsEngine::LookWhoLeads()
 {
     const auto now = Clock::now();
-    for (const std::string& stream : std::exchange(mToHandOver, {})) HandOver(stream);
+    std::erase_if(mHanding, [&](const auto& one) { return now - one.second.since > kHandingTime; });
+    for (const auto& [stream, handing] : mHanding)
+        if (handing.everybodyIsThere) HandOver(stream);
     if (mReplicas < kWithAnother || now - mLookedWhoLeads < kLeaderPause) return;
     mLookedWhoLeads = now;
     if (now - mLedLast > kBlind) {  // who leads may be reached from another server alone
@@ -106,10 +107,20 @@ void NatsEngine::LookWhoLeads()
         AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
             if (facts.led && stream == kLogStream) mLedLast = Clock::now();
             if (!mLeading[stream].MayHelp(facts, Clock::now())) return;
-            mBadlyLed.insert(stream);
-            Send(kHanding, {}, stream);
+            mHanding[stream] = {Clock::now()};
+            Send(kHandingWord + stream, {}, mName);
             LookWhoIsThere();
         });
+}
+
+// Of two that began at the same moment one goes on.
+void NatsEngine::HearWhoHandsOver(const EngineWord& word)
+{
+    const std::lock_guard lock(mMutex);
+    const std::string stream = word.subject.substr(sizeof kHandingWord - 1);
+    if (word.bytes == mName || (mHanding.contains(stream) && word.bytes > mName)) return;
+    mHanding.erase(stream);
+    mLeading[stream].IsTried(Clock::now());
 }
 
 void NatsEngine::AskWhoLeads(const std::string& stream,
@@ -126,23 +137,19 @@ void NatsEngine::AskWhoLeads(const std::string& stream,
 
 void NatsEngine::SeeWhoIsThere(bool everybody)
 {
-    for (const std::string& stream : std::exchange(mBadlyLed, {})) {
-        if (everybody)
-            HandOver(stream);
-        else
-            mLeading[stream].IsOfNoUse();
+    for (auto& [stream, handing] : mHanding) {
+        handing.everybodyIsThere = everybody;
+        if (!everybody) mLeading[stream].IsOfNoUse();
     }
+    if (!everybody) mHanding.clear();
 }
 
-// Another relay may have asked for it meanwhile.
 void NatsEngine::HandOver(const std::string& stream)
 {
     AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
-        using Now = jetstream::HandingOver::Now;
         jetstream::HandingOver& leading = mLeading[stream];
-        const Now now = leading.IsTime(facts, Clock::now());
-        if (now == Now::Wait) mToHandOver.insert(stream);
-        if (now != Now::Ask) return;
+        if (!mHanding.contains(stream) || !leading.IsTime(facts, Clock::now())) return;
+        mHanding.erase(stream);
         leading.IsAsked(Clock::now());
         Request(jetstream::kApi + ("STREAM.LEADER.STEPDOWN." + stream), {}, {}, kPatience,
                 [](const NatsMessage*) { return true; });
@@ -553,6 +560,7 @@ void NatsEngine::BeginAnew()
 {
     mUnanswered.reset();
     mLedLast = Clock::now();
+    mHanding.clear();
     mLeading.clear();  // what others have said meanwhile was not heard
     for (const auto& one : mWatching)
         if (const auto watching = one.lock()) StartWatch(watching);

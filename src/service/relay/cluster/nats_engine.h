@@ -59,6 +59,8 @@ private:
     void SeeWhoIsThere(bool everybody) override;
     /// Of each stream, and whether another one would better. With the lock held.
     void LookWhoLeads();
+    void HearWhoHandsOver(const EngineWord& word);
+    /// When it is time.
     void HandOver(const std::string& stream);
     /// Each server that believes so says it, for a second.
     void AskWhoLeads(const std::string& stream, std::function<void(const jetstream::StreamFacts&)> said);
@@ -103,10 +105,14 @@ private:
     std::set<std::string> mBuckets;                // that there are
     std::vector<std::weak_ptr<Watching>> mWatching;
     std::map<std::string, jetstream::HandingOver> mLeading;  // by stream
+    struct Handing {
+        Clock::time_point since;
+        bool everybodyIsThere = false;
+    };
+    std::map<std::string, Handing> mHanding;  // streams that this engine wants led by another server
+    const std::string mName = jetstream::RandomWord();
     Ears mHandingEars;
-    std::set<std::string> mBadlyLed;    // perhaps
-    std::set<std::string> mToHandOver;  // when it is time
-    Clock::time_point mLedLast{};       // the logs' stream
+    Clock::time_point mLedLast{};  // the logs' stream
     Clock::time_point mLookedWhoLeads{};
 };
 
