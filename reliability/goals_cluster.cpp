@@ -370,8 +370,10 @@ void StoppedParts(Run& run, Outcome& outcome)
             const std::size_t which = run.full ? i : run.Below(Cluster::kEach);
             if (!kept) break;
             Sleep(harms.Moment(1000));
-            kept = trial.Try(harms.Stopped(Relay(which), u"a relay"_s, spell)) &&
-                   trial.Try(harms.Stopped(Server(which), u"a nats-server"_s, spell));
+            // Who is at a relay that says nothing any more waits for the link's own patience of 15 s.
+            Harm relay = harms.Stopped(Relay(which), u"a relay"_s, spell);
+            if (spell < 15'000) relay.survived = Harm::Survived::Afterwards;
+            kept = trial.Try(relay) && trial.Try(harms.Stopped(Server(which), u"a nats-server"_s, spell));
             // Of PostgreSQL only who lets in would stop: nothing gets through to it instead.
             if (kept && i == 0)
                 kept = trial.Try(harms.CutOff(trial.All().RoadsOf(u"postgres"_s), u"PostgreSQL from all"_s,
@@ -380,7 +382,6 @@ void StoppedParts(Run& run, Outcome& outcome)
                 kept =
                     trial.Try(harms.Slow(Relay(which), u"a relay"_s, std::chrono::milliseconds(100), spell));
         }
-    // Who is at a relay that says nothing any more waits for the link's own patience of 15 s.
     trial.Finish(20'000);
 }
 
