@@ -23,15 +23,10 @@ constexpr milliseconds kNobodyPause = 250ms;  // until one says that nobody was 
 constexpr milliseconds kStalled = 3s;         // a consumer of values that says nothing, or was not made
 constexpr milliseconds kQuiet = 1500ms;       // one that is there says something every second
 constexpr milliseconds kLookPause = 250ms;    // between two looks without one
-constexpr milliseconds kLeaderPause = 400ms;  // between two looks at who leads
-constexpr milliseconds kBlind = 2500ms;       // nobody says who leads
-constexpr unsigned kWithAnother = 3;          // servers: one that leads, one that does not hear it, and that
 constexpr milliseconds kForever = 24h;
-constexpr char kHandingWord[] = "zephyl.handing.";  // a stream that who says it wants led by another server
-constexpr milliseconds kHandingTime = 3s;           // at most
-constexpr std::uint64_t kBatch = 1024;              // entries of one read
-constexpr std::size_t kPurgedBytes = 512 * 1024;    // of headers, in one read
-constexpr std::size_t kErasedAtOnce = 4;            // what is said meanwhile goes the same way
+constexpr std::uint64_t kBatch = 1024;            // entries of one read
+constexpr std::size_t kPurgedBytes = 512 * 1024;  // of headers, in one read
+constexpr std::size_t kErasedAtOnce = 4;          // what is said meanwhile goes the same way
 
 std::string SubjectOf(const std::string& bucket, const std::string& key)
 {
@@ -50,8 +45,7 @@ NatsEngine::NatsEngine(NatsSite site, Open open, Say say)
       mReplicas(site.replicas),
       mLogBytes(site.logBytes)
 {
-    mHandingEars =
-        Listen(std::string(kHandingWord) + ">", [this](const EngineWord& word) { HearWhoHandsOver(word); });
+    ListenWhoHandsOver();
     Start();
 }
 
@@ -87,73 +81,6 @@ bool NatsEngine::IsWell(const NatsMessage& answer) const
 {
     const auto stream = jetstream::StreamIn(jetstream::AnswerIn(&answer));
     return stream && stream->led;
-}
-
-void NatsEngine::LookWhoLeads()
-{
-    const auto now = Clock::now();
-    std::erase_if(mHanding, [&](const auto& one) { return now - one.second.since > kHandingTime; });
-    for (const auto& [stream, handing] : mHanding)
-        if (handing.everybodyIsThere) HandOver(stream);
-    if (mReplicas < kWithAnother || now - mLookedWhoLeads < kLeaderPause) return;
-    mLookedWhoLeads = now;
-    if (now - mLedLast > kBlind) {  // who leads may be reached from another server alone
-        mLedLast = now;
-        Doubt();
-    }
-    std::set<std::string> streams{kLogStream};
-    for (const std::string& bucket : mBuckets) streams.insert(StreamOfBucket(bucket));
-    for (const std::string& stream : streams)
-        AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
-            if (facts.led && stream == kLogStream) mLedLast = Clock::now();
-            if (!mLeading[stream].MayHelp(facts, Clock::now())) return;
-            mHanding[stream] = {Clock::now()};
-            Send(kHandingWord + stream, {}, mName);
-            LookWhoIsThere();
-        });
-}
-
-// Of two that began at the same moment one goes on.
-void NatsEngine::HearWhoHandsOver(const EngineWord& word)
-{
-    const std::lock_guard lock(mMutex);
-    const std::string stream = word.subject.substr(sizeof kHandingWord - 1);
-    if (word.bytes == mName || (mHanding.contains(stream) && word.bytes > mName)) return;
-    mHanding.erase(stream);
-    mLeading[stream].IsTried(Clock::now());
-}
-
-void NatsEngine::AskWhoLeads(const std::string& stream,
-                             std::function<void(const jetstream::StreamFacts&)> said)
-{
-    Request(jetstream::kApi + ("STREAM.INFO." + stream), {}, {}, kLookPatience,
-            [this, said = std::move(said)](const NatsMessage* message) {
-                const auto facts = jetstream::StreamIn(jetstream::AnswerIn(message));
-                const std::lock_guard lock(mMutex);
-                if (facts) said(*facts);
-                return !message;
-            });
-}
-
-void NatsEngine::SeeWhoIsThere(bool everybody)
-{
-    for (auto& [stream, handing] : mHanding) {
-        handing.everybodyIsThere = everybody;
-        if (!everybody) mLeading[stream].IsOfNoUse();
-    }
-    if (!everybody) mHanding.clear();
-}
-
-void NatsEngine::HandOver(const std::string& stream)
-{
-    AskWhoLeads(stream, [this, stream](const jetstream::StreamFacts& facts) {
-        jetstream::HandingOver& leading = mLeading[stream];
-        if (!mHanding.contains(stream) || !leading.IsTime(facts, Clock::now())) return;
-        mHanding.erase(stream);
-        leading.IsAsked(Clock::now());
-        Request(jetstream::kApi + ("STREAM.LEADER.STEPDOWN." + stream), {}, {}, kPatience,
-                [](const NatsMessage*) { return true; });
-    });
 }
 
 // One that there is already is taken as it is: who keeps the servers may have given it other bounds.

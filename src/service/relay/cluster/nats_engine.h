@@ -59,6 +59,7 @@ private:
     void SeeWhoIsThere(bool everybody) override;
     /// Of each stream, and whether another one would better. With the lock held.
     void LookWhoLeads();
+    void ListenWhoHandsOver();
     void HearWhoHandsOver(const EngineWord& word);
     /// When it is time.
     void HandOver(const std::string& stream);
