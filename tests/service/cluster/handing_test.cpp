@@ -63,6 +63,18 @@ TEST_F(Looks, ALeaderIsAskedThatDoesNotHearOneOfTheOthers)
     EXPECT_EQ(HowOften(nobodyLeads, 10), 0);
 }
 
+TEST_F(Looks, NobodyIsToLeadWhoHasNotEverything)
+{
+    HowOften(well, 5);
+    StreamFacts behind = cut;
+    behind.away = "b c";
+    EXPECT_EQ(HowOften(behind, 10), 0);
+    behind.away = "c";
+    EXPECT_EQ(HowOften(behind, 10), 0);
+    behind.away = "b";
+    EXPECT_TRUE(MayHelp(behind));
+}
+
 TEST_F(Looks, OneThatHasJustBegunHasTimeToHearEverybody)
 {
     HowOften(well, 5);
@@ -145,11 +157,11 @@ public:
         const std::lock_guard lock(mAll.mutex);
         const std::string stream = kLogStream;
         if (subject == "$JS.API.STREAM.INFO." + stream && mAll.since)
-            return mWire->Send(answerTo, {}, {},
-                               R"({"config":{},"state":{},"cluster":{"leader":"n0","replicas":[)"
-                               R"({"name":"n1","active":1000},{"name":"n2","active":)" +
-                                   std::to_string((std::chrono::steady_clock::now() - *mAll.since).count()) +
-                                   "}]}}");
+            return mWire->Send(
+                answerTo, {}, {},
+                R"({"config":{},"state":{},"cluster":{"leader":"n0","replicas":[)"
+                R"({"name":"n1","current":true,"active":1000},{"name":"n2","current":true,"active":)" +
+                    std::to_string((std::chrono::steady_clock::now() - *mAll.since).count()) + "}]}}");
         if (subject == "$JS.API.STREAM.LEADER.STEPDOWN." + stream) {
             ++mAll.asked;
             mAll.since.reset();

@@ -47,6 +47,8 @@ bool HandingOver::IsTime(const StreamFacts& facts, Clock::time_point now) const
 
 bool HandingOver::LeadsBadly(const StreamFacts& facts, Clock::time_point now) const
 {
+    // Who has not everything yet must not lead: what it lacks would be gone for all.
+    if (!facts.away.empty() && facts.away != facts.unheard) return false;
     if (mAsked && now - *mAsked < kAgain) return false;
     const auto leader = mLeaders.find(facts.leader);
     return leader != mLeaders.end() && now - leader->second.since >= kNew && IsOne(facts.unheard);

@@ -15,8 +15,9 @@ namespace zephyl::jetstream {
 class HandingOver {
 public:
     using Clock = std::chrono::steady_clock;
-    /// What a leader says. True: it has not heard one of the others, and it was not tried yet whether another
-    /// one does. Of a server that is away for everybody this is true as well: whoever asks finds out.
+    /// What a leader says. True: it has not heard one of the others, the rest have everything, and it was not
+    /// tried yet whether another one hears it. Of a server that is away for everybody this is true as well:
+    /// whoever asks finds out.
     bool MayHelp(const StreamFacts& facts, Clock::time_point now);
     /// It is still so, and who leads will not choose the one that it does not hear.
     bool IsTime(const StreamFacts& facts, Clock::time_point now) const;
