@@ -1,5 +1,9 @@
 // The link by HTTP through what stands between: a proxy that ends TLS and does to exchanges what proxies do,
 // one that is asked for a tunnel, and the choice of it.
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <algorithm>
 #include <atomic>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -8,6 +12,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <random>
+#include <set>
 
 #include "reliability/linked_attendee.h"
 #include "service/link/http_proxy.h"
@@ -63,6 +68,14 @@ private:
         const unsigned die = mRandom() % 12;
         return mFaulty && die < 6 ? static_cast<Fate>(die) : Fate::Pass;
     }
+    /// Who has asked on it has not closed it, whether or not that was seen here yet.
+    static bool IsOpen(int stream)
+    {
+        tcp_info info{};
+        socklen_t size = sizeof info;
+        return ::getsockopt(stream, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 &&
+               info.tcpi_state == TCP_ESTABLISHED;
+    }
     asio::awaitable<void> Accept()
     {
         for (;;)
@@ -70,8 +83,10 @@ private:
     }
     asio::awaitable<void> Serve(tcp::socket socket)
     {
-        const std::shared_ptr<void> counted(nullptr, [this](void*) { --mNow; });
-        mostAtOnce = std::max<int>(mostAtOnce, ++mNow);
+        const int handle = socket.native_handle();
+        mStreams.insert(handle);
+        const std::shared_ptr<void> counted(nullptr, [this, handle](void*) { mStreams.erase(handle); });
+        mostAtOnce = std::max<int>(mostAtOnce, std::count_if(mStreams.begin(), mStreams.end(), IsOpen));
         try {
             TlsStream stream(std::move(socket), mTls);
             co_await stream.Handshake(Speaks::Either);
@@ -148,9 +163,9 @@ private:
     std::mt19937 mRandom;
     TemporaryFolder mFolder;
     std::shared_ptr<TlsContext> mTls;
+    std::set<int> mStreams;  // outlives what runs below
     asio::io_context mIo;
     tcp::acceptor mAcceptor;
-    int mNow = 0;
     std::thread mThread;
 };
 
