@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::size_t kChunkBytes = 512 * 1024;
 constexpr std::chrono::seconds kMaking = 30s;  // a copy of everything, and everything of a copy
-constexpr int kLeaderTries = 10;               // each of which may take its patience
+constexpr std::chrono::milliseconds kLook = 100ms;
+constexpr int kLeaderTries = 10;  // each of which may take its patience
 constexpr std::chrono::milliseconds kTwoBeats = 1500ms;
 
 void Require(const json::value& answer, const std::string& what)
@@ -122,6 +123,20 @@ void PuttingBack::End()
 {
     const auto heard = mAsker->Ask(mTo, {}, kMaking);
     Require(heard ? heard->Answer() : json::value(nullptr), mStream + " is not taken");
+    WaitForCopies();
+}
+
+// One server has taken it. Whoever stopped the servers now might start them with another one in the lead.
+void PuttingBack::WaitForCopies()
+{
+    const auto until = std::chrono::steady_clock::now() + kMaking;
+    while (std::chrono::steady_clock::now() < until) {
+        const auto facts = jetstream::StreamIn(mAsker->AskJetStream("STREAM.INFO." + mStream));
+        if (facts && facts->led && facts->behind == 0) return;
+        std::this_thread::sleep_for(kLook);
+    }
+    throw StartError(mStream +
+                     " is put back, but not all of its servers have it: see that they run, and try again");
 }
 
 }  // namespace zephyl

@@ -50,10 +50,12 @@ public:
     // One after the other, in the order of CopiedStreams. They throw StartError.
     void Begin(const std::string& stream, const std::string& head);
     void Add(std::string_view part);
+    /// All of its servers have it.
     void End();
 
 private:
     void WaitForLeader();
+    void WaitForCopies();
     void RefuseIfInUse();
 
     std::unique_ptr<NatsAsker> mAsker;
