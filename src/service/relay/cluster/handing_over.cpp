@@ -5,6 +5,7 @@ using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 namespace {
 
+constexpr milliseconds kWell = 10s;
 constexpr milliseconds kNew = 2s;    // who leads has had no time to hear everybody
 constexpr milliseconds kOver = 3s;   // who has not said so for so long leads no more
 constexpr milliseconds kAgain = 3s;  // one that was told chooses for itself who follows
@@ -24,6 +25,12 @@ bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
     if (!facts.led) return false;
     std::erase_if(mLeaders, [&](const auto& one) { return now - one.second.last > kOver; });
     mLeaders.try_emplace(facts.leader, Leader{now, now}).first->second.last = now;
+    if (facts.unheard.empty() && facts.away.empty()) {
+        if (!mWellSince) mWellSince = now;
+    } else if (mWellSince) {
+        mWasWell = now - *mWellSince >= kWell;
+        mWellSince.reset();
+    }
     if (facts.unheard.empty()) {
         mUnheard.clear();
         mInVain = false;
@@ -40,6 +47,11 @@ bool HandingOver::MayHelp(const StreamFacts& facts, Clock::time_point now)
     return true;
 }
 
+bool HandingOver::WasWell(Clock::time_point now) const
+{
+    return mWellSince ? now - *mWellSince >= kWell : mWasWell;
+}
+
 bool HandingOver::IsTime(const StreamFacts& facts, Clock::time_point now) const
 {
     return LeadsBadly(facts, now) && facts.unheardFor >= kNotChosen;
@@ -47,6 +59,7 @@ bool HandingOver::IsTime(const StreamFacts& facts, Clock::time_point now) const
 
 bool HandingOver::LeadsBadly(const StreamFacts& facts, Clock::time_point now) const
 {
+    if (!mWasWell) return false;
     // Who has not everything yet must not lead: what it lacks would be gone for all.
     if (!facts.away.empty() && facts.away != facts.unheard) return false;
     if (mAsked && now - *mAsked < kAgain) return false;

@@ -19,6 +19,9 @@ public:
     /// tried yet whether another one hears it. Of a server that is away for everybody this is true as well:
     /// whoever asks finds out.
     bool MayHelp(const StreamFacts& facts, Clock::time_point now);
+    /// For ten seconds all servers were heard and had everything, and nothing has changed since but what may
+    /// be mended. Who was just started, or put back, is left alone.
+    bool WasWell(Clock::time_point now) const;
     /// It is still so, and who leads will not choose the one that it does not hear.
     bool IsTime(const StreamFacts& facts, Clock::time_point now) const;
     /// Who leads was asked to: the next answers are of before.
@@ -36,7 +39,8 @@ private:
     };
     std::map<std::string, Leader> mLeaders;
     std::string mUnheard, mUnheardBy;
-    std::optional<Clock::time_point> mTried, mAsked;
+    std::optional<Clock::time_point> mTried, mAsked, mWellSince;
+    bool mWasWell = false;
     bool mInVain = false;
 };
 

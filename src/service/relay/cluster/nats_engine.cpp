@@ -488,7 +488,7 @@ void NatsEngine::BeginAnew()
     mUnanswered.reset();
     mLedLast = Clock::now();
     mHanding.clear();
-    mLeading.clear();  // what others have said meanwhile was not heard
+    for (auto& [stream, leading] : mLeading) leading.IsTried(Clock::now());  // what others said was not heard
     for (const auto& one : mWatching)
         if (const auto watching = one.lock()) StartWatch(watching);
 }

@@ -30,7 +30,8 @@ void NatsEngine::LookWhoLeads()
         if (handing.everybodyIsThere) HandOver(stream);
     if (mReplicas < kWithAnother || now - mLookedWhoLeads < kLeaderPause) return;
     mLookedWhoLeads = now;
-    if (now - mLedLast > kBlind) {  // who leads may be reached from another server alone
+    if (now - mLedLast > kBlind &&
+        mLeading[kLogStream].WasWell(now)) {  // who leads may be reached from another server alone
         mLedLast = now;
         Doubt();
     }
