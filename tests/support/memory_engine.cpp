@@ -5,7 +5,7 @@
 namespace zephyl {
 namespace {
 
-bool Meant(const std::string& where, const std::string& subject)
+bool Meant(std::string_view where, std::string_view subject)
 {
     if (!where.ends_with(".>")) return where == subject;
     const std::size_t front = where.size() - 1;
@@ -185,7 +185,7 @@ void MemoryEngine::Look(GotFacts got)
 void MemoryEngine::Publish(std::string subject, std::string bytes)
 {
     const std::lock_guard lock(mCluster.mMutex);
-    if (mConnected) Say({std::move(subject), std::move(bytes), {}});
+    if (mConnected) Say({subject, bytes, {}});
 }
 
 std::size_t MemoryEngine::Say(const EngineWord& word)
@@ -198,8 +198,8 @@ std::size_t MemoryEngine::Say(const EngineWord& word)
 bool MemoryEngine::Hear(const EngineWord& word)
 {
     if (!mConnected) return false;
-    if (const auto at = mAsked.find(word.subject); at != mAsked.end()) {
-        Post(Kind::Answer, [answered = at->second.answered, bytes = word.bytes](bool away) {
+    if (const auto at = mAsked.find(std::string(word.subject)); at != mAsked.end()) {
+        Post(Kind::Answer, [answered = at->second.answered, bytes = std::string(word.bytes)](bool away) {
             answered(away ? EngineResult::Away : EngineResult::Ok, bytes);
         });
         mAsked.erase(at);
@@ -210,8 +210,9 @@ bool MemoryEngine::Hear(const EngineWord& word)
     for (const auto& one : mListeners) {
         if (!Meant(one.where, word.subject)) continue;
         heard = true;
-        Post(Kind::Word, [word, weak = one.ear](bool) {
-            if (const auto ear = weak.lock()) (*ear)(word);
+        Post(Kind::Word, [subject = std::string(word.subject), bytes = std::string(word.bytes),
+                          answerTo = std::string(word.answerTo), weak = one.ear](bool) {
+            if (const auto ear = weak.lock()) (*ear)({subject, bytes, answerTo});
         });
     }
     return heard;
@@ -232,7 +233,7 @@ void MemoryEngine::Ask(std::string subject, std::string bytes, std::chrono::mill
     if (!mConnected) return Post(Kind::Answer, [answered](bool) { answered(EngineResult::Away, {}); });
     const std::string inbox =
         "inbox." + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + "." + std::to_string(++mInboxes);
-    if (Say({std::move(subject), std::move(bytes), inbox}) == 0)
+    if (Say({subject, bytes, inbox}) == 0)
         return Post(Kind::Answer, [answered](bool away) {
             answered(away ? EngineResult::Away : EngineResult::Missing, {});
         });
@@ -301,6 +302,7 @@ void MemoryEngine::Purge(std::string subject, std::uint64_t before, Done done)
 {
     const std::lock_guard lock(mCluster.mMutex);
     auto& log = mCluster.mLogs[subject];
+    if (before != kEveryEntry && !log.empty()) before = std::min(before, log.rbegin()->first);
     if (mConnected) log.erase(log.begin(), log.lower_bound(before));
     Post(Kind::Answer,
          [done = std::move(done)](bool away) { done(away ? EngineResult::Away : EngineResult::Ok); });

@@ -35,6 +35,7 @@ void PrepareMemory()
 {
     ::mallopt(M_MMAP_THRESHOLD, kKeptBytes);
     ::mallopt(M_TRIM_THRESHOLD, kKeptBytes);
+    ::mallopt(M_TOP_PAD, kKeptBytes);  // what threads have of their own is given back down to this
 }
 
 void ForgetStart()

@@ -5,6 +5,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -141,7 +142,11 @@ inline std::unique_ptr<MeetingLog> LogInEngine(LogStand& stand, Engine& engine, 
                       [&stand](bool refused) { stand.trouble += refused ? '-' : '+'; },
                       [&stand] { stand.lost = true; },
                       [&engine](const std::string& subject) {
-                          engine.Purge(subject, ~std::uint64_t{0} >> 1, [](EngineResult) {});
+                          engine.Purge(subject, kEveryEntry, [](EngineResult) {});
+                      },
+                      [run = stand.run](auto pause, auto work) {
+                          const auto timer = std::make_shared<boost::asio::steady_timer>(*run, pause);
+                          timer->async_wait([timer, work = std::move(work)](auto) { work(); });
                       }});
 }
 

@@ -15,6 +15,8 @@ namespace zephyl {
 
 /// Of one word, one log's entry, one value.
 inline constexpr std::size_t kEngineBytes = 1000 * 1024;
+/// For Purge: all that stands there when it is asked for.
+inline constexpr std::uint64_t kEveryEntry = ~std::uint64_t{0};
 /// What the subjects of logs begin with, and those of words do not.
 inline constexpr char kEngineLogs[] = "zephyl.log.";
 
@@ -34,11 +36,11 @@ struct EngineEntry {
     std::string bytes;
 };
 
-/// What somebody said.
+/// What somebody said. Valid during the call.
 struct EngineWord {
-    std::string subject;
-    std::string bytes;
-    std::string answerTo;  // a subject; "": no answer is wanted
+    std::string_view subject;
+    std::string_view bytes;
+    std::string_view answerTo;  // a subject; "": no answer is wanted
 };
 
 /// How an engine is, as far as that can be told.
@@ -106,8 +108,8 @@ public:
     virtual void Read(std::string subject, std::uint64_t from, std::size_t bytes, GotAll got) = 0;
     /// As it was written last, of all that were answered Ok; Missing: it has none.
     virtual void Last(std::string subject, Got got) = 0;
-    /// Lets go what stands in front of `before`. For a subject that will be appended to never more than up
-    /// to its last entry, which says what is expected.
+    /// Lets go what stands in front of `before`, but never the newest entry, which says what is expected of
+    /// the next one; with kEveryEntry that too.
     virtual void Purge(std::string subject, std::uint64_t before, Done done) = 0;
 
     // --- values, in buckets that are made when they are first named ---

@@ -10,9 +10,11 @@
 namespace zephyl {
 namespace {
 
-constexpr std::size_t kGroupBytes = 512 * 1024;  // of items in one batch, or one item
-constexpr std::size_t kSeatsKept = 256 * 1024;   // of the seats' subject, before all is written anew
-constexpr std::size_t kLeastKept = 64 * 1024;    // of one meeting in memory, however many there are
+constexpr std::size_t kGroupBytes = 512 * 1024;      // of items in one batch, or one item
+constexpr std::chrono::milliseconds kBatchPause{2};  // from one batch to the next, where several items come
+constexpr std::size_t kLostAtOnce = 8;               // the eighth of what is kept, when that is too much
+constexpr std::size_t kSeatsKept = 256 * 1024;       // of the seats' subject, before all is written anew
+constexpr std::size_t kLeastKept = 64 * 1024;        // of one meeting in memory, however many there are
 constexpr std::uint64_t kEverything = ~std::uint64_t{0};
 
 }  // namespace
@@ -99,11 +101,31 @@ void JetStreamLog::Append(std::vector<ItemPtr> items, Done done)
     }
 }
 
+// A batch costs about the same however much is in it. Where much comes the next one waits for a moment that
+// nobody notices, and gathers; what comes by itself goes at once.
+bool JetStreamLog::Hold(Side& side)
+{
+    if (side.held) return true;
+    const auto now = std::chrono::steady_clock::now();
+    if (!side.several || now >= side.sent + kBatchPause) {
+        side.sent = now;
+        return false;
+    }
+    side.held = true;
+    mWays.later(side.sent + kBatchPause - now, [this, &side, alive = std::weak_ptr<int>(mAlive)] {
+        if (alive.expired()) return;
+        side.held = false;
+        Pump(side);
+    });
+    return true;
+}
+
 // One batch of a channel is under way at a time, so that what is there has no gap. Meanwhile the next one
 // gathers.
 void JetStreamLog::Pump(Side& side)
 {
     if (!side.underWay.empty() || side.waiting.empty() || !side.lanes[0].chain) return;
+    if (Hold(side)) return;
     std::string bytes;
     bool passing = side.lanes[1].chain != nullptr;
     for (std::size_t taken = 0; !side.waiting.empty(); side.waiting.pop_front()) {
@@ -114,6 +136,7 @@ void JetStreamLog::Pump(Side& side)
         passing = passing && !item->kept;
         side.underWay.push_back(item);
     }
+    side.several = side.underWay.size() > 1;
     Lane& lane = side.lanes[passing ? 1 : 0];
     lane.chain->Append(
         bytes, [this, &side, &lane](std::uint64_t first, std::uint64_t) { OnStored(side, lane, first); });
@@ -221,6 +244,7 @@ void JetStreamLog::Trim(Channel channel, std::uint64_t before, std::uint64_t rea
     side.readByAll = std::max(side.readByAll, readByAll);
     side.recent.Trim(side.state.begin, side.readByAll);
     DropUnwanted(side);
+    LetGo(side);
     Recount(side);
     ShrinkMemory();
     if (channel == CHANNEL_BOARD) GoOn();
@@ -244,11 +268,18 @@ void JetStreamLog::WriteMarks()
 
 void JetStreamLog::DropUnwanted(Side& side)
 {
+    for (Lane& lane : side.lanes)
+        if (const std::uint64_t rest = lane.index.DropUnwanted(side.state.begin, side.readByAll))
+            lane.rest = rest;
+}
+
+// Many at a time: to look for them costs the engine as much as many entries do.
+void JetStreamLog::LetGo(Side& side)
+{
     if (!mNumbers) return;
     std::vector<std::pair<LogChain*, std::uint64_t>> gone;
     for (Lane& lane : side.lanes)
-        if (const std::uint64_t rest = lane.index.DropUnwanted(side.state.begin, side.readByAll))
-            gone.emplace_back(lane.chain.get(), rest);
+        if (const std::uint64_t rest = std::exchange(lane.rest, 0)) gone.emplace_back(lane.chain.get(), rest);
     if (gone.empty()) return;
     WriteMarks();
     WhenSynced([gone = std::move(gone)] {
@@ -268,7 +299,8 @@ void JetStreamLog::KeepBound(Side& side)
 {
     if (side.wanted <= side.bound) return;
     Recount(side);
-    while (side.wanted > side.bound) {
+    if (side.wanted <= side.bound) return;
+    while (side.wanted > side.bound - side.bound / kLostAtOnce) {
         std::uint64_t oldest = kEverything;
         for (const Lane& lane : side.lanes)
             if (const std::uint64_t end = lane.index.OldestEnd()) oldest = std::min(oldest, end);
@@ -277,6 +309,7 @@ void JetStreamLog::KeepBound(Side& side)
         DropUnwanted(side);
         Recount(side);
     }
+    if (mNumbers) WriteMarks();
 }
 
 void JetStreamLog::ShrinkMemory()

@@ -36,6 +36,7 @@ struct JetStreamWays {
     std::function<void(bool refused)> trouble;        // once when nothing is taken, once when it is again
     std::function<void()> lost;  // another relay has opened it: this one keeps it no more
     std::function<void(std::string subject)> remove;  // for good; the log is gone by then
+    std::function<void(std::chrono::steady_clock::duration, std::function<void()>)> later;  // on the strand
 };
 
 /// The subjects of a log, behind its name.
@@ -82,6 +83,7 @@ private:
         std::unique_ptr<LogChain> chain;
         ChainIndex index;
         std::uint64_t before = 0;  // what stood there at the opening ends with it
+        std::uint64_t rest = 0;    // what stands in front of it is to go; 0: nothing is
     };
     struct Side {
         explicit Side(Channel its, std::size_t most) : channel(its), bound(most) {}
@@ -91,7 +93,10 @@ private:
         std::deque<ItemPtr> waiting;
         std::size_t waitingBytes = 0;
         std::vector<ItemPtr> underWay;
-        std::uint64_t given = 0, stored = 0;  // items of this opening
+        std::chrono::steady_clock::time_point sent{};  // the last batch
+        bool several = false;                          // items in that
+        bool held = false;                             // until it is time for the next one
+        std::uint64_t given = 0, stored = 0;           // items of this opening
         std::deque<std::pair<std::uint64_t, Done>> done;
         ItemQueue recent;
         ChannelState state;
@@ -133,6 +138,7 @@ private:
 
     // writing
     void Pump(Side& side);
+    bool Hold(Side& side);
     void OnStored(Side& side, Lane& lane, std::uint64_t first);
     void PumpSeats();
     void WriteSeats(std::string entries);
@@ -145,6 +151,7 @@ private:
     void Lose(Side& side, std::uint64_t upTo);
     void KeepBound(Side& side);
     void DropUnwanted(Side& side);
+    void LetGo(Side& side);
     void ShrinkMemory();
 
     // reading

@@ -152,7 +152,15 @@ void LogChain::GoOn()
 
 void LogChain::Purge(std::uint64_t before)
 {
-    mAround.engine.Purge(mSubject, before, [](EngineResult) {});
+    mRest = std::max(mRest, before);
+    if (mPurging > 0) return;
+    mPurging = mRest;
+    mAround.engine.Purge(mSubject, mPurging, Here<EngineResult>(&LogChain::OnPurged));
+}
+
+void LogChain::OnPurged(EngineResult)
+{
+    if (std::exchange(mPurging, 0) < mRest) Purge(mRest);
 }
 
 void LogChain::End()

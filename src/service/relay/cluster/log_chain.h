@@ -45,7 +45,7 @@ public:
     bool Refused() const { return mRefused; }
     /// The engine may take it now: what waits is sent again.
     void GoOn();
-    /// Lets go what stands in front of `before`, an entry of this chain.
+    /// Lets go what stands in front of `before`, an entry of this chain. One is under way at a time.
     void Purge(std::uint64_t before);
     /// Nothing more is written.
     void End();
@@ -61,6 +61,7 @@ private:
     void OnLast(EngineResult result, const EngineEntry& last);
     void OnOlder();
     void OnStored(std::uint64_t sequence);
+    void OnPurged(EngineResult result);
     void Wait(EngineResult why);
     template <class... Answer>
     std::function<void(Answer...)> Here(void (LogChain::*member)(Answer...));
@@ -72,9 +73,10 @@ private:
     std::uint64_t mFirst = 0;   // of the batch that is under way
     std::deque<std::string> mParts;
     std::function<void()> mDone;
-    bool mEmpty = false;    // nothing stood there before
-    bool mAsking = false;   // what stands last, before anything is sent
-    bool mWaiting = false;  // for GoOn
+    std::uint64_t mRest = 0, mPurging = 0;  // wanted, under way
+    bool mEmpty = false;                    // nothing stood there before
+    bool mAsking = false;                   // what stands last, before anything is sent
+    bool mWaiting = false;                  // for GoOn
     bool mRefused = false;
     bool mFenced = false;
     int mOlder = 0;  // answers in a row that what is stored is not there

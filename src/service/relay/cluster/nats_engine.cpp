@@ -219,6 +219,7 @@ struct NatsEngine::Reading {
     std::uint64_t from;
     std::size_t bytes;
     GotAll got;
+    std::uint64_t end = kEveryEntry;  // no more behind the first from here on
     std::uint64_t batch = 0;
     std::vector<EngineEntry> entries{};
     std::size_t taken = 0;
@@ -226,17 +227,18 @@ struct NatsEngine::Reading {
 
 void NatsEngine::Read(std::string subject, std::uint64_t from, std::size_t bytes, GotAll got)
 {
-    StartReading(std::move(subject), from, bytes, What::Whole, std::move(got));
+    StartReading(std::move(subject), from, kEveryEntry, bytes, What::Whole, std::move(got));
 }
 
-void NatsEngine::StartReading(std::string subject, std::uint64_t from, std::size_t bytes, What what,
-                              GotAll got)
+void NatsEngine::StartReading(std::string subject, std::uint64_t from, std::uint64_t end, std::size_t bytes,
+                              What what, GotAll got)
 {
     const auto reading =
         std::make_shared<Reading>(Reading{{kLogStream, jetstream::RandomWord(), std::move(subject)},
                                           std::max<std::uint64_t>(from, 1),
                                           bytes,
-                                          std::move(got)});
+                                          std::move(got),
+                                          end});
     const std::string config = reading->consumer.Config({{"deliver_policy", "by_start_sequence"},
                                                          {"opt_start_seq", reading->from},
                                                          {"headers_only", what == What::Headers}});
@@ -280,7 +282,7 @@ void NatsEngine::Fetch(const std::shared_ptr<Reading>& reading, bool one)
                     {std::string(message->subject), place->sequence, std::string(message->bytes)});
                 reading->taken += message->bytes.size();
                 if (!one && place->pending > 0 && reading->taken < reading->bytes &&
-                    reading->entries.size() < reading->batch)
+                    reading->entries.size() < reading->batch && place->sequence < reading->end)
                     return false;
             } else if (message && message->status == "409" && reading->entries.empty() && !one) {
                 const std::lock_guard lock(mMutex);  // the first one is larger than what was asked for
@@ -374,21 +376,28 @@ void NatsEngine::GetLast(const std::string& stream, std::string subject, Got got
 // this lasts is none of it.
 void NatsEngine::Purge(std::string subject, std::uint64_t before, Done done)
 {
-    Last(subject, [this, subject, before, done = std::move(done)](EngineResult result,
-                                                                  const EngineEntry& last) {
-        if (result != EngineResult::Ok)
-            return done(result == EngineResult::Missing ? EngineResult::Ok : result);
-        const std::uint64_t end = std::min(before, last.sequence + 1);
-        StartReading(subject, 1, kPurgedBytes, What::Headers,
-                     [this, subject, end, done](EngineResult read, std::vector<EngineEntry> entries) {
-                         std::erase_if(entries, [&](const EngineEntry& one) { return one.sequence >= end; });
-                         if (read != EngineResult::Ok || entries.empty()) return done(read);
-                         Erase(std::move(entries), [this, subject, end, done](EngineResult erased) {
-                             if (erased != EngineResult::Ok) return done(erased);
-                             Purge(subject, end, done);  // what is left of it
-                         });
-                     });
+    if (before != kEveryEntry) return PurgeUpTo(std::move(subject), before, Rest::Stays, std::move(done));
+    Last(subject, [this, subject, done = std::move(done)](EngineResult result, const EngineEntry& last) {
+        if (result == EngineResult::Ok) return PurgeUpTo(subject, last.sequence + 1, Rest::IsNone, done);
+        done(result == EngineResult::Missing ? EngineResult::Ok : result);
     });
+}
+
+// Whatever stays is at least what was read last.
+void NatsEngine::PurgeUpTo(std::string subject, std::uint64_t end, Rest rest, Done done)
+{
+    StartReading(subject, 1, end, kPurgedBytes, What::Headers,
+                 [this, subject, end, rest, done = std::move(done)](EngineResult read,
+                                                                    std::vector<EngineEntry> entries) {
+                     const bool all = !entries.empty() && entries.back().sequence >= end;
+                     if (rest == Rest::Stays && !entries.empty()) entries.pop_back();
+                     std::erase_if(entries, [&](const EngineEntry& one) { return one.sequence >= end; });
+                     if (read != EngineResult::Ok || entries.empty()) return done(read);
+                     Erase(std::move(entries), [this, subject, end, rest, done, all](EngineResult erased) {
+                         if (all || erased != EngineResult::Ok) return done(erased);
+                         PurgeUpTo(subject, end, rest, done);  // what is left of it
+                     });
+                 });
 }
 
 struct NatsEngine::Erasing {

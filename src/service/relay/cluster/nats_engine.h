@@ -81,12 +81,16 @@ private:
     using GotNext = std::function<void(EngineResult, jetstream::StoredMessage)>;
     void GetNext(const std::string& stream, const std::string& subjects, std::uint64_t from, GotNext got);
     enum class What { Whole, Headers };
-    void StartReading(std::string subject, std::uint64_t from, std::size_t bytes, What what, GotAll got);
+    /// Stops with the first from `end` on.
+    void StartReading(std::string subject, std::uint64_t from, std::uint64_t end, std::size_t bytes,
+                      What what, GotAll got);
     void Fetch(const std::shared_ptr<Reading>& reading, bool one);
     /// Without a consumer, what is missing yet.
     void ReadOtherwise(const std::shared_ptr<Reading>& reading);
     void ReadEach(const std::shared_ptr<Reading>& reading, std::uint64_t from);
     void Finish(Reading& reading, EngineResult result);
+    enum class Rest { Stays, IsNone };
+    void PurgeUpTo(std::string subject, std::uint64_t end, Rest rest, Done done);
     /// At least one.
     void Erase(std::vector<EngineEntry> entries, Done done);
     /// A few of them. With the lock held.

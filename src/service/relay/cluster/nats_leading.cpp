@@ -51,7 +51,7 @@ void NatsEngine::LookWhoLeads()
 void NatsEngine::HearWhoHandsOver(const EngineWord& word)
 {
     const std::lock_guard lock(mMutex);
-    const std::string stream = word.subject.substr(sizeof kHandingWord - 1);
+    const std::string stream(word.subject.substr(sizeof kHandingWord - 1));
     if (word.bytes == mName || (mHanding.contains(stream) && word.bytes > mName)) return;
     mHanding.erase(stream);
     mLeading[stream].IsTried(Clock::now());

@@ -400,11 +400,9 @@ void NatsLine::Take(const NatsMessage& message)
     {
         const std::lock_guard lock(mMutex);
         mHeard = Clock::now();
-        if (const auto at = mListeners.find(std::string(message.listened)); at != mListeners.end())
-            ears = at->second;
+        if (const auto at = mListeners.find(message.listened); at != mListeners.end()) ears = at->second;
     }
-    const EngineWord word{std::string(message.subject), std::string(message.bytes),
-                          std::string(message.answerTo)};
+    const EngineWord word{message.subject, message.bytes, message.answerTo};
     Call([&] {
         for (const auto& one : ears)
             if (const auto ear = one.lock()) (*ear)(word);

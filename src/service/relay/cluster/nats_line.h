@@ -141,7 +141,7 @@ private:
     std::deque<Outgoing> mOutgoing;
     std::uint64_t mLastAsked = 0;
     std::map<std::uint64_t, Asked> mAsked;
-    std::map<std::string, std::vector<std::weak_ptr<WordEar>>> mListeners;
+    std::map<std::string, std::vector<std::weak_ptr<WordEar>>, std::less<>> mListeners;
     std::vector<std::weak_ptr<Ear<bool>>> mChanged;
     std::thread mSender, mConnector;
 };

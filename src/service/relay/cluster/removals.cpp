@@ -17,7 +17,7 @@ struct Removals::Left : std::enable_shared_from_this<Left> {
         if (next == subjects.end()) next = subjects.begin();
         asked = true;
         last = *next;
-        engine.Purge(last, ~std::uint64_t{0} >> 1, [self = shared_from_this()](EngineResult result) {
+        engine.Purge(last, kEveryEntry, [self = shared_from_this()](EngineResult result) {
             const std::lock_guard lock(self->mutex);
             self->asked = false;
             if (result == EngineResult::Away) return;

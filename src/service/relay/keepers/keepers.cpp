@@ -6,6 +6,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <random>
 
 #include "service/relay/cluster/jetstream_log.h"
@@ -122,8 +123,12 @@ std::unique_ptr<MeetingLog> Keepers::Log(const MeetingHead& head, std::uint64_t 
 {
     return std::make_unique<JetStreamLog>(
         EngineKey(head.id), epoch, bounds, mLogs, *mEngine,
-        JetStreamWays{std::move(post), std::move(trouble), std::move(fenced),
-                      [removals = mRemovals](std::string subject) { removals->Remove(std::move(subject)); }});
+        JetStreamWays{post, std::move(trouble), std::move(fenced),
+                      [removals = mRemovals](std::string subject) { removals->Remove(std::move(subject)); },
+                      [this, post](std::chrono::steady_clock::duration pause, std::function<void()> work) {
+                          const auto timer = std::make_shared<asio::steady_timer>(mIo, pause);
+                          timer->async_wait([timer, post, work = std::move(work)](auto) { post(work); });
+                      }});
 }
 
 // While the engine is away that takes long, and they are looked for every second.

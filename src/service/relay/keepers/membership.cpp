@@ -218,7 +218,7 @@ void Membership::Drain()
     Post([this] { Write(); });
 }
 
-void Membership::HeardInTouch(const std::string& name)
+void Membership::HeardInTouch(std::string_view name)
 {
     if (name == mSelf.name) return;
     const auto now = Clock::now();
@@ -227,7 +227,7 @@ void Membership::HeardInTouch(const std::string& name)
     mBetter = mHeard = now;
 }
 
-void Membership::HeardOutOfTouch(const std::string& name)
+void Membership::HeardOutOfTouch(std::string_view name)
 {
     const std::lock_guard lock(mMutex);
     if (name != mSelf.name) mHeard = Clock::now();

@@ -83,8 +83,8 @@ private:
     void Seen(const EngineEntry& entry, bool removed);
     bool HasGone(const Watched& watched, Clock::time_point now) const;
     bool Listens(Clock::time_point now) const;
-    void HeardInTouch(const std::string& name);
-    void HeardOutOfTouch(const std::string& name);
+    void HeardInTouch(std::string_view name);
+    void HeardOutOfTouch(std::string_view name);
     bool OthersAreBetterOff(Clock::time_point now) const;
     bool HearsNobody(Clock::time_point now) const;
     void Post(std::function<void()> work);

@@ -211,8 +211,8 @@ asio::awaitable<words::Answer> Keepers::Admit(words::Question::Admit asked)
 void Keepers::Heard(const EngineWord& word)
 {
     words::Question question;
-    if (!question.ParseFromString(word.bytes)) return;
-    asio::co_spawn(mIo, Reply(std::move(question), word.answerTo), asio::detached);
+    if (!question.ParseFromArray(word.bytes.data(), static_cast<int>(word.bytes.size()))) return;
+    asio::co_spawn(mIo, Reply(std::move(question), std::string(word.answerTo)), asio::detached);
 }
 
 asio::awaitable<void> Keepers::Reply(words::Question question, std::string answerTo)

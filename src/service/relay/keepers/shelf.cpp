@@ -3,6 +3,7 @@
 #include <xxhash.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "service/wire/framing.h"
 
@@ -59,12 +60,18 @@ void ShelfOut::Put(std::string_view frames, words::Shelved& shelved, std::string
 {
     shelved.set_begins(mEnd);
     const std::size_t before = fresh.size();
+    bool first = true;
     for (std::uint64_t likely = mEnd; !frames.empty();) {
         const std::string_view frame = frames.substr(0, FrameBytes(frames));
         frames.remove_prefix(frame.size());
         if (const auto at = Find(frame, likely)) {
             AddKnown(shelved, *at, frame.size());
             likely = *at + frame.size();
+            // Where several got the same it is all that follows.
+            if (std::exchange(first, false) && !frames.empty() && Stands(frames, likely)) {
+                AddKnown(shelved, likely, frames.size());
+                break;
+            }
         } else {
             AddFresh(shelved, frame.size());
             fresh += frame;
@@ -82,11 +89,11 @@ std::optional<std::uint64_t> ShelfOut::Find(std::string_view frame, std::uint64_
     return found->second;
 }
 
-bool ShelfOut::Stands(std::string_view frame, std::uint64_t at) const
+bool ShelfOut::Stands(std::string_view frames, std::uint64_t at) const
 {
     const auto chunk = ChunkAt(mChunks, at);
     return chunk != mChunks.end() &&
-           std::string_view(chunk->bytes).substr(at - chunk->begin).starts_with(frame);
+           std::string_view(chunk->bytes).substr(at - chunk->begin).starts_with(frames);
 }
 
 void ShelfOut::Keep(std::string_view fresh)

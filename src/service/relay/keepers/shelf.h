@@ -45,7 +45,7 @@ private:
         std::uint64_t End() const { return begin + bytes.size(); }
     };
     std::optional<std::uint64_t> Find(std::string_view frame, std::uint64_t likely) const;
-    bool Stands(std::string_view frame, std::uint64_t at) const;
+    bool Stands(std::string_view frames, std::uint64_t at) const;
     void Keep(std::string_view fresh);
 
     std::uint64_t mEnd = 0;
