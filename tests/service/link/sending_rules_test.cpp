@@ -239,12 +239,14 @@ TEST(JpegFrameEncoder, TakesAsMuchOfQualityAndSizeAsCanBeSent)
     } rows[] = {
         {9000, 2, {8192, 2}}, {2, 9000, {2, 8192}}, {8192, 3000, {8192, 2048}}, {640, 480, {640, 480}}};
     const std::vector<quint32> pixels(9000 * 3000, 0xff8040);
+    PictureLimits patient;
+    patient.time = std::chrono::hours(1);
     for (const auto& row : rows) {
         encoder.EncodePicture(
             {row.width, row.height, row.width * 4, reinterpret_cast<const uchar*>(pixels.data()), {}});
         const QByteArray jpeg = encoder.GetBytes();
         const DecodedPicture seen =
-            DecodeGuarded({reinterpret_cast<const uint8_t*>(jpeg.data()), size_t(jpeg.size())});
+            DecodeGuarded({reinterpret_cast<const uint8_t*>(jpeg.data()), size_t(jpeg.size())}, patient);
         EXPECT_EQ(QSize(seen.width, seen.height), row.sent);
         EXPECT_TRUE(seen.pixels) << seen.refusal;
     }
