@@ -101,8 +101,8 @@ void JetStreamLog::Append(std::vector<ItemPtr> items, Done done)
     }
 }
 
-// A batch costs about the same however much is in it. Where much comes the next one waits for a moment that
-// nobody notices, and gathers; what comes by itself goes at once.
+// Most of what a batch costs does not depend on how much is in it. Where much comes the next one waits for a
+// moment that nobody notices, and gathers; what comes by itself goes at once.
 bool JetStreamLog::Hold(Side& side)
 {
     if (side.held) return true;

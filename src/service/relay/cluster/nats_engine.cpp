@@ -389,7 +389,8 @@ void NatsEngine::PurgeUpTo(std::string subject, std::uint64_t end, Rest rest, Do
     StartReading(subject, 1, end, kPurgedBytes, What::Headers,
                  [this, subject, end, rest, done = std::move(done)](EngineResult read,
                                                                     std::vector<EngineEntry> entries) {
-                     const bool all = !entries.empty() && entries.back().sequence >= end;
+                     const bool all =
+                         !entries.empty() && entries.back().sequence + (rest == Rest::IsNone ? 1 : 0) >= end;
                      if (rest == Rest::Stays && !entries.empty()) entries.pop_back();
                      std::erase_if(entries, [&](const EngineEntry& one) { return one.sequence >= end; });
                      if (read != EngineResult::Ok || entries.empty()) return done(read);
