@@ -184,6 +184,19 @@ TEST_P(Engines, AValueIsOneWritersAndEverybodySeesIt)
     EXPECT_EQ(heard.WaitFor("a=3"), (std::vector<std::string>{"a=1", "all", "a=2", "a gone", "a=3"}));
 }
 
+TEST(NatsEngine, LetsGoMoreThanOneReadFinds)
+{
+    QUORVIA_NEEDS_NATS();
+    InNats pair(1);
+    std::uint64_t last = 0;
+    for (int i = 0; i < 1100; ++i) last = Append(*pair.one, "zephyl.log.a", "x", last).sequence;
+    ASSERT_GT(last, 0u);
+    for (const auto& [before, left] : {std::pair(last, 1u), {kEveryEntry, 0u}}) {
+        Await<EngineResult>([&, to = before](auto done) { pair.one->Purge("zephyl.log.a", to, done); });
+        EXPECT_EQ(All(*pair.one, "zephyl.log.a").size(), left);
+    }
+}
+
 // Older servers that start anew take a purge that they find in their log for one of everything.
 TEST(NatsEngine, KeepsTheRestOfWhatWasPurgedWhenAllServersAreKilled)
 {
