@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "service/relay/config.h"
@@ -153,6 +155,19 @@ const char* Misspelt(const CLI::App& app, int argc, char** argv)
 
 }  // namespace
 
+namespace {
+
+/// Without what libraries do at a process's end: the one that speaks to the nats-servers frees its
+/// connections on a thread of its own, and may still need then what TLS lets go there.
+[[noreturn]] void EndWith(int code)
+{
+    std::cout.flush();
+    std::fflush(nullptr);
+    std::_Exit(code);
+}
+
+}  // namespace
+
 int main(int argc, char** argv)
 {
     CLI::App app("zephyld, the Zephyl messaging service", "zephyld");
@@ -192,15 +207,15 @@ int main(int argc, char** argv)
         std::signal(SIGXFSZ, SIG_IGN);  // a limit of file sizes is met like a full volume
         if (app.got_subcommand("serve")) return zephyl::Serve(serve);
         if (app.got_subcommand("user")) return zephyl::ChangeUsers(user);
-        if (app.got_subcommand("backup")) return zephyl::TakeBackup(backup);
-        if (app.got_subcommand("restore")) return zephyl::PutBack(backup);
-        if (app.got_subcommand("adjust")) return zephyl::Adjust(adjust);
-        if (app.got_subcommand("doctor")) return zephyl::Examine(doctor);
+        if (app.got_subcommand("backup")) EndWith(zephyl::TakeBackup(backup));
+        if (app.got_subcommand("restore")) EndWith(zephyl::PutBack(backup));
+        if (app.got_subcommand("adjust")) EndWith(zephyl::Adjust(adjust));
+        if (app.got_subcommand("doctor")) EndWith(zephyl::Examine(doctor));
         if (!app.got_subcommand("sample-config")) return zephyl::Operate(asked);
         std::cout << zephyl::SampleConfig();
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "zephyld: " << OneLine(error.what()) << "\n";
-        return 1;
+        EndWith(1);
     }
 }
