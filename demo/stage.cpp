@@ -511,6 +511,18 @@ QJsonObject Desk::Wait(const char* event, const Match& match, int seconds)
     }
 }
 
+void Desk::WaitForAll(const std::vector<std::pair<const char*, Match>>& lines)
+{
+    const std::size_t from = mNext;
+    std::size_t behindAll = from;
+    for (const auto& [event, match] : lines) {
+        mNext = from;
+        Wait(event, match);
+        behindAll = std::max(behindAll, mNext);
+    }
+    mNext = behindAll;
+}
+
 void Desk::Run(const QString& program, const QStringList& arguments)
 {
     if (Start(program, arguments)->WaitForEnd() != 0)

@@ -153,6 +153,8 @@ public:
     /// The next trace line of that event which matches; earlier ones are dropped. Throws after `seconds`.
     /// A dialog counts when it has the keys, too: what was typed before that went nowhere.
     QJsonObject Wait(const char* event, const Match& match = {}, int seconds = 30);
+    /// For lines of which either may come first.
+    void WaitForAll(const std::vector<std::pair<const char*, Match>>& lines);
     /// Everything traced so far, for questions afterwards.
     const std::vector<QJsonObject>& Lines();
 
