@@ -127,6 +127,32 @@ TEST_P(Engines, WhatIsPurgedIsGoneAndTheRestStays)
     }
 }
 
+// Of more than one read gives, in number and in size, while somebody else begins to read as well.
+TEST_P(Engines, ALongLogIsReadOnWhereTheReadBeforeEnded)
+{
+    constexpr std::size_t each = 20'000;
+    std::vector<std::string> written, read;
+    std::uint64_t last = 0;
+    for (int i = 0; i < 1'200; ++i) {
+        written.push_back(std::to_string(i) + std::string(i == 50 ? 3 * each : i < 100 ? 2'000 : 0, 'x'));
+        last = Append(One(), "zephyl.log.a", written.back(), last).sequence;
+    }
+    const auto from = [this](std::uint64_t sequence) {
+        return std::get<1>(Await<EngineResult, std::vector<EngineEntry>>(
+            [&](auto done) { One().Read("zephyl.log.a", sequence, each, done); }));
+    };
+    for (std::uint64_t next = 0; next <= last;) {
+        for (const EngineEntry& entry : from(next)) {
+            read.push_back(entry.bytes);
+            next = entry.sequence + 1;
+        }
+        if (read.size() % 2 == 0) {
+            EXPECT_EQ(from(0).front().bytes, written.front());
+        }
+    }
+    EXPECT_EQ(read, written);
+}
+
 TEST_P(Engines, AWordReachesWhoListensInOrder)
 {
     Heard heard;

@@ -81,9 +81,11 @@ private:
     using GotNext = std::function<void(EngineResult, jetstream::StoredMessage)>;
     void GetNext(const std::string& stream, const std::string& subjects, std::uint64_t from, GotNext got);
     enum class What { Whole, Headers };
-    /// Stops with the first from `end` on.
-    void StartReading(std::string subject, std::uint64_t from, std::uint64_t end, std::size_t bytes,
-                      What what, GotAll got);
+    /// Stops with the first from its end on.
+    void StartReading(const std::shared_ptr<Reading>& reading, What what);
+    bool BeginAgain(const std::shared_ptr<Reading>& reading);
+    /// For who reads on. With the lock held.
+    void Leave(const Reading& reading);
     void Fetch(const std::shared_ptr<Reading>& reading, bool one);
     /// Without a consumer, what is missing yet.
     void ReadOtherwise(const std::shared_ptr<Reading>& reading);
@@ -108,6 +110,13 @@ private:
     const std::uint64_t mLogBytes;
     std::optional<Clock::time_point> mUnanswered;  // since when
     std::set<std::string> mBuckets;                // that there are
+    struct Left {
+        jetstream::Consumer consumer;
+        std::uint64_t next = 0;    // sequence
+        std::uint64_t number = 0;  // of what it gave last
+        Clock::time_point since;
+    };
+    std::map<std::string, Left> mLeft;  // consumers, by subject
     std::vector<std::weak_ptr<Watching>> mWatching;
     std::map<std::string, jetstream::HandingOver> mLeading;  // by stream
     struct Handing {
