@@ -103,7 +103,7 @@ TEST_F(Operators, SeeTheWholeClusterFromAnyRelay)
 TEST_F(Operators, AreToldWhenTheKeeperDoesNotAnswer)
 {
     ClusterTimes patient = Site::kTimes;
-    patient.goneAfter = 1h;
+    patient.goneAfter = patient.leftAfter = 1h;
     Site one(cluster, "one", patient), two(cluster, "two", patient);
     auto alice = one.LoggedIn("Alice");
     ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
@@ -122,7 +122,7 @@ TEST_F(Operators, AreToldWhenTheKeeperDoesNotAnswer)
 TEST_F(Operators, LeaveNothingOfAMeetingThatIsClosedWhileTheServersAreAway)
 {
     ClusterTimes patient = Site::kTimes;
-    patient.goneAfter = patient.decidesFor = 1h;
+    patient.goneAfter = patient.leftAfter = patient.decidesFor = 1h;
     patient.cutOffAfter = 2h;
     Site one(cluster, "one", patient), two(cluster, "two", patient);
     auto alice = one.LoggedIn("Alice");
@@ -146,7 +146,7 @@ TEST_F(Operators, AreNotToldThatSomethingIsDoneWhichAnotherRelayNeverHeardOf)
 {
     ClusterTimes careless = Site::kTimes;
     careless.decidesFor = 1h;
-    careless.cutOffAfter = 2h;
+    careless.leftAfter = careless.cutOffAfter = 2h;
     Site one(cluster, "one", careless), two(cluster, "two");
     auto alice = one.LoggedIn("Alice"), bob = two.LoggedIn("bob");
     ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
@@ -243,7 +243,7 @@ TEST_F(Operators, MayStartARelayBeforeTheServers)
 TEST_F(Operators, NeedNotExplainThatServersWereAwayForAMoment)
 {
     ClusterTimes patient = Site::kTimes;
-    patient.goneAfter = patient.decidesFor = 1h;
+    patient.goneAfter = patient.leftAfter = patient.decidesFor = 1h;
     patient.cutOffAfter = 2h;
     Site one(cluster, "one", patient);
     auto alice = one.LoggedIn("Alice"), bob = one.LoggedIn("bob");

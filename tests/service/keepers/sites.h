@@ -81,8 +81,11 @@ private:
 
 /// One of the relays.
 struct Site : RelayRoom {
-    static constexpr ClusterTimes kTimes{std::chrono::milliseconds(100), std::chrono::milliseconds(1000),
-                                         std::chrono::milliseconds(700), std::chrono::milliseconds(1500)};
+    static constexpr ClusterTimes kTimes{.beat = std::chrono::milliseconds(100),
+                                         .goneAfter = std::chrono::milliseconds(1000),
+                                         .leftAfter = std::chrono::milliseconds(500),
+                                         .decidesFor = std::chrono::milliseconds(700),
+                                         .cutOffAfter = std::chrono::milliseconds(1500)};
 
     using Tune = std::function<void(RelayOptions&, MemoryEngine&)>;
 

@@ -93,6 +93,19 @@ TEST_F(Takeover, OfAMeetingWhoseKeeperIsKilledAgainAndAgain)
     ExpectAllWhole();
 }
 
+TEST_F(Takeover, NeedsNoPatienceWithAProcessThatHasEnded)
+{
+    times.goneAfter = std::chrono::hours(1);
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+        Kill(i);
+        Open(i);
+    }
+    Gather();
+    WaitForLines(50);
+    Kill(0);
+    ExpectAllWhole();
+}
+
 TEST_F(Takeover, OfAClientWhoseRelayIsKilled)
 {
     Gather();
@@ -108,7 +121,7 @@ TEST_F(Takeover, FromARelayThatWasCutOffAndStillBelievesThatItKeepsIt)
 {
     Kill(0);
     times.decidesFor = std::chrono::hours(1);
-    times.cutOffAfter = std::chrono::hours(2);
+    times.leftAfter = times.cutOffAfter = std::chrono::hours(2);
     Open(0);
     Gather();
     WaitForLines(50);

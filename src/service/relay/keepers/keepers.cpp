@@ -43,7 +43,7 @@ void Keepers::Start(Directory& directory, Ways ways)
 {
     mDirectory = &directory;
     mWays = std::move(ways);
-    mQuestions = mEngine->Listen(Lines::SubjectOf(mMembers->Self()) + ".ask",
+    mQuestions = mEngine->Listen(Lines::QuestionsOf(mMembers->Self()),
                                  [this](const EngineWord& word) { Heard(word); });
     mLines->Start(mWays.opened);
     mLeases.Start(

@@ -72,6 +72,8 @@ public:
     /// All tunnels with that relay have ended.
     void Gone(const RelayId& relay, const char* why);
     static std::string SubjectOf(const RelayId& relay);
+    /// Where a relay hears what it is asked.
+    static std::string QuestionsOf(const RelayId& relay) { return SubjectOf(relay) + ".ask"; }
 
 private:
     /// What goes to another relay, and what comes from it.

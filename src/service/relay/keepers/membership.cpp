@@ -6,6 +6,7 @@
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/post.hpp>
 
+#include "service/relay/keepers/lines.h"
 #include "service/relay/keepers/random_number.h"
 #include "service/relay/keepers/words.pb.h"
 
@@ -116,6 +117,7 @@ void Membership::Seen(const EngineEntry& entry, bool removed)
     const bool lives = watched.sequence != 0 && watched.sequence != entry.sequence;
     watched.sequence = entry.sequence;
     watched.changed = Clock::now();
+    watched.left = false;
     mSaidGone.erase(watched.member.id);
     const bool other = lives && record.fingerprint() != mOwn.fingerprint && record.beat() > mBeat;
     if (!other || std::exchange(mStranger, true)) return;
@@ -130,9 +132,14 @@ bool Membership::Listens(Clock::time_point now) const
     return mSawAll && mEngine.Connected() && now - mEchoed < mTimes.decidesFor;
 }
 
+std::chrono::nanoseconds Membership::SilentFor(const Watched& watched, Clock::time_point now) const
+{
+    return now - std::max(watched.changed, mListening);
+}
+
 bool Membership::HasGone(const Watched& watched, Clock::time_point now) const
 {
-    return Listens(now) && now - std::max(watched.changed, mListening) > mTimes.goneAfter;
+    return Listens(now) && SilentFor(watched, now) > (watched.left ? mTimes.leftAfter : mTimes.goneAfter);
 }
 
 Membership::Standing Membership::Of(const RelayId& relay) const
@@ -191,10 +198,12 @@ std::vector<RelayFacts> Membership::Facts() const
 
 // --- this one --------------------------------------------------------------------------------------
 
+// The others wait for less long where this one has no connection.
 bool Membership::MayDecide() const
 {
+    const bool connected = mEngine.Connected();
     const std::lock_guard lock(mMutex);
-    return Clock::now() - mTouched < mTimes.decidesFor;
+    return Clock::now() - mTouched < (connected ? mTimes.decidesFor : mTimes.leftAfter * 3 / 4);
 }
 
 bool Membership::TakesNobody() const
@@ -263,6 +272,7 @@ void Membership::Tick()
         // This process has slept, and what came meanwhile has not been looked at.
         if (now - mTicked > mTimes.goneAfter / 2) mListening = now;
         mTicked = now;
+        AskSilent(now);
         Look(now, gone);
         inTouch = now - mTouched < mTimes.decidesFor;
         says = !mDraining && !mReplaced;
@@ -273,10 +283,7 @@ void Membership::Tick()
     }
     Write();
     if (says) mEngine.Publish(inTouch ? kInTouch : kOutOfTouch, mSelf.name);
-    for (const RelayId& one : gone) {
-        mLog.warn("relay {} is gone", one.name);
-        mListener.gone(one);
-    }
+    SayGone(gone);
     if (changed) {
         if (cutOff)
             mLog.error("this relay is out of touch with the others; its clients go to them");
@@ -296,11 +303,53 @@ void Membership::Tick()
     });
 }
 
+void Membership::SayGone(const std::vector<RelayId>& gone)
+{
+    for (const RelayId& one : gone) {
+        mLog.warn("relay {} is gone", one.name);
+        mListener.gone(one);
+    }
+}
+
 void Membership::Look(Clock::time_point now, std::vector<RelayId>& gone)
 {
     for (const auto& [name, watched] : mOthers)
         if (HasGone(watched, now) && mSaidGone.emplace(watched.member.id, true).second)
             gone.push_back(watched.member.id);
+}
+
+// Where a process has ended its connection has, and the engine knows that at once. With the lock held.
+void Membership::AskSilent(Clock::time_point now)
+{
+    if (!Listens(now)) return;
+    for (auto& [name, watched] : mOthers) {
+        const RelayId id = watched.member.id;
+        if (watched.left || watched.asking || mSaidGone.contains(id)) continue;
+        if (SilentFor(watched, now) <= mTimes.leftAfter) continue;
+        watched.asking = true;
+        mEngine.Ask(Lines::QuestionsOf(id), {}, mTimes.beat,
+                    [weak = weak_from_this(), id](EngineResult result, const std::string&) {
+                        if (const auto self = weak.lock()) self->Answered(id, result);
+                    });
+    }
+}
+
+void Membership::Answered(const RelayId& relay, EngineResult result)
+{
+    Post([this, relay, result] {
+        std::vector<RelayId> gone;
+        {
+            const auto now = Clock::now();
+            const std::lock_guard lock(mMutex);
+            const auto at = mOthers.find(relay.name);
+            if (at == mOthers.end() || at->second.member.id != relay) return;
+            at->second.asking = false;
+            at->second.left =
+                result == EngineResult::Missing && SilentFor(at->second, now) > mTimes.leftAfter;
+            Look(now, gone);
+        }
+        SayGone(gone);
+    });
 }
 
 // One at a time; asked for twice as often as is needed.

@@ -74,13 +74,19 @@ private:
         Member member;
         std::uint64_t sequence = 0;
         Clock::time_point changed{};
+        bool left = false;    // since then nobody was there who hears its questions
+        bool asking = false;  // whether somebody is
     };
     void Tick();
     void Look(Clock::time_point now, std::vector<RelayId>& gone);
+    void SayGone(const std::vector<RelayId>& gone);
+    void AskSilent(Clock::time_point now);
+    void Answered(const RelayId& relay, EngineResult result);
     void Write();
     void Written(Clock::time_point asked, EngineResult result, std::uint64_t sequence);
     void Learn(const EngineEntry& entry);
     void Seen(const EngineEntry& entry, bool removed);
+    std::chrono::nanoseconds SilentFor(const Watched& watched, Clock::time_point now) const;
     bool HasGone(const Watched& watched, Clock::time_point now) const;
     bool Listens(Clock::time_point now) const;
     void HeardInTouch(std::string_view name);

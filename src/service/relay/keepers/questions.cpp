@@ -63,7 +63,7 @@ asio::awaitable<std::vector<words::Answer>> Keepers::AskAll(words::Question ques
                 done(EngineResult::Ok, std::move(those));
             };
             for (const Membership::Member& other : others)
-                mEngine->Ask(Lines::SubjectOf(other.id) + ".ask", bytes, kPatience,
+                mEngine->Ask(Lines::QuestionsOf(other.id), bytes, kPatience,
                              [gathered, this, name = other.id.name](EngineResult result, std::string said) {
                                  words::Answer answer;
                                  const std::lock_guard lock(gathered->mutex);
@@ -79,8 +79,8 @@ asio::awaitable<std::vector<words::Answer>> Keepers::AskAll(words::Question ques
 
 asio::awaitable<SharedMeetings::Done> Keepers::AskDone(RelayId relay, words::Question question)
 {
-    const auto [result, bytes] = co_await AskSubject(*mEngine, Lines::SubjectOf(relay) + ".ask",
-                                                     question.SerializeAsString(), 5 * kPatience);
+    const auto [result, bytes] =
+        co_await AskSubject(*mEngine, Lines::QuestionsOf(relay), question.SerializeAsString(), 5 * kPatience);
     words::Answer answer;
     if (result != EngineResult::Ok || !answer.ParseFromString(bytes)) co_return Done::NoAnswer;
     switch (answer.result()) {
