@@ -214,6 +214,10 @@ def day():
 
     os.chmod(os.path.join(other, "key.pem"), 0o644)
     zephyld("doctor", "--data", other, ok=False, says="chmod 600")
+    os.remove(os.path.join(other, "key.pem"))
+    zephyld("doctor", "--data", other, ok=False, says="from a backup")
+    os.remove(os.path.join(other, "certificate.pem"))
+    zephyld("doctor", "--data", other, says="the first start makes it")
     for days, mark in ((-1, "BAD   certificate"), (3, "mind  certificate"), (300, "ok    certificate")):
         for words in (["req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj", "/CN=x",
                        "-keyout", path("k.pem"), "-out", path("csr")],

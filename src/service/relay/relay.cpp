@@ -90,7 +90,7 @@ Relay::Relay(RelayOptions options, std::shared_ptr<spdlog::logger> log, HashCost
       mLog(std::move(log)),
       mNames(*mLog),
       mFolder(TakeFolder(mOptions.data)),
-      mTls(ServerTls(mOptions)),
+      mTls(ServerTls(mOptions, *mLog)),
       mAccounts(TakeAccounts(mOptions, *mLog)),
       mGate(mOptions.bounds),
       mMemory(mOptions.bounds.memory),

@@ -195,7 +195,7 @@ std::vector<std::string> Relay::TakeOver(const RelayOptions& fresh)
     if (files.key.empty() && !HasIdentity(files.data))
         throw StartError("there is no key: the configuration names none, and " + files.data.string() +
                          " has none. One is made only when a service is started; nothing has changed");
-    const auto tls = ServerTls(files);  // whatever cannot be used has said so by now
+    const auto tls = ServerTls(files, *mLog);  // whatever cannot be used has said so by now
     if (tls->Fingerprint() != Fingerprint())
         waits.push_back("the key is another one now: " + tls->Fingerprint() +
                         "; clients that have pinned the one before refuse it until they are told");

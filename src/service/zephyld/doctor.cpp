@@ -21,6 +21,7 @@
 #include "service/relay/admin_socket.h"
 #include "service/relay/backup/archive.h"
 #include "service/relay/backup/restore.h"
+#include "service/relay/door/identity.h"
 #include "service/relay/door/neighbours.h"
 #include "service/relay/door/open_accounts.h"
 #include "service/relay/door/postgres_accounts.h"
@@ -133,12 +134,16 @@ void LookAtKey(Findings& findings, const RelayOptions& options, const json::valu
     const bool own = options.key.empty();
     const fs::path key = own ? options.data / "key.pem" : options.key;
     const fs::path certificate = own ? options.data / "certificate.pem" : options.certificate;
+    if (own && !fs::exists(key) && fs::exists(certificate))
+        return findings.Bad("key", key.string() + " is missing beside its certificate", kPutKeyBack);
     if (own && !fs::exists(key))
         return findings.Mind("key", "none yet",
                              options.cluster.advertise.empty()
                                  ? "the first start makes it"
                                  : "the first start makes it, of the first relay; all others need a copy of "
                                    "its key.pem and certificate.pem before theirs");
+    if (own && !fs::exists(certificate))
+        return findings.Mind("key", key.string() + " has no certificate yet", "the next start makes it");
     const auto tls = TlsContext::Server(key, certificate);
     findings.Good("key", key.string() + ", " + tls->Fingerprint());
     const std::int64_t days = (tls->CertificateEnds() - std::time(nullptr)) / kDay;
@@ -323,12 +328,13 @@ int Examine(const DoctorRequest& request)
     findings.Look("key", "key and certificate must fit, and only the service's user may read the key",
                   [&] { LookAtKey(findings, options, status); });
     findings.Look("port", "is the service of this version?", [&] { LookAtPorts(findings, options, status); });
-    findings.Look("relays", "key and certificate must fit, and only the service's user may read the key",
-                  [&] {
-                      const bool keyed = !options.key.empty() || fs::exists(options.data / "key.pem");
-                      if (keyed && !options.cluster.advertise.empty())
-                          LookAtRelays(findings, options.cluster, OwnKey(options), status);
-                  });
+    findings.Look(
+        "relays", "key and certificate must fit, and only the service's user may read the key", [&] {
+            const bool keyed = !options.key.empty() || (fs::exists(options.data / "key.pem") &&
+                                                        fs::exists(options.data / "certificate.pem"));
+            if (keyed && !options.cluster.advertise.empty())
+                LookAtRelays(findings, options.cluster, OwnKey(options), status);
+        });
     findings.Look("log", "look at [cluster] in the configuration",
                   [&] { LookAtLogServers(findings, options.cluster); });
     findings.Look("mail", "look at [mail] in the configuration", [&] { LookAtMail(findings, options.mail); });

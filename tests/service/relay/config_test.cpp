@@ -4,6 +4,8 @@
 
 #include <future>
 
+#include "service/net/tls_context.h"
+#include "service/relay/door/identity.h"
 #include "service/relay/listen_address.h"
 #include "service/relay/relay_fixture.h"
 
@@ -44,6 +46,39 @@ TEST(Config, TakesWhatItsSampleSays)
     ReadListen("[::1]:7421", options);
     EXPECT_EQ(options.host, "::1");
     EXPECT_EQ(options.port, 7421);
+}
+
+// Who has pinned the key is never asked to believe another one that nobody has decided on.
+TEST(Identity, IsAsGoodAsItsKey)
+{
+    const TemporaryFolder folder;
+    const Identity made = PrepareIdentity(folder.path);
+    EXPECT_FALSE(made.certified);
+    const auto fingerprint = [&] { return TlsContext::Server(made.key, made.certificate)->Fingerprint(); };
+    const std::string pinned = fingerprint();
+    std::filesystem::remove(made.certificate);  // as after a first start that was interrupted
+    EXPECT_TRUE(PrepareIdentity(folder.path).certified);
+    EXPECT_EQ(fingerprint(), pinned);
+
+    std::filesystem::rename(made.key, folder.path / "lost");
+    try {
+        PrepareIdentity(folder.path);
+        ADD_FAILURE() << "accepted";
+    } catch (const StartError& error) {
+        EXPECT_NE(std::string(error.what()).find(kPutKeyBack), std::string::npos) << error.what();
+    }
+    EXPECT_FALSE(std::filesystem::exists(made.key));
+    std::filesystem::rename(folder.path / "lost", made.key);
+    EXPECT_FALSE(PrepareIdentity(folder.path).certified);
+    EXPECT_EQ(fingerprint(), pinned);
+
+    std::filesystem::remove(made.certificate);
+    std::filesystem::resize_file(made.key, 100);
+    EXPECT_THROW(PrepareIdentity(folder.path), StartError);
+    EXPECT_FALSE(std::filesystem::exists(made.certificate));
+    std::filesystem::remove(made.key);
+    PrepareIdentity(folder.path);
+    EXPECT_NE(fingerprint(), pinned);
 }
 
 TEST(Config, ARelayAmongOthersIsNamedSoThatClientsFindIt)

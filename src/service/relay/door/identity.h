@@ -7,10 +7,17 @@ namespace zephyl {
 
 struct Identity {
     std::filesystem::path key, certificate;  // PEM
+    bool certified = false;                  // just now, because the key had no certificate
 };
-/// Makes what is missing. Throws StartError, also when the key is readable for others.
+/// What to do where a certificate has lost its key.
+inline constexpr char kPutKeyBack[] =
+    "put it back from a backup; or remove certificate.pem as well, for a new key that everybody has to be "
+    "told";
+
+/// Makes what is missing, but no key beside a certificate: clients have pinned the one that was there. Throws
+/// StartError, also when the key is readable for others.
 Identity PrepareIdentity(const std::filesystem::path& data);
-/// False: PrepareIdentity would make one.
+/// Whether the key is there.
 bool HasIdentity(const std::filesystem::path& data);
 
 }  // namespace zephyl
