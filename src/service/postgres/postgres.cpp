@@ -1,6 +1,7 @@
 // relay/door/database.h by libpqxx.
 
 #include <fcntl.h>
+#include <libpq-fe.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,11 +17,15 @@ namespace zephyl {
 namespace {
 
 /// Of the server's words the first line: what is behind it names the statement, not what happened.
-std::string FirstLine(const std::exception& error)
+std::string FirstLine(std::string text)
 {
-    std::string text = error.what();
     text.resize(std::min(text.find('\n'), text.size()));
     return text.starts_with("ERROR:  ") || text.starts_with("FATAL:  ") ? text.substr(8) : text;
+}
+
+std::string FirstLine(const std::exception& error)
+{
+    return FirstLine(std::string(error.what()));
 }
 
 /// It goes, is not there yet, has no room, or has become the one that only reads.
@@ -125,10 +130,39 @@ private:
     std::unique_ptr<Ears> mEars;
 };
 
+/// All that is said to who connects; "": they are in.
+std::string SaidAtTheDoor(const char* where)
+{
+    try {
+        const pqxx::connection tried(where);
+        return {};
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
+/// By what the server answers in numbers where it answers, as its words are in the server's language. Our
+/// library's own are English. Whoever fails at TLS has reached somebody; of several servers all may only
+/// read until the one that takes changes is there.
+std::string NotYet(const char* where)
+{
+    const PGPing answer = PQping(where);
+    const std::string said = SaidAtTheDoor(where);
+    const auto speaksOf = [&said](const char* words) { return said.find(words) != std::string::npos; };
+    const bool unreached = answer == PQPING_NO_RESPONSE && !speaksOf("SSL") && !speaksOf("certificate");
+    return answer == PQPING_REJECT || unreached || speaksOf("session is read-only") ? FirstLine(said) : "";
+}
+
 }  // namespace
 }  // namespace zephyl
 
 extern "C" __attribute__((visibility("default"))) zephyl::Database* ZephylOpenDatabase(const char* where)
 {
     return new zephyl::Postgres(where);
+}
+
+extern "C" __attribute__((visibility("default"))) void ZephylDatabaseNotYet(const char* where,
+                                                                            std::string& why)
+{
+    why = zephyl::NotYet(where);
 }

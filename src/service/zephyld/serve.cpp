@@ -22,6 +22,7 @@
 #include "service/relay/this_computer.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/announcer.h"
+#include "service/zephyld/await_accounts.h"
 #include "service/zephyld/commands.h"
 #include "service/zephyld/supervisor.h"
 #include "text/one_line.h"
@@ -205,6 +206,7 @@ int Serve(const ServeRequest& request)
     AllowAllDescriptors();
     const auto log = StandardErrorLog(options.logLevel, options.logFormat);
     if (!options.personal) {
+        AwaitAccounts(options.cluster, *log);
         Relay relay(options, log);
         relay.ReadsAgain([&request] { return Options(request); },
                          [](bool begins) { begins ? Supervisor().Reloading() : Supervisor().Reloaded(); });

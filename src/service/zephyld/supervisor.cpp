@@ -88,6 +88,11 @@ int Supervisor::TakeSocket()
     return SD_LISTEN_FDS_START;
 }
 
+void Supervisor::Waiting(const std::string& status) const
+{
+    TellAtOnce("EXTEND_TIMEOUT_USEC=60000000\nSTATUS=" + status);
+}
+
 void Supervisor::Ready(const std::string& status) const
 {
     if (const Library* const library = Library::Open())

@@ -13,6 +13,8 @@ public:
     /// was handed over is something else, or more than one.
     static int TakeSocket();
 
+    /// Of a start that takes its time, which the manager would end otherwise: at least every half minute.
+    void Waiting(const std::string& status) const;
     void Ready(const std::string& status) const;
     void Reloading() const;
     void Reloaded() const;

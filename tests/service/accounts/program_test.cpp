@@ -141,10 +141,42 @@ TEST(AccountsInADatabase, ServeTwoDaemonsAndTheirOperator)
     run({"user", "list", "--data", path("other")}, "accounts in test", 1);
     run({"status", "--data", path("other")}, "away for");
     run({"doctor", "--config", config, "--data", path("other")}, "BAD   accounts", 1);
-    run({"serve", "--config", config, "--data", path("one")}, "accounts in test", 1);
     TestPostgres::The().Start();
     other.Tell(SIGTERM);
     EXPECT_EQ(other.Ended().first, 0);
+}
+
+TEST(AccountsInADatabase, AreWaitedForAtTheStart)
+{
+    QUORVIA_NEEDS_POSTGRES();
+    TestPostgres& server = TestPostgres::The();
+    const TemporaryFolder folder;
+    const std::string database = TestPostgres::NewDatabase(), waiting = "waiting for the accounts in test";
+    const auto serve = [&](const std::string& name, const std::string& accounts) {
+        const std::string config = (folder.path / name).string();
+        std::ofstream(config) << "listen = \"127.0.0.1:0\"\n[cluster]\naccounts = \"" << accounts << "\"\n";
+        return Program({"serve", "--config", config, "--data", config + ".data"});
+    };
+    {
+        const auto last = AdminOf(database);
+        server.LetNobodyIn();
+        Program early = serve("early", database);
+        EXPECT_NE(early.Until("shutting down").find(waiting), std::string::npos);
+        server.Crash();
+        Program ended = serve("ended", database);
+        EXPECT_NE(ended.Until(waiting).find(waiting), std::string::npos);
+        ended.Tell(SIGTERM);
+        EXPECT_EQ(ended.Ended().first, 0);
+        server.Start({"default_transaction_read_only=on"});  // as beside one that takes changes
+        EXPECT_EQ(early.Until("read-only").find("ready"), std::string::npos);
+        server.Crash();
+        server.Start();
+        EXPECT_NE(early.Port(), 0);
+    }
+    const auto [code, said] = serve("none", server.BySocket("none")).Ended();
+    EXPECT_EQ(code, 1);
+    EXPECT_NE(said.find("does not exist"), std::string::npos) << said;
+    EXPECT_EQ(said.find("waiting"), std::string::npos) << "for ever: " << said;
 }
 
 }  // namespace

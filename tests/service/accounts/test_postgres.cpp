@@ -190,6 +190,15 @@ void TestPostgres::WaitUntilReady(int output)
     });
 }
 
+void TestPostgres::LetNobodyIn()
+{
+    ::kill(mServer, SIGTERM);
+    try {
+        while (true) AdminOf(BySocket("postgres"));
+    } catch (const DatabaseAway&) {
+    }
+}
+
 void TestPostgres::Crash()
 {
     if (mServer < 0) return;

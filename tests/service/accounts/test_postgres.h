@@ -39,6 +39,8 @@ public:
     std::string ByPort(const std::string& database) const;
 
     void Start(const std::vector<std::string>& settings = {});
+    /// Who is there stays, and nobody comes in: as while it starts, but for as long as there is somebody.
+    void LetNobodyIn();
     /// As a crash: nothing is written down any more.
     void Crash();
     /// Where nobody who knew it looks, until it is started again.

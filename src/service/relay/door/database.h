@@ -45,8 +45,14 @@ public:
 /// `where`: a URI with everything in it. Throws DatabaseAway; StartError when the library is not there.
 std::unique_ptr<Database> OpenDatabase(const std::string& where);
 
-/// How the library's one function is called, and what it is.
+/// Why it cannot be opened, where that ends by itself once its server has started, or somebody reaches it;
+/// "": it can, or never will. Throws StartError when the library is not there.
+std::string DatabaseNotYet(const std::string& where);
+
+/// How the library's functions are called, and what they are.
 inline constexpr char kOpenDatabase[] = "ZephylOpenDatabase";
 using OpenDatabaseFunction = Database* (*)(const char* where);
+inline constexpr char kDatabaseNotYet[] = "ZephylDatabaseNotYet";
+using DatabaseNotYetFunction = void (*)(const char* where, std::string& why);
 
 }  // namespace zephyl

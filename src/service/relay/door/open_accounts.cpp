@@ -29,6 +29,12 @@ std::unique_ptr<PostgresAccounts> OpenDatabaseAccounts(const ClusterOptions& opt
     }
 }
 
+std::string AccountsNotYet(const ClusterOptions& options)
+{
+    const std::string why = DatabaseNotYet(DatabaseUri(options));
+    return why.empty() ? why : DatabaseName(options) + ": " + why;
+}
+
 std::unique_ptr<Accounts> OpenAccounts(const RelayOptions& options,
                                        const std::function<void(const std::string&)>& say)
 {

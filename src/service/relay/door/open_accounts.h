@@ -24,6 +24,10 @@ std::unique_ptr<PostgresAccounts> OpenDatabaseAccounts(
     const ClusterOptions& options,
     const std::function<void(const std::string&)>& say = [](const std::string&) {});
 
+/// Where that database is and why nobody can open it, while its server starts or is not reached; "": it can
+/// be opened, or says no for good. Of a server that hides it takes seconds. Throws StartError.
+std::string AccountsNotYet(const ClusterOptions& options);
+
 /// Leaves word in the data folder of a service whose accounts are elsewhere, for who changes them there;
 /// takes back what an earlier one has left. Throws StartError.
 void LeaveWordOfAccounts(const RelayOptions& options);
