@@ -14,9 +14,10 @@ PASSWORD = os.path.join(WORK.name, "password")
 PARTS = ["nats-1", "nats-2", "nats-3", "postgres", "relay-1", "relay-2", "relay-3"]
 
 
-def script(name, where, zephyld=f"{BIN}/zephyld", ok=True):
-    done = subprocess.run([f"{SOURCE}/packaging/cluster/{name}", where], env={**os.environ, "ZEPHYLD": zephyld},
-                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=150)
+def script(name, where, *parts, zephyld=f"{BIN}/zephyld", ok=True, **more):
+    done = subprocess.run([f"{SOURCE}/packaging/cluster/{name}", where, *parts],
+                          env={**os.environ, "ZEPHYLD": zephyld, **more}, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          text=True, timeout=150)
     assert (done.returncode == 0) == ok, (name, done)
     return done.stdout if ok else done.stderr
 
@@ -102,6 +103,22 @@ def main():
     assert "relay-1 does not start" in script("up", DIR, zephyld="/bin/false", ok=False)
     assert pids() == {}
     assert "holds something else" in script("up", SOURCE, ok=False)
+
+
+def draw_alike():
+    """Two clusters whose dice fall alike, most of whose servers are not there yet."""
+    dice, folders = os.path.join(WORK.name, "dice"), [os.path.join(WORK.name, name) for name in ("one", "two")]
+    with open(dice, "w") as file:
+        file.write("RANDOM=7\n")
+    try:
+        for folder in folders:
+            script("up", folder, "nats-1", BASH_ENV=dice)
+        drawn = [line.split("=")[1] for folder in folders for line in open(f"{folder}/ports")]
+        assert len(set(drawn)) == len(drawn) == 20, drawn
+    finally:
+        for folder in folders:
+            if os.path.exists(f"{folder}/ports"):
+                script("down", folder)
 
 
 class Person:
@@ -190,6 +207,7 @@ def alive(pid):
 
 
 try:
+    draw_alike()
     main()
 finally:
     if os.path.exists(f"{DIR}/ports"):
