@@ -120,6 +120,7 @@ def day():
         zephyld("user", "add", "--data", DATA, "--password-file", PASSWORD, handle)
     assert [one["handle"] for one in json.loads(zephyld("user", "list", "--json", "--data", DATA))] == [
         "10.0.0.1", "ann", "bob"]
+    assert len({line.index("permitted") for line in zephyld("user", "list", "--data", DATA).splitlines()}) == 1
     configure('metrics_listen = "127.0.0.1:0"\nlog_format = "json"\n')
     asked("status", ok=False, says="no service answers")
     zephyld("user", "list", "--data", path("elsewhere"), ok=False, says="there is no folder")

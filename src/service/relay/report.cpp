@@ -150,14 +150,6 @@ std::string TextOf(const json::value& value)
     return OneLine(value.as_string());
 }
 
-std::string Padded(std::string text, std::size_t columns)
-{
-    std::size_t shown = 0;
-    for (const char c : text) shown += (c & 0xc0) != 0x80;
-    text.append(shown < columns ? columns - shown : 1, ' ');
-    return text;
-}
-
 std::string ConnectionsText(const json::value& count)
 {
     const auto number = count.to_number<std::uint64_t>();
@@ -166,14 +158,14 @@ std::string ConnectionsText(const json::value& count)
 
 std::string AttendeeLine(const json::object& one)
 {
-    constexpr std::size_t handle = 34, state = 10, protocol = 10, address = 42;
+    constexpr std::size_t state = 10, protocol = 10, address = 42;
     char delay[32] = "-";
     if (!one.at("delay_ms").is_null())
         std::snprintf(delay, sizeof delay, "%.1f ms", Number(one.at("delay_ms")));
     const double unread = Number(one.at("unread_bytes"));
     const auto orDash = [](const std::string& text) { return text.empty() ? std::string("-") : text; };
-    return "    " + Padded(TextOf(one.at("handle")), handle) + Padded(TextOf(one.at("state")), state) +
-           Padded(orDash(TextOf(one.at("protocol"))), protocol) +
+    return "    " + Padded(TextOf(one.at("handle")), kHandleColumns) +
+           Padded(TextOf(one.at("state")), state) + Padded(orDash(TextOf(one.at("protocol"))), protocol) +
            Padded(orDash(TextOf(one.at("address"))), address) + delay +
            (one.at("relay").is_null() ? "" : ", at " + TextOf(one.at("relay"))) +
            (unread > 0 ? ", " + Bytes(unread) + " unread" : "") + "\n";
@@ -265,6 +257,14 @@ std::string BanLine(const json::object& ban)
 }
 
 }  // namespace
+
+std::string Padded(std::string text, std::size_t columns)
+{
+    std::size_t shown = 0;
+    for (const char c : text) shown += (c & 0xc0) != 0x80;
+    text.append(shown < columns ? columns - shown : 1, ' ');
+    return text;
+}
 
 const char* PressureWord(Pressure pressure)
 {

@@ -2,6 +2,7 @@
 // What an operator is told of the whole service. Values, and how they read as JSON.
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -34,6 +35,10 @@ const char* PressureWord(Pressure pressure);
 
 /// One line. Whatever a client wrote stands in it without anything unseen.
 std::string StatusJson(const ServiceFacts& facts);
+
+/// With blanks behind it, at least one, so that what follows begins in one column for all lines.
+std::string Padded(std::string text, std::size_t columns);
+inline constexpr std::size_t kHandleColumns = 34;  // the longest has 32 characters
 
 /// Lines for people, of what StatusJson made. Throws std::exception when it is something else.
 std::string StatusText(const std::string& json);

@@ -13,6 +13,7 @@
 #include "service/relay/door/sqlite_accounts.h"
 #include "service/relay/mail/mail_address.h"
 #include "service/relay/private_folder.h"
+#include "service/relay/report.h"
 #include "service/wire/door_file.h"
 #include "service/zephyld/commands.h"
 #include "service/zephyld/where_accounts_are.h"
@@ -96,8 +97,9 @@ void CheckAddress(const std::string& address)
 void List(const Accounts& accounts)
 {
     for (const Account& account : accounts.List())
-        std::cout << OneLine(account.handle) << "\t" << (account.permitted ? "permitted" : "forbidden")
-                  << "\t" << OneLine(account.address) << "\n";
+        std::cout << Padded(OneLine(account.handle), kHandleColumns)
+                  << (account.permitted ? "permitted" : "forbidden")
+                  << (account.address.empty() ? "" : "  " + OneLine(account.address)) << "\n";
 }
 
 void ListAsJson(const Accounts& accounts)
