@@ -71,11 +71,11 @@ Cost Idle(Protocol protocol)
     const Daemon daemon(kIdle);
     std::vector<std::unique_ptr<LinkedAttendee>> all;
     for (int i = 0; i < kIdle; ++i) all.push_back(LoggedIn(daemon, protocol, i));
-    const double service = daemon.ProcessorSeconds(), own = OwnSeconds();
+    const double service = ProcessorSecondsOf(daemon.Pid()), own = OwnSeconds();
     const Time begun = Clock::now();
     while (Since(begun) < kIdleSeconds * 1000) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     const double scale = 60'000 / kIdleSeconds / kIdle;
-    return {(daemon.ProcessorSeconds() - service) * scale, (OwnSeconds() - own) * scale};
+    return {(ProcessorSecondsOf(daemon.Pid()) - service) * scale, (OwnSeconds() - own) * scale};
 }
 
 }  // namespace
