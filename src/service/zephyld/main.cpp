@@ -205,7 +205,7 @@ int main(int argc, char** argv)
     try {
         zephyl::StartSodium();
         std::signal(SIGXFSZ, SIG_IGN);  // a limit of file sizes is met like a full volume
-        if (app.got_subcommand("serve")) return zephyl::Serve(serve);
+        if (app.got_subcommand("serve")) EndWith(zephyl::Serve(serve));
         if (app.got_subcommand("user")) return zephyl::ChangeUsers(user);
         if (app.got_subcommand("backup")) EndWith(zephyl::TakeBackup(backup));
         if (app.got_subcommand("restore")) EndWith(zephyl::PutBack(backup));
