@@ -140,6 +140,11 @@ TEST(Marks, TakingBackLeavesWhatTheOthersDrew)
         if (mark->author != u"bob"_s || DrawsOf(*mark) == Draws::Clear)
             ApplyMark(without, withoutHistory, mark);
     }
+    // What a broken record drew before its fault is no step, and undoing one takes it along: so not as the
+    // last.
+    const MarkPtr whole = Made(u"[[ZUM_WB_PEN]]3/1/1/50/50/255"_s, u"ann"_s);
+    ApplyMark(board, history, whole);
+    ApplyMark(without, withoutHistory, whole);
     const QString before = board.Checksum(), font = board.FontName();
     const int entries = history.Count();
     EXPECT_TRUE(ApplyMark(board, history, TakenBack(u"bob"_s, u"eve"_s)).remembered);
