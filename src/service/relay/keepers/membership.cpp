@@ -342,8 +342,9 @@ void Membership::Answered(const RelayId& relay, EngineResult result)
             const auto now = Clock::now();
             const std::lock_guard lock(mMutex);
             const auto at = mOthers.find(relay.name);
-            if (at == mOthers.end() || at->second.member.id != relay) return;
+            if (at == mOthers.end()) return;
             at->second.asking = false;
+            if (at->second.member.id != relay) return;
             at->second.left =
                 result == EngineResult::Missing && SilentFor(at->second, now) > mTimes.leftAfter;
             Look(now, gone);
