@@ -166,18 +166,3 @@ TEST(Board, TextHangsFromItsTopAndHasNoColouredFringes)
     EXPECT_FALSE(FontExists(u"No Such Font"_s));
     EXPECT_FALSE(FontExists(u""_s));
 }
-
-TEST(Board, DrawsAStrokeAlikeWholeOrPieceByPiece)
-{
-    for (const int width : {1, 2, 8, 32}) {
-        std::vector<Segment> stroke;
-        for (int i = 0; i < 60; ++i)
-            stroke.push_back(Line(float(100 + i * 7), float(200 + (i * 37) % 90), float(107 + i * 7),
-                                  float(200 + ((i + 1) * 37) % 90)));
-        stroke.push_back(Line(stroke.back().x2, stroke.back().y2, stroke.back().x2, stroke.back().y2));
-        Board whole, pieces;
-        whole.Draw(stroke, width);
-        for (const Segment& s : stroke) pieces.Draw({&s, 1}, width);
-        EXPECT_EQ(whole.Checksum(), pieces.Checksum()) << width;
-    }
-}

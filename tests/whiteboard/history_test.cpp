@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <stdexcept>
 
-#include "whiteboard/shapes.h"
-
-using namespace Qt::StringLiterals;
+#include "whiteboard/marks.h"
 
 namespace {
 
@@ -28,28 +25,11 @@ struct Model {
     void Redo() { index = std::min(int(boards.size()), index + 1); }
 };
 
-void Scribble(Board& board, std::mt19937& random)
-{
-    const auto upTo = [&](int most) { return float(std::uniform_int_distribution(0, most)(random)); };
-    const Segment s{upTo(2100), upTo(1600), upTo(2100), upTo(1600), quint32(random()) & 0xffffff};
-    switch (random() % 6) {
-        case 0: board.Clear(); break;
-        case 1: board.Draw(ShapeRecord{RecordKind::Box, 3, s.x1, s.y1, s.x2, s.y2, s.colour}); break;
-        case 2: board.Draw(ShapeRecord{RecordKind::Circle, 3, s.x1, s.y1, s.x2, s.y2, s.colour}); break;
-        case 3: board.Draw(TextRecord{s.x1, s.y1, {}, s.colour, u"some text"_s}); break;
-        case 4: board.Fill({int(s.x1), int(s.y1), 160, 120}, s.colour); break;
-        default: board.Draw({&s, 1}, 1 + int(random() % 40));
-    }
-}
-
 }  // namespace
 
 TEST(History, AgreesWithAListOfWholeBoards)
 {
-    const unsigned seed = std::random_device{}();
-    RecordProperty("seed", std::to_string(seed));
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
+    Seeded random;
     Board board;
     WBHistory history;
     Model model;
@@ -62,10 +42,10 @@ TEST(History, AgreesWithAListOfWholeBoards)
         switch (random() % 5) {
             case 0: history.StepBack(), model.Undo(); break;
             case 1: history.StepForward(), model.Redo(); break;
-            case 2: Scribble(board, random); [[fallthrough]];  // something live, never saved by itself
-            default: Scribble(board, random), save(); continue;
+            case 2: DrawMark(board, *AnyMark(random)); [[fallthrough]];  // live, never saved by itself
+            default: DrawMark(board, *AnyMark(random)), save(); continue;
         }
-        if (random() % 3 == 0) Scribble(board, random);  // undo and redo take live pictures away
+        if (random() % 3 == 0) DrawMark(board, *AnyMark(random));  // undo and redo take live pictures away
         history.Show(history.Index(), board);
         ASSERT_EQ(history.Index(), model.index);
         ASSERT_EQ(history.Count(), int(model.boards.size()));

@@ -184,9 +184,7 @@ TEST(FoundInk, IsThatOfTheMarksWhateverLivePicturesWiped)
                                u"CIRCLE]]3/80/80/200/200/0"_s,
                                u"UNDO]]"_s};
     Viewer kept;
-    Board board;
-    WBHistory history;
-    history.Save(&board, 0, 0, u"ann"_s, {});
+    auto [board, history] = Both();
     for (const QString& record : records) {
         const MarkPtr placed = std::make_shared<Mark>(
             Mark{{}, std::make_shared<Picture>(Picture{"jpeg", picture->pixels}), {90, 90}, u"ann"_s, {}});

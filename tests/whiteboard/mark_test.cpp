@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "service/wire/content.h"
+#include "support/plain_picture.h"
 #include "whiteboard/found_ink.h"
 #include "whiteboard/marks.h"
 #include "whiteboard/seen_board.h"
@@ -16,9 +17,7 @@ namespace {
 /// What a list says was drawn, drawn anew.
 QString Redrawn(const MarkList& list)
 {
-    Board board;
-    WBHistory history;
-    history.Save(&board, 0, 0, {}, {});
+    auto [board, history] = Both();
     if (list.Beneath())
         for (int tile = 0; tile < kTileCount; ++tile)
             board.PutTile(tile, (*list.Beneath())[std::size_t(tile)]->pixels.data());
@@ -29,25 +28,12 @@ QString Redrawn(const MarkList& list)
     return board.Checksum();
 }
 
-class GreenPicture final : public PictureReader {
-public:
-    PicturePtr Read(const QByteArray&, int, int) const override
-    {
-        return PictureMark(20, 0xff00ff00, {})->picture;
-    }
-};
-
 }  // namespace
 
 TEST(Marks, EachEntryKnowsWhatDrewIt)
 {
-    const unsigned seed = std::random_device{}();
-    RecordProperty("seed", std::to_string(seed));
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
-    Board board;
-    WBHistory history;
-    history.Save(&board, 0, 0, u"ann"_s, {});
+    Seeded random;
+    auto [board, history] = Both();
     for (int step = 0; step < 60; ++step) ApplyMark(board, history, AnyMark(random));
     for (int entry = 1; entry <= history.Count(); ++entry)
         EXPECT_EQ(Redrawn(history.At(entry).Marks), SumOf(history, entry)) << entry;
@@ -58,10 +44,7 @@ TEST(Marks, EachEntryKnowsWhatDrewIt)
 /// would leave it with less to undo than the others.
 TEST(Marks, WhatTheServiceCountsIsAStepOnEveryBoard)
 {
-    const unsigned seed = std::random_device{}();
-    RecordProperty("seed", std::to_string(seed));
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
+    Seeded random;
     const QString spoilt[] = {u""_s,     u"-"_s,     u"7"_s,     u"99999999"_s, u"-99999999.999999"_s,
                               u"1e30"_s, u"NaN"_s,   u"true"_s,  u"False"_s,    u".5"_s,
                               u"9999"_s, u"32768"_s, u"\u00A5"_s};
@@ -124,21 +107,15 @@ TEST(Marks, UndoClearAndDamageLeaveTheRightOnes)
 /// Whoever drew beneath, between and above: what is left is what the others alone would have drawn.
 TEST(Marks, TakingBackLeavesWhatTheOthersDrew)
 {
-    const unsigned seed = std::random_device{}();
-    RecordProperty("seed", std::to_string(seed));
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
-    Board board, without;
-    WBHistory history, withoutHistory;
-    history.Save(&board, 0, 0, {}, {});
-    withoutHistory.Save(&without, 0, 0, {}, {});
+    Seeded random;
+    auto [board, history] = Both();
+    Both without;
     for (int i = 0; i < 40; ++i) {
         MarkPtr mark = AnyMark(random);
         if (IsStep(*mark) || mark->record.contains(u"TEXT"_s))
             continue;  // a font may come from another's text
         ApplyMark(board, history, mark);
-        if (mark->author != u"bob"_s || DrawsOf(*mark) == Draws::Clear)
-            ApplyMark(without, withoutHistory, mark);
+        if (mark->author != u"bob"_s || DrawsOf(*mark) == Draws::Clear) without.Apply(mark);
     }
     // What a broken record drew before its fault is no step, and undoing one takes it along: so not as the
     // last.
@@ -148,7 +125,7 @@ TEST(Marks, TakingBackLeavesWhatTheOthersDrew)
     const QString before = board.Checksum(), font = board.FontName();
     const int entries = history.Count();
     EXPECT_TRUE(ApplyMark(board, history, TakenBack(u"bob"_s, u"eve"_s)).remembered);
-    EXPECT_EQ(board.Checksum(), without.Checksum());
+    EXPECT_EQ(board.Checksum(), without.board.Checksum());
     EXPECT_EQ(board.FontName(), font);
     EXPECT_EQ(SumOf(history, history.Index()), board.Checksum());
     EXPECT_EQ(history.At(history.Index()).UserHandle, u"eve"_s);
@@ -158,9 +135,9 @@ TEST(Marks, TakingBackLeavesWhatTheOthersDrew)
     ApplyMark(board, history, Made(u"[[ZUM_WB_UNDO]]"_s));
     EXPECT_EQ(board.Checksum(), before);
     ApplyMark(board, history, Made(u"[[ZUM_WB_REDO]]"_s));
-    EXPECT_EQ(board.Checksum(), without.Checksum());
+    EXPECT_EQ(board.Checksum(), without.board.Checksum());
     ApplyMark(board, history, TakenBack(u"nobody"_s));  // a step all the same: the service counts it as one
-    EXPECT_EQ(board.Checksum(), without.Checksum());
+    EXPECT_EQ(board.Checksum(), without.board.Checksum());
     EXPECT_EQ(history.At(history.Index()).UserHandle, u"ann"_s);
 }
 
@@ -178,7 +155,7 @@ TEST(Marks, PicturesKeepTheirBytesAndNotTheirPixels)
     ApplyMark(board, history, Made(u"[[ZUM_WB_PEN]]3/1/15/50/15/255"_s, u"bob"_s));
     EXPECT_THROW(ApplyMark(board, history, TakenBack(u"bob"_s)), std::runtime_error);
     EXPECT_EQ(board.Pixel(10, 15), 0xffff0000);  // nothing half done
-    const GreenPicture green;
+    const OnePicture green(PlainPicture(20, 20, 0xff00ff00));
     ApplyMark(board, history, TakenBack(u"bob"_s), {}, &green);
     EXPECT_EQ(board.Pixel(10, 15), 0xff00ff00);
     EXPECT_EQ(board.Pixel(40, 15), 0xffffffff);
@@ -187,9 +164,7 @@ TEST(Marks, PicturesKeepTheirBytesAndNotTheirPixels)
 /// Both ends of the bound, and that what is let go of at once is no call for each mark.
 TEST(Marks, AListIsBoundedAndTheOldestBecomeAPicture)
 {
-    Board board;
-    WBHistory history;
-    history.Save(&board, 0, 0, u"ann"_s, {});
+    auto [board, history] = Both();
     const auto dot = [](std::size_t i) {
         return Made(u"[[ZUM_WB_PEN]]1/%1/%2/%1/%2/%3"_s.arg(i % 2000).arg(i / 2000 * 7).arg(i));
     };

@@ -1,12 +1,23 @@
 #pragma once
 // Marks for tests; "/" in a record stands for the separator.
 
+#include <gtest/gtest.h>
+
 #include <random>
 
 #include "whiteboard/apply_mark.h"
 #include "whiteboard/tools/picture.h"
 
 using namespace Qt::StringLiterals;
+
+/// Another one each time; a failure names its seed.
+struct Seeded : std::mt19937 {
+    testing::ScopedTrace trace;
+    explicit Seeded(unsigned seed = std::random_device{}())
+        : std::mt19937(seed), trace(__FILE__, __LINE__, seed)
+    {
+    }
+};
 
 inline MarkPtr Made(QString record, const QString& author = u"ann"_s)
 {
@@ -54,6 +65,18 @@ inline MarkPtr AnyMark(std::mt19937& random)
         default: return Made(u"[[ZUM_WB_PEN]]%1/"_s.arg(1 + upTo(40)) + corners + u'/' + colour, author);
     }
 }
+
+/// A board and its history.
+struct Both {
+    Board board;
+    WBHistory history;
+    explicit Both(bool keepsInk = false)
+    {
+        if (keepsInk) board.KeepInk();
+        history.Save(&board, 0, 0, u"ann"_s, {});
+    }
+    void Apply(const MarkPtr& mark) { ApplyMark(board, history, mark); }
+};
 
 /// Of the ink alone.
 inline QString InkSum(const Board& board)

@@ -2,24 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "whiteboard/marks.h"
 #include "whiteboard/records.h"
 
 namespace {
-
-/// A board and its history.
-struct Both {
-    Board board;
-    WBHistory history;
-    explicit Both(bool keepsInk = false)
-    {
-        if (keepsInk) board.KeepInk();
-        history.Save(&board, 0, 0, u"ann"_s, {});
-    }
-    void Apply(const MarkPtr& mark) { ApplyMark(board, history, mark); }
-};
 
 /// Everything that a user can see of it, undo included.
 QStringList Everything(Both& both)
@@ -153,10 +139,7 @@ bool IsText(const MarkPtr& mark)
 
 TEST(SharedBoard, IsTheLogAndTheOwnWorkWhateverCrosses)
 {
-    const unsigned seed = std::random_device{}();
-    RecordProperty("seed", std::to_string(seed));
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
+    Seeded random;
     for (int round = 0; round < 4; ++round) {
         const bool steps = round % 2, ink = round / 2;
         Ann ann(ink);

@@ -144,6 +144,7 @@ TEST(ToolSettings, AreTakenCheckedAppliedAndStored)
     put(keys::kSelectedWidth, "3");
     put(keys::kFontSize, "1e9");
     put(keys::kFontBold, "-1");
+    put(keys::kFontItalic, "yes");  // no Boolean: the default
     ann.state.gWBBuffer.reset();
     LoadTools(ann.state);
     EXPECT_EQ(ann.tools.mDrawTool, DrawTool::Pen);
@@ -152,7 +153,7 @@ TEST(ToolSettings, AreTakenCheckedAppliedAndStored)
     EXPECT_EQ(CurrentColor(ann.tools), 0u);
     EXPECT_EQ(CurrentLineWidth(ann.tools), 8);
     EXPECT_EQ(ann.screen.look.points, 10);
-    EXPECT_TRUE(ann.screen.look.bold);
+    EXPECT_TRUE(ann.screen.look.bold && !ann.screen.look.italic);
     EXPECT_EQ(ann.Entries(), 1);
     EXPECT_FALSE(ann.tools.undoEnabled);
 

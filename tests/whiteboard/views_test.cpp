@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <QAccessible>
 #include <QBuffer>
 #include <QClipboard>
 #include <QDropEvent>
@@ -27,6 +28,7 @@
 #include "whiteboard/key_cursor.h"
 #include "whiteboard/marks.h"
 #include "whiteboard/own_work.h"
+#include "whiteboard/remote_apply.h"
 #include "whiteboard/shapes.h"
 #include "whiteboard/tool_commands.h"
 #include "whiteboard/toolbar_boxes.h"
@@ -321,8 +323,6 @@ TEST(BoardView, ScrollsWithinItsRangeAndNowhereElse)
     for (const int bad : {-1, 1301, 32767})
         EXPECT_THROW(w.draw.SetScroll(Bar::HScroll, bad), std::out_of_range);
     EXPECT_EQ(w.draw.x(), -120);
-    EXPECT_EQ(w.draw.HScroll->singleStep(), 205);
-    EXPECT_EQ(w.draw.VScroll->pageStep(), 512);
     EXPECT_TRUE(w.service->texts.empty());
 }
 
@@ -363,6 +363,14 @@ TEST(TextBox, GrowsSendsAndGivesTheFocusBack)
     EXPECT_TRUE(w.draw.hasFocus());
     EXPECT_EQ(box->toPlainText(), QString());
     EXPECT_EQ(isDefault, std::vector<bool>({false, true}));
+    for (const bool escape : {false, true}) {
+        QTest::mouseClick(&w.draw, Qt::LeftButton, {}, {50, 60});
+        QTest::keyClick(box, escape ? Qt::Key_Escape : Qt::Key_Enter);  // empty: an ordinary line break
+        EXPECT_EQ(box->toPlainText(), escape ? u""_s : u"\n"_s);
+        HandleWBMessage(w.state, u"bob"_s, u"[[ZUM_WB_UNDO]]"_s);  // hides the box, keeps what was typed
+        EXPECT_FALSE(box->isVisible());
+    }
+    EXPECT_EQ(w.service->texts.size(), 2u);
 }
 
 TEST(Toolbar, NeverShowsWhatAClickToggledByItself)
@@ -377,6 +385,9 @@ TEST(Toolbar, NeverShowsWhatAClickToggledByItself)
     w.Choose(ToolKey::App);  // no window chosen
     EXPECT_FALSE(pressed(ToolKey::App));
     w.Entry("mnuVideo")->trigger();
+    w.prompts.saveFile = w.folders.dir.filePath(u"board.bmp"_s);
+    w.Entry("mnuSaveFile")->trigger();  // no tool at all
+    EXPECT_TRUE(QFile::exists(w.prompts.saveFile));
     w.Entry("mnuErase")->trigger();
     EXPECT_FALSE(w.Entry("mnuVideo")->isChecked() || w.Entry("mnuDraw")->isChecked());
     EXPECT_TRUE(w.Entry("mnuErase")->isChecked());
@@ -426,6 +437,8 @@ TEST(Toolbar, WorksFromTheKeyboardWithNames)
         EXPECT_FALSE(item->accessibleName().isEmpty() && item->text().isEmpty());
     }
     EXPECT_EQ(tabStops, 1);
+    QAccessibleInterface* undo = QAccessible::queryAccessibleInterface(w.tool.Button(ToolKey::Undo));
+    EXPECT_TRUE(undo->actionInterface()->actionNames().isEmpty());  // nothing to undo
 }
 
 /// The board with its cursor for the keys.
@@ -764,6 +777,7 @@ TEST(Dropping, PlacesPicturesWhereTheyFallAndFetchesNothing)
         EXPECT_EQ(w.tool.Tools().mSelectedTool, ToolKey::Draw);
     }
     Window w;
+    EXPECT_TRUE(w.draw.acceptDrops());
     QMimeData words;
     words.setText(u"words"_s);
     QDragEnterEvent enter({50, 30}, Qt::CopyAction, &words, Qt::LeftButton, {});
@@ -771,14 +785,18 @@ TEST(Dropping, PlacesPicturesWhereTheyFallAndFetchesNothing)
     EXPECT_FALSE(enter.isAccepted());
 }
 
-/// What file managers put on the clipboard when a picture's file is copied.
-TEST(Pasting, TakesThePictureInACopiedFile)
+/// A picture, and what file managers put on the clipboard when a picture's file is copied.
+TEST(Pasting, TakesThePictureOrTheOneInACopiedFile)
 {
     QTemporaryDir folder;
     QImage picture(40, 30, QImage::Format_RGB32);
     picture.fill(Qt::blue);
     const QString file = folder.filePath(u"a b.png"_s);
     ASSERT_TRUE(picture.save(file));
+    auto* copied = new QMimeData;
+    copied->setImageData(picture.scaled(7, 5));
+    QGuiApplication::clipboard()->setMimeData(copied);
+    EXPECT_EQ(QtClipboard().Picture().size(), QSize(7, 5));
     const QByteArray url = QUrl::fromLocalFile(file).toEncoded();
     const struct {
         const char* format;
