@@ -1,38 +1,13 @@
 // Looking for services on the network where nobody answers: nothing happens, and nobody waits.
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 
 #include "platform/linux/avahi_neighbours.h"
+#include "platform/mute_bus.h"
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-/// A bus that lets in and never says a word.
-class MuteBus {
-public:
-    explicit MuteBus(const QString& path) : mFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_un name{};
-        name.sun_family = AF_UNIX;
-        path.toLocal8Bit().toStdString().copy(name.sun_path, sizeof name.sun_path - 1);
-        EXPECT_EQ(::bind(mFd, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
-        EXPECT_EQ(::listen(mFd, 4), 0);
-    }
-    ~MuteBus() { ::close(mFd); }
-    MuteBus(const MuteBus&) = delete;
-    MuteBus& operator=(const MuteBus&) = delete;
-
-private:
-    int mFd;
-};
-
-}  // namespace
 
 TEST(Neighbours, NobodyWaitsWhereThereIsNoAvahi)
 {

@@ -28,7 +28,6 @@ public:
 
     const QString& Display() const { return mScreen.Display(); }
     xcb_connection_t* Raw() { return mConnection; }
-    const stage::Folder& Files() const { return mFolder; }
 
 private:
     std::unique_ptr<stage::Child> Start(const QString& program, const QStringList& arguments);
