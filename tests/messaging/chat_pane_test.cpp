@@ -21,10 +21,9 @@ QColor ColourOf(const ChatBox& box, int number)
 
 struct Typed {
     MessageBox box{nullptr};
-    int enters = 0, limits = 0;
+    int limits = 0;
     Typed()
     {
-        box.onEnter = [this] { ++enters; };
         box.onLimit = [this] { ++limits; };
         box.show();
     }
@@ -148,20 +147,6 @@ TEST(ChatBox, ForgetsTheOldestLines)
     EXPECT_TRUE(box.Conversation().startsWith(u"bob: 500\r\n"_s));
     EXPECT_TRUE(box.Conversation().endsWith(u"bob: 10499"_s));
     EXPECT_EQ(ColourOf(box, 0), QColor(0, 0, 255));
-}
-
-TEST(MessageBox, SendsOnEnterAndNeverBreaksALine)
-{
-    Typed typed;
-    QTest::keyClicks(&typed.box, u"hi"_s);
-    QTest::keyClick(&typed.box, Qt::Key_Return);
-    QTest::keyClick(&typed.box, Qt::Key_Enter, Qt::KeypadModifier);
-    QTest::keyClick(&typed.box, Qt::Key_Return, Qt::ShiftModifier);
-    EXPECT_EQ(typed.enters, 3);
-    QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, true);
-    QCoreApplication::sendEvent(&typed.box, &repeated);  // a key held down after a send
-    EXPECT_EQ(typed.enters, 3);
-    EXPECT_EQ(typed.box.Text(), u"hi"_s);
 }
 
 TEST(MessageBox, TakesPlainTextOnly)

@@ -14,6 +14,7 @@
 #include "messaging/record_kinds.h"
 #include "service/link/link_messenger.h"
 #include "support/a_meeting.h"
+#include "support/files.h"
 #include "ui/frm_replay.h"
 #include "ui/meeting_desk.h"
 #include "whiteboard/board_screen.h"
@@ -48,11 +49,6 @@ struct ExportDesk : MeetingDesk {
         return prompts.boxes.join(u'\n');
     }
     QStringList Files() const { return QDir(folder.path()).entryList(QDir::Files, QDir::Name); }
-    QByteArray Start(const QString& name) const
-    {
-        QFile file(folder.filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.read(8) : QByteArray();
-    }
     /// The board that the file of the meeting gives, and the lines in it.
     QString Replayed(const QString& name, QStringList& lines) const
     {
@@ -78,7 +74,7 @@ TEST(Export, WritesWhatWasChosenAndSaysWhyNot)
     EXPECT_EQ(desk.Export("optHistory", Svg, u"c.svg"_s), u""_s);
     EXPECT_EQ(desk.Files(), (QStringList{u"a.pdf"_s, u"all.pdf"_s, u"b.png"_s, u"c-01.svg"_s, u"c-02.svg"_s,
                                          u"c-03.svg"_s}));
-    EXPECT_TRUE(desk.Start(u"a.pdf"_s).startsWith("%PDF"));
+    EXPECT_TRUE(ReadFile(desk.folder.filePath(u"a.pdf"_s)).startsWith("%PDF"));
     EXPECT_EQ(QImage(desk.folder.filePath(u"b.png"_s)).convertToFormat(QImage::Format_RGB32),
               desk.state.gMeetingForm->Board().Image().Image());
     EXPECT_TRUE(desk.Export("optHistory", Svg, u"c.svg"_s).contains(u"c-01.svg is there already"_s));

@@ -1,7 +1,6 @@
 #pragma once
 // The real meeting window on the offscreen platform, before the service in memory and a machine of fakes.
 
-#include <QPushButton>
 #include <QTest>
 
 #include "support/fake_camera.h"
@@ -61,6 +60,11 @@ struct MeetingDesk : Fixture {
         return sent;
     }
     void Type(const QString& text) { QTest::keyClicks(Panel().txtMessage, text); }
+    void Say(const QString& text)
+    {
+        Type(text);
+        QTest::keyClick(Panel().txtMessage, Qt::Key_Return);
+    }
     void Click(QWidget* at) { QTest::mouseClick(at, Qt::LeftButton); }
     void ClickUser(int row, Qt::KeyboardModifiers with = {})
     {
@@ -68,4 +72,9 @@ struct MeetingDesk : Fixture {
         QTest::mouseClick(list.viewport(), Qt::LeftButton, with,
                           list.visualItemRect(list.item(row)).center());
     }
+};
+
+/// As most tests begin.
+struct WholeDesk : MeetingDesk {
+    WholeDesk() { Whole(); }
 };

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QHeaderView>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QProxyStyle>
 #include <QPushButton>
@@ -84,13 +85,18 @@ TEST(Prompts, ALinkIsShownWholeAndNotOpenedByAKeyInPassing)
     EXPECT_TRUE(ask([](QMessageBox& box) { box.findChild<QPushButton*>(u"cmdOpen"_s)->click(); }));
 }
 
-TEST(Prompts, TheSaveDialogSaysSoAndShowsItsColumnsWhole)
+TEST(Prompts, FilesAreChosenByNameFromColumnsShownWhole)
 {
     Dialogs f;
     QTemporaryDir folder;
     const QDir before = QDir::current();
     QDir::setCurrent(folder.path());
     QFile(folder.filePath(u"meeting.bmp"_s)).open(QIODevice::WriteOnly);
+    const auto choose = [](const QString& file) {
+        auto* name = QApplication::activeModalWidget()->findChild<QLineEdit*>(u"fileNameEdit"_s);
+        QTest::keyClicks(name, file);
+        QTest::keyClick(name, Qt::Key_Return);
+    };
     QTimer::singleShot(0, &f.theGate, [&] {
         auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
         ASSERT_TRUE(dialog);
@@ -104,9 +110,13 @@ TEST(Prompts, TheSaveDialogSaysSoAndShowsItsColumnsWhole)
             wanted += list->columnWidth(column);
         }
         EXPECT_LE(wanted, list->viewport()->width());
-        dialog->reject();
+        choose(u"other"_s);  // gets its ending
     });
-    f.real.SaveFile(u"T"_s, u"Images"_s, {u"*.jpg"_s, u"*.bmp"_s}, u"jpg"_s);
+    EXPECT_EQ(f.real.SaveFile(u"T"_s, u"Images"_s, {u"*.jpg"_s, u"*.bmp"_s}, u"jpg"_s),
+              folder.filePath(u"other.jpg"_s));
+    QTimer::singleShot(0, &f.theGate, [&] { choose(u"meeting.bmp"_s); });
+    EXPECT_EQ(f.real.OpenFile(u"T"_s, u"Images"_s, {u"*.jpg"_s, u"*.bmp"_s}),
+              folder.filePath(u"meeting.bmp"_s));
     QDir::setCurrent(before.path());
 }
 

@@ -31,8 +31,7 @@ QString Shown(const QString& toolTip)
 
 TEST(Strangers, ArePlainTextInEveryPanelBoxAndList)
 {
-    MeetingDesk f;
-    f.Whole();
+    WholeDesk f;
     AttendeeList& list = *f.Panel().lstUsers;
     const auto* modified = f.Find<QLabel>("WBStatus");
     const auto* link = f.Find<QLabel>("Link");
