@@ -67,16 +67,6 @@ TEST_F(Voice, ACompanionThatComesIsToldOfEverybodyElse)
     EXPECT_TRUE(companion.journal[1].endsWith(u"|eve"_s));
 }
 
-TEST_F(Voice, ALongAddressGivesWayToTheHandle)
-{
-    companion.running = true;
-    const QString longest(251, u'h');
-    VoiceStopParticipant(state, longest, u"bob"_s);
-    VoiceAddParticipant(state, longest + u'h', u"bob"_s);
-    EXPECT_EQ(companion.journal,
-              QStringList({u"1228 "_s + longest + u"|bob"_s, u"1225 "_s + longest + u"|bob"_s}));
-}
-
 TEST(CompanionCare, StartsWhatHasEndedAndTellsWhatHasCome)
 {
     using namespace std::chrono_literals;

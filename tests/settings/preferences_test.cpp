@@ -58,6 +58,7 @@ TEST(PreferenceValues, SayWhatAStoredTextComesTo)
         {keys::kVoktalPort, "80 or so", "80", true},
         {keys::kMaximumLogSize, "1e3", "1000", false},
         {keys::kMaximumLogSize, "1000 bytes", "129072", true},  // the whole text counts here
+        {keys::kMaximumLogSize, "2147483647", "2147483647", false},
         {keys::kMaximumLogSize, "2147483648", "129072", true},
         {keys::kMinimumFrameRate, "fast", "0", true},
         {keys::kAppShareInterval, "-1", "0", true},
@@ -76,15 +77,6 @@ TEST(PreferenceValues, SayWhatAStoredTextComesTo)
         EXPECT_EQ(read.text, QLatin1String(row.text));
         EXPECT_EQ(read.strange, row.strange);
     }
-}
-
-TEST(PreferenceValues, AreWrittenInTheOneFormOfTheirKey)
-{
-    EXPECT_EQ(FlagText(RowOf(keys::kEncryptMessages), true), u"1"_s);
-    EXPECT_EQ(FlagText(RowOf(keys::kDisableVideo), false), u"0"_s);
-    EXPECT_EQ(FlagText(RowOf(keys::kFontBold), true), u"True"_s);
-    EXPECT_EQ(NumberText(RowOf(keys::kMaximumLogSize), 2147483647), u"2147483647"_s);
-    EXPECT_EQ(NumberText(RowOf(keys::kFontSize), 10.5), u"10.5"_s);
 }
 
 TEST(PreferenceValues, RefuseNamesThatAreNone)

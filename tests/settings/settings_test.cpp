@@ -109,27 +109,6 @@ TEST(Configurations, OfferTheDefaultOnceAndSelectTheCurrent)
     EXPECT_EQ(LoadMeetingCodeList(f.state).selected, 1);
 }
 
-TEST(Settings, AFlagHasOneReading)
-{
-    const struct {
-        const FlagKey& key;
-        const char* text;
-        bool on;
-    } rows[] = {
-        {keys::kAllowRemoteView, "1", true},   {keys::kAllowRemoteView, "", true},  // the default
-        {keys::kAllowRemoteView, "0", false},  {keys::kAllowRemoteView, "True", false},
-        {keys::kEncryptMessages, "01", false}, {keys::kUseHttp, " 1", false},
-        {keys::kDisableVideo, "0", false},     {keys::kDisableVideo, "False", true},
-        {keys::kUseLocalKey, "true", true},    {keys::kUseLocalKey, "-1", true},
-        {keys::kUseLocalKey, "0", false},      {keys::kFontBold, "yes", false},  // no Boolean: the default
-    };
-    for (const auto& row : rows) {
-        Fixture f;
-        SaveSetting(f.state, row.key, QLatin1String(row.text));
-        EXPECT_EQ(FlagSetting(f.state, row.key), row.on) << row.key.key << " = " << row.text;
-    }
-}
-
 TEST(Settings, ListsWhatIsInEffectAndWhatNobodyReads)
 {
     Fixture f;
