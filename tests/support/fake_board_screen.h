@@ -14,8 +14,7 @@ public:
     RubberBand band;
     BoardPoint pointer{};
     bool pointerVisible = false, textVisible = false;
-    BoardCursor cursor = BoardCursor::Default;
-    QString cursorIcon, typed;
+    QString typed;
     TextLook look;
     std::vector<std::pair<Bar, int>> scrolls;
 
@@ -23,14 +22,13 @@ public:
     void Refresh() override { ++refreshes; }
     void RefreshPicture(const Pixels&, QPoint) override { ++refreshes; }
     LivePictures live;
-    bool inkAbove = false;
     LivePictures& Live() override { return live; }
-    void LayInkAbove(bool above) override { inkAbove = above; }
+    void LayInkAbove(bool) override {}
     void ShowBand(const RubberBand& wanted) override { band = wanted; }
     QSize PointerSize() const override { return {32, 32}; }
     void MovePointer(BoardPoint topLeft) override { pointer = topLeft; }
     void ShowPointer(bool visible) override { pointerVisible = visible; }
-    void SetCursor(BoardCursor wanted, const QString& icon) override { cursor = wanted, cursorIcon = icon; }
+    void SetCursor(BoardCursor, const QString&) override {}
     QString TypedText() const override { return typed; }
     void ClearText() override { typed.clear(); }
     void HideText() override { textVisible = false; }
@@ -45,8 +43,7 @@ public:
 class FakeToolbarScreen final : public ToolbarScreen {
 public:
     WhiteboardTools tools;
-    int shown = 0;
     WhiteboardTools& Tools() override { return tools; }
-    void ShowTools() override { ++shown; }
+    void ShowTools() override {}
     void Refresh() override {}
 };

@@ -10,10 +10,8 @@ public:
     bool running = false;
     QStringList journal;  // "start hidden", "1225 text", ...
 
-    CompanionDoor door;
-
     bool Running() override { return running; }
-    void UseDoor(const CompanionDoor& one) override { door = one; }
+    void UseDoor(const CompanionDoor&) override {}
     void Start(CompanionShow show) override
     {
         journal +=

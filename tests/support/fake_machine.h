@@ -6,8 +6,6 @@
 #include <QStringList>
 #include <QTemporaryDir>
 #include <functional>
-#include <map>
-#include <set>
 
 #include "platform/clipboard.h"
 #include "platform/machine.h"
@@ -106,7 +104,7 @@ public:
     QStringList boxes;
     std::vector<Cause> criticalCauses;
     int beeps = 0;
-    bool trust = false, openLink = false;
+    bool trust = false;
     QStringList links;                   // asked about
     QString openFile, saveFile, folder;  // "": cancelled
     FontChoice font;
@@ -119,7 +117,7 @@ public:
     bool AskLink(const QString& address, const QString&) override
     {
         links += address;
-        return Open(openLink);
+        return Open(false);
     }
     QString OpenFile(const QString&, const QString&, const QStringList&) override { return Open(openFile); }
     QString SaveFile(const QString&, const QString&, const QStringList&, const QString&) override

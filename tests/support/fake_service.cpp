@@ -200,40 +200,10 @@ void FakeService::SetEvents(MessengerEvents* sink)
     }
 }
 
-void FakeService::Raise(std::function<void(MessengerEvents&)> event)
+void FakeService::Own(std::function<void(MessengerEvents&)> event)
 {
     if (mSink)
         event(*mSink);
     else
         mWaiting.push_back(std::move(event));
-}
-
-void FakeService::Say(const QString& from, const QString& message)
-{
-    Raise([=](MessengerEvents& sink) { sink.NewMessage(from, message); });
-}
-
-void FakeService::Status(const QString& handle, qint32 status)
-{
-    Raise([=](MessengerEvents& sink) { sink.StatusChanged(handle, status); });
-}
-
-void FakeService::Show(const QString& from, const PicturePtr& picture, int x, int y, qint32 type)
-{
-    Raise([=](MessengerEvents& sink) { sink.VideoFrame(from, picture, x, y, type); });
-}
-
-void FakeService::Accept(quint64 upTo)
-{
-    Raise([=](MessengerEvents& sink) { sink.LinesAccepted(upTo); });
-}
-
-void FakeService::Lose(quint64 line)
-{
-    Raise([=](MessengerEvents& sink) { sink.LineLost(line); });
-}
-
-void FakeService::Link(const LinkState& state)
-{
-    Raise([=](MessengerEvents& sink) { sink.LinkChanged(state); });
 }

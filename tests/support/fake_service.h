@@ -98,13 +98,31 @@ public:
     QStringList& journal;
 
     // --- events; they wait while nobody listens
-    void Say(const QString& from, const QString& message);
-    void Status(const QString& handle, qint32 status);
-    void Show(const QString& from, const PicturePtr& picture, int x, int y, qint32 type);
-    void Link(const LinkState& state);
-    void Accept(quint64 upTo);
-    void Lose(quint64 line);
-    void Own(std::function<void(MessengerEvents&)> event) { Raise(std::move(event)); }
+    void Say(const QString& from, const QString& message)
+    {
+        Own([=](MessengerEvents& sink) { sink.NewMessage(from, message); });
+    }
+    void Status(const QString& handle, qint32 status)
+    {
+        Own([=](MessengerEvents& sink) { sink.StatusChanged(handle, status); });
+    }
+    void Show(const QString& from, const PicturePtr& picture, int x, int y, qint32 type)
+    {
+        Own([=](MessengerEvents& sink) { sink.VideoFrame(from, picture, x, y, type); });
+    }
+    void Link(const LinkState& state)
+    {
+        Own([=](MessengerEvents& sink) { sink.LinkChanged(state); });
+    }
+    void Accept(quint64 upTo)
+    {
+        Own([=](MessengerEvents& sink) { sink.LinesAccepted(upTo); });
+    }
+    void Lose(quint64 line)
+    {
+        Own([=](MessengerEvents& sink) { sink.LineLost(line); });
+    }
+    void Own(std::function<void(MessengerEvents&)> event);
 
     bool HasMeetingPermission() override { return Answer("HasMeetingPermission", {}); }
     QString ServerKey() const override { return serverKey; }
@@ -168,7 +186,6 @@ public:
 private:
     bool Answer(const char* name, const QStringList& arguments);
     bool Enter(const char* name, const QStringList& arguments);
-    void Raise(std::function<void(MessengerEvents&)> event);
 
     bool mLoggedIn = false;
     QString mHandle, mRefusal;
