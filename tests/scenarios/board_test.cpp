@@ -1,5 +1,4 @@
 // Drawing with a real mouse: two boards stay the same, and what leaves is the exact record.
-#include <QImage>
 #include <csignal>
 
 #include "scenarios/meeting_fixture.h"
@@ -53,9 +52,6 @@ protected:
 TEST_F(Board, ToolsDrawTheSameEverywhere)
 {
     Choose(ann, "Draw");
-    ann.Click(ann.Board(40, 40));
-    ExpectSame(ann, bob, u"ann"_s, u"[[ZUM_WB_PEN]]1|¥|40|¥|40|¥|40|¥|40|¥|0|¥|40|¥|40|¥|40|¥|40|¥|0"_s);
-
     // A window that is busy meanwhile has every point of the stroke all the same.
     const auto to = [&](int x, int y) {
         const QPoint at = ann.Board(x, y);
@@ -80,21 +76,6 @@ TEST_F(Board, ToolsDrawTheSameEverywhere)
     Choose(bob, "Shape");
     bob.Drag({bob.Board(100, 200), bob.Board(140, 220), bob.Board(180, 260)});
     ExpectSame(bob, ann, u"bob"_s, u"[[ZUM_WB_BOX]]1|¥|100|¥|200|¥|180|¥|260|¥|0"_s);
-    Choose(ann, "Text");
-    ann.Click(ann.Board(320, 100));
-    ann.Type(u"two"_s);
-    ann.Key(u"shift+Return"_s);
-    ann.Type(u"lines"_s);
-    ann.Key(u"Return"_s);
-    ann.Wait("record", Is("from", u"ann"_s));
-    bob.Wait("record", Is("from", u"ann"_s));
-    const QString text = u"|¥|False|¥|False|¥|Arial|¥|10|¥|False|¥|False|¥|255|¥|"_s;
-    const QStringList first = eve.Event(Is("from", u"ann"_s))[u"text"_s].toString().split(u"|¥|"_s);
-    const QStringList second = eve.Event(Is("from", u"ann"_s))[u"text"_s].toString().split(u"|¥|"_s);
-    EXPECT_EQ(first.mid(0, 2).join(u' '), u"[[ZUM_WB_TEXT]]320 100"_s);
-    EXPECT_TRUE(first.join(u"|¥|"_s).endsWith(text + u"two"_s)) << first.join(u' ').toStdString();
-    EXPECT_GT(second.value(1).toInt(), 100);
-    EXPECT_EQ(second.value(9), u"lines"_s);
 }
 
 TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
@@ -102,13 +83,9 @@ TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
     Choose(ann, "Erase");
     ann.ClickControl(u"tool_Paste"_s);
     EXPECT_EQ(ann.Wait("box").value(u"text"_s).toString(), u"There is no image on the clipboard."_s);
-    ann.Wait("dialog", Is("name", u"box"_s));
-    ann.Key(u"Return"_s);
-    ann.Wait("dialog_closed", Is("name", u"box"_s));
+    Answer(ann, u"box"_s, u"Return"_s);
     ann.ClickControl(u"tool_File"_s);
-    ann.Wait("dialog", Is("name", u"openFile"_s));
-    ann.Key(u"Escape"_s);
-    ann.Wait("dialog_closed", Is("name", u"openFile"_s));
+    Answer(ann, u"openFile"_s, u"Escape"_s);
     // Still Erase: what the next stroke says.
     ann.Click(ann.Board(300, 300));
     ExpectSame(ann, bob, u"ann"_s,
@@ -130,85 +107,4 @@ TEST_F(Board, OwnDialogsKeepTheToolAndAnotherProgramTakesTheStoredOne)
         ann, bob, u"ann"_s,
         u"[[ZUM_WB_PEN]]1|¥|100|¥|100|¥|100|¥|100|¥|0|¥|100|¥|100|¥|150|¥|120|¥|0|¥|150|¥|120|¥|200|¥|140"
         u"|¥|0|¥|200|¥|140|¥|200|¥|140|¥|0"_s);
-}
-
-TEST_F(Board, SavesABitmap)
-{
-    Choose(ann, "Draw");
-    ann.Drag({ann.Board(10, 10), ann.Board(60, 40)});
-    ann.Wait("record", Is("from", u"ann"_s));
-    ann.Key(u"alt+t"_s);
-    for (const char* key : {"s", "s", "Return"})
-        ann.Key(QLatin1String(key));  // "Shape Tool" has the same letter
-    ann.Wait("dialog", Is("name", u"saveFile"_s));
-    ann.Key(u"ctrl+a"_s);
-    ann.Type(folder / "picture.jpg");
-    ann.Key(u"Return"_s);
-    ann.Wait("saved");
-    const QByteArray saved = ReadFile(folder / "picture.jpg");
-    EXPECT_TRUE(saved.startsWith("BM"));
-    EXPECT_GT(saved.size(), 2048 * 1536 * 3);
-}
-
-TEST_F(Board, PicturesOfFilesAndTheClipboardReachTheOthers)
-{
-    ann.Run(u"convert"_s, {u"-size"_s, u"60x40"_s, u"xc:red"_s, u"BMP3:"_s + folder / "red.BMP"});
-    const Match placed = [](const QJsonObject& line) { return line[u"type"_s] == 2; };
-    ann.ClickControl(u"tool_File"_s);
-    ann.Wait("dialog", Is("name", u"openFile"_s));
-    ann.Type(folder / "red.BMP");
-    ann.Key(u"Return"_s);
-    ann.Wait("tool", Is("key", u"File"_s));
-    const auto place = [&](int x, int y, int width) {
-        ann.Click(ann.Board(x, y));
-        const QJsonObject frame = bob.Wait("frame", placed);
-        EXPECT_EQ(frame[u"x"_s].toInt(), x);
-        EXPECT_EQ(frame[u"width"_s].toInt(), width);
-    };
-    place(100, 120, 60);
-    ann.Run(u"sh"_s,
-            {u"-c"_s, u"xclip -selection clipboard -t image/bmp -i "_s + folder / "red.BMP >/dev/null 2>&1"});
-    Choose(ann, "Paste");
-    place(200, 130, 60);
-
-    for (Desk* desk : {&ann, &bob})
-        for (const QJsonObject& line : desk->Lines()) EXPECT_NE(line[u"event"_s], u"box"_s);
-}
-
-TEST_F(Board, TakesWhatFileManagersAndBrowsersDrag)
-{
-    const auto made = [this](const char* name, QSize size) {
-        QImage picture(size, QImage::Format_Mono);
-        picture.fill(1);
-        EXPECT_TRUE(picture.save(folder / name));
-        return folder / name;
-    };
-    const QString usual = made("usual.png", {30, 20}), huge = made("huge.png", {4001, 4000});
-    const auto to = [](const QPoint& at) {
-        return QStringList{u"mousemove"_s, QString::number(at.x()), QString::number(at.y())};
-    };
-    const struct {
-        QString dragged;
-        int x;  // 0: refused with a word
-    } rows[] = {{u"file://"_s + usual, 100}, {u"picture:"_s + usual, 140}, {u"picture:"_s + huge, 0}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.dragged.toStdString());
-        auto source = ann.Start(Programs() + u"/drag_source"_s, {row.dragged});
-        const QList<QByteArray> place = source->ReadLine().split(' ');
-        ASSERT_EQ(place.size(), 3) << "ready X Y";
-        ann.Run(u"xdotool"_s, to({place[1].toInt(), place[2].toInt()}) + QStringList{u"mousedown"_s, u"1"_s});
-        EXPECT_EQ(source->ReadLine().trimmed(), "dragging");
-        // One move: a drop is where the last one that was answered went.
-        ann.Run(u"xdotool"_s, to(ann.Board(row.x + 40, 110)));
-        EXPECT_EQ(source->ReadLine().trimmed(), "accepted");
-        ann.Run(u"xdotool"_s, {u"mouseup"_s, u"1"_s});
-        EXPECT_EQ(source->ReadLine().trimmed(), "copy");
-        if (row.x == 0) {
-            ann.Wait("note", Is("text", u"That is no picture that the board can take."_s));
-            continue;
-        }
-        EXPECT_EQ(ann.Wait("record", Is("from", u"ann"_s)).value(u"tag"_s), u"PICTURE"_s);
-        const QJsonObject frame = bob.Wait("frame", Is("from", u"ann"_s));
-        EXPECT_EQ(QPoint(frame[u"x"_s].toInt(), frame[u"y"_s].toInt()), QPoint(row.x + 40, 110));
-    }
 }

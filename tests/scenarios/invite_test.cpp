@@ -49,7 +49,6 @@ public:
         mAddress = QString::fromLatin1(mBus->ReadLine());
         Come();
     }
-    const QString& Bus() const { return mAddress; }
     /// What starts a program that speaks to it.
     QStringList Launcher() const
     {
@@ -93,11 +92,6 @@ void ChooseInMeetingMenu(Desk& desk, const QString& mnemonic)
     desk.Key(mnemonic);
 }
 
-void Look(Desk& desk, const Folder& folder, const char* name)
-{
-    if (qEnvironmentVariableIsSet("QUORVIA_KEEP")) desk.Screenshot(folder / name);
-}
-
 }  // namespace
 
 TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
@@ -123,14 +117,11 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     ann.Wait("dialog_closed", Is("name", u"box"_s));
     ann.Wait("active", Is("name", u"frmMeeting"_s));  // it has the keys again
 
-    const auto begun = std::chrono::steady_clock::now();
     ChooseInMeetingMenu(ann, u"l"_s);
     ann.Wait("dialog", Is("name", u"frmLetIn"_s));
-    Look(ann, here, "1-asked.png");
     ann.ClickControl(u"cmdOpen"_s);
     ann.Wait("letting_in", Is("open", true));
     ann.Wait("controls", Is("name", u"frmLetIn"_s));
-    Look(ann, here, "2-open.png");
     ann.ClickControl(u"cmdCopy"_s);
     const QString invitation = ann.Wait("invitation")[u"text"_s].toString();
     EXPECT_EQ(Clipboard(ann), invitation);
@@ -142,7 +133,6 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     bob.ClickControl(u"cmbMeetingCode"_s);
     bob.Key(u"ctrl+v"_s);
     EXPECT_FALSE(bob.Wait("notice")[u"warns"_s].toBool());
-    Look(bob, here, "3-pasted.png");
     bob.ClickControl(u"txtHandle"_s);
     bob.Type(u"bob"_s);
     bob.ClickControl(u"txtPassword"_s);
@@ -150,15 +140,12 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     bob.Key(u"Return"_s);
     bob.Wait("window_whole");  // without a question about the key: the invitation names it
     ann.Wait("attendee", Is("handle", u"bob"_s));
-    const auto took = std::chrono::steady_clock::now() - begun;
-    std::cout << "met after " << std::chrono::duration<double>(took).count() << " s" << std::endl;
     for (const QJsonObject& line : bob.Lines()) EXPECT_NE(line[u"event"_s].toString(), u"trust"_s);
 
     bob.ClickControl(u"txtMessage"_s);
     bob.Type(u"Hello ann"_s);
     bob.Key(u"Return"_s);
     EXPECT_EQ(ann.Wait("line", Is("from", u"bob"_s))[u"text"_s].toString(), u"Hello ann"_s);
-    Look(ann, here, "4-met.png");
 
     // With the meeting everybody from outside is gone, and nobody listens any more.
     ann.ClickControl(u"tool_Exit"_s);
@@ -166,7 +153,6 @@ TEST(OneNetwork, TwoFreshUsersMeetByAnInvitationAndNobodyElsesService)
     bob.Wait("panel", [](const QJsonObject& line) {
         return line[u"panel"_s] == u"Link"_s && line[u"text"_s].toString().contains(u"not open to others"_s);
     });
-    Look(bob, here, "5-closed.png");
     const QStringList parts = invitation.split(u"zephyl://"_s).value(1).split(u'/').value(0).split(u':');
     const QString knock = u"exec 3<>/dev/tcp/%1/%2"_s.arg(parts.value(0), parts.value(1, u"7420"_s));
     EXPECT_NE(cable.In(1, {u"bash"_s, u"-c"_s, knock}), 0);
@@ -197,14 +183,12 @@ TEST(OneNetwork, OffersAServiceThatAnnouncesItself)
     bob.Wait("neighbours", Is("count", 1));
     bob.ClickControl(u"txtService"_s);
     for (const QString& key : {u"alt+Down"_s, u"Down"_s, u"Return"_s}) bob.Key(key);
-    Look(bob, there, "1-offered.png");
     bob.Login(u"bob"_s, u"bob's secret"_s, u"Picnic02"_s, false);
     const QJsonObject question = bob.Wait("trust");
     EXPECT_EQ(question[u"service"_s].toString(), Cable::Address(0) + u":7420"_s);
     EXPECT_EQ(question[u"fingerprint"_s].toString(), service.Fingerprint());
     EXPECT_EQ(question[u"announced"_s].toString(), service.Fingerprint());
     bob.Wait("dialog", Is("name", u"trust"_s));
-    Look(bob, there, "2-asked.png");
     bob.ClickControl(u"cmdTrust"_s);
     bob.Wait("window_whole");
 }

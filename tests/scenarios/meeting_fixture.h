@@ -36,7 +36,7 @@ inline const std::map<QString, QString> kPeople = {{u"ann"_s, u"ann's secret"_s}
 class Meeting : public testing::Test {
 protected:
     /// A desk that knows the service and has its key pinned, with the login dialog open. `data`: more
-    /// settings, of other sections as "Section\Key".
+    /// settings.
     std::unique_ptr<Desk> Sit(const QString& name, bool pinned = true,
                               const std::map<QString, QString>& data = {},
                               const std::map<QString, QString>& environment = {})
@@ -44,9 +44,7 @@ protected:
         auto desk = std::make_unique<Desk>(folder, name);
         if (pinned) desk->Setting(u"Zephyl\\Trusted Services"_s, service.Address(), service.Fingerprint());
         for (const auto& [key, text] : data)
-            desk->Setting(u"Zephyl\\Configs\\(System Default)\\"_s +
-                              (key.contains(u'\\') ? key.section(u'\\', 0, 0) : u"Data"_s),
-                          key.section(u'\\', -1), text);
+            desk->Setting(u"Zephyl\\Configs\\(System Default)\\Data"_s, key, text);
         for (const auto& [key, text] : environment) desk->Environment(key, text);
         desk->StartClient({u"--service"_s, service.Address()});
         desk->Wait("dialog", Is("name", u"frmLogin"_s));
@@ -71,6 +69,20 @@ protected:
     {
         desk.ClickControl(u"tool_"_s + QLatin1String(button));
         desk.Wait("tool", Is("key", QLatin1String(button)));
+    }
+    /// Waits for the dialog and ends it by this key.
+    void Answer(Desk& desk, const QString& dialog, const QString& key)
+    {
+        desk.Wait("dialog", Is("name", dialog));
+        desk.Key(key);
+        desk.Wait("dialog_closed", Is("name", dialog));
+    }
+    /// By the keyboard, to where it is asked about.
+    void OpenLastLink(Desk& desk)
+    {
+        desk.ClickControl(u"txtChat"_s);
+        for (const QString& key : {u"ctrl+End"_s, u"Left"_s, u"Return"_s}) desk.Key(key);
+        desk.Wait("dialog", Is("name", u"link"_s));
     }
     void Say(Desk& desk, const QString& text)
     {

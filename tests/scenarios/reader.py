@@ -42,7 +42,10 @@ class Reader:
         limit = GLib.timeout_add_seconds(LIMIT_SECONDS, lambda: late.append(True))
         try:
             while True:
-                result = found()
+                try:
+                    result = found()
+                except (GLib.GError, RuntimeError, LookupError):  # the tree has changed under us: its event comes
+                    result = None
                 if result:
                     return result
                 if late:
@@ -91,26 +94,18 @@ class Reader:
 
     def look(self, command):
         def found():
-            try:
-                node, one = self.find(command)
-                if not node:
-                    return None
-                states = one["states"]
-                if any(s not in states for s in command["state"]) or any(s in states for s in command["not"]):
-                    return None
-                return {"text": text_of(node)}
-            except (GLib.GError, RuntimeError, LookupError):  # the tree has changed under us: its event comes
+            node, one = self.find(command)
+            states = one["states"] if node else []
+            if not node or any(s not in states for s in command["state"]) or any(s in states for s in command["not"]):
                 return None
+            return {"text": text_of(node)}
 
         return self.wait(found, f"no such control: {command}")
 
     def act(self, command):
         def found():
-            try:
-                node, _ = self.find(command)
-                return node if node and command["action"] in actions_of(node) else None
-            except (GLib.GError, RuntimeError, LookupError):
-                return None
+            node, _ = self.find(command)
+            return node if node and command["action"] in actions_of(node) else None
 
         node = self.wait(found, f"nothing that does so: {command}")
         node.queryAction().doAction(actions_of(node).index(command["action"]))
