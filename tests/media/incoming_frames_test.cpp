@@ -35,7 +35,7 @@ struct IncomingFrames : testing::Test, MediaFixture {
 
 TEST_F(IncomingFrames, EachSenderAndKindWipesOnlyItsOwnLastRectangle)
 {
-    Show(u"ann"_s, PlainPicture(20, 20, kRed), 0, 0, 0);
+    Show(kPrefix + u"ann"_s, PlainPicture(20, 20, kRed), 0, 0, 0);  // the prefix counts for no kind
     Show(u"bob"_s, PlainPicture(20, 20, kRed), 100, 0, 0);
     Show(u"ann"_s, PlainPicture(20, 20, kRed), 200, 0, 1);  // ann's window is not ann's video
     Show(u"ann"_s, PlainPicture(10, 10, kGreen), 5, 5, 0);  // smaller, and moved inside its old place
@@ -53,16 +53,9 @@ TEST_F(IncomingFrames, EachSenderAndKindWipesOnlyItsOwnLastRectangle)
     Show(u"ann"_s, PlainPicture(20, 20, kRed), -30000, 32767, 0);  // wholly outside
     EXPECT_EQ(At(2047, 1535), kWhitePixel);
     EXPECT_EQ(state.gVideoRects.at(u"ann"_s), (CRect{-30000, -29980, 32767, 32787}));
+    EXPECT_EQ(state.gVideoRects.size(), 2u);
+    EXPECT_TRUE(meeting.panels.empty());  // a video frame changes no status
     EXPECT_GE(board.refreshes, 6);
-}
-
-TEST_F(IncomingFrames, PrefixCountsForNoKind)
-{
-    Show(kPrefix + u"ann"_s, PlainPicture(8, 8, kRed), 0, 0, 0);
-    Show(u"ann"_s, PlainPicture(8, 8, kRed), 50, 0, 0);
-    EXPECT_EQ(At(0, 0), kWhitePixel);
-    EXPECT_EQ(state.gVideoRects.size(), 1u);
-    EXPECT_TRUE(meeting.panels.empty());  // a video frame changes no status, prefix or not
 }
 
 TEST_F(IncomingFrames, WhiteboardPicturesStayAndEnterTheHistory)

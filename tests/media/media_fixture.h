@@ -22,15 +22,6 @@ struct MediaFixture : Fixture {
         state.ports.camera = &camera, state.ports.windows = &windows, state.ports.companion = &companion;
     }
 
-    void Set(const char* key, const char* value)
-    {
-        registry.Put(QStringLiteral("Zephyl\\Configs\\(System Default)\\Data"), QLatin1String(key),
-                     QLatin1String(value));
-    }
-    QString Stored(const char* key)
-    {
-        return registry.Text(QStringLiteral("Zephyl\\Configs\\(System Default)\\Data"), QLatin1String(key));
-    }
     static CameraFormat Yuv(int width, int height, quint32 compression = kI420)
     {
         return {width, height, compression, 12, width * height * 12 / 8};

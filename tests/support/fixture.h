@@ -49,6 +49,7 @@ private:
 };
 
 struct Fixture {
+    static inline const QString kData = QStringLiteral("Zephyl\\Configs\\(System Default)\\Data");
     QStringList journal;
     FakeClock clock;
     FakeWaits waits;
@@ -80,6 +81,12 @@ struct Fixture {
         ports.clipboard = &clipboard, ports.host = &host;
     }
 
+    /// In the configuration's own section.
+    void Set(const char* key, const char* value)
+    {
+        registry.Put(kData, QLatin1String(key), QLatin1String(value));
+    }
+    QString Stored(const char* key) { return registry.Text(kData, QLatin1String(key)); }
     /// Logged in as `handle`, in a meeting with `others`; the journal starts behind it.
     void InMeeting(const QString& handle, const QStringList& others)
     {

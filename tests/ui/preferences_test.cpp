@@ -23,8 +23,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kData = u"Zephyl\\Configs\\(System Default)\\Data"_s;
-
 struct Form {
     Fixture& f;
     frmPreferences form;
@@ -53,8 +51,8 @@ struct Form {
 TEST(FrmPreferences, OkWritesWhatWasChangedAndCancelNothing)
 {
     Fixture f;
-    f.registry.Put(kData, u"Voktal Port"_s, u"none"_s);
-    f.registry.Put(kData, u"Encrypt Messages"_s, u"yes"_s);
+    f.Set("Voktal Port", "none");
+    f.Set("Encrypt Messages", "yes");
     const QByteArray before = f.registry.Snapshot();
     const auto change = [](Form& form) {
         EXPECT_FALSE(form.Get("cmdApply")->isEnabled());
@@ -109,8 +107,8 @@ TEST(FrmPreferences, WhatCannotBeStoredIsShownAndNothingIsStored)
     f.registry.writeFailure.clear();
     form.Click("cmdApply");
     EXPECT_FALSE(form.Get("cmdApply")->isEnabled());
-    EXPECT_EQ(f.registry.Text(kData, u"Log File Location"_s), u"/logs"_s);
-    EXPECT_EQ(f.registry.Text(kData, u"Enable Logging"_s), u"1"_s);
+    EXPECT_EQ(f.Stored("Log File Location"), u"/logs"_s);
+    EXPECT_EQ(f.Stored("Enable Logging"), u"1"_s);
 }
 
 TEST(FrmPreferences, EveryPageIsReachedAndNamedForTheKeyboard)
