@@ -52,11 +52,7 @@ public:
     }
     void Hear(const QString& text) { Ask({{u"do"_s, u"heard"_s}, {u"text"_s, text}}); }
     /// What takes the focus and is called nothing.
-    QString Nameless()
-    {
-        const QJsonArray bad = Ask({{u"do"_s, u"nameless"_s}})[u"nameless"_s].toArray();
-        return bad.toVariantList().isEmpty() ? QString() : bad.toVariantList().first().toString();
-    }
+    QString Nameless() { return Ask({{u"do"_s, u"nameless"_s}})[u"nameless"_s].toArray().at(0).toString(); }
 
 private:
     /// The bus's registry would end at a display that is not there.

@@ -277,10 +277,8 @@ void MemoryEngine::Read(std::string subject, std::uint64_t from, std::size_t byt
         found.push_back({subject, at->first, at->second});
     }
     Post(Kind::Answer, [found = std::move(found), got = std::move(got)](bool away) {
-        if (away)
-            got(EngineResult::Away, {});
-        else
-            got(EngineResult::Ok, found);
+        if (away) return got(EngineResult::Away, {});
+        got(EngineResult::Ok, found);
     });
 }
 
@@ -291,10 +289,8 @@ void MemoryEngine::Last(std::string subject, Got got)
     EngineEntry last;
     if (!log.empty()) last = {std::move(subject), log.rbegin()->first, log.rbegin()->second};
     Post(Kind::Answer, [last = std::move(last), got = std::move(got)](bool away) {
-        if (away)
-            got(EngineResult::Away, {});
-        else
-            got(last.sequence > 0 ? EngineResult::Ok : EngineResult::Missing, last);
+        if (away) return got(EngineResult::Away, {});
+        got(last.sequence > 0 ? EngineResult::Ok : EngineResult::Missing, last);
     });
 }
 

@@ -7,14 +7,9 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-namespace {
-
-constexpr int kNoInk = -1;
-
-}  // namespace
-
 TEST(RemoteApply, EachRecordDrawsNotesAndRemembersAsItsKindDoes)
 {
+    constexpr int kNoInk = -1;
     const struct {
         const char* record;
         int inkX, inkY;

@@ -6,6 +6,7 @@
 #include <QBuffer>
 #include <QClipboard>
 #include <QDropEvent>
+#include <QFile>
 #include <QMenu>
 #include <QMimeData>
 #include <QPaintEvent>
