@@ -121,7 +121,7 @@ TEST(Marks, TakingBackLeavesWhatTheOthersDrew)
     // last.
     const MarkPtr whole = Made(u"[[ZUM_WB_PEN]]3/1/1/50/50/255"_s, u"ann"_s);
     ApplyMark(board, history, whole);
-    ApplyMark(without, withoutHistory, whole);
+    without.Apply(whole);
     const QString before = board.Checksum(), font = board.FontName();
     const int entries = history.Count();
     EXPECT_TRUE(ApplyMark(board, history, TakenBack(u"bob"_s, u"eve"_s)).remembered);
