@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <grp.h>
-#include <poll.h>
 #include <pwd.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -15,12 +14,11 @@
 #include <stdexcept>
 
 #include "files/careful_file.h"
+#include "support/server_output.h"
 
 namespace zephyl {
 namespace fs = std::filesystem;
 namespace {
-
-constexpr int kReadyMilliseconds = 60'000;
 
 /// Where the server's programs are; empty: nowhere.
 fs::path Programs()
@@ -168,26 +166,7 @@ void TestPostgres::StartAt(const std::vector<std::string>& settings)
     for (const std::string& each : settings) words.insert(words.end(), {"-c", each});
     mServer = Spawn(words, ends[1]);
     ::close(ends[1]);
-    WaitUntilReady(ends[0]);
-}
-
-// What it says goes on being read, so that it never waits for who reads.
-void TestPostgres::WaitUntilReady(int output)
-{
-    std::string said;
-    std::array<char, 4096> part{};
-    pollfd news{output, POLLIN, 0};
-    while (said.find("ready to accept connections") == std::string::npos) {
-        const ssize_t got =
-            ::poll(&news, 1, kReadyMilliseconds) == 1 ? ::read(output, part.data(), part.size()) : -1;
-        if (got <= 0) throw std::runtime_error("PostgreSQL does not start: " + said);
-        said.append(part.data(), static_cast<std::size_t>(got));
-    }
-    mReader = std::thread([output, part]() mutable {
-        while (::read(output, part.data(), part.size()) > 0) {
-        }
-        ::close(output);
-    });
+    mReader = ReaderOnceItHasSaid(ends[0], "ready to accept connections");
 }
 
 void TestPostgres::LetNobodyIn()

@@ -58,7 +58,6 @@ private:
     void RunAs(const std::vector<std::string>& words) const;
     pid_t Spawn(const std::vector<std::string>& words, int output) const;
     void StartAt(const std::vector<std::string>& settings);
-    void WaitUntilReady(int output);
     void GiveAway(const std::filesystem::path& file) const;
 
     TemporaryFolder mFolder;

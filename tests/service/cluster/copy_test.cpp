@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <future>
 #include <random>
 #include <thread>
 
@@ -51,26 +50,11 @@ std::unique_ptr<Engine> Connected(const NatsSite& site)
     return engine;
 }
 
-template <class... Results, class Call>
-std::tuple<Results...> Answered(Call call)
-{
-    std::promise<std::tuple<Results...>> done;
-    call([&done](Results... results) { done.set_value({std::move(results)...}); });
-    return done.get_future().get();
-}
-
-std::uint64_t PutValue(Engine& engine, const std::string& bucket, const std::string& bytes,
-                       std::uint64_t expected)
-{
-    return std::get<1>(Answered<EngineResult, std::uint64_t>(
-        [&](auto done) { engine.Put(bucket, "key", bytes, expected, done); }));
-}
-
 /// Entry and sequence of each that stands there.
 std::vector<std::pair<std::uint64_t, std::string>> EntriesOf(Engine& engine, const std::string& subject)
 {
     std::vector<std::pair<std::uint64_t, std::string>> all;
-    const auto [result, entries] = Answered<EngineResult, std::vector<EngineEntry>>(
+    const auto [result, entries] = Await<EngineResult, std::vector<EngineEntry>>(
         [&](auto got) { engine.Read(subject, 0, 64 << 20, got); });
     EXPECT_EQ(result, EngineResult::Ok);
     for (const EngineEntry& one : entries) all.emplace_back(one.sequence, one.bytes);
@@ -101,10 +85,9 @@ TEST(CopiesOfMeetings, GoOnWhereTheyWereInOtherServers)
             std::generate(bytes.begin(), bytes.end(), [random = std::mt19937(unsigned(i))]() mutable {
                 return static_cast<char>(random());
             });
-            last = std::get<1>(Answered<EngineResult, std::uint64_t>(
-                [&](auto done) { engine->Append(subject, bytes, last, done); }));
+            last = Append(*engine, subject, bytes, last).sequence;
         }
-        lease = PutValue(*engine, "codes", "lease", PutValue(*engine, "codes", "first", 0));
+        lease = Put(*engine, "codes", "lease", Put(*engine, "codes", "first", 0).sequence).sequence;
         entries = EntriesOf(*engine, subject);
         copies = CopyAll(first.Site());
     }
@@ -114,10 +97,10 @@ TEST(CopiesOfMeetings, GoOnWhereTheyWereInOtherServers)
     EXPECT_NE(Refusal(second.Site(), copies).find("have meetings"), std::string::npos);
     const auto engine = Connected(second.Site());
     EXPECT_EQ(EntriesOf(*engine, subject), entries);
-    EXPECT_GT(PutValue(*engine, "codes", "later", lease), lease) << "epochs go on";
+    EXPECT_GT(Put(*engine, "codes", "later", lease).sequence, lease) << "epochs go on";
     std::atomic<bool> ends{false};
     std::thread relay([&] {
-        for (std::uint64_t at = 0; !ends;) at = PutValue(*engine, "relays", "lives", at);
+        for (std::uint64_t at = 0; !ends;) at = Put(*engine, "relays", "lives", at).sequence;
     });
     EXPECT_NE(Refusal(second.Site(), copies).find("stop all of them"), std::string::npos);
     ends = true;
@@ -131,7 +114,7 @@ TEST(CopiesOfMeetings, MayBePutBackOnceMoreWhenThatWasInterrupted)
     std::vector<Copied> copies;
     {
         const auto engine = Connected(first.Site());
-        PutValue(*engine, "codes", "lease", 0);
+        Put(*engine, "codes", "lease", 0);
         copies = CopyAll(first.Site());
     }
     std::vector<Copied> half{copies.front()};
@@ -148,7 +131,7 @@ TEST(LogServers, AreSeenAsTheyAre)
     NatsSite site = nats.Site();
     site.logBytes = 100 << 20;
     const auto engine = Connected(site);
-    const auto [facts] = Answered<EngineFacts>([&](auto got) { engine->Look(got); });
+    const auto [facts] = Await<EngineFacts>([&](auto got) { engine->Look(got); });
     EXPECT_TRUE(facts.connected && facts.answered && facts.problem.empty());
     EXPECT_EQ(std::tuple(facts.servers, facts.limitBytes, facts.copies), std::tuple(3u, 100u << 20, 3u));
     NatsLook look(site.servers[0]);

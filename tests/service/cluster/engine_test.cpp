@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
-
 #include "service/cluster/pair.h"
 
 namespace zephyl {
@@ -11,31 +9,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Runs a call of one answer and waits for it.
-template <class... Answer, class Call>
-std::tuple<std::decay_t<Answer>...> Await(Call call)
-{
-    auto answer = std::make_shared<std::promise<std::tuple<std::decay_t<Answer>...>>>();
-    call([answer](Answer... values) { answer->set_value({values...}); });
-    return answer->get_future().get();
-}
-
-struct Stored {
-    EngineResult result;
-    std::uint64_t sequence;
-};
-Stored Append(Engine& engine, const std::string& subject, const std::string& bytes, std::uint64_t expected)
-{
-    const auto [result, sequence] =
-        Await<EngineResult, std::uint64_t>([&](auto done) { engine.Append(subject, bytes, expected, done); });
-    return {result, sequence};
-}
-Stored Put(Engine& engine, const std::string& key, const std::string& bytes, std::uint64_t expected)
-{
-    const auto [result, sequence] = Await<EngineResult, std::uint64_t>(
-        [&](auto done) { engine.Put("codes", key, bytes, expected, done); });
-    return {result, sequence};
-}
 std::vector<std::string> All(Engine& engine, const std::string& subject, std::uint64_t from = 0)
 {
     std::vector<std::string> all;
@@ -189,25 +162,26 @@ TEST_P(Engines, AValueIsOneWritersAndEverybodySeesIt)
             },
             [&] { heard.Take("all"); });
     };
-    const Stored first = Put(One(), "a", "1", 0);
+    const Stored first = Put(One(), "codes", "1", 0);
     ASSERT_EQ(first.result, EngineResult::Ok);
     const auto ears = watch(Other());
     heard.WaitFor("all");
-    EXPECT_EQ(Put(Other(), "a", "mine", 0).result, EngineResult::Other);
-    const Stored second = Put(Other(), "a", "2", first.sequence);
+    EXPECT_EQ(Put(Other(), "codes", "mine", 0).result, EngineResult::Other);
+    const Stored second = Put(Other(), "codes", "2", first.sequence);
     ASSERT_EQ(second.result, EngineResult::Ok);
-    heard.WaitFor("a=2");  // nobody is told of what is not there any more
+    heard.WaitFor("key=2");  // nobody is told of what is not there any more
     const auto [removed, mark] = Await<EngineResult, std::uint64_t>(
-        [&](auto done) { One().Remove("codes", "a", second.sequence, done); });
+        [&](auto done) { One().Remove("codes", "key", second.sequence, done); });
     EXPECT_EQ(removed, EngineResult::Ok);
-    heard.WaitFor("a gone");
+    heard.WaitFor("key gone");
     const auto [result, entry] =
-        Await<EngineResult, EngineEntry>([&](auto done) { Other().Get("codes", "a", done); });
+        Await<EngineResult, EngineEntry>([&](auto done) { Other().Get("codes", "key", done); });
     EXPECT_EQ(result, EngineResult::Missing);
     EXPECT_EQ(entry.sequence, mark);
-    EXPECT_EQ(Put(One(), "a", "3", 0).result, EngineResult::Other);
-    EXPECT_EQ(Put(One(), "a", "3", mark).result, EngineResult::Ok);
-    EXPECT_EQ(heard.WaitFor("a=3"), (std::vector<std::string>{"a=1", "all", "a=2", "a gone", "a=3"}));
+    EXPECT_EQ(Put(One(), "codes", "3", 0).result, EngineResult::Other);
+    EXPECT_EQ(Put(One(), "codes", "3", mark).result, EngineResult::Ok);
+    EXPECT_EQ(heard.WaitFor("key=3"),
+              (std::vector<std::string>{"key=1", "all", "key=2", "key gone", "key=3"}));
 }
 
 TEST(NatsEngine, LetsGoMoreThanOneReadFinds)

@@ -117,7 +117,7 @@ TEST_F(Looks, NobodyIsAskedInVainForAsLongAsThatLasts)
 namespace {
 
 /// To servers whose leader of the logs does not hear another one, as it says from a moment on.
-class Deaf final : public NatsConnection {
+class Deaf final : public ThroughNats {
 public:
     struct All {
         std::mutex mutex;
@@ -142,7 +142,7 @@ public:
         }
     };
     Deaf(All& all, const NatsServer& server, Take take, Ended ended)
-        : mAll(all), mWire(OpenNats(server, std::move(take), std::move(ended)))
+        : ThroughNats(server, std::move(take), std::move(ended)), mAll(all)
     {
     }
     static NatsLine::Open Open(All& all)
@@ -179,13 +179,9 @@ public:
         }
         mWire->Send(subject, answerTo, headers, bytes);
     }
-    void Listen(const std::string& subject) override { mWire->Listen(subject); }
-    void Ignore(const std::string& subject) override { mWire->Ignore(subject); }
-    std::size_t MostBytes() const override { return mWire->MostBytes(); }
 
 private:
     All& mAll;
-    const std::unique_ptr<NatsConnection> mWire;
 };
 
 TEST(NatsEngine, AsksALeaderOnceToHandOverToAnotherServerAndNotWhenOneIsAwayForAll)

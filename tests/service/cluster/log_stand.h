@@ -62,6 +62,7 @@ public:
         item->frames = std::string(bytes, letter);
         item->sequence = log->Next(channel);
         const std::uint64_t sequence = item->sequence;
+        given.push_back(Text(*item));
         log->Append({item}, [this, item] { delivered.push_back(Text(*item)); });
         return sequence;
     }
@@ -114,6 +115,7 @@ public:
     std::vector<NumbersEntry> numbers;
     std::optional<LogContents> contents;
     std::vector<std::string> items;      // that were replayed
+    std::vector<std::string> given;      // by Put
     std::vector<std::string> delivered;  // in that order
     std::string trouble;                 // "-": it takes nothing; "+": again
     bool lost = false;

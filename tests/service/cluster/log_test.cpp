@@ -46,12 +46,14 @@ TEST_P(Logs, GivesBackInOrderWhatItWasGiven)
 {
     Texts board, talk;
     std::uint64_t last = 0;
+    std::size_t kept = 0;
     for (int i = 0; i < 60; ++i) {
         const char letter = i % 7 == 3 ? 'P' : static_cast<char>('a' + i % 19);
         const std::size_t bytes = i == 40 ? 3 * kMiB + 7 : 50'000 + static_cast<std::size_t>(i);
         const std::uint64_t sequence = stand->Put(CHANNEL_BOARD, bytes, letter);
         EXPECT_GT(sequence, last);
         last = sequence;
+        if (letter != 'P') kept += bytes;
         board.push_back(letter + std::to_string(bytes));
         if (i % 10 != 0) continue;
         stand->Put(CHANNEL_TALK, 100 + static_cast<std::size_t>(i), 't');
@@ -67,6 +69,8 @@ TEST_P(Logs, GivesBackInOrderWhatItWasGiven)
         EXPECT_EQ(stand->Read(CHANNEL_BOARD, 0), board);
         EXPECT_EQ(stand->Read(CHANNEL_TALK, 0), talk);
         EXPECT_LE(Log().Bytes().memory, lasts ? kMiB : 8 * kMiB);
+        EXPECT_LE(*stand->room.memory, kMiB);
+        EXPECT_EQ(Log().BoardBytes(), kept);
         Reopen();
         EXPECT_GE(Log().State(CHANNEL_BOARD).end, last);
     }
@@ -199,35 +203,32 @@ TEST_P(EngineLogs, WhoeverOpenedItLastIsTheOneWhoWrites)
     other.Until([&] { return other.lost; });
 }
 
-TEST(MemoryEngineLog, WhatWasNotAnsweredStandsThereOnceAndInOrder)
-{
+struct MemoryEngineLog : testing::Test {
     InMemory pair;
     std::uint64_t epochs = 0;
-    LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
+    LogStand stand{[this](LogStand& s) { return LogInEngine(s, *pair.one, epochs); }};
+};
+
+TEST_F(MemoryEngineLog, WhatWasNotAnsweredStandsThereOnceAndInOrder)
+{
     stand.Open();
-    Texts all;
     for (int i = 0; i < 30; ++i) {
         if (i % 3 == 0) pair.One().LoseAnswers(1 + i % 2);
         if (i % 5 == 4) pair.One().Cut();
-        const std::size_t bytes = i == 17 ? 2'500'000 : 100 + static_cast<std::size_t>(i);
-        const char letter = i % 4 == 0 ? 'P' : 'a';
-        stand.Put(CHANNEL_BOARD, bytes, letter);
-        all.push_back(letter + std::to_string(bytes));
+        stand.Put(CHANNEL_BOARD, i == 17 ? 2'500'000 : 100 + static_cast<std::size_t>(i),
+                  i % 4 == 0 ? 'P' : 'a');
         if (i % 5 != 4) stand.Wait();
         pair.One().Mend();
     }
     stand.Wait();
-    EXPECT_EQ(stand.delivered, all);
-    EXPECT_EQ(stand.Read(CHANNEL_BOARD, 0), all);
+    EXPECT_EQ(stand.delivered, stand.given);
+    EXPECT_EQ(stand.Read(CHANNEL_BOARD, 0), stand.given);
     stand.Open();
-    EXPECT_EQ(stand.items, all);
+    EXPECT_EQ(stand.items, stand.given);
 }
 
-TEST(MemoryEngineLog, GoesOnFromWhatServersStillHaveThatLostSomethingStored)
+TEST_F(MemoryEngineLog, GoesOnFromWhatServersStillHaveThatLostSomethingStored)
 {
-    InMemory pair;
-    std::uint64_t epochs = 0;
-    LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
     stand.Open();
     for (const char letter : {'a', 'b'}) {
         stand.Put(CHANNEL_TALK, 10, letter);
@@ -244,11 +245,8 @@ TEST(MemoryEngineLog, GoesOnFromWhatServersStillHaveThatLostSomethingStored)
     EXPECT_EQ(stand.items, Texts{"a10"});
 }
 
-TEST(MemoryEngineLog, WhatItHasReadAndWhatPassesDoesNotStayThere)
+TEST_F(MemoryEngineLog, WhatItHasReadAndWhatPassesDoesNotStayThere)
 {
-    InMemory pair;
-    std::uint64_t epochs = 0;
-    LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
     stand.Open();
     for (int i = 0; i < 200; ++i) {
         stand.Put(CHANNEL_BOARD, 5000, 'P');
@@ -262,11 +260,8 @@ TEST(MemoryEngineLog, WhatItHasReadAndWhatPassesDoesNotStayThere)
     EXPECT_LE(pair.cluster.Entries(subject), 20u);
 }
 
-TEST(MemoryEngineLog, OneThatCannotBeOpenedSaysSo)
+TEST_F(MemoryEngineLog, OneThatCannotBeOpenedSaysSo)
 {
-    InMemory pair;
-    std::uint64_t epochs = 0;
-    LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
     pair.One().Cut();
     EXPECT_FALSE(stand.TryOpen());
     pair.One().Mend();
@@ -283,15 +278,13 @@ TEST(NatsLog, WaitsWhileTheStreamIsFullAndGoesOn)
     std::uint64_t epochs = 0;
     LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
     stand.Open();
-    Texts all;
-    for (int i = 0; stand.trouble.empty(); ++i) {
-        const std::uint64_t end = stand.Put(CHANNEL_TALK, 100'000 + static_cast<std::size_t>(i), 't');
-        all.push_back("t" + std::to_string(100'000 + i));
+    for (std::size_t i = 0; stand.trouble.empty(); ++i) {
+        const std::uint64_t end = stand.Put(CHANNEL_TALK, 100'000 + i, 't');
         stand.Until([&] { return !stand.trouble.empty() || stand.safe.talk == end; });
     }
     EXPECT_EQ(stand.trouble, "-");
     EXPECT_TRUE(stand.log->Bytes().refused);
-    EXPECT_EQ(stand.delivered.size() + 1, all.size());
+    EXPECT_EQ(stand.delivered.size() + 1, stand.given.size());
     bool room = false;
     pair.one->Purge(std::string(kEngineLogs) + "m1.talk", 20,
                     [&](EngineResult) { boost::asio::post(stand.io, [&] { room = true; }); });
@@ -299,7 +292,7 @@ TEST(NatsLog, WaitsWhileTheStreamIsFullAndGoesOn)
     stand.log->Trim(CHANNEL_BOARD, 0, 0);  // as a second later
     stand.Until([&] { return stand.trouble == "-+"; });
     stand.Wait();
-    EXPECT_EQ(stand.delivered, all);
+    EXPECT_EQ(stand.delivered, stand.given);
 }
 
 TEST(NatsLog, GoesOnWhenItsServerWasKilledOrStoodStill)
@@ -309,12 +302,7 @@ TEST(NatsLog, GoesOnWhenItsServerWasKilledOrStoodStill)
     std::uint64_t epochs = 0;
     LogStand stand([&](LogStand& s) { return LogInEngine(s, *pair.one, epochs); });
     stand.Open();
-    Texts all;
-    const auto put = [&] {
-        const std::size_t bytes = 100 + all.size();
-        stand.Put(CHANNEL_TALK, bytes, 't');
-        all.push_back("t" + std::to_string(bytes));
-    };
+    const auto put = [&] { stand.Put(CHANNEL_TALK, 100 + stand.given.size(), 't'); };
     for (int round = 0; round < 4; ++round) {
         for (int i = 0; i < 50; ++i) put();
         if (round % 2 == 0)
@@ -329,10 +317,10 @@ TEST(NatsLog, GoesOnWhenItsServerWasKilledOrStoodStill)
             pair.nats.Thaw();
         stand.Wait();
     }
-    EXPECT_EQ(stand.delivered, all);
-    EXPECT_EQ(stand.Read(CHANNEL_TALK, 0), all);
+    EXPECT_EQ(stand.delivered, stand.given);
+    EXPECT_EQ(stand.Read(CHANNEL_TALK, 0), stand.given);
     stand.Open();
-    EXPECT_EQ(stand.items, all);
+    EXPECT_EQ(stand.items, stand.given);
 }
 
 // As keepers of one meeting take turns: what one was told of stands there for the next, once and in order; of
@@ -352,19 +340,15 @@ TEST(NatsLog, LosesNothingWhileServersDieAndItsKeeperChanges)
         stand.lost = false;
     };
     open(one);
+    constexpr std::size_t kLate = 10;
     std::size_t bytes = 100;
     Texts told;  // in order
     for (unsigned round = 0; round < rounds; ++round) {
         LogStand& keeper = round % 2 == 0 ? one : other;
         LogStand& next = round % 2 == 0 ? other : one;
-        const auto put = [&](int count) {
-            Texts all;
-            for (int i = 0; i < count; ++i) {
-                const char letter = i % 5 == 2 ? 'P' : 'a';
-                keeper.Put(CHANNEL_BOARD, ++bytes, letter);
-                all.push_back(letter + std::to_string(bytes));
-            }
-            return all;
+        const auto put = [&](std::size_t count) {
+            for (std::size_t i = 0; i < count; ++i)
+                keeper.Put(CHANNEL_BOARD, ++bytes, i % 5 == 2 ? 'P' : 'a');
         };
         const std::size_t victim = round % pair.nats.Count();
         put(20);
@@ -375,14 +359,14 @@ TEST(NatsLog, LosesNothingWhileServersDieAndItsKeeperChanges)
         told.insert(told.end(), keeper.delivered.begin(), keeper.delivered.end());
         ASSERT_EQ(keeper.delivered.size(), 40u) << "round " << round;
         keeper.delivered.clear();
-        const Texts late = put(10);  // nobody waits for these
+        put(kLate);  // nobody waits for these
         pair.nats.Start(victim);
         open(next);
-        keeper.Until([&] { return keeper.lost || keeper.delivered.size() == late.size(); });
+        keeper.Until([&] { return keeper.lost || keeper.delivered.size() == kLate; });
         told.insert(told.end(), keeper.delivered.begin(), keeper.delivered.end());
         ASSERT_GE(next.items.size(), told.size()) << "round " << round;
         ASSERT_TRUE(std::equal(told.begin(), told.end(), next.items.begin())) << "round " << round;
-        ASSERT_LE(next.items.size(), told.size() + late.size() - keeper.delivered.size());
+        ASSERT_LE(next.items.size(), told.size() + kLate - keeper.delivered.size());
         told = next.items;
     }
 }
@@ -399,17 +383,14 @@ TEST(NatsLog, WaitsWithoutAQuorumAndSaysSo)
             if (i != alone) pair.nats.Freeze(i);
         stand.delivered.clear();
         stand.trouble.clear();
-        Texts all;
-        for (std::size_t i = 0; i < 20; ++i) {
-            stand.Put(CHANNEL_TALK, 100 + i, 't');
-            all.push_back("t" + std::to_string(100 + i));
-        }
+        stand.given.clear();
+        for (std::size_t i = 0; i < 20; ++i) stand.Put(CHANNEL_TALK, 100 + i, 't');
         stand.Until([&] { return stand.trouble == "-"; });  // while it tries again and again
-        EXPECT_LT(stand.delivered.size(), all.size());
+        EXPECT_LT(stand.delivered.size(), stand.given.size());
         for (std::size_t i = 0; i < 3; ++i)
             if (i != alone) pair.nats.Thaw(i);
         stand.Wait();
-        EXPECT_EQ(stand.delivered, all);
+        EXPECT_EQ(stand.delivered, stand.given);
     }
     const Texts left = stand.Read(CHANNEL_TALK, 0);
     while (!stand.TryOpen()) {  // until they agree again on who leads

@@ -13,6 +13,33 @@
 
 namespace zephyl {
 
+/// Runs a call of one answer and waits for it.
+template <class... Answer, class Call>
+std::tuple<std::decay_t<Answer>...> Await(Call call)
+{
+    auto answer = std::make_shared<std::promise<std::tuple<std::decay_t<Answer>...>>>();
+    call([answer](Answer... values) { answer->set_value({values...}); });
+    return answer->get_future().get();
+}
+
+struct Stored {
+    EngineResult result;
+    std::uint64_t sequence;
+};
+inline Stored Append(Engine& engine, const std::string& subject, const std::string& bytes,
+                     std::uint64_t expected)
+{
+    const auto [result, sequence] =
+        Await<EngineResult, std::uint64_t>([&](auto done) { engine.Append(subject, bytes, expected, done); });
+    return {result, sequence};
+}
+inline Stored Put(Engine& engine, const std::string& bucket, const std::string& bytes, std::uint64_t expected)
+{
+    const auto [result, sequence] = Await<EngineResult, std::uint64_t>(
+        [&](auto done) { engine.Put(bucket, "key", bytes, expected, done); });
+    return {result, sequence};
+}
+
 inline void WaitFor(Engine& engine, bool connected)
 {
     std::promise<void> done;
@@ -27,9 +54,7 @@ inline void WaitFor(Engine& engine, bool connected)
 inline void WaitForCopies(Engine& engine)
 {
     for (bool inStep = false; !inStep;) {
-        std::promise<EngineFacts> told;
-        engine.Look([&](EngineFacts facts) { told.set_value(std::move(facts)); });
-        const EngineFacts facts = told.get_future().get();
+        const auto [facts] = Await<EngineFacts>([&](auto done) { engine.Look(done); });
         inStep = facts.answered && facts.copiesBehind == 0;
     }
 }
@@ -37,6 +62,10 @@ inline void WaitForCopies(Engine& engine)
 struct Pair {
     virtual ~Pair() = default;
     std::unique_ptr<Engine> one, other;
+
+protected:
+    /// Before what they are connected to.
+    void End() { one.reset(), other.reset(); }
 };
 
 struct InMemory final : Pair {
@@ -45,24 +74,34 @@ struct InMemory final : Pair {
         one = std::make_unique<MemoryEngine>(cluster);
         other = std::make_unique<MemoryEngine>(cluster);
     }
-    ~InMemory() override
-    {
-        one.reset();
-        other.reset();
-    }
+    ~InMemory() override { End(); }
     MemoryEngine& One() { return static_cast<MemoryEngine&>(*one); }
     MemoryCluster cluster;
 };
 
+/// What passes all on to a server; what a test makes of it overrides Send.
+class ThroughNats : public NatsConnection {
+public:
+    ThroughNats(const NatsServer& server, Take take, Ended ended)
+        : mWire(OpenNats(server, std::move(take), std::move(ended)))
+    {
+    }
+    void Listen(const std::string& subject) override { mWire->Listen(subject); }
+    void Ignore(const std::string& subject) override { mWire->Ignore(subject); }
+    std::size_t MostBytes() const override { return mWire->MostBytes(); }
+
+protected:
+    const std::unique_ptr<NatsConnection> mWire;
+};
+
 /// To servers that have leaders of each stream but none of them all: nobody makes consumers, and some say so
 /// before the one answers that can.
-class Leaderless final : public NatsConnection {
+class Leaderless final : public ThroughNats {
 public:
+    using ThroughNats::ThroughNats;
     static std::unique_ptr<NatsConnection> Open(const NatsServer& server, Take take, Ended ended)
     {
-        auto connection = std::make_unique<Leaderless>();
-        connection->mWire = OpenNats(server, std::move(take), std::move(ended));
-        return connection;
+        return std::make_unique<Leaderless>(server, std::move(take), std::move(ended));
     }
     void Send(const std::string& subject, const std::string& answerTo, const NatsHeaders& headers,
               std::string_view bytes) override
@@ -72,12 +111,6 @@ public:
             mWire->Send(answerTo, {}, {}, R"({"error":{"code":503,"err_code":10008}})");
         if (!makes) mWire->Send(subject, answerTo, headers, bytes);
     }
-    void Listen(const std::string& subject) override { mWire->Listen(subject); }
-    void Ignore(const std::string& subject) override { mWire->Ignore(subject); }
-    std::size_t MostBytes() const override { return mWire->MostBytes(); }
-
-private:
-    std::unique_ptr<NatsConnection> mWire;
 };
 
 struct InNats final : Pair {
@@ -91,11 +124,7 @@ struct InNats final : Pair {
             WaitFor(**engine, true);
         }
     }
-    ~InNats() override
-    {
-        one.reset();
-        other.reset();
-    }
+    ~InNats() override { End(); }
     TestNats nats;
 };
 

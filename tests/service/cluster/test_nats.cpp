@@ -1,7 +1,6 @@
 #include "service/cluster/test_nats.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -11,11 +10,12 @@
 #include <fstream>
 #include <sstream>
 
+#include "support/server_output.h"
+
 namespace zephyl {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr int kReadyMilliseconds = 60'000;
 constexpr char kProgram[] = "/usr/sbin/nats-server";
 
 }  // namespace
@@ -80,26 +80,7 @@ void TestNats::Start(std::size_t server)
         ::_exit(127);
     }
     ::close(ends[1]);
-    WaitUntilReady(one, ends[0]);
-}
-
-// What it says goes on being read, so that it never waits for who reads.
-void TestNats::WaitUntilReady(Server& server, int output) const
-{
-    std::string said;
-    std::array<char, 4096> part{};
-    pollfd news{output, POLLIN, 0};
-    while (said.find("Server is ready") == std::string::npos) {
-        const ssize_t got =
-            ::poll(&news, 1, kReadyMilliseconds) == 1 ? ::read(output, part.data(), part.size()) : -1;
-        if (got <= 0) throw std::runtime_error("the NATS server does not start: " + said);
-        said.append(part.data(), static_cast<std::size_t>(got));
-    }
-    server.reader = std::thread([output, part]() mutable {
-        while (::read(output, part.data(), part.size()) > 0) {
-        }
-        ::close(output);
-    });
+    one.reader = ReaderOnceItHasSaid(ends[0], "Server is ready");
 }
 
 void TestNats::Kill(std::size_t server)

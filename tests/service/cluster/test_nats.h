@@ -49,7 +49,6 @@ private:
         std::thread reader;
     };
     std::string ConfigOf(std::size_t server) const;
-    void WaitUntilReady(Server& server, int output) const;
 
     TemporaryFolder mFolder;
     const Tls mTls;
