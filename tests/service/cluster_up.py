@@ -1,7 +1,9 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """A whole cluster on this machine, brought up, looked at, hurt, brought up again, and ended.
 usage: cluster_up.py SOURCE BIN       BIN: the folder with zephyld and zephyl"""
 import glob, json, os, pwd, re, shutil, signal, subprocess, sys, tempfile
+
+from person import Person
 
 SOURCE, BIN = sys.argv[1:3]
 if not (shutil.which("nats-server") and glob.glob("/usr/lib/postgresql/*/bin/postgres")):
@@ -34,6 +36,10 @@ def pids():
         except FileNotFoundError:
             pass
     return found
+
+
+def ann_at(address, key):
+    return Person(f"{BIN}/zephyl", address, key, "ann", "quite secret", WORK.name)
 
 
 def zephyld(*words):
@@ -71,7 +77,7 @@ def main():
     assert "MiB of 600 MiB" in said, said
 
     # Whoever is at a relay that is killed goes on at another.
-    ann = Person("ann", addresses[0], key)
+    ann = ann_at(addresses[0], key)
     ann.ask(do="create", code="Drill01")
     os.kill(first["relay-1"], signal.SIGKILL)
     os.kill(first["nats-2"], signal.SIGKILL)
@@ -121,35 +127,6 @@ def draw_alike():
                 script("down", folder)
 
 
-class Person:
-    """Logged in; a script takes part."""
-
-    def __init__(self, handle, address, key):
-        self.runs = subprocess.Popen([f"{BIN}/zephyl", "run", "--service", address, "--trust", key],
-                                     stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        self.ask(do="login", handle=handle, password="quite secret")
-
-    def tell(self, **what):
-        self.runs.stdin.write(json.dumps(what) + "\n")
-        self.runs.stdin.flush()
-
-    def hear(self, wanted):
-        for line in self.runs.stdout:
-            one = json.loads(line)
-            if wanted(one):
-                return one
-        raise AssertionError("the client has ended")
-
-    def ask(self, do, **what):
-        self.tell(do=do, **what)
-        answer = self.hear(lambda one: one.get("reply") == do)
-        assert answer["ok"], answer
-
-    def quit(self):
-        self.tell(do="quit")
-        assert self.runs.wait(timeout=30) == 0
-
-
 def of_the_service(config):
     """As a package has it: folder and passwords are a service user's, and the superuser is who asks."""
     if os.geteuid() != 0:
@@ -179,7 +156,7 @@ def lose_the_disks(addresses, key, ann):
     assert "the meetings of all relays" in zephyld("backup", "--data", f"{DIR}/relay-2/data", backup)
     assert "a relay is connected" in restore().stderr
     assert zephyld("user", "list", "--config", config).startswith("ann")
-    ann.quit()
+    ann.end()
     script("down", DIR)
     for i in 1, 2, 3:
         shutil.rmtree(f"{DIR}/nats-{i}/data")
@@ -194,9 +171,9 @@ def lose_the_disks(addresses, key, ann):
             server.terminate()
             server.wait()
     script("up", DIR)
-    ann = Person("ann", addresses[2], key)
+    ann = ann_at(addresses[2], key)
     ann.ask(do="join", code="Drill01")
-    ann.quit()
+    ann.end()
 
 
 def alive(pid):

@@ -1,8 +1,10 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """An operator's day with the programs themselves: started by a service manager, looked at, told, backed up.
 usage: operator_day.py BIN       the folder with zephyld and zephyl"""
 import contextlib, json, os, queue, re, resource, signal, socket, subprocess, sys, tarfile, tempfile, threading
 import urllib.request
+
+from person import Person
 
 BIN = sys.argv[1]
 WORK = tempfile.TemporaryDirectory(prefix="operator-")
@@ -80,26 +82,10 @@ class Manager:
         assert self.process.wait(30) == 0
 
 
-class Person:
-    def __init__(self, service, handle, *, create=False, code="standup"):
-        self.process = subprocess.Popen(
-            [f"{BIN}/zephyl", "run", "--service", f"127.0.0.1:{service.port}", "--trust", service.key],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, env={**os.environ, "HOME": WORK.name})
-        self.tell({"do": "login", "handle": handle, "password": SECRET})
-        self.tell({"do": "create" if create else "join", "code": code})
-
-    def tell(self, asks):
-        self.process.stdin.write(json.dumps(asks) + "\n")
-        self.process.stdin.flush()
-        for line in self.process.stdout:
-            said = json.loads(line)
-            if "event" not in said:
-                return said
-        raise AssertionError("it has ended")
-
-    def end(self):
-        self.process.stdin.close()
-        self.process.wait(30)
+def joined(service, handle, do="join"):
+    person = Person(f"{BIN}/zephyl", f"127.0.0.1:{service.port}", service.key, handle, SECRET, WORK.name)
+    person.ask(do=do, code="standup")
+    return person
 
 
 def configure(text):
@@ -128,8 +114,8 @@ def day():
     service = Manager(DATA)
     service.wait("WATCHDOG=1")
 
-    ann, bob = Person(service, "ann", create=True), Person(service, "bob")
-    bob.tell({"do": "deliver", "to": ["ann"], "text": TEXT})
+    ann, bob = joined(service, "ann", "create"), joined(service, "bob")
+    bob.ask(do="deliver", to=["ann"], text=TEXT)
     status = json.loads(asked("status", "--json"))
     assert [one["handle"] for one in status["meetings"][0]["attendees"]] == ["ann", "bob"], status
     assert "meeting standup: 2 attendees" in asked("status")
@@ -208,7 +194,7 @@ def day():
     zephyld("restore", "--data", other, archive, says="1 meeting")
     service = Manager(other, deaf=True)
     assert service.key == status["fingerprint"]
-    Person(service, "ann").end()
+    joined(service, "ann").end()
     for _ in range(20):  # more than are waited for
         zephyld("reload", "--data", other)
     service.stop()
