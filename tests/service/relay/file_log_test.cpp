@@ -49,17 +49,35 @@ protected:
         });
         return last;
     }
+    /// Another meeting's, in a folder of its own.
+    void OpenNew(const std::string& name)
+    {
+        at = folder.path / name;
+        log.reset();
+        trouble.clear();
+        onReplay = {};
+        Open();
+    }
+    /// The next one. 'P': a pointer record.
+    std::shared_ptr<LogItem> Item(Channel channel, std::size_t bytes, char letter)
+    {
+        auto item = std::make_shared<LogItem>();
+        item->channel = channel;
+        item->everyone = true;
+        item->kept = channel == CHANNEL_BOARD && letter != 'P';
+        item->frames = std::string(bytes, letter);
+        item->sequence = log->Next(channel);
+        return item;
+    }
     void Add(Channel channel, std::size_t bytes, int count = 1, char letter = 0)
     {
-        for (int i = 0; i < count; ++i) {
-            auto item = std::make_shared<LogItem>();
-            item->channel = channel;
-            item->everyone = true;
-            item->kept = channel == CHANNEL_BOARD && letter != 'P';  // a pointer record
-            item->frames = std::string(bytes, letter ? letter : static_cast<char>('a' + i % 25));
-            item->sequence = log->Next(channel);
-            log->Append({std::move(item)}, {});
-        }
+        for (int i = 0; i < count; ++i)
+            log->Append({Item(channel, bytes, letter ? letter : static_cast<char>('a' + i % 25))}, {});
+        Wait();
+    }
+    void Tick()
+    {
+        log->Trim(CHANNEL_BOARD, 0, 0);
         Wait();
     }
     /// Until everything so far is safe.
@@ -116,45 +134,6 @@ protected:
     MeetingLog::Take onReplay;
 };
 
-TEST_F(FileLogTest, HoldsOnlyTheNewestInMemoryAndReadsTheRest)
-{
-    Open();
-    Add(CHANNEL_BOARD, 100'000, 300);
-    Add(CHANNEL_BOARD, 7 * kMiB);  // one item larger than a read
-    Add(CHANNEL_TALK, 1000, 3);
-    EXPECT_LE(*room.memory, 4 * kMiB);
-    for (int opened = 0; opened < 2; ++opened) {
-        EXPECT_EQ(Count(CHANNEL_BOARD, 0), 301);
-        EXPECT_EQ(Count(CHANNEL_TALK, 0), 3);
-        Open();
-        EXPECT_LE(*room.memory, 4 * kMiB);
-        EXPECT_EQ(log->BoardBytes(), 300 * 100'000 + 7 * kMiB);
-    }
-    const std::uint64_t end = log->State(CHANNEL_BOARD).end;
-    log->Trim(CHANNEL_BOARD, (std::uint64_t{1} << 32) + 251, end);
-    EXPECT_EQ(Count(CHANNEL_BOARD, 0), 51);
-}
-
-TEST_F(FileLogTest, AtItsBoundTheOldestGoAndAKillForgetsNoGap)
-{
-    bounds.talkKept = 2 * kMiB;
-    Open();
-    Add(CHANNEL_TALK, 10'000, 400);
-    const std::uint64_t lost = log->State(CHANNEL_TALK).lost;
-    EXPECT_GT(lost, 0u);
-    const int left = Count(CHANNEL_TALK, lost);
-    EXPECT_GT(left, 180);
-    EXPECT_LT(left, 215);
-    Open();
-    EXPECT_EQ(log->State(CHANNEL_TALK).lost, lost);
-    EXPECT_EQ(Count(CHANNEL_TALK, lost), left);
-    const std::uint64_t end = log->State(CHANNEL_TALK).end;
-    log->Trim(CHANNEL_TALK, 0, end);
-    Wait();
-    EXPECT_EQ(Count(CHANNEL_TALK, 0), 0);
-    EXPECT_LT(fs::file_size(Oldest("talk")), 2 * kMiB / 16 + 64);  // the empty one of this opening is left
-}
-
 TEST_F(FileLogTest, DamageIsPutAsideAndTheRestIsRead)
 {
     bounds.boardKept = 16 * kMiB;
@@ -195,10 +174,7 @@ TEST_F(FileLogTest, GoesOnInMemoryWhileTheDiskTakesNothing)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        at = folder.path / row.what;
-        log.reset();
-        trouble.clear();
-        Open();
+        OpenNew(row.what);
         for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) Add(channel, 100'000, 5);
         Sequences safe;
         log->WhenSafe([&](const Sequences& upTo) { safe = upTo; });
@@ -208,15 +184,13 @@ TEST_F(FileLogTest, GoesOnInMemoryWhileTheDiskTakesNothing)
                 for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD})
                     Add(channel, row.bytes, row.items);
             log->Seat({});
-            log->Trim(CHANNEL_BOARD, 0, 0);  // a tick
-            Wait();
+            Tick();
             EXPECT_EQ(trouble, "-");
             EXPECT_EQ(safe.talk, log->State(CHANNEL_TALK).end);
             EXPECT_EQ(Count(CHANNEL_TALK, 0), 5 + row.items);
         }
         disk.room = TestDisk::kEnough;
-        log->Trim(CHANNEL_BOARD, 0, 0);
-        Wait();
+        Tick();
         EXPECT_EQ(trouble, "-+");
         for (int kill = 0; kill < 2; ++kill) {
             for (const Channel channel : {CHANNEL_TALK, CHANNEL_BOARD}) {
@@ -233,10 +207,7 @@ TEST_F(FileLogTest, WhatAFailedSyncMayHaveDroppedIsWrittenAgainBeforeItCounts)
 {
     for (const int failures : {1, 2, 5}) {
         SCOPED_TRACE(failures);
-        at = folder.path / std::to_string(failures);
-        log.reset();
-        trouble.clear();
-        Open();
+        OpenNew(std::to_string(failures));
         Add(CHANNEL_TALK, 1000, 3);
         std::uint64_t safe = 0;
         log->WhenSafe([&](const Sequences& upTo) {
@@ -245,12 +216,8 @@ TEST_F(FileLogTest, WhatAFailedSyncMayHaveDroppedIsWrittenAgainBeforeItCounts)
         });
         disk.failingSyncs = failures;
         Add(CHANNEL_TALK, 1000, 3, 'z');
-        while (disk.failingSyncs > 0) {
-            log->Trim(CHANNEL_BOARD, 0, 0);  // a tick
-            Wait();
-        }
-        log->Trim(CHANNEL_BOARD, 0, 0);
-        Wait();
+        while (disk.failingSyncs > 0) Tick();
+        Tick();
         EXPECT_EQ(safe, log->State(CHANNEL_TALK).end);
         EXPECT_EQ(trouble, "-+");
         Open();
@@ -321,10 +288,7 @@ TEST_F(FileLogTest, AtNoMomentIsAnythingMissingThatWasSaidToBeThere)
         std::mt19937 random(seed);
         std::map<Channel, Told> told;
         std::deque<Moment> moments;
-        at = folder.path / std::to_string(seed);
-        log.reset();
-        trouble.clear();
-        Open();
+        OpenNew(std::to_string(seed));
         disk.Watch(at);
         disk.drops = false;
         const auto healthy = [&] { return trouble.empty() || trouble.back() == '+'; };
@@ -360,16 +324,13 @@ TEST_F(FileLogTest, AtNoMomentIsAnythingMissingThatWasSaidToBeThere)
                 case 6: Wait(); break;
                 default:
                     for (unsigned i = random() % 8; i < 8; ++i) {
-                        auto item = std::make_shared<LogItem>();
                         const std::size_t sizes[] = {50, 3'000, 40'000, 200'000};
                         const Told::One what{sizes[random() % 4] / (i + 1) + 1, random() % 2 ? 'P' : 'k'};
-                        item->channel = channel;
-                        item->everyone = true;
-                        item->kept = what.letter != 'P';
-                        item->frames = std::string(what.bytes, what.letter);
-                        const std::uint64_t sequence = item->sequence = log->Next(channel);
+                        const auto item = Item(channel, what.bytes, what.letter);
+                        item->kept = what.letter != 'P';  // of both channels
+                        const std::uint64_t sequence = item->sequence;
                         one.items[sequence] = what;
-                        log->Append({std::move(item)}, [&] {
+                        log->Append({item}, [&] {
                             if (healthy()) one.delivered = sequence;
                         });
                     }
@@ -395,7 +356,6 @@ TEST_F(FileLogTest, AtNoMomentIsAnythingMissingThatWasSaidToBeThere)
                 }
         }
         disk.Forget();
-        onReplay = {};
     }
     disk.drops = true;
 }
@@ -616,10 +576,7 @@ TEST_F(FileLogTest, ASegmentBegunAnewLosesNothingThatComesAfter)
 {
     for (long long left = 0; left <= 72; left += 8) {
         SCOPED_TRACE(left);
-        at = folder.path / std::to_string(left);
-        log.reset();
-        onReplay = {};
-        Open();
+        OpenNew(std::to_string(left));
         Add(CHANNEL_TALK, 1000, 3, 'P');
         for (int tick = 0; tick < 4; ++tick) {
             if (tick == 1) disk.room = left;  // it has been idle since the one before
@@ -627,8 +584,7 @@ TEST_F(FileLogTest, ASegmentBegunAnewLosesNothingThatComesAfter)
             Wait();
         }
         disk.room = TestDisk::kEnough;
-        log->Trim(CHANNEL_BOARD, 0, 0);
-        Wait();
+        Tick();
         Add(CHANNEL_TALK, 1000, 2);
         int before = 0;
         onReplay = [&](const LogItem& item) { before += item.frames[0] == 'P'; };
