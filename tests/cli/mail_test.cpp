@@ -63,7 +63,7 @@ TEST_F(MailTest, MailsAPasswordThatTakesTheOldOnesPlaceWhenItIsUsed)
         std::ranges::transform(typed, typed.begin(), [](unsigned char c) { return std::toupper(c); });
         std::erase(typed, '-');
         EXPECT_EQ(LogsIn(typed), RESULT_OK);
-        EXPECT_EQ(there->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+        EXPECT_EQ(there->Goodbye(), BYE_KICKED);
         EXPECT_EQ(LogsIn("secret"), RESULT_WRONG);
         EXPECT_EQ(LogsIn(mailed), RESULT_OK);
         EXPECT_EQ(LogsIn(typed), RESULT_OK);
@@ -154,8 +154,7 @@ TEST_F(MailTest, AMailServerThatFailsIsNobodyElsesTrouble)
         asker.Send(question);
         auto bob = LoggedIn("bob");
         EXPECT_EQ(bob->Enter("Room01", true).result(), RESULT_OK);
-        bob->Post(1, "others go on");
-        bob->WaitAccepted(CHANNEL_TALK, 1);
+        bob->PostAndWait(1, "others go on");
         // Within ten seconds, which is what clients wait.
         EXPECT_EQ(asker.Wait(Header::kPasswordSent).header.password_sent().result(), row.result);
         EXPECT_EQ(LogsIn("secret"), RESULT_OK);

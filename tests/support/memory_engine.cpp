@@ -184,6 +184,10 @@ void MemoryEngine::Look(GotFacts got)
 
 void MemoryEngine::Publish(std::string subject, std::string bytes)
 {
+    if (subject.starts_with("zephyl.relay.")) {
+        mBytesToRelays += bytes.size();
+        if (mLosesEvery > 0 && ++mWords % mLosesEvery == 0) return;
+    }
     const std::lock_guard lock(mCluster.mMutex);
     if (mConnected) Say({subject, bytes, {}});
 }

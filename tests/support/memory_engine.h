@@ -1,6 +1,7 @@
 #pragma once
 // An engine that several relays of one process share, and that a test can disturb.
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -58,6 +59,10 @@ public:
     void Release();
     /// The next `count` entries and values that are written are answered Away all the same.
     void LoseAnswers(int count);
+    /// Of the words to other relays each so-and-so-manieth is lost; 0: none.
+    void LoseEvery(unsigned words) { mLosesEvery = words; }
+    /// In words, lost ones too.
+    std::size_t BytesToRelays() const { return mBytesToRelays; }
     /// Returns when nothing is left to be called. Not while held.
     void Settle();
 
@@ -115,6 +120,8 @@ private:
     bool mStop = false;
     bool mBusy = false;
     int mLoses = 0;
+    std::atomic<unsigned> mLosesEvery{0}, mWords{0};
+    std::atomic<std::size_t> mBytesToRelays{0};
     std::uint64_t mInboxes = 0;
     std::deque<Call> mCalls;
     std::map<std::string, Asked> mAsked;  // by inbox

@@ -103,8 +103,7 @@ TEST_F(AwayTest, WhoIsThereGoesOnAndNobodyIsCalledWrong)
         }
         EXPECT_EQ(site.Fresh()->ChangePassword("dave", "secret", "lost").result(), RESULT_LATER);
         const std::uint64_t number = frozen ? 2 : 1;
-        alice->Post(number, "hello");
-        alice->WaitAccepted(CHANNEL_TALK, number);
+        alice->PostAndWait(number, "hello");
         EXPECT_EQ(bob->Texts(1), std::vector<std::string>{"Alice: hello"});
         EXPECT_EQ(carol->Enter("nowhere", false).result(), RESULT_NOT_FOUND);
         EXPECT_EQ(carol->Enter("Room01", false).result(), RESULT_OK);
@@ -136,7 +135,7 @@ TEST_F(AwayTest, WhatChangedMeanwhileIsFoundWhenItIsBack)
     EXPECT_TRUE(alice->Quiet(Header::kBye));
     Server().Crash();
     Server().Start();
-    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(bob->Goodbye(), BYE_KICKED);
     EXPECT_TRUE(site.log->Said(kBack));
     EXPECT_EQ(site.Fresh()->Login("carol", "secret", 1).result(), RESULT_OK);
     EXPECT_TRUE(alice->Quiet(Header::kBye));

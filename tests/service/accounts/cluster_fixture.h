@@ -52,23 +52,14 @@ struct Site : RelayRoom {
     explicit Site(const std::string& database) : RelayRoom({})
     {
         options.cluster.accounts = database;
-        relay = std::make_unique<Relay>(options, std::make_shared<spdlog::logger>("site", log), kCheapHash);
-        for (const char* handle : {"Alice", "bob", "carol", "dave"})
-            if (!Store().Find(handle)) Store().Add(handle, HashPassword("secret", kCheapHash), "");
-        relay->Start();
+        StartRelay(nullptr, std::make_shared<spdlog::logger>("site", log));
     }
     Accounts& Store() { return relay->TheAccounts(); }
     Result Login(const std::string& handle, const std::string& password,
                  const std::string& from = "127.0.0.1")
     {
-        return RelayRoom::From(from)->Login(handle, password, 7).result();
+        return From(from)->Login(handle, password, 7).result();
     }
-    using RelayRoom::Fresh;
-    using RelayRoom::From;
-    using RelayRoom::In;
-    using RelayRoom::LoggedIn;
-    using RelayRoom::options;
-    using RelayRoom::relay;
 
     std::shared_ptr<HeardLog> log = std::make_shared<HeardLog>();
 };

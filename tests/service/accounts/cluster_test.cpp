@@ -116,13 +116,13 @@ TEST_F(ClusterTest, HearsWhatChangesElsewhere)
     for (int i = 0; i < 3; ++i) {
         auto there = other->In(handles[i]);
         changes[i](one->Store());
-        EXPECT_EQ(there->Wait(Header::kBye).header.bye().reason(), BYE_KICKED) << handles[i];
+        EXPECT_EQ(there->Goodbye(), BYE_KICKED) << handles[i];
     }
     for (const char* gone : {"bob", "dave"}) EXPECT_EQ(other->Login(gone, "secret"), RESULT_WRONG) << gone;
     auto outside = other->From("127.0.6.9");
     ASSERT_EQ(outside->Login("bob", "another", 9).result(), RESULT_OK);
     one->Store().SetBan({Ban::Of::Address, "127.0.6.9", "127.0.6.9", 0});
-    EXPECT_EQ(outside->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(outside->Goodbye(), BYE_KICKED);
     EXPECT_TRUE(alice->Quiet(Header::kBye));
     EXPECT_TRUE(one->Store().RemoveBan({Ban::Of::Handle, "carol", "", 0}));
 }

@@ -122,9 +122,9 @@ TEST(AccountsInADatabase, ServeTwoDaemonsAndTheirOperator)
     run({"status", "--data", path("one")}, "accounts in test");
     // Said to one, done by both.
     run({"ban", "--data", path("other"), "bob"}, "");
-    EXPECT_EQ(bob.Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(bob.Goodbye(), BYE_KICKED);
     run({"user", "remove", "--data", path("one"), "ann"}, "");
-    EXPECT_EQ(ann.Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(ann.Goodbye(), BYE_KICKED);
     run({"unban", "--data", path("one"), "bob"}, "");
 
     run({"backup", "--data", path("one"), path("running.tar")}, "accounts");

@@ -55,11 +55,6 @@ bool Becomes(const std::function<bool()>& so)
     return false;
 }
 
-std::string Say(const Site& site, const std::string& line)
-{
-    return TellDaemon(site.options.data, line).value_or("");
-}
-
 class Operators : public testing::Test {
 protected:
     MemoryCluster cluster;
@@ -68,8 +63,7 @@ protected:
 TEST_F(Operators, SeeTheWholeClusterFromAnyRelay)
 {
     Site one(cluster, "one"), two(cluster, "two"), three(cluster, "three");
-    auto alice = one.LoggedIn("Alice"), bob = two.LoggedIn("bob"), carol = three.LoggedIn("carol");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    auto alice = one.In("Alice"), bob = two.LoggedIn("bob"), carol = three.LoggedIn("carol");
     ASSERT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
     ASSERT_EQ(carol->Enter("Room02", true).result(), RESULT_OK);
     EXPECT_TRUE(Becomes([&] { return RelaysAt(three) == "three in touch, one in touch, two in touch"; }));
@@ -105,18 +99,17 @@ TEST_F(Operators, AreToldWhenTheKeeperDoesNotAnswer)
     ClusterTimes patient = Site::kTimes;
     patient.goneAfter = patient.leftAfter = 1h;
     Site one(cluster, "one", patient), two(cluster, "two", patient);
-    auto alice = one.LoggedIn("Alice");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
-    EXPECT_EQ(Say(two, "unkick Room01\tbob"), "not kicked");
-    one.engine->memory.Cut();
+    auto alice = one.In("Alice");
+    EXPECT_EQ(two.Tell("unkick Room01\tbob"), "not kicked");
+    one.engine->Cut();
     for (const char* line : {"kick Room01\tbob", "unkick Room01\tbob", "close Room01"})
-        EXPECT_EQ(Say(two, line), "no answer") << line;
-    EXPECT_EQ(Say(two, "close Room02"), "no meeting");
+        EXPECT_EQ(two.Tell(line), "no answer") << line;
+    EXPECT_EQ(two.Tell("close Room02"), "no meeting");
     // What it keeps is known all the same.
     const json::value status = StatusOf(two);
     EXPECT_EQ(Text(MeetingIn(status, "room01")->at("keeper")), "one");
     EXPECT_FALSE(MeetingIn(status, "room01")->at("told").as_bool());
-    one.engine->memory.Mend();
+    one.engine->Mend();
 }
 
 TEST_F(Operators, LeaveNothingOfAMeetingThatIsClosedWhileTheServersAreAway)
@@ -125,17 +118,14 @@ TEST_F(Operators, LeaveNothingOfAMeetingThatIsClosedWhileTheServersAreAway)
     patient.goneAfter = patient.leftAfter = patient.decidesFor = 1h;
     patient.cutOffAfter = 2h;
     Site one(cluster, "one", patient), two(cluster, "two", patient);
-    auto alice = one.LoggedIn("Alice");
-    const Entered entered = alice->Enter("Room01", true);
-    ASSERT_EQ(entered.result(), RESULT_OK);
-    alice->Post(1, "a line");
-    alice->WaitAccepted(CHANNEL_TALK, 1);
-    const std::string log = kEngineLogs + EngineKey(entered.place().meeting());
-    one.engine->memory.Cut();
-    EXPECT_EQ(Say(one, "close Room01"), "no answer");  // another relay may have it by now
-    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_ENDED);
+    auto alice = one.In("Alice");
+    alice->PostAndWait(1, "a line");
+    const std::string log = kEngineLogs + EngineKey(one.place.meeting());
+    one.engine->Cut();
+    EXPECT_EQ(one.Tell("close Room01"), "no answer");  // another relay may have it by now
+    EXPECT_EQ(alice->Goodbye(), BYE_ENDED);
     EXPECT_GT(cluster.Entries(log + ".talk"), 0u);
-    one.engine->memory.Mend();
+    one.engine->Mend();
     EXPECT_TRUE(Becomes([&] {
         return cluster.Entries(log + ".talk") + cluster.Entries(log + ".seats") == 0 &&
                StatusOf(two).at("meetings").as_array().empty();
@@ -148,17 +138,15 @@ TEST_F(Operators, AreNotToldThatSomethingIsDoneWhichAnotherRelayNeverHeardOf)
     careless.decidesFor = 1h;
     careless.leftAfter = careless.cutOffAfter = 2h;
     Site one(cluster, "one", careless), two(cluster, "two");
-    auto alice = one.LoggedIn("Alice"), bob = two.LoggedIn("bob");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
-    one.engine->memory.Cut();
-    EXPECT_EQ(Say(one, "kick Room01\tcarol"), "no answer");
-    EXPECT_EQ(Say(one, "close Room01"), "no answer");
+    auto alice = one.In("Alice"), bob = two.LoggedIn("bob");
+    one.engine->Cut();
+    EXPECT_EQ(one.Tell("kick Room01\tcarol"), "no answer");
+    EXPECT_EQ(one.Tell("close Room01"), "no answer");
     ASSERT_TRUE(Becomes([&] { return bob->Enter("Room01", false).result() == RESULT_OK; }));
-    one.engine->memory.Mend();
-    EXPECT_TRUE(Becomes([&] { return Say(one, "kick Room01\tdave") == "ok"; }));
-    EXPECT_EQ(Say(one, "unkick Room01\tcarol"), "not kicked");
-    bob->Post(1, "it goes on");
-    bob->WaitAccepted(CHANNEL_TALK, 1);
+    one.engine->Mend();
+    EXPECT_TRUE(Becomes([&] { return one.Tell("kick Room01\tdave") == "ok"; }));
+    EXPECT_EQ(one.Tell("unkick Room01\tcarol"), "not kicked");
+    bob->PostAndWait(1, "it goes on");
 }
 
 TEST_F(Operators, MayStartARelayAnewWhoseOldLifeStoodStill)
@@ -166,7 +154,7 @@ TEST_F(Operators, MayStartARelayAnewWhoseOldLifeStoodStill)
     Site old(cluster, "one"), two(cluster, "two");
     auto alice = old.LoggedIn("Alice");
     Site anew(cluster, "one");
-    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_RESTART);
+    EXPECT_EQ(alice->Goodbye(), BYE_RESTART);
     EXPECT_EQ(RelaysAt(old).substr(0, 12), "one replaced");
     EXPECT_EQ(anew.LoggedIn("bob")->Enter("Room01", true).result(), RESULT_OK);
     EXPECT_EQ(RelaysAt(anew), "one in touch, two in touch");
@@ -175,16 +163,14 @@ TEST_F(Operators, MayStartARelayAnewWhoseOldLifeStoodStill)
 TEST_F(Operators, AreNotObeyedLateInAnotherMeetingOfThatCode)
 {
     Site one(cluster, "one"), two(cluster, "two");
-    auto alice = one.LoggedIn("Alice"), bob = two.LoggedIn("bob");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    auto alice = one.In("Alice"), bob = two.LoggedIn("bob");
     alice->Leave();
-    one.engine->memory.Hold();
-    EXPECT_NE(Say(two, "close Room01"), "ok");
+    one.engine->Hold();
+    EXPECT_NE(two.Tell("close Room01"), "ok");
     ASSERT_TRUE(Becomes([&] { return bob->Enter("Room01", true).result() == RESULT_OK; }));
-    one.engine->memory.Release();
-    EXPECT_TRUE(Becomes([&] { return Say(one, "unkick Room01\tdave") == "not kicked"; }));
-    bob->Post(1, "it goes on");
-    bob->WaitAccepted(CHANNEL_TALK, 1);
+    one.engine->Release();
+    EXPECT_TRUE(Becomes([&] { return one.Tell("unkick Room01\tdave") == "not kicked"; }));
+    bob->PostAndWait(1, "it goes on");
 }
 
 TEST_F(Operators, MayForgetWhatARelayLeftBehind)
@@ -196,11 +182,9 @@ TEST_F(Operators, MayForgetWhatARelayLeftBehind)
     };
     auto one = std::make_unique<Site>(cluster, "one", times, quick);
     Site two(cluster, "two", times, quick);
-    auto alice = one->LoggedIn("Alice");
-    const Entered entered = alice->Enter("Room01", true);
-    ASSERT_EQ(entered.result(), RESULT_OK);
+    auto alice = one->In("Alice");
+    const std::string log = kEngineLogs + EngineKey(one->place.meeting());
     one.reset();  // as kill -9, and nobody asks for that meeting any more
-    const std::string log = kEngineLogs + EngineKey(entered.place().meeting());
     EXPECT_TRUE(Becomes([&] {
         return cluster.Entries(log + ".seats") == 0 && StatusOf(two).at("meetings").as_array().empty();
     }));
@@ -210,8 +194,7 @@ TEST_F(Operators, MayForgetWhatARelayLeftBehind)
 TEST_F(Operators, AreToldOfARelayWithAnotherKey)
 {
     Site one(cluster, "one");
-    auto alice = one.LoggedIn("Alice");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    auto alice = one.In("Alice");
     const TemporaryFolder keys;
     const Identity other = PrepareIdentity(keys.path);
     Site stranger(cluster, "stranger", Site::kTimes, [&](RelayOptions& options, MemoryEngine&) {
@@ -222,7 +205,7 @@ TEST_F(Operators, AreToldOfARelayWithAnotherKey)
         return RelaysAt(one) == "one in touch, stranger has another key" &&
                RelaysAt(stranger) == "stranger has another key, one in touch";
     }));
-    EXPECT_EQ(stranger.Fresh()->Wait(Header::kBye).header.bye().reason(), BYE_RESTART);
+    EXPECT_EQ(stranger.Fresh()->Goodbye(), BYE_RESTART);
     EXPECT_EQ(one.LoggedIn("bob")->Enter("Room01", false).result(), RESULT_OK);
     const Welcome welcome = one.Fresh()->Wait(Header::kWelcome).header.welcome();
     EXPECT_EQ(welcome.relays_size(), 0) << "nobody is sent to a relay that takes nobody";
@@ -235,7 +218,7 @@ TEST_F(Operators, MayStartARelayBeforeTheServers)
     EXPECT_TRUE(Becomes([&] { return RelaysAt(one) == "one out of touch"; }));
     // Until it is sure of that it lets people log in; then it sends them away.
     EXPECT_THROW(one.LoggedIn("Alice")->Enter("Room01", true), std::exception);
-    one.engine->memory.Mend();
+    one.engine->Mend();
     EXPECT_TRUE(Becomes([&] { return one.relay->TakesClients(); }));
     EXPECT_EQ(one.LoggedIn("Alice")->Enter("Room01", true).result(), RESULT_OK);
 }
@@ -248,11 +231,11 @@ TEST_F(Operators, NeedNotExplainThatServersWereAwayForAMoment)
     Site one(cluster, "one", patient);
     auto alice = one.LoggedIn("Alice"), bob = one.LoggedIn("bob");
     for (const auto& [client, creates] : {std::pair(&alice, true), std::pair(&bob, false)}) {
-        one.engine->memory.Cut();
+        one.engine->Cut();
         auto entered =
             std::async(std::launch::async, [&] { return (*client)->Enter("Room01", creates).result(); });
         EXPECT_EQ(entered.wait_for(300ms), std::future_status::timeout);
-        one.engine->memory.Mend();
+        one.engine->Mend();
         EXPECT_EQ(entered.get(), RESULT_OK);
     }
 }
@@ -260,8 +243,7 @@ TEST_F(Operators, NeedNotExplainThatServersWereAwayForAMoment)
 TEST_F(Operators, MayAddAndTakeAwayRelaysWhileClientsAreThere)
 {
     Site one(cluster, "one"), two(cluster, "two");
-    auto alice = one.LoggedIn("Alice"), bob = two.LoggedIn("bob");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    auto alice = one.In("Alice"), bob = two.LoggedIn("bob");
     ASSERT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
     Site three(cluster, "three");
     const auto hears = [](RawClient& client, const std::set<std::string>& wanted) {

@@ -89,25 +89,14 @@ TEST_F(TunnelRoads, DatagramsGoToTheRelayThatTheClientIsConnectedTo)
     carol->SendLive(1, 1, std::string(kDatagramPictureBytes + 1, 'x'));
     EXPECT_EQ(NextInside(*bob), "carol 1");
 
-    const auto talk = [](RawClient& client, const char* with) {
-        Header header;
-        header.mutable_voice_to()->add_handles(with);
-        client.Send(header);
-    };
-    talk(*carol, "bob");
-    talk(*bob, "carol");
+    carol->TalkWith({"bob"});
+    bob->TalkWith({"carol"});
     ASSERT_TRUE(carol->Quiet(Header::kVoice));
     bob->Post(1, "a line");  // behind which the keeper knows of both
     bob->WaitAccepted(CHANNEL_TALK, 1);
     carol->Texts(1);
     bobsRoad.frames.clear();
-    for (std::uint64_t number = 1; number <= 3; ++number) {
-        Header header;
-        header.mutable_voice()->set_frame(number);
-        std::string packet;
-        AppendFrame(packet, header, "packet", Way::Up);
-        carolsRoad.Put(packet);
-    }
+    for (std::uint64_t number = 1; number <= 3; ++number) carolsRoad.Say(number);
     EXPECT_TRUE(bobsRoad.Until([&] { return bobsRoad.frames.size() == 3; }));
     EXPECT_EQ(bobsRoad.frames, (Frames{"voice 1", "voice 2", "voice 3"}));
     EXPECT_TRUE(bob->Quiet(Header::kVoice));

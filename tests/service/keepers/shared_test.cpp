@@ -14,11 +14,9 @@ protected:
     /// In the meeting, by this relay; the first one makes it.
     std::unique_ptr<RawClient> In(Site& site, const std::string& handle)
     {
-        auto client = site.LoggedIn(handle);
-        const Entered entered = client->Enter("Room01", !mMade);
-        EXPECT_EQ(entered.result(), RESULT_OK) << handle;
-        mMade = true;
-        places[handle] = entered.place();
+        site.made = std::exchange(mMade, true);
+        auto client = site.In(handle);
+        places[handle] = site.place;
         return client;
     }
     static std::vector<std::string> Attendees(const Place& place)
@@ -44,7 +42,7 @@ protected:
         try {
             return client.Login("carol", "secret", stream).result();
         } catch (const boost::system::system_error&) {
-            EXPECT_EQ(client.Wait(Header::kBye).header.bye().reason(), BYE_TAKEN_OVER);
+            EXPECT_EQ(client.Goodbye(), BYE_TAKEN_OVER);
             return RESULT_TAKEN_OVER;
         }
     }
@@ -103,7 +101,7 @@ TEST_F(SharedMeeting, NamesEachClientOtherRelaysWhereThereAreMany)
             one.engine->Put("relays", name, record.SerializeAsString(), last,
                             [&last](EngineResult, std::uint64_t sequence) { last = sequence; });
         }
-        one.engine->memory.Settle();
+        one.engine->Settle();
         const auto relays = one.Fresh()->Wait(Header::kWelcome).header.welcome().relays();
         EXPECT_EQ(std::size_t(relays.size()), kRelaysNamed);
         named.insert(relays.begin(), relays.end());
@@ -153,14 +151,14 @@ TEST_F(SharedMeeting, HasOneLoginOfAHandle)
     EXPECT_TRUE(alice->Quiet(Header::kItem));
     auto again = three.Fresh();
     EXPECT_EQ(again->Login("bob", "secret", 99).result(), RESULT_OK);
-    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_TAKEN_OVER);
+    EXPECT_EQ(bob->Goodbye(), BYE_TAKEN_OVER);
     EXPECT_EQ(alice->Presence(), "bob 0");
     // The same client at another relay takes its seat again, and nobody sees anything.
     EXPECT_EQ(again->Enter("Room01", false).result(), RESULT_OK);
     EXPECT_EQ(alice->Presence(), "bob 5");
     auto back = two.Fresh();
     EXPECT_EQ(back->Login("bob", "secret", 99, true).result(), RESULT_OK);
-    EXPECT_EQ(again->Wait(Header::kBye).header.bye().reason(), BYE_REPLACED);
+    EXPECT_EQ(again->Goodbye(), BYE_REPLACED);
     EXPECT_EQ(back->Enter("Room01", false, places["bob"].meeting()).result(), RESULT_OK);
     EXPECT_TRUE(alice->Quiet(Header::kItem));
     // Two at the same moment: one stays.
@@ -186,7 +184,7 @@ TEST_F(SharedMeeting, IsResumedAtAnyRelay)
     Place place = places["bob"];
     for (Site* site : {&three, &one, &two}) {
         auto back = site->Fresh();
-        const Resumed resumed = back->Resume(place, place.position());
+        const Resumed resumed = back->Resume(place);
         ASSERT_EQ(resumed.result(), RESULT_OK) << site->options.cluster.name;
         EXPECT_EQ(back->Texts(2), (std::vector<std::string>{"Alice: first", "Alice: second"}));
         place = resumed.place();
@@ -197,7 +195,7 @@ TEST_F(SharedMeeting, IsResumedAtAnyRelay)
     }
     // Who has resumed is logged in, and may leave and enter.
     auto back = three.Fresh();
-    EXPECT_EQ(back->Resume(place, place.position()).result(), RESULT_OK);
+    EXPECT_EQ(back->Resume(place).result(), RESULT_OK);
     back->Leave();
     EXPECT_EQ(alice->Presence(), "bob 0");
     EXPECT_EQ(back->Enter("Room03", true).result(), RESULT_OK);

@@ -111,8 +111,7 @@ protected:
 
 TEST_F(SharedLine, CarriesOneCopyForAllClientsOfARelay)
 {
-    auto alice = one.LoggedIn("Alice");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    auto alice = one.In("Alice");
     std::vector<std::unique_ptr<RawClient>> there;
     for (const char* handle : {"bob", "carol", "dave"}) {
         there.push_back(two.LoggedIn(handle));

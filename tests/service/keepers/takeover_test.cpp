@@ -4,7 +4,6 @@
 
 #include "service/keepers/posting_client.h"
 #include "service/keepers/sites.h"
-#include "service/relay/admin_socket.h"
 
 namespace zephyl {
 namespace {
@@ -36,8 +35,9 @@ protected:
         ports[i] = 1;  // nobody listens there
         sites[i].reset();
     }
-    /// Alice, bob and carol in one meeting, each at a relay of their own, kept by Alice's.
-    void Gather()
+    /// Alice, bob and carol in one meeting, each at a relay of their own, kept by Alice's; until so many
+    /// lines of each are accepted.
+    void Gather(int lines = 50)
     {
         const char* const handles[] = {"Alice", "bob", "carol"};
         for (std::size_t i = 0; i < 3; ++i) {
@@ -48,6 +48,7 @@ protected:
             ASSERT_EQ(clients.back()->Enter("Room01", i == 0), RESULT_OK);
         }
         for (const auto& client : clients) client->Start(kLines, kPause);
+        WaitForLines(lines);
     }
     void WaitForLines(int lines)
     {
@@ -82,7 +83,7 @@ protected:
 
 TEST_F(Takeover, OfAMeetingWhoseKeeperIsKilledAgainAndAgain)
 {
-    Gather();
+    Gather(0);
     // Whoever keeps it by then: all three are killed, one after the other.
     for (std::size_t i = 0; i < 3; ++i) {
         WaitForLines(int(i + 1) * kLines / 5);
@@ -101,7 +102,6 @@ TEST_F(Takeover, NeedsNoPatienceWithAProcessThatHasEnded)
         Open(i);
     }
     Gather();
-    WaitForLines(50);
     Kill(0);
     ExpectAllWhole();
 }
@@ -109,7 +109,6 @@ TEST_F(Takeover, NeedsNoPatienceWithAProcessThatHasEnded)
 TEST_F(Takeover, OfAClientWhoseRelayIsKilled)
 {
     Gather();
-    WaitForLines(50);
     Kill(1);  // bob's, which keeps nothing
     ExpectAllWhole();
     EXPECT_EQ(clients[0]->connections, 1);
@@ -124,42 +123,38 @@ TEST_F(Takeover, FromARelayThatWasCutOffAndStillBelievesThatItKeepsIt)
     times.leftAfter = times.cutOffAfter = std::chrono::hours(2);
     Open(0);
     Gather();
-    WaitForLines(50);
-    sites[0]->engine->memory.Cut();
+    sites[0]->engine->Cut();
     // The others have it meanwhile, and Alice sits before one that does nothing.
     ASSERT_TRUE(clients[1]->Accepted(150));
     ASSERT_TRUE(clients[2]->Accepted(150));
-    sites[0]->engine->memory.Mend();
+    sites[0]->engine->Mend();
     ExpectAllWhole();
 }
 
 TEST_F(Takeover, OfTheClientsOfARelayThatIsCutOff)
 {
     Gather();
-    WaitForLines(50);
-    sites[0]->engine->memory.Cut();
+    sites[0]->engine->Cut();
     ExpectAllWhole();
     EXPECT_GE(clients[0]->connections, 2);
-    EXPECT_EQ(sites[0]->Fresh()->Wait(Header::kBye).header.bye().reason(), BYE_RESTART);
-    sites[0]->engine->memory.Mend();
+    EXPECT_EQ(sites[0]->Fresh()->Goodbye(), BYE_RESTART);
+    sites[0]->engine->Mend();
 }
 
 // As one that reaches a server which is cut off from the others.
 TEST_F(Takeover, OfTheClientsOfARelayThatHearsNobodyAnyMore)
 {
     Gather();
-    WaitForLines(50);
-    sites[0]->engine->memory.Hold();
+    sites[0]->engine->Hold();
     ExpectAllWhole();
     EXPECT_GE(clients[0]->connections, 2);
-    sites[0]->engine->memory.Release();
+    sites[0]->engine->Release();
 }
 
 TEST_F(Takeover, IsNotNeededWhenWhatAllShareWasAwayForAWhile)
 {
     Gather();
-    WaitForLines(50);
-    for (auto& site : sites) site->engine->memory.Cut();
+    for (auto& site : sites) site->engine->Cut();
     // Each of them sends its clients away by then, and nobody is better off elsewhere.
     const auto sendsAway = [](Site& site) {
         try {
@@ -171,14 +166,13 @@ TEST_F(Takeover, IsNotNeededWhenWhatAllShareWasAwayForAWhile)
     for (auto& site : sites)
         while (!sendsAway(*site)) {
         }
-    for (auto& site : sites) site->engine->memory.Mend();
+    for (auto& site : sites) site->engine->Mend();
     ExpectAllWhole();
 }
 
 TEST_F(Takeover, FromARelayThatGoesInOrderTakesNoTime)
 {
     Gather();
-    WaitForLines(50);
     sites[0]->relay->Stop();
     ExpectAllWhole();
     for (const auto& client : clients) EXPECT_LT(client->longestAway, times.goneAfter);
@@ -192,7 +186,7 @@ TEST_F(Takeover, IsNotNeededWhenAWordBetweenRelaysIsLost)
         // From the keeper, and to it: now and then one.
         sites[i]->engine->LoseEvery(i == 0 ? 97 : 61);
     }
-    Gather();
+    Gather(0);
     ExpectAllWhole();
     EXPECT_GT(clients[1]->connections, 1);
 }
@@ -201,7 +195,6 @@ TEST_F(Takeover, IsNotNeededWhenAWordBetweenRelaysIsLost)
 TEST_F(Takeover, IsNotNeededWhenNobodyCanStoreAnythingForAWhile)
 {
     Gather();
-    WaitForLines(50);
     cluster.SetFull(true);
     // Each tries with every tick.
     cluster.WaitForRefusals(3 * int((times.cutOffAfter + times.goneAfter) / (times.beat / 2)));
@@ -212,7 +205,7 @@ TEST_F(Takeover, IsNotNeededWhenNobodyCanStoreAnythingForAWhile)
 
 TEST_F(Takeover, OfClientsThatMoveAllTheTime)
 {
-    Gather();
+    Gather(0);
     for (int i = 1; i <= 20; ++i) {
         WaitForLines(i * kLines / 25);
         clients[std::size_t(i) % 3]->Move();
@@ -222,26 +215,22 @@ TEST_F(Takeover, OfClientsThatMoveAllTheTime)
 
 TEST_F(Takeover, LeavesWhatAnOperatorHasSaidWhereItWas)
 {
-    auto alice = sites[0]->LoggedIn("Alice");
-    ASSERT_EQ(alice->Enter("Room01", true).result(), RESULT_OK);
+    auto alice = sites[0]->In("Alice");
     auto bob = sites[1]->LoggedIn("bob");
     ASSERT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
     EXPECT_EQ(alice->Presence(), "bob 5");
-    const auto say = [&](std::size_t site, const std::string& line) {
-        return TellDaemon(sites[site]->options.data, line).value_or("");
-    };
-    EXPECT_EQ(say(2, "kick Room01\tbob"), "ok");
-    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
+    EXPECT_EQ(sites[2]->Tell("kick Room01\tbob"), "ok");
+    EXPECT_EQ(bob->Goodbye(), BYE_KICKED);
     EXPECT_EQ(alice->Presence(), "bob 0");
     bob = sites[2]->LoggedIn("bob");
     EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_NOT_PERMITTED);
     Kill(0);
     EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_NOT_PERMITTED);
-    EXPECT_EQ(say(1, "unkick Room01\tbob"), "ok");
-    EXPECT_EQ(say(1, "unkick Room01\tbob"), "not kicked");
+    EXPECT_EQ(sites[1]->Tell("unkick Room01\tbob"), "ok");
+    EXPECT_EQ(sites[1]->Tell("unkick Room01\tbob"), "not kicked");
     EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
-    EXPECT_EQ(say(1, "close Room01"), "ok");
-    EXPECT_EQ(bob->Wait(Header::kBye).header.bye().reason(), BYE_ENDED);
+    EXPECT_EQ(sites[1]->Tell("close Room01"), "ok");
+    EXPECT_EQ(bob->Goodbye(), BYE_ENDED);
     EXPECT_EQ(sites[1]->LoggedIn("carol")->Enter("Room01", false).result(), RESULT_NOT_FOUND);
 }
 

@@ -53,7 +53,6 @@ TEST(MeetingCodes, AreLettersAndDigits)
         {"", ""},
         {"room-01", ""},
         {"r\xC3\xA4um01", ""},
-        {"room\u009b01", ""},  // a control character beyond ASCII
         {"room\u202e01", ""},  // turns the reading direction
         {"room\0001"s, ""},
     };

@@ -93,11 +93,10 @@ TEST_F(BackupTest, OfAMeetingUnderLoadLosesNothingThatWasAccepted)
     relay.reset();
     PutBack(first);
     StartRelay();
-    const Resumed back = Fresh()->Resume(alices, alices.position());
+    const Resumed back = Fresh()->Resume(alices);
     EXPECT_EQ(back.result(), RESULT_OK) << "whoever was there goes on";
     EXPECT_GE(back.place().attendees_size(), 2);
-    auto carol = LoggedIn("carol");
-    ASSERT_EQ(carol->Enter("Room01", false).result(), RESULT_OK);
+    auto carol = In("carol");
     std::uint64_t expected = 1;
     for (; expected <= before; ++expected) {
         const Received item = carol->Wait(Header::kItem);
@@ -121,26 +120,21 @@ TEST_F(BackupTest, PutBackItGivesOutSequencesThatNobodyHasSeen)
     const std::string archive = Taken();
     for (int starts = 0; starts < 3; ++starts) {
         StartRelay();
-        bob = LoggedIn("bob");
-        ASSERT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
+        bob = In("bob");
     }
-    bob->Post(1, "seen");
-    bob->WaitAccepted(CHANNEL_TALK, 1);
-    alice = LoggedIn("Alice");
-    const Entered seen = alice->Enter("Room01", false);
+    bob->PostAndWait(1, "seen");
+    alice = In("Alice");
+    const Place seen = place;
     relay.reset();
     PutBack(archive);
     StartRelay();
-    alice = LoggedIn("Alice");
-    const Entered back = alice->Enter("Room01", false);
-    ASSERT_EQ(back.result(), RESULT_OK);
-    bob = LoggedIn("bob");
-    ASSERT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
+    alice = In("Alice");
+    bob = In("bob");
     bob->Post(2, "new");
     for (;;) {
         const Received item = alice->Wait(Header::kItem);
         if (item.body != "new") continue;
-        EXPECT_GT(item.header.item().sequence(), seen.place().position().talk());
+        EXPECT_GT(item.header.item().sequence(), seen.position().talk());
         break;
     }
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "service/net/datagram_road.h"
+#include "service/relay/raw_client.h"
 #include "service/wire/framing.h"
 
 namespace zephyl {
@@ -80,14 +81,17 @@ public:
     }
     void Film(std::uint64_t number, std::size_t bytes, int type = 0, std::size_t but = SIZE_MAX)
     {
-        Header header;
-        header.mutable_live()->set_everyone(true);
-        header.mutable_live()->mutable_picture()->set_type(type);
-        header.mutable_live()->set_frame(number);
-        header.mutable_live()->set_total(std::uint32_t(bytes));
         std::string frame;
-        AppendItem(frame, header, LANE_LIVE, std::string(bytes, 'f'), Way::Up);
+        AppendItem(frame, LiveHeader(type, number, bytes), LANE_LIVE, std::string(bytes, 'f'), Way::Up);
         Put(frame, but);
+    }
+    void Say(std::uint64_t number, const std::string& sound = "packet")
+    {
+        Header header;
+        header.mutable_voice()->set_frame(number);
+        std::string frame;
+        AppendFrame(frame, header, sound, Way::Up);
+        Put(frame);
     }
     /// `but`: this part is lost.
     void Put(const std::string& frame, std::size_t but = SIZE_MAX)

@@ -16,65 +16,49 @@ class DatagramTest : public testing::Test, protected RelayRoom {
 protected:
     DatagramTest() : RelayRoom(Logs::Memory) {}
     std::uint16_t Port() { return relay->Port(); }
+    /// Both in the meeting, and Alice's datagrams pass.
+    void Meet()
+    {
+        alice = In("Alice");
+        alices = place;
+        bob = In("bob");
+        up = std::make_unique<Beside>(Port(), alices);
+        ASSERT_TRUE(up->Open());
+    }
     /// The next live frame inside TLS, as Beside names them.
     static std::string NextInside(RawClient& client)
     {
         const Received live = client.Wait(Header::kLive);
         return live.header.live().from() + ' ' + std::to_string(live.header.live().frame());
     }
+
+    std::unique_ptr<RawClient> alice, bob;
+    Place alices;
+    std::unique_ptr<Beside> up;
 };
 using Frames = std::vector<std::string>;
 
-TEST_F(DatagramTest, FramesGoByBothRoadsAsTheirReceiversCan)
-{
-    auto alice = In("Alice");
-    EXPECT_EQ(alice->Wait(Header::kWelcome).header.welcome().udp_port(), Port());
-    Beside up(Port(), place);
-    ASSERT_TRUE(up.Open());
-    auto bob = In("bob");
-    Beside down(Port(), place);
-    ASSERT_TRUE(down.Open());
-    auto carol = In("carol");  // without datagrams
-    up.Film(1, 40'000);
-    EXPECT_TRUE(down.Until([&] { return down.frames == Frames{"Alice 1"}; }));
-    EXPECT_EQ(NextInside(*carol), "Alice 1");
-    carol->SendLive(0, 1, "small");
-    carol->SendLive(1, 1, std::string(kDatagramPictureBytes + 1, 'x'));
-    EXPECT_EQ(NextInside(*bob), "carol 1");  // too large for datagrams
-    EXPECT_TRUE(down.Until([&] { return down.frames == (Frames{"Alice 1", "carol 1"}); }));
-    EXPECT_TRUE(up.Until([&] { return up.frames == Frames{"carol 1"}; }));
-    EXPECT_TRUE(bob->Quiet(Header::kLive));
-}
-
 TEST_F(DatagramTest, AFrameIsShownWholeNewAndOnceOrNotAtAll)
 {
-    auto alice = In("Alice");
-    const Place alices = place;
-    auto bob = In("bob");
-    Beside up(Port(), alices);
-    ASSERT_TRUE(up.Open());
-    Header post = PostHeader(CHANNEL_TALK, 1, 5), large, cut;
-    large.mutable_live()->set_everyone(true);
-    large.mutable_live()->set_frame(90);
-    large.mutable_live()->set_total(kLiveFrameBytes);
+    Meet();
     std::string said, begun;
-    AppendFrame(said, post, "hello", Way::Up);
-    AppendFrame(begun, large, "x", Way::Up);
+    AppendFrame(said, PostHeader(CHANNEL_TALK, 1, 5), "hello", Way::Up);
+    AppendFrame(begun, LiveHeader(0, 90, kLiveFrameBytes), "x", Way::Up);
 
-    up.Film(5, 30'000);
+    up->Film(5, 30'000);
     EXPECT_EQ(NextInside(*bob), "Alice 5");
-    const std::vector<std::string> before = up.sent;
-    up.Film(6, 30'000, 0, 7);  // a part is lost
-    up.Film(4, 100);           // late
-    up.Film(5, 100);
-    for (const std::string& datagram : before) up.SendRaw(datagram);  // replayed
-    up.Put(said);                                                     // no live frame
-    up.Put(begun);
-    up.Put(begun.substr(0, 5));
-    up.Put(std::string(2000, '\xff'));
-    up.Film(7, 100, 2);
-    up.Film(8, 100, 9);
-    up.Film(9, 100);
+    const std::vector<std::string> before = up->sent;
+    up->Film(6, 30'000, 0, 7);  // a part is lost
+    up->Film(4, 100);           // late
+    up->Film(5, 100);
+    for (const std::string& datagram : before) up->SendRaw(datagram);  // replayed
+    up->Put(said);                                                     // no live frame
+    up->Put(begun);
+    up->Put(begun.substr(0, 5));
+    up->Put(std::string(2000, '\xff'));
+    up->Film(7, 100, 2);
+    up->Film(8, 100, 9);
+    up->Film(9, 100);
     EXPECT_EQ(NextInside(*bob), "Alice 9");
     EXPECT_TRUE(bob->Quiet(Header::kLive) && bob->Quiet(Header::kItem));
     alice->Post(1, "still here");
@@ -83,11 +67,7 @@ TEST_F(DatagramTest, AFrameIsShownWholeNewAndOnceOrNotAtAll)
 
 TEST_F(DatagramTest, NobodyElseIsHeardOrAnswered)
 {
-    auto alice = In("Alice");
-    const Place alices = place;
-    auto bob = In("bob");
-    Beside known(Port(), alices);
-    ASSERT_TRUE(known.Open());
+    Meet();
     Place other = alices;
     other.set_udp_id(alices.udp_id() + 1);
     Place stranger = alices;
@@ -95,7 +75,7 @@ TEST_F(DatagramTest, NobodyElseIsHeardOrAnswered)
     Beside wrongAddress(Port(), alices, "127.0.0.3"), wrongId(Port(), other), wrongKey(Port(), stranger);
     for (Beside* one : {&wrongAddress, &wrongId, &wrongKey}) {
         one->Film(7, 100);
-        for (const std::string& datagram : known.sent) one->SendRaw(datagram);
+        for (const std::string& datagram : up->sent) one->SendRaw(datagram);
         for (const std::size_t bytes : {0, 1, 16, 32, 33, 1200, 1201, 9000})
             one->SendRaw(std::string(bytes, 'g'));
         DatagramBatch probe;
@@ -103,29 +83,25 @@ TEST_F(DatagramTest, NobodyElseIsHeardOrAnswered)
         one->Send(probe);
     }
     // Their datagrams came before these, through the same socket.
-    known.Film(8, 100);
+    up->Film(8, 100);
     EXPECT_EQ(NextInside(*bob), "Alice 8");
     for (Beside* one : {&wrongAddress, &wrongId, &wrongKey}) EXPECT_FALSE(one->Receive(0ms));
     bob->SendLive(0, 1, "down");  // and where it goes has not changed
-    EXPECT_TRUE(known.Until([&] { return known.frames == Frames{"bob 1"}; }));
+    EXPECT_TRUE(up->Until([&] { return up->frames == Frames{"bob 1"}; }));
 }
 
 TEST_F(DatagramTest, KeysEndWithThePlaceTheyCameWith)
 {
     options.times.grace = std::chrono::minutes(1);
-    auto alice = In("Alice");
-    const Place first = place;
-    auto bob = In("bob");
-    Beside old(Port(), first);
-    ASSERT_TRUE(old.Open());
+    Meet();
     auto again = Fresh();
-    const Place second = again->Resume(first, {}).place();
-    EXPECT_NE(second.udp_id(), first.udp_id());
-    EXPECT_NE(second.udp_key_up(), first.udp_key_up());
+    const Place second = again->Resume(alices, {}).place();
+    EXPECT_NE(second.udp_id(), alices.udp_id());
+    EXPECT_NE(second.udp_key_up(), alices.udp_key_up());
     EXPECT_NE(second.udp_key_up(), second.udp_key_down());
     Beside now(Port(), second);
     ASSERT_TRUE(now.Open());
-    old.Film(1, 100);
+    up->Film(1, 100);
     now.Film(2, 100);
     EXPECT_EQ(NextInside(*bob), "Alice 2");
 
@@ -147,71 +123,50 @@ TEST_F(DatagramTest, KeysEndWithThePlaceTheyCameWith)
 
 TEST_F(DatagramTest, TheNewestDatagramSaysWhereToSend)
 {
-    auto alice = In("Alice");
-    const Place alices = place;
-    auto bob = In("bob");
-    Beside first(Port(), alices);
-    ASSERT_TRUE(first.Open());
-    Beside second(Port(), first.road);  // the same computer, another port: a router forgot the first one
+    Meet();
+    Beside second(Port(), up->road);  // the same computer, another port: a router forgot the first one
     second.Film(1, 100);
     EXPECT_EQ(NextInside(*bob), "Alice 1");
-    first.SendRaw(first.sent.front());  // replayed: changes nothing
+    up->SendRaw(up->sent.front());  // replayed: changes nothing
     second.Film(2, 100);
     EXPECT_EQ(NextInside(*bob), "Alice 2");
     bob->SendLive(0, 1, "down");
     EXPECT_TRUE(second.Until([&] { return second.frames == Frames{"bob 1"}; }));
+    EXPECT_TRUE(alice->Quiet(Header::kLive));  // and not inside as well
 }
 
 TEST_F(DatagramTest, WhoSendsTooManyLosesThemAndNothingElse)
 {
     options.budgets.liveFrames = 5;
-    auto alice = In("Alice");
-    const Place alices = place;
-    auto bob = In("bob");
-    Beside up(Port(), alices);
-    ASSERT_TRUE(up.Open());
+    Meet();
     int shown = 0;
     const auto look = [&] {
         for (; !bob->Quiet(Header::kLive); ++shown) NextInside(*bob);
         return shown;
     };
-    for (std::uint64_t frame = 1; frame <= 200; ++frame) up.Film(frame, 100);
+    for (std::uint64_t frame = 1; frame <= 200; ++frame) up->Film(frame, 100);
     alice->Post(1, "a line");
     EXPECT_EQ(bob->Texts(1), Frames{"Alice: a line"});
     EXPECT_LE(look(), 15);
     for (std::uint64_t frame = 201, before = std::uint64_t(shown); std::uint64_t(look()) == before; ++frame) {
-        up.Film(frame, 100);
-        up.Receive(20ms);
+        up->Film(frame, 100);
+        up->Receive(20ms);
     }
 }
 
 TEST_F(DatagramTest, VoiceGoesBesideToo)
 {
-    auto alice = In("Alice");
-    const Place alices = place;
-    auto bob = In("bob");
-    Beside up(Port(), alices), down(Port(), place);
-    ASSERT_TRUE(up.Open() && down.Open());
-    const auto talk = [](RawClient& client, const char* with) {
-        Header header;
-        header.mutable_voice_to()->add_handles(with);
-        client.Send(header);
-    };
-    talk(*alice, "bob");
-    talk(*bob, "Alice");
-    const auto say = [&](std::uint64_t number) {
-        Header header;
-        header.mutable_voice()->set_frame(number);
-        std::string frame;
-        AppendFrame(frame, header, "packet", Way::Up);
-        up.Put(frame);
-    };
+    Meet();
+    Beside down(Port(), place);
+    ASSERT_TRUE(down.Open());
+    alice->TalkWith({"bob"});
+    bob->TalkWith({"Alice"});
     ASSERT_TRUE(bob->Quiet(Header::kVoice) && alice->Quiet(Header::kVoice));
-    say(2);
-    say(1);  // it is the listener who puts them in order
+    up->Say(2);
+    up->Say(1);  // it is the listener who puts them in order
     EXPECT_TRUE(down.Until([&] { return down.frames == (Frames{"voice 2", "voice 1"}); }));
-    for (const std::string& datagram : std::vector(up.sent)) up.SendRaw(datagram);  // replayed
-    up.Film(1, 100);
+    for (const std::string& datagram : std::vector(up->sent)) up->SendRaw(datagram);  // replayed
+    up->Film(1, 100);
     EXPECT_TRUE(down.Until([&] { return down.frames.size() == 3; }));
     EXPECT_EQ(down.frames.back(), "Alice 1");
 }
@@ -230,21 +185,14 @@ TEST_F(DatagramTest, WhereManySpeakEachPacketOfEachArrivesOnce)
         roads.push_back(std::make_unique<Beside>(Port(), place));
         ASSERT_TRUE(roads.back()->Open());
     }
-    Header with;
-    for (const std::string& name : names) with.mutable_voice_to()->add_handles(name);
     for (const auto& client : clients) {
-        client->Send(with);
+        client->TalkWith(names);
         ASSERT_TRUE(client->Quiet(Header::kVoice));
     }
     const auto others = [&](std::size_t who) { return names.size() - (who + 1 < names.size() ? 2 : 1); };
     for (std::uint64_t i = 0; i < kPackets; ++i) {
-        for (std::size_t who = 0; who + 1 < names.size(); ++who) {  // one only listens
-            Header header;
-            header.mutable_voice()->set_frame(who * 100 + i);
-            std::string frame;
-            AppendFrame(frame, header, std::string(120, 'p'), Way::Up);
-            roads[who]->Put(frame);
-        }
+        for (std::size_t who = 0; who + 1 < names.size(); ++who)  // one only listens
+            roads[who]->Say(who * 100 + i, std::string(120, 'p'));
         for (std::size_t who = 0; who < names.size(); ++who)
             ASSERT_TRUE(
                 roads[who]->Until([&] { return roads[who]->frames.size() >= others(who) * (i + 1); }));
@@ -259,7 +207,7 @@ TEST_F(DatagramTest, WhereManySpeakEachPacketOfEachArrivesOnce)
 TEST_F(DatagramTest, AServiceMayHaveNone)
 {
     options.udp = false;
-    auto alice = In("Alice");
+    alice = In("Alice");
     EXPECT_EQ(alice->Wait(Header::kWelcome).header.welcome().udp_port(), 0u);
     EXPECT_EQ(place.udp_id(), 0u);
     EXPECT_TRUE(place.udp_key_up().empty());

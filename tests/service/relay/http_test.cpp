@@ -1,6 +1,5 @@
 // The road of numbered exchanges, by what its streams see.
 
-#include <atomic>
 #include <thread>
 
 #include "service/relay/admin_socket.h"
@@ -145,28 +144,6 @@ TEST_F(HttpTest, APollThatIsGivenUpLosesNothing)
     EXPECT_EQ(told, "200 pong 1 ");
     RawHttp third(relay->Port());
     EXPECT_EQ(Told(third.Ask(Down(name, 2, 10))), "200 pong 1 ");  // it may have been written to the dead one
-}
-
-/// Two who wait with the same exchange: the one that came last is answered, the other sent away.
-TEST_F(HttpTest, TheNewestOfTwoStreamsHasTheLane)
-{
-    RawHttp up(relay->Port()), older(relay->Port()), newer(relay->Port());
-    const std::string name = Opened(up);
-    up.Ask(Up(name, 1, HelloBytes()));
-    older.Ask(Down(name, 1));
-    std::atomic<bool> olderTold{false};
-    std::thread waits([&] {
-        Told(older.Ask(Down(name, 2, 10)));
-        olderTold = true;
-    });
-    std::string newerTold;
-    std::thread also([&] {
-        while (!olderTold && newerTold.empty()) newerTold = Told(newer.Ask(Down(name, 2, 10)));
-    });
-    up.Ask(Up(name, 2, PingBytes(3)));
-    waits.join();
-    also.join();
-    EXPECT_EQ(Told(RawHttp(relay->Port()).Ask(Down(name, 2))), "200 pong 3 ");
 }
 
 TEST_F(HttpTest, WhatIsNoExchangeCostsItsStreamAndNothingElse)

@@ -51,8 +51,7 @@ TEST_P(RelayTest, AnEmptyMeetingCanBeJoinedOrMadeAnew)
 {
     auto alice = In("Alice");
     const std::string first = place.meeting();
-    alice->Post(1, "[[ZUM_WB_PEN]]3");
-    alice->WaitAccepted(CHANNEL_BOARD, 1);
+    alice->PostAndWait(1, "[[ZUM_WB_PEN]]3");
     alice->Leave();
     auto bob = LoggedIn("bob");
     const Entered joined = bob->Enter("Room01", false);
@@ -113,8 +112,7 @@ TEST_P(RelayTest, RefusesSinglePostsAndGoesOn)
     alice->Send(picture);
     alice->Post(4, "[[ZUM_WB_TEXT]]" + std::string(kRecordBytes, 'x'));
     alice->Post(1, std::string(kTextBytes + 1, 'x'));
-    for (const std::uint64_t number : {1, 2, 3, 4, 1})
-        EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), number);
+    for (const std::uint64_t number : {1, 2, 3, 4, 1}) EXPECT_EQ(alice->Refused(), number);
     bob->readAlong = true;  // the largest ones
     alice->Post(2, std::string(kTextBytes, 'y'));
     EXPECT_EQ(bob->Texts(1)[0].size(), kTextBytes + 7);
@@ -139,18 +137,18 @@ TEST_P(RelayTest, OnlyWhoStartedTheMeetingTakesBack)
     EXPECT_FALSE(place.started());
     EXPECT_EQ(alice->Presence(), "bob 5");
     bob->Send(of("Alice", 1));
-    EXPECT_EQ(bob->Wait(Header::kRefused).header.refused().number(), 1u);
+    EXPECT_EQ(bob->Refused(), 1u);
     Header listed = of("bob", 1);
     listed.mutable_post()->mutable_recipients()->add_handles("bob");
     const Header bad[] = {listed, of("", 2), of("[[no handle]]", 3), of("bob", 1, CHANNEL_TALK)};
     for (const Header& header : bad) {
         alice->Send(header);
-        EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), header.post().number());
+        EXPECT_EQ(alice->Refused(), header.post().number());
     }
     Header withBody = of("bob", 4);
     withBody.mutable_post()->set_total(4);
     alice->Send(withBody, "body");
-    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 4u);
+    EXPECT_EQ(alice->Refused(), 4u);
     alice->Send(of("bob", 5));
     alice->Post(6, "[[ZUM_WB_PEN]]3");
     EXPECT_EQ(taken(*bob), "Alice bob");
@@ -171,8 +169,7 @@ TEST_P(RelayTest, TheNewestLiveFrameWinsAndWaitsForItsReceiver)
     auto bob = In("bob");
     const std::string frame(60'000, 'f');
     for (std::uint64_t i = 1; i <= 50; ++i) alice->SendLive(0, i, frame);
-    alice->Post(1, "afterwards");
-    alice->WaitAccepted(CHANNEL_TALK, 1);
+    alice->PostAndWait(1, "afterwards");
     std::uint64_t live = 0, frames = 0, newest = 0;
     while (newest < 50) {
         const Received next = bob->Wait(Header::kLive);
@@ -195,10 +192,9 @@ TEST_P(RelayTest, TakesNoLivePictureOfATypeThereIsNot)
     EXPECT_EQ(bob->Wait(Header::kLive).header.live().picture().type(), 1);
     EXPECT_TRUE(bob->Quiet(Header::kLive));
     const std::vector<std::string> crowd(kSeatsPerMeeting, "x");
-    alice->Post(1, "to a crowd", crowd);
-    alice->WaitAccepted(CHANNEL_TALK, 1);
+    alice->PostAndWait(1, "to a crowd", crowd);
     alice->Post(2, "to more than there can be", std::vector<std::string>(kSeatsPerMeeting + 1, "x"));
-    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 2u);
+    EXPECT_EQ(alice->Refused(), 2u);
 }
 
 TEST_P(RelayTest, KeepsSomeEmptyMeetingsOfOneCreator)
@@ -249,11 +245,10 @@ TEST_P(RelayTest, AFloodIsPausedThenCutOffAndLosesNothing)
     auto bob = In("bob");
     auto alice = In("Alice");
     for (std::uint64_t i = 1; i <= 500; ++i) alice->Post(i, std::to_string(i));
-    const Bye bye = alice->Wait(Header::kBye).header.bye();
-    EXPECT_EQ(bye.reason(), BYE_FLOOD);
+    EXPECT_EQ(alice->Goodbye(), BYE_FLOOD);
     EXPECT_TRUE(alice->Ended());
     alice = std::make_unique<RawClient>(relay->Port());
-    const Resumed back = alice->Resume(place, place.position());
+    const Resumed back = alice->Resume(place);
     ASSERT_EQ(back.result(), RESULT_OK);
     const std::uint64_t have = back.place().have().talk();
     EXPECT_GT(have, 50u);
@@ -285,8 +280,7 @@ TEST_P(RelayTest, ShortOfMemoryItGivesUpTheLeastAndRecovers)
     alice->readAlong = true;
     auto bob = In("bob");
     EXPECT_EQ(alice->Presence(), "bob 5");
-    alice->Post(1, "unread");
-    alice->WaitAccepted(CHANNEL_TALK, 1);
+    alice->PostAndWait(1, "unread");
     const auto logsIn = [&] {
         return RawClient(relay->Port()).Login("carol", "secret", 7).result() == RESULT_OK;
     };
@@ -296,13 +290,12 @@ TEST_P(RelayTest, ShortOfMemoryItGivesUpTheLeastAndRecovers)
     while (logsIn()) {
     }
     EXPECT_TRUE(bob->Ended());  // who has not read is the first to go, and may come back
-    alice->Post(2, "goes on");
-    alice->WaitAccepted(CHANNEL_TALK, 2);
+    alice->PostAndWait(2, "goes on");
     ::munmap(ballast, 2 * kRoom);
     while (!logsIn()) {
     }
     bob = std::make_unique<RawClient>(relay->Port());
-    ASSERT_EQ(bob->Resume(place, place.position()).result(), RESULT_OK);
+    ASSERT_EQ(bob->Resume(place).result(), RESULT_OK);
     EXPECT_EQ(bob->Texts(2).back(), "Alice: goes on");
 }
 

@@ -6,7 +6,6 @@
 #include <boost/asio/ip/tcp.hpp>
 
 #include "service/relay/raw_http.h"
-#include "service/wire/content.h"
 
 namespace zephyl {
 namespace asio = boost::asio;
@@ -64,6 +63,16 @@ Header PostHeader(Channel channel, std::uint64_t number, std::size_t total)
     return header;
 }
 
+Header LiveHeader(int type, std::uint64_t frame, std::size_t total)
+{
+    Header header;
+    header.mutable_live()->set_everyone(true);
+    header.mutable_live()->mutable_picture()->set_type(type);
+    header.mutable_live()->set_frame(frame);
+    header.mutable_live()->set_total(static_cast<std::uint32_t>(total));
+    return header;
+}
+
 RawClient::RawClient(std::uint16_t port, const std::string& door, std::uint32_t version,
                      const std::string& from, const std::string& to, By by)
 {
@@ -105,12 +114,7 @@ void RawClient::Post(std::uint64_t number, const std::string& text, const std::v
 
 void RawClient::SendLive(int type, std::uint64_t frame, std::string_view body)
 {
-    Header header;
-    header.mutable_live()->set_everyone(true);
-    header.mutable_live()->mutable_picture()->set_type(type);
-    header.mutable_live()->set_frame(frame);
-    header.mutable_live()->set_total(static_cast<std::uint32_t>(body.size()));
-    SendItem(header, body);
+    SendItem(LiveHeader(type, frame, body.size()), body);
 }
 
 void RawClient::SendRead(std::uint64_t talk, std::uint64_t board, std::uint64_t live)
@@ -119,6 +123,14 @@ void RawClient::SendRead(std::uint64_t talk, std::uint64_t board, std::uint64_t 
     header.mutable_read()->set_talk(talk);
     header.mutable_read()->set_board(board);
     header.mutable_read()->set_live_bytes(live);
+    Send(header);
+}
+
+void RawClient::TalkWith(const std::vector<std::string>& handles, bool also)
+{
+    Header header;
+    for (const std::string& handle : handles) header.mutable_voice_to()->add_handles(handle);
+    header.mutable_voice_to()->set_also(also);
     Send(header);
 }
 
@@ -194,14 +206,11 @@ PasswordChanged RawClient::ChangePassword(const std::string& handle, const std::
 
 std::optional<Received> RawClient::Ready()
 {
-    std::string& intake = mReader.Intake();
-    const std::size_t before = intake.size();
     try {
-        mRoad->Fill(intake, steady_clock::now());
+        mRoad->Fill(mReader.Intake(), steady_clock::now());
     } catch (const NothingCame&) {
         // what is there already counts
     }
-    bytesRead += intake.size() - before;
     Received received;
     return FromBuffer(received) ? std::optional(std::move(received)) : std::nullopt;
 }
@@ -239,12 +248,7 @@ Received RawClient::Next()
 {
     const auto until = steady_clock::now() + kPatience;
     Received received;
-    while (!FromBuffer(received)) {
-        std::string& intake = mReader.Intake();
-        const std::size_t before = intake.size();
-        mRoad->Fill(intake, until);
-        bytesRead += intake.size() - before;
-    }
+    while (!FromBuffer(received)) mRoad->Fill(mReader.Intake(), until);
     return received;
 }
 

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "service/wire/content.h"
 #include "service/wire/framing.h"
 
 namespace zephyl {
@@ -28,6 +29,8 @@ struct NothingCame : std::runtime_error {
 
 /// A text of `total` bytes for everybody, to be shaped further; what its frame begins with.
 Header PostHeader(Channel channel, std::uint64_t number, std::size_t total);
+/// The same of a live picture.
+Header LiveHeader(int type, std::uint64_t frame, std::size_t total);
 
 /// What its bytes travel on.
 class RawRoad {
@@ -56,14 +59,22 @@ public:
     void SendItem(const Header& header, std::string_view body);
     /// A text to everyone, or to `to`; its channel follows from its tag.
     void Post(std::uint64_t number, const std::string& text, const std::vector<std::string>& to = {});
+    void PostAndWait(std::uint64_t number, const std::string& text, const std::vector<std::string>& to = {})
+    {
+        Post(number, text, to);
+        WaitAccepted(ChannelOfText(text), number);
+    }
     void SendLive(int type, std::uint64_t frame, std::string_view body);
     void SendRead(std::uint64_t talk, std::uint64_t board, std::uint64_t live = 0);
+    /// Whom this one hears and is heard by from now on; `also`: them, too.
+    void TalkWith(const std::vector<std::string>& handles, bool also = false);
 
     // Calls with their answers.
     LoggedIn Login(const std::string& handle, const std::string& password, std::uint64_t stream,
                    bool again = false);
     Entered Enter(const std::string& code, bool create, const std::string& rejoin = {});
     Resumed Resume(const Place& place, const Cursor& cursor);
+    Resumed Resume(const Place& place) { return Resume(place, place.position()); }
     void Leave();
     PasswordSent SendPassword(const std::string& handle);
     PasswordChanged ChangePassword(const std::string& handle, const std::string& password,
@@ -77,6 +88,9 @@ public:
     int Socket() { return mRoad->Socket(); }
     /// The next one of this kind; others before it are kept for later calls.
     Received Wait(Header::MessageCase kind);
+    ByeReason Goodbye() { return Wait(Header::kBye).header.bye().reason(); }
+    /// The number of the next post that is refused.
+    std::uint64_t Refused() { return Wait(Header::kRefused).header.refused().number(); }
     /// Texts of the next `count` text items.
     std::vector<std::string> Texts(int count);
     /// "handle status" of the next presence.
@@ -89,7 +103,6 @@ public:
     /// As a killed process: no Bye, no close of TLS.
     void Kill();
 
-    std::size_t bytesRead = 0;
     std::optional<std::string> device;  // shown at each login; one that comes takes its place
     bool readAlong = false;             // answer every item with Read, as a client does that keeps up
 

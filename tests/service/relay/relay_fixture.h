@@ -7,6 +7,8 @@
 
 #include <memory>
 
+#include "service/relay/admin_socket.h"
+#include "service/relay/cluster/engine.h"
 #include "service/relay/private_folder.h"
 #include "service/relay/raw_client.h"
 #include "service/relay/relay.h"
@@ -38,7 +40,7 @@ struct Ways {
 
 /// What a fixture with a relay has.
 class RelayRoom {
-protected:
+public:
     explicit RelayRoom(Ways ways) : mBy(ways.by)
     {
         const Logs logs = ways.logs;
@@ -58,10 +60,11 @@ protected:
     }
 
     /// Starts what `options` says; again: the same data, another port.
-    void StartRelay()
+    void StartRelay(std::unique_ptr<Engine> engine = nullptr,
+                    std::shared_ptr<spdlog::logger> log = SilentLog())
     {
         relay.reset();
-        relay = std::make_unique<Relay>(options, SilentLog(), kCheapHash);
+        relay = std::make_unique<Relay>(options, std::move(log), kCheapHash, std::move(engine));
         for (const char* handle : {"Alice", "bob", "carol", "dave"})
             if (!relay->TheAccounts().Find(handle))
                 relay->TheAccounts().Add(handle, HashPassword("secret", kCheapHash), "");
@@ -89,22 +92,24 @@ protected:
     std::unique_ptr<RawClient> In(const std::string& handle)
     {
         auto client = LoggedIn(handle);
-        const Entered entered = client->Enter("Room01", !mMade);
+        const Entered entered = client->Enter("Room01", !made);
         EXPECT_EQ(entered.result(), RESULT_OK) << handle;
-        mMade = true;
+        made = true;
         place = entered.place();
         return client;
     }
+    /// As its operator; the answer.
+    std::string Tell(const std::string& line) { return TellDaemon(options.data, line).value_or(""); }
     static std::uint64_t StreamOf(const std::string& handle) { return std::hash<std::string>()(handle) | 1; }
 
     TemporaryFolder folder;
     RelayOptions options;
     std::unique_ptr<Relay> relay;
-    Place place;  // of the one who entered last
+    Place place;        // of the one who entered last
+    bool made = false;  // the meeting
 
 private:
     const By mBy;
-    bool mMade = false;
 };
 
 class RelayTest : public testing::TestWithParam<Ways>, protected RelayRoom {

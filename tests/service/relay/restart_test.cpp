@@ -5,7 +5,6 @@
 
 #include <fstream>
 
-#include "service/relay/admin_socket.h"
 #include "service/relay/log/journal.h"
 #include "service/relay/relay_fixture.h"
 #include "service/relay/test_disk.h"
@@ -43,23 +42,22 @@ TEST_P(RestartTest, EverybodyGoesOnWhereTheyWere)
     alice->Post(1, "said");
     alice->Post(2, std::string(kTextBytes + 1, 'x'));  // refused
     alice->Post(1, "[[ZUM_WB_PEN]]drawn");
-    alice->Post(3, "for bob", {"bob"});
-    alice->WaitAccepted(CHANNEL_TALK, 3);
+    alice->PostAndWait(3, "for bob", {"bob"});
     alice->WaitAccepted(CHANNEL_BOARD, 1);
     EXPECT_EQ(bob->Texts(3).size(), 3u);  // read by the link, not yet taken
     for (int kill = 0; kill < 2; ++kill) KillAndStart();
     bob = Fresh();
-    const Resumed resumed = bob->Resume(bobs, bobs.position());
+    const Resumed resumed = bob->Resume(bobs);
     ASSERT_EQ(resumed.result(), RESULT_OK);
     EXPECT_TRUE(resumed.place().started());
     Texts again = bob->Texts(3);
     std::sort(again.begin(), again.end());
     EXPECT_EQ(again, (Texts{"Alice: [[ZUM_WB_PEN]]drawn", "Alice: for bob", "Alice: said"}));
     alice = Fresh();
-    const Resumed back = alice->Resume(alices, alices.position());
+    const Resumed back = alice->Resume(alices);
     ASSERT_EQ(back.result(), RESULT_OK);
     EXPECT_EQ(back.place().have().talk(), 3u);
-    EXPECT_EQ(alice->Wait(Header::kRefused).header.refused().number(), 2u);
+    EXPECT_EQ(alice->Refused(), 2u);
     alice->Post(3, "for bob", {"bob"});  // no answer had come: dropped by its number
     alice->Post(4, "after the restart");
     EXPECT_EQ(bob->Texts(1), Texts{"Alice: after the restart"});
@@ -81,42 +79,10 @@ TEST_P(RestartTest, ASeatEndsWithItsAccountsPermission)
     const Place alices = place;
     relay->TheAccounts().SetPassword("bob", HashPassword("another", kCheapHash));
     KillAndStart();
-    EXPECT_EQ(Fresh()->Resume(bobs, bobs.position()).result(), RESULT_UNKNOWN);
-    const Resumed back = Fresh()->Resume(alices, alices.position());
+    EXPECT_EQ(Fresh()->Resume(bobs).result(), RESULT_UNKNOWN);
+    const Resumed back = Fresh()->Resume(alices);
     ASSERT_EQ(back.result(), RESULT_OK);
     EXPECT_EQ(back.place().attendees_size(), 1);
-}
-
-TEST_P(RestartTest, WhoIsKickedStaysOutUntilTheMeetingEnds)
-{
-    auto bob = In("bob");
-    const Place bobs = place;
-    auto alice = In("Alice");
-    const Place alices = place;
-    const struct {
-        const char *what, *answer;
-    } rows[] = {
-        {"kick room01\tnobody", "no account"}, {"kick room2\tAlice", "no meeting"},
-        {"kick room01 Alice", "unknown"},      {"kick  ROOM01\talice", "ok"},
-        {"kick room01\tcarol", "ok"},  // who is not there
-        {"kick room01\tcarol", "ok"},  // and is out already
-    };
-    for (const auto& row : rows) EXPECT_EQ(TellDaemon(options.data, row.what), row.answer) << row.what;
-    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_KICKED);
-    EXPECT_EQ(bob->Presence(), "Alice 5");
-    EXPECT_EQ(bob->Presence(), "Alice 0");
-    In("dave")->Leave();
-    for (int kills = 0; kills < 3; ++kills) {
-        EXPECT_EQ(Fresh()->Resume(alices, alices.position()).result(), RESULT_UNKNOWN);
-        for (const char* handle : {"Alice", "carol"})
-            for (const std::string& rejoin : {std::string(), alices.meeting()})
-                EXPECT_EQ(LoggedIn(handle)->Enter("Room01", false, rejoin).result(), RESULT_NOT_PERMITTED);
-        KillAndStart();
-    }
-    bob = Fresh();
-    EXPECT_EQ(bob->Resume(bobs, bobs.position()).result(), RESULT_OK);
-    bob->Leave();
-    EXPECT_EQ(LoggedIn("carol")->Enter("Room01", true).result(), RESULT_OK);  // another meeting
 }
 
 TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
@@ -127,7 +93,7 @@ TEST_P(RestartTest, AMeetingNobodyAsksForIsDeleted)
     auto bob = LoggedIn("bob");
     while (!fs::is_empty(options.data / "meetings")) EXPECT_TRUE(bob->Quiet(Header::kItem));
     EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_NOT_FOUND);
-    EXPECT_EQ(Fresh()->Resume(place, place.position()).result(), RESULT_UNKNOWN);
+    EXPECT_EQ(Fresh()->Resume(place).result(), RESULT_UNKNOWN);
 }
 
 // Whatever was left of a seat's time, a service that starts gives all of it again.
@@ -146,7 +112,7 @@ TEST_P(RestartTest, TimesBeginAnew)
         started = steady_clock::now();
         KillAndStart();
         bob = Fresh();
-        bobs = bob->Resume(bobs, bobs.position()).place();
+        bobs = bob->Resume(bobs).place();
     };
     alice->Kill();
     for (int kills = 0; kills < 2; ++kills) again();  // a place that was cut off keeps all of its grace time
@@ -171,8 +137,7 @@ TEST_P(RestartTest, ATornEndIsCutAndItsSenderSendsItAgain)
     auto alice = In("Alice");
     const Place alices = place;
     alice->Post(1, "safe");
-    alice->Post(2, "torn");
-    alice->WaitAccepted(CHANNEL_TALK, 2);
+    alice->PostAndWait(2, "torn");
     relay.reset();
     const fs::path segment = NewestSegment("talk");
     std::string bytes;
@@ -183,7 +148,7 @@ TEST_P(RestartTest, ATornEndIsCutAndItsSenderSendsItAgain)
     fs::resize_file(segment, bytes.rfind("torn") + 2);  // a write that a power cut ended
     StartRelay();
     alice = Fresh();
-    const Resumed back = alice->Resume(alices, alices.position());
+    const Resumed back = alice->Resume(alices);
     EXPECT_EQ(back.place().have().talk(), 1u);
     auto carol = In("carol");
     alice->Post(2, "torn");
@@ -201,8 +166,7 @@ TEST_P(RestartTest, NewcomersBeginWithAClearOnceWhatSettledItIsSafe)
     const std::uint64_t beginning = place.position().board();
     auto carol = LoggedIn("carol");
     alice->Post(1, "[[ZUM_WB_PEN]]old");
-    alice->Post(2, "[[ZUM_WB_CLEAR]]");
-    alice->WaitAccepted(CHANNEL_BOARD, 2);
+    alice->PostAndWait(2, "[[ZUM_WB_CLEAR]]");
     TestDisk::The().stuck = true;
     for (std::uint64_t i = 3; i <= 22; ++i) alice->Post(i, "[[ZUM_WB_PEN]]" + std::to_string(i));
     EXPECT_EQ(bob->Texts(22).back(), "Alice: [[ZUM_WB_PEN]]22");

@@ -1,6 +1,5 @@
 // Coming back: after a cut, after grace, and behind a login elsewhere.
 
-#include "service/relay/admin_socket.h"
 #include "service/relay/relay_fixture.h"
 
 namespace zephyl {
@@ -11,7 +10,6 @@ using Texts = std::vector<std::string>;
 class ReturnTest : public RelayTest {
 protected:
     ReturnTest() { options.times.grace = std::chrono::minutes(1); }
-    static Cursor At(const Place& place) { return place.position(); }
 };
 
 INSTANTIATE_TEST_SUITE_P(, ReturnTest, kAllWays, NameOfWays);
@@ -21,13 +19,11 @@ TEST_P(ReturnTest, ResumesWithoutAnybodySeeingIt)
     auto bob = In("bob");
     auto alice = In("Alice");
     const Place cut = place;
-    alice->Post(1, "before the cut");
-    alice->WaitAccepted(CHANNEL_TALK, 1);
+    alice->PostAndWait(1, "before the cut");
     alice->Kill();
-    bob->Post(1, "meanwhile");
-    bob->WaitAccepted(CHANNEL_TALK, 1);
+    bob->PostAndWait(1, "meanwhile");
     alice = Fresh();
-    const Resumed back = alice->Resume(cut, At(cut));
+    const Resumed back = alice->Resume(cut);
     ASSERT_EQ(back.result(), RESULT_OK);
     EXPECT_EQ(back.place().have().talk(), 1u);
     EXPECT_EQ(alice->Wait(Header::kAccepted).header.accepted().talk(), 1u);  // the last one may be lost
@@ -46,17 +42,16 @@ TEST_P(ReturnTest, ATokenOpensItsOwnSeatOnce)
     Resumed lost;
     for (int answers = 0; answers < 3;
          ++answers) {  // any number of them may be lost: the old token stays good
-        lost = Fresh()->Resume(first, At(first));
+        lost = Fresh()->Resume(first);
         ASSERT_EQ(lost.result(), RESULT_OK) << answers;
     }
-    EXPECT_EQ(alice->Wait(Header::kBye).header.bye().reason(), BYE_REPLACED);
+    EXPECT_EQ(alice->Goodbye(), BYE_REPLACED);
     auto third = Fresh();
-    const Resumed taken = third->Resume(first, At(first));
+    const Resumed taken = third->Resume(first);
     ASSERT_EQ(taken.result(), RESULT_OK);
     EXPECT_TRUE(third->Quiet(Header::kItem));  // the first frame uses it up
-    for (const Place& over : {first, lost.place()})
-        EXPECT_EQ(Fresh()->Resume(over, At(over)).result(), RESULT_UNKNOWN);
-    EXPECT_EQ(Fresh()->Resume(taken.place(), At(first)).result(), RESULT_OK);
+    for (const Place& over : {first, lost.place()}) EXPECT_EQ(Fresh()->Resume(over).result(), RESULT_UNKNOWN);
+    EXPECT_EQ(Fresh()->Resume(taken.place(), first.position()).result(), RESULT_OK);
 }
 
 TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
@@ -68,10 +63,9 @@ TEST_P(ReturnTest, AfterGraceItGoesOnWhereItHadRead)
     EXPECT_EQ(bob->Presence(), "Alice 5");
     alice->Kill();
     EXPECT_EQ(bob->Presence(), "Alice 0");
-    bob->Post(1, "while away");
-    bob->WaitAccepted(CHANNEL_TALK, 1);
+    bob->PostAndWait(1, "while away");
     alice = Fresh();
-    EXPECT_EQ(alice->Resume(cut, At(cut)).result(), RESULT_UNKNOWN);
+    EXPECT_EQ(alice->Resume(cut).result(), RESULT_UNKNOWN);
     ASSERT_EQ(alice->Login("Alice", "secret", StreamOf("Alice"), true).result(), RESULT_OK);
     const Entered back = alice->Enter("Room01", false, cut.meeting());
     ASSERT_EQ(back.result(), RESULT_OK);
@@ -97,17 +91,16 @@ TEST_P(ReturnTest, ADetachedSeatEndsWithItsAccount)
         const Place cut = place;
         EXPECT_EQ(bob->Presence(), handle + " 5");
         EXPECT_TRUE(changes[i](relay->TheAccounts(), handle));
-        EXPECT_TRUE(TellDaemon(options.data, "account " + handle));
+        EXPECT_EQ(Tell("account " + handle), "ok");
         EXPECT_EQ(bob->Presence(), handle + " 0");
-        EXPECT_EQ(Fresh()->Resume(cut, At(cut)).result(), RESULT_UNKNOWN) << handle;
+        EXPECT_EQ(Fresh()->Resume(cut).result(), RESULT_UNKNOWN) << handle;
     }
 }
 
 TEST_P(ReturnTest, OwnEarlierStrokesComeBackToWhoEntersAgain)
 {
     auto alice = In("Alice");
-    alice->Post(1, "[[ZUM_WB_PEN]]mine");
-    alice->WaitAccepted(CHANNEL_BOARD, 1);
+    alice->PostAndWait(1, "[[ZUM_WB_PEN]]mine");
     alice->Leave();
     const Entered again = alice->Enter("Room01", false);
     EXPECT_EQ(again.place().have().board(), 1u);  // numbers go on
@@ -119,7 +112,7 @@ TEST_P(ReturnTest, WhatAGivenUpLoginSendsLaterCountsNoMore)
     auto bob = In("bob");
     auto old = LoggedIn("Alice");
     auto alice = LoggedIn("Alice");  // the same stream: the link came back by itself
-    EXPECT_EQ(old->Wait(Header::kBye).header.bye().reason(), BYE_REPLACED);
+    EXPECT_EQ(old->Goodbye(), BYE_REPLACED);
     EXPECT_EQ(alice->Enter("Room01", false).result(), RESULT_OK);
     EXPECT_TRUE(old->Ended());
     EXPECT_EQ(bob->Presence(), "Alice 5");

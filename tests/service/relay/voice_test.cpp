@@ -9,14 +9,6 @@ namespace {
 using namespace std::chrono_literals;
 using Heard = std::vector<std::string>;
 
-void TalkWith(RawClient& client, const std::vector<std::string>& handles, bool also = false)
-{
-    Header header;
-    for (const std::string& handle : handles) header.mutable_voice_to()->add_handles(handle);
-    header.mutable_voice_to()->set_also(also);
-    client.Send(header);
-}
-
 void Say(RawClient& client, std::uint64_t frame, const std::string& body, std::uint32_t level = 30)
 {
     Header header;
@@ -58,17 +50,17 @@ TEST_P(VoiceTest, IsHeardByThoseWhoTalkWithEachOther)
     auto bob = In("bob");
     auto carol = In("carol");
     Say(*alice, 1, "to nobody yet");
-    TalkWith(*alice, {"BOB"});
-    TalkWith(*alice, {"carol", "nobody", "Alice"}, true);
+    alice->TalkWith({"BOB"});
+    alice->TalkWith({"carol", "nobody", "Alice"}, true);
     Say(*alice, 2, "to nobody who listens");
     EXPECT_EQ(Until(*alice, *bob), Heard{});
-    TalkWith(*bob, {"Alice"});
+    bob->TalkWith({"Alice"});
     Until(*bob, *alice);
     Say(*alice, 3, "first");
     Say(*alice, 4, "second");
     EXPECT_EQ(Until(*alice, *bob), (Heard{"Alice 3 first", "Alice 4 second"}));
     EXPECT_EQ(Until(*alice, *carol), Heard{});  // who does not talk with her
-    TalkWith(*alice, {});                       // switched off
+    alice->TalkWith({});                        // switched off
     Say(*alice, 5, "alone");
     EXPECT_EQ(Until(*alice, *bob), Heard{});
     Say(*bob, 6, "to nobody who listens");
@@ -81,7 +73,7 @@ TEST_P(VoiceTest, NobodyOutsideHears)
     auto bob = In("bob");
     auto carol = LoggedIn("carol");
     carol->Enter("elsewhere", true);
-    for (RawClient* each : {alice.get(), bob.get(), carol.get()}) TalkWith(*each, {"Alice", "bob", "carol"});
+    for (RawClient* each : {alice.get(), bob.get(), carol.get()}) each->TalkWith({"Alice", "bob", "carol"});
     Until(*bob, *alice);
     Say(*carol, 1, "from elsewhere");
     EXPECT_TRUE(carol->Quiet(Header::kVoice));
@@ -91,7 +83,7 @@ TEST_P(VoiceTest, NobodyOutsideHears)
 
     bob->Leave();  // and comes again as somebody whom nobody named
     EXPECT_EQ(bob->Enter("Room01", false).result(), RESULT_OK);
-    TalkWith(*bob, {"Alice"});
+    bob->TalkWith({"Alice"});
     Say(*alice, 3, "after the leave");
     EXPECT_EQ(Until(*alice, *bob), Heard{});
     Say(*bob, 4, "after the leave");
@@ -102,8 +94,8 @@ TEST_P(VoiceTest, DropsWhatNoVoiceIs)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
-    TalkWith(*alice, {"bob"});
-    TalkWith(*bob, {"Alice"});
+    alice->TalkWith({"bob"});
+    bob->TalkWith({"Alice"});
     Until(*bob, *alice);
     Say(*alice, 1, "");
     Say(*alice, 2, std::string(kVoiceBytes + 1, 'x'));
@@ -116,8 +108,8 @@ TEST_P(VoiceTest, TooMuchOfItIsLostAndNothingElse)
 {
     auto alice = In("Alice");
     auto bob = In("bob");
-    TalkWith(*alice, {"bob"});
-    TalkWith(*bob, {"Alice"});
+    alice->TalkWith({"bob"});
+    bob->TalkWith({"Alice"});
     Until(*bob, *alice);
     const std::size_t atOnce = 2 * kVoicePacketsEachSecond;
     for (std::uint64_t frame = 1; frame <= 10 * atOnce; ++frame) Say(*alice, frame, "x");

@@ -1,19 +1,19 @@
 #include "service/wire/door_file.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <fstream>
+
+#include "service/relay/temporary_folder.h"
 
 namespace zephyl {
 namespace {
 
 TEST(DoorFile, IsBelievedOnlyWholeAndPrivate)
 {
-    std::string name = (std::filesystem::temp_directory_path() / "zephyl-door-XXXXXX").string();
-    const std::filesystem::path folder = ::mkdtemp(name.data());
-    const std::filesystem::path file = folder / "run" / "door";
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder.path / "run" / "door";
     EXPECT_FALSE(ReadDoorFile(file));
     const Door door{41'234, "sha256:" + std::string(64, 'a'), std::string(64, 'b')};
     WriteDoorFile(file, {1, door.fingerprint, door.door});
@@ -29,7 +29,6 @@ TEST(DoorFile, IsBelievedOnlyWholeAndPrivate)
     EXPECT_FALSE(ReadDoorFile(file));  // cut off
     std::ofstream(file) << "port 99999\nfingerprint " << door.fingerprint << "\ndoor " << door.door << "\n";
     EXPECT_FALSE(ReadDoorFile(file));
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace
