@@ -14,16 +14,14 @@
 #include <random>
 #include <set>
 
-#include "reliability/linked_attendee.h"
 #include "service/link/http_proxy.h"
-#include "service/link/link_messenger.h"
+#include "service/link/link_room.h"
 #include "service/link/link_stats.h"
 #include "service/link/tunnel_proxy.h"
 #include "service/net/http_message.h"
 #include "service/net/plain_stream.h"
 #include "service/net/tls_stream.h"
 #include "service/relay/door/identity.h"
-#include "service/relay/relay_fixture.h"
 
 namespace zephyl {
 namespace {
@@ -45,7 +43,6 @@ public:
           mRandom(seed),
           mAcceptor(mIo, {asio::ip::address_v4::loopback(), 0})
     {
-        PreparePrivateFolder(mFolder.path);
         const Identity identity = PrepareIdentity(mFolder.path);
         mTls = TlsContext::Server(identity.key, identity.certificate);
         asio::co_spawn(mIo, Accept(), asio::detached);
@@ -169,20 +166,13 @@ private:
     std::thread mThread;
 };
 
-class HttpRoads : public testing::Test, protected RelayRoom {
+class HttpRoads : public testing::Test, protected LinkRoom {
 protected:
-    HttpRoads() : RelayRoom(Ways{})
+    HttpRoads() : LinkRoom(Protocol::Http)
     {
         options.httpHost = "127.0.0.1";
         options.trustedProxies = {"127.0.0.1"};
-        options.times.grace = 1min;
         StartRelay();
-    }
-    static std::unique_ptr<LinkedAttendee> Attendee(std::uint16_t port, const std::string& key)
-    {
-        auto attendee = std::make_unique<LinkedAttendee>(u"127.0.0.1:%1"_s.arg(port), key);
-        attendee->protocol = Protocol::Http;
-        return attendee;
     }
 };
 
@@ -192,11 +182,8 @@ TEST_F(HttpRoads, AProxyThatLosesAnswersLosesAndDoublesNothing)
     const unsigned seed = std::random_device{}();
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     ReverseProxy near(relay->HttpPort(), seed, true), far(relay->HttpPort(), seed + 1, true);
-    auto alice = Attendee(near.Port(), near.Fingerprint()), bob = Attendee(far.Port(), far.Fingerprint());
-    ASSERT_TRUE(alice->Login(u"Alice"_s)) << qPrintable(alice->link->LastRefusal());
-    ASSERT_TRUE(bob->Login(u"bob"_s)) << qPrintable(bob->link->LastRefusal());
-    ASSERT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
-    ASSERT_TRUE(bob->link->JoinMeeting(u"Room01"_s));
+    auto alice = Joined("Alice", At(near.Port()), near.Fingerprint()),
+         bob = Joined("bob", At(far.Port()), far.Fingerprint());
     EXPECT_EQ(alice->Next(), u"bob=5"_s);
     const QString large(60'000, u'1');
     for (int i = 0; i < 60; ++i) {
@@ -223,12 +210,7 @@ TEST_F(HttpRoads, WhatAProxyFindsTooLargeGoesInParts)
 {
     ReverseProxy proxy(relay->HttpPort(), 1, false);
     proxy.mostBody = 5000;
-    auto alice = Attendee(proxy.Port(), proxy.Fingerprint()),
-         bob = Attendee(relay->Port(), relay->Fingerprint());
-    ASSERT_TRUE(alice->Login(u"Alice"_s)) << qPrintable(alice->link->LastRefusal());
-    ASSERT_TRUE(bob->Login(u"bob"_s)) << qPrintable(bob->link->LastRefusal());
-    ASSERT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
-    ASSERT_TRUE(bob->link->JoinMeeting(u"Room01"_s));
+    auto alice = Joined("Alice", At(proxy.Port()), proxy.Fingerprint()), bob = Joined("bob");
     EXPECT_EQ(alice->Next(), u"bob=5"_s);
     for (int i = 0; i < 3; ++i) {
         alice->Draw(u"[[ZUM_WB_PEN]]%1"_s.arg(i) + QString(200'000, u'1'));
@@ -242,8 +224,7 @@ TEST_F(HttpRoads, WhatAProxyFindsTooLargeGoesInParts)
 TEST_F(HttpRoads, AnIdleSessionAsksOnceASecond)
 {
     ReverseProxy proxy(relay->HttpPort(), 1, false);
-    auto alice = Attendee(proxy.Port(), proxy.Fingerprint());
-    ASSERT_TRUE(alice->Login(u"Alice"_s)) << qPrintable(alice->link->LastRefusal());
+    auto alice = LoggedIn("Alice", At(proxy.Port()), proxy.Fingerprint());
     const int before = proxy.exchanges;
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_TRUE(alice->Until([&] { return proxy.exchanges >= before + 3; }));
@@ -253,7 +234,7 @@ TEST_F(HttpRoads, AnIdleSessionAsksOnceASecond)
 TEST_F(HttpRoads, AProxyIsAskedForATunnel)
 {
     TunnelProxy open(""), guarded("YW5uOnNlY3JldA==");  // ann:secret
-    const auto at = [](const TunnelProxy& proxy) { return u"127.0.0.1:%1"_s.arg(proxy.Port()); };
+    const auto at = [](const TunnelProxy& proxy) { return QString::fromStdString(At(proxy.Port())); };
     const struct {
         QString proxy;
         const char* refusal;
@@ -267,15 +248,15 @@ TEST_F(HttpRoads, AProxyIsAskedForATunnel)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(qPrintable(row.proxy));
-        auto alice = Attendee(relay->Port(), relay->Fingerprint());
+        auto alice = Attendee();
         alice->proxy = row.proxy;
         EXPECT_EQ(alice->Login(u"Alice"_s), !row.refusal) << qPrintable(alice->link->LastRefusal());
         EXPECT_TRUE(alice->link->LastRefusal().contains(QLatin1String(row.refusal)))
             << qPrintable(alice->link->LastRefusal());
     }
     EXPECT_EQ(open.tunnels, 2);  // one for each lane
-    auto alice = Attendee(1, relay->Fingerprint());
-    alice->protocol = Protocol::Tcp;
+    protocol = Protocol::Tcp;
+    auto alice = Attendee(At(1));
     EXPECT_FALSE(alice->Login(u"Alice"_s));
     EXPECT_TRUE(alice->link->LastRefusal().contains(u"\"HTTP\""_s));  // what may get through instead
 }
@@ -285,7 +266,6 @@ TEST_F(HttpRoads, AProxyIsAskedForATunnel)
 TEST_F(HttpRoads, ForewordsWithoutEndHoldUpNobody)
 {
     TemporaryFolder elsewhere;
-    PreparePrivateFolder(elsewhere.path);
     const Identity identity = PrepareIdentity(elsewhere.path);
     const auto tls = TlsContext::Server(identity.key, identity.certificate);
     asio::io_context io;
@@ -303,7 +283,7 @@ TEST_F(HttpRoads, ForewordsWithoutEndHoldUpNobody)
     };
     asio::co_spawn(io, serve(), asio::detached);
     std::thread server([&] { io.run(); });
-    auto alice = Attendee(acceptor.local_endpoint().port(), tls->Fingerprint());
+    auto alice = Attendee(At(acceptor.local_endpoint().port()), tls->Fingerprint());
     EXPECT_FALSE(alice->Login(u"Alice"_s));
     alice.reset();  // ends its thread, so the stream and the server's
     server.join();

@@ -3,10 +3,7 @@
 #include <algorithm>
 
 #include "reliability/datagram_proxy.h"
-#include "reliability/linked_attendee.h"
-#include "service/codec/jpeg_encoder.h"
-#include "service/link/link_messenger.h"
-#include "service/relay/relay_fixture.h"
+#include "service/link/link_room.h"
 
 namespace zephyl {
 namespace {
@@ -20,35 +17,19 @@ QByteArray Noisy(int width, int height)
     std::mt19937 random(5);
     std::vector<std::uint8_t> frame(Bgr24Bytes(width, height));
     std::generate(frame.begin(), frame.end(), [&] { return std::uint8_t(random()); });
-    JpegEncoder encoder;
-    const JpegBytes jpeg = encoder.EncodeBgr24(frame, width, height, 60);
-    return QByteArray(reinterpret_cast<const char*>(jpeg.data()), qsizetype(jpeg.size()));
+    return Jpeg(width, height, std::move(frame));
 }
 
-class LinkDatagramsTest : public testing::Test, protected RelayRoom {
+class LinkDatagramsTest : public testing::Test, protected LinkRoom {
 protected:
-    LinkDatagramsTest() : RelayRoom(Logs::Memory) { Begin(); }
-    void Begin()
+    LinkDatagramsTest() : LinkRoom(Protocol::Udp)
     {
-        mMade = false;
-        datagrams.reset();
-        stream.reset();
         StartRelay();
         datagrams = std::make_unique<DatagramProxy>(relay->Port(), 4711);
         stream = std::make_unique<FaultProxy>(relay->Port(), kBehindProxies);
     }
-    std::unique_ptr<LinkedAttendee> Joined(const char* handle, Protocol protocol,
-                                           const std::string& host = kBehindProxies)
-    {
-        auto attendee = std::make_unique<LinkedAttendee>(
-            QString::fromStdString(host + ":" + std::to_string(relay->Port())), relay->Fingerprint());
-        attendee->protocol = protocol;
-        EXPECT_TRUE(attendee->Login(QString::fromLatin1(handle)));
-        EXPECT_TRUE(mMade ? attendee->link->JoinMeeting(u"room01"_s)
-                          : attendee->link->CreateMeeting(u"Room01"_s, {}));
-        mMade = true;
-        return attendee;
-    }
+    /// Behind both of them.
+    AttendeePtr Behind(const char* handle) { return Joined(handle, At(relay->Port(), kBehindProxies)); }
     static LinkStats Stats(LinkedAttendee& one) { return StatsOf(*one.link); }
     static bool ByUdp(LinkedAttendee& one)
     {
@@ -73,14 +54,14 @@ protected:
     const QByteArray small = Noisy(40, 20), camera = Noisy(200, 150);
     std::unique_ptr<DatagramProxy> datagrams;
     std::unique_ptr<FaultProxy> stream;
-    bool mMade = false;
 };
 
 TEST_F(LinkDatagramsTest, PicturesPassBesideTheConnectionForThoseWhoChoseIt)
 {
-    auto alice = Joined("Alice", Protocol::Udp);
-    auto bob = Joined("bob", Protocol::Udp);
-    auto carol = Joined("carol", Protocol::Tcp, "127.0.0.1");
+    auto alice = Behind("Alice");
+    auto bob = Behind("bob");
+    protocol = Protocol::Tcp;
+    auto carol = Joined("carol");
     ASSERT_TRUE(ByUdp(*alice) && ByUdp(*bob));
     const std::uint64_t inside = stream->Carried(FaultProxy::Way::Up),
                         before = datagrams->Came(FaultProxy::Way::Up);
@@ -100,7 +81,7 @@ TEST_F(LinkDatagramsTest, PicturesPassBesideTheConnectionForThoseWhoChoseIt)
 
 TEST_F(LinkDatagramsTest, PicturesGoOnWhenDatagramsStopAndComeBackToThem)
 {
-    auto alice = Joined("Alice", Protocol::Udp), bob = Joined("bob", Protocol::Udp);
+    auto alice = Behind("Alice"), bob = Behind("bob");
     using Way = DatagramProxy::Way;
     DatagramProxy::Weather stopped;
     stopped.stopped = true;
@@ -121,7 +102,7 @@ TEST_F(LinkDatagramsTest, PicturesGoOnWhenDatagramsStopAndComeBackToThem)
 TEST_F(LinkDatagramsTest, NobodyNoticesWhereTheyNeverPass)
 {
     datagrams->SetBoth({.stopped = true});
-    auto alice = Joined("Alice", Protocol::Udp), bob = Joined("bob", Protocol::Udp);
+    auto alice = Behind("Alice"), bob = Behind("bob");
     ASSERT_TRUE(alice->Until([&] { return alice->Handles().size() == 2; }));
     alice->Film(small);
     alice->Turn();
@@ -144,28 +125,12 @@ TEST_F(LinkDatagramsTest, EveryKindOfAddressHasThem)
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.listen) + " " + row.asked);
         options.host = row.listen;
-        mMade = false;
+        made = false;
         StartRelay();
-        auto alice = Joined("Alice", Protocol::Udp, row.asked), bob = Joined("bob", Protocol::Udp, row.asked);
+        const std::string where = At(relay->Port(), row.asked);
+        auto alice = Joined("Alice", where), bob = Joined("bob", where);
         EXPECT_TRUE(ByUdp(*alice) && ByUdp(*bob) && Film(*alice, *bob, 2, small));
     }
-}
-
-TEST_F(LinkDatagramsTest, ANewConnectionHasNewKeys)
-{
-    options.times.grace = 1min;
-    Begin();
-    auto alice = Joined("Alice", Protocol::Udp), bob = Joined("bob", Protocol::Udp);
-    ASSERT_TRUE(ByUdp(*alice) && ByUdp(*bob) && Film(*alice, *bob, 3, small));
-    const std::vector<std::string> old = datagrams->Kept(DatagramProxy::Way::Up);
-    stream->Cut();
-    ASSERT_TRUE(alice->Until([&] { return Stats(*alice).reconnects == 1; }));
-    ASSERT_TRUE(bob->Until([&] { return Stats(*bob).reconnects == 1; }));
-    ASSERT_TRUE(ByUdp(*alice) && ByUdp(*bob));
-    bob->heard.clear();
-    for (const std::string& datagram : old) datagrams->Insert(DatagramProxy::Way::Up, datagram);
-    EXPECT_TRUE(Film(*alice, *bob, 3, small));
-    EXPECT_NE(datagrams->Kept(DatagramProxy::Way::Up).back().substr(0, 8), old.back().substr(0, 8));
 }
 
 }  // namespace

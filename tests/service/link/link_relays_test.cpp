@@ -1,16 +1,13 @@
 // The real link when its relay goes: to those that it was told of, under the same key, by its own road.
 #include "reliability/fake_service.h"
 #include "reliability/fault_proxy.h"
-#include "reliability/linked_attendee.h"
-#include "service/link/link_messenger.h"
+#include "service/link/link_room.h"
 #include "service/link/tunnel_proxy.h"
-#include "service/relay/relay_fixture.h"
 
 namespace zephyl {
 namespace {
 
 using namespace Qt::StringLiterals;
-using AttendeePtr = std::unique_ptr<LinkedAttendee>;
 
 struct Road {
     const char* name;
@@ -18,18 +15,13 @@ struct Road {
     bool throughProxy = false;
 };
 
-std::string At(std::uint16_t port)
-{
-    return "127.0.0.1:" + std::to_string(port);
-}
-
 /// One relay that is reached by several doors: so it is one service at several addresses, and a meeting there
 /// is at all of them. Clients are told of every door but the first, and of a port where nobody is.
-class LinkRelaysTest : public testing::TestWithParam<Road>, protected RelayRoom {
+class LinkRelaysTest : public testing::TestWithParam<Road>, protected LinkRoom {
 protected:
-    LinkRelaysTest() : RelayRoom(Ways{})
+    LinkRelaysTest() : LinkRoom(GetParam().protocol)
     {
-        options.times.grace = std::chrono::minutes(1);
+        if (GetParam().throughProxy) httpProxy = QString::fromStdString(At(proxy.Port()));
         options.cluster.advertise = At(home.Port());
     }
     void Open(std::vector<std::uint16_t> others)
@@ -37,14 +29,6 @@ protected:
         for (const std::uint16_t port : others) options.cluster.relays.push_back(At(port));
         StartRelay();
         for (FaultProxy* door : {&home, &second, &third}) door->SetTarget(relay->Port());
-    }
-    AttendeePtr LoggedInAt(const char* handle, std::uint16_t port)
-    {
-        auto one = std::make_unique<LinkedAttendee>(QString::fromStdString(At(port)), relay->Fingerprint());
-        one->protocol = GetParam().protocol;
-        if (GetParam().throughProxy) one->proxy = QString::fromStdString(At(proxy.Port()));
-        EXPECT_TRUE(one->Login(QString::fromLatin1(handle))) << qPrintable(one->link->LastRefusal());
-        return one;
     }
     static bool IsAt(LinkedAttendee& one, std::uint16_t port)
     {
@@ -83,9 +67,7 @@ TEST_P(LinkRelaysTest, WhatIsLostHereGoesOnThereAndNobodyNotices)
 {
     second.Silence(0);  // lets everybody in and says nothing
     Open({second.Port(), third.Port(), 1});
-    auto alice = LoggedInAt("Alice", home.Port()), bob = LoggedInAt("bob", relay->Port());
-    ASSERT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
-    ASSERT_TRUE(bob->link->JoinMeeting(u"Room01"_s));
+    auto alice = Joined("Alice", At(home.Port())), bob = Joined("bob");
     EXPECT_EQ(alice->Next(), u"bob=5"_s);
     EXPECT_FALSE(alice->states.back().details.contains(u"relay"_s));
 
@@ -110,8 +92,7 @@ TEST_P(LinkRelaysTest, NobodyElsesKeyWillDo)
     if (GetParam().protocol == Protocol::Http) guise.protocol = "\x08http/1.1";
     PretendedService stranger(guise);
     Open({stranger.Port()});
-    auto alice = LoggedInAt("Alice", home.Port());
-    ASSERT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
+    auto alice = Joined("Alice", At(home.Port()));
     Kill(home);
     EXPECT_TRUE(alice->Until([&] { return alice->Logged(u"has another key"_s) > 0; }));
     EXPECT_TRUE(alice->link->LoggedIn());
@@ -133,7 +114,7 @@ TEST_P(LinkRelaysTest, ARelayThatGoesInOrderSendsItsClientsAway)
         std::filesystem::copy_file(options.data / file, data / file);
     options.data = data;
     Open({other->Port()});
-    auto alice = LoggedInAt("Alice", home.Port());
+    auto alice = LoggedIn("Alice", At(home.Port()));
     relay->Stop();
     EXPECT_TRUE(IsAt(*alice, other->Port()));
     EXPECT_TRUE(alice->link->CreateMeeting(u"Room01"_s, {}));
