@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 class MailTest : public testing::Test, protected RelayRoom {
 protected:
-    MailTest() : RelayRoom(Logs::Files) {}
+    MailTest() : RelayRoom({Logs::Files}) {}
 
     QString Folder() const { return QString::fromStdString(folder.path.string()); }
     /// Alice has an address, dave has none.

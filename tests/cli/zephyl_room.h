@@ -31,7 +31,7 @@ struct Script : stage::Script {
 
 class ZephylTest : public testing::Test, protected RelayRoom {
 protected:
-    ZephylTest() : RelayRoom(Logs::Files) { StartRelay(); }
+    ZephylTest() : RelayRoom({Logs::Files}) { StartRelay(); }
     QStringList Options() const
     {
         return {u"--service"_s, QString::fromStdString(relay->Address()), u"--trust"_s,

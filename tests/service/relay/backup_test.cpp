@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 class BackupTest : public testing::Test, protected RelayRoom {
 protected:
-    BackupTest() : RelayRoom(Logs::Files) { options.times.grace = std::chrono::minutes(1); }
+    BackupTest() : RelayRoom({Logs::Files}) { options.times.grace = std::chrono::minutes(1); }
     fs::path Write(const std::string& bytes)
     {
         const fs::path path = folder.path / ("archive" + std::to_string(++mFiles));

@@ -14,7 +14,7 @@ using Clock = DatagramRoad::Clock;
 
 class DatagramTest : public testing::Test, protected RelayRoom {
 protected:
-    DatagramTest() : RelayRoom(Logs::Memory) {}
+    DatagramTest() : RelayRoom({Logs::Memory}) {}
     std::uint16_t Port() { return relay->Port(); }
     /// Both in the meeting, and Alice's datagrams pass.
     void Meet()

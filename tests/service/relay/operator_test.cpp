@@ -78,7 +78,7 @@ TEST(Bans, AreOfAddressesAsTheyAreWritten)
 
 class OperatorTest : public testing::Test, protected RelayRoom {
 protected:
-    OperatorTest() : RelayRoom(Logs::Files) { options.times.grace = std::chrono::minutes(1); }
+    OperatorTest() : RelayRoom({Logs::Files}) { options.times.grace = std::chrono::minutes(1); }
     json::value Status()
     {
         const auto answer = AskDaemon(options.data, "status");

@@ -29,13 +29,10 @@ enum class Logs { Memory, Files, ColdFiles };
 
 /// How clients come, and where the logs are.
 struct Ways {
-    Ways(Logs where = Logs::Memory, By how = By::Tcp, std::string (*whose)() = nullptr)
-        : logs(where), by(how), database(whose)
-    {
-    }
-    Logs logs;
-    By by;
-    std::string (*database)();  // a new one for the accounts, "" where there can be none; null: in a file
+    Logs logs = Logs::Memory;
+    By by = By::Tcp;
+    /// A new one for the accounts, "" where there can be none; null: in a file.
+    std::string (*database)() = nullptr;
 };
 
 /// What a fixture with a relay has.
