@@ -17,7 +17,6 @@ using namespace Qt::StringLiterals;
 TEST(HostileService, HoldsNoClient)
 {
     TemporaryFolder folder;
-    PreparePrivateFolder(folder.path);
     const Identity identity = PrepareIdentity(folder.path);
     const auto context = TlsContext::Server(identity.key, identity.certificate);
     const QString log = QString::fromStdString((folder.path / "log").string());
@@ -58,7 +57,6 @@ TEST(HostileService, HoldsNoClient)
 TEST(HostileService, IsNotAskedWithoutAPause)
 {
     TemporaryFolder folder;
-    PreparePrivateFolder(folder.path);
     const Identity identity = PrepareIdentity(folder.path);
     const auto context = TlsContext::Server(identity.key, identity.certificate);
     HostileService service(context, {true, false, {}});

@@ -34,11 +34,19 @@ std::vector<std::string> Drawn(const std::vector<Kept>& items)
 
 class KeepingTest : public ZephylTest {
 protected:
-    QStringList As(const char* command, const QString& handle, const QStringList& more)
+    /// A meeting file of these.
+    QString FileOf(const std::vector<Kept>& items)
     {
-        QStringList words{QLatin1String(command)};
-        return words + Options() +
-               QStringList{u"--handle"_s, handle, u"--password-file"_s, File("pw", "secret\n")} + more;
+        std::string bytes;
+        meeting_file::Writer writer({"before", "", 0}, [&](std::string_view more) { bytes += more; });
+        for (const Kept& item : items) writer.Add(item);
+        bytes += writer.Tail();
+        return File("before.zmeeting", QByteArray::fromStdString(bytes));
+    }
+    /// By bob, who makes the meeting "Standup" and stays in it.
+    std::unique_ptr<Child> Importer(const QString& file)
+    {
+        return Start(As(u"import"_s, u"bob"_s, {u"--code"_s, u"Standup"_s, file}));
     }
 };
 
@@ -54,16 +62,12 @@ TEST_F(KeepingTest, WhatWasDrawnGoesOnInAnotherMeetingOnceAndInOrder)
     items[5] = {Kind::Picture, "zoe", 0, 5000, -7, 12, AJpeg(600, 400).toStdString()};
     items[10].body = "[[ZUM_WB_UNDO]]";
     items[11].body = "[[ZUM_WB_CLEAR]]";
-    std::string bytes;
-    meeting_file::Writer writer({"before", "", 0}, [&](std::string_view more) { bytes += more; });
-    for (const Kept& item : items) writer.Add(item);
+    std::vector<Kept> more = items;
     // neither is of the board: what nobody may post, and what somebody said
-    writer.Add({Kind::Record, "zoe", 0, 0, 0, 0, "[[ZUM_VIDEO_ON]]"});
-    writer.Add({Kind::Line, "zoe", 0, 0, 0, 0, "hello"});
-    bytes += writer.Tail();
-    const QString before = File("before.zmeeting", QByteArray::fromStdString(bytes));
-
-    const auto importer = Start(As("import", u"bob"_s, {u"--code"_s, u"Standup"_s, before}));
+    more.push_back({Kind::Record, "zoe", 0, 0, 0, 0, "[[ZUM_VIDEO_ON]]"});
+    more.push_back({Kind::Line, "zoe", 0, 0, 0, 0, "hello"});
+    const QString before = FileOf(more);
+    const auto importer = Importer(before);
     EXPECT_EQ(importer->ReadLine(), "700 changes of the board are in the meeting Standup.");
     Script alice = Run(Options());
     EXPECT_TRUE(alice.Ok(R"({"do":"login","handle":"alice","password":"secret"})"));
@@ -71,7 +75,7 @@ TEST_F(KeepingTest, WhatWasDrawnGoesOnInAnotherMeetingOnceAndInOrder)
     // The board's last item is one that no newcomer gets.
     EXPECT_TRUE(alice.Ok(R"({"do":"deliver","to":["bob"],"text":"[[ZUM_WB_HSCROLL]]0"})"));
     const QString after = Path("after.zmeeting");
-    EXPECT_EQ(Exit(As("export", u"carol"_s, {u"--zmeeting"_s, after, u"Standup"_s})), 0);
+    EXPECT_EQ(Exit(As(u"export"_s, u"carol"_s, {u"--zmeeting"_s, after, u"Standup"_s})), 0);
     const std::vector<Kept> kept = ItemsOf(after);
     // The service keeps what a newcomer needs: from the CLEAR on, which 20 changes followed.
     EXPECT_EQ(Drawn(kept), Drawn({items.begin() + 11, items.end()}));
@@ -88,14 +92,10 @@ TEST_F(KeepingTest, WhatWasDrawnGoesOnInAnotherMeetingOnceAndInOrder)
 TEST_F(KeepingTest, OfAMeetingWhereMarksWereTakenBackWhatIsLeftGoesOn)
 {
     const auto stroke = [](const char* by, int y) {
-        return Kept{Kind::Record,
-                    by,
-                    0,
-                    0,
-                    0,
-                    0,
-                    "[[ZUM_WB_PEN]]3|\u00a5|1|\u00a5|" + std::to_string(y) + "|\u00a5|90|\u00a5|" +
-                        std::to_string(y) + "|\u00a5|255"};
+        const std::string height = std::to_string(y);
+        const std::string record =
+            "[[ZUM_WB_PEN]]3|\u00a5|1|\u00a5|" + height + "|\u00a5|90|\u00a5|" + height + "|\u00a5|255";
+        return Kept{Kind::Record, by, 0, 0, 0, 0, record};
     };
     const auto step = [](const char* record) { return Kept{Kind::Record, "zoe", 0, 0, 0, 0, record}; };
     const Kept back{Kind::TakeBack, "zoe", 0, 0, 0, 0, "yan"}, undo = step("[[ZUM_WB_UNDO]]");
@@ -114,15 +114,11 @@ TEST_F(KeepingTest, OfAMeetingWhereMarksWereTakenBackWhatIsLeftGoesOn)
                                   stroke("zoe", 60),
                                   back,
                                   stroke("yan", 70)};
-    std::string bytes;
-    meeting_file::Writer writer({"before", "", 0}, [&](std::string_view more) { bytes += more; });
-    for (const Kept& item : items) writer.Add(item);
-    bytes += writer.Tail();
-    const QString before = File("before.zmeeting", QByteArray::fromStdString(bytes));
-    const auto importer = Start(As("import", u"bob"_s, {u"--code"_s, u"Standup"_s, before}));
+    const QString before = FileOf(items);
+    const auto importer = Importer(before);
     EXPECT_EQ(importer->ReadLine(), "3 changes of the board are in the meeting Standup.");
     const QString after = Path("after.zmeeting");
-    EXPECT_EQ(Exit(As("export", u"carol"_s, {u"--zmeeting"_s, after, u"Standup"_s})), 0);
+    EXPECT_EQ(Exit(As(u"export"_s, u"carol"_s, {u"--zmeeting"_s, after, u"Standup"_s})), 0);
     EXPECT_EQ(Drawn(ItemsOf(after)), Drawn({items[5], items[12], items[14]}));
     for (const QString& meeting : {before, after})
         EXPECT_EQ(Exit({u"export"_s, meeting, u"--png"_s, meeting + u".png"_s}), 0);
@@ -136,12 +132,12 @@ TEST_F(KeepingTest, SaysWhatStandsInTheWay)
         QStringList words;
         const char* why;
     } rows[] = {
-        {As("export", u"bob"_s, {u"Standup"_s, u"--png"_s, Path("x.png")}), "No meeting has this code"},
-        {As("export", u"bob"_s, {u"Standup"_s}), "say what to write"},
+        {As(u"export"_s, u"bob"_s, {u"Standup"_s, u"--png"_s, Path("x.png")}), "No meeting has this code"},
+        {As(u"export"_s, u"bob"_s, {u"Standup"_s}), "say what to write"},
         {{u"export"_s, u"Standup"_s, u"--png"_s, Path("x.png")}, "--handle is required"},
         {{u"export"_s, noMeeting, u"--png"_s, Path("x.png")}, "this is no meeting file"},
         {{u"export"_s, Path("none.zmeeting"), u"--png"_s, Path("x.png")}, "No such file"},
-        {As("import", u"bob"_s, {u"--code"_s, u"Standup"_s, noMeeting}), "this is no meeting file"},
+        {As(u"import"_s, u"bob"_s, {u"--code"_s, u"Standup"_s, noMeeting}), "this is no meeting file"},
     };
     for (const auto& row : rows) {
         ExpectRefusal(row.words, row.why);

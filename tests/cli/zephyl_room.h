@@ -37,6 +37,12 @@ protected:
         return {u"--service"_s, QString::fromStdString(relay->Address()), u"--trust"_s,
                 QString::fromStdString(relay->Fingerprint()).mid(7).toUpper()};
     }
+    /// A command of somebody who logs in for it.
+    QStringList As(const QString& command, const QString& handle, const QStringList& more) const
+    {
+        return QStringList{command} + Options() +
+               QStringList{u"--handle"_s, handle, u"--password-file"_s, File("pw", "secret\n")} + more;
+    }
     Script Run(const QStringList& words) { return Script(words, {}, Path("log")); }
     std::unique_ptr<Child> Start(const QStringList& words)
     {
