@@ -62,7 +62,7 @@ public:
         item->frames = std::string(bytes, letter);
         item->sequence = log->Next(channel);
         const std::uint64_t sequence = item->sequence;
-        given.push_back(Text(*item));
+        given.push_back(letter + std::to_string(bytes));
         log->Append({item}, [this, item] { delivered.push_back(Text(*item)); });
         return sequence;
     }
