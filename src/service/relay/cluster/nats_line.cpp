@@ -95,7 +95,8 @@ void NatsLine::KeepConnected()
                 }
                 if (mLost || mStop || !std::exchange(mDoubted, false)) continue;
                 lock.unlock();
-                const bool leave = AnotherIsWell();
+                const NatsServer& own = mServers[(mServer + mServers.size() - 1) % mServers.size()];
+                const bool leave = AnotherIsWell() && !IsWell(own);  // they may have found their leader
                 lock.lock();
                 mLost = mLost || leave;
             }
