@@ -36,7 +36,7 @@ struct ClusterTimes {
     std::chrono::milliseconds beat{500};            // how often each writes that it lives
     std::chrono::milliseconds goneAfter{2000};      // without that
     std::chrono::milliseconds leftAfter{1000};      // the same, where it has no connection either
-    std::chrono::milliseconds decidesFor{1500};     // since it last could: less than the others wait
+    std::chrono::milliseconds decidesFor{1500};     // since it last could; less than goneAfter
     std::chrono::milliseconds cutOffAfter{3000};    // then its clients go to the others
     std::chrono::milliseconds orphanedAfter{5000};  // a meeting that nobody keeps or asks for is taken over
 };

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <set>
+
 #include "service/cluster/pair.h"
 
 namespace zephyl {
@@ -182,6 +187,94 @@ TEST_P(Engines, AValueIsOneWritersAndEverybodySeesIt)
     EXPECT_EQ(Put(One(), "codes", "3", mark).result, EngineResult::Ok);
     EXPECT_EQ(heard.WaitFor("key=3"),
               (std::vector<std::string>{"key=1", "all", "key=2", "key gone", "key=3"}));
+}
+
+/// To servers that let everybody in, and of JetStream answer nothing but how its stream is, where that is
+/// well.
+class Doubtful final : public NatsConnection {
+public:
+    struct All {
+        std::mutex mutex;
+        std::condition_variable news;
+        std::set<std::string> well;
+        std::vector<std::string> engines, probed;  // the servers of what an engine uses, and of what it asks
+
+        bool WaitFor(const std::function<bool()>& done)
+        {
+            std::unique_lock lock(mutex);
+            return news.wait_for(lock, 60s, done);
+        }
+    };
+    Doubtful(All& all, const NatsServer& server, Take take)
+        : mAll(all), mHost(server.host), mTake(std::move(take))
+    {
+    }
+    void Send(const std::string& subject, const std::string& answerTo, const NatsHeaders&,
+              std::string_view) override
+    {
+        bool answers = subject.starts_with("$JS.API.STREAM.CREATE.");
+        if (subject.starts_with("$JS.API.STREAM.INFO.")) {
+            const std::lock_guard lock(mAll.mutex);
+            answers = mAll.well.contains(mHost);
+            if (!mOfEngine) mAll.probed.push_back(mHost);
+            mAll.news.notify_all();
+        }
+        if (subject.ends_with("beat")) mTake({{}, subject, {}, {}, {}, {}});
+        if (answers) mTake({{}, answerTo, {}, {}, {}, R"({"config":{},"state":{}})"});
+    }
+    void Listen(const std::string& subject) override
+    {
+        if (!subject.ends_with(".*")) return;
+        mOfEngine = true;
+        const std::lock_guard lock(mAll.mutex);
+        mAll.engines.push_back(mHost);
+        mAll.news.notify_all();
+    }
+    void Ignore(const std::string&) override {}
+    std::size_t MostBytes() const override { return 2 * kEngineBytes; }
+
+private:
+    All& mAll;
+    const std::string mHost;
+    const Take mTake;
+    bool mOfEngine = false;
+};
+
+TEST(NatsEngine, LeavesAServerOnlyForABetterOne)
+{
+    Doubtful::All all;
+    NatsSite site;
+    for (const char* host : {"a", "b", "c"}) site.servers.push_back({host, "1", {}, {}, false, {}});
+    std::atomic<bool> over{false};
+    std::function<void()> ask;
+    NatsEngine engine(
+        site,
+        [&](const NatsServer& server, NatsConnection::Take take, const auto&) {
+            return std::make_unique<Doubtful>(all, server, std::move(take));
+        },
+        [](const std::string&) {});
+    ask = [&] {
+        engine.Append("zephyl.log.a", "1", 0, [&](EngineResult, std::uint64_t) {
+            if (!over) ask();
+        });
+    };
+    WaitFor(engine, true);
+    std::unique_lock lock(all.mutex);
+    const std::string own = all.engines[0], next(1, char('a' + (own[0] - 'a' + 1) % 3)),
+                      last(1, char('a' + (own[0] - 'a' + 2) % 3));
+    all.well = {own, last};
+    lock.unlock();
+    ask();
+    EXPECT_TRUE(all.WaitFor([&] { return std::ranges::count(all.probed, own) > 0; }));
+    lock.lock();
+    EXPECT_EQ(all.engines.size(), 1u);
+    all.well = {next, last};
+    lock.unlock();
+    const bool left = all.WaitFor([&] { return all.engines.size() > 1; });
+    over = true;
+    lock.lock();
+    ASSERT_TRUE(left);
+    EXPECT_EQ(all.engines[1], next);
 }
 
 TEST(NatsEngine, LetsGoMoreThanOneReadFinds)

@@ -229,7 +229,7 @@ struct NatsEngine::Reading {
     bool standing = false;     // its consumer stands behind what was taken, and there is more
 };
 
-// A server of today takes 0.2 ms for each entry that a consumer gives which began in the middle of a file,
+// nats-server 2.9 takes 0.2 ms for each entry that a consumer gives which began in the middle of a file,
 // and a hundredth of that where one goes on from the file's beginning: so who reads on goes on with the same
 // one.
 void NatsEngine::Read(std::string subject, std::uint64_t from, std::size_t bytes, GotAll got)

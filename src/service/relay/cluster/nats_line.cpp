@@ -95,8 +95,7 @@ void NatsLine::KeepConnected()
                 }
                 if (mLost || mStop || !std::exchange(mDoubted, false)) continue;
                 lock.unlock();
-                const NatsServer& own = mServers[(mServer + mServers.size() - 1) % mServers.size()];
-                const bool leave = AnotherIsWell() && !IsWell(own);  // they may have found their leader
+                const bool leave = AnotherIsBetter();
                 lock.lock();
                 mLost = mLost || leave;
             }
@@ -183,12 +182,14 @@ bool NatsLine::AllLetSomebodyIn()
     }
 }
 
-// The one that is becomes the next to be tried.
-bool NatsLine::AnotherIsWell()
+// The one that is becomes the next to be tried. All may have found their leader meanwhile, this one too.
+bool NatsLine::AnotherIsBetter()
 {
-    for (std::size_t i = 0; i + 1 < mServers.size(); ++i) {
-        if (IsWell(mServers[(mServer + i) % mServers.size()])) {
-            mServer += i;
+    const std::size_t count = mServers.size(), own = mServer + count - 1;
+    for (std::size_t next = mServer; next < own; ++next) {
+        if (IsWell(mServers[next % count])) {
+            if (IsWell(mServers[own % count])) return false;
+            mServer = next;
             return true;
         }
         const std::lock_guard lock(mMutex);

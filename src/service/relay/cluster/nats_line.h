@@ -104,7 +104,7 @@ private:
     void KeepConnected();
     Wire Connect();
     void Lose();
-    bool AnotherIsWell();
+    bool AnotherIsBetter();
     bool AllLetSomebodyIn();
     bool IsWell(const NatsServer& server) const;
     // the thread that sends, and calls when the time has come
@@ -133,7 +133,7 @@ private:
     bool mPrepared = false;    // at some time. Of the thread that connects
     bool mConnected = false;
     Wire mWire;
-    std::size_t mServer;
+    std::size_t mServer;              // the next to be tried, behind that of mWire
     std::string mHere;                // the server of mWire
     std::string mTrouble;             // said last
     std::set<std::string> mTroubles;  // said since it was well; under mCalls
