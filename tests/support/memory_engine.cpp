@@ -261,6 +261,10 @@ void MemoryEngine::Append(std::string subject, std::string bytes, std::uint64_t 
 {
     const std::lock_guard lock(mCluster.mMutex);
     if (!mConnected) return AnswerWrite(EngineResult::Away, 0, std::move(stored));
+    if (mUnheard > 0)
+        --mUnheard;
+    else
+        Say({subject, bytes, {}});
     auto& log = mCluster.mLogs[subject];
     const std::uint64_t last = log.empty() ? 0 : log.rbegin()->first;
     EngineResult result = mCluster.mFull ? EngineResult::Full : EngineResult::Ok;

@@ -61,6 +61,8 @@ public:
     void LoseAnswers(int count);
     /// Of the words to other relays each so-and-so-manieth is lost; 0: none.
     void LoseEvery(unsigned words) { mLosesEvery = words; }
+    /// Nobody hears the next `count` entries that are written.
+    void WriteUnheard(int count) { mUnheard = count; }
     /// In words, lost ones too.
     std::size_t BytesToRelays() const { return mBytesToRelays; }
     /// Returns when nothing is left to be called. Not while held.
@@ -122,6 +124,7 @@ private:
     int mLoses = 0;
     std::atomic<unsigned> mLosesEvery{0}, mWords{0};
     std::atomic<std::size_t> mBytesToRelays{0};
+    std::atomic<int> mUnheard{0};
     std::uint64_t mInboxes = 0;
     std::deque<Call> mCalls;
     std::map<std::string, Asked> mAsked;  // by inbox

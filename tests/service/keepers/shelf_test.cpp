@@ -5,6 +5,7 @@
 #include <random>
 
 #include "service/keepers/sites.h"
+#include "service/relay/log/stored.h"
 #include "service/wire/framing.h"
 
 namespace zephyl {
@@ -26,16 +27,46 @@ struct Shelves {
     {
         words::Shelved shelved;
         fresh.clear();
-        out.Put(frames, shelved, fresh);
+        out.Put(frames, shelved, fresh,
+                [this](std::string_view frame) { return overheard.Find(written, frame); });
+        while (const auto word = overheard.TakeWord()) said.push_back(word->listen());
         if (lost) return "";
-        const auto pieces = in.Take(shelved, fresh);
+        const auto pieces = in.Take(shelved, fresh, heard);
         if (!pieces) return "-";
         std::string all;
         for (const Piece& piece : *pieces) all += piece.bytes;
         return all;
     }
+    /// An item each. Returns what was written.
+    std::string Write(const std::vector<std::string>& items, bool unheard = false)
+    {
+        std::string batch, frames;
+        for (const std::string& one : items) {
+            LogItem item;
+            item.frames = one;
+            StoreItem(batch, item);
+            frames += one;
+        }
+        const ChainName name{"log", 7, ++entries};
+        written.Add(name, std::make_shared<const std::string>(batch));
+        if (!unheard) heard.Add(name, batch);
+        return frames;
+    }
+    /// As the other end answers; `late`: to the question before.
+    void Hears(bool late = false)
+    {
+        words::Listening listening;
+        listening.set_subject("log");
+        listening.set_ask(said.back().ask() - (late ? 1 : 0));
+        overheard.Hears(listening, written.Next());
+    }
     ShelfOut out;
     ShelfIn in;
+    WrittenEntries written;
+    OverheardOut overheard;
+    HeardEntries heard;
+    std::vector<words::Listen> said;
+    std::uint64_t entries = 0;
     std::string fresh;  // of the last one
 };
 
@@ -103,8 +134,68 @@ TEST(Shelf, ForgetsTheSameAtBothEnds)
     EXPECT_LT(carried, all);
 }
 
+TEST(Shelf, NamesWhatWasHeardWhenItWasWritten)
+{
+    Shelves line;
+    const std::string large = Frame(16'000, 'l');
+    const auto carries = [&](const std::string& frames, const std::string& fresh) {
+        EXPECT_EQ(line.Carry(frames), frames);
+        EXPECT_EQ(line.fresh, fresh);
+    };
+    // The other end is asked to listen once enough has come, and counts when it says that it has heard.
+    for (std::size_t i = 0; i * 16'000 < kWorthListening; ++i) {
+        const std::string frames = line.Write({Frame(16'000, char('A' + i))});
+        EXPECT_TRUE(line.said.empty());
+        carries(frames, frames);
+    }
+    ASSERT_EQ(line.said.size(), 1u);
+    EXPECT_EQ(line.said[0].subject(), "log");
+    line.Hears(true);
+    std::string before = line.Write({Frame(15'000, 'e')}, true);
+    line.Hears();
+    carries(before, before);
+    // Large frames of an entry, also of two parts and with small ones between.
+    const std::string two = Frame(16'000, 'f') + Frame(5'000, 'g'), small = Frame(100, 'h');
+    carries(line.Write({two, small, large}), small);
+    carries(small + two, "");
+    const std::string other = line.Write({Frame(2'000, 'i')}), own = Frame(3'000, 'o');
+    carries(own + line.Write({Frame(2'000, 'j')}) + other, own);
+    // What it missed is told from what was lost on the way.
+    EXPECT_EQ(line.Carry(line.Write({Frame(2'000, 'k')}, true)), "-");
+    line.out.Forget();
+    // Behind much else it is not expected to know it any more, and has it still where it is.
+    const std::string early = line.Write({Frame(16'000, 'm')}), late = line.Write({Frame(16'000, 'n')});
+    const std::size_t each = 16'100;
+    for (std::size_t bytes = each; bytes + 2 * each < kWrittenBytes; bytes += each)
+        line.Write({Frame(16'000, 'x')});
+    carries(late, "");
+    for (int i = 0; i < 2; ++i) line.Write({Frame(16'000, 'y')});
+    carries(early, early);
+    // Nothing large comes any more.
+    for (int i = 0; i < 60 && line.said.size() == 1; ++i) {
+        line.overheard.Fade();
+        carries("", "");
+    }
+    ASSERT_EQ(line.said.size(), 2u);
+    EXPECT_EQ(line.said[1].ask(), 0u);
+    carries(line.Write({large + Frame(1'500, 'z')}), large + Frame(1'500, 'z'));
+}
+
 class SharedLine : public testing::Test {
 protected:
+    static void Place(RawClient& client, std::uint64_t number, const std::string& picture)
+    {
+        Header post = PostHeader(CHANNEL_BOARD, number, picture.size());
+        post.mutable_post()->mutable_picture()->set_type(2);
+        client.SendItem(post, picture);
+    }
+    static std::string NextPicture(RawClient& client)
+    {
+        Received got = client.Wait(Header::kItem);
+        while (got.header.item().has_presence()) got = client.Wait(Header::kItem);
+        return got.body;
+    }
+
     MemoryCluster cluster;
     Site one{cluster, "one"}, two{cluster, "two"};
 };
@@ -120,18 +211,39 @@ TEST_F(SharedLine, CarriesOneCopyForAllClientsOfARelay)
     }
     const std::size_t before = one.engine->BytesToRelays();
     const std::string picture(200'000, 'p');
-    Header post = PostHeader(CHANNEL_BOARD, 1, picture.size());
-    post.mutable_post()->mutable_picture()->set_type(2);
-    alice->SendItem(post, picture);
-    for (const auto& client : there) {
-        Received got = client->Wait(Header::kItem);
-        while (got.header.item().has_presence()) got = client->Wait(Header::kItem);
-        EXPECT_EQ(got.body, picture);
-    }
+    Place(*alice, 1, picture);
+    for (const auto& client : there) EXPECT_EQ(NextPicture(*client), picture);
     const std::string live(50'000, 'l');
     alice->SendLive(0, 1, live);
     for (const auto& client : there) EXPECT_EQ(client->Wait(Header::kLive).body, live);
     EXPECT_LT(one.engine->BytesToRelays() - before, 3 * picture.size() / 2);
+}
+
+// The log's own copy is enough, and who has missed that comes back for it.
+TEST_F(SharedLine, CarriesNoneOfWhatTheOtherRelayHearsWritten)
+{
+    auto alice = one.In("Alice");
+    two.made = true;
+    auto bob = two.In("bob");
+    std::uint64_t number = 0;
+    const auto picture = [](std::uint64_t which) { return std::string(40'000, char(which)); };
+    std::size_t carried = 40'000;
+    while (number < 50 && carried > 2'000) {
+        const std::size_t before = one.engine->BytesToRelays();
+        ++number;
+        Place(*alice, number, picture(number));
+        ASSERT_EQ(NextPicture(*bob), picture(number));
+        carried = one.engine->BytesToRelays() - before;
+    }
+    EXPECT_LT(carried, 2'000u);
+    one.engine->WriteUnheard(1);
+    ++number;
+    Place(*alice, number, picture(number));
+    alice->WaitAccepted(CHANNEL_BOARD, number);
+    EXPECT_THROW(bob->Wait(Header::kBye), boost::system::system_error);
+    auto back = two.Fresh();
+    ASSERT_EQ(back->Resume(two.place).result(), RESULT_OK);
+    for (std::uint64_t i = 1; i <= number; ++i) EXPECT_EQ(NextPicture(*back), picture(i));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // What stands in one entry of a meeting's log in the engine: who wrote it, and a batch of entries as they
 // stand in a file, or a part of one. Pure.
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,8 +25,15 @@ struct ChainMessage {
     std::string_view bytes;
 };
 
+/// What is told apart from any other entry that was ever written.
+struct ChainName {
+    std::string subject;
+    std::uint64_t epoch = 0, number = 0;
+    auto operator<=>(const ChainName&) const = default;
+};
+
 /// Bytes of a batch that fit in one message.
-inline constexpr std::size_t kPartBytes = kEngineBytes - 64;
+inline constexpr std::size_t kChainPartBytes = kEngineBytes - 64;
 
 std::string WriteChainMessage(const ChainMessage& message);
 /// None: it is none. Refers to `bytes`.

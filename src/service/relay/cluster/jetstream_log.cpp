@@ -138,8 +138,10 @@ void JetStreamLog::Pump(Side& side)
     }
     side.several = side.underWay.size() > 1;
     Lane& lane = side.lanes[passing ? 1 : 0];
+    const auto batch = std::make_shared<const std::string>(std::move(bytes));
+    if (mWays.writes && batch->size() <= kChainPartBytes) mWays.writes(lane.chain->Next(), batch);
     lane.chain->Append(
-        bytes, [this, &side, &lane](std::uint64_t first, std::uint64_t) { OnStored(side, lane, first); });
+        *batch, [this, &side, &lane](std::uint64_t first, std::uint64_t) { OnStored(side, lane, first); });
 }
 
 void JetStreamLog::OnStored(Side& side, Lane& lane, std::uint64_t first)

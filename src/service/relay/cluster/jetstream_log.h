@@ -37,6 +37,8 @@ struct JetStreamWays {
     std::function<void()> lost;  // another relay has opened it: this one keeps it no more
     std::function<void(std::string subject)> remove;  // for good; the log is gone by then
     std::function<void(std::chrono::steady_clock::duration, std::function<void()>)> later;  // on the strand
+    /// A batch of items is about to be written, in one entry; null: nobody wants to know. Returns at once.
+    std::function<void(const ChainName&, std::shared_ptr<const std::string> batch)> writes = {};
 };
 
 /// The subjects of a log, behind its name.

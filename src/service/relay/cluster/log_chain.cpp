@@ -57,11 +57,12 @@ void LogChain::AskLast()
 
 void LogChain::Put(ChainMessage::Kind kind, std::string_view bytes)
 {
-    const std::size_t parts = std::max<std::size_t>(1, (bytes.size() + kPartBytes - 1) / kPartBytes);
+    const std::size_t parts =
+        std::max<std::size_t>(1, (bytes.size() + kChainPartBytes - 1) / kChainPartBytes);
     for (std::size_t part = 0; part < parts; ++part)
         mParts.push_back(WriteChainMessage(
             {mAround.epoch, mNumber + 1 + part, kind, static_cast<std::uint32_t>(part),
-             static_cast<std::uint32_t>(parts), bytes.substr(part * kPartBytes, kPartBytes)}));
+             static_cast<std::uint32_t>(parts), bytes.substr(part * kChainPartBytes, kChainPartBytes)}));
 }
 
 void LogChain::Append(std::string_view batch, Stored stored)

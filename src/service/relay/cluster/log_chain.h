@@ -39,6 +39,8 @@ public:
     /// 0: there was nothing.
     void Open(Opened opened);
     bool Busy() const { return !mParts.empty() || mAsking; }
+    /// What Append writes first.
+    ChainName Next() const { return {mSubject, mAround.epoch, mNumber + 1}; }
     /// Precondition: opened, and not busy.
     void Append(std::string_view batch, Stored stored);
     /// The engine has not taken what waits.

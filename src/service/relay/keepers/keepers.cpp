@@ -128,6 +128,9 @@ std::unique_ptr<MeetingLog> Keepers::Log(const MeetingHead& head, std::uint64_t 
                       [this, post](std::chrono::steady_clock::duration pause, std::function<void()> work) {
                           const auto timer = std::make_shared<asio::steady_timer>(mIo, pause);
                           timer->async_wait([timer, post, work = std::move(work)](auto) { post(work); });
+                      },
+                      [lines = mLines](const ChainName& entry, std::shared_ptr<const std::string> batch) {
+                          lines->Writes(entry, std::move(batch));
                       }});
 }
 

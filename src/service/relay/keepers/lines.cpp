@@ -41,6 +41,11 @@ bool TakePart(std::string_view& parcel, std::string_view& part)
     return true;
 }
 
+void AppendWords(std::string& parcel, OverheardOut& overheard)
+{
+    while (const auto word = overheard.TakeWord()) AppendWord(parcel, *word, {});
+}
+
 template <class Message>
 bool TakeMessage(std::string_view& parcel, Message& message)
 {
@@ -76,6 +81,7 @@ void Lines::Stop()
         mStopped = true;
     }
     mEars.reset();
+    for (const auto& [to, line] : AllLines()) StopListening(*line);
 }
 
 void Lines::Drop()
@@ -157,20 +163,29 @@ void Lines::SendLater(const RelayId& to, std::uint64_t tunnel, words::Word& word
     word.set_tunnel(tunnel);
     const std::shared_ptr<Line> line = LineTo(to);
     const std::lock_guard lock(line->sending);
+    mCarries = true;
     std::string fresh;
-    line->shelf.Put(frames, shelved, fresh);
+    line->shelf.Put(frames, shelved, fresh,
+                    [&](std::string_view frame) { return line->overheard.Find(mWritten, frame); });
+    AppendWords(line->waiting, line->overheard);
     AppendWord(line->waiting, word, fresh);
     if (line->waiting.size() > kParcelBytes) Publish(*line, to);
 }
 
+void Lines::Writes(const ChainName& entry, std::shared_ptr<const std::string> batch)
+{
+    if (mCarries) mWritten.Add(entry, std::move(batch));
+}
+
+std::vector<std::pair<RelayId, std::shared_ptr<Lines::Line>>> Lines::AllLines()
+{
+    const std::lock_guard lock(mMutex);
+    return {mLines.begin(), mLines.end()};
+}
+
 void Lines::Send()
 {
-    std::vector<std::pair<RelayId, std::shared_ptr<Line>>> lines;
-    {
-        const std::lock_guard lock(mMutex);
-        lines.assign(mLines.begin(), mLines.end());
-    }
-    for (const auto& [to, line] : lines) {
+    for (const auto& [to, line] : AllLines()) {
         const std::lock_guard lock(line->sending);
         if (!line->waiting.empty()) Publish(*line, to);
     }
@@ -207,12 +222,17 @@ void Lines::HeardWord(Line& line, const RelayId& from, const words::Word& word, 
         if (end) mTunnels[word.tunnel()] = {from, end};
         return;
     }
+    if (word.has_listen()) return ListenTo(line, from, word.listen());
+    if (word.has_listening()) {
+        const std::lock_guard lock(line.sending);
+        return line.overheard.Hears(word.listening(), mWritten.Next());
+    }
     // Also of one that has gone: others name what comes with it.
     const words::Shelved& shelved = word.has_frames() ? word.frames().shelved() : word.beside().shelved();
     std::optional<Pieces> pieces = Pieces();
     if (shelved.parts_size() > 0) {
         const std::lock_guard lock(line.hearing);
-        pieces = line.heardShelf.Take(shelved, bytes);
+        pieces = line.heardShelf.Take(shelved, bytes, line.heardEntries);
         bytes = {};
     }
     std::shared_ptr<TunnelEnd> end;
@@ -224,6 +244,52 @@ void Lines::HeardWord(Line& line, const RelayId& from, const words::Word& word, 
     if (!end) return;
     if (!pieces) return Break(from, "it names what did not come");
     if (!end->Take(word, bytes, std::move(*pieces))) Forget(word.tunnel());
+}
+
+// What was listened for under an earlier question was forgotten there.
+void Lines::ListenTo(Line& line, const RelayId& from, const words::Listen& wanted)
+{
+    const std::string& subject = wanted.subject();
+    const bool begins = wanted.ask() > 0 && subject.starts_with(kEngineLogs);
+    Listening now{wanted.ask(), false, nullptr};
+    if (begins)
+        now.ears = mEngine.Listen(subject, [weak = weak_from_this(), from](const EngineWord& entry) {
+            if (const auto self = weak.lock()) self->Overheard(from, entry);
+        });
+    const std::lock_guard lock(line.hearing);
+    if (begins)
+        std::swap(line.logs[subject], now);
+    else if (const auto at = line.logs.find(subject); at != line.logs.end())
+        now = std::move(line.logs.extract(at).mapped());
+    if (line.logs.empty()) line.heardEntries = {};
+}
+
+// Not with its lock held: an ear that goes waits for its call.
+void Lines::StopListening(Line& line)
+{
+    std::map<std::string, Listening> logs;
+    const std::lock_guard lock(line.hearing);
+    logs.swap(line.logs);
+    line.heardEntries = {};
+}
+
+void Lines::Overheard(const RelayId& from, const EngineWord& entry)
+{
+    const std::shared_ptr<Line> line = LineTo(from);
+    words::Word word;
+    words::Listening& listening = *word.mutable_listening();
+    {
+        const std::lock_guard lock(line->hearing);
+        const auto log = line->logs.find(std::string(entry.subject));
+        if (log == line->logs.end()) return;
+        const auto message = ReadChainMessage(entry.bytes);
+        if (message && message->kind == ChainMessage::Kind::Batch && message->parts == 1)
+            line->heardEntries.Add({log->first, message->epoch, message->number}, message->bytes);
+        if (std::exchange(log->second.told, true)) return;
+        listening.set_subject(log->first);
+        listening.set_ask(log->second.ask);
+    }
+    Send(from, 0, std::move(word));
 }
 
 // A new line: its sender has missed something, and what stood on the old one is over.
@@ -268,7 +334,9 @@ void Lines::Gone(const RelayId& relay, const char* why)
         {
             const std::lock_guard lock(line->sending);
             line->shelf.Forget();
+            line->overheard.Forget();
         }
+        StopListening(*line);
         const std::lock_guard lock(line->hearing);
         line->heardShelf.Forget();
     }
@@ -304,6 +372,8 @@ void Lines::Tick()
         }
         mBusy = others;
     }
+    if (others.empty()) mCarries = false;
+    Fade();
     for (const RelayId& other : others) {
         if (silent.contains(other)) {
             Break(other, "it has said nothing for too long");
@@ -318,6 +388,17 @@ void Lines::Tick()
         const auto self = weak.lock();
         if (self && !error) self->Tick();
     });
+}
+
+// Nobody need listen where nothing large comes any more.
+void Lines::Fade()
+{
+    for (const auto& [to, line] : AllLines()) {
+        const std::lock_guard lock(line->sending);
+        line->overheard.Fade();
+        AppendWords(line->waiting, line->overheard);
+        if (!line->waiting.empty()) Publish(*line, to);
+    }
 }
 
 }  // namespace zephyl

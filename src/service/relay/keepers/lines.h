@@ -4,6 +4,7 @@
 // other; whoever misses one ends all tunnels with that relay, and their clients come back by Resume. Any
 // thread.
 
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "service/relay/cluster/engine.h"
+#include "service/relay/keepers/overheard.h"
 #include "service/relay/keepers/shelf.h"
 #include "service/relay/keepers/words.pb.h"
 #include "service/relay/meeting/client.h"
@@ -71,11 +73,18 @@ public:
     void Forget(std::uint64_t tunnel);
     /// All tunnels with that relay have ended.
     void Gone(const RelayId& relay, const char* why);
+    /// A meeting's log is about to write a batch.
+    void Writes(const ChainName& entry, std::shared_ptr<const std::string> batch);
     static std::string SubjectOf(const RelayId& relay);
     /// Where a relay hears what it is asked.
     static std::string QuestionsOf(const RelayId& relay) { return SubjectOf(relay) + ".ask"; }
 
 private:
+    struct Listening {
+        std::uint64_t ask = 0;
+        bool told = false;  // that something was heard
+        Engine::Ears ears;
+    };
     /// What goes to another relay, and what comes from it.
     struct Line {
         std::mutex sending;
@@ -83,8 +92,11 @@ private:
         std::string waiting;              // words
         bool soon = false;
         ShelfOut shelf;
+        OverheardOut overheard;
         std::mutex hearing;
         ShelfIn heardShelf;
+        HeardEntries heardEntries;
+        std::map<std::string, Listening> logs;  // subjects whose entries it names
         std::uint64_t in = 0, heard = 0;
         Clock::time_point last{};  // when it was heard
     };
@@ -96,10 +108,15 @@ private:
     void Publish(Line& line, const RelayId& to);
     void Heard(std::string_view parcel);
     void HeardWord(Line& line, const RelayId& from, const words::Word& word, std::string_view bytes);
+    void ListenTo(Line& line, const RelayId& from, const words::Listen& wanted);
+    void Overheard(const RelayId& from, const EngineWord& entry);
     /// False: something is missing in front of it.
     bool InOrder(Line& line, const RelayId& from, const words::Parcel& parcel);
     void Break(const RelayId& relay, const char* why);
+    static void StopListening(Line& line);
+    std::vector<std::pair<RelayId, std::shared_ptr<Line>>> AllLines();
     void Tick();
+    void Fade();
 
     boost::asio::io_context& mIo;
     Engine& mEngine;
@@ -108,7 +125,9 @@ private:
     boost::asio::steady_timer mTimer;
     Opened mOpened;
     Engine::Ears mEars;
-    std::mutex mMutex;  // for the tables
+    WrittenEntries mWritten;
+    std::atomic<bool> mCarries{false};  // frames to other relays, lately
+    std::mutex mMutex;                  // for the tables
     std::map<RelayId, std::shared_ptr<Line>> mLines;
     std::unordered_map<std::uint64_t, Tunnel> mTunnels;
     std::set<RelayId> mBusy;  // with whom there were tunnels at the last tick

@@ -1,7 +1,5 @@
 #include "service/relay/keepers/shelf.h"
 
-#include <xxhash.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -9,13 +7,6 @@
 
 namespace zephyl {
 namespace {
-
-constexpr std::size_t kKeyBytes = 64;  // of a frame: its sequence and whose it is are in there
-
-std::uint64_t KeyOf(std::string_view frame)
-{
-    return XXH3_64bits(frame.data(), std::min(frame.size(), kKeyBytes));
-}
 
 /// The chunk in which that place is; end: none.
 template <class Chunks>
@@ -32,8 +23,57 @@ void AddFresh(words::Shelved& shelved, std::size_t bytes)
 {
     const int count = shelved.parts_size();
     words::Part* part = count > 0 ? shelved.mutable_parts(count - 1) : nullptr;
-    if (!part || part->known() > 0) part = shelved.add_parts();
+    if (!part || part->known() > 0 || part->entry() > 0) part = shelved.add_parts();
     part->set_fresh(part->fresh() + bytes);
+}
+
+bool Names(const words::Entry& entry, const ChainName& name)
+{
+    return entry.number() == name.number && entry.epoch() == name.epoch && entry.subject() == name.subject;
+}
+
+void AddHeard(words::Shelved& shelved, const WrittenPlace& place, std::size_t bytes)
+{
+    int entries = shelved.entries_size();
+    if (entries == 0 || !Names(shelved.entries(entries - 1), place.entry)) {
+        words::Entry& entry = *shelved.add_entries();
+        entry.set_subject(place.entry.subject);
+        entry.set_epoch(place.entry.epoch);
+        entry.set_number(place.entry.number);
+        ++entries;
+    }
+    const int count = shelved.parts_size();
+    words::Part* part = count > 0 ? shelved.mutable_parts(count - 1) : nullptr;
+    const bool behind = part && part->known() == 0 && part->entry() == static_cast<std::uint32_t>(entries) &&
+                        part->place() + part->fresh() == place.at;
+    if (!behind) {
+        part = shelved.add_parts();
+        part->set_entry(static_cast<std::uint32_t>(entries));
+        part->set_place(place.at);
+    }
+    part->set_fresh(part->fresh() + bytes);
+}
+
+/// All that is fresh, in order. None: something of it is not here.
+std::optional<std::string> FreshOf(const words::Shelved& shelved, std::string_view came,
+                                   const HeardEntries& heard)
+{
+    if (shelved.entries_size() == 0) return std::string(came);
+    std::string fresh;
+    for (const words::Part& part : shelved.parts()) {
+        std::string_view from = came;
+        if (part.entry() > static_cast<std::uint32_t>(shelved.entries_size())) return std::nullopt;
+        if (part.entry() > 0) {
+            const words::Entry& entry = shelved.entries(static_cast<int>(part.entry()) - 1);
+            const std::string* const batch = heard.Find({entry.subject(), entry.epoch(), entry.number()});
+            if (!batch || part.place() > batch->size()) return std::nullopt;
+            from = std::string_view(*batch).substr(part.place());
+        }
+        if (part.fresh() > from.size()) return std::nullopt;
+        fresh += from.substr(0, part.fresh());
+        if (part.entry() == 0) came.remove_prefix(part.fresh());
+    }
+    return fresh;
 }
 
 void AddKnown(words::Shelved& shelved, std::uint64_t at, std::size_t bytes)
@@ -56,10 +96,10 @@ Piece PieceOf(std::string_view bytes)
 
 // --- the end that sends ----------------------------------------------------------------------------
 
-void ShelfOut::Put(std::string_view frames, words::Shelved& shelved, std::string& fresh)
+void ShelfOut::Put(std::string_view frames, words::Shelved& shelved, std::string& fresh, const Heard& heard)
 {
     shelved.set_begins(mEnd);
-    const std::size_t before = fresh.size();
+    std::string kept;
     bool first = true;
     for (std::uint64_t likely = mEnd; !frames.empty();) {
         const std::string_view frame = frames.substr(0, FrameBytes(frames));
@@ -72,19 +112,24 @@ void ShelfOut::Put(std::string_view frames, words::Shelved& shelved, std::string
                 AddKnown(shelved, likely, frames.size());
                 break;
             }
+            continue;
+        }
+        kept += frame;
+        if (const auto place = heard(frame)) {
+            AddHeard(shelved, *place, frame.size());
         } else {
             AddFresh(shelved, frame.size());
             fresh += frame;
         }
     }
-    if (fresh.size() > before) Keep(std::string_view(fresh).substr(before));
+    if (!kept.empty()) Keep(std::move(kept));
 }
 
 // What one receiver gets is usually what another one got, in the same order.
 std::optional<std::uint64_t> ShelfOut::Find(std::string_view frame, std::uint64_t likely) const
 {
     if (Stands(frame, likely)) return likely;
-    const auto found = mPlaces.find(KeyOf(frame));
+    const auto found = mPlaces.find(FrameKey(frame));
     if (found == mPlaces.end() || !Stands(frame, found->second)) return std::nullopt;
     return found->second;
 }
@@ -96,15 +141,14 @@ bool ShelfOut::Stands(std::string_view frames, std::uint64_t at) const
            std::string_view(chunk->bytes).substr(at - chunk->begin).starts_with(frames);
 }
 
-void ShelfOut::Keep(std::string_view fresh)
+void ShelfOut::Keep(std::string fresh)
 {
-    Chunk chunk{mEnd, std::string(fresh), {}};
-    mEnd += fresh.size();
-    for (std::uint64_t at = chunk.begin; !fresh.empty();) {
-        const std::string_view frame = fresh.substr(0, FrameBytes(fresh));
-        mPlaces[chunk.keys.emplace_back(KeyOf(frame))] = at;
-        at += frame.size();
-        fresh.remove_prefix(frame.size());
+    Chunk chunk{mEnd, std::move(fresh), {}};
+    std::string_view rest = chunk.bytes;
+    for (mEnd += rest.size(); !rest.empty();) {
+        const std::string_view frame = rest.substr(0, FrameBytes(rest));
+        mPlaces[chunk.keys.emplace_back(FrameKey(frame))] = mEnd - rest.size();
+        rest.remove_prefix(frame.size());
     }
     mChunks.push_back(std::move(chunk));
     for (; mChunks.front().End() + kShelfBytes <= mEnd; mChunks.pop_front())
@@ -123,9 +167,13 @@ void ShelfOut::Forget()
 
 // --- the end that hears ----------------------------------------------------------------------------
 
-std::optional<Pieces> ShelfIn::Take(const words::Shelved& shelved, std::string_view fresh)
+std::optional<Pieces> ShelfIn::Take(const words::Shelved& shelved, std::string_view fresh,
+                                    const HeardEntries& heard)
 {
-    if (!fresh.empty()) mChunks.push_back({shelved.begins(), std::make_shared<const std::string>(fresh)});
+    std::optional<std::string> all = FreshOf(shelved, fresh, heard);
+    if (!all) return std::nullopt;
+    if (!all->empty())
+        mChunks.push_back({shelved.begins(), std::make_shared<const std::string>(std::move(*all))});
     Pieces pieces;
     std::uint64_t next = shelved.begins();
     bool whole = true;

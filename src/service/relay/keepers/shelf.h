@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "service/relay/keepers/overheard.h"
 #include "service/relay/keepers/words.pb.h"
 
 namespace zephyl {
@@ -31,8 +33,10 @@ Piece PieceOf(std::string_view bytes);
 /// The end that sends.
 class ShelfOut {
 public:
+    using Heard = std::function<std::optional<WrittenPlace>(std::string_view frame)>;
     /// Says what these whole frames are made of; what the other end does not have is appended to `fresh`.
-    void Put(std::string_view frames, words::Shelved& shelved, std::string& fresh);
+    /// `heard`: where it has a frame from that the line has not carried.
+    void Put(std::string_view frames, words::Shelved& shelved, std::string& fresh, const Heard& heard);
     /// The other end has nothing.
     void Forget();
 
@@ -46,7 +50,7 @@ private:
     };
     std::optional<std::uint64_t> Find(std::string_view frame, std::uint64_t likely) const;
     bool Stands(std::string_view frames, std::uint64_t at) const;
-    void Keep(std::string_view fresh);
+    void Keep(std::string fresh);
 
     std::uint64_t mEnd = 0;
     std::deque<Chunk> mChunks;
@@ -58,7 +62,8 @@ class ShelfIn {
 public:
     /// What was put there. None: it names what is not here. Pieces that are a small part of something larger
     /// hold nothing of that.
-    std::optional<Pieces> Take(const words::Shelved& shelved, std::string_view fresh);
+    std::optional<Pieces> Take(const words::Shelved& shelved, std::string_view fresh,
+                               const HeardEntries& heard);
     void Forget() { mChunks.clear(); }
 
 private:

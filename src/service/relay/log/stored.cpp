@@ -1,6 +1,7 @@
 #include "service/relay/log/stored.h"
 
 #include <cstring>
+#include <optional>
 
 #include "service/relay/log/journal.h"
 #include "service/relay/log/stored.pb.h"
@@ -24,6 +25,17 @@ SeatEntry FromStored(const stored::Seat& seat)
     entry.enteredAt = {seat.entered_talk(), seat.entered_board()};
     entry.read = {seat.read_talk(), seat.read_board()};
     return entry;
+}
+
+/// And takes the number off. None: no item's payload begins so.
+std::optional<std::uint32_t> DescriptionBytes(std::string_view& payload)
+{
+    std::uint32_t length = 0;
+    if (payload.size() < sizeof length) return std::nullopt;
+    std::memcpy(&length, payload.data(), sizeof length);
+    payload.remove_prefix(sizeof length);
+    if (length > payload.size()) return std::nullopt;
+    return length;
 }
 
 }  // namespace
@@ -50,13 +62,9 @@ void StoreItem(std::string& out, const LogItem& item)
 
 ItemPtr LoadItem(Channel channel, std::string_view payload)
 {
-    std::uint32_t length = 0;
-    if (payload.size() < sizeof length) return nullptr;
-    std::memcpy(&length, payload.data(), sizeof length);
-    payload.remove_prefix(sizeof length);
+    const std::optional<std::uint32_t> length = DescriptionBytes(payload);
     stored::Item description;
-    if (length > payload.size() || !description.ParseFromArray(payload.data(), static_cast<int>(length)))
-        return nullptr;
+    if (!length || !description.ParseFromArray(payload.data(), static_cast<int>(*length))) return nullptr;
     auto item = std::make_shared<LogItem>();
     item->channel = channel;
     item->sequence = description.sequence();
@@ -69,8 +77,14 @@ ItemPtr LoadItem(Channel channel, std::string_view payload)
     item->refused = description.refused();
     item->sender = description.sender();
     item->seats.assign(description.seats().begin(), description.seats().end());
-    item->frames = payload.substr(length);
+    item->frames = payload.substr(*length);
     return item;
+}
+
+std::string_view FramesIn(std::string_view payload)
+{
+    const std::optional<std::uint32_t> length = DescriptionBytes(payload);
+    return length ? payload.substr(*length) : std::string_view();
 }
 
 void StoreSeat(std::string& out, const SeatEntry& seat)

@@ -13,6 +13,8 @@ namespace zephyl {
 void StoreItem(std::string& out, const LogItem& item);
 /// Null when it cannot be read.
 ItemPtr LoadItem(Channel channel, std::string_view payload);
+/// Its frames alone, where they stand; empty when it cannot be read.
+std::string_view FramesIn(std::string_view payload);
 
 /// Appends an entry of the seats' file to `out`.
 void StoreSeat(std::string& out, const SeatEntry& seat);
