@@ -237,7 +237,12 @@ void Relay::StartKeepers()
     const auto changed = [this] {
         for (const auto& connection : mConnections.All()) connection->PostRelays();
     };
-    mKeepers->Start(mDirectory, {opened, cutOff, changed, [this] { return OwnTold(); }});
+    const auto blames = [this](const std::string& address, int blame) { mDesk.Heard(address, blame); };
+    // The desk's threads outlive what tells it.
+    mDesk.SetTell([this](const std::string& address, int blame) {
+        asio::post(mIo, [this, address, blame] { mKeepers->TellBlame(address, blame); });
+    });
+    mKeepers->Start(mDirectory, {opened, cutOff, changed, [this] { return OwnTold(); }, blames});
 }
 
 std::uint16_t Relay::Port() const

@@ -145,6 +145,45 @@ TEST(LoginDesk, LetsAStrangerPassThoseWhoGuess)
               (std::vector<std::string>{"alice 0", "nobody 39 0", "alice 1"}));
 }
 
+// Or a crowd that goes on to the next relay would be as good as anybody there.
+TEST(LoginDesk, KnowsWhoGuessesAtOtherRelays)
+{
+    StartSodium();
+    TemporaryFolder folder;
+    SqliteAccounts accounts(folder.path);
+    accounts.Add("alice", HashPassword("secret", kCheapHash), "");
+    LoginDesk here(accounts, false, kCheapHash), there(accounts, false, kCheapHash);
+    std::vector<int> told;
+    here.SetTell([&](const std::string& address, int blame) {
+        told.push_back(blame);
+        there.Heard(address, blame);
+    });
+    std::counting_semaphore<> answered(0);
+    std::latch guessed(1), over(1);
+    std::vector<std::string> served;
+    const auto ask = [&](LoginDesk& desk, const std::string& handle, const std::string& password,
+                         const std::string& address) {
+        desk.Check({handle, password, address, {}}, [&, address](const LoginVerdict&) {
+            served.push_back(address);
+            answered.release();
+        });
+    };
+    for (int i = 0; i < 4; ++i) {
+        ask(here, "alice", "guess " + std::to_string(i), "10.0.0.1");
+        answered.acquire();
+    }
+    EXPECT_EQ(told, (std::vector{1, 2, 4}));
+    there.Run([&] { over.wait(); });  // one worker is left
+    there.Run([&] { guessed.wait(); });
+    for (int i = 0; i < 2; ++i) ask(there, "nobody " + std::to_string(i), "guess", "10.0.0.9");
+    ask(there, "alice", "secret", "10.0.0.2");
+    ask(there, "nobody 2", "guess", "10.0.0.1");
+    guessed.count_down();
+    for (int i = 0; i < 4; ++i) answered.acquire();
+    over.count_down();
+    EXPECT_EQ(served[4 + 2], "10.0.0.2");
+}
+
 TEST_P(RelayTest, ALoginElsewhereTakesOver)
 {
     auto alice = In("Alice");

@@ -152,6 +152,15 @@ void BackOff::TurnedAway(const Attempt& attempt, Clock::time_point now)
     record.last = now;
 }
 
+void BackOff::Heard(const std::string& address, int blame, Clock::time_point now)
+{
+    const std::lock_guard lock(mMutex);
+    Forget(mTurnedAway, now);
+    Record& record = mTurnedAway[address];
+    record.failures = std::max(record.failures, blame);
+    record.last = now;
+}
+
 BackOff::Blame BackOff::Lately(const Attempt& attempt, Clock::time_point now)
 {
     const std::lock_guard lock(mMutex);

@@ -54,6 +54,9 @@ public:
     void Right(const Attempt& attempt);
     /// Too many waited, so this one was not looked at. Who asks again at once is behind those who do not.
     void TurnedAway(const Attempt& attempt, Clock::time_point now);
+    /// Another one has so much to say against an address: here it comes behind others, too. It does not have
+    /// to wait for that.
+    void Heard(const std::string& address, int blame, Clock::time_point now);
     /// What speaks against an attempt: wrong passwords lately, and for whom it comes from how often that was
     /// turned away since it was right. Less is better, and the address says more than the account, which is
     /// at the mercy of others.

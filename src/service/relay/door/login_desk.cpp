@@ -1,6 +1,7 @@
 #include "service/relay/door/login_desk.h"
 
 #include <algorithm>
+#include <bit>
 #include <boost/asio/post.hpp>
 
 #include "service/relay/door/address_group.h"
@@ -87,13 +88,23 @@ void LoginDesk::Check(const LoginWords& words, std::function<void(LoginVerdict)>
     if (wait.count() > 0) return done(Later(wait));
     for (const Asked& out : Queue({words, std::move(attempt), std::move(done)})) {
         mBackOff.TurnedAway(out.attempt, BackOff::Clock::now());
+        TellOthers(out.attempt);
         out.done(Later(kBusyWait));
     }
 }
 
-BackOff::Blame LoginDesk::BlameOf(const Asked& asked)
+BackOff::Blame LoginDesk::BlameOf(const Attempt& attempt)
 {
-    return mBackOff.Lately(asked.attempt, BackOff::Clock::now());
+    return mBackOff.Lately(attempt, BackOff::Clock::now());
+}
+
+// Or a crowd that goes on to the next relay would be as good as anybody there, for as long as it takes to
+// hash a password for each. Less and less often of one that goes on.
+void LoginDesk::TellOthers(const Attempt& attempt)
+{
+    if (!mTell || !attempt.device.empty()) return;
+    const int blame = BlameOf(attempt).ofAddress;
+    if (std::has_single_bit(static_cast<unsigned>(blame))) mTell(attempt.address, blame);
 }
 
 // Gives back who has to go: the last when too many wait, and those whom others always pass.
@@ -129,7 +140,7 @@ LoginDesk::Waiting::iterator LoginDesk::Next()
     BackOff::Blame least{};
     for (auto at = mWaiting.begin(); at != mWaiting.end(); ++at) {
         if (mAtWork.contains(at->attempt.account) || (mSpareAtWork && at->attempt.spare)) continue;
-        const BackOff::Blame blame = BlameOf(*at);
+        const BackOff::Blame blame = BlameOf(at->attempt);
         if (best != mWaiting.end() && least < blame) continue;
         best = at;
         least = blame;
@@ -143,7 +154,7 @@ LoginDesk::Waiting::iterator LoginDesk::Next()
 // The oldest among equals.
 LoginDesk::Waiting::iterator LoginDesk::Last()
 {
-    return std::ranges::max_element(mWaiting, {}, [this](const Asked& one) { return BlameOf(one); });
+    return std::ranges::max_element(mWaiting, {}, [this](const Asked& one) { return BlameOf(one.attempt); });
 }
 
 void LoginDesk::Answer(const Asked& asked)
@@ -190,6 +201,7 @@ LoginVerdict LoginDesk::Counted(const Asked& asked)
             turn->Save(mBackOff.Wrong(attempt, turn->Alone(), asked.words.password, now()));
         else
             mBackOff.Wrong(attempt, asked.words.password, now());
+        TellOthers(attempt);
     } else if (verdict.result == RESULT_OK) {
         if (known.device.failures > 0 || known.address.failures > 0)
             turn->Save(mBackOff.Right(attempt, turn->Alone()));

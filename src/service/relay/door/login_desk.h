@@ -47,6 +47,15 @@ public:
     LoginDesk(Accounts& accounts, bool registers, HashCost cost);
     ~LoginDesk();
 
+    /// Once, before anybody asks: other relays are to know, now and then, what speaks against an address.
+    using Tell = std::function<void(const std::string& address, int blame)>;
+    void SetTell(Tell tell) { mTell = std::move(tell); }
+    /// What another relay has told.
+    void Heard(const std::string& address, int blame)
+    {
+        mBackOff.Heard(address, blame, BackOff::Clock::now());
+    }
+
     /// `done` runs on a thread of the pool, or on that of a caller when the answer needs no hash.
     void Check(const LoginWords& words, std::function<void(LoginVerdict)> done);
     /// As a new password is hashed. Slow.
@@ -68,7 +77,8 @@ private:
     };
     using Waiting = std::list<Asked>;  // in the order in which they came
 
-    BackOff::Blame BlameOf(const Asked& asked);
+    BackOff::Blame BlameOf(const Attempt& attempt);
+    void TellOthers(const Attempt& attempt);
     Waiting Queue(Asked asked);
     void GiveWork();
     Waiting::iterator Next();
@@ -86,6 +96,7 @@ private:
     const HashCost mCost;
     const std::string mNobody;  // a hash that fits nothing: unknown handles cost the same
     BackOff mBackOff;
+    Tell mTell;
     KnownDevices mDevices;
     std::mutex mMutex;
     Waiting mWaiting;

@@ -19,6 +19,7 @@ namespace asio = boost::asio;
 namespace {
 
 constexpr std::chrono::seconds kLookAround{1};
+constexpr char kBlames[] = "zephyl.blames";
 
 }  // namespace
 
@@ -45,6 +46,12 @@ void Keepers::Start(Directory& directory, Ways ways)
     mWays = std::move(ways);
     mQuestions = mEngine->Listen(Lines::QuestionsOf(mMembers->Self()),
                                  [this](const EngineWord& word) { Heard(word); });
+    mBlames = mEngine->Listen(kBlames, [this](const EngineWord& word) {
+        words::Blame heard;
+        if (heard.ParseFromArray(word.bytes.data(), static_cast<int>(word.bytes.size())) &&
+            heard.from() != mMembers->Self().name)
+            mWays.blames(heard.address(), static_cast<int>(heard.blame()));
+    });
     mLines->Start(mWays.opened);
     mLeases.Start(
         [this](const MeetingHead& head, std::uint64_t epoch) { mDirectory->LeaseLost(head, epoch); });
@@ -56,12 +63,22 @@ void Keepers::Start(Directory& directory, Ways ways)
 void Keepers::Stop()
 {
     mQuestions.reset();
+    mBlames.reset();
     mLeases.Stop();
     mLines->Stop();
     mMembers->Stop();
     mRemovals->Stop();
     mEngine.reset();
     mLines->Drop();
+}
+
+void Keepers::TellBlame(const std::string& address, int blame)
+{
+    words::Blame word;
+    word.set_from(mMembers->Self().name);
+    word.set_address(address);
+    word.set_blame(static_cast<std::uint32_t>(blame));
+    mEngine->Publish(kBlames, word.SerializeAsString());
 }
 
 // Where there are more of them than a client remembers each is told of others, or the clients of one that is

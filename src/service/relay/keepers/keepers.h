@@ -38,6 +38,7 @@ public:
         std::function<void()> changed;     // what Addresses tells
         /// Another relay wants to know how this one is.
         std::function<boost::asio::awaitable<words::Told>()> look;
+        std::function<void(const std::string& address, int blame)> blames;  // on a thread of the engine's
     };
     /// Once.
     void Start(Directory& directory, Ways ways);
@@ -51,6 +52,8 @@ public:
     // --- any thread ---
     const std::shared_ptr<Lines>& TheLines() const { return mLines; }
     std::vector<std::string> Addresses() const override;
+    /// All other relays hear it, if they are there.
+    void TellBlame(const std::string& address, int blame);
     /// Its clients are better served elsewhere.
     bool TakesNobody() const { return mMembers->TakesNobody(); }
 
@@ -112,7 +115,7 @@ private:
     std::set<std::string> mLiving;  // where clients may go, as it was told last
     std::mutex mSeeing;
     std::set<std::string> mSeenTo;  // codes of meetings that nobody kept, while they are
-    Engine::Ears mQuestions;
+    Engine::Ears mQuestions, mBlames;
     std::shared_ptr<boost::asio::steady_timer> mTimer;
     const std::shared_ptr<AllAsking> mAsking = std::make_shared<AllAsking>();
 };
