@@ -37,16 +37,14 @@ struct Harm {
 /// Four who talk and draw, each at the relay that it was given, until that is lost or somebody moves it.
 class Trial {
 public:
-    enum class Sizes { Small, AlsoLarge };
-    Trial(Run& run, Outcome& outcome, Sizes sizes = Sizes::Small)
-        : mRun(run), mOutcome(outcome), mCluster(6)
+    Trial(Run& run, Outcome& outcome) : mRun(run), mOutcome(outcome), mCluster(6)
     {
         const auto doors = mCluster.Doors();
         mCrowd = Gather(mCluster, 4, [&](Client& one) {
             one.proxy.SetTarget(doors[std::size_t(one.Number()) % doors.size()]);
         });
         SetLoad(mCrowd, {50, 5});
-        if (sizes == Sizes::AlsoLarge) mCrowd.back()->SetLoad({20, 5, 6000});
+        mCrowd.back()->SetLoad({20, 5, 6000});  // so much that other relays listen to the log
     }
     Cluster& All() { return mCluster; }
     stage::Cluster& Parts() { return mCluster.Parts(); }
@@ -263,7 +261,7 @@ void LookIn(Run& run, Outcome& outcome, Trial& trial)
 
 void KilledRelays(Run& run, Outcome& outcome)
 {
-    Trial trial(run, outcome, Trial::Sizes::AlsoLarge);
+    Trial trial(run, outcome);
     Harms harms(run, trial);
     const int kills = run.Form(3, 50);
     bool kept = true;
@@ -280,7 +278,7 @@ void KilledRelays(Run& run, Outcome& outcome)
 
 void KilledServers(Run& run, Outcome& outcome)
 {
-    Trial trial(run, outcome, Trial::Sizes::AlsoLarge);
+    Trial trial(run, outcome);
     Harms harms(run, trial);
     const int kills = run.Form(2, 20);
     bool kept = true;
@@ -390,7 +388,7 @@ void StoppedParts(Run& run, Outcome& outcome)
 /// Two of all that at once, and somebody is moved.
 void AnythingAtOnce(Run& run, Outcome& outcome)
 {
-    Trial trial(run, outcome, Trial::Sizes::AlsoLarge);
+    Trial trial(run, outcome);
     Harms harms(run, trial);
     const int rounds = run.Form(3, 100);
     bool kept = true;

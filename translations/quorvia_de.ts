@@ -699,7 +699,7 @@
     </message>
     <message>
         <source>Ser&amp;vice:</source>
-        <translation>&amp;Dienst:</translation>
+        <translation>D&amp;ienst:</translation>
     </message>
     <message>
         <source>this computer</source>

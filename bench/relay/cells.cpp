@@ -14,7 +14,7 @@ using std::chrono::steady_clock;
 
 namespace {
 
-constexpr auto kWarm = 150ms;
+constexpr auto kWarm = 1000ms;
 constexpr auto kMeasured = 600ms;
 constexpr auto kNothingArrives = 10s;
 constexpr int kSenders = 4;
