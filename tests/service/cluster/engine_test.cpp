@@ -85,6 +85,32 @@ TEST_P(Engines, OneWriterOfTwoIsRefused)
     EXPECT_EQ(last.bytes, "2");
 }
 
+// Behind it in time is behind it where it is heard.
+TEST_P(Engines, AnEntryIsHeardWhenItIsWrittenAndInOrderWithWords)
+{
+    Heard heard;
+    const auto take = [&](const EngineWord& word) {
+        heard.Take(std::string(word.bytes.substr(0, word.bytes.find(' '))));
+    };
+    const auto entries = Other().Listen("zephyl.log.a", take), words = Other().Listen("word", take);
+    while (Question(One(), "word", "there?") == EngineResult::Missing) {
+    }
+    heard.WaitFor("there?");
+    std::vector<std::string> said;
+    for (std::uint64_t i = 0, last = 0; i < 40; ++i) {
+        // Also one that is refused, and large ones.
+        const std::string entry = "entry" + std::to_string(i), word = "word" + std::to_string(i);
+        const std::string bytes = entry + " " + std::string(i % 2 ? 300'000 : 0, 'x');
+        const Stored stored = Append(One(), "zephyl.log.a", bytes, i == 7 ? last + 1 : last);
+        if (stored.result == EngineResult::Ok) last = stored.sequence;
+        One().Publish("word", word);
+        said.insert(said.end(), {entry, word});
+    }
+    std::vector<std::string> all = heard.WaitFor("word39");
+    std::erase(all, "there?");
+    EXPECT_EQ(all, said);
+}
+
 TEST_P(Engines, WhatIsPurgedIsGoneAndTheRestStays)
 {
     std::uint64_t last = 0;

@@ -40,8 +40,8 @@ using NatsHeaders = std::vector<std::pair<const char*, std::string>>;
 /// Ends for good when it is lost. Any thread, but for the destructor, which waits.
 class NatsConnection {
 public:
-    /// On a thread of the library's, one at a time of all that one connection heard, in the order of each
-    /// Listen. Never after the destructor.
+    /// On a thread of the library's, one at a time of all that one connection heard, in the order in which it
+    /// came. Never after the destructor.
     using Take = std::function<void(const NatsMessage&)>;
     /// Perhaps more than once, on any thread.
     using Ended = std::function<void()>;
