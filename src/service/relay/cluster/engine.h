@@ -96,8 +96,8 @@ public:
     virtual void Ask(std::string subject, std::string bytes, std::chrono::milliseconds patience,
                      Answered answered) = 0;
 
-    // --- logs: an entry that was answered Ok stays until it is purged, whatever machine fails. Whoever listens
-    // to its subject hears it as a word, when it is on its way and whatever becomes of it ---
+    // --- logs: an entry that was answered Ok stays until it is purged, whatever machine fails. Whoever
+    // listens to its subject hears it as a word, when it is on its way and whatever becomes of it ---
     /// Behind `expectedLast`, the sequence of that subject's last entry; 0: the subject has none. Other: its
     /// last one is another, perhaps this very entry, whose answer was lost. Two writers who expect the same
     /// at the same moment may both get Ok: what the one that comes second expected is no more the last one
