@@ -37,14 +37,17 @@ struct Harm {
 /// Four who talk and draw, each at the relay that it was given, until that is lost or somebody moves it.
 class Trial {
 public:
-    Trial(Run& run, Outcome& outcome) : mRun(run), mOutcome(outcome), mCluster(6)
+    /// Also large records: so many that other relays listen to the log.
+    static constexpr Load kUsual{50, 5}, kLarge{20, 5, 6000};
+    Trial(Run& run, Outcome& outcome, const Load& oneOfThem = kLarge)
+        : mRun(run), mOutcome(outcome), mCluster(6)
     {
         const auto doors = mCluster.Doors();
         mCrowd = Gather(mCluster, 4, [&](Client& one) {
             one.proxy.SetTarget(doors[std::size_t(one.Number()) % doors.size()]);
         });
-        SetLoad(mCrowd, {50, 5});
-        mCrowd.back()->SetLoad({20, 5, 6000});  // so much that other relays listen to the log
+        SetLoad(mCrowd, kUsual);
+        mCrowd.back()->SetLoad(oneOfThem);
     }
     Cluster& All() { return mCluster; }
     stage::Cluster& Parts() { return mCluster.Parts(); }
@@ -360,7 +363,7 @@ void PairsCutOff(Run& run, Outcome& outcome)
 
 void StoppedParts(Run& run, Outcome& outcome)
 {
-    Trial trial(run, outcome);
+    Trial trial(run, outcome, Trial::kUsual);  // a slow road carries 160 KB a second
     Harms harms(run, trial);
     const std::vector<double> spells =
         run.full ? std::vector<double>{1000, 2500, 5000, 20'000} : std::vector<double>{2500};

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "service/keepers/sites.h"
+#include "service/relay/admin_socket.h"
 #include "service/relay/log/stored.h"
 #include "service/wire/framing.h"
 
@@ -244,6 +245,28 @@ TEST_F(SharedLine, CarriesNoneOfWhatTheOtherRelayHearsWritten)
     auto back = two.Fresh();
     ASSERT_EQ(back->Resume(two.place).result(), RESULT_OK);
     for (std::uint64_t i = 1; i <= number; ++i) EXPECT_EQ(NextPicture(*back), picture(i));
+}
+
+// What a relay has forgotten of one that it took for gone is not named to it any more.
+TEST_F(SharedLine, BeginsAnewWithARelayThatStoodStill)
+{
+    ClusterTimes patient = Site::kTimes;
+    patient.decidesFor = patient.leftAfter = patient.goneAfter = patient.cutOffAfter = std::chrono::hours(1);
+    Site still{cluster, "still", patient};
+    auto alice = still.In("Alice");
+    two.made = true;
+    auto bob = two.In("bob");
+    const std::string picture(40'000, 'p');
+    Place(*alice, 1, picture);
+    EXPECT_EQ(NextPicture(*bob), picture);
+    still.engine->Hold();
+    EXPECT_THROW(bob->Wait(Header::kBye), boost::system::system_error);
+    still.engine->Release();
+    while (AskDaemon(two.options.data, "status")->body.find(R"("state":"gone")") != std::string::npos) {
+    }
+    auto back = two.Fresh();
+    ASSERT_EQ(back->Resume(two.place).result(), RESULT_OK);
+    EXPECT_EQ(NextPicture(*back), picture);
 }
 
 }  // namespace

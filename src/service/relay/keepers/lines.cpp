@@ -305,13 +305,23 @@ bool Lines::InOrder(Line& line, const RelayId& from, const words::Parcel& parcel
         line.heard = parcel.number();
         line.last = Clock::now();
     }
-    if (anew && follows) Gone(from, "the other relay missed a word");
+    if (anew && follows) End(from, "the other relay missed a word");
     return follows;
 }
 
 void Lines::Break(const RelayId& relay, const char* why)
 {
     mLog.warn("relay {}: {}; its tunnels end", relay.name, why);
+    Gone(relay, why);
+    words::Word word;
+    word.mutable_beat();
+    Send(relay, 0, std::move(word));
+}
+
+// It may have stood still, or was cut off, and does not know that it was taken for gone: what it names later
+// is not here any more.
+void Lines::Gone(const RelayId& relay, const char* why)
+{
     {
         const std::shared_ptr<Line> line = LineTo(relay);
         const std::lock_guard lock(line->sending);
@@ -319,13 +329,10 @@ void Lines::Break(const RelayId& relay, const char* why)
         line->sent = 0;
         line->waiting.clear();
     }
-    Gone(relay, why);
-    words::Word word;
-    word.mutable_beat();
-    Send(relay, 0, std::move(word));
+    End(relay, why);
 }
 
-void Lines::Gone(const RelayId& relay, const char* why)
+void Lines::End(const RelayId& relay, const char* why)
 {
     std::vector<std::shared_ptr<TunnelEnd>> ends;
     {

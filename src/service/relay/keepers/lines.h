@@ -71,7 +71,8 @@ public:
     void Send() override;
     /// Its end takes no more words.
     void Forget(std::uint64_t tunnel);
-    /// All tunnels with that relay have ended.
+    /// All tunnels with that relay have ended. If it is there all the same it is told with the next word that
+    /// goes there.
     void Gone(const RelayId& relay, const char* why);
     /// A meeting's log is about to write a batch.
     void Writes(const ChainName& entry, std::shared_ptr<const std::string> batch);
@@ -113,6 +114,7 @@ private:
     /// False: something is missing in front of it.
     bool InOrder(Line& line, const RelayId& from, const words::Parcel& parcel);
     void Break(const RelayId& relay, const char* why);
+    void End(const RelayId& relay, const char* why);
     static void StopListening(Line& line);
     std::vector<std::pair<RelayId, std::shared_ptr<Line>>> AllLines();
     void Tick();
