@@ -179,7 +179,11 @@ TEST(Shelf, NamesWhatWasHeardWhenItWasWritten)
     }
     ASSERT_EQ(line.said.size(), 2u);
     EXPECT_EQ(line.said[1].ask(), 0u);
+    line.said[1].set_ask(1);
+    line.Hears();  // it had not heard that when it said so
     carries(line.Write({large + Frame(1'500, 'z')}), large + Frame(1'500, 'z'));
+    ASSERT_EQ(line.said.size(), 3u);
+    EXPECT_EQ(line.said[2].ask(), 0u);
 }
 
 class SharedLine : public testing::Test {

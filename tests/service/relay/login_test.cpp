@@ -152,15 +152,15 @@ TEST(LoginDesk, KnowsWhoGuessesAtOtherRelays)
     TemporaryFolder folder;
     SqliteAccounts accounts(folder.path);
     accounts.Add("alice", HashPassword("secret", kCheapHash), "");
-    LoginDesk here(accounts, false, kCheapHash), there(accounts, false, kCheapHash);
+    std::counting_semaphore<> answered(0);
+    std::latch guessed(1), over(1);
+    std::vector<std::string> served;
     std::vector<int> told;
+    LoginDesk here(accounts, false, kCheapHash), there(accounts, false, kCheapHash);
     here.SetTell([&](const std::string& address, int blame) {
         told.push_back(blame);
         there.Heard(address, blame);
     });
-    std::counting_semaphore<> answered(0);
-    std::latch guessed(1), over(1);
-    std::vector<std::string> served;
     const auto ask = [&](LoginDesk& desk, const std::string& handle, const std::string& password,
                          const std::string& address) {
         desk.Check({handle, password, address, {}}, [&, address](const LoginVerdict&) {

@@ -81,10 +81,12 @@ std::optional<WrittenPlace> OverheardOut::Find(const WrittenEntries& written, st
     return std::nullopt;
 }
 
+// Who was asked on a line that is over would listen for ever.
 void OverheardOut::Hears(const words::Listening& word, std::uint64_t next)
 {
     const auto at = mSubjects.find(word.subject());
-    if (at != mSubjects.end() && at->second.asked == word.ask()) at->second.from = next;
+    if (at == mSubjects.end()) return Say(word.subject(), 0);
+    if (at->second.asked == word.ask()) at->second.from = next;
 }
 
 void OverheardOut::Fade()
