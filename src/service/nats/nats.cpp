@@ -170,6 +170,7 @@ private:
         Must(natsOptions_SetAllowReconnect(made, false));
         Must(natsOptions_SetIgnoreDiscoveredServers(made, true));
         Must(natsOptions_SetSendAsap(made, true));
+        // One thread for all that is listened to, which keeps it in the order in which it came.
         Must(natsOptions_UseGlobalMessageDelivery(made, true));
         Must(natsOptions_SetDisconnectedCB(made, OnEnd, mNumber));
         Must(natsOptions_SetClosedCB(made, OnEnd, mNumber));
