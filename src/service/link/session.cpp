@@ -114,8 +114,12 @@ asio::awaitable<LoginOutcome> Session::Login(LoginWords words, Deadline deadline
     LoginOutcome outcome;
     try {
         Greet();
-        const Header question = LoginHeader(false);
-        const LoggedIn answer = (co_await Call(question, mLastCall, deadline)).logged_in();
+        LoggedIn answer;
+        for (bool again = true; again;) {
+            const Header question = LoginHeader(false);
+            answer = (co_await Call(question, mLastCall, deadline)).logged_in();
+            again = co_await Waited(answer.result(), answer.wait_ms(), deadline);
+        }
         KeepWord(answer);
         outcome.refusal = RefusalText(answer.result());
         if (!outcome.refusal.empty()) co_return outcome;
@@ -255,6 +259,8 @@ asio::awaitable<EnterOutcome> Session::Enter(std::string code, bool create, quin
             };
             const Header answer = co_await Call(header, mLastCall, deadline, begin);
             const Entered& entered = answer.entered();
+            const bool again = co_await Waited(entered.result(), entered.wait_ms(), deadline);
+            if (again) continue;
             outcome.reason = RefusalText(entered.result());
             outcome.kind = outcome.reason.empty() ? EnterOutcome::Kind::Entered : EnterOutcome::Kind::Refused;
             outcome.placesOwn = entered.place().own_places();
@@ -368,6 +374,19 @@ asio::awaitable<void> Session::WaitReady(Deadline deadline)
             throw std::runtime_error("the service does not answer");
         co_await Changed(deadline);
     }
+}
+
+/// True: it was to be asked later, and that is now. A crowd at the door has passed in such a time, or relays
+/// that have just been started have found each other; and who waits for an answer would ask again anyhow.
+asio::awaitable<bool> Session::Waited(Result result, std::uint32_t milliseconds, Deadline deadline)
+{
+    constexpr std::chrono::seconds kLongest{2};
+    const std::chrono::milliseconds asked = AskedWait(milliseconds), wait = asked + Jittered(asked) / 4;
+    const bool inTime = std::chrono::steady_clock::now() + wait + kLongest < deadline;
+    if (result != RESULT_LATER || asked.count() == 0 || asked > kLongest || !inTime) co_return false;
+    mNeeds.log(QStringLiteral("The service is busy: it is asked again in %1 ms.").arg(wait.count()));
+    co_await asio::steady_timer(mIo, wait).async_wait(asio::use_awaitable);
+    co_return true;
 }
 
 void Session::CloseConnection(const std::string& reason)

@@ -167,6 +167,7 @@ private:
     bool KeepsWords() const;
     void KeepWord(const LoggedIn& answer) const;
     Task<void> WaitReady(Deadline deadline);
+    Task<bool> Waited(Result result, std::uint32_t milliseconds, Deadline deadline);
     Task<void> Changed(Deadline until);
     void NotifyChanged();
     void AppendRead(std::string& batch);
