@@ -27,14 +27,15 @@ using namespace std::chrono_literals;
 
 namespace {
 
-enum class Setup { Files, JetStream, Three, ThreeFromAfar };
+enum class Setup { Files, JetStream, Gathered, Three, ThreeFromAfar };
 constexpr struct {
     Setup setup;
     const char* name;
 } kSetups[] = {{Setup::Files, "one, files"},
                {Setup::JetStream, "one, JetStream"},
-               {Setup::Three, "three"},
-               {Setup::ThreeFromAfar, "three, sender not at the keeper"}};
+               {Setup::Gathered, "three, gathered"},
+               {Setup::Three, "three, apart"},
+               {Setup::ThreeFromAfar, "three, apart, sender not at the keeper"}};
 constexpr std::size_t kSetupCount = std::size(kSetups);
 
 /// A relay of a cluster, ready; never returns.
@@ -128,10 +129,12 @@ struct Measured {
     std::vector<double> all, keeper, others, copies;
 };
 
-// Whoever begins the meeting is connected to the first relay, which keeps it.
+// Whoever begins the meeting is connected to the first relay, which keeps it. Clients that are told to gather
+// there have done so.
 void MeasureOnce(Setup setup, std::size_t natsServers, Work work, Measured& into)
 {
     if (setup == Setup::ThreeFromAfar) work.sender = 1;
+    work.gathered = setup == Setup::Gathered;
     const Service service(setup, natsServers, AccountsFor(work));
     const double before = service.EngineBytes();
     const std::vector<Cost> costs = Measure(service.Relays(), work);
@@ -193,9 +196,9 @@ void Latency(std::size_t natsServers, std::size_t, int rounds)
     std::vector<double> half[kSetupCount], most[kSetupCount], bareHalf, bareMost;
     for (int round = 0; round < rounds; ++round)
         for (const auto& [setup, name] : kSetups) {
-            if (setup == Setup::ThreeFromAfar) continue;  // three of the four senders are that in "three"
+            if (setup == Setup::ThreeFromAfar) continue;  // three of the four senders are that in "apart"
             const Service service(setup, natsServers, kAccountsForAges);
-            const std::vector<double> ages = Ages(service.Relays());
+            const std::vector<double> ages = Ages(service.Relays(), setup == Setup::Gathered);
             half[static_cast<int>(setup)].push_back(Middle(ages) * 1e6);
             most[static_cast<int>(setup)].push_back(Middle(ages, 0.99) * 1e6);
             if (setup == Setup::Files) continue;

@@ -46,7 +46,7 @@ bool Cluster::Missing()
            QDir(u"/usr/lib/postgresql"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot).isEmpty();
 }
 
-Cluster::Cluster(int accounts, const QString& config, zephyl::HashCost cost)
+Cluster::Cluster(int accounts, const QString& config, zephyl::HashCost cost, bool gather)
 {
     // PostgreSQL runs as somebody else, who must find its folder.
     ::chmod(QFile::encodeName(mFolder.Path()).constData(), 0711);
@@ -54,6 +54,7 @@ Cluster::Cluster(int accounts, const QString& config, zephyl::HashCost cost)
     QDir().mkpath(path);
     WriteFile(path + u"/cluster.lock"_s, {});
     WriteFile(path + u"/relays.toml"_s, config);
+    WriteFile(path + u"/cluster.toml"_s, gather ? u"gather = 3000\n"_s : u"gather = 0\n"_s);
     mParts = std::make_unique<stage::Cluster>(path);
     mParts->Start({u"postgres"_s});
     ReadPorts();

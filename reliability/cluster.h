@@ -20,8 +20,10 @@ public:
     /// Of the programs that this takes some are not installed.
     static bool Missing();
 
-    /// `config`: lines that every relay's configuration begins with.
-    explicit Cluster(int accounts, const QString& config = {}, zephyl::HashCost cost = {1, 8192});
+    /// `config`: lines that every relay's configuration begins with. `gather`: clients come to their
+    /// meeting's relay; else they stay.
+    explicit Cluster(int accounts, const QString& config = {}, zephyl::HashCost cost = {1, 8192},
+                     bool gather = false);
     ~Cluster() override;
 
     std::vector<std::uint16_t> Doors() const override;

@@ -39,8 +39,8 @@ class Trial {
 public:
     /// Also large records: so many that other relays listen to the log.
     static constexpr Load kUsual{50, 5}, kLarge{20, 5, 6000};
-    Trial(Run& run, Outcome& outcome, const Load& oneOfThem = kLarge)
-        : mRun(run), mOutcome(outcome), mCluster(6)
+    Trial(Run& run, Outcome& outcome, const Load& oneOfThem = kLarge, bool gather = false)
+        : mRun(run), mOutcome(outcome), mCluster(6, {}, {1, 8192}, gather)
     {
         const auto doors = mCluster.Doors();
         mCrowd = Gather(mCluster, 4, [&](Client& one) {
@@ -52,19 +52,27 @@ public:
     Cluster& All() { return mCluster; }
     stage::Cluster& Parts() { return mCluster.Parts(); }
     Crowd& People() { return mCrowd; }
+    /// How many seats have gone to the relay that keeps the meeting.
+    qsizetype Gathered() const
+    {
+        qsizetype gathered = 0;
+        for (const auto& one : mCrowd) gathered += one->Attendee().Logged(u"The seat goes to"_s);
+        return gathered;
+    }
 
     /// Somebody goes to another relay: the road to the one where it is is blocked until then.
     void MoveSomebody()
     {
         Client& one = *mCrowd[mRun.Below(mCrowd.size())];
         FaultProxy* road = &one.proxy;
-        const QString at = QString::fromStdString(one.Stats().relay);
+        const std::string where = one.Stats().relay;
+        const QString at = QString::fromStdString(where);
         for (int i = 1; i <= Cluster::kEach; ++i)
             if (at.endsWith(u":%1"_s.arg(mCluster.Front(i).Port()))) road = &mCluster.Front(i);
         const std::uint64_t before = one.returns;
         road->Block(true);
         road->Cut(mRun.Below(2) ? FaultProxy::End::Reset : FaultProxy::End::Finish);
-        mOutcome.Must(WaitFor([&] { return one.returns > before; }, 30),
+        mOutcome.Must(WaitFor([&] { return one.returns > before || one.Stats().relay != where; }, 30),
                       u"who is moved does not come back"_s);
         road->Block(false);
         ++mMoves;
@@ -119,6 +127,8 @@ public:
                                 .arg(it.key(), Milliseconds(back), Milliseconds(still), again));
             mOutcome.Soon(back <= bound, u"%1: back later than %2"_s.arg(it.key(), Milliseconds(bound)));
         }
+        if (const auto gathered = Gathered())
+            mOutcome.Figure(u"%1 times a client came to the relay of its meeting"_s.arg(gathered));
         if (mMoves > 0) mOutcome.Figure(u"%1 clients moved to another relay"_s.arg(mMoves));
     }
 
@@ -389,12 +399,14 @@ void StoppedParts(Run& run, Outcome& outcome)
 }
 
 /// Two of all that at once, and somebody is moved.
-void AnythingAtOnce(Run& run, Outcome& outcome)
+void AnythingAtOnce(Run& run, Outcome& outcome, bool gather)
 {
-    Trial trial(run, outcome);
+    Trial trial(run, outcome, Trial::kLarge, gather);
     Harms harms(run, trial);
     const int rounds = run.Form(3, 100);
-    bool kept = true;
+    // One is at each of the other two.
+    bool kept = !gather || WaitFor([&] { return trial.Gathered() == 2; }, 30);
+    outcome.Must(kept, u"they do not come to the relay of their meeting"_s);
     for (int i = 0; i < rounds && kept; ++i) {
         Sleep(harms.Moment(1000));
         if (run.Below(2)) trial.MoveSomebody();
@@ -493,7 +505,10 @@ std::vector<Goal> ClusterGoals()
             {"pairs", "every two parts cut off from each other", PairsCutOff, kThree},
             {"stops", "relays, nats-servers and PostgreSQL that stand still, and slow roads", StoppedParts,
              kThree},
-            {"mixed", "two of all that at once", AnythingAtOnce, kThree}};
+            {"mixed", "two of all that at once",
+             [](Run& run, Outcome& outcome) { AnythingAtOnce(run, outcome, false); }, kThree},
+            {"gather", "the same where clients come to their meeting's relay",
+             [](Run& run, Outcome& outcome) { AnythingAtOnce(run, outcome, true); }, kThree}};
 }
 
 }  // namespace reliability

@@ -39,6 +39,11 @@ double MiB(std::size_t bytes)
     return static_cast<double>(bytes) / (1 << 20);
 }
 
+Servers Doors(const Servers& servers, bool gathered)
+{
+    return gathered ? Servers{servers.front()} : servers;
+}
+
 // For so long, and until at least one message has passed.
 class Load {
 public:
@@ -86,7 +91,7 @@ Prompt::~Prompt()
 std::vector<Cost> Measure(const Servers& servers, const Work& work)
 {
     const int all = AccountsFor(work);
-    Peers peers(servers, all);
+    Peers peers(Doors(servers, work.gathered), all);
     if (work.oneStopped) peers.Stop(all - 1);
     Load load(peers, work);
     load.Run(kWarm);
@@ -115,9 +120,9 @@ Cost Measure(Kind kind, const Work& work)
     return Measure(Servers{&server}, work).front();
 }
 
-std::vector<double> Ages(const Servers& servers)
+std::vector<double> Ages(const Servers& servers, bool gathered)
 {
-    Peers peers(servers, kAccountsForAges);
+    Peers peers(Doors(servers, gathered), kAccountsForAges);
     std::vector<double> ages;
     const auto begin = steady_clock::now();
     for (int tick = 0; tick < kTicks; ++tick) {

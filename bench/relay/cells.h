@@ -12,6 +12,7 @@ struct Work {
     int inFlight;  // messages on their way to the slowest receiver
     bool oneStopped = false;
     int sender = 0;
+    bool gathered = false;  // all are connected to the first server
 };
 
 struct Cost {
@@ -31,7 +32,7 @@ inline int AccountsFor(const Work& work)
 
 /// Four senders, each 30 messages of 200 bytes a second, to eight receivers: each message's age, in seconds.
 std::vector<double> Ages(Kind kind);
-std::vector<double> Ages(const Servers& servers);
+std::vector<double> Ages(const Servers& servers, bool gathered = false);
 inline constexpr int kAccountsForAges = 4 + 8;
 /// When the next of those messages is due.
 inline constexpr std::chrono::microseconds kTick{1'000'000 / (4 * 30)};

@@ -95,6 +95,15 @@ OutboxEntryPtr Outbox::Next(Channel channel)
     return *next;
 }
 
+std::size_t Outbox::Largest() const
+{
+    std::size_t largest = 0;
+    for (const Line* line : {&mTalk, &mBoard})
+        for (const OutboxEntryPtr& entry : line->entries)
+            if (entry->what.body) largest = std::max(largest, std::size_t(entry->what.body->size()));
+    return largest;
+}
+
 bool Outbox::Waiting() const
 {
     return mTalk.sentUpTo < mTalk.lastNumber || mBoard.sentUpTo < mBoard.lastNumber;

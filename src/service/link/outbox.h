@@ -50,6 +50,8 @@ public:
     bool Empty() const { return mTalk.entries.empty() && mBoard.entries.empty(); }
     std::size_t Count() const { return mTalk.entries.size() + mBoard.entries.size(); }
     bool Waiting() const;
+    /// Bytes of the largest one.
+    std::size_t Largest() const;
     std::uint64_t Highest(Channel channel) const { return Of(channel).lastNumber; }
     std::uint64_t AcceptedUpTo(Channel channel) const { return Of(channel).accepted; }
 

@@ -48,6 +48,14 @@ void RelayRound::Learn(std::vector<std::string> named, std::mt19937_64& random)
     for (const ServiceAddress& one : before) take(one);
 }
 
+std::optional<ServiceAddress> RelayRound::Other(const std::string& named) const
+{
+    const auto asked = named.size() <= kRelayAddressBytes ? ReadServiceAddress(named) : std::nullopt;
+    for (const ServiceAddress& one : Others())
+        if (asked && Same(one, *asked)) return one;
+    return std::nullopt;
+}
+
 void RelayRound::Forget(const ServiceAddress& relay)
 {
     std::erase_if(mLearnt, [&](const ServiceAddress& one) { return Same(one, relay); });

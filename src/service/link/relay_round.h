@@ -3,6 +3,7 @@
 // hints: whoever answers there has to have the same key. Pure.
 
 #include <cstddef>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -18,6 +19,8 @@ public:
     /// What can be an address of those named, a bounded number of them, in an order of our own: those who
     /// lose a relay at the same moment go to different ones. What was known before stays while there is room.
     void Learn(std::vector<std::string> named, std::mt19937_64& random);
+    /// The one of those known that this names; none: it is not, or the connection stands there.
+    std::optional<ServiceAddress> Other(const std::string& named) const;
     /// Somebody else answers there. Home stays.
     void Forget(const ServiceAddress& relay);
     /// The connection stands there.

@@ -285,7 +285,8 @@ asio::awaitable<QString> Session::Leave(quint64 entry, Deadline deadline)
     mLeaving = true;
     mIncoming.Mute();
     ReportRead();
-    while (!mOutbox.Empty() && mPhase == Phase::Seated && std::chrono::steady_clock::now() < deadline)
+    const auto waits = [&] { return !mOutbox.Empty() || (mUntold && !mReady); };
+    while (waits() && mPhase == Phase::Seated && std::chrono::steady_clock::now() < deadline)
         co_await Changed(deadline);
     const QString undelivered = TakeUndelivered();
     const bool seated = mPhase == Phase::Seated;

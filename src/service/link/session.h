@@ -193,6 +193,10 @@ private:
     void OnItem(const FrameView& frame);
     void CloseConnection(const std::string& reason);
 
+    bool MayGo() const;
+    void GoToKeeper(const std::string& named);
+    Task<void> Follow(std::shared_ptr<WayBack> way);
+    Task<void> Greeted(WayBack& way);
     Task<void> Return();
     void HurryBack();
     std::chrono::milliseconds Jittered(std::chrono::milliseconds pause);
@@ -200,6 +204,10 @@ private:
     Deadline NextWay(Deadline company) const;
     void BeginWay();
     Task<void> Travel(std::shared_ptr<WayBack> way);
+    void Arrived(const std::shared_ptr<WayBack>& way);
+    void SayCut(const std::string& reason);
+    void BeginAnew();
+    void GreetOn(WayBack& way);
     void RequireSameService(const TlsPeer& peer, const ServiceAddress& relay);
     Task<void> WaitToAsk(std::shared_ptr<WayBack> way);
     Task<void> AskBack(WayBack& way);
@@ -245,7 +253,7 @@ private:
     // the way back
     bool mReturning = false;
     bool mHurried = false;                                 // since something was carried
-    Deadline mNextTry{}, mNoEarlier{};                     // the latter: the service asked for it
+    Deadline mNextTry{}, mNoEarlier{};                     // the latter: somebody asked for it
     std::chrono::milliseconds mAskedWait{0};               // it did so while the connection stood
     RelayRound::First mFirst = RelayRound::First::Here;    // of the relays, when it is lost
     std::chrono::milliseconds mPauseLength = kFirstPause;  // goes on where a return came to nothing
@@ -255,6 +263,8 @@ private:
     Deadline mBackAt{};
     bool mProgress = false;  // something was carried since then
     int mVainReturns = 0;    // in a row, without that
+    bool mUntold = false;    // it left its connection for a better one, and nobody is to notice
+    Deadline mGoNext{};      // when it may do so again
 
     LoginWords mWords;
     const DeviceWords mDeviceWords;

@@ -94,6 +94,7 @@ void Session::OnMeetingFrame(const FrameView& frame)
     const Header& header = frame.header;
     if (header.has_item() || header.has_live() || header.has_more()) return OnItem(frame);
     if (mPhase != Phase::Seated) return;
+    if (header.has_kept_at()) return GoToKeeper(header.kept_at().relay());
     if (header.has_voice()) return OnVoice(header.voice(), frame.body);
     if (header.has_accepted()) return OnAccepted(header.accepted());
     if (header.has_refused()) return OnRefused(header.refused());
@@ -219,7 +220,7 @@ void Session::Tell(const QString& full)
     const QString text = full.left(kRemarkLength);
     mNeeds.log(text);
     LinkState state;
-    state.phase = mReady ? LinkState::Phase::Connected : LinkState::Phase::Cut;
+    state.phase = mReady || mUntold ? LinkState::Phase::Connected : LinkState::Phase::Cut;
     state.text = text;
     state.details = Details();
     state.remark = true;

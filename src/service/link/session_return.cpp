@@ -42,21 +42,32 @@ void Session::OnLost(const std::string& reason)
 {
     CloseConnection(reason);
     if (mPhase == Phase::Idle || mReturning) return;
-    if (mProgress || SteadyClock::now() - mBackAt >= kStood) {
-        mPauseLength = kFirstPause;
-        mHurryUntil = SteadyClock::now() + kTalkersHurry;
-        mVainReturns = 0;
-        mHurried = false;
-    }
-    const QString why = QString::fromStdString(reason);
-    mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
-    State(LinkState::Phase::Cut, English("Cut off, trying again: %1").arg(why));
-    NotifyChanged();
+    if (mProgress || SteadyClock::now() - mBackAt >= kStood) BeginAnew();
+    SayCut(reason);
     mReturning = true;
     mRound.Begin(std::exchange(mFirst, RelayRound::First::Here));
     const auto self = shared_from_this();
     asio::co_spawn(
         mIo, [self] { return self->Return(); }, asio::detached);
+}
+
+/// The connection was a good one: what came before it is forgotten.
+void Session::BeginAnew()
+{
+    mPauseLength = kFirstPause;
+    mHurryUntil = SteadyClock::now() + kTalkersHurry;
+    mVainReturns = 0;
+    mHurried = false;
+}
+
+void Session::SayCut(const std::string& reason)
+{
+    mUntold = false;
+    TellVoicePeople();
+    const QString why = QString::fromStdString(reason);
+    mNeeds.log(QStringLiteral("The connection to the service is lost: %1").arg(why));
+    State(LinkState::Phase::Cut, English("Cut off, trying again: %1").arg(why));
+    NotifyChanged();
 }
 
 asio::awaitable<void> Session::WatchSleep()
@@ -138,6 +149,7 @@ void Session::HurryBack()
 
 void Session::BeginWay()
 {
+    if (mUntold) SayCut("the relay of the meeting does not answer");
     const std::size_t most = kWaysAtOnce + (mRound.Alone() ? 0 : kWaysToOthers);
     while (mWays.size() >= most) {
         mWays.front()->Close();
@@ -160,13 +172,22 @@ asio::awaitable<void> Session::Travel(std::shared_ptr<WayBack> way)
             RequireSameService(connection->Peer(), way->relay);
             way->connection = std::move(connection);
             co_await WaitToAsk(way);
-            if (way->stage == WayBack::Stage::Asking) co_await AskBack(*way);
+            if (way->stage == WayBack::Stage::Asking) {
+                GreetOn(*way);
+                co_await AskBack(*way);
+            }
         }
     } catch (const EndedForGood& e) {
         if (!mReady) End(QString::fromUtf8(e.what()));
     } catch (const std::exception&) {
         // the next one may fare better
     }
+    Arrived(way);
+}
+
+/// Or not: then the others go on.
+void Session::Arrived(const std::shared_ptr<WayBack>& way)
+{
     if (way->askedWait > 0ms && (!way->restarts || mRound.Alone())) {
         mNoEarlier = SteadyClock::now() + way->askedWait;
         mNextTry = std::max(mNextTry, mNoEarlier);
@@ -215,17 +236,22 @@ asio::awaitable<void> Session::WaitToAsk(std::shared_ptr<WayBack> way)
     }
 }
 
-asio::awaitable<void> Session::AskBack(WayBack& way)
+void Session::GreetOn(WayBack& way)
 {
     way.connection->Run(way);
+    if (way.connection) way.connection->Control(HelloHeader());
+}
+
+asio::awaitable<void> Session::AskBack(WayBack& way)
+{
     if (!way.connection) co_return;
-    way.connection->Control(HelloHeader());
     // Each wait is a statement of its own: GCC 12 makes nonsense of one behind && or ||.
     if (mSeat) {
         const Result resumed = co_await TryResume(way);
         if (resumed == RESULT_OK || resumed == RESULT_LATER) co_return;
     }
     if (mReady || !way.connection) co_return;  // who has the seat meanwhile has the session
+    if (mUntold) SayCut("the seat has gone");
     const bool loggedIn = co_await LoginAgain(way);
     if (loggedIn && mSeat && !mReady && way.connection) co_await EnterAgain(way);
 }
@@ -246,7 +272,7 @@ bool Session::Adopt(WayBack& way)
         if (other.get() != &way && other->stage != WayBack::Stage::Asking) other->Close();
     mProgress = false;
     mBackAt = SteadyClock::now();
-    ++mReconnects;
+    mReconnects += !mUntold;
     mReady = true;
     return true;
 }
@@ -255,14 +281,21 @@ void Session::TellBack(LinkState::Back how, const char* text)
 {
     const int doublings = std::clamp(mVainReturns++ - kProofsAtOnce, 0, 2);
     mConnection->Prove(kProof * (1 << doublings), kProving);
-    State(LinkState::Phase::Connected, QLatin1String(text), how);
+    if (std::exchange(mUntold, false))
+        ShowStanding();
+    else
+        State(LinkState::Phase::Connected, QLatin1String(text), how);
     NotifyChanged();
 }
 
 /// The seat is taken again, or another one when it had gone; whoever left meanwhile gave it up.
 void Session::BackAt(const Place& place)
 {
-    if (!mSeat) return;
+    if (!mSeat) {
+        Header header;
+        header.mutable_leave()->set_call(++mLastCall);
+        return mConnection->Control(header);
+    }
     const bool sameSeat = place.seat() == mSeat->number;
     TakePlace(place);
     mIncoming.Return(place);

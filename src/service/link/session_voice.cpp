@@ -62,7 +62,7 @@ voice_door::People Session::VoicePeople() const
 {
     voice_door::People people;
     if (mPhase != Phase::Seated || mLeaving) return people;
-    people.phase = mReady ? voice_door::Phase::Inside : voice_door::Phase::Cut;
+    people.phase = mReady || mUntold ? voice_door::Phase::Inside : voice_door::Phase::Cut;
     people.handles.push_back(mHandle);
     for (const std::string& handle : mIncoming.Present())
         if (handle != mHandle) people.handles.push_back(handle);

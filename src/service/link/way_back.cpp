@@ -53,9 +53,12 @@ void WayBack::OnFrame(const FrameView& frame)
     const Header& header = frame.header;
     if (header.has_welcome()) {
         welcome = header.welcome();
+        pause.cancel();
     } else if (header.has_bye()) {
         askedWait = AskedWait(header.bye().wait_ms());
         restarts = header.bye().reason() == BYE_RESTART;
+        lost = true;
+        pause.cancel();
         const std::string end = EndText(header.bye());
         calls.Fail(end.empty() ? std::make_exception_ptr(ConnectionLost(header.bye().text()))
                                : std::make_exception_ptr(EndedForGood(end)));
@@ -66,6 +69,8 @@ void WayBack::OnFrame(const FrameView& frame)
 
 void WayBack::OnLost(const std::string& reason)
 {
+    lost = true;
+    pause.cancel();
     calls.Fail(std::make_exception_ptr(ConnectionLost(reason)));
 }
 

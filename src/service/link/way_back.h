@@ -32,9 +32,10 @@ public:
     Calls calls;
     boost::asio::steady_timer pause;  // until it may ask
     Deadline askedAt{};
-    std::optional<Welcome> welcome;
+    std::optional<Welcome> welcome;          // `pause` is told
     std::chrono::milliseconds askedWait{0};  // the service asked for this pause
     bool restarts = false;                   // it is this relay only that goes
+    bool lost = false;                       // nothing more comes by it; `pause` is told
 
     void Close();
 

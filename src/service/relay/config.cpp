@@ -245,6 +245,10 @@ constexpr std::array kClusterNumbers{
         "log_mebibytes", &ClusterOptions::logBytes, kMebibyte, 0, 1 << 30,
         "Of all meetings together, when their place is made; later zephyld adjust changes it. 0: as much\n"
         "as the servers take."},
+    NumberKey{
+        "gather", &ClusterOptions::gather, 1, 0, 1'000'000,
+        "Clients whose meeting this relay keeps are told to come here from the others, while it has fewer\n"
+        "connections than so many: that saves each of their messages a way. 0: they stay where they are."},
 };
 constexpr std::array<FlagKey, 0> kClusterFlags{};
 constexpr std::array kClusterLists{

@@ -532,6 +532,7 @@ void Connection::OnTick(Clock::time_point now)
     if (!mUnread && now - heard > mRoad->Patience(times)) return Drop("silent");
     if (mDatagrams) mDatagrams->Tick(now);
     if (Scratch scratch; mDatagrams && mThere) FlushRoad(scratch);
+    if (mThere) NameKeeper(now);
     if (mGuest) return;  // who asks how it is stands in front of it
     if (mStanding != Standing::LoggedIn || now - mPinged < times.pingAfter) return;
     mPinged = now;

@@ -113,6 +113,8 @@ private:
     boost::asio::awaitable<void> WaitForRoom();
     void JoinedThere();
     void EndedThere();
+    /// Tells the client, now and then, that it may go there.
+    void NameKeeper(Clock::time_point now);
     /// The client is its own relay's again.
     void GiveBack();
     void SendElsewhere();
@@ -171,7 +173,8 @@ private:
     Clock::time_point mHeard;
     Clock::time_point mPinged;
     std::optional<std::chrono::microseconds> mDelay;
-    Clock::time_point mBusySince;  // the socket has taken nothing
+    Clock::time_point mBusySince;   // the socket has taken nothing
+    Clock::time_point mKeeperNext;  // may be named
 };
 
 }  // namespace zephyl

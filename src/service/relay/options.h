@@ -39,6 +39,7 @@ struct ClusterTimes {
     std::chrono::milliseconds decidesFor{1500};     // since it last could; less than goneAfter
     std::chrono::milliseconds cutOffAfter{3000};    // then its clients go to the others
     std::chrono::milliseconds orphanedAfter{5000};  // a meeting that nobody keeps or asks for is taken over
+    std::chrono::milliseconds gatherAfter{3000};    // to twice that: a seat goes to its meeting's keeper
 };
 
 struct RelayBounds {
@@ -96,6 +97,7 @@ struct ClusterOptions {
     std::filesystem::path logAuthorities = {};  // PEM, who may vouch for those hosts; empty: the machine's
     std::size_t logReplicas = 0;                // 0: 3 where three hosts are named, else 1
     std::size_t logBytes = 0;                   // of all meetings; 0: as much as the servers take
+    std::size_t gather = 3000;                  // up to so many connections clients come to their keeper
 
     bool operator==(const ClusterOptions&) const = default;
 };

@@ -207,10 +207,11 @@ std::unique_ptr<Keepers> Relay::MakeKeepers(std::unique_ptr<Engine> engine)
     if (!engine) return nullptr;
     if (mOptions.cluster.name.empty())
         throw StartError("[cluster] log needs a name for this relay, which no other one has");
-    auto keepers = std::make_unique<Keepers>(
-        mIo, std::move(engine), mLogs, *mLog,
-        Membership::Own{mOptions.cluster.name, mOptions.cluster.advertise, Fingerprint()},
-        NamedRelays(mOptions.cluster).Addresses(), mOptions.clusterTimes);
+    auto keepers =
+        std::make_unique<Keepers>(mIo, std::move(engine), mLogs, *mLog,
+                                  Membership::Own{mOptions.cluster.name, mOptions.cluster.advertise,
+                                                  Fingerprint(), [this] { return HasRoom(); }},
+                                  NamedRelays(mOptions.cluster).Addresses(), mOptions.clusterTimes);
     mServices.keepers = keepers.get();
     mServices.otherRelays = keepers.get();
     return keepers;
@@ -243,6 +244,12 @@ void Relay::StartKeepers()
         asio::post(mIo, [this, address, blame] { mKeepers->TellBlame(address, blame); });
     });
     mKeepers->Start(mDirectory, {opened, cutOff, changed, [this] { return OwnTold(); }, blames});
+}
+
+// Guests of other relays are among the connections, so whoever comes makes them no more.
+bool Relay::HasRoom() const
+{
+    return mConnections.Count() < mOptions.cluster.gather && !mMemory.Under(Pressure::RefuseLogins);
 }
 
 std::uint16_t Relay::Port() const

@@ -107,6 +107,7 @@ private:
     void OpenDatagramDoor();
     std::unique_ptr<Keepers> MakeKeepers(std::unique_ptr<Engine> engine);
     void StartKeepers();
+    bool HasRoom() const;
     void Welcome(boost::asio::ip::tcp::socket socket, ConnectionGate& gate, CameBy by);
 
     std::mutex mReloading;  // the desk, which may be at it, stands below

@@ -18,6 +18,7 @@ namespace asio = boost::asio;
 namespace {
 
 constexpr std::chrono::milliseconds kMoment{100};
+constexpr std::chrono::minutes kNamedAgain{2};
 
 /// A frame as it came.
 std::string_view Raw(const FrameView& frame)
@@ -116,6 +117,9 @@ asio::awaitable<std::optional<Connection::Next>> Connection::SeatThere(RelayId k
     const bool seated = mThere->Now() == TunnelFront::State::Seated;
     if (seated) {
         JoinedThere();
+        const auto pause = mServices.options.clusterTimes.gatherAfter;
+        const auto own = std::chrono::milliseconds(mSession->stream % std::uint64_t(pause.count() + 1));
+        mKeeperNext = Clock::now() + pause + own;
         if (mDelay) mThere->TellDelay(*mDelay);
         co_await ForwardAll();
     }
@@ -186,6 +190,20 @@ asio::awaitable<void> Connection::WaitForRoom()
         co_await mThere->News();
     }
     if (std::exchange(mUnread, false)) mHeard = Clock::now();
+}
+
+// Not at once, and not all at the same moment: where a relay was lost its meetings settle first. Where a lost
+// connection is a leave they would be seen leaving.
+void Connection::NameKeeper(Clock::time_point now)
+{
+    if (now < mKeeperNext || mEnding || mThere->Now() != TunnelFront::State::Seated) return;
+    if (mServices.limits.Now().times.grace.count() == 0) return;
+    const std::string address = mServices.keepers->RoomAt(mThere->Keeper());
+    if (address.empty()) return;
+    mKeeperNext = now + kNamedAgain;
+    Header header;
+    header.mutable_kept_at()->set_relay(address);
+    Send(header);
 }
 
 void Connection::EndedThere()

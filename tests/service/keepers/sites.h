@@ -28,6 +28,7 @@ struct Site : RelayRoom {
         options.cluster.name = name;
         options.cluster.advertise = name + ":1";
         options.clusterTimes = times;
+        options.cluster.gather = 0;
         options.budgets.codesPerAccount = options.budgets.codesPerAddress = options.budgets.entries = 0;
         options.times.grace = std::chrono::minutes(10);
         options.times.pingAfter = std::chrono::milliseconds(100);

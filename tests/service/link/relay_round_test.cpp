@@ -57,6 +57,15 @@ TEST_F(RelayRoundTest, GoesFromWhereItWasToEachOtherAndComesBackBetween)
     EXPECT_TRUE(round.IsHome({"HOME", 1}));
 }
 
+TEST_F(RelayRoundTest, KnowsWhichOfThemIsNamed)
+{
+    Learn({"b:2", "c:3", "e"});
+    round.At({"b", 2});
+    for (const char* other : {"C:3", "home:1", "e"}) EXPECT_TRUE(round.Other(other)) << other;
+    EXPECT_TRUE(round.Other("e:" + std::to_string(kDefaultPort)));
+    for (const char* none : {"b:2", "d:4", "c:3:3", ""}) EXPECT_FALSE(round.Other(none)) << none;
+}
+
 TEST_F(RelayRoundTest, TakesOnlySoMuchOfWhatItIsTold)
 {
     std::vector<std::string> many;

@@ -52,6 +52,8 @@ public:
     // --- any thread ---
     const std::shared_ptr<Lines>& TheLines() const { return mLines; }
     std::vector<std::string> Addresses() const override;
+    /// Where clients of the keeper's meetings may come; "": nowhere.
+    std::string RoomAt(const RelayId& keeper) const { return mMembers->RoomAt(keeper); }
     /// All other relays hear it, if they are there.
     void TellBlame(const std::string& address, int blame);
     /// Its clients are better served elsewhere.

@@ -113,7 +113,8 @@ void Membership::Seen(const EngineEntry& entry, bool removed)
     watched.member = {{entry.subject, record.incarnation()},
                       record.address(),
                       record.draining(),
-                      record.fingerprint() != mOwn.fingerprint};
+                      record.fingerprint() != mOwn.fingerprint,
+                      record.roomy()};
     const bool lives = watched.sequence != 0 && watched.sequence != entry.sequence;
     watched.sequence = entry.sequence;
     watched.changed = Clock::now();
@@ -164,6 +165,16 @@ std::vector<Membership::Member> Membership::Others() const
     for (const auto& [name, watched] : mOthers)
         if (!HasGone(watched, now)) others.push_back(watched.member);
     return others;
+}
+
+std::string Membership::RoomAt(const RelayId& relay) const
+{
+    const auto now = Clock::now();
+    const std::lock_guard lock(mMutex);
+    const auto at = mOthers.find(relay.name);
+    if (at == mOthers.end() || at->second.member.id != relay || HasGone(at->second, now)) return {};
+    const Member& member = at->second.member;
+    return member.roomy && !member.draining && !member.stranger ? member.address : std::string();
 }
 
 std::vector<RelayFacts> Membership::Facts() const
@@ -385,6 +396,7 @@ void Membership::Write()
     record.set_incarnation(mSelf.incarnation);
     record.set_address(mOwn.address);
     record.set_fingerprint(mOwn.fingerprint);
+    record.set_roomy(mOwn.roomy());
     mWriting = true;
     mEngine.Put(
         kRelays, mSelf.name, record.SerializeAsString(), expected,

@@ -33,6 +33,7 @@ public:
         std::string address;  // HOST:PORT for clients
         bool draining = false;
         bool stranger = false;  // its key is another
+        bool roomy = false;     // clients of its meetings may come
     };
     /// On a thread of the relay's, in order.
     struct Listener {
@@ -44,8 +45,9 @@ public:
     /// What this one says of itself.
     struct Own {
         std::string name;
-        std::string address;      // as above
-        std::string fingerprint;  // of its key: clients know one for all relays
+        std::string address;                                 // as above
+        std::string fingerprint;                             // of its key: clients know one for all relays
+        std::function<bool()> roomy = [] { return false; };  // on a thread of the relay's
     };
     Membership(boost::asio::io_context& io, Engine& engine, spdlog::logger& log, Own own, ClusterTimes times);
     /// Once.
@@ -60,6 +62,8 @@ public:
     Standing Of(const RelayId& relay) const;
     /// Those that live.
     std::vector<Member> Others() const;
+    /// Where clients of the meetings that it keeps may come; "": nowhere.
+    std::string RoomAt(const RelayId& relay) const;
     /// Of all that have been heard of, this one first. Only what membership knows.
     std::vector<RelayFacts> Facts() const;
     bool MayDecide() const;

@@ -43,6 +43,7 @@ public:
     void Open(const Session* who, const std::string& address, const std::string& protocol,
               const Place& datagrams, std::string_view frame);
     State Now() const;
+    const RelayId& Keeper() const { return mKeeper; }
     /// Waits until it is not Asking.
     boost::asio::awaitable<State> Answered();
     /// Whose seat it is.
