@@ -195,7 +195,7 @@ private:
 
     bool MayGo() const;
     void GoToKeeper(const std::string& named);
-    Task<void> Follow(std::shared_ptr<WayBack> way);
+    Task<void> Follow(std::shared_ptr<WayBack> way, std::string meeting);
     Task<void> Greeted(WayBack& way);
     Task<void> Return();
     void HurryBack();

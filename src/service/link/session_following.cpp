@@ -38,14 +38,15 @@ void Session::GoToKeeper(const std::string& named)
     mGoNext = SteadyClock::now() + kGoAgain;
     const auto way = std::make_shared<WayBack>(mIo, ++mLastWay, *relay);
     asio::co_spawn(
-        mIo, [self = shared_from_this(), way] { return self->Follow(way); }, asio::detached);
+        mIo,
+        [self = shared_from_this(), way, meeting = mSeat->meeting] { return self->Follow(way, meeting); },
+        asio::detached);
 }
 
-asio::awaitable<void> Session::Follow(std::shared_ptr<WayBack> way)
+asio::awaitable<void> Session::Follow(std::shared_ptr<WayBack> way, std::string meeting)
 {
     const auto self = shared_from_this();
     const std::weak_ptr<Connection> before = mConnection;
-    const std::string meeting = mSeat->meeting;
     mWays.push_back(way);
     try {
         auto connection = co_await OpenAt(way->relay);

@@ -122,6 +122,19 @@ TEST_F(GatheringTest, ItStaysWhereTheWebServerChooses)
     EXPECT_EQ(first.Connections(), before);
 }
 
+TEST_F(GatheringTest, WhoLeavesOnTheWayHasLeft)
+{
+    Open(100);
+    auto bob = Bob();
+    first.Delay(FaultProxy::Way::Down, std::chrono::milliseconds(200));
+    EXPECT_TRUE(bob->Until([&] { return bob->Logged(u"The seat goes"_s) > 0; }));
+    bob->link->LeaveMeeting();
+    EXPECT_EQ(alice->Next(), u"bob=0"_s);
+    EXPECT_TRUE(bob->link->JoinMeeting(u"Room01"_s));
+    EXPECT_EQ(alice->Next(), u"bob=5"_s);
+    EXPECT_FALSE(WasCut(*bob));
+}
+
 /// The road to the other relay ends, or is silent, behind so many bytes of what that says: in the handshake,
 /// before the greeting, before the answer, behind it.
 TEST_F(GatheringTest, WhateverIsInTheWayNothingIsLost)
