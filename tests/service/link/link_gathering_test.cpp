@@ -15,7 +15,7 @@ protected:
     {
         const auto relay = [&](const char* name, FaultProxy& door) {
             ClusterTimes times = Site::kTimes;
-            times.gatherAfter = std::chrono::milliseconds(200);
+            times.gatherAfter = pause;
             auto site =
                 std::make_unique<Site>(cluster, name, times, [&](RelayOptions& options, MemoryEngine&) {
                     options.cluster.advertise = At(door.Port());
@@ -73,6 +73,7 @@ protected:
         EXPECT_EQ(bob.Next(count), toBob);
     }
 
+    std::chrono::milliseconds pause{200};  // to twice that, until somebody goes
     MemoryCluster cluster;
     FaultProxy first{1}, second{1};
     std::unique_ptr<Site> one, two;
@@ -101,15 +102,17 @@ TEST_F(GatheringTest, ASeatGoesToItsMeetingsRelayAndNobodyNotices)
 
 TEST_F(GatheringTest, ItStaysWhereThereIsNoRoom)
 {
+    pause = std::chrono::milliseconds(20);
     Open(0);
-    auto bob = Bob();
     const std::uint64_t before = first.Connections();
-    for (int i = 0; i < 1000; ++i) Talk(*bob, i, 1);  // so much time passes
+    auto bob = Bob();
+    for (int i = 0; i < 1000; ++i) Talk(*bob, i, 1);  // which takes longer
     EXPECT_EQ(first.Connections(), before);
 }
 
 TEST_F(GatheringTest, ItStaysWhereTheWebServerChooses)
 {
+    pause = std::chrono::milliseconds(20);
     Open(100);
     const std::uint64_t before = first.Connections();
     auto bob = Bob(Protocol::Http);
